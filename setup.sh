@@ -1,0 +1,31 @@
+#!/usr/bin/env bash
+# Installs the Debian 12 packages that wdltcfg is built and tested with. Quick and silent when all of them are there.
+set -euo pipefail
+
+packages=(
+    g++ clang cmake ninja-build            # compilers and build
+    clang-format clang-tidy libclang-rt-14-dev # gates, sanitizers, fuzzing
+    liblmdb-dev                            # the registry's store
+    nettle-dev                             # AES, SHA-1, HMAC
+    libicu-dev                             # code pages and charsets
+    libcli11-dev nlohmann-json3-dev libfmt-dev # the tools
+    libgtest-dev libgmock-dev libbenchmark-dev libsqlite3-dev # tests and benchmarks
+)
+
+missing=()
+for package in "${packages[@]}"; do
+    status=$(dpkg-query -W -f '${Status}' "$package" 2>/dev/null || true)
+    [ "$status" = "install ok installed" ] || missing+=("$package")
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+as_root=()
+if [ "$(id -u)" -ne 0 ]; then
+    command -v sudo >/dev/null || { echo "setup.sh: run as root, or install sudo, to add: ${missing[*]}" >&2; exit 1; }
+    as_root=(sudo)
+fi
+echo "setup.sh: installing ${missing[*]}"
+export DEBIAN_FRONTEND=noninteractive
+install_missing() { "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null; }
+# A machine whose package lists are there and current needs no update first.
+install_missing 2>/dev/null || { "${as_root[@]}" apt-get update -qq && install_missing; }
