@@ -1,0 +1,67 @@
+// A thread's batch of registry writes: one transaction from the first write to the end. Belongs to its thread; holds
+// the gate of its environment and the engine's writer lock while the transaction runs. What it has done is kept, to be
+// done again when the engine throws the transaction away (a map that must grow does that). A batch that a fork carried
+// into a child is over there; its transaction is the parent's and is left alone.
+#pragma once
+
+#include "RegistryChange.h"
+#include "RegistryEnvironment.h"
+
+#include <memory>
+#include <vector>
+
+namespace wd {
+
+class RegistryStore;
+
+class Batch {
+  public:
+    // The calling thread's batch; null outside of any.
+    static Batch* current();
+    static void begin(DWORD mode);
+    static LONG end();
+
+    explicit Batch(DWORD mode) : m_mode(mode) {}
+    ~Batch();
+    Batch(const Batch&) = delete;
+    Batch& operator=(const Batch&) = delete;
+
+    // The open transaction, when it is on this store; else null.
+    Transaction* transactionOn(const RegistryStore& store);
+    // After a read through the open transaction met a failure of the engine: 0 when the transaction runs again with all
+    // that was done, else the read's error, and the batch is over.
+    LONG repair();
+    // False when the write is none of this batch's and has to be made by itself.
+    bool takes(const RegistryStore& store);
+    LONG write(RegistryStore& store, const std::shared_ptr<RegistryChange>& change);
+    // A write that was refused before it reached a store: it counts as a failing write. Gives the error back.
+    LONG refuse(LONG error);
+
+  private:
+    enum class State {
+        Running, // from the first write on its transaction is open
+        Over,    // writes are made one by one
+        Failed   // all or nothing: nothing it is
+    };
+
+    LONG finish();
+    LONG redo();
+    bool redoOnce(LONG& result);
+    LONG fail(LONG error);
+    LONG commit();
+    void abort();
+    void dropIfInherited();
+
+    const DWORD m_mode;
+    unsigned m_depth = 1;
+    State m_state = State::Running;
+    bool m_isOpen = false;        // m_transaction runs
+    LONG m_error = ERROR_SUCCESS; // what the end returns
+    RegistryStore* m_store = nullptr;
+    RegistryEnvironment* m_environment = nullptr;
+    Transaction m_transaction;
+    RegistryEnvironment::Recovery m_recovery;
+    std::vector<std::shared_ptr<RegistryChange>> m_done;
+};
+
+} // namespace wd

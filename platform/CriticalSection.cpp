@@ -1,0 +1,101 @@
+#include "CriticalSection.h"
+
+#include <memory>
+#include <pthread.h>
+
+namespace wd {
+namespace {
+
+const void* thisThread() {
+    static constinit thread_local char anchor = 0;
+    return &anchor;
+}
+
+// Every section, so that a child can look at each. The forking thread holds the mutex across the fork.
+constinit std::mutex listMutex;
+constinit Section* firstSection = nullptr;
+
+void beforeFork() {
+    listMutex.lock();
+}
+
+void afterForkInParent() {
+    listMutex.unlock();
+}
+
+void afterForkInChild() {
+    for (Section* section = firstSection; section != nullptr; section = section->next)
+        section->resetInChild();
+    listMutex.unlock();
+}
+
+void addToList(Section* section) {
+    [[maybe_unused]] static const int registered = pthread_atfork(beforeFork, afterForkInParent, afterForkInChild);
+    const std::lock_guard lock(listMutex);
+    section->next = firstSection;
+    section->link = &firstSection;
+    if (firstSection != nullptr)
+        firstSection->link = &section->next;
+    firstSection = section;
+}
+
+void removeFromList(Section* section) {
+    const std::lock_guard lock(listMutex);
+    *section->link = section->next;
+    if (section->next != nullptr)
+        section->next->link = section->link;
+}
+
+Section* sectionOf(const CRITICAL_SECTION* section) {
+    return static_cast<Section*>(section->impl);
+}
+
+} // namespace
+
+void Section::enter() {
+    const void* const self = thisThread();
+    if (m_owner.load(std::memory_order_relaxed) != self) {
+        m_mutex.lock();
+        m_owner.store(self, std::memory_order_relaxed);
+    }
+    ++m_depth;
+}
+
+void Section::leave() {
+    if (--m_depth != 0)
+        return;
+    m_owner.store(nullptr, std::memory_order_relaxed);
+    m_mutex.unlock();
+}
+
+// A mutex locked by a thread that isn't there can't be unlocked by anybody: a new one takes its place.
+void Section::resetInChild() {
+    if (m_owner.load(std::memory_order_relaxed) == thisThread())
+        return;
+    std::construct_at(&m_mutex);
+    m_owner.store(nullptr, std::memory_order_relaxed);
+    m_depth = 0;
+}
+
+} // namespace wd
+
+void InitializeCriticalSection(CRITICAL_SECTION* section) {
+    auto made = std::make_unique<wd::Section>();
+    wd::addToList(made.get());
+    section->impl = made.release();
+}
+
+void EnterCriticalSection(CRITICAL_SECTION* section) {
+    wd::sectionOf(section)->enter();
+}
+
+void LeaveCriticalSection(CRITICAL_SECTION* section) {
+    wd::sectionOf(section)->leave();
+}
+
+void DeleteCriticalSection(CRITICAL_SECTION* section) {
+    const std::unique_ptr<wd::Section> owned(wd::sectionOf(section));
+    section->impl = nullptr;
+    if (owned)
+        wd::removeFromList(owned.get());
+}

@@ -1,0 +1,78 @@
+// A file descriptor with one owner, and the two things done with small text files. Only for files that nobody locks
+// with POSIX record locks: closing any descriptor of such a file drops them all.
+#pragma once
+
+#include "SystemCalls.h"
+
+#include <cerrno>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace wd {
+
+class FileDescriptor {
+  public:
+    FileDescriptor() = default;
+    explicit FileDescriptor(int file) : m_file(file) {}
+    FileDescriptor(FileDescriptor&& other) noexcept : m_file(std::exchange(other.m_file, -1)) {}
+    FileDescriptor& operator=(FileDescriptor&& other) noexcept {
+        std::swap(m_file, other.m_file);
+        return *this;
+    }
+    ~FileDescriptor() { reset(); }
+
+    int get() const { return m_file; }
+    bool valid() const { return m_file >= 0; }
+    // Leaves errno alone: it runs on the way out of failures. The descriptor is gone whatever close says.
+    void reset() {
+        if (m_file < 0)
+            return;
+        const int error = errno;
+        sys::close(std::exchange(m_file, -1));
+        errno = error;
+    }
+
+  private:
+    int m_file = -1;
+};
+
+// Writes all of it; false with errno.
+inline bool writeWhole(int file, std::string_view text) {
+    while (!text.empty()) {
+        const ssize_t written = sys::write(file, text.data(), text.size());
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written < 0)
+            return false;
+        if (written == 0) {
+            errno = ENOSPC;
+            return false;
+        }
+        text.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return true;
+}
+
+// The file's content from its start, at most `limit` bytes; nothing with errno. A longer file is EFBIG.
+inline std::optional<std::string> readWhole(int file, std::size_t limit) {
+    std::string text(limit + 1, '\0');
+    std::size_t size = 0;
+    while (size < text.size()) {
+        const ssize_t got = sys::pread(file, text.data() + size, text.size() - size, static_cast<off_t>(size));
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got < 0)
+            return std::nullopt;
+        if (got == 0) {
+            text.resize(size);
+            return text;
+        }
+        size += static_cast<std::size_t>(got);
+    }
+    errno = EFBIG;
+    return std::nullopt;
+}
+
+} // namespace wd

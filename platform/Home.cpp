@@ -1,0 +1,328 @@
+#include "Home.h"
+
+#include "CodePage.h"
+#include "FileDescriptor.h"
+#include "LastError.h"
+
+#include <platform/testing.h>
+
+#include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <cstdio>
+#include <cstdlib>
+#include <deque>
+#include <memory>
+#include <pwd.h>
+#include <sys/file.h>
+#include <unistd.h>
+#include <vector>
+
+namespace wd {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr unsigned kUtf8 = 65001;
+constexpr std::size_t kSettingsLimit = std::size_t{64} * 1024;
+constexpr mode_t kSharedHomeMode = 0755;
+constexpr mode_t kPrivateHomeMode = 0700; // a user's own state directory
+
+constinit std::atomic<const Home*> currentHome{nullptr};
+
+const char* variable(const char* name) {
+    const char* value = ::secure_getenv(name);
+    return value != nullptr && *value != '\0' ? value : nullptr;
+}
+
+template <typename Number>
+std::optional<Number> numericVariable(const char* name) {
+    const char* value = variable(name);
+    if (value == nullptr)
+        return std::nullopt;
+    Number number{};
+    const char* end = value + std::char_traits<char>::length(value);
+    const auto [stop, error] = std::from_chars(value, end, number);
+    if (error != std::errc() || stop != end)
+        return std::nullopt;
+    return number;
+}
+
+bool isDirectory(const fs::path& path) {
+    struct stat status {};
+    return sys::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+fs::path userDirectory() {
+    if (const char* home = variable("HOME"))
+        return home;
+    std::vector<char> buffer(std::size_t{16} * 1024);
+    struct passwd entry {};
+    struct passwd* found = nullptr;
+    if (::getpwuid_r(::geteuid(), &entry, buffer.data(), buffer.size(), &found) == 0 && found != nullptr)
+        return found->pw_dir;
+    return "/";
+}
+
+fs::path homeFromEnvironment() {
+    if (const char* path = variable("WARDLET_HOME")) {
+        std::error_code failure; // a relative path must not follow a later change of the working directory
+        const fs::path absolute = fs::absolute(path, failure);
+        return failure ? fs::path(path) : absolute;
+    }
+    fs::path system = "/var/lib/wardlet";
+    if (isDirectory(system))
+        return system;
+    const char* state = variable("XDG_STATE_HOME");
+    if (state != nullptr && *state == '/') // a relative one counts as unset, as its rule has it
+        return fs::path(state) / "wardlet";
+    return userDirectory() / ".local/state/wardlet";
+}
+
+// mkdir -p. A directory that another process makes meanwhile is as good.
+DWORD makeDirectories(const fs::path& path, mode_t mode) {
+    if (isDirectory(path))
+        return ERROR_SUCCESS;
+    if (path.has_parent_path() && path.parent_path() != path)
+        if (const DWORD error = makeDirectories(path.parent_path(), mode))
+            return error;
+    if (sys::mkdir(path.c_str(), mode) == 0 || (errno == EEXIST && isDirectory(path)))
+        return ERROR_SUCCESS;
+    return errno == EEXIST ? ERROR_PATH_NOT_FOUND : errorFromErrno(errno);
+}
+
+DWORD lastSystemError() {
+    return errorFromErrno(errno);
+}
+
+bool waitForLock(int file) {
+    while (sys::flock(file, LOCK_EX) != 0)
+        if (errno != EINTR)
+            return false;
+    return true;
+}
+
+// Bytes of a lone surrogate U+DC80–U+DCFF stand for themselves; everything else becomes UTF-8.
+std::string fileNameFromWide(std::u16string_view text) {
+    std::string name;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        char32_t point = text[i];
+        if (point >= 0xD800 && point < 0xDC00 && i + 1 < text.size() && text[i + 1] >= 0xDC00 && text[i + 1] < 0xE000)
+            point = 0x10000 + ((point - 0xD800) << 10) + (text[++i] - 0xDC00u);
+        if (point < 0x80 || (point >= 0xDC80 && point <= 0xDCFF)) {
+            name += static_cast<char>(point & 0xFF);
+        } else if (point < 0x800) {
+            name += static_cast<char>(0xC0 | (point >> 6));
+            name += static_cast<char>(0x80 | (point & 0x3F));
+        } else if (point < 0x10000) {
+            name += static_cast<char>(0xE0 | (point >> 12));
+            name += static_cast<char>(0x80 | ((point >> 6) & 0x3F));
+            name += static_cast<char>(0x80 | (point & 0x3F));
+        } else {
+            name += static_cast<char>(0xF0 | (point >> 18));
+            name += static_cast<char>(0x80 | ((point >> 12) & 0x3F));
+            name += static_cast<char>(0x80 | ((point >> 6) & 0x3F));
+            name += static_cast<char>(0x80 | (point & 0x3F));
+        }
+    }
+    return name;
+}
+
+// The path with `/` alone as separator, in the bytes of the file system. A trail byte of a double-byte character may
+// look like a backslash, so other code pages than UTF-8 are taken apart as UTF-16.
+std::string withSlashes(std::string_view path, unsigned codePage) {
+    const bool plain =
+        codePage == kUtf8 || std::all_of(path.begin(), path.end(), [](char c) { return (c & 0x80) == 0; });
+    if (plain) {
+        std::string mapped(path);
+        std::replace(mapped.begin(), mapped.end(), '\\', '/');
+        return mapped;
+    }
+    std::u16string wide = wideFromCodePage(path);
+    std::replace(wide.begin(), wide.end(), u'\\', u'/');
+    return fileNameFromWide(wide);
+}
+
+bool hasDrive(std::string_view path) {
+    return path.size() >= 2 && path[1] == ':' && std::isalpha(static_cast<unsigned char>(path[0])) != 0;
+}
+
+// `..` at the top of a drive stays at its top.
+fs::path belowDrive(const fs::path& drive, std::string_view rest) {
+    std::vector<std::string_view> parts;
+    while (!rest.empty()) {
+        const auto part = rest.substr(0, rest.find('/'));
+        rest.remove_prefix(std::min(part.size() + 1, rest.size()));
+        if (part.empty() || part == ".")
+            continue;
+        if (part != "..")
+            parts.push_back(part);
+        else if (!parts.empty())
+            parts.pop_back();
+    }
+    fs::path path = drive;
+    for (const auto part : parts)
+        path /= part;
+    return path;
+}
+
+} // namespace
+
+Home::Home() : Home(homeFromEnvironment()) {}
+
+Home::Home(fs::path path) : m_path(std::move(path)) {
+    m_codePageOverride = numericVariable<unsigned>("WARDLET_ACP");
+    if (const char* durability = variable("WARDLET_DURABILITY"))
+        m_durableOverride = std::string_view(durability) != "process";
+    const auto scale = numericVariable<double>("WARDLET_TIME_SCALE");
+    if (scale && *scale > 0.0 && *scale <= 1e6)
+        m_timeScale = *scale;
+    adopt(HomeSettings{});
+    loadSettings();
+}
+
+// Every call of a refused home fails, but one line on stderr is enough.
+bool Home::mayReport() const {
+    return !m_reported.exchange(true, std::memory_order_relaxed);
+}
+
+void Home::adopt(const HomeSettings& settings) const {
+    m_codePage.store(m_codePageOverride.value_or(settings.codePage), std::memory_order_relaxed);
+    m_durable.store(m_durableOverride.value_or(settings.durable), std::memory_order_relaxed);
+}
+
+DWORD Home::loadSettings() const {
+    const fs::path file = m_path / "settings";
+    const FileDescriptor settingsFile(sys::open(file.c_str(), O_RDONLY | O_CLOEXEC, 0));
+    if (!settingsFile.valid())
+        return lastSystemError();
+    const auto text = readWhole(settingsFile.get(), kSettingsLimit);
+    if (!text && errno != EFBIG)
+        return lastSystemError();
+    const auto settings = text ? HomeSettings::parse(*text) : std::nullopt;
+    if (!settings) {
+        if (mayReport())
+            std::fprintf(stderr, "wdltcfg: %s isn't the settings of a home\n", file.c_str());
+        return ERROR_INVALID_DATA;
+    }
+    if (settings->layout > HomeSettings::kLayout || settings->folding > HomeSettings::kFolding) {
+        if (mayReport())
+            std::fprintf(
+                stderr,
+                "wdltcfg: %s has layout %u, folding %u; this library knows layouts up to %u, folding up to %u: a "
+                "newer library is needed\n",
+                m_path.c_str(), settings->layout, settings->folding, HomeSettings::kLayout, HomeSettings::kFolding);
+        return ERROR_BADDB;
+    }
+    adopt(*settings);
+    return ERROR_SUCCESS;
+}
+
+DWORD Home::registryModes(Modes& modes) const {
+    struct stat status {};
+    if (sys::stat(m_path.c_str(), &status) != 0)
+        return lastSystemError();
+    modes = (status.st_mode & S_ISGID) != 0 ? Modes{02770, 0660} : Modes{0700, 0600};
+    return ERROR_SUCCESS;
+}
+
+DWORD Home::ensure() const {
+    if (m_ready.load(std::memory_order_acquire))
+        return ERROR_SUCCESS;
+    DWORD error = loadSettings();
+    if (error == ERROR_FILE_NOT_FOUND || (error == ERROR_SUCCESS && !isDirectory(registryPath())))
+        error = create();
+    if (error == ERROR_SUCCESS)
+        m_ready.store(true, std::memory_order_release);
+    return error;
+}
+
+namespace {
+
+// Makes `name` in the home appear whole: written beside, then renamed. Runs under the home's lock, which is why the
+// name beside it can be a fixed one: what a crash left there is written over.
+DWORD placeSettings(const fs::path& home, bool durable) {
+    const fs::path beside = home / "settings.new";
+    const mode_t mode = 0644;
+    if (sys::unlink(beside.c_str()) != 0 && errno != ENOENT)
+        return lastSystemError();
+    const FileDescriptor file(sys::open(beside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, mode));
+    if (!file.valid() || sys::fchmod(file.get(), mode) != 0)
+        return lastSystemError();
+    if (!writeWhole(file.get(), HomeSettings{}.text()) || (durable && sys::fsync(file.get()) != 0))
+        return lastSystemError();
+    return sys::rename(beside.c_str(), (home / "settings").c_str()) == 0 ? ERROR_SUCCESS : lastSystemError();
+}
+
+DWORD placeDirectory(const fs::path& target, mode_t mode) {
+    fs::path beside = target;
+    beside += ".new";
+    if (sys::mkdir(beside.c_str(), 0700) != 0 && errno != EEXIST)
+        return lastSystemError();
+    if (sys::chmod(beside.c_str(), mode) != 0)
+        return lastSystemError();
+    return sys::rename(beside.c_str(), target.c_str()) == 0 ? ERROR_SUCCESS : lastSystemError();
+}
+
+} // namespace
+
+DWORD Home::create() const {
+    const bool isPrivate = variable("WARDLET_HOME") == nullptr;
+    if (const DWORD error = makeDirectories(m_path, isPrivate ? kPrivateHomeMode : kSharedHomeMode))
+        return error;
+    // The lock on the directory itself goes with its holder, whatever way that dies.
+    const FileDescriptor directory(sys::open(m_path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
+    if (!directory.valid() || !waitForLock(directory.get()))
+        return lastSystemError();
+
+    DWORD error = loadSettings();
+    if (error == ERROR_FILE_NOT_FOUND) {
+        error = placeSettings(m_path, durable());
+        if (error == ERROR_SUCCESS)
+            error = loadSettings();
+    }
+    if (error != ERROR_SUCCESS)
+        return error;
+    if (!isDirectory(registryPath())) {
+        Modes modes{};
+        error = registryModes(modes);
+        if (error == ERROR_SUCCESS)
+            error = placeDirectory(registryPath(), modes.directory);
+        if (error != ERROR_SUCCESS)
+            return error;
+    }
+    if (durable() && sys::fsync(directory.get()) != 0)
+        return lastSystemError();
+    return ERROR_SUCCESS;
+}
+
+fs::path Home::mapPath(std::string_view path) const {
+    const std::string mapped = withSlashes(path, codePage());
+    if (!hasDrive(mapped))
+        return mapped;
+    const auto letter = static_cast<char>(std::tolower(static_cast<unsigned char>(mapped[0])));
+    return belowDrive(m_path / (std::string("drive_") + letter), std::string_view(mapped).substr(2));
+}
+
+const Home& home() {
+    if (const Home* current = currentHome.load(std::memory_order_acquire))
+        return *current;
+    auto made = std::make_unique<const Home>();
+    const Home* expected = nullptr;
+    if (currentHome.compare_exchange_strong(expected, made.get(), std::memory_order_acq_rel))
+        return *made.release();
+    return *expected;
+}
+
+fs::path mapPath(std::string_view path) {
+    return home().mapPath(path);
+}
+
+} // namespace wd
+
+void WdTestRereadEnvironment() {
+    // Old homes stay to the end: keys opened before belong to them still.
+    static auto* const homes = std::make_unique<std::deque<wd::Home>>().release();
+    wd::currentHome.store(&homes->emplace_back(), std::memory_order_release);
+}

@@ -1,0 +1,86 @@
+// The home: the directory of the layer's state, what its `settings` file says, and the environment variables that
+// override it. One object a process, made at the first call of home(); never destroyed, since open keys and locks refer
+// to it. Safe from any thread and in the child of a fork: no lock of this process is involved.
+#pragma once
+
+#include <platform/base.h>
+
+#include <atomic>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace wd {
+
+// Content of <home>/settings: "name = value" lines.
+struct HomeSettings {
+    static constexpr unsigned kLayout = 1;  // newest layout of the home that this library knows
+    static constexpr unsigned kFolding = 1; // simple upper-casing of one UTF-16 unit
+
+    unsigned layout = kLayout;
+    unsigned codePage = 65001;
+    unsigned folding = kFolding;
+    bool durable = true; // commits are on the disk when they return; else safe against killed processes only
+
+    // Unknown names are passed over, so that a newer library may add some; no value for a text that isn't settings.
+    static std::optional<HomeSettings> parse(std::string_view text);
+    std::string text() const;
+};
+
+class Home {
+  public:
+    // Looks at the environment and at the settings, makes nothing.
+    Home();
+    explicit Home(std::filesystem::path path);
+    Home(const Home&) = delete;
+    Home& operator=(const Home&) = delete;
+
+    const std::filesystem::path& path() const { return m_path; }
+    std::filesystem::path registryPath() const { return m_path / "registry"; }
+
+    unsigned codePage() const { return m_codePage.load(std::memory_order_relaxed); }
+    bool durable() const { return m_durable.load(std::memory_order_relaxed); }
+    // Factor for the waits of the system (60 s, 100 ms); 1 without WARDLET_TIME_SCALE.
+    double timeScale() const { return m_timeScale; }
+
+    // Makes what is missing: the directory, its settings, the registry's directory. However many processes do so at
+    // once, each thing appears whole and all agree. 0, or the error; a home with a newer layout is refused with a line
+    // on stderr.
+    DWORD ensure() const;
+
+    // The file that a path means: `\` and `/` separate, a leading "X:" is the directory drive_x of the home, which ".."
+    // doesn't leave; other paths are the system's own. `path` is in the system code page.
+    std::filesystem::path mapPath(std::string_view path) const;
+
+    // Whether strangers are shut out of the registry by the home's own group (its set-group-id bit), and the modes that
+    // follow from it.
+    struct Modes {
+        mode_t directory;
+        mode_t file;
+    };
+    DWORD registryModes(Modes& modes) const;
+
+  private:
+    void adopt(const HomeSettings& settings) const;
+    DWORD loadSettings() const;
+    DWORD create() const;
+    bool mayReport() const;
+
+    std::filesystem::path m_path;
+    double m_timeScale = 1.0;
+    std::optional<unsigned> m_codePageOverride;
+    std::optional<bool> m_durableOverride;
+    // Set while the home is made, by threads that all set the same: relaxed is enough.
+    mutable std::atomic<unsigned> m_codePage{65001};
+    mutable std::atomic<bool> m_durable{true};
+    mutable std::atomic<bool> m_ready{false};
+    mutable std::atomic<bool> m_reported{false};
+};
+
+// The home of this process.
+const Home& home();
+// mapPath of the home of this process.
+std::filesystem::path mapPath(std::string_view path);
+
+} // namespace wd

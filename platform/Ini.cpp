@@ -1,0 +1,138 @@
+// INI files: each call reads the file anew, and a write replaces it as a whole. Writers of one folder take turns by a
+// lock on the folder itself, which goes with its holder; readers take none and see the old file or the new one.
+#include "FileDescriptor.h"
+#include "FileReplace.h"
+#include "Home.h"
+#include "IniText.h"
+#include "LastError.h"
+
+#include <platform/ini.h>
+#include <platform/text.h>
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace wd {
+namespace {
+
+constexpr const char* kSettingsFile = "Wardlet.ini";
+constexpr std::size_t kMaxFileSize = std::size_t{16} << 20;
+
+bool isThere(const std::filesystem::path& file) {
+    struct stat status {};
+    return sys::stat(file.c_str(), &status) == 0;
+}
+
+// A plain name is a file of the home. So is the settings file when none stands in the folder given: an installation for
+// all may be set up by each home.
+std::filesystem::path fileOf(LPCSTR name) {
+    const char* const plain = PathFindFileNameA(name);
+    if (plain == name)
+        return home().path() / plain;
+    std::filesystem::path file = mapPath(name);
+    if (std::strcmp(plain, kSettingsFile) == 0 && !isThere(file))
+        return home().path() / plain;
+    return file;
+}
+
+// Content of a regular file; nothing with errno.
+std::optional<std::string> contentOf(const std::filesystem::path& path) {
+    // A pipe in the file's place must not hold the caller up.
+    const FileDescriptor file(sys::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK, 0));
+    struct stat status {};
+    if (!file.valid() || sys::fstat(file.get(), &status) != 0)
+        return std::nullopt;
+    if (!S_ISREG(status.st_mode)) {
+        errno = EISDIR;
+        return std::nullopt;
+    }
+    if (static_cast<std::size_t>(status.st_size) > kMaxFileSize) {
+        errno = EFBIG;
+        return std::nullopt;
+    }
+    return readWhole(file.get(), static_cast<std::size_t>(status.st_size));
+}
+
+// The value as it stands in the file; nothing when file, section or name is missing.
+std::optional<std::string> valueOf(LPCSTR section, LPCSTR name, LPCSTR file) {
+    if (section == nullptr || name == nullptr || file == nullptr || *file == '\0')
+        return std::nullopt;
+    const std::optional<std::string> content = contentOf(fileOf(file));
+    if (!content)
+        return std::nullopt;
+    const std::optional<std::string_view> value = findIniValue(*content, section, name);
+    return value ? std::optional<std::string>(*value) : std::nullopt;
+}
+
+DWORD copyText(std::string_view text, LPSTR buffer, DWORD size) {
+    if (buffer == nullptr || size == 0)
+        return 0;
+    const std::size_t length = std::min<std::size_t>(text.size(), size - 1);
+    std::copy_n(text.begin(), length, buffer);
+    buffer[length] = '\0';
+    return static_cast<DWORD>(length);
+}
+
+DWORD write(LPCSTR section, LPCSTR name, LPCSTR text, LPCSTR file) {
+    if (file == nullptr || *file == '\0' || !isIniSection(section) || (name != nullptr && !isIniName(name)) ||
+        (name == nullptr && text != nullptr) || (text != nullptr && !isIniValue(text)))
+        return ERROR_INVALID_PARAMETER;
+    const std::filesystem::path path = fileOf(file);
+    if (path.parent_path() == home().path()) {
+        if (const DWORD error = home().ensure())
+            return error;
+    }
+    const std::filesystem::path folder = path.parent_path();
+    const FileDescriptor directory(
+        sys::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
+    if (!directory.valid())
+        return errno == ENOENT ? ERROR_PATH_NOT_FOUND : errorFromErrno(errno);
+    while (sys::flock(directory.get(), LOCK_EX) != 0) {
+        if (errno != EINTR)
+            return errorFromErrno(errno);
+    }
+    std::optional<std::string> content = contentOf(path);
+    if (!content && errno != ENOENT)
+        return errorFromErrno(errno);
+    const std::string changed = changeIni(content.value_or(std::string()), section, name, text);
+    return changed == content.value_or(std::string()) ? ERROR_SUCCESS : replaceFile(path, changed);
+}
+
+} // namespace
+} // namespace wd
+
+UINT GetPrivateProfileIntA(LPCSTR section, LPCSTR name, int defaultValue, LPCSTR file) {
+    try {
+        const auto value = wd::valueOf(section, name, file);
+        return value && !value->empty() ? wd::iniNumber(*value) : static_cast<UINT>(defaultValue);
+    } catch (const std::bad_alloc&) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return static_cast<UINT>(defaultValue);
+    }
+}
+
+DWORD GetPrivateProfileStringA(LPCSTR section, LPCSTR name, LPCSTR defaultText, LPSTR buffer, DWORD size, LPCSTR file) {
+    const char* const fallback = defaultText == nullptr ? "" : defaultText;
+    try {
+        const auto value = wd::valueOf(section, name, file);
+        return wd::copyText(value ? std::string_view(*value) : fallback, buffer, size);
+    } catch (const std::bad_alloc&) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return wd::copyText(fallback, buffer, size);
+    }
+}
+
+BOOL WritePrivateProfileStringA(LPCSTR section, LPCSTR name, LPCSTR text, LPCSTR file) {
+    if (section == nullptr && name == nullptr && text == nullptr)
+        return TRUE;
+    try {
+        return wd::failed(wd::write(section, name, text, file)) == 0 ? TRUE : FALSE;
+    } catch (const std::bad_alloc&) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return FALSE;
+    }
+}

@@ -1,0 +1,263 @@
+// Libraries loaded at run time. A module handle is the C library's own; each one that comes in is looked up among the
+// loaded modules before it is used. Loading and freeing are serialised by the loader's lock, which the entry of a
+// library runs under: it may load others.
+#include "Loader.h"
+#include "CodePage.h"
+#include "CriticalSection.h"
+#include "ForkMutex.h"
+#include "Home.h"
+#include "LastError.h"
+#include "SystemCalls.h"
+
+#include <platform/loader.h>
+#include <platform/module.h>
+#include <platform/text.h>
+
+#include <algorithm>
+#include <array>
+#include <climits>
+#include <cstring>
+#include <dlfcn.h>
+#include <link.h>
+#include <mutex>
+#include <new>
+#include <string>
+#include <strings.h>
+#include <vector>
+
+namespace wd {
+namespace {
+
+using LibraryEntry = int (*)(void* module, std::uint32_t reason);
+constexpr const char* kEntryName = "WdLibraryEntry";
+
+// Modules loaded here and how often. Changed under the loader's lock; the mutex keeps a fork from copying it half
+// changed.
+struct LoadedTag;
+ForkMutex<LoadedTag> loadedMutex;
+struct Loaded {
+    HMODULE module;
+    unsigned count;
+};
+std::vector<Loaded>& loadedModules() WD_REQUIRES(loadedMutex) {
+    static auto* const modules = std::make_unique<std::vector<Loaded>>().release(); // outlives every unload
+    return *modules;
+}
+
+Section& loaderLock() {
+    static auto* const section = [] {
+        CRITICAL_SECTION made{};
+        InitializeCriticalSection(&made);
+        return static_cast<Section*>(made.impl);
+    }();
+    return *section;
+}
+
+class LoaderLock {
+  public:
+    LoaderLock() { loaderLock().enter(); }
+    ~LoaderLock() { loaderLock().leave(); }
+    LoaderLock(const LoaderLock&) = delete;
+    LoaderLock& operator=(const LoaderLock&) = delete;
+};
+
+// Returns how many references there are then.
+unsigned addReference(HMODULE module) {
+    const ForkLock lock(loadedMutex);
+    auto& modules = loadedModules();
+    const auto at = std::find_if(modules.begin(), modules.end(), [&](const Loaded& l) { return l.module == module; });
+    if (at != modules.end())
+        return ++at->count;
+    modules.push_back({module, 1});
+    return 1;
+}
+
+unsigned references(HMODULE module) {
+    const ForkLock lock(loadedMutex);
+    const auto& modules = loadedModules();
+    const auto at = std::find_if(modules.begin(), modules.end(), [&](const Loaded& l) { return l.module == module; });
+    return at == modules.end() ? 0 : at->count;
+}
+
+void dropReference(HMODULE module) {
+    const ForkLock lock(loadedMutex);
+    auto& modules = loadedModules();
+    const auto at = std::find_if(modules.begin(), modules.end(), [&](const Loaded& l) { return l.module == module; });
+    if (at != modules.end() && --at->count == 0)
+        modules.erase(at);
+}
+
+bool endsWithDll(std::string_view name) {
+    constexpr std::string_view kSuffix = ".dll";
+    return name.size() > kSuffix.size() &&
+           strncasecmp(name.data() + name.size() - kSuffix.size(), kSuffix.data(), kSuffix.size()) == 0;
+}
+
+// "X.dll", and "X" likewise, is libX.so here.
+std::string fileNameOf(std::string_view name) {
+    const bool isDll = endsWithDll(name);
+    if (!isDll && name.find('.') != std::string_view::npos)
+        return std::string(name);
+    return "lib" + std::string(isDll ? name.substr(0, name.size() - 4) : name) + ".so";
+}
+
+// As it is when the working directory can't be told.
+std::filesystem::path absolutePath(const std::filesystem::path& path) {
+    std::error_code error;
+    std::filesystem::path whole = std::filesystem::absolute(path, error);
+    return error ? path : whole;
+}
+
+bool isThere(const std::filesystem::path& file) {
+    struct stat status {};
+    return sys::stat(file.c_str(), &status) == 0;
+}
+
+void* openLibrary(std::string_view folder, const std::string& file) {
+    if (!folder.empty())
+        return dlopen(absolutePath(mapPath(folder) / file).c_str(), RTLD_NOW | RTLD_LOCAL);
+    const std::filesystem::path beside = ownFolder() / file;
+    // One that stands there is meant, even when it can't be loaded: no other one takes its place unseen.
+    return dlopen(isThere(beside) ? beside.c_str() : file.c_str(), RTLD_NOW | RTLD_LOCAL);
+}
+
+bool callEntry(HMODULE module, DWORD reason) {
+    const auto entry = reinterpret_cast<LibraryEntry>(dlsym(module, kEntryName));
+    return entry == nullptr || entry(module, reason) != 0;
+}
+
+HMODULE load(std::string_view path) {
+    const std::string text(path);
+    const std::string_view name = PathFindFileNameA(text.c_str());
+    const LoaderLock lock;
+    void* const module = openLibrary(path.substr(0, path.size() - name.size()), fileNameOf(name));
+    if (module == nullptr) {
+        SetLastError(ERROR_MOD_NOT_FOUND);
+        return nullptr;
+    }
+    if (addReference(module) == 1 && !callEntry(module, DLL_PROCESS_ATTACH)) {
+        dropReference(module);
+        dlclose(module);
+        SetLastError(ERROR_DLL_INIT_FAILED);
+        return nullptr;
+    }
+    return module;
+}
+
+// A module handle comes from a caller: it is compared with those of all modules, never followed before.
+bool isLoadedModule(HMODULE module) {
+    std::vector<const void*> addresses;
+    const auto collect = [](dl_phdr_info* info, std::size_t, void* context) {
+        // The program headers lie in the module's own first pages.
+        static_cast<std::vector<const void*>*>(context)->push_back(info->dlpi_phdr);
+        return 0;
+    };
+    // Looking a module up takes the lock that this walk holds before another of the loader's, so it comes after.
+    dl_iterate_phdr(collect, &addresses);
+    return std::any_of(addresses.begin(), addresses.end(),
+                       [module](const void* address) { return moduleOf(address) == module; });
+}
+
+std::string programPath() {
+    std::array<char, PATH_MAX> path{};
+    const ssize_t length = sys::readlink("/proc/self/exe", path.data(), path.size());
+    return length < 0 ? std::string() : std::string(path.data(), static_cast<std::size_t>(length));
+}
+
+std::string pathOf(HMODULE module) {
+    if (module == nullptr)
+        return programPath();
+    if (!isLoadedModule(module))
+        return {};
+    const char* const name = static_cast<const link_map*>(module)->l_name;
+    return *name == '\0' ? programPath() : absolutePath(name).string();
+}
+
+DWORD fail(DWORD error) {
+    SetLastError(error);
+    return 0;
+}
+
+} // namespace
+
+link_map* moduleOf(const void* address) {
+    Dl_info info{};
+    void* map = nullptr;
+    return dladdr1(address, &info, &map, RTLD_DL_LINKMAP) == 0 ? nullptr : static_cast<link_map*>(map);
+}
+
+std::filesystem::path ownFolder() {
+    const link_map* const own = moduleOf(reinterpret_cast<const void*>(&ownFolder));
+    if (own == nullptr || *own->l_name == '\0')
+        return std::filesystem::path(programPath()).parent_path();
+    return absolutePath(own->l_name).parent_path();
+}
+
+} // namespace wd
+
+HMODULE LoadLibraryA(LPCSTR name) {
+    if (name == nullptr || *name == '\0') {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return nullptr;
+    }
+    try {
+        return wd::load(name);
+    } catch (const std::bad_alloc&) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return nullptr;
+    }
+}
+
+FARPROC GetProcAddress(HMODULE module, LPCSTR name) {
+    if (name == nullptr || !wd::isLoadedModule(module)) {
+        SetLastError(name == nullptr ? ERROR_INVALID_PARAMETER : ERROR_MOD_NOT_FOUND);
+        return nullptr;
+    }
+    const auto address = reinterpret_cast<FARPROC>(dlsym(module, name));
+    if (address == nullptr)
+        SetLastError(ERROR_PROC_NOT_FOUND);
+    return address;
+}
+
+BOOL FreeLibrary(HMODULE module) {
+    const wd::LoaderLock lock;
+    const unsigned count = wd::references(module);
+    if (count == 0) {
+        SetLastError(ERROR_MOD_NOT_FOUND);
+        return FALSE;
+    }
+    if (count == 1)
+        wd::callEntry(module, DLL_PROCESS_DETACH);
+    wd::dropReference(module);
+    dlclose(module);
+    return TRUE;
+}
+
+DWORD GetModuleFileNameW(HMODULE module, LPWSTR buffer, DWORD size) {
+    const std::u16string path = wd::wideFromCodePage(wd::pathOf(module));
+    if (path.empty())
+        return wd::fail(ERROR_MOD_NOT_FOUND);
+    if (buffer == nullptr || size == 0)
+        return wd::fail(ERROR_INSUFFICIENT_BUFFER);
+    const std::size_t length = std::min<std::size_t>(path.size(), size - 1);
+    std::copy_n(path.begin(), length, buffer);
+    buffer[length] = u'\0';
+    if (length == path.size())
+        return static_cast<DWORD>(length);
+    SetLastError(ERROR_INSUFFICIENT_BUFFER);
+    return size;
+}
+
+DWORD GetShortPathNameW(LPCWSTR path, LPWSTR buffer, DWORD size) {
+    if (path == nullptr)
+        return wd::fail(ERROR_INVALID_PARAMETER);
+    const std::u16string_view text(path);
+    if (text.size() >= UINT_MAX)
+        return wd::fail(ERROR_FILENAME_EXCED_RANGE);
+    if (buffer == nullptr || size <= text.size())
+        return static_cast<DWORD>(text.size() + 1);
+    // The buffers may be the same one.
+    std::char_traits<char16_t>::move(buffer, text.data(), text.size());
+    buffer[text.size()] = u'\0';
+    return static_cast<DWORD>(text.size());
+}

@@ -1,0 +1,18 @@
+// What belongs to this very process and must be made anew in the child of a fork: a token that differs between parent
+// and child, noticed by one load of a page that the system wipes in the child. Asked by whoever keeps locks, mappings
+// or descriptors that a child must not share. Any thread, no lock.
+#pragma once
+
+#include <cstdint>
+
+namespace wd {
+
+struct ProcessState {
+    std::uint64_t seed = 0; // random, for numbers that must not be met twice
+};
+
+// The state of this process: the same object for all of its threads, another one in a child. States of ancestors stay
+// allocated, so that no address comes back. Never null.
+const ProcessState* processState();
+
+} // namespace wd

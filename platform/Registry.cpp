@@ -1,0 +1,364 @@
+// The registry's calls: arguments checked, handles resolved, one read or one change on the store. Each A and W pair is
+// one template over the form of its texts. No lock of its own.
+#include "Batch.h"
+#include "Home.h"
+#include "LastError.h"
+#include "RegistryHandles.h"
+#include "RegistryName.h"
+#include "RegistryStore.h"
+#include "RegistryText.h"
+
+#include <platform/registry.h>
+
+#include <cstring>
+#include <memory>
+
+namespace wd {
+
+namespace {
+
+constexpr DWORD kMaxDataBytes = DWORD{1} << 20;
+
+// The key behind a handle, for the length of one call. An error is ERROR_INVALID_HANDLE, or what keeps the home from
+// being used at all.
+class KeyUse {
+  public:
+    explicit KeyUse(HKEY handle) {
+        if (handle == HKEY_LOCAL_MACHINE) {
+            m_root.store = RegistryStore::of(home(), m_error);
+            m_root.access = KEY_ALL_ACCESS;
+            m_key = &m_root;
+        } else if (m_use.acquire(handle)) {
+            m_key = &m_use.key();
+        } else {
+            m_error = ERROR_INVALID_HANDLE;
+        }
+    }
+
+    LONG error() const { return static_cast<LONG>(m_error); }
+    LONG require(REGSAM access) const {
+        if (m_error == ERROR_SUCCESS && (m_key->access & access) != access)
+            return ERROR_ACCESS_DENIED;
+        return error();
+    }
+    RegistryStore& store() const { return *m_key->store; }
+    std::string_view path() const { return m_key->path; }
+    std::uint64_t identity() const { return m_key->identity; }
+    KeyReference reference() const { return {std::string(path()), identity()}; }
+
+  private:
+    HandleUse m_use;
+    OpenKey m_root;
+    const OpenKey* m_key = nullptr;
+    DWORD m_error = ERROR_SUCCESS;
+};
+
+LONG fail(LONG error) {
+    return failed(static_cast<DWORD>(error));
+}
+
+// Every write that a batch doesn't get to see but that fails counts as a failing write of it.
+LONG failWrite(LONG error) {
+    Batch* batch = error == ERROR_SUCCESS ? nullptr : Batch::current();
+    return fail(batch == nullptr ? error : batch->refuse(error));
+}
+
+LONG makeHandle(const KeyUse& base, std::string_view path, std::uint64_t identity, REGSAM access, HKEY* result) {
+    *result = openHandle({&base.store(), path, identity, access});
+    return static_cast<LONG>(*result == nullptr ? ERROR_NOT_ENOUGH_MEMORY : ERROR_SUCCESS);
+}
+
+// A key below `base`, or `base` itself when `path` adds nothing to it.
+LONG lookUp(const KeyUse& base, const KeyPath& path, std::uint64_t& identity) {
+    return base.store().read([&](Transaction& transaction) -> LONG {
+        RecordView record;
+        LONG error = path.hasSubKey() ? findKey(transaction, path.folded(), record)
+                                      : findOpenKey(transaction, base.path(), base.identity(), record);
+        if (error == ERROR_FILE_NOT_FOUND && findOpenKey(transaction, base.path(), base.identity(), record) != 0)
+            error = ERROR_KEY_DELETED;
+        identity = record.identity();
+        return error;
+    });
+}
+
+template <typename Char>
+LONG openKey(HKEY key, const Char* subKey, REGSAM access, HKEY* result) {
+    if (result == nullptr)
+        return ERROR_INVALID_PARAMETER;
+    const KeyUse base(key);
+    if (base.error() != ERROR_SUCCESS)
+        return base.error();
+    KeyPath path(base.path());
+    if (const DWORD error = path.append(subKey))
+        return static_cast<LONG>(error);
+    std::uint64_t identity = 0;
+    if (const LONG error = lookUp(base, path, identity))
+        return error;
+    return makeHandle(base, path.folded(), identity, access, result);
+}
+
+// Most creations find the key: that takes no writer's lock.
+template <typename Char>
+LONG createKey(HKEY key, const Char* subKey, DWORD options, REGSAM access, HKEY* result, DWORD* disposition) {
+    if (result == nullptr || options != REG_OPTION_NON_VOLATILE)
+        return failWrite(ERROR_INVALID_PARAMETER);
+    const KeyUse base(key);
+    if (base.error() != ERROR_SUCCESS)
+        return failWrite(base.error());
+    KeyPath path(base.path());
+    if (const DWORD error = path.append(subKey))
+        return failWrite(static_cast<LONG>(error));
+    std::uint64_t identity = 0;
+    bool created = false;
+    LONG error = lookUp(base, path, identity);
+    if (error == ERROR_FILE_NOT_FOUND) {
+        error = base.require(KEY_CREATE_SUB_KEY);
+        if (error != ERROR_SUCCESS)
+            return failWrite(error);
+        const auto change = std::make_shared<CreateKeyChange>(base.reference(), path.folded(), path.written());
+        error = base.store().write(change);
+        created = change->created();
+        identity = change->identity();
+        if (error != ERROR_SUCCESS)
+            return fail(error);
+    }
+    if (error != ERROR_SUCCESS)
+        return failWrite(error);
+    if (disposition != nullptr)
+        *disposition = created ? REG_CREATED_NEW_KEY : REG_OPENED_EXISTING_KEY;
+    return fail(makeHandle(base, path.folded(), identity, access, result));
+}
+
+// Copies a name and its terminator to a buffer known to be large enough.
+template <typename View, typename Char>
+void copyName(View name, Char* buffer, DWORD* length) {
+    std::memcpy(buffer, name.data(), name.size() * sizeof(Char));
+    buffer[name.size()] = 0;
+    *length = static_cast<DWORD>(name.size());
+}
+
+// Type, size and data of a value; `data` and `type` may be null.
+template <typename Text>
+LONG giveValue(const RecordValue& value, DWORD* type, BYTE* data, DWORD* size) {
+    std::string storage;
+    const std::string_view bytes = dataInForm<Text>(value, storage);
+    if (type != nullptr)
+        *type = value.type;
+    if (size == nullptr)
+        return ERROR_SUCCESS;
+    const DWORD room = *size;
+    *size = static_cast<DWORD>(bytes.size());
+    if (data == nullptr)
+        return ERROR_SUCCESS;
+    if (bytes.size() > room)
+        return ERROR_MORE_DATA;
+    std::memcpy(data, bytes.data(), bytes.size());
+    return ERROR_SUCCESS;
+}
+
+LONG errorOf(Lookup lookup, DWORD missing) {
+    switch (lookup) {
+    case Lookup::Found:
+        return ERROR_SUCCESS;
+    case Lookup::Missing:
+        return static_cast<LONG>(missing);
+    case Lookup::Malformed:
+        break;
+    }
+    return ERROR_REGISTRY_CORRUPT;
+}
+
+// Runs `body(record)` on the record of an open key.
+template <typename Body>
+LONG readKey(HKEY key, REGSAM access, Body&& body) {
+    const KeyUse use(key);
+    if (const LONG error = use.require(access))
+        return error;
+    return use.store().read([&](Transaction& transaction) -> LONG {
+        RecordView record;
+        const LONG error = findOpenKey(transaction, use.path(), use.identity(), record);
+        return error == ERROR_SUCCESS ? body(record) : error;
+    });
+}
+
+template <typename Text>
+LONG enumKey(HKEY key, DWORD index, typename Text::Char* name, DWORD* nameLength, const DWORD* reserved,
+             typename Text::Char* className, DWORD* classLength) {
+    if (name == nullptr || nameLength == nullptr || reserved != nullptr)
+        return ERROR_INVALID_PARAMETER;
+    if (className != nullptr && (classLength == nullptr || *classLength == 0))
+        return ERROR_INVALID_PARAMETER;
+    const LONG error = readKey(key, KEY_ENUMERATE_SUB_KEYS, [&](const RecordView& record) -> LONG {
+        RecordSubkey subkey;
+        if (const LONG missing = errorOf(record.subkeyAt(index, subkey), ERROR_NO_MORE_ITEMS))
+            return missing;
+        std::basic_string<typename Text::Char> storage;
+        const auto subkeyName = Text::name(subkey.written, storage);
+        if (subkeyName.size() >= *nameLength)
+            return ERROR_MORE_DATA;
+        copyName(subkeyName, name, nameLength);
+        return ERROR_SUCCESS;
+    });
+    if (error != ERROR_SUCCESS)
+        return error;
+    if (className != nullptr) // keys have no class here
+        *className = 0;
+    if (classLength != nullptr)
+        *classLength = 0;
+    return ERROR_SUCCESS;
+}
+
+template <typename Text>
+LONG enumValue(HKEY key, DWORD index, typename Text::Char* name, DWORD* nameLength, const DWORD* reserved, DWORD* type,
+               BYTE* data, DWORD* size) {
+    if (name == nullptr || nameLength == nullptr || reserved != nullptr || (data != nullptr && size == nullptr))
+        return ERROR_INVALID_PARAMETER;
+    return readKey(key, KEY_QUERY_VALUE, [&](const RecordView& record) -> LONG {
+        RecordValue value;
+        if (const LONG missing = errorOf(record.valueAt(index, value), ERROR_NO_MORE_ITEMS))
+            return missing;
+        std::basic_string<typename Text::Char> storage;
+        const auto valueName = Text::name(value.written, storage);
+        if (valueName.size() >= *nameLength)
+            return ERROR_MORE_DATA;
+        const LONG error = giveValue<Text>(value, type, data, size);
+        if (error == ERROR_SUCCESS)
+            copyName(valueName, name, nameLength);
+        return error;
+    });
+}
+
+template <typename Text>
+LONG queryValue(HKEY key, const typename Text::Char* name, const DWORD* reserved, DWORD* type, BYTE* data,
+                DWORD* size) {
+    if (reserved != nullptr || (data != nullptr && size == nullptr))
+        return ERROR_INVALID_PARAMETER;
+    ValueName valueName;
+    if (const DWORD error = valueName.set(name))
+        return static_cast<LONG>(error);
+    return readKey(key, KEY_QUERY_VALUE, [&](const RecordView& record) -> LONG {
+        RecordValue value;
+        const LONG error = errorOf(record.findValue(valueName.folded(), value), ERROR_FILE_NOT_FOUND);
+        return error == ERROR_SUCCESS ? giveValue<Text>(value, type, data, size) : error;
+    });
+}
+
+template <typename Text>
+LONG setValue(HKEY key, const typename Text::Char* name, DWORD reserved, DWORD type, const BYTE* data, DWORD size) {
+    if (reserved != 0 || size > kMaxDataBytes || (data == nullptr && size != 0))
+        return failWrite(ERROR_INVALID_PARAMETER);
+    ValueName valueName;
+    if (const DWORD error = valueName.set(name))
+        return failWrite(static_cast<LONG>(error));
+    const KeyUse use(key);
+    if (const LONG error = use.require(KEY_SET_VALUE))
+        return failWrite(error);
+    const RecordValue value{valueName.folded(),
+                            valueName.written(),
+                            type,
+                            storedForm<Text>(type),
+                            {reinterpret_cast<const char*>(data), size}};
+    return fail(use.store().write(std::make_shared<SetValueChange>(use.reference(), value)));
+}
+
+template <typename Char>
+LONG deleteKey(HKEY key, const Char* subKey) {
+    const KeyUse base(key);
+    if (const LONG error = base.require(KEY_CREATE_SUB_KEY))
+        return failWrite(error);
+    KeyPath path(base.path());
+    if (const DWORD error = path.append(subKey))
+        return failWrite(static_cast<LONG>(error));
+    if (!path.hasSubKey()) // the key itself isn't deleted through its own handle
+        return failWrite(ERROR_INVALID_PARAMETER);
+    return fail(base.store().write(std::make_shared<DeleteKeyChange>(base.reference(), path.folded())));
+}
+
+} // namespace
+
+} // namespace wd
+
+LONG RegOpenKeyExA(HKEY key, LPCSTR subKey, DWORD, REGSAM access, HKEY* result) {
+    return wd::fail(wd::openKey(key, subKey, access, result));
+}
+
+LONG RegOpenKeyExW(HKEY key, LPCWSTR subKey, DWORD, REGSAM access, HKEY* result) {
+    return wd::fail(wd::openKey(key, subKey, access, result));
+}
+
+LONG RegCreateKeyExA(HKEY key, LPCSTR subKey, DWORD, LPSTR, DWORD options, REGSAM access, void*, HKEY* result,
+                     LPDWORD disposition) {
+    return wd::createKey(key, subKey, options, access, result, disposition);
+}
+
+LONG RegCreateKeyExW(HKEY key, LPCWSTR subKey, DWORD, LPWSTR, DWORD options, REGSAM access, void*, HKEY* result,
+                     LPDWORD disposition) {
+    return wd::createKey(key, subKey, options, access, result, disposition);
+}
+
+LONG RegEnumKeyExA(HKEY key, DWORD index, LPSTR name, LPDWORD nameLength, LPDWORD reserved, LPSTR className,
+                   LPDWORD classLength, void*) {
+    return wd::fail(wd::enumKey<wd::NarrowText>(key, index, name, nameLength, reserved, className, classLength));
+}
+
+LONG RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameLength, LPDWORD reserved, LPWSTR className,
+                   LPDWORD classLength, void*) {
+    return wd::fail(wd::enumKey<wd::WideText>(key, index, name, nameLength, reserved, className, classLength));
+}
+
+LONG RegEnumValueA(HKEY key, DWORD index, LPSTR name, LPDWORD nameLength, LPDWORD reserved, LPDWORD type, LPBYTE data,
+                   LPDWORD size) {
+    return wd::fail(wd::enumValue<wd::NarrowText>(key, index, name, nameLength, reserved, type, data, size));
+}
+
+LONG RegEnumValueW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameLength, LPDWORD reserved, LPDWORD type, LPBYTE data,
+                   LPDWORD size) {
+    return wd::fail(wd::enumValue<wd::WideText>(key, index, name, nameLength, reserved, type, data, size));
+}
+
+LONG RegQueryValueExA(HKEY key, LPCSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size) {
+    return wd::fail(wd::queryValue<wd::NarrowText>(key, name, reserved, type, data, size));
+}
+
+LONG RegQueryValueExW(HKEY key, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size) {
+    return wd::fail(wd::queryValue<wd::WideText>(key, name, reserved, type, data, size));
+}
+
+LONG RegSetValueExA(HKEY key, LPCSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size) {
+    return wd::setValue<wd::NarrowText>(key, name, reserved, type, data, size);
+}
+
+LONG RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size) {
+    return wd::setValue<wd::WideText>(key, name, reserved, type, data, size);
+}
+
+LONG RegDeleteKeyA(HKEY key, LPCSTR subKey) {
+    return wd::deleteKey(key, subKey);
+}
+
+LONG RegDeleteKeyW(HKEY key, LPCWSTR subKey) {
+    return wd::deleteKey(key, subKey);
+}
+
+LONG RegDeleteValueA(HKEY key, LPCSTR name) {
+    wd::ValueName valueName;
+    if (const DWORD error = valueName.set(name))
+        return wd::failWrite(static_cast<LONG>(error));
+    const wd::KeyUse use(key);
+    if (const LONG error = use.require(KEY_SET_VALUE))
+        return wd::failWrite(error);
+    return wd::fail(use.store().write(std::make_shared<wd::DeleteValueChange>(use.reference(), valueName.folded())));
+}
+
+LONG RegFlushKey(HKEY key) {
+    const wd::KeyUse use(key);
+    if (use.error() != ERROR_SUCCESS)
+        return wd::fail(use.error());
+    return wd::failed(use.store().flush());
+}
+
+LONG RegCloseKey(HKEY key) {
+    if (key == HKEY_LOCAL_MACHINE || wd::closeHandle(key))
+        return ERROR_SUCCESS;
+    return wd::failed(ERROR_INVALID_HANDLE);
+}

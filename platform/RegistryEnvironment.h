@@ -1,0 +1,125 @@
+// The database engine's environment for one home in one process: opened at the first call, shared by all threads, never
+// closed but to be opened again after a fatal error. Owns the pool of read transactions and the gate that keeps calls
+// out while the map grows or the environment is replaced. A child of a fork makes an environment of its own and never
+// touches its parent's: the parent's writer may have been anywhere inside it, and what it maps is shared.
+//
+// Lock order: gate (entered), then the engine's writer lock. Whoever needs the gate shut has left it and holds neither.
+#pragma once
+
+#include "Gate.h"
+#include "ProcessState.h"
+#include "RegistryFiles.h"
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <lmdb.h>
+#include <string_view>
+
+namespace wd {
+
+// A running transaction of either kind, to be used by the thread that began it. Keeps the engine's first failure: after
+// that it finds and stores nothing, and whoever runs the transaction decides what the failure means.
+class Transaction {
+  public:
+    // The record of the key at a folded path. It stays valid until the next put or erase, or the transaction's end.
+    // False: no such key, or a failure.
+    bool find(std::string_view path, std::string_view& record);
+    bool put(std::string_view path, std::string_view record);
+    bool erase(std::string_view path);
+
+    int failure() const { return m_failure; }
+
+  private:
+    friend class RegistryEnvironment;
+
+    bool note(int code);
+
+    MDB_txn* m_handle = nullptr;
+    MDB_dbi m_database = 0;
+    int m_failure = 0;
+    std::uint64_t m_epoch = 0; // of the environment when it began
+    bool m_isWriter = false;
+};
+
+class RegistryEnvironment {
+  public:
+    // Opens nothing yet.
+    RegistryEnvironment(const Home& home, const ProcessState* owner) : m_home(home), m_owner(owner) {}
+    RegistryEnvironment(const RegistryEnvironment&) = delete;
+    RegistryEnvironment& operator=(const RegistryEnvironment&) = delete;
+
+    // The process that may use it.
+    const ProcessState* owner() const { return m_owner; }
+
+    // Runs `body(Transaction&)` on one state of the registry; it may be run again when the engine wants that.
+    template <typename Body>
+    LONG read(Body&& body) {
+        Recovery recovery;
+        for (;;) {
+            Transaction transaction;
+            LONG result = ERROR_SUCCESS;
+            if (beginRead(transaction)) {
+                result = body(transaction);
+                endRead(transaction);
+            }
+            if (transaction.failure() == 0)
+                return result;
+            if (const DWORD error = recover(transaction, recovery))
+                return static_cast<LONG>(error);
+        }
+    }
+
+    // A write transaction by steps. A begun one is ended by commit or abort, on the same thread; in between the thread
+    // makes no other call of this environment. False: a failure, and the transaction is over.
+    bool beginWrite(Transaction& transaction);
+    bool commit(Transaction& transaction);
+    void abort(Transaction& transaction);
+
+    // What has been tried for one call, so that nothing is tried without end.
+    struct Recovery {
+        int reopened = 0;
+        int resized = 0;
+    };
+    // After a failure: does what lets the call be tried again and gives 0, or gives the error.
+    DWORD recover(const Transaction& transaction, Recovery& recovery);
+
+    // Brings to the disk what commits left to the system.
+    DWORD flush();
+
+  private:
+    struct alignas(kCacheLineBytes) PoolPlace {
+        std::atomic<MDB_txn*> reader{nullptr};
+    };
+
+    bool beginRead(Transaction& transaction);
+    void endRead(Transaction& transaction);
+    int startReader(Transaction& transaction) WD_REQUIRES_SHARED(m_gate);
+    int makeReader(Transaction& transaction) WD_REQUIRES_SHARED(m_gate);
+    void forgetDeadReaders() WD_REQUIRES_SHARED(m_gate);
+    MDB_txn* takePooled();
+    void givePooled(MDB_txn* reader);
+
+    DWORD reopen(std::uint64_t epoch);
+    DWORD resize(std::uint64_t epoch, bool grow);
+    DWORD openWithPatience() WD_REQUIRES(m_gate);
+    DWORD openOnce() WD_REQUIRES(m_gate);
+    DWORD openEngine() WD_REQUIRES(m_gate);
+    int openDatabase() WD_REQUIRES(m_gate);
+    void close() WD_REQUIRES(m_gate);
+    DWORD errorFromEngine(int code) const;
+    bool isDiskFull() const;
+
+    const Home& m_home;
+    const ProcessState* const m_owner;
+    Gate m_gate;
+    MDB_env* m_engine WD_GUARDED_BY(m_gate) = nullptr;
+    MDB_dbi m_database WD_GUARDED_BY(m_gate) = 0;
+    // Counts the changes behind the gate: who finds it moved on tries again before changing anything itself.
+    std::uint64_t m_epoch WD_GUARDED_BY(m_gate) = 0;
+    NamespaceGuard m_namespace WD_GUARDED_BY(m_gate);
+    std::atomic<std::size_t> m_pagesToLookAt{0}; // size of the file at which dead readers are looked for again
+    std::array<PoolPlace, kShards> m_pool;       // reset read transactions, which hold no page but a reader's place
+};
+
+} // namespace wd

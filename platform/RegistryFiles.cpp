@@ -1,0 +1,304 @@
+#include "RegistryFiles.h"
+
+#include "LastError.h"
+#include "RegistryName.h"
+#include "RegistryRecord.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <lmdb.h>
+#include <memory>
+#include <unistd.h>
+
+namespace wd {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr off_t kUserByte = 0;
+constexpr off_t kOpenerByte = 1;
+constexpr std::size_t kNamespaceLimit = 256;
+constexpr struct timespec kDeadlockPause { 0, 1'000'000 };
+
+DWORD lastSystemError() {
+    return errorFromErrno(errno);
+}
+
+bool lockByte(int file, off_t byte, short type, int command) {
+    struct flock lock {};
+    lock.l_type = type;
+    lock.l_whence = SEEK_SET;
+    lock.l_start = byte;
+    lock.l_len = 1;
+    while (sys::fcntl_lock(file, command, &lock) != 0) {
+        // The system looks for circles by process: two threads that open two homes can look like one.
+        if (errno == EDEADLK)
+            sys::nanosleep(&kDeadlockPause, nullptr);
+        else if (errno != EINTR)
+            return false;
+    }
+    return true;
+}
+
+// Opens a file of the registry for reading and writing, or makes it with exactly `mode`, whatever the process's mask
+// is.
+FileDescriptor openOrMake(const fs::path& path, mode_t mode) {
+    constexpr int kFlags = O_RDWR | O_CLOEXEC | O_NOFOLLOW;
+    FileDescriptor file(sys::open(path.c_str(), kFlags, 0));
+    if (file.valid() || errno != ENOENT)
+        return file;
+    file = FileDescriptor(sys::open(path.c_str(), kFlags | O_CREAT | O_EXCL, mode));
+    if (file.valid() && sys::fchmod(file.get(), mode) != 0)
+        file.reset();
+    if (!file.valid() && errno == EEXIST) // another process was first
+        file = FileDescriptor(sys::open(path.c_str(), kFlags, 0));
+    return file;
+}
+
+DWORD syncDirectory(const fs::path& path) {
+    const FileDescriptor directory(sys::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
+    return directory.valid() && sys::fsync(directory.get()) == 0 ? ERROR_SUCCESS : lastSystemError();
+}
+
+// Device and inode of this process's process-id namespace; empty when it can't be told.
+std::string ownNamespace() {
+    struct stat status {};
+    if (sys::stat("/proc/self/ns/pid", &status) != 0)
+        return {};
+    return std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino) + "\n";
+}
+
+DWORD storeNamespace(int file, const std::string& text) {
+    if (sys::ftruncate(file, 0) != 0)
+        return lastSystemError();
+    const ssize_t written = sys::pwrite(file, text.data(), text.size(), 0);
+    if (written < 0)
+        return lastSystemError();
+    return static_cast<std::size_t>(written) == text.size() ? ERROR_SUCCESS : ERROR_DISK_FULL;
+}
+
+} // namespace
+
+DWORD NamespaceGuard::acquire(const Home& home) {
+    m_file.reset();
+    m_isFirst = false;
+    const std::string path = home.registryPath() / "namespace";
+    Home::Modes modes{};
+    if (const DWORD error = home.registryModes(modes))
+        return error;
+    m_file = openOrMake(path, modes.file);
+    if (!m_file.valid())
+        return lastSystemError();
+    if (!lockByte(m_file.get(), kOpenerByte, F_WRLCK, F_SETLKW)) {
+        const DWORD error = lastSystemError();
+        m_file.reset();
+        return error;
+    }
+    const DWORD error = enter(home, path);
+    if (error != ERROR_SUCCESS)
+        m_file.reset();
+    return error;
+}
+
+// Whoever finds the byte free is the only user and lays the namespace down; the change from the write lock to the read
+// lock is one step, so no one else can find it free meanwhile.
+DWORD NamespaceGuard::enter(const Home& home, const std::string& file) {
+    const std::string own = ownNamespace();
+    if (own.empty()) {
+        std::fprintf(stderr, "wdltcfg: /proc/self/ns/pid can't be read, so %s can't be shared safely\n",
+                     home.path().c_str());
+        return ERROR_SHARING_VIOLATION;
+    }
+    m_isFirst = lockByte(m_file.get(), kUserByte, F_WRLCK, F_SETLK);
+    if (m_isFirst) {
+        if (const DWORD error = storeNamespace(m_file.get(), own))
+            return error;
+    } else if (errno != EAGAIN && errno != EACCES) {
+        return lastSystemError();
+    }
+    if (!lockByte(m_file.get(), kUserByte, F_RDLCK, F_SETLKW))
+        return lastSystemError();
+    const auto stored = readWhole(m_file.get(), kNamespaceLimit);
+    if (!stored)
+        return lastSystemError();
+    if (*stored != own) {
+        std::fprintf(stderr,
+                     "wdltcfg: %s is in use from another process-id namespace (%s): two of them can't share a home\n",
+                     home.path().c_str(), file.c_str());
+        return ERROR_SHARING_VIOLATION;
+    }
+    return ERROR_SUCCESS;
+}
+
+void NamespaceGuard::endOpening() {
+    lockByte(m_file.get(), kOpenerByte, F_UNLCK, F_SETLK);
+}
+
+namespace {
+
+// The engine takes as many readers as the file has room for: a header of 192 bytes with the first reader in it, then 64
+// bytes a reader. It maps the file as long as it finds it, and initialises it when nobody else has it open.
+constexpr off_t kLockFileBytes = 192 + off_t{64} * (RegistryFiles::kReaders - 1);
+constexpr off_t kBlockBytes = 512; // unit of st_blocks
+
+// The engine's file format, version 1: enough of its two head pages to tell a database from anything else before the
+// engine computes with their numbers.
+struct EngineHead {
+    static constexpr std::size_t kPageHeadBytes = 16;
+    static constexpr std::uint32_t kMagic = 0xBEEFC0DE;
+    static constexpr std::uint32_t kVersion = 1;
+    static constexpr std::uint64_t kNoPage = ~std::uint64_t{0};
+    static constexpr std::uint64_t kMaxMapBytes = std::uint64_t{1} << 42;
+
+    struct Tree {
+        std::uint32_t pad;
+        std::uint16_t flags;
+        std::uint16_t depth;
+        std::uint64_t branchPages;
+        std::uint64_t leafPages;
+        std::uint64_t overflowPages;
+        std::uint64_t entries;
+        std::uint64_t root;
+    };
+    std::uint32_t magic;
+    std::uint32_t version;
+    std::uint64_t address;
+    std::uint64_t mapBytes;
+    Tree free; // its pad is the page size
+    Tree main;
+    std::uint64_t lastPage;
+    std::uint64_t transaction;
+
+    bool isPlausible() const {
+        const std::uint64_t pageBytes = free.pad;
+        if (magic != kMagic || version != kVersion || pageBytes < 512 || pageBytes > 65536 ||
+            (pageBytes & (pageBytes - 1)) != 0)
+            return false;
+        const auto isRoot = [this](std::uint64_t page) { return page == kNoPage || (page > 1 && page <= lastPage); };
+        return mapBytes <= kMaxMapBytes && lastPage >= 1 && lastPage < mapBytes / pageBytes && isRoot(free.root) &&
+               isRoot(main.root);
+    }
+    // How long the file is when all its pages are there.
+    std::uint64_t dataBytes() const { return (lastPage + 1) * free.pad; }
+};
+static_assert(sizeof(EngineHead) == 136);
+
+bool readHead(int file, off_t offset, EngineHead& head) {
+    return sys::pread(file, &head, sizeof head, offset + static_cast<off_t>(EngineHead::kPageHeadBytes)) ==
+           static_cast<ssize_t>(sizeof head);
+}
+
+// The last pages may never have been written when they were free again before their transaction ended; but a file that
+// something has cut shorter than that would end us by a signal when its pages are read. Making it as long as it says
+// settles both: pages that are missing read as zeros, which the engine refuses. Allocating only ever lengthens a file,
+// so that it can't hurt a writer at work.
+DWORD checkDatabase(int file) {
+    EngineHead first{};
+    EngineHead second{};
+    if (!readHead(file, 0, first) || !first.isPlausible())
+        return ERROR_BADDB;
+    if (!readHead(file, static_cast<off_t>(first.free.pad), second) || !second.isPlausible() ||
+        first.free.pad != second.free.pad)
+        return ERROR_BADDB;
+    struct stat status {};
+    if (sys::fstat(file, &status) != 0)
+        return lastSystemError();
+    const auto bytes = static_cast<off_t>(std::max(first.dataBytes(), second.dataBytes()));
+    if (status.st_size >= bytes || sys::fallocate(file, bytes - 1, 1) == 0)
+        return ERROR_SUCCESS;
+    return lastSystemError();
+}
+
+struct CloseEnvironment {
+    void operator()(MDB_env* environment) const { mdb_env_close(environment); }
+};
+using EnvironmentOwner = std::unique_ptr<MDB_env, CloseEnvironment>;
+
+int putRoot(MDB_env* environment) {
+    MDB_txn* transaction = nullptr;
+    int code = mdb_txn_begin(environment, nullptr, 0, &transaction);
+    if (code != 0)
+        return code;
+    const std::string record = RecordEditor("", 0).build().value_or("");
+    const RecordKey rootKey("");
+    MDB_val key{rootKey.view().size(), const_cast<char*>(rootKey.view().data())};
+    MDB_val value{record.size(), const_cast<char*>(record.data())};
+    MDB_dbi database = 0;
+    code = mdb_dbi_open(transaction, nullptr, 0, &database);
+    if (code == 0)
+        code = mdb_put(transaction, database, &key, &value, 0);
+    if (code != 0) {
+        mdb_txn_abort(transaction);
+        return code;
+    }
+    return mdb_txn_commit(transaction);
+}
+
+DWORD errorFromEngine(int code) {
+    if (code == 0)
+        return ERROR_SUCCESS;
+    if (code == MDB_SUCCESS)
+        return ERROR_SUCCESS;
+    return code > 0 ? errorFromErrno(code) : ERROR_BADDB;
+}
+
+// A database in one file of its own, without the engine's lock file: nobody else knows its name yet.
+DWORD buildDatabase(const fs::path& path, bool durable) {
+    MDB_env* raw = nullptr;
+    int code = mdb_env_create(&raw);
+    const EnvironmentOwner environment(raw);
+    if (code == 0)
+        code = mdb_env_set_mapsize(raw, RegistryFiles::kFirstMapBytes);
+    const unsigned flags = MDB_NOSUBDIR | MDB_NOLOCK | (durable ? 0u : unsigned{MDB_NOSYNC});
+    if (code == 0)
+        code = mdb_env_open(raw, path.c_str(), flags, 0600);
+    if (code == 0)
+        code = putRoot(raw);
+    return errorFromEngine(code);
+}
+
+} // namespace
+
+DWORD RegistryFiles::prepareLockFile(const Home& home) {
+    const fs::path path = home.registryPath() / "lock.mdb";
+    struct stat status {};
+    if (sys::stat(path.c_str(), &status) == 0 && status.st_size >= kLockFileBytes &&
+        status.st_blocks * kBlockBytes >= status.st_size)
+        return ERROR_SUCCESS;
+    Home::Modes modes{};
+    if (const DWORD error = home.registryModes(modes))
+        return error;
+    const FileDescriptor file = openOrMake(path, modes.file);
+    if (!file.valid() || sys::fallocate(file.get(), 0, kLockFileBytes) != 0)
+        return lastSystemError();
+    return ERROR_SUCCESS;
+}
+
+DWORD RegistryFiles::prepareDataFile(const Home& home, const NamespaceGuard& guard) {
+    const fs::path path = home.registryPath() / "data.mdb";
+    const FileDescriptor file(sys::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW, 0));
+    if (file.valid())
+        return checkDatabase(file.get());
+    if (errno != ENOENT)
+        return lastSystemError();
+    // Others use a database that somebody has removed: a new one must not meet their lock file.
+    if (!guard.isFirst())
+        return ERROR_BADDB;
+
+    const fs::path beside = home.registryPath() / "data.new";
+    if (sys::unlink(beside.c_str()) != 0 && errno != ENOENT)
+        return lastSystemError();
+    if (const DWORD error = buildDatabase(beside, home.durable()))
+        return error;
+    Home::Modes modes{};
+    if (const DWORD error = home.registryModes(modes))
+        return error;
+    if (sys::chmod(beside.c_str(), modes.file) != 0 || sys::rename(beside.c_str(), path.c_str()) != 0)
+        return lastSystemError();
+    return home.durable() ? syncDirectory(home.registryPath()) : ERROR_SUCCESS;
+}
+
+} // namespace wd

@@ -1,0 +1,49 @@
+// The form in which a call gives and takes texts: names, and the data of values that are texts. One class for the A
+// calls, one for the W calls, so that each call is written once.
+#pragma once
+
+#include "RegistryRecord.h"
+
+#include <platform/registry.h>
+
+#include <string>
+#include <string_view>
+
+namespace wd {
+
+constexpr bool isTextType(DWORD type) {
+    return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ;
+}
+
+struct NarrowText {
+    using Char = char;
+    static constexpr Form kForm = Form::Narrow;
+    // A name as it stands in a record, in this form. A plain name is given where it lies, another one in `storage`.
+    static std::string_view name(std::string_view coded, std::string& storage);
+    // The bytes of a text of the other form, in this one.
+    static std::string convert(std::string_view bytes);
+};
+
+struct WideText {
+    using Char = WCHAR;
+    static constexpr Form kForm = Form::Wide;
+    static std::u16string_view name(std::string_view coded, std::u16string& storage);
+    static std::string convert(std::string_view bytes);
+};
+
+// The form under which a call of `Text` stores data of a type.
+template <typename Text>
+constexpr Form storedForm(DWORD type) {
+    return isTextType(type) ? Text::kForm : Form::Bytes;
+}
+
+// A value's data in the form of the call; converted in `storage` only when it was written in the other one.
+template <typename Text>
+std::string_view dataInForm(const RecordValue& value, std::string& storage) {
+    if (value.form == Form::Bytes || value.form == Text::kForm || !isTextType(value.type))
+        return value.data;
+    storage = Text::convert(value.data);
+    return storage;
+}
+
+} // namespace wd

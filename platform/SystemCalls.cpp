@@ -1,0 +1,130 @@
+#include "SystemCalls.h"
+
+#include <platform/testing.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <sys/file.h>
+#include <sys/mman.h>
+#include <sys/random.h>
+#include <type_traits>
+#include <unistd.h>
+
+namespace wd::sys {
+
+void CallEntry::failAt(int nth, int error) {
+    setFailing(false);
+    m_error.store(error);
+    m_countdown.store(nth);
+    setFailing(nth > 0);
+}
+
+bool CallEntry::isDue() {
+    if (m_countdown.fetch_sub(1) != 1)
+        return false;
+    setFailing(false);
+    const int error = m_error.load();
+    if (error == 0)
+        ::kill(::getpid(), SIGKILL);
+    errno = error;
+    return true;
+}
+
+namespace {
+
+// The function that stands in for a call while a test wants it to fail: counts, then passes on.
+template <auto& call, typename FunctionType>
+struct Failing;
+template <auto& call, typename Result, typename... Args>
+struct Failing<call, Result(Args...)> {
+    static Result function(Args... args) {
+        if (!call.isDue())
+            return call.real(args...);
+        if constexpr (std::is_pointer_v<Result>)
+            return reinterpret_cast<Result>(std::intptr_t{-1});
+        else
+            return Result{-1};
+    }
+};
+
+template <auto& call>
+constexpr auto failing = &Failing<call, typename std::remove_reference_t<decltype(call)>::Signature>::function;
+
+} // namespace
+
+// Functions with variable arguments or another way to fail get a wrapper; all others stand as they are.
+constinit decltype(open) open{
+    "open", [](const char* path, int flags, mode_t mode) { return ::open(path, flags, mode); }, failing<open>};
+constinit decltype(openat) openat{
+    "openat", [](int at, const char* path, int flags, mode_t mode) { return ::openat(at, path, flags, mode); },
+    failing<openat>};
+constinit decltype(close) close{"close", ::close, failing<close>};
+constinit decltype(read) read{"read", ::read, failing<read>};
+constinit decltype(write) write{"write", ::write, failing<write>};
+constinit decltype(pread) pread{"pread", ::pread, failing<pread>};
+constinit decltype(pwrite) pwrite{"pwrite", ::pwrite, failing<pwrite>};
+constinit decltype(lseek) lseek{"lseek", ::lseek, failing<lseek>};
+constinit decltype(fsync) fsync{"fsync", ::fsync, failing<fsync>};
+constinit decltype(ftruncate) ftruncate{"ftruncate", ::ftruncate, failing<ftruncate>};
+constinit decltype(fallocate) fallocate{"fallocate",
+                                        [](int file, off_t offset, off_t length) {
+                                            errno = ::posix_fallocate(file, offset, length);
+                                            return errno == 0 ? 0 : -1;
+                                        },
+                                        failing<fallocate>};
+constinit decltype(stat) stat{"stat", ::stat, failing<stat>};
+constinit decltype(lstat) lstat{"lstat", ::lstat, failing<lstat>};
+constinit decltype(fstat) fstat{"fstat", ::fstat, failing<fstat>};
+constinit decltype(statvfs) statvfs{"statvfs", ::statvfs, failing<statvfs>};
+constinit decltype(fchmod) fchmod{"fchmod", ::fchmod, failing<fchmod>};
+constinit decltype(fchown) fchown{"fchown", ::fchown, failing<fchown>};
+constinit decltype(chmod) chmod{"chmod", ::chmod, failing<chmod>};
+constinit decltype(mkdir) mkdir{"mkdir", ::mkdir, failing<mkdir>};
+constinit decltype(rmdir) rmdir{"rmdir", ::rmdir, failing<rmdir>};
+constinit decltype(rename) rename{"rename", ::rename, failing<rename>};
+constinit decltype(unlink) unlink{"unlink", ::unlink, failing<unlink>};
+constinit decltype(readlink) readlink{"readlink", ::readlink, failing<readlink>};
+constinit decltype(flock) flock{"flock", ::flock, failing<flock>};
+constinit decltype(fcntl_lock) fcntl_lock{
+    "fcntl_lock", [](int file, int command, struct flock* lock) { return ::fcntl(file, command, lock); },
+    failing<fcntl_lock>};
+constinit decltype(fcntl_setfd) fcntl_setfd{
+    "fcntl_setfd", [](int file, int flags) { return ::fcntl(file, F_SETFD, flags); }, failing<fcntl_setfd>};
+constinit decltype(mmap) mmap{"mmap", ::mmap, failing<mmap>};
+constinit decltype(munmap) munmap{"munmap", ::munmap, failing<munmap>};
+constinit decltype(madvise) madvise{"madvise", ::madvise, failing<madvise>};
+constinit decltype(getrandom) getrandom{"getrandom", ::getrandom, failing<getrandom>};
+constinit decltype(nanosleep) nanosleep{"nanosleep", ::nanosleep, failing<nanosleep>};
+
+namespace {
+
+constinit CallEntry* const kCalls[] = {
+    &open,       &openat,      &close,     &read,   &write,   &pread,     &pwrite,    &lseek,
+    &fsync,      &ftruncate,   &fallocate, &stat,   &lstat,   &fstat,     &statvfs,   &fchmod,
+    &fchown,     &chmod,       &mkdir,     &rmdir,  &rename,  &unlink,    &readlink,  &flock,
+    &fcntl_lock, &fcntl_setfd, &mmap,      &munmap, &madvise, &getrandom, &nanosleep,
+};
+
+} // namespace
+
+CallEntry* find(const char* name) {
+    if (name == nullptr)
+        return nullptr;
+    for (CallEntry* call : kCalls)
+        if (std::strcmp(call->name(), name) == 0)
+            return call;
+    return nullptr;
+}
+
+} // namespace wd::sys
+
+BOOL WdTestFailCall(const char* call, int nth, int error) {
+    wd::sys::CallEntry* entry = wd::sys::find(call);
+    if (entry == nullptr)
+        return FALSE;
+    entry->failAt(nth, error);
+    return TRUE;
+}

@@ -1,0 +1,97 @@
+// Every system call of the layer that can fail, each behind one pointer, so that a test can make the n-th one fail or
+// be the process's last (platform/testing.h). Code of the layer calls wd::sys::open and its like, never the plain
+// function; the cost is one indirect call. A call fails as in C: -1 (of a pointer: (void*)-1) and errno. Interrupted
+// calls are not repeated here: whoever waits repeats them. A new call: a line here and one in SystemCalls.cpp.
+#pragma once
+
+#include <atomic>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <sys/types.h>
+#include <time.h>
+
+namespace wd::sys {
+
+// What the test hook needs of an entry, whatever the call's signature.
+class CallEntry {
+  public:
+    constexpr explicit CallEntry(const char* name) : m_name(name) {}
+    CallEntry(const CallEntry&) = delete;
+    CallEntry& operator=(const CallEntry&) = delete;
+
+    const char* name() const { return m_name; }
+    // Makes the `nth` call from now fail with `error` (0: end the process); 0 for `nth` takes it back.
+    void failAt(int nth, int error);
+    // Whether this call is the one to fail; ends the process when it is to be the last. Sets errno.
+    bool isDue();
+
+  protected:
+    ~CallEntry() = default;
+    virtual void setFailing(bool failing) = 0;
+
+  private:
+    const char* m_name;
+    std::atomic<int> m_countdown{0};
+    std::atomic<int> m_error{0};
+};
+
+template <typename FunctionType>
+class Call;
+
+template <typename Result, typename... Args>
+class Call<Result(Args...)> final : public CallEntry {
+  public:
+    using Signature = Result(Args...);
+    using Function = Result (*)(Args...);
+
+    constexpr Call(const char* name, Function real, Function failing)
+        : CallEntry(name), m_current(real), m_real(real), m_failing(failing) {}
+
+    Result operator()(Args... args) const { return m_current.load(std::memory_order_relaxed)(args...); }
+    Result real(Args... args) const { return m_real(args...); }
+
+  private:
+    void setFailing(bool failing) override { m_current.store(failing ? m_failing : m_real); }
+
+    std::atomic<Function> m_current;
+    Function m_real;
+    Function m_failing;
+};
+
+extern Call<int(const char*, int, mode_t)> open;
+extern Call<int(int, const char*, int, mode_t)> openat;
+extern Call<int(int)> close;
+extern Call<ssize_t(int, void*, size_t)> read;
+extern Call<ssize_t(int, const void*, size_t)> write;
+extern Call<ssize_t(int, void*, size_t, off_t)> pread;
+extern Call<ssize_t(int, const void*, size_t, off_t)> pwrite;
+extern Call<off_t(int, off_t, int)> lseek;
+extern Call<int(int)> fsync;
+extern Call<int(int, off_t)> ftruncate;
+extern Call<int(int, off_t, off_t)> fallocate; // posix_fallocate, its result moved to errno
+extern Call<int(const char*, struct stat*)> stat;
+extern Call<int(const char*, struct stat*)> lstat;
+extern Call<int(int, struct stat*)> fstat;
+extern Call<int(const char*, struct statvfs*)> statvfs;
+extern Call<int(int, mode_t)> fchmod;
+extern Call<int(int, uid_t, gid_t)> fchown;
+extern Call<int(const char*, mode_t)> chmod;
+extern Call<int(const char*, mode_t)> mkdir;
+extern Call<int(const char*)> rmdir;
+extern Call<int(const char*, const char*)> rename;
+extern Call<int(const char*)> unlink;
+extern Call<ssize_t(const char*, char*, size_t)> readlink;
+extern Call<int(int, int)> flock;
+extern Call<int(int, int, struct flock*)> fcntl_lock;
+extern Call<int(int, int)> fcntl_setfd;
+extern Call<void*(void*, size_t, int, int, int, off_t)> mmap;
+extern Call<int(void*, size_t)> munmap;
+extern Call<int(void*, size_t, int)> madvise;
+extern Call<ssize_t(void*, size_t, unsigned)> getrandom;
+extern Call<int(const struct timespec*, struct timespec*)> nanosleep;
+
+// By name, for the test hook; null when no call has that name.
+CallEntry* find(const char* name);
+
+} // namespace wd::sys

@@ -1,0 +1,77 @@
+/* Types and error codes of the platform interface. Names, widths and values are those of the Windows headers, so that
+   code above the layer could be compiled against those instead. Text in `char` is in the system code page, text in
+   `WCHAR` is UTF-16. */
+#ifndef PLATFORM_BASE_H
+#define PLATFORM_BASE_H
+
+#include <cstddef>
+#include <cstdint>
+
+#define WD_API extern "C" __attribute__((visibility("default")))
+
+using BYTE = std::uint8_t;
+using WORD = std::uint16_t;
+using DWORD = std::uint32_t;
+using UINT = std::uint32_t;
+using LONG = std::int32_t;
+using ULONGLONG = std::uint64_t;
+using BOOL = int;
+using WCHAR = char16_t;
+using LPSTR = char*;
+using LPCSTR = const char*;
+using LPWSTR = WCHAR*;
+using LPCWSTR = const WCHAR*;
+using LPBYTE = BYTE*;
+using LPDWORD = DWORD*;
+using LPVOID = void*;
+using HANDLE = void*;
+using HMODULE = void*;
+using REGSAM = DWORD;
+
+/* A registry key: opaque, checked on each use, never followed. */
+struct HKEY__;
+using HKEY = HKEY__*;
+
+#define TRUE 1
+#define FALSE 0
+#define MAX_PATH 260
+
+/* A UTF-16 literal. */
+#define WTEXT(literal) u##literal
+
+inline constexpr DWORD ERROR_SUCCESS = 0;
+inline constexpr DWORD ERROR_FILE_NOT_FOUND = 2;
+inline constexpr DWORD ERROR_PATH_NOT_FOUND = 3;
+inline constexpr DWORD ERROR_ACCESS_DENIED = 5;
+inline constexpr DWORD ERROR_INVALID_HANDLE = 6;
+inline constexpr DWORD ERROR_NOT_ENOUGH_MEMORY = 8;
+inline constexpr DWORD ERROR_INVALID_DATA = 13;
+inline constexpr DWORD ERROR_SHARING_VIOLATION = 32;
+inline constexpr DWORD ERROR_FILE_EXISTS = 80;
+inline constexpr DWORD ERROR_INVALID_PARAMETER = 87;
+inline constexpr DWORD ERROR_DISK_FULL = 112;
+inline constexpr DWORD ERROR_INSUFFICIENT_BUFFER = 122;
+inline constexpr DWORD ERROR_MOD_NOT_FOUND = 126;
+inline constexpr DWORD ERROR_PROC_NOT_FOUND = 127;
+inline constexpr DWORD ERROR_BAD_ARGUMENTS = 160;
+inline constexpr DWORD ERROR_BAD_PATHNAME = 161;
+inline constexpr DWORD ERROR_ALREADY_EXISTS = 183;
+inline constexpr DWORD ERROR_FILENAME_EXCED_RANGE = 206;
+inline constexpr DWORD ERROR_MORE_DATA = 234;
+inline constexpr DWORD WAIT_TIMEOUT = 258;
+inline constexpr DWORD ERROR_NO_MORE_ITEMS = 259;
+inline constexpr DWORD ERROR_NOT_OWNER = 288;
+inline constexpr DWORD ERROR_INVALID_ADDRESS = 487;
+inline constexpr DWORD ERROR_BADDB = 1009;
+inline constexpr DWORD ERROR_BADKEY = 1010;
+inline constexpr DWORD ERROR_REGISTRY_CORRUPT = 1015;
+inline constexpr DWORD ERROR_REGISTRY_IO_FAILED = 1016;
+inline constexpr DWORD ERROR_KEY_DELETED = 1018;
+inline constexpr DWORD ERROR_NO_UNICODE_TRANSLATION = 1113;
+inline constexpr DWORD ERROR_DLL_INIT_FAILED = 1114;
+
+/* The calling thread's last error: set by each failing call of the layer, left alone by a successful one. */
+WD_API DWORD GetLastError();
+WD_API void SetLastError(DWORD error);
+
+#endif

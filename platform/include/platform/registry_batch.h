@@ -1,0 +1,39 @@
+/* Several registry writes in one transaction and one sync: private to this layer, elsewhere an empty shell.
+   A batch belongs to the thread that began it. Inside it that thread's reads see its own writes; other threads and
+   processes see nothing before the end. The registry's writer lock is held from the first write to the end, so nothing
+   that waits or touches files belongs inside. */
+#ifndef PLATFORM_REGISTRY_BATCH_H
+#define PLATFORM_REGISTRY_BATCH_H
+
+#include <platform/registry.h>
+
+/* What a failing write inside the batch does. */
+inline constexpr DWORD WD_BATCH_KEEP_WRITTEN = 0; /* what succeeded before it is committed at once, the batch is over */
+inline constexpr DWORD WD_BATCH_ALL_OR_NOTHING = 1; /* the end discards all and returns the write's error */
+
+/* Begins a batch on the calling thread. A batch inside a batch joins the outer one. */
+WD_API void WdRegBeginBatch(DWORD mode);
+/* Ends it; returns 0 when all that was written is on disk, else the error. */
+WD_API LONG WdRegEndBatch();
+
+/* Scoped form: ends the batch at the latest when it goes out of scope. */
+class RegistryBatch {
+  public:
+    explicit RegistryBatch(DWORD mode = WD_BATCH_KEEP_WRITTEN) { WdRegBeginBatch(mode); }
+    ~RegistryBatch() {
+        if (m_open)
+            WdRegEndBatch();
+    }
+    RegistryBatch(const RegistryBatch&) = delete;
+    RegistryBatch& operator=(const RegistryBatch&) = delete;
+
+    LONG end() {
+        m_open = false;
+        return WdRegEndBatch();
+    }
+
+  private:
+    bool m_open = true;
+};
+
+#endif

@@ -1,0 +1,31 @@
+/* Text of the system code page: UTF-8 (65001) unless the home's settings or WARDLET_ACP name another. */
+#ifndef PLATFORM_TEXT_H
+#define PLATFORM_TEXT_H
+
+#include <platform/base.h>
+
+inline constexpr UINT CP_ACP = 0;
+inline constexpr UINT CP_UTF8 = 65001;
+inline constexpr DWORD MB_PRECOMPOSED = 0x1;
+inline constexpr DWORD MB_ERR_INVALID_CHARS = 0x8;
+
+/* Number of the code page that CP_ACP stands for. */
+WD_API UINT GetACP();
+
+/* Whether `byte` begins a double-byte character of the system code page. UTF-8 has no such bytes here. */
+WD_API BOOL IsDBCSLeadByte(BYTE byte);
+/* The next character; at the terminator, `text` itself. In UTF-8 it steps by one byte. */
+WD_API LPSTR CharNextA(LPCSTR text);
+
+/* Converts; lengths in characters of their side, -1 for a terminated source (the terminator is then converted and
+   counted). A target length of 0 asks for the length. Returns the length, or 0 with GetLastError 87, 122 (target too
+   small), 1113 (invalid text under MB_ERR_INVALID_CHARS; without the flag invalid bytes become U+FFFD). */
+WD_API int MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR source, int sourceLength, LPWSTR target,
+                               int targetLength);
+WD_API int WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR source, int sourceLength, LPSTR target,
+                               int targetLength, LPCSTR defaultChar, BOOL* usedDefaultChar);
+
+/* The part of a path behind its last `\` or `/` (or `:`); the whole text when there is none. Double-byte aware. */
+WD_API LPSTR PathFindFileNameA(LPCSTR path);
+
+#endif

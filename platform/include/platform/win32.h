@@ -1,0 +1,13 @@
+/* The part of the Windows programming interface that the library is written against, by its names. */
+#ifndef PLATFORM_WIN32_H
+#define PLATFORM_WIN32_H
+
+#include <platform/base.h>
+#include <platform/identity.h>
+#include <platform/ini.h>
+#include <platform/loader.h>
+#include <platform/registry.h>
+#include <platform/sync.h>
+#include <platform/text.h>
+
+#endif
