@@ -1,0 +1,593 @@
+/* Every record that crosses the library's boundary, through a feature function or through WdltReadConfig and
+   WdltWriteConfig. The layouts are part of the interface: 64-bit little-endian, natural alignment, checked at the end
+   of this file for whoever compiles it. C11 and C++11 or later.
+
+   In all of them: texts are zero-terminated in their field, narrow ones in the system code page, wide ones UTF-16. A
+   field bears the name of the registry value behind it, with dw, dbl, sz or by in front. Numbers whose meaning isn't
+   told are the service's own: the library carries them. Fields called reserved are zero on read and not looked at on
+   write. */
+#ifndef WDLTCFG_RECORDS_H
+#define WDLTCFG_RECORDS_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+typedef char16_t wdlt_wchar;
+#else
+typedef uint_least16_t wdlt_wchar; /* what u"…" is made of */
+#endif
+
+/* Room of the lists, in entries. The privacy and address lists have theirs in the registry. */
+#define WDLT_MAX_HANDLERS 16
+#define WDLT_MAX_SPYWARE_RECORDS 256
+#define WDLT_MAX_URL_RECORDS 500
+#define WDLT_MAX_CATEGORIES 256
+#define WDLT_MAX_CATEGORY_GROUPS 256
+#define WDLT_MAX_LOG_INDEXES 256
+#define WDLT_MAX_HOST_RECORDS 1024
+#define WDLT_MAX_ASPM_RECORDS 500
+#define WDLT_MAX_DRS_INDEX 1000
+#define WDLT_MAX_REQUEST_METHODS 32
+#define WDLT_MAX_EXCLUSION_EXTENSIONS 64
+
+/* The service, its handlers and scan items: system views. */
+
+/* (10000, 0). Written: proxyPort, the three paths and bmFlag; the rest can only be read. */
+typedef struct WdchSystemData {
+    uint16_t proxyPort;                       /* 6999 when unset */
+    char installPath[260];                    /* ends in a backslash: file names are put directly behind it */
+    char tempPath[260];                       /* read with a backslash at its end, unless empty */
+    char logPath[260];                        /* likewise */
+    uint32_t bmFlag;                          /* 1: the Bm feature is on; stored inverted, as DisableBm */
+    uint32_t handlerCount;                    /* entries in use in handlerTypes */
+    uint32_t handlerTypes[WDLT_MAX_HANDLERS]; /* type, 1 to 16, of each handler that is on */
+    uint32_t defRedirectFlag;
+    uint32_t tcpAutoTuningLevel; /* 2 when unset */
+} WdchSystemData;
+
+/* One redirect of a handler: for a session, the process, image or port it applies to. */
+typedef struct WdchSystemRedirect {
+    uint8_t reserved[96];
+    wdlt_wchar sessionType[11]; /* its name, 1 to 10 characters */
+    uint8_t reserved2[2];
+    uint32_t cancelAfMask;
+    uint32_t direction;
+    uint16_t port; /* 0: none; then process or image is needed */
+    uint8_t reserved3[2];
+    uint32_t flagPresent;       /* read only: 1 when a flag is stored */
+    uint32_t flag;              /* WDLT_REDIRECT_IMAGE: image counts, not process. 0 isn't stored: an old flag stays */
+    int32_t tcpAutoTuningLevel; /* -1 when unset */
+    uint8_t reserved4[8];
+    char process[16];
+    wdlt_wchar image[300];
+} WdchSystemRedirect;
+
+#define WDLT_REDIRECT_IMAGE UINT32_C(0x10)
+
+/* (10000 + p, 0). The header; the redirects stand behind it in the caller's buffer. A write takes filename, type,
+   enable and scan; redirects change by config types of their own. */
+typedef struct WdchSystemProtocolHandler {
+    char name[31]; /* of the handler's key; read only */
+    char filename[260];
+    uint32_t type;                 /* the protocol it serves */
+    uint32_t enable;               /* 1: on */
+    char scan[11];                 /* name of its folder under "Scan" */
+    uint32_t dependentScanEngine;  /* read only: the scan bits that are on */
+    uint32_t redirectCount;        /* read only */
+    WdchSystemRedirect* redirects; /* read only: the first one, inside the buffer that was read into */
+} WdchSystemProtocolHandler;
+
+/* (10000 + p, scan): the switch of a scan item. */
+typedef struct WdchSystemScan {
+    uint32_t enable;
+    char logExtension[256];
+} WdchSystemScan;
+
+/* (10000, scan): the item's file, for all protocols. */
+typedef struct WdchSystemScanCommon {
+    char filename[260];
+} WdchSystemScanCommon;
+
+/* Virus and spyware scan. */
+
+/* (p, WDLT_SCAN_VIRUS, 0 or 1). Action fields hold the scan engine's own codes. */
+typedef struct WdpeVsData {
+    uint32_t dwFirstAction;
+    uint32_t dwSecondAction;
+    uint32_t dwZipClean;
+    uint32_t dwZipScan;
+    uint32_t dwZipLayer; /* read as 1 to 6, whatever is stored */
+    uint32_t dwExtractFileSizeLimit;
+    uint32_t dwPackerSnare;
+    uint32_t dwMultiInfection; /* read only, at least 1 */
+    uint32_t dwSpywareScan;
+    uint32_t dwSpywareAction;
+} WdpeVsData;
+
+/* (0, WDLT_SCAN_VIRUS, 0) */
+typedef struct WdpeVsCommon {
+    uint32_t dwLanguage;
+    char szPatternPath[260]; /* read with a backslash at its end; the install path when empty */
+    uint32_t dwKeepNumber;   /* old pattern files kept; at most 0x7FFFFFFF on read */
+    uint32_t dwPurgeBadPattern;
+    uint32_t dwEngineType; /* read only */
+} WdpeVsCommon;
+
+typedef struct WdpeSpyRecord {
+    char szText[129]; /* 1 to 128 bytes */
+} WdpeSpyRecord;
+
+typedef struct WdpeSpyList {
+    uint32_t dwListType; /* 0, set before a read too */
+    uint32_t dwNumOfRecords;
+    WdpeSpyRecord records[WDLT_MAX_SPYWARE_RECORDS];
+} WdpeSpyList;
+
+/* Of WdltPvs…, WdltSvs…, WdltWmvs… and WdltHfsVirus… */
+typedef struct WdltVsConfig {
+    uint32_t dwFirstAction;
+    uint32_t dwSecondAction;
+    uint32_t dwZipClean;
+    uint32_t dwZipScan;
+    uint32_t dwZipLayer;
+    uint32_t dwPackerSnare;
+    uint32_t dwLimitSize; /* at most 0x9FFFF; kept with the protocol's other limits */
+    uint32_t dwSpywareScan;
+    uint32_t dwSpywareAction;
+} WdltVsConfig;
+
+/* HTTP file scan. */
+
+/* (0, WDLT_SCAN_VIRUS, 1) */
+typedef struct WdpeHttpFileScanData {
+    uint32_t dwHttpActionMode;
+    uint32_t dwMaxScanSize;         /* stored as at most 0x9FFFF */
+    uint32_t dwActionSizeThreshold; /* likewise */
+    char szTargetTypes[256];
+    uint8_t reserved[4];
+} WdpeHttpFileScanData;
+
+typedef struct WdltHfsConfig {
+    uint32_t dwHttpActionMode;
+    uint32_t dwActionSizeThreshold;
+    char szTargetTypes[256];
+} WdltHfsConfig;
+
+/* URL filter: (0, WDLT_SCAN_URL_FILTER). */
+
+typedef struct WdpeUrlfData {
+    uint32_t dwMode;
+    uint32_t dwEnableServerLookup;
+    char szBlockCategoryGroups[768]; /* at most 766 bytes can be read back */
+    uint32_t dwEnableProxy;
+    char szProxyServer[257];
+    uint32_t dwProxyPort;      /* 80 when unset */
+    char szProxyUser[128];     /* plain here, enciphered in the store */
+    char szProxyPassword[128]; /* likewise */
+    uint32_t dwEnableCategoryChk;
+    uint32_t dwEnablePharm;
+    uint32_t dwCategoryNonBlock;
+    uint32_t dwPharmingNonBlock;
+    uint32_t dwNotifyAll;
+    uint32_t dwEnableCredibilityChk;
+    uint32_t dwCredibilityNonBlock;
+    int32_t dwUserDefinedCredLevel; /* -1 when unset */
+    uint32_t dwUseCredibilityScore;
+    int32_t dwCredScoreThresHold; /* -1 when unset */
+    uint32_t dwEnablePhishChk;
+    uint32_t dwPhishNonBlock;
+    char szBlockPhishCategoryGrps[768]; /* as szBlockCategoryGroups */
+    uint32_t dwEnableWdlDns;            /* 1 when unset */
+    uint32_t dwEnableWdufeDns;          /* 1 when unset */
+} WdpeUrlfData;
+
+/* Read only; a write of its config type takes a WdpeUrlfRSInfo. */
+typedef struct WdpeUrlfFullData {
+    WdpeUrlfData settings;
+    uint32_t dwCacheSize;
+    uint32_t dwCacheLifetime;
+    char szLookupServer[257];
+    uint32_t dwLookupPort; /* 80 when unset */
+    char szLookupVID[256];
+    uint32_t dwLookupTimeout;
+    char szExclusionExtensions[768];
+    uint32_t dwErrMode;
+    uint32_t dwRatingType;
+    uint32_t dwEnableWDUFELog;
+    uint32_t dwWDUFELogLevel;
+} WdpeUrlfFullData;
+
+/* Read only, as WdpeUrlfFullData. */
+typedef struct WdpeUrlfDrsData {
+    WdpeUrlfFullData full;
+    uint32_t dwDRSScoreThresHold; /* 0 when unset */
+    uint32_t dwDRSCredBlock;      /* 1 when unset */
+    uint32_t dwSize;              /* of this record, in bytes */
+} WdpeUrlfDrsData;
+
+/* The rating server. */
+typedef struct WdpeUrlfRSInfo {
+    char szRatingServer[257]; /* stored as LookupServer */
+    uint32_t dwRatingPort;    /* stored as LookupPort */
+} WdpeUrlfRSInfo;
+
+/* The check of untested URLs: flags, 0 or 1 on read and in the store. */
+typedef struct WdpeUrlfUUC {
+    uint32_t dwEnableUntestedURLChk;
+    uint32_t dwBlockUntestedURL;
+    uint32_t dwUntestedURLNonBlock;
+} WdpeUrlfUUC;
+
+/* The size of the whole is dwSize + 12, though the data begins at byte 8: the last four bytes carry nothing. */
+typedef struct WdpeUrlfExtraHeader {
+    uint32_t dwVersion; /* 0 asks which version is spoken; else WDLT_EXTRA_HEADER_VERSION */
+    uint32_t dwSize;    /* bytes of data */
+    uint8_t byData[4];  /* the first ones of dwSize */
+} WdpeUrlfExtraHeader;
+
+#define WDLT_EXTRA_HEADER_VERSION 1
+
+/* A URL pattern of a list, or a URL to be looked up. */
+typedef struct WdpeUrlfUrlRecord {
+    char szUrl[2084]; /* 1 to 2083 bytes */
+} WdpeUrlfUrlRecord;
+
+typedef struct WdpeUrlfUrlList {
+    uint32_t dwListType; /* WDLT_LIST_WHITE or _BLACK, set before a read too */
+    uint32_t dwNumOfRecords;
+    WdpeUrlfUrlRecord records[WDLT_MAX_URL_RECORDS];
+} WdpeUrlfUrlList;
+
+typedef struct WdpeUrlfCategory {
+    uint8_t byId[3];
+    char szName[128];
+} WdpeUrlfCategory;
+
+typedef struct WdpeUrlfCategoryList {
+    uint32_t dwNumOfRecords;
+    WdpeUrlfCategory records[WDLT_MAX_CATEGORIES];
+} WdpeUrlfCategoryList;
+
+typedef struct WdpeUrlfCategoryGroup {
+    uint8_t byId[3];
+    char szName[128];
+    char szCategories[768];
+} WdpeUrlfCategoryGroup;
+
+typedef struct WdpeUrlfCategoryGroupList {
+    uint32_t dwNumOfRecords;
+    WdpeUrlfCategoryGroup records[WDLT_MAX_CATEGORY_GROUPS];
+} WdpeUrlfCategoryGroupList;
+
+typedef struct WdpeUrlfLogIndex {
+    uint32_t dwLogIndex;
+    char szCategories[768];
+} WdpeUrlfLogIndex;
+
+typedef struct WdpeUrlfLogIndexList {
+    uint32_t dwNumOfRecords;
+    WdpeUrlfLogIndex records[WDLT_MAX_LOG_INDEXES];
+} WdpeUrlfLogIndexList;
+
+/* A question whether URLs are on a list, answered in the entries. */
+typedef struct WdpeUrlfQueryEntry {
+    char szUrl[2084];
+    uint32_t dwExists; /* cleared by the asker; 1 when the URL matches a record */
+} WdpeUrlfQueryEntry;
+
+typedef struct WdpeUrlfQuery {
+    uint32_t dwListType;
+    int32_t dwCount;
+    WdpeUrlfQueryEntry* pUrls; /* the caller's, dwCount of them */
+} WdpeUrlfQuery;
+
+/* WdpeUrlfData without its proxy. */
+typedef struct WdltUrlfConfig {
+    uint32_t dwMode;
+    uint32_t dwEnableServerLookup;
+    char szBlockCategoryGroups[768];
+    uint32_t dwEnableCategoryChk;
+    uint32_t dwEnablePharm;
+    uint32_t dwCategoryNonBlock;
+    uint32_t dwPharmingNonBlock;
+    uint32_t dwNotifyAll;
+    uint32_t dwEnableCredibilityChk;
+    uint32_t dwCredibilityNonBlock;
+    int32_t dwUserDefinedCredLevel;
+    uint32_t dwUseCredibilityScore;
+    int32_t dwCredScoreThresHold;
+    uint32_t dwEnablePhishChk;
+    uint32_t dwPhishNonBlock;
+    char szBlockPhishCategoryGrps[768];
+    uint32_t dwEnableWdlDns;
+    uint32_t dwEnableWdufeDns;
+} WdltUrlfConfig;
+
+/* The proxy of WdpeUrlfData. */
+typedef struct WdltUrlfProxy {
+    uint32_t dwEnableProxy;
+    char szProxyServer[257];
+    uint32_t dwProxyPort;
+    char szProxyUser[128];
+    char szProxyPassword[128];
+} WdltUrlfProxy;
+
+/* Host filter: (0, WDLT_SCAN_HOST_FILTER). */
+
+typedef struct WdpeHosfData {
+    uint32_t dwEnablePrivateIPCheck;
+    uint32_t dwNonBlock;
+    char szExclusionExtensions[768];
+} WdpeHosfData;
+
+/* Opaque: the caller's and the service's. */
+typedef struct WdpeHosfHostRecord {
+    uint8_t byHost[306];
+} WdpeHosfHostRecord;
+
+typedef struct WdpeHosfHostList {
+    uint32_t dwListType; /* 0, set before a read too */
+    uint32_t dwNumOfRecords;
+    WdpeHosfHostRecord records[WDLT_MAX_HOST_RECORDS];
+} WdpeHosfHostList;
+
+/* DRS. */
+
+typedef struct WdltDrsConfig {
+    uint32_t ActionMode;     /* 0 or 1 */
+    uint32_t ScoreThreshold; /* 0 to 100 */
+} WdltDrsConfig;
+
+typedef struct WdltDrsWhiteListItem {
+    uint32_t Index; /* 1 to WDLT_MAX_DRS_INDEX, of one rule only */
+    wdlt_wchar ProcessImageName[300];
+    wdlt_wchar RuleName[200]; /* of one rule only */
+    wdlt_wchar DomainName[256];
+} WdltDrsWhiteListItem;
+
+/* Privacy data protection: (0, WDLT_SCAN_PRIVACY). */
+
+/* Of these a write stores dwItemEntryCount alone, and works with the charsets and file names that it is given. */
+typedef struct PrivacyControlData {
+    uint32_t dwCharSetEntry;     /* mask of the charsets that items are searched in */
+    uint32_t dwExtCharSetEntry;  /* not used */
+    uint32_t dwDefaultCharSet;   /* the one bit of the charset that callers' texts are in */
+    uint32_t dwAccessRetryCount; /* more tries when another access is under way */
+    uint32_t dwAccessWaitTime;   /* milliseconds between tries */
+    uint32_t dwItemEntryMax;     /* view items allowed, above 0 */
+    uint32_t dwItemEntryCount;   /* view items behind this record */
+    char szDataBaseName[16];     /* bare file name in the install directory, 1 to 14 bytes */
+    char szBackUpDBName[16];     /* likewise */
+} PrivacyControlData;
+
+typedef struct PrivacyViewItem {
+    uint32_t dwItemIndex; /* 0 to 31, of one item only */
+    uint32_t dwScanTarget;
+    char szItemName[36];
+    char szDescription[68];
+    char szPrivacyData[48]; /* at most 32 bytes, in dwDefaultCharSet; empty: kept, but not searched for */
+} PrivacyViewItem;
+
+/* What stands in front of the exclusion items. */
+typedef struct PrivacyExclusionListHead {
+    uint32_t dwExclusionCount;
+    uint32_t dwExclusionItemMax; /* read only: items allowed, 100 when unset */
+} PrivacyExclusionListHead;
+
+typedef struct PrivacyExclusionItem {
+    uint32_t dwExclusionId;
+    uint32_t dwScanTarget; /* WDLT_PRIVACY_EXCLUSION_TARGET */
+    char szText[2084];     /* 1 to 2083 bytes */
+} PrivacyExclusionItem;
+
+#define WDLT_PRIVACY_EXCLUSION_TARGET UINT32_C(16)
+
+/* The head of the privacy database, as it stands in the file. */
+typedef struct PrivacyDBHeader {
+    char szMagic[28];
+    uint32_t dwReserved;
+    char szVersion[9];
+    uint8_t byReserved[7];
+    uint32_t dwDate; /* local, (year * 100 + month) * 100 + day */
+    uint32_t dwTime; /* local, (hour * 100 + minute) * 100 + second */
+    uint32_t dwSearchDataCount;
+    uint32_t dwReserved2;
+} PrivacyDBHeader;
+
+/* One item in one charset. */
+typedef struct PrivacySearchRecord {
+    uint32_t dwSearchIndex; /* running number in the file, from 0 */
+    uint32_t dwItemIndex;   /* of the PrivacyViewItem */
+    uint32_t dwCharSet;     /* one bit */
+    uint8_t byPattern[128]; /* 112 bytes of pattern, filled up with zeros, and a zero; the rest carries nothing */
+} PrivacySearchRecord;
+
+/* Mail. */
+
+/* (WDLT_PROTOCOL_POP3, 0) */
+typedef struct WdphPop3 {
+    uint32_t dwLimitSize; /* read as at most 0x9FFFF */
+    uint32_t dwIntervalLength;
+    uint32_t dwWaitTime;
+} WdphPop3;
+
+/* (WDLT_PROTOCOL_SMTP, 0) */
+typedef struct WdphSmtp {
+    uint32_t dwLimitSize; /* read as at most 0x9FFFF */
+    uint32_t dwIntervalLength;
+    uint32_t dwWaitTime;
+    uint32_t dwMaxSessionCount; /* 100 when unset, read as at least 1 */
+} WdphSmtp;
+
+/* (0, WDLT_SCAN_MAIL_MANAGER). A write takes dwAddressCacheDirection alone. */
+typedef struct WdsmMailConfig {
+    uint32_t dwAddressCacheDirection;
+    char szDisclaimerFile[16];
+    char szDisclaimerCharset[16];
+    char szDisclaimerSubject[256];
+    char szDisclaimerAddress[256];
+    char szDisclaimerOriginalName[16];
+    char szWarningFilename[16];
+    char szSpywareWarning[16];
+    char szSpywareCharset[16];  /* szDisclaimerCharset when unset */
+    char szSpywareSubject[256]; /* empty when unset */
+    char szSpywareAddress[256]; /* szDisclaimerAddress when unset */
+    char szSpywareExtension[256];
+    uint32_t dwEnableDisclaimer;
+    uint32_t dwHdrPerEnt;
+    uint32_t dwParamPerHdrField;
+    uint32_t dwEntPerMsg;
+    uint32_t dwExtlactLvlPerMsg;
+    uint32_t dwBytesPerEntHdr;
+    uint32_t dwMaxAddressCacheCount; /* 100 when unset */
+} WdsmMailConfig;
+
+/* What stands in front of the records of the address cache. */
+typedef struct MailAddressListHead {
+    uint32_t dwCount;
+} MailAddressListHead;
+
+typedef struct MailAddressRecord {
+    uint32_t dwAddressTag;
+    char szAddress[256];
+} MailAddressRecord;
+
+/* Anti-spam. */
+
+/* (0, WDLT_SCAN_ANTI_SPAM) */
+typedef struct WdpeAspmCommonData {
+    uint32_t dwScanType;
+    char szPrefixSpam[17];
+    char szPrefixPhishing[17];
+    char szPrefixMalicious[17];
+    char szPrefixSuspicious[17];
+    char szPrefixBlack[17];
+    uint32_t dwEnableImageDetection; /* 0 or 1 */
+    uint32_t dwEnableInTheCloud;     /* 0 or 1 */
+    uint32_t dwInTheCloudTimeout;    /* 100 to 10000, else 2000: in the caller's record too, on a write */
+} WdpeAspmCommonData;
+
+/* (0, WDLT_SCAN_ANTI_SPAM) with WDLT_CONFIG_ASPM_RULE_PATH */
+typedef struct WdpeAspmRulePath {
+    char szRulePath[260]; /* read with a backslash at its end */
+    uint8_t byReserved[264];
+} WdpeAspmRulePath;
+
+typedef struct WdpeAspmEntry {
+    char szEntry[256];
+} WdpeAspmEntry;
+
+/* (WDLT_PROTOCOL_POP3, WDLT_SCAN_ANTI_SPAM) */
+typedef struct WdpeAspmData {
+    uint32_t dwLevel;          /* 0 to 2 */
+    uint32_t dwReserved;       /* puts the doubles where they belong */
+    double dblLow;             /* read only: above 0, at most 100 */
+    double dblMedium;          /* likewise */
+    double dblHigh;            /* likewise */
+    char szWhitelistFile[257]; /* bare file name */
+    uint32_t dwWhitelistCount;
+    char szBlacklistFile[257]; /* bare file name */
+    uint32_t dwBlacklistCount;
+    WdpeAspmEntry whitelist[WDLT_MAX_ASPM_RECORDS];
+    WdpeAspmEntry blacklist[WDLT_MAX_ASPM_RECORDS];
+} WdpeAspmData;
+
+typedef struct WdltAspmConfig {
+    uint32_t dwScanType;
+    uint32_t dwLevel;
+    char szPrefixSpam[17];
+    char szPrefixPhishing[17];
+    char szPrefixMalicious[17];
+    char szPrefixSuspicious[17];
+    char szPrefixBlack[17];
+    uint32_t dwEnableImageDetection;
+    uint32_t dwEnableInTheCloud;
+} WdltAspmConfig;
+
+/* HTTP. */
+
+/* (WDLT_PROTOCOL_HTTP, 0) */
+typedef struct WdphHttp {
+    char szTargetRequestMethods[WDLT_MAX_REQUEST_METHODS][17]; /* ends at the first empty one */
+    uint32_t dwMessageBodyMemorySizeLimit;
+    uint32_t dwMaxRequestBodyScanSize;
+    uint32_t dwMaxResponseBodyScanSize;
+    uint32_t dwMaxLineSize;
+    uint32_t dwMaxHeaderCount;
+    uint32_t dwReqSockOptSndBuf;    /* read only */
+    uint32_t dwReceiveTimeout;      /* above 600 becomes 0, in the caller's record too, on a write */
+    uint32_t dwEnableRequestSndBuf; /* 1 when unset; made 0 or 1 in the caller's record by a write */
+    uint32_t dwSockSendBufSize;     /* 2048 when unset */
+    uint32_t dwSockResponseBufSize; /* 8192 when unset */
+    uint32_t dwSockRequestBufSize;  /* 1024 when unset */
+} WdphHttp;
+
+/* (0, WDLT_SCAN_HTTP_MANAGER). File fields hold bare names; a write cuts folders off in the caller's record too. */
+typedef struct WdsmHttpConfig {
+    char szUrlHistoryFile[257];
+    uint32_t dwMaxUrlHistoryCount;
+    char szExclusionExtensions[WDLT_MAX_EXCLUSION_EXTENSIONS][6]; /* ends at the first empty one */
+    char szUrlFilterAlertFile[257];
+    char szUrlFilterCredAlertFile[257];
+    char szHostFilterAlertFile[257];
+    char szHostFilterErrorFile[257];
+    char szPrivacyDataAlertFile[257];
+    uint32_t dwMaxWebMailScanSize; /* limited to 0x9FFFF by a write, in the caller's record too */
+    uint32_t WdsmHttpNotifyExFlag; /* 0 when unset */
+} WdsmHttpConfig;
+
+/* (0, WDLT_SCAN_HTTP_MANAGER) with WDLT_CONFIG_HTTP_WEB_MAIL */
+typedef struct WdsmWebMailData {
+    uint32_t dwReserved;
+    uint32_t dwMaxWebMailScanSize;         /* 3072 when unset, stored as at most 0x9FFFF */
+    uint32_t dwWebMailActionSizeThreshold; /* 256 when unset, stored as at most 0x9FFFF */
+} WdsmWebMailData;
+
+/* HTTP file events. */
+typedef struct WdpeHfeData {
+    uint32_t dwHfeTargetMethod;      /* 1 when unset */
+    uint32_t dwHfeMaxDecompressSize; /* 65536 when unset or 0, and at most that in the store */
+} WdpeHfeData;
+
+/* HTTPS filter and plug-ins. */
+
+/* (10003, WDLT_SCAN_HTTP_MANAGER, WDLT_INPUT_HTTPS_FILTER). All five files must be stored for a read to succeed. */
+typedef struct WdltHttpsConfig {
+    uint32_t enable; /* bits: WDLT_HTTPS_SCAN, the others are the callers' */
+    char HostFilterAlertFile[257];
+    char HostFilterErrorFile[257];
+    char PrivacyDataAlertFile[257];
+    char UrlFilterAlertFile[257];
+    char UrlFilterCredAlertFile[257];
+} WdltHttpsConfig;
+
+#define WDLT_HTTPS_SCAN UINT32_C(1)
+
+typedef struct WdltPluginManagerConfig {
+    uint32_t dwEnable;
+    char szFilename[260];
+} WdltPluginManagerConfig;
+
+/* SAL. */
+
+/* (0, WDLT_SCAN_SAL) */
+typedef struct WdpeSalData {
+    uint32_t dwQueryIP;        /* 0 or 1 */
+    uint32_t dwTakeAction;     /* 0 or 1 */
+    uint32_t dwAddandScanMode; /* 0 or 1 */
+    char szBlockImages[516];   /* at most 511 bytes can be read back */
+} WdpeSalData;
+
+typedef struct WdltSalConfig {
+    uint32_t dwEnable; /* whether SAL is on: a write switches it */
+    uint32_t dwQueryIP;
+    uint32_t dwTakeAction;
+    uint32_t dwAddandScanMode;
+    char szBlockImages[513]; /* empty on a write: the stored text stays */
+} WdltSalConfig;
+
+/* Sizes and offsets, checked. */
+#include "record_layouts.h"
+
+#endif
