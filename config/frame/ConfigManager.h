@@ -1,0 +1,28 @@
+// Where a numeric address becomes an object: each call makes the address's helper, calls it with the caller's buffer
+// and drops it. No state between calls. A read takes no lock here.
+#pragma once
+
+#include "HelperRegistry.h"
+
+#include <cstdint>
+#include <memory>
+
+class CConfigManager {
+  public:
+    CConfigManager() = default;
+    CConfigManager(const CConfigManager&) = delete;
+    CConfigManager& operator=(const CConfigManager&) = delete;
+
+    // -3 without `size`, -1 for an address without a helper, -7 without memory for one; else the helper's status.
+    std::int32_t ReadConfig(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input, std::uint64_t configType,
+                            void* data, std::uint64_t* size);
+    std::int32_t WriteConfig(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input, std::uint64_t configType,
+                             void* data, std::uint64_t size);
+
+    // A helper with its address and a registry store; null for an address without one. Throws std::bad_alloc.
+    static std::unique_ptr<WdchHelper> CreateHelper(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input);
+
+    // The class that serves an address: protocol of 10000 or more, and below.
+    static HelperKind CreateHelperForSystem(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input);
+    static HelperKind CreateHelperForProtocol(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input);
+};

@@ -1,0 +1,96 @@
+#include "SystemConfig.h"
+
+#include "HelperRegistry.h"
+#include "Utility.h"
+#include "ValueMap.h"
+#include "WdCommon/DebugLog.h"
+
+#include <wdltcfg/status.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace wdlt;
+
+// In the order of reading and writing. A value that can't be read is no news: a fresh tree has none of them.
+constexpr ValueRow<WdchSystemData> kSettings[] = {
+    number<&WdchSystemData::proxyPort>("ProxyPort").named("proxyPort").whenUnreadable(6999, kQuietly),
+    text<&WdchSystemData::installPath>("InstallPath").named("installPath").whenUnreadable("", kQuietly),
+    text<&WdchSystemData::tempPath>("TempPath").named("tempPath").whenUnreadable("", kQuietly).folder(),
+    text<&WdchSystemData::logPath>("LogPath").named("logPath").whenUnreadable("", kQuietly).folder(),
+    number<&WdchSystemData::bmFlag>("DisableBm")
+        .named("bmFlag")
+        .whenUnreadable(0, kQuietly)
+        .onRead(inverted)
+        .onWrite(inverted),
+};
+
+constexpr ValueRow<WdchSystemData> kReadOnlySettings[] = {
+    number<&WdchSystemData::defRedirectFlag>("DefRedirectFlag").whenUnreadable(0, kQuietly),
+    number<&WdchSystemData::tcpAutoTuningLevel>("TcpAutoTuningLevel").whenUnreadable(2, kQuietly),
+};
+
+constexpr ValueReport kReport{
+    .writeFailed = [](const char* field, std::int32_t) { WDLOG_ERROR("WriteConfig WdchSystemData::%s fails.", field); },
+    .writeCode = WDLT_E_GENERAL,
+};
+
+constexpr const char* kHandlers = "ProtocolHandler";
+constexpr std::size_t kMaxHandlers = std::extent_v<decltype(WdchSystemData::handlerTypes)>;
+constexpr DWORD kHighestHandlerType = 16;
+
+const RegisterHelper<CSystemConfig> kRegistered(HelperKind::CSystemConfig);
+
+} // namespace
+
+std::int32_t CSystemConfig::ReadConfig(std::uint64_t, void* data, std::uint64_t* size) {
+    if (*size != sizeof(WdchSystemData)) {
+        *size = sizeof(WdchSystemData);
+        return WDLT_E_BUFFER_SIZE;
+    }
+    if (data == nullptr)
+        return WDLT_E_INVALID_ARGUMENT;
+
+    CallersRecord<WdchSystemData> record(data);
+    record.clear();
+    const ValueAccess access{*this, kReport};
+    readValues(access, kSettings, *record);
+    readHandlerList(*record);
+    readValues(access, kReadOnlySettings, *record);
+    return WDLT_OK;
+}
+
+void CSystemConfig::readHandlerList(WdchSystemData& record) {
+    std::vector<std::string> handlers;
+    store->EnumSubSections(protocol, scan, input, kHandlers, handlers);
+    for (const std::string& handler : handlers) {
+        const std::string section = std::string(kHandlers).append("\\").append(handler);
+        DWORD enable = 0;
+        DWORD type = 0;
+        if (!readHandlerNumber(section, "Enable", enable) || enable != 1)
+            continue;
+        if (!readHandlerNumber(section, "Type", type) || type == 0 || type > kHighestHandlerType)
+            continue;
+        record.handlerTypes[record.handlerCount++] = type;
+        if (record.handlerCount == kMaxHandlers)
+            return;
+    }
+}
+
+bool CSystemConfig::readHandlerNumber(const std::string& section, const char* name, DWORD& number) {
+    DWORD size = sizeof number;
+    return ReadItem(section.c_str(), name, &number, &size, false) == WDLT_OK;
+}
+
+std::int32_t CSystemConfig::WriteConfig(std::uint64_t, void* data, std::uint64_t size) {
+    if (data == nullptr)
+        return WDLT_E_INVALID_ARGUMENT;
+    if (size != sizeof(WdchSystemData)) {
+        WDLOG_ERROR("WriteConfig size is invalid (%d / %d)", loggedSize(size), loggedSize(sizeof(WdchSystemData)));
+        return WDLT_E_GENERAL;
+    }
+    CallersRecord<WdchSystemData> record(data);
+    return writeValues({*this, kReport}, kSettings, *record);
+}

@@ -1,0 +1,19 @@
+// The record of the service itself, WdchSystemData, at (10000, 0, any): the values of the base key, and the list of the
+// protocol handlers that are on. The config type isn't looked at.
+#pragma once
+
+#include "WdchHelper.h"
+
+#include <wdltcfg/records.h>
+
+class CSystemConfig final : public WdchHelper {
+  public:
+    // -2 with the size for any other size; else 0: a value that can't be read takes its default.
+    std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) override;
+    // The handler list and the two read-only settings are left as stored, whatever the record holds.
+    std::int32_t WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) override;
+
+  private:
+    void readHandlerList(WdchSystemData& record);
+    bool readHandlerNumber(const std::string& section, const char* name, DWORD& number);
+};

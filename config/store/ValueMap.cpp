@@ -1,0 +1,146 @@
+#include "ValueMap.h"
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+namespace wdlt {
+namespace {
+
+const char* readName(const ValueRowData& row) {
+    return row.field != nullptr ? row.field : row.name;
+}
+const char* writeName(const ValueRowData& row) {
+    return row.fieldOnWrite != nullptr ? row.fieldOnWrite : readName(row);
+}
+
+void report(void (*line)(DWORD, const char*, std::int32_t), DWORD level, const char* field, std::int32_t status) {
+    if (line != nullptr && level != kQuietly)
+        line(level, field, status);
+}
+
+void setNumber(const ValueRowData& row, void* record, DWORD number) {
+    row.set(record, row.readRule != nullptr ? row.readRule(number) : number);
+}
+
+void fill(std::span<char> field, std::string_view content) {
+    const std::size_t kept = std::min(content.size(), field.size() - 1);
+    std::ranges::copy(content.substr(0, kept), field.begin());
+    std::ranges::fill(field.subspan(kept), '\0');
+}
+
+// The whole stored text, however long. The field keeps what fits.
+std::int32_t readCut(const ValueAccess& access, const char* name, std::span<char> field, DWORD size) {
+    std::vector<char> whole(size);
+    const std::int32_t status = access.helper.ReadItem(access.section, name, whole.data(), &size, false);
+    if (status == WDLT_OK)
+        fill(field, {whole.data(), strnlen(whole.data(), std::min<std::size_t>(size, whole.size()))});
+    return status;
+}
+
+// A stored text may lack its terminator. One that leaves no room for it in the field is too long, as if it were longer.
+std::int32_t readText(const ValueAccess& access, const ValueRowData& row, const char* name, std::span<char> field) {
+    std::ranges::fill(field, '\0');
+    DWORD size = row.limit;
+    std::int32_t status = access.helper.ReadItem(access.section, name, field.data(), &size, false);
+    const std::size_t length = strnlen(field.data(), field.size());
+    if (status == WDLT_OK && length == field.size())
+        status = WDLT_E_BUFFER_SIZE;
+    if (status == WDLT_E_BUFFER_SIZE && row.cutsLongText)
+        return readCut(access, name, field, size);
+    std::ranges::fill(status == WDLT_OK ? field.subspan(length) : field, '\0');
+    return status;
+}
+
+std::int32_t readProtected(const ValueAccess& access, const ValueRowData& row, std::span<char> field) {
+    std::ranges::fill(field, '\0');
+    const std::int32_t status = access.protectedValues->read(row.name, field.first(row.limit));
+    if (status != WDLT_OK)
+        std::ranges::fill(field, '\0');
+    return status;
+}
+
+void finishText(const ValueRowData& row, std::span<char> field) {
+    if (row.isFileName)
+        WdchHelper::StripPath(field.data(), field.size());
+    const std::size_t length = strnlen(field.data(), field.size());
+    if (row.isFolder && length > 0 && length + 1 < field.size() && field[length - 1] != '\\')
+        field[length] = '\\';
+}
+
+std::int32_t readOnce(const ValueAccess& access, const ValueRowData& row, const char* name, void* record) {
+    switch (row.kind) {
+    case ValueKind::Number: {
+        DWORD number = 0;
+        DWORD size = sizeof number;
+        const std::int32_t status = access.helper.ReadItem(access.section, name, &number, &size, false);
+        if (status == WDLT_OK)
+            setNumber(row, record, number);
+        return status;
+    }
+    case ValueKind::Text:
+        return readText(access, row, name, row.text(record));
+    case ValueKind::ProtectedText:
+        return readProtected(access, row, row.text(record));
+    }
+    return WDLT_E_GENERAL;
+}
+
+void takeDefault(const ValueRowData& row, void* record, const void* defaults) {
+    if (row.kind == ValueKind::Number)
+        setNumber(row, record, defaults != nullptr ? row.get(defaults) : row.defaultNumber);
+    else
+        fill(row.text(record), row.defaultText);
+}
+
+} // namespace
+
+std::int32_t readValue(const ValueAccess& access, const ValueRowData& row, void* record, const void* defaults) {
+    std::int32_t status = readOnce(access, row, row.name, record);
+    if (status != WDLT_OK && row.substitute != nullptr)
+        status = readOnce(access, row, row.substitute, record);
+
+    if (status != WDLT_OK) {
+        if (row.fromDefaults && defaults != nullptr) {
+            report(access.report.defaultUsed, row.defaultsLogLevel, readName(row), status);
+            takeDefault(row, record, defaults);
+        } else {
+            const OnFailure& failure = status == WDLT_E_NOT_FOUND ? row.absent : row.failed;
+            report(access.report.readFailed, failure.logLevel, readName(row), status);
+            if (!failure.goesOn)
+                return access.report.readCode != 0 ? access.report.readCode : status;
+            takeDefault(row, record, nullptr);
+        }
+    }
+    if (row.kind != ValueKind::Number)
+        finishText(row, row.text(record));
+    return WDLT_OK;
+}
+
+std::int32_t writeValue(const ValueAccess& access, const ValueRowData& row, void* record) {
+    if (row.kind == ValueKind::Number) {
+        DWORD number = row.get(record);
+        if (row.writeRule != nullptr)
+            number = row.writeRule(number);
+        if (row.correctsRecord)
+            row.set(record, number);
+        return access.helper.WriteItem(access.section, row.name, REG_DWORD, &number, sizeof number, false);
+    }
+
+    const std::span<char> field = row.text(record);
+    if (row.isFileName)
+        WdchHelper::StripPath(field.data(), field.size());
+    const std::string content(field.data(), strnlen(field.data(), field.size()));
+    if (row.kind == ValueKind::ProtectedText)
+        return access.protectedValues->write(row.name, content);
+    const auto size = static_cast<DWORD>(content.size() + (row.terminated ? 1 : 0));
+    return access.helper.WriteItem(access.section, row.name, REG_SZ, content.c_str(), size, false);
+}
+
+std::int32_t writeFailed(const ValueAccess& access, const ValueRowData& row, std::int32_t status) {
+    if (access.report.writeFailed != nullptr)
+        access.report.writeFailed(writeName(row), status);
+    return access.report.writeCode != 0 ? access.report.writeCode : status;
+}
+
+} // namespace wdlt

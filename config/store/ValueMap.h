@@ -1,0 +1,109 @@
+// How a record's fields map to named registry values: one row a field, in the order of reading and writing. A helper
+// that does nothing else is its table; where it does something special, plain code stands between two tables. A record
+// whose order of writing differs has a second table made of the same rows.
+//
+//     constexpr ValueRow kValues[] = {
+//         number<&WdphSmtp::dwLimitSize>("LimitSize").onRead(ceiling<0x9FFFF>),
+//         number<&WdphSmtp::dwMaxSessionCount>("MaxSessionCount").whenAbsent(100).onRead(atLeast<1>),
+//     };
+//
+// Unless a row says otherwise, a failed read ends the record there with an error line, numbers pass unchanged, and a
+// text is stored with its terminator.
+#pragma once
+
+#include "ValueRow.h"
+#include "WdchHelper.h"
+
+#include <platform/registry_batch.h>
+#include <wdltcfg/status.h>
+
+#include <cstdint>
+#include <cstring>
+#include <span>
+#include <string_view>
+
+namespace wdlt {
+
+// What a helper tells of a failing value: its log lines, and a code in place of the store's where it has one.
+struct ValueReport {
+    void (*readFailed)(DWORD level, const char* field, std::int32_t status) = nullptr;
+    void (*writeFailed)(const char* field, std::int32_t status) = nullptr;
+    void (*defaultUsed)(DWORD level, const char* field, std::int32_t status) = nullptr; // from a record of defaults
+    std::int32_t readCode = 0;                                                          // 0: the store's own
+    std::int32_t writeCode = 0;                                                         // likewise
+};
+
+// Values that a helper keeps enciphered. `text` is the field, already zeroed; both give a status.
+class ProtectedValues {
+  public:
+    virtual ~ProtectedValues() = default;
+    virtual std::int32_t read(const char* name, std::span<char> text) = 0;
+    virtual std::int32_t write(const char* name, std::string_view text) = 0;
+};
+
+// The values of one helper's address: where rows are read from and written to.
+struct ValueAccess {
+    WdchHelper& helper;
+    const ValueReport& report;
+    ProtectedValues* protectedValues = nullptr;
+    const char* section = "";
+};
+
+std::int32_t readValue(const ValueAccess& access, const ValueRowData& row, void* record, const void* defaults);
+
+// Writes one value without a line for its failure.
+std::int32_t writeValue(const ValueAccess& access, const ValueRowData& row, void* record);
+std::int32_t writeFailed(const ValueAccess& access, const ValueRowData& row, std::int32_t status);
+
+// Reads the rows in order into a record that the caller has cleared. The first failure that isn't covered ends it:
+// fields read before it stay. `defaults` is a whole record for the rows that take theirs from one.
+template <class Record, std::size_t Count>
+std::int32_t readValues(const ValueAccess& access, const ValueRow<Record> (&rows)[Count], Record& record,
+                        const Record* defaults = nullptr) {
+    for (const ValueRow<Record>& row : rows)
+        if (const std::int32_t status = readValue(access, row, &record, defaults); status != WDLT_OK)
+            return status;
+    return WDLT_OK;
+}
+
+// Writes the rows in order, all in one transaction and one sync. The first failure ends it: what was written before it
+// stays, and what comes after it isn't touched.
+template <class Record, std::size_t Count>
+std::int32_t writeValues(const ValueAccess& access, const ValueRow<Record> (&rows)[Count], Record& record) {
+    RegistryBatch batch;
+    const ValueRowData* last = nullptr;
+    std::int32_t status = WDLT_OK;
+    for (const ValueRow<Record>& row : rows) {
+        if (row.readOnly)
+            continue;
+        last = &row;
+        status = writeValue(access, row, &record);
+        if (status != WDLT_OK)
+            break;
+    }
+    // The line is written outside the batch: a log may wait for the disk. A batch that can't be committed has lost all.
+    const LONG error = batch.end();
+    if (status == WDLT_OK && error != 0)
+        status = WDLT_E_REGISTRY;
+    return status == WDLT_OK ? status : writeFailed(access, *last, status);
+}
+
+// A caller's record at any alignment: a copy to work on, handed back when the scope ends.
+template <class Record>
+class CallersRecord {
+  public:
+    explicit CallersRecord(void* data) : m_data(data) { std::memcpy(&m_record, data, sizeof m_record); }
+    ~CallersRecord() { std::memcpy(m_data, &m_record, sizeof m_record); }
+    CallersRecord(const CallersRecord&) = delete;
+    CallersRecord& operator=(const CallersRecord&) = delete;
+
+    Record& operator*() { return m_record; }
+    Record* operator->() { return &m_record; }
+    void clear() { std::memset(static_cast<void*>(&m_record), 0, sizeof m_record); }
+
+  private:
+    void* m_data;
+    Record m_record;
+};
+
+} // namespace wdlt

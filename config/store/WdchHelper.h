@@ -1,0 +1,46 @@
+// Base of all classes that map a record to named values. CConfigManager makes a helper for one call on one thread,
+// gives it its address and its store, and drops it after the call.
+#pragma once
+
+#include "WdchIO.h"
+
+#include <platform/base.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+class WdchHelper {
+  public:
+    WdchHelper() = default;
+    virtual ~WdchHelper() = default;
+    WdchHelper(const WdchHelper&) = delete;
+    WdchHelper& operator=(const WdchHelper&) = delete;
+
+    // `data` is the caller's record, at any alignment, or null; `size` its byte count, overwritten with the size needed
+    // where the result is -2.
+    virtual std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) = 0;
+    // `data` is not const: some helpers correct the caller's record to what they store.
+    virtual std::int32_t WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) = 0;
+
+    // One value at the helper's own address; the store's status.
+    std::int32_t ReadItem(const char* section, const char* name, void* data, DWORD* size, bool wide);
+    std::int32_t WriteItem(const char* section, const char* name, DWORD type, const void* data, DWORD size, bool wide);
+
+    // Texts of the system's own key, at most 259 bytes, empty when they can't be read. Both folders end in a backslash
+    // when the system's record wrote them.
+    std::string GetInstallPath() { return systemText("InstallPath"); }
+    std::string GetTempPath() { return systemText("TempPath"); }
+
+    // Leaves of a path in a field of `size` bytes what stands behind its last `\` or `/`. Double-byte aware.
+    static void StripPath(char* path, std::size_t size);
+
+    std::unique_ptr<WdchIO> store;
+    DWORD protocol = 0;
+    DWORD scan = 0;
+    DWORD input = 0;
+    bool skipChangeEvent = false; // a write that the running service isn't told of
+
+  private:
+    std::string systemText(const char* name);
+};
