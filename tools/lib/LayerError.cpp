@@ -1,0 +1,45 @@
+#include "LayerError.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <iterator>
+
+namespace wdlt {
+namespace {
+
+struct ErrorWords {
+    DWORD code;
+    const char* words;
+};
+
+constexpr ErrorWords kErrorWords[] = {
+    {ERROR_FILE_NOT_FOUND, "no such key or value"},
+    {ERROR_PATH_NOT_FOUND, "no such folder"},
+    {ERROR_ACCESS_DENIED, "access denied"},
+    {ERROR_INVALID_HANDLE, "invalid handle"},
+    {ERROR_NOT_ENOUGH_MEMORY, "out of memory"},
+    {ERROR_INVALID_DATA, "invalid data"},
+    {ERROR_INVALID_PARAMETER, "a name or the data is too long"},
+    {ERROR_DISK_FULL, "no space left"},
+    {ERROR_BAD_PATHNAME, "malformed key name"},
+    {ERROR_MORE_DATA, "the buffer is too small"},
+    {ERROR_BADDB, "the registry's file is damaged"},
+    {ERROR_REGISTRY_CORRUPT, "the registry holds a damaged record"},
+    {ERROR_REGISTRY_IO_FAILED, "the registry can't be read or written"},
+    {ERROR_KEY_DELETED, "the key has been deleted meanwhile"},
+};
+
+} // namespace
+
+std::string layerErrorText(LONG code) {
+    const auto* row = std::find_if(std::begin(kErrorWords), std::end(kErrorWords),
+                                   [&](const ErrorWords& words) { return words.code == static_cast<DWORD>(code); });
+    if (row == std::end(kErrorWords))
+        return fmt::format("error {}", code);
+    return fmt::format("{} (error {})", row->words, code);
+}
+
+LayerError::LayerError(const std::string& subject, LONG code)
+    : ToolError(ExitStatus::Failure, fmt::format("{}: {}", subject, layerErrorText(code))), m_code(code) {}
+
+} // namespace wdlt

@@ -1,0 +1,24 @@
+/* Failures of the platform layer in words. Every registry call of the tools ends in a LayerError that names the key. */
+#pragma once
+
+#include "ToolError.h"
+
+#include <platform/win32.h>
+#include <string>
+
+namespace wdlt {
+
+/* "no such key or value (error 2)"; a code without words of its own is given as the number alone. */
+std::string layerErrorText(LONG code);
+
+class LayerError : public ToolError {
+  public:
+    /* `subject` is what the call was about, such as the full name of a key. */
+    LayerError(const std::string& subject, LONG code);
+    LONG code() const { return m_code; }
+
+  private:
+    LONG m_code;
+};
+
+} // namespace wdlt

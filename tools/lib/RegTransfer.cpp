@@ -1,0 +1,54 @@
+#include "RegTransfer.h"
+
+#include "LayerError.h"
+#include "RegistryKey.h"
+
+#include <platform/registry_batch.h>
+
+namespace wdlt {
+namespace {
+
+void carryOut(const RegKey& key) {
+    if (key.isDeletion) {
+        deleteTree(key.path);
+        return;
+    }
+    const RegistryKey opened = RegistryKey::create(key.path);
+    for (const RegValue& value : key.values) {
+        if (value.isDeletion)
+            opened.deleteValue(value.name);
+        else
+            opened.setValue(value);
+    }
+}
+
+/* Has the open batch discard all: the layer has no call for that, but a write that it must refuse does it. */
+void giveUpBatch() {
+    RegDeleteKeyW(HKEY_LOCAL_MACHINE, u"\\"); // NOLINT(performance-no-int-to-ptr): a handle by its number
+}
+
+} // namespace
+
+void importDocument(const RegDocument& document) {
+    RegistryBatch batch(WD_BATCH_ALL_OR_NOTHING);
+    try {
+        for (const RegKey& key : document.keys)
+            carryOut(key);
+    } catch (...) {
+        // What failed may have been a read, which by itself would let the batch keep the writes before it.
+        giveUpBatch();
+        throw;
+    }
+    if (const LONG error = batch.end())
+        throw LayerError("the registry", error);
+}
+
+RegDocument exportSubtree(const std::u16string& path) {
+    RegDocument document;
+    walkKeys(path, [&](const RegistryKey& key, std::size_t) {
+        document.keys.push_back({key.path(), key.values(), false});
+    });
+    return document;
+}
+
+} // namespace wdlt

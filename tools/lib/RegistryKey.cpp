@@ -1,0 +1,195 @@
+#include "RegistryKey.h"
+
+#include "Display.h"
+#include "KeyPath.h"
+#include "LayerError.h"
+#include "Utf.h"
+
+#include <array>
+#include <fmt/format.h>
+#include <utility>
+
+namespace wdlt {
+namespace {
+
+HKEY rootKey() {
+    return HKEY_LOCAL_MACHINE; // NOLINT(performance-no-int-to-ptr): a handle by its number
+}
+
+// A name has at most kMaxNameUnits, and its terminator needs room.
+using NameBuffer = std::array<WCHAR, kMaxNameUnits + 1>;
+
+bool isMissing(LONG code) {
+    return code == static_cast<LONG>(ERROR_FILE_NOT_FOUND);
+}
+bool isGone(LONG code) {
+    return isMissing(code) || code == static_cast<LONG>(ERROR_KEY_DELETED);
+}
+
+/* RegDeleteValue takes the name in the system code page only, where a surrogate half stands for an invalid byte. */
+std::string narrowName(const std::u16string& name) {
+    std::string narrow;
+    for (std::size_t begin = 0; begin < name.size();) {
+        std::size_t end = begin;
+        const auto isEscapedByte = [&](std::size_t i) {
+            const bool behindHigh = i > begin && isHighSurrogate(name[i - 1]);
+            return name[i] >= 0xDC80 && name[i] <= 0xDCFF && !behindHigh;
+        };
+        while (end < name.size() && !isEscapedByte(end))
+            ++end;
+        std::string part;
+        if (!narrowFromUtf8(utf8FromUtf16(std::u16string_view(name).substr(begin, end - begin)), part))
+            throw ToolError(ExitStatus::Failure,
+                            fmt::format("{}: the system code page lacks a character of the name", displayText(name)));
+        narrow += part;
+        if (end < name.size())
+            narrow.push_back(static_cast<char>(name[end] - 0xDC00));
+        begin = end + 1;
+    }
+    return narrow;
+}
+
+} // namespace
+
+RegistryKey RegistryKey::open(std::u16string path, REGSAM access) {
+    HKEY key = nullptr;
+    if (const LONG error = RegOpenKeyExW(rootKey(), path.c_str(), 0, access, &key))
+        throw LayerError(displayText(joinPath(kRootName, path)), error);
+    return {key, std::move(path)};
+}
+
+std::optional<RegistryKey> RegistryKey::openIfThere(std::u16string path, REGSAM access) {
+    try {
+        return open(std::move(path), access);
+    } catch (const LayerError& error) {
+        if (isGone(error.code()))
+            return std::nullopt;
+        throw;
+    }
+}
+
+RegistryKey RegistryKey::create(std::u16string path) {
+    if (path.empty())
+        return open(std::move(path), KEY_ALL_ACCESS);
+    HKEY key = nullptr;
+    if (const LONG error = RegCreateKeyExW(rootKey(), path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS,
+                                           nullptr, &key, nullptr))
+        throw LayerError(displayText(joinPath(kRootName, path)), error);
+    return {key, std::move(path)};
+}
+
+RegistryKey::RegistryKey(RegistryKey&& other) noexcept
+    : m_key(std::exchange(other.m_key, nullptr)), m_path(std::move(other.m_path)) {}
+
+RegistryKey& RegistryKey::operator=(RegistryKey&& other) noexcept {
+    std::swap(m_key, other.m_key);
+    std::swap(m_path, other.m_path);
+    return *this;
+}
+
+RegistryKey::~RegistryKey() {
+    if (m_key != nullptr)
+        RegCloseKey(m_key);
+}
+
+std::string RegistryKey::describe(std::u16string_view valueName) const {
+    const std::string key = displayText(joinPath(kRootName, m_path));
+    return valueName.empty() ? key : fmt::format("{} \"{}\"", key, displayText(valueName));
+}
+
+std::vector<std::u16string> RegistryKey::subkeyNames() const {
+    std::vector<std::u16string> names;
+    for (DWORD index = 0;; ++index) {
+        NameBuffer name{};
+        DWORD length = name.size();
+        const LONG error = RegEnumKeyExW(m_key, index, name.data(), &length, nullptr, nullptr, nullptr, nullptr);
+        if (error == static_cast<LONG>(ERROR_NO_MORE_ITEMS) || isGone(error))
+            return names;
+        if (error != 0)
+            throw LayerError(describe({}), error);
+        names.emplace_back(name.data(), length);
+    }
+}
+
+std::vector<RegValue> RegistryKey::values() const {
+    std::vector<RegValue> values;
+    for (DWORD index = 0;; ++index) {
+        NameBuffer name{};
+        DWORD length = name.size();
+        const LONG error = RegEnumValueW(m_key, index, name.data(), &length, nullptr, nullptr, nullptr, nullptr);
+        if (error == static_cast<LONG>(ERROR_NO_MORE_ITEMS) || isGone(error))
+            return values;
+        if (error != 0)
+            throw LayerError(describe({}), error);
+        // Read by name, so that type and data belong together whoever writes meanwhile.
+        if (auto found = value(std::u16string(name.data(), length)))
+            values.push_back(*std::move(found));
+    }
+}
+
+std::optional<RegValue> RegistryKey::value(const std::u16string& name) const {
+    RegValue value{name, REG_NONE, std::vector<BYTE>(256), false};
+    for (;;) {
+        auto size = static_cast<DWORD>(value.data.size());
+        const LONG error = RegQueryValueExW(m_key, name.c_str(), nullptr, &value.type, value.data.data(), &size);
+        if (isGone(error))
+            return std::nullopt;
+        if (error != 0 && error != static_cast<LONG>(ERROR_MORE_DATA))
+            throw LayerError(describe(name), error);
+        value.data.resize(size);
+        if (error == 0)
+            return value;
+    }
+}
+
+void RegistryKey::setValue(const RegValue& value) const {
+    if (const LONG error = RegSetValueExW(m_key, value.name.c_str(), 0, value.type, value.data.data(),
+                                          static_cast<DWORD>(value.data.size())))
+        throw LayerError(describe(value.name), error);
+}
+
+bool RegistryKey::deleteValue(const std::u16string& name) const {
+    // Looked for first: inside a batch a failing write, even this one, would discard the rest.
+    if (!value(name))
+        return false;
+    const LONG error = RegDeleteValueA(m_key, narrowName(name).c_str());
+    if (error != 0 && !isMissing(error))
+        throw LayerError(describe(name), error);
+    return error == 0;
+}
+
+void walkKeys(const std::u16string& path, const std::function<void(const RegistryKey&, std::size_t)>& visit) {
+    struct Pending {
+        std::u16string path;
+        std::size_t depth;
+    };
+    const auto visitAndPush = [&](const RegistryKey& key, std::size_t depth, std::vector<Pending>& pending) {
+        visit(key, depth);
+        const auto names = key.subkeyNames();
+        for (auto name = names.rbegin(); name != names.rend(); ++name)
+            pending.push_back({joinPath(key.path(), *name), depth + 1});
+    };
+
+    std::vector<Pending> pending;
+    visitAndPush(RegistryKey::open(path), 0, pending);
+    while (!pending.empty()) {
+        const Pending next = std::move(pending.back());
+        pending.pop_back();
+        if (const auto key = RegistryKey::openIfThere(next.path))
+            visitAndPush(*key, next.depth, pending);
+    }
+}
+
+bool deleteTree(const std::u16string& path) {
+    if (!RegistryKey::openIfThere(path))
+        return false;
+    std::vector<std::u16string> paths;
+    walkKeys(path, [&](const RegistryKey& key, std::size_t) { paths.push_back(key.path()); });
+    for (auto each = paths.rbegin(); each != paths.rend(); ++each) {
+        if (const LONG error = RegDeleteKeyW(rootKey(), each->c_str()))
+            throw LayerError(displayText(joinPath(kRootName, *each)), error);
+    }
+    return true;
+}
+
+} // namespace wdlt

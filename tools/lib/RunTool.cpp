@@ -1,0 +1,52 @@
+#include "RunTool.h"
+
+#include "ToolError.h"
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+#include <fmt/format.h>
+
+namespace wdlt {
+namespace {
+
+int fail(const Tool& tool, ExitStatus status, const char* message) {
+    // What was printed before the failure comes before its message when both go to one place.
+    std::fflush(stdout);
+    std::fprintf(stderr, "%s: %s\n", tool.name, message);
+    return static_cast<int>(status);
+}
+
+int parseAndRun(const Tool& tool, int argc, char** argv) {
+    CLI::App app(tool.description, tool.name);
+    app.footer(tool.footer);
+    app.fallthrough();
+    app.require_subcommand(1);
+    app.get_formatter()->column_width(34);
+    tool.addVerbs(app);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success& request) {
+        return app.exit(request);
+    } catch (const CLI::ParseError& error) {
+        throw ToolError(ExitStatus::Usage, fmt::format("{} (--help shows the usage)", error.what()));
+    }
+    // A full disk behind a redirection shows up here at the latest.
+    if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
+        throw ToolError(ExitStatus::Failure, "the output can't be written");
+    return static_cast<int>(ExitStatus::Success);
+}
+
+} // namespace
+
+int runTool(const Tool& tool, int argc, char** argv) {
+    try {
+        return parseAndRun(tool, argc, argv);
+    } catch (const ToolError& error) {
+        return fail(tool, error.status(), error.what());
+    } catch (const std::exception& error) {
+        return fail(tool, ExitStatus::Failure, error.what());
+    }
+}
+
+} // namespace wdlt

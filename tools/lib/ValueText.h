@@ -1,0 +1,23 @@
+/* Registry values as a user reads and types them. */
+#pragma once
+
+#include "RegText.h"
+
+#include <string>
+#include <string_view>
+
+namespace wdlt {
+
+/* "REG_SZ"; a type without a name is its number, as 0x.... */
+std::string typeName(DWORD type);
+/* The value on one line: a text as it is, a number in both bases, bytes in hexadecimal; what isn't as its type has it
+   (a text without a terminator, a dword of three bytes) is shown as bytes. */
+std::string valueText(const RegValue& value);
+/* The value's name for a listing: "(default)" for the one without. */
+std::string valueLabel(const RegValue& value);
+
+/* Type (sz, expand_sz, multi_sz, binary, dword, qword or none, with or without REG_) and text of a command line.
+   Numbers are decimal or 0x..., bytes hexadecimal with or without commas, the texts of a multi_sz parted by \0. */
+RegValue parseValueArguments(std::u16string name, std::string_view type, std::string_view text);
+
+} // namespace wdlt

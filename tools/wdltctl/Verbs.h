@@ -1,0 +1,27 @@
+/* The verbs of wdltctl. Each stands in a file of its own and has one row in Main's table; it adds its subcommand and
+   runs from that subcommand's callback. */
+#pragma once
+
+#include "RecordFields.h"
+
+namespace CLI {
+class App;
+}
+
+namespace wdlt {
+
+/* Options that hold for every verb; filled before a callback runs, alive as long as the program. */
+struct Options {
+    bool json = false;
+    bool secrets = false;
+};
+
+void addInit(CLI::App& app, const Options& options);
+void addGet(CLI::App& app, const Options& options);
+void addSet(CLI::App& app, const Options& options);
+void addRaw(CLI::App& app, const Options& options);
+
+/* The one way in which a document goes to the standard output. */
+void printJson(const Json& document);
+
+} // namespace wdlt

@@ -1,0 +1,155 @@
+/* wdltreg: the registry on the command line, for administrators and scripts. Works on the platform layer alone, so it
+   also shows and mends a tree that the library can't read. */
+
+#include "Display.h"
+#include "Files.h"
+#include "KeyPath.h"
+#include "LayerError.h"
+#include "RegTransfer.h"
+#include "RegistryKey.h"
+#include "RunTool.h"
+#include "Utf.h"
+#include "ValueText.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+#include <memory>
+
+namespace wdlt {
+namespace {
+
+constexpr const char* kExamples =
+    "Keys are HKEY_LOCAL_MACHINE\\..., HKLM\\... or relative to HKEY_LOCAL_MACHINE. The name \"\" is a key's default "
+    "value.\n"
+    "Examples:\n"
+    "  wdltreg tree 'SOFTWARE\\Halvermoor'\n"
+    "  wdltreg query 'HKLM\\SOFTWARE\\Halvermoor\\PLK\\Wardlet' ProxyPort\n"
+    "  wdltreg set 'HKLM\\SOFTWARE\\Halvermoor\\PLK\\Wardlet' ProxyPort dword 6999\n"
+    "  wdltreg export -o backup.reg && wdltreg import backup.reg\n"
+    "Exit status: 0 done, 1 failed, 2 wrong usage.";
+
+/* What the verbs take; one verb runs in a process. */
+struct Arguments {
+    std::string file;
+    std::string output{kStandardStream};
+    std::string key;
+    std::string name;
+    std::string type;
+    std::string value;
+};
+
+void importFile(const Arguments& arguments) {
+    const std::string text = readFile(arguments.file);
+    RegDocument document;
+    try {
+        document = parseRegText(text);
+    } catch (const RegSyntaxError& error) {
+        throw ToolError(ExitStatus::Failure,
+                        fmt::format("{}:{}:{}: {}", arguments.file, error.line(), error.column(), error.what()));
+    }
+    importDocument(document);
+}
+
+void exportKey(const Arguments& arguments) {
+    writeFile(arguments.output, writeRegText(exportSubtree(parseKeyArgument(arguments.key))));
+}
+
+void printValues(const RegistryKey& key, std::size_t indent) {
+    for (const RegValue& value : key.values())
+        fmt::print("{:{}}{} = {} {}\n", "", indent, valueLabel(value), typeName(value.type), valueText(value));
+}
+
+void queryKey(const Arguments& arguments) {
+    const RegistryKey key = RegistryKey::open(parseKeyArgument(arguments.key));
+    printValues(key, 0);
+    for (const auto& name : key.subkeyNames())
+        fmt::print("[{}]\n", displayText(name));
+}
+
+void queryValue(const Arguments& arguments) {
+    const RegistryKey key = RegistryKey::open(parseKeyArgument(arguments.key));
+    const auto value = key.value(utf16FromArgument(arguments.name));
+    if (!value)
+        throw ToolError(ExitStatus::Failure,
+                        fmt::format("{}: no value \"{}\"", fullKeyName(key.path()), arguments.name));
+    fmt::print("{} {}\n", typeName(value->type), valueText(*value));
+}
+
+void setValue(const Arguments& arguments) {
+    const auto path = parseKeyArgument(arguments.key);
+    const auto value = parseValueArguments(utf16FromArgument(arguments.name), arguments.type, arguments.value);
+    // One transaction, so that a value that is refused leaves no new key behind.
+    importDocument({{RegKey{path, {value}, false}}});
+}
+
+void deleteKey(const Arguments& arguments) {
+    const auto path = parseKeyArgument(arguments.key);
+    if (path.empty())
+        throw ToolError(ExitStatus::Usage, "HKEY_LOCAL_MACHINE itself can't be deleted");
+    RegistryKey::open(path);
+    importDocument({{RegKey{path, {}, true}}});
+}
+
+void deleteValue(const Arguments& arguments) {
+    const RegistryKey key = RegistryKey::open(parseKeyArgument(arguments.key), KEY_ALL_ACCESS);
+    if (!key.deleteValue(utf16FromArgument(arguments.name)))
+        throw ToolError(ExitStatus::Failure,
+                        fmt::format("{}: no value \"{}\"", fullKeyName(key.path()), arguments.name));
+}
+
+void printTree(const Arguments& arguments) {
+    constexpr std::size_t kIndent = 2;
+    walkKeys(parseKeyArgument(arguments.key), [&](const RegistryKey& key, std::size_t depth) {
+        const auto& path = key.path();
+        const auto name = depth == 0 ? joinPath(kRootName, path) : path.substr(path.rfind(u'\\') + 1);
+        fmt::print("{:{}}[{}]\n", "", depth * kIndent, displayText(name));
+        printValues(key, (depth + 1) * kIndent);
+    });
+}
+
+void addVerbs(CLI::App& app) {
+    const auto arguments = std::make_shared<Arguments>();
+    const auto addKey = [&](CLI::App* verb) { return verb->add_option("KEY", arguments->key, "Key of the registry"); };
+
+    auto* importVerb = app.add_subcommand("import", "Carry out a .reg file, all of it or nothing");
+    importVerb->add_option("FILE", arguments->file, "File to read, - for the standard input")->required();
+    importVerb->callback([arguments] { importFile(*arguments); });
+
+    auto* exportVerb = app.add_subcommand("export", "Write a key with all below it as .reg text");
+    addKey(exportVerb)->default_str("HKEY_LOCAL_MACHINE");
+    exportVerb->add_option("-o,--output", arguments->output, "File to write, - for the standard output");
+    exportVerb->callback([arguments] { exportKey(*arguments); });
+
+    auto* query = app.add_subcommand("query", "Show the values and subkeys of a key, or one value");
+    addKey(query)->required();
+    auto* queryName = query->add_option("NAME", arguments->name, "Value to show");
+    query->callback([arguments, queryName] { queryName->count() > 0 ? queryValue(*arguments) : queryKey(*arguments); });
+
+    auto* set = app.add_subcommand("set", "Store a value, with the keys that are missing on its path");
+    addKey(set)->required();
+    set->add_option("NAME", arguments->name, "Value to store")->required();
+    set->add_option("TYPE", arguments->type, "sz, expand_sz, multi_sz, binary, dword, qword or none")->required();
+    set->add_option("VALUE", arguments->value,
+                    "Text; number, decimal or 0x...; bytes, hexadecimal; texts parted by \\0 for multi_sz")
+        ->required();
+    set->callback([arguments] { setValue(*arguments); });
+
+    auto* deleteVerb = app.add_subcommand("delete", "Delete a key with all below it, or one value");
+    addKey(deleteVerb)->required();
+    auto* deleteName = deleteVerb->add_option("NAME", arguments->name, "Value to delete");
+    deleteVerb->callback(
+        [arguments, deleteName] { deleteName->count() > 0 ? deleteValue(*arguments) : deleteKey(*arguments); });
+
+    auto* tree = app.add_subcommand("tree", "Show a key with all below it");
+    addKey(tree)->default_str("HKEY_LOCAL_MACHINE");
+    tree->callback([arguments] { printTree(*arguments); });
+}
+
+} // namespace
+} // namespace wdlt
+
+int main(int argc, char** argv) {
+    return wdlt::runTool(
+        {"wdltreg", "Reads and changes the registry of the content-scanning service.", wdlt::kExamples, wdlt::addVerbs},
+        argc, argv);
+}
