@@ -1,0 +1,42 @@
+#include "TestHome.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <system_error>
+#include <unistd.h>
+
+TestHome& TestHome::instance() {
+    static TestHome home;
+    return home;
+}
+
+TestHome::TestHome() : m_owner(getpid()) {
+    std::string name = (std::filesystem::temp_directory_path() / "wdlt-test-XXXXXX").string();
+    if (mkdtemp(name.data()) == nullptr)
+        throw std::runtime_error("no temporary directory for the test's home");
+    m_path = name;
+    setenv("WARDLET_HOME", name.c_str(), 1);
+    setenv("WARDLET_DURABILITY", "process", 0);
+    setenv("WARDLET_TIME_SCALE", "0.01", 0);
+}
+
+TestHome::~TestHome() {
+    if (getpid() != m_owner)
+        return;
+    std::error_code ignored;
+    std::filesystem::remove_all(m_path, ignored);
+}
+
+std::filesystem::path TestHome::write(std::string_view name, std::string_view content) const {
+    const auto file = m_path / name;
+    std::filesystem::create_directories(file.parent_path());
+    std::ofstream(file, std::ios::binary) << content;
+    return file;
+}
+
+std::string TestHome::read(std::string_view name) const {
+    std::ifstream file(m_path / name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}

@@ -1,0 +1,449 @@
+#include "WdCommon/DebugLog.h"
+#include "LogFile.h"
+#include "TestHome.h"
+
+#include <platform/testing.h>
+#include <platform/win32.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <dlfcn.h>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <regex>
+#include <set>
+#include <string>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+using testing::ElementsAre;
+
+const WdCommon::Storage::Key kHomeKey(WdCommon::Storage::kIniFile, "", "Wardlet.ini");
+
+bool logAt(DWORD level) {
+    return wdlt::Trace("dir/file.cpp", 1, level, "text");
+}
+
+TEST(DebugLog, ALineToTheLetter) {
+    const LogFile log;
+    EXPECT_TRUE(wdlt::Trace("..\\a\\b.c", 7, wdlt::kLogError, "abc"));
+    EXPECT_TRUE(wdlt::TraceW(u"..\\a/b.c", 4000000000u, wdlt::kLogEntry, u"abc"));
+    EXPECT_TRUE(wdlt::Trace("b.c", 0, 16 | 256, "%s", std::string("x - y")));
+    const auto lines = log.lines();
+    ASSERT_EQ(lines.size(), 3u);
+    const std::regex line(R"((\d\d)/(\d\d)/(\d{4}) \d\d:\d\d:\d\d\.\d{3} ([0-9a-f]{4,}):([0-9a-f]{4,}) (.*))");
+    std::smatch parts;
+    ASSERT_TRUE(std::regex_match(lines[0], parts, line)) << lines[0];
+    SYSTEMTIME now{};
+    GetLocalTime(&now);
+    EXPECT_LE(std::stoi(parts[2]), 12);
+    EXPECT_NEAR(std::stoi(parts[3]), now.wYear, 1);
+    EXPECT_EQ(std::stoul(parts[4], nullptr, 16), GetCurrentProcessId());
+    EXPECT_EQ(std::stoul(parts[5], nullptr, 16), GetCurrentThreadId());
+    EXPECT_EQ(parts[6], "!!! <Test> abc - b.c(7)");
+    EXPECT_TRUE(lines[1].ends_with(" .w. <Test> abc - b.c(4000000000)")) << lines[1];
+    EXPECT_TRUE(lines[2].ends_with(" ??? <Test> x - y - b.c(0)")) << lines[2];
+    EXPECT_TRUE(TestHome::instance().read("log/test.log").ends_with("(0)\r\n"));
+    EXPECT_THAT(log.messages(), ElementsAre("!!! abc", ".w. abc", "??? x - y"));
+}
+
+TEST(DebugLog, TheMaskDecides) {
+    const struct {
+        DWORD mask;
+        std::vector<std::string> passed;
+    } cases[] = {{256, {"!!! 256"}}, {16, {"@@@ 16"}}, {0, {}}, {273, {".w. 1", "@@@ 16", "!!! 256"}}};
+    for (const auto& c : cases) {
+        const LogFile log(c.mask);
+        int looked = 0;
+        for (const DWORD level : {wdlt::kLogEntry, wdlt::kLogTrace, wdlt::kLogError}) {
+            WDLOG(level, "%d", (++looked, level));
+            EXPECT_EQ(wdlt::Trace("f", 1, level, "direct"), (level & c.mask) != 0);
+        }
+        EXPECT_EQ(looked, static_cast<int>(c.passed.size())); // arguments of unwanted lines aren't looked at
+        std::vector<std::string> messages = log.messages();
+        std::erase_if(messages, [](const std::string& message) { return message.ends_with("direct"); });
+        EXPECT_EQ(messages, c.passed) << c.mask;
+    }
+}
+
+TEST(DebugLog, OffUnlessStartedAndEnabled) {
+    EXPECT_FALSE(logAt(256));
+    EXPECT_FALSE(wdlt::stopLog());
+    // No settings at all: started, and nothing wanted.
+    std::filesystem::remove(TestHome::instance().path() / "Wardlet.ini");
+    std::filesystem::remove_all(TestHome::instance().path() / "log");
+    EXPECT_TRUE(wdlt::startLog("Test", kHomeKey));
+    EXPECT_TRUE(logAt(256));
+    EXPECT_FALSE(wdlt::isLogged(wdlt::kLogError));
+    EXPECT_TRUE(wdlt::stopLog());
+    EXPECT_FALSE(std::filesystem::exists(TestHome::instance().path() / "log")); // nothing wanted, nothing left behind
+
+    LogFile::writeSettings(256);
+    EXPECT_FALSE(wdlt::startLog("Test", WdCommon::Storage::Key(2, "", "Wardlet.ini"))); // no such kind
+    EXPECT_FALSE(logAt(256));
+    // A folder without the trace library: the log stays off, though the settings want it.
+    EXPECT_FALSE(wdlt::startLog("Test", WdCommon::Storage::Key(WdCommon::Storage::kIniFile,
+                                                               TestHome::instance().path().c_str(), "Wardlet.ini")));
+    EXPECT_FALSE(logAt(256));
+    EXPECT_FALSE(wdlt::isLogged(wdlt::kLogError));
+    EXPECT_TRUE(LogFile::fileLines().empty());
+
+    EXPECT_TRUE(wdlt::startLog("Test", kHomeKey));
+    EXPECT_TRUE(logAt(256));
+    EXPECT_TRUE(wdlt::stopLog());
+    EXPECT_FALSE(wdlt::stopLog());
+    EXPECT_FALSE(logAt(256));
+    EXPECT_EQ(LogFile::fileLines().size(), 1u);
+}
+
+TEST(DebugLog, ASecondStartReadsTheSettingsAgain) {
+    const LogFile log(256);
+    EXPECT_FALSE(logAt(16));
+    LogFile::writeSettings(16, "LogFile=other\n");
+    // Another tag and the same library: a second one would write to the other file.
+    EXPECT_TRUE(wdlt::startLog("Again", kHomeKey));
+    EXPECT_TRUE(logAt(16));
+    EXPECT_FALSE(logAt(256));
+    ASSERT_EQ(log.lines().size(), 1u);
+    EXPECT_TRUE(log.contains("@@@ <Again> text"));
+    TestHome::instance().write("Wardlet.ini", "");
+    EXPECT_TRUE(wdlt::startLog("Again", kHomeKey));
+    EXPECT_TRUE(logAt(256)); // started, and no longer enabled
+    EXPECT_EQ(log.lines().size(), 1u);
+}
+
+TEST(DebugLog, SettingsOfTheRegistryEndAtTheFirstThatIsMissing) {
+    DWORD session = 1;
+    ASSERT_TRUE(ProcessIdToSessionId(GetCurrentProcessId(), &session));
+    const WdCommon::Storage::Key key(WdCommon::Storage::kRegistry, HKEY_LOCAL_MACHINE, "SOFTWARE\\Log");
+    WdCommon::Storage::Registry storage;
+    storage.OpenCreate(key, session == 0 ? "ServiceSession" : "InteractiveSession");
+    storage.SetNumber("Enable", 1);
+    storage.SetNumber("Level", 273);
+    storage.SetString("LogPrefix", "unread"); // behind LogProcess, which is missing
+    ASSERT_TRUE(wdlt::startLog("Test", key));
+    EXPECT_TRUE(logAt(1));
+    EXPECT_TRUE(wdlt::stopLog());
+    EXPECT_NE(TestHome::instance().read("log/qxcTest.log").find(".w. <Test> text"), std::string::npos);
+}
+
+TEST(DebugLog, FormatsAsTheSystemDoes) {
+    const LogFile log;
+    WDLOG_ERROR("%d %i %u %x %08X %02d %3s|%-4s|%5d|%-5d|%+d %c%%", -1, std::int64_t{7} == 7, 0xFFFFFFFFu, -1, 0xABCu,
+                5, "ab", std::string("cd"), 42, 42, 3, 'z');
+    WDLOG_ERROR("%ld %lu %lx %lld %llu %zu", static_cast<long>(0x80004005u), static_cast<unsigned long>(-1),
+                static_cast<unsigned long>(-1), std::numeric_limits<long long>::min(), ~0ull, sizeof(int));
+    WDLOG_ERROR("%ws|%ws|%s|%.2s|%.0s", u"w\u00EF\u20AC", std::u16string(u"de"), static_cast<const char*>(nullptr),
+                "abcd", "gone");
+    WDLOG_ERROR("%p", reinterpret_cast<void*>(std::uintptr_t{0xABC}));
+    WDLOGW(wdlt::kLogError, u"%s %hs \u00E4 %d%%", u"wide", "\xC3\xB6", 5);
+    EXPECT_THAT(log.messages(),
+                ElementsAre("!!! -1 1 4294967295 ffffffff 00000ABC 05  ab|cd  |   42|42   |+3 z%",
+                            "!!! -2147467259 4294967295 ffffffff -9223372036854775808 18446744073709551615 4",
+                            "!!! w\xC3\xAF\xE2\x82\xAC|de|(null)|ab|", "!!! 0000000000000ABC",
+                            "!!! wide \xC3\xB6 \xC3\xA4 5%"));
+}
+
+template <class... Args>
+constexpr bool isRefused(std::string_view text) {
+    return wdlt::format::faultOf<char, Args...>(text) != nullptr;
+}
+
+// A format that isn't refused here compiles.
+TEST(DebugLog, FormatsAreHeldAgainstTheirArguments) {
+    static_assert(!isRefused<>("100%% plain") && !isRefused<int, WORD, DWORD, bool>("%d%u%-08.3x%i"));
+    static_assert(!isRefused<long, unsigned long, ULONGLONG, std::size_t>("%ld %lu %llx %zu"));
+    static_assert(!isRefused<char[5], std::string, char*>("%s%3s%.2s") && !isRefused<char>("%c"));
+    static_assert(!isRefused<WCHAR[5], std::u16string, const WCHAR*>("%ws%ws%ws") && !isRefused<void*, int*>("%p%p"));
+    static_assert(!wdlt::format::faultOf<WCHAR, WCHAR*, std::string>(u"\u00E4%s%hs"));
+    EXPECT_FALSE(isRefused<int>("%d"));
+    EXPECT_TRUE(isRefused<>("%d"));
+    EXPECT_TRUE((isRefused<int, int>("%d")));
+    EXPECT_TRUE(isRefused<long>("%d"));
+    EXPECT_TRUE(isRefused<int>("%ld"));
+    EXPECT_TRUE(isRefused<ULONGLONG>("%08x"));
+    EXPECT_TRUE(isRefused<void*>("%08x"));
+    EXPECT_TRUE(isRefused<double>("%d"));
+    EXPECT_TRUE(isRefused<int>("%s"));
+    EXPECT_TRUE(isRefused<WCHAR*>("%s"));
+    EXPECT_TRUE(isRefused<char*>("%ws"));
+    EXPECT_TRUE(isRefused<std::string_view>("%s")); // has no terminator
+    EXPECT_TRUE((wdlt::format::faultOf<WCHAR, char*>(u"%s")));
+    for (const char* const text : {"%", "%l", "%f", "%n", "%*d", "%lc", "%123456789d", "%wd", "%hhd", "50% of"})
+        EXPECT_TRUE(isRefused<int>(text)) << text;
+}
+
+TEST(DebugLog, MessagesEndAt4095Characters) {
+    const LogFile log;
+    const auto text = [](std::size_t size) { return std::string(size, 'x'); };
+    for (const std::size_t size : {255u, 256u, 1024u, 4095u, 4096u, 5000u})
+        WDLOG_ERROR("%s", text(size));
+    WDLOG_ERROR("%4096d", 1);
+    WDLOG_ERROR("%4095d", 1);
+    WDLOGW(wdlt::kLogError, u"%s", std::u16string(5000, u'x'));
+    const auto messages = log.messages();
+    EXPECT_THAT(messages, ElementsAre("!!! " + text(255), "!!! " + text(256), "!!! " + text(1024), "!!! " + text(4095),
+                                      "!!! ", "!!! ", "!!! ", "!!! " + std::string(4094, ' ') + "1", "!!! "));
+}
+
+TEST(DebugLog, ALineLeavesTheLastErrorAlone) {
+    const LogFile log;
+    SetLastError(1234);
+    ASSERT_TRUE(WdTestFailCall("readlink", 1, 2)); // whatever fails on the way
+    WDLOG_ERROR("error %d", GetLastError());
+    EXPECT_EQ(GetLastError(), 1234u);
+    EXPECT_TRUE(log.contains("error 1234"));
+    ASSERT_TRUE(WdTestFailCall("readlink", 0, 0));
+}
+
+TEST(DebugLog, TextOfTheCodePageComesOutAsUnicode) {
+    setenv("WARDLET_ACP", "932", 1);
+    WdTestRereadEnvironment();
+    const LogFile log;
+    WDLOG_ERROR("\x83\x5C|%ws|%s", u"\u30BD", "\x95\x5C");
+    EXPECT_TRUE(wdlt::Trace("a\\\x83\x5C.c", 1, wdlt::kLogError, "name"));
+    EXPECT_THAT(log.messages(), ElementsAre("!!! \u30BD|\u30BD|\u8868", "!!! name"));
+    EXPECT_TRUE(log.contains("name - \u30BD.c(1)"));
+}
+
+// Lines long enough that the file is rotated in the middle, with what tells one from another.
+constexpr int kWriters = 4;
+constexpr int kLinesEach = 700;
+
+void writeMany(int writer) {
+    const std::string filler(3000, static_cast<char>('a' + writer));
+    for (int i = 0; i < kLinesEach; ++i)
+        WDLOG_ERROR("%d/%d %s", writer, i, filler);
+}
+
+// All lines of the file and its predecessors, held against what was written: each there, once, whole.
+void expectAllLines() {
+    const auto folder = TestHome::instance().path() / "log";
+    std::multiset<std::string> found;
+    std::size_t files = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        ++files;
+        // Each writer may have looked at the size just before another one's line.
+        EXPECT_LE(entry.file_size(), (std::uintmax_t{4} << 20) + kWriters * 4096) << entry.path();
+        std::ifstream file(entry.path(), std::ios::binary);
+        for (std::string line; std::getline(file, line);) {
+            const auto begin = line.find("<Test> ") + 7;
+            const auto space = line.find(' ', begin);
+            ASSERT_NE(space, std::string::npos) << line;
+            const auto writer = static_cast<std::size_t>(line[begin] - '0');
+            const std::string tail = line.substr(space + 1);
+            EXPECT_TRUE(tail.starts_with(std::string(3000, static_cast<char>('a' + writer)) + " - DebugLogTest.cpp("));
+            EXPECT_TRUE(tail.ends_with(")\r"));
+            found.insert(line.substr(begin, space - begin));
+        }
+    }
+    EXPECT_EQ(files, 3u); // 8.5 MB in files of 4 MiB
+    EXPECT_EQ(found.size(), static_cast<std::size_t>(kWriters * kLinesEach));
+    for (int writer = 0; writer < kWriters; ++writer) {
+        for (int i = 0; i < kLinesEach; ++i)
+            EXPECT_EQ(found.count(std::to_string(writer) + "/" + std::to_string(i)), 1u) << writer << '/' << i;
+    }
+}
+
+TEST(DebugLog, ThreadsShareOneFileThroughItsRotation) {
+    const LogFile log;
+    std::vector<std::thread> threads;
+    for (int writer = 0; writer < kWriters; ++writer)
+        threads.emplace_back(writeMany, writer);
+    for (std::thread& thread : threads)
+        thread.join();
+    expectAllLines();
+}
+
+// Two children that fork while a thread is logging and go on with the log they inherit, one that starts its own, and
+// the parent.
+TEST(DebugLog, ProcessesShareOneFileThroughItsRotation) {
+    const LogFile log;
+    std::thread busy(writeMany, 0);
+    std::vector<pid_t> children;
+    for (int writer = 1; writer < kWriters; ++writer) {
+        const pid_t child = fork();
+        if (child == 0) {
+            alarm(60); // a child that waits for a thread it lacks is ended
+            if (writer == 3) {
+                wdlt::stopLog();
+                wdlt::startLog("Test", kHomeKey);
+            }
+            writeMany(writer);
+            _exit(0);
+        }
+        children.push_back(child);
+    }
+    busy.join();
+    for (const pid_t child : children) {
+        int status = -1;
+        EXPECT_EQ(waitpid(child, &status, 0), child);
+        EXPECT_EQ(status, 0);
+    }
+    expectAllLines();
+}
+
+// The trace library that stands in here says what it is given, and fails as it is told to.
+class RecordingTrace : public testing::Test {
+  protected:
+    RecordingTrace() : m_folder(std::filesystem::read_symlink("/proc/self/exe").parent_path() / "recording") {
+        LogFile::writeSettings(273);
+        std::filesystem::remove(m_file);
+        setenv("TRACE_RECORD", m_file.c_str(), 1);
+        unsetenv("TRACE_FAILS");
+    }
+    bool start() {
+        return wdlt::startLog("Tag", {WdCommon::Storage::kIniFile, (m_folder.string() + "/").c_str(), "Wardlet.ini"});
+    }
+    std::string record() const { return TestHome::instance().read("record"); }
+
+    std::filesystem::path m_folder;
+    std::filesystem::path m_file = TestHome::instance().path() / "record";
+};
+
+TEST_F(RecordingTrace, TheConfigurationRecordToTheByte) {
+    const std::string longText(300, 'x');
+    DWORD session = 1;
+    ASSERT_TRUE(ProcessIdToSessionId(GetCurrentProcessId(), &session));
+    TestHome::instance().write("Wardlet.ini",
+                               std::string(session == 0 ? "[ServiceSession]" : "[InteractiveSession]") +
+                                   "\nLogProcess=0x01020304\nLogUnitType=5\nLogFolder=\xC3\xA4\nLogFile=" + longText +
+                                   "\nRobust=2\n");
+    SYSTEMTIME before{};
+    GetLocalTime(&before);
+    ASSERT_TRUE(start());
+    wdlt::stopLog();
+    const std::string bytes = record().substr(0, 2148);
+    ASSERT_EQ(bytes.size(), 2148u);
+    std::string expected(2148, '\0');
+    expected[0] = session == 0 ? 1 : 0;
+    expected[1] = 1;
+    std::memcpy(expected.data() + 20, "\4\3\2\1\5\0\0\0", 8);
+    const auto put = [&](std::size_t offset, std::u16string_view text) {
+        std::memcpy(expected.data() + offset, text.data(), text.size() * 2);
+    };
+    put(28, u"Tag");
+    put(92, u"\u00E4");
+    put(612, u"qxc");
+    put(1124, std::u16string(255, u'x')); // cut, with a terminator
+    put(1636, u"log");
+    EXPECT_EQ(std::memcmp(bytes.data() + 4, &before, 6), 0);
+    std::memcpy(expected.data() + 4, bytes.data() + 4, 16);
+    EXPECT_EQ(bytes, expected);
+}
+
+TEST_F(RecordingTrace, CallsAndTheirFailures) {
+    const struct {
+        const char* fails;
+        bool starts;
+        bool traces;
+        const char* calls;
+    } cases[] = {{"", true, true, "I T U "},
+                 {"initialize", false, false, "I "},
+                 {"handle", false, false, "I "},
+                 {"trace", true, false, "I T U "}};
+    for (const auto& c : cases) {
+        std::filesystem::remove(m_file);
+        setenv("TRACE_FAILS", c.fails, 1);
+        EXPECT_EQ(start(), c.starts) << c.fails;
+        EXPECT_EQ(logAt(256), c.traces) << c.fails;
+        EXPECT_EQ(wdlt::stopLog(), c.starts) << c.fails;
+        const std::string calls = record();
+        EXPECT_EQ(calls.substr(calls.rfind('\0') + 1), c.calls) << c.fails;
+        EXPECT_EQ(dlopen((m_folder / "libWdDbg64.so").c_str(), RTLD_NOW | RTLD_NOLOAD), nullptr) << c.fails;
+    }
+    // A second start makes no second handle.
+    setenv("TRACE_FAILS", "", 1);
+    std::filesystem::remove(m_file);
+    EXPECT_TRUE(start());
+    EXPECT_TRUE(start());
+    wdlt::stopLog();
+    const std::string calls = record();
+    EXPECT_EQ(calls.substr(calls.rfind('\0') + 1), "I U ");
+}
+
+TEST(TraceLibrary, WhereTheFileLies) {
+    const TestHome& home = TestHome::instance();
+    const std::string absolute = (home.path() / "made/for/it").string();
+    const struct {
+        const char* folder;
+        const char* more;
+        const char* file; // below the home; null when the log must not start
+    } cases[] = {
+        {"C:\\Logs\\x", "", "drive_c/Logs/x/qxcTest.log"},
+        {"", "LogFile=f\nLogExtension=\n", "log/qxcf"},
+        {absolute.c_str(), "LogPrefix=\nLogExtension=txt\n", "made/for/it/Test.txt"},
+        {"relative", "", nullptr},
+        {"C:\\..\\x", "", nullptr},
+        {"C:\\Logs", "LogFile=..\\x\n", nullptr},
+        {"1:\\Logs", "", nullptr},
+    };
+    for (const auto& c : cases) {
+        std::string text;
+        for (const char* section : {"ServiceSession", "InteractiveSession"})
+            text += std::string("[") + section + "]\nEnable=1\nLogFolder=" + c.folder + "\n" + c.more;
+        home.write("Wardlet.ini", text);
+        EXPECT_EQ(wdlt::startLog("Test", kHomeKey), c.file != nullptr) << c.folder;
+        EXPECT_EQ(logAt(256), c.file != nullptr) << c.folder;
+        wdlt::stopLog();
+        if (c.file != nullptr) {
+            EXPECT_NE(home.read(c.file).find("!!! <Test> text"), std::string::npos) << c.file;
+        }
+    }
+}
+
+TEST(TraceLibrary, WithoutAHomeTheFileIsTheUsersOwnAmongTemporaries) {
+    const TestHome& home = TestHome::instance();
+    home.write("Wardlet.ini", "[ServiceSession]\nEnable=1\nDebugger=1\nRobust=1\n"
+                              "[InteractiveSession]\nEnable=1\nDebugger=1\nRobust=1\n");
+    home.write("tmp/other", "");
+    ASSERT_EQ(GetPrivateProfileIntA("ServiceSession", "Enable", 0, "Wardlet.ini"), 1u); // the layer knows its home now
+    unsetenv("WARDLET_HOME");
+    setenv("TMPDIR", (home.path() / "tmp").c_str(), 1);
+    testing::internal::CaptureStderr();
+    EXPECT_TRUE(wdlt::startLog("Test", kHomeKey));
+    EXPECT_TRUE(logAt(256));
+    wdlt::stopLog();
+    const std::string shown = testing::internal::GetCapturedStderr();
+    EXPECT_TRUE(shown.ends_with("!!! <Test> text - file.cpp(1)\r\n")) << shown;
+    EXPECT_EQ(home.read("tmp/qxcTest.log"), shown);
+    // A link that somebody laid there is not followed.
+    const auto file = home.path() / "tmp/qxcTest.log";
+    using Link = void (*)(const std::filesystem::path&, const std::filesystem::path&);
+    for (const Link link : {Link{std::filesystem::create_symlink}, Link{std::filesystem::create_hard_link}}) {
+        std::filesystem::remove(file);
+        link(home.path() / "tmp/other", file);
+        EXPECT_TRUE(wdlt::startLog("Test", kHomeKey));
+        EXPECT_FALSE(logAt(256));
+        wdlt::stopLog();
+    }
+    EXPECT_EQ(home.read("tmp/other"), "");
+}
+
+TEST(TraceLibrary, ARemovedFileIsMadeAgain) {
+    const LogFile log;
+    EXPECT_TRUE(logAt(256));
+    std::filesystem::remove(TestHome::instance().path() / "log/test.log");
+    EXPECT_TRUE(logAt(256));
+    EXPECT_EQ(log.lines().size(), 1u);
+    std::filesystem::remove_all(TestHome::instance().path() / "log");
+    EXPECT_TRUE(logAt(256));
+    EXPECT_EQ(log.lines().size(), 1u);
+    std::filesystem::remove_all(TestHome::instance().path() / "log");
+    TestHome::instance().write("log", "no folder");
+    EXPECT_FALSE(logAt(256)); // nowhere to write to: the line is lost, the log goes on
+    std::filesystem::remove(TestHome::instance().path() / "log");
+    EXPECT_TRUE(logAt(256));
+    EXPECT_EQ(log.lines().size(), 1u);
+}
+
+} // namespace

@@ -1,0 +1,173 @@
+#include "WdCommon/Storage.h"
+#include "TestHome.h"
+
+#include <platform/win32.h>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace WdCommon;
+
+// The code of the exception that `operation` throws; 0 when it throws none.
+template <class Operation>
+DWORD thrownBy(Operation&& operation) {
+    try {
+        operation();
+        return 0;
+    } catch (WdCommon::Exception::Base* base) {
+        const std::unique_ptr<WdCommon::Exception::Base> owned(base);
+        const auto* thrown = dynamic_cast<Storage::Exception*>(base);
+        if (thrown == nullptr)
+            return 0xFFFFFFFF;
+        EXPECT_NE(thrown->sourcePath().find("Storage.cpp"), std::string::npos);
+        EXPECT_GT(thrown->line(), 0u);
+        return thrown->errorCode();
+    }
+}
+
+const Storage::Key kIni(Storage::kIniFile, "", "test.ini");
+
+TEST(IniStorage, ReadsWhatIsThereAndDefaults) {
+    TestHome::instance().write("drive_c/dir/test.ini", "[S]\nNumber=0x10\nLong=" + std::string(300, 'x') + "\nLonger=" +
+                                                           std::string(70000, 'y') + "\n255=" + std::string(255, 'z'));
+    for (const char* folder : {"C:\\dir", "C:\\dir\\", "C:/dir/"}) {
+        Storage::IniFile ini;
+        EXPECT_TRUE(ini.OpenRead(Storage::Key(Storage::kIniFile, folder, "test.ini"), "S"));
+        EXPECT_EQ(ini.GetNumber("Number", 1), 16u) << folder;
+        EXPECT_EQ(ini.GetNumber("None", 7), 7u);
+        std::string text;
+        EXPECT_TRUE(ini.GetString(text, "Long", "d"));
+        EXPECT_EQ(text, std::string(300, 'x'));
+        EXPECT_TRUE(ini.GetString(text, "Longer", "d"));
+        EXPECT_EQ(text, std::string(70000, 'y'));
+        EXPECT_TRUE(ini.GetString(text, "255", "d"));
+        EXPECT_EQ(text, std::string(255, 'z'));
+        EXPECT_TRUE(ini.GetString(text, "None", "the default"));
+        EXPECT_EQ(text, "the default");
+    }
+    Storage::IniFile missing;
+    missing.OpenRead(Storage::Key(Storage::kIniFile, "C:\\none", "test.ini"), "S");
+    EXPECT_EQ(missing.GetNumber("Number", 7), 7u);
+}
+
+TEST(IniStorage, EmptyPathsSectionsAndNamesAreRefused) {
+    Storage::IniFile ini;
+    EXPECT_EQ(thrownBy([&] { ini.OpenRead(kIni, ""); }), ERROR_BAD_ARGUMENTS);
+    EXPECT_EQ(thrownBy([&] { ini.OpenCreate(kIni, nullptr); }), ERROR_BAD_ARGUMENTS);
+    EXPECT_EQ(thrownBy([&] { ini.OpenRead(Storage::Key(Storage::kIniFile, "", ""), "S"); }), ERROR_BAD_ARGUMENTS);
+    ASSERT_EQ(thrownBy([&] { ini.OpenRead(kIni, "S"); }), 0u);
+    std::string text = "before";
+    EXPECT_EQ(thrownBy([&] { ini.GetString(text, "", "default"); }), ERROR_BAD_ARGUMENTS);
+    EXPECT_EQ(text, "default");
+    EXPECT_EQ(thrownBy([&] { ini.GetNumber(nullptr, 1); }), ERROR_BAD_ARGUMENTS);
+    EXPECT_EQ(thrownBy([&] { ini.SetString("", "x"); }), ERROR_BAD_ARGUMENTS);
+    ini.Close(0);
+    EXPECT_EQ(thrownBy([&] { ini.GetNumber("N", 1); }), ERROR_BAD_ARGUMENTS);
+}
+
+TEST(IniStorage, WritesAndWhatItDoesntHave) {
+    Storage::IniFile ini;
+    ini.OpenCreate(kIni, "S");
+    EXPECT_TRUE(ini.SetString("Text", "a text"));
+    EXPECT_TRUE(ini.SetNumber("Number", 0xFFFFFFFF));
+    EXPECT_TRUE(ini.Close(1));
+    EXPECT_EQ(TestHome::instance().read("test.ini"), "[S]\nText=a text\nNumber=4294967295\n");
+    ini.OpenRead(kIni, "S");
+    EXPECT_EQ(ini.GetNumber("Number", 0), 0xFFFFFFFF);
+    EXPECT_EQ(thrownBy([&] { ini.SetString("Text", "two\nlines"); }), ERROR_INVALID_PARAMETER);
+
+    DWORD error = 0;
+    std::string text;
+    std::vector<BYTE> data;
+    std::vector<std::string> names;
+    EXPECT_TRUE(ini.TryGetString(text, "Text", "default", error));
+    EXPECT_EQ(text, "default");
+    EXPECT_EQ(ini.TryGetNumber("Number", 5, error), 5u);
+    EXPECT_FALSE(ini.OpenWrite(kIni, "S"));
+    EXPECT_FALSE(ini.OpenEnum(kIni, "S"));
+    EXPECT_FALSE(ini.GetBinary("Text", data));
+    EXPECT_FALSE(ini.SetBinary("Text", data));
+    EXPECT_FALSE(ini.EnumSections(names));
+    EXPECT_FALSE(ini.EnumValues(names));
+}
+
+const Storage::Key kKey(Storage::kRegistry, HKEY_LOCAL_MACHINE, "SOFTWARE\\Test");
+
+TEST(RegistryStorage, AllKindsOfValuesComeBack) {
+    const std::vector<BYTE> bytes{1, 0, 255};
+    {
+        Storage::Registry made;
+        ASSERT_TRUE(made.OpenCreate(kKey, "Section"));
+        EXPECT_TRUE(made.SetNumber("Number", 0x12345678));
+        EXPECT_TRUE(made.SetString("Text", std::string(300, 't').c_str()));
+        EXPECT_TRUE(made.SetString("Empty", ""));
+        EXPECT_TRUE(made.SetBinary("Binary", bytes));
+        EXPECT_TRUE(made.SetBinary("Nothing", {}));
+        EXPECT_TRUE(made.Close(1));
+    }
+    Storage::Registry read;
+    ASSERT_TRUE(read.OpenRead(kKey, "Section"));
+    EXPECT_EQ(read.GetNumber("Number", 0), 0x12345678u);
+    std::string text;
+    read.GetString(text, "Text", "");
+    EXPECT_EQ(text, std::string(300, 't'));
+    read.GetString(text, "Empty", "default");
+    EXPECT_EQ(text, "");
+    std::vector<BYTE> data;
+    read.GetBinary("Binary", data);
+    EXPECT_EQ(data, bytes);
+    read.GetBinary("Nothing", data);
+    EXPECT_TRUE(data.empty());
+
+    std::vector<std::string> names;
+    EXPECT_TRUE(read.EnumValues(names));
+    EXPECT_EQ(names.size(), 5u);
+    EXPECT_TRUE(read.OpenEnum(Storage::Key(Storage::kRegistryToo, HKEY_LOCAL_MACHINE, "SOFTWARE\\Test\\"), ""));
+    EXPECT_TRUE(read.EnumSections(names));
+    EXPECT_EQ(names, std::vector<std::string>{"Section"});
+}
+
+TEST(RegistryStorage, Failures) {
+    Storage::Registry storage;
+    std::string text = "before";
+    std::vector<BYTE> data;
+    EXPECT_EQ(thrownBy([&] { storage.OpenRead(kKey, "None"); }), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(thrownBy([&] { storage.GetNumber("N", 1); }), ERROR_INVALID_HANDLE);
+    EXPECT_EQ(thrownBy([&] { storage.Flush(); }), ERROR_INVALID_HANDLE);
+    EXPECT_EQ(thrownBy([&] { storage.Close(0); }), ERROR_INVALID_HANDLE);
+    storage.OpenCreate(kKey, "Section");
+    storage.SetNumber("Number", 5);
+    storage.SetString("Text", "abc");
+    storage.SetBinary("Eight", std::vector<BYTE>(8, 1));
+
+    EXPECT_EQ(thrownBy([&] { storage.GetNumber("None", 1); }), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(thrownBy([&] { storage.GetNumber("Text", 1); }), ERROR_INVALID_DATA);
+    EXPECT_EQ(thrownBy([&] { storage.GetNumber("Eight", 1); }), ERROR_INVALID_DATA);
+    EXPECT_EQ(thrownBy([&] { storage.GetString(text, "Number", "default"); }), ERROR_INVALID_DATA);
+    EXPECT_EQ(text, "default");
+    EXPECT_EQ(thrownBy([&] { storage.GetBinary("Number", data); }), ERROR_INVALID_DATA);
+
+    DWORD error = 0;
+    EXPECT_EQ(storage.TryGetNumber("None", 7, error), 7u);
+    EXPECT_EQ(error, ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(storage.TryGetNumber("Number", 7, error), 5u);
+    EXPECT_EQ(error, ERROR_SUCCESS);
+    EXPECT_FALSE(storage.TryGetString(text, "Number", "default", error));
+    EXPECT_EQ(text, "default");
+    EXPECT_EQ(error, ERROR_INVALID_DATA);
+    EXPECT_FALSE(storage.TryGetBinary("None", data, error));
+    EXPECT_EQ(error, ERROR_FILE_NOT_FOUND);
+
+    storage.OpenRead(kKey, "Section");
+    EXPECT_EQ(thrownBy([&] { storage.SetNumber("Number", 6); }), ERROR_ACCESS_DENIED);
+    storage.OpenWrite(kKey, "Section");
+    EXPECT_EQ(thrownBy([&] { storage.SetNumber("Number", 6); }), 0u);
+    EXPECT_EQ(thrownBy([&] { storage.GetNumber("Number", 1); }), ERROR_ACCESS_DENIED);
+}
+
+} // namespace

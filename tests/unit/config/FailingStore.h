@@ -1,0 +1,37 @@
+// The registry store, but one write fails as a full disk would make it fail.
+#pragma once
+
+#include "RegistryIO.h"
+
+#include <wdltcfg/status.h>
+
+class FailingStore final : public WdchIO {
+  public:
+    explicit FailingStore(int failingWrite) : m_left(failingWrite) {}
+
+    std::int32_t ReadValue(DWORD protocol, DWORD scan, DWORD input, const char* section, const char* name, void* data,
+                           DWORD* size, bool wide) override {
+        return m_store.ReadValue(protocol, scan, input, section, name, data, size, wide);
+    }
+    std::int32_t EnumSubSections(DWORD protocol, DWORD scan, DWORD input, const char* section,
+                                 std::vector<std::string>& names) override {
+        return m_store.EnumSubSections(protocol, scan, input, section, names);
+    }
+    std::int32_t WriteValue(DWORD protocol, DWORD scan, DWORD input, const char* section, const char* name, DWORD type,
+                            const void* data, DWORD size, bool wide) override {
+        if (--m_left == 0)
+            return WDLT_E_REGISTRY;
+        return m_store.WriteValue(protocol, scan, input, section, name, type, data, size, wide);
+    }
+    std::int32_t DeleteSubSection(DWORD protocol, DWORD scan, DWORD input, const char* section,
+                                  const char* subSection) override {
+        return m_store.DeleteSubSection(protocol, scan, input, section, subSection);
+    }
+    std::int32_t DeleteValue(DWORD protocol, DWORD scan, DWORD input, const char* section, const char* name) override {
+        return m_store.DeleteValue(protocol, scan, input, section, name);
+    }
+
+  private:
+    CRegistryIO m_store;
+    int m_left;
+};

@@ -1,0 +1,161 @@
+#include "TestHome.h"
+
+#include <platform/module.h>
+#include <platform/win32.h>
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <dlfcn.h>
+#include <filesystem>
+#include <string>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// The folder that all that was built stands in.
+fs::path binFolder() {
+    return fs::read_symlink("/proc/self/exe").parent_path();
+}
+
+int attachedCalls(HMODULE module) {
+    const FARPROC address = GetProcAddress(module, "probeAttached");
+    return address == nullptr ? -1 : reinterpret_cast<int (*)()>(address)();
+}
+
+std::string fileName(HMODULE module) {
+    std::array<WCHAR, 1024> path{};
+    const DWORD length = GetModuleFileNameW(module, path.data(), 1024);
+    return fs::path(std::u16string(path.data(), length)).filename().string();
+}
+
+TEST(Loader, NamesAreLookedUpBesideTheLayerOrInTheFolderGiven) {
+    const std::string home = TestHome::instance().path().string();
+    fs::create_directories(home + "/drive_c/dir");
+    fs::copy_file(binFolder() / "libLoaderProbe.so", home + "/drive_c/dir/libLoaderProbe.so");
+    const struct {
+        std::string name;
+        bool found;
+    } cases[] = {
+        {"LoaderProbe.dll", true},
+        {"LOADERPROBE.dll", false}, // files have case here
+        {"LoaderProbe", true},
+        {"libLoaderProbe.so", true},
+        {(binFolder() / "LoaderProbe.DLL").string(), true},
+        {"C:\\dir\\LoaderProbe.dll", true},
+        {home + "\\drive_c/dir\\LoaderProbe.dll", true},
+        {home + "/LoaderProbe.dll", false}, // a folder given is the only one
+        {"None.dll", false},
+        {".dll", false},
+    };
+    for (const auto& c : cases) {
+        SetLastError(0);
+        const HMODULE module = LoadLibraryA(c.name.c_str());
+        EXPECT_EQ(module != nullptr, c.found) << c.name;
+        EXPECT_EQ(GetLastError(), c.found ? ERROR_SUCCESS : ERROR_MOD_NOT_FOUND) << c.name;
+        if (module != nullptr) {
+            EXPECT_EQ(fileName(module), "libLoaderProbe.so");
+            EXPECT_TRUE(FreeLibrary(module));
+        }
+    }
+    EXPECT_EQ(LoadLibraryA(nullptr), nullptr);
+    // A library beside the layer that can't be loaded isn't passed over for another.
+    TestHome::instance().write("drive_c/dir/libBroken.so", "no library");
+    EXPECT_EQ(LoadLibraryA("C:\\dir\\Broken.dll"), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_MOD_NOT_FOUND);
+}
+
+TEST(Loader, TheEntryIsCalledOnceHoweverOftenALibraryIsLoaded) {
+    const HMODULE first = LoadLibraryA("LoaderProbe.dll");
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ(attachedCalls(first), 1);
+    EXPECT_EQ(LoadLibraryA("LoaderProbe.dll"), first);
+    EXPECT_EQ(attachedCalls(first), 1);
+    EXPECT_TRUE(FreeLibrary(first));
+    EXPECT_EQ(attachedCalls(first), 1);
+    EXPECT_EQ(GetProcAddress(first, "none"), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_PROC_NOT_FOUND);
+
+    // Held open from elsewhere, so that the count can be looked at after the last free.
+    void* const held = dlopen((binFolder() / "libLoaderProbe.so").c_str(), RTLD_NOW);
+    ASSERT_EQ(held, first);
+    EXPECT_TRUE(FreeLibrary(first));
+    EXPECT_EQ(attachedCalls(first), 0);
+    EXPECT_FALSE(FreeLibrary(first));
+    EXPECT_EQ(GetLastError(), ERROR_MOD_NOT_FOUND);
+    dlclose(held);
+    EXPECT_EQ(GetProcAddress(first, "probeAttached"), nullptr);
+    int local = 0;
+    EXPECT_EQ(GetProcAddress(&local, "probeAttached"), nullptr);
+    EXPECT_FALSE(FreeLibrary(&local));
+}
+
+TEST(Loader, AnEntryThatRefusesUnloadsTheLibrary) {
+    setenv("PROBE_REFUSES", "1", 1);
+    EXPECT_EQ(LoadLibraryA("LoaderProbe.dll"), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_DLL_INIT_FAILED);
+    EXPECT_EQ(dlopen((binFolder() / "libLoaderProbe.so").c_str(), RTLD_NOW | RTLD_NOLOAD), nullptr);
+    unsetenv("PROBE_REFUSES");
+    const HMODULE module = LoadLibraryA("LoaderProbe.dll");
+    ASSERT_NE(module, nullptr);
+    EXPECT_EQ(attachedCalls(module), 1);
+    FreeLibrary(module);
+}
+
+TEST(Loader, ModuleFileNames) {
+    std::array<WCHAR, 1024> path{};
+    const DWORD length = GetModuleFileNameW(nullptr, path.data(), 1024);
+    EXPECT_EQ(fs::path(std::u16string(path.data(), length)), fs::read_symlink("/proc/self/exe"));
+    EXPECT_EQ(
+        fileName(WdModuleFromAddress(reinterpret_cast<const void*>(&LoadLibraryA))).rfind("libWdltPlatform.so", 0), 0u);
+
+    path.fill(u'?');
+    EXPECT_EQ(GetModuleFileNameW(nullptr, path.data(), length), length);
+    EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
+    EXPECT_EQ(path[length - 1], u'\0');
+    EXPECT_EQ(path[length], u'?');
+    EXPECT_EQ(GetModuleFileNameW(nullptr, path.data(), length + 1), length);
+    EXPECT_EQ(GetModuleFileNameW(&path, path.data(), 1024), 0u);
+    EXPECT_EQ(GetLastError(), ERROR_MOD_NOT_FOUND);
+
+    std::array<WCHAR, 8> shortPath{};
+    EXPECT_EQ(GetShortPathNameW(u"/a/b", shortPath.data(), 5), 4u);
+    EXPECT_EQ(std::u16string(shortPath.data()), u"/a/b");
+    EXPECT_EQ(GetShortPathNameW(u"/a/b", shortPath.data(), 4), 5u);
+    EXPECT_EQ(GetShortPathNameW(nullptr, shortPath.data(), 4), 0u);
+}
+
+// What a program prints, and its exit status.
+std::string outputOf(const std::string& command) {
+    const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
+    std::string output;
+    for (int c = std::fgetc(pipe.get()); c != EOF; c = std::fgetc(pipe.get()))
+        output += static_cast<char>(c);
+    return output;
+}
+
+TEST(Module, UnloadingIsToldFromTheEndOfTheProcess) {
+    setenv("PROBE_SPEAKS", "1", 1);
+    const std::string bin = binFolder().string() + "/";
+    const std::string probe = " " + bin + "libLoaderProbe.so ";
+    const struct {
+        std::string command;
+        const char* output;
+    } cases[] = {
+        {bin + "loader_program" + probe + "close", "attach detach "},
+        {bin + "loader_program" + probe + "return", "attach end "},
+        {bin + "loader_program" + probe + "thread", "attach end "},
+        {bin + "loader_program_started_with_probe - return", "attach end "},
+        {bin + "loader_program_started_with_probe - thread", "attach end "},
+        {bin + "loader_program_started_with_layer" + probe + "close", "attach detach "},
+        {bin + "loader_program_started_with_layer" + probe + "return", "attach end "},
+        {bin + "loader_program_started_with_layer" + probe + "thread", "attach end "},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(outputOf(c.command), c.output) << c.command;
+}
+
+} // namespace
