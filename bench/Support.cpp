@@ -1,0 +1,65 @@
+#include "Support.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+#include <stdexcept>
+#include <system_error>
+
+namespace bench {
+namespace {
+
+class Recorder final : public benchmark::ConsoleReporter {
+  public:
+    std::map<std::string, double> nanoseconds;
+
+    void ReportRuns(const std::vector<Run>& runs) override {
+        ConsoleReporter::ReportRuns(runs);
+        for (const Run& run : runs) {
+            const bool isMedian = run.run_type == Run::RT_Aggregate && run.aggregate_name == "median";
+            if (isMedian || (run.run_type == Run::RT_Iteration && !nanoseconds.contains(run.run_name.function_name)))
+                nanoseconds[run.run_name.function_name] =
+                    run.GetAdjustedRealTime() / benchmark::GetTimeUnitMultiplier(run.time_unit) * 1e9;
+        }
+    }
+};
+
+} // namespace
+
+Home::Home(const char* durability) {
+    std::string name = (std::filesystem::canonical("/proc/self/exe").parent_path() / "bench-XXXXXX").string();
+    if (mkdtemp(name.data()) == nullptr)
+        throw std::runtime_error("no directory for the benchmark's home");
+    m_path = name;
+    setenv("WARDLET_HOME", (m_path / "home").c_str(), 1);
+    setenv("WARDLET_DURABILITY", durability, 1);
+}
+
+Home::~Home() {
+    std::error_code ignored;
+    std::filesystem::remove_all(m_path, ignored);
+}
+
+int run(int argc, char** argv, const std::vector<Ratio>& ratios) {
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 2;
+    Recorder recorder;
+    benchmark::RunSpecifiedBenchmarks(&recorder);
+    std::printf("\n%-30s %-30s %9s %9s\n", "benchmark", "beside", "ratio", "to reach");
+    for (const Ratio& ratio : ratios) {
+        const auto own = recorder.nanoseconds.find(ratio.name);
+        const auto beside = recorder.nanoseconds.find(ratio.beside);
+        if (own == recorder.nanoseconds.end() || beside == recorder.nanoseconds.end())
+            continue;
+        const double value = own->second / beside->second;
+        std::printf("%-30s %-30s %9.3f ", ratio.name.c_str(), ratio.beside.c_str(), value);
+        if (ratio.atMost > 0)
+            std::printf("%8.2f%s\n", ratio.atMost, value > ratio.atMost ? "  MISSED" : "");
+        else
+            std::printf("%9s\n", "-");
+    }
+    return 0;
+}
+
+} // namespace bench
