@@ -41,8 +41,10 @@ run_tests() { ctest --test-dir "build/$1" -j "$((jobs * 2))" --output-on-failure
 stage "build" 5 build release
 stage "tests" 4 run_tests release
 stage "house rules" 1 tests/gates/house_rules.sh
+stage "interface" 1 tests/gates/abi.sh build/release
 
 if $all; then
+    stage "kills by the thousand" 4 env WDLT_KILLS=3000 build/release/bin/process_registry_tests --gtest_filter='*Kill*'
     stage "format" 1 bash -c "git ls-files '*.cpp' '*.h' '*.c' | xargs clang-format --dry-run --Werror"
     stage "clang build" 5 build clang
     stage "clang-tidy" 8 tests/gates/tidy.sh build/clang "$jobs"

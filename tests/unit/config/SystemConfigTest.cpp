@@ -80,6 +80,21 @@ TEST_F(SystemConfig, StoredValuesAreRead) {
     EXPECT_EQ(read().bmFlag, 1u);
 }
 
+TEST_F(SystemConfig, ValuesOfAnotherTypeAreBytesAndTooLongOnesAreDefaults) {
+    tree::setText("", "ProxyPort", "P"); // two bytes with its terminator
+    tree::setText("", "DisableBm", "no number");
+    tree::set("", "LogPath", REG_BINARY, "C:\\L\0junk", 9);
+    tree::setNumber("", "TempPath", 0x00000041); // "A"
+    const std::uint64_t eightBytes = 5;
+    tree::set("", "TcpAutoTuningLevel", REG_QWORD, &eightBytes, sizeof eightBytes);
+    const WdchSystemData record = read();
+    EXPECT_EQ(record.proxyPort, 'P');
+    EXPECT_EQ(record.bmFlag, 1u);
+    EXPECT_STREQ(record.logPath, "C:\\L\\");
+    EXPECT_STREQ(record.tempPath, "A\\");
+    EXPECT_EQ(record.tcpAutoTuningLevel, 2u);
+}
+
 TEST_F(SystemConfig, APathAtTheFieldsEnd) {
     const struct {
         std::size_t length;

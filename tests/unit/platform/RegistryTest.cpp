@@ -7,6 +7,7 @@
 #include <platform/win32.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <string>
 #include <thread>
@@ -317,7 +318,7 @@ TEST(RegistryHandles, StaleAndForeignOnesAreRefused) {
         reinterpret_cast<HKEY>(reinterpret_cast<std::uintptr_t>(again.get()) + (std::uintptr_t{1} << 32)),
     };
     constexpr auto kInvalid = static_cast<LONG>(ERROR_INVALID_HANDLE);
-    for (const HKEY handle : handles) {
+    for (auto* handle : handles) {
         DWORD size = 0;
         HKEY result = nullptr;
         EXPECT_EQ(RegQueryValueExA(handle, "v", nullptr, nullptr, nullptr, &size), kInvalid);
@@ -336,10 +337,12 @@ TEST(RegistryHandles, ThousandsOpenAtOnceFromManyThreads) {
     const TestKey parent = TestKey::create("Many");
     ASSERT_EQ(parent.set("v", 42), 0);
     std::vector<std::thread> threads;
+    threads.reserve(4);
     std::atomic<int> wrong{0};
     for (int t = 0; t < 4; ++t)
         threads.emplace_back([&] {
             std::vector<TestKey> keys;
+            keys.reserve(3000);
             for (int i = 0; i < 3000; ++i)
                 keys.push_back(TestKey::open("Many"));
             for (const TestKey& key : keys)

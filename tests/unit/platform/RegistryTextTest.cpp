@@ -3,8 +3,10 @@
 
 #include <gtest/gtest.h>
 
+#include <platform/testing.h>
 #include <platform/win32.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <string>
 
@@ -131,6 +133,29 @@ TEST(RegistryText, InvalidBytesInNamesSurvive) {
     DWORD length = sizeof listed;
     ASSERT_EQ(RegEnumKeyExA(parent.get(), 0, listed, &length, nullptr, nullptr, nullptr, nullptr), 0);
     EXPECT_EQ(listed, name);
+}
+
+// In code page 932 the second byte of a character may be a backslash: it parts nothing.
+TEST(RegistryText, ADoubleByteNameIsOneComponent) {
+    setenv("WARDLET_ACP", "932", 1);
+    WdTestRereadEnvironment();
+    constexpr const char* kName = "\x83\x5C\x95\x5C"; // two characters
+    const TestKey key = TestKey::create((std::string("DoubleByte\\") + kName + "\\below").c_str());
+    ASSERT_TRUE(key);
+    EXPECT_EQ(key.setBytes(kName, std::string(kName) + '\0', REG_SZ), 0);
+    EXPECT_EQ(key.bytes(kName), std::string(kName) + '\0');
+    EXPECT_EQ(wideBytes(key.get(), WTEXT("\u30BD\u8868")), bytesOf(u"\u30BD\u8868\0"s));
+
+    const TestKey parent = TestKey::open("DoubleByte");
+    char name[8];
+    DWORD length = sizeof name;
+    ASSERT_EQ(RegEnumKeyExA(parent.get(), 0, name, &length, nullptr, nullptr, nullptr, nullptr), 0);
+    EXPECT_STREQ(name, kName);
+    length = sizeof name;
+    EXPECT_EQ(RegEnumKeyExA(parent.get(), 1, name, &length, nullptr, nullptr, nullptr, nullptr),
+              static_cast<LONG>(ERROR_NO_MORE_ITEMS));
+    unsetenv("WARDLET_ACP");
+    WdTestRereadEnvironment();
 }
 
 } // namespace

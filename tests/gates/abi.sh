@@ -1,0 +1,26 @@
+#!/usr/bin/env bash
+# What a caller's binary leans on, held against the kept list beside this file: the exported names with their version, and
+# the records with their sizes: abi.sh BUILD [--update]
+# A name or a size that changes breaks callers; one that is added belongs into the list in the same commit.
+set -euo pipefail
+cd "$(dirname "$0")/../.."
+
+kept=tests/gates/abi.txt
+now=$(mktemp -d)
+trap 'rm -rf "$now"' EXIT
+
+nm -D --defined-only "$1/bin/libWdltCfg.so" | awk '$2 != "A" {print "export " $3}' | sort >"$now/list"
+
+{
+    echo '#include <stdio.h>'
+    echo '#include <wdltcfg/records.h>'
+    echo 'int main(void) {'
+    sed -n 's/^} \([A-Za-z0-9]*\);.*/printf("record \1 %zu\\n", sizeof(\1));/p' include/wdltcfg/records.h
+    echo 'return 0; }'
+} >"$now/sizes.c"
+cc -std=c11 -Iinclude -o "$now/sizes" "$now/sizes.c"
+"$now/sizes" | sort >>"$now/list"
+
+[ "${2:-}" = --update ] && cp "$now/list" "$kept"
+diff -u "$kept" "$now/list" || { echo "abi: the lines above differ from $kept"; exit 1; }
+echo "abi: $(grep -c '^export' "$kept") exports, $(grep -c '^record' "$kept") records, as kept"
