@@ -337,7 +337,7 @@ bool RegistryEnvironment::isDiskFull() const {
 }
 
 DWORD RegistryEnvironment::errorFromEngine(int code) const {
-    if (code > 0 && code != EIO && code != EINVAL)
+    if (code > 0 && code != EIO && code != EINVAL && code != EBADF) // those would speak of the caller's arguments
         return errorFromErrno(code);
     switch (code) {
     case 0:

@@ -177,9 +177,13 @@ struct EngineHead {
         if (magic != kMagic || version != kVersion || pageBytes < 512 || pageBytes > 65536 ||
             (pageBytes & (pageBytes - 1)) != 0)
             return false;
+        return mapBytes <= kMaxMapBytes && lastPage >= 1 && lastPage < mapBytes / pageBytes;
+    }
+    // Asked of the newer head alone: after a commit that couldn't be finished, the engine leaves roots that don't
+    // belong to the rest in the other.
+    bool holdsItsTrees() const {
         const auto isRoot = [this](std::uint64_t page) { return page == kNoPage || (page > 1 && page <= lastPage); };
-        return mapBytes <= kMaxMapBytes && lastPage >= 1 && lastPage < mapBytes / pageBytes && isRoot(free.root) &&
-               isRoot(main.root);
+        return isRoot(free.root) && isRoot(main.root);
     }
     // How long the file is when all its pages are there.
     std::uint64_t dataBytes() const { return (lastPage + 1) * free.pad; }
@@ -193,9 +197,10 @@ bool readHead(int file, off_t offset, EngineHead& head) {
 
 // The last pages may never have been written when they were free again before their transaction ended; but a file that
 // something has cut shorter than that would end us by a signal when its pages are read. Making it as long as it says
-// settles both: pages that are missing read as zeros, which the engine refuses. Allocating only ever lengthens a file,
-// so that it can't hurt a writer at work.
-DWORD checkDatabase(int file) {
+// settles both: pages that are missing read as zeros, which the engine refuses. With other users about, whose writer
+// may be at work, it must be a call that only ever lengthens; where that finds no space, they have used the file before
+// us.
+DWORD checkDatabase(int file, bool isFirst) {
     EngineHead first{};
     EngineHead second{};
     if (!readHead(file, 0, first) || !first.isPlausible())
@@ -203,13 +208,19 @@ DWORD checkDatabase(int file) {
     if (!readHead(file, static_cast<off_t>(first.free.pad), second) || !second.isPlausible() ||
         first.free.pad != second.free.pad)
         return ERROR_BADDB;
+    const EngineHead& newer = first.transaction < second.transaction ? second : first;
+    if (!newer.holdsItsTrees())
+        return ERROR_BADDB;
     struct stat status {};
     if (sys::fstat(file, &status) != 0)
         return lastSystemError();
     const auto bytes = static_cast<off_t>(std::max(first.dataBytes(), second.dataBytes()));
-    if (status.st_size >= bytes || sys::fallocate(file, bytes - 1, 1) == 0)
+    if (status.st_size >= bytes)
         return ERROR_SUCCESS;
-    return lastSystemError();
+    if (isFirst)
+        return sys::ftruncate(file, bytes) == 0 ? ERROR_SUCCESS : lastSystemError();
+    sys::fallocate(file, bytes - 1, 1);
+    return ERROR_SUCCESS;
 }
 
 struct CloseEnvironment {
@@ -281,7 +292,7 @@ DWORD RegistryFiles::prepareDataFile(const Home& home, const NamespaceGuard& gua
     const fs::path path = home.registryPath() / "data.mdb";
     const FileDescriptor file(sys::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW, 0));
     if (file.valid())
-        return checkDatabase(file.get());
+        return checkDatabase(file.get(), guard.isFirst());
     if (errno != ENOENT)
         return lastSystemError();
     // Others use a database that somebody has removed: a new one must not meet their lock file.

@@ -53,11 +53,12 @@ class Child {
             return -1;
         return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
     }
-    void kill() {
+    // As wait: one that had ended by itself before shows its own status.
+    int kill() {
         if (m_process <= 0)
-            return;
+            return -1;
         ::kill(m_process, SIGKILL);
-        wait();
+        return wait();
     }
 
   private:
@@ -242,15 +243,17 @@ class KillTest {
             const struct timespec pause { 0, static_cast<long>(m_random() % 6'000'000) };
             nanosleep(&pause, nullptr);
             Child& victim = m_workers[m_random() % kWorkers];
-            victim.kill();
+            EXPECT_EQ(victim.kill(), kKilled) << "a worker found something wrong before kill " << i;
             check(i);
             victim = start();
         }
-        m_workers.clear();
+        for (Child& worker : m_workers)
+            EXPECT_EQ(worker.kill(), kKilled);
     }
 
   private:
     static constexpr unsigned kWorkers = 4;
+    static constexpr int kKilled = 1000 + SIGKILL;
 
     Child start() {
         const auto seed = static_cast<unsigned>(m_random());

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <platform/registry_batch.h>
 #include <platform/testing.h>
 #include <platform/win32.h>
 
@@ -12,6 +13,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -108,6 +110,42 @@ TEST_F(RegistryFault, WithoutThePageThatForksWipeChildrenAreNoticedToo) {
               }),
               0);
     EXPECT_EQ(TestKey::open("Key").number("v"), 2u);
+}
+
+// The descriptor that the engine writes a commit's last page through: an error there leaves its environment unusable.
+int commitDescriptor(const fs::path& data) {
+    for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
+        std::error_code gone;
+        const int file = std::stoi(entry.path().filename());
+        if (fs::read_symlink(entry.path(), gone) == data && (fcntl(file, F_GETFL) & O_DSYNC) != 0)
+            return file;
+    }
+    return -1;
+}
+
+TEST_F(RegistryFault, AfterAFatalErrorTheDatabaseIsOpenedAgain) {
+    setenv("WARDLET_DURABILITY", "disk", 1);
+    useHome(m_home);
+    const TestKey key = TestKey::create("Key");
+    ASSERT_EQ(key.set("v", 1), 0);
+    for (DWORD round = 1; round <= 3; ++round) {
+        const int descriptor = commitDescriptor(registry("data.mdb"));
+        ASSERT_GE(descriptor, 0);
+        const int unwritable = open("/dev/null", O_RDONLY | O_CLOEXEC);
+        ASSERT_EQ(dup2(unwritable, descriptor), descriptor);
+        close(unwritable);
+        EXPECT_EQ(key.set("v", 100), static_cast<LONG>(ERROR_REGISTRY_IO_FAILED)) << "told, not tried again";
+        EXPECT_EQ(key.number("v"), round);
+        if (round % 2 == 0) {
+            RegistryBatch batch;
+            EXPECT_EQ(key.set("v", round + 1), 0);
+            EXPECT_EQ(batch.end(), 0);
+        } else {
+            EXPECT_EQ(key.set("v", round + 1), 0);
+        }
+        EXPECT_EQ(inChild([&] { return key.number("v") == round + 1 ? 0 : 1; }), 0);
+    }
+    setenv("WARDLET_DURABILITY", "process", 1);
 }
 
 TEST_F(RegistryFault, ADamagedDataFileIsAnErrorAndStaysAsItIs) {
