@@ -39,16 +39,16 @@ build() { # build PRESET [CMAKE ARGUMENT...]
 run_tests() { ctest --test-dir "build/$1" -j "$((jobs * 2))" --output-on-failure --no-tests=error "${@:2}"; }
 
 stage "build" 3 build release
-stage "tests" 3 run_tests release
+stage "tests" 2 run_tests release
 stage "house rules" 1 tests/gates/house_rules.sh
 stage "interface" 1 tests/gates/abi.sh build/release
 
 if $all; then
-    stage "kills by the thousand" 2 env WDLT_KILLS=3000 build/release/bin/process_registry_tests --gtest_filter='*Kill*'
+    stage "kills by the thousand" 1 env WDLT_KILLS=3000 build/release/bin/process_registry_tests --gtest_filter='*Kill*'
     stage "format" 1 bash -c "git ls-files '*.cpp' '*.h' '*.c' | xargs clang-format --dry-run --Werror"
     stage "clang build" 3 build clang
-    stage "clang-tidy" 6 tests/gates/tidy.sh build/clang "$jobs"
-    stage "asan build" 3 build asan
+    stage "clang-tidy" 7 tests/gates/tidy.sh build/clang "$jobs"
+    stage "asan build" 4 build asan
     stage "asan tests" 2 run_tests asan
     stage "tsan build" 3 build tsan
     stage "tsan tests" 2 run_tests tsan
