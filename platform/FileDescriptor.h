@@ -5,6 +5,7 @@
 #include "SystemCalls.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -37,6 +38,24 @@ class FileDescriptor {
   private:
     int m_file = -1;
 };
+
+// Takes the space from the file's start on, so that a full disk shows here and not as a signal; false with errno.
+inline bool reserve(int file, off_t length) {
+    while (sys::fallocate(file, 0, length) != 0)
+        if (errno != EINTR)
+            return false;
+    return true;
+}
+
+// Whether a file of a folder that strangers may write to is one to write to: a plain file that has no other name, since
+// that may be anybody's. One that everybody may write to needs no such care, and one that begins with `magic` is ours:
+// those a stranger may give a second name without shutting anybody out.
+bool isSafeToWrite(int file, const struct stat& status, std::uint32_t magic);
+
+// A new file that appears with its mode, whatever the process's mask is, so that nobody is shut out in between or by a
+// creator that dies. Not valid with errno, EEXIST for a name that is taken. Where the file system can't make a file
+// without a name, the mode follows a step later.
+FileDescriptor createWithMode(int directory, const char* name, mode_t mode);
 
 // Writes all of it; false with errno.
 inline bool writeWhole(int file, std::string_view text) {

@@ -16,6 +16,7 @@ class WD_CAPABILITY("mutex") ForkMutex {
         [[maybe_unused]] static const int registered = pthread_atfork(lockHeld, unlockHeld, unlockHeld);
         s_mutex.lock();
     }
+    bool try_lock() WD_TRY_ACQUIRE(true) { return s_mutex.try_lock(); }
     void unlock() WD_RELEASE() { s_mutex.unlock(); }
 
   private:

@@ -80,18 +80,6 @@ fs::path homeFromEnvironment() {
     return userDirectory() / ".local/state/wardlet";
 }
 
-// mkdir -p. A directory that another process makes meanwhile is as good.
-DWORD makeDirectories(const fs::path& path, mode_t mode) {
-    if (isDirectory(path))
-        return ERROR_SUCCESS;
-    if (path.has_parent_path() && path.parent_path() != path)
-        if (const DWORD error = makeDirectories(path.parent_path(), mode))
-            return error;
-    if (sys::mkdir(path.c_str(), mode) == 0 || (errno == EEXIST && isDirectory(path)))
-        return ERROR_SUCCESS;
-    return errno == EEXIST ? ERROR_PATH_NOT_FOUND : errorFromErrno(errno);
-}
-
 DWORD lastSystemError() {
     return errorFromErrno(errno);
 }
@@ -169,6 +157,17 @@ fs::path belowDrive(const fs::path& drive, std::string_view rest) {
 
 } // namespace
 
+DWORD makeDirectories(const fs::path& path, mode_t mode) {
+    if (isDirectory(path))
+        return ERROR_SUCCESS;
+    if (path.has_parent_path() && path.parent_path() != path)
+        if (const DWORD error = makeDirectories(path.parent_path(), mode))
+            return error;
+    if (sys::mkdir(path.c_str(), mode) == 0 || (errno == EEXIST && isDirectory(path)))
+        return ERROR_SUCCESS;
+    return errno == EEXIST ? ERROR_PATH_NOT_FOUND : errorFromErrno(errno);
+}
+
 Home::Home() : Home(homeFromEnvironment()) {}
 
 Home::Home(fs::path path) : m_path(std::move(path)) {
@@ -227,6 +226,13 @@ DWORD Home::registryModes(Modes& modes) const {
     return ERROR_SUCCESS;
 }
 
+// Sticky, so that nobody removes another's object. The group goes on to the objects as it does to the registry.
+DWORD Home::objectModes(Modes& modes) const {
+    const DWORD error = registryModes(modes);
+    modes.directory = 01777 | (modes.directory & S_ISGID);
+    return error;
+}
+
 DWORD Home::ensure() const {
     if (m_ready.load(std::memory_order_acquire))
         return ERROR_SUCCESS;
@@ -236,6 +242,11 @@ DWORD Home::ensure() const {
     if (error == ERROR_SUCCESS)
         m_ready.store(true, std::memory_order_release);
     return error;
+}
+
+DWORD Home::ensureObjects() const {
+    const DWORD error = ensure();
+    return error == ERROR_SUCCESS && !isDirectory(objectsPath()) ? create() : error;
 }
 
 namespace {
@@ -284,11 +295,17 @@ DWORD Home::create() const {
     }
     if (error != ERROR_SUCCESS)
         return error;
-    if (!isDirectory(registryPath())) {
+    const std::pair<fs::path, DWORD (Home::*)(Modes&) const> directories[] = {
+        {registryPath(), &Home::registryModes},
+        {objectsPath(), &Home::objectModes},
+    };
+    for (const auto& [path, modesOf] : directories) {
+        if (isDirectory(path))
+            continue;
         Modes modes{};
-        error = registryModes(modes);
+        error = (this->*modesOf)(modes);
         if (error == ERROR_SUCCESS)
-            error = placeDirectory(registryPath(), modes.directory);
+            error = placeDirectory(path, modes.directory);
         if (error != ERROR_SUCCESS)
             return error;
     }

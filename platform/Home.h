@@ -38,6 +38,7 @@ class Home {
 
     const std::filesystem::path& path() const { return m_path; }
     std::filesystem::path registryPath() const { return m_path / "registry"; }
+    std::filesystem::path objectsPath() const { return m_path / "objects"; }
 
     unsigned codePage() const { return m_codePage.load(std::memory_order_relaxed); }
     bool durable() const { return m_durable.load(std::memory_order_relaxed); }
@@ -48,6 +49,8 @@ class Home {
     // once, each thing appears whole and all agree. 0, or the error; a home with a newer layout is refused with a line
     // on stderr.
     DWORD ensure() const;
+    // The same for the objects' directory too, which is everybody's; a home made before there were any lacks it.
+    DWORD ensureObjects() const;
 
     // The file that a path means: `\` and `/` separate, a leading "X:" is the directory drive_x of the home, which ".."
     // doesn't leave; other paths are the system's own. `path` is in the system code page.
@@ -60,6 +63,8 @@ class Home {
         mode_t file;
     };
     DWORD registryModes(Modes& modes) const;
+    // Of the objects' directory, and of an object that is its creator's alone.
+    DWORD objectModes(Modes& modes) const;
 
   private:
     void adopt(const HomeSettings& settings) const;
@@ -80,6 +85,9 @@ class Home {
 
 // The home of this process.
 const Home& home();
+// mkdir -p; 0 or an error. A directory that another process makes meanwhile is as good.
+DWORD makeDirectories(const std::filesystem::path& path, mode_t mode);
+
 // mapPath of the home of this process.
 std::filesystem::path mapPath(std::string_view path);
 

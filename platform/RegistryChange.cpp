@@ -74,11 +74,15 @@ LONG SetValueChange::apply(Transaction& transaction) {
     RecordView record;
     if (const LONG error = findOpenKey(transaction, m_key.path, m_key.identity, record))
         return error;
+    // Most values of a record that is written again are what they were: nothing to write then, and nothing to sync.
+    RecordValue stored;
+    if (record.findValue(m_folded, stored) == Lookup::Found && stored.type == m_type && stored.form == m_form &&
+        stored.data == m_data)
+        return ERROR_SUCCESS;
     auto editor = RecordEditor::open(record.bytes());
     if (!editor)
         return ERROR_REGISTRY_CORRUPT;
-    if (!editor->setValue({m_folded, m_written, m_type, m_form, m_data}))
-        return ERROR_SUCCESS; // nothing to write, nothing to sync
+    editor->setValue({m_folded, m_written, m_type, m_form, m_data});
     return store(transaction, m_key.path, *editor);
 }
 

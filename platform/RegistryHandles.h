@@ -1,12 +1,11 @@
-// The table of open registry keys. A handle is a number (slot, generation), checked at each use and never followed, so
-// a closed or made-up one is told from an open one. Lock-free: any thread, and a child of a fork goes on with the
-// handles of its parent. Slots are never freed; one in use by another thread at the moment of a fork is lost to the
-// child.
+// The open registry keys.
 #pragma once
+
+#include "HandleTable.h"
 
 #include <platform/registry.h>
 
-#include <atomic>
+#include <array>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -23,27 +22,40 @@ struct OpenKey {
     REGSAM access = 0;
 };
 
-struct HandleSlot;
-
-// Keeps a handle's slot from being used again while a call works with it.
-class HandleUse {
+// An open key with its path's text in the slot; only a longer one needs the heap.
+class KeptKey {
   public:
-    HandleUse() = default;
-    ~HandleUse();
-    HandleUse(const HandleUse&) = delete;
-    HandleUse& operator=(const HandleUse&) = delete;
-
-    // False for a handle that isn't open. Once an object.
-    bool acquire(HKEY handle);
-    const OpenKey& key() const;
+    void keep(const OpenKey& key) {
+        m_key = key;
+        if (key.path.size() <= m_path.size()) {
+            key.path.copy(m_path.data(), key.path.size());
+            m_key.path = {m_path.data(), key.path.size()};
+        } else {
+            m_longPath = key.path;
+            m_key.path = m_longPath;
+        }
+    }
+    const OpenKey& key() const { return m_key; }
+    void closed() {}
 
   private:
-    HandleSlot* m_slot = nullptr;
+    OpenKey m_key;
+    std::string m_longPath;
+    std::array<char, 160> m_path;
 };
 
-// Null when memory or the table's range is exhausted.
-HKEY openHandle(const OpenKey& key);
-// False for a handle that isn't open. The slot is free once nobody uses it any more.
-bool closeHandle(HKEY handle);
+using RegistryHandles = HandleTable<KeptKey, 0xA6>;
+
+class HandleUse : public RegistryHandles::Use {
+  public:
+    const OpenKey& key() const { return payload().key(); }
+};
+
+inline HKEY openHandle(const OpenKey& key) {
+    return static_cast<HKEY>(RegistryHandles::open([&](KeptKey& kept) { kept.keep(key); }));
+}
+inline bool closeHandle(HKEY handle) {
+    return RegistryHandles::close(handle);
+}
 
 } // namespace wd

@@ -73,6 +73,8 @@ bool removeEntry(std::vector<Entry>& entries, std::string_view folded) {
 }
 
 bool isName(std::string_view coded) {
+    if (isAscii(coded))
+        return coded.size() <= kMaxNameUnits;
     const auto units = unitsFromCoded(coded);
     return units && units->size() <= kMaxNameUnits;
 }
@@ -237,18 +239,15 @@ std::optional<RecordEditor> RecordEditor::open(std::string_view bytes) {
     return editor;
 }
 
-bool RecordEditor::setValue(const RecordValue& value) {
+void RecordEditor::setValue(const RecordValue& value) {
     const auto at = lowerBound(m_values, value.folded);
     if (at == m_values.end() || at->folded != value.folded) {
         m_values.insert(at, value);
-        return true;
+        return;
     }
-    if (at->type == value.type && at->form == value.form && at->data == value.data)
-        return false;
     at->type = value.type;
     at->form = value.form;
     at->data = value.data;
-    return true;
 }
 
 bool RecordEditor::removeValue(std::string_view folded) {

@@ -77,9 +77,8 @@ class RecordEditor {
     // An existing record; no value for a malformed one. The texts stay where they are until build().
     static std::optional<RecordEditor> open(std::string_view bytes);
 
-    // Replaces the value of that name, which keeps its name as first written, or adds it. False when that changes
-    // nothing.
-    bool setValue(const RecordValue& value);
+    // Replaces the value of that name, which keeps its name as first written, or adds it.
+    void setValue(const RecordValue& value);
     bool removeValue(std::string_view folded);
     bool addSubkey(const RecordSubkey& subkey);
     bool removeSubkey(std::string_view folded);

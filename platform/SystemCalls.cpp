@@ -7,9 +7,11 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <linux/futex.h>
 #include <sys/file.h>
 #include <sys/mman.h>
 #include <sys/random.h>
+#include <sys/syscall.h>
 #include <type_traits>
 #include <unistd.h>
 
@@ -78,6 +80,7 @@ constinit decltype(fallocate) fallocate{"fallocate",
 constinit decltype(stat) stat{"stat", ::stat, failing<stat>};
 constinit decltype(lstat) lstat{"lstat", ::lstat, failing<lstat>};
 constinit decltype(fstat) fstat{"fstat", ::fstat, failing<fstat>};
+constinit decltype(fstatat) fstatat{"fstatat", ::fstatat, failing<fstatat>};
 constinit decltype(statvfs) statvfs{"statvfs", ::statvfs, failing<statvfs>};
 constinit decltype(fchmod) fchmod{"fchmod", ::fchmod, failing<fchmod>};
 constinit decltype(fchown) fchown{"fchown", ::fchown, failing<fchown>};
@@ -85,7 +88,9 @@ constinit decltype(chmod) chmod{"chmod", ::chmod, failing<chmod>};
 constinit decltype(mkdir) mkdir{"mkdir", ::mkdir, failing<mkdir>};
 constinit decltype(rmdir) rmdir{"rmdir", ::rmdir, failing<rmdir>};
 constinit decltype(rename) rename{"rename", ::rename, failing<rename>};
+constinit decltype(linkat) linkat{"linkat", ::linkat, failing<linkat>};
 constinit decltype(unlink) unlink{"unlink", ::unlink, failing<unlink>};
+constinit decltype(unlinkat) unlinkat{"unlinkat", ::unlinkat, failing<unlinkat>};
 constinit decltype(readlink) readlink{"readlink", ::readlink, failing<readlink>};
 constinit decltype(flock) flock{"flock", ::flock, failing<flock>};
 constinit decltype(fcntl_lock) fcntl_lock{
@@ -98,14 +103,25 @@ constinit decltype(munmap) munmap{"munmap", ::munmap, failing<munmap>};
 constinit decltype(madvise) madvise{"madvise", ::madvise, failing<madvise>};
 constinit decltype(getrandom) getrandom{"getrandom", ::getrandom, failing<getrandom>};
 constinit decltype(nanosleep) nanosleep{"nanosleep", ::nanosleep, failing<nanosleep>};
+constinit decltype(futex_wait) futex_wait{"futex_wait",
+                                          [](const void* word, std::uint32_t expected, const struct timespec* until) {
+                                              return static_cast<int>(::syscall(SYS_futex, word, FUTEX_WAIT_BITSET,
+                                                                                expected, until, nullptr,
+                                                                                FUTEX_BITSET_MATCH_ANY));
+                                          },
+                                          failing<futex_wait>};
+constinit decltype(futex_wake) futex_wake{
+    "futex_wake",
+    [](const void* word, int count) { return static_cast<int>(::syscall(SYS_futex, word, FUTEX_WAKE, count)); },
+    failing<futex_wake>};
 
 namespace {
 
 constinit CallEntry* const kCalls[] = {
-    &open,       &openat,      &close,     &read,   &write,   &pread,     &pwrite,    &lseek,
-    &fsync,      &ftruncate,   &fallocate, &stat,   &lstat,   &fstat,     &statvfs,   &fchmod,
-    &fchown,     &chmod,       &mkdir,     &rmdir,  &rename,  &unlink,    &readlink,  &flock,
-    &fcntl_lock, &fcntl_setfd, &mmap,      &munmap, &madvise, &getrandom, &nanosleep,
+    &open,       &openat,      &close, &read,   &write,   &pread,     &pwrite,    &lseek,      &fsync,
+    &ftruncate,  &fallocate,   &stat,  &lstat,  &fstat,   &fstatat,   &statvfs,   &fchmod,     &fchown,
+    &chmod,      &mkdir,       &rmdir, &rename, &linkat,  &unlink,    &unlinkat,  &readlink,   &flock,
+    &fcntl_lock, &fcntl_setfd, &mmap,  &munmap, &madvise, &getrandom, &nanosleep, &futex_wait, &futex_wake,
 };
 
 } // namespace

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
@@ -73,6 +74,7 @@ extern Call<int(int, off_t, off_t)> fallocate; // posix_fallocate, its result mo
 extern Call<int(const char*, struct stat*)> stat;
 extern Call<int(const char*, struct stat*)> lstat;
 extern Call<int(int, struct stat*)> fstat;
+extern Call<int(int, const char*, struct stat*, int)> fstatat;
 extern Call<int(const char*, struct statvfs*)> statvfs;
 extern Call<int(int, mode_t)> fchmod;
 extern Call<int(int, uid_t, gid_t)> fchown;
@@ -80,7 +82,9 @@ extern Call<int(const char*, mode_t)> chmod;
 extern Call<int(const char*, mode_t)> mkdir;
 extern Call<int(const char*)> rmdir;
 extern Call<int(const char*, const char*)> rename;
+extern Call<int(int, const char*, int, const char*, int)> linkat;
 extern Call<int(const char*)> unlink;
+extern Call<int(int, const char*, int)> unlinkat;
 extern Call<ssize_t(const char*, char*, size_t)> readlink;
 extern Call<int(int, int)> flock;
 extern Call<int(int, int, struct flock*)> fcntl_lock;
@@ -90,6 +94,9 @@ extern Call<int(void*, size_t)> munmap;
 extern Call<int(void*, size_t, int)> madvise;
 extern Call<ssize_t(void*, size_t, unsigned)> getrandom;
 extern Call<int(const struct timespec*, struct timespec*)> nanosleep;
+// Until somebody wakes the word, it isn't `expected`, or CLOCK_MONOTONIC reaches `until`; between processes.
+extern Call<int(const void*, std::uint32_t, const struct timespec*)> futex_wait;
+extern Call<int(const void*, int)> futex_wake;
 
 // By name, for the test hook; null when no call has that name.
 CallEntry* find(const char* name);

@@ -1,4 +1,7 @@
-/* Locks inside one process. Kernel objects between processes join this header when they are built. */
+/* Locks inside one process, and kernel objects that the processes of one home share by name: mutexes, events,
+   semaphores and memory. A named object exists as long as some living process has it open, however that process ends;
+   names are case-sensitive and of one namespace for all kinds. An object without a name is of this process alone.
+   All functions may be called from any thread. */
 #ifndef PLATFORM_SYNC_H
 #define PLATFORM_SYNC_H
 
@@ -13,5 +16,59 @@ WD_API void InitializeCriticalSection(CRITICAL_SECTION* section);
 WD_API void EnterCriticalSection(CRITICAL_SECTION* section);
 WD_API void LeaveCriticalSection(CRITICAL_SECTION* section);
 WD_API void DeleteCriticalSection(CRITICAL_SECTION* section);
+
+#define INVALID_HANDLE_VALUE (reinterpret_cast<HANDLE>(std::intptr_t{-1}))
+
+inline constexpr DWORD INFINITE = 0xFFFFFFFF;
+inline constexpr DWORD WAIT_OBJECT_0 = 0;
+inline constexpr DWORD WAIT_ABANDONED = 0x80;
+inline constexpr DWORD WAIT_TIMEOUT = 258;
+inline constexpr DWORD WAIT_FAILED = 0xFFFFFFFF;
+
+inline constexpr DWORD SYNCHRONIZE = 0x100000;
+inline constexpr DWORD MUTEX_ALL_ACCESS = 0x1F0001;
+inline constexpr DWORD EVENT_ALL_ACCESS = 0x1F0003;
+inline constexpr DWORD FILE_MAP_WRITE = 2;
+inline constexpr DWORD FILE_MAP_READ = 4;
+inline constexpr DWORD FILE_MAP_ALL_ACCESS = 0xF001F;
+inline constexpr DWORD PAGE_READWRITE = 4;
+
+/* Creating: null with GetLastError 5 (no permission), 6 (the name is another kind's), 13 (held by an unknown version),
+   112 (no space), 206 (a name of MAX_PATH bytes or more, or whose file's would have more than 255). On success
+   GetLastError is 183 when the object was there already, which is then opened as it is, else 0. Opening: null with 2
+   when nobody has it. Who may open is the kernel's permission of the object's file; `access` and `inherit` are not
+   looked at. */
+WD_API HANDLE CreateMutexA(LPSECURITY_ATTRIBUTES attributes, BOOL initialOwner, LPCSTR name);
+WD_API HANDLE OpenMutexA(DWORD access, BOOL inherit, LPCSTR name);
+/* 288 when the calling thread doesn't hold it. */
+WD_API BOOL ReleaseMutex(HANDLE mutex);
+
+WD_API HANDLE CreateEventA(LPSECURITY_ATTRIBUTES attributes, BOOL manualReset, BOOL initialState, LPCSTR name);
+WD_API HANDLE OpenEventA(DWORD access, BOOL inherit, LPCSTR name);
+WD_API BOOL SetEvent(HANDLE event);
+WD_API BOOL ResetEvent(HANDLE event);
+
+WD_API HANDLE CreateSemaphoreA(LPSECURITY_ATTRIBUTES attributes, LONG initialCount, LONG maximumCount, LPCSTR name);
+/* 298 when the count would pass its maximum: nothing is released then. */
+WD_API BOOL ReleaseSemaphore(HANDLE semaphore, LONG count, LONG* previousCount);
+
+/* Memory of `sizeHigh`:`sizeLow` bytes, zero-filled at first creation. `file` must be INVALID_HANDLE_VALUE. Asking for
+   more than an existing mapping has is error 5. */
+WD_API HANDLE CreateFileMappingA(HANDLE file, LPSECURITY_ATTRIBUTES attributes, DWORD protection, DWORD sizeHigh,
+                                 DWORD sizeLow, LPCSTR name);
+WD_API HANDLE OpenFileMappingA(DWORD access, BOOL inherit, LPCSTR name);
+/* The first `bytes` bytes (0: all) of a mapping; the offset must be 0. All views of one process are the same memory,
+   writable whatever `access` says. A view keeps the mapping alive behind its closed handle. */
+WD_API LPVOID MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offsetLow, std::size_t bytes);
+/* 487 for an address that isn't a view's. */
+WD_API BOOL UnmapViewOfFile(const void* view);
+
+/* WAIT_OBJECT_0, WAIT_ABANDONED (with ownership: the mutex's last holder ended without a release), WAIT_TIMEOUT or
+   WAIT_FAILED. A signal doesn't shorten the wait. A finite time is scaled by WARDLET_TIME_SCALE. */
+WD_API DWORD WaitForSingleObject(HANDLE object, DWORD milliseconds);
+/* The last handle of this process that the owning thread of a mutex closes releases the mutex. */
+WD_API BOOL CloseHandle(HANDLE object);
+/* Scaled by WARDLET_TIME_SCALE. */
+WD_API void Sleep(DWORD milliseconds);
 
 #endif

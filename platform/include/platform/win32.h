@@ -3,10 +3,12 @@
 #define PLATFORM_WIN32_H
 
 #include <platform/base.h>
+#include <platform/files.h>
 #include <platform/identity.h>
 #include <platform/ini.h>
 #include <platform/loader.h>
 #include <platform/registry.h>
+#include <platform/security.h>
 #include <platform/sync.h>
 #include <platform/text.h>
 

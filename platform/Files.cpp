@@ -1,0 +1,342 @@
+// Files as callers know them: handles beside those of the kernel objects, sharing kept by locks that the kernel drops
+// with the process, and replacements that a crash can't leave half done.
+#include "CodePage.h"
+#include "FileDescriptor.h"
+#include "FileReplace.h"
+#include "Home.h"
+#include "KernelObject.h"
+#include "LastError.h"
+
+#include <platform/file_content.h>
+#include <platform/files.h>
+
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <sys/file.h>
+#include <unistd.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+using wd::failed;
+namespace sys = wd::sys;
+
+constexpr mode_t kNewFileMode = 0644;
+constexpr mode_t kNewFolderMode = 0755;
+constexpr mode_t kTemporaryMode = 0600;
+constexpr int kNameTries = 100;
+constexpr int kShareTries = 4;
+constexpr struct timespec kSharePause { 0, 1'000'000 };
+
+BOOL succeeded(DWORD error) {
+    return failed(error) == 0 ? TRUE : FALSE;
+}
+
+DWORD systemError() {
+    return wd::errorFromErrno(errno);
+}
+
+// Of reading or writing: the descriptor is good, so EBADF says that it was opened for the other one only.
+DWORD transferError() {
+    return errno == EBADF ? DWORD{ERROR_ACCESS_DENIED} : systemError();
+}
+
+// An open file's descriptor for one call; its handle can't go meanwhile.
+class FileUse {
+  public:
+    // False with GetLastError 6 for anything but an open file's handle.
+    bool acquire(HANDLE handle) {
+        if (m_use.acquire(handle) && m_use.payload().file.valid())
+            return true;
+        SetLastError(ERROR_INVALID_HANDLE);
+        return false;
+    }
+    int get() const { return m_use.payload().file.get(); }
+
+  private:
+    wd::KernelHandles::Use m_use;
+};
+
+struct Disposition {
+    bool known;
+    bool creates;
+    bool mustBeNew;
+    bool empties;
+};
+
+constexpr Disposition kDispositions[] = {
+    {false, false, false, false}, {true, true, true, false},  {true, true, false, true}, // -, CREATE_NEW, CREATE_ALWAYS
+    {true, false, false, false},  {true, true, false, false}, {true, false, false, true},
+};
+
+// Opens or makes the file; `existed` tells which.
+DWORD openFile(const fs::path& path, int access, const Disposition& disposition, wd::FileDescriptor& file,
+               bool& existed) {
+    constexpr int kFlags = O_CLOEXEC | O_NONBLOCK | O_NOCTTY; // a pipe or a device doesn't make the call wait
+    for (;;) {
+        existed = true;
+        if (!disposition.mustBeNew) {
+            file = wd::FileDescriptor(sys::open(path.c_str(), access | kFlags, 0));
+            if (file.valid())
+                return ERROR_SUCCESS;
+            if (errno != ENOENT || !disposition.creates)
+                return wd::errorOfPath(path);
+        }
+        existed = false;
+        file = wd::FileDescriptor(sys::open(path.c_str(), access | kFlags | O_CREAT | O_EXCL, kNewFileMode));
+        if (file.valid())
+            return ERROR_SUCCESS;
+        if (errno != EEXIST || disposition.mustBeNew)
+            return wd::errorOfPath(path);
+        // There and not there: a symbolic link to what is missing, which is made then. Or somebody was quicker.
+        struct stat status {};
+        if (sys::lstat(path.c_str(), &status) != 0 || !S_ISLNK(status.st_mode))
+            continue;
+        file = wd::FileDescriptor(sys::open(path.c_str(), access | kFlags | O_CREAT, kNewFileMode));
+        return file.valid() ? DWORD{ERROR_SUCCESS} : wd::errorOfPath(path);
+    }
+}
+
+// Nothing is changed in a file before its lock is had. Who replaces a file may have its lock for a moment; that is no
+// user of it.
+DWORD share(int file, DWORD mode) {
+    const int lock = (mode & (FILE_SHARE_READ | FILE_SHARE_WRITE)) != 0 ? LOCK_SH : LOCK_EX;
+    for (int i = 1; sys::flock(file, lock | LOCK_NB) != 0; ++i) {
+        if (errno != EWOULDBLOCK || i == kShareTries)
+            return systemError();
+        sys::nanosleep(&kSharePause, nullptr);
+    }
+    return ERROR_SUCCESS;
+}
+
+// A byte that looks like a separator may be the second one of a character.
+bool endsInSeparator(std::string_view path) {
+    bool separator = false;
+    for (std::size_t i = 0; i < path.size(); ++i) {
+        separator = path[i] == '\\' || path[i] == '/';
+        if (wd::isLeadByte(static_cast<BYTE>(path[i])))
+            ++i;
+    }
+    return separator;
+}
+
+} // namespace
+
+HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD shareMode, LPSECURITY_ATTRIBUTES /*attributes*/, DWORD disposition,
+                   DWORD /*flags*/, HANDLE /*templateFile*/) {
+    const bool writes = (access & (GENERIC_WRITE | GENERIC_ALL)) != 0;
+    const bool reads = (access & (GENERIC_READ | GENERIC_ALL)) != 0;
+    if (name == nullptr || disposition >= std::size(kDispositions) || !kDispositions[disposition].known ||
+        (!reads && !writes)) {
+        failed(ERROR_INVALID_PARAMETER);
+        return INVALID_HANDLE_VALUE;
+    }
+    const Disposition& how = kDispositions[disposition];
+    const fs::path path = wd::mapPath(name);
+    const int mode = writes ? (reads ? O_RDWR : O_WRONLY) : O_RDONLY;
+    wd::FileDescriptor file;
+    bool existed = false;
+    DWORD error = openFile(path, mode, how, file, existed);
+    struct stat status {};
+    if (error == ERROR_SUCCESS && sys::fstat(file.get(), &status) != 0)
+        error = systemError();
+    if (error == ERROR_SUCCESS && !S_ISREG(status.st_mode))
+        error = ERROR_ACCESS_DENIED;
+    if (error == ERROR_SUCCESS)
+        error = share(file.get(), shareMode);
+    if (error == ERROR_SUCCESS && how.empties && (existed || status.st_size != 0) && sys::ftruncate(file.get(), 0) != 0)
+        error = systemError();
+    HANDLE handle = nullptr;
+    if (error == ERROR_SUCCESS) {
+        handle = wd::KernelHandles::open([&](wd::HandleTarget& target) { target.file = std::move(file); });
+        if (handle == nullptr)
+            error = ERROR_NOT_ENOUGH_MEMORY;
+    }
+    if (error == ERROR_SUCCESS && existed && how.creates)
+        SetLastError(ERROR_ALREADY_EXISTS);
+    else
+        SetLastError(error);
+    return error == ERROR_SUCCESS ? handle : INVALID_HANDLE_VALUE;
+}
+
+BOOL ReadFile(HANDLE handle, LPVOID buffer, DWORD bytes, LPDWORD bytesRead, void* overlapped) {
+    if (bytesRead != nullptr)
+        *bytesRead = 0;
+    FileUse file;
+    if (!file.acquire(handle))
+        return FALSE;
+    if (overlapped != nullptr || (buffer == nullptr && bytes != 0))
+        return succeeded(ERROR_INVALID_PARAMETER);
+    DWORD done = 0;
+    while (done < bytes) {
+        const ssize_t got = sys::read(file.get(), static_cast<char*>(buffer) + done, bytes - done);
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got < 0)
+            return succeeded(transferError());
+        if (got == 0)
+            break;
+        done += static_cast<DWORD>(got);
+    }
+    if (bytesRead != nullptr)
+        *bytesRead = done;
+    return TRUE;
+}
+
+BOOL WriteFile(HANDLE handle, const void* buffer, DWORD bytes, LPDWORD bytesWritten, void* overlapped) {
+    if (bytesWritten != nullptr)
+        *bytesWritten = 0;
+    FileUse file;
+    if (!file.acquire(handle))
+        return FALSE;
+    if (overlapped != nullptr || (buffer == nullptr && bytes != 0))
+        return succeeded(ERROR_INVALID_PARAMETER);
+    DWORD done = 0;
+    DWORD error = ERROR_SUCCESS;
+    while (done < bytes && error == ERROR_SUCCESS) {
+        const ssize_t put = sys::write(file.get(), static_cast<const char*>(buffer) + done, bytes - done);
+        if (put > 0)
+            done += static_cast<DWORD>(put);
+        else if (put == 0)
+            error = ERROR_DISK_FULL;
+        else if (errno != EINTR)
+            error = transferError();
+    }
+    if (bytesWritten != nullptr)
+        *bytesWritten = done;
+    return succeeded(error);
+}
+
+DWORD SetFilePointer(HANDLE handle, LONG distance, LONG* distanceHigh, DWORD method) {
+    constexpr int kMethods[] = {SEEK_SET, SEEK_CUR, SEEK_END};
+    FileUse file;
+    if (!file.acquire(handle))
+        return INVALID_SET_FILE_POINTER;
+    if (method >= std::size(kMethods)) {
+        failed(ERROR_INVALID_PARAMETER);
+        return INVALID_SET_FILE_POINTER;
+    }
+    off_t offset = distance;
+    if (distanceHigh != nullptr)
+        offset = static_cast<off_t>(static_cast<std::uint64_t>(static_cast<std::uint32_t>(*distanceHigh)) << 32 |
+                                    static_cast<std::uint32_t>(distance));
+    const off_t position = sys::lseek(file.get(), offset, kMethods[method]);
+    if (position < 0) {
+        if (errno == EINVAL || errno == EOVERFLOW) // before the start, or farther than the file system reaches
+            failed(offset < 0 ? ERROR_NEGATIVE_SEEK : ERROR_INVALID_PARAMETER);
+        else
+            failed(systemError());
+        return INVALID_SET_FILE_POINTER;
+    }
+    if (distanceHigh != nullptr)
+        *distanceHigh = static_cast<LONG>(position >> 32);
+    const auto low = static_cast<DWORD>(position & 0xFFFFFFFF);
+    if (low == INVALID_SET_FILE_POINTER)
+        SetLastError(ERROR_SUCCESS); // a position that looks like the failure
+    return low;
+}
+
+BOOL CopyFileA(LPCSTR existing, LPCSTR target, BOOL failIfExists) {
+    if (existing == nullptr || target == nullptr)
+        return succeeded(ERROR_INVALID_PARAMETER);
+    const fs::path from = wd::mapPath(existing);
+    const fs::path to = wd::mapPath(target);
+    const wd::FileDescriptor source(sys::open(from.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0));
+    struct stat status {};
+    if (!source.valid() || sys::fstat(source.get(), &status) != 0)
+        return succeeded(wd::errorOfPath(from));
+    if (!S_ISREG(status.st_mode))
+        return succeeded(ERROR_ACCESS_DENIED);
+    if (failIfExists != FALSE && sys::lstat(to.c_str(), &status) == 0)
+        return succeeded(ERROR_FILE_EXISTS);
+    return succeeded(wd::replaceFileFrom(to, source.get()));
+}
+
+BOOL ReplaceFileA(LPCSTR replaced, LPCSTR replacement, LPCSTR backup, DWORD /*flags*/, LPVOID exclude,
+                  LPVOID reserved) {
+    if (replaced == nullptr || replacement == nullptr || backup != nullptr || exclude != nullptr || reserved != nullptr)
+        return succeeded(ERROR_INVALID_PARAMETER);
+    return succeeded(wd::replaceFileBy(wd::mapPath(replaced), wd::mapPath(replacement)));
+}
+
+BOOL WdReplaceContent(LPCSTR name, const void* content, DWORD bytes) {
+    if (name == nullptr || (content == nullptr && bytes != 0))
+        return succeeded(ERROR_INVALID_PARAMETER);
+    return succeeded(wd::replaceFile(wd::mapPath(name), {static_cast<const char*>(content), bytes}));
+}
+
+BOOL WdMakeFolder(LPCSTR name) {
+    if (name == nullptr)
+        return succeeded(ERROR_INVALID_PARAMETER);
+    return succeeded(wd::makeDirectories(wd::mapPath(name), kNewFolderMode));
+}
+
+BOOL DeleteFileA(LPCSTR name) {
+    if (name == nullptr)
+        return succeeded(ERROR_INVALID_PARAMETER);
+    const fs::path path = wd::mapPath(name);
+    return sys::unlink(path.c_str()) == 0 ? TRUE : succeeded(wd::errorOfPath(path));
+}
+
+// The name is made in the caller's form of the folder, so that it leads to the same file when it is given back.
+UINT GetTempFileNameA(LPCSTR folder, LPCSTR prefix, UINT unique, LPSTR buffer) {
+    constexpr std::size_t kPrefixBytes = 3;
+    if (folder == nullptr || prefix == nullptr || buffer == nullptr) {
+        failed(ERROR_INVALID_PARAMETER);
+        return 0;
+    }
+    std::string start = folder;
+    if (!start.empty() && !endsInSeparator(start))
+        start += '\\';
+    start.append(prefix, strnlen(prefix, kPrefixBytes));
+    for (int i = 0; i < kNameTries; ++i) {
+        UINT number = unique;
+        while (number == 0)
+            if (sys::getrandom(&number, sizeof number, 0) != static_cast<ssize_t>(sizeof number)) {
+                failed(systemError());
+                return 0;
+            }
+        std::array<char, 16> suffix{};
+        std::snprintf(suffix.data(), suffix.size(), "%X.tmp", number);
+        const std::string name = start + suffix.data();
+        if (name.size() >= MAX_PATH) {
+            failed(ERROR_FILENAME_EXCED_RANGE);
+            return 0;
+        }
+        const fs::path path = wd::mapPath(name);
+        const wd::FileDescriptor file(
+            unique != 0
+                ? -1
+                : sys::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, kTemporaryMode));
+        if (unique != 0 || file.valid()) {
+            std::memcpy(buffer, name.c_str(), name.size() + 1);
+            return number;
+        }
+        if (errno != EEXIST) {
+            failed(wd::errorOfPath(path));
+            return 0;
+        }
+    }
+    failed(ERROR_FILE_EXISTS);
+    return 0;
+}
+
+DWORD GetFileAttributesA(LPCSTR name) {
+    if (name == nullptr) {
+        failed(ERROR_INVALID_PARAMETER);
+        return INVALID_FILE_ATTRIBUTES;
+    }
+    const fs::path path = wd::mapPath(name);
+    struct stat status {};
+    if (sys::stat(path.c_str(), &status) != 0) {
+        failed(wd::errorOfPath(path));
+        return INVALID_FILE_ATTRIBUTES;
+    }
+    DWORD attributes = S_ISDIR(status.st_mode) ? FILE_ATTRIBUTE_DIRECTORY : 0;
+    if ((status.st_mode & S_IWUSR) == 0)
+        attributes |= FILE_ATTRIBUTE_READONLY;
+    return attributes != 0 ? attributes : FILE_ATTRIBUTE_NORMAL;
+}

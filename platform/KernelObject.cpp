@@ -1,0 +1,274 @@
+#include "KernelObject.h"
+
+#include "LastError.h"
+#include "ObjectSpace.h"
+#include "ProcessState.h"
+#include "Waiting.h"
+
+#include <algorithm>
+#include <sys/mman.h>
+#include <unordered_map>
+#include <vector>
+
+namespace wd {
+
+namespace {
+
+// Stands in the words of private objects, where no other process looks.
+constexpr Tag kPrivateTag = makeTag(0, 1);
+
+// Every object of this process, with its owner.
+using Objects = std::unordered_map<const KernelObject*, std::unique_ptr<KernelObject>>;
+
+Objects& allObjects() WD_REQUIRES(objectsMutex) {
+    static auto* const all = std::make_unique<Objects>().release();
+    return *all;
+}
+
+KernelObject& own(std::unique_ptr<KernelObject> object) WD_REQUIRES(objectsMutex) {
+    KernelObject& kept = *object;
+    allObjects().emplace(&kept, std::move(object));
+    return kept;
+}
+
+// The process that opened what is open.
+constinit std::atomic<const ProcessState*> owner{nullptr};
+
+bool enterSlowly(const ProcessState* process) {
+    const ForkLock lock(objectsMutex);
+    const ProcessState* const before = owner.load(std::memory_order_relaxed);
+    if (before != nullptr && before != process) {
+        if (const DWORD error = ObjectSpace::claimAllInChild())
+            return failed(error) == 0;
+        KernelObject::reopenAllInChild();
+    }
+    owner.store(process, std::memory_order_release);
+    return true;
+}
+
+// At the end of the process other threads may be anywhere: if one of them is at work here, files stay, for the next
+// creator to lay down afresh.
+__attribute__((destructor)) void discardClosedObjects() {
+    if (!objectsAreOwn() || !objectsMutex.try_lock())
+        return;
+    ObjectSpace::discardAllClosed();
+    objectsMutex.unlock();
+}
+
+std::uint64_t wordWithoutHolder(ObjectKind kind, std::uint64_t word) {
+    switch (kind) {
+    case ObjectKind::Event:
+        return word & kTaken;
+    case ObjectKind::Semaphore:
+        return word & ~kContended;
+    case ObjectKind::Any:
+    case ObjectKind::Mutex:
+    case ObjectKind::Mapping:
+        break;
+    }
+    return 0;
+}
+
+} // namespace
+
+bool enterObjects() {
+    const ProcessState* process = processState();
+    return owner.load(std::memory_order_acquire) == process || enterSlowly(process);
+}
+
+bool objectsAreOwn() {
+    const ProcessState* opener = owner.load(std::memory_order_acquire);
+    return opener != nullptr && opener == processState();
+}
+
+std::uint64_t threadNumber() {
+    static constinit std::atomic<std::uint64_t> threads{0};
+    static constinit thread_local std::uint64_t own = 0;
+    if (own == 0)
+        own = threads.fetch_add(1, std::memory_order_relaxed) + 1;
+    return own;
+}
+
+KernelObject::KernelObject(ObjectSpace& space, ObjectFile file)
+    : m_space(&space), m_file(std::move(file)), m_header(m_file.header()), m_kind(m_file.kind()),
+      m_parameter(m_file.parameter()), m_bytes(m_file.bytes()) {}
+
+KernelObject::KernelObject(const ObjectPlan& plan, void* memory, std::size_t size)
+    : m_privateBytes(size), m_header(static_cast<ObjectHeader*>(memory)), m_kind(plan.kind),
+      m_parameter(plan.parameter), m_bytes(plan.bytes) {
+    m_header->word.store(plan.ownedByCreator ? kPrivateTag : plan.word, std::memory_order_relaxed);
+    storeText(*m_header, plan.text);
+}
+
+KernelObject::~KernelObject() {
+    if (m_privateBytes != 0)
+        sys::munmap(m_header, m_privateBytes);
+}
+
+KernelObject& KernelObject::keep(ObjectSpace& space, ObjectFile file) {
+    return own(std::unique_ptr<KernelObject>(new KernelObject(space, std::move(file))));
+}
+
+KernelObject* KernelObject::makePrivate(const ObjectPlan& plan, DWORD& error) {
+    const std::size_t size = objectBytes(plan.bytes);
+    void* memory = plan.bytes > kObjectBytesLimit
+                       ? MAP_FAILED
+                       : sys::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    error = memory == MAP_FAILED ? ERROR_NOT_ENOUGH_MEMORY : ERROR_SUCCESS;
+    return memory == MAP_FAILED ? nullptr : &own(std::unique_ptr<KernelObject>(new KernelObject(plan, memory, size)));
+}
+
+Tag KernelObject::ownTag() const {
+    return isNamed() ? m_space->processes().own() : kPrivateTag;
+}
+
+bool KernelObject::isAlive(Tag tag) const {
+    return isNamed() ? m_space->processes().isAlive(tag) : tag == kPrivateTag;
+}
+
+void KernelObject::dropReference() {
+    std::uint32_t references = m_references.load(std::memory_order_relaxed);
+    while (references > 1)
+        if (m_references.compare_exchange_weak(references, references - 1, std::memory_order_release,
+                                               std::memory_order_relaxed))
+            return;
+    const ForkLock lock(objectsMutex);
+    dropLocked();
+}
+
+void KernelObject::dropLocked() {
+    if (m_references.fetch_sub(1, std::memory_order_acq_rel) != 1)
+        return;
+    if (isNamed())
+        m_space->close(*this);
+    allObjects().erase(this);
+}
+
+void KernelObject::reopenAllInChild() {
+    std::vector<KernelObject*> objects;
+    for (const auto& [object, owned] : allObjects())
+        objects.push_back(owned.get());
+    for (KernelObject* object : objects) {
+        object->m_lost = object->isNamed() && !object->reopenFile();
+        const std::uint64_t holder = object->ownerThread.load(std::memory_order_relaxed);
+        // What this thread holds of its own it still holds; everything else is held by threads that aren't here, which
+        // may have been anywhere between taking the word and saying so.
+        if (!object->isNamed() && holder == threadNumber())
+            continue;
+        const bool isTaken = (object->word().load(std::memory_order_relaxed) & kTaken) != 0;
+        if (!object->isNamed() && object->kind() == ObjectKind::Mutex && isTaken)
+            object->word().store(kAbandoned, std::memory_order_relaxed);
+        if (holder == 0)
+            continue;
+        object->ownerThread.store(0, std::memory_order_relaxed);
+        object->depth = 0;
+        object->dropLocked();
+    }
+}
+
+// The parent may have closed the object meanwhile: then this makes it anew, as it was but for who held it. Its memory
+// is copied first, since to lay it down may empty that very file.
+bool KernelObject::reopenFile() {
+    struct stat status {};
+    if (sys::fstat(m_file.file(), &status) != 0)
+        return false;
+    const std::string text = loadText(*m_header);
+    ObjectPlan plan;
+    plan.kind = m_kind;
+    plan.mayCreate = true;
+    plan.parameter = m_parameter;
+    plan.bytes = m_bytes;
+    plan.word = wordWithoutHolder(m_kind, m_header->word.load(std::memory_order_relaxed));
+    plan.mode = status.st_mode & 07777;
+    plan.text = text;
+    const auto* const bytes = static_cast<const std::byte*>(view());
+    const std::vector<std::byte> before(bytes, bytes + m_bytes);
+    bool existed = false;
+    ObjectFile fresh = m_space->file(m_file.name());
+    if (fresh.acquire(plan, existed) != ERROR_SUCCESS)
+        return false;
+    if (!existed)
+        std::copy(before.begin(), before.end(), reinterpret_cast<std::byte*>(fresh.header()) + kObjectPage);
+    return fresh.takePlaceOf(m_file);
+}
+
+bool ObjectUse::acquire(HANDLE handle, ObjectKind kind) {
+    if (!enterObjects())
+        return false;
+    if (find(handle, kind))
+        return true;
+    SetLastError(ERROR_INVALID_HANDLE);
+    return false;
+}
+
+bool ObjectUse::find(HANDLE handle, ObjectKind kind) {
+    if (!m_use.acquire(handle))
+        return false;
+    const KernelObject* object = m_use.payload().object;
+    return object != nullptr && !object->isLost() && (kind == ObjectKind::Any || kind == object->kind());
+}
+
+namespace {
+
+// Error of a name that no object can have; else the name of its file.
+DWORD fileOf(const char* name, std::string& file) {
+    const std::string_view text(name);
+    file = text.size() < MAX_PATH ? objectFileName(text) : std::string();
+    return file.empty() ? ERROR_FILENAME_EXCED_RANGE : ERROR_SUCCESS;
+}
+
+KernelObject* openNamed(const ObjectPlan& plan, const char* name, bool& existed, DWORD& error)
+    WD_REQUIRES(objectsMutex) {
+    std::string file;
+    error = fileOf(name, file);
+    if (error != ERROR_SUCCESS)
+        return nullptr;
+    ObjectSpace* space = ObjectSpace::current(error);
+    return space == nullptr ? nullptr : space->open(file, plan, existed, error);
+}
+
+} // namespace
+
+HANDLE openObject(const ObjectPlan& plan, const char* name) {
+    bool existed = false;
+    DWORD error = ERROR_SUCCESS;
+    KernelObject* object = nullptr;
+    {
+        const ForkLock lock(objectsMutex);
+        object = name == nullptr || *name == '\0' ? KernelObject::makePrivate(plan, error)
+                                                  : openNamed(plan, name, existed, error);
+    }
+    HANDLE handle = nullptr;
+    if (object != nullptr) {
+        if (plan.ownedByCreator && !existed)
+            adoptMutex(*object);
+        handle = KernelHandles::open([&](HandleTarget& target) { target.object = object; });
+        if (handle != nullptr)
+            object->handles.fetch_add(1, std::memory_order_relaxed);
+        else {
+            releaseWholly(*object);
+            object->dropReference();
+        }
+        error = handle == nullptr ? ERROR_NOT_ENOUGH_MEMORY : existed ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS;
+    }
+    SetLastError(error);
+    return handle;
+}
+
+KernelObject* findObject(const char* name, DWORD& error) {
+    const ForkLock lock(objectsMutex);
+    bool existed = false;
+    return openNamed({}, name, existed, error);
+}
+
+const ProcessTable* ownProcesses() {
+    if (const ObjectSpace* space = ObjectSpace::known())
+        return &space->processes();
+    DWORD error = ERROR_SUCCESS;
+    const ForkLock lock(objectsMutex);
+    const ObjectSpace* space = ObjectSpace::current(error);
+    failed(error);
+    return space == nullptr ? nullptr : &space->processes();
+}
+
+} // namespace wd

@@ -1,0 +1,310 @@
+#include "ObjectFile.h"
+
+#include "LastError.h"
+#include "PageGuard.h"
+
+#include <platform/steps.h>
+
+#include <algorithm>
+#include <fcntl.h>
+#include <sys/mman.h>
+
+namespace wd {
+
+namespace {
+
+constexpr int kOpenFlags = O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
+constexpr int kAttempts = 1000;        // to find the object in a state to use, against others that come and go
+constexpr int kCreatorAttempts = 5000; // of a millisecond: how long a creator may need for its few steps
+constexpr struct timespec kPause { 0, 1'000'000 };
+constexpr std::size_t kBlockBytes = 512; // the unit of st_blocks
+
+DWORD lastSystemError() {
+    return errorFromErrno(errno);
+}
+
+bool lockFile(int file, short type) {
+    struct flock lock {};
+    lock.l_type = type;
+    lock.l_whence = SEEK_SET;
+    lock.l_len = 1;
+    return sys::fcntl_lock(file, F_OFD_SETLK, &lock) == 0;
+}
+
+bool isLockHeldElsewhere() {
+    return errno == EAGAIN || errno == EACCES;
+}
+
+} // namespace
+
+void storeText(ObjectHeader& header, std::string_view text) {
+    const std::uint32_t changes = header.textChanges.load(std::memory_order_relaxed) | 1;
+    header.textChanges.store(changes, std::memory_order_relaxed);
+    std::atomic_thread_fence(std::memory_order_release);
+    text = text.substr(0, ObjectHeader::kTextBytes);
+    header.textLength.store(static_cast<std::uint32_t>(text.size()), std::memory_order_relaxed);
+    for (std::size_t i = 0; i < text.size(); ++i)
+        header.text[i].store(text[i], std::memory_order_relaxed);
+    header.textChanges.store(changes + 1, std::memory_order_release);
+}
+
+std::string loadText(const ObjectHeader& header) {
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        const std::uint32_t before = header.textChanges.load(std::memory_order_acquire);
+        const std::size_t length =
+            std::min<std::size_t>(header.textLength.load(std::memory_order_relaxed), ObjectHeader::kTextBytes);
+        std::string text(length, '\0');
+        for (std::size_t i = 0; i < length; ++i)
+            text[i] = header.text[i].load(std::memory_order_relaxed);
+        std::atomic_thread_fence(std::memory_order_acquire);
+        if (before % 2 == 0 && header.textChanges.load(std::memory_order_relaxed) == before)
+            return text;
+    }
+    return {};
+}
+
+std::string objectFileName(std::string_view name) {
+    constexpr std::size_t kLimit = 255;
+    constexpr char kDigits[] = "0123456789ABCDEF";
+    std::string file;
+    for (const char c : name) {
+        const auto byte = static_cast<unsigned char>(c);
+        const bool awkward =
+            byte <= ' ' || byte == 0x7F || c == '/' || c == '\\' || c == '%' || (c == '.' && file.empty());
+        if (awkward)
+            file.append({'%', kDigits[byte >> 4], kDigits[byte & 15]});
+        else
+            file += c;
+    }
+    return file.size() <= kLimit ? file : std::string();
+}
+
+ObjectFile::ObjectFile(ObjectFile&& other) noexcept {
+    *this = std::move(other);
+}
+
+ObjectFile& ObjectFile::operator=(ObjectFile&& other) noexcept {
+    std::swap(m_directory, other.m_directory);
+    std::swap(m_name, other.m_name);
+    std::swap(m_file, other.m_file);
+    std::swap(m_memory, other.m_memory);
+    std::swap(m_mapped, other.m_mapped);
+    std::swap(m_kind, other.m_kind);
+    std::swap(m_parameter, other.m_parameter);
+    std::swap(m_bytes, other.m_bytes);
+    return *this;
+}
+
+DWORD ObjectFile::acquire(const ObjectPlan& plan, bool& existed) {
+    if (plan.bytes > kObjectBytesLimit)
+        return ERROR_NOT_ENOUGH_MEMORY;
+    if (m_memory != nullptr && pagesWereLost(m_memory))
+        forget();
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        if (attempt > 2)
+            sys::nanosleep(&kPause, nullptr);
+        if (!m_file.valid()) {
+            const DWORD error = openOrMake(plan);
+            if (error == ERROR_FILE_EXISTS || (error == ERROR_FILE_NOT_FOUND && plan.mayCreate))
+                continue;
+            if (error != ERROR_SUCCESS)
+                return error;
+            WD_STEP("object.opened");
+        }
+        DWORD error = ERROR_SUCCESS;
+        switch (settle(plan, existed, error)) {
+        case Step::Done:
+            return ERROR_SUCCESS;
+        case Step::Failed:
+            forget();
+            return error;
+        case Step::StartOver:
+            forget();
+            break;
+        }
+    }
+    return ERROR_INVALID_DATA;
+}
+
+// Opening comes before making, since the system may refuse O_CREAT on another's file in a sticky directory. Between the
+// two another process may be first: then the error says to try again.
+DWORD ObjectFile::openOrMake(const ObjectPlan& plan) {
+    m_file = FileDescriptor(sys::openat(m_directory, m_name.c_str(), kOpenFlags, 0));
+    if (m_file.valid() || errno != ENOENT || !plan.mayCreate)
+        return m_file.valid() ? ERROR_SUCCESS : lastSystemError();
+    m_file = createWithMode(m_directory, m_name.c_str(), plan.mode);
+    return m_file.valid() ? ERROR_SUCCESS : lastSystemError();
+}
+
+ObjectFile::Step ObjectFile::settle(const ObjectPlan& plan, bool& existed, DWORD& error) {
+    if (lockFile(m_file.get(), F_WRLCK)) {
+        existed = false;
+        return create(plan, error);
+    }
+    if (!isLockHeldElsewhere()) {
+        error = lastSystemError();
+        return Step::Failed;
+    }
+    for (int attempt = 0; !lockFile(m_file.get(), F_RDLCK); ++attempt) {
+        if (!isLockHeldElsewhere() || attempt == kCreatorAttempts) {
+            error = lastSystemError();
+            return Step::Failed;
+        }
+        sys::nanosleep(&kPause, nullptr);
+    }
+    existed = true;
+    return join(plan, error);
+}
+
+// Under the write lock: nobody has the object.
+ObjectFile::Step ObjectFile::create(const ObjectPlan& plan, DWORD& error) {
+    WD_STEP("object.first");
+    struct stat status {};
+    if (sys::fstat(m_file.get(), &status) != 0) {
+        error = lastSystemError();
+        return Step::Failed;
+    }
+    if (status.st_nlink == 0)
+        return Step::StartOver;
+    if (!isSafeToWrite(m_file.get(), status, ObjectHeader::kMagic)) {
+        error = ERROR_ACCESS_DENIED;
+        return Step::Failed;
+    }
+    error = plan.mayCreate ? layDown(plan, status) : ERROR_FILE_NOT_FOUND;
+    if (error == ERROR_SUCCESS && !lockFile(m_file.get(), F_RDLCK))
+        error = lastSystemError();
+    if (error != ERROR_SUCCESS) {
+        removeName();
+        return Step::Failed;
+    }
+    WD_STEP("object.valid");
+    return Step::Done;
+}
+
+DWORD ObjectFile::layDown(const ObjectPlan& plan, const struct stat& status) {
+    if ((status.st_mode & 07777) != plan.mode && sys::fchmod(m_file.get(), plan.mode) != 0)
+        return lastSystemError();
+    const std::size_t size = objectBytes(plan.bytes);
+    const auto length = static_cast<off_t>(size);
+    if (status.st_size != length || static_cast<std::size_t>(status.st_blocks) * kBlockBytes < size) {
+        if (status.st_size != 0 && sys::ftruncate(m_file.get(), 0) != 0)
+            return lastSystemError();
+        unmap();
+        WD_STEP("object.empty");
+        if (!reserve(m_file.get(), length))
+            return lastSystemError();
+    }
+    if (const DWORD error = map(size))
+        return error;
+    ObjectHeader& header = *this->header();
+    header.magic.store(0, std::memory_order_relaxed);
+    header.version.store(ObjectHeader::kVersion, std::memory_order_relaxed);
+    header.kind.store(static_cast<std::uint16_t>(plan.kind), std::memory_order_relaxed);
+    header.parameter.store(plan.parameter, std::memory_order_relaxed);
+    header.bytes.store(plan.bytes, std::memory_order_relaxed);
+    header.word.store(plan.word, std::memory_order_relaxed);
+    storeText(header, plan.text);
+    if (status.st_size != 0)
+        std::fill_n(static_cast<std::byte*>(m_memory) + kObjectPage, size - kObjectPage, std::byte{0});
+    WD_STEP("object.laid");
+    header.magic.store(ObjectHeader::kMagic, std::memory_order_release);
+    m_kind = plan.kind;
+    m_parameter = plan.parameter;
+    m_bytes = plan.bytes;
+    return ERROR_SUCCESS;
+}
+
+// Under the read lock: somebody may have the object, or its creator died.
+ObjectFile::Step ObjectFile::join(const ObjectPlan& plan, DWORD& error) {
+    struct stat status {};
+    if (sys::fstat(m_file.get(), &status) != 0) {
+        error = lastSystemError();
+        return Step::Failed;
+    }
+    if (status.st_nlink == 0)
+        return Step::StartOver;
+    if (!isSafeToWrite(m_file.get(), status, ObjectHeader::kMagic)) {
+        error = ERROR_ACCESS_DENIED;
+        return Step::Failed;
+    }
+    const auto size = static_cast<std::size_t>(status.st_size);
+    if (size < kObjectPage || size > objectBytes(kObjectBytesLimit))
+        return Step::StartOver;
+    error = map(size);
+    if (error != ERROR_SUCCESS)
+        return Step::Failed;
+    const ObjectHeader& header = *this->header();
+    if (header.magic.load(std::memory_order_acquire) != ObjectHeader::kMagic)
+        return Step::StartOver;
+    m_kind = static_cast<ObjectKind>(header.kind.load(std::memory_order_relaxed));
+    m_parameter = header.parameter.load(std::memory_order_relaxed);
+    m_bytes = std::min<std::uint64_t>(header.bytes.load(std::memory_order_relaxed), size - kObjectPage);
+    if (header.version.load(std::memory_order_relaxed) != ObjectHeader::kVersion)
+        error = ERROR_INVALID_DATA;
+    else if (plan.kind != ObjectKind::Any && m_kind != plan.kind)
+        error = ERROR_INVALID_HANDLE;
+    else if (plan.bytes > m_bytes)
+        error = ERROR_ACCESS_DENIED;
+    WD_STEP("object.joined");
+    return error == ERROR_SUCCESS ? Step::Done : Step::Failed;
+}
+
+DWORD ObjectFile::map(std::size_t size) {
+    if (m_memory != nullptr && m_mapped == size)
+        return ERROR_SUCCESS;
+    unmap();
+    void* memory = sys::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, m_file.get(), 0);
+    if (memory == MAP_FAILED)
+        return lastSystemError();
+    m_memory = memory;
+    m_mapped = size;
+    guardPages(memory, size);
+    return ERROR_SUCCESS;
+}
+
+void ObjectFile::unmap() {
+    if (m_memory == nullptr)
+        return;
+    unguardPages(m_memory);
+    sys::munmap(std::exchange(m_memory, nullptr), m_mapped);
+}
+
+bool ObjectFile::takePlaceOf(ObjectFile& old) {
+    if (m_mapped != old.m_mapped || m_kind != old.m_kind ||
+        sys::mmap(old.m_memory, m_mapped, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_FIXED, m_file.get(), 0) ==
+            MAP_FAILED)
+        return false;
+    unmap();
+    m_memory = std::exchange(old.m_memory, nullptr);
+    old.forget();
+    old = std::move(*this);
+    return true;
+}
+
+void ObjectFile::leave() {
+    lockFile(m_file.get(), F_UNLCK);
+}
+
+void ObjectFile::discard() {
+    WD_STEP("object.closing");
+    if (m_file.valid() && lockFile(m_file.get(), F_WRLCK))
+        removeName();
+    forget();
+}
+
+// Under the write lock, so that whoever opened the file before finds it without a name and starts over.
+void ObjectFile::removeName() const {
+    struct stat own {};
+    struct stat named {};
+    if (sys::fstat(m_file.get(), &own) == 0 && own.st_nlink != 0 &&
+        sys::fstatat(m_directory, m_name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 && own.st_ino == named.st_ino &&
+        own.st_dev == named.st_dev)
+        sys::unlinkat(m_directory, m_name.c_str(), 0);
+}
+
+void ObjectFile::forget() {
+    unmap();
+    m_file.reset();
+}
+
+} // namespace wd

@@ -1,0 +1,130 @@
+// One named kernel object as a file of the objects' directory, mapped shared. Whoever has the object open holds an OFD
+// read lock on its file, so the object exists as long as somebody living does. A creator tries for the write lock:
+// having it, nobody has the object; it lays it down afresh and turns the lock into a read lock, which is one step. Not
+// having it, it joins. A crash between leaves a file that nobody has, which the next creator lays down afresh.
+//
+// An object that this process closed may stay mapped without its lock, for the next creation under the name: it exists
+// for nobody meanwhile. Not safe for threads by itself; its owner's lock guards it.
+#pragma once
+
+#include "FileDescriptor.h"
+#include "SharedWord.h"
+
+#include <platform/base.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace wd {
+
+enum class ObjectKind : std::uint16_t { Any, Mutex, Event, Semaphore, Mapping };
+
+constexpr std::size_t kObjectPage = 4096;
+constexpr std::uint64_t kObjectBytesLimit = std::uint64_t{1} << 30;
+
+// Of an object with so many bytes of its own: the header's page and whole pages.
+constexpr std::size_t objectBytes(std::uint64_t bytes) {
+    return kObjectPage + static_cast<std::size_t>((bytes + kObjectPage - 1) / kObjectPage * kObjectPage);
+}
+
+// The first page of an object; the bytes of a mapping follow it. Numbers only, any of which a stranger may change: what
+// a process must rely on it copies when it joins.
+struct ObjectHeader {
+    static constexpr std::uint32_t kMagic = 0x4F4B4457; // "WDKO"
+    static constexpr std::uint16_t kVersion = 1;
+    static constexpr std::size_t kTextBytes = 2048;
+
+    std::atomic<std::uint32_t> magic; // stored last: makes the object valid
+    std::atomic<std::uint16_t> version;
+    std::atomic<std::uint16_t> kind;
+    std::atomic<std::uint32_t> parameter; // event: 1 manual reset; semaphore: its maximum
+    std::atomic<std::uint32_t> reserved;
+    std::atomic<std::uint64_t> bytes; // of a mapping
+    alignas(64) SharedWord word;
+    alignas(64) std::atomic<std::uint32_t> textChanges; // odd while the text changes
+    std::atomic<std::uint32_t> textLength;
+    std::atomic<char> text[kTextBytes]; // security descriptor as SDDL
+};
+static_assert(sizeof(ObjectHeader) <= kObjectPage && sizeof(std::atomic<char>) == 1);
+static_assert(std::atomic<std::uint64_t>::is_always_lock_free);
+
+// The descriptor's text of an object. A writer that died in the middle leaves nonsense, which reads as no text.
+void storeText(ObjectHeader& header, std::string_view text);
+std::string loadText(const ObjectHeader& header);
+
+// What to lay down, or what to expect.
+struct ObjectPlan {
+    static constexpr mode_t kEverybody = 0666;
+    static constexpr mode_t kCreatorAlone = 0; // 0600, or 0660 in a home with a group: the space of the object knows
+
+    ObjectKind kind = ObjectKind::Any;
+    bool mayCreate = false;
+    bool ownedByCreator = false; // of a mutex: whoever creates it holds it
+    std::uint32_t parameter = 0;
+    std::uint64_t bytes = 0;
+    std::uint64_t word = 0;
+    mode_t mode = kCreatorAlone;
+    std::string_view text;
+};
+
+class ObjectFile {
+  public:
+    ObjectFile() = default;
+    // `name` is the file's own, in the directory.
+    ObjectFile(int directory, std::string name) : m_directory(directory), m_name(std::move(name)) {}
+    ObjectFile(ObjectFile&& other) noexcept;
+    ObjectFile& operator=(ObjectFile&& other) noexcept;
+    ~ObjectFile() { forget(); }
+
+    // Creates or joins. 0 with `existed`; 2: nobody has it and it may not be made; 5: no permission, or fewer bytes
+    // than planned; 6: of another kind; 13: in use and of a layout unknown here; 32: a creator that doesn't come to an
+    // end.
+    DWORD acquire(const ObjectPlan& plan, bool& existed);
+    // The object is closed, its file and memory stay for the next acquire.
+    void leave();
+    // The object is closed for good, and its file removed when nobody else has it.
+    void discard();
+    // Gives up file and memory without touching a lock: what a child of a fork does with its parent's.
+    void forget();
+
+    const std::string& name() const { return m_name; }
+    int file() const { return m_file.get(); }
+    ObjectHeader* header() const { return static_cast<ObjectHeader*>(m_memory); }
+    std::size_t mappedBytes() const { return m_mapped; }
+    // Of a mapping: what is really there, whatever the header says by now.
+    std::uint64_t bytes() const { return m_bytes; }
+    std::uint32_t parameter() const { return m_parameter; }
+    ObjectKind kind() const { return m_kind; }
+
+    // Puts this object, of the same size, where `old` is mapped, so that addresses inside it stay good; `old` becomes
+    // this one, and this one nothing. Touches no lock of `old`.
+    bool takePlaceOf(ObjectFile& old);
+
+  private:
+    enum class Step { Done, StartOver, Failed };
+
+    DWORD openOrMake(const ObjectPlan& plan);
+    Step settle(const ObjectPlan& plan, bool& existed, DWORD& error);
+    Step create(const ObjectPlan& plan, DWORD& error);
+    Step join(const ObjectPlan& plan, DWORD& error);
+    DWORD layDown(const ObjectPlan& plan, const struct stat& status);
+    DWORD map(std::size_t size);
+    void unmap();
+    void removeName() const;
+
+    int m_directory = -1;
+    std::string m_name;
+    FileDescriptor m_file;
+    void* m_memory = nullptr;
+    std::size_t m_mapped = 0;
+    ObjectKind m_kind = ObjectKind::Any;
+    std::uint32_t m_parameter = 0;
+    std::uint64_t m_bytes = 0;
+};
+
+// The file that an object's name stands for; awkward bytes are escaped. Empty when it would be too long.
+std::string objectFileName(std::string_view name);
+
+} // namespace wd

@@ -1,0 +1,62 @@
+// The named objects of one home in this process: the directory, the process table, what is open by name, and a few
+// dozen closed objects that stay mapped, since a mutex made for one operation will be made for the next. Never
+// destroyed: objects and the locks on their files refer to it. Everything but the process table is guarded by
+// objectsMutex.
+#pragma once
+
+#include "Home.h"
+#include "KernelObject.h"
+#include "ProcessTable.h"
+
+#include <deque>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace wd {
+
+class ObjectSpace {
+  public:
+    // Of the home of this process, with this process in its table; null with an error.
+    static ObjectSpace* current(DWORD& error) WD_REQUIRES(objectsMutex);
+    // The same if it is known already; takes no lock.
+    static ObjectSpace* known();
+    // In a child of a fork: every space gets a row for it, and no closed object is kept.
+    static DWORD claimAllInChild() WD_REQUIRES(objectsMutex);
+    // At the end of the process: closed objects leave no file behind.
+    static void discardAllClosed() WD_REQUIRES(objectsMutex);
+
+    const ProcessTable& processes() const { return m_processes; }
+    // Of an object that is its creator's alone.
+    mode_t creatorsMode() const { return m_creatorsMode; }
+    // An object's file, not open yet.
+    ObjectFile file(const std::string& name) const { return {m_directory.get(), name}; }
+
+    // The object of a file's name with one more reference; null with an error.
+    KernelObject* open(const std::string& file, ObjectPlan plan, bool& existed, DWORD& error) WD_REQUIRES(objectsMutex);
+    // Nothing refers to it any more; its memory may be gone.
+    void close(KernelObject& object) WD_REQUIRES(objectsMutex);
+
+  private:
+    static constexpr std::size_t kClosedLimit = 32;
+    static constexpr std::size_t kClosedBytesLimit = std::size_t{1} << 20; // a larger one is closed for good
+
+    explicit ObjectSpace(const Home& home) : m_home(&home) {}
+
+    DWORD open();
+    ObjectFile takeClosed(const std::string& file) WD_REQUIRES(objectsMutex);
+
+    const Home* m_home;
+    FileDescriptor m_directory;
+    dev_t m_device = 0;
+    ino_t m_inode = 0;
+    mode_t m_creatorsMode = 0600;
+    ProcessTable m_processes;
+    std::map<std::string, KernelObject*, std::less<>> m_named WD_GUARDED_BY(objectsMutex);
+    std::deque<ObjectFile> m_closed WD_GUARDED_BY(objectsMutex); // the oldest first
+    std::uint64_t m_forksSeen WD_GUARDED_BY(objectsMutex) = 0;   // by then m_closed was emptied
+};
+
+} // namespace wd

@@ -1,0 +1,17 @@
+// Against strangers who cut short a file that this process has mapped: the system ends a process with SIGBUS that
+// touches a page behind the file's end. Inside guarded memory such a page becomes an empty one of this process alone,
+// and the call goes on with what stands there, as it does with any other nonsense in shared memory. Elsewhere the
+// signal does what it did before. A program that sets its own handler later is without this guard.
+#pragma once
+
+#include <cstddef>
+
+namespace wd {
+
+// Guards mapped memory until unguardPages; nothing when too much is guarded already. Any thread.
+void guardPages(void* address, std::size_t size);
+void unguardPages(void* address);
+// Whether a page of the guarded memory was lost: it isn't what other processes see any more.
+bool pagesWereLost(const void* address);
+
+} // namespace wd

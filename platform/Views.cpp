@@ -1,0 +1,59 @@
+#include "Views.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace wd {
+
+namespace {
+
+struct View {
+    const void* address;
+    KernelObject* mapping;
+    std::uint32_t count;
+};
+
+constinit ForkMutex<View> viewsMutex;
+
+std::vector<View>& views() WD_REQUIRES(viewsMutex) {
+    static auto* const all = std::make_unique<std::vector<View>>().release();
+    return *all;
+}
+
+std::vector<View>::iterator find(const void* address) WD_REQUIRES(viewsMutex) {
+    return std::find_if(views().begin(), views().end(), [&](const View& view) { return view.address == address; });
+}
+
+} // namespace
+
+void addView(KernelObject& mapping) {
+    const void* const address = mapping.view();
+    const ForkLock lock(viewsMutex);
+    const auto known = find(address);
+    if (known != views().end()) {
+        ++known->count;
+        return;
+    }
+    mapping.addReference();
+    views().push_back({address, &mapping, 1});
+}
+
+bool removeView(const void* address) {
+    KernelObject* unused = nullptr;
+    {
+        const ForkLock lock(viewsMutex);
+        const auto known = find(address);
+        if (known == views().end())
+            return false;
+        if (--known->count == 0) {
+            unused = known->mapping;
+            *known = views().back();
+            views().pop_back();
+        }
+    }
+    if (unused != nullptr)
+        unused->dropReference();
+    return true;
+}
+
+} // namespace wd

@@ -1,0 +1,51 @@
+/* Files. Paths are in the system code page; `\` and `/` both separate, a leading "X:" is the folder drive_x of the
+   home. A failing call sets GetLastError: 2 for a missing file, 3 for a missing folder on the way, 5 without
+   permission, 32 when another user of the layer has the file open in a way that doesn't share it, 80 when it must not
+   exist and does, 112 on a full disk. */
+#ifndef PLATFORM_FILES_H
+#define PLATFORM_FILES_H
+
+#include <platform/security.h>
+#include <platform/sync.h>
+
+inline constexpr DWORD FILE_SHARE_READ = 1;
+inline constexpr DWORD FILE_SHARE_WRITE = 2;
+inline constexpr DWORD CREATE_NEW = 1;
+inline constexpr DWORD CREATE_ALWAYS = 2;
+inline constexpr DWORD OPEN_EXISTING = 3;
+inline constexpr DWORD OPEN_ALWAYS = 4;
+inline constexpr DWORD TRUNCATE_EXISTING = 5;
+inline constexpr DWORD FILE_ATTRIBUTE_READONLY = 0x01;
+inline constexpr DWORD FILE_ATTRIBUTE_DIRECTORY = 0x10;
+inline constexpr DWORD FILE_ATTRIBUTE_NORMAL = 0x80;
+inline constexpr DWORD INVALID_FILE_ATTRIBUTES = 0xFFFFFFFF;
+inline constexpr DWORD INVALID_SET_FILE_POINTER = 0xFFFFFFFF;
+inline constexpr DWORD FILE_BEGIN = 0;
+inline constexpr DWORD FILE_CURRENT = 1;
+inline constexpr DWORD FILE_END = 2;
+
+/* INVALID_HANDLE_VALUE on failure. Sharing is kept among users of the layer: without any, nobody else may have the file
+   open; FILE_SHARE_READ lets in those who share it too. On success GetLastError is 183 when CREATE_ALWAYS or
+   OPEN_ALWAYS found a file. Closed with CloseHandle. */
+WD_API HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES attributes, DWORD disposition,
+                          DWORD flags, HANDLE templateFile);
+/* Fewer bytes than asked only at the end of the file. `overlapped` must be null, here and below. */
+WD_API BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD bytes, LPDWORD bytesRead, void* overlapped);
+WD_API BOOL WriteFile(HANDLE file, const void* buffer, DWORD bytes, LPDWORD bytesWritten, void* overlapped);
+/* The lower half of the new position; 131 for one before the file's start. */
+WD_API DWORD SetFilePointer(HANDLE file, LONG distance, LONG* distanceHigh, DWORD method);
+
+/* The target is the old file or the new one after any crash, never a part of either; it keeps its mode and owner. A
+   file that others have open is replaced too: they keep what they opened. */
+WD_API BOOL CopyFileA(LPCSTR existing, LPCSTR target, BOOL failIfExists);
+/* `replacement` takes the place and the mode of `replaced` and is gone from its own; both are on disk on return.
+   `backup` and the last two must be null. */
+WD_API BOOL ReplaceFileA(LPCSTR replaced, LPCSTR replacement, LPCSTR backup, DWORD flags, LPVOID exclude,
+                         LPVOID reserved);
+WD_API BOOL DeleteFileA(LPCSTR name);
+/* Makes an empty file "<folder>\<first 3 of the prefix><hex>.tmp", this user's alone, when `unique` is 0; otherwise
+   only forms the name with that number. `buffer` has MAX_PATH bytes. The number, or 0 on failure. */
+WD_API UINT GetTempFileNameA(LPCSTR folder, LPCSTR prefix, UINT unique, LPSTR buffer);
+WD_API DWORD GetFileAttributesA(LPCSTR name);
+
+#endif
