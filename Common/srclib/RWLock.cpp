@@ -1,47 +1,277 @@
 #include "RWLock.h"
 
+#include "ObjectName.h"
+#include "SecurityAttributes.h"
 #include "Waits.h"
 #include "WdCommon/DebugLog.h"
 
-#include <chrono>
+#include <platform/steps.h>
 
-bool CWdRWLockEx::Initialize(const char* name) {
-    return name != nullptr && *name != '\0';
+#include <atomic>
+#include <string>
+
+// The names of the steps are those of the model of this lock (docs/model/rwlock.pml).
+
+namespace {
+
+constexpr DWORD kCountBytes = 4;
+constexpr std::size_t kRows = 4096; // as many as a home has processes
+
+// Runs `wait` until it doesn't time out: a wait never gives up.
+template <class Wait>
+DWORD waitWithWarning(Wait&& wait) {
+    DWORD result = wait();
+    while (result == WAIT_TIMEOUT) {
+        WDLOG_ERROR("CAUTION: May be dead locked");
+        result = wait();
+    }
+    if (result == WAIT_FAILED)
+        WDLOG_ERROR("::WaitForSingleObject() failed (err=%d)", static_cast<int>(GetLastError()));
+    return result;
 }
 
-// The lock's own two mutexes are held across its operations' ends, which the analysis can't follow: what it checks is
-// the use of the lock as a whole.
+DWORD WaitWithWarning(HANDLE handle, DWORD timeout) {
+    return waitWithWarning([=] { return WaitForSingleObject(handle, timeout); });
+}
+
+} // namespace
+
+// The analysis sees these locks as a whole and knows nothing of the objects that they are made of.
+
+CWdRWLock::~CWdRWLock() = default;
+
+void CWdRWLock::LockRead() WD_NO_THREAD_SAFETY_ANALYSIS {
+    WaitWithWarning(mutexHandle, INFINITE);
+    if (readerCount++ == 0)
+        WaitWithWarning(semaphoreHandle, wdlt::kLockSliceMs);
+    ReleaseMutex(mutexHandle);
+}
+
+void CWdRWLock::UnlockRead() WD_NO_THREAD_SAFETY_ANALYSIS {
+    WaitWithWarning(mutexHandle, INFINITE);
+    if (--readerCount == 0)
+        ReleaseSemaphore(semaphoreHandle, 1, nullptr);
+    ReleaseMutex(mutexHandle);
+}
+
+void CWdRWLock::LockWrite() WD_NO_THREAD_SAFETY_ANALYSIS {
+    WaitWithWarning(semaphoreHandle, wdlt::kLockSliceMs);
+}
+
+void CWdRWLock::UnlockWrite() WD_NO_THREAD_SAFETY_ANALYSIS {
+    ReleaseSemaphore(semaphoreHandle, 1, nullptr);
+}
+
+// Written with the guard held, but by an owner that lets go of its row; and anybody may write anything here.
+struct CWdRWLockEx::Row {
+    std::atomic<WD_TAG> tag; // 0: free
+    std::atomic<std::uint32_t> reads;
+    std::uint32_t reserved;
+};
+
+// The guard held, with what it guards mapped. A holder of the guard that died may have left count and rows half
+// changed: whoever gets the guard from it counts anew.
+class CWdRWLockEx::Guarded {
+  public:
+    explicit Guarded(CWdRWLockEx& lock) : Guarded(lock, WaitWithWarning(lock.rwMutex, INFINITE)) {}
+    // `wait` is the result of a wait for the guard that took it.
+    Guarded(CWdRWLockEx& lock, DWORD wait) : m_lock(lock) {
+        WD_STEP("guard");
+        void* rows = nullptr;
+        m_mapped = m_lock.rwMemory.Map(&m_lock.m_count, false, kCountBytes) &&
+                   m_lock.m_holders.Map(&rows, false, kRows * sizeof(Row));
+        m_lock.m_rows = static_cast<Row*>(rows);
+        if (!m_mapped)
+            WDLOG_ERROR("Failed to lock memory");
+        else if (wait == WAIT_ABANDONED)
+            m_lock.recount();
+    }
+    ~Guarded() {
+        m_lock.m_rows = nullptr;
+        m_lock.m_count = nullptr;
+        m_lock.m_holders.Unmap();
+        m_lock.rwMemory.Unmap();
+        WD_STEP("guard.end");
+        ReleaseMutex(m_lock.rwMutex);
+    }
+    Guarded(const Guarded&) = delete;
+    Guarded& operator=(const Guarded&) = delete;
+
+    bool isMapped() const { return m_mapped; }
+    std::atomic<std::uint32_t>& count() const { return *static_cast<std::atomic<std::uint32_t>*>(m_lock.m_count); }
+    void setReads(std::uint32_t reads) const {
+        m_lock.m_reads = reads;
+        m_lock.m_rows[m_lock.m_row].reads.store(reads, std::memory_order_relaxed);
+    }
+
+  private:
+    CWdRWLockEx& m_lock;
+    bool m_mapped = false;
+};
+
+CWdRWLockEx::~CWdRWLockEx() {
+    freeRow();
+    if (rwMutex != nullptr)
+        CloseHandle(rwMutex);
+    if (rwEvent != nullptr)
+        CloseHandle(rwEvent);
+    rwMemory.Close();
+    m_holders.Close();
+}
+
+bool CWdRWLockEx::Initialize(const char* name) {
+    const std::string base = name;
+    const DefSecAttr security;
+    rwMutex = CreateMutexA(security.m_pAttributes, FALSE, GlobalObjectName((base + "_RW_MUTEX").c_str()).c_str());
+    if (rwMutex == nullptr) {
+        WDLOG_ERROR("Failed to create mutex: %lu", static_cast<unsigned long>(GetLastError()));
+        return false;
+    }
+    rwEvent = CreateEventA(security.m_pAttributes, FALSE, TRUE, GlobalObjectName((base + "_RW_EVENT").c_str()).c_str());
+    if (rwEvent == nullptr) {
+        WDLOG_ERROR("Failed to create event: %lu", static_cast<unsigned long>(GetLastError()));
+        return false;
+    }
+    if (!rwMemory.Create((base + "_RW_MEMORY").c_str(), kCountBytes, true) ||
+        !m_holders.Create((base + "_RW_HOLDERS").c_str(), kRows * sizeof(Row), true)) {
+        WDLOG_ERROR("Failed to create shared memory: %lu", static_cast<unsigned long>(GetLastError()));
+        return false;
+    }
+    return true;
+}
+
+// The row first, the count second, the token last: what a crash leaves between them the next holder of the guard sees
+// in the rows. The token is waited for whenever the group doesn't have it, whatever the count says: a reader that died
+// as the first of them left a count above 0 and no token.
 void CWdRWLockEx::LockRead() WD_NO_THREAD_SAFETY_ANALYSIS {
-    const std::lock_guard guard(m_guard);
-    if (m_readers++ == 0)
-        takeToken();
+    const Guarded guarded(*this);
+    if (!guarded.isMapped() || !claimRow())
+        return;
+    guarded.setReads(m_reads + 1);
+    WD_STEP("enter.row");
+    guarded.count().fetch_add(1, std::memory_order_relaxed);
+    WD_STEP("enter.count");
+    if (WdEventTaker(rwEvent) != WD_GROUP_TAG) {
+        const auto look = [](void* self) { static_cast<CWdRWLockEx*>(self)->lookAfterDead(true); };
+        waitWithWarning([&] { return WdWaitForEvent(rwEvent, WD_ROLE_GROUP, wdlt::kLockSliceMs, look, this); });
+    }
+    WD_STEP("enter.token");
 }
 
 void CWdRWLockEx::UnlockRead() WD_NO_THREAD_SAFETY_ANALYSIS {
-    const std::lock_guard guard(m_guard);
-    if (--m_readers == 0)
-        giveToken();
+    const Guarded guarded(*this);
+    // Not a holder, as the child of a fork, or after a read lock that couldn't be had: the count is others'.
+    if (!guarded.isMapped() || m_reads == 0 || m_tag != WdOwnTag(WD_ROLE_ALONE))
+        return;
+    guarded.setReads(m_reads - 1);
+    WD_STEP("leave.row");
+    std::uint32_t count = guarded.count().load(std::memory_order_relaxed);
+    if (count > 0)
+        guarded.count().store(--count, std::memory_order_relaxed);
+    WD_STEP("leave.count");
+    if (count == 0)
+        WdSignalAgain(rwEvent, WD_GROUP_TAG);
+    WD_STEP("leave.token");
 }
 
 void CWdRWLockEx::LockWrite() WD_NO_THREAD_SAFETY_ANALYSIS {
-    takeToken();
+    const auto look = [](void* self) { static_cast<CWdRWLockEx*>(self)->lookAfterDead(false); };
+    waitWithWarning([&] { return WdWaitForEvent(rwEvent, WD_ROLE_ALONE, wdlt::kLockSliceMs, look, this); });
+    WD_STEP("write.token");
 }
 
 void CWdRWLockEx::UnlockWrite() WD_NO_THREAD_SAFETY_ANALYSIS {
-    giveToken();
+    WD_STEP("write.end");
+    SetEvent(rwEvent);
 }
 
-void CWdRWLockEx::takeToken() {
-    std::unique_lock guard(m_tokenGuard);
-    while (!m_tokenGiven.wait_for(guard, std::chrono::milliseconds(wdlt::kLockSliceMs), [&] { return !m_tokenTaken; }))
-        WDLOG_ERROR("CAUTION: May be dead locked");
-    m_tokenTaken = true;
-}
-
-void CWdRWLockEx::giveToken() {
-    {
-        const std::lock_guard guard(m_tokenGuard);
-        m_tokenTaken = false;
+// What whoever waits for the token does at each look. Only a taker that is dead loses the token, and only if it still
+// has it. `guarded`: the caller holds the guard, being a reader whose own row keeps the group alive.
+void CWdRWLockEx::lookAfterDead(bool guarded) {
+    WD_STEP("look");
+    const WD_TAG taker = WdEventTaker(rwEvent);
+    if (taker == 0)
+        return;
+    if (WdTagRole(taker) != WD_ROLE_GROUP) {
+        if (WdTagIsAlive(taker) == FALSE) {
+            WD_STEP("look.writer");
+            WdSignalAgain(rwEvent, taker);
+        }
+        return;
     }
-    m_tokenGiven.notify_one();
+    if (guarded)
+        return;
+    const DWORD wait = WaitForSingleObject(rwMutex, 0);
+    if (wait != WAIT_OBJECT_0 && wait != WAIT_ABANDONED)
+        return; // whoever has the guard is alive
+    const Guarded held(*this, wait);
+    if (held.isMapped() && wait == WAIT_OBJECT_0)
+        recount();
+}
+
+// With the guard held.
+void CWdRWLockEx::recount() {
+    const std::uint32_t reads = dropDeadRows();
+    WD_STEP("recount.rows");
+    static_cast<std::atomic<std::uint32_t>*>(m_count)->store(reads, std::memory_order_relaxed);
+    WD_STEP("recount.count");
+    if (reads == 0)
+        WdSignalAgain(rwEvent, WD_GROUP_TAG);
+    WD_STEP("recount.token");
+}
+
+// The reads of those who live. With the guard held.
+std::uint32_t CWdRWLockEx::dropDeadRows() {
+    std::uint32_t reads = 0;
+    for (std::size_t i = 0; i < kRows; ++i) {
+        Row& row = m_rows[i];
+        const WD_TAG tag = row.tag.load(std::memory_order_relaxed);
+        if (tag == 0)
+            continue;
+        if (WdTagIsAlive(tag) == FALSE) {
+            row.reads.store(0, std::memory_order_relaxed);
+            row.tag.store(0, std::memory_order_relaxed);
+        } else {
+            reads += row.reads.load(std::memory_order_relaxed);
+        }
+    }
+    return reads;
+}
+
+// With the guard held: a row for this lock object in this process, if it has none yet. False when all are taken.
+bool CWdRWLockEx::claimRow() {
+    const WD_TAG own = WdOwnTag(WD_ROLE_ALONE);
+    if (own != 0 && m_tag == own && m_rows[m_row].tag.load(std::memory_order_relaxed) == own)
+        return true;
+    if (m_tag != own)
+        m_reads = 0; // a child of a fork holds nothing of its parent's
+    dropDeadRows();
+    for (std::size_t i = 0; i < kRows && own != 0; ++i) {
+        if (m_rows[i].tag.load(std::memory_order_acquire) != 0)
+            continue;
+        m_rows[i].reads.store(m_reads, std::memory_order_relaxed);
+        m_rows[i].tag.store(own, std::memory_order_relaxed);
+        m_row = i;
+        m_tag = own;
+        WD_STEP("row.claimed");
+        recount();
+        return true;
+    }
+    WDLOG_ERROR("Failed to lock memory");
+    return false;
+}
+
+// Without the guard, which a reader may hold for as long as a writer works: nobody else writes to a living owner's row.
+void CWdRWLockEx::freeRow() {
+    if (m_tag == 0 || m_tag != WdOwnTag(WD_ROLE_ALONE))
+        return;
+    void* rows = nullptr;
+    if (!m_holders.Map(&rows, false, kRows * sizeof(Row)))
+        return;
+    Row& row = static_cast<Row*>(rows)[m_row];
+    WD_TAG own = m_tag;
+    row.reads.store(0, std::memory_order_relaxed);
+    // The reads before the tag: the next owner's own stand there as soon as it sees the row free.
+    row.tag.compare_exchange_strong(own, 0, std::memory_order_release, std::memory_order_relaxed);
+    m_holders.Unmap();
 }

@@ -1,49 +1,80 @@
 // The reader/writer lock of all feature operations. Readers hold one token as a group, a writer holds it alone; the
-// first reader waits for it with the guard held, so that later readers queue behind. It excludes the threads of one
-// process.
+// first reader waits for it with the guard held, so that later readers queue behind. Fair to nobody.
+//
+// CWdRWLockEx works between processes and outlives its holders. Named objects of a lock with base name N, whose layout
+// all processes share:
+//   N_RW_MUTEX    the guard of the count and of the holders' rows
+//   N_RW_EVENT    the token: signalled when nobody holds the lock; else it tells who took it (the group, or one
+//   process) N_RW_MEMORY   4 bytes: how many threads of all processes hold the read lock N_RW_HOLDERS  a row for each
+//   lock object that has read: whose it is, and how many of the count are its own
+// The count alone can't see that a holder died; the rows and the token's taker can.
 #pragma once
 
+#include "ShareMemory.h"
+
+#include <platform/robust.h>
 #include <platform/thread_annotations.h>
 
-#include <condition_variable>
+#include <cstddef>
 #include <cstdint>
-#include <mutex>
 
 class WD_CAPABILITY("mutex") CWdRWLock {
   public:
     CWdRWLock() = default;
-    virtual ~CWdRWLock() = default;
+    virtual ~CWdRWLock();
     CWdRWLock(const CWdRWLock&) = delete;
     CWdRWLock& operator=(const CWdRWLock&) = delete;
 
-    virtual void LockRead() WD_ACQUIRE_SHARED() = 0;
-    virtual void UnlockRead() WD_RELEASE_SHARED() = 0;
-    virtual void LockWrite() WD_ACQUIRE() = 0;
-    virtual void UnlockWrite() WD_RELEASE() = 0;
+    // The order is that of the slots. A thread may hold the read lock twice; a write lock taken twice by one thread, or
+    // after its read lock, never returns.
+    virtual void LockRead() WD_ACQUIRE_SHARED();
+    virtual void UnlockRead() WD_RELEASE_SHARED();
+    virtual void LockWrite() WD_ACQUIRE();
+    virtual void UnlockWrite() WD_RELEASE();
+
+  protected:
+    // Of the base class's own operations; whoever fills them owns them.
+    HANDLE mutexHandle = nullptr;     // guards readerCount
+    HANDLE semaphoreHandle = nullptr; // the token
+    std::int32_t readerCount = 0;
 };
 
 class CWdRWLockEx final : public CWdRWLock {
   public:
-    // Sets up the lock under a base name. False when that fails.
+    CWdRWLockEx() = default;
+    ~CWdRWLockEx() override;
+    CWdRWLockEx(const CWdRWLockEx&) = delete;
+    CWdRWLockEx& operator=(const CWdRWLockEx&) = delete;
+
+    // Creates or joins the objects under the base name, once. False (logged) when one of them can't be had.
     bool Initialize(const char* name);
 
-    // A thread may hold the read lock twice; a write lock taken twice by one thread, or after its read lock, never
-    // returns.
     void LockRead() WD_ACQUIRE_SHARED() override;
     void UnlockRead() WD_RELEASE_SHARED() override;
     void LockWrite() WD_ACQUIRE() override;
     void UnlockWrite() WD_RELEASE() override;
 
   private:
-    void takeToken();
-    void giveToken();
+    struct Row;
+    class Guarded;
 
-    std::mutex m_guard; // taken before m_tokenGuard
-    std::uint32_t m_readers = 0;
+    void lookAfterDead(bool guarded);
+    void recount();
+    std::uint32_t dropDeadRows();
+    bool claimRow();
+    void freeRow();
 
-    std::mutex m_tokenGuard;
-    std::condition_variable m_tokenGiven;
-    bool m_tokenTaken = false;
+    HANDLE rwMutex = nullptr;
+    HANDLE rwEvent = nullptr;
+    CWdShareMemory rwMemory;
+    CWdShareMemory m_holders;
+
+    // Used with rwMutex held. The views are there for so long only.
+    void* m_count = nullptr;
+    Row* m_rows = nullptr;
+    std::size_t m_row = 0;     // ours, claimed at the first read
+    WD_TAG m_tag = 0;          // of the process that claimed it: a child of a fork claims another; 0: no row yet
+    std::uint32_t m_reads = 0; // what our row says
 };
 
 // Scoped guards.
@@ -55,7 +86,7 @@ class WD_SCOPED_CAPABILITY CWdRWReadLock {
     CWdRWReadLock& operator=(const CWdRWReadLock&) = delete;
 
   private:
-    CWdRWLock* m_lock;
+    CWdRWLock* m_lock; // not owned
 };
 
 class WD_SCOPED_CAPABILITY CWdRWWriteLock {
@@ -66,5 +97,5 @@ class WD_SCOPED_CAPABILITY CWdRWWriteLock {
     CWdRWWriteLock& operator=(const CWdRWWriteLock&) = delete;
 
   private:
-    CWdRWLock* m_lock;
+    CWdRWLock* m_lock; // not owned
 };

@@ -1,5 +1,7 @@
 #include "WdCommon/Storage.h"
 
+#include "SecurityAttributes.h"
+
 #include <platform/ini.h>
 #include <platform/text.h>
 
@@ -214,7 +216,8 @@ bool Registry::OpenRead(const Key& key, const char* section) {
 
 bool Registry::OpenCreate(const Key& key, const char* section) {
     setAddress(key, section);
-    check(RegCreateKeyExA(m_root, m_path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, kOpenCreate, nullptr, &m_key,
+    AccessControl::SecurityAttributes attributes(AccessControl::kRegistryKeyKind, FALSE);
+    check(RegCreateKeyExA(m_root, m_path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, kOpenCreate, &attributes, &m_key,
                           nullptr),
           __LINE__);
     return true;

@@ -1,0 +1,76 @@
+// The steps that all record files share, each told apart by where it failed: opening a file at its start, making the
+// temporary file that takes its place, and the header of magic, version and count. The stores give the codes and lines.
+#pragma once
+
+#include <platform/win32.h>
+
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <string>
+
+namespace wdlt {
+
+struct OpenedFile {
+    enum class Outcome { Opened, NoName, NotOpened, NotSought };
+
+    Outcome outcome = Outcome::Opened;
+    HANDLE handle = INVALID_HANDLE_VALUE; // the caller's to close, when it was opened
+    std::string name;
+    unsigned long error = 0; // the last error of the call that failed
+};
+
+// `share` is what other users of the file may do meanwhile.
+OpenedFile openStoreFile(const char* name, DWORD share);
+// A file of nobody else's, empty and open for writing. None is left when it fails.
+OpenedFile makeTempFile(const std::string& folder, const char* prefix);
+
+inline constexpr DWORD kGuidBytes = 32;
+
+// A header as a store has it; the magic text has kGuidBytes, a terminator among them or not.
+struct StoreHeader {
+    const char* guid;
+    DWORD version;
+};
+
+struct HeaderFault {
+    enum class Kind { None, Guid, ForeignGuid, Version, ForeignVersion, Count };
+
+    Kind kind = Kind::None;
+    std::int32_t status = 0; // of a field that wasn't moved
+    DWORD version = 0;       // of a foreign one
+};
+
+// `readField(field, bytes)` gives a status, 0 for success, and may leave a field as it is.
+template <class ReadField>
+HeaderFault readStoreHeader(const StoreHeader& header, DWORD& count, ReadField&& readField) {
+    using enum HeaderFault::Kind;
+    std::array<char, kGuidBytes> guid{};
+    if (const std::int32_t status = readField(guid.data(), kGuidBytes); status != 0)
+        return {Guid, status};
+    if (std::memcmp(guid.data(), header.guid, kGuidBytes) != 0)
+        return {ForeignGuid};
+    DWORD version = 0;
+    if (const std::int32_t status = readField(&version, DWORD{sizeof version}); status != 0)
+        return {Version, status};
+    if (version != header.version)
+        return {ForeignVersion, 0, version};
+    if (const std::int32_t status = readField(&count, DWORD{sizeof count}); status != 0)
+        return {Count, status};
+    return {};
+}
+
+// As readField.
+template <class WriteField>
+HeaderFault writeStoreHeader(const StoreHeader& header, DWORD count, WriteField&& writeField) {
+    using enum HeaderFault::Kind;
+    if (const std::int32_t status = writeField(header.guid, kGuidBytes); status != 0)
+        return {Guid, status};
+    if (const std::int32_t status = writeField(&header.version, DWORD{sizeof header.version}); status != 0)
+        return {Version, status};
+    if (const std::int32_t status = writeField(&count, DWORD{sizeof count}); status != 0)
+        return {Count, status};
+    return {};
+}
+
+} // namespace wdlt

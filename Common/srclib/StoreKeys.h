@@ -1,0 +1,42 @@
+// Every constant that what is stored in protected form rests on. They are the same in all builds and on all machines,
+// so that a file written by one can be read by another, and stand in no file or registry value. A changed one makes
+// unreadable what was stored under it.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string_view>
+
+namespace wdlt {
+
+using StoreKey = std::array<std::uint8_t, 16>;
+
+// URL lists and host list.
+inline constexpr StoreKey kListKey{0x48, 0xBC, 0x44, 0xCC, 0x8A, 0x87, 0x21, 0x37,
+                                   0x69, 0x57, 0x3A, 0xCC, 0x2B, 0x93, 0x43, 0x97};
+// Categories and category groups.
+inline constexpr StoreKey kCategoryKey{0x5E, 0x6D, 0x5C, 0x65, 0x99, 0x01, 0x41, 0x67,
+                                       0xE4, 0x3C, 0x8C, 0xE6, 0x02, 0x99, 0xB4, 0xC1};
+// URL log index.
+inline constexpr StoreKey kLogIndexKey{0xC9, 0x9D, 0xC6, 0xFC, 0x1B, 0x35, 0x27, 0x4E,
+                                       0xE3, 0x94, 0xC5, 0xFB, 0x87, 0x33, 0x7F, 0x3E};
+// Spyware lists.
+inline constexpr StoreKey kSpywareKey{0x91, 0xA3, 0x16, 0x2C, 0x5A, 0xCF, 0xBB, 0xAD,
+                                      0x5C, 0x4C, 0xEA, 0x97, 0xE3, 0xA5, 0x96, 0x8E};
+// Protected values of the URL filter in the registry.
+inline constexpr StoreKey kSettingsKey{0xF3, 0xF6, 0xCC, 0x93, 0x77, 0x13, 0x0D, 0xF6,
+                                       0x4C, 0x14, 0xC6, 0x9F, 0x39, 0xAB, 0x3C, 0xA0};
+// Mail address cache.
+inline constexpr StoreKey kAddressCacheKey{0x91, 0x2D, 0xE7, 0x4D, 0x82, 0xBC, 0xFB, 0x59,
+                                           0x54, 0xF8, 0xB4, 0xCE, 0x45, 0x78, 0x54, 0x5E};
+// Privacy database and privacy items.
+inline constexpr StoreKey kPrivacyKey{0x94, 0x1D, 0x13, 0x9D, 0x6B, 0xCE, 0x26, 0xDD,
+                                      0x2B, 0x6D, 0xA1, 0x7E, 0xF3, 0x4D, 0xDB, 0xEE};
+
+// Key of the machine's digest, and what stands for the volume's serial number where the system tells none.
+inline constexpr std::string_view kMachineText = "786F087C-7C64-D347-8EAF-0FE9E7AE5999";
+inline constexpr std::uint32_t kMachineSerial = 0xC14CEE4D;
+// The machine key text where there is no digest.
+inline constexpr const char* kMachineKeyFallback = "16F395634818D4B94E1A";
+
+} // namespace wdlt

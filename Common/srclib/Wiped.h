@@ -1,0 +1,51 @@
+// Memory that holds what is kept enciphered everywhere else: cleared before it is given back.
+#pragma once
+
+#include <platform/memory.h>
+
+#include <cstddef>
+#include <memory>
+#include <type_traits>
+#include <vector>
+
+namespace wdlt {
+
+// A plain record or array, zeroed at first.
+template <class T>
+class Wiped {
+    static_assert(std::is_trivially_copyable_v<T>);
+
+  public:
+    Wiped() = default;
+    explicit Wiped(const T& value) : m_value(value) {}
+    ~Wiped() { SecureZeroMemory(&m_value, sizeof m_value); }
+    Wiped(const Wiped&) = delete;
+    Wiped& operator=(const Wiped&) = delete;
+
+    T& operator*() { return m_value; }
+    T* operator->() { return &m_value; }
+
+  private:
+    T m_value{};
+};
+
+template <class T>
+struct WipingAllocator {
+    using value_type = T;
+
+    WipingAllocator() = default;
+    template <class U>
+    explicit WipingAllocator(const WipingAllocator<U>&) {}
+
+    T* allocate(std::size_t count) { return std::allocator<T>().allocate(count); }
+    void deallocate(T* memory, std::size_t count) {
+        SecureZeroMemory(memory, count * sizeof(T));
+        std::allocator<T>().deallocate(memory, count);
+    }
+    friend bool operator==(const WipingAllocator&, const WipingAllocator&) { return true; }
+};
+
+template <class T>
+using WipedVector = std::vector<T, WipingAllocator<T>>;
+
+} // namespace wdlt
