@@ -1,0 +1,32 @@
+// Reads and writes a CCfgData through the configuration interface.
+#pragma once
+
+#include "CfgData.h"
+#include "CfgIF.h"
+
+class CCfg {
+  public:
+    CCfg() = default;
+    virtual ~CCfg() = default;
+    CCfg(const CCfg&) = delete;
+    CCfg& operator=(const CCfg&) = delete;
+
+    // -3 for null (logged).
+    std::int32_t SetInterface(CCfgIF* cfgIF);
+
+    // Reads the record at the address of `cfgData` into it. `size`: the record's, where it is known; 0 asks for it
+    // first, and a record that grows in between ends the read with -2. `initial`: `size` bytes that the record's helper
+    // is to find in its buffer, or null. -3 without an interface, -7 without memory, else the helper's status.
+    std::int32_t Read(CCfgData& cfgData, std::uint64_t size, const void* initial) {
+        return Read(cfgData, size, initial, initial != nullptr ? size : 0);
+    }
+    // The same with less than a whole record to begin with; the rest is 0.
+    std::int32_t Read(CCfgData& cfgData, std::uint64_t size, const void* initial, std::uint64_t initialSize);
+    std::int32_t Read(CCfgData& cfgData) { return Read(cfgData, 0, nullptr); }
+    std::int32_t Write(const CCfgData& cfgData);
+
+  private:
+    bool isReady() const;
+
+    CCfgIF* m_cfgIF = nullptr; // not owned
+};

@@ -1,0 +1,35 @@
+// One address with the bytes read from it or to be written to it. Owns the bytes.
+#pragma once
+
+#include <platform/base.h>
+
+#include <cstdint>
+#include <memory>
+
+class CCfgData {
+  public:
+    CCfgData(std::uint32_t itsProtocol, std::uint32_t itsScan, std::uint32_t itsInput, std::uint64_t itsConfigType)
+        : protocol(itsProtocol), scan(itsScan), input(itsInput), configType(itsConfigType) {}
+    CCfgData(std::uint32_t itsProtocol, std::uint32_t itsScan, std::uint64_t itsConfigType)
+        : CCfgData(itsProtocol, itsScan, 0, itsConfigType) {}
+    virtual ~CCfgData() = default;
+    CCfgData(const CCfgData&) = delete;
+    CCfgData& operator=(const CCfgData&) = delete;
+
+    // A copy of the bytes. -7 when memory is exhausted: the old bytes stay then.
+    std::int32_t SetData(const void* bytes, std::uint64_t byteCount);
+    // Bytes that are laid out already, without a copy.
+    void TakeData(std::unique_ptr<BYTE[]> bytes, std::uint64_t byteCount);
+    BYTE* GetData() const { return data.get(); } // null when empty
+    std::uint64_t GetSize() const { return size; }
+    void Free();
+
+    std::uint32_t protocol;
+    std::uint32_t scan;
+    std::uint32_t input;
+    std::uint64_t configType;
+
+  private:
+    std::uint64_t size = 0;
+    std::unique_ptr<BYTE[]> data;
+};

@@ -1,0 +1,31 @@
+// A text in a record of one size that is enciphered whole, what stands behind its terminator too. It ends in one byte
+// that the list has as a terminator and the file as padding, so both are equally long.
+#pragma once
+
+#include "Rijndael.h"
+
+#include <platform/base.h>
+
+#include <cstdint>
+#include <string>
+
+namespace wdlt {
+
+struct SealedField {
+    DWORD offset; // in the record
+    DWORD bytes;  // a multiple of the cipher's block, at most kMostBytes
+    // A store's lines for what fails; `file` is the one read.
+    void (*undeciphered)(std::int32_t status, const std::string& file);
+    void (*plainSizeInvalid)(std::int32_t size, const std::string& file);
+    void (*unenciphered)(std::int32_t status);
+    void (*cipherSizeInvalid)(std::int32_t size);
+
+    static constexpr DWORD kMostBytes = 768;
+
+    // In the record, with a cipher set up for the direction. -1 after a line for what doesn't come out as it must; the
+    // record is then as it was.
+    std::int32_t open(Rijndael& cipher, std::uint8_t* record, const std::string& file) const;
+    std::int32_t seal(Rijndael& cipher, std::uint8_t* record) const;
+};
+
+} // namespace wdlt

@@ -1,0 +1,50 @@
+#include "UrlCategoryDB.h"
+
+#include "WdCommon/DebugLog.h"
+
+#include <wdltcfg/records.h>
+
+#include <cstddef>
+
+namespace {
+
+using wdlt::FixedRecordDB;
+
+constexpr FixedRecordDB::Field kFields[] = {
+    {
+        .offset = offsetof(WdpeUrlfCategory, szName),
+        .bytes = sizeof(WdpeUrlfCategory::szName),
+        .undeciphered =
+            [](std::int32_t status, const std::string& file) {
+                WDLOG_ERROR("CUrlCategoryDB::Read(): Failed to decrypt a category (err=%d, file=%s)", status, file);
+            },
+        .plainSizeInvalid =
+            [](std::int32_t size, const std::string& file) {
+                WDLOG_ERROR("CUrlCategoryDB::Read(): A decrypted category size is invalid (size=%d, file=%s)", size,
+                            file);
+            },
+        .unenciphered =
+            [](std::int32_t status) {
+                WDLOG_ERROR("CUrlCategoryDB: Failed to encrypt a category name (err=%d)", status);
+            },
+        .cipherSizeInvalid =
+            [](std::int32_t size) {
+                WDLOG_ERROR("CUrlCategoryDB::Read(): A encrypted category size is invalid (size=%d)", size);
+            },
+    },
+};
+
+constexpr FixedRecordDB::Kind kKind{
+    .store = {"CUrlCategoryDB", WDLT_MAX_CATEGORIES, false},
+    .mutexName = "WDPE_Category_Access_Mutex",
+    .guid = "Halvermoor:Wardlet:URLFilter:02",
+    .key = wdlt::kCategoryKey,
+    .recordBytes = sizeof(WdpeUrlfCategory),
+    .fields = kFields,
+    .recordUnread = "CUrlCategoryDB: Failed to read a category",
+    .recordUnwritten = "CUrlCategoryDB: Failed to write a category",
+};
+
+} // namespace
+
+CUrlCategoryDB::CUrlCategoryDB() : FixedRecordDB(kKind) {}
