@@ -1,9 +1,13 @@
 #include "ConfigControl.h"
 
+#include "EnginePDPCommon.h"
+#include "RegistryIO.h"
 #include "WdCommon/DebugLog.h"
 
+#include <wdltcfg/addresses.h>
 #include <wdltcfg/status.h>
 
+#include <memory>
 #include <optional>
 #include <utility>
 
@@ -32,6 +36,14 @@ class OperationLock {
     std::optional<CWdRWWriteLock> m_write;
 };
 
+// Nothing is stored, so neither the manager nor the service has a part in it.
+std::int32_t verifyPrivacyItems(const PrivacyViewItem* items, std::int32_t count, std::uint32_t* results) {
+    CEnginePDPCommon helper;
+    helper.scan = WDLT_SCAN_PRIVACY;
+    helper.store = std::make_unique<CRegistryIO>();
+    return helper.VerifyItems(items, count, results);
+}
+
 } // namespace
 
 template <class Operation>
@@ -52,6 +64,11 @@ std::int32_t CConfigControl::Initialize() {
         WDLOG_ERROR("Failed to initialize m_rwLock");
         return WDLT_E_GENERAL;
     }
+    CCfgHelper* const families[] = {&m_pvs,           &m_svs,    &m_wmvs, &m_spy,  &m_aspm, &m_urlf,
+                                    &m_hosf,          &m_pdp,    &m_mah,  &m_urlh, &m_hfs,  &m_browserPlugin,
+                                    &m_pluginManager, &m_drsCfg, &m_hfe,  &m_sal};
+    for (CCfgHelper* const family : families)
+        family->Initialize(&m_cfgIF);
     return WDLT_OK;
 }
 
@@ -67,9 +84,30 @@ std::int32_t CConfigControl::WriteConfig(std::uint32_t protocol, std::uint32_t s
                    [&] { return m_configManager.WriteConfig(protocol, scan, input, configType, data, size); });
 }
 
-std::int32_t CConfigControl::Pending(LockMode mode, const char* operation) {
-    return guarded(mode, "CConfigControl::Pending(): Caught exception", [&] {
-        WDLOG_ERROR("CConfigControl::%s(): not available in this version", operation);
-        return std::int32_t{WDLT_E_GENERAL};
-    });
+std::int32_t CConfigControl::EnsureWebDependencies(std::uint32_t value) {
+    const auto wanted = static_cast<std::int32_t>(value);
+    if (m_urlf.IsEnabled() != wanted)
+        if (const std::int32_t status = m_urlf.Enable(wanted); status != WDLT_OK)
+            return status;
+    WdltPluginManagerConfig manager{};
+    if (const std::int32_t status = m_pluginManager.ReadConfig(&manager); status != WDLT_OK)
+        return status;
+    if (manager.dwEnable == value)
+        return WDLT_OK;
+    manager.dwEnable = value;
+    return m_pluginManager.WriteConfig(&manager);
 }
+
+template <class Operation>
+std::int32_t CConfigControl::withWebDependencies(bool areNeeded, Operation&& operation) {
+    if (areNeeded)
+        if (const std::int32_t status = EnsureWebDependencies(1); status != WDLT_OK)
+            return status;
+    return std::forward<Operation>(operation)();
+}
+
+#define WDLT_OPERATION(name, operation, mode, caught, parameters, arguments, call)                                     \
+    std::int32_t CConfigControl::operation parameters {                                                                \
+        return guarded(LockMode::mode, caught, [&] { return call; });                                                  \
+    }
+#include "Operations.inc"

@@ -1,5 +1,6 @@
 #include "ConfigManager.h"
 
+#include "ChangeNotice.h"
 #include "RegistryIO.h"
 #include "Utility.h"
 #include "WdCommon/DebugLog.h"
@@ -93,6 +94,8 @@ std::uint32_t low32(std::uint64_t number) {
 
 } // namespace
 
+CConfigManager::CConfigManager() : m_writeMutex(wdlt::createConfigMutex()) {}
+
 HelperKind CConfigManager::CreateHelperForSystem(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input) {
     const SystemRow* const row = findRow(kSystemFactory, scan, input);
     if (row == nullptr)
@@ -151,6 +154,7 @@ std::int32_t CConfigManager::WriteConfig(std::uint32_t protocol, std::uint32_t s
                                          std::uint64_t configType, void* data, std::uint64_t size) {
     WDLOG_TRACE("WriteConfig protocol = %d, scan = %08x, input = %08x, data = %08x, size = %d", protocol, scan,
                 low32(configType), low32(data), wdlt::loggedSize(size));
+    const WdltSingleLock lock(&m_writeMutex);
     std::unique_ptr<WdchHelper> helper;
     try {
         helper = CreateHelper(protocol, scan, input);
@@ -162,5 +166,17 @@ std::int32_t CConfigManager::WriteConfig(std::uint32_t protocol, std::uint32_t s
         WDLOG_ERROR("No config helper [protocol=%d, scan=%d]", protocol, scan);
         return WDLT_E_GENERAL;
     }
-    return helper->WriteConfig(configType, data, size);
+    const std::int32_t status = helper->WriteConfig(configType, data, size);
+    if (status == WDLT_OK && !helper->skipChangeEvent)
+        ConfigChangeSender(protocol, scan);
+    return status;
+}
+
+std::int32_t CConfigManager::ConfigChangeSender(std::uint32_t protocol, std::uint32_t scan) {
+    return wdlt::noticeChange(
+        protocol, scan,
+        {
+            .noService = [] { WDLOG_TRACE("Failed to open memory in ConfigChangeSender or Wardlet is not running"); },
+            .noAnswer = [] { WDLOG_ERROR("Failed to send in ConfigChangeSender"); },
+        });
 }

@@ -1,15 +1,17 @@
 // Where a numeric address becomes an object: each call makes the address's helper, calls it with the caller's buffer
-// and drops it. No state between calls. A read takes no lock here.
+// and drops it. No state between calls. A read takes no lock here. A write holds wdlt_config_mutex, in all processes,
+// until the running service has answered the notification: stored values change first, the service hears second.
 #pragma once
 
 #include "HelperRegistry.h"
+#include "Mutex.h"
 
 #include <cstdint>
 #include <memory>
 
 class CConfigManager {
   public:
-    CConfigManager() = default;
+    CConfigManager();
     CConfigManager(const CConfigManager&) = delete;
     CConfigManager& operator=(const CConfigManager&) = delete;
 
@@ -22,7 +24,13 @@ class CConfigManager {
     // A helper with its address and a registry store; null for an address without one. Throws std::bad_alloc.
     static std::unique_ptr<WdchHelper> CreateHelper(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input);
 
+    // Tells the running service which address was written. 0, also when none runs; -26 when it doesn't answer.
+    static std::int32_t ConfigChangeSender(std::uint32_t protocol, std::uint32_t scan);
+
     // The class that serves an address: protocol of 10000 or more, and below.
     static HelperKind CreateHelperForSystem(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input);
     static HelperKind CreateHelperForProtocol(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input);
+
+  private:
+    CWdMutex m_writeMutex; // behind the reader/writer lock, before any mutex of a helper
 };

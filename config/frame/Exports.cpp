@@ -40,11 +40,12 @@ std::int32_t WdltWriteConfigEx(std::uint32_t protocol, std::uint32_t scan, std::
     return forward(&CConfigControl::WriteConfig, protocol, scan, input, configType, data, size);
 }
 
-#define WDLT_PENDING(name, operation, mode, parameters)                                                                \
+#define WDLT_OPERATION(name, operation, mode, caught, parameters, arguments, call)                                     \
     std::int32_t name parameters {                                                                                     \
-        return forward(&CConfigControl::Pending, LockMode::mode, #operation);                                          \
+        const wdlt::ExportCall control;                                                                                \
+        return control ? control->operation arguments : WDLT_E_GENERAL;                                                \
     }
-#include "PendingOperations.inc"
+#include "Operations.inc"
 
 // Second names at the same address, for callers that know the HTTPS filter as a plug-in.
 extern "C" std::int32_t WdltPluginReadConfig(WdltHttpsConfig*) __attribute__((alias("WdltHttpsReadConfig")));

@@ -1,5 +1,6 @@
 #include "RegistryIO.h"
 
+#include "OpenKey.h"
 #include "ScanItems.h"
 #include "WdCommon/DebugLog.h"
 
@@ -21,24 +22,6 @@ constexpr DWORD kScanFolderSize = 11; // a handler's `Scan` text with its termin
 constexpr std::size_t kKeyNameSize = 512;
 constexpr std::size_t kWideNameSize = MAX_PATH;
 
-// A key open for one store operation.
-class OpenKey {
-  public:
-    OpenKey() = default;
-    ~OpenKey() {
-        if (m_key != nullptr)
-            RegCloseKey(m_key);
-    }
-    OpenKey(const OpenKey&) = delete;
-    OpenKey& operator=(const OpenKey&) = delete;
-
-    HKEY* out() { return &m_key; }
-    HKEY get() const { return m_key; }
-
-  private:
-    HKEY m_key = nullptr;
-};
-
 std::int32_t statusOf(LONG error) {
     switch (static_cast<DWORD>(error)) {
     case ERROR_SUCCESS:
@@ -57,9 +40,21 @@ bool widen(const char* text, std::array<WCHAR, kWideNameSize>& wide) {
     return MultiByteToWideChar(CP_ACP, MB_PRECOMPOSED, text, -1, wide.data(), static_cast<int>(wide.size())) != 0;
 }
 
+// The second byte of a double-byte character may look like a separator.
+std::string lastComponent(const std::string& path) {
+    std::size_t begin = 0;
+    for (std::size_t at = 0; at < path.size(); ++at) {
+        if (IsDBCSLeadByte(static_cast<BYTE>(path[at])))
+            ++at;
+        else if (path[at] == '\\')
+            begin = at + 1;
+    }
+    return path.substr(begin);
+}
+
 // What a read with an empty name gives: the last component of the key's path.
 std::int32_t readKeyName(const std::string& path, void* data, DWORD* size, bool wide) {
-    const std::string name = path.substr(path.rfind('\\') + 1);
+    const std::string name = lastComponent(path);
     const auto needed = static_cast<DWORD>(name.size() + 1);
     if (data == nullptr || *size < needed) {
         const std::int32_t status = data == nullptr ? WDLT_OK : WDLT_E_BUFFER_SIZE;

@@ -1,6 +1,9 @@
 #include "ValueMap.h"
 
+#include "Csv.h"
+
 #include <algorithm>
+#include <array>
 #include <string>
 #include <vector>
 
@@ -60,6 +63,35 @@ std::int32_t readProtected(const ValueAccess& access, const ValueRowData& row, s
     return status;
 }
 
+std::int32_t readNames(const ValueAccess& access, const ValueRowData& row, std::span<char> slots) {
+    std::ranges::fill(slots, '\0');
+    std::array<char, kNameListLimit + 1> stored{};
+    DWORD size = row.limit;
+    const std::int32_t status = access.helper.ReadItem(access.section, row.name, stored.data(), &size, false);
+    if (status != WDLT_OK)
+        return status;
+    std::span<char> left = slots;
+    const CCsv names(stored.data());
+    for (const std::string& name : names.fields()) {
+        if (left.empty() || name.size() >= row.slotSize) {
+            if (access.report.nameSkipped != nullptr)
+                access.report.nameSkipped(readName(row), name.c_str());
+            continue;
+        }
+        std::ranges::copy(name, left.begin());
+        left = left.subspan(row.slotSize);
+    }
+    return WDLT_OK;
+}
+
+// Cut so that what is stored can be read again with its terminator.
+std::string namesAsText(const ValueRowData& row, std::span<char> slots) {
+    CCsv names;
+    for (; !slots.empty() && slots.front() != '\0'; slots = slots.subspan(row.slotSize))
+        names.add({slots.data(), strnlen(slots.data(), row.slotSize - 1)});
+    return names.text().substr(0, row.limit - 1);
+}
+
 void finishText(const ValueRowData& row, std::span<char> field) {
     if (row.isFileName)
         WdchHelper::StripPath(field.data(), field.size());
@@ -82,6 +114,8 @@ std::int32_t readOnce(const ValueAccess& access, const ValueRowData& row, const 
         return readText(access, row, name, row.text(record));
     case ValueKind::ProtectedText:
         return readProtected(access, row, row.text(record));
+    case ValueKind::NameList:
+        return readNames(access, row, row.text(record));
     }
     return WDLT_E_GENERAL;
 }
@@ -130,7 +164,9 @@ std::int32_t writeValue(const ValueAccess& access, const ValueRowData& row, void
     const std::span<char> field = row.text(record);
     if (row.isFileName)
         WdchHelper::StripPath(field.data(), field.size());
-    const std::string content(field.data(), strnlen(field.data(), field.size()));
+    const std::string content = row.kind == ValueKind::NameList
+                                    ? namesAsText(row, field)
+                                    : std::string(field.data(), strnlen(field.data(), field.size()));
     if (row.kind == ValueKind::ProtectedText)
         return access.protectedValues->write(row.name, content);
     const auto size = static_cast<DWORD>(content.size() + (row.terminated ? 1 : 0));
@@ -140,7 +176,7 @@ std::int32_t writeValue(const ValueAccess& access, const ValueRowData& row, void
 std::int32_t writeFailed(const ValueAccess& access, const ValueRowData& row, std::int32_t status) {
     if (access.report.writeFailed != nullptr)
         access.report.writeFailed(writeName(row), status);
-    return access.report.writeCode != 0 ? access.report.writeCode : status;
+    return access.report.writeCode != 0 && !row.keepsCode ? access.report.writeCode : status;
 }
 
 } // namespace wdlt

@@ -29,6 +29,7 @@ struct ValueReport {
     void (*readFailed)(DWORD level, const char* field, std::int32_t status) = nullptr;
     void (*writeFailed)(const char* field, std::int32_t status) = nullptr;
     void (*defaultUsed)(DWORD level, const char* field, std::int32_t status) = nullptr; // from a record of defaults
+    void (*nameSkipped)(const char* field, const char* name) = nullptr;                 // that of a list has no slot
     std::int32_t readCode = 0;                                                          // 0: the store's own
     std::int32_t writeCode = 0;                                                         // likewise
 };
@@ -56,10 +57,10 @@ std::int32_t writeValue(const ValueAccess& access, const ValueRowData& row, void
 std::int32_t writeFailed(const ValueAccess& access, const ValueRowData& row, std::int32_t status);
 
 // Reads the rows in order into a record that the caller has cleared. The first failure that isn't covered ends it:
-// fields read before it stay. `defaults` is a whole record for the rows that take theirs from one.
-template <class Record, std::size_t Count>
-std::int32_t readValues(const ValueAccess& access, const ValueRow<Record> (&rows)[Count], Record& record,
-                        const Record* defaults = nullptr) {
+// fields read before it stay. `rows`: a table or a part of one; `defaults`: a whole record for the rows that take
+// theirs from one.
+template <class Rows, class Record>
+std::int32_t readValues(const ValueAccess& access, const Rows& rows, Record& record, const Record* defaults = nullptr) {
     for (const ValueRow<Record>& row : rows)
         if (const std::int32_t status = readValue(access, row, &record, defaults); status != WDLT_OK)
             return status;
@@ -85,7 +86,7 @@ std::int32_t writeValues(const ValueAccess& access, const ValueRow<Record> (&row
     const LONG error = batch.end();
     if (status == WDLT_OK && error != 0)
         status = WDLT_E_REGISTRY;
-    return status == WDLT_OK ? status : writeFailed(access, *last, status);
+    return status == WDLT_OK || last == nullptr ? status : writeFailed(access, *last, status);
 }
 
 // A caller's record at any alignment: a copy to work on, handed back when the scope ends.

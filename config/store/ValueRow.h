@@ -5,6 +5,7 @@
 
 #include <platform/registry.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string_view>
@@ -45,6 +46,7 @@ enum class ValueKind : std::uint8_t {
     Number,        // REG_DWORD
     Text,          // REG_SZ, in the system code page
     ProtectedText, // REG_BINARY, enciphered by the helper
+    NameList,      // REG_SZ, the names of the field's slots in the form of CCsv
 };
 
 // What a failing read means for the rest of the record.
@@ -67,7 +69,8 @@ struct ValueRowData {
     DWORD (*get)(const void* record) = nullptr;
     void (*set)(void* record, DWORD number) = nullptr;
     std::span<char> (*text)(void* record) = nullptr;
-    DWORD limit = 0; // bytes of a text handed to the store; at most the field's
+    DWORD limit = 0;          // bytes of a text handed to the store; at most the field's, but for a list
+    std::size_t slotSize = 0; // of a list: bytes of a name with its terminator
 
     OnFailure absent; // the store has no such value (-16)
     OnFailure failed; // any other failure
@@ -85,6 +88,7 @@ struct ValueRowData {
     bool isFolder = false;     // reads with a backslash at its end, where there is room for one
     bool cutsLongText = false; // a stored text that is too long is cut to the field instead of failing
     bool readOnly = false;     // no write of the record touches the value
+    bool keepsCode = false;    // a failing write gives the store's code even where the helper has one of its own
 };
 
 template <class Record>
@@ -177,6 +181,11 @@ struct ValueRow : ValueRowData {
         row.readOnly = true;
         return row;
     }
+    constexpr ValueRow withStoresCodeOnWrite() const {
+        ValueRow row = *this;
+        row.keepsCode = true;
+        return row;
+    }
     // How the log lines call the field, where that isn't the value's name; and how those for writing do.
     constexpr ValueRow named(const char* fieldName) const {
         ValueRow row = *this;
@@ -242,6 +251,25 @@ constexpr ValueRow<detail::RecordOf<Member>> text(const char* name, DWORD limit 
 template <auto Member>
 constexpr ValueRow<detail::RecordOf<Member>> protectedText(const char* name, DWORD limit = 0) {
     return detail::textRow<Member>(ValueKind::ProtectedText, name, limit);
+}
+
+// What the store is given for a list, and so the most that it may hold.
+inline constexpr DWORD kNameListLimit = 1024;
+
+// A field of slots for names, in use up to the first empty one. A stored name that finds no slot, or doesn't fit its
+// slot with a terminator, is left out.
+template <auto Member>
+constexpr ValueRow<detail::RecordOf<Member>> nameList(const char* name) {
+    using Record = detail::RecordOf<Member>;
+    using Field = detail::FieldOf<Member>;
+    static_assert(std::is_same_v<std::remove_all_extents_t<Field>, char> && std::rank_v<Field> == 2);
+    ValueRow<Record> row;
+    row.kind = ValueKind::NameList;
+    row.name = name;
+    row.limit = kNameListLimit;
+    row.slotSize = std::extent_v<Field, 1>;
+    row.text = [](void* record) { return std::span<char>(*(static_cast<Record*>(record)->*Member), sizeof(Field)); };
+    return row;
 }
 
 } // namespace wdlt

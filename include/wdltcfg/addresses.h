@@ -94,6 +94,13 @@
 #define WDLT_LIST_WHITE UINT32_C(0)
 #define WDLT_LIST_BLACK UINT32_C(1)
 
+/* What a read of WdpeAspmData leaves in dwUnreadLists: this mark, with the bits of the lists. A write of a list that is
+   still empty and marked is WDLT_E_FILE and changes nothing, so that a record read in a bad moment and written back
+   loses no entries. Anything without the mark counts as 0. */
+#define WDLT_ASPM_UNREAD UINT32_C(0x756E7200)
+#define WDLT_ASPM_UNREAD_WHITE UINT32_C(1)
+#define WDLT_ASPM_UNREAD_BLACK UINT32_C(2)
+
 /* Protocol type bits of the privacy functions. POP3 has none: privacy protection can't be on for it. */
 #define WDLT_PRIVACY_SMTP UINT32_C(0x00000001)
 #define WDLT_PRIVACY_HTTP UINT32_C(0x00000010)

@@ -31,6 +31,9 @@ typedef uint_least16_t wdlt_wchar; /* what u"…" is made of */
 #define WDLT_MAX_REQUEST_METHODS 32
 #define WDLT_MAX_EXCLUSION_EXTENSIONS 64
 
+/* The largest size limit of the scans of mail, web mail and files. */
+#define WDLT_MAX_SCAN_SIZE UINT32_C(0x9FFFF)
+
 /* The service, its handlers and scan items: system views. */
 
 /* (10000, 0). Written: proxyPort, the three paths and bmFlag; the rest can only be read. */
@@ -350,7 +353,7 @@ typedef struct WdltDrsWhiteListItem {
 
 /* Of these a write stores dwItemEntryCount alone, and works with the charsets and file names that it is given. */
 typedef struct PrivacyControlData {
-    uint32_t dwCharSetEntry;     /* mask of the charsets that items are searched in */
+    uint32_t dwCharSetEntry;     /* mask of the charsets (charsets.h) that items are searched in */
     uint32_t dwExtCharSetEntry;  /* not used */
     uint32_t dwDefaultCharSet;   /* the one bit of the charset that callers' texts are in */
     uint32_t dwAccessRetryCount; /* more tries when another access is under way */
@@ -475,13 +478,13 @@ typedef struct WdpeAspmRulePath {
 } WdpeAspmRulePath;
 
 typedef struct WdpeAspmEntry {
-    char szEntry[256];
+    char szEntry[256]; /* one line of text; an empty one isn't read back */
 } WdpeAspmEntry;
 
 /* (WDLT_PROTOCOL_POP3, WDLT_SCAN_ANTI_SPAM) */
 typedef struct WdpeAspmData {
     uint32_t dwLevel;          /* 0 to 2 */
-    uint32_t dwReserved;       /* puts the doubles where they belong */
+    uint32_t dwUnreadLists;    /* which lists are empty since their files couldn't be read: WDLT_ASPM_UNREAD */
     double dblLow;             /* read only: above 0, at most 100 */
     double dblMedium;          /* likewise */
     double dblHigh;            /* likewise */
@@ -576,7 +579,7 @@ typedef struct WdpeSalData {
     uint32_t dwQueryIP;        /* 0 or 1 */
     uint32_t dwTakeAction;     /* 0 or 1 */
     uint32_t dwAddandScanMode; /* 0 or 1 */
-    char szBlockImages[516];   /* at most 511 bytes can be read back */
+    char szBlockImages[516];   /* at most 512 bytes can be read back */
 } WdpeSalData;
 
 typedef struct WdltSalConfig {

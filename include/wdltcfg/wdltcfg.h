@@ -3,8 +3,7 @@
 
    Results. int32_t: WDLT_OK (0) or a negative code of status.h. A function whose name asks (…IsEnabled,
    …IsRecordExists, WdltHfeIsEnablePluginEvent) answers 1 or 0 instead. Before the library is attached, and after it is
-   detached, every function gives WDLT_E_GENERAL. So does one whose family this version lacks, with a line in the log;
-   it touches nothing.
+   detached, every function gives WDLT_E_GENERAL.
 
    Buffers are the caller's: the library neither keeps nor frees them, and they need no alignment. A null record, and a
    null pointer to a size, is WDLT_E_INVALID_ARGUMENT; a pointer to a count must be valid. A feature function that fails
@@ -32,6 +31,7 @@
 #define WDLTCFG_WDLTCFG_H
 
 #include <wdltcfg/addresses.h>
+#include <wdltcfg/charsets.h>
 #include <wdltcfg/records.h>
 #include <wdltcfg/status.h>
 
@@ -182,8 +182,8 @@ WDLTCFG_API int32_t WdltDRSWriteConfig(const WdltDrsConfig* config);
 /* Switches the white list and stores its option. [W] */
 WDLTCFG_API int32_t WdltEnableDRSWhiteList(uint32_t enable, uint32_t option);
 WDLTCFG_API int32_t WdltIsDRSWhiteListEnabled(void); /* 0 when unset. [-] */
-/* Adds a rule. An index out of its limits, a text without a terminator, a rule name or an index that is there already:
-   WDLT_E_INVALID_ARGUMENT. [W] */
+/* Adds a rule. An index out of its limits, a text without a terminator, an empty rule name or one with a backslash, a
+   rule name or an index that is there already: WDLT_E_INVALID_ARGUMENT. [W] */
 WDLTCFG_API int32_t WdltAddDRSWhiteListItem(const WdltDrsWhiteListItem* item);
 /* Deletes the rule with this index, or with 0 all of them. An index that no rule has is no error. [W] */
 WDLTCFG_API int32_t WdltDeleteDRSWhiteListItem(uint32_t index);
@@ -207,9 +207,9 @@ WDLTCFG_API int32_t WdltPdpIsProtocolEnabled(uint32_t types);
 /* The items and the exclusions, counts as in WdltSpyReadRecordList. [R] [R] */
 WDLTCFG_API int32_t WdltPdpReadItemList(PrivacyViewItem* items, int32_t* count);
 WDLTCFG_API int32_t WdltPdpReadExItemList(PrivacyExclusionItem* items, int32_t* count);
-/* Replaces the items, and the patterns that are searched for. An index used twice or above 31, or more items than are
-   allowed: WDLT_E_INVALID_ARGUMENT. An item that can't be converted to a charset wanted fails the call; in both cases
-   all stays as it was. [W] */
+/* Replaces the items, and the patterns that are searched for. An index used twice or above 31, a name or description
+   without its terminator, or more items than are allowed: WDLT_E_INVALID_ARGUMENT. An item that can't be converted to a
+   charset wanted fails the call; in both cases all stays as it was. [W] */
 WDLTCFG_API int32_t WdltPdpWriteItemList(const PrivacyViewItem* items, int32_t count);
 /* Replaces the exclusions. An empty text, another target or too many items: WDLT_E_INVALID_ARGUMENT, all stays. [W] */
 WDLTCFG_API int32_t WdltPdpWriteExItemList(const PrivacyExclusionItem* items, int32_t count);
@@ -265,8 +265,8 @@ WDLTCFG_API int32_t WdltHttpsScanIsEnabled(void);
  * [W] */
 WDLTCFG_API int32_t WdltPluginScanSetEnableFlag(uint32_t flags);
 WDLTCFG_API int32_t WdltPluginScanGetEnableFlag(uint32_t* flags); /* all the bits. [-] */
-/* The plug-in manager. A value that is unset is WDLT_E_REGISTRY, one of the wrong type WDLT_E_NOT_FOUND; a failed read
-   may have filled dwEnable. A write with dwEnable 1 switches the HTTP handler on first. [-] [W] */
+/* The plug-in manager. A value that is unset is WDLT_E_REGISTRY, one of the wrong type WDLT_E_NOT_FOUND; the record is
+   filled whole or not at all. A write with dwEnable 1 switches the HTTP handler on first. [-] [W] */
 WDLTCFG_API int32_t WdltPluginManagerReadConfig(WdltPluginManagerConfig* config);
 WDLTCFG_API int32_t WdltPluginManagerWriteConfig(const WdltPluginManagerConfig* config);
 /* One browser's plug-in: on when unset or unreadable. Changes are told like those of the plug-in manager. [W] [-] */

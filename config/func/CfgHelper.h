@@ -1,0 +1,56 @@
+// Base of all feature families: reads and writes their records, and switches scan items and protocol handlers on and
+// off. Holds no setting between calls. Protocols are those of the features, without the offset of the administrative
+// view.
+#pragma once
+
+#include "Cfg.h"
+
+#include <cstdint>
+
+class CCfgHelper {
+  public:
+    CCfgHelper() = default;
+    virtual ~CCfgHelper() = default;
+    CCfgHelper(const CCfgHelper&) = delete;
+    CCfgHelper& operator=(const CCfgHelper&) = delete;
+
+    // The switch of one scan item. Nothing is written, and so nobody notified, when it stands right already.
+    virtual std::int32_t EnableScanEngine(std::int32_t enable, std::uint32_t protocol, std::uint32_t scan,
+                                          std::uint32_t input);
+    // 1 or 0, 0 also when it can't be read.
+    virtual std::int32_t IsScanEngineEnabled(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input);
+
+    // -3 for null (logged).
+    std::int32_t Initialize(CCfgIF* cfgIF);
+
+    std::int32_t Read(CCfgData& cfgData, std::uint64_t size, const void* initial) {
+        return m_cfg.Read(cfgData, size, initial);
+    }
+    std::int32_t Read(CCfgData& cfgData, std::uint64_t size, const void* initial, std::uint64_t initialSize) {
+        return m_cfg.Read(cfgData, size, initial, initialSize);
+    }
+    std::int32_t Read(CCfgData& cfgData) { return m_cfg.Read(cfgData); }
+    std::int32_t Write(const CCfgData& cfgData) { return m_cfg.Write(cfgData); }
+
+    // Scan 0 is the handler itself.
+    std::int32_t EnableItem(std::int32_t enable, std::uint32_t protocol, std::uint32_t scan, std::uint32_t input);
+    std::int32_t IsItemEnabled(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input);
+
+    // A handler goes on only while one of its scan items of the low 16 bits is on, and off only when none is: otherwise
+    // it stays as it is, which is no failure.
+    std::int32_t EnableProtocolHandler(std::int32_t enable, std::uint32_t protocol);
+    std::int32_t IsProtocolHandlerEnabled(std::uint32_t protocol);
+
+    // A question to the running service.
+    struct Action {
+        std::uint32_t protocol;
+        std::uint32_t scan;
+        std::uint32_t action;
+        std::uint32_t waitReply; // its lowest byte: whether the reply is needed
+    };
+    // The service's reply. Without a running service -1 when a reply is needed, else 0; -1 when none comes in time.
+    std::int32_t ActionEventSender(const Action& action);
+
+  private:
+    CCfg m_cfg;
+};

@@ -1,0 +1,168 @@
+// What the families have in common in reading and writing their records: a whole record of one address, texts copied
+// within their fields, and the lines that mark a call's begin and end.
+#pragma once
+
+#include "CfgHelper.h"
+#include "WdCommon/DebugLog.h"
+
+#include <wdltcfg/status.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <utility>
+
+namespace wdlt {
+
+struct Address {
+    std::uint32_t protocol;
+    std::uint32_t scan;
+    std::uint64_t configType;
+    std::uint32_t input = 0;
+};
+
+// A caller's record stands at any alignment.
+template <class Record>
+Record copyOf(const Record* callers) {
+    Record record;
+    std::memcpy(&record, callers, sizeof record);
+    return record;
+}
+
+// `failed` tells of a read that didn't give the record, which is then as it was.
+template <class Record>
+std::int32_t readWhole(CCfgHelper& family, const Address& address, Record& record, void (*failed)(std::int32_t)) {
+    CCfgData cfgData(address.protocol, address.scan, address.input, address.configType);
+    const std::int32_t status = family.Read(cfgData, sizeof record, nullptr);
+    if (status != WDLT_OK) {
+        failed(status);
+        return status;
+    }
+    std::memcpy(&record, cfgData.GetData(), sizeof record);
+    return WDLT_OK;
+}
+
+// `unset`: there was no memory for the bytes; `failed`: they weren't written.
+template <class Unset, class Failed>
+std::int32_t writeBytes(CCfgHelper& family, const Address& address, const void* bytes, std::uint64_t size,
+                        Unset&& unset, Failed&& failed) {
+    CCfgData cfgData(address.protocol, address.scan, address.input, address.configType);
+    if (const std::int32_t status = cfgData.SetData(bytes, size); status != WDLT_OK) {
+        unset(status);
+        return status;
+    }
+    const std::int32_t status = family.Write(cfgData);
+    if (status != WDLT_OK)
+        failed(status);
+    return status;
+}
+
+// A list with a type and `count` records in place of the stored one; `unset` and `failed` as above.
+template <class List, class Record>
+std::int32_t writeList(CCfgHelper& family, const Address& address, std::uint32_t listType, const Record* records,
+                       std::int32_t count, void (*unset)(std::int32_t), void (*failed)(std::int32_t)) {
+    CCfgData cfgData(address.protocol, address.scan, address.input, address.configType);
+    std::unique_ptr<BYTE[]> list(new (std::nothrow) BYTE[sizeof(List)]());
+    if (list == nullptr) {
+        unset(WDLT_E_NO_MEMORY);
+        return WDLT_E_NO_MEMORY;
+    }
+    std::memcpy(&list[offsetof(List, dwListType)], &listType, sizeof listType);
+    std::memcpy(&list[offsetof(List, dwNumOfRecords)], &count, sizeof count);
+    if (count > 0)
+        std::memcpy(&list[offsetof(List, records)], records, static_cast<std::size_t>(count) * sizeof(Record));
+    cfgData.TakeData(std::move(list), sizeof(List));
+    const std::int32_t status = family.Write(cfgData);
+    if (status != WDLT_OK)
+        failed(status);
+    return status;
+}
+
+// Puts a caller's fields over the stored record and writes it back, so that what the caller doesn't have stays as it is
+// stored. Nothing can be written so that was never stored.
+template <class Record, class Overlay>
+std::int32_t writeOver(CCfgHelper& family, const Address& address, Overlay&& overlay, void (*unread)(std::int32_t),
+                       void (*unwritten)(std::int32_t)) {
+    Record record;
+    if (const std::int32_t status = readWhole(family, address, record, unread); status != WDLT_OK)
+        return status;
+    overlay(record);
+    return writeBytes(family, address, &record, sizeof record, unwritten, unwritten);
+}
+
+inline void assign(std::uint32_t& to, std::uint32_t from) {
+    to = from;
+}
+inline void assign(std::int32_t& to, std::int32_t from) {
+    to = from;
+}
+// What fits both fields with its terminator; the rest of the field is cleared.
+template <std::size_t To, std::size_t From>
+void assign(char (&to)[To], const char (&from)[From]) {
+    const std::size_t length = strnlen(from, std::min(To, From) - 1);
+    std::memmove(to, from, length);
+    std::fill(to + length, to + To, '\0');
+}
+
+// The two directions of a function that walks over each field of a caller's record and the stored one it stands for.
+inline constexpr auto kToCaller = [](auto& callers, const auto& stored) { assign(callers, stored); };
+inline constexpr auto kToStore = [](const auto& callers, auto& stored) { assign(stored, callers); };
+
+// The lines of one call. A call that ends with a count says it in place of the plain end.
+class CallLines {
+  public:
+    CallLines(const char* family, const char* member) : m_family(family), m_member(member) {
+        WDLOG_ENTRY("%s::%s(): IN", m_family, m_member);
+    }
+    ~CallLines() {
+        if (!m_isTold)
+            WDLOG_ENTRY("%s::%s(): OUT", m_family, m_member);
+    }
+    CallLines(const CallLines&) = delete;
+    CallLines& operator=(const CallLines&) = delete;
+
+    void endWithCount(std::int32_t count) {
+        m_isTold = true;
+        WDLOG_ENTRY("%s::%s(): OUT: count=%d", m_family, m_member, count);
+    }
+
+  private:
+    const char* m_family;
+    const char* m_member;
+    bool m_isTold = false;
+};
+
+// As many of `stored` records as the caller has room for; without room, their number.
+template <class Record>
+void takeSome(std::int32_t stored, const BYTE* first, Record* records, std::int32_t* count, CallLines& lines) {
+    if (records == nullptr) {
+        *count = stored;
+        lines.endWithCount(stored);
+        return;
+    }
+    *count = std::min(*count, stored);
+    if (*count > 0)
+        std::memcpy(records, first, static_cast<std::size_t>(*count) * sizeof(Record));
+}
+
+// The same of a list's records. The list is asked for with a cleared head: of the lists with a type, type 0.
+template <class List, class Record>
+std::int32_t readSome(CCfgHelper& family, const Address& address, Record* records, std::int32_t* count,
+                      CallLines& lines, void (*failed)(std::int32_t)) {
+    if (count == nullptr)
+        return WDLT_E_INVALID_ARGUMENT;
+    CCfgData cfgData(address.protocol, address.scan, address.input, address.configType);
+    if (const std::int32_t status = family.Read(cfgData, sizeof(List), nullptr); status != WDLT_OK) {
+        failed(status);
+        return status;
+    }
+    std::int32_t stored = 0;
+    std::memcpy(&stored, cfgData.GetData() + offsetof(List, dwNumOfRecords), sizeof stored);
+    takeSome(stored, cfgData.GetData() + offsetof(List, records), records, count, lines);
+    return WDLT_OK;
+}
+
+} // namespace wdlt

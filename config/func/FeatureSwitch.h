@@ -1,0 +1,32 @@
+// The two-step switch of every feature: its scan item first, the handler that it needs second, in both directions, so
+// that the handler's step sees the item as it now is. A feature is on only when both are.
+#pragma once
+
+#include "CfgHelper.h"
+
+#include <wdltcfg/addresses.h>
+
+#include <cstdint>
+
+namespace wdlt {
+
+// Which item and handler a feature switches, and its lines for a step that fails.
+struct FeatureSwitch {
+    using Line = void (*)(const char* verb, std::uint32_t protocol, std::int32_t status);
+
+    std::uint32_t protocol;
+    std::uint32_t scan;
+    std::uint32_t input;
+    Line itemFailed;
+    Line handlerFailed;
+
+    // The first step that fails ends it with its status; the item stays as it is then.
+    std::int32_t enable(CCfgHelper& helper, std::int32_t enable) const;
+    // 1 or 0; the handler is looked at only when the item is on.
+    std::int32_t isEnabled(CCfgHelper& helper) const;
+};
+
+// "enable" or "disable", as log lines call it.
+const char* switchVerb(std::int32_t enable);
+
+} // namespace wdlt

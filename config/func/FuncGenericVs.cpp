@@ -1,0 +1,123 @@
+#include "FuncGenericVs.h"
+
+#include "FamilyRecords.h"
+#include "FeatureSwitch.h"
+#include "WdCommon/DebugLog.h"
+
+#include <wdltcfg/addresses.h>
+#include <wdltcfg/status.h>
+
+#include <cstring>
+
+namespace {
+
+using namespace wdlt;
+
+constexpr FeatureSwitch switchOf(std::uint32_t protocol, std::uint32_t input) {
+    return {
+        .protocol = protocol,
+        .scan = WDLT_SCAN_VIRUS,
+        .input = input,
+        .itemFailed = [](const char* verb, std::uint32_t,
+                         std::int32_t status) { WDLOG_ERROR("Failed to %s VS PE: %d", verb, status); },
+        .handlerFailed = [](const char* verb, std::uint32_t handler,
+                            std::int32_t status) { WDLOG_ERROR("Failed to %s PH %d: %d", verb, handler, status); },
+    };
+}
+
+constexpr Address addressOf(std::uint32_t protocol, std::uint32_t input) {
+    return {protocol, WDLT_SCAN_VIRUS, WDLT_CONFIG_DEFAULT, input};
+}
+
+// Each field of a caller's record with the stored one that it stands for; `copy` knows the direction.
+template <class Config, class Stored, class Copy>
+void eachField(Config& config, Stored& stored, Copy&& copy) {
+    copy(config.dwFirstAction, stored.dwFirstAction);
+    copy(config.dwSecondAction, stored.dwSecondAction);
+    copy(config.dwZipClean, stored.dwZipClean);
+    copy(config.dwZipScan, stored.dwZipScan);
+    copy(config.dwZipLayer, stored.dwZipLayer);
+    copy(config.dwPackerSnare, stored.dwPackerSnare);
+    copy(config.dwSpywareScan, stored.dwSpywareScan);
+    copy(config.dwSpywareAction, stored.dwSpywareAction);
+}
+
+CCfgData limitRecordOf(const VsPlace& place) {
+    return {place.limitProtocol, place.limitScan, place.limitInput, WDLT_CONFIG_DEFAULT};
+}
+
+} // namespace
+
+std::int32_t CFuncGenericVs::Enable(std::int32_t enable) {
+    const CallLines lines("CFuncGenericVs", "Enable");
+    return switchOf(m_dwProtocol, m_dwInput).enable(*this, enable);
+}
+
+std::int32_t CFuncGenericVs::IsEnabled() {
+    const CallLines lines("CFuncGenericVs", "IsEnabled");
+    return switchOf(m_dwProtocol, m_dwInput).isEnabled(*this);
+}
+
+std::int32_t CFuncGenericVs::readPlace(const VsPlace& place, WdltVsConfig* pConfig) {
+    const CallLines lines(place.family, place.reading.member);
+    if (pConfig == nullptr) {
+        WDLOG_ERROR("%s", place.reading.withoutConfig);
+        return WDLT_E_INVALID_ARGUMENT;
+    }
+    CCfgData limit = limitRecordOf(place);
+    if (const std::int32_t status = Read(limit, place.limitRecordSize, nullptr); status != WDLT_OK) {
+        WDLOG_ERROR("%s: %d", place.reading.limitUnread, status);
+        return status;
+    }
+    WdltVsConfig config{};
+    if (const std::int32_t status = ConfigReadVs(config); status != WDLT_OK) {
+        WDLOG_ERROR("%s: %d", place.reading.scanUnread, status);
+        return status;
+    }
+    std::memcpy(&config.dwLimitSize, limit.GetData() + place.limitOffset, sizeof config.dwLimitSize);
+    *pConfig = config;
+    return WDLT_OK;
+}
+
+std::int32_t CFuncGenericVs::writePlace(const VsPlace& place, const WdltVsConfig* pConfig) {
+    const CallLines lines(place.family, place.writing.member);
+    if (pConfig == nullptr) {
+        WDLOG_ERROR("%s", place.writing.withoutConfig);
+        return WDLT_E_INVALID_ARGUMENT;
+    }
+    CCfgData limit = limitRecordOf(place);
+    if (const std::int32_t status = Read(limit, place.limitRecordSize, nullptr); status != WDLT_OK) {
+        WDLOG_ERROR("%s: %d", place.writing.limitUnread, status);
+        return status;
+    }
+    std::memcpy(limit.GetData() + place.limitOffset, &pConfig->dwLimitSize, sizeof pConfig->dwLimitSize);
+    if (const std::int32_t status = ConfigWriteVs(*pConfig); status != WDLT_OK) {
+        WDLOG_ERROR("%s: %d", place.writing.scanUnwritten, status);
+        return status;
+    }
+    const std::int32_t status = Write(limit);
+    if (status != WDLT_OK)
+        WDLOG_ERROR("%s: %d", place.writing.limitUnwritten, status);
+    return status;
+}
+
+std::int32_t CFuncGenericVs::ConfigReadVs(WdltVsConfig& record) {
+    WdpeVsData stored;
+    const std::int32_t status = readWhole(*this, addressOf(m_dwProtocol, m_dwInput), stored, [](std::int32_t failure) {
+        WDLOG_ERROR("CFuncGenericVs::ConfigReadVs(): Failed to read config: %d", failure);
+    });
+    if (status == WDLT_OK)
+        eachField(record, stored, kToCaller);
+    return status;
+}
+
+std::int32_t CFuncGenericVs::ConfigWriteVs(const WdltVsConfig& record) {
+    return writeOver<WdpeVsData>(
+        *this, addressOf(m_dwProtocol, m_dwInput), [&](WdpeVsData& stored) { eachField(record, stored, kToStore); },
+        [](std::int32_t failure) {
+            WDLOG_ERROR("CFuncGenericVs::ConfigWriteVs(): Failed to read config: %d", failure);
+        },
+        [](std::int32_t failure) {
+            WDLOG_ERROR("CFuncGenericVs::ConfigWriteVs(): Failed to write config: %d", failure);
+        });
+}

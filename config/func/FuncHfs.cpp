@@ -1,0 +1,82 @@
+#include "FuncHfs.h"
+
+#include "FamilyRecords.h"
+
+#include <wdltcfg/addresses.h>
+#include <wdltcfg/status.h>
+
+namespace {
+
+using namespace wdlt;
+
+constexpr Address kFileScan{WDLT_PROTOCOL_COMMON, WDLT_SCAN_VIRUS, WDLT_CONFIG_DEFAULT, WDLT_INPUT_HTTP_FILE_SCAN};
+
+constexpr VsPlace kPlace{
+    .limitProtocol = kFileScan.protocol,
+    .limitScan = kFileScan.scan,
+    .limitInput = kFileScan.input,
+    .limitRecordSize = sizeof(WdpeHttpFileScanData),
+    .limitOffset = offsetof(WdpeHttpFileScanData, dwMaxScanSize),
+    .family = "CFuncHfs",
+    .reading{
+        .member = "ConfigVirusRead",
+        .withoutConfig = "CFuncHfs::ConfigVirusRead: pConfig is NULL",
+        .limitUnread = "CFuncHfs::ConfigVirusRead(): Failed to read on CConfigReader",
+        .scanUnread = "CFuncHfs::ConfigVirusRead(): Failed to read WdpeVsData",
+    },
+    .writing{
+        .member = "ConfigVirusWrite",
+        .withoutConfig = "CFuncHfs::ConfigVirusWrite: pConfig is NULL",
+        .limitUnread = "CFuncHfs::ConfigVirusWrite(): Failed to read config",
+        .scanUnwritten = "FuncHfs::ConfigVirusWrite(): Failed to write WdpeVsData",
+        .limitUnwritten = "FuncHfs::ConfigVirusWrite(): Failed to write data",
+    },
+};
+
+template <class Config, class Stored, class Copy>
+void eachField(Config& config, Stored& stored, Copy&& copy) {
+    copy(config.dwHttpActionMode, stored.dwHttpActionMode);
+    copy(config.dwActionSizeThreshold, stored.dwActionSizeThreshold);
+    copy(config.szTargetTypes, stored.szTargetTypes);
+}
+
+} // namespace
+
+CFuncHfs::CFuncHfs() : CFuncGenericVs(WDLT_PROTOCOL_HTTP, WDLT_INPUT_HTTP_FILE_SCAN) {}
+
+std::int32_t CFuncHfs::ConfigVirusRead(WdltVsConfig* pConfig) {
+    return readPlace(kPlace, pConfig);
+}
+
+std::int32_t CFuncHfs::ConfigVirusWrite(const WdltVsConfig* pConfig) {
+    return writePlace(kPlace, pConfig);
+}
+
+std::int32_t CFuncHfs::ConfigRead(WdltHfsConfig* pConfig) {
+    const CallLines lines("CFuncHfs", "ConfigRead");
+    if (pConfig == nullptr) {
+        WDLOG_ERROR("CFuncHfs::ConfigRead: pConfig is NULL");
+        return WDLT_E_INVALID_ARGUMENT;
+    }
+    WdpeHttpFileScanData stored;
+    const std::int32_t status = readWhole(*this, kFileScan, stored, [](std::int32_t failure) {
+        WDLOG_ERROR("CFuncHfs::ConfigRead(): Failed to read on CConfigReader: %d", failure);
+    });
+    if (status == WDLT_OK)
+        eachField(*pConfig, stored, kToCaller);
+    return status;
+}
+
+std::int32_t CFuncHfs::ConfigWrite(const WdltHfsConfig* pConfig) {
+    const CallLines lines("CFuncHfs", "ConfigWrite");
+    if (pConfig == nullptr) {
+        WDLOG_ERROR("CFuncHfs::ConfigWrite: pConfig is NULL");
+        return WDLT_E_INVALID_ARGUMENT;
+    }
+    return writeOver<WdpeHttpFileScanData>(
+        *this, kFileScan, [&](WdpeHttpFileScanData& stored) { eachField(*pConfig, stored, kToStore); },
+        [](std::int32_t failure) {
+            WDLOG_ERROR("CFuncHfs::ConfigWrite(): Failed to read on CConfigReader: %d", failure);
+        },
+        [](std::int32_t failure) { WDLOG_ERROR("FuncHfs::ConfigWrite(): Failed to write data: %d", failure); });
+}

@@ -1,0 +1,16 @@
+// The virus scan of files over HTTP, an item of its own beside that of web mail, and how files are scanned.
+#pragma once
+
+#include "FuncGenericVs.h"
+
+class CFuncHfs : public CFuncGenericVs {
+  public:
+    CFuncHfs();
+
+    virtual std::int32_t ConfigVirusRead(WdltVsConfig* pConfig);
+    virtual std::int32_t ConfigVirusWrite(const WdltVsConfig* pConfig);
+
+    // All of the file scan's record but its size limit, which goes with the virus scan.
+    virtual std::int32_t ConfigRead(WdltHfsConfig* pConfig);
+    virtual std::int32_t ConfigWrite(const WdltHfsConfig* pConfig);
+};

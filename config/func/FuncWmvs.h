@@ -1,0 +1,12 @@
+// The virus scan of web mail over HTTP.
+#pragma once
+
+#include "FuncGenericVs.h"
+
+class CFuncWmvs : public CFuncGenericVs {
+  public:
+    CFuncWmvs();
+
+    virtual std::int32_t ConfigRead(WdltVsConfig* pConfig);
+    virtual std::int32_t ConfigWrite(const WdltVsConfig* pConfig);
+};

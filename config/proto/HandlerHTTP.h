@@ -1,0 +1,10 @@
+// The settings of the HTTP handler: the request methods that it looks at, its limits, buffers and time-out.
+#pragma once
+
+#include "WdchHelper.h"
+
+class CHandlerHTTP final : public WdchHelper {
+  public:
+    std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) override;
+    std::int32_t WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) override;
+};

@@ -1,0 +1,42 @@
+#include "HandlerPOP3.h"
+
+#include "FixedRecord.h"
+#include "HelperRegistry.h"
+#include "MailHandler.h"
+#include "ValueMap.h"
+#include "WdCommon/DebugLog.h"
+
+#include <wdltcfg/records.h>
+
+namespace {
+
+using namespace wdlt;
+
+// In the order of reading and writing.
+constexpr ValueRow<WdphPop3> kValues[] = {
+    mailLimitSize<&WdphPop3::dwLimitSize>(),
+    number<&WdphPop3::dwIntervalLength>("IntervalLength").named("dwIntervalLength"),
+    number<&WdphPop3::dwWaitTime>("WaitTime").named("dwWaitTime"),
+};
+
+constexpr ValueReport kReport{
+    .readFailed =
+        [](DWORD, const char* field, std::int32_t status) {
+            WDLOG_ERROR("[WdltCfg.dll] ReadConfig fails (%d) : WdphPop3::%s", status, field);
+        },
+    .writeFailed = [](const char* field,
+                      std::int32_t) { WDLOG_ERROR("[WdltCfg.dll] WriteConfig WdphPop3::%s fails.", field); },
+};
+
+const RegisterHelper<CHandlerPOP3> kRegistered(HelperKind::CHandlerPOP3);
+
+} // namespace
+
+// The size comes first: -2 tells it also to a caller without data, and only then is that -1.
+std::int32_t CHandlerPOP3::ReadConfig(std::uint64_t, void* data, std::uint64_t* size) {
+    return readFixedRecord({*this, kReport}, kValues, data, size);
+}
+
+std::int32_t CHandlerPOP3::WriteConfig(std::uint64_t, void* data, std::uint64_t size) {
+    return writeMailHandler({*this, kReport}, kValues, data, size);
+}

@@ -1,0 +1,10 @@
+// The numbers of the POP3 handler.
+#pragma once
+
+#include "WdchHelper.h"
+
+class CHandlerPOP3 final : public WdchHelper {
+  public:
+    std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) override;
+    std::int32_t WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) override;
+};

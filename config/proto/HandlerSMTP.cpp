@@ -1,0 +1,51 @@
+#include "HandlerSMTP.h"
+
+#include "FixedRecord.h"
+#include "HelperRegistry.h"
+#include "MailHandler.h"
+#include "ValueMap.h"
+#include "WdCommon/DebugLog.h"
+
+#include <wdltcfg/records.h>
+#include <wdltcfg/status.h>
+
+namespace {
+
+using namespace wdlt;
+
+constexpr DWORD kDefaultMaxSessionCount = 100;
+
+// In the order of reading and writing.
+constexpr ValueRow<WdphSmtp> kValues[] = {
+    mailLimitSize<&WdphSmtp::dwLimitSize>(),
+    number<&WdphSmtp::dwIntervalLength>("IntervalLength").named("dwIntervalLength"),
+    number<&WdphSmtp::dwWaitTime>("WaitTime").named("dwWaitTime"),
+    number<&WdphSmtp::dwMaxSessionCount>("MaxSessionCount")
+        .named("dwMaxSessionCount")
+        .whenAbsent(kDefaultMaxSessionCount)
+        .onRead(atLeast<1>),
+};
+
+constexpr ValueReport kReport{
+    .readFailed =
+        [](DWORD, const char* field, std::int32_t status) {
+            WDLOG_ERROR("[WdltCfg.dll] ReadConfig fails (%d) : WdphSmtp::%s", status, field);
+        },
+    .writeFailed = [](const char* field,
+                      std::int32_t) { WDLOG_ERROR("[WdltCfg.dll] WriteConfig WdphSmtp::%s fails.", field); },
+};
+
+const RegisterHelper<CHandlerSMTP> kRegistered(HelperKind::CHandlerSMTP);
+
+} // namespace
+
+// The data come first, and without them it is -3 whatever the size, with no line: a caller can't ask for the size.
+std::int32_t CHandlerSMTP::ReadConfig(std::uint64_t, void* data, std::uint64_t* size) {
+    if (data == nullptr)
+        return WDLT_E_INVALID_ARGUMENT;
+    return readFixedRecord({*this, kReport}, kValues, data, size);
+}
+
+std::int32_t CHandlerSMTP::WriteConfig(std::uint64_t, void* data, std::uint64_t size) {
+    return writeMailHandler({*this, kReport}, kValues, data, size);
+}

@@ -1,0 +1,223 @@
+#include "EngineASpm.h"
+
+#include "AntiSpamList.h"
+#include "AspmReport.h"
+#include "HelperRegistry.h"
+#include "WdCommon/LogFormat.h"
+
+#include <wdltcfg/addresses.h>
+#include <wdltcfg/records.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstddef>
+#include <cstring>
+#include <span>
+#include <string>
+
+namespace {
+
+using namespace wdlt;
+
+// WdpeAspmData as far as its lists, which stay where the caller has them.
+struct Settings {
+    std::uint32_t dwLevel;
+    std::uint32_t dwUnreadLists;
+    double dblLow;
+    double dblMedium;
+    double dblHigh;
+    char szWhitelistFile[257];
+    std::uint32_t dwWhitelistCount;
+    char szBlacklistFile[257];
+    std::uint32_t dwBlacklistCount;
+};
+static_assert(sizeof(Settings) == offsetof(WdpeAspmData, whitelist));
+static_assert(offsetof(Settings, szBlacklistFile) == offsetof(WdpeAspmData, szBlacklistFile));
+
+constexpr std::uint32_t kHighestLevel = 2;
+constexpr double kHighestThreshold = 100;
+constexpr DWORD kTextBytes = 256; // of a value that is read
+
+constexpr auto kLevel = number<&Settings::dwLevel>("Level");
+constexpr auto kWhitelist = text<&Settings::szWhitelistFile>("Whitelist", kTextBytes).fileName();
+constexpr auto kBlacklist = text<&Settings::szBlacklistFile>("Blacklist", kTextBytes).fileName();
+
+// The thresholds are read between the level and the files, and never written.
+constexpr ValueRow<Settings> kReadFirst[] = {kLevel};
+constexpr ValueRow<Settings> kReadLast[] = {kWhitelist, kBlacklist};
+constexpr ValueRow<Settings> kWritten[] = {kLevel, kWhitelist, kBlacklist};
+
+struct Threshold {
+    const char* key;
+    double Settings::*field;
+};
+constexpr Threshold kThresholds[] = {
+    {"Low", &Settings::dblLow},
+    {"Medium", &Settings::dblMedium},
+    {"High", &Settings::dblHigh},
+};
+
+struct List {
+    std::size_t entries; // where they begin in the record
+    char (Settings::*file)[257];
+    std::uint32_t Settings::*count;
+    std::uint32_t unread; // its bit
+    LogFormat<unsigned long> tooMany;
+};
+constexpr List kLists[] = {
+    {offsetof(WdpeAspmData, whitelist), &Settings::szWhitelistFile, &Settings::dwWhitelistCount, WDLT_ASPM_UNREAD_WHITE,
+     "WriteConfig: tried to write too many whitelist record: %lu"},
+    {offsetof(WdpeAspmData, blacklist), &Settings::szBlacklistFile, &Settings::dwBlacklistCount, WDLT_ASPM_UNREAD_BLACK,
+     "WriteConfig: tried to write too many blacklist record: %lu"},
+};
+
+// The number that a text begins with; 0 without one.
+double decimalNumber(const char* text) {
+    const char* begin = text + std::strspn(text, " \t\r\n");
+    begin += *begin == '+' ? 1 : 0;
+    double number = 0;
+    std::from_chars(begin, begin + std::strlen(begin), number);
+    return number;
+}
+
+std::int32_t readThreshold(WdchHelper& helper, const char* key, double& field) {
+    std::array<char, kTextBytes + 1> text{};
+    DWORD size = kTextBytes;
+    if (const std::int32_t status = helper.ReadItem("", key, text.data(), &size, false); status != WDLT_OK) {
+        kAspmReport.readFailed(kAsError, key, status);
+        return WDLT_E_REGISTRY;
+    }
+    const double number = decimalNumber(text.data());
+    if (!(number > 0 && number <= kHighestThreshold)) {
+        WDLOG_ERROR("Reg value invalid(key=%s, value=%s)", key, text.data());
+        return WDLT_E_REGISTRY;
+    }
+    field = number;
+    return WDLT_OK;
+}
+
+std::int32_t readSettings(WdchHelper& helper, Settings& settings) {
+    const ValueAccess access{helper, kAspmReport};
+    if (const std::int32_t status = readValues(access, kReadFirst, settings); status != WDLT_OK)
+        return status;
+    if (settings.dwLevel > kHighestLevel) {
+        WDLOG_ERROR("Reg value invalid (key=%s, value=%d)", kLevel.name, settings.dwLevel);
+        return WDLT_E_REGISTRY;
+    }
+    for (const Threshold& threshold : kThresholds)
+        if (const std::int32_t status = readThreshold(helper, threshold.key, settings.*threshold.field);
+            status != WDLT_OK)
+            return status;
+    return readValues(access, kReadLast, settings);
+}
+
+// Empty for a list without a file, and without an install directory to look for it in.
+std::string pathOf(const Settings& settings, const List& list, const std::string& installPath) {
+    const char* const name = settings.*list.file;
+    return name[0] == '\0' || installPath.empty() ? std::string() : installPath + name;
+}
+
+std::span<const WdpeAspmEntry> entriesOf(const void* data, const Settings& settings, const List& list) {
+    const auto* const first = reinterpret_cast<const WdpeAspmEntry*>(static_cast<const char*>(data) + list.entries);
+    return {first, settings.*list.count};
+}
+
+// What the file couldn't give back as it is.
+bool isOneLine(const WdpeAspmEntry& entry) {
+    const std::size_t length = strnlen(entry.szEntry, sizeof entry.szEntry);
+    return length < sizeof entry.szEntry && std::memchr(entry.szEntry, '\n', length) == nullptr;
+}
+
+// A list that is empty because it couldn't be read when the caller got the record, or can't be read now, isn't one to
+// be written: entries may stand in its file.
+bool mayBeUnread(CAntiSpamList& file, const Settings& settings, const List& list, const std::string& path) {
+    if (settings.*list.count != 0 || path.empty())
+        return false;
+    constexpr std::uint32_t kBits = WDLT_ASPM_UNREAD_WHITE | WDLT_ASPM_UNREAD_BLACK;
+    const bool isMarked =
+        (settings.dwUnreadLists & ~kBits) == WDLT_ASPM_UNREAD && (settings.dwUnreadLists & list.unread) != 0;
+    return isMarked || file.Look(path.c_str()) == CAntiSpamList::State::Unreadable;
+}
+
+const RegisterHelper<CEngineASpm> kRegistered(HelperKind::CEngineASpm);
+
+} // namespace
+
+std::int32_t CEngineASpm::ReadConfig(std::uint64_t /*configType*/, void* data, std::uint64_t* size) {
+    if (data == nullptr) {
+        WDLOG_ERROR("ReadConfig: pData is NULL");
+        return WDLT_E_INVALID_ARGUMENT;
+    }
+    if (*size != sizeof(WdpeAspmData)) {
+        WDLOG_ERROR("ReadConfig: parameter size error");
+        return WDLT_E_INVALID_ARGUMENT;
+    }
+    std::memset(data, 0, sizeof(WdpeAspmData));
+    CallersRecord<Settings> settings(data);
+    if (const std::int32_t status = readSettings(*this, *settings); status != WDLT_OK)
+        return status;
+    const std::string installPath = GetInstallPath();
+    CAntiSpamList file;
+    for (const List& list : kLists) {
+        const std::string path = pathOf(*settings, list, installPath);
+        if (path.empty())
+            continue;
+        auto* const entries = reinterpret_cast<WdpeAspmEntry*>(static_cast<char*>(data) + list.entries);
+        int count = 0;
+        if (file.Load(path.c_str(), entries, WDLT_MAX_ASPM_RECORDS, count) == CAntiSpamList::State::Unreadable)
+            settings->dwUnreadLists |= WDLT_ASPM_UNREAD | list.unread;
+        (*settings).*list.count = static_cast<std::uint32_t>(count);
+    }
+    WDLOG_ENTRY("ReadConfig (ret=%d, Level=%d)", WDLT_OK, settings->dwLevel);
+    return WDLT_OK;
+}
+
+std::int32_t CEngineASpm::WriteConfig(std::uint64_t /*configType*/, void* data, std::uint64_t size) {
+    if (data == nullptr) {
+        WDLOG_ERROR("WriteConfig: pData is NULL");
+        return WDLT_E_INVALID_ARGUMENT;
+    }
+    if (size != sizeof(WdpeAspmData)) {
+        WDLOG_ERROR("WriteConfig: parameter size error");
+        return WDLT_E_INVALID_ARGUMENT;
+    }
+    Settings settings;
+    std::memcpy(&settings, data, sizeof settings);
+    for (const List& list : kLists)
+        if (settings.*list.count > WDLT_MAX_ASPM_RECORDS) {
+            const unsigned long count = settings.*list.count;
+            WDLOG_ERROR(list.tooMany, count);
+            return WDLT_E_INVALID_ARGUMENT;
+        }
+    for (const List& list : kLists) {
+        if (strnlen(settings.*list.file, kTextBytes) == kTextBytes) {
+            WDLOG_ERROR("WriteConfig: the name of a list's file is too long");
+            return WDLT_E_INVALID_ARGUMENT;
+        }
+        StripPath(settings.*list.file, sizeof(settings.*list.file));
+        if (!std::ranges::all_of(entriesOf(data, settings, list), isOneLine)) {
+            WDLOG_ERROR("WriteConfig: an entry isn't one line (file=%s)", settings.*list.file);
+            return WDLT_E_INVALID_ARGUMENT;
+        }
+    }
+    const std::string installPath = GetInstallPath();
+    CAntiSpamList file;
+    for (const List& list : kLists)
+        if (mayBeUnread(file, settings, list, pathOf(settings, list, installPath))) {
+            WDLOG_ERROR("WriteConfig: a list that couldn't be read isn't emptied (file=%s)", settings.*list.file);
+            return WDLT_E_FILE;
+        }
+
+    if (const std::int32_t status = writeValues({*this, kAspmReport}, kWritten, settings); status != WDLT_OK)
+        return status;
+    std::int32_t status = WDLT_OK;
+    for (const List& list : kLists) {
+        const std::string path = pathOf(settings, list, installPath);
+        const auto entries = entriesOf(data, settings, list);
+        if (path.empty() || file.WriteList(path.c_str(), entries.data(), static_cast<int>(entries.size())) == 0)
+            status = WDLT_E_FILE;
+    }
+    WDLOG_ENTRY("WriteConfig (ret=%d, Level=%d)", status, settings.dwLevel);
+    return status;
+}

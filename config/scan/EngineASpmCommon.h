@@ -1,0 +1,10 @@
+// What anti-spam has in common for all protocols: prefixes and switches, and the folder of its rules.
+#pragma once
+
+#include "WdchHelper.h"
+
+class CEngineASpmCommon final : public WdchHelper {
+  public:
+    std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) override;
+    std::int32_t WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) override;
+};

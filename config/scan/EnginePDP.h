@@ -1,0 +1,12 @@
+// What one protocol keeps for the privacy feature: a number that the running service gives its meaning.
+#pragma once
+
+#include "WdchHelper.h"
+
+class CEnginePDP final : public WdchHelper {
+  public:
+    // Only with WDLT_CONFIG_PRIVACY_TABLE_READ.
+    std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) override;
+    // Only with WDLT_CONFIG_PRIVACY_TABLE_WRITE, of which the low 32 bits count.
+    std::int32_t WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) override;
+};

@@ -1,0 +1,156 @@
+#include "EngineSCANXCommon.h"
+
+#include "HelperRegistry.h"
+#include "ListFile.h"
+#include "SpyListDB.h"
+#include "Utility.h"
+#include "ValueMap.h"
+#include "WdCommon/DebugLog.h"
+
+#include <wdltcfg/addresses.h>
+#include <wdltcfg/records.h>
+#include <wdltcfg/status.h>
+
+#include <cstring>
+
+namespace {
+
+using namespace wdlt;
+
+constexpr ValueRow<WdpeVsCommon> kLanguage = number<&WdpeVsCommon::dwLanguage>("Language").named("dwLanguage");
+constexpr ValueRow<WdpeVsCommon> kPatternPath =
+    text<&WdpeVsCommon::szPatternPath>("PatternPath", 259).named("szPatternPath").failsAtLevel(kAsTrace);
+constexpr ValueRow<WdpeVsCommon> kKeepNumber = number<&WdpeVsCommon::dwKeepNumber>("KeepNumber")
+                                                   .named("dwKeepNumber")
+                                                   .failsAtLevel(kAsTrace)
+                                                   .onRead(ceiling<0x7FFFFFFF>);
+constexpr ValueRow<WdpeVsCommon> kPurgeBadPattern =
+    number<&WdpeVsCommon::dwPurgeBadPattern>("PurgeBadPattern").named("dwPurgeBadPattern").whenUnreadable(0, kQuietly);
+constexpr ValueRow<WdpeVsCommon> kEngineType =
+    number<&WdpeVsCommon::dwEngineType>("EngineType").whenUnreadable(0, kQuietly);
+
+// An empty folder is looked into between the two, and ends the read when nothing can stand for it.
+constexpr ValueRow<WdpeVsCommon> kReadBeforeFolder[] = {kLanguage, kPatternPath};
+constexpr ValueRow<WdpeVsCommon> kReadBehindFolder[] = {kKeepNumber, kPurgeBadPattern, kEngineType};
+constexpr ValueRow<WdpeVsCommon> kWritten[] = {kLanguage, kPatternPath, kKeepNumber, kPurgeBadPattern};
+
+constexpr ValueReport kReport{
+    .readFailed = [](DWORD level, const char* field,
+                     std::int32_t status) { WDLOG(level, "ReadConfig fails (%d) : WdpeVsCommon::%s", status, field); },
+    .writeFailed = [](const char* field,
+                      std::int32_t status) { WDLOG_ERROR("WriteConfig fails (%d) : WdpeVsCommon::%s", status, field); },
+};
+
+constexpr ListFileReport kFileReport{
+    .defaultUsed =
+        [](const char* name) { WDLOG_TRACE("CEngineSCANXCommon: Failed to get file name in registry. Use %s", name); },
+    .noInstallPath = [] { WDLOG_ERROR("CEngineSCANXCommon: Cannot get the install path"); },
+};
+
+constexpr std::uint32_t kOnlyList = 0;
+
+const RegisterHelper<CEngineSCANXCommon> kRegistered(HelperKind::CEngineSCANXCommon);
+
+void endInBackslash(char (&path)[sizeof(WdpeVsCommon::szPatternPath)]) {
+    const std::size_t length = strnlen(path, sizeof path);
+    if (length > 0 && length + 1 < sizeof path && path[length - 1] != '\\')
+        path[length] = '\\';
+}
+
+} // namespace
+
+std::int32_t CEngineSCANXCommon::ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) {
+    if (data == nullptr)
+        return WDLT_E_INVALID_ARGUMENT;
+    switch (configType) {
+    case WDLT_CONFIG_DEFAULT:
+        return readSettings(data, size);
+    case WDLT_CONFIG_SPYWARE_LIST:
+        return readSpyList(data, size);
+    default:
+        WDLOG_ERROR("CEngineSCANXCommon::ReadConfig(): invalid value (dwInput=%ld)", static_cast<long>(configType));
+        return WDLT_E_INVALID_ARGUMENT;
+    }
+}
+
+std::int32_t CEngineSCANXCommon::WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) {
+    if (data == nullptr)
+        return WDLT_E_INVALID_ARGUMENT;
+    switch (configType) {
+    case WDLT_CONFIG_DEFAULT:
+        return writeSettings(data, size);
+    case WDLT_CONFIG_SPYWARE_LIST:
+        return writeSpyList(data, size);
+    default:
+        WDLOG_ERROR("CEngineSCANXCommon::WriteConfig(): invalid value (dwInput=%ld)", static_cast<long>(configType));
+        return WDLT_E_INVALID_ARGUMENT;
+    }
+}
+
+std::int32_t CEngineSCANXCommon::readSettings(void* data, std::uint64_t* size) {
+    if (*size != sizeof(WdpeVsCommon)) {
+        *size = sizeof(WdpeVsCommon);
+        return WDLT_E_BUFFER_SIZE;
+    }
+    CallersRecord<WdpeVsCommon> record(data);
+    record.clear();
+    const ValueAccess access{*this, kReport};
+    if (const std::int32_t status = readValues(access, kReadBeforeFolder, *record); status != WDLT_OK)
+        return status;
+    if (record->szPatternPath[0] == '\0') {
+        const std::string installPath = GetInstallPath();
+        if (installPath.empty()) {
+            WDLOG_ERROR("ReadConfig fails (%d) : InstallPath", 0);
+            return WDLT_OK;
+        }
+        installPath.copy(record->szPatternPath, sizeof record->szPatternPath - 2);
+    }
+    endInBackslash(record->szPatternPath);
+    return readValues(access, kReadBehindFolder, *record);
+}
+
+std::int32_t CEngineSCANXCommon::writeSettings(void* data, std::uint64_t size) {
+    if (size != sizeof(WdpeVsCommon)) {
+        WDLOG_ERROR("WriteConfig size is invalid (%d / %d)", loggedSize(size), loggedSize(sizeof(WdpeVsCommon)));
+        return WDLT_E_INVALID_ARGUMENT;
+    }
+    CallersRecord<WdpeVsCommon> record(data);
+    return writeValues({*this, kReport}, kWritten, *record);
+}
+
+std::int32_t CEngineSCANXCommon::BuildSpyFilePath(const void* list, std::string& path) {
+    const std::uint32_t listType = listTypeOf(list);
+    if (listType != kOnlyList) {
+        WDLOG_ERROR("CEngineSCANXCommon: Invalid value (dwListType=%lu)", static_cast<unsigned long>(listType));
+        return WDLT_E_INVALID_ARGUMENT;
+    }
+    return findListFile(*this, kFileReport, {.item = "WhiteList", .defaultName = "SpyAList.dat", .isPath = true}, path);
+}
+
+std::int32_t CEngineSCANXCommon::readSpyList(void* data, std::uint64_t* size) {
+    if (*size < sizeof(WdpeSpyList)) {
+        *size = sizeof(WdpeSpyList);
+        return WDLT_E_BUFFER_SIZE;
+    }
+    std::string path;
+    if (const std::int32_t status = BuildSpyFilePath(data, path); status != WDLT_OK)
+        return status;
+    const std::int32_t status = CSpyListDB().Read(path.c_str(), data, size);
+    if (status != WDLT_OK)
+        WDLOG_ERROR("CEngineSCANXCommon: Failed to read the spyware List database (file=%s)", path);
+    return status;
+}
+
+std::int32_t CEngineSCANXCommon::writeSpyList(void* data, std::uint64_t size) {
+    if (size != sizeof(WdpeSpyList))
+        return WDLT_E_INVALID_ARGUMENT;
+    std::string path;
+    if (const std::int32_t status = BuildSpyFilePath(data, path); status != WDLT_OK)
+        return status;
+    CSpyListDB list;
+    list.setTempFolder(GetTempPath());
+    const std::int32_t status = list.Write(path.c_str(), data, &size);
+    if (status != WDLT_OK)
+        WDLOG_ERROR("CEngineSCANXCommon: Failed to write the spyware List database (file=%s)", path);
+    return status;
+}

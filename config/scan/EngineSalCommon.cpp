@@ -1,0 +1,59 @@
+#include "EngineSalCommon.h"
+
+#include "HelperRegistry.h"
+#include "ValueMap.h"
+#include "WdCommon/DebugLog.h"
+
+#include <wdltcfg/records.h>
+#include <wdltcfg/status.h>
+
+#include <cstring>
+
+namespace {
+
+using namespace wdlt;
+
+constexpr ValueRow<WdpeSalData> kValues[] = {
+    number<&WdpeSalData::dwQueryIP>("QueryIP").whenUnreadable(0).onRead(exactlyOne).onWrite(asFlag),
+    number<&WdpeSalData::dwTakeAction>("TakeAction").whenUnreadable(0).onRead(exactlyOne).onWrite(asFlag),
+    number<&WdpeSalData::dwAddandScanMode>("AddandScanMode").whenUnreadable(0).onRead(exactlyOne).onWrite(asFlag),
+    text<&WdpeSalData::szBlockImages>("BlockImages", 512).whenUnreadable("").withoutTerminator(),
+};
+
+constexpr ValueReport kReport{
+    .readFailed =
+        [](DWORD level, const char* item, std::int32_t status) {
+            WDLOG(level, "CEngineSalCommon: Failed to read registry (item=%s, ret=%ld)", item,
+                  static_cast<long>(status));
+        },
+    .writeFailed =
+        [](const char* item, std::int32_t status) {
+            WDLOG_ERROR("CEngineSalCommon: Failed to write registry (item=%s, ret=%ld)", item,
+                        static_cast<long>(status));
+        },
+};
+
+const RegisterHelper<CEngineSalCommon> kRegistered(HelperKind::CEngineSalCommon);
+
+} // namespace
+
+std::int32_t CEngineSalCommon::ReadConfig(std::uint64_t, void* data, std::uint64_t* size) {
+    if (data == nullptr)
+        return WDLT_E_INVALID_ARGUMENT;
+    if (*size < sizeof(WdpeSalData)) {
+        *size = sizeof(WdpeSalData);
+        return WDLT_E_BUFFER_SIZE;
+    }
+    std::memset(data, 0, *size);
+    CallersRecord<WdpeSalData> record(data);
+    return readValues({*this, kReport}, kValues, *record);
+}
+
+std::int32_t CEngineSalCommon::WriteConfig(std::uint64_t, void* data, std::uint64_t size) {
+    if (data == nullptr)
+        return WDLT_E_INVALID_ARGUMENT;
+    if (size < sizeof(WdpeSalData))
+        return WDLT_E_BUFFER_SIZE;
+    CallersRecord<WdpeSalData> record(data);
+    return writeValues({*this, kReport}, kValues, *record);
+}

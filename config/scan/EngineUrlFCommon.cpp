@@ -1,0 +1,426 @@
+#include "EngineUrlFCommon.h"
+
+#include "HelperRegistry.h"
+#include "ListFile.h"
+#include "SettingsCipher.h"
+#include "UrlCategoryDB.h"
+#include "UrlCategoryGroupDB.h"
+#include "UrlListDB.h"
+#include "UrlLogDB.h"
+#include "ValueMap.h"
+#include "WdCommon/DebugLog.h"
+
+#include <wdltcfg/addresses.h>
+#include <wdltcfg/records.h>
+#include <wdltcfg/status.h>
+
+#include <cstddef>
+#include <cstring>
+#include <string>
+
+namespace {
+
+using namespace wdlt;
+
+constexpr DWORD kDefaultPort = 80;
+constexpr DWORD kUnset = static_cast<DWORD>(-1);
+
+constexpr DWORD knownFamily(DWORD family) {
+    return family == 1 || family == 2 ? family : 0;
+}
+
+// In the order of reading and writing.
+constexpr ValueRow<WdpeUrlfData> kSettings[] = {
+    number<&WdpeUrlfData::dwMode>("Mode"),
+    number<&WdpeUrlfData::dwEnableServerLookup>("EnableServerLookup"),
+    text<&WdpeUrlfData::szBlockCategoryGroups>("BlockCategoryGroups", 767).withoutTerminator(),
+    number<&WdpeUrlfData::dwEnableProxy>("EnableProxy"),
+    text<&WdpeUrlfData::szProxyServer>("ProxyServer").whenAbsent(""),
+    number<&WdpeUrlfData::dwProxyPort>("ProxyPort").whenAbsent(kDefaultPort),
+    protectedText<&WdpeUrlfData::szProxyUser>("ProxyUser", 127).whenAbsent(""),
+    protectedText<&WdpeUrlfData::szProxyPassword>("ProxyPassword", 127).whenAbsent(""),
+    number<&WdpeUrlfData::dwEnableCategoryChk>("EnableCategoryChk"),
+    number<&WdpeUrlfData::dwEnablePharm>("EnablePharm"),
+    number<&WdpeUrlfData::dwCategoryNonBlock>("CategoryNonBlock"),
+    number<&WdpeUrlfData::dwPharmingNonBlock>("PharmingNonBlock"),
+    number<&WdpeUrlfData::dwNotifyAll>("NotifyAll"),
+    number<&WdpeUrlfData::dwEnableCredibilityChk>("EnableCredibilityChk"),
+    number<&WdpeUrlfData::dwCredibilityNonBlock>("CredibilityNonBlock"),
+    number<&WdpeUrlfData::dwUserDefinedCredLevel>("UserDefinedCredLevel").whenUnreadable(kUnset),
+    number<&WdpeUrlfData::dwUseCredibilityScore>("UseCredibilityScore").whenUnreadable(0),
+    number<&WdpeUrlfData::dwCredScoreThresHold>("CredScoreThresHold").whenUnreadable(kUnset),
+    number<&WdpeUrlfData::dwEnablePhishChk>("EnablePhishChk"),
+    number<&WdpeUrlfData::dwPhishNonBlock>("PhishNonBlock"),
+    text<&WdpeUrlfData::szBlockPhishCategoryGrps>("BlockPhishCategoryGrps", 767).withoutTerminator(),
+    number<&WdpeUrlfData::dwEnableWdlDns>("EnableWdlDns").whenUnreadable(1),
+    number<&WdpeUrlfData::dwEnableWdufeDns>("EnableWdufeDns").whenUnreadable(1),
+};
+
+// Read behind the settings. Nothing here writes them.
+constexpr ValueRow<WdpeUrlfFullData> kMoreSettings[] = {
+    number<&WdpeUrlfFullData::dwCacheSize>("CacheSize"),
+    number<&WdpeUrlfFullData::dwCacheLifetime>("CacheLifetime"),
+    protectedText<&WdpeUrlfFullData::szLookupServer>("LookupServer", 256),
+    number<&WdpeUrlfFullData::dwLookupPort>("LookupPort").whenAbsent(kDefaultPort),
+    protectedText<&WdpeUrlfFullData::szLookupVID>("LookupVID", 255),
+    number<&WdpeUrlfFullData::dwLookupTimeout>("LookupTimeout"),
+    text<&WdpeUrlfFullData::szExclusionExtensions>("ExclusionExtensions"),
+    number<&WdpeUrlfFullData::dwErrMode>("ErrMode"),
+    number<&WdpeUrlfFullData::dwRatingType>("RatingType"),
+    number<&WdpeUrlfFullData::dwEnableWDUFELog>("EnableWDUFELog"),
+    number<&WdpeUrlfFullData::dwWDUFELogLevel>("WDUFELogLevel"),
+};
+
+constexpr ValueRow<WdpeUrlfDrsData> kDrs[] = {
+    number<&WdpeUrlfDrsData::dwDRSScoreThresHold>("DRSScoreThresHold").whenUnreadable(0),
+    number<&WdpeUrlfDrsData::dwDRSCredBlock>("DRSCredBlock").whenUnreadable(1),
+};
+
+constexpr ValueRow<WdpeUrlfRSInfo> kRatingServer[] = {
+    protectedText<&WdpeUrlfRSInfo::szRatingServer>("LookupServer", 256),
+    number<&WdpeUrlfRSInfo::dwRatingPort>("LookupPort").whenAbsent(kDefaultPort),
+};
+
+constexpr ValueRow<WdpeUrlfUUC> kUntestedUrls[] = {
+    number<&WdpeUrlfUUC::dwEnableUntestedURLChk>("EnableUntestedURLChk").whenAbsent(0).onRead(asFlag).onWrite(asFlag),
+    number<&WdpeUrlfUUC::dwBlockUntestedURL>("BlockUntestedURL").whenAbsent(0).onRead(asFlag).onWrite(asFlag),
+    number<&WdpeUrlfUUC::dwUntestedURLNonBlock>("UntestedURLNonBlock").whenAbsent(0).onRead(asFlag).onWrite(asFlag),
+};
+
+struct OneNumber {
+    std::uint32_t value;
+};
+constexpr ValueRow<OneNumber> kBackupRetry[] = {
+    number<&OneNumber::value>("EnableBackupLKQRetry").whenAbsent(1).onRead(asFlag).onWrite(asFlag),
+};
+constexpr ValueRow<OneNumber> kSocketFamily[] = {
+    number<&OneNumber::value>("ResolveSocketFamily").whenAbsent(0).onRead(knownFamily).onWrite(knownFamily),
+};
+constexpr ValueRow<OneNumber> kCacheFile[] = {
+    number<&OneNumber::value>("UseCacheFile").whenAbsent(0).onRead(asFlag),
+};
+
+void readFailed(const char* item, std::int32_t status) {
+    WDLOG_ERROR("CEngineUrlFCommon: Failed to read registry (item=%s, ret=%ld)", item, static_cast<long>(status));
+}
+void writeFailed(const char* item, std::int32_t status) {
+    WDLOG_ERROR("CEngineUrlFCommon: Failed to write registry (item=%s, ret=%ld)", item, static_cast<long>(status));
+}
+
+constexpr ValueReport kReport{
+    .readFailed = [](DWORD, const char* item, std::int32_t status) { readFailed(item, status); },
+    .writeFailed = writeFailed,
+};
+
+constexpr ListFileReport kFileReport{
+    .valueUnread = readFailed,
+    .noInstallPath = [] { WDLOG_ERROR("CEngineUrlFCommon: Cannot get the install path"); },
+};
+
+// -2 with the size for a smaller one.
+std::int32_t checkReadSize(std::uint64_t needed, std::uint64_t* size) {
+    if (*size >= needed)
+        return WDLT_OK;
+    *size = needed;
+    return WDLT_E_BUFFER_SIZE;
+}
+
+// Reads tables into a record, cleared as far as the caller's size reaches.
+template <class Record, class ReadValues>
+std::int32_t readRecord(WdchHelper& helper, void* data, std::uint64_t* size, ReadValues&& readInto) {
+    if (const std::int32_t status = checkReadSize(sizeof(Record), size); status != WDLT_OK)
+        return status;
+    std::memset(data, 0, *size);
+    SettingsCipher cipher(helper);
+    CallersRecord<Record> record(data);
+    return readInto(ValueAccess{helper, kReport, &cipher}, *record);
+}
+
+template <class Record, std::size_t Count>
+Record recordOf(const ValueRow<Record> (&)[Count]);
+
+template <auto& Rows>
+std::int32_t readTable(WdchHelper& helper, void* data, std::uint64_t* size) {
+    using Record = decltype(recordOf(Rows));
+    return readRecord<Record>(
+        helper, data, size, [](const ValueAccess& access, Record& record) { return readValues(access, Rows, record); });
+}
+
+template <auto& Rows>
+std::int32_t writeTable(WdchHelper& helper, void* data, std::uint64_t size) {
+    using Record = decltype(recordOf(Rows));
+    if (size != sizeof(Record))
+        return WDLT_E_INVALID_ARGUMENT;
+    SettingsCipher cipher(helper);
+    CallersRecord<Record> record(data);
+    return writeValues({helper, kReport, &cipher}, Rows, *record);
+}
+
+std::int32_t readAllSettings(const ValueAccess& access, WdpeUrlfFullData& record) {
+    const std::int32_t status = readValues(access, kSettings, record.settings);
+    return status != WDLT_OK ? status : readValues(access, kMoreSettings, record);
+}
+
+std::int32_t readFull(WdchHelper& helper, void* data, std::uint64_t* size) {
+    return readRecord<WdpeUrlfFullData>(helper, data, size, readAllSettings);
+}
+
+std::int32_t readDrs(WdchHelper& helper, void* data, std::uint64_t* size) {
+    return readRecord<WdpeUrlfDrsData>(helper, data, size, [](const ValueAccess& access, WdpeUrlfDrsData& record) {
+        record.dwSize = sizeof record;
+        if (const std::int32_t status = readAllSettings(access, record.full); status != WDLT_OK) {
+            WDLOG_ERROR("Read All Registry failed.(%d)", status);
+            return status;
+        }
+        return readValues(access, kDrs, record);
+    });
+}
+
+// Every other record of which only the rating server can be written has this writer too.
+std::int32_t writeRatingServer(WdchHelper& helper, void* data, std::uint64_t size) {
+    if (size != sizeof(WdpeUrlfRSInfo))
+        return WDLT_E_INVALID_ARGUMENT;
+    SettingsCipher cipher(helper);
+    const ValueAccess access{helper, kReport, &cipher};
+    WdpeUrlfRSInfo stored{};
+    if (const std::int32_t status = readValues(access, kRatingServer, stored); status != WDLT_OK) {
+        WDLOG_ERROR("CEngineUrlFCommon: Failed to ReadRSInfo in WriteRSInfo (ret=%ld)", static_cast<long>(status));
+        return status;
+    }
+    CallersRecord<WdpeUrlfRSInfo> record(data);
+    const std::size_t written = record->dwRatingPort != stored.dwRatingPort ? 2 : 1;
+    for (std::size_t i = 0; i < written; ++i)
+        if (const std::int32_t status = writeValue(access, kRatingServer[i], &*record); status != WDLT_OK)
+            return wdlt::writeFailed(access, kRatingServer[i], status);
+    return WDLT_OK;
+}
+
+// The size counts four bytes more than the version, the length and the data.
+constexpr std::uint64_t kExtraHeaderHead = sizeof(WdpeUrlfExtraHeader);
+constexpr std::size_t kExtraHeaderData = offsetof(WdpeUrlfExtraHeader, byData);
+
+// 0 when the data are to be looked at; 1 answers the question which version is spoken.
+std::int32_t checkExtraHeader(const void* data, DWORD& dataBytes) {
+    DWORD version = 0;
+    std::memcpy(&version, data, sizeof version);
+    std::memcpy(&dataBytes, static_cast<const char*>(data) + offsetof(WdpeUrlfExtraHeader, dwSize), sizeof dataBytes);
+    if (version == 0)
+        return WDLT_EXTRA_HEADER_VERSION;
+    return version == WDLT_EXTRA_HEADER_VERSION ? WDLT_OK : WDLT_E_VERSION;
+}
+
+std::int32_t readExtraHeader(WdchHelper& helper, void* data, std::uint64_t* size) {
+    if (const std::int32_t status = checkReadSize(kExtraHeaderHead, size); status != WDLT_OK)
+        return status;
+    DWORD room = 0;
+    if (const std::int32_t status = checkExtraHeader(data, room); status != WDLT_OK)
+        return status;
+    DWORD version = 0;
+    DWORD versionBytes = sizeof version;
+    if (const std::int32_t status = helper.ReadItem("", "ExtraHeaderVersion", &version, &versionBytes, false);
+        status != WDLT_OK) {
+        readFailed("ExtraHeaderVersion", status);
+        return WDLT_E_NOT_FOUND;
+    }
+    if (version != WDLT_EXTRA_HEADER_VERSION)
+        return WDLT_E_INVALID_ARGUMENT;
+    if (room > *size - kExtraHeaderHead) {
+        *size = kExtraHeaderHead + room;
+        return WDLT_E_BUFFER_SIZE; // the record says that it is longer than it is
+    }
+    std::uint64_t dataBytes = 0;
+    SettingsCipher cipher(helper);
+    const std::int32_t status =
+        cipher.read("ExtraHeaderData", {static_cast<char*>(data) + kExtraHeaderData, room}, dataBytes);
+    if (status != WDLT_OK && status != WDLT_E_BUFFER_SIZE) {
+        readFailed("ExtraHeaderData", status);
+        return status;
+    }
+    *size = dataBytes + kExtraHeaderHead;
+    return status;
+}
+
+std::int32_t writeExtraHeader(WdchHelper& helper, void* data, std::uint64_t size) {
+    if (size < kExtraHeaderHead)
+        return WDLT_E_INVALID_ARGUMENT;
+    DWORD dataBytes = 0;
+    if (const std::int32_t status = checkExtraHeader(data, dataBytes); status != WDLT_OK)
+        return status;
+    if (dataBytes > size - kExtraHeaderHead)
+        return WDLT_E_INVALID_ARGUMENT;
+    const DWORD version = WDLT_EXTRA_HEADER_VERSION;
+    if (const std::int32_t status =
+            helper.WriteItem("", "ExtraHeaderVersion", REG_DWORD, &version, sizeof version, false);
+        status != WDLT_OK) {
+        writeFailed("ExtraHeaderVersion", status);
+        return status;
+    }
+    SettingsCipher cipher(helper);
+    const std::int32_t status =
+        cipher.write("ExtraHeaderData", {static_cast<const char*>(data) + kExtraHeaderData, dataBytes});
+    if (status != WDLT_OK)
+        writeFailed("ExtraHeaderData", status);
+    return status;
+}
+
+constexpr const char* kGuid = "QXNGuid";
+
+std::int32_t readGuid(WdchHelper& helper, void* data, std::uint64_t* size) {
+    SettingsCipher cipher(helper);
+    const std::int32_t status = cipher.read(kGuid, {static_cast<char*>(data), *size}, *size);
+    if (status != WDLT_OK && status != WDLT_E_BUFFER_SIZE)
+        readFailed(kGuid, status);
+    return status;
+}
+
+std::int32_t writeGuid(WdchHelper& helper, void* data, std::uint64_t size) {
+    SettingsCipher cipher(helper);
+    const std::int32_t status = cipher.write(kGuid, {static_cast<const char*>(data), size});
+    if (status != WDLT_OK)
+        writeFailed(kGuid, status);
+    return status;
+}
+
+// The file of the white list or the black one.
+std::int32_t findUrlList(WdchHelper& helper, std::uint32_t listType, std::string& path) {
+    if (listType != WDLT_LIST_WHITE && listType != WDLT_LIST_BLACK) {
+        WDLOG_ERROR("CEngineUrlFCommon: Invalid value (dwListType=%lu)", static_cast<unsigned long>(listType));
+        return WDLT_E_INVALID_ARGUMENT;
+    }
+    const char* const item = listType == WDLT_LIST_WHITE ? "Whitelist" : "Blacklist";
+    return findListFile(helper, kFileReport, {.item = item}, path);
+}
+
+std::int32_t readUrlList(WdchHelper& helper, void* data, std::uint64_t* size) {
+    if (const std::int32_t status = checkReadSize(sizeof(WdpeUrlfUrlList), size); status != WDLT_OK)
+        return status;
+    std::string path;
+    if (const std::int32_t status = findUrlList(helper, listTypeOf(data), path); status != WDLT_OK)
+        return status;
+    const std::int32_t status = CUrlListDB().Read(path.c_str(), data, size);
+    if (status != WDLT_OK)
+        WDLOG_ERROR("CEngineUrlFCommon: Failed to read the URL List database (file=%s)", path);
+    return status;
+}
+
+std::int32_t writeUrlList(WdchHelper& helper, void* data, std::uint64_t size) {
+    if (size != sizeof(WdpeUrlfUrlList))
+        return WDLT_E_INVALID_ARGUMENT;
+    std::string path;
+    if (const std::int32_t status = findUrlList(helper, listTypeOf(data), path); status != WDLT_OK)
+        return status;
+    CUrlListDB list;
+    list.setTempFolder(helper.GetTempPath());
+    const std::int32_t status = list.Write(path.c_str(), data, &size);
+    if (status != WDLT_OK)
+        WDLOG_ERROR("CEngineUrlFCommon: Failed to write the URL List database (file=%s)", path);
+    return status;
+}
+
+std::int32_t readQuery(WdchHelper& helper, void* data, std::uint64_t* size) {
+    if (*size != sizeof(WdpeUrlfQuery))
+        return WDLT_E_INVALID_ARGUMENT;
+    CallersRecord<WdpeUrlfQuery> query(data);
+    std::string path;
+    if (const std::int32_t status = findUrlList(helper, query->dwListType, path); status != WDLT_OK)
+        return status;
+    CUrlListDB list;
+    list.setTempFolder(helper.GetTempPath());
+    const std::int32_t status = list.CheckIfUrlRecordExists(path.c_str(), &*query);
+    if (status != WDLT_OK)
+        WDLOG_ERROR("CEngineUrlFCommon: Failed to check the URL List database (file=%s)", path);
+    return status;
+}
+
+std::int32_t readCategories(WdchHelper& helper, void* data, std::uint64_t* size) {
+    if (const std::int32_t status = checkReadSize(sizeof(WdpeUrlfCategoryList), size); status != WDLT_OK)
+        return status;
+    std::string path;
+    if (const std::int32_t status = findListFile(helper, kFileReport, {.item = "CategoryFile"}, path);
+        status != WDLT_OK)
+        return status;
+    const std::int32_t status = CUrlCategoryDB().Read(path.c_str(), data, size);
+    if (status != WDLT_OK)
+        WDLOG_ERROR("CEngineUrlFCommon: Failed to read the Category database (file=%s)", path);
+    return status;
+}
+
+std::int32_t readCategoryGroups(WdchHelper& helper, void* data, std::uint64_t* size) {
+    if (const std::int32_t status = checkReadSize(sizeof(WdpeUrlfCategoryGroupList), size); status != WDLT_OK)
+        return status;
+    std::string path;
+    if (const std::int32_t status = findListFile(helper, kFileReport, {.item = "CategoryGroupFile"}, path);
+        status != WDLT_OK)
+        return status;
+    const std::int32_t status = CUrlCategoryGroupDB().Read(path.c_str(), data, size);
+    if (status != WDLT_OK)
+        WDLOG_ERROR("CEngineUrlFCommon: Failed to read the Category Group database (file=%s)", path);
+    return status;
+}
+
+// Nobody has to have logged anything yet.
+std::int32_t readLogIndex(WdchHelper& helper, void* data, std::uint64_t* size) {
+    if (const std::int32_t status = checkReadSize(sizeof(WdpeUrlfLogIndexList), size); status != WDLT_OK)
+        return status;
+    std::string path;
+    if (const std::int32_t status =
+            findListFile(helper, kFileReport, {.item = "LogIndexFile", .defaultName = "URLLog.dat"}, path);
+        status != WDLT_OK)
+        return status;
+    const std::int32_t status = CUrlLogDB().Read(path.c_str(), data, size);
+    if (status == WDLT_E_FILE_NOT_FOUND) {
+        std::memset(data, 0, sizeof(WdpeUrlfLogIndexList::dwNumOfRecords));
+        return WDLT_OK;
+    }
+    if (status != WDLT_OK)
+        WDLOG_ERROR("CEngineUrlFCommon: Failed to read the log index database (file=%s)", path);
+    return status;
+}
+
+struct Input {
+    std::int32_t (*read)(WdchHelper& helper, void* data, std::uint64_t* size);
+    std::int32_t (*write)(WdchHelper& helper, void* data, std::uint64_t size); // null: can only be read
+};
+
+// By config type.
+constexpr Input kInputs[] = {
+    {readTable<kSettings>, writeTable<kSettings>},         // WDLT_CONFIG_URLF_SETTINGS
+    {readUrlList, writeUrlList},                           // _LIST
+    {readCategories, writeRatingServer},                   // _CATEGORIES
+    {readCategoryGroups, writeRatingServer},               // _CATEGORY_GROUPS
+    {readFull, writeRatingServer},                         // _FULL
+    {readLogIndex, writeRatingServer},                     // _LOG_INDEX
+    {readQuery, nullptr},                                  // _QUERY
+    {readDrs, writeRatingServer},                          // _DRS
+    {readExtraHeader, writeExtraHeader},                   // _EXTRA_HEADER
+    {readTable<kRatingServer>, writeRatingServer},         // _RS_INFO
+    {readTable<kUntestedUrls>, writeTable<kUntestedUrls>}, // _UUC
+    {readTable<kBackupRetry>, writeTable<kBackupRetry>},
+    {readTable<kSocketFamily>, writeTable<kSocketFamily>},
+    {readGuid, writeGuid},
+    {readTable<kCacheFile>, nullptr},
+};
+
+const RegisterHelper<CEngineUrlFCommon> kRegistered(HelperKind::CEngineUrlFCommon);
+
+} // namespace
+
+std::int32_t CEngineUrlFCommon::ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) {
+    if (data == nullptr)
+        return WDLT_E_INVALID_ARGUMENT;
+    if (configType >= std::size(kInputs)) {
+        WDLOG_ERROR("CEngineUrlFCommon::ReadConfig(): invalid value (dwInput=%ld)", static_cast<long>(configType));
+        return WDLT_E_INVALID_ARGUMENT;
+    }
+    return kInputs[configType].read(*this, data, size);
+}
+
+std::int32_t CEngineUrlFCommon::WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) {
+    if (data == nullptr)
+        return WDLT_E_INVALID_ARGUMENT;
+    if (configType >= std::size(kInputs) || kInputs[configType].write == nullptr) {
+        WDLOG_ERROR("CEngineUrlFCommon::WriteConfig(): invalid value (dwInput=%ld)", static_cast<long>(configType));
+        return WDLT_E_INVALID_ARGUMENT;
+    }
+    return kInputs[configType].write(*this, data, size);
+}

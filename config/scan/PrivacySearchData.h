@@ -1,0 +1,34 @@
+// The search data: each privacy item as it would look in the traffic, once for every charset that is asked for.
+#pragma once
+
+#include "BufferedFile.h"
+#include "CharSetConverter.h"
+#include "Wiped.h"
+
+#include <wdltcfg/records.h>
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace wdlt {
+
+struct PrivacySearchData {
+    // Makes the records of all items, whose texts aren't empty, and then writes them. -9999 when the charset library
+    // fails to start, -14 when it can't be had otherwise, the converter's status for an item that can't be in one of
+    // the charsets (that us-ascii lacks it is no failure, unless the text is in us-ascii), -8 for the file.
+    static std::int32_t WritePrivacySearchData(BufferedFile& file, DWORD defaultCharSet, DWORD charSetEntry,
+                                               std::span<const PrivacyViewItem> viewItems);
+    // The records of one item, enciphered as they stand in the file, in ascending order of their charsets' bits. The
+    // converter is started. A failure leaves the records of the charsets before it.
+    static std::int32_t CreatePrivacySearchData(const CCharSetConverter& converter, DWORD defaultCharSet,
+                                                DWORD charSetEntry, const PrivacyViewItem& viewItem,
+                                                std::vector<PrivacySearchRecord>& records, DWORD& searchIndex);
+    // Whether WritePrivacySearchData could convert the item. Nothing is kept.
+    static std::int32_t VerifyItem(const CCharSetConverter& converter, DWORD defaultCharSet, DWORD charSetEntry,
+                                   const PrivacyViewItem& viewItem);
+    // Starts the converter, with an operation's lines for a failure: 0, -9999 or -14.
+    static std::int32_t startConverter(CCharSetConverter& converter, const char* operation);
+};
+
+} // namespace wdlt

@@ -1,0 +1,110 @@
+#include "PrivacySettings.h"
+
+#include "ValueMap.h"
+#include "WdCommon/DebugLog.h"
+
+#include <platform/registry.h>
+#include <wdltcfg/status.h>
+
+namespace wdlt {
+namespace {
+
+constexpr DWORD kDefaultExclusionItemMax = 100;
+constexpr DWORD kFileNameBytes = 15; // read of a file name's field, so that it is always terminated
+
+constexpr ValueRow<PrivacyControlData> kDataBaseName =
+    text<&PrivacyControlData::szDataBaseName>("DataBaseName", kFileNameBytes).fileName().named("for Database name");
+
+// In the order of reading. Nothing but the count is ever written.
+constexpr ValueRow<PrivacyControlData> kControlData[] = {
+    number<&PrivacyControlData::dwCharSetEntry>("CharSetEntry").named("for charset entry"),
+    number<&PrivacyControlData::dwExtCharSetEntry>("ExtCharSetEntry").named("for charset extended entry"),
+    number<&PrivacyControlData::dwDefaultCharSet>("DefaultCharSet").named("for default charset"),
+    number<&PrivacyControlData::dwAccessRetryCount>("AccessRetryCount").named("for access retry count of DB"),
+    number<&PrivacyControlData::dwAccessWaitTime>("AccessWaitTime").named("for access wait time of DB"),
+    number<&PrivacyControlData::dwItemEntryMax>("ItemEntryMax").named("for item entry max"),
+    number<&PrivacyControlData::dwItemEntryCount>("ItemEntryCount").named("for item entry count"),
+    kDataBaseName,
+    text<&PrivacyControlData::szBackUpDBName>("BackUpDBName", kFileNameBytes)
+        .fileName()
+        .named("for backup Database name"),
+};
+
+constexpr ValueReport kControlReport{
+    .readFailed =
+        [](DWORD, const char* value, std::int32_t status) {
+            WDLOG_ERROR("*** CEnginePDPCommon::GetPrivacyControlData() - Failed to ReadValue() %s. lRtnSts=%ld", value,
+                        static_cast<long>(status));
+        },
+    .readCode = WDLT_E_GENERAL,
+};
+
+constexpr ValueReport kOpenReport{
+    .readFailed =
+        [](DWORD, const char* value, std::int32_t status) {
+            WDLOG_ERROR("*** CEnginePDPCommon::OpenDatabaseToRead() - Failed to ReadValue() %s. lRtnSts=%ld", value,
+                        static_cast<long>(status));
+        },
+};
+
+} // namespace
+
+std::int32_t PrivacySettings::GetPrivacyControlData(PrivacyControlData& control) {
+    control = {};
+    return readValues({m_helper, kControlReport}, kControlData, control);
+}
+
+std::int32_t PrivacySettings::WritePrivacyControlData(const PrivacyControlData& control) {
+    const DWORD count = control.dwItemEntryCount;
+    const std::int32_t status = m_helper.WriteItem("", "ItemEntryCount", REG_DWORD, &count, sizeof count, false);
+    if (status == WDLT_OK)
+        return WDLT_OK;
+    WDLOG_ERROR("*** CEnginePDPCommon::WritePrivacyControlData() - Failed to WriteValue() for item entry count. "
+                "lRtnSts=%ld",
+                static_cast<long>(status));
+    return WDLT_E_GENERAL;
+}
+
+std::int32_t PrivacySettings::GetMaxExclusionCount(DWORD& maximum) {
+    const std::int32_t status = readNumber("ExclusionItemMax", maximum);
+    if (status == WDLT_E_NOT_FOUND) {
+        maximum = kDefaultExclusionItemMax;
+        return WDLT_OK;
+    }
+    if (status != WDLT_OK)
+        WDLOG_ERROR("*** CEnginePDPCommon::GetMaxExclusionCount() - Failed to ReadValue(). lRtnSts=%ld",
+                    static_cast<long>(status));
+    return status;
+}
+
+std::int32_t PrivacySettings::findDatabase(std::string& path) {
+    PrivacyControlData control{};
+    if (const std::int32_t status = readValue({m_helper, kOpenReport}, kDataBaseName, &control, nullptr);
+        status != WDLT_OK)
+        return status;
+    path = m_helper.GetInstallPath().append(control.szDataBaseName);
+    return WDLT_OK;
+}
+
+std::int32_t PrivacySettings::readNumber(const char* name, DWORD& number) {
+    DWORD size = sizeof number;
+    return m_helper.ReadItem("", name, &number, &size, false);
+}
+
+std::int32_t PrivacySettings::readItemEntryMax(const char* operation, DWORD& maximum) {
+    const std::int32_t status = readNumber("ItemEntryMax", maximum);
+    if (status != WDLT_OK)
+        WDLOG_ERROR("*** CEnginePDPCommon::%s() - Failed to ReadValue() of max count of item entry. lRtnSts=%ld",
+                    operation, static_cast<long>(status));
+    return status;
+}
+
+std::int32_t PrivacySettings::readCharSetEntry(const char* operation, DWORD& charSets) {
+    const std::int32_t status = readNumber("CharSetEntry", charSets);
+    if (status != WDLT_OK)
+        WDLOG_ERROR("*** CEnginePDPCommon::%s() - Failed to ReadValue() of charset entry. lRtnSts=%ld", operation,
+                    static_cast<long>(status));
+    return status;
+}
+
+} // namespace wdlt

@@ -1,0 +1,30 @@
+// The values that the URL filter keeps enciphered in the registry: REG_BINARY, one padded message under the settings
+// key; an empty one is an empty value. Serves one operation of the helper that it belongs to.
+#pragma once
+
+#include "Rijndael.h"
+#include "ValueMap.h"
+#include "WdchHelper.h"
+
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+namespace wdlt {
+
+class SettingsCipher final : public ProtectedValues {
+  public:
+    explicit SettingsCipher(WdchHelper& helper) : m_helper(helper) {}
+
+    std::int32_t read(const char* name, std::span<char> text) override;
+    // As much as the buffer holds, cleared before. `size`: the plain bytes, or those needed where the result is -2. -1
+    // for what doesn't decipher; else the store's code.
+    std::int32_t read(const char* name, std::span<char> buffer, std::uint64_t& size);
+    std::int32_t write(const char* name, std::string_view text) override;
+
+  private:
+    WdchHelper& m_helper;
+    Rijndael m_rijndael;
+};
+
+} // namespace wdlt

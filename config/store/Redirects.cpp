@@ -1,0 +1,250 @@
+#include "Redirects.h"
+
+#include "Mutex.h"
+#include "ObjectName.h"
+#include "Utility.h"
+#include "WdCommon/DebugLog.h"
+
+#include <platform/registry_batch.h>
+#include <platform/win32.h>
+#include <wdltcfg/status.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <new>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace wdlt {
+namespace {
+
+constexpr const char* kSection = "Redirect";
+constexpr std::size_t kSessionSize = 11; // of a session's name in the code page, with its terminator
+constexpr std::size_t kSessionLength = std::extent_v<decltype(WdchSystemRedirect::sessionType)>;
+
+std::string sectionOf(std::string_view session) {
+    return std::string(kSection).append("\\").append(session);
+}
+
+template <class Character, std::size_t Size>
+std::size_t lengthUpTo(const Character (&text)[Size], std::size_t limit) {
+    return static_cast<std::size_t>(std::find(text, text + limit, Character{0}) - text);
+}
+
+class RedirectLock {
+  public:
+    RedirectLock() : m_mutex(CreateMutexA(nullptr, FALSE, GlobalObjectName("wdlt_config_redirect_mutex").c_str())) {}
+
+  private:
+    CWdMutex m_mutex;
+    WdltSingleLock m_lock{&m_mutex};
+};
+
+// The record and its session's name in the code page, or the status of a call that can't be served.
+struct Request {
+    WdchSystemRedirect redirect{};
+    std::array<char, kSessionSize> session{};
+
+    bool isNamed() const { return redirect.sessionType[0] != 0; }
+    // False for a name that has no place: too long here or in the code page, or no name of a key.
+    bool narrowSession() {
+        const std::u16string_view name(redirect.sessionType, lengthUpTo(redirect.sessionType, kSessionLength));
+        return name.size() < kSessionLength && name.find(WTEXT('\\')) == name.npos &&
+               WideCharToMultiByte(CP_ACP, 0, name.data(), static_cast<int>(name.size()), session.data(),
+                                   static_cast<int>(session.size() - 1), nullptr, nullptr) > 0;
+    }
+};
+
+struct Item {
+    const char* name;
+    DWORD type;
+    const void* data;
+    DWORD size;
+    bool wide;
+    void (*failed)(const char* key, const char* item, std::int32_t status);
+};
+
+constexpr auto failedWithClass = [](const char* key, const char* item, std::int32_t status) {
+    WDLOG_ERROR("[CSystemProtocolCfg::AddRedirect] Failed to write registry item (key=%s, item=%s, ret=%ld)", key, item,
+                static_cast<long>(status));
+};
+constexpr auto failedPlainly = [](const char* key, const char* item, std::int32_t status) {
+    WDLOG_ERROR("AddRedirect Failed to write registry item (key=%s, item=%s, ret=%ld)", key, item,
+                static_cast<long>(status));
+};
+
+} // namespace
+
+std::uint32_t Redirects::count() const {
+    const RedirectLock lock;
+    std::vector<std::string> names;
+    const std::int32_t status =
+        m_handler.store->EnumSubSections(m_handler.protocol, m_handler.scan, m_handler.input, kSection, names);
+    return status == WDLT_OK ? static_cast<std::uint32_t>(names.size()) : 0;
+}
+
+void Redirects::read(std::span<BYTE> records) const {
+    const RedirectLock lock;
+    std::vector<std::string> names;
+    if (m_handler.store->EnumSubSections(m_handler.protocol, m_handler.scan, m_handler.input, kSection, names) !=
+        WDLT_OK)
+        return;
+    for (const std::string& name : names) {
+        if (records.size() < sizeof(WdchSystemRedirect))
+            return;
+        const WdchSystemRedirect redirect = readOne(name);
+        std::memcpy(records.data(), &redirect, sizeof redirect);
+        records = records.subspan(sizeof redirect);
+    }
+}
+
+bool Redirects::readNumber(const char* section, const char* name, DWORD& number) const {
+    DWORD read = 0;
+    DWORD size = sizeof read;
+    if (m_handler.ReadItem(section, name, &read, &size, false) != WDLT_OK)
+        return false;
+    number = read;
+    return true;
+}
+
+WdchSystemRedirect Redirects::readOne(const std::string& name) const {
+    const std::string section = sectionOf(name);
+    WdchSystemRedirect redirect{};
+    DWORD size = sizeof redirect.sessionType;
+    if (const std::int32_t status = m_handler.ReadItem(section.c_str(), "", redirect.sessionType, &size, true))
+        WDLOG_ERROR("ReadValue( SubSection = %s) fails (%d)", section.c_str(), status);
+    DWORD port = 0;
+    readNumber(section.c_str(), "Port", port);
+    redirect.port = static_cast<std::uint16_t>(port & 0xFFFF);
+    readNumber(section.c_str(), "Direction", redirect.direction);
+    if (readNumber(section.c_str(), "Flag", redirect.flag))
+        redirect.flagPresent = 1;
+    else
+        WDLOG_TRACE("Failed to read %s \"Flag\". set Flag to zero.", section.c_str());
+    readTarget(section.c_str(), redirect);
+    readNumber(section.c_str(), "CancelAfMask", redirect.cancelAfMask);
+    DWORD level = static_cast<DWORD>(-1);
+    if (!readNumber(section.c_str(), "TcpAutoTuningLevel", level))
+        WDLOG_TRACE("Failed to read \"TcpAutoTuningLevel\".");
+    redirect.tcpAutoTuningLevel = static_cast<std::int32_t>(level);
+    return redirect;
+}
+
+// The one value that names an image or a process, as the flag says, cut to its field.
+void Redirects::readTarget(const char* section, WdchSystemRedirect& redirect) const {
+    const bool isImage = (redirect.flag & WDLT_REDIRECT_IMAGE) != 0;
+    const std::span<std::byte> field = isImage ? std::span<std::byte>(std::as_writable_bytes(std::span(redirect.image)))
+                                               : std::as_writable_bytes(std::span(redirect.process));
+    const std::size_t terminator = isImage ? sizeof(WCHAR) : sizeof(char);
+    auto size = static_cast<DWORD>(field.size());
+    std::int32_t status = m_handler.ReadItem(section, "Process", field.data(), &size, isImage);
+    if (status == WDLT_E_BUFFER_SIZE) {
+        WDLOG_TRACE("Insufficient buffer for \"Process\"(Need %d).", static_cast<int>(size));
+        const std::unique_ptr<std::byte[]> whole(new (std::nothrow) std::byte[size]);
+        if (whole == nullptr)
+            WDLOG_TRACE("failed to allocae buffer for \"Process\"");
+        else
+            status = m_handler.ReadItem(section, "Process", whole.get(), &size, isImage);
+        if (status == WDLT_OK)
+            std::copy_n(whole.get(), std::min<std::size_t>(size, field.size()), field.begin());
+    }
+    std::ranges::fill(status == WDLT_OK ? field.last(terminator) : field, std::byte{0});
+}
+
+std::int32_t Redirects::add(const void* data, std::uint64_t size) const {
+    if (size != sizeof(WdchSystemRedirect)) {
+        WDLOG_ERROR("[CSystemProtocolCfg::AddRedirect] Invalid buffer size (%d)", loggedSize(size));
+        return WDLT_E_GENERAL;
+    }
+    Request request;
+    if (data != nullptr)
+        std::memcpy(&request.redirect, data, sizeof request.redirect);
+    WdchSystemRedirect& redirect = request.redirect;
+    if (!request.isNamed() || !request.narrowSession()) {
+        WDLOG_ERROR("[CSystemProtocolCfg::AddRedirect] sessionType not specified");
+        return WDLT_E_INVALID_ARGUMENT;
+    }
+    const bool isImage = (redirect.flag & WDLT_REDIRECT_IMAGE) != 0;
+    if (redirect.port == 0 && isImage && redirect.image[0] == 0) {
+        WDLOG_ERROR("[CSystemProtocolCfg::AddRedirect] Both image name and port number are not specified");
+        return WDLT_E_INVALID_ARGUMENT;
+    }
+    if (redirect.port == 0 && !isImage && redirect.process[0] == '\0') {
+        WDLOG_ERROR("[CSystemProtocolCfg::AddRedirect] Both process name and port number are not specified");
+        return WDLT_E_INVALID_ARGUMENT;
+    }
+
+    const DWORD port = redirect.port;
+    const std::size_t imageLength = lengthUpTo(redirect.image, std::size(redirect.image) - 1);
+    const std::size_t processLength = lengthUpTo(redirect.process, std::size(redirect.process) - 1);
+    redirect.image[imageLength] = 0;
+    redirect.process[processLength] = '\0';
+    const Item target =
+        isImage
+            ? Item{"process", REG_SZ,         redirect.image, static_cast<DWORD>((imageLength + 1) * sizeof(WCHAR)),
+                   true,      failedWithClass}
+            : Item{"process", REG_SZ, redirect.process, static_cast<DWORD>(processLength + 1), false, failedWithClass};
+    const auto number = [](const char* name, const auto& value, auto failed) {
+        static_assert(sizeof value == sizeof(DWORD));
+        return Item{name, REG_DWORD, &value, sizeof value, false, failed};
+    };
+    const Item items[] = {
+        target,
+        number("TcpAutoTuningLevel", redirect.tcpAutoTuningLevel, failedWithClass),
+        number("port", port, failedWithClass),
+        number("direction", redirect.direction, failedPlainly),
+        number("flag", redirect.flag, failedPlainly),
+        number("CancelAfMask", redirect.cancelAfMask, failedPlainly),
+    };
+
+    const RedirectLock lock;
+    const std::string section = sectionOf(request.session.data());
+    if (redirect.flag == 0)
+        WDLOG_TRACE("Not write flag because Flag is zero.");
+    RegistryBatch batch;
+    const Item* written = nullptr;
+    std::int32_t status = WDLT_OK;
+    for (const Item& item : items) {
+        if (item.data == &redirect.flag && redirect.flag == 0)
+            continue;
+        written = &item;
+        status = m_handler.WriteItem(section.c_str(), item.name, item.type, item.data, item.size, item.wide);
+        if (status != WDLT_OK)
+            break;
+    }
+    // The line is written outside the batch: a log may wait for the disk.
+    if (batch.end() != 0 && status == WDLT_OK)
+        status = WDLT_E_REGISTRY;
+    if (status != WDLT_OK)
+        written->failed(section.c_str(), written->name, status);
+    return status;
+}
+
+std::int32_t Redirects::remove(const void* data, std::uint64_t size) const {
+    if (size != sizeof(WdchSystemRedirect)) {
+        WDLOG_ERROR("DelRedirect Invalid buffer size (%d)", loggedSize(size));
+        return WDLT_E_GENERAL;
+    }
+    Request request;
+    if (data != nullptr)
+        std::memcpy(&request.redirect, data, sizeof request.redirect);
+    if (!request.isNamed() || !request.narrowSession()) {
+        WDLOG_ERROR("DelRedirect sessionType not specified");
+        return WDLT_E_INVALID_ARGUMENT;
+    }
+    const RedirectLock lock;
+    const std::int32_t status = m_handler.store->DeleteSubSection(m_handler.protocol, m_handler.scan, m_handler.input,
+                                                                  kSection, request.session.data());
+    if (status != WDLT_OK) {
+        std::array<WCHAR, kSessionLength> session{};
+        std::copy_n(request.redirect.sessionType, kSessionLength - 1, session.begin());
+        WDLOGW(status == WDLT_E_NOT_FOUND ? kLogTrace : kLogError,
+               u"DelRedirect Failed to delete registry key (key=redirect\\%s, ret=%ld)", session.data(),
+               static_cast<long>(status));
+    }
+    return status;
+}
+
+} // namespace wdlt

@@ -1,0 +1,21 @@
+// The record of a protocol handler, WdchSystemProtocolHandler with its redirects, at (10000 + p, 0, any). Redirects
+// change one by one, by config types of their own, and the running service isn't told of them.
+#pragma once
+
+#include "WdchHelper.h"
+
+class CSystemProtocolCfg final : public WdchHelper {
+  public:
+    // -2 with the size, which the number of redirects gives, for any other size; -1 without data.
+    std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) override;
+    // WDLT_CONFIG_DEFAULT writes the handler's own values, WDLT_CONFIG_REDIRECT_ADD and _DELETE one redirect. -3 for
+    // any other type and without data.
+    std::int32_t WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) override;
+
+    // The scan bits whose items are on; the HTTP file scan counts as the virus scan of HTTP.
+    DWORD GetDependentScanEngine();
+
+  private:
+    std::int32_t writeHandler(void* data, std::uint64_t size);
+    bool isFileScanOn();
+};

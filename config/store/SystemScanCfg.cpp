@@ -1,0 +1,34 @@
+#include "SystemScanCfg.h"
+
+#include "FixedRecord.h"
+#include "HelperRegistry.h"
+#include "ValueMap.h"
+#include "WdCommon/DebugLog.h"
+
+#include <wdltcfg/records.h>
+
+namespace {
+
+using namespace wdlt;
+
+constexpr ValueRow<WdchSystemScan> kValues[] = {
+    number<&WdchSystemScan::enable>("Enable").named("enable").whenUnreadable(0, kQuietly),
+    text<&WdchSystemScan::logExtension>("LogExtension").named("logExtension").whenUnreadable("", kQuietly),
+};
+
+constexpr ValueReport kReport{
+    .writeFailed = [](const char* field, std::int32_t) { WDLOG_ERROR("WriteConfig WdchSystemScan::%s fails.", field); },
+    .writeCode = WDLT_E_GENERAL,
+};
+
+const RegisterHelper<CSystemScanCfg> kRegistered(HelperKind::CSystemScanCfg);
+
+} // namespace
+
+std::int32_t CSystemScanCfg::ReadConfig(std::uint64_t, void* data, std::uint64_t* size) {
+    return readFixedRecord({*this, kReport}, kValues, data, size);
+}
+
+std::int32_t CSystemScanCfg::WriteConfig(std::uint64_t, void* data, std::uint64_t size) {
+    return writeFixedRecord({*this, kReport}, kValues, data, size);
+}

@@ -1,0 +1,12 @@
+// The file of a scan item for all protocols, WdchSystemScanCommon, at (10000, scan, any). The config type isn't looked
+// at.
+#pragma once
+
+#include "WdchHelper.h"
+
+class CSystemScanCommonCfg final : public WdchHelper {
+  public:
+    // As CSystemScanCfg.
+    std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) override;
+    std::int32_t WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) override;
+};

@@ -1,0 +1,13 @@
+// The HTTPS filter's item, WdltHttpsConfig, at (10000 + p, WDLT_SCAN_HTTP_MANAGER, 2): its switch, a set of bits here,
+// and the files shown to users. The config type isn't looked at.
+#pragma once
+
+#include "SystemScanCfg.h"
+
+class CSystemScanHttpsCfg final : public CSystemScanCfg {
+  public:
+    // Unlike the other items' records this one needs all its files: the first that can't be read ends the read with the
+    // store's status.
+    std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) override;
+    std::int32_t WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) override;
+};
