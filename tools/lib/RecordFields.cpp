@@ -20,10 +20,30 @@ std::uint64_t numberAt(std::span<const BYTE> record, std::size_t offset, std::si
     return number;
 }
 
-std::string_view textAt(const Field& field, std::span<const BYTE> record) {
-    const auto bytes = record.subspan(field.offset, field.size);
+std::int64_t signedAt(const Field& field, std::span<const BYTE> record) {
+    const std::uint64_t sign = std::uint64_t{1} << (8 * field.size - 1);
+    return static_cast<std::int64_t>((numberAt(record, field.offset, field.size) ^ sign) - sign);
+}
+
+std::string_view textIn(std::span<const BYTE> bytes) {
     const auto end = std::find(bytes.begin(), bytes.end(), BYTE{0});
     return {reinterpret_cast<const char*>(bytes.data()), static_cast<std::size_t>(end - bytes.begin())};
+}
+
+std::string_view textAt(const Field& field, std::span<const BYTE> record) {
+    return textIn(record.subspan(field.offset, field.size));
+}
+
+std::vector<std::string_view> namesAt(const Field& field, std::span<const BYTE> record) {
+    std::vector<std::string_view> names;
+    for (std::size_t at = 0; at < field.size; at += field.slotSize) {
+        names.push_back(textIn(record.subspan(field.offset + at, field.slotSize)));
+        if (names.back().empty()) {
+            names.pop_back();
+            break;
+        }
+    }
+    return names;
 }
 
 std::vector<std::uint64_t> listAt(const Field& field, std::span<const BYTE> record) {
@@ -40,15 +60,26 @@ std::vector<std::uint64_t> listAt(const Field& field, std::span<const BYTE> reco
     throw ToolError(ExitStatus::Usage, fmt::format("{}: {}", field.name, why));
 }
 
+void putNumber(const Field& field, std::span<BYTE> record, std::uint64_t number) {
+    for (std::size_t i = 0; i < field.size; ++i)
+        record[field.offset + i] = static_cast<BYTE>(number >> (8 * i));
+}
+
 void setNumber(const Field& field, std::span<BYTE> record, std::string_view text) {
-    const std::uint64_t limit = field.kind == FieldKind::Flag ? 1
-                                : field.size == 8             ? UINT64_MAX
-                                                              : (std::uint64_t{1} << (8 * field.size)) - 1;
+    const std::uint64_t limit = std::min(field.most, UINT64_MAX >> (64 - 8 * static_cast<unsigned>(field.size)));
     const auto number = parseNumber(text);
     if (!number || *number > limit)
         refuse(field, fmt::format("\"{}\" isn't a number from 0 to {}", text, limit));
-    for (std::size_t i = 0; i < field.size; ++i)
-        record[field.offset + i] = static_cast<BYTE>(*number >> (8 * i));
+    putNumber(field, record, *number);
+}
+
+void setSigned(const Field& field, std::span<BYTE> record, std::string_view text) {
+    const std::uint64_t half = std::uint64_t{1} << (8 * field.size - 1);
+    const bool isNegative = text.starts_with('-');
+    const auto magnitude = parseNumber(isNegative ? text.substr(1) : text);
+    if (!magnitude || *magnitude > (isNegative ? half : half - 1))
+        refuse(field, fmt::format("\"{}\" isn't a number from -{} to {}", text, half, half - 1));
+    putNumber(field, record, isNegative ? 0 - *magnitude : *magnitude);
 }
 
 void setText(const Field& field, std::span<BYTE> record, std::string_view text) {
@@ -62,6 +93,28 @@ void setText(const Field& field, std::span<BYTE> record, std::string_view text) 
     std::transform(narrow.begin(), narrow.end(), target.begin(), [](char c) { return static_cast<BYTE>(c); });
 }
 
+void setNames(const Field& field, std::span<BYTE> record, std::string_view text) {
+    std::string narrow;
+    if (!narrowFromUtf8(text, narrow))
+        refuse(field, "the system code page lacks a character of the text");
+    std::vector<BYTE> slots;
+    for (std::size_t begin = 0; !narrow.empty() && begin <= narrow.size();) {
+        const std::size_t end = std::min(narrow.find(',', begin), narrow.size());
+        if (end == begin || end - begin >= field.slotSize)
+            refuse(field, fmt::format("\"{}\" isn't a name of 1 to {} bytes", narrow.substr(begin, end - begin),
+                                      field.slotSize - 1));
+        slots.insert(slots.end(), narrow.begin() + static_cast<std::ptrdiff_t>(begin),
+                     narrow.begin() + static_cast<std::ptrdiff_t>(end));
+        slots.resize((slots.size() / field.slotSize + 1) * field.slotSize);
+        begin = end + 1;
+    }
+    if (slots.size() > field.size)
+        refuse(field, fmt::format("{} names, at most {} have room", slots.size() / field.slotSize,
+                                  field.size / field.slotSize));
+    slots.resize(field.size);
+    std::copy(slots.begin(), slots.end(), record.begin() + static_cast<std::ptrdiff_t>(field.offset));
+}
+
 } // namespace
 
 Json fieldJson(const Field& field, std::span<const BYTE> record, bool showSecrets) {
@@ -72,8 +125,15 @@ Json fieldJson(const Field& field, std::span<const BYTE> record, bool showSecret
         return utf8FromNarrow(textAt(field, record));
     case FieldKind::NumberList:
         return listAt(field, record);
+    case FieldKind::NameList: {
+        Json names = Json::array();
+        for (const std::string_view name : namesAt(field, record))
+            names.push_back(utf8FromNarrow(name));
+        return names;
+    }
+    case FieldKind::Signed:
+        return signedAt(field, record);
     case FieldKind::Number:
-    case FieldKind::Flag:
         break;
     }
     return numberAt(record, field.offset, field.size);
@@ -87,8 +147,15 @@ std::string fieldText(const Field& field, std::span<const BYTE> record, bool sho
         return displayNarrow(textAt(field, record));
     case FieldKind::NumberList:
         return fmt::format("{}", fmt::join(listAt(field, record), " "));
+    case FieldKind::NameList: {
+        std::string names;
+        for (const std::string_view name : namesAt(field, record))
+            names.append(names.empty() ? "" : ",").append(displayNarrow(name));
+        return names;
+    }
+    case FieldKind::Signed:
+        return fmt::format("{}", signedAt(field, record));
     case FieldKind::Number:
-    case FieldKind::Flag:
         break;
     }
     return fmt::format("{}", numberAt(record, field.offset, field.size));
@@ -99,6 +166,10 @@ void setField(const Field& field, std::span<BYTE> record, std::string_view text)
         refuse(field, "the field is read only");
     if (field.kind == FieldKind::Text)
         setText(field, record, text);
+    else if (field.kind == FieldKind::Signed)
+        setSigned(field, record, text);
+    else if (field.kind == FieldKind::NameList)
+        setNames(field, record, text);
     else
         setNumber(field, record, text);
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <nlohmann/json_fwd.hpp>
 #include <platform/base.h>
 #include <span>
@@ -15,9 +16,10 @@ using Json = nlohmann::ordered_json;
 
 enum class FieldKind {
     Number,     /* unsigned, of 1, 2, 4 or 8 bytes */
-    Flag,       /* the same, but 0 or 1 alone is taken */
+    Signed,     /* signed, likewise */
     Text,       /* in the system code page, terminated inside the field */
     NumberList, /* 32-bit numbers, of which another field counts those in use */
+    NameList,   /* texts in slots of one size, in use up to the first empty one */
 };
 
 struct Field {
@@ -29,10 +31,17 @@ struct Field {
     FieldKind kind = FieldKind::Number;
     bool isReadOnly = false;
     bool isSecret = false;
+    std::size_t slotSize = 0;        /* NameList: bytes of a name with its terminator */
+    std::uint64_t most = UINT64_MAX; /* Number: a larger one isn't taken, whatever would fit */
 
     constexpr Field readOnly() const {
         Field field = *this;
         field.isReadOnly = true;
+        return field;
+    }
+    constexpr Field atMost(std::uint64_t number) const {
+        Field field = *this;
+        field.most = number;
         return field;
     }
     constexpr Field secret() const {
@@ -48,8 +57,11 @@ struct Field {
 constexpr Field numberField(std::string_view name, std::size_t offset, std::size_t size, const char* help) {
     return {name, offset, size, help, 0, FieldKind::Number};
 }
+constexpr Field signedField(std::string_view name, std::size_t offset, std::size_t size, const char* help) {
+    return {name, offset, size, help, 0, FieldKind::Signed};
+}
 constexpr Field flagField(std::string_view name, std::size_t offset, std::size_t size, const char* help) {
-    return {name, offset, size, help, 0, FieldKind::Flag};
+    return numberField(name, offset, size, help).atMost(1);
 }
 constexpr Field textField(std::string_view name, std::size_t offset, std::size_t size, const char* help) {
     return {name, offset, size, help, 0, FieldKind::Text};
@@ -58,6 +70,12 @@ constexpr Field textField(std::string_view name, std::size_t offset, std::size_t
 constexpr Field numberListField(std::string_view name, std::size_t offset, std::size_t size, std::size_t countOffset,
                                 const char* help) {
     return {name, offset, size, help, countOffset, FieldKind::NumberList, true};
+}
+
+/* As users have it: names parted by commas. */
+constexpr Field nameListField(std::string_view name, std::size_t offset, std::size_t size, std::size_t slotSize,
+                              const char* help) {
+    return {name, offset, size, help, 0, FieldKind::NameList, false, false, slotSize};
 }
 
 /* What stands for a secret's value unless it is asked for. */

@@ -21,7 +21,8 @@ int parseAndRun(const Tool& tool, int argc, char** argv) {
     CLI::App app(tool.description, tool.name);
     app.footer(tool.footer);
     app.fallthrough();
-    app.require_subcommand(1);
+    if (tool.needsVerb)
+        app.require_subcommand(1);
     app.get_formatter()->column_width(34);
     tool.addVerbs(app);
     try {

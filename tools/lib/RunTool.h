@@ -14,6 +14,7 @@ struct Tool {
     const char* footer; /* examples, and what else --help should say */
     /* Adds the verbs and the options that hold for all; options are accepted behind a verb too. */
     void (*addVerbs)(CLI::App& app);
+    bool needsVerb = true; /* false: options alone, and a callback of the program itself */
 };
 
 int runTool(const Tool& tool, int argc, char** argv);

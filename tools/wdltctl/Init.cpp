@@ -1,9 +1,11 @@
-/* init: lays down the tree of a fresh installation, in one transaction. Through the layer, not the library, whose
-   writes need a tree that is there. */
+/* init: lays down a fresh installation, its directories and its privacy database first, and then the tree, in one
+   transaction. Through the layer, not the library, whose writes need a tree that is there. */
 
 #include "Display.h"
+#include "FreshDatabase.h"
 #include "FreshTree.h"
 #include "KeyPath.h"
+#include "LayerError.h"
 #include "RegTransfer.h"
 #include "RegistryKey.h"
 #include "ToolError.h"
@@ -11,15 +13,20 @@
 #include "Verbs.h"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <fmt/format.h>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <platform/file_content.h>
+#include <platform/files.h>
+#include <stdexcept>
+#include <utility>
 
 namespace wdlt {
 namespace {
 
 constexpr std::u16string_view kBasePath = u"SOFTWARE\\Halvermoor\\PLK\\Wardlet";
+constexpr std::u16string_view kPrivacyPath =
+    u"SOFTWARE\\Halvermoor\\PLK\\Wardlet\\Scan\\Common\\PrivacyProtection\\config";
 constexpr const char* kDefaultInstall = "C:\\Program Files\\Wardlet";
 // The record of the system has 260 bytes a directory.
 constexpr std::size_t kMaxDirectoryBytes = 259;
@@ -51,25 +58,57 @@ std::u16string parseDirectory(const std::string& argument) {
     return path;
 }
 
-void setText(RegDocument& document, std::u16string_view name, const std::u16string& text) {
+std::string narrowPath(const std::u16string& path) {
     std::string narrow;
-    if (!narrowFromUtf8(utf8FromUtf16(text), narrow) || narrow.size() > kMaxDirectoryBytes)
+    if (!narrowFromUtf8(utf8FromUtf16(path), narrow) || narrow.size() > kMaxDirectoryBytes)
         throw ToolError(ExitStatus::Usage, fmt::format("{}: a directory has at most {} bytes in the system code page",
-                                                       utf8FromUtf16(text), kMaxDirectoryBytes));
-    for (RegKey& key : document.keys) {
-        const auto value =
-            std::find_if(key.values.begin(), key.values.end(), [&](const RegValue& each) { return each.name == name; });
-        if (equalsIgnoringCase(key.path, kBasePath) && value != key.values.end())
-            value->data = textData(text);
-    }
+                                                       utf8FromUtf16(path), kMaxDirectoryBytes));
+    return narrow;
+}
+
+RegValue& valueOf(RegDocument& document, std::u16string_view path, std::u16string_view name) {
+    for (RegKey& key : document.keys)
+        for (RegValue& value : key.values)
+            if (value.name == name && equalsIgnoringCase(key.path, path))
+                return value;
+    throw std::logic_error("the fresh tree lacks a value that init sets");
+}
+
+void makeFolder(const std::u16string& path) {
+    if (WdMakeFolder(narrowPath(path).c_str()) == FALSE)
+        throw LayerError(utf8FromUtf16(path), static_cast<LONG>(GetLastError()));
+}
+
+/* The library's writes need one that is there. */
+void makeDatabase(const std::u16string& path, bool force) {
+    std::string name;
+    narrowFromUtf8(utf8FromUtf16(path), name);
+    if (!force && GetFileAttributesA(name.c_str()) != INVALID_FILE_ATTRIBUTES)
+        throw ToolError(ExitStatus::Failure,
+                        fmt::format("{} is there already; --force replaces it", utf8FromUtf16(path)));
+    const std::string bytes = freshPrivacyDatabase();
+    if (WdReplaceContent(name.c_str(), bytes.data(), static_cast<DWORD>(bytes.size())) == FALSE)
+        throw LayerError(utf8FromUtf16(path), static_cast<LONG>(GetLastError()));
+}
+
+/* Keys alone are nothing to lose: a look at the plug-in manager's switches makes its key. */
+bool holdsValues(const std::u16string& path) {
+    if (!RegistryKey::openIfThere(path))
+        return false;
+    bool found = false;
+    walkKeys(path, [&](const RegistryKey& key, std::size_t) { found = found || !key.values().empty(); });
+    return found;
 }
 
 void init(const Arguments& arguments, const Options& options) {
     const std::u16string install = parseDirectory(arguments.install);
     RegDocument document = parseRegText(kFreshTree);
-    setText(document, u"InstallPath", install);
-    setText(document, u"TempPath", install + u"Temp\\");
-    setText(document, u"LogPath", install + u"Log\\");
+    const std::pair<std::u16string_view, std::u16string> folders[] = {
+        {u"InstallPath", install}, {u"TempPath", install + u"Temp\\"}, {u"LogPath", install + u"Log\\"}};
+    for (const auto& [name, path] : folders) {
+        narrowPath(path);
+        valueOf(document, kBasePath, name).data = textData(path);
+    }
 
     const std::size_t keyCount = document.keys.size();
     std::size_t valueCount = 0;
@@ -79,9 +118,12 @@ void init(const Arguments& arguments, const Options& options) {
     const std::u16string base(kBasePath);
     if (arguments.force)
         document.keys.insert(document.keys.begin(), RegKey{base, {}, true});
-    else if (RegistryKey::openIfThere(base))
+    else if (holdsValues(base))
         throw ToolError(ExitStatus::Failure,
                         fmt::format("{} is there already; --force replaces it", fullKeyName(base)));
+    for (const auto& [name, path] : folders)
+        makeFolder(path);
+    makeDatabase(install + textOf(valueOf(document, kPrivacyPath, u"DataBaseName").data), arguments.force);
     importDocument(document);
 
     if (options.json)
@@ -97,10 +139,11 @@ void init(const Arguments& arguments, const Options& options) {
 } // namespace
 
 void addInit(CLI::App& app, const Options& options) {
-    auto* verb = app.add_subcommand("init", "Lay down the settings of a fresh installation");
+    auto* verb = app.add_subcommand("init", "Lay down a fresh installation: directories, settings, privacy database");
     const auto arguments = std::make_shared<Arguments>();
     verb->add_option("--install", arguments->install, "Install directory, as X:\\... or /...")->capture_default_str();
-    verb->add_flag("--force", arguments->force, "Replace the settings that are there, all of them");
+    verb->add_flag("--force", arguments->force,
+                   "Replace the settings and the privacy database that are there, all of them");
     verb->callback([arguments, &options] { init(*arguments, options); });
 }
 

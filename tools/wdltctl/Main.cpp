@@ -18,12 +18,20 @@ namespace {
 
 using AddVerb = void (*)(CLI::App& app, const Options& options);
 
-constexpr AddVerb kVerbs[] = {addInit, addGet, addSet, addRaw};
+constexpr AddVerb kVerbs[] = {addInit, addStatus, addSwitch, addGet, addSet, addLists, addCheckUrl, addVerify, addRaw};
 
 constexpr const char* kExamples = "Examples:\n"
                                   "  wdltctl init --install /opt/wardlet\n"
+                                  "  wdltctl status\n"
+                                  "  wdltctl enable pvs\n"
+                                  "  wdltctl enable pdp --protocol smtp\n"
                                   "  wdltctl get system\n"
                                   "  wdltctl set system proxyPort=8080 bmFlag=0\n"
+                                  "  wdltctl get handler POP3 enable\n"
+                                  "  wdltctl add redirects POP3 Mail --port 110\n"
+                                  "  wdltctl add urls black '*example.com/*'\n"
+                                  "  wdltctl check-url http://example.com/page --list black\n"
+                                  "  wdltctl add items 'My card' '4711 0815'\n"
                                   "  wdltctl raw read 10000 0 --json\n"
                                   "Exit status: 0 done, 1 failed (the library's status is named), 2 wrong usage.";
 

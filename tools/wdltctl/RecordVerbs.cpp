@@ -16,9 +16,28 @@
 namespace wdlt {
 namespace {
 
-std::vector<BYTE> readRecord(const Record& record) {
-    std::vector<BYTE> bytes(record.size);
-    checkStatus(record.read(bytes));
+/* Behind a record's name: which of several it is, where it is one, then fields. */
+class Request {
+  public:
+    Request(const std::string& recordName, const std::vector<std::string>& rest)
+        : record(findRecord(recordName)), fields(rest) {
+        if (record.whichName == nullptr)
+            return;
+        if (fields.empty())
+            throw ToolError(ExitStatus::Usage,
+                            fmt::format("{}: {} is needed, {}", record.name, record.whichName, record.whichHelp));
+        which = fields.front();
+        fields.erase(fields.begin());
+    }
+
+    const Record& record;
+    std::string which;
+    std::vector<std::string> fields;
+};
+
+std::vector<BYTE> readRecord(const Request& request) {
+    std::vector<BYTE> bytes(request.record.size);
+    checkStatus(request.record.read(request.which, bytes));
     return bytes;
 }
 
@@ -37,13 +56,15 @@ void printFields(std::span<const Field> fields, std::span<const BYTE> bytes, con
         fmt::print("{:{}}  {}\n", field.name, width, fieldText(field, bytes, options.secrets));
 }
 
-void get(const Record& record, const std::string& fieldName, const Options& options) {
-    if (fieldName.empty()) {
-        printFields(record.fields, readRecord(record), options);
+void get(const Request& request, const Options& options) {
+    if (request.fields.size() > 1)
+        throw ToolError(ExitStatus::Usage, fmt::format("{}: one field, or none for all", request.fields[1]));
+    if (request.fields.empty()) {
+        printFields(request.record.fields, readRecord(request), options);
         return;
     }
-    const Field& field = findField(record, fieldName);
-    const auto bytes = readRecord(record);
+    const Field& field = findField(request.record, request.fields.front());
+    const auto bytes = readRecord(request);
     // One field alone is for scripts: its bare value.
     if (options.json)
         printFields({&field, 1}, bytes, options);
@@ -64,20 +85,23 @@ std::vector<Assignment> parseAssignments(const Record& record, const std::vector
     return assignments;
 }
 
-void set(const Record& record, const std::vector<std::string>& texts, const Options& options) {
-    const auto assignments = parseAssignments(record, texts);
+void set(const Request& request, const Options& options) {
+    const Record& record = request.record;
+    const auto assignments = parseAssignments(record, request.fields);
+    if (assignments.empty())
+        throw ToolError(ExitStatus::Usage, fmt::format("{}: FIELD=VALUE is needed", record.name));
     // What makes no sense is refused before the library is asked for anything.
     std::vector<BYTE> trial(record.size);
     for (const auto& [field, text] : assignments)
         setField(*field, trial, text);
 
-    auto bytes = readRecord(record);
+    auto bytes = readRecord(request);
     std::vector<Field> changed;
     for (const auto& [field, text] : assignments) {
         setField(*field, bytes, text);
         changed.push_back(*field);
     }
-    checkStatus(record.write(bytes));
+    checkStatus(record.write(request.which, bytes));
     if (options.json)
         printFields(changed, bytes, options);
 }
@@ -86,9 +110,11 @@ std::string recordHelp(bool writableOnly) {
     std::string help;
     for (const Record* record : allRecords()) {
         help += fmt::format("{}: {}\n", record->name, record->help);
+        if (record->whichName != nullptr)
+            help += fmt::format("  {:28} {}, before the fields\n", record->whichName, record->whichHelp);
         for (const Field& field : record->fields) {
             if (!writableOnly || !field.isReadOnly)
-                help += fmt::format("  {:20} {}{}\n", field.name, field.help, field.isReadOnly ? " (read only)" : "");
+                help += fmt::format("  {:28} {}{}\n", field.name, field.help, field.isReadOnly ? " (read only)" : "");
         }
     }
     return help;
@@ -99,27 +125,29 @@ std::string recordHelp(bool writableOnly) {
 void addGet(CLI::App& app, const Options& options) {
     struct Arguments {
         std::string record;
-        std::string field;
+        std::vector<std::string> rest;
     };
     auto* verb = app.add_subcommand("get", "Show a record, or one field's bare value");
     const auto arguments = std::make_shared<Arguments>();
     verb->add_option("RECORD", arguments->record, "Name of the record")->required();
-    verb->add_option("FIELD", arguments->field, "Name of a field");
+    verb->add_option("FIELD", arguments->rest, "Name of a field; before it, which of several records")->expected(0, 2);
     verb->footer(recordHelp(false));
-    verb->callback([arguments, &options] { get(findRecord(arguments->record), arguments->field, options); });
+    verb->callback([arguments, &options] { get({arguments->record, arguments->rest}, options); });
 }
 
 void addSet(CLI::App& app, const Options& options) {
     struct Arguments {
         std::string record;
-        std::vector<std::string> assignments;
+        std::vector<std::string> rest;
     };
     auto* verb = app.add_subcommand("set", "Change fields of a record: it is read, and written once");
     const auto arguments = std::make_shared<Arguments>();
     verb->add_option("RECORD", arguments->record, "Name of the record")->required();
-    verb->add_option("FIELD=VALUE", arguments->assignments, "Fields with their new values")->required();
+    verb->add_option("FIELD=VALUE", arguments->rest,
+                     "Fields with their new values; before them, which of several records")
+        ->required();
     verb->footer(recordHelp(true));
-    verb->callback([arguments, &options] { set(findRecord(arguments->record), arguments->assignments, options); });
+    verb->callback([arguments, &options] { set({arguments->record, arguments->rest}, options); });
 }
 
 } // namespace wdlt

@@ -10,7 +10,13 @@ namespace wdlt {
 namespace {
 
 constexpr const Record* kRecords[] = {
-    &kSystemRecord,
+    &kSystemRecord,       &kHandlerRecord,      &kUrlFilterRecord,     &kUrlFilterProxyRecord,
+    &kRatingServerRecord, &kUntestedUrlsRecord, &kHostFilterRecord,    &kPop3ScanRecord,
+    &kSmtpScanRecord,     &kWebMailScanRecord,  &kFileVirusScanRecord, &kFileScanRecord,
+    &kFileEventsRecord,   &kEngineRecord,       &kEngineCommonRecord,  &kPop3Record,
+    &kSmtpRecord,         &kHttpRecord,         &kHttpManagerRecord,   &kWebMailRecord,
+    &kHttpsRecord,        &kHttpsFlagsRecord,   &kPluginManagerRecord, &kDrsRecord,
+    &kSalRecord,          &kAntiSpamRecord,     &kMailRecord,
 };
 
 template <typename Range, typename NameOf>

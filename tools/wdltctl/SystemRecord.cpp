@@ -20,12 +20,12 @@ constexpr Field kFields[] = {
     numberField(WDLT_MEMBER(WdchSystemData, tcpAutoTuningLevel), "TCP auto-tuning level").readOnly(),
 };
 
-std::int32_t readSystem(std::span<BYTE> record) {
+std::int32_t readSystem(const std::string&, std::span<BYTE> record) {
     std::uint64_t size = record.size();
     return WdltReadConfig(WDLT_PROTOCOL_SYSTEM, WDLT_SCAN_NONE, WDLT_CONFIG_DEFAULT, record.data(), &size);
 }
 
-std::int32_t writeSystem(std::span<BYTE> record) {
+std::int32_t writeSystem(const std::string&, std::span<BYTE> record) {
     return WdltWriteConfig(WDLT_PROTOCOL_SYSTEM, WDLT_SCAN_NONE, WDLT_CONFIG_DEFAULT, record.data(), record.size());
 }
 

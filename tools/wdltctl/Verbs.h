@@ -19,6 +19,11 @@ struct Options {
 void addInit(CLI::App& app, const Options& options);
 void addGet(CLI::App& app, const Options& options);
 void addSet(CLI::App& app, const Options& options);
+void addStatus(CLI::App& app, const Options& options);
+void addSwitch(CLI::App& app, const Options& options);
+void addLists(CLI::App& app, const Options& options);
+void addCheckUrl(CLI::App& app, const Options& options);
+void addVerify(CLI::App& app, const Options& options);
 void addRaw(CLI::App& app, const Options& options);
 
 /* The one way in which a document goes to the standard output. */

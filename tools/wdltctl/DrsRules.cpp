@@ -1,0 +1,152 @@
+/* The white list of DRS: rules, each with an index and a name of its own, for a process and a domain. */
+
+#include "Display.h"
+#include "KeyPath.h"
+#include "LibraryStatus.h"
+#include "Lists.h"
+#include "Numbers.h"
+#include "Table.h"
+#include "ToolError.h"
+#include "Utf.h"
+#include "WideText.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <fmt/format.h>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+#include <wdltcfg/wdltcfg.h>
+
+namespace wdlt {
+namespace {
+
+using Rules = std::vector<WdltDrsWhiteListItem>;
+
+struct Arguments {
+    std::string rule;
+    std::uint32_t index = 0; /* none given */
+    std::string process;
+    std::string domain;
+    std::vector<std::string> rules;
+    bool all = false;
+};
+
+/* Whole: the room is asked for first, and again when the list has grown meanwhile. */
+Rules readRules() {
+    constexpr int kAttempts = 4;
+    Rules rules;
+    std::int32_t status = WDLT_E_BUFFER_SIZE;
+    std::int32_t count = 0;
+    for (int i = 0; i < kAttempts && status == WDLT_E_BUFFER_SIZE; ++i) {
+        rules.resize(static_cast<std::size_t>(count));
+        status = WdltGetAllDRSWhiteListItem(rules.empty() ? nullptr : rules.data(), &count);
+    }
+    checkStatus(status, "the rules");
+    rules.resize(static_cast<std::size_t>(count));
+    return rules;
+}
+
+void listRules(const Options& options) {
+    const Rules rules = readRules();
+    if (options.json) {
+        Json document = Json::array();
+        for (const WdltDrsWhiteListItem& rule : rules)
+            document.push_back({{"index", rule.Index},
+                                {"rule", utf8FromUtf16(textOf(rule.RuleName))},
+                                {"process", utf8FromUtf16(textOf(rule.ProcessImageName))},
+                                {"domain", utf8FromUtf16(textOf(rule.DomainName))}});
+        printJson(document);
+        return;
+    }
+    std::vector<TableRow> rows = {{"INDEX", "RULE", "PROCESS", "DOMAIN"}};
+    for (const WdltDrsWhiteListItem& rule : rules)
+        rows.push_back({std::to_string(rule.Index), displayText(textOf(rule.RuleName)),
+                        displayText(textOf(rule.ProcessImageName)), displayText(textOf(rule.DomainName))});
+    printTable(rows);
+}
+
+std::uint32_t lowestFreeIndex(const Rules& rules) {
+    for (std::uint32_t index = 1; index <= WDLT_MAX_DRS_INDEX; ++index)
+        if (std::ranges::find(rules, index, &WdltDrsWhiteListItem::Index) == rules.end())
+            return index;
+    throw ToolError(ExitStatus::Failure, fmt::format("all {} indexes are taken", WDLT_MAX_DRS_INDEX));
+}
+
+void addRule(const Arguments& arguments, const Options& options) {
+    WdltDrsWhiteListItem rule{};
+    // The name becomes a key's: with a separator it would be a key below another rule's.
+    if (arguments.rule.empty() || arguments.rule.find('\\') != std::string::npos)
+        throw ToolError(ExitStatus::Usage, "RULE: 1 to 199 characters, none of them a backslash");
+    setWide(rule.RuleName, "RULE", arguments.rule);
+    setWide(rule.ProcessImageName, "--process", arguments.process);
+    setWide(rule.DomainName, "--domain", arguments.domain);
+    const Rules rules = readRules();
+    rule.Index = arguments.index != 0 ? arguments.index : lowestFreeIndex(rules);
+    // The library refuses both with one status; its log tells which.
+    for (const WdltDrsWhiteListItem& other : rules) {
+        if (other.Index == rule.Index)
+            throw ToolError(ExitStatus::Failure,
+                            fmt::format("index {} is that of {}", rule.Index, displayText(textOf(other.RuleName))));
+        if (equalsIgnoringCase(textOf(other.RuleName), textOf(rule.RuleName)))
+            throw ToolError(ExitStatus::Failure, fmt::format("there is a rule {} already", arguments.rule));
+    }
+    checkStatus(WdltAddDRSWhiteListItem(&rule), fmt::format("rule {}", arguments.rule));
+    if (options.json)
+        printJson({{"index", rule.Index}, {"rule", arguments.rule}});
+}
+
+/* By name, without regard to case, or by index. */
+std::uint32_t indexOf(const std::string& argument, const Rules& rules) {
+    const auto number = parseNumber(argument);
+    const auto name = utf16FromArgument(argument);
+    for (const WdltDrsWhiteListItem& rule : rules)
+        if (number == rule.Index || equalsIgnoringCase(textOf(rule.RuleName), name))
+            return rule.Index;
+    throw ToolError(ExitStatus::Failure, fmt::format("{}: no such rule", argument));
+}
+
+void removeRules(const Arguments& arguments) {
+    if (arguments.all == !arguments.rules.empty())
+        throw ToolError(ExitStatus::Usage, "rules are needed, or --all");
+    std::vector<std::uint32_t> indexes{0};
+    if (!arguments.all) {
+        // All are looked up before one is removed.
+        const Rules rules = readRules();
+        indexes.clear();
+        for (const std::string& rule : arguments.rules)
+            indexes.push_back(indexOf(rule, rules));
+    }
+    for (const std::uint32_t index : indexes)
+        checkStatus(WdltDeleteDRSWhiteListItem(index), index == 0 ? "all rules" : fmt::format("rule {}", index));
+}
+
+void addList(CLI::App& verb, const Options& options) {
+    verb.add_subcommand("rules", "Show the rules of DRS's white list")->callback([&options] { listRules(options); });
+}
+
+void addAdd(CLI::App& verb, const Options& options) {
+    const auto arguments = std::make_shared<Arguments>();
+    auto* rules = verb.add_subcommand("rules", "Add a rule to DRS's white list");
+    rules->add_option("RULE", arguments->rule, "Its name, 1 to 199 characters")->required();
+    rules->add_option("--index", arguments->index, "Its index; the lowest that is free without it")
+        ->check(CLI::Range(1, WDLT_MAX_DRS_INDEX));
+    rules->add_option("--process", arguments->process, "Name of the process's image, at most 299 characters");
+    rules->add_option("--domain", arguments->domain, "Name of the domain, at most 255 characters");
+    rules->callback([arguments, &options] { addRule(*arguments, options); });
+}
+
+void addRemove(CLI::App& verb, const Options& /*options*/) {
+    const auto arguments = std::make_shared<Arguments>();
+    auto* rules = verb.add_subcommand("rules", "Remove rules from DRS's white list");
+    rules->add_option("RULE", arguments->rules, "Their indexes or names");
+    rules->add_flag("--all", arguments->all, "Remove all of them, those too that no list shows");
+    rules->callback([arguments] { removeRules(*arguments); });
+}
+
+} // namespace
+
+const List kDrsRuleList = {addList, addAdd, addRemove};
+
+} // namespace wdlt

@@ -1,0 +1,111 @@
+#include "Features.h"
+
+#include "ToolError.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <iterator>
+#include <string>
+#include <wdltcfg/wdltcfg.h>
+
+namespace wdlt {
+namespace {
+
+constexpr Place kPop3Virus[] = {{"pop3", WDLT_PROTOCOL_POP3, WDLT_SCAN_VIRUS, WDLT_INPUT_NONE, 0}};
+constexpr Place kSmtpVirus[] = {{"smtp", WDLT_PROTOCOL_SMTP, WDLT_SCAN_VIRUS, WDLT_INPUT_NONE, 0}};
+constexpr Place kWebMailVirus[] = {{"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_VIRUS, WDLT_INPUT_NONE, 0}};
+constexpr Place kFileVirus[] = {{"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_VIRUS, WDLT_INPUT_HTTP_FILE_SCAN, 0}};
+constexpr Place kUrlFilter[] = {{"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_URL_FILTER, WDLT_INPUT_NONE, 0}};
+constexpr Place kHostFilter[] = {{"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_HOST_FILTER, WDLT_INPUT_NONE, 0}};
+constexpr Place kAntiSpam[] = {{"pop3", WDLT_PROTOCOL_POP3, WDLT_SCAN_ANTI_SPAM, WDLT_INPUT_NONE, 0}};
+constexpr Place kFileEvents[] = {{"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_NETWORK_EVENTS, WDLT_INPUT_NONE, 0}};
+constexpr Place kSal[] = {{"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_SAL, WDLT_INPUT_NONE, 0}};
+constexpr Place kHttpsFilter[] = {{"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_HTTP_MANAGER, WDLT_INPUT_HTTPS_FILTER, 0}};
+constexpr Place kPrivacy[] = {
+    {"smtp", WDLT_PROTOCOL_SMTP, WDLT_SCAN_PRIVACY, WDLT_INPUT_NONE, WDLT_PRIVACY_SMTP},
+    {"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_PRIVACY, WDLT_INPUT_NONE, WDLT_PRIVACY_HTTP},
+    {"4", 4, WDLT_SCAN_PRIVACY, WDLT_INPUT_NONE, WDLT_PRIVACY_PROTOCOL_4},
+    {"5", 5, WDLT_SCAN_PRIVACY, WDLT_INPUT_NONE, WDLT_PRIVACY_PROTOCOL_5},
+    {"6", 6, WDLT_SCAN_PRIVACY, WDLT_INPUT_NONE, WDLT_PRIVACY_PROTOCOL_6},
+    {"7", 7, WDLT_SCAN_PRIVACY, WDLT_INPUT_NONE, WDLT_PRIVACY_PROTOCOL_7},
+};
+
+template <auto function>
+std::int32_t ask(std::uint32_t) {
+    return function();
+}
+
+template <auto function>
+std::int32_t change(bool on, std::uint32_t) {
+    return function(on ? 1 : 0);
+}
+
+std::int32_t changePrivacy(bool on, std::uint32_t types) {
+    return WdltPdpProtocolEnable(on ? 1 : 0, types);
+}
+
+std::int32_t changeWhiteList(bool on, std::uint32_t option) {
+    return WdltEnableDRSWhiteList(on ? 1 : 0, option);
+}
+
+/* No export switches it alone: its record is read and written. */
+std::int32_t isPluginManagerOn(std::uint32_t) {
+    WdltPluginManagerConfig manager{};
+    const std::int32_t status = WdltPluginManagerReadConfig(&manager);
+    return status != WDLT_OK ? status : manager.dwEnable != 0 ? 1 : 0;
+}
+
+std::int32_t changePluginManager(bool on, std::uint32_t) {
+    WdltPluginManagerConfig manager{};
+    if (const std::int32_t status = WdltPluginManagerReadConfig(&manager); status != WDLT_OK)
+        return status;
+    manager.dwEnable = on ? 1 : 0;
+    return WdltPluginManagerWriteConfig(&manager);
+}
+
+constexpr Feature kFeatures[] = {
+    {"pvs", "virus scan of POP3", ask<WdltPvsIsEnabled>, change<WdltPvsEnable>, kPop3Virus},
+    {"svs", "virus scan of SMTP", ask<WdltSvsIsEnabled>, change<WdltSvsEnable>, kSmtpVirus},
+    {"wmvs", "virus scan of web mail", ask<WdltWmvsIsEnabled>, change<WdltWmvsEnable>, kWebMailVirus},
+    {"hfs", "virus scan of files over HTTP", ask<WdltHfsIsEnabled>, change<WdltHfsEnable>, kFileVirus},
+    {"urlf", "URL filter", ask<WdltUrlfIsEnabled>, change<WdltUrlfEnable>, kUrlFilter},
+    {"hosf", "host filter", ask<WdltHosfIsEnabled>, change<WdltHosfEnable>, kHostFilter},
+    {"aspm", "anti-spam", ask<WdltAspmIsEnabled>, change<WdltAspmEnable>, kAntiSpam},
+    {"hfe", "HTTP file events", ask<WdltHfeIsEnabled>, change<WdltHfeEnable>, kFileEvents},
+    {"sal", "SAL", ask<WdltSalIsEnabled>, change<WdltSalEnable>, kSal},
+    {"pdp", "privacy data protection", WdltPdpIsProtocolEnabled, changePrivacy, kPrivacy},
+    {"https", "HTTPS scan", ask<WdltHttpsScanIsEnabled>, change<WdltHttpsScanEnable>, kHttpsFilter, false, true},
+    {"drs", "DRS", ask<WdltDRSIsEnabled>, change<WdltDRSEnable>, {}, false, true},
+    {"drs-white-list", "white list of DRS", ask<WdltIsDRSWhiteListEnabled>, changeWhiteList, {}, true},
+    {"hfe-plugin",
+     "file events of the plug-ins",
+     ask<WdltHfeIsEnablePluginEvent>,
+     change<WdltHfeEnablePluginEvent>,
+     {}},
+    {"plugin-manager", "plug-in manager", isPluginManagerOn, changePluginManager, {}},
+    {"ie", "plug-in of IE", ask<WdltIEPlugInIsEnabled>, change<WdltIEPlugInEnable>, {}},
+    {"firefox", "extension of Firefox", ask<WdltFirefoxExtensionIsEnabled>, change<WdltFirefoxExtensionEnable>, {}},
+    {"chrome", "extension of Chrome", ask<WdltChromeExtensionIsEnabled>, change<WdltChromeExtensionEnable>, {}},
+};
+
+} // namespace
+
+std::span<const Feature> allFeatures() {
+    return kFeatures;
+}
+
+const Feature& findFeature(std::string_view name) {
+    std::string names;
+    for (const Feature& feature : kFeatures) {
+        if (feature.name == name)
+            return feature;
+        names += fmt::format("{}{}", names.empty() ? "" : ", ", feature.name);
+    }
+    throw ToolError(ExitStatus::Usage, fmt::format("{}: no such feature; there is {}", name, names));
+}
+
+std::string_view onOff(bool on) {
+    return on ? "on" : "off";
+}
+
+} // namespace wdlt

@@ -1,0 +1,30 @@
+/* Narrow texts in the fields of records. */
+#pragma once
+
+#include "Display.h"
+#include "ToolError.h"
+
+#include <algorithm>
+#include <cstring>
+#include <fmt/format.h>
+#include <iterator>
+#include <string>
+
+namespace wdlt {
+
+/* A usage error, which begins with `name`, for what doesn't fit with its terminator or has one inside. */
+template <std::size_t size>
+void setNarrow(char (&field)[size], std::string_view name, const std::string& argument) {
+    std::string text;
+    if (!narrowFromUtf8(argument, text) || text.size() >= size || text.find('\0') != std::string::npos)
+        throw ToolError(ExitStatus::Usage, fmt::format("{}: at most {} bytes in the system code page", name, size - 1));
+    std::fill(std::copy(text.begin(), text.end(), std::begin(field)), std::end(field), '\0');
+}
+
+/* As it is stored, whether or not it has a terminator. */
+template <std::size_t size>
+std::string narrowOf(const char (&field)[size]) {
+    return {field, strnlen(field, size)};
+}
+
+} // namespace wdlt

@@ -1,0 +1,24 @@
+/* Lists whose entries are more than a text, and need subcommands of their own. A new one is a file with its parts and
+   one row in Lists.cpp; lists of texts are rows of TextLists.cpp. */
+#pragma once
+
+#include "Verbs.h"
+
+namespace wdlt {
+
+/* Each adds the list's own subcommand to the verb it is named after. */
+struct List {
+    void (*addList)(CLI::App& verb, const Options& options);
+    void (*addAdd)(CLI::App& verb, const Options& options);              /* null: the list can only be read */
+    void (*addRemove)(CLI::App& verb, const Options& options);           /* likewise */
+    void (*addImport)(CLI::App& verb, const Options& options) = nullptr; /* null: not as plain text */
+    void (*addExport)(CLI::App& verb, const Options& options) = nullptr;
+};
+
+extern const List kDrsRuleList;
+extern const List kPrivacyItemList;
+extern const List kPrivacyPatternList;
+extern const List kRedirectList;
+extern const List kAddressList;
+
+} // namespace wdlt

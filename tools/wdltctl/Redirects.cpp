@@ -1,0 +1,145 @@
+/* The redirects of a handler: for a session, the process, image or port it applies to. */
+
+#include "Display.h"
+#include "FieldText.h"
+#include "Handlers.h"
+#include "LibraryStatus.h"
+#include "Lists.h"
+#include "Table.h"
+#include "ToolError.h"
+#include "Utf.h"
+#include "WideText.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstring>
+#include <fmt/format.h>
+#include <iterator>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <wdltcfg/wdltcfg.h>
+
+namespace wdlt {
+namespace {
+
+struct Arguments {
+    std::string handler;
+    std::string session;
+    std::string process;
+    std::string image;
+    std::uint16_t port = 0;
+    std::uint32_t direction = 0;
+    std::uint32_t flag = 0;
+    std::int32_t level = -1;
+    std::uint32_t cancelMask = 0;
+};
+
+std::string processOf(const WdchSystemRedirect& redirect) {
+    return displayNarrow(narrowOf(redirect.process));
+}
+
+Json redirectJson(const WdchSystemRedirect& redirect) {
+    return {{"session", utf8FromUtf16(textOf(redirect.sessionType))},
+            {"process", processOf(redirect)},
+            {"image", utf8FromUtf16(textOf(redirect.image))},
+            {"port", redirect.port},
+            {"direction", redirect.direction},
+            {"flag", redirect.flagPresent != 0 ? Json(redirect.flag) : Json(nullptr)},
+            {"level", redirect.tcpAutoTuningLevel},
+            {"cancelMask", redirect.cancelAfMask}};
+}
+
+TableRow redirectRow(const WdchSystemRedirect& redirect) {
+    return {displayText(textOf(redirect.sessionType)),
+            processOf(redirect),
+            displayText(textOf(redirect.image)),
+            std::to_string(redirect.port),
+            std::to_string(redirect.direction),
+            redirect.flagPresent != 0 ? fmt::format("{:#x}", redirect.flag) : "",
+            std::to_string(redirect.tcpAutoTuningLevel),
+            fmt::format("{:#x}", redirect.cancelAfMask)};
+}
+
+void listRedirects(const Arguments& arguments, const Options& options) {
+    const Handler handler = findHandler(arguments.handler);
+    if (options.json) {
+        Json document = Json::array();
+        for (const WdchSystemRedirect& redirect : handler.redirects)
+            document.push_back(redirectJson(redirect));
+        printJson(document);
+        return;
+    }
+    std::vector<TableRow> rows = {{"SESSION", "PROCESS", "IMAGE", "PORT", "DIRECTION", "FLAG", "LEVEL", "CANCEL MASK"}};
+    for (const WdchSystemRedirect& redirect : handler.redirects)
+        rows.push_back(redirectRow(redirect));
+    printTable(rows);
+}
+
+WdchSystemRedirect redirectFrom(const Arguments& arguments) {
+    WdchSystemRedirect redirect{};
+    // The name becomes a key's: with a separator it would be a key below another session's.
+    if (arguments.session.empty() || arguments.session.find('\\') != std::string::npos)
+        throw ToolError(ExitStatus::Usage, "SESSION: 1 to 10 characters, none of them a backslash");
+    setWide(redirect.sessionType, "SESSION", arguments.session);
+    setNarrow(redirect.process, "--process", arguments.process);
+    setWide(redirect.image, "--image", arguments.image);
+    redirect.port = arguments.port;
+    redirect.direction = arguments.direction;
+    redirect.flag = arguments.flag | (arguments.image.empty() ? 0 : WDLT_REDIRECT_IMAGE);
+    redirect.tcpAutoTuningLevel = arguments.level;
+    redirect.cancelAfMask = arguments.cancelMask;
+    if (!arguments.process.empty() && (redirect.flag & WDLT_REDIRECT_IMAGE) != 0)
+        throw ToolError(ExitStatus::Usage, "--process: with this --flag an image is meant");
+    return redirect;
+}
+
+void write(const Arguments& arguments, std::uint64_t configType, const Options& options) {
+    WdchSystemRedirect redirect = redirectFrom(arguments);
+    const Handler handler = findHandler(arguments.handler);
+    checkStatus(WdltWriteConfig(WDLT_PROTOCOL_SYSTEM + handler.head.type, WDLT_SCAN_NONE, configType, &redirect,
+                                sizeof redirect),
+                fmt::format("session {} of {}", arguments.session, handler.name()));
+    if (options.json)
+        printJson({{"handler", handler.name()}, {"session", arguments.session}});
+}
+
+CLI::App* addRedirects(CLI::App& verb, const char* help, const std::shared_ptr<Arguments>& arguments) {
+    auto* redirects = verb.add_subcommand("redirects", help);
+    redirects->add_option("HANDLER", arguments->handler, "Name or type of the handler")->required();
+    return redirects;
+}
+
+void addList(CLI::App& verb, const Options& options) {
+    const auto arguments = std::make_shared<Arguments>();
+    auto* redirects = addRedirects(verb, "Show a handler's redirects", arguments);
+    redirects->callback([arguments, &options] { listRedirects(*arguments, options); });
+}
+
+void addAdd(CLI::App& verb, const Options& options) {
+    const auto arguments = std::make_shared<Arguments>();
+    auto* redirects = addRedirects(verb, "Add a redirect, or overwrite its session's", arguments);
+    redirects->add_option("SESSION", arguments->session, "Its name, 1 to 10 characters")->required();
+    auto* process = redirects->add_option("--process", arguments->process, "Name of the process, at most 15 bytes");
+    redirects->add_option("--image", arguments->image, "Name of the image, at most 299 characters; adds 16 to the flag")
+        ->excludes(process);
+    redirects->add_option("--port", arguments->port, "Port, 0 for none");
+    redirects->add_option("--direction", arguments->direction, "Direction");
+    redirects->add_option("--flag", arguments->flag, "Flags; 0 leaves a stored one");
+    redirects->add_option("--level", arguments->level, "TCP auto-tuning level, -1 for unset");
+    redirects->add_option("--cancel-mask", arguments->cancelMask, "Cancel mask");
+    redirects->footer("One of --process, --image and --port is needed.");
+    redirects->callback([arguments, &options] { write(*arguments, WDLT_CONFIG_REDIRECT_ADD, options); });
+}
+
+void addRemove(CLI::App& verb, const Options& options) {
+    const auto arguments = std::make_shared<Arguments>();
+    auto* redirects = addRedirects(verb, "Remove a session's redirect", arguments);
+    redirects->add_option("SESSION", arguments->session, "Its name")->required();
+    redirects->callback([arguments, &options] { write(*arguments, WDLT_CONFIG_REDIRECT_DELETE, options); });
+}
+
+} // namespace
+
+const List kRedirectList = {addList, addAdd, addRemove};
+
+} // namespace wdlt

@@ -1,0 +1,188 @@
+/* enable and disable: one feature, by its export. What that changed is found by looking at the scan items and handlers
+   before and behind it, since a handler also depends on its other items. */
+
+#include "Features.h"
+#include "Handlers.h"
+#include "LibraryStatus.h"
+#include "ToolError.h"
+#include "Verbs.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <fmt/format.h>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <span>
+#include <wdltcfg/status.h>
+
+namespace wdlt {
+namespace {
+
+// Only these items of a handler hold it on or let it go on.
+constexpr std::uint32_t kDecidingItems = 0xFFFF;
+
+struct Arguments {
+    std::string feature;
+    std::vector<std::string> protocols;
+    std::optional<std::uint32_t> option;
+};
+
+struct Selection {
+    std::vector<Place> places;
+    std::uint32_t detail = WDLT_PRIVACY_ALL; /* types, or the option */
+};
+
+Selection select(const Feature& feature, const Arguments& arguments) {
+    Selection selection{{feature.places.begin(), feature.places.end()}};
+    if (feature.hasOption)
+        selection.detail = arguments.option.value_or(0);
+    else if (arguments.option)
+        throw ToolError(ExitStatus::Usage, fmt::format("--option: {} has none", feature.name));
+    if (arguments.protocols.empty())
+        return selection;
+    selection = {{}, 0};
+    for (const std::string& protocol : arguments.protocols) {
+        const auto place = std::find_if(feature.places.begin(), feature.places.end(), [&](const Place& each) {
+            return each.protocolName == protocol && each.type != 0;
+        });
+        if (place == feature.places.end())
+            throw ToolError(ExitStatus::Usage, fmt::format("{}: {} has no such protocol", protocol, feature.name));
+        selection.places.push_back(*place);
+        selection.detail |= place->type;
+    }
+    return selection;
+}
+
+struct Switch {
+    std::string what;
+    std::optional<bool> isOn; /* nothing: not there, or unreadable */
+};
+
+std::span<const Place> urlFilterPlaces() {
+    return findFeature("urlf").places;
+}
+
+/* Each place's scan item, then its handler; the feature itself where it has no place. Before them what it needs. */
+std::vector<Switch> switchesOf(const Feature& feature, std::span<const Place> places) {
+    std::vector<Switch> switches;
+    if (feature.needsWeb) {
+        switches = switchesOf(findFeature("urlf"), urlFilterPlaces());
+        const auto manager = switchesOf(findFeature("plugin-manager"), {});
+        switches.insert(switches.end(), manager.begin(), manager.end());
+    }
+    if (places.empty()) {
+        const std::int32_t state = feature.isEnabled(WDLT_PRIVACY_ALL);
+        switches.push_back({std::string(feature.name), state < 0 ? std::nullopt : std::optional(state != 0)});
+    }
+    for (const Place& place : places) {
+        const auto handler = handlerOf(place.protocol);
+        const auto name = handler ? handler->name() : fmt::format("protocol {}", place.protocol);
+        switches.push_back({fmt::format("{} of {}", itemName(place.scan, place.input), name),
+                            itemIsOn(place.protocol, place.scan, place.input)});
+        const std::string handlerNamed = fmt::format("handler {}", name);
+        if (std::ranges::find(switches, handlerNamed, &Switch::what) == switches.end())
+            switches.push_back({handlerNamed, handler ? std::optional(handler->isOn()) : std::nullopt});
+    }
+    return switches;
+}
+
+/* The handlers that aren't as the feature now is, and why. */
+std::vector<std::string> handlersThatStay(const std::vector<Place>& places, bool on) {
+    std::vector<std::string> reasons;
+    for (const Place& place : places) {
+        const auto handler = handlerOf(place.protocol);
+        if (!handler || handler->isOn() == on)
+            continue;
+        const auto others = itemsThatAreOn(*handler, kDecidingItems);
+        reasons.push_back(fmt::format("handler {} stays {}: {}", handler->name(), onOff(!on),
+                                      others.empty() ? "none of its scan items is on"
+                                                     : fmt::format("{} on", fmt::join(others, ", "))));
+    }
+    return reasons;
+}
+
+std::string missingHandlers(std::span<const Place> places) {
+    std::string names;
+    for (const Place& place : places)
+        if (!handlerOf(place.protocol))
+            names += fmt::format("{}{}", names.empty() ? "no handler serves protocol " : ", ", place.protocol);
+    return names;
+}
+
+struct Outcome {
+    std::int32_t status;
+    std::vector<Switch> changes;
+    std::vector<std::string> staying;
+};
+
+Outcome run(const Feature& feature, const Selection& selection, bool on) {
+    const auto before = switchesOf(feature, selection.places);
+    Outcome outcome{feature.enable(on, selection.detail), {}, {}};
+    const auto after = switchesOf(feature, selection.places);
+    for (std::size_t i = 0; i < after.size(); ++i)
+        if (after[i].isOn && after[i].isOn != before[i].isOn)
+            outcome.changes.push_back(after[i]);
+    if (outcome.status == WDLT_OK)
+        outcome.staying = handlersThatStay(selection.places, on);
+    return outcome;
+}
+
+void printOutcome(const Feature& feature, const Outcome& outcome, bool on, const Options& options) {
+    if (options.json) {
+        Json document = {{"feature", feature.name}, {"status", outcome.status}, {"changed", Json::object()}};
+        for (const Switch& change : outcome.changes)
+            document["changed"][change.what] = onOff(*change.isOn);
+        document["staying"] = outcome.staying;
+        printJson(document);
+        return;
+    }
+    for (const Switch& change : outcome.changes)
+        fmt::print("{}: {}\n", change.what, onOff(*change.isOn));
+    for (const std::string& reason : outcome.staying)
+        fmt::print("{}\n", reason);
+    // An option is stored whatever the switch was.
+    if (outcome.status == WDLT_OK && outcome.changes.empty() && outcome.staying.empty() && !feature.hasOption)
+        fmt::print("{} is {} already\n", feature.name, onOff(on));
+}
+
+void switchFeature(const Arguments& arguments, bool on, const Options& options) {
+    const Feature& feature = findFeature(arguments.feature);
+    const Selection selection = select(feature, arguments);
+    const Outcome outcome = run(feature, selection, on);
+    // A failure may come behind a change: that is told first.
+    printOutcome(feature, outcome, on, options);
+    if (outcome.status != WDLT_OK)
+        checkStatus(outcome.status,
+                    missingHandlers(feature.needsWeb ? urlFilterPlaces() : std::span<const Place>(selection.places)));
+}
+
+void addVerb(CLI::App& app, const Options& options, const char* name, const char* help, bool on) {
+    auto* verb = app.add_subcommand(name, help);
+    const auto arguments = std::make_shared<Arguments>();
+    verb->add_option("FEATURE", arguments->feature, "Name of the feature")->required();
+    verb->add_option("--protocol", arguments->protocols,
+                     "For pdp: smtp, http, 4, 5, 6 or 7, parted by commas; without it, all of them, in this order")
+        ->delimiter(',')
+        ->allow_extra_args(false); // or it would take the feature behind it for one more
+    verb->add_option(
+        "--option", arguments->option,
+        "For drs-white-list: the option stored with its switch, 0 without it; what is stored can't be read");
+    std::string features = "Features:\n";
+    for (const Feature& feature : allFeatures())
+        features += fmt::format("  {:16}{}\n", feature.name, feature.help);
+    verb->footer(features + "The scan item is switched first, then its handler, which is on as long as one of its "
+                            "scan items is. https and drs switch the URL filter and the plug-in manager on before "
+                            "themselves, and off never. Each change is told to the running service, which may take a "
+                            "minute to answer.");
+    verb->callback([arguments, on, &options] { switchFeature(*arguments, on, options); });
+}
+
+} // namespace
+
+void addSwitch(CLI::App& app, const Options& options) {
+    addVerb(app, options, "enable", "Switch a feature on", true);
+    addVerb(app, options, "disable", "Switch a feature off", false);
+}
+
+} // namespace wdlt
