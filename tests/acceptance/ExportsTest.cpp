@@ -1,7 +1,5 @@
-// The boundary itself: the header, the list of what is still to be built and the built library must agree on names,
-// signatures and addresses.
+// The boundary itself: the header and the built library must agree on names and addresses.
 #include "LoadedLibrary.h"
-#include "LogFile.h"
 
 #include <wdltcfg/wdltcfg.h>
 
@@ -22,7 +20,6 @@
 #include <set>
 #include <stdexcept>
 #include <string>
-#include <type_traits>
 #include <vector>
 
 extern "C" {
@@ -30,17 +27,12 @@ extern const std::size_t kRecordSizesFromC[];
 extern const std::size_t kRecordCountFromC;
 const char* statusNameFromC(std::int32_t status);
 const char* scanNameFromC(std::uint32_t scan);
+const char* charsetNameFromC(std::uint32_t charset);
 }
-
-// A line of the list that differs from the header in a single type doesn't compile.
-#define WDLT_PENDING(name, operation, mode, parameters)                                                                \
-    static_assert(std::is_same_v<decltype(name), std::int32_t parameters>);
-#include "../../config/frame/PendingOperations.inc"
 
 namespace {
 
 using testing::ElementsAreArray;
-using testing::IsEmpty;
 using testing::UnorderedElementsAreArray;
 
 std::string readFile(const std::filesystem::path& path) {
@@ -61,15 +53,6 @@ std::vector<std::string> allMatches(const std::string& text, const std::regex& p
 std::vector<std::string> headerNames() {
     const std::regex comment(R"(/\*[^*]*\*+([^/*][^*]*\*+)*/)");
     return allMatches(std::regex_replace(readFile(WDLT_HEADER), comment, " "), std::regex(R"((\w+)\s*\([^()]*\)\s*;)"));
-}
-
-// The operations that the log tells to be unavailable, in the order of its lines.
-std::vector<std::string> operationsNotAvailable() {
-    const std::regex line(R"(!!! <WdltCfg> CConfigControl::(\w+)\(\): not available in this version - )");
-    std::vector<std::string> operations;
-    for (const std::string& logged : LogFile::fileLines())
-        std::ranges::copy(allMatches(logged, line), std::back_inserter(operations));
-    return operations;
 }
 
 // The names that the library's file defines for others, without those of its version nodes.
@@ -99,11 +82,6 @@ std::vector<std::string> definedDynamicSymbols(const std::string& image) {
     return names;
 }
 
-template <class... Parameters>
-std::int32_t callWithNothing(std::int32_t (*function)(Parameters...)) {
-    return function(Parameters{}...);
-}
-
 class Exports : public testing::Test {
   protected:
     LoadedLibrary library{LoadedLibrary::withLog};
@@ -129,15 +107,6 @@ TEST_F(Exports, NamesAreVersionedAndTwoPairsShareAnAddress) {
     EXPECT_EQ(library.symbol("WdltPluginWriteConfig"), library.symbol("WdltHttpsWriteConfig"));
 }
 
-TEST_F(Exports, WhatIsStillToBeBuiltSaysSo) {
-    std::vector<std::string> operations;
-#define WDLT_PENDING(name, operation, mode, parameters)                                                                \
-    EXPECT_EQ(callWithNothing(WDLT_CALL(library, name)), WDLT_E_GENERAL) << #name;                                     \
-    operations.emplace_back(#operation);
-#include "../../config/frame/PendingOperations.inc"
-    EXPECT_THAT(operationsNotAvailable(), ElementsAreArray(operations));
-}
-
 // The four generic functions hand each argument on in its place.
 TEST_F(Exports, AnyAddressCanBeReadAndWritten) {
     const auto read = WDLT_CALL(library, WdltReadConfig);
@@ -160,7 +129,6 @@ TEST_F(Exports, AnyAddressCanBeReadAndWritten) {
     EXPECT_EQ(write(WDLT_PROTOCOL_SYSTEM, WDLT_SCAN_HTTP_CLEANER, 0, &data, sizeof data), WDLT_E_GENERAL);
     EXPECT_EQ(writeEx(WDLT_PROTOCOL_SYSTEM, WDLT_SCAN_NONE, 7, 6, &data, sizeof data - 1), WDLT_E_GENERAL);
     EXPECT_TRUE(library.logged("WriteConfig protocol = 10000, scan = 00000000, input = 00000006"));
-    EXPECT_THAT(operationsNotAvailable(), IsEmpty());
 }
 
 TEST(Headers, CallersInCSeeTheSameInterface) {
@@ -171,6 +139,8 @@ TEST(Headers, CallersInCSeeTheSameInterface) {
     EXPECT_THAT(kRecordSizes, ElementsAreArray(kRecordSizesFromC, kRecordCountFromC));
     EXPECT_STREQ(statusNameFromC(WDLT_E_NOT_FOUND), "WDLT_E_NOT_FOUND");
     EXPECT_STREQ(scanNameFromC(0x80000000u), "TestManager");
+    EXPECT_STREQ(charsetNameFromC(0x01000000u), "Shift_JIS");
+    EXPECT_STREQ(charsetNameFromC(0x40000000u), "");
 }
 
 TEST(Headers, StatusCodesAreTheseAndOthersHaveNoName) {

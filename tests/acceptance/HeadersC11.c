@@ -26,3 +26,7 @@ const char* scanNameFromC(uint32_t scan) {
         return NULL;
     }
 }
+
+const char* charsetNameFromC(uint32_t charset) {
+    return wdltCharsetName(charset);
+}

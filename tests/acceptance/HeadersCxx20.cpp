@@ -13,3 +13,4 @@ static_assert(std::is_same_v<decltype(WDLT_E_GENERAL), const std::int32_t>);
 static_assert(std::is_same_v<decltype(WdltReadConfig),
                              std::int32_t(std::uint32_t, std::uint32_t, std::uint64_t, void*, std::uint64_t*)>);
 static_assert(WDLT_PROTOCOL_SYSTEM_HTTP == 10003 && WDLT_SCAN_TEST_MANAGER == 0x80000000);
+static_assert(WDLT_CHARSET_UCS_2 == 1 && WDLT_CHARSET_UTF_16LE == 0x20000000);

@@ -1,5 +1,7 @@
 // The registry under many processes at once: whole values, forks at any moment, processes killed at any moment, races
 // for a new home, other process-id namespaces, a full table of readers.
+#include <Child.h>
+#include <Sanitizers.h>
 #include <TestHome.h>
 #include <TestKey.h>
 
@@ -16,12 +18,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
-#include <functional>
 #include <random>
 #include <sched.h>
 #include <string>
-#include <sys/prctl.h>
-#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -29,73 +28,6 @@
 namespace {
 
 namespace fs = std::filesystem;
-
-// A child process, killed at the latest when its object goes, and with its parent.
-class Child {
-  public:
-    explicit Child(const std::function<int()>& body) : m_process(fork()) {
-        if (m_process == 0) {
-            prctl(PR_SET_PDEATHSIG, SIGKILL);
-            _exit(body());
-        }
-    }
-    Child(Child&& other) noexcept : m_process(std::exchange(other.m_process, -1)) {}
-    Child& operator=(Child&& other) noexcept {
-        std::swap(m_process, other.m_process);
-        return *this;
-    }
-    ~Child() { kill(); }
-
-    // Its exit status; a signal is 1000 and its number.
-    int wait() {
-        int status = 0;
-        if (waitpid(std::exchange(m_process, -1), &status, 0) < 0)
-            return -1;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
-    }
-    // As wait: one that had ended by itself before shows its own status.
-    int kill() {
-        if (m_process <= 0)
-            return -1;
-        ::kill(m_process, SIGKILL);
-        return wait();
-    }
-
-  private:
-    pid_t m_process;
-};
-
-class Pipe {
-  public:
-    Pipe() {
-        if (pipe(m_ends) != 0)
-            std::abort();
-    }
-    ~Pipe() {
-        close(m_ends[0]);
-        if (m_ends[1] >= 0)
-            close(m_ends[1]);
-    }
-    Pipe(const Pipe&) = delete;
-    Pipe& operator=(const Pipe&) = delete;
-
-    void signal() const {
-        if (write(m_ends[1], "", 1) != 1)
-            std::abort();
-    }
-    // Until a byte comes, or the last process that could send one has closed its end.
-    bool await() const {
-        char byte = 0;
-        return read(m_ends[0], &byte, 1) == 1;
-    }
-    void closeSender() {
-        close(m_ends[1]);
-        m_ends[1] = -1;
-    }
-
-  private:
-    int m_ends[2];
-};
 
 std::string numbered(const char* text, unsigned long number) {
     return std::string(text).append(std::to_string(number));
@@ -166,14 +98,6 @@ TEST(RegistryProcess, NoIncrementInABatchIsLost) {
         EXPECT_EQ(child.wait(), 0);
     EXPECT_EQ(TestKey::open("Count").number("n"), kProcesses * kRounds);
 }
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kThreadsMayFork = false;
-#elif defined(__has_feature)
-constexpr bool kThreadsMayFork = !__has_feature(address_sanitizer) && !__has_feature(thread_sanitizer);
-#else
-constexpr bool kThreadsMayFork = true;
-#endif
 
 TEST(RegistryProcess, ForksInTheMiddleOfOtherThreadsCalls) {
     if (!kThreadsMayFork)
@@ -386,7 +310,8 @@ TEST(RegistryProcess, RacingProcessesMakeOneHome) {
         for (const auto& entry : fs::recursive_directory_iterator(home))
             names.push_back(entry.path().filename());
         std::sort(names.begin(), names.end());
-        EXPECT_EQ(names, (std::vector<std::string>{"data.mdb", "lock.mdb", "namespace", "registry", "settings"}));
+        EXPECT_EQ(names,
+                  (std::vector<std::string>{"data.mdb", "lock.mdb", "namespace", "objects", "registry", "settings"}));
     }
 }
 

@@ -3,6 +3,7 @@
 
 #include <string>
 #include <string_view>
+#include <sys/types.h>
 #include <vector>
 
 struct ProgramResult {
@@ -15,3 +16,24 @@ struct ProgramResult {
 ProgramResult runProgram(const std::vector<std::string>& arguments, std::string_view input = {});
 // With its standard output in a file, such as a device.
 ProgramResult runProgramInto(const std::string& outputFile, const std::vector<std::string>& arguments);
+
+// A program that runs beside the test: its standard output comes line by line, its standard error is the test's. Killed
+// at the end of the object, and with the test's own process.
+class RunningProgram {
+  public:
+    explicit RunningProgram(const std::vector<std::string>& arguments);
+    ~RunningProgram();
+    RunningProgram(const RunningProgram&) = delete;
+    RunningProgram& operator=(const RunningProgram&) = delete;
+
+    // Waits for the line. Empty when the program ended before it, or took more than half a minute.
+    std::string readLine();
+    void signal(int number) const;
+    // Waits for the end; the status as runProgram has it.
+    int wait();
+
+  private:
+    pid_t m_child;
+    int m_output;
+    std::string m_read;
+};

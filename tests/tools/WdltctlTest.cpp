@@ -90,12 +90,13 @@ TEST(Wdltctl, InitReplacesATreeOnlyByForce) {
 }
 
 TEST(Wdltctl, GetShowsARecordAndAField) {
-    ASSERT_EQ(wdltctl({"init", "--install", "/opt/wardlet"}).status, 0);
+    const std::string install = (TestHome::instance().path() / "opt").string();
+    ASSERT_EQ(wdltctl({"init", "--install", install}).status, 0);
     const auto record = wdltctl({"get", "system"});
     EXPECT_EQ(record.status, 0);
-    EXPECT_THAT(record.out, HasSubstr("proxyPort           6999\ninstallPath         /opt/wardlet\\\n"));
+    EXPECT_THAT(record.out, HasSubstr("proxyPort           6999\ninstallPath         " + install + "\\\n"));
     EXPECT_EQ(wdltctl({"get", "system", "proxyPort"}).out, "6999\n");
-    EXPECT_EQ(wdltctlJson({"get", "system", "logPath"}), json({{"logPath", "/opt/wardlet\\Log\\"}}));
+    EXPECT_EQ(wdltctlJson({"get", "system", "logPath"}), json({{"logPath", install + "\\Log\\"}}));
 
     runProgram({"wdltreg", "set", std::string(kBase) + "\\ProtocolHandler\\HTTP", "Enable", "dword", "1"});
     runProgram({"wdltreg", "set", std::string(kBase) + "\\ProtocolHandler\\SMTP", "Enable", "dword", "1"});

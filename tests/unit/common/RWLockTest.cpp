@@ -1,39 +1,71 @@
-// The reader/writer lock between threads: writers alone, readers together, no token lost on the way.
+// The reader/writer locks between threads: writers alone, readers together, no token lost on the way, and a line in the
+// log for what can't be had. Between processes: tests/process.
 #include "RWLock.h"
+#include "LockMemory.h"
+#include "LogFile.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <platform/robust.h>
+#include <platform/win32.h>
+
 #include <barrier>
+#include <memory>
+#include <string>
 #include <thread>
 #include <vector>
 
 namespace {
 
-TEST(RWLock, NeedsAName) {
-    CWdRWLockEx lock;
-    EXPECT_FALSE(lock.Initialize(""));
-    EXPECT_FALSE(lock.Initialize(nullptr));
-    EXPECT_TRUE(lock.Initialize("name"));
+using testing::Contains;
+using testing::ElementsAre;
+
+// The base class as somebody would fill it.
+class LocalLock : public CWdRWLock {
+  public:
+    LocalLock() {
+        mutexHandle = CreateMutexA(nullptr, FALSE, nullptr);
+        semaphoreHandle = CreateSemaphoreA(nullptr, 1, 1, nullptr);
+    }
+    ~LocalLock() override {
+        CloseHandle(mutexHandle);
+        CloseHandle(semaphoreHandle);
+    }
+    LocalLock(const LocalLock&) = delete;
+    LocalLock& operator=(const LocalLock&) = delete;
+};
+
+std::unique_ptr<CWdRWLock> makeShared() {
+    auto lock = std::make_unique<CWdRWLockEx>();
+    EXPECT_TRUE(lock->Initialize("test"));
+    return lock;
 }
 
-TEST(RWLock, WritersExcludeEverybody) {
+class EachRWLock : public testing::TestWithParam<std::string> {
+  protected:
+    static std::unique_ptr<CWdRWLock> make() {
+        return GetParam() == "Local" ? std::make_unique<LocalLock>() : makeShared();
+    }
+};
+
+TEST_P(EachRWLock, WritersExcludeEverybody) {
     constexpr int kRounds = 5'000;
-    CWdRWLockEx lock;
-    ASSERT_TRUE(lock.Initialize("test"));
+    const auto lock = make();
     long first = 0; // plain numbers that only the lock keeps equal
     long second = 0;
     std::vector<std::thread> threads;
     for (int i = 0; i < 2; ++i) {
         threads.emplace_back([&] {
             for (int round = 0; round < kRounds; ++round) {
-                const CWdRWWriteLock hold(&lock);
+                const CWdRWWriteLock hold(lock.get());
                 ++first;
                 ++second;
             }
         });
         threads.emplace_back([&] {
             for (int round = 0; round < kRounds; ++round) {
-                const CWdRWReadLock hold(&lock);
+                const CWdRWReadLock hold(lock.get());
                 ASSERT_EQ(first, second);
             }
         });
@@ -52,17 +84,77 @@ void readTwice(CWdRWLock& lock, std::barrier<>& inside) WD_NO_THREAD_SAFETY_ANAL
     lock.UnlockRead();
 }
 
-TEST(RWLock, ReadersHoldItTogetherAndTwice) {
+TEST_P(EachRWLock, ReadersHoldItTogetherAndTwice) {
     constexpr int kReaders = 3;
-    CWdRWLockEx lock;
-    ASSERT_TRUE(lock.Initialize("test"));
+    const auto lock = make();
     std::barrier inside(kReaders); // passed only when all are inside at once
     std::vector<std::thread> readers;
+    readers.reserve(kReaders);
     for (int i = 0; i < kReaders; ++i)
-        readers.emplace_back([&] { readTwice(lock, inside); });
+        readers.emplace_back([&] { readTwice(*lock, inside); });
     for (std::thread& reader : readers)
         reader.join();
-    const CWdRWWriteLock hold(&lock); // the readers have given the token back
+    const CWdRWWriteLock hold(lock.get()); // the readers have given the token back
+}
+
+INSTANTIATE_TEST_SUITE_P(RWLock, EachRWLock, testing::Values("Local", "Shared"),
+                         [](const auto& info) { return info.param; });
+
+// Two objects of one process share the lock like two processes, and the end of one takes nothing from the other.
+TEST(RWLock, ObjectsOfOneNameAreOneLock) {
+    const auto first = makeShared();
+    const LockMemory memory("test");
+    const CWdRWReadLock hold(first.get());
+    auto second = makeShared();
+    { const CWdRWReadLock alsoHold(second.get()); }
+    second.reset();
+    EXPECT_EQ(memory.count(), 1u);
+    EXPECT_EQ(memory.readsInRows(), 1u);
+    EXPECT_EQ(memory.taker(), WD_GROUP_TAG);
+}
+
+void unlockWriteOnly(CWdRWLock& lock) WD_NO_THREAD_SAFETY_ANALYSIS {
+    lock.UnlockWrite();
+}
+
+TEST(RWLock, UnlockWithoutAWriterSignalsAndCountsNothing) {
+    const auto lock = makeShared();
+    const LockMemory memory("test");
+    const CWdRWReadLock hold(lock.get());
+    unlockWriteOnly(*lock);
+    EXPECT_EQ(memory.taker(), 0u);
+    EXPECT_EQ(memory.count(), 1u);
+}
+
+TEST(RWLock, WhatCantBeMadeFailsWithALine) {
+    const struct {
+        const char* taken; // by an object of another kind
+        const char* line;
+    } cases[] = {
+        {"_RW_MUTEX", "!!! Failed to create mutex: 6"},
+        {"_RW_EVENT", "!!! Failed to create event: 6"},
+        {"_RW_MEMORY", "!!! Failed to create shared memory: 6"},
+        {"_RW_HOLDERS", "!!! Failed to create shared memory: 6"},
+    };
+    for (const auto& [taken, line] : cases) {
+        SCOPED_TRACE(taken);
+        const LogFile log(256);
+        const std::string name = std::string("Global\\test").append(taken);
+        HANDLE other = CreateSemaphoreA(nullptr, 1, 1, name.c_str());
+        CWdRWLockEx lock;
+        EXPECT_FALSE(lock.Initialize("test"));
+        EXPECT_THAT(log.messages(), Contains(line));
+        CloseHandle(other);
+    }
+}
+
+TEST(RWLock, WithoutItsObjectsItLogsAndGoesOn) {
+    CWdRWLockEx lock;
+    const LogFile log(256);
+    { const CWdRWWriteLock hold(&lock); }
+    EXPECT_THAT(log.messages(), ElementsAre("!!! ::WaitForSingleObject() failed (err=6)"));
+    { const CWdRWReadLock hold(&lock); }
+    EXPECT_THAT(log.messages(), Contains("!!! Failed to lock memory").Times(2));
 }
 
 } // namespace

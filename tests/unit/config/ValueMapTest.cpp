@@ -126,10 +126,12 @@ TEST_F(ValueMap, AReplacedCodeHidesTheStores) {
     report.writeCode = WDLT_E_GENERAL;
     const ValueAccess replaced{helper, report};
     constexpr ValueRow<Sample> kRows[] = {number<&Sample::first>("Missing").namedOnWrite("misspelt")};
+    constexpr ValueRow<Sample> kOpenRows[] = {number<&Sample::first>("Open").withStoresCodeOnWrite()};
     EXPECT_EQ(readValues(replaced, kRows, record), WDLT_E_REGISTRY);
     helper.protocol = 5; // a path that the registry refuses
     EXPECT_EQ(writeValues(replaced, kRows, record), WDLT_E_GENERAL);
-    EXPECT_THAT(g_told, ElementsAre("256 read Missing -16", "write misspelt -9"));
+    EXPECT_EQ(writeValues(replaced, kOpenRows, record), WDLT_E_REGISTRY);
+    EXPECT_THAT(g_told, ElementsAre("256 read Missing -16", "write misspelt -9", "write Open -9"));
 }
 
 TEST_F(ValueMap, NumbersFollowTheirRules) {

@@ -77,7 +77,8 @@ TEST_F(HomeTest, IsMadeAtFirstNeedWithPrivateRegistry) {
     ASSERT_EQ(home.ensure(), 0u);
     EXPECT_TRUE(HomeSettings::parse(content(home.path() / "settings")));
     EXPECT_EQ(modeOf(home.registryPath()), 0700u);
-    EXPECT_EQ(std::distance(fs::directory_iterator(home.path()), {}), 2) << "nothing else is left lying about";
+    EXPECT_EQ(modeOf(home.objectsPath()), 01777u);
+    EXPECT_EQ(std::distance(fs::directory_iterator(home.path()), {}), 3) << "nothing else is left lying about";
     ASSERT_EQ(Home(home.path()).ensure(), 0u);
 }
 
@@ -90,6 +91,7 @@ TEST_F(HomeTest, AGroupOfItsOwnOpensTheRegistryToIt) {
     EXPECT_EQ(home.ensure(), 0u);
     umask(mask);
     EXPECT_EQ(modeOf(home.registryPath()), 02770u);
+    EXPECT_EQ(modeOf(home.objectsPath()), 03777u);
     Home::Modes modes{};
     ASSERT_EQ(home.registryModes(modes), 0u);
     EXPECT_EQ(modes.file, 0660u);
@@ -167,14 +169,14 @@ TEST_F(HomeTest, AnyFailingOrLastStepLeavesAHomeThatCanBeFinished) {
                 if (child == 0) {
                     const Home home(path);
                     WdTestFailCall(call, nth, error);
-                    home.ensure();
+                    home.ensureObjects();
                     _exit(0);
                 }
                 int status = 0;
                 waitpid(child, &status, 0);
-                ASSERT_EQ(Home(path).ensure(), 0u) << call << ' ' << error << ' ' << nth;
+                ASSERT_EQ(Home(path).ensureObjects(), 0u) << call << ' ' << error << ' ' << nth;
                 EXPECT_TRUE(HomeSettings::parse(content(path / "settings")));
-                EXPECT_EQ(std::distance(fs::directory_iterator(path), {}), 2) << call << ' ' << error << ' ' << nth;
+                EXPECT_EQ(std::distance(fs::directory_iterator(path), {}), 3) << call << ' ' << error << ' ' << nth;
                 fs::remove_all(path);
             }
     setenv("WARDLET_DURABILITY", "process", 1);

@@ -3,6 +3,7 @@
 #include <platform/testing.h>
 #include <platform/win32.h>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <array>
@@ -28,7 +29,7 @@ std::string text(const char* section, const char* name, const char* file = kFile
 std::vector<std::string> temporaries() {
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(TestHome::instance().path())) {
-        if (entry.path().extension() == ".tmp")
+        if (entry.path().filename().string().front() == '.')
             names.push_back(entry.path());
     }
     return names;
@@ -183,7 +184,7 @@ TEST(Ini, AWriteReplacesTheFileAsAWholeOrLeavesIt) {
         EXPECT_FALSE(WritePrivateProfileStringA("S", "N", "new", kFile)) << f.call;
         EXPECT_EQ(GetLastError(), f.code) << f.call;
         EXPECT_EQ(TestHome::instance().read(kFile), "[S]\nN=old\n") << f.call;
-        EXPECT_TRUE(temporaries().empty()) << f.call;
+        EXPECT_THAT(temporaries(), testing::IsEmpty()) << f.call;
     }
     // No change, no new file.
     ASSERT_TRUE(WritePrivateProfileStringA("S", "N", "old", kFile));

@@ -1,0 +1,282 @@
+// The lists of anti-spam as callers of the library have them: files that people edit too, what can be written to them,
+// and files that can't be had.
+#include "AntiSpamTree.h"
+#include "TestObject.h"
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using namespace anti_spam;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+using AntiSpamLists = AntiSpam;
+
+TEST_F(AntiSpamLists, ListFilesAsPeopleLeaveThem) {
+    const std::string longest(255, 'l');
+    Texts six;
+    std::string sixHundred;
+    for (int i = 0; i < 600; ++i) {
+        const std::string line = "line " + std::to_string(i);
+        if (i < WDLT_MAX_ASPM_RECORDS)
+            six.push_back(line);
+        sixHundred += line + "\n\n";
+    }
+    struct Case {
+        const char* what;
+        std::string content;
+        Texts entries;
+    };
+    const Case cases[] = {
+        {"nothing", "", {}},
+        {"empty lines alone", "\n\r\n\n", {}},
+        {"both ends of a line", "a@b.c\nd@e.f\r\n\r\ng\r\n", {"a@b.c", "d@e.f", "g"}},
+        {"no end of the last line", "a\nb", {"a", "b"}},
+        {"blanks are kept", " a \n\t\n", {" a ", "\t"}},
+        {"a carriage return of its own", "a\rb\nc\r\r\n", {"a\rb", "c\r"}},
+        {"any bytes", "\xEF\xBB\xBF\xC3\xA4\xFF\n", {"\xEF\xBB\xBF\xC3\xA4\xFF"}},
+        {"a zero byte ends an entry", std::string("ab\0cd\n\0\nef\n", 11), {"ab", "ef"}},
+        {"254 characters", std::string(254, 'x') + "\ny\n", {std::string(254, 'x'), "y"}},
+        {"255 characters", longest + "\ny\n", {longest, "y"}},
+        {"255 characters, the other end", longest + "\r\ny\r\n", {longest, "y"}},
+        {"256 characters", longest + "m\ny\n", {longest, "m", "y"}},
+        {"600 characters without an end",
+         longest + longest + std::string(90, 'l'),
+         {longest, longest, std::string(90, 'l')}},
+        {"a line's end beyond a piece of the file", std::string(4095, 'p') + "\r\nq",
+         [] {
+             Texts pieces(16, std::string(255, 'p'));
+             pieces.emplace_back(15, 'p');
+             pieces.emplace_back("q");
+             return pieces;
+         }()},
+        {"600 lines", sixHundred, six},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        putFile("black.txt", c.content);
+        const auto record = readLists();
+        EXPECT_EQ(textsOf(record->blacklist, record->dwBlacklistCount), c.entries);
+        EXPECT_EQ(record->dwWhitelistCount, 0u); // there is no such file
+        EXPECT_EQ(record->dwUnreadLists, 0u);
+        if (c.entries.size() < WDLT_MAX_ASPM_RECORDS) {
+            EXPECT_EQ(record->blacklist[c.entries.size()].szEntry[0], '\0');
+        }
+        EXPECT_EQ(list(WDLT_LIST_BLACK), c.entries);
+        EXPECT_EQ(getFile("black.txt"), c.content);
+    }
+}
+
+TEST_F(AntiSpamLists, FilesLieInTheInstallDirectoryWhateverTheirNameSays) {
+    putFile("white.txt", "here\n");
+    struct Case {
+        const char* name;
+        Texts entries;
+    };
+    for (const Case& c :
+         {Case{"C:\\lists\\white.txt", {"here"}}, {"../white.txt", {"here"}}, {"", {}}, {"lists/", {}}}) {
+        SCOPED_TRACE(c.name);
+        tree::setText(kPopKey, "Whitelist", c.name);
+        const auto record = readLists();
+        EXPECT_EQ(textsOf(record->whitelist, record->dwWhitelistCount), c.entries);
+        EXPECT_STREQ(record->szWhitelistFile, c.entries.empty() ? "" : "white.txt");
+    }
+    setAll();
+    auto record = readLists();
+    put(record->szWhitelistFile, "../outside.txt");
+    EXPECT_EQ(write(WDLT_PROTOCOL_POP3, 0, *record), WDLT_OK);
+    EXPECT_FALSE(std::filesystem::exists(home / "outside.txt"));
+    EXPECT_EQ(getFile("outside.txt"), "here\n");
+    EXPECT_EQ(tree::storedText(kPopKey, "Whitelist"), std::string("outside.txt\0", 12));
+    EXPECT_STREQ(record->szWhitelistFile, "../outside.txt");
+
+    tree::setText("", "InstallPath", "");
+    EXPECT_EQ(readLists()->dwWhitelistCount, 0u);
+    EXPECT_EQ(write(WDLT_PROTOCOL_POP3, 0, *record), WDLT_E_FILE);
+}
+
+TEST_F(AntiSpamLists, AWriteTouchesEverythingButTheThresholds) {
+    putFile("white.txt", "w1\r\nw2\r\n");
+    const auto record = readLists();
+    record->dwLevel = 2;
+    record->dblLow = record->dblMedium = record->dblHigh = 1;
+    put(record->szBlacklistFile, "other.txt");
+    record->dwBlacklistCount = 1;
+    put(record->blacklist[0].szEntry, "b1");
+    ASSERT_EQ(write(WDLT_PROTOCOL_POP3, 0, *record), WDLT_OK);
+    EXPECT_EQ(tree::number(kPopKey, "Level"), 2u);
+    EXPECT_EQ(tree::storedText(kPopKey, "Low"), std::string("90\0", 3));
+    EXPECT_EQ(tree::storedText(kPopKey, "Medium"), std::string("70.5\0", 5));
+    EXPECT_EQ(tree::storedText(kPopKey, "High"), std::string("1e1\0", 4));
+    EXPECT_EQ(tree::storedText(kPopKey, "Blacklist"), std::string("other.txt\0", 10));
+    EXPECT_EQ(getFile("white.txt"), "w1\nw2\n");
+    EXPECT_EQ(getFile("other.txt"), "b1\n");
+    EXPECT_TRUE(library.logged("WriteConfig (ret=0, Level=2)"));
+    EXPECT_TRUE(library.logged("ReadConfig (ret=0, Level=1)"));
+
+    record->dwBlacklistCount = 0;
+    ASSERT_EQ(write(WDLT_PROTOCOL_POP3, 0, *record), WDLT_OK);
+    EXPECT_EQ(getFile("other.txt"), "");
+
+    put(record->szWhitelistFile, ""); // the other list is saved all the same
+    record->dwBlacklistCount = 1;
+    EXPECT_EQ(write(WDLT_PROTOCOL_POP3, 0, *record), WDLT_E_FILE);
+    EXPECT_EQ(getFile("other.txt"), "b1\n");
+    EXPECT_TRUE(library.logged("WriteConfig (ret=-8, Level=2)"));
+}
+
+TEST_F(AntiSpamLists, WhatAFileCouldntGiveBackIsRefusedWhole) {
+    const auto good = readLists();
+    good->dwLevel = 0;
+    struct Case {
+        const char* what;
+        void (*spoil)(WdpeAspmData& record);
+        const char* line;
+    };
+    const Case cases[] = {
+        {"501 of the white list", [](WdpeAspmData& r) { r.dwWhitelistCount = 501; },
+         "WriteConfig: tried to write too many whitelist record: 501"},
+        {"more of the black list", [](WdpeAspmData& r) { r.dwBlacklistCount = 0xFFFFFFFF; },
+         "WriteConfig: tried to write too many blacklist record: 4294967295"},
+        {"an entry without an end",
+         [](WdpeAspmData& r) {
+             r.dwBlacklistCount = 2;
+             std::memset(r.blacklist[1].szEntry, 'e', sizeof r.blacklist[1].szEntry);
+         },
+         "WriteConfig: an entry isn't one line (file=black.txt)"},
+        {"two lines in one",
+         [](WdpeAspmData& r) {
+             r.dwWhitelistCount = 1;
+             put(r.whitelist[0].szEntry, "a\nb");
+         },
+         "WriteConfig: an entry isn't one line (file=white.txt)"},
+        {"a name without an end",
+         [](WdpeAspmData& r) { std::memset(r.szWhitelistFile, 'n', sizeof r.szWhitelistFile); },
+         "WriteConfig: the name of a list's file is too long"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        const auto record = std::make_unique<WdpeAspmData>(*good);
+        c.spoil(*record);
+        EXPECT_EQ(write(WDLT_PROTOCOL_POP3, 0, *record), WDLT_E_INVALID_ARGUMENT);
+        EXPECT_TRUE(library.logged(c.line));
+    }
+    EXPECT_EQ(tree::number(kPopKey, "Level"), 1u);
+    EXPECT_FALSE(std::filesystem::exists(home / "install" / "white.txt"));
+    good->dwWhitelistCount = good->dwBlacklistCount = WDLT_MAX_ASPM_RECORDS; // the most
+    EXPECT_EQ(write(WDLT_PROTOCOL_POP3, 0, *good), WDLT_OK);
+}
+
+// Whoever read a list as empty because its file couldn't be had must not empty the file by writing back what he read.
+TEST_F(AntiSpamLists, AListThatCouldntBeReadIsNotEmptied) {
+    putFile("white.txt", "w\n");
+    putFile("black.txt", "b\n");
+    const auto config = [&] {
+        WdltAspmConfig record{};
+        record.dwLevel = 2;
+        put(record.szPrefixSpam, "new");
+        return WDLT_CALL(library, WdltAspmWriteConfig)(&record);
+    };
+    const auto nothingChanged = [&] {
+        EXPECT_EQ(tree::number(kPopKey, "Level"), 1u);
+        EXPECT_EQ(tree::storedText(kCommonKey, "PrefixSpam"), std::string("[S]\0", 4));
+    };
+    const std::string mutexName = "Global\\WDPE_AspmList_Access_Mutex";
+    {
+        const Handle mutex = makeMutex(mutexName.c_str());
+        ASSERT_EQ(waitElsewhere(mutex, INFINITE), WAIT_OBJECT_0); // its holder dies with it
+        EXPECT_EQ(config(), WDLT_E_FILE);
+        nothingChanged();
+        EXPECT_EQ(getFile("white.txt"), "w\n");
+        ASSERT_EQ(waitElsewhere(mutex, INFINITE), WAIT_OBJECT_0);
+        EXPECT_THAT(list(WDLT_LIST_WHITE), IsEmpty());
+        EXPECT_THAT(list(WDLT_LIST_WHITE), ElementsAre("w")); // it was given back by the one that found it abandoned
+        ASSERT_EQ(waitElsewhere(mutex, INFINITE), WAIT_OBJECT_0);
+        const auto record = readLists(); // a caller of the address itself
+        EXPECT_EQ(record->dwUnreadLists, WDLT_ASPM_UNREAD | WDLT_ASPM_UNREAD_WHITE);
+        EXPECT_EQ(record->dwBlacklistCount, 1u);
+        EXPECT_EQ(write(WDLT_PROTOCOL_POP3, 0, *record), WDLT_E_FILE);
+        EXPECT_EQ(getFile("white.txt"), "w\n");
+        EXPECT_TRUE(library.logged("WriteConfig: a list that couldn't be read isn't emptied (file=white.txt)"));
+        record->dwWhitelistCount = 1;
+        put(record->whitelist[0].szEntry, "x");
+        EXPECT_EQ(write(WDLT_PROTOCOL_POP3, 0, *record), WDLT_OK); // it has entries now
+        ASSERT_EQ(waitElsewhere(mutex, INFINITE), WAIT_OBJECT_0);
+        EXPECT_EQ(writeList(WDLT_LIST_WHITE, {}), WDLT_OK); // as this list is asked to be
+        EXPECT_EQ(getFile("white.txt"), "");
+        EXPECT_EQ(getFile("black.txt"), "b\n");
+    }
+    putFile("white.txt", "w\n");
+    {
+        const Handle mutex = makeMutex(mutexName.c_str());
+        ASSERT_EQ(waitFor(mutex, INFINITE), WAIT_OBJECT_0);
+        // The library would take it again in this thread.
+        std::thread([&] {
+            EXPECT_THAT(list(WDLT_LIST_WHITE), IsEmpty());
+            EXPECT_EQ(config(), WDLT_E_FILE);
+            EXPECT_EQ(writeList(WDLT_LIST_BLACK, {"new"}), WDLT_E_FILE);
+        }).join();
+        ReleaseMutex(mutex.get());
+    }
+    EXPECT_EQ(getFile("white.txt"), "w\n");
+    EXPECT_EQ(getFile("black.txt"), "b\n");
+
+    // Something stands where the file should be. Without the mark, too, nothing is stored.
+    std::filesystem::remove(home / "install" / "white.txt");
+    std::filesystem::create_directory(home / "install" / "white.txt");
+    tree::setNumber(kPopKey, "Level", 1);
+    EXPECT_EQ(config(), WDLT_E_FILE);
+    const auto record = readLists();
+    EXPECT_EQ(record->dwUnreadLists, WDLT_ASPM_UNREAD | WDLT_ASPM_UNREAD_WHITE);
+    record->dwUnreadLists = 0xEEEEEEEE; // as a caller may leave what he doesn't know
+    record->dwLevel = 2;
+    EXPECT_EQ(write(WDLT_PROTOCOL_POP3, 0, *record), WDLT_E_FILE);
+    nothingChanged();
+    EXPECT_EQ(getFile("black.txt"), "b\n");
+}
+
+TEST_F(AntiSpamLists, ListsThroughTheirFunctions) {
+    ChangeListener service;
+    ASSERT_EQ(writeList(WDLT_LIST_WHITE, {"a", "b", "c"}), WDLT_OK);
+    ASSERT_EQ(writeList(WDLT_LIST_BLACK, {"x"}), WDLT_OK);
+    EXPECT_THAT(service.heard(), ElementsAre(kListsChange, kListsChange));
+    EXPECT_THAT(list(WDLT_LIST_WHITE), ElementsAre("a", "b", "c"));
+    EXPECT_THAT(list(WDLT_LIST_BLACK), ElementsAre("x"));
+    const auto read = WDLT_CALL(library, WdltAspmReadRecordList);
+    std::int32_t count = -5;
+    EXPECT_EQ(read(WDLT_LIST_WHITE, nullptr, &count), WDLT_OK);
+    EXPECT_EQ(count, 3);
+    EXPECT_TRUE(library.logged("CFuncAspm::RecordListRead(): OUT: count=3"));
+    auto some = entriesOf({"untouched", "untouched", "untouched"});
+    count = 2;
+    EXPECT_EQ(read(WDLT_LIST_WHITE, some.data(), &count), WDLT_OK);
+    EXPECT_EQ(count, 2);
+    EXPECT_THAT(textsOf(some.data(), 3), ElementsAre("a", "b", "untouched"));
+    EXPECT_EQ(read(2, some.data(), &count), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_EQ(read(WDLT_LIST_WHITE, some.data(), nullptr), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_TRUE(library.logged("CFuncAspm::RecordListRead(): Unknown list type: 2"));
+
+    const auto write = WDLT_CALL(library, WdltAspmWriteRecordList);
+    EXPECT_EQ(write(WDLT_LIST_WHITE, nullptr, 0), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_EQ(write(0xFFFFFFFF, some.data(), 1), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_EQ(write(WDLT_LIST_WHITE, some.data(), -1), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_EQ(writeList(WDLT_LIST_WHITE, Texts(501, "e")), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_TRUE(library.logged("CFuncAspm::RecordListWrite(): Invalid parameter NULL"));
+    EXPECT_TRUE(library.logged("CFuncAspm::RecordListWrite(): Unknown list type: -1"));
+    EXPECT_TRUE(library.logged("CFuncAspm::RecordListWrite(): count 501 exceeds the maximum"));
+    EXPECT_EQ(writeList(WDLT_LIST_WHITE, {std::string(256, 'e')}), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_TRUE(library.logged("CFuncAspm::RecordListWrite(): Failed to write config: -3"));
+    EXPECT_THAT(service.heard(), IsEmpty());
+    EXPECT_EQ(getFile("white.txt"), "a\nb\nc\n");
+    EXPECT_EQ(writeList(WDLT_LIST_WHITE, Texts(500, std::string(255, 'e'))), WDLT_OK);
+    EXPECT_EQ(list(WDLT_LIST_WHITE), Texts(500, std::string(255, 'e')));
+    tree::setText(kPopKey, "High", "");
+    EXPECT_EQ(read(WDLT_LIST_WHITE, nullptr, &count), WDLT_E_REGISTRY);
+    EXPECT_EQ(writeList(WDLT_LIST_WHITE, {"a"}), WDLT_E_REGISTRY);
+    EXPECT_TRUE(library.logged("CFuncAspm::RecordListRead(): Failed to read config: -9"));
+    EXPECT_TRUE(library.logged("CFuncAspm::RecordListWrite(): Failed to read config: -9"));
+    EXPECT_THAT(service.heard().size(), 1u);
+}
+
+} // namespace

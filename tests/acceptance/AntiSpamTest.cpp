@@ -1,0 +1,275 @@
+// The settings of anti-spam as callers of the library have them: the common record, the level and the thresholds, and
+// the functions that join them.
+#include "AntiSpamTree.h"
+
+#include <gmock/gmock.h>
+
+#include <cstddef>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace anti_spam;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+std::string numberBytes(DWORD number) {
+    return {reinterpret_cast<const char*>(&number), sizeof number};
+}
+
+RecordCase commonRecord() {
+    const Passages flags = {{0u, 0u}, {1u, 1u}, {5u, 1u}, {0x80000000u, 1u}};
+    const Passages timeouts = {{0u, 2000u},      {99u, 2000u},    {100u, 100u},
+                               {10000u, 10000u}, {10001u, 2000u}, {0xFFFFFFFFu, 2000u}};
+    const std::string longest(16, 'a');
+    const auto prefix = [&](const char* name, std::size_t offset, std::size_t size) {
+        return textCase(name, offset, size)
+            .with("[one]", "[another]")
+            .reads({{"", ""}, {longest, longest}})
+            .writes({{"", ""}, {longest, longest}});
+    };
+    const auto line = [](const char* verb) {
+        return [verb](const std::string& field, std::int32_t status) {
+            return std::string("Reg ").append(verb) + " failed (key=" + field + ", ret=" + std::to_string(status) + ")";
+        };
+    };
+    return {"common",
+            WDLT_PROTOCOL_COMMON,
+            WDLT_SCAN_ANTI_SPAM,
+            WDLT_INPUT_NONE,
+            WDLT_CONFIG_DEFAULT,
+            kCommonKey,
+            sizeof(WdpeAspmCommonData),
+            {
+                prefix("PrefixSpam", WDLT_FIELD(WdpeAspmCommonData, szPrefixSpam)),
+                prefix("PrefixPhishing", WDLT_FIELD(WdpeAspmCommonData, szPrefixPhishing)),
+                prefix("PrefixMalicious", WDLT_FIELD(WdpeAspmCommonData, szPrefixMalicious)),
+                prefix("PrefixSuspicious", WDLT_FIELD(WdpeAspmCommonData, szPrefixSuspicious)),
+                prefix("PrefixBlack", WDLT_FIELD(WdpeAspmCommonData, szPrefixBlack)),
+                numberCase("ScanType", WDLT_FIELD(WdpeAspmCommonData, dwScanType))
+                    .reads({{0u, 0u}, {0xFFFFFFFFu, 0xFFFFFFFFu}}),
+                numberCase("EnableImageDetection", WDLT_FIELD(WdpeAspmCommonData, dwEnableImageDetection))
+                    .with(1u, 0u)
+                    .reads(flags)
+                    .writes(flags),
+                numberCase("EnableInTheCloud", WDLT_FIELD(WdpeAspmCommonData, dwEnableInTheCloud))
+                    .with(0u, 1u)
+                    .reads(flags)
+                    .writes(flags),
+                numberCase("InTheCloudTimeout", WDLT_FIELD(WdpeAspmCommonData, dwInTheCloudTimeout))
+                    .with(500u, 600u)
+                    .reads(timeouts)
+                    .writesBack(timeouts),
+            },
+            {},
+            line("read"),
+            line("write"),
+            WDLT_E_REGISTRY};
+}
+
+TEST_F(AntiSpam, TheCommonRecordValueByValue) {
+    const FieldRunner runner(library, commonRecord());
+    runner.tryEachUnreadValue();
+    runner.tryLimitsOnRead();
+    runner.tryLimitsOnWrite();
+    runner.tryWriting();
+    runner.tryFailingWrites();
+    runner.tryNotifying();
+}
+
+TEST_F(AntiSpam, APrefixThatLeavesNoRoomForItsEndFailsEverything) {
+    for (const char* const name : kPrefixes) {
+        SCOPED_TRACE(name);
+        setAll();
+        tree::set(kCommonKey, name, REG_SZ, std::string(17, 'a').data(), 17); // without a terminator
+        WdltAspmConfig config{};
+        EXPECT_EQ(WDLT_CALL(library, WdltAspmReadConfig)(&config), WDLT_E_REGISTRY);
+        EXPECT_EQ(WDLT_CALL(library, WdltAspmWriteConfig)(&config), WDLT_E_REGISTRY);
+    }
+    EXPECT_TRUE(library.logged("CFuncAspm::ConfigRead(): Failed to read config: -9"));
+    EXPECT_TRUE(library.logged("CFuncAspm::ConfigWrite(): Failed to read config: -9"));
+}
+
+TEST_F(AntiSpam, RulePathEndsInABackslashWhereItIsRead) {
+    struct Case {
+        std::string stored;
+        std::string read;
+        std::int32_t status = WDLT_OK;
+    };
+    const Case cases[] = {
+        {"", ""},
+        {"C:\\rules", "C:\\rules\\"},
+        {"C:\\rules\\", "C:\\rules\\"},
+        {std::string(258, 'r'), std::string(258, 'r') + "\\"},
+        {std::string(259, 'r'), "", WDLT_E_REGISTRY},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.stored.size());
+        tree::setText(kCommonKey, "RulePath", c.stored);
+        WdpeAspmRulePath record;
+        std::memset(&record, 0xEE, sizeof record);
+        ASSERT_EQ(read(WDLT_PROTOCOL_COMMON, WDLT_CONFIG_ASPM_RULE_PATH, record), c.status);
+        EXPECT_EQ(record.szRulePath, c.read);
+        EXPECT_EQ(record.byReserved[0], 0);
+        EXPECT_EQ(record.byReserved[263], 0);
+        EXPECT_EQ(tree::storedText(kCommonKey, "RulePath"), c.stored + '\0');
+    }
+    tree::deleteValue(kCommonKey, "RulePath");
+    WdpeAspmRulePath record{};
+    EXPECT_EQ(read(WDLT_PROTOCOL_COMMON, WDLT_CONFIG_ASPM_RULE_PATH, record), WDLT_E_REGISTRY);
+    EXPECT_TRUE(library.logged("Reg read failed (key=RulePath, ret=-16)"));
+    put(record.szRulePath, "D:\\r");
+    EXPECT_EQ(write(WDLT_PROTOCOL_COMMON, WDLT_CONFIG_ASPM_RULE_PATH, record), WDLT_OK);
+    EXPECT_EQ(tree::storedText(kCommonKey, "RulePath"), std::string("D:\\r\0", 5));
+}
+
+TEST_F(AntiSpam, SizesAreExactAndInputsKnown) {
+    ChangeListener service;
+    struct Case {
+        std::uint32_t protocol;
+        std::uint64_t type;
+        std::uint64_t size;
+        const char* readLine;
+        const char* writeLine;
+    };
+    const Case cases[] = {
+        {0, 0, 104, "ReadCommonConfig: parameter size error", "WriteCommonConfig: parameter size error"},
+        {0, 1, 524, "ReadRulePathConfig: parameter size error", "WriteRulePathConfig: parameter size error"},
+        {1, 0, 256560, "ReadConfig: parameter size error", "WriteConfig: parameter size error"},
+        {1, 77, 256560, "ReadConfig: parameter size error", "WriteConfig: parameter size error"},
+    };
+    tree::setText(kCommonKey, "RulePath", "");
+    std::vector<char> buffer(256562);
+    char* const unaligned = buffer.data() + 1;
+    const auto readAny = WDLT_CALL(library, WdltReadConfig);
+    const auto writeAny = WDLT_CALL(library, WdltWriteConfig);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.readLine);
+        std::uint64_t size = c.size;
+        EXPECT_EQ(readAny(c.protocol, WDLT_SCAN_ANTI_SPAM, c.type, unaligned, &size), WDLT_OK);
+        EXPECT_EQ(writeAny(c.protocol, WDLT_SCAN_ANTI_SPAM, c.type, unaligned, c.size), WDLT_OK);
+        EXPECT_EQ(service.heard().size(), 1u);
+        for (const std::uint64_t wrong : {c.size - 1, c.size + 1, std::uint64_t{0}}) {
+            size = wrong;
+            EXPECT_EQ(readAny(c.protocol, WDLT_SCAN_ANTI_SPAM, c.type, unaligned, &size), WDLT_E_INVALID_ARGUMENT);
+            EXPECT_EQ(size, wrong);
+            EXPECT_EQ(writeAny(c.protocol, WDLT_SCAN_ANTI_SPAM, c.type, unaligned, wrong), WDLT_E_INVALID_ARGUMENT);
+        }
+        EXPECT_TRUE(library.logged(c.readLine));
+        EXPECT_TRUE(library.logged(c.writeLine));
+        EXPECT_EQ(readAny(c.protocol, WDLT_SCAN_ANTI_SPAM, c.type, nullptr, &size), WDLT_E_INVALID_ARGUMENT);
+        EXPECT_EQ(writeAny(c.protocol, WDLT_SCAN_ANTI_SPAM, c.type, nullptr, c.size), WDLT_E_INVALID_ARGUMENT);
+    }
+    std::uint64_t size = 104;
+    EXPECT_EQ(readAny(0, WDLT_SCAN_ANTI_SPAM, 2, unaligned, &size), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_EQ(writeAny(0, WDLT_SCAN_ANTI_SPAM, 2, unaligned, size), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_THAT(service.heard(), IsEmpty());
+    EXPECT_TRUE(library.logged("CEngineASpmCommon::ReadConfig(): invalid value (dwInput=2)"));
+    EXPECT_TRUE(library.logged("CEngineASpmCommon::WriteConfig(): invalid value (dwInput=2)"));
+    EXPECT_TRUE(library.logged("ReadConfig: pData is NULL"));
+    EXPECT_TRUE(library.logged("WriteConfig: pData is NULL"));
+}
+
+TEST_F(AntiSpam, LevelAndThresholdsMustBeWhatTheyMayBe) {
+    struct Case {
+        const char* name;
+        DWORD type;
+        std::string bytes;           // empty: there is no such value
+        std::optional<double> value; // none: -9
+        const char* line = nullptr;
+    };
+    const std::string longText = "5" + std::string(254, '0'); // of 255 characters
+    const Case cases[] = {
+        {"Level", REG_DWORD, numberBytes(0), 0},
+        {"Level", REG_DWORD, numberBytes(2), 2},
+        {"Level", REG_DWORD, numberBytes(3), {}, "Reg value invalid (key=Level, value=3)"},
+        {"Level", REG_DWORD, numberBytes(0xFFFFFFFF), {}, "Reg value invalid (key=Level, value=-1)"},
+        {"Level", REG_DWORD, "", {}, "Reg read failed (key=Level, ret=-16)"},
+        {"Level", REG_BINARY, "12345", {}, "Reg read failed (key=Level, ret=-2)"},
+        {"Low", REG_SZ, std::string("100\0", 4), 100},
+        {"Low", REG_SZ, std::string("0.001\0", 6), 0.001},
+        {"Low", REG_SZ, "42", 42}, // without a terminator
+        {"Low", REG_SZ, std::string(" +7.5 \0", 7), 7.5},
+        {"Low", REG_SZ, std::string("12,5\0", 5), 12},
+        {"Low", REG_SZ, std::string("100.5\0", 6), {}, "Reg value invalid(key=Low, value=100.5)"},
+        {"Low", REG_SZ, std::string("0\0", 2), {}, "Reg value invalid(key=Low, value=0)"},
+        {"Low", REG_SZ, std::string("-1\0", 3), {}, "Reg value invalid(key=Low, value=-1)"},
+        {"Low", REG_SZ, std::string("high\0", 5), {}, "Reg value invalid(key=Low, value=high)"},
+        {"Low", REG_SZ, std::string("nan\0", 4), {}, "Reg value invalid(key=Low, value=nan)"},
+        {"Low", REG_SZ, std::string("inf\0", 4), {}, "Reg value invalid(key=Low, value=inf)"},
+        {"Low", REG_SZ, std::string("1e999\0", 6), {}, "Reg value invalid(key=Low, value=1e999)"},
+        {"Low", REG_SZ, std::string(1, '\0'), {}, "Reg value invalid(key=Low, value=)"},
+        {"Low", REG_SZ, "", {}, "Reg read failed (key=Low, ret=-16)"},
+        {"Low", REG_SZ, longText + '\0', {}, "Reg value invalid(key=Low, value=500"},
+        {"Low", REG_SZ, longText + "0" + '\0', {}, "Reg read failed (key=Low, ret=-2)"},
+        {"Medium", REG_SZ, std::string("101\0", 4), {}, "Reg value invalid(key=Medium, value=101)"},
+        {"High", REG_SZ, std::string("x\0", 2), {}, "Reg value invalid(key=High, value=x)"},
+        {"Whitelist", REG_SZ, "", {}, "Reg read failed (key=Whitelist, ret=-16)"},
+        {"Blacklist", REG_SZ, std::string(256, 'b') + '\0', {}, "Reg read failed (key=Blacklist, ret=-2)"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name + std::string(" ") + c.bytes.substr(0, 10));
+        setAll();
+        if (c.bytes.empty())
+            tree::deleteValue(kPopKey, c.name);
+        else
+            tree::set(kPopKey, c.name, c.type, c.bytes.data(), static_cast<DWORD>(c.bytes.size()));
+        const auto record = std::make_unique<WdpeAspmData>();
+        EXPECT_EQ(read(WDLT_PROTOCOL_POP3, 0, *record), c.value ? WDLT_OK : WDLT_E_REGISTRY);
+        if (c.value)
+            EXPECT_EQ(c.type == REG_DWORD ? record->dwLevel : record->dblLow, *c.value);
+        else
+            EXPECT_TRUE(library.logged(c.line)) << c.line;
+        WdltAspmConfig config; // the prefixes can't be read either, then
+        EXPECT_EQ(WDLT_CALL(library, WdltAspmReadConfig)(&config), c.value ? WDLT_OK : WDLT_E_REGISTRY);
+    }
+}
+
+TEST_F(AntiSpam, SettingsAreTwoRecordsAndTwoChanges) {
+    ChangeListener service;
+    putFile("black.txt", "b\n");
+    WdltAspmConfig config;
+    std::memset(&config, 0xEE, sizeof config);
+    ASSERT_EQ(WDLT_CALL(library, WdltAspmReadConfig)(&config), WDLT_OK);
+    EXPECT_EQ(config.dwScanType, 3u);
+    EXPECT_EQ(config.dwLevel, 1u);
+    EXPECT_STREQ(config.szPrefixMalicious, "[M]");
+    EXPECT_EQ(config.dwEnableImageDetection, 1u);
+    EXPECT_EQ(config.dwEnableInTheCloud, 0u);
+    config = {7, 2, "s", "p", "m", "u", "sixteen letters!", 9, 1};
+    std::memset(config.szPrefixSpam, 'S', sizeof config.szPrefixSpam); // cut to what fits
+    ASSERT_EQ(WDLT_CALL(library, WdltAspmWriteConfig)(&config), WDLT_OK);
+    EXPECT_THAT(service.heard(), ElementsAre(kCommonChange, kListsChange));
+    WdltAspmConfig again;
+    ASSERT_EQ(WDLT_CALL(library, WdltAspmReadConfig)(&again), WDLT_OK);
+    put(config.szPrefixSpam, std::string(16, 'S'));
+    config.dwEnableImageDetection = 1;
+    EXPECT_EQ(std::memcmp(&again, &config, offsetof(WdltAspmConfig, szPrefixBlack) + sizeof config.szPrefixBlack), 0);
+    EXPECT_EQ(again.dwEnableImageDetection, config.dwEnableImageDetection);
+    EXPECT_EQ(again.dwEnableInTheCloud, config.dwEnableInTheCloud);
+    EXPECT_EQ(tree::number(kCommonKey, "InTheCloudTimeout"), 500u);
+    EXPECT_EQ(tree::storedText(kPopKey, "Low"), std::string("90\0", 3));
+    EXPECT_EQ(getFile("black.txt"), "b\n");
+    EXPECT_EQ(getFile("white.txt"), ""); // both files are written
+
+    for (const char* const line : {"CFuncAspm::ConfigRead: pConfig is NULL", "CFuncAspm::ConfigWrite: pConfig is NULL"})
+        EXPECT_FALSE(library.logged(line));
+    EXPECT_EQ(WDLT_CALL(library, WdltAspmReadConfig)(nullptr), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_EQ(WDLT_CALL(library, WdltAspmWriteConfig)(nullptr), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_TRUE(library.logged("CFuncAspm::ConfigRead: pConfig is NULL"));
+    EXPECT_TRUE(library.logged("CFuncAspm::ConfigWrite: pConfig is NULL"));
+
+    // The common record is stored before the second write fails, and nobody hears of that one.
+    std::filesystem::remove(home / "install" / "black.txt");
+    tree::setText(kPopKey, "Blacklist", "");
+    EXPECT_EQ(WDLT_CALL(library, WdltAspmWriteConfig)(&config), WDLT_E_FILE);
+    EXPECT_THAT(service.heard(), ElementsAre(kCommonChange));
+    EXPECT_TRUE(library.logged("CFuncAspm::ConfigWrite(): Failed to write data: -8"));
+}
+
+} // namespace

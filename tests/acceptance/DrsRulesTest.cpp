@@ -1,0 +1,349 @@
+// DRS's white list: rules as the registry may hold them, and as callers add and delete them.
+#include "DrsService.h"
+#include "RegistryRefusal.h"
+#include "WebTree.h"
+
+#include <wdltcfg/status.h>
+#include <wdltcfg/wdltcfg.h>
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::IsEmpty;
+
+const std::string kWhiteListKey = kDrsKey + "\\WhiteList";
+
+std::string ruleKey(const std::string& rule) {
+    return kWhiteListKey + "\\" + rule;
+}
+
+template <std::size_t Size>
+void put(wdlt_wchar (&field)[Size], const std::u16string& text) {
+    std::ranges::fill(field, u'\0');
+    text.copy(field, Size);
+}
+
+WdltDrsWhiteListItem itemOf(std::uint32_t index, const std::u16string& rule, const std::u16string& image = u"a.exe",
+                            const std::u16string& domain = u"a.b") {
+    WdltDrsWhiteListItem item;
+    item.Index = index;
+    put(item.RuleName, rule);
+    put(item.ProcessImageName, image);
+    put(item.DomainName, domain);
+    return item;
+}
+
+// As a test reads it.
+struct Rule {
+    std::uint32_t index;
+    std::u16string name;
+    std::u16string image;
+    std::u16string domain;
+    bool operator==(const Rule&) const = default;
+};
+Rule ruleOf(const WdltDrsWhiteListItem& item) {
+    return {item.Index, item.RuleName, item.ProcessImageName, item.DomainName};
+}
+
+class DrsRules : public WebFeatures {
+  protected:
+    std::int32_t add(const WdltDrsWhiteListItem& item) { return WDLT_CALL(library, WdltAddDRSWhiteListItem)(&item); }
+    std::int32_t remove(std::uint32_t index) { return WDLT_CALL(library, WdltDeleteDRSWhiteListItem)(index); }
+    std::int32_t get(WdltDrsWhiteListItem* items, std::int32_t& count) {
+        return WDLT_CALL(library, WdltGetAllDRSWhiteListItem)(items, &count);
+    }
+    std::vector<Rule> rules() {
+        std::vector<WdltDrsWhiteListItem> items(20);
+        auto count = static_cast<std::int32_t>(items.size());
+        EXPECT_EQ(get(items.data(), count), WDLT_OK);
+        std::vector<Rule> found;
+        std::transform(items.begin(), items.begin() + count, std::back_inserter(found), ruleOf);
+        return found;
+    }
+    std::vector<std::uint32_t> indexes() {
+        std::vector<std::uint32_t> found;
+        for (const Rule& rule : rules())
+            found.push_back(rule.index);
+        return found;
+    }
+};
+
+// One rule as somebody else laid it down, and what is read of it.
+TEST_F(DrsRules, EachRuleThatTheRegistryMayHold) {
+    struct Stored {
+        const char* name;
+        DWORD type;
+        std::string data; // narrow, as it is read wide
+    };
+    struct Case {
+        const char* what;
+        std::vector<Stored> values;
+        std::vector<Rule> expected;
+    };
+    const auto number = [](DWORD value) { return std::string(reinterpret_cast<const char*>(&value), sizeof value); };
+    const auto text = [](std::size_t length) { return std::string(length, 't') + '\0'; };
+    const std::u16string longest(299, u't');
+    const Stored index{"Index", REG_DWORD, number(5)};
+    const Case cases[] = {
+        {"no value", {}, {}},
+        {"an index alone", {index}, {{5, u"R", u"", u""}}},
+        {"all",
+         {index, {"ProcessImageName", REG_SZ, text(2)}, {"DomainName", REG_SZ, text(3)}},
+         {{5, u"R", u"tt", u"ttt"}}},
+        {"index 0", {{"Index", REG_DWORD, number(0)}}, {}},
+        {"index 1", {{"Index", REG_DWORD, number(1)}}, {{1, u"R", u"", u""}}},
+        {"index 1000", {{"Index", REG_DWORD, number(1000)}}, {{1000, u"R", u"", u""}}},
+        {"index 1001", {{"Index", REG_DWORD, number(1001)}}, {}},
+        {"a text as index", {{"Index", REG_SZ, "1"}}, {}},
+        {"an index of 2 bytes", {{"Index", REG_DWORD, "\1"}}, {}},
+        {"an index of 8 bytes", {{"Index", REG_DWORD, number(1) + number(0)}}, {}},
+        {"the longest image", {index, {"ProcessImageName", REG_SZ, text(299)}}, {{5, u"R", longest, u""}}},
+        {"no room for its terminator",
+         {index, {"ProcessImageName", REG_SZ, std::string(300, 't')}},
+         {{5, u"R", longest, u""}}},
+        {"an image too long", {index, {"ProcessImageName", REG_SZ, text(300)}}, {}},
+        {"the longest domain", {index, {"DomainName", REG_SZ, text(255)}}, {{5, u"R", u"", longest.substr(0, 255)}}},
+        {"a domain too long", {index, {"DomainName", REG_SZ, text(256)}}, {}},
+        {"a number as image", {index, {"ProcessImageName", REG_DWORD, "a\0b\0"}}, {{5, u"R", u"a", u""}}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        layOutWebTree();
+        tree::setNumber(ruleKey("R"), "Other", 1); // the key is there in any case
+        for (const Stored& value : c.values)
+            tree::set(ruleKey("R"), value.name, value.type, value.data.data(), static_cast<DWORD>(value.data.size()));
+        EXPECT_THAT(rules(), ElementsAreArray(c.expected));
+        std::int32_t count = 77;
+        EXPECT_EQ(get(nullptr, count), WDLT_E_BUFFER_SIZE); // nobody looks at it then
+        EXPECT_EQ(count, 1);
+    }
+    EXPECT_TRUE(library.logged("RegQueryValueExW fail to query ProcessImageName. (lRet=234)"));
+    EXPECT_TRUE(library.logged("RegQueryValueExW fail to query DomainName. (lRet=2)(dwDataSize="));
+}
+
+TEST_F(DrsRules, TheFirstOfAnIndexWins) {
+    for (const auto& [rule, index] : {std::pair("c", 7u), {"B", 7u}, {"a", 0u}, {"d", 8u}})
+        tree::setNumber(ruleKey(rule), "Index", index);
+    EXPECT_THAT(rules(), ElementsAre(Rule{7, u"B", u"", u""}, Rule{8, u"d", u"", u""}));
+    // One that was left out takes no index from the others.
+    tree::setText(ruleKey("B"), "DomainName", std::string(300, 'x'));
+    EXPECT_THAT(rules(), ElementsAre(Rule{7, u"c", u"", u""}, Rule{8, u"d", u"", u""}));
+}
+
+TEST_F(DrsRules, AsMuchAsThereIsRoomFor) {
+    std::int32_t count = 5;
+    EXPECT_EQ(get(nullptr, count), WDLT_OK);
+    EXPECT_EQ(count, 0);
+    // The second is no rule.
+    for (const auto& [rule, index] : {std::pair("1", 1u), {"2", 0u}, {"3", 3u}, {"4", 4u}, {"5", 0u}})
+        tree::setNumber(ruleKey(rule), "Index", index);
+    const struct {
+        std::int32_t room;
+        std::int32_t status;
+        std::int32_t count;
+        std::vector<std::uint32_t> filled;
+    } cases[] = {
+        {-1, WDLT_E_BUFFER_SIZE, 5, {}},       {0, WDLT_E_BUFFER_SIZE, 5, {}}, {1, WDLT_E_BUFFER_SIZE, 5, {1}},
+        {2, WDLT_E_BUFFER_SIZE, 4, {1, 3}}, // four and five are counted without a look
+        {3, WDLT_E_BUFFER_SIZE, 4, {1, 3, 4}}, {4, WDLT_OK, 3, {1, 3, 4}},
+    };
+    for (const auto& c : cases) {
+        std::vector<WdltDrsWhiteListItem> items(5, itemOf(99, u"untouched"));
+        count = c.room;
+        EXPECT_EQ(get(items.data(), count), c.status) << c.room;
+        EXPECT_EQ(count, c.count) << c.room;
+        for (std::size_t i = 0; i < items.size(); ++i)
+            EXPECT_EQ(items[i].Index, i < c.filled.size() ? c.filled[i] : 99u) << c.room;
+    }
+    EXPECT_EQ(WDLT_CALL(library, WdltGetAllDRSWhiteListItem)(nullptr, nullptr), WDLT_E_INVALID_ARGUMENT);
+    const RegistryRefusal refusal("RegOpenKeyEx", "WhiteList");
+    EXPECT_EQ(get(nullptr, count), WDLT_E_GENERAL);
+    EXPECT_TRUE(library.logged("CFuncDRSCfg::GetAllWhiteListItem: Cannot open whitelist key"));
+}
+
+// A key's name may be longer than a rule's; the rules behind it are there all the same.
+TEST_F(DrsRules, NamesOfAnyKeyInTheList) {
+    tree::setNumber(ruleKey(std::string(199, 'm')), "Index", 1);
+    tree::setNumber(ruleKey(std::string(200, 'n')), "Index", 2);
+    tree::setNumber(ruleKey(std::string(255, 'o')), "Index", 3);
+    tree::setNumber(ruleKey("z"), "Index", 4);
+    EXPECT_THAT(indexes(), ElementsAre(1, 4));
+    std::int32_t count = 0;
+    EXPECT_EQ(get(nullptr, count), WDLT_E_BUFFER_SIZE);
+    EXPECT_EQ(count, 4);
+    EXPECT_EQ(remove(3), WDLT_OK);
+    EXPECT_EQ(get(nullptr, count), WDLT_E_BUFFER_SIZE);
+    EXPECT_EQ(count, 3);
+    EXPECT_EQ(remove(0), WDLT_OK);
+    EXPECT_EQ(get(nullptr, count), WDLT_OK);
+}
+
+TEST_F(DrsRules, WhatIsAddedIsReadBack) {
+    DrsService service;
+    const WdltDrsWhiteListItem items[] = {
+        itemOf(1000, u"last", u"C:\\\u4e00\\\u00e9.exe", u"\u00fc.example"),
+        itemOf(1, std::u16string(199, u'n'), std::u16string(299, u'i'), std::u16string(255, u'd')),
+        itemOf(2, u"empty", u"", u""),
+        itemOf(3, u"A/b c.\u00c9", u"x", u"y"),
+    };
+    for (const WdltDrsWhiteListItem& item : items)
+        EXPECT_EQ(add(item), WDLT_OK) << item.Index;
+    EXPECT_EQ(service.heard(), 4);
+    EXPECT_THAT(rules(), ElementsAre(ruleOf(items[3]), ruleOf(items[2]), ruleOf(items[0]), ruleOf(items[1])));
+    EXPECT_EQ(tree::storedText(ruleKey("empty"), "DomainName"), std::string(1, '\0'));
+}
+
+TEST_F(DrsRules, WhatIsRefusedChangesNothing) {
+    DrsService service;
+    ASSERT_EQ(add(itemOf(7, u"Rule")), WDLT_OK);
+    tree::setNumber(ruleKey("out"), "Index", 9);
+    tree::setText(ruleKey("out"), "DomainName", std::string(300, 'x')); // left out of the list: its index is free
+    ASSERT_EQ(service.heard(), 1);
+    const std::string before = dumpTree();
+    const std::u16string filled(300, u'f');
+    struct Case {
+        WdltDrsWhiteListItem item;
+        const char* line;
+    };
+    const Case cases[] = {
+        {itemOf(0, u"new"), "Invalid index:0"},
+        {itemOf(1001, u"new"), "Invalid index:1001"},
+        {itemOf(0xFFFFFFFF, u"new"), "Invalid index:-1"},
+        {itemOf(8, filled), "Invalid rule name"},
+        {itemOf(8, u""), "Invalid rule name"},
+        {itemOf(8, u"a\\b"), "Invalid rule name"},
+        {itemOf(8, u"new", filled), "Invalid image path"},
+        {itemOf(8, u"new", u"", filled), "Invalid domain name"},
+        {itemOf(8, u"Rule"), " error: rule name exist: Rule"},
+        {itemOf(8, u"rULE"), " error: rule name exist: rULE"},
+        {itemOf(8, u"out"), " error: rule name exist: out"},
+        {itemOf(7, u"new"), " error: Duplicate index: 7"},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(add(c.item), WDLT_E_INVALID_ARGUMENT) << c.line;
+        const char* const colon = c.line[0] == ' ' ? "" : ": ";
+        EXPECT_TRUE(library.logged(std::string("CFuncDRSCfg::AddWhiteListItem").append(colon).append(c.line)))
+            << c.line;
+        EXPECT_EQ(dumpTree(), before) << c.line;
+    }
+    EXPECT_EQ(WDLT_CALL(library, WdltAddDRSWhiteListItem)(nullptr), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_TRUE(library.logged("CFuncDRSCfg::AddWhiteListItem: pItem is NULL"));
+    EXPECT_EQ(service.heard(), 0);
+    EXPECT_EQ(add(itemOf(9, u"new")), WDLT_OK);
+}
+
+// Each value is written whatever became of the one before it.
+TEST_F(DrsRules, AFailingWriteLeavesHalfARule) {
+    DrsService service;
+    const struct {
+        const char* value;
+        const char* line;
+    } cases[] = {
+        {"Index", "write index failed."},
+        {"ProcessImageName", "write process image name failed."},
+        {"DomainName", "write domain name failed."},
+    };
+    for (const auto& c : cases) {
+        layOutWebTree();
+        const RegistryRefusal refusal("RegSetValueEx", c.value);
+        EXPECT_EQ(add(itemOf(5, u"R")), WDLT_E_GENERAL);
+        EXPECT_TRUE(library.logged(std::string("CFuncDRSCfg::AddWhiteListItem: ").append(c.line)));
+        for (const auto& other : cases)
+            EXPECT_EQ(tree::get(ruleKey("R"), other.value).has_value(), other.value != c.value) << c.line;
+    }
+    layOutWebTree();
+    {
+        const RegistryRefusal refusal("RegOpenKeyEx", "WhiteList");
+        EXPECT_EQ(add(itemOf(5, u"R")), WDLT_E_GENERAL); // an index that can't be compared isn't taken
+    }
+    EXPECT_TRUE(library.logged("GetAllWhiteListItem failed.(-1)"));
+    EXPECT_FALSE(tree::keyExists(kDrsKey));
+    EXPECT_EQ(service.heard(), 0);
+}
+
+TEST_F(DrsRules, RulesAreDeletedByIndexOrAll) {
+    DrsService service;
+    EXPECT_EQ(remove(0), WDLT_OK);
+    EXPECT_EQ(remove(1), WDLT_OK);
+    EXPECT_EQ(service.heard(), 0); // no list, no signal
+    EXPECT_FALSE(tree::keyExists(kDrsKey));
+
+    ASSERT_EQ(WDLT_CALL(library, WdltEnableDRSWhiteList)(1, 3), WDLT_OK);
+    tree::setNumber(ruleKey("0"), "Other", 1); // no index: passed over
+    for (const auto& [rule, index] : {std::pair("a", 5u), {"b", 6u}, {"c", 6u}, {"d", 2000u}, {"e", 7u}})
+        tree::setNumber(ruleKey(rule), "Index", index);
+    tree::setNumber(ruleKey("b\\below\\deeper"), "x", 1);
+    service.heard();
+    EXPECT_EQ(remove(99), WDLT_OK);
+    EXPECT_EQ(service.heard(), 1);
+    EXPECT_EQ(remove(6), WDLT_OK); // the first of the two, with what lies under it
+    EXPECT_THAT(tree::subkeys(tree::path(kWhiteListKey)), ElementsAre("0", "a", "c", "d", "e"));
+    EXPECT_EQ(remove(2000), WDLT_OK);
+    EXPECT_THAT(tree::subkeys(tree::path(kWhiteListKey)), ElementsAre("0", "a", "c", "e"));
+    service.heard();
+
+    {
+        const RegistryRefusal refusal("RegDeleteKey", "c");
+        EXPECT_EQ(remove(6), WDLT_E_GENERAL);
+        EXPECT_EQ(service.heard(), 0);
+        EXPECT_EQ(remove(0), WDLT_OK); // all but this one
+        EXPECT_EQ(service.heard(), 1);
+        EXPECT_TRUE(library.logged("CFuncDRSCfg::DeleteWhiteListItem: delete c failed."));
+    }
+    EXPECT_THAT(tree::subkeys(tree::path(kWhiteListKey)), ElementsAre("c"));
+    EXPECT_EQ(remove(0), WDLT_OK);
+    EXPECT_THAT(tree::subkeys(tree::path(kWhiteListKey)), IsEmpty());
+    EXPECT_EQ(tree::number(kWhiteListKey, "UseWhiteList"), 1u);
+    EXPECT_EQ(tree::number(kWhiteListKey, "Option"), 3u);
+
+    const RegistryRefusal refusal("RegOpenKeyEx", "WhiteList");
+    EXPECT_EQ(remove(1), WDLT_E_GENERAL);
+    EXPECT_TRUE(library.logged("CFuncDRSCfg::DeleteWhiteListItem: Cannot open whitelist key"));
+}
+
+TEST_F(DrsRules, AFullListTakesOneOfEachIndex) {
+    for (std::uint32_t index = 1; index <= WDLT_MAX_DRS_INDEX; ++index)
+        tree::setNumber(ruleKey(std::to_string(10000 + index)), "Index", index);
+    std::vector<WdltDrsWhiteListItem> items(WDLT_MAX_DRS_INDEX);
+    auto count = static_cast<std::int32_t>(items.size());
+    EXPECT_EQ(get(items.data(), count), WDLT_OK);
+    EXPECT_EQ(count, WDLT_MAX_DRS_INDEX);
+    EXPECT_EQ(items.back().Index, std::uint32_t{WDLT_MAX_DRS_INDEX});
+    EXPECT_EQ(add(itemOf(500, u"one more")), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_EQ(remove(500), WDLT_OK);
+    EXPECT_EQ(add(itemOf(500, u"one more")), WDLT_OK);
+    EXPECT_EQ(remove(0), WDLT_OK);
+    EXPECT_THAT(indexes(), IsEmpty());
+}
+
+// Rules of two callers: the lock holds one back until the other's index is stored.
+TEST_F(DrsRules, TwoCallersNeverTakeTheSameIndex) {
+    std::atomic<int> added{0};
+    {
+        std::vector<std::jthread> callers;
+        for (const std::u16string name : {u"a", u"b", u"c"})
+            callers.emplace_back([&, name] {
+                for (std::uint32_t index = 1; index <= 6; ++index)
+                    if (add(itemOf(index, name + static_cast<char16_t>(u'0' + index))) == WDLT_OK)
+                        ++added;
+            });
+    }
+    EXPECT_EQ(added, 6);
+    std::vector<std::uint32_t> found = indexes();
+    std::ranges::sort(found);
+    EXPECT_THAT(found, ElementsAre(1, 2, 3, 4, 5, 6));
+    EXPECT_EQ(tree::subkeys(tree::path(kWhiteListKey)).size(), 6u);
+}
+
+} // namespace

@@ -1,0 +1,355 @@
+// Features on and off through the exports: which item and which handler each one switches, what both steps say when
+// they fail, and what the running service hears of it.
+#include "FakeService.h"
+#include "FreshLog.h"
+#include "LoadedLibrary.h"
+#include "LogFile.h"
+#include "TimeScale.h"
+#include "Tree.h"
+
+#include <wdltcfg/addresses.h>
+#include <wdltcfg/records.h>
+#include <wdltcfg/status.h>
+#include <wdltcfg/wdltcfg.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstring>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+using Library = const LoadedLibrary&;
+
+// A handler of each protocol that a feature switches, by the name of its key and of its folder.
+constexpr std::uint32_t kProtocols[] = {1, 2, 3, 4, 5, 6, 7};
+
+std::string handlerKey(std::uint32_t protocol) {
+    return std::string("ProtocolHandler\\Handler").append(std::to_string(protocol));
+}
+std::string itemKey(std::uint32_t protocol, const std::string& item) {
+    return std::string("Scan\\Folder").append(std::to_string(protocol)).append("\\").append(item);
+}
+
+void layOutTree() {
+    tree::clear();
+    for (const std::uint32_t protocol : kProtocols) {
+        tree::setNumber(handlerKey(protocol), "Type", protocol);
+        tree::setNumber(handlerKey(protocol), "Enable", 0);
+        tree::setText(handlerKey(protocol), "Scan", std::string("Folder").append(std::to_string(protocol)));
+    }
+}
+
+bool isItemOn(std::uint32_t protocol, const std::string& item) {
+    return tree::number(itemKey(protocol, item), "Enable") == 1u;
+}
+bool isHandlerOn(std::uint32_t protocol) {
+    return tree::number(handlerKey(protocol), "Enable") == 1u;
+}
+
+// The texts of the log, without marks and dates.
+std::vector<std::string> errors() {
+    std::vector<std::string> texts;
+    for (const std::string& line : LogFile::fileLines()) {
+        const auto begin = line.find("!!! <WdltCfg> ");
+        if (begin != line.npos)
+            texts.push_back(line.substr(begin + 14, line.rfind(" - ") - begin - 14));
+    }
+    return texts;
+}
+
+// Until the library's log has it.
+void awaitLine(const std::string& text) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (!LogFile::fileContains(text)) {
+        if (std::chrono::steady_clock::now() > end)
+            throw std::runtime_error("no line: " + text);
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+}
+
+class NamedMutex {
+  public:
+    explicit NamedMutex(const char* name) : m_mutex(CreateMutexA(nullptr, FALSE, name)) {}
+    ~NamedMutex() { CloseHandle(m_mutex); }
+    NamedMutex(const NamedMutex&) = delete;
+    NamedMutex& operator=(const NamedMutex&) = delete;
+
+    void take() { WaitForSingleObject(m_mutex, INFINITE); }
+    void release() { ReleaseMutex(m_mutex); }
+
+  private:
+    HANDLE m_mutex;
+};
+
+// What one feature's pair of exports switches.
+struct Feature {
+    const char* name;
+    std::uint32_t protocol;
+    std::uint32_t scan;
+    const char* item;
+    const char* itemLine; // "%" stands for "enable" or "disable"
+    const char* handlerLine;
+    std::int32_t (*enable)(Library library, bool on);
+    std::int32_t (*isEnabled)(Library library);
+};
+
+void PrintTo(const Feature& feature, std::ostream* out) {
+    *out << feature.name;
+}
+
+std::string told(const char* line, bool enable, std::int32_t status) {
+    std::string text = line;
+    text.replace(text.find('%'), 1, enable ? "enable" : "disable");
+    return text.append(": ").append(std::to_string(status));
+}
+
+#define WDLT_SWITCH(name) [](Library library, bool on) { return WDLT_CALL(library, name)(on ? 1 : 0); }
+#define WDLT_QUERY(name) [](Library library) { return WDLT_CALL(library, name)(); }
+#define WDLT_PDP_SWITCH(type)                                                                                          \
+    [](Library library, bool on) { return WDLT_CALL(library, WdltPdpProtocolEnable)(on ? 1 : 0, type); }
+#define WDLT_PDP_QUERY(type) [](Library library) { return WDLT_CALL(library, WdltPdpIsProtocolEnabled)(type); }
+
+const Feature kFeatures[] = {
+    {"Pvs", 1, 1, "Virus", "Failed to % VS PE", "Failed to % PH 1", WDLT_SWITCH(WdltPvsEnable),
+     WDLT_QUERY(WdltPvsIsEnabled)},
+    {"Svs", 2, 1, "Virus", "Failed to % VS PE", "Failed to % PH 2", WDLT_SWITCH(WdltSvsEnable),
+     WDLT_QUERY(WdltSvsIsEnabled)},
+    {"Wmvs", 3, 1, "Virus", "Failed to % VS PE", "Failed to % PH 3", WDLT_SWITCH(WdltWmvsEnable),
+     WDLT_QUERY(WdltWmvsIsEnabled)},
+    {"Hfs", 3, 1, "HttpFileScan", "Failed to % VS PE", "Failed to % PH 3", WDLT_SWITCH(WdltHfsEnable),
+     WDLT_QUERY(WdltHfsIsEnabled)},
+    {"Urlf", 3, 4, "URLFilter", "Failed to % URL Filter PE", "Failed to % HTTP PH", WDLT_SWITCH(WdltUrlfEnable),
+     WDLT_QUERY(WdltUrlfIsEnabled)},
+    {"Hosf", 3, 0x80, "HostFilter", "Failed to % Hosts Filter PE", "Failed to % HTTP PH", WDLT_SWITCH(WdltHosfEnable),
+     WDLT_QUERY(WdltHosfIsEnabled)},
+    {"Aspm", 1, 0x40, "AntiSpam", "Failed to % ASPM PE", "Failed to % POP3 PH", WDLT_SWITCH(WdltAspmEnable),
+     WDLT_QUERY(WdltAspmIsEnabled)},
+    {"Hfe", 3, 0x100, "NetworkEvents", "Failed to % Network Events PE", "Failed to % HTTP PH",
+     WDLT_SWITCH(WdltHfeEnable), WDLT_QUERY(WdltHfeIsEnabled)},
+    {"Sal", 3, 0x200, "SAL", "Failed to % SAL PE", "Failed to % HTTP PH", WDLT_SWITCH(WdltSalEnable),
+     WDLT_QUERY(WdltSalIsEnabled)},
+    {"PdpSmtp", 2, 8, "PrivacyProtection", "Failed to % PDP PE for PH 2", "Failed to % PH 2", WDLT_PDP_SWITCH(0x1),
+     WDLT_PDP_QUERY(0x1)},
+    {"PdpHttp", 3, 8, "PrivacyProtection", "Failed to % PDP PE for PH 3", "Failed to % PH 3", WDLT_PDP_SWITCH(0x10),
+     WDLT_PDP_QUERY(0x10)},
+    {"Pdp4", 4, 8, "PrivacyProtection", "Failed to % PDP PE for PH 4", "Failed to % PH 4", WDLT_PDP_SWITCH(0x100),
+     WDLT_PDP_QUERY(0x100)},
+    {"Pdp5", 5, 8, "PrivacyProtection", "Failed to % PDP PE for PH 5", "Failed to % PH 5", WDLT_PDP_SWITCH(0x1000),
+     WDLT_PDP_QUERY(0x1000)},
+    {"Pdp6", 6, 8, "PrivacyProtection", "Failed to % PDP PE for PH 6", "Failed to % PH 6", WDLT_PDP_SWITCH(0x10000),
+     WDLT_PDP_QUERY(0x10000)},
+    {"Pdp7", 7, 8, "PrivacyProtection", "Failed to % PDP PE for PH 7", "Failed to % PH 7", WDLT_PDP_SWITCH(0x100000),
+     WDLT_PDP_QUERY(0x100000)},
+};
+
+class EveryFeature : public testing::TestWithParam<Feature> {
+  protected:
+    EveryFeature() { layOutTree(); }
+
+    Change itemChange() const { return {10000 + feature.protocol, feature.scan}; }
+    Change handlerChange() const { return {10000 + feature.protocol, 0}; }
+    bool isItemOn() const { return ::isItemOn(feature.protocol, feature.item); }
+    bool isHandlerOn() const { return ::isHandlerOn(feature.protocol); }
+
+    const TimeScale patient{"0.1"};
+    const Feature& feature = GetParam();
+    const FreshLog log;
+    LoadedLibrary library{LoadedLibrary::withLog};
+};
+
+TEST_P(EveryFeature, SwitchesItsItemFirstAndItsHandlerSecond) {
+    // What is stored when the service hears of it: the change comes first, the notification second.
+    std::vector<std::pair<bool, bool>> seen;
+    ChangeListener service([&](const Change&) {
+        seen.emplace_back(isItemOn(), isHandlerOn());
+        return true;
+    });
+    EXPECT_EQ(feature.isEnabled(library), 0);
+    EXPECT_EQ(feature.enable(library, true), WDLT_OK);
+    EXPECT_THAT(service.heard(), ElementsAre(itemChange(), handlerChange()));
+    EXPECT_THAT(seen, ElementsAre(std::pair(true, false), std::pair(true, true)));
+    EXPECT_EQ(feature.isEnabled(library), 1);
+
+    EXPECT_EQ(feature.enable(library, true), WDLT_OK); // all is so already: nothing to tell
+    EXPECT_THAT(service.heard(), IsEmpty());
+
+    seen.clear();
+    EXPECT_EQ(feature.enable(library, false), WDLT_OK);
+    EXPECT_THAT(service.heard(), ElementsAre(itemChange(), handlerChange()));
+    EXPECT_THAT(seen, ElementsAre(std::pair(false, true), std::pair(false, false)));
+    EXPECT_EQ(feature.isEnabled(library), 0);
+    EXPECT_EQ(feature.enable(library, false), WDLT_OK);
+    EXPECT_THAT(service.heard(), IsEmpty());
+
+    // No other item and no other handler was touched.
+    for (const Feature& other : kFeatures)
+        EXPECT_EQ(tree::keyExists(itemKey(other.protocol, other.item)),
+                  other.protocol == feature.protocol && std::string_view(other.item) == feature.item);
+    EXPECT_THAT(errors(), Not(Contains(HasSubstr("Failed to"))));
+}
+
+TEST_P(EveryFeature, IsOnlyOnWithItemAndHandler) {
+    const std::string key = itemKey(feature.protocol, feature.item);
+    const struct {
+        DWORD item, handler;
+        std::int32_t expected;
+    } cases[] = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {1, 1, 1}, {2, 7, 1}};
+    for (const auto& c : cases) {
+        tree::setNumber(key, "Enable", c.item);
+        tree::setNumber(handlerKey(feature.protocol), "Enable", c.handler);
+        EXPECT_EQ(feature.isEnabled(library), c.expected) << c.item << ' ' << c.handler;
+    }
+}
+
+TEST_P(EveryFeature, StaysOnItsHandlerWhileAnotherItemNeedsIt) {
+    const std::string other = std::string_view(feature.item) == "URLFilter" ? "SAL" : "URLFilter";
+    tree::setNumber(itemKey(feature.protocol, other), "Enable", 1);
+    EXPECT_EQ(feature.enable(library, true), WDLT_OK);
+    EXPECT_TRUE(isHandlerOn());
+    ChangeListener service;
+    EXPECT_EQ(feature.enable(library, false), WDLT_OK);
+    EXPECT_THAT(service.heard(), ElementsAre(itemChange()));
+    EXPECT_TRUE(isHandlerOn());
+    EXPECT_EQ(feature.isEnabled(library), 0);
+
+    // An item above bit 15 doesn't need it.
+    tree::setNumber(itemKey(feature.protocol, other), "Enable", 0);
+    tree::setNumber(itemKey(feature.protocol, "ImManager"), "Enable", 1);
+    EXPECT_EQ(feature.enable(library, false), WDLT_OK);
+    EXPECT_THAT(service.heard(), ElementsAre(handlerChange()));
+    EXPECT_FALSE(isHandlerOn());
+}
+
+TEST_P(EveryFeature, TellsWhenItsItemFails) {
+    tree::setText(handlerKey(feature.protocol), "Scan", "ElevenChars"); // too long: no item has a place
+    tree::setNumber(handlerKey(feature.protocol), "Enable", 1);
+    EXPECT_EQ(feature.enable(library, true), WDLT_E_GENERAL);
+    EXPECT_THAT(errors(), Contains(told(feature.itemLine, true, -1)));
+    EXPECT_EQ(feature.isEnabled(library), 0);
+
+    // Switching off finds the item off; then the handler goes off too.
+    EXPECT_EQ(feature.enable(library, false), WDLT_OK);
+    EXPECT_FALSE(isHandlerOn());
+}
+
+// Between the handler's read and its write, which waits for the mutex of all writers, the handler goes.
+TEST_P(EveryFeature, TellsWhenItsHandlerFails) {
+    for (const bool on : {true, false}) {
+        layOutTree();
+        tree::setNumber(itemKey(feature.protocol, feature.item), "Enable", on ? 1 : 0);
+        tree::setNumber(handlerKey(feature.protocol), "Enable", on ? 0 : 1);
+        NamedMutex mutex("Global\\wdlt_config_mutex");
+        mutex.take();
+        std::int32_t status = WDLT_OK;
+        std::thread caller([&] { status = feature.enable(library, on); });
+        awaitLine(std::string("Trying to ")
+                      .append(on ? "enable" : "disable")
+                      .append(" Folder")
+                      .append(std::to_string(feature.protocol)));
+        tree::setNumber(handlerKey(feature.protocol), "Type", 99);
+        mutex.release();
+        caller.join();
+        EXPECT_EQ(status, WDLT_E_GENERAL);
+        EXPECT_THAT(errors(), Contains(told(feature.handlerLine, on, -1)));
+        EXPECT_EQ(isItemOn(), on);
+        EXPECT_EQ(isHandlerOn(), !on);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Exports, EveryFeature, testing::ValuesIn(kFeatures),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+// Privacy protection of several protocols at once.
+class Privacy : public testing::Test {
+  protected:
+    Privacy() { layOutTree(); }
+
+    std::vector<std::uint32_t> protocolsOn() const {
+        std::vector<std::uint32_t> on;
+        for (const std::uint32_t protocol : kProtocols)
+            if (isItemOn(protocol, "PrivacyProtection") && isHandlerOn(protocol))
+                on.push_back(protocol);
+        return on;
+    }
+
+    const TimeScale patient{"0.1"};
+    const FreshLog log;
+    LoadedLibrary library{LoadedLibrary::withLog};
+};
+
+TEST_F(Privacy, AllProtocolsInAscendingOrder) {
+    ChangeListener service;
+    EXPECT_EQ(WDLT_CALL(library, WdltPdpEnable)(1), WDLT_OK);
+    std::vector<Change> expected;
+    for (std::uint32_t protocol = 2; protocol <= 7; ++protocol) {
+        expected.push_back({10000 + protocol, 8});
+        expected.push_back({10000 + protocol, 0});
+    }
+    EXPECT_THAT(service.heard(), ElementsAreArray(expected));
+    EXPECT_THAT(protocolsOn(), ElementsAre(2, 3, 4, 5, 6, 7)); // POP3 has none
+    EXPECT_EQ(WDLT_CALL(library, WdltPdpIsEnabled)(), 1);
+    EXPECT_EQ(WDLT_CALL(library, WdltPdpEnable)(0), WDLT_OK);
+    EXPECT_THAT(service.heard(), ElementsAreArray(expected));
+    EXPECT_THAT(protocolsOn(), IsEmpty());
+}
+
+TEST_F(Privacy, TheTypesMeanProtocols) {
+    const auto enable = WDLT_CALL(library, WdltPdpProtocolEnable);
+    const auto isEnabled = WDLT_CALL(library, WdltPdpIsProtocolEnabled);
+    EXPECT_EQ(enable(1, 0), WDLT_OK);
+    EXPECT_EQ(enable(1, 0xFFEEEEEE), WDLT_OK); // all bits that mean none
+    EXPECT_THAT(protocolsOn(), IsEmpty());
+    EXPECT_EQ(isEnabled(0), 0);
+    EXPECT_EQ(enable(1, 0x10 | 0x1000 | 0x2), WDLT_OK);
+    EXPECT_THAT(protocolsOn(), ElementsAre(3, 5));
+    const struct {
+        std::uint32_t types;
+        std::int32_t expected;
+    } cases[] = {{0x10, 1}, {0x1000, 1}, {0x1010, 1}, {0x1012, 1}, {0x1011, 0}, {0x2, 0}, {0xFFFFFFFF, 0}, {0x100, 0}};
+    for (const auto& c : cases)
+        EXPECT_EQ(isEnabled(c.types), c.expected) << c.types;
+    EXPECT_EQ(WDLT_CALL(library, WdltPdpIsEnabled)(), 0);
+    EXPECT_EQ(enable(0, 0x1001), WDLT_OK);
+    EXPECT_THAT(protocolsOn(), ElementsAre(3));
+}
+
+TEST_F(Privacy, TheFirstFailureEndsIt) {
+    tree::clear(tree::path(handlerKey(4)));
+    EXPECT_EQ(WDLT_CALL(library, WdltPdpEnable)(1), WDLT_E_GENERAL);
+    EXPECT_THAT(protocolsOn(), ElementsAre(2, 3));
+    EXPECT_THAT(errors(), Contains("Failed to enable PDP PE for PH 4: -1"));
+    EXPECT_FALSE(tree::keyExists(itemKey(5, "PrivacyProtection")));
+    EXPECT_EQ(WDLT_CALL(library, WdltPdpEnable)(0), WDLT_OK); // one that isn't there is off
+    EXPECT_THAT(protocolsOn(), IsEmpty());
+}
+
+TEST(NoHandlers, NothingGoesOnAndAllIsOff) {
+    tree::clear();
+    const FreshLog log;
+    const LoadedLibrary library(LoadedLibrary::withLog);
+    for (const Feature& feature : kFeatures) {
+        EXPECT_EQ(feature.enable(library, true), WDLT_E_GENERAL) << feature.name;
+        EXPECT_EQ(feature.isEnabled(library), 0) << feature.name;
+        EXPECT_EQ(feature.enable(library, false), WDLT_OK) << feature.name;
+        EXPECT_THAT(errors(), Contains(told(feature.itemLine, true, -1)));
+    }
+    EXPECT_FALSE(tree::keyExists(""));
+}
+
+} // namespace

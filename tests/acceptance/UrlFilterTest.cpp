@@ -1,0 +1,367 @@
+// The URL filter and the host filter as callers of the library have them: settings, lists, and the question whether a
+// URL is on a list, with a service that answers, one that doesn't, and none.
+#include "FakeService.h"
+#include "FreshLog.h"
+#include "LoadedLibrary.h"
+#include "TestHome.h"
+#include "TimeScale.h"
+#include "Tree.h"
+#include "UrlCategoryDB.h"
+
+#include <wdltcfg/addresses.h>
+#include <wdltcfg/records.h>
+#include <wdltcfg/status.h>
+#include <wdltcfg/wdltcfg.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+const std::string kUrlKey = "Scan\\Common\\URLFilter\\config";
+const std::string kHostKey = "Scan\\Common\\HostFilter\\config";
+constexpr Change kUrlChange{0, WDLT_SCAN_URL_FILTER};
+
+template <std::size_t Size>
+void put(char (&field)[Size], const std::string& text) {
+    std::memset(field, 0, Size);
+    text.copy(field, Size - 1);
+}
+
+WdpeUrlfUrlRecord urlOf(const std::string& text) {
+    WdpeUrlfUrlRecord record;
+    put(record.szUrl, text);
+    return record;
+}
+
+class UrlFilter : public testing::Test {
+  protected:
+    UrlFilter() {
+        tree::clear();
+        const std::string home = TestHome::instance().path().string();
+        std::filesystem::remove_all(home + "/install");
+        for (const char* const folder : {"/install", "/temp"})
+            std::filesystem::create_directories(home + folder);
+        tree::setText("", "InstallPath", home + "/install/");
+        tree::setText("", "TempPath", home + "/temp/");
+        for (const char* const name : {"Mode", "EnableServerLookup", "EnableProxy", "EnableCategoryChk", "EnablePharm",
+                                       "CategoryNonBlock", "PharmingNonBlock", "NotifyAll", "EnableCredibilityChk",
+                                       "CredibilityNonBlock", "EnablePhishChk", "PhishNonBlock"})
+            tree::setNumber(kUrlKey, name, 0);
+        tree::setText(kUrlKey, "BlockCategoryGroups", "");
+        tree::setText(kUrlKey, "BlockPhishCategoryGrps", "");
+        tree::setText(kUrlKey, "Whitelist", "white.dat");
+        tree::setText(kUrlKey, "Blacklist", "black.dat");
+    }
+
+    std::int32_t writeList(std::uint32_t type, const std::vector<std::string>& urls) {
+        std::vector<WdpeUrlfUrlRecord> records;
+        for (const std::string& url : urls)
+            records.push_back(urlOf(url));
+        return WDLT_CALL(library, WdltUrlfWriteRecordList)(type, records.data(),
+                                                           static_cast<std::int32_t>(records.size()));
+    }
+    std::int32_t isOnList(std::uint32_t type, const std::string& url) {
+        const WdpeUrlfUrlRecord record = urlOf(url);
+        return WDLT_CALL(library, WdltUrlfIsRecordExists)(type, &record);
+    }
+
+    const TimeScale patient{"0.1"};
+    const FreshLog log;
+    LoadedLibrary library{LoadedLibrary::withLog};
+};
+
+TEST_F(UrlFilter, SettingsAndProxyLeaveEachOtherAlone) {
+    ChangeListener service;
+    WdltUrlfConfig config{};
+    config.dwMode = 3;
+    config.dwUserDefinedCredLevel = -5;
+    config.dwEnableWdufeDns = 0;
+    put(config.szBlockCategoryGroups, "7,8");
+    put(config.szBlockPhishCategoryGrps, "9");
+    ASSERT_EQ(WDLT_CALL(library, WdltUrlfWriteConfig)(&config), WDLT_OK);
+    WdltUrlfProxy proxy{1, "proxy.example", 3128, "user", "password"};
+    ASSERT_EQ(WDLT_CALL(library, WdltUrlfWriteProxy)(&proxy), WDLT_OK);
+    config.dwMode = 4;
+    ASSERT_EQ(WDLT_CALL(library, WdltUrlfWriteConfig)(&config), WDLT_OK);
+    EXPECT_THAT(service.heard(), ElementsAre(kUrlChange, kUrlChange, kUrlChange));
+
+    WdltUrlfConfig readConfig;
+    std::memset(&readConfig, 0xEE, sizeof readConfig);
+    ASSERT_EQ(WDLT_CALL(library, WdltUrlfReadConfig)(&readConfig), WDLT_OK);
+    EXPECT_EQ(std::memcmp(&readConfig, &config, sizeof config), 0);
+    WdltUrlfProxy readProxy{};
+    ASSERT_EQ(WDLT_CALL(library, WdltUrlfReadProxy)(&readProxy), WDLT_OK);
+    EXPECT_STREQ(readProxy.szProxyServer, "proxy.example");
+    EXPECT_STREQ(readProxy.szProxyPassword, "password");
+    EXPECT_EQ(readProxy.dwProxyPort, 3128u);
+
+    tree::deleteValue(kUrlKey, "NotifyAll");
+    EXPECT_EQ(WDLT_CALL(library, WdltUrlfWriteConfig)(&config), WDLT_E_NOT_FOUND); // a first write can't create them
+    EXPECT_EQ(WDLT_CALL(library, WdltUrlfReadProxy)(&readProxy), WDLT_E_NOT_FOUND);
+    EXPECT_THAT(service.heard(), IsEmpty());
+    EXPECT_TRUE(library.logged("CFuncUrlf::ConfigWrite(): Failed to read config: -16"));
+    EXPECT_EQ(WDLT_CALL(library, WdltUrlfReadConfig)(nullptr), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_EQ(WDLT_CALL(library, WdltUrlfWriteProxy)(nullptr), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_TRUE(library.logged("CFuncUrlf::ConfigRead: pConfig is NULL"));
+}
+
+TEST_F(UrlFilter, AListIsReadWholeOrNotAtAll) {
+    ChangeListener service;
+    ASSERT_EQ(writeList(WDLT_LIST_WHITE, {"http://a.b/*", "*c.d*", "http://e.f/g"}), WDLT_OK);
+    EXPECT_THAT(service.heard(), ElementsAre(kUrlChange));
+    std::vector<WdpeUrlfUrlRecord> records(4, urlOf("untouched"));
+    const auto read = WDLT_CALL(library, WdltUrlfReadRecordList);
+    std::int32_t count = 0;
+    EXPECT_EQ(read(WDLT_LIST_WHITE, nullptr, &count), WDLT_E_BUFFER_SIZE);
+    EXPECT_EQ(count, 3);
+    count = 2;
+    EXPECT_EQ(read(WDLT_LIST_WHITE, records.data(), &count), WDLT_E_BUFFER_SIZE);
+    EXPECT_EQ(count, 3);
+    EXPECT_STREQ(records[0].szUrl, "untouched");
+    count = 4;
+    EXPECT_EQ(read(WDLT_LIST_WHITE, records.data(), &count), WDLT_OK);
+    EXPECT_EQ(count, 3);
+    EXPECT_STREQ(records[2].szUrl, "http://e.f/g");
+    EXPECT_STREQ(records[3].szUrl, "untouched");
+    EXPECT_EQ(read(7, records.data(), &count), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_EQ(read(WDLT_LIST_BLACK, records.data(), &count), WDLT_E_FILE_NOT_FOUND);
+
+    const auto write = WDLT_CALL(library, WdltUrlfWriteRecordList);
+    EXPECT_EQ(write(WDLT_LIST_WHITE, nullptr, 1), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_EQ(write(2, records.data(), 1), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_EQ(write(WDLT_LIST_WHITE, records.data(), WDLT_MAX_URL_RECORDS + 1), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_EQ(write(WDLT_LIST_WHITE, records.data(), -1), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_TRUE(library.logged("CFuncUrlf::RecordListWrite(): count 501 exceeds the maximum"));
+    EXPECT_EQ(writeList(WDLT_LIST_WHITE, {"a", ""}), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_THAT(service.heard(), IsEmpty());
+    count = 4;
+    EXPECT_EQ(read(WDLT_LIST_WHITE, records.data(), &count), WDLT_OK);
+    EXPECT_EQ(count, 3); // none of it changed anything
+    EXPECT_EQ(writeList(WDLT_LIST_WHITE, std::vector<std::string>(WDLT_MAX_URL_RECORDS, "x")), WDLT_OK);
+    EXPECT_EQ(write(WDLT_LIST_WHITE, nullptr, 0), WDLT_OK);
+    EXPECT_EQ(read(WDLT_LIST_WHITE, records.data(), &count), WDLT_OK);
+    EXPECT_EQ(count, 0);
+}
+
+TEST_F(UrlFilter, CategoriesAreReadAsFarAsThereIsRoom) {
+    tree::setText(kUrlKey, "CategoryFile", "cat.dat");
+    const auto list = std::make_unique<WdpeUrlfCategoryList>();
+    list->dwNumOfRecords = 3;
+    for (std::uint8_t i = 0; i < 3; ++i) {
+        list->records[i].byId[0] = i;
+        put(list->records[i].szName, "category " + std::to_string(i));
+    }
+    CUrlCategoryDB store;
+    std::uint64_t size = sizeof *list;
+    ASSERT_EQ(store.Write((TestHome::instance().path() / "install" / "cat.dat").c_str(), list.get(), &size), WDLT_OK);
+    const auto read = WDLT_CALL(library, WdltUrlfReadCategory);
+    std::int32_t count = 0;
+    EXPECT_EQ(read(nullptr, &count), WDLT_OK);
+    EXPECT_EQ(count, 3);
+    std::vector<WdpeUrlfCategory> some(4);
+    count = 2;
+    EXPECT_EQ(read(some.data(), &count), WDLT_OK);
+    EXPECT_EQ(count, 2);
+    EXPECT_STREQ(some[1].szName, "category 1");
+    EXPECT_EQ(some[2].szName[0], '\0');
+    count = 4;
+    EXPECT_EQ(read(some.data(), &count), WDLT_OK);
+    EXPECT_EQ(count, 3);
+    EXPECT_EQ(WDLT_CALL(library, WdltUrlfReadCategoryGroup)(nullptr, &count), WDLT_E_NOT_FOUND);
+    EXPECT_EQ(count, 3);
+}
+
+TEST_F(UrlFilter, WithoutAServiceTheListsFileAnswers) {
+    EXPECT_EQ(isOnList(WDLT_LIST_WHITE, "http://a.b/c"), 0); // nor a file
+    EXPECT_TRUE(library.logged("CFuncUrlf::IsUrlRecordExistsInDB: Failed to query DB: -6"));
+    ASSERT_EQ(writeList(WDLT_LIST_WHITE, {"http://a.b/*"}), WDLT_OK);
+    ASSERT_EQ(writeList(WDLT_LIST_BLACK, {"*bad*"}), WDLT_OK);
+    EXPECT_EQ(isOnList(WDLT_LIST_WHITE, "HTTP://A.B/c"), 1);
+    EXPECT_EQ(isOnList(WDLT_LIST_WHITE, "http://x.bad/"), 0);
+    EXPECT_EQ(isOnList(7, "http://x.bad/"), 1); // anything but white is black
+    EXPECT_EQ(WDLT_CALL(library, WdltUrlfIsRecordExists)(WDLT_LIST_WHITE, nullptr), 0);
+}
+
+// The question as the service sees it, and its answer.
+struct Asked {
+    std::uint32_t listType;
+    std::string url;
+};
+
+class Answerer {
+  public:
+    // `answer`: the found flag; `reply`: the status word; without `answers` it keeps silent.
+    Answerer(std::uint32_t answer, std::int32_t reply, bool answers = true)
+        : m_service("wdlt_action", 20, [this, answer, reply, answers](BYTE* memory) {
+              std::uint32_t words[5];
+              std::memcpy(words, memory, sizeof words);
+              wellAsked = wellAsked && words[0] == 0xFFFFFFFF && words[1] == WDLT_PROTOCOL_HTTP &&
+                          words[2] == WDLT_SCAN_URL_FILTER && words[3] == 300 && words[4] == 1;
+              HANDLE mapping = OpenFileMappingA(FILE_MAP_ALL_ACCESS, FALSE, "Global\\wdlt_urlfilter_action_data_map");
+              auto* const question = static_cast<BYTE*>(MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 2093));
+              std::memcpy(&asked.listType, question, sizeof asked.listType);
+              asked.url = reinterpret_cast<const char*>(question + 4);
+              std::uint32_t flag = 0;
+              std::memcpy(&flag, question + 2088, sizeof flag);
+              wellAsked = wellAsked && flag == 0;
+              // What the asker gets must be the answer to its own URL, also when several ask at once.
+              flag = asked.url.find("yes") != std::string::npos ? 1 : answer;
+              std::memcpy(question + 2088, &flag, sizeof flag);
+              UnmapViewOfFile(question);
+              CloseHandle(mapping);
+              std::memcpy(memory, &reply, sizeof reply);
+              return answers;
+          }) {}
+
+    std::atomic<bool> wellAsked{true};
+    Asked asked;
+
+  private:
+    FakeService m_service;
+};
+
+TEST_F(UrlFilter, TheServiceAnswersBeforeTheFile) {
+    ASSERT_EQ(writeList(WDLT_LIST_BLACK, {"*in-file*"}), WDLT_OK);
+    {
+        Answerer service(0, 0);
+        EXPECT_EQ(isOnList(WDLT_LIST_BLACK, "http://in-file/"), 0);
+        EXPECT_EQ(service.asked.listType, WDLT_LIST_BLACK);
+        EXPECT_EQ(service.asked.url, "http://in-file/");
+        EXPECT_EQ(isOnList(WDLT_LIST_WHITE, "http://yes/"), 1);
+        EXPECT_EQ(service.asked.listType, WDLT_LIST_WHITE);
+        EXPECT_TRUE(service.wellAsked);
+    }
+    {
+        Answerer oddFlag(2, 0);
+        EXPECT_EQ(isOnList(WDLT_LIST_BLACK, "http://in-file/"), 0); // only 1 is a yes
+    }
+    {
+        Answerer refusing(0, 5);
+        EXPECT_EQ(isOnList(WDLT_LIST_BLACK, "http://in-file/"), 1);
+    }
+    {
+        const TimeScale impatient{"0.001"};
+        Answerer silent(0, 0, false);
+        EXPECT_EQ(isOnList(WDLT_LIST_BLACK, "http://in-file/"), 1);
+        EXPECT_TRUE(library.logged("Failed to send in ActionEventSender"));
+    }
+    EXPECT_EQ(isOnList(WDLT_LIST_BLACK, "http://in-file/"), 1);
+}
+
+TEST_F(UrlFilter, AskersAtTheSameTimeGetTheirOwnAnswers) {
+    Answerer service(0, 0);
+    std::atomic<int> wrong{0};
+    std::vector<std::jthread> askers;
+    for (int asker = 0; asker < 4; ++asker)
+        askers.emplace_back([&, asker] {
+            const bool isOn = asker % 2 == 0;
+            for (int round = 0; round < 25; ++round)
+                if (isOnList(WDLT_LIST_WHITE, isOn ? "http://yes/" : "http://no/") != (isOn ? 1 : 0))
+                    ++wrong;
+        });
+    askers.clear();
+    EXPECT_EQ(wrong, 0);
+    EXPECT_TRUE(service.wellAsked);
+}
+
+TEST_F(UrlFilter, SmallSettings) {
+    ChangeListener service;
+    const auto writeUuc = WDLT_CALL(library, WdltUrlfWriteUUC);
+    WdpeUrlfUUC uuc{};
+    EXPECT_EQ(writeUuc(&uuc), WDLT_OK); // as it is stored
+    EXPECT_THAT(service.heard(), IsEmpty());
+    uuc = {1, 0, 1};
+    EXPECT_EQ(writeUuc(&uuc), WDLT_OK);
+    WdpeUrlfUUC again{};
+    EXPECT_EQ(WDLT_CALL(library, WdltUrlfReadUUC)(&again), WDLT_OK);
+    EXPECT_EQ(std::memcmp(&again, &uuc, sizeof uuc), 0);
+    EXPECT_EQ(writeUuc(&again), WDLT_OK);
+    EXPECT_THAT(service.heard(), ElementsAre(kUrlChange));
+
+    EXPECT_EQ(WDLT_CALL(library, WdltUrlfIsBackupLKQRetryEnabled)(), 1);
+    EXPECT_EQ(WDLT_CALL(library, WdltUrlfEnableBackupLKQRetry)(0), WDLT_OK);
+    EXPECT_EQ(WDLT_CALL(library, WdltUrlfIsBackupLKQRetryEnabled)(), 0);
+    std::uint32_t family = 99;
+    EXPECT_EQ(WDLT_CALL(library, WdltUrlfSetSocketFamily)(2), WDLT_OK);
+    EXPECT_EQ(WDLT_CALL(library, WdltUrlfGetSocketFamily)(&family), WDLT_OK);
+    EXPECT_EQ(family, 2u);
+    EXPECT_EQ(WDLT_CALL(library, WdltUrlfSetQXNGuid)("01234567-89ab"), WDLT_OK);
+    EXPECT_EQ(tree::get(kUrlKey, "QXNGuid")->data.size(), 16u);
+
+    WdpeUrlfRSInfo server{"", 8080};
+    const auto writeServer = WDLT_CALL(library, WdltUrlfWriteRSInfo);
+    EXPECT_EQ(writeServer(&server), WDLT_E_INVALID_ARGUMENT);
+    put(server.szRatingServer, "rating.example");
+    EXPECT_EQ(writeServer(&server), WDLT_E_NOT_FOUND);
+    tree::set(kUrlKey, "LookupServer", REG_BINARY, "", 0);
+    EXPECT_EQ(writeServer(&server), WDLT_OK);
+    WdpeUrlfRSInfo stored{};
+    EXPECT_EQ(WDLT_CALL(library, WdltUrlfReadRSInfo)(&stored), WDLT_OK);
+    EXPECT_EQ(std::memcmp(&stored, &server, sizeof stored), 0);
+
+    const auto setHeader = WDLT_CALL(library, WdltUrlfSetExtraHeader);
+    WdpeUrlfExtraHeader header{0, 4, {1, 2, 3, 4}};
+    std::vector<char> whole(sizeof header + 4);
+    std::memcpy(whole.data(), &header, sizeof header);
+    EXPECT_EQ(setHeader(&header), 1);
+    header.dwVersion = 2;
+    EXPECT_EQ(setHeader(&header), WDLT_E_VERSION);
+    whole[0] = 1;
+    EXPECT_EQ(setHeader(reinterpret_cast<const WdpeUrlfExtraHeader*>(whole.data())), WDLT_OK);
+    EXPECT_EQ(tree::number(kUrlKey, "ExtraHeaderVersion"), 1u);
+    EXPECT_EQ(WDLT_CALL(library, WdltUrlhReadRecordList)(nullptr, nullptr), 0);
+
+    tree::clear(tree::path("Scan"));
+    family = 99;
+    EXPECT_EQ(WDLT_CALL(library, WdltUrlfIsBackupLKQRetryEnabled)(), 1);
+    EXPECT_EQ(WDLT_CALL(library, WdltUrlfGetSocketFamily)(&family), WDLT_OK);
+    EXPECT_EQ(family, 99u);
+}
+
+TEST_F(UrlFilter, HostFilter) {
+    ChangeListener service;
+    WdpeHosfData config{1, 1, ".gif,.png"};
+    EXPECT_EQ(WDLT_CALL(library, WdltHosfWriteConfig)(&config), WDLT_E_REGISTRY);
+    tree::setNumber(kHostKey, "EnablePrivateIPCheck", 0);
+    tree::setNumber(kHostKey, "NonBlock", 0);
+    tree::setText(kHostKey, "ExclusionExtensions", "");
+    EXPECT_EQ(WDLT_CALL(library, WdltHosfWriteConfig)(&config), WDLT_OK);
+    WdpeHosfData again{};
+    EXPECT_EQ(WDLT_CALL(library, WdltHosfReadConfig)(&again), WDLT_OK);
+    EXPECT_EQ(std::memcmp(&again, &config, sizeof again), 0);
+
+    tree::setText(kHostKey, "Whitelist", "hosts.dat");
+    std::vector<WdpeHosfHostRecord> records(WDLT_MAX_HOST_RECORDS + 1);
+    for (std::size_t i = 0; i < records.size(); ++i)
+        std::memcpy(records[i].byHost, &i, sizeof i);
+    const auto write = WDLT_CALL(library, WdltHosfWriteRecordList);
+    EXPECT_EQ(write(nullptr, 0), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_EQ(write(records.data(), WDLT_MAX_HOST_RECORDS + 1), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_EQ(write(records.data(), WDLT_MAX_HOST_RECORDS), WDLT_OK);
+    constexpr Change kHostChange{0, WDLT_SCAN_HOST_FILTER};
+    EXPECT_THAT(service.heard(), ElementsAre(kHostChange, kHostChange));
+    const auto read = WDLT_CALL(library, WdltHosfReadRecordList);
+    std::int32_t count = 0;
+    EXPECT_EQ(read(nullptr, &count), WDLT_OK);
+    EXPECT_EQ(count, WDLT_MAX_HOST_RECORDS);
+    std::vector<WdpeHosfHostRecord> some(3);
+    count = 2;
+    EXPECT_EQ(read(some.data(), &count), WDLT_OK);
+    EXPECT_EQ(count, 2);
+    EXPECT_EQ(std::memcmp(some.data(), records.data(), 2 * sizeof some[0]), 0);
+    EXPECT_EQ(some[2].byHost[0], 0);
+}
+
+} // namespace

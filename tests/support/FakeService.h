@@ -1,0 +1,133 @@
+// The running service's side of an exchange, for tests: its memory and events, and a thread that answers as the test
+// says.
+#pragma once
+
+#include <platform/win32.h>
+
+#include <atomic>
+#include <cstdint>
+#include <cstring>
+#include <functional>
+#include <mutex>
+#include <ostream>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+// What the service makes of one exchange; without memory (0 bytes) or events it is half there.
+class ServiceObjects {
+  public:
+    explicit ServiceObjects(const std::string& name, DWORD bytes, bool withEvents = true) {
+        const std::string prefixed = "Global\\" + name;
+        if (withEvents) {
+            m_request = made(CreateEventA(nullptr, FALSE, FALSE, (prefixed + "_WdEvent").c_str()));
+            m_reply = made(CreateEventA(nullptr, FALSE, FALSE, (prefixed + "_WdEvent_ret").c_str()));
+        }
+        if (bytes > 0) {
+            m_mapping = made(CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, bytes,
+                                                (prefixed + "_WdMemory").c_str()));
+            m_memory = static_cast<BYTE*>(made(MapViewOfFile(m_mapping, FILE_MAP_ALL_ACCESS, 0, 0, 0)));
+        }
+    }
+    ~ServiceObjects() {
+        if (m_memory != nullptr)
+            UnmapViewOfFile(m_memory);
+        for (HANDLE handle : {m_mapping, m_request, m_reply})
+            if (handle != nullptr)
+                CloseHandle(handle);
+    }
+    ServiceObjects(const ServiceObjects&) = delete;
+    ServiceObjects& operator=(const ServiceObjects&) = delete;
+
+    BYTE* memory() const { return m_memory; }
+    void request() const { SetEvent(m_request); }
+    void reply() const { SetEvent(m_reply); }
+    bool hears(DWORD milliseconds = INFINITE) const {
+        return WaitForSingleObject(m_request, milliseconds) == WAIT_OBJECT_0;
+    }
+
+  private:
+    static HANDLE made(HANDLE handle) {
+        if (handle == nullptr)
+            throw std::runtime_error("the service's objects can't be made: " + std::to_string(GetLastError()));
+        return handle;
+    }
+
+    HANDLE m_request = nullptr;
+    HANDLE m_reply = nullptr;
+    HANDLE m_mapping = nullptr;
+    BYTE* m_memory = nullptr;
+};
+
+class FakeService {
+  public:
+    // Called in the service's thread for each request, with its memory: whether it answers.
+    using Hear = std::function<bool(BYTE* memory)>;
+
+    FakeService(const std::string& name, DWORD bytes, Hear hear)
+        : m_objects(name, bytes), m_thread([this, hear = std::move(hear)] {
+              while (m_objects.hears() && !m_stopped)
+                  if (hear(m_objects.memory()))
+                      m_objects.reply();
+          }) {}
+    ~FakeService() {
+        m_stopped = true;
+        m_objects.request();
+        m_thread.join();
+    }
+    FakeService(const FakeService&) = delete;
+    FakeService& operator=(const FakeService&) = delete;
+
+  private:
+    ServiceObjects m_objects;
+    std::atomic<bool> m_stopped{false};
+    std::thread m_thread;
+};
+
+// One change notification.
+struct Change {
+    std::uint32_t protocol;
+    std::uint32_t scan;
+
+    bool operator==(const Change&) const = default;
+    static Change in(const BYTE* memory) {
+        Change change{};
+        std::memcpy(&change, memory, sizeof change);
+        return change;
+    }
+};
+
+inline std::ostream& operator<<(std::ostream& out, const Change& change) {
+    return out << '(' << change.protocol << ", " << change.scan << ')';
+}
+
+// A service that keeps the notifications it hears.
+class ChangeListener {
+  public:
+    // `hear` is called before each answer, in the service's thread; without one every notification is answered.
+    explicit ChangeListener(std::function<bool(const Change&)> hear = {})
+        : m_hear(std::move(hear)), m_service("wdlt_config_change_evt", sizeof(Change),
+                                             [this](BYTE* memory) { return note(Change::in(memory)); }) {}
+
+    // What was heard since the last call.
+    std::vector<Change> heard() {
+        const std::lock_guard lock(m_mutex);
+        return std::exchange(m_heard, {});
+    }
+
+  private:
+    bool note(const Change& change) {
+        {
+            const std::lock_guard lock(m_mutex);
+            m_heard.push_back(change);
+        }
+        return !m_hear || m_hear(change);
+    }
+
+    std::function<bool(const Change&)> m_hear;
+    std::mutex m_mutex;
+    std::vector<Change> m_heard;
+    FakeService m_service; // last: its thread uses the others
+};

@@ -1,0 +1,66 @@
+// What stands in the shared objects of a reader/writer lock, read past the lock itself. Has the objects open for the
+// length of a call only, so that it keeps no lock alive.
+#pragma once
+
+#include <platform/robust.h>
+#include <platform/win32.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <utility>
+#include <vector>
+
+class LockMemory {
+  public:
+    explicit LockMemory(std::string base) : m_prefix("Global\\" + std::move(base)) {}
+
+    // ~0 where the lock has no such memory.
+    std::uint32_t count() const {
+        const auto bytes = copy("_RW_MEMORY");
+        std::uint32_t count = ~std::uint32_t{0};
+        if (bytes.size() == sizeof count)
+            std::memcpy(&count, bytes.data(), sizeof count);
+        return count;
+    }
+    std::uint32_t readsInRows() const {
+        struct Row {
+            WD_TAG tag;
+            std::uint32_t reads;
+            std::uint32_t reserved;
+        };
+        const auto bytes = copy("_RW_HOLDERS");
+        std::uint32_t sum = bytes.empty() ? ~std::uint32_t{0} : 0;
+        for (std::size_t at = 0; at + sizeof(Row) <= bytes.size(); at += sizeof(Row)) {
+            Row row{};
+            std::memcpy(&row, bytes.data() + at, sizeof row);
+            if (row.tag != 0)
+                sum += row.reads;
+        }
+        return sum;
+    }
+    // Who took the token; 0 when it is signalled.
+    WD_TAG taker() const {
+        HANDLE event = OpenEventA(EVENT_ALL_ACCESS, FALSE, (m_prefix + "_RW_EVENT").c_str());
+        const WD_TAG taker = event == nullptr ? ~WD_TAG{0} : WdEventTaker(event);
+        CloseHandle(event);
+        return taker;
+    }
+
+  private:
+    std::vector<std::byte> copy(const char* suffix) const {
+        const std::string name = m_prefix + suffix;
+        HANDLE mapping = OpenFileMappingA(FILE_MAP_READ, FALSE, name.c_str());
+        const std::size_t size = name.ends_with("_RW_MEMORY") ? sizeof(std::uint32_t) : std::size_t{4096} * 16;
+        const auto* view = static_cast<const std::byte*>(MapViewOfFile(mapping, FILE_MAP_READ, 0, 0, size));
+        std::vector<std::byte> bytes;
+        if (view != nullptr)
+            bytes.assign(view, view + size);
+        UnmapViewOfFile(view);
+        CloseHandle(mapping);
+        return bytes;
+    }
+
+    std::string m_prefix;
+};

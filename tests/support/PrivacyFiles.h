@@ -1,0 +1,179 @@
+// The privacy items as their tests see them: settings, files by layout, made and enciphered here, apart from the
+// library's own code, and all that an operation may change, to be compared.
+#pragma once
+
+#include "Rijndael.h"
+#include "StoreKeys.h"
+
+#include <TestFiles.h>
+#include <Tree.h>
+
+#include <wdltcfg/charsets.h>
+#include <wdltcfg/records.h>
+
+#include <cstdint>
+#include <cstring>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace privacy_files {
+
+inline const std::string kKey = "Scan\\Common\\PrivacyProtection\\config";
+inline constexpr const char* kDatabase = "install/pdp.db";
+inline constexpr const char* kBackup = "install/pdp.bak";
+inline constexpr const char* kPresence = "Global\\_PRIVACY_DATA_PROTECTION_CONFIG_MUTEX";
+
+inline std::string number(std::uint32_t value) {
+    std::string bytes;
+    for (int shift = 0; shift < 32; shift += 8)
+        bytes += static_cast<char>(value >> shift & 0xFF);
+    return bytes;
+}
+
+inline std::string message(const std::string& plain) {
+    Rijndael cipher;
+    cipher.Init(Rijndael::kCbc, Rijndael::kEncrypt, wdlt::kPrivacyKey.data(), Rijndael::kKey16Bytes);
+    std::string bytes((plain.size() / 16 + 1) * 16, '\0');
+    cipher.PadEncrypt(reinterpret_cast<const std::uint8_t*>(plain.data()), static_cast<std::int32_t>(plain.size()),
+                      reinterpret_cast<std::uint8_t*>(bytes.data()));
+    return bytes;
+}
+
+inline std::string filled(std::string text, std::size_t bytes) {
+    text.resize(bytes, '\0');
+    return text;
+}
+
+inline std::string header(std::uint32_t records) {
+    return filled("__PRIVACY_DATA_PROTECTION__", 32) + filled("01.01.00", 16) + number(20260120) + number(123456) +
+           number(records) + number(0);
+}
+inline std::string record(std::uint32_t index, std::uint32_t item, std::uint32_t charSet, const std::string& pattern) {
+    return number(index) + number(item) + number(charSet) + message(filled(pattern, 112));
+}
+inline std::string exclusionHeader(std::uint32_t count, std::size_t bytes) {
+    return number(count) + number(static_cast<std::uint32_t>(bytes));
+}
+// Of a plain message as it is; a writer's has the text's zero at its end.
+inline std::string rawExclusion(std::uint32_t id, std::uint32_t target, const std::string& plain) {
+    const std::string text = message(plain);
+    return number(id) + number(target) + number(static_cast<std::uint32_t>(text.size())) + text;
+}
+inline std::string exclusion(std::uint32_t id, const std::string& text) {
+    return rawExclusion(id, 16, text + '\0');
+}
+inline std::string emptyFile() {
+    return header(0) + exclusionHeader(0, 0);
+}
+// Two records and two exclusions.
+inline std::string smallFile() {
+    const std::string exclusions = exclusion(7, "www.example.com") + exclusion(8, "intranet");
+    return header(2) + record(0, 3, WDLT_CHARSET_US_ASCII, "4711 0815") + record(1, 4, WDLT_CHARSET_US_ASCII, "2") +
+           exclusionHeader(2, exclusions.size()) + exclusions;
+}
+
+template <std::size_t Size>
+void put(char (&field)[Size], const std::string& text) {
+    std::memset(field, 0, Size);
+    text.copy(field, Size - 1);
+}
+
+inline PrivacyViewItem item(std::uint32_t index, const std::string& data, const std::string& name = "name") {
+    PrivacyViewItem made{};
+    made.dwItemIndex = index;
+    made.dwScanTarget = index * 10;
+    put(made.szItemName, name);
+    put(made.szDescription, "description of " + name);
+    put(made.szPrivacyData, data);
+    return made;
+}
+inline PrivacyExclusionItem exclusionItem(std::uint32_t id, const std::string& text, std::uint32_t target = 16) {
+    PrivacyExclusionItem made{};
+    made.dwExclusionId = id;
+    made.dwScanTarget = target;
+    put(made.szText, text);
+    return made;
+}
+
+inline PrivacyControlData control(std::uint32_t charSets = WDLT_CHARSET_US_ASCII) {
+    return {charSets, 0, WDLT_CHARSET_UTF_8, 1, 1, 32, 0, "pdp.db", "pdp.bak"};
+}
+
+// A write's buffer, at an odd address.
+template <class Head, class Item>
+std::vector<char> bufferOf(const Head& head, const std::vector<Item>& items) {
+    std::vector<char> bytes(1 + sizeof head + items.size() * sizeof(Item));
+    std::memcpy(bytes.data() + 1, &head, sizeof head);
+    if (!items.empty())
+        std::memcpy(bytes.data() + 1 + sizeof head, items.data(), items.size() * sizeof(Item));
+    return bytes;
+}
+inline std::vector<char> bufferOf(PrivacyControlData head, const std::vector<PrivacyViewItem>& items) {
+    head.dwItemEntryCount = static_cast<std::uint32_t>(items.size());
+    return bufferOf<PrivacyControlData, PrivacyViewItem>(head, items);
+}
+inline std::vector<char> bufferOf(const std::vector<PrivacyExclusionItem>& items) {
+    return bufferOf(PrivacyExclusionListHead{static_cast<std::uint32_t>(items.size()), 0xEEEEEEEE}, items);
+}
+
+// All that a write may change. Date and time of the database are taken as equal.
+struct State {
+    std::string database;
+    std::string backup; // "-" when there is none
+    std::vector<std::string> temporary;
+    std::map<std::string, std::string> values;
+    bool operator==(const State&) const = default;
+};
+
+class PrivacyTest : public TestFiles {
+  protected:
+    static void SetUpTestSuite() { WdTestRereadEnvironment(); }
+
+    PrivacyTest() {
+        tree::clear();
+        std::filesystem::create_directory(at("install"));
+        std::filesystem::create_directory(at("temp"));
+        tree::setText("", "InstallPath", at("install").string() + "/");
+        tree::setText("", "TempPath", at("temp").string() + "/");
+        settings(control());
+        put("install/pdp.db", emptyFile());
+    }
+
+    using TestFiles::put;
+
+    static void settings(const PrivacyControlData& control) {
+        tree::setNumber(kKey, "CharSetEntry", control.dwCharSetEntry);
+        tree::setNumber(kKey, "ExtCharSetEntry", control.dwExtCharSetEntry);
+        tree::setNumber(kKey, "DefaultCharSet", control.dwDefaultCharSet);
+        tree::setNumber(kKey, "AccessRetryCount", control.dwAccessRetryCount);
+        tree::setNumber(kKey, "AccessWaitTime", control.dwAccessWaitTime);
+        tree::setNumber(kKey, "ItemEntryMax", control.dwItemEntryMax);
+        tree::setNumber(kKey, "ItemEntryCount", control.dwItemEntryCount);
+        tree::setText(kKey, "DataBaseName", control.szDataBaseName);
+        tree::setText(kKey, "BackUpDBName", control.szBackUpDBName);
+    }
+
+    State state() const {
+        State now{get(kDatabase), std::filesystem::exists(at(kBackup)) ? get(kBackup) : "-", {}, {}};
+        for (std::string* const file : {&now.database, &now.backup})
+            if (file->size() >= 56)
+                file->replace(48, 8, std::string(8, 'T'));
+        for (const auto& entry : std::filesystem::directory_iterator(at("temp")))
+            now.temporary.push_back(entry.path().filename());
+        std::vector<std::string> names{"ItemEntryCount"};
+        for (const char* const name : {"ItemIndex", "ScanTarget", "ItemName", "Description", "PrivacyData"})
+            for (const char* const position : {"00", "01", "02", "03", "04", "05"})
+                names.push_back(std::string(name) + position);
+        for (const std::string& name : names)
+            if (const auto value = tree::get(kKey, name.c_str()))
+                now.values[name] = value->data;
+        return now;
+    }
+    void emptyTemp() const {
+        for (const auto& entry : std::filesystem::directory_iterator(at("temp")))
+            std::filesystem::remove(entry.path());
+    }
+};
+
+} // namespace privacy_files

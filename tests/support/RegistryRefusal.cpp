@@ -1,0 +1,100 @@
+#include "RegistryRefusal.h"
+
+#include <platform/win32.h>
+
+#include <dlfcn.h>
+
+#include <atomic>
+#include <mutex>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+namespace {
+
+std::atomic<int> g_writesLeft{0}; // until the one that fails
+
+std::mutex g_mutex;
+std::string g_call; // guarded by it, as the next
+std::string g_name;
+
+template <class Char>
+bool isRefused(std::string_view call, const Char* path) {
+    std::string name;
+    for (; path != nullptr && *path != 0; ++path)
+        name.push_back(static_cast<char>(*path));
+    name.erase(0, name.rfind('\\') + 1);
+    const std::lock_guard lock(g_mutex);
+    return call == g_call && name == g_name;
+}
+
+bool isFailingWrite() {
+    return g_writesLeft > 0 && --g_writesLeft == 0;
+}
+
+template <class Function>
+Function* layers(const char* name) {
+    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+#define WDLT_LAYERS(name) (layers<std::remove_reference_t<decltype(::name)>>(#name))
+
+} // namespace
+
+RegistryRefusal::RegistryRefusal(const char* call, std::string name) {
+    const std::lock_guard lock(g_mutex);
+    g_call = call;
+    g_name = std::move(name);
+}
+
+RegistryRefusal::~RegistryRefusal() {
+    const std::lock_guard lock(g_mutex);
+    g_call.clear();
+}
+
+FailingWrite::FailingWrite(int nth) {
+    g_writesLeft = nth;
+}
+
+FailingWrite::~FailingWrite() {
+    g_writesLeft = 0;
+}
+
+#define WDLT_REFUSING(call, function, path, ...)                                                                       \
+    static const auto real = WDLT_LAYERS(function);                                                                    \
+    return isRefused(call, path) ? LONG{ERROR_ACCESS_DENIED} : real(__VA_ARGS__)
+
+LONG RegOpenKeyExA(HKEY key, LPCSTR subKey, DWORD options, REGSAM access, HKEY* result) {
+    WDLT_REFUSING("RegOpenKeyEx", RegOpenKeyExA, subKey, key, subKey, options, access, result);
+}
+
+LONG RegOpenKeyExW(HKEY key, LPCWSTR subKey, DWORD options, REGSAM access, HKEY* result) {
+    WDLT_REFUSING("RegOpenKeyEx", RegOpenKeyExW, subKey, key, subKey, options, access, result);
+}
+
+LONG RegCreateKeyExA(HKEY key, LPCSTR subKey, DWORD reserved, LPSTR className, DWORD options, REGSAM access,
+                     void* security, HKEY* result, LPDWORD disposition) {
+    WDLT_REFUSING("RegCreateKeyEx", RegCreateKeyExA, subKey, key, subKey, reserved, className, options, access,
+                  security, result, disposition);
+}
+
+LONG RegCreateKeyExW(HKEY key, LPCWSTR subKey, DWORD reserved, LPWSTR className, DWORD options, REGSAM access,
+                     void* security, HKEY* result, LPDWORD disposition) {
+    WDLT_REFUSING("RegCreateKeyEx", RegCreateKeyExW, subKey, key, subKey, reserved, className, options, access,
+                  security, result, disposition);
+}
+
+LONG RegSetValueExA(HKEY key, LPCSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size) {
+    if (isFailingWrite())
+        return ERROR_DISK_FULL;
+    WDLT_REFUSING("RegSetValueEx", RegSetValueExA, name, key, name, reserved, type, data, size);
+}
+
+LONG RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size) {
+    if (isFailingWrite())
+        return ERROR_DISK_FULL;
+    WDLT_REFUSING("RegSetValueEx", RegSetValueExW, name, key, name, reserved, type, data, size);
+}
+
+LONG RegDeleteKeyW(HKEY key, LPCWSTR subKey) {
+    WDLT_REFUSING("RegDeleteKey", RegDeleteKeyW, subKey, key, subKey);
+}

@@ -1,0 +1,31 @@
+// What a test can't do under the sanitizers, and what they must not take for a fault.
+#pragma once
+
+#if defined(__SANITIZE_ADDRESS__)
+#define WDLT_ADDRESS_SANITIZER 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define WDLT_ADDRESS_SANITIZER 1
+#endif
+#if __has_feature(thread_sanitizer)
+#define WDLT_THREAD_SANITIZER 1
+#endif
+#endif
+#if defined(__SANITIZE_THREAD__)
+#define WDLT_THREAD_SANITIZER 1
+#endif
+
+// Forks while other threads are inside: the sanitizers' own allocator locks don't survive them.
+#if defined(WDLT_ADDRESS_SANITIZER) || defined(WDLT_THREAD_SANITIZER)
+inline constexpr bool kThreadsMayFork = false;
+#else
+inline constexpr bool kThreadsMayFork = true;
+#endif
+
+// A child of a fork forgets its parent's state, on purpose; one that ends as programs do is looked at for leaks.
+#ifdef WDLT_ADDRESS_SANITIZER
+// NOLINTNEXTLINE(bugprone-reserved-identifier): the runtime's name
+extern "C" __attribute__((used, weak)) inline const char* __lsan_default_suppressions() {
+    return "leak:wd::*makeState";
+}
+#endif

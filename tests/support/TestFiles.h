@@ -1,0 +1,80 @@
+// A folder for tests of the layer's files, looked at without the layer. The layer's calls give their error here, 0 for
+// none.
+#pragma once
+
+#include "TestObject.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <fstream>
+#include <sys/stat.h>
+
+class TestFiles : public testing::Test {
+  protected:
+    TestFiles() {
+        umask(022);
+        std::filesystem::permissions(TestHome::instance().path(), std::filesystem::perms(0755)); // for other users
+        std::filesystem::create_directory(folder);
+        std::fflush(stdout);                // before there are children with the same buffer
+        GetFileAttributesA(folder.c_str()); // the layer finds its home, with system calls that no test counts
+    }
+    ~TestFiles() override {
+        std::filesystem::remove_all(folder);
+        std::filesystem::remove_all(TestHome::instance().path() / "drive_c");
+    }
+
+    std::filesystem::path at(const std::string& name) const { return folder / name; }
+    // Without a mode the file keeps its own.
+    std::filesystem::path put(const std::string& name, const std::string& content, unsigned mode = 0) const {
+        std::filesystem::create_directories(at(name).parent_path());
+        std::ofstream(at(name), std::ios::binary) << content;
+        if (mode != 0)
+            std::filesystem::permissions(at(name), std::filesystem::perms(mode));
+        return at(name);
+    }
+    std::string get(const std::string& name) const {
+        std::ifstream file(at(name), std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+    // Names that begin with a dot: what is written before it takes a file's place.
+    std::vector<std::string> partials() const {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(folder))
+            if (const std::string name = entry.path().filename(); name.front() == '.')
+                names.push_back(name);
+        return names;
+    }
+
+    static Handle open(const std::filesystem::path& name, DWORD access, DWORD disposition = OPEN_EXISTING,
+                       DWORD share = FILE_SHARE_READ | FILE_SHARE_WRITE) {
+        HANDLE file = CreateFileA(name.c_str(), access, share, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
+        return Handle(file == INVALID_HANDLE_VALUE ? nullptr : file);
+    }
+    DWORD copy(const std::string& from, const std::string& to, bool failIfExists = false) const {
+        return CopyFileA(at(from).c_str(), at(to).c_str(), failIfExists ? TRUE : FALSE) ? ERROR_SUCCESS
+                                                                                        : GetLastError();
+    }
+    DWORD replace(const std::string& replaced, const std::filesystem::path& by) const {
+        return ReplaceFileA(at(replaced).c_str(), by.c_str(), nullptr, 1, nullptr, nullptr) ? ERROR_SUCCESS
+                                                                                            : GetLastError();
+    }
+
+    const std::filesystem::path folder = TestHome::instance().path() / "work";
+};
+
+inline struct stat statusOf(const std::filesystem::path& path) {
+    struct stat status {};
+    EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
+    return status;
+}
+inline std::ptrdiff_t openDescriptors() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
+// A file of another file system than the tests'; empty where there is none.
+inline std::filesystem::path fileInMemory() {
+    struct stat memory {};
+    if (stat("/dev/shm", &memory) != 0 || memory.st_dev == statusOf(TestHome::instance().path()).st_dev)
+        return {};
+    return "/dev/shm/" + TestHome::instance().path().filename().string();
+}

@@ -1,0 +1,95 @@
+// Kernel objects for tests: handles that close themselves, security for everybody, and the files behind the names. A
+// file of an object may be opened here as well as by the layer; the process table must not, since any close of it in
+// this process would drop the lock that says that the process lives.
+#pragma once
+
+#include "TestHome.h"
+
+#include <platform/testing.h>
+#include <platform/win32.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+struct HandleCloser {
+    void operator()(void* handle) const { CloseHandle(handle); }
+};
+using Handle = std::unique_ptr<void, HandleCloser>;
+
+// A descriptor that lets everybody in, for as long as this lives.
+class Everybody {
+  public:
+    Everybody() {
+        InitializeSecurityDescriptor(&m_descriptor, SECURITY_DESCRIPTOR_REVISION);
+        SetSecurityDescriptorDacl(&m_descriptor, TRUE, nullptr, FALSE);
+    }
+    Everybody(const Everybody&) = delete;
+    Everybody& operator=(const Everybody&) = delete;
+
+    LPSECURITY_ATTRIBUTES get() { return &m_attributes; }
+
+  private:
+    SECURITY_DESCRIPTOR m_descriptor{};
+    SECURITY_ATTRIBUTES m_attributes{sizeof(SECURITY_ATTRIBUTES), &m_descriptor, FALSE};
+};
+
+// Each kind under a name, as its creating call makes it; null with GetLastError.
+inline Handle makeMutex(const char* name, bool owned = false, LPSECURITY_ATTRIBUTES security = nullptr) {
+    return Handle(CreateMutexA(security, owned ? TRUE : FALSE, name));
+}
+inline Handle makeEvent(const char* name, bool manual, bool signalled, LPSECURITY_ATTRIBUTES security = nullptr) {
+    return Handle(CreateEventA(security, manual ? TRUE : FALSE, signalled ? TRUE : FALSE, name));
+}
+inline Handle makeSemaphore(const char* name, LONG count, LONG maximum, LPSECURITY_ATTRIBUTES security = nullptr) {
+    return Handle(CreateSemaphoreA(security, count, maximum, name));
+}
+inline Handle makeMapping(const char* name, DWORD bytes, LPSECURITY_ATTRIBUTES security = nullptr) {
+    return Handle(CreateFileMappingA(INVALID_HANDLE_VALUE, security, PAGE_READWRITE, 0, bytes, name));
+}
+
+// The memory of a mapping, for as long as this lives; null when it can't be had.
+struct ViewCloser {
+    void operator()(void* view) const { UnmapViewOfFile(view); }
+};
+template <class T>
+using View = std::unique_ptr<T[], ViewCloser>;
+template <class T>
+View<T> viewOf(const Handle& mapping, std::size_t bytes = 0) {
+    return View<T>(static_cast<T*>(MapViewOfFile(mapping.get(), FILE_MAP_ALL_ACCESS, 0, 0, bytes)));
+}
+
+// A home below the test's own that no process has used yet. Whatever is open belongs to the one before still.
+inline void useFreshHome() {
+    static int homes = 0;
+    const std::filesystem::path home = TestHome::instance().path() / ("home" + std::to_string(++homes));
+    setenv("WARDLET_HOME", home.c_str(), 1);
+    WdTestRereadEnvironment();
+}
+inline std::filesystem::path objectsFolder() {
+    return std::filesystem::path(getenv("WARDLET_HOME")) / "objects";
+}
+// Names of the files of all objects.
+inline std::vector<std::string> objectFiles(const std::filesystem::path& folder = objectsFolder()) {
+    std::vector<std::string> names;
+    std::error_code none;
+    for (const auto& entry : std::filesystem::directory_iterator(folder, none))
+        if (const std::string name = entry.path().filename(); name.front() != '.')
+            names.push_back(name);
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+inline DWORD waitFor(const Handle& object, DWORD time = 0) {
+    return WaitForSingleObject(object.get(), time);
+}
+// By a thread of its own, which ends then: what it took it leaves abandoned.
+inline DWORD waitElsewhere(const Handle& object, DWORD time = 0) {
+    DWORD result = WAIT_FAILED;
+    std::thread([&] { result = waitFor(object, time); }).join();
+    return result;
+}

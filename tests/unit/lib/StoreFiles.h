@@ -1,0 +1,338 @@
+// The six record stores as their tests see them: lists and files by layout, made and enciphered here, apart from the
+// stores' own code.
+#pragma once
+
+#include "HostListDB.h"
+#include "SpyListDB.h"
+#include "StoreKeys.h"
+#include "UrlCategoryDB.h"
+#include "UrlCategoryGroupDB.h"
+#include "UrlListDB.h"
+#include "UrlLogDB.h"
+
+#include <TestFiles.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <future>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace store_files {
+
+enum class Form { Lengthed, Fixed, Chained };
+
+struct Subject {
+    const char* name; // of the class
+    const char* mutex;
+    std::string magic;
+    const wdlt::StoreKey& key;
+    Form form;
+    std::size_t headBytes;
+    std::size_t slotBytes;
+    std::uint32_t maximum;
+    std::size_t mostText;            // 0: the records are no texts
+    std::size_t plainBytes;          // in front of a fixed record's fields
+    std::vector<std::size_t> fields; // of a fixed record, in the list
+    std::string file;                // what it is called
+    std::unique_ptr<wdlt::RecordFile> (*make)();
+
+    std::size_t listBytes() const { return headBytes + maximum * slotBytes; }
+    std::size_t slotAt(std::uint32_t record) const { return headBytes + record * slotBytes; }
+};
+
+inline std::ostream& operator<<(std::ostream& out, const Subject& subject) {
+    return out << subject.name;
+}
+
+template <class Store>
+std::unique_ptr<wdlt::RecordFile> make() {
+    return std::make_unique<Store>();
+}
+
+inline const std::vector<Subject>& subjects() {
+    using enum Form;
+    static const std::string zero(1, '\0');
+    static const std::vector<Subject> all{
+        {"CUrlListDB",
+         "WDPE_UrlList_Access_Mutex",
+         "Halvermoor:Wardlet:URLFilter:01" + zero,
+         wdlt::kListKey,
+         Lengthed,
+         8,
+         2084,
+         500,
+         2083,
+         0,
+         {},
+         "url_list.db",
+         make<CUrlListDB>},
+        {"CUrlCategoryDB",
+         "WDPE_Category_Access_Mutex",
+         "Halvermoor:Wardlet:URLFilter:02" + zero,
+         wdlt::kCategoryKey,
+         Fixed,
+         4,
+         131,
+         256,
+         0,
+         3,
+         {128},
+         "category.db",
+         make<CUrlCategoryDB>},
+        {"CUrlCategoryGroupDB",
+         "WDPE_CategoryGroup_Access_Mutex",
+         "Halvermoor:Wardlet:URLFilter:03" + zero,
+         wdlt::kCategoryKey,
+         Fixed,
+         4,
+         899,
+         256,
+         0,
+         3,
+         {128, 768},
+         "category_group.db",
+         make<CUrlCategoryGroupDB>},
+        {"CUrlLogDB",
+         "WDPE_LogIndex_Access_Mutex",
+         "Halvermoor:Wardlet:URLFilter:04" + zero,
+         wdlt::kLogIndexKey,
+         Fixed,
+         4,
+         772,
+         256,
+         0,
+         4,
+         {768},
+         "log_index.db",
+         make<CUrlLogDB>},
+        {"CHostListDB",
+         "WDPE_HostList_Access_Mutex",
+         "Halvermoor:Wardlet:HostFilter:01",
+         wdlt::kListKey,
+         Lengthed,
+         8,
+         306,
+         1024,
+         0,
+         0,
+         {},
+         "host_list.db",
+         make<CHostListDB>},
+        {"CSpyListDB",
+         "WDPE_SpyList_Access_Mutex",
+         "Halvermoor:Wardlet:SpywareDB:01" + zero,
+         wdlt::kSpywareKey,
+         Chained,
+         8,
+         129,
+         256,
+         128,
+         0,
+         {},
+         "spy_list.db",
+         make<CSpyListDB>},
+    };
+    return all;
+}
+
+inline const Subject& subject(const std::string& name) {
+    for (const Subject& candidate : subjects())
+        if (name == candidate.name)
+            return candidate;
+    throw std::out_of_range(name);
+}
+
+// Of n plain bytes as a message.
+constexpr std::size_t padded(std::size_t plainBytes) {
+    return (plainBytes / 16 + 1) * 16;
+}
+
+inline std::string number(std::uint32_t value) {
+    std::string bytes;
+    for (int shift = 0; shift < 32; shift += 8)
+        bytes += static_cast<char>(value >> shift & 0xFF);
+    return bytes;
+}
+
+// What a list holds where nothing is to be read into it.
+constexpr char kUntouched = '\xA5';
+
+// A text's length; the last records of a full list are the shortest, one of whole blocks, and the longest.
+inline std::size_t textLength(const Subject& subject, std::uint32_t record) {
+    switch (subject.maximum - record) {
+    case 3:
+        return 1;
+    case 2:
+        return 16;
+    case 1:
+        return subject.mostText;
+    default:
+        return 1 + (19 + record * 53) % subject.mostText;
+    }
+}
+
+// A record in its slot. Texts have bytes of all values but 0, opaque records and fields all; what stands behind a text
+// is no part of it, what stands behind the terminator of a field is.
+inline std::string slotOf(const Subject& subject, std::uint32_t record) {
+    std::string slot(subject.slotBytes, kUntouched);
+    if (subject.mostText != 0) {
+        const std::size_t length = textLength(subject, record);
+        for (std::size_t i = 0; i < length; ++i)
+            slot[i] = static_cast<char>(1 + (i * 7 + record * 31) % 255);
+        slot[length] = '\0';
+        return slot;
+    }
+    for (std::size_t i = 0; i < slot.size(); ++i)
+        slot[i] = static_cast<char>((i * 11 + record * 29) % 256);
+    std::size_t end = subject.plainBytes;
+    for (const std::size_t field : subject.fields)
+        slot[(end += field) - 1] = '\0';
+    return slot;
+}
+
+// A whole list with a count and the first `told` records.
+inline std::string listOf(const Subject& subject, std::uint32_t count, std::uint32_t told) {
+    std::string list(subject.listBytes(), kUntouched);
+    list.replace(subject.headBytes - 4, 4, number(count));
+    for (std::uint32_t i = 0; i < told; ++i)
+        list.replace(subject.slotAt(i), subject.slotBytes, slotOf(subject, i));
+    return list;
+}
+inline std::string listOf(const Subject& subject, std::uint32_t count) {
+    return listOf(subject, count, count);
+}
+
+// A store's file, put together piece by piece.
+class FileMaker {
+  public:
+    FileMaker(const Subject& subject, std::uint32_t count) : FileMaker(subject, count, subject.key) {}
+    FileMaker(const Subject& subject, std::uint32_t count, const wdlt::StoreKey& key) : m_subject(subject) {
+        m_cipher.Init(Rijndael::kCbc, Rijndael::kEncrypt, key.data(), Rijndael::kKey16Bytes);
+        for (const std::string& field : {subject.magic, number(1), number(count)})
+            m_content += subject.form == Form::Chained ? message(field) : field;
+    }
+
+    // As they are.
+    FileMaker& raw(const std::string& bytes) {
+        m_content += bytes;
+        return *this;
+    }
+    // Enciphered, in the chain where there is one.
+    FileMaker& enciphered(const std::string& plain) { return raw(message(plain)); }
+    // With its length in front.
+    FileMaker& lengthed(const std::string& plain) {
+        const bool chained = m_subject.form == Form::Chained;
+        raw(chained ? message(number(static_cast<std::uint32_t>(plain.size())))
+                    : number(static_cast<std::uint32_t>(padded(plain.size()))));
+        return enciphered(plain);
+    }
+    FileMaker& record(const std::string& slot) {
+        if (m_subject.form != Form::Fixed)
+            return lengthed(m_subject.mostText != 0 ? slot.substr(0, slot.find('\0')) : slot);
+        raw(slot.substr(0, m_subject.plainBytes));
+        std::size_t at = m_subject.plainBytes;
+        for (const std::size_t field : m_subject.fields) {
+            enciphered(slot.substr(at, field - 1));
+            at += field;
+        }
+        return *this;
+    }
+    FileMaker& records(std::uint32_t count) {
+        for (std::uint32_t i = 0; i < count; ++i)
+            record(slotOf(m_subject, i));
+        return *this;
+    }
+    const std::string& content() const { return m_content; }
+
+  private:
+    std::string message(const std::string& plain) {
+        std::string cipher(padded(plain.size()), '\0');
+        const auto* const from = reinterpret_cast<const std::uint8_t*>(plain.data());
+        auto* const to = reinterpret_cast<std::uint8_t*>(cipher.data());
+        const auto size = static_cast<std::int32_t>(plain.size());
+        if (m_subject.form == Form::Chained)
+            m_cipher.PadEncryptChained(from, size, to);
+        else
+            m_cipher.PadEncrypt(from, size, to);
+        return cipher;
+    }
+
+    const Subject& m_subject;
+    Rijndael m_cipher;
+    std::string m_content;
+};
+
+inline std::string fileOf(const Subject& subject, std::uint32_t count) {
+    return FileMaker(subject, count).records(count).content();
+}
+
+// A store's mutex in the hands of a thread that keeps it until this goes.
+class HeldElsewhere {
+  public:
+    explicit HeldElsewhere(const std::string& name) : m_mutex(makeMutex(("Global\\" + name).c_str())) {
+        std::promise<void> taken;
+        m_thread = std::thread([&, released = m_release.get_future()] {
+            EXPECT_EQ(waitFor(m_mutex, INFINITE), WAIT_OBJECT_0);
+            taken.set_value();
+            released.wait();
+            ReleaseMutex(m_mutex.get());
+        });
+        taken.get_future().wait();
+    }
+    ~HeldElsewhere() {
+        m_release.set_value();
+        m_thread.join();
+    }
+    HeldElsewhere(const HeldElsewhere&) = delete;
+    HeldElsewhere& operator=(const HeldElsewhere&) = delete;
+
+  private:
+    Handle m_mutex;
+    std::promise<void> m_release;
+    std::thread m_thread;
+};
+
+// A mutex whose last holder ended with it, for as long as the handle lives.
+inline Handle abandonedMutex(const std::string& name) {
+    Handle mutex = makeMutex(("Global\\" + name).c_str());
+    EXPECT_EQ(waitElsewhere(mutex, INFINITE), WAIT_OBJECT_0);
+    return mutex;
+}
+
+// Stores that work in the test's folder, with temporary files in a folder below it.
+class StoreTest : public TestFiles {
+  protected:
+    struct Got {
+        std::int32_t code;
+        std::string list;
+        bool operator==(const Got&) const = default;
+    };
+
+    // Before the layer has a home: one that it made by itself would be forgotten when the environment is read again.
+    static void SetUpTestSuite() { WdTestRereadEnvironment(); }
+
+    StoreTest() { std::filesystem::create_directory(at("temp")); }
+
+    std::unique_ptr<wdlt::RecordFile> make(const Subject& subject) const {
+        auto store = subject.make();
+        store->setTempFolder(at("temp").string());
+        return store;
+    }
+    Got read(const Subject& subject, const std::string& name) const {
+        Got got{0, std::string(subject.listBytes(), kUntouched)};
+        std::uint64_t size = got.list.size();
+        got.code = make(subject)->Read(at(name).c_str(), got.list.data(), &size);
+        return got;
+    }
+    std::int32_t write(const Subject& subject, const std::string& name, const std::string& list) const {
+        std::uint64_t size = list.size();
+        return make(subject)->Write(at(name).c_str(), list.data(), &size);
+    }
+    std::ptrdiff_t temporaryFiles() const { return std::distance(std::filesystem::directory_iterator(at("temp")), {}); }
+};
+
+} // namespace store_files

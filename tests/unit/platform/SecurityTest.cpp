@@ -1,0 +1,324 @@
+#include "SecurityText.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+#include <vector>
+
+namespace {
+
+TEST(Sddl, IsReadAndWritten) {
+    const struct {
+        std::string text;
+        std::string written; // empty: the same
+    } kCases[] = {
+        {"", ""},
+        {"D:", ""},
+        {"D:NO_ACCESS_CONTROL", ""},
+        {"D:PARAI", ""},
+        {"D:PNO_ACCESS_CONTROL", ""},
+        {"O:BAG:SYD:(A;;GA;;;WD)S:(ML;;NW;;;LW)", ""},
+        {"S:(ML;;NWNRNX;;;HI)D:AI(D;;GX;;;BG)G:S-1-5-32-545O:S-1-1-0", "O:WDG:BUD:AI(D;;GX;;;BG)S:(ML;;NWNRNX;;;HI)"},
+        {"D:(A;OICINPIOID;GA;;;AU)(D;;GRGW;;;AC)", ""},
+        {"D:(A;CIOI;GWGAGR;;;AU)", "D:(A;OICI;GAGRGW;;;AU)"},
+        {"D:(A;;CCDCLCSWRPWPDTLOCR;;;CO)(A;;SDRCWDWO;;;IU)", ""},
+        {"D:(A;;0x1F0003;;;S-1-5-18)", "D:(A;;0x1f0003;;;SY)"},
+        {"D:(A;;2031619;;;PU)", "D:(A;;0x1f0003;;;PU)"},
+        {"D:(A;;0x1F01FF;;;BA)(A;;KA;;;BU)(A;;FR;;;OW)", "D:(A;;FA;;;BA)(A;;KA;;;BU)(A;;FR;;;OW)"},
+        {"D:(A;;KRSD;;;BA)", "D:(A;;SDRCCCSWRP;;;BA)"},
+        {"D:(A;;;;;WD)", "D:(A;;0x0;;;WD)"},
+        {"D:(A;;0xffffffff;;;WD)", ""},
+        {"D:(A;;GA;;;S-1-5-21-1-2-3-4294967295)", ""},
+        {"D:(A;;GA;;;S-1-0x10000000000-0x1F)", "D:(A;;GA;;;S-1-0x10000000000-31)"},
+        {"S:(ML;;0x8;;;ME)(ML;;NX;;;S-1-16-20480)", ""},
+    };
+    for (const auto& row : kCases) {
+        const std::string expected = row.written.empty() ? row.text : row.written;
+        EXPECT_EQ(roundTrip(row.text), expected);
+        EXPECT_EQ(roundTrip(expected), expected);
+        PSECURITY_DESCRIPTOR wide = nullptr;
+        const std::u16string text(row.text.begin(), row.text.end());
+        ASSERT_TRUE(
+            ConvertStringSecurityDescriptorToSecurityDescriptorW(text.c_str(), SDDL_REVISION_1, &wide, nullptr));
+        EXPECT_EQ(textOf(Local<void>(wide).get()), expected);
+    }
+}
+
+// What isn't understood must not be passed over: it could let in somebody who should stay out.
+TEST(Sddl, WhatIsntUnderstoodIsAnError) {
+    const struct {
+        DWORD error;
+        std::vector<std::string> texts;
+    } kCases[] = {
+        {ERROR_INVALID_PARAMETER,
+         {"X:", "D", ":", " D:(A;;GA;;;WD)", "O:BAO:BA", "G:BAG:BA", "D:D:", "D:NO_ACCESS_CONTROLD:(A;;GA;;;WD)",
+          "S:S:"}},
+        {ERROR_INVALID_ACL,
+         {"D:(",
+          "D:(A",
+          "D:()",
+          "D:(A;;GA;;;WD",
+          "D:(A;;GA;;WD)",
+          "D:(A;;GA;;;WD;)x",
+          "D:(A;;GA;;;WD)x",
+          "D:X",
+          "D:(X;;GA;;;WD)",
+          "D:(AD;;GA;;;WD)",
+          "D:(;;GA;;;WD)",
+          "D:(A;XX;GA;;;WD)",
+          "D:(A;O;GA;;;WD)",
+          "D:(A;;XX;;;WD)",
+          "D:(A;;G;;;WD)",
+          "D:(A;;NW;;;WD)",
+          "D:(A;;0x;;;WD)",
+          "D:(A;;0x1g;;;WD)",
+          "D:(A;;0x100000000;;;WD)",
+          "D:(A;;4294967296;;;WD)",
+          "D:(A;;-1;;;WD)",
+          "D:(A;;GA;x;;WD)",
+          "D:(A;;GA;;x;WD)",
+          "D:(ML;;NW;;;LW)",
+          "S:(A;;GA;;;WD)",
+          "S:(ML;;GA;;;LW)",
+          "D:NO_ACCESS_CONTROL(A;;GA;;;WD)"}},
+        {ERROR_INVALID_SID,
+         {"O:", "O:XX", "O:BA ", "O::", "O:BA\tG:BA", "D:(A;;GA;;;)", "D:(A;;GA;;;XX)", "D:(A;;GA;;;S-1-5)",
+          "D:(A;;GA;;;S-1-5-)", "D:(A;;GA;;;S-2-5-1)", "D:(A;;GA;;;S-1--1)", "D:(A;;GA;;;S-1-5-4294967296)",
+          "D:(A;;GA;;;S-1-281474976710656-1)", "D:(A;;GA;;;S-1-5-1-2-3-4-5-6-7-8-9-10-11-12-13-14-15-16)",
+          "D:(A;;GA;;;S-1-5-+1)", "D:(A;;GA;;;(A)", "D:(A;;GA;;;wd)"}},
+    };
+    for (const auto& row : kCases)
+        for (const std::string& text : row.texts)
+            EXPECT_EQ(roundTrip(text), "error " + std::to_string(row.error)) << text;
+
+    std::string huge = "D:";
+    for (int entry = 0; entry < 4000; ++entry)
+        huge += "(A;;GA;;;WD)";
+    EXPECT_EQ(roundTrip(huge), "error 1336"); // a list has at most 64 KiB
+
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    EXPECT_FALSE(ConvertStringSecurityDescriptorToSecurityDescriptorA("D:", 2, &descriptor, nullptr));
+    EXPECT_EQ(GetLastError(), ERROR_UNKNOWN_REVISION);
+    EXPECT_FALSE(ConvertStringSecurityDescriptorToSecurityDescriptorA(nullptr, 1, &descriptor, nullptr));
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+    // U+0144 ends in the byte of 'D'.
+    EXPECT_FALSE(ConvertStringSecurityDescriptorToSecurityDescriptorW(u"\u0144:", 1, &descriptor, nullptr));
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
+}
+
+TEST(Sddl, OnlyThePartsAskedFor) {
+    const Local<void> descriptor = descriptorOf("O:BAG:SYD:P(A;;GA;;;WD)S:(ML;;NW;;;LW)");
+    EXPECT_EQ(textOf(descriptor.get(), OWNER_SECURITY_INFORMATION), "O:BA");
+    EXPECT_EQ(textOf(descriptor.get(), GROUP_SECURITY_INFORMATION), "G:SY");
+    EXPECT_EQ(textOf(descriptor.get(), DACL_SECURITY_INFORMATION), "D:P(A;;GA;;;WD)");
+    EXPECT_EQ(textOf(descriptor.get(), LABEL_SECURITY_INFORMATION), "S:(ML;;NW;;;LW)");
+    EXPECT_EQ(textOf(descriptor.get(), 0), "");
+    LPSTR text = nullptr;
+    DWORD length = 0;
+    ASSERT_TRUE(ConvertSecurityDescriptorToStringSecurityDescriptorA(descriptor.get(), SDDL_REVISION_1,
+                                                                     OWNER_SECURITY_INFORMATION, &text, &length));
+    EXPECT_STREQ(Local<char>(text).get(), "O:BA");
+    EXPECT_EQ(length, 5u);
+}
+
+TEST(Sid, TextBothWays) {
+    const struct {
+        const char* text;
+        const char* written;
+        std::vector<BYTE> bytes;
+    } kCases[] = {
+        {"S-1-1-0", "S-1-1-0", {1, 1, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0}},
+        {"S-1-15-2-1", "S-1-15-2-1", {1, 2, 0, 0, 0, 0, 0, 15, 2, 0, 0, 0, 1, 0, 0, 0}},
+        {"BA", "S-1-5-32-544", {1, 2, 0, 0, 0, 0, 0, 5, 32, 0, 0, 0, 0x20, 2, 0, 0}},
+        {"S-1-0x010203040506-0xFFFFFFFF", "S-1-0x10203040506-4294967295", {1, 1, 1, 2, 3, 4, 5, 6, 255, 255, 255, 255}},
+    };
+    for (const auto& row : kCases) {
+        PSID converted = nullptr;
+        ASSERT_TRUE(ConvertStringSidToSidA(row.text, &converted)) << row.text;
+        const Local<void> sid(converted);
+        EXPECT_EQ(std::memcmp(sid.get(), row.bytes.data(), row.bytes.size()), 0) << row.text;
+        LPSTR text = nullptr;
+        ASSERT_TRUE(ConvertSidToStringSidA(sid.get(), &text));
+        EXPECT_STREQ(Local<char>(text).get(), row.written);
+    }
+    PSID sid = nullptr;
+    EXPECT_FALSE(ConvertStringSidToSidA("S-1-5-32-544 ", &sid));
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_SID);
+    std::vector<BYTE> malformed = kCases[0].bytes;
+    LPSTR text = nullptr;
+    for (const BYTE count : {BYTE{0}, BYTE{16}, BYTE{255}}) {
+        malformed[1] = count;
+        malformed.resize(8 + 4 * std::size_t{count});
+        EXPECT_FALSE(ConvertSidToStringSidA(malformed.data(), &text)) << int{count};
+        EXPECT_EQ(GetLastError(), ERROR_INVALID_SID);
+    }
+}
+
+// clang-format off
+const std::vector<BYTE> kUsersWithLabel = {
+    1, 0, 0x14, 0x80, 0, 0, 0, 0, 0, 0, 0, 0, 20, 0, 0, 0, 48, 0, 0, 0, // head
+    2, 0, 28, 0, 1, 0, 0, 0,                                            // SACL: 28 bytes, one entry
+    0x11, 0, 20, 0, 1, 0, 0, 0, 1, 1, 0, 0, 0, 0, 0, 16, 0, 0x10, 0, 0, // label: low, no write up
+    2, 0, 28, 0, 1, 0, 0, 0,                                            // DACL
+    0, 3, 20, 0, 0, 0, 0, 0x10, 1, 1, 0, 0, 0, 0, 0, 5, 11, 0, 0, 0,    // authenticated users: all
+};
+// clang-format on
+constexpr std::size_t kSacl = 20;
+constexpr std::size_t kDacl = 48;
+constexpr std::size_t kDaclEntry = kDacl + 8;
+
+TEST(Descriptor, LayoutInOnePiece) {
+    PSECURITY_DESCRIPTOR converted = nullptr;
+    DWORD size = 0;
+    ASSERT_TRUE(ConvertStringSecurityDescriptorToSecurityDescriptorA("D:(A;OICI;GA;;;AU)S:(ML;;NW;;;LW)",
+                                                                     SDDL_REVISION_1, &converted, &size));
+    const Local<void> descriptor(converted);
+    const auto* const bytes = static_cast<const BYTE*>(descriptor.get());
+    EXPECT_EQ(std::vector<BYTE>(bytes, bytes + size), kUsersWithLabel);
+
+    BOOL present = FALSE;
+    BOOL defaulted = TRUE;
+    PACL list = nullptr;
+    ASSERT_TRUE(GetSecurityDescriptorDacl(descriptor.get(), &present, &list, &defaulted));
+    EXPECT_TRUE(present);
+    EXPECT_FALSE(defaulted);
+    EXPECT_EQ(reinterpret_cast<const BYTE*>(list), bytes + kDacl);
+    ASSERT_TRUE(GetSecurityDescriptorSacl(descriptor.get(), &present, &list, nullptr));
+    EXPECT_EQ(reinterpret_cast<const BYTE*>(list), bytes + kSacl);
+}
+
+TEST(Descriptor, MalformedBytesAreRefused) {
+    const struct {
+        std::size_t at;
+        BYTE value;
+        DWORD error;
+    } kCases[] = {
+        {0, 2, ERROR_UNKNOWN_REVISION},
+        {4, 1, ERROR_INVALID_SECURITY_DESCR}, // the owner inside the head
+        {4, 48, ERROR_INVALID_SID},           // the owner at the DACL
+        {16, 19, ERROR_INVALID_SECURITY_DESCR},
+        {kDacl, 1, ERROR_INVALID_ACL}, // revision
+        {kDacl, 5, ERROR_INVALID_ACL},
+        {kDacl + 2, 7, ERROR_INVALID_ACL},     // a size below that of its head
+        {kDacl + 2, 27, ERROR_INVALID_ACL},    // one below its entry
+        {kDacl + 4, 2, ERROR_INVALID_ACL},     // one entry more than it has
+        {kDaclEntry, 2, ERROR_INVALID_ACL},    // an entry for audits
+        {kDaclEntry, 0x11, ERROR_INVALID_ACL}, // a label in a DACL
+        {kDaclEntry + 2, 0, ERROR_INVALID_ACL},
+        {kDaclEntry + 2, 7, ERROR_INVALID_ACL},
+        {kDaclEntry + 2, 19, ERROR_INVALID_ACL}, // an entry below its SID
+        {kDaclEntry + 2, 21, ERROR_INVALID_ACL}, // one beyond the list
+        {kDaclEntry + 8, 2, ERROR_INVALID_ACL},  // the SID's revision
+        {kDaclEntry + 9, 0, ERROR_INVALID_ACL},
+        {kDaclEntry + 9, 2, ERROR_INVALID_ACL}, // a SID beyond the entry
+        {kSacl + 8, 0, ERROR_INVALID_ACL},      // access in a SACL
+    };
+    for (const auto& row : kCases) {
+        std::vector<BYTE> bytes = kUsersWithLabel;
+        bytes[row.at] = row.value;
+        EXPECT_EQ(textOf(bytes.data()), "error " + std::to_string(row.error)) << row.at << " " << int{row.value};
+        // An object doesn't come of it either.
+        SECURITY_ATTRIBUTES attributes{sizeof attributes, bytes.data(), FALSE};
+        EXPECT_EQ(CreateMutexA(&attributes, FALSE, "malformed"), nullptr);
+        EXPECT_EQ(GetLastError(), row.error) << row.at << " " << int{row.value};
+    }
+    EXPECT_EQ(textOf(nullptr), "error 87");
+}
+
+TEST(Descriptor, AbsoluteForm) {
+    SECURITY_DESCRIPTOR descriptor;
+    std::memset(&descriptor, 0xAA, sizeof descriptor);
+    EXPECT_FALSE(InitializeSecurityDescriptor(&descriptor, 2));
+    EXPECT_EQ(GetLastError(), ERROR_UNKNOWN_REVISION);
+    EXPECT_FALSE(SetSecurityDescriptorDacl(&descriptor, TRUE, nullptr, FALSE));
+    ASSERT_TRUE(InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION));
+    EXPECT_EQ(textOf(&descriptor), "");
+    BOOL present = TRUE;
+    BOOL defaulted = FALSE;
+    PACL dacl = nullptr;
+    ASSERT_TRUE(GetSecurityDescriptorDacl(&descriptor, &present, &dacl, &defaulted));
+    EXPECT_FALSE(present);
+
+    ASSERT_TRUE(SetSecurityDescriptorDacl(&descriptor, TRUE, nullptr, FALSE));
+    EXPECT_EQ(textOf(&descriptor), "D:NO_ACCESS_CONTROL");
+    const Local<void> whole = descriptorOf("D:(A;;GR;;;IU)");
+    ASSERT_TRUE(GetSecurityDescriptorDacl(whole.get(), &present, &dacl, &defaulted));
+    ASSERT_TRUE(SetSecurityDescriptorDacl(&descriptor, TRUE, dacl, TRUE));
+    EXPECT_EQ(textOf(&descriptor), "D:(A;;GR;;;IU)");
+    PACL same = nullptr;
+    ASSERT_TRUE(GetSecurityDescriptorDacl(&descriptor, &present, &same, &defaulted));
+    EXPECT_EQ(same, dacl);
+    EXPECT_TRUE(defaulted);
+    ASSERT_TRUE(SetSecurityDescriptorDacl(&descriptor, FALSE, dacl, FALSE));
+    EXPECT_EQ(textOf(&descriptor), "");
+
+    EXPECT_FALSE(SetSecurityDescriptorDacl(whole.get(), TRUE, nullptr, FALSE)); // it is in one piece
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_SECURITY_DESCR);
+}
+
+// The DACL of a text, changed by entries; as a text.
+std::string edited(const std::string& old, std::vector<EXPLICIT_ACCESS_A> entries) {
+    const Local<void> descriptor = old.empty() ? nullptr : descriptorOf(old);
+    PACL oldList = nullptr;
+    BOOL present = FALSE;
+    if (descriptor)
+        GetSecurityDescriptorDacl(descriptor.get(), &present, &oldList, nullptr);
+    PACL newList = nullptr;
+    const DWORD error = SetEntriesInAclA(static_cast<DWORD>(entries.size()), entries.data(), oldList, &newList);
+    if (error != 0)
+        return "error " + std::to_string(error);
+    const Local<ACL> owned(newList);
+    SECURITY_DESCRIPTOR result;
+    InitializeSecurityDescriptor(&result, SECURITY_DESCRIPTOR_REVISION);
+    SetSecurityDescriptorDacl(&result, TRUE, newList, FALSE);
+    return textOf(&result);
+}
+
+TEST(Entries, AreSetGrantedDeniedAndRevoked) {
+    PSID sids[2] = {};
+    ASSERT_TRUE(ConvertStringSidToSidA("WD", &sids[0]));
+    ASSERT_TRUE(ConvertStringSidToSidA("AC", &sids[1]));
+    const Local<void> everyone(sids[0]);
+    const Local<void> packages(sids[1]);
+    const auto entry = [](ACCESS_MODE mode, const Local<void>& sid, DWORD mask = GENERIC_ALL, DWORD flags = 0) {
+        return EXPLICIT_ACCESS_A{
+            mask,
+            mode,
+            flags,
+            {nullptr, NO_MULTIPLE_TRUSTEE, TRUSTEE_IS_SID, TRUSTEE_IS_GROUP, static_cast<LPSTR>(sid.get())}};
+    };
+    const struct {
+        std::string old;
+        std::vector<EXPLICIT_ACCESS_A> entries;
+        std::string result;
+    } kCases[] = {
+        {"", {}, "D:"},
+        {"D:NO_ACCESS_CONTROL", {entry(SET_ACCESS, everyone)}, "D:(A;;GA;;;WD)"},
+        {"D:(A;;GA;;;OW)",
+         {entry(SET_ACCESS, packages), entry(SET_ACCESS, everyone)},
+         "D:(A;;GA;;;AC)(A;;GA;;;WD)(A;;GA;;;OW)"},
+        {"D:(D;;GW;;;WD)(A;;GR;;;WD)(A;;GA;;;OW)", {entry(SET_ACCESS, everyone)}, "D:(A;;GA;;;WD)(A;;GA;;;OW)"},
+        {"D:(D;;GW;;;WD)(A;;GR;;;WD)", {entry(GRANT_ACCESS, everyone)}, "D:(D;;GW;;;WD)(A;;GA;;;WD)(A;;GR;;;WD)"},
+        {"D:(A;;GR;;;WD)",
+         {entry(GRANT_ACCESS, packages), entry(DENY_ACCESS, everyone, GENERIC_WRITE)},
+         "D:(D;;GW;;;WD)(A;;GA;;;AC)(A;;GR;;;WD)"},
+        {"D:(D;;GW;;;WD)(A;;GR;;;WD)(A;;GR;;;AC)", {entry(REVOKE_ACCESS, everyone)}, "D:(D;;GW;;;WD)(A;;GR;;;AC)"},
+        {"", {entry(SET_ACCESS, everyone, GENERIC_ALL, 3)}, "D:(A;OICI;GA;;;WD)"},
+        {"", {entry(NOT_USED_ACCESS, everyone)}, "error 87"},
+        {"", {entry(SET_ACCESS, everyone, GENERIC_ALL, 0x100)}, "error 87"},
+        {"", {entry(SET_ACCESS, Local<void>())}, "error 1337"},
+    };
+    for (const auto& row : kCases)
+        EXPECT_EQ(edited(row.old, row.entries), row.result) << row.old;
+
+    EXPLICIT_ACCESS_A byName = entry(SET_ACCESS, everyone);
+    byName.Trustee.TrusteeForm = TRUSTEE_IS_NAME;
+    EXPECT_EQ(edited("", {byName}), "error 87");
+    PACL list = nullptr;
+    EXPECT_EQ(SetEntriesInAclA(1, nullptr, nullptr, &list), ERROR_INVALID_PARAMETER);
+    // A list that grows beyond what its head can tell.
+    EXPECT_EQ(edited("", std::vector<EXPLICIT_ACCESS_A>(4000, entry(GRANT_ACCESS, everyone))), "error 1336");
+}
+
+} // namespace
