@@ -1,0 +1,146 @@
+// Features asked and switched through the exports, as the number of handlers grows: a handler is found by its type, so
+// each must be looked at. Then one exchange with the service. Beside them plain reads and writes of the same run, and
+// the nearest neighbour of an exchange: a byte there and back through two pipes.
+#include "Fixtures.h"
+#include "Support.h"
+#include "SyncSender.h"
+
+#include <platform/win32.h>
+#include <wdltcfg/wdltcfg.h>
+
+#include <cstring>
+#include <stdexcept>
+#include <string>
+#include <unistd.h>
+
+namespace {
+
+using bench::Child;
+using bench::kBase;
+using bench::Key;
+using bench::Pipe;
+
+constexpr int kHandlerCounts[] = {1, 2, 4, 8, 16};
+constexpr const char* kNotification = "wdlt_config_change_evt";
+
+std::string numbered(std::string name, int number) {
+    return name.append(std::to_string(number));
+}
+
+// `count` handlers, that of POP3 the last in the order of names: the dearest to find.
+void layDownHandlers(int count) {
+    const std::string handlers = kBase + "\\ProtocolHandler";
+    for (int i = 1; i <= WDLT_MAX_HANDLERS; ++i) {
+        const std::string path = numbered(handlers + "\\Handler", 100 + i);
+        if (i > count) {
+            RegDeleteKeyA(HKEY_LOCAL_MACHINE, path.c_str());
+            continue;
+        }
+        const Key handler(path);
+        handler.set("Type", static_cast<DWORD>(count - i + 1));
+        handler.set("Enable", DWORD{0});
+        handler.set("Filename", "WdphBench.dll");
+        handler.set("Scan", "POP3");
+    }
+    const Key item(kBase + "\\Scan\\POP3\\Virus");
+    item.set("Enable", DWORD{0});
+    item.set("LogExtension", "log");
+}
+
+void require(benchmark::State& state, bool holds) {
+    if (!holds)
+        state.SkipWithError("the feature isn't as it was switched");
+}
+
+void asked(benchmark::State& state, int handlers) {
+    layDownHandlers(handlers);
+    require(state, WdltPvsEnable(1) == WDLT_OK && WdltPvsIsEnabled() == 1);
+    for (auto _ : state)
+        benchmark::DoNotOptimize(WdltPvsIsEnabled());
+}
+
+// One step is both ways: on and off.
+void switched(benchmark::State& state, int handlers) {
+    layDownHandlers(handlers);
+    require(state, WdltPvsEnable(1) == WDLT_OK && WdltPvsIsEnabled() == 1);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(WdltPvsEnable(0));
+        benchmark::DoNotOptimize(WdltPvsEnable(1));
+    }
+    require(state, WdltPvsIsEnabled() == 1);
+}
+
+void registryRead(benchmark::State& state) {
+    const std::string path = kBase + "\\Scan\\POP3\\Virus";
+    for (auto _ : state) {
+        HKEY key = nullptr;
+        DWORD number = 0;
+        DWORD size = sizeof number;
+        RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, &key);
+        RegQueryValueExA(key, "Enable", nullptr, nullptr, reinterpret_cast<BYTE*>(&number), &size);
+        RegCloseKey(key);
+        benchmark::DoNotOptimize(number);
+    }
+}
+
+// As many syncs as a feature switched both ways has records: scan item and handler, twice.
+void registryFourWrites(benchmark::State& state) {
+    const Key key(kBase + "\\Bench");
+    DWORD number = 0;
+    for (auto _ : state)
+        for (int i = 0; i < 4; ++i)
+            key.set("Bench", ++number);
+}
+
+// The service's objects; answers until it is killed.
+void answerNotifications(int ready) {
+    const std::string base = std::string("Global\\") + kNotification;
+    HANDLE request = CreateEventA(nullptr, FALSE, FALSE, (base + "_WdEvent").c_str());
+    HANDLE reply = CreateEventA(nullptr, FALSE, FALSE, (base + "_WdEvent_ret").c_str());
+    CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 8, (base + "_WdMemory").c_str());
+    if (write(ready, "r", 1) != 1)
+        return;
+    while (WaitForSingleObject(request, INFINITE) == WAIT_OBJECT_0)
+        SetEvent(reply);
+}
+
+// All of an exchange but the pause behind it, which is 100 ms by design.
+void notification(benchmark::State& state) {
+    const Pipe ready;
+    const Child service([&] { answerNotifications(ready.ends[1]); });
+    ready.take();
+    for (auto _ : state) {
+        CSyncSender sender;
+        sender.SetName(kNotification);
+        void* const memory = sender.OpenMemory(8);
+        require(state, memory != nullptr);
+        if (memory == nullptr)
+            break;
+        std::memset(memory, 1, 8);
+        sender.CloseMemory();
+        require(state, sender.Send(false));
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const bench::Home home("disk");
+    std::vector<bench::Ratio> ratios;
+    const auto add = [](const std::string& name, auto body) {
+        benchmark::RegisterBenchmark(name.c_str(), body)->UseRealTime();
+    };
+    add("registryRead", registryRead);
+    add("registryFourWrites", registryFourWrites);
+    for (const int handlers : kHandlerCounts) {
+        const std::string suffix = numbered("_", handlers);
+        add("pvsIsEnabled" + suffix, [=](benchmark::State& state) { asked(state, handlers); });
+        add("pvsEnableBothWays" + suffix, [=](benchmark::State& state) { switched(state, handlers); });
+        ratios.push_back({"pvsIsEnabled" + suffix, "registryRead", 0});
+        ratios.push_back({"pvsEnableBothWays" + suffix, "registryFourWrites", 1.5});
+    }
+    add("pipesBackAndForth", bench::pipesBackAndForth);
+    add("notification", notification);
+    ratios.push_back({"notification", "pipesBackAndForth", 0});
+    return bench::run(argc, argv, ratios);
+}
