@@ -9,7 +9,8 @@ packages=(
     nettle-dev                             # AES, SHA-1, HMAC
     libicu-dev                             # code pages and charsets
     libcli11-dev nlohmann-json3-dev libfmt-dev # the tools
-    libgtest-dev libgmock-dev libbenchmark-dev libsqlite3-dev # tests and benchmarks
+    spin                                   # walks the model of the lock
+    libgtest-dev libgmock-dev libbenchmark-dev libsqlite3-dev libre2-dev # tests and benchmarks
 )
 
 missing=()
