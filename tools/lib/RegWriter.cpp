@@ -23,7 +23,7 @@ void refuseControlCharacters(const std::u16string& name) {
             fmt::format("the name {} holds a control character, which .reg text can't carry", displayText(name)));
 }
 
-std::string quoted(std::u16string_view text) {
+std::string inQuotes(std::u16string_view text) {
     std::string out = "\"";
     for (const char c : utf8FromUtf16(text)) {
         if (c == '\\' || c == '"')
@@ -59,11 +59,11 @@ void appendHex(std::string& line, const RegValue& value) {
 }
 
 void appendValue(std::string& out, const RegValue& value) {
-    std::string line = value.name.empty() ? "@=" : quoted(value.name) + "=";
+    std::string line = value.name.empty() ? "@=" : inQuotes(value.name) + "=";
     if (value.isDeletion)
         line.push_back('-');
     else if (isPlainText(value))
-        line += quoted(textOf(value.data));
+        line += inQuotes(textOf(value.data));
     else if (value.type == REG_DWORD && value.data.size() == 4)
         line +=
             fmt::format("dword:{:02x}{:02x}{:02x}{:02x}", value.data[3], value.data[2], value.data[1], value.data[0]);

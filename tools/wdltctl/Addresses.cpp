@@ -50,7 +50,7 @@ void listAddresses(const Options& options) {
     printTable(rows);
 }
 
-void addList(CLI::App& verb, const Options& options) {
+void addAddressList(CLI::App& verb, const Options& options) {
     verb.add_subcommand("addresses", "Show the mail addresses that the service remembers")->callback([&options] {
         listAddresses(options);
     });
@@ -58,6 +58,6 @@ void addList(CLI::App& verb, const Options& options) {
 
 } // namespace
 
-const List kAddressList = {addList, nullptr, nullptr};
+const List kAddressList = {addAddressList, nullptr, nullptr};
 
 } // namespace wdlt

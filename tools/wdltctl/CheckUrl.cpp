@@ -14,12 +14,12 @@
 namespace wdlt {
 namespace {
 
-struct Arguments {
+struct CheckArguments {
     std::vector<std::string> urls;
     std::string list;
 };
 
-void checkUrls(const Arguments& arguments, const Options& options) {
+void checkUrls(const CheckArguments& arguments, const Options& options) {
     const TextList& list = *std::ranges::find(allTextLists(), "urls", &TextList::name);
     Json document = Json::object();
     std::string text;
@@ -45,7 +45,7 @@ void checkUrls(const Arguments& arguments, const Options& options) {
 } // namespace
 
 void addCheckUrl(CLI::App& app, const Options& options) {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<CheckArguments>();
     auto* verb = app.add_subcommand("check-url", "Ask whether URLs are on a list");
     verb->add_option("URL", arguments->urls, "The URLs")->required();
     verb->add_option("--list", arguments->list, "white or black")->required()->check(CLI::IsMember({"white", "black"}));

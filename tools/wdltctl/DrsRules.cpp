@@ -24,7 +24,7 @@ namespace {
 
 using Rules = std::vector<WdltDrsWhiteListItem>;
 
-struct Arguments {
+struct RuleArguments {
     std::string rule;
     std::uint32_t index = 0; /* none given */
     std::string process;
@@ -74,7 +74,7 @@ std::uint32_t lowestFreeIndex(const Rules& rules) {
     throw ToolError(ExitStatus::Failure, fmt::format("all {} indexes are taken", WDLT_MAX_DRS_INDEX));
 }
 
-void addRule(const Arguments& arguments, const Options& options) {
+void addRule(const RuleArguments& arguments, const Options& options) {
     WdltDrsWhiteListItem rule{};
     // The name becomes a key's: with a separator it would be a key below another rule's.
     if (arguments.rule.empty() || arguments.rule.find('\\') != std::string::npos)
@@ -107,7 +107,7 @@ std::uint32_t indexOf(const std::string& argument, const Rules& rules) {
     throw ToolError(ExitStatus::Failure, fmt::format("{}: no such rule", argument));
 }
 
-void removeRules(const Arguments& arguments) {
+void removeRules(const RuleArguments& arguments) {
     if (arguments.all == !arguments.rules.empty())
         throw ToolError(ExitStatus::Usage, "rules are needed, or --all");
     std::vector<std::uint32_t> indexes{0};
@@ -122,12 +122,12 @@ void removeRules(const Arguments& arguments) {
         checkStatus(WdltDeleteDRSWhiteListItem(index), index == 0 ? "all rules" : fmt::format("rule {}", index));
 }
 
-void addList(CLI::App& verb, const Options& options) {
+void addRuleList(CLI::App& verb, const Options& options) {
     verb.add_subcommand("rules", "Show the rules of DRS's white list")->callback([&options] { listRules(options); });
 }
 
-void addAdd(CLI::App& verb, const Options& options) {
-    const auto arguments = std::make_shared<Arguments>();
+void addRuleAdd(CLI::App& verb, const Options& options) {
+    const auto arguments = std::make_shared<RuleArguments>();
     auto* rules = verb.add_subcommand("rules", "Add a rule to DRS's white list");
     rules->add_option("RULE", arguments->rule, "Its name, 1 to 199 characters")->required();
     rules->add_option("--index", arguments->index, "Its index; the lowest that is free without it")
@@ -137,8 +137,8 @@ void addAdd(CLI::App& verb, const Options& options) {
     rules->callback([arguments, &options] { addRule(*arguments, options); });
 }
 
-void addRemove(CLI::App& verb, const Options& /*options*/) {
-    const auto arguments = std::make_shared<Arguments>();
+void addRuleRemove(CLI::App& verb, const Options& /*options*/) {
+    const auto arguments = std::make_shared<RuleArguments>();
     auto* rules = verb.add_subcommand("rules", "Remove rules from DRS's white list");
     rules->add_option("RULE", arguments->rules, "Their indexes or names");
     rules->add_flag("--all", arguments->all, "Remove all of them, those too that no list shows");
@@ -147,6 +147,6 @@ void addRemove(CLI::App& verb, const Options& /*options*/) {
 
 } // namespace
 
-const List kDrsRuleList = {addList, addAdd, addRemove};
+const List kDrsRuleList = {addRuleList, addRuleAdd, addRuleRemove};
 
 } // namespace wdlt

@@ -11,17 +11,18 @@
 namespace wdlt {
 namespace {
 
-constexpr Place kPop3Virus[] = {{"pop3", WDLT_PROTOCOL_POP3, WDLT_SCAN_VIRUS, WDLT_INPUT_NONE, 0}};
-constexpr Place kSmtpVirus[] = {{"smtp", WDLT_PROTOCOL_SMTP, WDLT_SCAN_VIRUS, WDLT_INPUT_NONE, 0}};
-constexpr Place kWebMailVirus[] = {{"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_VIRUS, WDLT_INPUT_NONE, 0}};
-constexpr Place kFileVirus[] = {{"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_VIRUS, WDLT_INPUT_HTTP_FILE_SCAN, 0}};
-constexpr Place kUrlFilter[] = {{"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_URL_FILTER, WDLT_INPUT_NONE, 0}};
-constexpr Place kHostFilter[] = {{"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_HOST_FILTER, WDLT_INPUT_NONE, 0}};
-constexpr Place kAntiSpam[] = {{"pop3", WDLT_PROTOCOL_POP3, WDLT_SCAN_ANTI_SPAM, WDLT_INPUT_NONE, 0}};
-constexpr Place kFileEvents[] = {{"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_NETWORK_EVENTS, WDLT_INPUT_NONE, 0}};
-constexpr Place kSal[] = {{"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_SAL, WDLT_INPUT_NONE, 0}};
-constexpr Place kHttpsFilter[] = {{"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_HTTP_MANAGER, WDLT_INPUT_HTTPS_FILTER, 0}};
-constexpr Place kPrivacy[] = {
+constexpr Place kPop3VirusPlaces[] = {{"pop3", WDLT_PROTOCOL_POP3, WDLT_SCAN_VIRUS, WDLT_INPUT_NONE, 0}};
+constexpr Place kSmtpVirusPlaces[] = {{"smtp", WDLT_PROTOCOL_SMTP, WDLT_SCAN_VIRUS, WDLT_INPUT_NONE, 0}};
+constexpr Place kWebMailVirusPlaces[] = {{"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_VIRUS, WDLT_INPUT_NONE, 0}};
+constexpr Place kFileVirusPlaces[] = {{"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_VIRUS, WDLT_INPUT_HTTP_FILE_SCAN, 0}};
+constexpr Place kUrlFilterPlaces[] = {{"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_URL_FILTER, WDLT_INPUT_NONE, 0}};
+constexpr Place kHostFilterPlaces[] = {{"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_HOST_FILTER, WDLT_INPUT_NONE, 0}};
+constexpr Place kAntiSpamPlaces[] = {{"pop3", WDLT_PROTOCOL_POP3, WDLT_SCAN_ANTI_SPAM, WDLT_INPUT_NONE, 0}};
+constexpr Place kFileEventsPlaces[] = {{"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_NETWORK_EVENTS, WDLT_INPUT_NONE, 0}};
+constexpr Place kSalPlaces[] = {{"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_SAL, WDLT_INPUT_NONE, 0}};
+constexpr Place kHttpsFilterPlaces[] = {
+    {"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_HTTP_MANAGER, WDLT_INPUT_HTTPS_FILTER, 0}};
+constexpr Place kPrivacyPlaces[] = {
     {"smtp", WDLT_PROTOCOL_SMTP, WDLT_SCAN_PRIVACY, WDLT_INPUT_NONE, WDLT_PRIVACY_SMTP},
     {"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_PRIVACY, WDLT_INPUT_NONE, WDLT_PRIVACY_HTTP},
     {"4", 4, WDLT_SCAN_PRIVACY, WDLT_INPUT_NONE, WDLT_PRIVACY_PROTOCOL_4},
@@ -64,17 +65,17 @@ std::int32_t changePluginManager(bool on, std::uint32_t) {
 }
 
 constexpr Feature kFeatures[] = {
-    {"pvs", "virus scan of POP3", ask<WdltPvsIsEnabled>, change<WdltPvsEnable>, kPop3Virus},
-    {"svs", "virus scan of SMTP", ask<WdltSvsIsEnabled>, change<WdltSvsEnable>, kSmtpVirus},
-    {"wmvs", "virus scan of web mail", ask<WdltWmvsIsEnabled>, change<WdltWmvsEnable>, kWebMailVirus},
-    {"hfs", "virus scan of files over HTTP", ask<WdltHfsIsEnabled>, change<WdltHfsEnable>, kFileVirus},
-    {"urlf", "URL filter", ask<WdltUrlfIsEnabled>, change<WdltUrlfEnable>, kUrlFilter},
-    {"hosf", "host filter", ask<WdltHosfIsEnabled>, change<WdltHosfEnable>, kHostFilter},
-    {"aspm", "anti-spam", ask<WdltAspmIsEnabled>, change<WdltAspmEnable>, kAntiSpam},
-    {"hfe", "HTTP file events", ask<WdltHfeIsEnabled>, change<WdltHfeEnable>, kFileEvents},
-    {"sal", "SAL", ask<WdltSalIsEnabled>, change<WdltSalEnable>, kSal},
-    {"pdp", "privacy data protection", WdltPdpIsProtocolEnabled, changePrivacy, kPrivacy},
-    {"https", "HTTPS scan", ask<WdltHttpsScanIsEnabled>, change<WdltHttpsScanEnable>, kHttpsFilter, false, true},
+    {"pvs", "virus scan of POP3", ask<WdltPvsIsEnabled>, change<WdltPvsEnable>, kPop3VirusPlaces},
+    {"svs", "virus scan of SMTP", ask<WdltSvsIsEnabled>, change<WdltSvsEnable>, kSmtpVirusPlaces},
+    {"wmvs", "virus scan of web mail", ask<WdltWmvsIsEnabled>, change<WdltWmvsEnable>, kWebMailVirusPlaces},
+    {"hfs", "virus scan of files over HTTP", ask<WdltHfsIsEnabled>, change<WdltHfsEnable>, kFileVirusPlaces},
+    {"urlf", "URL filter", ask<WdltUrlfIsEnabled>, change<WdltUrlfEnable>, kUrlFilterPlaces},
+    {"hosf", "host filter", ask<WdltHosfIsEnabled>, change<WdltHosfEnable>, kHostFilterPlaces},
+    {"aspm", "anti-spam", ask<WdltAspmIsEnabled>, change<WdltAspmEnable>, kAntiSpamPlaces},
+    {"hfe", "HTTP file events", ask<WdltHfeIsEnabled>, change<WdltHfeEnable>, kFileEventsPlaces},
+    {"sal", "SAL", ask<WdltSalIsEnabled>, change<WdltSalEnable>, kSalPlaces},
+    {"pdp", "privacy data protection", WdltPdpIsProtocolEnabled, changePrivacy, kPrivacyPlaces},
+    {"https", "HTTPS scan", ask<WdltHttpsScanIsEnabled>, change<WdltHttpsScanEnable>, kHttpsFilterPlaces, false, true},
     {"drs", "DRS", ask<WdltDRSIsEnabled>, change<WdltDRSEnable>, {}, false, true},
     {"drs-white-list", "white list of DRS", ask<WdltIsDRSWhiteListEnabled>, changeWhiteList, {}, true},
     {"hfe-plugin",

@@ -11,7 +11,7 @@ namespace wdlt {
 namespace {
 
 /* The type finds the handler's key: changing it in a write would lose the values behind it. */
-constexpr Field kFields[] = {
+constexpr Field kHandlerFields[] = {
     textField(WDLT_MEMBER(WdchSystemProtocolHandler, name), "name of its key").readOnly(),
     textField(WDLT_MEMBER(WdchSystemProtocolHandler, filename), "its file"),
     numberField(WDLT_MEMBER(WdchSystemProtocolHandler, type), "the protocol it serves").readOnly(),
@@ -39,7 +39,7 @@ std::int32_t writeHandler(const std::string&, std::span<BYTE> record) {
 } // namespace
 
 const Record kHandlerRecord = {
-    "handler", "a protocol handler",       sizeof(WdchSystemProtocolHandler), kFields, readHandler, writeHandler,
+    "handler", "a protocol handler",       sizeof(WdchSystemProtocolHandler), kHandlerFields, readHandler, writeHandler,
     "HANDLER", "its name or type: POP3, 1"};
 
 } // namespace wdlt

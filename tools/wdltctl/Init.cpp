@@ -31,7 +31,7 @@ constexpr const char* kDefaultInstall = "C:\\Program Files\\Wardlet";
 // The record of the system has 260 bytes a directory.
 constexpr std::size_t kMaxDirectoryBytes = 259;
 
-struct Arguments {
+struct InitArguments {
     std::string install = kDefaultInstall;
     bool force = false;
 };
@@ -100,7 +100,7 @@ bool holdsValues(const std::u16string& path) {
     return found;
 }
 
-void init(const Arguments& arguments, const Options& options) {
+void init(const InitArguments& arguments, const Options& options) {
     const std::u16string install = parseDirectory(arguments.install);
     RegDocument document = parseRegText(kFreshTree);
     const std::pair<std::u16string_view, std::u16string> folders[] = {
@@ -140,7 +140,7 @@ void init(const Arguments& arguments, const Options& options) {
 
 void addInit(CLI::App& app, const Options& options) {
     auto* verb = app.add_subcommand("init", "Lay down a fresh installation: directories, settings, privacy database");
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<InitArguments>();
     verb->add_option("--install", arguments->install, "Install directory, as X:\\... or /...")->capture_default_str();
     verb->add_flag("--force", arguments->force,
                    "Replace the settings and the privacy database that are there, all of them");

@@ -30,7 +30,7 @@ constexpr const char* kDescription = "description";
 constexpr const char* kTarget = "scanTarget";
 constexpr const char* kText = "text";
 
-struct Arguments {
+struct ItemArguments {
     std::string name;
     std::string text;
     std::string description;
@@ -131,7 +131,7 @@ std::string typedText(const std::string& argument) {
     return line.ends_with('\r') ? line.substr(0, line.size() - 1) : line;
 }
 
-void addItem(const Arguments& arguments, const Options& options) {
+void addItem(const ItemArguments& arguments, const Options& options) {
     PrivacyItems store = readItems();
     PrivacyViewItem item{};
     item.dwItemIndex = arguments.index;
@@ -152,7 +152,7 @@ void addItem(const Arguments& arguments, const Options& options) {
         printJson({{kIndex, item.dwItemIndex}});
 }
 
-void removeItems(const Arguments& arguments) {
+void removeItems(const ItemArguments& arguments) {
     PrivacyItems store = readItems();
     for (const std::uint32_t index : arguments.indexes)
         if (std::erase_if(store.items, [&](const auto& item) { return item.dwItemIndex == index; }) == 0)
@@ -212,7 +212,7 @@ PrivacyViewItem itemFrom(const Json& element, const PrivacyItems& store, const s
     return item;
 }
 
-void importItems(const Arguments& arguments) {
+void importItems(const ItemArguments& arguments) {
     const Json document = Json::parse(readFile(arguments.file), nullptr, false);
     if (!document.is_array())
         throw ToolError(ExitStatus::Usage, arguments.file + ": not a JSON list of items, as export writes it");
@@ -228,13 +228,13 @@ void importItems(const Arguments& arguments) {
     writeItems(store);
 }
 
-void exportItems(const Arguments& arguments, const Options& options) {
+void exportItems(const ItemArguments& arguments, const Options& options) {
     const Json document = itemsJson(readItems(), options.secrets);
     writeFile(arguments.file, document.dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
 }
 
 /* Tells the texts by their place: they are secrets. */
-void verifyTexts(const Arguments& arguments, const Options& options) {
+void verifyTexts(const ItemArguments& arguments, const Options& options) {
     const ItemCharset charset(readItems().head.dwDefaultCharSet);
     Items items(arguments.texts.size());
     for (std::size_t i = 0; i < items.size(); ++i)
@@ -260,13 +260,13 @@ CLI::App* addItems(CLI::App& verb, const char* help) {
     return verb.add_subcommand("items", help);
 }
 
-void addList(CLI::App& verb, const Options& options) {
+void addItemList(CLI::App& verb, const Options& options) {
     auto* items = addItems(verb, "Show the privacy items; their texts with --secrets");
     items->callback([&options] { listItems(options); });
 }
 
-void addAdd(CLI::App& verb, const Options& options) {
-    const auto arguments = std::make_shared<Arguments>();
+void addItemAdd(CLI::App& verb, const Options& options) {
+    const auto arguments = std::make_shared<ItemArguments>();
     auto* items = addItems(verb, "Add a privacy item");
     items->add_option("NAME", arguments->name, "Its name, at most 35 bytes")->required();
     items->add_option("TEXT", arguments->text,
@@ -279,22 +279,22 @@ void addAdd(CLI::App& verb, const Options& options) {
     items->callback([arguments, &options] { addItem(*arguments, options); });
 }
 
-void addRemove(CLI::App& verb, const Options& /*options*/) {
-    const auto arguments = std::make_shared<Arguments>();
+void addItemRemove(CLI::App& verb, const Options& /*options*/) {
+    const auto arguments = std::make_shared<ItemArguments>();
     auto* items = addItems(verb, "Remove privacy items");
     items->add_option("INDEX", arguments->indexes, "Their indexes")->required();
     items->callback([arguments] { removeItems(*arguments); });
 }
 
-void addImport(CLI::App& verb, const Options& /*options*/) {
-    const auto arguments = std::make_shared<Arguments>();
+void addItemImport(CLI::App& verb, const Options& /*options*/) {
+    const auto arguments = std::make_shared<ItemArguments>();
     auto* items = addItems(verb, "Replace the privacy items by those of a JSON file; a hidden text stays as it is");
     items->add_option("FILE", arguments->file, "The file, - for the standard input")->required();
     items->callback([arguments] { importItems(*arguments); });
 }
 
-void addExport(CLI::App& verb, const Options& options) {
-    const auto arguments = std::make_shared<Arguments>();
+void addItemExport(CLI::App& verb, const Options& options) {
+    const auto arguments = std::make_shared<ItemArguments>();
     auto* items = addItems(verb, "Write the privacy items to a JSON file; their texts with --secrets");
     items->add_option("FILE", arguments->file, "The file, - for the standard output")->required();
     items->callback([arguments, &options] { exportItems(*arguments, options); });
@@ -302,10 +302,10 @@ void addExport(CLI::App& verb, const Options& options) {
 
 } // namespace
 
-const List kPrivacyItemList = {addList, addAdd, addRemove, addImport, addExport};
+const List kPrivacyItemList = {addItemList, addItemAdd, addItemRemove, addItemImport, addItemExport};
 
 void addVerify(CLI::App& app, const Options& options) {
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<ItemArguments>();
     auto* verb = app.add_subcommand("verify", "Try whether texts could be privacy items; nothing is stored");
     verb->add_option("TEXT", arguments->texts, "The texts; - for a line of the standard input")->required();
     verb->footer("Exit status 0 when all of them can be in each charset that is searched, 1 when not.");

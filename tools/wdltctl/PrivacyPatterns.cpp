@@ -45,13 +45,13 @@ void listPatterns(const Options& options) {
     printTable(rows);
 }
 
-void addList(CLI::App& verb, const Options& options) {
+void addPatternList(CLI::App& verb, const Options& options) {
     verb.add_subcommand("patterns", "Show the bytes that privacy items are searched by, in each charset")
         ->callback([&options] { listPatterns(options); });
 }
 
 } // namespace
 
-const List kPrivacyPatternList = {addList, nullptr, nullptr};
+const List kPrivacyPatternList = {addPatternList, nullptr, nullptr};
 
 } // namespace wdlt

@@ -25,7 +25,7 @@ namespace {
 constexpr std::uint64_t kMaxRecordBytes = std::uint64_t{64} << 20;
 
 /* As typed: numbers are decimal or 0x.... */
-struct Arguments {
+struct RawArguments {
     std::string protocol;
     std::string scan;
     std::string input = "0";
@@ -48,7 +48,7 @@ std::uint64_t number(const char* name, const std::string& text, std::uint64_t li
     return *parsed;
 }
 
-Address parseAddress(const Arguments& arguments) {
+Address parseAddress(const RawArguments& arguments) {
     const auto number32 = [](const char* name, const std::string& text) {
         return static_cast<std::uint32_t>(number(name, text, std::numeric_limits<std::uint32_t>::max()));
     };
@@ -101,7 +101,7 @@ Json addressJson(const Address& address) {
     return {{"protocol", address.protocol}, {"scan", address.scan}, {"input", address.input}, {"type", address.type}};
 }
 
-void rawRead(const Arguments& arguments, const Options& options) {
+void rawRead(const RawArguments& arguments, const Options& options) {
     if (options.json && arguments.file == kStandardStream)
         throw ToolError(ExitStatus::Usage, "--json and --out - both ask for the standard output");
     const Address address = parseAddress(arguments);
@@ -125,7 +125,7 @@ void rawRead(const Arguments& arguments, const Options& options) {
     }
 }
 
-void rawWrite(const Arguments& arguments, const Options& options) {
+void rawWrite(const RawArguments& arguments, const Options& options) {
     const Address address = parseAddress(arguments);
     std::string bytes = readFile(arguments.file);
     const std::int32_t status =
@@ -139,7 +139,7 @@ void rawWrite(const Arguments& arguments, const Options& options) {
     }
 }
 
-void addAddress(CLI::App* verb, Arguments& arguments) {
+void addAddress(CLI::App* verb, RawArguments& arguments) {
     verb->add_option("PROTOCOL", arguments.protocol, "Protocol of the address")->required();
     verb->add_option("SCAN", arguments.scan, "Scan of the address")->required();
     verb->add_option("--input", arguments.input, "Input of the address")->capture_default_str();
@@ -151,7 +151,7 @@ void addAddress(CLI::App* verb, Arguments& arguments) {
 void addRaw(CLI::App& app, const Options& options) {
     auto* raw = app.add_subcommand("raw", "Read or write any address as bytes; numbers are decimal or 0x...");
     raw->require_subcommand(1);
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<RawArguments>();
 
     auto* readVerb = raw->add_subcommand("read", "Read a record: its size is asked for, then its bytes");
     addAddress(readVerb, *arguments);

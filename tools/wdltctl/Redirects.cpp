@@ -22,7 +22,7 @@
 namespace wdlt {
 namespace {
 
-struct Arguments {
+struct RedirectArguments {
     std::string handler;
     std::string session;
     std::string process;
@@ -60,7 +60,7 @@ TableRow redirectRow(const WdchSystemRedirect& redirect) {
             fmt::format("{:#x}", redirect.cancelAfMask)};
 }
 
-void listRedirects(const Arguments& arguments, const Options& options) {
+void listRedirects(const RedirectArguments& arguments, const Options& options) {
     const Handler handler = findHandler(arguments.handler);
     if (options.json) {
         Json document = Json::array();
@@ -75,7 +75,7 @@ void listRedirects(const Arguments& arguments, const Options& options) {
     printTable(rows);
 }
 
-WdchSystemRedirect redirectFrom(const Arguments& arguments) {
+WdchSystemRedirect redirectFrom(const RedirectArguments& arguments) {
     WdchSystemRedirect redirect{};
     // The name becomes a key's: with a separator it would be a key below another session's.
     if (arguments.session.empty() || arguments.session.find('\\') != std::string::npos)
@@ -93,7 +93,7 @@ WdchSystemRedirect redirectFrom(const Arguments& arguments) {
     return redirect;
 }
 
-void write(const Arguments& arguments, std::uint64_t configType, const Options& options) {
+void write(const RedirectArguments& arguments, std::uint64_t configType, const Options& options) {
     WdchSystemRedirect redirect = redirectFrom(arguments);
     const Handler handler = findHandler(arguments.handler);
     checkStatus(WdltWriteConfig(WDLT_PROTOCOL_SYSTEM + handler.head.type, WDLT_SCAN_NONE, configType, &redirect,
@@ -103,20 +103,20 @@ void write(const Arguments& arguments, std::uint64_t configType, const Options& 
         printJson({{"handler", handler.name()}, {"session", arguments.session}});
 }
 
-CLI::App* addRedirects(CLI::App& verb, const char* help, const std::shared_ptr<Arguments>& arguments) {
+CLI::App* addRedirects(CLI::App& verb, const char* help, const std::shared_ptr<RedirectArguments>& arguments) {
     auto* redirects = verb.add_subcommand("redirects", help);
     redirects->add_option("HANDLER", arguments->handler, "Name or type of the handler")->required();
     return redirects;
 }
 
-void addList(CLI::App& verb, const Options& options) {
-    const auto arguments = std::make_shared<Arguments>();
+void addRedirectList(CLI::App& verb, const Options& options) {
+    const auto arguments = std::make_shared<RedirectArguments>();
     auto* redirects = addRedirects(verb, "Show a handler's redirects", arguments);
     redirects->callback([arguments, &options] { listRedirects(*arguments, options); });
 }
 
-void addAdd(CLI::App& verb, const Options& options) {
-    const auto arguments = std::make_shared<Arguments>();
+void addRedirectAdd(CLI::App& verb, const Options& options) {
+    const auto arguments = std::make_shared<RedirectArguments>();
     auto* redirects = addRedirects(verb, "Add a redirect, or overwrite its session's", arguments);
     redirects->add_option("SESSION", arguments->session, "Its name, 1 to 10 characters")->required();
     auto* process = redirects->add_option("--process", arguments->process, "Name of the process, at most 15 bytes");
@@ -131,8 +131,8 @@ void addAdd(CLI::App& verb, const Options& options) {
     redirects->callback([arguments, &options] { write(*arguments, WDLT_CONFIG_REDIRECT_ADD, options); });
 }
 
-void addRemove(CLI::App& verb, const Options& options) {
-    const auto arguments = std::make_shared<Arguments>();
+void addRedirectRemove(CLI::App& verb, const Options& options) {
+    const auto arguments = std::make_shared<RedirectArguments>();
     auto* redirects = addRedirects(verb, "Remove a session's redirect", arguments);
     redirects->add_option("SESSION", arguments->session, "Its name")->required();
     redirects->callback([arguments, &options] { write(*arguments, WDLT_CONFIG_REDIRECT_DELETE, options); });
@@ -140,6 +140,6 @@ void addRemove(CLI::App& verb, const Options& options) {
 
 } // namespace
 
-const List kRedirectList = {addList, addAdd, addRemove};
+const List kRedirectList = {addRedirectList, addRedirectAdd, addRedirectRemove};
 
 } // namespace wdlt

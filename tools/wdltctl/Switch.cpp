@@ -22,7 +22,7 @@ namespace {
 // Only these items of a handler hold it on or let it go on.
 constexpr std::uint32_t kDecidingItems = 0xFFFF;
 
-struct Arguments {
+struct SwitchArguments {
     std::string feature;
     std::vector<std::string> protocols;
     std::optional<std::uint32_t> option;
@@ -33,7 +33,7 @@ struct Selection {
     std::uint32_t detail = WDLT_PRIVACY_ALL; /* types, or the option */
 };
 
-Selection select(const Feature& feature, const Arguments& arguments) {
+Selection select(const Feature& feature, const SwitchArguments& arguments) {
     Selection selection{{feature.places.begin(), feature.places.end()}};
     if (feature.hasOption)
         selection.detail = arguments.option.value_or(0);
@@ -146,7 +146,7 @@ void printOutcome(const Feature& feature, const Outcome& outcome, bool on, const
         fmt::print("{} is {} already\n", feature.name, onOff(on));
 }
 
-void switchFeature(const Arguments& arguments, bool on, const Options& options) {
+void switchFeature(const SwitchArguments& arguments, bool on, const Options& options) {
     const Feature& feature = findFeature(arguments.feature);
     const Selection selection = select(feature, arguments);
     const Outcome outcome = run(feature, selection, on);
@@ -159,7 +159,7 @@ void switchFeature(const Arguments& arguments, bool on, const Options& options) 
 
 void addVerb(CLI::App& app, const Options& options, const char* name, const char* help, bool on) {
     auto* verb = app.add_subcommand(name, help);
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<SwitchArguments>();
     verb->add_option("FEATURE", arguments->feature, "Name of the feature")->required();
     verb->add_option("--protocol", arguments->protocols,
                      "For pdp: smtp, http, 4, 5, 6 or 7, parted by commas; without it, all of them, in this order")

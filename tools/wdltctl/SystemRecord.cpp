@@ -7,7 +7,7 @@
 namespace wdlt {
 namespace {
 
-constexpr Field kFields[] = {
+constexpr Field kSystemFields[] = {
     numberField(WDLT_MEMBER(WdchSystemData, proxyPort), "port of the service"),
     textField(WDLT_MEMBER(WdchSystemData, installPath), "install directory, with a backslash at its end"),
     textField(WDLT_MEMBER(WdchSystemData, tempPath), "directory of temporary files"),
@@ -31,6 +31,7 @@ std::int32_t writeSystem(const std::string&, std::span<BYTE> record) {
 
 } // namespace
 
-const Record kSystemRecord = {"system", "the service itself", sizeof(WdchSystemData), kFields, readSystem, writeSystem};
+const Record kSystemRecord = {"system",      "the service itself", sizeof(WdchSystemData),
+                              kSystemFields, readSystem,           writeSystem};
 
 } // namespace wdlt

@@ -17,7 +17,7 @@
 namespace wdlt {
 namespace {
 
-struct Request {
+struct TextListRequest {
     const TextList& list;
     const Options& options;
     std::string typeWord;
@@ -31,7 +31,7 @@ struct Request {
     std::string name() const { return fmt::format("{} list", list.types.empty() ? list.name : typeWord); }
 };
 
-Texts readList(const Request& request) {
+Texts readList(const TextListRequest& request) {
     Texts texts;
     const std::int32_t status = request.list.read(request.type(), texts);
     if (status != WDLT_E_FILE_NOT_FOUND)
@@ -39,14 +39,14 @@ Texts readList(const Request& request) {
     return texts;
 }
 
-void writeList(const Request& request, const Texts& texts) {
+void writeList(const TextListRequest& request, const Texts& texts) {
     if (texts.size() > request.list.mostEntries)
         throw ToolError(ExitStatus::Failure, fmt::format("{}: {} records, at most {}", request.name(), texts.size(),
                                                          request.list.mostEntries));
     checkStatus(request.list.write(request.type(), texts), request.name());
 }
 
-void show(const Request& request) {
+void show(const TextListRequest& request) {
     const Texts texts = readList(request);
     if (request.options.json) {
         Json document = Json::array();
@@ -61,7 +61,7 @@ void show(const Request& request) {
     writeFile(std::string(kStandardStream), lines);
 }
 
-void add(const Request& request) {
+void add(const TextListRequest& request) {
     Texts texts = readList(request);
     for (const std::string& entry : request.entries) {
         const std::string text = storedText(request.list, entry, request.list.noun);
@@ -72,7 +72,7 @@ void add(const Request& request) {
     writeList(request, texts);
 }
 
-void remove(const Request& request) {
+void remove(const TextListRequest& request) {
     Texts texts = readList(request);
     for (const std::string& entry : request.entries)
         if (std::erase(texts, storedText(request.list, entry, request.list.noun)) == 0)
@@ -81,7 +81,7 @@ void remove(const Request& request) {
 }
 
 /* Empty lines are passed over. Nothing is written when a line can't be. */
-void import(const Request& request) {
+void import(const TextListRequest& request) {
     const std::string content = readFile(request.file);
     Texts texts;
     std::set<std::string> known;
@@ -102,7 +102,7 @@ void import(const Request& request) {
     writeList(request, texts);
 }
 
-void exportTo(const Request& request) {
+void exportTo(const TextListRequest& request) {
     std::string lines;
     for (const std::string& text : readList(request))
         lines += utf8FromNarrow(text) + "\n";
@@ -116,7 +116,7 @@ constexpr struct Verb {
     const char* help; /* before what the entries are */
     Operand operand;
     const char* operandHelp;
-    void (*run)(const Request& request);
+    void (*run)(const TextListRequest& request);
 } kVerbs[] = {
     {"list", "Show", Operand::None, "", show},
     {"add", "Add to", Operand::Entries, "What to add", add},
@@ -140,7 +140,7 @@ std::string storedText(const TextList& list, const std::string& typed, const std
 void addTextListVerb(std::string_view name, const TextList& list, CLI::App& verb, const Options& options) {
     const auto* found = std::ranges::find(kVerbs, name, &Verb::name);
     auto* command = verb.add_subcommand(std::string(list.name), fmt::format("{} {}", found->help, list.help));
-    const auto request = std::make_shared<Request>(Request{list, options, {}, {}, {}});
+    const auto request = std::make_shared<TextListRequest>(TextListRequest{list, options, {}, {}, {}});
     if (!list.types.empty())
         command->add_option("LIST", request->typeWord, fmt::format("{}", fmt::join(list.types, " or ")))
             ->required()
