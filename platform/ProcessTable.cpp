@@ -4,6 +4,8 @@
 #include "PageGuard.h"
 #include "ProcessState.h"
 
+#include <platform/steps.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -118,23 +120,28 @@ DWORD ProcessTable::open(int directory) {
 // A table that nobody uses is laid down afresh, whatever stands in it.
 DWORD ProcessTable::checkLayout() {
     constexpr struct timespec kPause { 0, 1'000'000 };
+    const auto isLaidDown = [this] {
+        return m_layout->magic.load(std::memory_order_acquire) == kMagic &&
+               m_layout->version.load(std::memory_order_relaxed) == kVersion;
+    };
     for (int attempt = 0; attempt < 1000; ++attempt) {
-        if (m_layout->magic.load(std::memory_order_acquire) == kMagic &&
-            m_layout->version.load(std::memory_order_relaxed) == kVersion)
+        if (isLaidDown())
             return ERROR_SUCCESS;
+        WD_STEP("processes.new");
         if (!lockRow(m_file.get(), 0, F_WRLCK)) {
             sys::nanosleep(&kPause, nullptr); // another process lays it down
             continue;
         }
+        // Another may have done so, and be using it, between the look above and the lock.
+        bool good = isLaidDown();
         bool used = true;
-        const bool told = isLocked(m_file.get(), 1, kRows - 1, used);
-        if (told && !used) {
+        if (!good && isLocked(m_file.get(), 1, kRows - 1, used) && !used) {
             m_layout->version.store(kVersion, std::memory_order_relaxed);
             m_layout->magic.store(kMagic, std::memory_order_release);
+            good = true;
         }
         lockRow(m_file.get(), 0, F_UNLCK);
-        if (!told || used)
-            return ERROR_INVALID_DATA;
+        return good ? ERROR_SUCCESS : ERROR_INVALID_DATA;
     }
     return ERROR_INVALID_DATA;
 }

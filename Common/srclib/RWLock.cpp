@@ -132,8 +132,9 @@ bool CWdRWLockEx::Initialize(const char* name) {
         WDLOG_ERROR("Failed to create event: %lu", static_cast<unsigned long>(GetLastError()));
         return false;
     }
-    if (!rwMemory.Create((base + "_RW_MEMORY").c_str(), kCountBytes, true) ||
-        !m_holders.Create((base + "_RW_HOLDERS").c_str(), kRows * sizeof(Row), true)) {
+    // New memory is zero before anybody else can have it. To fill it once more would wipe away who joined meanwhile.
+    if (!rwMemory.Create((base + "_RW_MEMORY").c_str(), kCountBytes, false) ||
+        !m_holders.Create((base + "_RW_HOLDERS").c_str(), kRows * sizeof(Row), false)) {
         WDLOG_ERROR("Failed to create shared memory: %lu", static_cast<unsigned long>(GetLastError()));
         return false;
     }

@@ -182,6 +182,27 @@ TEST_F(KernelObjectKill, AtEachSystemCall) {
     EXPECT_GT(points, 50);
 }
 
+// The process table of a fresh home is laid down, and used, while another process is about to do the same.
+TEST_F(KernelObjectKill, TheFirstUsersOfAHomeMayComeTogether) {
+    const Pipe start;
+    const Pipe laidDown;
+    Child quick([&]() -> int {
+        start.await();
+        const Handle mutex = makeMutex("m");
+        laidDown.signal();
+        return mutex ? pause() : 1;
+    });
+    Child slow([&] {
+        const steps::At late("processes.new", [&] {
+            start.signal();
+            laidDown.await();
+        });
+        return makeMutex("m") ? 0 : static_cast<int>(GetLastError());
+    });
+    EXPECT_EQ(slow.wait(), 0);
+    EXPECT_EQ(quick.kill(), kKilled);
+}
+
 // Workers live one object after the other, together or alone, and check what must hold for each life of one.
 class Lives {
   public:
@@ -201,7 +222,7 @@ class Lives {
         const bool created = GetLastError() == ERROR_SUCCESS;
         const View<Memory> memory = viewOf<Memory>(mapping);
         if (memory == nullptr)
-            return kNotMade;
+            return notMade();
         if (created && memory[0].creators.fetch_add(1) != 0)
             return kCreatedTwice; // in one life, or with something left of the one before
         ++memory[0].users;
@@ -230,13 +251,17 @@ class Lives {
         std::array<std::atomic<bool>, kMost> dying;
     };
 
+    static Wrong notMade() {
+        std::fprintf(stderr, "an object can't be made: error %u\n", GetLastError());
+        return kNotMade;
+    }
     static std::string named(const char* kind, unsigned number) { return kind + std::to_string(number); }
 
     Wrong exclude(unsigned worker, unsigned name, std::mt19937& random) {
         const Handle mutex = makeMutex(named("mutex", name).c_str(), true);
         const bool owned = GetLastError() == ERROR_SUCCESS;
         if (mutex == nullptr)
-            return kNotMade;
+            return notMade();
         if (!owned) {
             const DWORD result = waitFor(mutex, INFINITE);
             if (result != WAIT_OBJECT_0 && result != WAIT_ABANDONED)
@@ -276,7 +301,7 @@ TEST_F(KernelObjectKill, RacesForTheSameNames) {
         });
     start.closeSender();
     for (Child& worker : workers)
-        EXPECT_EQ(worker.wait(), 0);
+        EXPECT_EQ(worker.wait(), Lives::kFine);
     EXPECT_TRUE(Lives::allAreOver());
 }
 

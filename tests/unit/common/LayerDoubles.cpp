@@ -7,7 +7,9 @@
 #include <atomic>
 #include <map>
 #include <optional>
+#include <string_view>
 #include <type_traits>
+#include <utility>
 
 namespace {
 
@@ -17,6 +19,11 @@ struct Record {
 };
 
 thread_local std::optional<Record> t_record;
+struct MappingMade {
+    std::string nameEnd;
+    std::function<void()> happens;
+};
+thread_local MappingMade t_mappingMade;
 std::atomic<int> g_refused{-1};
 
 bool isRefused(layer_doubles::Refused what) {
@@ -47,6 +54,18 @@ HANDLE OpenEventA(DWORD access, BOOL inherit, LPCSTR name) {
         SetLastError(error);
     }
     return event;
+}
+
+HANDLE CreateFileMappingA(HANDLE file, LPSECURITY_ATTRIBUTES attributes, DWORD protection, DWORD sizeHigh,
+                          DWORD sizeLow, LPCSTR name) {
+    static const auto real = WDLT_LAYERS(CreateFileMappingA);
+    HANDLE const mapping = real(file, attributes, protection, sizeHigh, sizeLow, name);
+    const DWORD error = GetLastError();
+    if (t_mappingMade.happens && mapping != nullptr && error != ERROR_ALREADY_EXISTS &&
+        std::string_view(name).ends_with(t_mappingMade.nameEnd))
+        std::exchange(t_mappingMade.happens, nullptr)();
+    SetLastError(error);
+    return mapping;
 }
 
 BOOL ResetEvent(HANDLE event) {
@@ -121,6 +140,14 @@ Refusal::Refusal(Refused what) {
 
 Refusal::~Refusal() {
     g_refused = -1;
+}
+
+WhenMappingIsMade::WhenMappingIsMade(std::string nameEnd, std::function<void()> happens) {
+    t_mappingMade = {std::move(nameEnd), std::move(happens)};
+}
+
+WhenMappingIsMade::~WhenMappingIsMade() {
+    t_mappingMade = {};
 }
 
 } // namespace layer_doubles

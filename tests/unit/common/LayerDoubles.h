@@ -2,6 +2,7 @@
 // test of the calling thread listens, and do the layer's work unless they are told to refuse.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,15 @@ class Refusal {
     ~Refusal();
     Refusal(const Refusal&) = delete;
     Refusal& operator=(const Refusal&) = delete;
+};
+
+// What happens elsewhere while this thread makes the mapping whose name ends so, before its creator's next step.
+class WhenMappingIsMade {
+  public:
+    WhenMappingIsMade(std::string nameEnd, std::function<void()> happens);
+    ~WhenMappingIsMade();
+    WhenMappingIsMade(const WhenMappingIsMade&) = delete;
+    WhenMappingIsMade& operator=(const WhenMappingIsMade&) = delete;
 };
 
 } // namespace layer_doubles

@@ -1,6 +1,7 @@
 // The reader/writer locks between threads: writers alone, readers together, no token lost on the way, and a line in the
 // log for what can't be had. Between processes: tests/process.
 #include "RWLock.h"
+#include "LayerDoubles.h"
 #include "LockMemory.h"
 #include "LogFile.h"
 
@@ -12,6 +13,7 @@
 
 #include <barrier>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -111,6 +113,25 @@ TEST(RWLock, ObjectsOfOneNameAreOneLock) {
     EXPECT_EQ(memory.count(), 1u);
     EXPECT_EQ(memory.readsInRows(), 1u);
     EXPECT_EQ(memory.taker(), WD_GROUP_TAG);
+}
+
+// Who joins while the creator is still at the lock's memory may be inside before the creator goes on.
+TEST(RWLock, AReaderBetweenTheCreatorsStepsIsntForgotten) {
+    for (const char* memoryName : {"_RW_MEMORY", "_RW_HOLDERS"}) {
+        SCOPED_TRACE(memoryName);
+        CWdRWLockEx joined;
+        std::optional<CWdRWReadLock> hold;
+        const layer_doubles::WhenMappingIsMade made(memoryName, [&] {
+            ASSERT_TRUE(joined.Initialize("test"));
+            hold.emplace(&joined);
+        });
+        const auto creator = makeShared();
+        const LockMemory memory("test");
+        EXPECT_TRUE(hold.has_value());
+        EXPECT_EQ(memory.count(), 1u);
+        EXPECT_EQ(memory.readsInRows(), 1u);
+        hold.reset();
+    }
 }
 
 void unlockWriteOnly(CWdRWLock& lock) WD_NO_THREAD_SAFETY_ANALYSIS {
