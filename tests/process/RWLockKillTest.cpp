@@ -26,11 +26,11 @@ constexpr int kKilled = Child::kSignal + SIGKILL;
 
 // The locks' own, and those of the test.
 const std::set<std::string> kSteps{
-    "guard",        "guard.end",     "enter.row",     "enter.count",  "enter.token",   "leave.row",
-    "leave.count",  "leave.token",   "write.token",   "write.end",    "look",          "look.writer",
-    "recount.rows", "recount.count", "recount.token", "row.claimed",  "mutex.taken",   "object.opened",
-    "object.first", "object.empty",  "object.laid",   "object.valid", "object.joined", "object.closing",
-    "test.reading", "test.writing",
+    "guard",         "guard.end",     "enter.row",     "enter.count",  "enter.token",   "leave.row",
+    "leave.count",   "leave.token",   "write.token",   "write.end",    "look",          "look.writer",
+    "recount.rows",  "recount.count", "recount.token", "row.claimed",  "mutex.taken",   "object.opened",
+    "object.first",  "object.empty",  "object.laid",   "object.valid", "object.joined", "object.closing",
+    "processes.new", "test.reading",  "test.writing",
 };
 
 std::unique_ptr<CWdRWLockEx> openLock(const std::string& name) {
