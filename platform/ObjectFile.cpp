@@ -156,20 +156,23 @@ ObjectFile::Step ObjectFile::settle(const ObjectPlan& plan, bool& existed, DWORD
     return join(plan, error);
 }
 
+// Under either lock: whether the file still is the object's, and one to use.
+ObjectFile::Step ObjectFile::examine(struct stat& status, DWORD& error) const {
+    if (sys::fstat(m_file.get(), &status) != 0)
+        error = lastSystemError();
+    else if (status.st_nlink == 0)
+        return Step::StartOver;
+    else if (!isSafeToWrite(m_file.get(), status, ObjectHeader::kMagic))
+        error = ERROR_ACCESS_DENIED;
+    return error == ERROR_SUCCESS ? Step::Done : Step::Failed;
+}
+
 // Under the write lock: nobody has the object.
 ObjectFile::Step ObjectFile::create(const ObjectPlan& plan, DWORD& error) {
     WD_STEP("object.first");
     struct stat status {};
-    if (sys::fstat(m_file.get(), &status) != 0) {
-        error = lastSystemError();
-        return Step::Failed;
-    }
-    if (status.st_nlink == 0)
-        return Step::StartOver;
-    if (!isSafeToWrite(m_file.get(), status, ObjectHeader::kMagic)) {
-        error = ERROR_ACCESS_DENIED;
-        return Step::Failed;
-    }
+    if (const Step step = examine(status, error); step != Step::Done)
+        return step;
     error = plan.mayCreate ? layDown(plan, status) : ERROR_FILE_NOT_FOUND;
     if (error == ERROR_SUCCESS && !lockFile(m_file.get(), F_RDLCK))
         error = lastSystemError();
@@ -217,16 +220,8 @@ DWORD ObjectFile::layDown(const ObjectPlan& plan, const struct stat& status) {
 // Under the read lock: somebody may have the object, or its creator died.
 ObjectFile::Step ObjectFile::join(const ObjectPlan& plan, DWORD& error) {
     struct stat status {};
-    if (sys::fstat(m_file.get(), &status) != 0) {
-        error = lastSystemError();
-        return Step::Failed;
-    }
-    if (status.st_nlink == 0)
-        return Step::StartOver;
-    if (!isSafeToWrite(m_file.get(), status, ObjectHeader::kMagic)) {
-        error = ERROR_ACCESS_DENIED;
-        return Step::Failed;
-    }
+    if (const Step step = examine(status, error); step != Step::Done)
+        return step;
     const auto size = static_cast<std::size_t>(status.st_size);
     if (size < kObjectPage || size > objectBytes(kObjectBytesLimit))
         return Step::StartOver;

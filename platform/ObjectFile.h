@@ -16,6 +16,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <sys/stat.h>
 
 namespace wd {
 
@@ -107,6 +108,7 @@ class ObjectFile {
 
     DWORD openOrMake(const ObjectPlan& plan);
     Step settle(const ObjectPlan& plan, bool& existed, DWORD& error);
+    Step examine(struct stat& status, DWORD& error) const;
     Step create(const ObjectPlan& plan, DWORD& error);
     Step join(const ObjectPlan& plan, DWORD& error);
     DWORD layDown(const ObjectPlan& plan, const struct stat& status);
