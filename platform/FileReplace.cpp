@@ -43,10 +43,11 @@ class Partial {
 
     int file() const { return m_file.get(); }
 
-    bool create() {
+    // With no more rights than `mode` has: whoever opens it now reads what is written later.
+    bool create(mode_t mode) {
         for (int i = 0; i < kTries; ++i) {
             constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW;
-            FileDescriptor made(sys::open(m_path.c_str(), kFlags, kNewFileMode));
+            FileDescriptor made(sys::open(m_path.c_str(), kFlags, mode));
             if (made.valid() && isOurs(made.get())) {
                 m_file = std::move(made);
                 return true;
@@ -190,7 +191,7 @@ DWORD replaceWith(fs::path target, Write&& write) {
     if (!folder.valid())
         return errorOfPath(target);
     Partial partial(target);
-    if (!partial.create())
+    if (!partial.create(isThere ? old.st_mode & kNewFileMode : kNewFileMode))
         return errorOfPath(target);
     if ((isThere && !keepOwnerAndMode(partial.file(), old)) || !write(partial.file()) ||
         (isThere && !keepMode(partial.file(), old)) || sys::fsync(partial.file()) != 0 || !partial.renameTo(target))

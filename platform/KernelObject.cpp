@@ -189,7 +189,10 @@ bool KernelObject::reopenFile() {
         return false;
     if (!existed)
         std::copy(before.begin(), before.end(), reinterpret_cast<std::byte*>(fresh.header()) + kObjectPage);
-    return fresh.takePlaceOf(m_file);
+    if (!fresh.takePlaceOf(m_file))
+        return false;
+    m_parameter = m_file.parameter();
+    return true;
 }
 
 bool ObjectUse::acquire(HANDLE handle, ObjectKind kind) {
@@ -246,7 +249,8 @@ HANDLE openObject(const ObjectPlan& plan, const char* name) {
         if (handle != nullptr)
             object->handles.fetch_add(1, std::memory_order_relaxed);
         else {
-            releaseWholly(*object);
+            if (plan.ownedByCreator && !existed)
+                releaseWholly(*object);
             object->dropReference();
         }
         error = handle == nullptr ? ERROR_NOT_ENOUGH_MEMORY : existed ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS;

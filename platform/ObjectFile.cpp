@@ -16,6 +16,7 @@ namespace {
 constexpr int kOpenFlags = O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
 constexpr int kAttempts = 1000;        // to find the object in a state to use, against others that come and go
 constexpr int kCreatorAttempts = 5000; // of a millisecond: how long a creator may need for its few steps
+constexpr int kWriterAttempts = 100;   // of a millisecond: how long the few stores of a text may need
 constexpr struct timespec kPause { 0, 1'000'000 };
 constexpr std::size_t kBlockBytes = 512; // the unit of st_blocks
 
@@ -38,8 +39,18 @@ bool isLockHeldElsewhere() {
 } // namespace
 
 void storeText(ObjectHeader& header, std::string_view text) {
-    const std::uint32_t changes = header.textChanges.load(std::memory_order_relaxed) | 1;
-    header.textChanges.store(changes, std::memory_order_relaxed);
+    // One writer at a time; one that died in the middle is waited for, but not for long.
+    std::uint32_t before = header.textChanges.load(std::memory_order_relaxed);
+    for (int attempt = 0; attempt < kWriterAttempts; ++attempt) {
+        if (before % 2 == 0 &&
+            header.textChanges.compare_exchange_strong(before, before + 1, std::memory_order_relaxed))
+            break;
+        if (before % 2 == 0)
+            continue;
+        sys::nanosleep(&kPause, nullptr);
+        before = header.textChanges.load(std::memory_order_relaxed);
+    }
+    const std::uint32_t changes = before | 1;
     std::atomic_thread_fence(std::memory_order_release);
     text = text.substr(0, ObjectHeader::kTextBytes);
     header.textLength.store(static_cast<std::uint32_t>(text.size()), std::memory_order_relaxed);
@@ -137,23 +148,24 @@ DWORD ObjectFile::openOrMake(const ObjectPlan& plan) {
 }
 
 ObjectFile::Step ObjectFile::settle(const ObjectPlan& plan, bool& existed, DWORD& error) {
-    if (lockFile(m_file.get(), F_WRLCK)) {
-        existed = false;
-        return create(plan, error);
-    }
-    if (!isLockHeldElsewhere()) {
+    bool alone = lockFile(m_file.get(), F_WRLCK);
+    if (!alone && !isLockHeldElsewhere()) {
         error = lastSystemError();
         return Step::Failed;
     }
-    for (int attempt = 0; !lockFile(m_file.get(), F_RDLCK); ++attempt) {
-        if (!isLockHeldElsewhere() || attempt == kCreatorAttempts) {
-            error = lastSystemError();
-            return Step::Failed;
+    if (!alone) {
+        for (int attempt = 0; !lockFile(m_file.get(), F_RDLCK); ++attempt) {
+            if (!isLockHeldElsewhere() || attempt == kCreatorAttempts) {
+                error = lastSystemError();
+                return Step::Failed;
+            }
+            sys::nanosleep(&kPause, nullptr);
         }
-        sys::nanosleep(&kPause, nullptr);
+        // Whoever was in the way may have died, or only looked for an object that nobody has.
+        alone = lockFile(m_file.get(), F_WRLCK);
     }
-    existed = true;
-    return join(plan, error);
+    existed = !alone;
+    return alone ? create(plan, error) : join(plan, error);
 }
 
 // Under either lock: whether the file still is the object's, and one to use.
@@ -173,6 +185,7 @@ ObjectFile::Step ObjectFile::create(const ObjectPlan& plan, DWORD& error) {
     struct stat status {};
     if (const Step step = examine(status, error); step != Step::Done)
         return step;
+    invalidate(status);
     error = plan.mayCreate ? layDown(plan, status) : ERROR_FILE_NOT_FOUND;
     if (error == ERROR_SUCCESS && !lockFile(m_file.get(), F_RDLCK))
         error = lastSystemError();
@@ -182,6 +195,16 @@ ObjectFile::Step ObjectFile::create(const ObjectPlan& plan, DWORD& error) {
     }
     WD_STEP("object.valid");
     return Step::Done;
+}
+
+// What stood there is over, whatever becomes of this call: also for several who wait for the lock together, none of
+// whom is alone when it goes.
+void ObjectFile::invalidate(const struct stat& status) const {
+    const std::uint32_t none = 0;
+    if (m_memory != nullptr)
+        header()->magic.store(none, std::memory_order_relaxed);
+    else if (status.st_size >= static_cast<off_t>(kObjectPage))
+        sys::pwrite(m_file.get(), &none, sizeof none, offsetof(ObjectHeader, magic));
 }
 
 DWORD ObjectFile::layDown(const ObjectPlan& plan, const struct stat& status) {
@@ -200,12 +223,12 @@ DWORD ObjectFile::layDown(const ObjectPlan& plan, const struct stat& status) {
     if (const DWORD error = map(size))
         return error;
     ObjectHeader& header = *this->header();
-    header.magic.store(0, std::memory_order_relaxed);
     header.version.store(ObjectHeader::kVersion, std::memory_order_relaxed);
     header.kind.store(static_cast<std::uint16_t>(plan.kind), std::memory_order_relaxed);
     header.parameter.store(plan.parameter, std::memory_order_relaxed);
     header.bytes.store(plan.bytes, std::memory_order_relaxed);
     header.word.store(plan.word, std::memory_order_relaxed);
+    header.textChanges.store(0, std::memory_order_relaxed);
     storeText(header, plan.text);
     if (status.st_size != 0)
         std::fill_n(static_cast<std::byte*>(m_memory) + kObjectPage, size - kObjectPage, std::byte{0});
@@ -282,8 +305,10 @@ void ObjectFile::leave() {
 
 void ObjectFile::discard() {
     WD_STEP("object.closing");
-    if (m_file.valid() && lockFile(m_file.get(), F_WRLCK))
+    if (m_file.valid() && lockFile(m_file.get(), F_WRLCK)) {
         removeName();
+        leave(); // closing alone wouldn't do it when the process has forked meanwhile: the child has the lock too
+    }
     forget();
 }
 

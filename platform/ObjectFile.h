@@ -111,6 +111,7 @@ class ObjectFile {
     Step examine(struct stat& status, DWORD& error) const;
     Step create(const ObjectPlan& plan, DWORD& error);
     Step join(const ObjectPlan& plan, DWORD& error);
+    void invalidate(const struct stat& status) const;
     DWORD layDown(const ObjectPlan& plan, const struct stat& status);
     DWORD map(std::size_t size);
     void unmap();

@@ -10,6 +10,8 @@ namespace wd {
 
 namespace {
 
+static_assert(ObjectSecurity::kTextLimit == ObjectHeader::kTextBytes);
+
 DWORD query(KernelObject& object, ObjectSecurity& security) {
     security.sddl = loadText(object.header());
     security.everybody = true;

@@ -17,7 +17,7 @@ struct ObjectSecurity {
 };
 
 // Of an object to be made. Null attributes or a null descriptor are default security. 0, or the error of a descriptor
-// that can't be read (87, 1338, 1340 …), or that doesn't fit (122).
+// that can't be read (8, 87, 1305, 1336, 1337, 1338), or that doesn't fit (122).
 DWORD securityOf(const SECURITY_ATTRIBUTES* attributes, ObjectSecurity& security);
 
 } // namespace wd

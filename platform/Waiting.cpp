@@ -41,6 +41,8 @@ bool sleepOn(SharedWord& word, std::uint64_t seen, std::uint64_t until) {
            errno == EINTR || errno == ETIMEDOUT;
 }
 
+void letGo(KernelObject& mutex, std::uint64_t freed);
+
 // The mutexes that the calling thread holds, so that its end can leave them abandoned. What a thread still takes behind
 // its own end, as in a destructor of the program, isn't seen here: the end of the process frees it.
 class HeldMutexes {
@@ -53,7 +55,7 @@ class HeldMutexes {
         forgetParents();
         for (const Held& held : m_mutexes)
             if (held.mutex->ownerThread.load(std::memory_order_relaxed) == threadNumber())
-                abandonMutex(*held.mutex);
+                letGo(*held.mutex, kAbandoned);
     }
     static void add(KernelObject& mutex) {
         if (s_gone)
@@ -258,10 +260,6 @@ void releaseWholly(KernelObject& mutex) {
         return;
     HeldMutexes::remove(mutex);
     letGo(mutex, 0);
-}
-
-void abandonMutex(KernelObject& mutex) {
-    letGo(mutex, kAbandoned);
 }
 
 void signalEvent(KernelObject& event) {

@@ -25,8 +25,6 @@ void adoptMutex(KernelObject& mutex);
 bool releaseMutex(KernelObject& mutex);
 // All at once, as the last close does. Nothing for a thread that doesn't hold it.
 void releaseWholly(KernelObject& mutex);
-// What the end of a thread does to a mutex it holds, and a fork to one held by a thread that the child doesn't have.
-void abandonMutex(KernelObject& mutex);
 
 void signalEvent(KernelObject& event);
 bool signalEventIf(KernelObject& event, Tag taker);

@@ -11,6 +11,8 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <functional>
@@ -180,6 +182,42 @@ TEST_F(KernelObjectKill, AtEachSystemCall) {
             }
     }
     EXPECT_GT(points, 50);
+}
+
+// A dead process left the object looking whole. Creators find another at its file, who goes without laying it down
+// anew: they must wait for the end of that, and not take the dead one's object for a living one.
+TEST_F(KernelObjectKill, ADeadObjectIsNeverJoined) {
+    for (const bool dies : {false, true}) {
+        SCOPED_TRACE(dies);
+        const Pipe held;
+        Child holder = startHolder(held);
+        ASSERT_TRUE(held.await());
+        EXPECT_EQ(holder.kill(), kKilled);
+        const Pipe atFile;
+        const Pipe goOn;
+        Child inTheWay([&] {
+            const steps::At late("object.first", [&] {
+                atFile.signal();
+                goOn.await();
+                if (dies)
+                    kill(getpid(), SIGKILL);
+            });
+            return Handle(OpenFileMappingA(FILE_MAP_READ, FALSE, "map")) ? 1 : 0;
+        });
+        ASSERT_TRUE(atFile.await());
+        Child creator([&] {
+            const steps::At opened("object.opened", [&] { atFile.signal(); });
+            const Handle mapping = makeMapping("map", kBytes);
+            const DWORD error = GetLastError();
+            const View<char> view = viewOf<char>(mapping, kBytes);
+            return view != nullptr && error == ERROR_SUCCESS && view[0] == '\0' ? 0 : 1;
+        });
+        ASSERT_TRUE(atFile.await());
+        std::this_thread::sleep_for(std::chrono::milliseconds(20)); // until it is refused the write lock
+        goOn.signal();
+        EXPECT_EQ(inTheWay.wait(), dies ? kKilled : 0);
+        EXPECT_EQ(creator.wait(), 0);
+    }
 }
 
 // The process table of a fresh home is laid down, and used, while another process is about to do the same.

@@ -25,8 +25,7 @@ namespace {
 constexpr const char* kExplanation =
     "Prints one JSON object a line: \"ready\" once its objects are there, \"config\" for each setting that was changed "
     "(a change of a handler or scan item has 10000 added to its protocol), \"action\" for each question, \"drs\" for "
-    "each "
-    "signal that DRS has changed.\n"
+    "each signal that DRS has changed.\n"
     "Examples:\n"
     "  wardlet-peer                            hears and answers until it is ended\n"
     "  wardlet-peer --silent config            a service that hangs: each change takes its caller a minute\n"
