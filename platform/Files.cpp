@@ -28,7 +28,7 @@ constexpr mode_t kNewFileMode = 0644;
 constexpr mode_t kNewFolderMode = 0755;
 constexpr mode_t kTemporaryMode = 0600;
 constexpr int kNameTries = 100;
-constexpr int kShareTries = 4;
+constexpr int kShareTries = 100; // of a millisecond: on a busy machine such a moment may last
 constexpr struct timespec kSharePause { 0, 1'000'000 };
 
 BOOL succeeded(DWORD error) {
