@@ -56,7 +56,7 @@ std::int32_t CCfg::Read(CCfgData& cfgData, std::uint64_t size, const void* initi
         std::memcpy(buffer.get(), initial, std::min(initialSize, size));
     if (const std::int32_t status = read(buffer.get()); status != WDLT_OK) {
         WDLOG_ERROR("Failed to read config: err=%d, proto=%d, scan=0x%08x, input=%d, size=%d", status, cfgData.protocol,
-                    cfgData.scan, wdlt::loggedSize(cfgData.configType), wdlt::loggedSize(size));
+                    cfgData.scan, static_cast<int>(cfgData.input), wdlt::loggedSize(size));
         return status;
     }
     cfgData.TakeData(std::move(buffer), std::min(size, allocated));
@@ -70,7 +70,7 @@ std::int32_t CCfg::Write(const CCfgData& cfgData) {
                                                        cfgData.configType, cfgData.GetData(), cfgData.GetSize());
     if (status != WDLT_OK)
         WDLOG_ERROR("Failed to write config: err=%d, proto=%d, scan=0x%08x, input=%d, size=%d", status,
-                    cfgData.protocol, cfgData.scan, wdlt::loggedSize(cfgData.configType),
+                    cfgData.protocol, cfgData.scan, static_cast<int>(cfgData.input),
                     wdlt::loggedSize(cfgData.GetSize()));
     return status;
 }

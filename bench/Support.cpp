@@ -12,10 +12,12 @@ namespace {
 class Recorder final : public benchmark::ConsoleReporter {
   public:
     std::map<std::string, double> nanoseconds;
+    bool hasFailed = false; // a benchmark gave up: its figure is none
 
     void ReportRuns(const std::vector<Run>& runs) override {
         ConsoleReporter::ReportRuns(runs);
         for (const Run& run : runs) {
+            hasFailed = hasFailed || run.error_occurred;
             const bool isMedian = run.run_type == Run::RT_Aggregate && run.aggregate_name == "median";
             if (isMedian || (run.run_type == Run::RT_Iteration && !nanoseconds.contains(run.run_name.function_name)))
                 nanoseconds[run.run_name.function_name] =
@@ -59,7 +61,7 @@ int run(int argc, char** argv, const std::vector<Ratio>& ratios) {
         else
             std::printf("%9s\n", "-");
     }
-    return 0;
+    return recorder.hasFailed ? 1 : 0;
 }
 
 } // namespace bench

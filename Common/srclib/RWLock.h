@@ -3,10 +3,10 @@
 //
 // CWdRWLockEx works between processes and outlives its holders. Named objects of a lock with base name N, whose layout
 // all processes share:
-//   N_RW_MUTEX    the guard of the count and of the holders' rows
-//   N_RW_EVENT    the token: signalled when nobody holds the lock; else it tells who took it (the group, or one
-//   process) N_RW_MEMORY   4 bytes: how many threads of all processes hold the read lock N_RW_HOLDERS  a row for each
-//   lock object that has read: whose it is, and how many of the count are its own
+// - N_RW_MUTEX: the guard of the count and of the holders' rows
+// - N_RW_EVENT: the token, signalled when nobody holds the lock; else it tells who took it, the group or one process
+// - N_RW_MEMORY: 4 bytes, how many threads of all processes hold the read lock
+// - N_RW_HOLDERS: a row for each lock object that has read, whose it is and how many of the count are its own
 // The count alone can't see that a holder died; the rows and the token's taker can.
 #pragma once
 

@@ -200,7 +200,6 @@ TEST_F(Cfg, AFirstPhaseThatTellsNoSizeEndsTheRead) {
 }
 
 TEST_F(Cfg, AFailedReadLeavesNoData) {
-    cfgData.configType = cfgData.input;
     const struct {
         std::int32_t status;
         const char* recordBetween; // what the record becomes between the phases
@@ -244,7 +243,6 @@ TEST_F(Cfg, AWriteHandsAllOn) {
     EXPECT_EQ(interface.record, "written");
     EXPECT_THAT(interface.writes, ElementsAre(FakeIF::Call{10001, 0x40, 7, 5, true, 7}));
     const LogFile log;
-    cfgData.configType = cfgData.input;
     interface.writeStatus = WDLT_E_REGISTRY;
     EXPECT_EQ(cfg.Write(cfgData), WDLT_E_REGISTRY);
     EXPECT_THAT(log.messages(),
