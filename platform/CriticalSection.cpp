@@ -1,7 +1,8 @@
 #include "CriticalSection.h"
 
+#include "ForkMutex.h"
+
 #include <memory>
-#include <pthread.h>
 
 namespace wd {
 namespace {
@@ -11,27 +12,21 @@ const void* thisThread() {
     return &anchor;
 }
 
-// Every section, so that a child can look at each. The forking thread holds the mutex across the fork.
-constinit std::mutex listMutex;
-constinit Section* firstSection = nullptr;
+// Every section, so that a child can look at each.
+constinit ForkMutex<Section, ForkOrder::Sections> listMutex;
+constinit Section* firstSection WD_GUARDED_BY(listMutex) = nullptr;
 
-void beforeFork() {
-    listMutex.lock();
-}
-
-void afterForkInParent() {
-    listMutex.unlock();
-}
-
-void afterForkInChild() {
+void resetAllInChild() WD_REQUIRES(listMutex) {
     for (Section* section = firstSection; section != nullptr; section = section->next)
         section->resetInChild();
-    listMutex.unlock();
+}
+
+__attribute__((constructor)) void watchForks() {
+    listMutex.setInChild(resetAllInChild);
 }
 
 void addToList(Section* section) {
-    [[maybe_unused]] static const int registered = pthread_atfork(beforeFork, afterForkInParent, afterForkInChild);
-    const std::lock_guard lock(listMutex);
+    const ForkLock lock(listMutex);
     section->next = firstSection;
     section->link = &firstSection;
     if (firstSection != nullptr)
@@ -40,7 +35,7 @@ void addToList(Section* section) {
 }
 
 void removeFromList(Section* section) {
-    const std::lock_guard lock(listMutex);
+    const ForkLock lock(listMutex);
     *section->link = section->next;
     if (section->next != nullptr)
         section->next->link = section->link;

@@ -1,29 +1,53 @@
 // A mutex that a forking thread holds across the fork, so that the child finds it free and what it guards whole. For
-// short stretches of code that wait for nothing and take no other lock; one instance for each Tag.
+// short stretches of code that wait for nothing; one instance for each Tag. Its handler is entered when the layer is
+// loaded: a first use that entered it could itself be cut in two by another thread's fork.
 #pragma once
 
 #include <platform/thread_annotations.h>
 
+#include <cstddef>
 #include <mutex>
-#include <pthread.h>
 
 namespace wd {
 
-template <class Tag>
+// The order in which a fork takes them, and in which a thread that needs two takes them.
+enum class ForkOrder : std::size_t { Clock, Modules, Sections, Views, Objects, RegistryWriter, LockDescriptors, Count };
+
+struct ForkHandler {
+    void (*before)();
+    void (*inParent)();
+    void (*inChild)();
+};
+// Called while the layer is loaded. What the handlers of the child do before they unlock sees all of it as it was.
+bool enterForkHandler(ForkOrder order, const ForkHandler& handler);
+
+template <class Tag, ForkOrder kOrder>
 class WD_CAPABILITY("mutex") ForkMutex {
   public:
+    using Action = void (*)();
+
     void lock() WD_ACQUIRE() {
-        [[maybe_unused]] static const int registered = pthread_atfork(lockHeld, unlockHeld, unlockHeld);
+        static_cast<void>(s_entered); // a variable of a template that nobody names isn't made
         s_mutex.lock();
     }
     bool try_lock() WD_TRY_ACQUIRE(true) { return s_mutex.try_lock(); }
     void unlock() WD_RELEASE() { s_mutex.unlock(); }
 
+    // What the child does while it still has the mutex. Set while the layer is loaded.
+    static void setInChild(Action inChild) { s_inChild = inChild; }
+
   private:
     static void lockHeld() { s_mutex.lock(); }
     static void unlockHeld() { s_mutex.unlock(); }
+    static void unlockInChild() {
+        if (s_inChild != nullptr)
+            s_inChild();
+        s_mutex.unlock();
+    }
 
     static inline constinit std::mutex s_mutex;
+    static inline constinit Action s_inChild = nullptr;
+    static inline const bool s_entered = enterForkHandler(kOrder, {lockHeld, unlockHeld, unlockInChild});
 };
 
 template <class Mutex>

@@ -74,7 +74,7 @@ class HandleTable {
         if (generation > 0xFFFFFFFF)
             generation = 1;
         slot->state.store(generation << kGenerationShift | kOpen, std::memory_order_release);
-        return reinterpret_cast<void*>(generation << kGenerationShift | std::uint64_t{slot->index} << 8 | kMark);
+        return handleOf(*slot, generation);
     }
 
     // False for a handle that isn't open.
@@ -94,6 +94,19 @@ class HandleTable {
         return true;
     }
 
+    // Calls `visit(payload)` for each handle that is open, and stays so meanwhile.
+    template <class Visit>
+    static void forEach(Visit&& visit) {
+        const std::uint32_t made = s_made.load(std::memory_order_acquire);
+        for (std::uint32_t index = 0; index < made; ++index) {
+            const Slot* slot = slotAt(index);
+            Use use;
+            if (slot != nullptr &&
+                use.acquire(handleOf(*slot, slot->state.load(std::memory_order_relaxed) >> kGenerationShift)))
+                visit(use.payload());
+        }
+    }
+
   private:
     // A handle: generation << 32 | slot index << 8 | mark. It is never a predefined key, whose upper half is 0.
     static constexpr std::uint64_t kOpen = std::uint64_t{1} << 31;
@@ -110,6 +123,11 @@ class HandleTable {
     struct alignas(kCacheLineBytes) FreeStack {
         std::atomic<std::uint64_t> top{kNone};
     };
+
+    static void* handleOf(const Slot& slot, std::uint64_t generation) {
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): a handle is a number that is never followed
+        return reinterpret_cast<void*>(generation << kGenerationShift | std::uint64_t{slot.index} << 8 | kMark);
+    }
 
     static Slot* slotAt(std::uint32_t index) {
         if (index >= kChunks * kChunkSlots)

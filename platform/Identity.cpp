@@ -93,7 +93,7 @@ std::optional<DWORD> sessionOf(DWORD processId) {
 // The C library's time zone is behind a lock that a child of a fork could find taken: with this one around it no
 // thread of ours is in there meanwhile.
 struct ClockTag;
-ForkMutex<ClockTag> clockMutex;
+constinit ForkMutex<ClockTag, ForkOrder::Clock> clockMutex;
 
 tm localTime(time_t seconds) {
     tm broken{};

@@ -3,9 +3,11 @@
 #include "LastError.h"
 #include "ObjectSpace.h"
 #include "ProcessState.h"
+#include "ThreadEnd.h"
 #include "Waiting.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <sys/mman.h>
 #include <unordered_map>
 #include <vector>
@@ -72,8 +74,10 @@ std::uint64_t wordWithoutHolder(ObjectKind kind, std::uint64_t word) {
 } // namespace
 
 bool enterObjects() {
-    const ProcessState* process = processState();
-    return owner.load(std::memory_order_acquire) == process || enterSlowly(process);
+    return withinMemory(false, [] {
+        const ProcessState* process = processState();
+        return owner.load(std::memory_order_acquire) == process || enterSlowly(process);
+    });
 }
 
 bool objectsAreOwn() {
@@ -145,11 +149,21 @@ void KernelObject::dropLocked() {
 }
 
 void KernelObject::reopenAllInChild() {
+    // How many of an object's handles are of use to the child.
+    std::unordered_map<const KernelObject*, std::uint32_t> usable;
+    KernelHandles::forEach([&](const HandleTarget& target) {
+        if (target.object != nullptr && (target.thread == 0 || target.thread == threadNumber()))
+            ++usable[target.object];
+    });
     std::vector<KernelObject*> objects;
     for (const auto& [object, owned] : allObjects())
         objects.push_back(owned.get());
+    keepHeldInChild();
     for (KernelObject* object : objects) {
-        object->m_lost = object->isNamed() && !object->reopenFile();
+        const bool isOthers = object->handles.load(std::memory_order_relaxed) != 0 && usable.count(object) == 0;
+        object->m_lost = object->isNamed() && (isOthers || !object->reopenFile());
+        if (object->m_lost && isOthers)
+            object->m_space->forget(*object);
         const std::uint64_t holder = object->ownerThread.load(std::memory_order_relaxed);
         // What this thread holds of its own it still holds; everything else is held by threads that aren't here, which
         // may have been anywhere between taking the word and saying so.
@@ -169,9 +183,6 @@ void KernelObject::reopenAllInChild() {
 // The parent may have closed the object meanwhile: then this makes it anew, as it was but for who held it. Its memory
 // is copied first, since to lay it down may empty that very file.
 bool KernelObject::reopenFile() {
-    struct stat status {};
-    if (sys::fstat(m_file.file(), &status) != 0)
-        return false;
     const std::string text = loadText(*m_header);
     ObjectPlan plan;
     plan.kind = m_kind;
@@ -179,7 +190,7 @@ bool KernelObject::reopenFile() {
     plan.parameter = m_parameter;
     plan.bytes = m_bytes;
     plan.word = wordWithoutHolder(m_kind, m_header->word.load(std::memory_order_relaxed));
-    plan.mode = status.st_mode & 07777;
+    plan.mode = m_file.mode();
     plan.text = text;
     const auto* const bytes = static_cast<const std::byte*>(view());
     const std::vector<std::byte> before(bytes, bytes + m_bytes);
@@ -193,6 +204,12 @@ bool KernelObject::reopenFile() {
         return false;
     m_parameter = m_file.parameter();
     return true;
+}
+
+void KernelObject::noticeRemoval() {
+    if (isNamed() && m_file.wasRemoved() && !m_noticed.exchange(true, std::memory_order_relaxed))
+        std::fprintf(stderr, "wdltcfg: the file of the object %s in use was removed: another may hold it too by now\n",
+                     m_file.name().c_str());
 }
 
 bool ObjectUse::acquire(HANDLE handle, ObjectKind kind) {
@@ -220,32 +237,67 @@ DWORD fileOf(const char* name, std::string& file) {
     return file.empty() ? ERROR_FILENAME_EXCED_RANGE : ERROR_SUCCESS;
 }
 
-KernelObject* openNamed(const ObjectPlan& plan, const char* name, bool& existed, DWORD& error)
-    WD_REQUIRES(objectsMutex) {
+// How deep the calling thread is in stretches whose handles are its own.
+constinit thread_local unsigned ownHandles = 0;
+
+KernelObject* openNamed(ObjectPlan plan, const char* name, bool& existed, DWORD& error) {
     std::string file;
     error = fileOf(name, file);
+    // What the home lacks is made before the mutex is taken: it may have to wait for another process.
+    if (error == ERROR_SUCCESS && ObjectSpace::known() == nullptr)
+        error = home().ensureObjects();
     if (error != ERROR_SUCCESS)
         return nullptr;
-    ObjectSpace* space = ObjectSpace::current(error);
-    return space == nullptr ? nullptr : space->open(file, plan, existed, error);
+    ObjectSpace* space = nullptr;
+    ObjectFile opened;
+    {
+        const ForkLock lock(objectsMutex);
+        space = ObjectSpace::current(error);
+        KernelObject* const object = space == nullptr ? nullptr : space->find(file, plan, error);
+        if (object != nullptr || error != ERROR_SUCCESS) {
+            existed = true;
+            return object;
+        }
+        opened = space->prepare(file, plan);
+    }
+    error = opened.acquire(plan, existed);
+    if (error != ERROR_SUCCESS)
+        return nullptr;
+    const ForkLock lock(objectsMutex);
+    return space->keep(std::move(opened), plan, error);
+}
+
+KernelObject* openPrivate(const ObjectPlan& plan, DWORD& error) {
+    const ForkLock lock(objectsMutex);
+    return KernelObject::makePrivate(plan, error);
 }
 
 } // namespace
+
+void beginOwnHandles() {
+    ++ownHandles;
+}
+
+void endOwnHandles() {
+    --ownHandles;
+}
 
 HANDLE openObject(const ObjectPlan& plan, const char* name) {
     bool existed = false;
     DWORD error = ERROR_SUCCESS;
     KernelObject* object = nullptr;
-    {
-        const ForkLock lock(objectsMutex);
-        object = name == nullptr || *name == '\0' ? KernelObject::makePrivate(plan, error)
-                                                  : openNamed(plan, name, existed, error);
-    }
+    if (plan.ownedByCreator && !watchThreadEnd())
+        error = ERROR_NOT_ENOUGH_MEMORY;
+    else
+        object = name == nullptr || *name == '\0' ? openPrivate(plan, error) : openNamed(plan, name, existed, error);
     HANDLE handle = nullptr;
     if (object != nullptr) {
         if (plan.ownedByCreator && !existed)
             adoptMutex(*object);
-        handle = KernelHandles::open([&](HandleTarget& target) { target.object = object; });
+        handle = KernelHandles::open([&](HandleTarget& target) {
+            target.object = object;
+            target.thread = ownHandles == 0 || !object->isNamed() ? 0 : threadNumber();
+        });
         if (handle != nullptr)
             object->handles.fetch_add(1, std::memory_order_relaxed);
         else {
@@ -260,7 +312,6 @@ HANDLE openObject(const ObjectPlan& plan, const char* name) {
 }
 
 KernelObject* findObject(const char* name, DWORD& error) {
-    const ForkLock lock(objectsMutex);
     bool existed = false;
     return openNamed({}, name, existed, error);
 }
@@ -268,9 +319,9 @@ KernelObject* findObject(const char* name, DWORD& error) {
 const ProcessTable* ownProcesses() {
     if (const ObjectSpace* space = ObjectSpace::known())
         return &space->processes();
-    DWORD error = ERROR_SUCCESS;
+    DWORD error = home().ensureObjects();
     const ForkLock lock(objectsMutex);
-    const ObjectSpace* space = ObjectSpace::current(error);
+    const ObjectSpace* space = error == ERROR_SUCCESS ? ObjectSpace::current(error) : nullptr;
     failed(error);
     return space == nullptr ? nullptr : &space->processes();
 }

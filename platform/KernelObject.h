@@ -3,7 +3,7 @@
 //
 // An object lives while something refers to it: a handle, a view, or the thread that holds it. The last reference
 // closes it, under the lock of all objects; to find an object by its name takes the same lock. A child of a fork opens
-// every object anew at its first call (enterObjects), since its parent's locks on their files are not its own.
+// every object anew at its first call (enterObjects), since it has none of its parent's locks on their files.
 #pragma once
 
 #include "FileDescriptor.h"
@@ -22,9 +22,9 @@ namespace wd {
 class ObjectSpace;
 class ProcessTable;
 
-// Guards which objects this process has open, and under which names. Held for the few system calls that opening and
-// closing take, and across a fork. No other lock is taken under it.
-inline constinit ForkMutex<class KernelObject> objectsMutex;
+// Guards which objects this process has open, and under which names. Held across a fork, and for the few system calls
+// that closing takes; opening waits for others without it.
+inline constinit ForkMutex<class KernelObject, ForkOrder::Objects> objectsMutex;
 
 class KernelObject {
   public:
@@ -56,14 +56,19 @@ class KernelObject {
 
     std::atomic<std::uint32_t> handles{0};
 
-    // Of a mutex: the thread of this process that holds it (0: none) and how often. Only that thread writes them.
+    // Of a mutex: the thread of this process that holds it (0: none), how often, and which other one it holds. Only
+    // that thread writes them.
     std::atomic<std::uint64_t> ownerThread{0};
     std::uint32_t depth = 0;
+    KernelObject* nextHeld = nullptr;
 
-    // In a child of a fork: opens every object anew, at the same address; it may be another one of its name by now.
+    // In a child of a fork: opens every object anew, at the same address; it may be another one of its name by now. Not
+    // so those whose every handle is another thread's own.
     static void reopenAllInChild() WD_REQUIRES(objectsMutex);
     // The child couldn't have it: every use is refused.
     bool isLost() const { return m_lost; }
+    // Says on stderr, once, that somebody has removed the object's file: others may hold a second one by now.
+    void noticeRemoval();
 
   private:
     KernelObject(ObjectSpace& space, ObjectFile file);
@@ -80,17 +85,20 @@ class KernelObject {
     std::uint32_t m_parameter;
     std::uint64_t m_bytes;
     bool m_lost = false;
+    std::atomic<bool> m_noticed{false};
     std::atomic<std::uint32_t> m_references{1};
 };
 
 // What a handle stands for: an object, or an open file.
 struct HandleTarget {
     KernelObject* object = nullptr;
+    std::uint64_t thread = 0; // whose own the handle is; 0: the process's
     FileDescriptor file;
 
     void closed() {
         if (object != nullptr)
             std::exchange(object, nullptr)->dropReference();
+        thread = 0;
         file.reset();
     }
 };
@@ -125,6 +133,10 @@ KernelObject* findObject(const char* name, DWORD& error);
 
 // The process table of the home, with this process in it; null with GetLastError.
 const ProcessTable* ownProcesses();
+
+// Named objects' handles that the calling thread opens between the two are its own (platform/robust.h).
+void beginOwnHandles();
+void endOwnHandles();
 
 // A number for the calling thread, never 0, that no other thread of this process has or had.
 std::uint64_t threadNumber();

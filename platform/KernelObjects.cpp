@@ -22,33 +22,37 @@ using wd::ObjectPlan;
 using wd::ObjectUse;
 
 HANDLE create(LPSECURITY_ATTRIBUTES attributes, ObjectPlan plan, LPCSTR name) {
-    if (!wd::enterObjects())
-        return nullptr;
-    wd::ObjectSecurity security;
-    if (const DWORD error = wd::securityOf(attributes, security)) {
-        failed(error);
-        return nullptr;
-    }
-    plan.mayCreate = true;
-    plan.text = security.sddl;
-    plan.mode = security.everybody ? ObjectPlan::kEverybody : ObjectPlan::kCreatorAlone;
-    return wd::openObject(plan, name);
+    return wd::withinMemory(HANDLE{}, [&]() -> HANDLE {
+        if (!wd::enterObjects())
+            return nullptr;
+        wd::ObjectSecurity security;
+        if (const DWORD error = wd::securityOf(attributes, security)) {
+            failed(error);
+            return nullptr;
+        }
+        plan.mayCreate = true;
+        plan.text = security.sddl;
+        plan.mode = security.everybody ? ObjectPlan::kEverybody : ObjectPlan::kCreatorAlone;
+        return wd::openObject(plan, name);
+    });
 }
 
 HANDLE open(ObjectKind kind, LPCSTR name) {
-    if (!wd::enterObjects())
-        return nullptr;
-    if (name == nullptr || *name == '\0') {
-        failed(ERROR_INVALID_PARAMETER);
-        return nullptr;
-    }
-    ObjectPlan plan;
-    plan.kind = kind;
-    const DWORD before = GetLastError();
-    HANDLE handle = wd::openObject(plan, name);
-    if (handle != nullptr)
-        SetLastError(before);
-    return handle;
+    return wd::withinMemory(HANDLE{}, [&]() -> HANDLE {
+        if (!wd::enterObjects())
+            return nullptr;
+        if (name == nullptr || *name == '\0') {
+            failed(ERROR_INVALID_PARAMETER);
+            return nullptr;
+        }
+        ObjectPlan plan;
+        plan.kind = kind;
+        const DWORD before = GetLastError();
+        HANDLE handle = wd::openObject(plan, name);
+        if (handle != nullptr)
+            SetLastError(before);
+        return handle;
+    });
 }
 
 } // namespace
@@ -149,8 +153,10 @@ LPVOID MapViewOfFile(HANDLE handle, DWORD /*access*/, DWORD offsetHigh, DWORD of
         failed(tooLong ? ERROR_ACCESS_DENIED : ERROR_INVALID_PARAMETER);
         return nullptr;
     }
-    wd::addView(*mapping);
-    return mapping->view();
+    return wd::withinMemory(LPVOID{}, [&] {
+        wd::addView(*mapping);
+        return mapping->view();
+    });
 }
 
 BOOL UnmapViewOfFile(const void* view) {
@@ -210,6 +216,14 @@ WD_TAG WdEventTaker(HANDLE handle) {
 BOOL WdSignalAgain(HANDLE handle, WD_TAG taker) {
     ObjectUse event;
     return event.acquire(handle, ObjectKind::Event) && wd::signalEventIf(*event, taker) ? TRUE : FALSE;
+}
+
+void WdBeginOwnHandles() {
+    wd::beginOwnHandles();
+}
+
+void WdEndOwnHandles() {
+    wd::endOwnHandles();
 }
 
 WD_TAG WdOwnTag(DWORD role) {

@@ -4,6 +4,9 @@
 
 #include <platform/base.h>
 
+#include <new>
+#include <utility>
+
 namespace wd {
 
 // The code that callers are told for a failed system call: 2, 5, 112 … and 1016 for what has no code of its own.
@@ -11,5 +14,17 @@ DWORD errorFromErrno(int error);
 
 // Sets the last error when `error` isn't 0, and hands it back so that it fits in a `return`.
 LONG failed(DWORD error);
+
+// Runs the body of a function that callers know. When memory runs out in it, it gives `failure` with
+// ERROR_NOT_ENOUGH_MEMORY: no exception leaves the layer.
+template <class Result, class Body>
+Result withinMemory(Result failure, Body&& body) {
+    try {
+        return std::forward<Body>(body)();
+    } catch (const std::bad_alloc&) {
+        failed(ERROR_NOT_ENOUGH_MEMORY);
+        return failure;
+    }
+}
 
 } // namespace wd

@@ -34,7 +34,7 @@ constexpr const char* kEntryName = "WdLibraryEntry";
 // Modules loaded here and how often. Changed under the loader's lock; the mutex keeps a fork from copying it half
 // changed.
 struct LoadedTag;
-ForkMutex<LoadedTag> loadedMutex;
+constinit ForkMutex<LoadedTag, ForkOrder::Modules> loadedMutex;
 struct Loaded {
     HMODULE module;
     unsigned count;
@@ -44,19 +44,17 @@ std::vector<Loaded>& loadedModules() WD_REQUIRES(loadedMutex) {
     return *modules;
 }
 
-Section& loaderLock() {
-    static auto* const section = [] {
-        CRITICAL_SECTION made{};
-        InitializeCriticalSection(&made);
-        return static_cast<Section*>(made.impl);
-    }();
-    return *section;
-}
+// Made while the layer is loaded, and never ended: a first use that made it could be cut in two by a fork.
+Section& loaderLock = []() -> Section& {
+    CRITICAL_SECTION made{};
+    InitializeCriticalSection(&made);
+    return *static_cast<Section*>(made.impl);
+}();
 
 class LoaderLock {
   public:
-    LoaderLock() { loaderLock().enter(); }
-    ~LoaderLock() { loaderLock().leave(); }
+    LoaderLock() { loaderLock.enter(); }
+    ~LoaderLock() { loaderLock.leave(); }
     LoaderLock(const LoaderLock&) = delete;
     LoaderLock& operator=(const LoaderLock&) = delete;
 };

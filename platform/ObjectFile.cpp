@@ -1,5 +1,6 @@
 #include "ObjectFile.h"
 
+#include "Deadline.h"
 #include "LastError.h"
 #include "PageGuard.h"
 
@@ -14,11 +15,10 @@ namespace wd {
 namespace {
 
 constexpr int kOpenFlags = O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
-constexpr int kAttempts = 1000;        // to find the object in a state to use, against others that come and go
-constexpr int kCreatorAttempts = 5000; // of a millisecond: how long a creator may need for its few steps
-constexpr int kWriterAttempts = 100;   // of a millisecond: how long the few stores of a text may need
-constexpr struct timespec kPause { 0, 1'000'000 };
-constexpr std::size_t kBlockBytes = 512; // the unit of st_blocks
+constexpr std::uint32_t kSettleMs = 1000;  // to find the object in a state to use, against others that come and go
+constexpr std::uint32_t kCreatorMs = 5000; // how long a creator may need for its few steps
+constexpr std::uint32_t kWriterMs = 100;   // how long the few stores of a text may need
+constexpr std::size_t kBlockBytes = 512;   // the unit of st_blocks
 
 DWORD lastSystemError() {
     return errorFromErrno(errno);
@@ -32,6 +32,10 @@ bool lockFile(int file, short type) {
     return sys::fcntl_lock(file, F_OFD_SETLK, &lock) == 0;
 }
 
+bool isSameFile(const struct stat& one, const struct stat& other) {
+    return one.st_ino == other.st_ino && one.st_dev == other.st_dev;
+}
+
 bool isLockHeldElsewhere() {
     return errno == EAGAIN || errno == EACCES;
 }
@@ -41,13 +45,11 @@ bool isLockHeldElsewhere() {
 void storeText(ObjectHeader& header, std::string_view text) {
     // One writer at a time; one that died in the middle is waited for, but not for long.
     std::uint32_t before = header.textChanges.load(std::memory_order_relaxed);
-    for (int attempt = 0; attempt < kWriterAttempts; ++attempt) {
-        if (before % 2 == 0 &&
-            header.textChanges.compare_exchange_strong(before, before + 1, std::memory_order_relaxed))
+    const Deadline patience(kWriterMs);
+    while (before % 2 != 0 ||
+           !header.textChanges.compare_exchange_strong(before, before + 1, std::memory_order_relaxed)) {
+        if (before % 2 != 0 && !patience.pause())
             break;
-        if (before % 2 == 0)
-            continue;
-        sys::nanosleep(&kPause, nullptr);
         before = header.textChanges.load(std::memory_order_relaxed);
     }
     const std::uint32_t changes = before | 1;
@@ -97,7 +99,8 @@ ObjectFile::ObjectFile(ObjectFile&& other) noexcept {
 ObjectFile& ObjectFile::operator=(ObjectFile&& other) noexcept {
     std::swap(m_directory, other.m_directory);
     std::swap(m_name, other.m_name);
-    std::swap(m_file, other.m_file);
+    m_file = std::move(other.m_file); // a swap
+    std::swap(m_mode, other.m_mode);
     std::swap(m_memory, other.m_memory);
     std::swap(m_mapped, other.m_mapped);
     std::swap(m_kind, other.m_kind);
@@ -111,9 +114,8 @@ DWORD ObjectFile::acquire(const ObjectPlan& plan, bool& existed) {
         return ERROR_NOT_ENOUGH_MEMORY;
     if (m_memory != nullptr && pagesWereLost(m_memory))
         forget();
-    for (int attempt = 0; attempt < kAttempts; ++attempt) {
-        if (attempt > 2)
-            sys::nanosleep(&kPause, nullptr);
+    const Deadline patience(kSettleMs);
+    for (int attempt = 0; attempt < 3 || patience.pause(); ++attempt) {
         if (!m_file.valid()) {
             const DWORD error = openOrMake(plan);
             if (error == ERROR_FILE_EXISTS || (error == ERROR_FILE_NOT_FOUND && plan.mayCreate))
@@ -140,10 +142,13 @@ DWORD ObjectFile::acquire(const ObjectPlan& plan, bool& existed) {
 // Opening comes before making, since the system may refuse O_CREAT on another's file in a sticky directory. Between the
 // two another process may be first: then the error says to try again.
 DWORD ObjectFile::openOrMake(const ObjectPlan& plan) {
-    m_file = FileDescriptor(sys::openat(m_directory, m_name.c_str(), kOpenFlags, 0));
-    if (m_file.valid() || errno != ENOENT || !plan.mayCreate)
-        return m_file.valid() ? ERROR_SUCCESS : lastSystemError();
-    m_file = createWithMode(m_directory, m_name.c_str(), plan.mode);
+    unmap(); // what it had mapped was another's, or its parent's
+    m_file = LockDescriptor::from([&] {
+        FileDescriptor file(sys::openat(m_directory, m_name.c_str(), kOpenFlags, 0));
+        if (!file.valid() && errno == ENOENT && plan.mayCreate)
+            file = createWithMode(m_directory, m_name.c_str(), plan.mode);
+        return file;
+    });
     return m_file.valid() ? ERROR_SUCCESS : lastSystemError();
 }
 
@@ -154,12 +159,13 @@ ObjectFile::Step ObjectFile::settle(const ObjectPlan& plan, bool& existed, DWORD
         return Step::Failed;
     }
     if (!alone) {
-        for (int attempt = 0; !lockFile(m_file.get(), F_RDLCK); ++attempt) {
-            if (!isLockHeldElsewhere() || attempt == kCreatorAttempts) {
-                error = lastSystemError();
+        const Deadline patience(kCreatorMs);
+        while (!lockFile(m_file.get(), F_RDLCK)) {
+            const DWORD refusal = lastSystemError();
+            if (!isLockHeldElsewhere() || !patience.pause()) {
+                error = refusal;
                 return Step::Failed;
             }
-            sys::nanosleep(&kPause, nullptr);
         }
         // Whoever was in the way may have died, or only looked for an object that nobody has.
         alone = lockFile(m_file.get(), F_WRLCK);
@@ -186,11 +192,17 @@ ObjectFile::Step ObjectFile::create(const ObjectPlan& plan, DWORD& error) {
     if (const Step step = examine(status, error); step != Step::Done)
         return step;
     invalidate(status);
-    error = plan.mayCreate ? layDown(plan, status) : ERROR_FILE_NOT_FOUND;
+    if (!plan.mayCreate) {
+        discard();
+        error = ERROR_FILE_NOT_FOUND;
+        return Step::Failed;
+    }
+    error = layDown(plan, status);
     if (error == ERROR_SUCCESS && !lockFile(m_file.get(), F_RDLCK))
         error = lastSystemError();
     if (error != ERROR_SUCCESS) {
         removeName();
+        leave();
         return Step::Failed;
     }
     WD_STEP("object.valid");
@@ -234,6 +246,7 @@ DWORD ObjectFile::layDown(const ObjectPlan& plan, const struct stat& status) {
         std::fill_n(static_cast<std::byte*>(m_memory) + kObjectPage, size - kObjectPage, std::byte{0});
     WD_STEP("object.laid");
     header.magic.store(ObjectHeader::kMagic, std::memory_order_release);
+    m_mode = plan.mode;
     m_kind = plan.kind;
     m_parameter = plan.parameter;
     m_bytes = plan.bytes;
@@ -254,6 +267,7 @@ ObjectFile::Step ObjectFile::join(const ObjectPlan& plan, DWORD& error) {
     const ObjectHeader& header = *this->header();
     if (header.magic.load(std::memory_order_acquire) != ObjectHeader::kMagic)
         return Step::StartOver;
+    m_mode = status.st_mode & 07777;
     m_kind = static_cast<ObjectKind>(header.kind.load(std::memory_order_relaxed));
     m_parameter = header.parameter.load(std::memory_order_relaxed);
     m_bytes = std::min<std::uint64_t>(header.bytes.load(std::memory_order_relaxed), size - kObjectPage);
@@ -267,11 +281,28 @@ ObjectFile::Step ObjectFile::join(const ObjectPlan& plan, DWORD& error) {
     return error == ERROR_SUCCESS ? Step::Done : Step::Failed;
 }
 
+// MAP_FAILED with errno.
+void* ObjectFile::mapAt(void* place, std::size_t size) const {
+    const FileDescriptor other(sys::openat(m_directory, m_name.c_str(), kOpenFlags, 0));
+    if (!other.valid())
+        return MAP_FAILED;
+    struct stat own {};
+    struct stat named {};
+    if (sys::fstat(m_file.get(), &own) != 0 || sys::fstat(other.get(), &named) != 0)
+        return MAP_FAILED;
+    if (!isSameFile(own, named)) {
+        errno = EBUSY; // removed by hand under our lock, and made by somebody else since
+        return MAP_FAILED;
+    }
+    return sys::mmap(place, size, PROT_READ | PROT_WRITE, MAP_SHARED | (place != nullptr ? MAP_FIXED : 0), other.get(),
+                     0);
+}
+
 DWORD ObjectFile::map(std::size_t size) {
     if (m_memory != nullptr && m_mapped == size)
         return ERROR_SUCCESS;
     unmap();
-    void* memory = sys::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, m_file.get(), 0);
+    void* memory = mapAt(nullptr, size);
     if (memory == MAP_FAILED)
         return lastSystemError();
     m_memory = memory;
@@ -288,9 +319,7 @@ void ObjectFile::unmap() {
 }
 
 bool ObjectFile::takePlaceOf(ObjectFile& old) {
-    if (m_mapped != old.m_mapped || m_kind != old.m_kind ||
-        sys::mmap(old.m_memory, m_mapped, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_FIXED, m_file.get(), 0) ==
-            MAP_FAILED)
+    if (m_mapped != old.m_mapped || m_kind != old.m_kind || mapAt(old.m_memory, m_mapped) == MAP_FAILED)
         return false;
     unmap();
     m_memory = std::exchange(old.m_memory, nullptr);
@@ -305,11 +334,34 @@ void ObjectFile::leave() {
 
 void ObjectFile::discard() {
     WD_STEP("object.closing");
-    if (m_file.valid() && lockFile(m_file.get(), F_WRLCK)) {
-        removeName();
-        leave(); // closing alone wouldn't do it when the process has forked meanwhile: the child has the lock too
+    if (m_file.valid()) {
+        mode_t mode = 0;
+        const bool stays = readMode(mode) == ERROR_SUCCESS && mode == ObjectPlan::kEverybody;
+        if (!stays && lockFile(m_file.get(), F_WRLCK))
+            removeName();
+        leave();
     }
     forget();
+}
+
+DWORD ObjectFile::readMode(mode_t& mode) {
+    struct stat status {};
+    if (sys::fstat(m_file.get(), &status) != 0)
+        return lastSystemError();
+    m_mode = mode = status.st_mode & 07777;
+    return ERROR_SUCCESS;
+}
+
+DWORD ObjectFile::changeMode(mode_t mode) {
+    if (sys::fchmod(m_file.get(), mode) != 0)
+        return lastSystemError();
+    m_mode = mode;
+    return ERROR_SUCCESS;
+}
+
+bool ObjectFile::wasRemoved() const {
+    struct stat own {};
+    return sys::fstat(m_file.get(), &own) == 0 && own.st_nlink == 0;
 }
 
 // Under the write lock, so that whoever opened the file before finds it without a name and starts over.
@@ -317,8 +369,7 @@ void ObjectFile::removeName() const {
     struct stat own {};
     struct stat named {};
     if (sys::fstat(m_file.get(), &own) == 0 && own.st_nlink != 0 &&
-        sys::fstatat(m_directory, m_name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 && own.st_ino == named.st_ino &&
-        own.st_dev == named.st_dev)
+        sys::fstatat(m_directory, m_name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 && isSameFile(own, named))
         sys::unlinkat(m_directory, m_name.c_str(), 0);
 }
 

@@ -3,11 +3,15 @@
 // having it, nobody has the object; it lays it down afresh and turns the lock into a read lock, which is one step. Not
 // having it, it joins. A crash between leaves a file that nobody has, which the next creator lays down afresh.
 //
+// The file of an object that everybody may open stays when the object ends, with its space: the lock of whoever reads
+// on a full disk needs no new one. Any other goes with its object, since it would shut out the next user of the name.
+//
 // An object that this process closed may stay mapped without its lock, for the next creation under the name: it exists
-// for nobody meanwhile. Not safe for threads by itself; its owner's lock guards it.
+// for nobody meanwhile. It is mapped through an open file of its own: a mapping keeps its open file, with the locks on
+// it, in the child of a fork too. Not safe for threads by itself; its owner's lock guards it.
 #pragma once
 
-#include "FileDescriptor.h"
+#include "LockDescriptor.h"
 #include "SharedWord.h"
 
 #include <platform/base.h>
@@ -85,13 +89,18 @@ class ObjectFile {
     DWORD acquire(const ObjectPlan& plan, bool& existed);
     // The object is closed, its file and memory stay for the next acquire.
     void leave();
-    // The object is closed for good, and its file removed when nobody else has it.
+    // The object is closed for good, and its file removed when nobody else has it and it isn't one that stays.
     void discard();
     // Gives up file and memory without touching a lock: what a child of a fork does with its parent's.
     void forget();
 
     const std::string& name() const { return m_name; }
-    int file() const { return m_file.get(); }
+    // Of the file, as it was when this process last looked.
+    mode_t mode() const { return m_mode; }
+    DWORD readMode(mode_t& mode);
+    DWORD changeMode(mode_t mode);
+    // Somebody has removed the file by hand: who comes now makes another object under the name.
+    bool wasRemoved() const;
     ObjectHeader* header() const { return static_cast<ObjectHeader*>(m_memory); }
     std::size_t mappedBytes() const { return m_mapped; }
     // Of a mapping: what is really there, whatever the header says by now.
@@ -113,13 +122,15 @@ class ObjectFile {
     Step join(const ObjectPlan& plan, DWORD& error);
     void invalidate(const struct stat& status) const;
     DWORD layDown(const ObjectPlan& plan, const struct stat& status);
+    void* mapAt(void* place, std::size_t size) const;
     DWORD map(std::size_t size);
     void unmap();
     void removeName() const;
 
     int m_directory = -1;
     std::string m_name;
-    FileDescriptor m_file;
+    LockDescriptor m_file;
+    mode_t m_mode = 0;
     void* m_memory = nullptr;
     std::size_t m_mapped = 0;
     ObjectKind m_kind = ObjectKind::Any;

@@ -17,11 +17,10 @@ DWORD query(KernelObject& object, ObjectSecurity& security) {
     security.everybody = true;
     if (!object.isNamed())
         return ERROR_SUCCESS;
-    struct stat status {};
-    if (sys::fstat(object.file().file(), &status) != 0)
-        return errorFromErrno(errno);
-    security.everybody = (status.st_mode & 0777) == ObjectPlan::kEverybody;
-    return ERROR_SUCCESS;
+    mode_t mode = 0;
+    const DWORD error = object.file().readMode(mode);
+    security.everybody = mode == ObjectPlan::kEverybody;
+    return error;
 }
 
 // The kernel's permission first: a text that promises more than the kernel gives would mislead whoever reads it.
@@ -33,8 +32,8 @@ DWORD change(KernelObject& object, const ObjectSecurity& security) {
         return error;
     if (object.isNamed() && security.everybody != before.everybody) {
         const mode_t mode = security.everybody ? ObjectPlan::kEverybody : object.space()->creatorsMode();
-        if (sys::fchmod(object.file().file(), mode) != 0)
-            return errorFromErrno(errno);
+        if (const DWORD error = object.file().changeMode(mode))
+            return error;
     }
     storeText(object.header(), security.sddl);
     return ERROR_SUCCESS;

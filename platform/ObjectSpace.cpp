@@ -79,78 +79,101 @@ DWORD ObjectSpace::claimAllInChild() {
     for (auto& space : spaces()) {
         if (const DWORD failure = space->m_processes.claim(space->m_directory.get()))
             error = failure;
-        for (ObjectFile& file : space->m_closed)
-            file.forget();
-        space->m_closed.clear();
+        space->forgetClosed();
     }
     return error;
 }
 
 void ObjectSpace::discardAllClosed() {
-    for (auto& space : spaces()) {
-        for (ObjectFile& file : space->m_closed)
-            file.discard();
-        space->m_closed.clear();
-    }
+    for (auto& space : spaces())
+        while (space->m_closedCount > 0)
+            space->takeClosedAt(0).discard();
 }
 
-// What was closed before a fork is one open file with the child's copy: a lock on it would stay with the child.
-ObjectFile ObjectSpace::takeClosed(const std::string& file) {
-    if (m_forksSeen != forks.load(std::memory_order_relaxed)) {
-        m_forksSeen = forks.load(std::memory_order_relaxed);
-        for (ObjectFile& closed : m_closed)
-            closed.forget();
-        m_closed.clear();
-    }
-    const auto found =
-        std::find_if(m_closed.begin(), m_closed.end(), [&](const ObjectFile& closed) { return closed.name() == file; });
-    if (found == m_closed.end())
-        return this->file(file);
-    ObjectFile taken = std::move(*found);
-    m_closed.erase(found);
+void ObjectSpace::forgetClosed() {
+    while (m_closedCount > 0)
+        takeClosedAt(0).forget();
+}
+
+ObjectFile ObjectSpace::takeClosedAt(std::size_t index) {
+    const auto place = m_closed.begin() + static_cast<std::ptrdiff_t>(index);
+    ObjectFile taken = std::move(*place);
+    std::move(place + 1, m_closed.begin() + static_cast<std::ptrdiff_t>(m_closedCount), place);
+    --m_closedCount;
     return taken;
 }
 
-KernelObject* ObjectSpace::open(const std::string& file, ObjectPlan plan, bool& existed, DWORD& error) {
-    if (const auto found = m_named.find(file); found != m_named.end()) {
-        KernelObject& object = *found->second;
-        error = ERROR_SUCCESS;
-        if (object.isLost() || (plan.kind != ObjectKind::Any && plan.kind != object.kind()))
-            error = ERROR_INVALID_HANDLE;
-        else if (plan.bytes > object.bytes())
-            error = ERROR_ACCESS_DENIED;
-        if (error != ERROR_SUCCESS)
-            return nullptr;
-        existed = true;
-        object.addReference();
-        return &object;
+// What was closed before a fork is one open file with the copy of a child that ran no handlers: a lock on it would stay
+// with that child.
+ObjectFile ObjectSpace::takeClosed(const std::string& file) {
+    if (m_forksSeen != forks.load(std::memory_order_relaxed)) {
+        m_forksSeen = forks.load(std::memory_order_relaxed);
+        forgetClosed();
     }
+    for (std::size_t i = 0; i < m_closedCount; ++i)
+        if (m_closed[i].name() == file)
+            return takeClosedAt(i);
+    return this->file(file);
+}
+
+KernelObject* ObjectSpace::find(const std::string& file, const ObjectPlan& plan, DWORD& error) {
+    error = ERROR_SUCCESS;
+    const auto found = m_named.find(file);
+    if (found == m_named.end())
+        return nullptr;
+    KernelObject& object = *found->second;
+    if (object.isLost() || (plan.kind != ObjectKind::Any && plan.kind != object.kind()))
+        error = ERROR_INVALID_HANDLE;
+    else if (plan.bytes > object.bytes())
+        error = ERROR_ACCESS_DENIED;
+    if (error != ERROR_SUCCESS)
+        return nullptr;
+    object.addReference();
+    return &object;
+}
+
+ObjectFile ObjectSpace::prepare(const std::string& file, ObjectPlan& plan) {
     if (plan.mode == ObjectPlan::kCreatorAlone)
         plan.mode = m_creatorsMode;
     if (plan.ownedByCreator)
         plan.word = m_processes.own();
-    ObjectFile opened = takeClosed(file);
-    error = opened.acquire(plan, existed);
-    if (error != ERROR_SUCCESS)
-        return nullptr;
-    KernelObject& object = KernelObject::keep(*this, std::move(opened));
-    m_named.emplace(file, &object);
-    return &object;
+    return takeClosed(file);
+}
+
+KernelObject* ObjectSpace::keep(ObjectFile file, const ObjectPlan& plan, DWORD& error) {
+    const std::string name = file.name();
+    KernelObject* object = find(name, plan, error);
+    if (object != nullptr || error != ERROR_SUCCESS) {
+        file.leave();
+        return object;
+    }
+    const auto place = m_named.emplace(name, nullptr).first;
+    try {
+        place->second = &KernelObject::keep(*this, std::move(file));
+    } catch (...) {
+        m_named.erase(place);
+        throw;
+    }
+    return place->second;
+}
+
+void ObjectSpace::forget(KernelObject& object) {
+    const auto found = m_named.find(object.file().name());
+    if (found != m_named.end() && found->second == &object)
+        m_named.erase(found);
 }
 
 void ObjectSpace::close(KernelObject& object) {
-    m_named.erase(object.file().name());
-    if (object.isLost())
+    forget(object);
+    if (object.isLost()) {
         object.file().forget();
-    else if (object.file().mappedBytes() > kClosedBytesLimit)
+    } else if (object.file().mappedBytes() > kClosedBytesLimit) {
         object.file().discard();
-    else {
+    } else {
         object.file().leave();
-        m_closed.push_back(std::move(object.file()));
-    }
-    if (m_closed.size() > kClosedLimit) {
-        m_closed.front().discard();
-        m_closed.pop_front();
+        if (m_closedCount == kClosedLimit)
+            takeClosedAt(0).discard();
+        m_closed[m_closedCount++] = std::move(object.file());
     }
 }
 

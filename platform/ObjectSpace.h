@@ -8,7 +8,7 @@
 #include "KernelObject.h"
 #include "ProcessTable.h"
 
-#include <deque>
+#include <array>
 #include <functional>
 #include <map>
 #include <memory>
@@ -34,10 +34,19 @@ class ObjectSpace {
     // An object's file, not open yet.
     ObjectFile file(const std::string& name) const { return {m_directory.get(), name}; }
 
-    // The object of a file's name with one more reference; null with an error.
-    KernelObject* open(const std::string& file, ObjectPlan plan, bool& existed, DWORD& error) WD_REQUIRES(objectsMutex);
+    // To open an object takes three steps, the second without the mutex, since it may wait for others:
+    // 1. find: the object of a file's name, when this process has it, with one more reference. Null with an error,
+    // which
+    //    is 0 when the process doesn't have it.
+    // 2. prepare, and ObjectFile::acquire of what it gives.
+    // 3. keep: the object of the acquired file, likewise; another thread's, when that was quicker.
+    KernelObject* find(const std::string& file, const ObjectPlan& plan, DWORD& error) WD_REQUIRES(objectsMutex);
+    ObjectFile prepare(const std::string& file, ObjectPlan& plan) WD_REQUIRES(objectsMutex);
+    KernelObject* keep(ObjectFile file, const ObjectPlan& plan, DWORD& error) WD_REQUIRES(objectsMutex);
     // Nothing refers to it any more; its memory may be gone.
     void close(KernelObject& object) WD_REQUIRES(objectsMutex);
+    // In a child of a fork: the object isn't the child's, which may open one of that name anew.
+    void forget(KernelObject& object) WD_REQUIRES(objectsMutex);
 
   private:
     static constexpr std::size_t kClosedLimit = 32;
@@ -47,6 +56,8 @@ class ObjectSpace {
 
     DWORD open();
     ObjectFile takeClosed(const std::string& file) WD_REQUIRES(objectsMutex);
+    ObjectFile takeClosedAt(std::size_t index) WD_REQUIRES(objectsMutex);
+    void forgetClosed() WD_REQUIRES(objectsMutex);
 
     const Home* m_home;
     FileDescriptor m_directory;
@@ -55,8 +66,9 @@ class ObjectSpace {
     mode_t m_creatorsMode = 0600;
     ProcessTable m_processes;
     std::map<std::string, KernelObject*, std::less<>> m_named WD_GUARDED_BY(objectsMutex);
-    std::deque<ObjectFile> m_closed WD_GUARDED_BY(objectsMutex); // the oldest first
-    std::uint64_t m_forksSeen WD_GUARDED_BY(objectsMutex) = 0;   // by then m_closed was emptied
+    std::array<ObjectFile, kClosedLimit> m_closed WD_GUARDED_BY(objectsMutex); // the oldest first
+    std::size_t m_closedCount WD_GUARDED_BY(objectsMutex) = 0;
+    std::uint64_t m_forksSeen WD_GUARDED_BY(objectsMutex) = 0; // by then m_closed was emptied
 };
 
 } // namespace wd

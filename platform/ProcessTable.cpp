@@ -1,16 +1,20 @@
 #include "ProcessTable.h"
 
+#include "Deadline.h"
 #include "LastError.h"
 #include "PageGuard.h"
 #include "ProcessState.h"
 
 #include <platform/steps.h>
 
+#include <array>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <nettle/sha2.h>
+#include <optional>
 #include <sys/auxv.h>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -21,9 +25,8 @@ namespace {
 
 constexpr const char* kFileName = ".processes";
 constexpr std::uint32_t kMagic = 0x54505744; // "DWPT"
-constexpr std::uint32_t kVersion = 1;
-constexpr std::uint32_t kRows = 4096; // row 0 is nobody's: its byte guards the layout
-constexpr mode_t kMode = 0666;        // every user of the home has a row
+constexpr std::uint32_t kVersion = 2;
+constexpr mode_t kMode = 0666; // every user of the home has a row
 
 DWORD lastSystemError() {
     return errorFromErrno(errno);
@@ -35,7 +38,7 @@ bool lockRow(int file, std::uint32_t row, short type) {
     lock.l_whence = SEEK_SET;
     lock.l_start = static_cast<off_t>(row);
     lock.l_len = 1;
-    return sys::fcntl_lock(file, F_SETLK, &lock) == 0;
+    return sys::fcntl_lock(file, F_OFD_SETLK, &lock) == 0;
 }
 
 // Whether another process holds a lock on one of the rows. False with errno when that can't be told.
@@ -45,33 +48,71 @@ bool isLocked(int file, std::uint32_t firstRow, std::uint32_t count, bool& locke
     lock.l_whence = SEEK_SET;
     lock.l_start = static_cast<off_t>(firstRow);
     lock.l_len = static_cast<off_t>(count);
-    if (sys::fcntl_lock(file, F_GETLK, &lock) != 0)
+    if (sys::fcntl_lock(file, F_OFD_GETLK, &lock) != 0)
         return false;
     locked = lock.l_type != F_UNLCK;
     return true;
 }
 
-// When this process began, in the system's own unit; 0 when that can't be told.
-std::uint64_t startTime() {
-    constexpr int kFieldsBehindName = 20; // the first behind the name is field 3, the start is field 22
-    const FileDescriptor file(sys::open("/proc/self/stat", O_RDONLY | O_CLOEXEC, 0));
-    const auto text = file.valid() ? readWhole(file.get(), 4096) : std::nullopt;
-    if (!text)
+// What the system tells of a process.
+struct Process {
+    bool isOver = false;     // it has ended, and only waits for its parent to hear of it
+    std::uint64_t start = 0; // when it began, in the system's own unit
+};
+
+// Nothing when that can't be told: it may not be there, or hidden from this one.
+std::optional<Process> lookAt(std::uint32_t number) {
+    constexpr int kThreads = 20; // numbers of the fields, of which the second is the name
+    constexpr int kStart = 22;
+    std::array<char, 64> path{};
+    std::snprintf(path.data(), path.size(), "/proc/%u/stat", number);
+    const FileDescriptor file(sys::open(path.data(), O_RDONLY | O_CLOEXEC, 0));
+    std::array<char, 1024> text{};
+    if (!file.valid() || sys::pread(file.get(), text.data(), text.size() - 1, 0) <= 0)
+        return std::nullopt;
+    const char* at = std::strrchr(text.data(), ')'); // the name may hold anything
+    if (at == nullptr || at[1] != ' ')
+        return std::nullopt;
+    const char state = at[2];
+    unsigned long threads = 0;
+    Process process;
+    for (int field = 3; field <= kStart; ++field) {
+        at = std::strchr(at + 1, ' ');
+        if (at == nullptr)
+            return std::nullopt;
+        if (field == kThreads)
+            threads = std::strtoul(at, nullptr, 10);
+        if (field == kStart)
+            process.start = std::strtoull(at, nullptr, 10);
+    }
+    // The first thread of a process may have ended before the others.
+    process.isOver = (state == 'Z' || state == 'X') && threads <= 1;
+    return process;
+}
+
+// What the numbers and times of processes are told in: elsewhere they are another process's. 0 when that can't be told.
+std::uint64_t ownNamespaces() {
+    struct stat numbers {};
+    struct stat times {};
+    if (sys::stat("/proc/self/ns/pid", &numbers) != 0)
         return 0;
-    std::size_t at = text->rfind(')'); // the name may hold anything
-    for (int field = 0; field < kFieldsBehindName && at != std::string::npos; ++field)
-        at = text->find(' ', at + 1);
-    return at == std::string::npos ? 0 : std::strtoull(text->c_str() + at, nullptr, 10);
+    sys::stat("/proc/self/ns/time", &times); // an older system has but one
+    return std::uint64_t{numbers.st_ino} << 32 ^ times.st_ino;
+}
+
+std::uint32_t milliseconds() {
+    struct timespec time {};
+    ::clock_gettime(CLOCK_MONOTONIC, &time);
+    return static_cast<std::uint32_t>(time.tv_sec * 1000 + time.tv_nsec / 1'000'000);
 }
 
 // Tells, with the process's number, this run of a program from every other: from the one before an exec, and from a
 // process of long ago with the same number. A digest, since its source is the source of secrets of the process.
-std::uint64_t ownIdentity() {
+std::uint64_t ownIdentity(std::uint64_t start) {
     sha256_ctx context;
     sha256_init(&context);
     if (const auto* random = reinterpret_cast<const std::uint8_t*>(::getauxval(AT_RANDOM)))
         sha256_update(&context, 16, random);
-    const std::uint64_t start = startTime();
     sha256_update(&context, sizeof start, reinterpret_cast<const std::uint8_t*>(&start));
     std::uint64_t identity = 0;
     sha256_digest(&context, sizeof identity, reinterpret_cast<std::uint8_t*>(&identity));
@@ -80,19 +121,22 @@ std::uint64_t ownIdentity() {
 
 } // namespace
 
+struct ProcessTable::Row {
+    std::atomic<std::uint32_t> generation;
+    std::atomic<std::uint32_t> process;
+    std::atomic<std::uint64_t> identity;
+    std::atomic<std::uint64_t> start; // 0: not known, as the next
+    std::atomic<std::uint64_t> namespaces;
+};
+
 struct ProcessTable::Layout {
-    struct Row {
-        std::atomic<std::uint32_t> generation;
-        std::atomic<std::uint32_t> process;
-        std::atomic<std::uint64_t> identity;
-    };
     std::atomic<std::uint32_t> magic;
     std::atomic<std::uint32_t> version;
     std::uint64_t reserved;
     Row rows[kRows]; // rows[0] unused
 };
 
-DWORD ProcessTable::open(int directory) {
+FileDescriptor ProcessTable::openFile(int directory) {
     constexpr int kFlags = O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
     FileDescriptor file(sys::openat(directory, kFileName, kFlags, 0));
     if (!file.valid() && errno == ENOENT) {
@@ -100,6 +144,11 @@ DWORD ProcessTable::open(int directory) {
         if (!file.valid() && errno == EEXIST)
             file = FileDescriptor(sys::openat(directory, kFileName, kFlags, 0));
     }
+    return file;
+}
+
+DWORD ProcessTable::open(int directory) {
+    LockDescriptor file = LockDescriptor::from([&] { return openFile(directory); });
     struct stat status {};
     if (!file.valid() || sys::fstat(file.get(), &status) != 0)
         return lastSystemError();
@@ -108,9 +157,16 @@ DWORD ProcessTable::open(int directory) {
     // Whoever comes first makes it as long as it stays; to do so twice changes nothing.
     if (!reserve(file.get(), sizeof(Layout)))
         return lastSystemError();
-    void* memory = sys::mmap(nullptr, sizeof(Layout), PROT_READ | PROT_WRITE, MAP_SHARED, file.get(), 0);
+    const FileDescriptor other = openFile(directory);
+    struct stat mapped {};
+    if (!other.valid() || sys::fstat(other.get(), &mapped) != 0)
+        return lastSystemError();
+    if (mapped.st_ino != status.st_ino)
+        return ERROR_SHARING_VIOLATION; // somebody removes it by hand
+    void* memory = sys::mmap(nullptr, sizeof(Layout), PROT_READ | PROT_WRITE, MAP_SHARED, other.get(), 0);
     if (memory == MAP_FAILED || memory == nullptr)
         return lastSystemError();
+    // The memory that a child has of its parent's stays mapped: it may be looked at.
     m_layout = static_cast<Layout*>(memory);
     guardPages(memory, sizeof(Layout));
     m_file = std::move(file);
@@ -119,19 +175,18 @@ DWORD ProcessTable::open(int directory) {
 
 // A table that nobody uses is laid down afresh, whatever stands in it.
 DWORD ProcessTable::checkLayout() {
-    constexpr struct timespec kPause { 0, 1'000'000 };
+    constexpr std::uint32_t kLayDownMs = 1000; // how long another process may need to lay it down
     const auto isLaidDown = [this] {
         return m_layout->magic.load(std::memory_order_acquire) == kMagic &&
                m_layout->version.load(std::memory_order_relaxed) == kVersion;
     };
-    for (int attempt = 0; attempt < 1000; ++attempt) {
+    const Deadline patience(kLayDownMs);
+    do {
         if (isLaidDown())
             return ERROR_SUCCESS;
         WD_STEP("processes.new");
-        if (!lockRow(m_file.get(), 0, F_WRLCK)) {
-            sys::nanosleep(&kPause, nullptr); // another process lays it down
-            continue;
-        }
+        if (!lockRow(m_file.get(), 0, F_WRLCK))
+            continue; // another process lays it down
         // Another may have done so, and be using it, between the look above and the lock.
         bool good = isLaidDown();
         bool used = true;
@@ -142,7 +197,7 @@ DWORD ProcessTable::checkLayout() {
         }
         lockRow(m_file.get(), 0, F_UNLCK);
         return good ? ERROR_SUCCESS : ERROR_INVALID_DATA;
-    }
+    } while (patience.pause());
     return ERROR_INVALID_DATA;
 }
 
@@ -151,14 +206,16 @@ DWORD ProcessTable::claim(int directory) {
         return ERROR_SUCCESS;
     m_own.store(0, std::memory_order_relaxed);
     m_claimant = processState();
-    if (m_layout == nullptr)
-        if (const DWORD error = open(directory); m_layout == nullptr)
+    if (!m_file.valid())
+        if (const DWORD error = open(directory))
             return error;
     if (const DWORD error = checkLayout())
         return error;
     const auto process = static_cast<std::uint32_t>(::getpid());
-    const std::uint64_t identity = ownIdentity();
-    for (const Layout::Row& row : m_layout->rows) {
+    const std::uint64_t start = lookAt(process).value_or(Process{}).start;
+    const std::uint64_t identity = ownIdentity(start);
+    m_namespaces = ownNamespaces();
+    for (const Row& row : m_layout->rows) {
         if (row.process.load(std::memory_order_relaxed) != process ||
             row.identity.load(std::memory_order_relaxed) != identity)
             continue;
@@ -169,13 +226,15 @@ DWORD ProcessTable::claim(int directory) {
         const std::uint32_t number = 1 + (process + i) % (kRows - 1);
         if (!lockRow(m_file.get(), number, F_WRLCK))
             continue;
-        Layout::Row& row = m_layout->rows[number];
+        Row& row = m_layout->rows[number];
         std::uint32_t generation = row.generation.load(std::memory_order_relaxed) + 1;
         if (generation == 0)
             generation = 1;
-        row.generation.store(generation, std::memory_order_release);
         row.process.store(process, std::memory_order_relaxed);
         row.identity.store(identity, std::memory_order_relaxed);
+        row.start.store(start, std::memory_order_relaxed);
+        row.namespaces.store(m_namespaces, std::memory_order_relaxed);
+        row.generation.store(generation, std::memory_order_release); // last: who sees it sees the process
         m_own.store(makeTag(number, generation), std::memory_order_relaxed);
         return ERROR_SUCCESS;
     }
@@ -188,10 +247,36 @@ bool ProcessTable::isAlive(Tag tag) const {
         return false;
     if (tag == own())
         return true;
-    if (m_layout->rows[rowOf(tag)].generation.load(std::memory_order_acquire) != generationOf(tag))
+    const Row& row = m_layout->rows[rowOf(tag)];
+    if (row.generation.load(std::memory_order_acquire) != generationOf(tag))
         return false;
     bool locked = true;
-    return !isLocked(m_file.get(), rowOf(tag), 1, locked) || locked;
+    if (isLocked(m_file.get(), rowOf(tag), 1, locked) && !locked)
+        return false;
+    // To ask the system takes ten times as long, and whoever waits for a busy lock asks at each turn.
+    constexpr std::uint32_t kLookMs = 50;
+    std::atomic<std::uint32_t>& seen = m_seen[rowOf(tag)];
+    const std::uint32_t now = milliseconds();
+    if (now - seen.load(std::memory_order_relaxed) < kLookMs)
+        return true;
+    if (isGone(row))
+        return false;
+    seen.store(now, std::memory_order_relaxed);
+    return true;
+}
+
+// Whether the process that claimed a row is surely not there any more, whoever has its lock. A row that is claimed
+// meanwhile may hold numbers of two processes; but then the first of them is dead.
+bool ProcessTable::isGone(const Row& row) const {
+    const std::uint32_t number = row.process.load(std::memory_order_relaxed);
+    const std::uint64_t start = row.start.load(std::memory_order_relaxed);
+    if (number == 0 || start == 0 || m_namespaces == 0 ||
+        row.namespaces.load(std::memory_order_relaxed) != m_namespaces)
+        return false;
+    const auto process = lookAt(number);
+    if (!process)
+        return sys::kill(static_cast<pid_t>(number), 0) != 0 && errno == ESRCH;
+    return process->isOver || process->start != start;
 }
 
 } // namespace wd

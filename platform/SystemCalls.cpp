@@ -57,11 +57,28 @@ constexpr auto failing = &Failing<call, typename std::remove_reference_t<decltyp
 
 } // namespace
 
+namespace {
+
+// With one of its own above the standard ones, of the same open file.
+int aboveStandard(int file) {
+    if (file < 0 || file > STDERR_FILENO)
+        return file;
+    const int moved = ::fcntl(file, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    const int error = errno;
+    ::close(file);
+    errno = error;
+    return moved;
+}
+
+} // namespace
+
 // Functions with variable arguments or another way to fail get a wrapper; all others stand as they are.
 constinit decltype(open) open{
-    "open", [](const char* path, int flags, mode_t mode) { return ::open(path, flags, mode); }, failing<open>};
+    "open", [](const char* path, int flags, mode_t mode) { return aboveStandard(::open(path, flags, mode)); },
+    failing<open>};
 constinit decltype(openat) openat{
-    "openat", [](int at, const char* path, int flags, mode_t mode) { return ::openat(at, path, flags, mode); },
+    "openat",
+    [](int at, const char* path, int flags, mode_t mode) { return aboveStandard(::openat(at, path, flags, mode)); },
     failing<openat>};
 constinit decltype(close) close{"close", ::close, failing<close>};
 constinit decltype(read) read{"read", ::read, failing<read>};
@@ -96,6 +113,7 @@ constinit decltype(flock) flock{"flock", ::flock, failing<flock>};
 constinit decltype(fcntl_lock) fcntl_lock{
     "fcntl_lock", [](int file, int command, struct flock* lock) { return ::fcntl(file, command, lock); },
     failing<fcntl_lock>};
+constinit decltype(kill) kill{"kill", ::kill, failing<kill>};
 constinit decltype(fcntl_setfd) fcntl_setfd{
     "fcntl_setfd", [](int file, int flags) { return ::fcntl(file, F_SETFD, flags); }, failing<fcntl_setfd>};
 constinit decltype(mmap) mmap{"mmap", ::mmap, failing<mmap>};
@@ -118,10 +136,10 @@ constinit decltype(futex_wake) futex_wake{
 namespace {
 
 constinit CallEntry* const kCalls[] = {
-    &open,       &openat,      &close, &read,   &write,   &pread,     &pwrite,    &lseek,      &fsync,
-    &ftruncate,  &fallocate,   &stat,  &lstat,  &fstat,   &fstatat,   &statvfs,   &fchmod,     &fchown,
-    &chmod,      &mkdir,       &rmdir, &rename, &linkat,  &unlink,    &unlinkat,  &readlink,   &flock,
-    &fcntl_lock, &fcntl_setfd, &mmap,  &munmap, &madvise, &getrandom, &nanosleep, &futex_wait, &futex_wake,
+    &open,      &openat, &close,   &read,      &write,     &pread,      &pwrite,     &lseek,      &fsync, &ftruncate,
+    &fallocate, &stat,   &lstat,   &fstat,     &fstatat,   &statvfs,    &fchmod,     &fchown,     &chmod, &mkdir,
+    &rmdir,     &rename, &linkat,  &unlink,    &unlinkat,  &readlink,   &flock,      &fcntl_lock, &kill,  &fcntl_setfd,
+    &mmap,      &munmap, &madvise, &getrandom, &nanosleep, &futex_wait, &futex_wake,
 };
 
 } // namespace

@@ -2,6 +2,9 @@
 // be the process's last (platform/testing.h). Code of the layer calls wd::sys::open and its like, never the plain
 // function; the cost is one indirect call. A call fails as in C: -1 (of a pointer: (void*)-1) and errno. Interrupted
 // calls are not repeated here: whoever waits repeats them. A new call: a line here and one in SystemCalls.cpp.
+//
+// open and openat give no descriptor below 3: in a program that was started without standard ones, its own output would
+// go into a file of ours.
 #pragma once
 
 #include <atomic>
@@ -88,6 +91,7 @@ extern Call<int(int, const char*, int)> unlinkat;
 extern Call<ssize_t(const char*, char*, size_t)> readlink;
 extern Call<int(int, int)> flock;
 extern Call<int(int, int, struct flock*)> fcntl_lock;
+extern Call<int(pid_t, int)> kill;
 extern Call<int(int, int)> fcntl_setfd;
 extern Call<void*(void*, size_t, int, int, int, off_t)> mmap;
 extern Call<int(void*, size_t)> munmap;

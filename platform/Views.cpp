@@ -13,7 +13,7 @@ struct View {
     std::uint32_t count;
 };
 
-constinit ForkMutex<View> viewsMutex;
+constinit ForkMutex<View, ForkOrder::Views> viewsMutex;
 
 std::vector<View>& views() WD_REQUIRES(viewsMutex) {
     static auto* const all = std::make_unique<std::vector<View>>().release();
@@ -34,8 +34,8 @@ void addView(KernelObject& mapping) {
         ++known->count;
         return;
     }
-    mapping.addReference();
     views().push_back({address, &mapping, 1});
+    mapping.addReference();
 }
 
 bool removeView(const void* address) {

@@ -2,8 +2,8 @@
 
 #include "Home.h"
 #include "LastError.h"
-#include "ProcessState.h"
 #include "SystemCalls.h"
+#include "ThreadEnd.h"
 
 #include <platform/steps.h>
 
@@ -12,7 +12,6 @@
 #include <cerrno>
 #include <climits>
 #include <ctime>
-#include <vector>
 
 namespace wd {
 
@@ -43,59 +42,33 @@ bool sleepOn(SharedWord& word, std::uint64_t seen, std::uint64_t until) {
 
 void letGo(KernelObject& mutex, std::uint64_t freed);
 
-// The mutexes that the calling thread holds, so that its end can leave them abandoned. What a thread still takes behind
-// its own end, as in a destructor of the program, isn't seen here: the end of the process frees it.
-class HeldMutexes {
-  public:
-    ~HeldMutexes() {
-        s_gone = true;
-        // A child of a fork that never called in here still looks like its parent, whose mutexes are none of its own.
-        if (!objectsAreOwn())
-            return;
-        forgetParents();
-        for (const Held& held : m_mutexes)
-            if (held.mutex->ownerThread.load(std::memory_order_relaxed) == threadNumber())
-                letGo(*held.mutex, kAbandoned);
-    }
-    static void add(KernelObject& mutex) {
-        if (s_gone)
-            return;
-        own().forgetParents();
-        own().m_mutexes.push_back({&mutex, mutex.isNamed()});
-    }
-    static void remove(const KernelObject& mutex) {
-        if (s_gone)
-            return;
-        own().forgetParents();
-        auto& mutexes = own().m_mutexes;
-        const auto found =
-            std::find_if(mutexes.rbegin(), mutexes.rend(), [&](const Held& held) { return held.mutex == &mutex; });
-        if (found != mutexes.rend())
-            mutexes.erase(std::next(found).base());
-    }
+// The mutexes that the calling thread holds, the newest first.
+constinit thread_local KernelObject* heldMutexes = nullptr;
 
-  private:
-    struct Held {
-        KernelObject* mutex;
-        bool isNamed;
-    };
-
-    static HeldMutexes& own() {
-        thread_local HeldMutexes held;
-        return held;
-    }
-    // In a child of a fork the named ones are its parent's still, and may be gone from here.
-    void forgetParents() {
-        if (m_process == processState())
+void forgetHeld(const KernelObject& mutex) {
+    for (KernelObject** held = &heldMutexes; *held != nullptr; held = &(*held)->nextHeld)
+        if (*held == &mutex) {
+            *held = mutex.nextHeld;
             return;
-        std::erase_if(m_mutexes, [](const Held& held) { return held.isNamed; });
-        m_process = processState();
-    }
+        }
+}
 
-    static inline constinit thread_local bool s_gone = false;
-    std::vector<Held> m_mutexes;
-    const ProcessState* m_process = processState();
-};
+// A thread that ends leaves what it holds abandoned. A child of a fork that never called in here still looks like its
+// parent, whose mutexes are none of its own.
+void abandonHeld() {
+    if (!objectsAreOwn())
+        return;
+    while (heldMutexes != nullptr) {
+        KernelObject& mutex = *heldMutexes;
+        heldMutexes = mutex.nextHeld;
+        if (mutex.ownerThread.load(std::memory_order_relaxed) == threadNumber())
+            letGo(mutex, kAbandoned);
+    }
+}
+
+__attribute__((constructor)) void watchThreadEnds() {
+    setAtThreadEnd(AtThreadEnd::Mutexes, abandonHeld);
+}
 
 constexpr DWORD kNotTaken = WAIT_TIMEOUT;
 
@@ -217,6 +190,10 @@ std::uint64_t scaledNanoseconds(DWORD milliseconds) {
 }
 
 DWORD waitFor(KernelObject& object, const WaitOptions& options) {
+    if (object.kind() == ObjectKind::Mutex && !watchThreadEnd()) {
+        failed(ERROR_NOT_ENOUGH_MEMORY);
+        return WAIT_FAILED;
+    }
     DWORD result = tryTake(object, false, options.role);
     if (result != kNotTaken)
         return result;
@@ -234,6 +211,7 @@ DWORD waitFor(KernelObject& object, const WaitOptions& options) {
             failed(errorFromErrno(errno));
             return WAIT_FAILED;
         }
+        object.noticeRemoval();
     }
 }
 
@@ -241,7 +219,17 @@ void adoptMutex(KernelObject& mutex) {
     mutex.addReference(); // first: the child of a fork drops the reference of each mutex that it finds held
     mutex.depth = 1;
     mutex.ownerThread.store(threadNumber(), std::memory_order_release);
-    HeldMutexes::add(mutex);
+    mutex.nextHeld = heldMutexes;
+    heldMutexes = &mutex;
+}
+
+void keepHeldInChild() {
+    for (KernelObject** held = &heldMutexes; *held != nullptr;) {
+        if ((*held)->isNamed())
+            *held = (*held)->nextHeld;
+        else
+            held = &(*held)->nextHeld;
+    }
 }
 
 bool releaseMutex(KernelObject& mutex) {
@@ -258,7 +246,7 @@ bool releaseMutex(KernelObject& mutex) {
 void releaseWholly(KernelObject& mutex) {
     if (mutex.ownerThread.load(std::memory_order_relaxed) != threadNumber())
         return;
-    HeldMutexes::remove(mutex);
+    forgetHeld(mutex);
     letGo(mutex, 0);
 }
 

@@ -19,8 +19,11 @@ struct WaitOptions {
 // WAIT_OBJECT_0, WAIT_ABANDONED, WAIT_TIMEOUT, WAIT_FAILED with GetLastError.
 DWORD waitFor(KernelObject& object, const WaitOptions& options);
 
-// Makes the calling thread the holder of a mutex whose word has this process's tag already.
+// Makes the calling thread, whose end is watched (ThreadEnd.h), the holder of a mutex whose word has this process's tag
+// already.
 void adoptMutex(KernelObject& mutex);
+// In a child of a fork: what its thread still holds, which is what has no name.
+void keepHeldInChild();
 // A mutex held by the calling thread; false with 288.
 bool releaseMutex(KernelObject& mutex);
 // All at once, as the last close does. Nothing for a thread that doesn't hold it.

@@ -24,6 +24,12 @@ WD_API WD_TAG WdEventTaker(HANDLE event);
 /* Signals the event if its taker is still `taker`. True when it did. */
 WD_API BOOL WdSignalAgain(HANDLE event, WD_TAG taker);
 
+/* Handles of named objects that the calling thread opens from the first call to the second, which may be nested, are of
+   use to no other thread: a child that another thread forks meanwhile has no part in these objects, so that they end
+   with this process. Elsewhere nothing: no process has a copy of another's handles. */
+WD_API void WdBeginOwnHandles();
+WD_API void WdEndOwnHandles();
+
 /* The tag that this process leaves under a role; 0 when it has none (GetLastError says why). */
 WD_API WD_TAG WdOwnTag(DWORD role);
 WD_API DWORD WdTagRole(WD_TAG tag);

@@ -1,0 +1,45 @@
+#include "ForkMutex.h"
+
+#include <array>
+#include <pthread.h>
+#include <ranges>
+
+namespace wd {
+
+namespace {
+
+// A mutex that this program doesn't use has no handler.
+constinit std::array<ForkHandler, static_cast<std::size_t>(ForkOrder::Count)> handlers{};
+
+void call(void (*handler)()) {
+    if (handler != nullptr)
+        handler();
+}
+
+void beforeFork() {
+    for (const ForkHandler& handler : handlers)
+        call(handler.before);
+}
+
+void inParent() {
+    for (const ForkHandler& handler : handlers | std::views::reverse)
+        call(handler.inParent);
+}
+
+void inChild() {
+    for (const ForkHandler& handler : handlers | std::views::reverse)
+        call(handler.inChild);
+}
+
+__attribute__((constructor)) void watchForks() {
+    ::pthread_atfork(beforeFork, inParent, inChild);
+}
+
+} // namespace
+
+bool enterForkHandler(ForkOrder order, const ForkHandler& handler) {
+    handlers[static_cast<std::size_t>(order)] = handler;
+    return true;
+}
+
+} // namespace wd
