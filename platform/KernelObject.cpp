@@ -57,14 +57,16 @@ __attribute__((destructor)) void discardClosedObjects() {
     objectsMutex.unlock();
 }
 
+// Of an object that is made anew as it was: a mutex that somebody held then was left by one who is gone.
 std::uint64_t wordWithoutHolder(ObjectKind kind, std::uint64_t word) {
     switch (kind) {
+    case ObjectKind::Mutex:
+        return (word & (kTaken | kAbandoned)) != 0 ? kAbandoned : 0;
     case ObjectKind::Event:
         return word & kTaken;
     case ObjectKind::Semaphore:
         return word & ~kContended;
     case ObjectKind::Any:
-    case ObjectKind::Mutex:
     case ObjectKind::Mapping:
         break;
     }

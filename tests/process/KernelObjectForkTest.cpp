@@ -11,6 +11,7 @@
 #include <atomic>
 #include <cstdio>
 #include <cstring>
+#include <fcntl.h>
 #include <functional>
 #include <thread>
 
@@ -171,6 +172,7 @@ TEST_P(ForkOrder, AChildGoesOnWhenItsParentDies) {
     });
     ASSERT_TRUE(ready.await());
     EXPECT_EQ(parent.kill(), kKilled);
+    EXPECT_EQ(memoryExists(), GetParam() == First::BeforeTheParent) << "the grandchild's first call opens it";
     dead.signal();
     char answer = '-';
     EXPECT_TRUE(checked.receive(answer));
@@ -260,12 +262,13 @@ TEST_F(KernelObjectFork, AForkingThreadEndsInTheChild) {
     EXPECT_TRUE(CloseHandle(mutex) && CloseHandle(again));
 }
 
-// A child that never calls the layer keeps what its parent had open at the fork, and nothing that it had closed.
-TEST_F(KernelObjectFork, ASilentChildKeepsNothingThatWasClosed) {
+// A child that never calls the layer keeps nothing of what its parent had open, or opened again behind the fork.
+TEST_F(KernelObjectFork, ASilentChildKeepsNothing) {
     const Pipe ready;
     const Pipe end;
     const Pipe gone;
     Child parent([&]() -> int {
+        const Handle open = makeMutex("open");
         makeMutex("closed").reset();
         if (fork() == 0) {
             prctl(PR_SET_PDEATHSIG, 0);
@@ -278,11 +281,60 @@ TEST_F(KernelObjectFork, ASilentChildKeepsNothingThatWasClosed) {
         pauseForever();
     });
     ASSERT_TRUE(ready.await());
-    EXPECT_NE(openMutex("closed"), nullptr);
+    EXPECT_TRUE(openMutex("closed") && openMutex("open"));
     parent.kill();
-    EXPECT_EQ(openMutex("closed"), nullptr) << "nobody who opened it lives";
+    EXPECT_FALSE(openMutex("closed") || openMutex("open")) << "nobody who opened it lives";
     end.signal();
     EXPECT_TRUE(gone.await());
+}
+
+// The presence of a thread in some operation ends with it, also when another thread has forked meanwhile.
+TEST_F(KernelObjectFork, AHandleOfAThreadsOwnIsNoneOfAnothersChild) {
+    const Pipe opened;
+    const Pipe called;
+    const Pipe closed;
+    std::thread other([&] {
+        WdBeginOwnHandles();
+        Handle presence = makeMutex("presence");
+        WdEndOwnHandles();
+        opened.signal();
+        called.await();
+        presence.reset();
+        closed.signal();
+    });
+    ASSERT_TRUE(opened.await());
+    const Handle shared = makeMutex("shared");
+    const Pipe end;
+    Child child([&] {
+        if (waitFor(shared) != WAIT_OBJECT_0)
+            return 1;
+        called.signal();
+        end.await();
+        return makeMutex("presence") && GetLastError() == ERROR_SUCCESS ? 0 : 2;
+    });
+    EXPECT_TRUE(closed.await());
+    EXPECT_EQ(openMutex("presence"), nullptr);
+    EXPECT_NE(openMutex("shared"), nullptr);
+    end.signal();
+    EXPECT_EQ(child.wait(), 0);
+    other.join();
+}
+
+// No descriptor of the layer takes the place of a standard one that its program was started without.
+TEST_F(KernelObjectFork, StandardDescriptorsStayClosed) {
+    EXPECT_EQ(Child([] {
+                  for (const int file : {0, 1, 2})
+                      close(file);
+                  const Handle mutex = makeMutex("m");
+                  HKEY key = nullptr;
+                  const LONG error =
+                      RegCreateKeyExA(HKEY_LOCAL_MACHINE, "K", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr);
+                  for (const int file : {0, 1, 2})
+                      if (fcntl(file, F_GETFD) != -1)
+                          return 1 + file;
+                  return mutex && error == ERROR_SUCCESS ? 0 : 4;
+              }).wait(),
+              0);
 }
 
 // Threads at work on every kind of object while children are made, which find everything free or in use, never stuck.

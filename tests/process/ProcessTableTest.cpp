@@ -1,5 +1,5 @@
 // The table of a home's processes: rows of the dead are used again under another generation, and a table that is full
-// or isn't a table is told. Only other processes open its file here: any close of it in this one would drop its lock.
+// or isn't a table is told.
 #include <Child.h>
 #include <TestObject.h>
 
@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/syscall.h>
 
 namespace {
 
@@ -23,13 +24,15 @@ struct Table {
         std::uint32_t generation;
         std::uint32_t process;
         std::uint64_t identity;
+        std::uint64_t start;
+        std::uint64_t namespaces;
     };
     std::uint32_t magic;
     std::uint32_t version;
     std::uint64_t reserved;
     Row rows[kRows];
 };
-static_assert(sizeof(Table) == 16 + kRows * 16);
+static_assert(sizeof(Table) == 16 + kRows * 32);
 
 class ProcessTable : public testing::Test {
   protected:
@@ -114,21 +117,20 @@ TEST_F(ProcessTable, TheHeirOfARowGetsItsMutexAbandoned) {
     const Pipe held;
     Child others = holdRows(held, kRows - 1, 77);
     ASSERT_TRUE(held.await());
-    // Something that keeps the mutex there, without a row: the child of a fork before its first call.
     const Pipe ready;
-    const Pipe end;
     Child first([&]() -> int {
         const Handle mutex = makeMutex("m", true);
-        if (fork() == 0) {
-            prctl(PR_SET_PDEATHSIG, 0);
-            ready.signal();
-            end.await();
-            _exit(0);
-        }
+        ready.signal();
         for (;;)
             pause();
     });
     ASSERT_TRUE(ready.await());
+    // Something that keeps the mutex there, without a row.
+    const int keeper = open((objectsFolder() / "m").c_str(), O_RDONLY | O_CLOEXEC);
+    struct flock reading {};
+    reading.l_type = F_RDLCK;
+    reading.l_len = 1;
+    ASSERT_EQ(fcntl(keeper, F_OFD_SETLK, &reading), 0);
     EXPECT_EQ(Child([] { return makeMutex("m") ? 1 : static_cast<int>(GetLastError()); }).wait(),
               static_cast<int>(ERROR_NOT_ENOUGH_MEMORY))
         << "no row is left";
@@ -140,7 +142,30 @@ TEST_F(ProcessTable, TheHeirOfARowGetsItsMutexAbandoned) {
                   return waitFor(mutex, INFINITE) == WAIT_ABANDONED ? 0 : 2;
               }).wait(),
               0);
-    end.signal();
+    close(keeper);
+}
+
+// What a process does to its table by itself, and what a copy of its open files does that ran no handlers, changes
+// nothing about its life.
+TEST_F(ProcessTable, AProcessLivesNoLongerAndNoShorterThanItDoes) {
+    const Shared<std::atomic<WD_TAG>> tag;
+    const Shared<std::atomic<int>> copy;
+    const Pipe ready;
+    Child process([&]() -> int {
+        *tag = WdOwnTag(WD_ROLE_NONE);
+        close(open((objectsFolder() / ".processes").c_str(), O_RDWR | O_CLOEXEC));
+        *copy = static_cast<int>(syscall(SYS_clone, SIGCHLD, nullptr, nullptr, nullptr, nullptr));
+        if (*copy != 0)
+            ready.signal();
+        for (;;)
+            pause();
+    });
+    ASSERT_TRUE(ready.await());
+    const auto alive = [&] { return Child([&] { return WdTagIsAlive(*tag) != FALSE ? 1 : 0; }).wait(); };
+    EXPECT_EQ(alive(), 1);
+    process.kill();
+    EXPECT_EQ(alive(), 0);
+    kill(*copy, SIGKILL);
 }
 
 TEST_F(ProcessTable, AFullOneIsToldAndADeadOneIsRoom) {
@@ -156,7 +181,7 @@ TEST_F(ProcessTable, AFullOneIsToldAndADeadOneIsRoom) {
     // Thousands that died without a word, this process's own number among them.
     ASSERT_EQ(fill([](Table& table) {
                   for (std::uint32_t row = 0; row < kRows; ++row)
-                      table.rows[row] = {row * 7919, row, row * 104729};
+                      table.rows[row] = {row * 7919, row, row * 104729, 0, 0};
               }),
               0);
     EXPECT_EQ(create(), 0);
@@ -215,7 +240,7 @@ TEST_F(ProcessTable, ATableOfAnotherLayout) {
     const struct {
         std::uint32_t magic;
         std::uint32_t version;
-    } kOthers[] = {{kMagic, 2}, {0, 0}, {0x12345678, 1}};
+    } kOthers[] = {{kMagic, 1}, {0, 0}, {0x12345678, 1}};
     for (const auto& other : kOthers) {
         const Pipe held;
         Child user = withTable([&held](int file) -> int {

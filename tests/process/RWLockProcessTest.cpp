@@ -226,7 +226,11 @@ class Successor {
               place.l_type = F_WRLCK;
               place.l_start = static_cast<off_t>(dead >> 16 & 0xFFFF); // the row's byte
               place.l_len = 1;
-              const int result = fcntl(file, F_SETLK, &place) == 0 ? 0 : 1;
+              // Its own number and start already stand in the row, of which nothing is known here.
+              const std::uint64_t unknown = 0;
+              const off_t start = 16 + place.l_start * 32 + 16;
+              const bool isIn = pwrite(file, &unknown, sizeof unknown, start) == static_cast<ssize_t>(sizeof unknown);
+              const int result = isIn && fcntl(file, F_SETLK, &place) == 0 ? 0 : 1;
               m_isIn.signal();
               m_stop.await();
               return result;

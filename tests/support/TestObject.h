@@ -1,6 +1,4 @@
-// Kernel objects for tests: handles that close themselves, security for everybody, and the files behind the names. A
-// file of an object may be opened here as well as by the layer; the process table must not, since any close of it in
-// this process would drop the lock that says that the process lives.
+// Kernel objects for tests: handles that close themselves, security for everybody, and the files behind the names.
 #pragma once
 
 #include "TestHome.h"

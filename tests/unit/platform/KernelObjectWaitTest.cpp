@@ -2,6 +2,7 @@
 // signal wakes, how long waits last.
 #include <TestObject.h>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <platform/robust.h>
@@ -330,6 +331,14 @@ TEST_F(KernelObjectWait, WaitsLastAsLongAsAskedInTheHomesTime) {
 }
 
 std::atomic<int> signals{0};
+
+TEST_F(KernelObjectWait, ASleeperTellsThatTheFileWasRemoved) {
+    const Handle mutex = makeMutex("m", true);
+    std::filesystem::remove(objectsFolder() / "m");
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(waitElsewhere(mutex, 1), WAIT_TIMEOUT);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr("object m in use was removed"));
+}
 
 TEST_F(KernelObjectWait, SignalsDontShortenWaits) {
     setenv("WARDLET_TIME_SCALE", "1", 1);
