@@ -6,13 +6,16 @@
 
 #include <platform/registry_batch.h>
 
+#include <algorithm>
+#include <optional>
+
 namespace wd {
 
 namespace {
 
 // Asked by every call of the registry, so without the check for a first use that the owner below costs.
 constinit thread_local Batch* currentBatch = nullptr;
-thread_local std::unique_ptr<Batch> ownedBatch; // ends with its thread
+thread_local std::optional<Batch> ownedBatch; // ends with its thread
 
 } // namespace
 
@@ -25,8 +28,7 @@ void Batch::begin(DWORD mode) {
         ++currentBatch->m_depth;
         return;
     }
-    ownedBatch = std::make_unique<Batch>(mode);
-    currentBatch = ownedBatch.get();
+    currentBatch = &ownedBatch.emplace(mode);
 }
 
 LONG Batch::end() {
@@ -39,24 +41,32 @@ LONG Batch::end() {
     return error;
 }
 
+void Batch::abandon() {
+    if (currentBatch == nullptr)
+        return;
+    currentBatch->dropIfInherited();
+    currentBatch->discard(ERROR_OPERATION_ABORTED);
+    if (--currentBatch->m_depth == 0)
+        ownedBatch.reset();
+}
+
 // A thread that ends inside a batch has not ended the batch: nothing of it is kept.
 Batch::~Batch() {
     currentBatch = nullptr;
     dropIfInherited();
-    abort();
 }
 
 void Batch::dropIfInherited() {
-    if (!m_isOpen || m_environment->owner() == processState())
+    if (!m_transaction.isRunning() || isOwnProcess(m_environment->owner()))
         return;
-    m_isOpen = false;
+    m_transaction.forget();
     m_done.clear();
     m_state = State::Over;
 }
 
 Transaction* Batch::transactionOn(const RegistryStore& store) {
     dropIfInherited();
-    return m_isOpen && m_store == &store ? &m_transaction : nullptr;
+    return m_transaction.isRunning() && m_store == &store ? &m_transaction : nullptr;
 }
 
 bool Batch::takes(const RegistryStore& store) {
@@ -64,31 +74,32 @@ bool Batch::takes(const RegistryStore& store) {
     return m_state != State::Over && (m_store == nullptr || m_store == &store);
 }
 
-void Batch::abort() {
-    if (!m_isOpen)
-        return;
-    m_isOpen = false;
-    m_environment->abort(m_transaction);
-}
-
 LONG Batch::write(RegistryStore& store, const std::shared_ptr<RegistryChange>& change) {
     if (m_state == State::Failed)
         return m_error;
-    if (!m_isOpen) {
+    if (!m_transaction.isRunning()) {
+        RegistryEnvironment& environment = store.environment();
         m_store = &store;
-        m_environment = &store.environment();
-        m_isOpen = m_environment->beginWrite(m_transaction);
+        m_environment = &environment;
+        m_environment->beginWrite(m_transaction);
     }
+    const LONG error = withinMemory([&] { return add(change); });
+    return error == ERROR_SUCCESS ? error : fail(error);
+}
+
+// Room first: what has been applied must be remembered, and what throws hasn't been applied.
+LONG Batch::add(const std::shared_ptr<RegistryChange>& change) {
+    if (m_done.size() == m_done.capacity())
+        m_done.reserve(std::max<std::size_t>(32, 2 * m_done.size()));
     for (;;) {
-        const LONG result = m_isOpen ? change->apply(m_transaction) : 0;
+        const LONG result = m_transaction.isRunning() ? change->apply(m_transaction) : 0;
         if (m_transaction.failure() == 0) {
-            if (result != ERROR_SUCCESS)
-                return fail(result);
-            m_done.push_back(change);
-            return ERROR_SUCCESS;
+            if (result == ERROR_SUCCESS)
+                m_done.push_back(change);
+            return result;
         }
         if (const LONG error = redo())
-            return fail(error);
+            return error;
     }
 }
 
@@ -105,25 +116,28 @@ LONG Batch::repair() {
 // After a failure of the engine: removes its cause and does again what was done. Others may have written in between, so
 // even what succeeded before can be refused now; then that refusal is the result, and the transaction holds the rest.
 LONG Batch::redo() {
-    for (;;) {
-        abort();
-        if (const DWORD error = m_environment->recover(m_transaction, m_recovery))
-            return static_cast<LONG>(error);
-        LONG result = ERROR_SUCCESS;
-        if (redoOnce(result))
-            return result;
-    }
+    return withinMemory([this]() -> LONG {
+        for (;;) {
+            m_transaction.end();
+            if (const DWORD error = m_environment->recover(m_transaction, m_recovery))
+                return static_cast<LONG>(error);
+            LONG result = ERROR_SUCCESS;
+            if (redoOnce(result))
+                return result;
+        }
+    });
 }
 
-// False when the engine failed once more.
+// False when the engine failed once more. A transaction that lacks a part for want of memory isn't kept.
 bool Batch::redoOnce(LONG& result) {
-    m_isOpen = m_environment->beginWrite(m_transaction);
-    if (!m_isOpen)
+    if (!m_environment->beginWrite(m_transaction))
         return false;
     for (const auto& change : m_done) {
-        result = change->apply(m_transaction);
+        result = withinMemory([&] { return change->apply(m_transaction); });
         if (m_transaction.failure() != 0)
             return false;
+        if (result == ERROR_NOT_ENOUGH_MEMORY)
+            m_transaction.end();
         if (result != ERROR_SUCCESS)
             return true;
     }
@@ -131,8 +145,7 @@ bool Batch::redoOnce(LONG& result) {
 }
 
 LONG Batch::commit() {
-    while (m_isOpen) {
-        m_isOpen = false;
+    while (m_transaction.isRunning()) {
         if (m_environment->commit(m_transaction))
             break;
         if (const LONG error = redo())
@@ -143,17 +156,14 @@ LONG Batch::commit() {
 
 LONG Batch::fail(LONG error) {
     if (m_mode == WD_BATCH_ALL_OR_NOTHING) {
-        abort();
-        m_state = State::Failed;
-        m_error = error;
-        m_done.clear();
+        discard(error);
         return error;
     }
     // A transaction that the engine threw away is made once more without the change that broke it.
     m_state = State::Over;
     LONG result = ERROR_SUCCESS;
     m_recovery = {};
-    if (!m_isOpen && !m_done.empty() && !redoOnce(result))
+    if (!m_transaction.isRunning() && !m_done.empty() && !redoOnce(result))
         result = redo();
     const LONG committed = commit();
     m_error = result != ERROR_SUCCESS ? result : committed;
@@ -161,15 +171,22 @@ LONG Batch::fail(LONG error) {
     return error;
 }
 
+void Batch::discard(LONG error) {
+    m_transaction.end();
+    m_done.clear();
+    m_state = State::Failed;
+    m_error = error;
+}
+
 LONG Batch::finish() {
     dropIfInherited();
-    if (!m_isOpen)
+    if (!m_transaction.isRunning())
         return m_error;
     const LONG error = commit();
     if (m_mode == WD_BATCH_KEEP_WRITTEN)
         commit(); // what is left when another process's change stood against doing it all again
     else
-        abort();
+        m_transaction.end();
     return error;
 }
 
@@ -180,5 +197,9 @@ void WdRegBeginBatch(DWORD mode) {
 }
 
 LONG WdRegEndBatch() {
-    return wd::failed(static_cast<DWORD>(wd::Batch::end()));
+    return wd::failed(static_cast<DWORD>(wd::withinMemory([] { return wd::Batch::end(); })));
+}
+
+void WdRegAbandonBatch() {
+    wd::Batch::abandon();
 }

@@ -20,6 +20,7 @@ class Batch {
     static Batch* current();
     static void begin(DWORD mode);
     static LONG end();
+    static void abandon();
 
     explicit Batch(DWORD mode) : m_mode(mode) {}
     ~Batch();
@@ -44,18 +45,18 @@ class Batch {
         Failed   // all or nothing: nothing it is
     };
 
+    LONG add(const std::shared_ptr<RegistryChange>& change);
     LONG finish();
     LONG redo();
     bool redoOnce(LONG& result);
     LONG fail(LONG error);
     LONG commit();
-    void abort();
+    void discard(LONG error);
     void dropIfInherited();
 
     const DWORD m_mode;
     unsigned m_depth = 1;
     State m_state = State::Running;
-    bool m_isOpen = false;        // m_transaction runs
     LONG m_error = ERROR_SUCCESS; // what the end returns
     RegistryStore* m_store = nullptr;
     RegistryEnvironment* m_environment = nullptr;

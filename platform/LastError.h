@@ -15,8 +15,18 @@ DWORD errorFromErrno(int error);
 // Sets the last error when `error` isn't 0, and hands it back so that it fits in a `return`.
 LONG failed(DWORD error);
 
-// Runs the body of a function that callers know. When memory runs out in it, it gives `failure` with
-// ERROR_NOT_ENOUGH_MEMORY: no exception leaves the layer.
+// No exception leaves the layer: these run the body of a function that callers know, and when memory runs out in it, it
+// fails with ERROR_NOT_ENOUGH_MEMORY. The first is for functions that return their error, the second for those that set
+// the last one and return `failure`.
+template <class Body>
+LONG withinMemory(Body&& body) {
+    try {
+        return std::forward<Body>(body)();
+    } catch (const std::bad_alloc&) {
+        return ERROR_NOT_ENOUGH_MEMORY;
+    }
+}
+
 template <class Result, class Body>
 Result withinMemory(Result failure, Body&& body) {
     try {

@@ -70,7 +70,7 @@ void watch() {
 
 } // namespace
 
-void guardPages(void* address, std::size_t size) {
+const std::atomic<bool>* guardPages(void* address, std::size_t size) {
     static constinit std::once_flag watched;
     std::call_once(watched, watch);
     for (Range& range : ranges) {
@@ -79,8 +79,9 @@ void guardPages(void* address, std::size_t size) {
             continue;
         range.lost.store(false, std::memory_order_relaxed);
         range.end.store(number(address) + size, std::memory_order_release);
-        return;
+        return &range.lost;
     }
+    return nullptr;
 }
 
 void unguardPages(void* address) {

@@ -4,12 +4,14 @@
 // signal does what it did before. A program that sets its own handler later is without this guard.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 
 namespace wd {
 
-// Guards mapped memory until unguardPages; nothing when too much is guarded already. Any thread.
-void guardPages(void* address, std::size_t size);
+// Guards mapped memory until unguardPages. Gives the word that becomes true when a page is lost, for whoever asks at
+// each call; null, and no guard, when too much is guarded already. Any thread.
+const std::atomic<bool>* guardPages(void* address, std::size_t size);
 void unguardPages(void* address);
 // Whether a page of the guarded memory was lost: it isn't what other processes see any more.
 bool pagesWereLost(const void* address);

@@ -81,4 +81,9 @@ const ProcessState* processState() {
     return makeState(pointer);
 }
 
+bool isOwnProcess(const ProcessState* state) {
+    const StatePointer* pointer = place.load(std::memory_order_acquire);
+    return pointer != nullptr && pointer->load(std::memory_order_acquire) == state;
+}
+
 } // namespace wd

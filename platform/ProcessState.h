@@ -14,5 +14,7 @@ struct ProcessState {
 // The state of this process: the same object for all of its threads, another one in a child. States of ancestors stay
 // allocated, so that no address comes back. Never null.
 const ProcessState* processState();
+// Whether `state` is this process's, asked without making one: needs no memory.
+bool isOwnProcess(const ProcessState* state);
 
 } // namespace wd

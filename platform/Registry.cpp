@@ -63,6 +63,21 @@ LONG failWrite(LONG error) {
     return fail(batch == nullptr ? error : batch->refuse(error));
 }
 
+// The two kinds of calls, each as the interface's function makes it: exhausted memory is ERROR_NOT_ENOUGH_MEMORY.
+template <typename Body>
+LONG readCall(Body&& body) {
+    return fail(withinMemory(body));
+}
+
+template <typename Body>
+LONG writeCall(Body&& body) {
+    try {
+        return body();
+    } catch (const std::bad_alloc&) {
+        return failWrite(ERROR_NOT_ENOUGH_MEMORY);
+    }
+}
+
 LONG makeHandle(const KeyUse& base, std::string_view path, std::uint64_t identity, REGSAM access, HKEY* result) {
     *result = openHandle({&base.store(), path, identity, access});
     return static_cast<LONG>(*result == nullptr ? ERROR_NOT_ENOUGH_MEMORY : ERROR_SUCCESS);
@@ -274,87 +289,95 @@ LONG deleteKey(HKEY key, const Char* subKey) {
     return fail(base.store().write(std::make_shared<DeleteKeyChange>(base.reference(), path.folded())));
 }
 
+LONG deleteValue(HKEY key, LPCSTR name) {
+    ValueName valueName;
+    if (const DWORD error = valueName.set(name))
+        return failWrite(static_cast<LONG>(error));
+    const KeyUse use(key);
+    if (const LONG error = use.require(KEY_SET_VALUE))
+        return failWrite(error);
+    return fail(use.store().write(std::make_shared<DeleteValueChange>(use.reference(), valueName.folded())));
+}
+
 } // namespace
 
 } // namespace wd
 
 LONG RegOpenKeyExA(HKEY key, LPCSTR subKey, DWORD, REGSAM access, HKEY* result) {
-    return wd::fail(wd::openKey(key, subKey, access, result));
+    return wd::readCall([&] { return wd::openKey(key, subKey, access, result); });
 }
 
 LONG RegOpenKeyExW(HKEY key, LPCWSTR subKey, DWORD, REGSAM access, HKEY* result) {
-    return wd::fail(wd::openKey(key, subKey, access, result));
+    return wd::readCall([&] { return wd::openKey(key, subKey, access, result); });
 }
 
 LONG RegCreateKeyExA(HKEY key, LPCSTR subKey, DWORD, LPSTR, DWORD options, REGSAM access, void*, HKEY* result,
                      LPDWORD disposition) {
-    return wd::createKey(key, subKey, options, access, result, disposition);
+    return wd::writeCall([&] { return wd::createKey(key, subKey, options, access, result, disposition); });
 }
 
 LONG RegCreateKeyExW(HKEY key, LPCWSTR subKey, DWORD, LPWSTR, DWORD options, REGSAM access, void*, HKEY* result,
                      LPDWORD disposition) {
-    return wd::createKey(key, subKey, options, access, result, disposition);
+    return wd::writeCall([&] { return wd::createKey(key, subKey, options, access, result, disposition); });
 }
 
 LONG RegEnumKeyExA(HKEY key, DWORD index, LPSTR name, LPDWORD nameLength, LPDWORD reserved, LPSTR className,
                    LPDWORD classLength, void*) {
-    return wd::fail(wd::enumKey<wd::NarrowText>(key, index, name, nameLength, reserved, className, classLength));
+    return wd::readCall(
+        [&] { return wd::enumKey<wd::NarrowText>(key, index, name, nameLength, reserved, className, classLength); });
 }
 
 LONG RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameLength, LPDWORD reserved, LPWSTR className,
                    LPDWORD classLength, void*) {
-    return wd::fail(wd::enumKey<wd::WideText>(key, index, name, nameLength, reserved, className, classLength));
+    return wd::readCall(
+        [&] { return wd::enumKey<wd::WideText>(key, index, name, nameLength, reserved, className, classLength); });
 }
 
 LONG RegEnumValueA(HKEY key, DWORD index, LPSTR name, LPDWORD nameLength, LPDWORD reserved, LPDWORD type, LPBYTE data,
                    LPDWORD size) {
-    return wd::fail(wd::enumValue<wd::NarrowText>(key, index, name, nameLength, reserved, type, data, size));
+    return wd::readCall(
+        [&] { return wd::enumValue<wd::NarrowText>(key, index, name, nameLength, reserved, type, data, size); });
 }
 
 LONG RegEnumValueW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameLength, LPDWORD reserved, LPDWORD type, LPBYTE data,
                    LPDWORD size) {
-    return wd::fail(wd::enumValue<wd::WideText>(key, index, name, nameLength, reserved, type, data, size));
+    return wd::readCall(
+        [&] { return wd::enumValue<wd::WideText>(key, index, name, nameLength, reserved, type, data, size); });
 }
 
 LONG RegQueryValueExA(HKEY key, LPCSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size) {
-    return wd::fail(wd::queryValue<wd::NarrowText>(key, name, reserved, type, data, size));
+    return wd::readCall([&] { return wd::queryValue<wd::NarrowText>(key, name, reserved, type, data, size); });
 }
 
 LONG RegQueryValueExW(HKEY key, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size) {
-    return wd::fail(wd::queryValue<wd::WideText>(key, name, reserved, type, data, size));
+    return wd::readCall([&] { return wd::queryValue<wd::WideText>(key, name, reserved, type, data, size); });
 }
 
 LONG RegSetValueExA(HKEY key, LPCSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size) {
-    return wd::setValue<wd::NarrowText>(key, name, reserved, type, data, size);
+    return wd::writeCall([&] { return wd::setValue<wd::NarrowText>(key, name, reserved, type, data, size); });
 }
 
 LONG RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size) {
-    return wd::setValue<wd::WideText>(key, name, reserved, type, data, size);
+    return wd::writeCall([&] { return wd::setValue<wd::WideText>(key, name, reserved, type, data, size); });
 }
 
 LONG RegDeleteKeyA(HKEY key, LPCSTR subKey) {
-    return wd::deleteKey(key, subKey);
+    return wd::writeCall([&] { return wd::deleteKey(key, subKey); });
 }
 
 LONG RegDeleteKeyW(HKEY key, LPCWSTR subKey) {
-    return wd::deleteKey(key, subKey);
+    return wd::writeCall([&] { return wd::deleteKey(key, subKey); });
 }
 
 LONG RegDeleteValueA(HKEY key, LPCSTR name) {
-    wd::ValueName valueName;
-    if (const DWORD error = valueName.set(name))
-        return wd::failWrite(static_cast<LONG>(error));
-    const wd::KeyUse use(key);
-    if (const LONG error = use.require(KEY_SET_VALUE))
-        return wd::failWrite(error);
-    return wd::fail(use.store().write(std::make_shared<wd::DeleteValueChange>(use.reference(), valueName.folded())));
+    return wd::writeCall([&] { return wd::deleteValue(key, name); });
 }
 
 LONG RegFlushKey(HKEY key) {
-    const wd::KeyUse use(key);
-    if (use.error() != ERROR_SUCCESS)
-        return wd::fail(use.error());
-    return wd::failed(use.store().flush());
+    return wd::readCall([&]() -> LONG {
+        const wd::KeyUse use(key);
+        return use.error() != ERROR_SUCCESS ? use.error() : static_cast<LONG>(use.store().flush());
+    });
 }
 
 LONG RegCloseKey(HKEY key) {

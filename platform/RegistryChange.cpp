@@ -134,18 +134,29 @@ LONG CreateKeyChange::create(Transaction& transaction, std::string_view parent, 
     auto editor = RecordEditor::open(record.bytes());
     if (!editor)
         return ERROR_REGISTRY_CORRUPT;
+    std::vector<std::pair<std::string, std::string>> records; // path and content
     std::string path(parent);
+    const auto keep = [&] {
+        auto content = editor->build();
+        if (content)
+            records.emplace_back(path, std::move(*content));
+        return content.has_value();
+    };
     for (std::size_t level = 0; !rest.empty(); ++level) {
         const RecordSubkey child{takeComponent(rest), takeComponent(written)};
         editor->addSubkey(child);
-        if (const LONG error = store(transaction, path, *editor))
-            return error;
+        if (!keep())
+            return ERROR_NOT_ENOUGH_MEMORY;
         path = join(path, child.folded);
         m_identity = m_newIdentities.at(level);
         editor.emplace(child.written, m_identity);
     }
+    if (!keep())
+        return ERROR_NOT_ENOUGH_MEMORY;
+    for (const auto& [where, content] : records)
+        transaction.put(where, content);
     m_created = true;
-    return store(transaction, path, *editor);
+    return ERROR_SUCCESS;
 }
 
 LONG DeleteKeyChange::apply(Transaction& transaction) {

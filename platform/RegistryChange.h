@@ -1,6 +1,6 @@
 // The four changes that the registry knows, each as an object that owns all it needs, so that a batch can make it again
-// when the engine has thrown the transaction away. apply() checks everything before it stores anything: a change that
-// gives an error has changed nothing.
+// when the engine has thrown the transaction away. apply() checks everything and makes everything that takes memory
+// before it stores anything: a change that gives an error or throws has changed nothing.
 #pragma once
 
 #include "RegistryRecord.h"

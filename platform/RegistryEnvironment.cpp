@@ -1,20 +1,26 @@
 #include "RegistryEnvironment.h"
 
 #include "LastError.h"
+#include "PageGuard.h"
 #include "RegistryName.h"
 
-#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <cstring>
 #include <memory>
 
 namespace wd {
 
 namespace {
 
-constexpr int kClosed = -1;         // the environment isn't open; no code of the engine or of errno
-constexpr int kOpenAttempts = 5;    // before a file counts as damaged
+// No codes of the engine or of errno.
+constexpr int kClosed = -1;  // the environment isn't open
+constexpr int kMapLost = -2; // somebody made the file shorter: what the map shows is no longer what it holds
+
+constexpr std::chrono::milliseconds kOpenPatience{80}; // before a file counts as damaged
+constexpr struct timespec kOpenPause { 0, 20'000'000 };
 constexpr int kReopenAttempts = 2;  // for one call
 constexpr int kResizeAttempts = 40; // for one call: each doubles the map or follows another process
-constexpr struct timespec kOpenPause { 0, 20'000'000 };
 constexpr std::size_t kPagesBetweenLooks = 64;
 constexpr std::size_t kMaxMapBytes = std::size_t{1} << 40;
 constexpr std::uint64_t kFullDiskBytes = std::uint64_t{4} << 20; // less free space than this explains a short write
@@ -44,10 +50,11 @@ bool isFatal(int code) {
 
 } // namespace
 
+// A lost page explains whatever came of it.
 bool Transaction::note(int code) {
-    if (code != 0 && m_failure == 0)
-        m_failure = code;
-    return code == 0;
+    if (m_failure == 0)
+        m_failure = m_lost != nullptr && m_lost->load(std::memory_order_relaxed) ? kMapLost : code;
+    return m_failure == 0;
 }
 
 bool Transaction::find(std::string_view path, std::string_view& record) {
@@ -57,7 +64,7 @@ bool Transaction::find(std::string_view path, std::string_view& record) {
     MDB_val key = engineText(recordKey.view());
     MDB_val value{};
     const int code = mdb_get(m_handle, m_database, &key, &value);
-    if (code == MDB_NOTFOUND || !note(code))
+    if (!note(code == MDB_NOTFOUND ? 0 : code) || code == MDB_NOTFOUND)
         return false;
     record = {static_cast<const char*>(value.mv_data), value.mv_size};
     return true;
@@ -120,88 +127,118 @@ int RegistryEnvironment::startReader(Transaction& transaction) {
             return code;
         }
     }
-    return makeReader(transaction);
-}
-
-int RegistryEnvironment::makeReader(Transaction& transaction) {
-    int code = mdb_txn_begin(m_engine, nullptr, MDB_RDONLY, &transaction.m_handle);
-    if (code == MDB_READERS_FULL) {
-        int cleared = 0;
-        code = mdb_reader_check(m_engine, &cleared);
-        if (code == 0)
-            code = mdb_txn_begin(m_engine, nullptr, MDB_RDONLY, &transaction.m_handle);
-    }
+    const int code = makeReader(transaction.m_handle);
     if (code != MDB_READERS_FULL)
         return code;
     // All places are taken by the living. The writer's transaction needs none: slower, but an answer.
-    code = mdb_txn_begin(m_engine, nullptr, 0, &transaction.m_handle);
-    transaction.m_isWriter = code == 0;
+    transaction.m_isWriter = true;
+    return startWriter(transaction.m_handle);
+}
+
+int RegistryEnvironment::makeReader(MDB_txn*& reader) {
+    int code = m_readers.take(m_namespace);
+    if (code != 0)
+        return code;
+    code = mdb_txn_begin(m_engine, nullptr, MDB_RDONLY, &reader);
+    int cleared = 0;
+    if (code == MDB_READERS_FULL && mdb_reader_check(m_engine, &cleared) == 0)
+        code = mdb_txn_begin(m_engine, nullptr, MDB_RDONLY, &reader);
+    m_readers.give(m_namespace);
     return code;
 }
 
-// The gate stays entered from here to endRead, which the analysis can't follow through a failure's early leave.
-bool RegistryEnvironment::beginRead(Transaction& transaction) WD_NO_THREAD_SAFETY_ANALYSIS {
-    m_gate.enter();
-    transaction.m_epoch = m_epoch;
-    transaction.m_database = m_database;
-    if (transaction.note(startReader(transaction)))
-        return true;
-    m_gate.leave();
-    return false;
+// The turn at the readers' table too: a writer that follows a dead one looks for dead readers.
+int RegistryEnvironment::startWriter(MDB_txn*& writer) {
+    int code = m_writing.take(m_namespace);
+    if (code != 0)
+        return code;
+    code = m_readers.take(m_namespace);
+    if (code == 0) {
+        code = mdb_txn_begin(m_engine, nullptr, 0, &writer);
+        m_readers.give(m_namespace);
+    }
+    if (code != 0)
+        m_writing.give(m_namespace);
+    return code;
 }
 
-void RegistryEnvironment::endRead(Transaction& transaction) WD_NO_THREAD_SAFETY_ANALYSIS {
-    if (transaction.m_isWriter) {
-        mdb_txn_abort(transaction.m_handle);
-    } else {
-        mdb_txn_reset(transaction.m_handle);
-        givePooled(transaction.m_handle);
-    }
-    m_gate.leave();
+void RegistryEnvironment::start(Transaction& transaction, bool isWriter) {
+    transaction.m_environment = this;
+    transaction.m_handle = nullptr;
+    transaction.m_database = m_database;
+    transaction.m_failure = 0;
+    transaction.m_epoch = m_epoch;
+    transaction.m_lost = m_lost;
+    transaction.m_isWriter = isWriter;
+}
+
+// The gate stays entered from a begin to the transaction's end, which the analysis can't follow.
+bool RegistryEnvironment::beginRead(Transaction& transaction) WD_NO_THREAD_SAFETY_ANALYSIS {
+    m_gate.enter();
+    start(transaction, false);
+    if (!transaction.note(startReader(transaction)))
+        end(transaction);
+    return transaction.isRunning();
 }
 
 bool RegistryEnvironment::beginWrite(Transaction& transaction) WD_NO_THREAD_SAFETY_ANALYSIS {
-    transaction = Transaction();
     m_gate.enter();
-    transaction.m_epoch = m_epoch;
-    transaction.m_database = m_database;
-    transaction.m_isWriter = true;
-    const int code = m_engine == nullptr ? kClosed : mdb_txn_begin(m_engine, nullptr, 0, &transaction.m_handle);
-    if (transaction.note(code)) {
-        forgetDeadReaders();
-        return true;
+    start(transaction, true);
+    if (!transaction.note(m_engine == nullptr ? kClosed : startWriter(transaction.m_handle)))
+        end(transaction);
+    else
+        forgetDeadReadersOfGrownFile();
+    return transaction.isRunning();
+}
+
+void RegistryEnvironment::end(Transaction& transaction) WD_NO_THREAD_SAFETY_ANALYSIS {
+    transaction.note(0); // what was read may have come from a lost page
+    MDB_txn* handle = std::exchange(transaction.m_handle, nullptr);
+    if (handle != nullptr && transaction.m_isWriter) {
+        mdb_txn_abort(handle);
+        m_writing.give(m_namespace);
+    } else if (handle != nullptr) {
+        mdb_txn_reset(handle);
+        givePooled(handle);
     }
+    transaction.m_environment = nullptr;
     m_gate.leave();
-    return false;
+}
+
+int RegistryEnvironment::forgetDeadReaders(int& cleared) {
+    int code = m_readers.take(m_namespace);
+    if (code != 0)
+        return code;
+    code = mdb_reader_check(m_engine, &cleared);
+    m_readers.give(m_namespace);
+    return code;
 }
 
 // A reader that was killed holds the pages of its moment until somebody looks for the dead, and the file grows by all
 // that is written meanwhile. So whoever finds it grown by a quarter looks.
-void RegistryEnvironment::forgetDeadReaders() {
+void RegistryEnvironment::forgetDeadReadersOfGrownFile() {
     MDB_envinfo info{};
     mdb_env_info(m_engine, &info);
     if (info.me_last_pgno < m_pagesToLookAt.load(std::memory_order_relaxed))
         return;
     int cleared = 0;
-    mdb_reader_check(m_engine, &cleared);
+    forgetDeadReaders(cleared);
     m_pagesToLookAt.store(info.me_last_pgno + info.me_last_pgno / 4 + kPagesBetweenLooks, std::memory_order_relaxed);
 }
 
 bool RegistryEnvironment::commit(Transaction& transaction) WD_NO_THREAD_SAFETY_ANALYSIS {
-    const bool done = transaction.note(mdb_txn_commit(transaction.m_handle));
-    transaction.m_handle = nullptr;
-    m_gate.leave();
-    return done;
-}
-
-void RegistryEnvironment::abort(Transaction& transaction) WD_NO_THREAD_SAFETY_ANALYSIS {
-    mdb_txn_abort(transaction.m_handle);
-    transaction.m_handle = nullptr;
-    m_gate.leave();
+    if (transaction.note(0)) {
+        transaction.note(mdb_txn_commit(std::exchange(transaction.m_handle, nullptr)));
+        m_writing.give(m_namespace);
+    }
+    end(transaction);
+    return transaction.failure() == 0;
 }
 
 DWORD RegistryEnvironment::recover(const Transaction& transaction, Recovery& recovery) {
     const int code = transaction.failure();
+    if (code == kMapLost)
+        return giveUpLostMap(transaction.m_epoch);
     if (code == MDB_MAP_FULL || code == MDB_MAP_RESIZED) {
         if (++recovery.resized > kResizeAttempts)
             return ERROR_DISK_FULL;
@@ -228,7 +265,7 @@ DWORD RegistryEnvironment::resize(std::uint64_t epoch, bool grow) {
     std::size_t bytes = 0; // the size that another process has given it
     if (grow) {
         int cleared = 0;
-        if (mdb_reader_check(m_engine, &cleared) == 0 && cleared > 0)
+        if (forgetDeadReaders(cleared) == 0 && cleared > 0)
             return ERROR_SUCCESS; // what the dead held may be enough
         MDB_envinfo info{};
         mdb_env_info(m_engine, &info);
@@ -236,16 +273,27 @@ DWORD RegistryEnvironment::resize(std::uint64_t epoch, bool grow) {
             return ERROR_DISK_FULL;
         bytes = info.me_mapsize * 2;
     }
-    const int code = mdb_env_set_mapsize(m_engine, bytes);
+    unguardMap();
+    int code = mdb_env_set_mapsize(m_engine, bytes);
     if (code == 0)
+        code = openDatabase();
+    if (code == 0 || code == MDB_MAP_RESIZED) // it has grown once more: the next call follows
         return ERROR_SUCCESS;
     // The old map is gone by now: only a new environment has one again.
-    const DWORD error = errorFromEngine(code);
     close();
-    return error;
+    return errorFromEngine(code);
+}
+
+// The next call opens the file anew and sees what it holds then.
+DWORD RegistryEnvironment::giveUpLostMap(std::uint64_t epoch) {
+    const GateShut shut(m_gate);
+    if (m_epoch == epoch)
+        close();
+    return ERROR_BADDB;
 }
 
 void RegistryEnvironment::close() {
+    unguardMap();
     for (auto& place : m_pool)
         if (MDB_txn* reader = place.reader.exchange(nullptr, std::memory_order_acquire))
             mdb_txn_abort(reader);
@@ -258,39 +306,66 @@ DWORD RegistryEnvironment::openWithPatience() {
     DWORD error = m_home.ensure();
     if (error != ERROR_SUCCESS)
         return error;
-    for (int attempt = 0; attempt < kOpenAttempts; ++attempt) {
-        if (attempt > 0)
-            sys::nanosleep(&kOpenPause, nullptr);
+    const auto until = std::chrono::steady_clock::now() + kOpenPatience;
+    for (;;) {
         error = openOnce();
         if (error != ERROR_BADDB && error != ERROR_REGISTRY_CORRUPT && error != ERROR_REGISTRY_IO_FAILED)
-            break;
+            return error;
+        if (std::chrono::steady_clock::now() >= until)
+            return error;
+        sys::nanosleep(&kOpenPause, nullptr);
     }
-    return error;
 }
 
+namespace {
+
+// Gives the locks up again unless the opening succeeds, whatever ends it.
+class Opening {
+  public:
+    explicit Opening(NamespaceGuard& guard) : m_guard(guard) {}
+    ~Opening() {
+        if (!m_succeeded)
+            m_guard.release();
+    }
+    Opening(const Opening&) = delete;
+    Opening& operator=(const Opening&) = delete;
+
+    void succeed() {
+        m_guard.endOpening();
+        m_succeeded = true;
+    }
+
+  private:
+    NamespaceGuard& m_guard;
+    bool m_succeeded = false;
+};
+
+} // namespace
+
 DWORD RegistryEnvironment::openOnce() {
-    if (const DWORD error = m_namespace.acquire(m_home))
-        return error;
-    DWORD error = RegistryFiles::prepareLockFile(m_home);
+    const StandardDescriptors kept(m_home);
+    Opening opening(m_namespace);
+    DWORD error = m_namespace.acquire(m_home);
+    if (error == ERROR_SUCCESS)
+        error = RegistryFiles::prepareLockFile(m_home);
     if (error == ERROR_SUCCESS)
         error = RegistryFiles::prepareDataFile(m_home, m_namespace);
     if (error == ERROR_SUCCESS)
         error = openEngine();
     if (error == ERROR_SUCCESS)
-        m_namespace.endOpening();
-    else
-        m_namespace = NamespaceGuard();
+        opening.succeed();
     return error;
 }
 
 DWORD RegistryEnvironment::openEngine() {
+    const std::string path = m_home.registryPath(); // before there is an environment, which wouldn't survive a failure
     int code = mdb_env_create(&m_engine);
     if (code == 0)
         code = mdb_env_set_maxreaders(m_engine, RegistryFiles::kReaders);
     // Without its syncs a commit still survives a killed process: the pages are the system's by then, in their order.
     const unsigned flags = MDB_NOTLS | (m_home.durable() ? 0u : unsigned{MDB_NOSYNC});
     if (code == 0)
-        code = mdb_env_open(m_engine, m_home.registryPath().c_str(), flags, 0600);
+        code = mdb_env_open(m_engine, path.c_str(), flags, 0600);
     mdb_filehandle_t file = -1;
     if (code == 0)
         code = mdb_env_get_fd(m_engine, &file);
@@ -298,27 +373,56 @@ DWORD RegistryEnvironment::openEngine() {
         code = errno;
     int cleared = 0;
     if (code == 0)
-        code = mdb_reader_check(m_engine, &cleared);
+        code = forgetDeadReaders(cleared);
     if (code == 0)
         code = openDatabase();
     if (code == 0)
         return ERROR_SUCCESS;
-    const DWORD error = errorFromEngine(code);
     close();
-    return error;
+    return errorFromEngine(code);
 }
 
 // The main database of the file needs a handle too, which any transaction may ask for.
 int RegistryEnvironment::openDatabase() {
     MDB_txn* transaction = nullptr;
-    int code = mdb_txn_begin(m_engine, nullptr, MDB_RDONLY, &transaction);
-    if (code == MDB_READERS_FULL)
-        code = mdb_txn_begin(m_engine, nullptr, 0, &transaction);
+    int code = makeReader(transaction);
+    const bool isWriter = code == MDB_READERS_FULL;
+    if (isWriter)
+        code = startWriter(transaction);
     if (code != 0)
         return code;
     code = mdb_dbi_open(transaction, nullptr, 0, &m_database);
+    if (code == 0)
+        guardMap(transaction);
     mdb_txn_abort(transaction);
+    if (isWriter)
+        m_writing.give(m_namespace);
     return code;
+}
+
+// The engine doesn't tell where its map is; but a record lies in it, and each page begins with its number.
+void RegistryEnvironment::guardMap(MDB_txn* transaction) {
+    const RecordKey recordKey("");
+    MDB_val key = engineText(recordKey.view());
+    MDB_val value{};
+    MDB_stat database{};
+    MDB_envinfo info{};
+    if (mdb_get(transaction, m_database, &key, &value) != 0 || mdb_stat(transaction, m_database, &database) != 0 ||
+        mdb_env_info(m_engine, &info) != 0)
+        return;
+    const auto page = reinterpret_cast<std::uintptr_t>(value.mv_data) / database.ms_psize * database.ms_psize;
+    std::uint64_t number = 0;
+    std::memcpy(&number, reinterpret_cast<const void*>(page), sizeof number);
+    if (number > info.me_last_pgno)
+        return;
+    m_map = reinterpret_cast<void*>(page - number * database.ms_psize);
+    m_lost = guardPages(m_map, info.me_mapsize);
+}
+
+void RegistryEnvironment::unguardMap() {
+    if (m_lost != nullptr)
+        unguardPages(m_map);
+    m_lost = nullptr;
 }
 
 DWORD RegistryEnvironment::flush() {

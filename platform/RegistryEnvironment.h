@@ -3,7 +3,8 @@
 // out while the map grows or the environment is replaced. A child of a fork makes an environment of its own and never
 // touches its parent's: the parent's writer may have been anywhere inside it, and what it maps is shared.
 //
-// Lock order: gate (entered), then the engine's writer lock. Whoever needs the gate shut has left it and holds neither.
+// Lock order: gate (entered), the turn at writing, the turn at the readers' table, the engine's own. Whoever needs the
+// gate shut has left it and holds none of them.
 #pragma once
 
 #include "Gate.h"
@@ -18,10 +19,19 @@
 
 namespace wd {
 
-// A running transaction of either kind, to be used by the thread that began it. Keeps the engine's first failure: after
-// that it finds and stores nothing, and whoever runs the transaction decides what the failure means.
+class RegistryEnvironment;
+
+// A transaction of either kind, to be used by the thread that began it. While it runs it is inside its environment's
+// gate, and a writer has the turn at writing; whatever ends it, an exception too, gives both back and leaves nothing of
+// what wasn't committed. Keeps the first failure: after that it finds and stores nothing, and whoever runs the
+// transaction decides what the failure means.
 class Transaction {
   public:
+    Transaction() = default;
+    ~Transaction() { end(); }
+    Transaction(const Transaction&) = delete;
+    Transaction& operator=(const Transaction&) = delete;
+
     // The record of the key at a folded path. It stays valid until the next put or erase, or the transaction's end.
     // False: no such key, or a failure.
     bool find(std::string_view path, std::string_view& record);
@@ -29,16 +39,23 @@ class Transaction {
     bool erase(std::string_view path);
 
     int failure() const { return m_failure; }
+    bool isRunning() const { return m_environment != nullptr; }
+    // Ends it, unless it has ended, without a commit.
+    void end();
+    // In the child of a fork: it is the parent's, and stays as it is.
+    void forget() { m_environment = nullptr; }
 
   private:
     friend class RegistryEnvironment;
 
     bool note(int code);
 
+    RegistryEnvironment* m_environment = nullptr; // while it runs
     MDB_txn* m_handle = nullptr;
     MDB_dbi m_database = 0;
     int m_failure = 0;
     std::uint64_t m_epoch = 0; // of the environment when it began
+    const std::atomic<bool>* m_lost = nullptr;
     bool m_isWriter = false;
 };
 
@@ -61,7 +78,7 @@ class RegistryEnvironment {
             LONG result = ERROR_SUCCESS;
             if (beginRead(transaction)) {
                 result = body(transaction);
-                endRead(transaction);
+                transaction.end();
             }
             if (transaction.failure() == 0)
                 return result;
@@ -70,11 +87,10 @@ class RegistryEnvironment {
         }
     }
 
-    // A write transaction by steps. A begun one is ended by commit or abort, on the same thread; in between the thread
-    // makes no other call of this environment. False: a failure, and the transaction is over.
+    // A write transaction. Between its begin and its end the thread makes no other call of this environment. False: a
+    // failure, and the transaction is over.
     bool beginWrite(Transaction& transaction);
     bool commit(Transaction& transaction);
-    void abort(Transaction& transaction);
 
     // What has been tried for one call, so that nothing is tried without end.
     struct Recovery {
@@ -87,25 +103,36 @@ class RegistryEnvironment {
     // Brings to the disk what commits left to the system.
     DWORD flush();
 
+    // In the child of a fork, on the environment of its parent.
+    void leaveToParent() WD_NO_THREAD_SAFETY_ANALYSIS { m_namespace.forget(); }
+
   private:
+    friend class Transaction;
+
     struct alignas(kCacheLineBytes) PoolPlace {
         std::atomic<MDB_txn*> reader{nullptr};
     };
 
     bool beginRead(Transaction& transaction);
-    void endRead(Transaction& transaction);
+    void start(Transaction& transaction, bool isWriter) WD_REQUIRES_SHARED(m_gate);
+    void end(Transaction& transaction);
     int startReader(Transaction& transaction) WD_REQUIRES_SHARED(m_gate);
-    int makeReader(Transaction& transaction) WD_REQUIRES_SHARED(m_gate);
-    void forgetDeadReaders() WD_REQUIRES_SHARED(m_gate);
+    int makeReader(MDB_txn*& reader) WD_REQUIRES_SHARED(m_gate);
+    int startWriter(MDB_txn*& writer) WD_REQUIRES_SHARED(m_gate);
+    int forgetDeadReaders(int& cleared) WD_REQUIRES_SHARED(m_gate);
+    void forgetDeadReadersOfGrownFile() WD_REQUIRES_SHARED(m_gate);
     MDB_txn* takePooled();
     void givePooled(MDB_txn* reader);
 
     DWORD reopen(std::uint64_t epoch);
     DWORD resize(std::uint64_t epoch, bool grow);
+    DWORD giveUpLostMap(std::uint64_t epoch);
     DWORD openWithPatience() WD_REQUIRES(m_gate);
     DWORD openOnce() WD_REQUIRES(m_gate);
     DWORD openEngine() WD_REQUIRES(m_gate);
     int openDatabase() WD_REQUIRES(m_gate);
+    void guardMap(MDB_txn* transaction) WD_REQUIRES(m_gate);
+    void unguardMap() WD_REQUIRES(m_gate);
     void close() WD_REQUIRES(m_gate);
     DWORD errorFromEngine(int code) const;
     bool isDiskFull() const;
@@ -118,8 +145,17 @@ class RegistryEnvironment {
     // Counts the changes behind the gate: who finds it moved on tries again before changing anything itself.
     std::uint64_t m_epoch WD_GUARDED_BY(m_gate) = 0;
     NamespaceGuard m_namespace WD_GUARDED_BY(m_gate);
+    void* m_map WD_GUARDED_BY(m_gate) = nullptr; // what the page guard watches
+    const std::atomic<bool>* m_lost WD_GUARDED_BY(m_gate) = nullptr;
+    EngineTurn m_writing{EngineTurn::At::Writing};
+    EngineTurn m_readers{EngineTurn::At::Readers};
     std::atomic<std::size_t> m_pagesToLookAt{0}; // size of the file at which dead readers are looked for again
     std::array<PoolPlace, kShards> m_pool;       // reset read transactions, which hold no page but a reader's place
 };
+
+inline void Transaction::end() {
+    if (m_environment != nullptr)
+        m_environment->end(*this);
+}
 
 } // namespace wd

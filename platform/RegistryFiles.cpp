@@ -20,8 +20,10 @@ namespace {
 
 constexpr off_t kUserByte = 0;
 constexpr off_t kOpenerByte = 1;
-constexpr std::size_t kNamespaceLimit = 256;
-constexpr struct timespec kDeadlockPause { 0, 1'000'000 };
+constexpr std::size_t kNamespaceLimit = 64;
+
+// Held while a namespace file is opened or closed.
+constinit std::mutex descriptorChanges;
 
 DWORD lastSystemError() {
     return errorFromErrno(errno);
@@ -33,13 +35,9 @@ bool lockByte(int file, off_t byte, short type, int command) {
     lock.l_whence = SEEK_SET;
     lock.l_start = byte;
     lock.l_len = 1;
-    while (sys::fcntl_lock(file, command, &lock) != 0) {
-        // The system looks for circles by process: two threads that open two homes can look like one.
-        if (errno == EDEADLK)
-            sys::nanosleep(&kDeadlockPause, nullptr);
-        else if (errno != EINTR)
+    while (sys::fcntl_lock(file, command, &lock) != 0)
+        if (errno != EINTR)
             return false;
-    }
     return true;
 }
 
@@ -71,6 +69,15 @@ std::string ownNamespace() {
     return std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino) + "\n";
 }
 
+bool isNamespace(std::string_view text) {
+    constexpr std::string_view kDigits = "0123456789";
+    const auto colon = text.find_first_not_of(kDigits);
+    if (colon == 0 || colon == std::string_view::npos || text[colon] != ':')
+        return false;
+    const auto end = text.find_first_not_of(kDigits, colon + 1);
+    return end > colon + 1 && end + 1 == text.size() && text[end] == '\n';
+}
+
 DWORD storeNamespace(int file, const std::string& text) {
     if (sys::ftruncate(file, 0) != 0)
         return lastSystemError();
@@ -82,24 +89,42 @@ DWORD storeNamespace(int file, const std::string& text) {
 
 } // namespace
 
-DWORD NamespaceGuard::acquire(const Home& home) {
+void NamespaceGuard::beforeFork() {
+    descriptorChanges.lock();
+}
+
+void NamespaceGuard::afterFork() {
+    descriptorChanges.unlock();
+}
+
+// Unlocked before it is closed: a child may have a copy that it hasn't closed yet.
+void NamespaceGuard::release() {
+    if (!m_file.valid())
+        return;
+    for (off_t byte = kUserByte; byte <= kOpenerByte; ++byte)
+        lockByte(m_file.get(), byte, F_UNLCK, F_OFD_SETLK);
+    const std::lock_guard lock(descriptorChanges);
     m_file.reset();
+}
+
+DWORD NamespaceGuard::acquire(const Home& home) {
+    release();
     m_isFirst = false;
     const std::string path = home.registryPath() / "namespace";
     Home::Modes modes{};
     if (const DWORD error = home.registryModes(modes))
         return error;
-    m_file = openOrMake(path, modes.file);
+    {
+        const std::lock_guard lock(descriptorChanges);
+        m_file = openOrMake(path, modes.file);
+    }
     if (!m_file.valid())
         return lastSystemError();
-    if (!lockByte(m_file.get(), kOpenerByte, F_WRLCK, F_SETLKW)) {
-        const DWORD error = lastSystemError();
-        m_file.reset();
-        return error;
-    }
-    const DWORD error = enter(home, path);
+    DWORD error = lockByte(m_file.get(), kOpenerByte, F_WRLCK, F_OFD_SETLKW) ? ERROR_SUCCESS : lastSystemError();
+    if (error == ERROR_SUCCESS)
+        error = enter(home, path);
     if (error != ERROR_SUCCESS)
-        m_file.reset();
+        release();
     return error;
 }
 
@@ -112,18 +137,23 @@ DWORD NamespaceGuard::enter(const Home& home, const std::string& file) {
                      home.path().c_str());
         return ERROR_SHARING_VIOLATION;
     }
-    m_isFirst = lockByte(m_file.get(), kUserByte, F_WRLCK, F_SETLK);
+    m_isFirst = lockByte(m_file.get(), kUserByte, F_WRLCK, F_OFD_SETLK);
     if (m_isFirst) {
         if (const DWORD error = storeNamespace(m_file.get(), own))
             return error;
     } else if (errno != EAGAIN && errno != EACCES) {
         return lastSystemError();
     }
-    if (!lockByte(m_file.get(), kUserByte, F_RDLCK, F_SETLKW))
+    if (!lockByte(m_file.get(), kUserByte, F_RDLCK, F_OFD_SETLKW))
         return lastSystemError();
     const auto stored = readWhole(m_file.get(), kNamespaceLimit);
-    if (!stored)
+    if (!stored && errno != EFBIG)
         return lastSystemError();
+    if (!stored || !isNamespace(*stored)) {
+        std::fprintf(stderr, "wdltcfg: %s doesn't hold what its users wrote there: something else has written to it\n",
+                     file.c_str());
+        return ERROR_INVALID_DATA;
+    }
     if (*stored != own) {
         std::fprintf(stderr,
                      "wdltcfg: %s is in use from another process-id namespace (%s): two of them can't share a home\n",
@@ -134,7 +164,32 @@ DWORD NamespaceGuard::enter(const Home& home, const std::string& file) {
 }
 
 void NamespaceGuard::endOpening() {
-    lockByte(m_file.get(), kOpenerByte, F_UNLCK, F_SETLK);
+    lockByte(m_file.get(), kOpenerByte, F_UNLCK, F_OFD_SETLK);
+}
+
+int EngineTurn::take(const NamespaceGuard& guard) {
+    m_threads.lock();
+    if (lockByte(guard.file(), m_byte, F_WRLCK, F_OFD_SETLKW))
+        return 0;
+    const int error = errno;
+    m_threads.unlock();
+    return error;
+}
+
+void EngineTurn::give(const NamespaceGuard& guard) {
+    lockByte(guard.file(), m_byte, F_UNLCK, F_OFD_SETLK);
+    m_threads.unlock();
+}
+
+StandardDescriptors::StandardDescriptors(const Home& home) {
+    const std::string path = home.registryPath();
+    for (FileDescriptor& place : m_places) {
+        place = FileDescriptor(sys::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
+        if (place.get() <= STDERR_FILENO)
+            continue;
+        place.reset();
+        break;
+    }
 }
 
 namespace {

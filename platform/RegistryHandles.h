@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace wd {
 
@@ -25,13 +26,16 @@ struct OpenKey {
 // An open key with its path's text in the slot; only a longer one needs the heap.
 class KeptKey {
   public:
-    void keep(const OpenKey& key) {
+    static constexpr std::size_t kInlineBytes = 160;
+
+    // `longPath` is the path when it is longer than the slot has room for.
+    void keep(const OpenKey& key, std::string&& longPath) noexcept {
         m_key = key;
         if (key.path.size() <= m_path.size()) {
             key.path.copy(m_path.data(), key.path.size());
             m_key.path = {m_path.data(), key.path.size()};
         } else {
-            m_longPath = key.path;
+            m_longPath = std::move(longPath);
             m_key.path = m_longPath;
         }
     }
@@ -41,7 +45,7 @@ class KeptKey {
   private:
     OpenKey m_key;
     std::string m_longPath;
-    std::array<char, 160> m_path;
+    std::array<char, kInlineBytes> m_path;
 };
 
 using RegistryHandles = HandleTable<KeptKey, 0xA6>;
@@ -52,7 +56,8 @@ class HandleUse : public RegistryHandles::Use {
 };
 
 inline HKEY openHandle(const OpenKey& key) {
-    return static_cast<HKEY>(RegistryHandles::open([&](KeptKey& kept) { kept.keep(key); }));
+    std::string longPath(key.path.size() <= KeptKey::kInlineBytes ? std::string_view() : key.path);
+    return static_cast<HKEY>(RegistryHandles::open([&](KeptKey& kept) { kept.keep(key, std::move(longPath)); }));
 }
 inline bool closeHandle(HKEY handle) {
     return RegistryHandles::close(handle);

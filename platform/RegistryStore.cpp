@@ -3,6 +3,8 @@
 #include "Home.h"
 #include "LastError.h"
 
+#include <pthread.h>
+
 namespace wd {
 
 namespace {
@@ -23,6 +25,18 @@ RegistryStore* knownStore(const Home& home) {
         if (entry->home == &home)
             return entry->store;
     return nullptr;
+}
+
+// A child gives up its copies of the files whose locks are its parent's, before it can outlive the parent.
+void leaveToParent() {
+    for (RegistryStore* store = stores.load(std::memory_order_acquire); store != nullptr; store = store->next())
+        store->leaveToParent();
+    NamespaceGuard::afterFork();
+}
+
+// With the library, not with the first use: a first use may meet another thread's fork.
+[[gnu::constructor]] void watchForks() {
+    pthread_atfork(NamespaceGuard::beforeFork, NamespaceGuard::afterFork, leaveToParent);
 }
 
 void remember(const Home& home, RegistryStore* store) {
@@ -75,13 +89,21 @@ RegistryEnvironment& RegistryStore::environment() {
     return makeEnvironment(environment);
 }
 
-// A stale environment is a parent's. It stays as it is, descriptors and mappings included: another thread may have been
-// inside it at the fork, and ending a transaction in it would write into what the parent still uses.
+// A stale environment is a parent's. But for its locks it stays as it is, mappings included: another thread may have
+// been inside it at the fork, and ending a transaction in it would write into what the parent still uses.
 RegistryEnvironment& RegistryStore::makeEnvironment(RegistryEnvironment* stale) {
     auto made = std::make_unique<RegistryEnvironment>(m_home, processState());
-    if (m_environment.compare_exchange_strong(stale, made.get(), std::memory_order_acq_rel))
-        return *made.release();
-    return *stale;
+    RegistryEnvironment* known = stale;
+    if (!m_environment.compare_exchange_strong(known, made.get(), std::memory_order_acq_rel))
+        return *known;
+    if (stale != nullptr)
+        stale->leaveToParent(); // done already, unless no handler ran: a bare clone
+    return *made.release();
+}
+
+void RegistryStore::leaveToParent() {
+    if (RegistryEnvironment* environment = m_environment.load(std::memory_order_acquire))
+        environment->leaveToParent();
 }
 
 LONG RegistryStore::write(const std::shared_ptr<RegistryChange>& change) {
@@ -102,7 +124,7 @@ LONG RegistryStore::writeNow(RegistryChange& change) {
             if (transaction.failure() == 0 && result == ERROR_SUCCESS)
                 current.commit(transaction);
             else
-                current.abort(transaction);
+                transaction.end();
         }
         if (transaction.failure() == 0)
             return result;

@@ -15,6 +15,9 @@ inline constexpr DWORD WD_BATCH_ALL_OR_NOTHING = 1; /* the end discards all and 
 WD_API void WdRegBeginBatch(DWORD mode);
 /* Ends it; returns 0 when all that was written is on disk, else the error. */
 WD_API LONG WdRegEndBatch();
+/* Ends it and keeps nothing that was written in it, whatever its mode. Inside an outer batch, that one keeps nothing
+   either: its further writes and its end fail with ERROR_OPERATION_ABORTED. */
+WD_API void WdRegAbandonBatch();
 
 /* Scoped form: ends the batch at the latest when it goes out of scope. */
 class RegistryBatch {
@@ -30,6 +33,10 @@ class RegistryBatch {
     LONG end() {
         m_open = false;
         return WdRegEndBatch();
+    }
+    void abandon() {
+        m_open = false;
+        WdRegAbandonBatch();
     }
 
   private:

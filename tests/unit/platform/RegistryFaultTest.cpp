@@ -1,5 +1,6 @@
 // The registry when the system doesn't help: failing system calls, damaged or missing files, no right to write, a map
 // that must grow or has been grown elsewhere, fork.
+#include <ExhaustedMemory.h>
 #include <TestHome.h>
 #include <TestKey.h>
 
@@ -98,6 +99,68 @@ TEST_F(RegistryFault, DyingAtEachStepOfTheFirstOpeningLeavesAHomeForTheNext) {
             EXPECT_FALSE(fs::exists(registry("data.new")));
             fs::remove_all(m_home);
         }
+}
+
+// Whether each key below `key` that is listed can be opened.
+bool listsWhatIsThere(const TestKey& key) {
+    char name[256];
+    for (DWORD index = 0, length = sizeof name;; ++index, length = sizeof name) {
+        const LONG error = RegEnumKeyExA(key.get(), index, name, &length, nullptr, nullptr, nullptr, nullptr);
+        if (error != 0)
+            return error == static_cast<LONG>(ERROR_NO_MORE_ITEMS);
+        const TestKey below = TestKey::open(name, KEY_READ, key.get());
+        if (!below || !listsWhatIsThere(below))
+            return false;
+    }
+}
+
+// Each kind of change, in batches and alone; 0, or the first error.
+LONG writeAndDelete() {
+    const auto failed = [] { return static_cast<LONG>(GetLastError()); };
+    {
+        RegistryBatch batch;
+        const TestKey deep = TestKey::create("A\\Deep\\Key");
+        const TestKey flat = TestKey::create("B");
+        if (!deep || !flat || deep.set("v", 1) != 0 || flat.set("v", 1) != 0 || batch.end() != 0)
+            return failed();
+    }
+    const TestKey flat = TestKey::open("B", KEY_ALL_ACCESS);
+    if (!flat || flat.set("w", 2) != 0 || RegDeleteValueA(flat.get(), "w") != 0)
+        return failed();
+    RegistryBatch batch(WD_BATCH_ALL_OR_NOTHING);
+    RegDeleteValueA(flat.get(), "v");
+    RegDeleteKeyA(HKEY_LOCAL_MACHINE, "A\\Deep\\Key");
+    return batch.end();
+}
+
+// From the first call of a process on. The process that met it lives on, and holds nothing that another one waits for.
+TEST_F(RegistryFault, WhereverMemoryRunsOutTheCallFailsAndNothingIsHalf) {
+    if (!ExhaustedMemory::kIsPossible)
+        GTEST_SKIP() << "the sanitizer's operator new can't be replaced";
+    constexpr int kNotMet = 77;
+    int status = 0;
+    int nth = 0;
+    for (; status == 0; ++nth) {
+        status = inChild([&] {
+            LONG result = 0;
+            bool met = false;
+            {
+                const ExhaustedMemory exhausted(nth);
+                result = writeAndDelete();
+                met = ExhaustedMemory::wasMet();
+            }
+            if (!met)
+                return result == 0 ? kNotMet : 2;
+            if (result != 0 && result != static_cast<LONG>(ERROR_NOT_ENOUGH_MEMORY))
+                return 3;
+            return inChild([] {
+                alarm(10);
+                return writeAndDelete() == 0 && listsWhatIsThere(TestKey::open("")) ? 0 : 1;
+            });
+        });
+        fs::remove_all(m_home);
+    }
+    EXPECT_EQ(status, kNotMet) << nth;
 }
 
 TEST_F(RegistryFault, WithoutThePageThatForksWipeChildrenAreNoticedToo) {
