@@ -226,8 +226,18 @@ void RegistryEnvironment::forgetDeadReadersOfGrownFile() {
     m_pagesToLookAt.store(info.me_last_pgno + info.me_last_pgno / 4 + kPagesBetweenLooks, std::memory_order_relaxed);
 }
 
+// The engine never makes its file shorter. It would write into one that somebody else has cut, and call that a success.
+bool RegistryEnvironment::fileWasCut() {
+    mdb_filehandle_t file = -1;
+    struct stat status {};
+    if (mdb_env_get_fd(m_engine, &file) != 0 || sys::fstat(file, &status) != 0)
+        return false;
+    const off_t before = std::exchange(m_fileBytes, status.st_size);
+    return status.st_size < before;
+}
+
 bool RegistryEnvironment::commit(Transaction& transaction) WD_NO_THREAD_SAFETY_ANALYSIS {
-    if (transaction.note(0)) {
+    if (transaction.note(fileWasCut() ? kMapLost : 0)) {
         transaction.note(mdb_txn_commit(std::exchange(transaction.m_handle, nullptr)));
         m_writing.give(m_namespace);
     }
@@ -371,6 +381,8 @@ DWORD RegistryEnvironment::openEngine() {
         code = mdb_env_get_fd(m_engine, &file);
     if (code == 0 && sys::fcntl_setfd(file, FD_CLOEXEC) != 0) // the engine's one descriptor without it
         code = errno;
+    m_fileBytes = 0;
+    fileWasCut();
     int cleared = 0;
     if (code == 0)
         code = forgetDeadReaders(cleared);

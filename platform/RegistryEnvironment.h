@@ -119,6 +119,7 @@ class RegistryEnvironment {
     int startReader(Transaction& transaction) WD_REQUIRES_SHARED(m_gate);
     int makeReader(MDB_txn*& reader) WD_REQUIRES_SHARED(m_gate);
     int startWriter(MDB_txn*& writer) WD_REQUIRES_SHARED(m_gate);
+    bool fileWasCut() WD_REQUIRES_SHARED(m_gate);
     int forgetDeadReaders(int& cleared) WD_REQUIRES_SHARED(m_gate);
     void forgetDeadReadersOfGrownFile() WD_REQUIRES_SHARED(m_gate);
     MDB_txn* takePooled();
@@ -147,6 +148,8 @@ class RegistryEnvironment {
     NamespaceGuard m_namespace WD_GUARDED_BY(m_gate);
     void* m_map WD_GUARDED_BY(m_gate) = nullptr; // what the page guard watches
     const std::atomic<bool>* m_lost WD_GUARDED_BY(m_gate) = nullptr;
+    off_t m_fileBytes =
+        0; // the data file's size when it was last looked at; belongs to whoever has the turn at writing
     EngineTurn m_writing{EngineTurn::At::Writing};
     EngineTurn m_readers{EngineTurn::At::Readers};
     std::atomic<std::size_t> m_pagesToLookAt{0}; // size of the file at which dead readers are looked for again

@@ -244,6 +244,35 @@ TEST_F(RegistryFault, ADamagedDataFileIsAnErrorAndStaysAsItIs) {
     }
 }
 
+// As a copy over the file does it: shorter for a moment, then with its content again.
+TEST_F(RegistryFault, ADataFileMadeShorterFailsTheCallAndLaterOnesLookAnew) {
+    constexpr auto kBad = static_cast<LONG>(ERROR_BADDB);
+    const TestKey key = TestKey::create("Key");
+    ASSERT_EQ(key.set("v", 1), 0);
+    ASSERT_EQ(key.setBytes("large", std::string(1 << 16, 'x')), 0);
+    const auto whole = fs::file_size(registry("data.mdb"));
+    for (const std::uintmax_t length : {std::uintmax_t{0}, std::uintmax_t{4096}, std::uintmax_t{8192}, whole / 2})
+        for (const char* call : {"read", "write", "batch"}) {
+            const std::string content = TestHome::instance().read("fault/registry/data.mdb");
+            const int status = inChild([&] {
+                if (key.number("v") != 1u)
+                    return 1;
+                RegistryBatch batch(WD_BATCH_ALL_OR_NOTHING);
+                if (*call == 'b' ? key.set("w", 2) != 0 : batch.end() != 0)
+                    return 2;
+                fs::resize_file(registry("data.mdb"), length);
+                const LONG error = *call == 'r' ? (key.bytes("large"), static_cast<LONG>(GetLastError()))
+                                                : key.setBytes("large", std::string(1 << 17, 'y'));
+                const LONG ended = *call == 'b' ? batch.end() : error;
+                std::ofstream(registry("data.mdb"), std::ios::binary) << content;
+                if (ended != kBad)
+                    return 3;
+                return key.number("v") == 1u && key.set("w", 3) == 0 && key.bytes("large")->size() == 1 << 16 ? 0 : 4;
+            });
+            EXPECT_EQ(status, 0) << call << ' ' << length;
+        }
+}
+
 // A data file that disappears under running users is not made anew beside them.
 TEST_F(RegistryFault, ARemovedDataFileIsNotReplacedWhileOthersUseIt) {
     ASSERT_EQ(TestKey::create("Key").set("v", 1), 0);
