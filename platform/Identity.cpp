@@ -189,6 +189,12 @@ void GetLocalTime(SYSTEMTIME* time) {
              word(local.tm_hour),         word(local.tm_min),      word(local.tm_sec),  word(now.tv_nsec / 1000000)};
 }
 
+ULONGLONG GetTickCount64() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<ULONGLONG>(now.tv_sec) * 1000 + static_cast<ULONGLONG>(now.tv_nsec) / 1'000'000;
+}
+
 DWORD GetCurrentProcessId() {
     return static_cast<DWORD>(getpid());
 }

@@ -226,6 +226,28 @@ void WdEndOwnHandles() {
     wd::endOwnHandles();
 }
 
+BOOL WdObjectHasOthers(HANDLE handle) {
+    ObjectUse object;
+    if (!object.acquire(handle, ObjectKind::Any))
+        return TRUE;
+    const bool isOwn = object->handles.load(std::memory_order_relaxed) <= 1 &&
+                       (!object->isNamed() || !object->file().isOpenElsewhere());
+    return isOwn ? FALSE : TRUE;
+}
+
+ULONGLONG WdMappingMark(HANDLE handle) {
+    ObjectUse mapping;
+    return mapping.acquire(handle, ObjectKind::Mapping) ? mapping->word().load(std::memory_order_relaxed) : 0;
+}
+
+BOOL WdSetMappingMark(HANDLE handle, ULONGLONG mark) {
+    ObjectUse mapping;
+    if (!mapping.acquire(handle, ObjectKind::Mapping))
+        return FALSE;
+    mapping->word().store(mark, std::memory_order_relaxed);
+    return TRUE;
+}
+
 WD_TAG WdOwnTag(DWORD role) {
     if (!wd::enterObjects())
         return 0;

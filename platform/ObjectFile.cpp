@@ -24,11 +24,16 @@ DWORD lastSystemError() {
     return errorFromErrno(errno);
 }
 
-bool lockFile(int file, short type) {
+struct flock firstByte(short type) {
     struct flock lock {};
     lock.l_type = type;
     lock.l_whence = SEEK_SET;
     lock.l_len = 1;
+    return lock;
+}
+
+bool lockFile(int file, short type) {
+    struct flock lock = firstByte(type);
     return sys::fcntl_lock(file, F_OFD_SETLK, &lock) == 0;
 }
 
@@ -330,6 +335,11 @@ bool ObjectFile::takePlaceOf(ObjectFile& old) {
 
 void ObjectFile::leave() {
     lockFile(m_file.get(), F_UNLCK);
+}
+
+bool ObjectFile::isOpenElsewhere() const {
+    struct flock lock = firstByte(F_WRLCK);
+    return sys::fcntl_lock(m_file.get(), F_OFD_GETLK, &lock) != 0 || lock.l_type != F_UNLCK;
 }
 
 void ObjectFile::discard() {

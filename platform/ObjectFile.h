@@ -46,8 +46,8 @@ struct ObjectHeader {
     std::atomic<std::uint16_t> kind;
     std::atomic<std::uint32_t> parameter; // event: 1 manual reset; semaphore: its maximum
     std::atomic<std::uint32_t> reserved;
-    std::atomic<std::uint64_t> bytes; // of a mapping
-    alignas(64) SharedWord word;
+    std::atomic<std::uint64_t> bytes;                   // of a mapping
+    alignas(64) SharedWord word;                        // of a mapping: its openers' mark
     alignas(64) std::atomic<std::uint32_t> textChanges; // odd while the text changes
     std::atomic<std::uint32_t> textLength;
     std::atomic<char> text[kTextBytes]; // security descriptor as SDDL
@@ -91,6 +91,8 @@ class ObjectFile {
     void leave();
     // The object is closed for good, and its file removed when nobody else has it and it isn't one that stays.
     void discard();
+    // Whether somebody else has a lock on the file: who has the object open, or is about to.
+    bool isOpenElsewhere() const;
     // Gives up file and memory without touching a lock: what a child of a fork does with its parent's.
     void forget();
 

@@ -34,7 +34,7 @@ void addView(KernelObject& mapping) {
         ++known->count;
         return;
     }
-    views().push_back({address, &mapping, 1});
+    views().push_back({address, &mapping, 1}); // first: it may fail for want of memory
     mapping.addReference();
 }
 

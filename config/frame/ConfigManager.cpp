@@ -154,7 +154,7 @@ std::int32_t CConfigManager::WriteConfig(std::uint32_t protocol, std::uint32_t s
                                          std::uint64_t configType, void* data, std::uint64_t size) {
     WDLOG_TRACE("WriteConfig protocol = %d, scan = %08x, input = %08x, data = %08x, size = %d", protocol, scan,
                 low32(configType), low32(data), wdlt::loggedSize(size));
-    const WdltSingleLock lock(&m_writeMutex);
+    const WdltSingleLock lock(&m_writeMutex); // without it, which is logged, the write goes on all the same
     std::unique_ptr<WdchHelper> helper;
     try {
         helper = CreateHelper(protocol, scan, input);

@@ -1,22 +1,29 @@
 #include "ExportGate.h"
 
-#include <chrono>
-#include <thread>
-
 CConfigControl* g_pConfigControl = nullptr;
 
 namespace wdlt {
 
 constinit ExportGate g_exportGate;
 
-void ExportGate::closeAndDrain() {
-    // Looked at, not waited for: a leaver that woke us would still run code of ours while the loader unmaps it. The
-    // last look's pause lets the last leaver return.
-    constexpr std::chrono::milliseconds kLook{1};
-    m_state.fetch_and(~kOpen, std::memory_order_acq_rel);
-    while (m_state.load(std::memory_order_acquire) != 0)
-        std::this_thread::sleep_for(kLook);
-    std::this_thread::sleep_for(kLook);
+bool ExportGate::enterSlowly() {
+    ULONGLONG nextTry = m_nextTry.load(std::memory_order_relaxed);
+    const ULONGLONG now = GetTickCount64();
+    if (m_attach == nullptr || now < nextTry ||
+        !m_nextTry.compare_exchange_strong(nextTry, now + kPauseMs, std::memory_order_relaxed))
+        return false;
+    return tryToOpen();
+}
+
+bool ExportGate::tryToOpen() {
+    std::uint32_t state = m_state.load(std::memory_order_acquire);
+    const std::uint32_t own = GetCurrentProcessId();
+    if (state == own || state == kOpen || !m_state.compare_exchange_strong(state, own, std::memory_order_acquire))
+        return state == kOpen; // another thread is at it, or was
+    const bool isAttached = m_attach();
+    m_nextTry.store(GetTickCount64() + kPauseMs, std::memory_order_relaxed);
+    m_state.store(isAttached ? kOpen : kShut, std::memory_order_release);
+    return isAttached;
 }
 
 } // namespace wdlt

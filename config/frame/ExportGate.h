@@ -1,35 +1,45 @@
-// The way in for every export: counts the calls inside, so that an unload waits for them, and turns callers away when
-// the library isn't attached. One gate a process; a child of a fork inherits its parent's count.
+// The way in for every export. It is shut while the library isn't attached: where no loader could refuse the load, an
+// attach that failed is tried again by a later call, since what stopped it may have passed (no memory, a full disk, too
+// many processes). Nobody is counted in or out: the library is never unmapped, and nothing that an export uses is taken
+// down. A thread inside can't be cancelled, since locks that all processes share would stay with it.
 #pragma once
+
+#include <platform/cancellation.h>
+#include <platform/win32.h>
 
 #include <atomic>
 #include <cstdint>
+#include <string_view>
 
 class CConfigControl;
 
-extern CConfigControl* g_pConfigControl;
+extern CConfigControl* g_pConfigControl; // set before the gate opens, for good
 
 namespace wdlt {
 
 class ExportGate {
   public:
-    // Called once, after g_pConfigControl is set: its store is visible to every call that gets in.
-    void open() { m_state.fetch_or(kOpen, std::memory_order_release); }
+    using Attach = bool (*)();
 
-    // Turns new callers away and returns when the last one inside has left.
-    void closeAndDrain();
-
-    bool enter() {
-        if ((m_state.fetch_add(1, std::memory_order_acquire) & kOpen) != 0)
-            return true;
-        leave();
-        return false;
+    // Opens when `attach` succeeds, now or at a later call.
+    bool open(Attach attach) {
+        m_attach = attach;
+        return tryToOpen();
     }
-    void leave() { m_state.fetch_sub(1, std::memory_order_release); }
+    bool enter() { return m_state.load(std::memory_order_acquire) == kOpen || enterSlowly(); }
 
   private:
-    static constexpr std::uint32_t kOpen = 0x80000000u; // the other bits count the calls inside
-    std::atomic<std::uint32_t> m_state{0};
+    bool enterSlowly();
+    bool tryToOpen();
+
+    static constexpr ULONGLONG kPauseMs = 1000; // between two tries
+    static constexpr std::uint32_t kShut = 0;
+    static constexpr std::uint32_t kOpen = 0xFFFFFFFFu;
+
+    // Else the process that is about to open it: in the child of a fork another one, whose thread isn't there.
+    std::atomic<std::uint32_t> m_state{kShut};
+    std::atomic<ULONGLONG> m_nextTry{0};
+    Attach m_attach = nullptr; // set by the loader's thread, before any call
 };
 
 extern constinit ExportGate g_exportGate;
@@ -38,10 +48,8 @@ extern constinit ExportGate g_exportGate;
 class ExportCall {
   public:
     ExportCall() : m_inside(g_exportGate.enter()) {}
-    ~ExportCall() {
-        if (m_inside)
-            g_exportGate.leave();
-    }
+    // A thread whose type is asynchronous ends here when it was cancelled inside.
+    ~ExportCall() noexcept(false) { WdRestoreCancellation(m_cancellation); }
     ExportCall(const ExportCall&) = delete;
     ExportCall& operator=(const ExportCall&) = delete;
 
@@ -49,7 +57,13 @@ class ExportCall {
     CConfigControl* operator->() const { return g_pConfigControl; }
 
   private:
-    bool m_inside;
+    const int m_cancellation = WdHoldCancellation();
+    const bool m_inside;
 };
+
+// What an export gives while the library isn't attached. One whose name asks answers no: -1 would be a yes in C.
+constexpr std::int32_t refusalOf(std::string_view name) {
+    return name.find("Is") != name.npos ? 0 : -1;
+}
 
 } // namespace wdlt

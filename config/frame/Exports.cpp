@@ -42,8 +42,9 @@ std::int32_t WdltWriteConfigEx(std::uint32_t protocol, std::uint32_t scan, std::
 
 #define WDLT_OPERATION(name, operation, mode, caught, parameters, arguments, call)                                     \
     std::int32_t name parameters {                                                                                     \
+        constexpr std::int32_t kRefusal = wdlt::refusalOf(#name);                                                      \
         const wdlt::ExportCall control;                                                                                \
-        return control ? control->operation arguments : WDLT_E_GENERAL;                                                \
+        return control ? control->operation arguments : kRefusal;                                                      \
     }
 #include "Operations.inc"
 

@@ -1,4 +1,6 @@
-// The library's start and stop with the process that loads it: log first, then the control object, and back in reverse.
+// The library's start and stop with the process that loads it: log first, then the control object. It is never
+// unmapped, so it stops at the end of the process alone, when other threads may be inside still: then only the log
+// stops, and the process's memory goes as a whole.
 #include "ConfigControl.h"
 #include "ExportGate.h"
 #include "WdCommon/DebugLog.h"
@@ -10,7 +12,7 @@
 #include <wdltcfg/status.h>
 
 #include <array>
-#include <new>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -19,8 +21,7 @@ namespace {
 constexpr const char* kLogTag = "WdltCfg";
 constexpr const char* kSettingsFile = "Wardlet.ini";
 
-// The process that attached: in a forked child the gate's count may hold calls of threads that aren't there.
-DWORD g_attachedBy = 0;
+HMODULE g_module = nullptr;
 
 // Folder of the module's own file, in the system code page, with its separator. Empty when it can't be told.
 std::string moduleFolder(HMODULE module) {
@@ -43,43 +44,40 @@ std::string moduleFolder(HMODULE module) {
     return {folder.data(), static_cast<std::size_t>(bytes)};
 }
 
-bool attach(HMODULE module) {
-    g_attachedBy = GetCurrentProcessId();
-    const std::string folder = moduleFolder(module);
+bool attachOnce() {
+    const std::string folder = moduleFolder(g_module);
     wdlt::startLog(kLogTag, WdCommon::Storage::Key(WdCommon::Storage::kIniFile, folder.c_str(), kSettingsFile));
-
-    g_pConfigControl = new (std::nothrow) CConfigControl;
-    if (g_pConfigControl == nullptr) {
-        WDLOG_ERROR("Failed to allocate g_pConfigControl");
-        return false;
-    }
-    if (const std::int32_t status = g_pConfigControl->Initialize(); status != WDLT_OK) {
+    auto control = std::make_unique<CConfigControl>();
+    if (const std::int32_t status = control->Initialize(); status != WDLT_OK) {
         WDLOG_ERROR("Failed to initialize g_pConfigConrtol: %d", status);
         return false;
     }
-    wdlt::g_exportGate.open();
+    g_pConfigControl = control.release();
     return true;
 }
 
-// At the end of the process other threads may be inside still, and a forked child can't tell who is: then only the log
-// stops, and the process's memory goes as a whole.
-void detach(bool processIsEnding) {
-    if (!processIsEnding && g_attachedBy == GetCurrentProcessId()) {
-        wdlt::g_exportGate.closeAndDrain();
-        delete g_pConfigControl;
-        g_pConfigControl = nullptr;
+// Memory may give out at any step: nothing must leave a constructor of the shared object.
+bool attach() {
+    try {
+        return attachOnce();
+    } catch (...) {
+        WDLOG_ERROR("Failed to allocate g_pConfigControl");
+        return false;
     }
-    wdlt::stopLog();
 }
 
-// The result matters to loaders that can refuse a module. Where none can, a failed attach leaves the gate shut, and
-// every export answers -1.
-bool moduleEntry(HMODULE module, DWORD reason, bool processIsEnding) {
+// The result matters to loaders that can refuse a module. Where none can, a failed attach leaves the gate shut.
+bool moduleEntry(HMODULE module, DWORD reason) {
     switch (reason) {
-    case DLL_PROCESS_ATTACH:
-        return attach(module);
+    case DLL_PROCESS_ATTACH: {
+        const int cancellation = WdHoldCancellation();
+        g_module = module;
+        const bool isAttached = wdlt::g_exportGate.open(attach);
+        WdRestoreCancellation(cancellation);
+        return isAttached;
+    }
     case DLL_PROCESS_DETACH:
-        detach(processIsEnding);
+        wdlt::stopLog();
         return true;
     default:
         return true;

@@ -45,6 +45,8 @@ WD_API BOOL CreateWellKnownSid(WELL_KNOWN_SID_TYPE type, void* domainSid, void* 
 WD_API BOOL CheckTokenMembership(HANDLE token, void* sid, BOOL* isMember);
 
 WD_API void GetLocalTime(SYSTEMTIME* time);
+/* Milliseconds since the machine started; the same for all processes, and never put back. */
+WD_API ULONGLONG GetTickCount64();
 WD_API DWORD GetCurrentProcessId();
 WD_API DWORD GetCurrentThreadId();
 

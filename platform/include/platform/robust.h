@@ -1,5 +1,6 @@
-/* What a lock built of kernel objects needs to outlive its holders: who took an event, and whether that process still
-   lives. Private to this layer; elsewhere the wait would be WaitForSingleObject and nobody would be found dead. */
+/* What locks and exchanges built of kernel objects need to outlive their partners: who took an event, whether that
+   process still lives, and whether anybody else has an object. Private to this layer; elsewhere the wait would be
+   WaitForSingleObject and nobody would be found dead. */
 #ifndef PLATFORM_ROBUST_H
 #define PLATFORM_ROBUST_H
 
@@ -35,5 +36,13 @@ WD_API WD_TAG WdOwnTag(DWORD role);
 WD_API DWORD WdTagRole(WD_TAG tag);
 /* Whether the process of a tag lives. A group's tag, and one that no process ever had, is dead. */
 WD_API BOOL WdTagIsAlive(WD_TAG tag);
+
+/* Whether another process has the object open, or this one through another handle. What can't be told counts as yes. */
+WD_API BOOL WdObjectHasOthers(HANDLE object);
+
+/* A number beside the bytes of a mapping, one for all who have it open, and gone with it; 0 in a new mapping, and on
+   failure. A plain store and load: whoever uses it has a lock of its own. */
+WD_API ULONGLONG WdMappingMark(HANDLE mapping);
+WD_API BOOL WdSetMappingMark(HANDLE mapping, ULONGLONG mark);
 
 #endif

@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <cstdio>
 #include <cstdlib>
 #include <dlfcn.h>
 #include <filesystem>
@@ -126,36 +125,6 @@ TEST(Loader, ModuleFileNames) {
     EXPECT_EQ(std::u16string(shortPath.data()), u"/a/b");
     EXPECT_EQ(GetShortPathNameW(u"/a/b", shortPath.data(), 4), 5u);
     EXPECT_EQ(GetShortPathNameW(nullptr, shortPath.data(), 4), 0u);
-}
-
-// What a program prints, and its exit status.
-std::string outputOf(const std::string& command) {
-    const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
-    std::string output;
-    for (int c = std::fgetc(pipe.get()); c != EOF; c = std::fgetc(pipe.get()))
-        output += static_cast<char>(c);
-    return output;
-}
-
-TEST(Module, UnloadingIsToldFromTheEndOfTheProcess) {
-    setenv("PROBE_SPEAKS", "1", 1);
-    const std::string bin = binFolder().string() + "/";
-    const std::string probe = " " + bin + "libLoaderProbe.so ";
-    const struct {
-        std::string command;
-        const char* output;
-    } cases[] = {
-        {bin + "loader_program" + probe + "close", "attach detach "},
-        {bin + "loader_program" + probe + "return", "attach end "},
-        {bin + "loader_program" + probe + "thread", "attach end "},
-        {bin + "loader_program_started_with_probe - return", "attach end "},
-        {bin + "loader_program_started_with_probe - thread", "attach end "},
-        {bin + "loader_program_started_with_layer" + probe + "close", "attach detach "},
-        {bin + "loader_program_started_with_layer" + probe + "return", "attach end "},
-        {bin + "loader_program_started_with_layer" + probe + "thread", "attach end "},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(outputOf(c.command), c.output) << c.command;
 }
 
 } // namespace
