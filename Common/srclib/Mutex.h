@@ -1,5 +1,5 @@
-// A mutex between processes. Whoever makes one makes its handle with CreateMutexA, not owned, under the name that
-// GlobalObjectName gives; a mutex whose holder died is taken like any other.
+// A mutex between processes, whose handle is made by CreateMutexA, not owned, under the name that GlobalObjectName
+// gives. A mutex whose holder died is taken like any other.
 #pragma once
 
 #include "SyncObject.h"
@@ -8,12 +8,12 @@
 
 class CWdMutex : public WdltSyncObject {
   public:
-    // Takes the handle over; null is allowed, and then nothing is ever locked.
+    // Takes the handle over; null is allowed, and then it can't be taken.
     explicit CWdMutex(HANDLE mutex) : m_mutex(mutex) {}
     ~CWdMutex() override;
 
-    // Waits without a time-out.
-    void Lock() WD_ACQUIRE() override;
+    // Waits without a time-out. Without a handle, or when the wait fails: false, logged.
+    bool Lock() WD_ACQUIRE() override;
     void Unlock() WD_RELEASE() override;
     // Opens the mutex to processes of low rights.
     virtual bool SetToLowIntegrity();
@@ -21,3 +21,10 @@ class CWdMutex : public WdltSyncObject {
   private:
     HANDLE m_mutex;
 };
+
+namespace wdlt {
+
+// A handle for a CWdMutex, by its name without prefix; null, logged, when it can't be made.
+HANDLE createMutex(const char* name, LPSECURITY_ATTRIBUTES attributes = nullptr);
+
+} // namespace wdlt

@@ -40,11 +40,12 @@ DWORD WaitWithWarning(HANDLE handle, DWORD timeout) {
 
 CWdRWLock::~CWdRWLock() = default;
 
-void CWdRWLock::LockRead() WD_NO_THREAD_SAFETY_ANALYSIS {
+bool CWdRWLock::LockRead() WD_NO_THREAD_SAFETY_ANALYSIS {
     WaitWithWarning(mutexHandle, INFINITE);
     if (readerCount++ == 0)
         WaitWithWarning(semaphoreHandle, wdlt::kLockSliceMs);
     ReleaseMutex(mutexHandle);
+    return true;
 }
 
 void CWdRWLock::UnlockRead() WD_NO_THREAD_SAFETY_ANALYSIS {
@@ -54,8 +55,8 @@ void CWdRWLock::UnlockRead() WD_NO_THREAD_SAFETY_ANALYSIS {
     ReleaseMutex(mutexHandle);
 }
 
-void CWdRWLock::LockWrite() WD_NO_THREAD_SAFETY_ANALYSIS {
-    WaitWithWarning(semaphoreHandle, wdlt::kLockSliceMs);
+bool CWdRWLock::LockWrite() WD_NO_THREAD_SAFETY_ANALYSIS {
+    return WaitWithWarning(semaphoreHandle, wdlt::kLockSliceMs) != WAIT_FAILED;
 }
 
 void CWdRWLock::UnlockWrite() WD_NO_THREAD_SAFETY_ANALYSIS {
@@ -73,9 +74,9 @@ struct CWdRWLockEx::Row {
 // changed: whoever gets the guard from it counts anew.
 class CWdRWLockEx::Guarded {
   public:
-    explicit Guarded(CWdRWLockEx& lock) : Guarded(lock, WaitWithWarning(lock.rwMutex, INFINITE)) {}
+    static Guarded wait(CWdRWLockEx& lock) { return {lock, WaitWithWarning(lock.rwMutex, INFINITE)}; }
     // `wait` is the result of a wait for the guard that took it.
-    Guarded(CWdRWLockEx& lock, DWORD wait) : m_lock(lock) {
+    Guarded(CWdRWLockEx& lock, DWORD wait) : Guarded(lock) {
         WD_STEP("guard");
         void* rows = nullptr;
         m_mapped = m_lock.rwMemory.Map(&m_lock.m_count, false, kCountBytes) &&
@@ -105,6 +106,9 @@ class CWdRWLockEx::Guarded {
     }
 
   private:
+    // From here on the destructor gives the guard back, should memory give out while it is mapped.
+    explicit Guarded(CWdRWLockEx& lock) : m_lock(lock) {}
+
     CWdRWLockEx& m_lock;
     bool m_mapped = false;
 };
@@ -144,10 +148,10 @@ bool CWdRWLockEx::Initialize(const char* name) {
 // The row first, the count second, the token last: what a crash leaves between them the next holder of the guard sees
 // in the rows. The token is waited for whenever the group doesn't have it, whatever the count says: a reader that died
 // as the first of them left a count above 0 and no token.
-void CWdRWLockEx::LockRead() WD_NO_THREAD_SAFETY_ANALYSIS {
-    const Guarded guarded(*this);
+bool CWdRWLockEx::LockRead() WD_NO_THREAD_SAFETY_ANALYSIS {
+    const Guarded guarded = Guarded::wait(*this);
     if (!guarded.isMapped() || !claimRow())
-        return;
+        return false;
     guarded.setReads(m_reads + 1);
     WD_STEP("enter.row");
     guarded.count().fetch_add(1, std::memory_order_relaxed);
@@ -157,11 +161,12 @@ void CWdRWLockEx::LockRead() WD_NO_THREAD_SAFETY_ANALYSIS {
         waitWithWarning([&] { return WdWaitForEvent(rwEvent, WD_ROLE_GROUP, wdlt::kLockSliceMs, look, this); });
     }
     WD_STEP("enter.token");
+    return true;
 }
 
 void CWdRWLockEx::UnlockRead() WD_NO_THREAD_SAFETY_ANALYSIS {
-    const Guarded guarded(*this);
-    // Not a holder, as the child of a fork, or after a read lock that couldn't be had: the count is others'.
+    const Guarded guarded = Guarded::wait(*this);
+    // Not a holder, as the child of a fork: the count is others'.
     if (!guarded.isMapped() || m_reads == 0 || m_tag != WdOwnTag(WD_ROLE_ALONE))
         return;
     guarded.setReads(m_reads - 1);
@@ -175,10 +180,12 @@ void CWdRWLockEx::UnlockRead() WD_NO_THREAD_SAFETY_ANALYSIS {
     WD_STEP("leave.token");
 }
 
-void CWdRWLockEx::LockWrite() WD_NO_THREAD_SAFETY_ANALYSIS {
+bool CWdRWLockEx::LockWrite() WD_NO_THREAD_SAFETY_ANALYSIS {
     const auto look = [](void* self) { static_cast<CWdRWLockEx*>(self)->lookAfterDead(false); };
-    waitWithWarning([&] { return WdWaitForEvent(rwEvent, WD_ROLE_ALONE, wdlt::kLockSliceMs, look, this); });
+    const DWORD result =
+        waitWithWarning([&] { return WdWaitForEvent(rwEvent, WD_ROLE_ALONE, wdlt::kLockSliceMs, look, this); });
     WD_STEP("write.token");
+    return result != WAIT_FAILED;
 }
 
 void CWdRWLockEx::UnlockWrite() WD_NO_THREAD_SAFETY_ANALYSIS {

@@ -26,10 +26,11 @@ class WD_CAPABILITY("mutex") CWdRWLock {
     CWdRWLock& operator=(const CWdRWLock&) = delete;
 
     // The order is that of the slots. A thread may hold the read lock twice; a write lock taken twice by one thread, or
-    // after its read lock, never returns.
-    virtual void LockRead() WD_ACQUIRE_SHARED();
+    // after its read lock, never returns. False (logged) when the lock couldn't be had: whoever gave it back all the
+    // same would give away another's.
+    virtual bool LockRead() WD_ACQUIRE_SHARED();
     virtual void UnlockRead() WD_RELEASE_SHARED();
-    virtual void LockWrite() WD_ACQUIRE();
+    virtual bool LockWrite() WD_ACQUIRE();
     virtual void UnlockWrite() WD_RELEASE();
 
   protected:
@@ -49,9 +50,9 @@ class CWdRWLockEx final : public CWdRWLock {
     // Creates or joins the objects under the base name, once. False (logged) when one of them can't be had.
     bool Initialize(const char* name);
 
-    void LockRead() WD_ACQUIRE_SHARED() override;
+    bool LockRead() WD_ACQUIRE_SHARED() override;
     void UnlockRead() WD_RELEASE_SHARED() override;
-    void LockWrite() WD_ACQUIRE() override;
+    bool LockWrite() WD_ACQUIRE() override;
     void UnlockWrite() WD_RELEASE() override;
 
   private:
@@ -77,25 +78,33 @@ class CWdRWLockEx final : public CWdRWLock {
     std::uint32_t m_reads = 0; // what our row says
 };
 
-// Scoped guards.
+// Scoped guards. A scope whose lock couldn't be had goes on without it, and gives nothing back.
 class WD_SCOPED_CAPABILITY CWdRWReadLock {
   public:
-    explicit CWdRWReadLock(CWdRWLock* lock) WD_ACQUIRE_SHARED(lock) : m_lock(lock) { m_lock->LockRead(); }
-    virtual ~CWdRWReadLock() WD_RELEASE() { m_lock->UnlockRead(); }
+    explicit CWdRWReadLock(CWdRWLock* lock) WD_ACQUIRE_SHARED(lock) : m_lock(lock), m_isHeld(lock->LockRead()) {}
+    virtual ~CWdRWReadLock() WD_RELEASE() WD_NO_THREAD_SAFETY_ANALYSIS {
+        if (m_isHeld)
+            m_lock->UnlockRead();
+    }
     CWdRWReadLock(const CWdRWReadLock&) = delete;
     CWdRWReadLock& operator=(const CWdRWReadLock&) = delete;
 
   private:
     CWdRWLock* m_lock; // not owned
+    bool m_isHeld;
 };
 
 class WD_SCOPED_CAPABILITY CWdRWWriteLock {
   public:
-    explicit CWdRWWriteLock(CWdRWLock* lock) WD_ACQUIRE(lock) : m_lock(lock) { m_lock->LockWrite(); }
-    virtual ~CWdRWWriteLock() WD_RELEASE() { m_lock->UnlockWrite(); }
+    explicit CWdRWWriteLock(CWdRWLock* lock) WD_ACQUIRE(lock) : m_lock(lock), m_isHeld(lock->LockWrite()) {}
+    virtual ~CWdRWWriteLock() WD_RELEASE() WD_NO_THREAD_SAFETY_ANALYSIS {
+        if (m_isHeld)
+            m_lock->UnlockWrite();
+    }
     CWdRWWriteLock(const CWdRWWriteLock&) = delete;
     CWdRWWriteLock& operator=(const CWdRWWriteLock&) = delete;
 
   private:
     CWdRWLock* m_lock; // not owned
+    bool m_isHeld;
 };

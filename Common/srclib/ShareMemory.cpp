@@ -27,8 +27,10 @@ bool CWdShareMemory::Create(const char* name, DWORD size, bool zeroFill) {
         return false;
     }
     WDLOG_TRACE("CreateFileMapping succeeded: size = %d, name = %s", static_cast<int>(size), mapName.c_str());
-    if (zeroFill && created != ERROR_ALREADY_EXISTS && !zero(size))
+    if (zeroFill && created != ERROR_ALREADY_EXISTS && !zero(size)) {
+        Close();
         return false;
+    }
     if (!SetOjectApplicationPremission(mapName.c_str(), SE_KERNEL_OBJECT))
         WDLOG_ERROR("SetOjectApplicationPremission failed (%08x): name = %s", GetLastError(), mapName.c_str());
     if (!SetObjectToLowIntegrity(mapHandle))

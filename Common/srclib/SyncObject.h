@@ -11,17 +11,24 @@ class WD_CAPABILITY("mutex") WdltSyncObject {
     WdltSyncObject& operator=(const WdltSyncObject&) = delete;
 
     // The order is that of the slots.
-    virtual void Lock() WD_ACQUIRE() = 0;
+    virtual bool Lock() WD_ACQUIRE() = 0; // false: it couldn't be had, and there is nothing to give back
     virtual void Unlock() WD_RELEASE() = 0;
 };
 
 class WD_SCOPED_CAPABILITY WdltSingleLock {
   public:
-    explicit WdltSingleLock(WdltSyncObject* object) WD_ACQUIRE(object) : m_object(object) { m_object->Lock(); }
-    virtual ~WdltSingleLock() WD_RELEASE() { m_object->Unlock(); }
+    explicit WdltSingleLock(WdltSyncObject* object) WD_ACQUIRE(object) : m_object(object), m_isHeld(object->Lock()) {}
+    virtual ~WdltSingleLock() WD_RELEASE() WD_NO_THREAD_SAFETY_ANALYSIS {
+        if (m_isHeld)
+            m_object->Unlock();
+    }
     WdltSingleLock(const WdltSingleLock&) = delete;
     WdltSingleLock& operator=(const WdltSingleLock&) = delete;
 
+    // Without it the scope may go on where nobody is harmed; the failure is logged.
+    bool isHeld() const { return m_isHeld; }
+
   private:
     WdltSyncObject* m_object; // not owned
+    bool m_isHeld;
 };

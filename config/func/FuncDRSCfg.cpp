@@ -248,6 +248,10 @@ bool storeRule(const WCHAR* path, const WdltDrsWhiteListItem& item) {
 std::int32_t CFuncDRSCfg::NotifyChange(Notice mode) {
     CWdMutex mutex(createConfigMutex());
     const WdltSingleLock lock(&mutex);
+    if (!lock.isHeld()) {
+        WDLOG_ERROR("CFuncDRSCfg::NotifyChange(): Failed to send in ConfigChangeSender");
+        return WDLT_E_NO_ANSWER;
+    }
     if (mode == Notice::Drs)
         return signalDrs();
     return noticeChange(

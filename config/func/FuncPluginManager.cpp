@@ -88,6 +88,10 @@ std::int32_t writeValues(const OpenKey& key, const WdltPluginManagerConfig& conf
 std::int32_t CFuncPluginManager::NotifyChange() {
     CWdMutex mutex(createConfigMutex());
     const WdltSingleLock lock(&mutex);
+    if (!lock.isHeld()) {
+        WDLOG_ERROR("CFuncPluginManager::NotifyChange(): Failed to send in ConfigChangeSender");
+        return WDLT_E_NO_ANSWER;
+    }
     return noticeChange(
         kNoticeProtocol, WDLT_SCAN_NONE,
         {

@@ -1,7 +1,6 @@
 #include "Redirects.h"
 
 #include "Mutex.h"
-#include "ObjectName.h"
 #include "Utility.h"
 #include "WdCommon/DebugLog.h"
 
@@ -35,10 +34,11 @@ std::size_t lengthUpTo(const Character (&text)[Size], std::size_t limit) {
 
 class RedirectLock {
   public:
-    RedirectLock() : m_mutex(CreateMutexA(nullptr, FALSE, GlobalObjectName("wdlt_config_redirect_mutex").c_str())) {}
+    // Whoever only reads goes on without it.
+    bool isHeld() const { return m_lock.isHeld(); }
 
   private:
-    CWdMutex m_mutex;
+    CWdMutex m_mutex{createMutex("wdlt_config_redirect_mutex")};
     WdltSingleLock m_lock{&m_mutex};
 };
 
@@ -200,6 +200,8 @@ std::int32_t Redirects::add(const void* data, std::uint64_t size) const {
     };
 
     const RedirectLock lock;
+    if (!lock.isHeld())
+        return WDLT_E_GENERAL;
     const std::string section = sectionOf(request.session.data());
     if (redirect.flag == 0)
         WDLOG_TRACE("Not write flag because Flag is zero.");
@@ -235,6 +237,8 @@ std::int32_t Redirects::remove(const void* data, std::uint64_t size) const {
         return WDLT_E_INVALID_ARGUMENT;
     }
     const RedirectLock lock;
+    if (!lock.isHeld())
+        return WDLT_E_GENERAL;
     const std::int32_t status = m_handler.store->DeleteSubSection(m_handler.protocol, m_handler.scan, m_handler.input,
                                                                   kSection, request.session.data());
     if (status != WDLT_OK) {

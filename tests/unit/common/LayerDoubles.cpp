@@ -1,5 +1,6 @@
 #include "LayerDoubles.h"
 
+#include <platform/robust.h>
 #include <platform/win32.h>
 
 #include <dlfcn.h>
@@ -84,6 +85,17 @@ DWORD WaitForSingleObject(HANDLE object, DWORD milliseconds) {
     static const auto real = WDLT_LAYERS(WaitForSingleObject);
     note("WaitForSingleObject", object, std::string(" ").append(std::to_string(milliseconds)));
     return real(object, milliseconds);
+}
+
+DWORD WdWaitForEvent(HANDLE event, DWORD role, DWORD milliseconds, WD_LOOK look, void* context) {
+    static const auto real = WDLT_LAYERS(WdWaitForEvent);
+    note("WdWaitForEvent", event, std::string(" ").append(std::to_string(milliseconds)));
+    return real(event, role, milliseconds, look, context);
+}
+
+LPVOID MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offsetLow, std::size_t bytes) {
+    static const auto real = WDLT_LAYERS(MapViewOfFile);
+    return isRefused(layer_doubles::Refused::Views) ? nullptr : real(mapping, access, offsetHigh, offsetLow, bytes);
 }
 
 void Sleep(DWORD milliseconds) {

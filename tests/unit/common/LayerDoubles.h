@@ -9,8 +9,8 @@
 namespace layer_doubles {
 
 // The calls of this thread while the object lives: "OpenEvent <name>", "ResetEvent <name>", "SetEvent <name>",
-// "WaitForSingleObject <name> <milliseconds>", "Sleep <milliseconds>". Events are known by the name they were opened
-// with.
+// "WaitForSingleObject <name> <milliseconds>", "WdWaitForEvent <name> <milliseconds>", "Sleep <milliseconds>". Events
+// are known by the name they were opened with.
 class Recording {
   public:
     Recording();
@@ -25,6 +25,7 @@ class Recording {
 enum class Refused {
     WideDescriptors, // the conversion of descriptors in wide text, with error 1336
     Sids,            // the conversion of SIDs, with error 1337
+    Views,           // the mapping of memory
     WindowsNt4,      // nothing refuses: the system says that it is the one without sessions
 };
 class Refusal {

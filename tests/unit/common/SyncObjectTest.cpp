@@ -91,6 +91,7 @@ TEST(WdMutex, OneWhoseHolderDiedIsTakenLikeAnyOther) {
 TEST(WdMutex, WithoutAHandleNothingIsLocked) {
     CWdMutex mutex(nullptr);
     const WdltSingleLock lock(&mutex);
+    EXPECT_FALSE(lock.isHeld());
     EXPECT_FALSE(mutex.SetToLowIntegrity());
     CWdMutex real(makeHandle());
     EXPECT_TRUE(real.SetToLowIntegrity());
