@@ -1,21 +1,21 @@
 #include "ChangeNotice.h"
 
-#include "ObjectName.h"
+#include "Mutex.h"
 #include "SyncSender.h"
+#include "Waits.h"
 
 #include <platform/win32.h>
 #include <wdltcfg/status.h>
 
 #include <cstring>
+#include <new>
 
 namespace wdlt {
+namespace {
 
-HANDLE createConfigMutex() {
-    return CreateMutexA(nullptr, FALSE, GlobalObjectName("wdlt_config_mutex").c_str());
-}
-
-// The memory is put down before the service is told: the reply is the only signal between the two sides.
-std::int32_t noticeChange(std::uint32_t protocol, std::uint32_t scan, const ChangeLines& lines) {
+// The memory is put down before the service is told: the reply is the only signal between the two sides. The mark is
+// the time of the notice that is out. A living writer gives it up after a minute, and the next begins at once.
+std::int32_t notice(std::uint32_t protocol, std::uint32_t scan, const ChangeLines& lines) {
     const std::uint32_t change[] = {protocol, scan};
     CSyncSender sender;
     sender.SetName("wdlt_config_change_evt");
@@ -24,12 +24,33 @@ std::int32_t noticeChange(std::uint32_t protocol, std::uint32_t scan, const Chan
         lines.noService();
         return WDLT_OK;
     }
+    const ULONGLONG now = GetTickCount64();
+    if (const ULONGLONG left = sender.Mark(); left != 0 && now - left < kReplyWaitMs)
+        sender.AwaitLeft(static_cast<DWORD>(kReplyWaitMs - (now - left)));
     std::memcpy(memory, change, sizeof change);
     sender.CloseMemory();
-    if (sender.Send(true))
+    const bool isAnswered = sender.Send(true, {GetTickCount64(), 0});
+    if (isAnswered)
         return WDLT_OK;
+    sender.SetMark(0);
     lines.noAnswer();
     return WDLT_E_NO_ANSWER;
+}
+
+} // namespace
+
+HANDLE createConfigMutex() {
+    return createMutex("wdlt_config_mutex");
+}
+
+// What was stored stays stored, also when memory gives out before it is told.
+std::int32_t noticeChange(std::uint32_t protocol, std::uint32_t scan, const ChangeLines& lines) {
+    try {
+        return notice(protocol, scan, lines);
+    } catch (const std::bad_alloc&) {
+        lines.noAnswer();
+        return WDLT_E_NO_ANSWER;
+    }
 }
 
 } // namespace wdlt

@@ -7,8 +7,9 @@
 
 namespace wdlt {
 
-// A handle of wdlt_config_mutex, for a CWdMutex. Whoever writes or tells of a change holds it until the service has
-// answered, in all processes: behind the reader/writer lock, before any mutex of a store.
+// A handle of wdlt_config_mutex, for a CWdMutex; null, logged, when it can't be made. Whoever writes or tells of a
+// change holds it until the service has answered, in all processes: behind the reader/writer lock, before any mutex of
+// a store.
 HANDLE createConfigMutex();
 
 // A sender's lines for the two ways in which a notice doesn't arrive.
@@ -18,7 +19,8 @@ struct ChangeLines {
 };
 
 // Tells the service which address was written, then pauses. 0, also when no service runs; -26 when it doesn't answer.
-// The caller holds the mutex.
+// What a writer that died has told is waited for first, within the rest of its minute, since the memory has room for
+// one. The caller holds the mutex.
 std::int32_t noticeChange(std::uint32_t protocol, std::uint32_t scan, const ChangeLines& lines);
 
 } // namespace wdlt

@@ -4,6 +4,36 @@
 #include "Waits.h"
 #include "WdCommon/DebugLog.h"
 
+#include <platform/robust.h>
+
+namespace wdlt {
+namespace {
+
+struct Waiting {
+    HANDLE reply;
+    bool isServiceGone;
+};
+
+// Ends the wait of an asker who is alone with the event.
+void lookForService(void* context) {
+    auto& waiting = *static_cast<Waiting*>(context);
+    if (WdObjectHasOthers(waiting.reply) != FALSE)
+        return;
+    waiting.isServiceGone = WaitForSingleObject(waiting.reply, 0) != WAIT_OBJECT_0; // else it answered, then went
+    SetEvent(waiting.reply);
+}
+
+} // namespace
+
+Reply awaitReply(HANDLE reply, DWORD milliseconds) {
+    Waiting waiting{reply, false};
+    if (WdWaitForEvent(reply, WD_ROLE_NONE, milliseconds, lookForService, &waiting) == WAIT_TIMEOUT)
+        return Reply::TimedOut;
+    return waiting.isServiceGone ? Reply::ServiceGone : Reply::Came;
+}
+
+} // namespace wdlt
+
 CSyncSender::~CSyncSender() {
     for (HANDLE event : {eventHandle, retEventHandle})
         if (event != nullptr)
@@ -16,6 +46,7 @@ void CSyncSender::SetName(const char* baseName) {
     eventName = GlobalObjectName(baseName) + "_WdEvent";
     retEventName = GlobalObjectName(baseName) + "_WdEvent_ret";
     memoryName = name + "_WdMemory"; // the memory puts the prefix before it itself
+    markName = GlobalObjectName(memoryName.c_str());
 }
 
 void* CSyncSender::OpenMemory(std::size_t bytes) {
@@ -43,14 +74,23 @@ bool CSyncSender::openEvent(HANDLE& event, const std::string& eventName) {
     return event != nullptr;
 }
 
-bool CSyncSender::Send(bool pauseAfter) {
-    if (!openEvent(eventHandle, eventName) || !openEvent(retEventHandle, retEventName))
+bool CSyncSender::openEvents() {
+    return openEvent(eventHandle, eventName) && openEvent(retEventHandle, retEventName);
+}
+
+bool CSyncSender::Send(bool pauseAfter, wdlt::ExchangeMarks marks) {
+    if (!openEvents())
         return false;
     // In this order: a reply that came too late for the exchange before must not answer this one.
     ResetEvent(retEventHandle);
+    if (marks.asked != 0)
+        SetMark(marks.asked);
     SetEvent(eventHandle);
     WDLOG_ENTRY("***Waiting response...");
-    const bool answered = WaitForSingleObject(retEventHandle, wdlt::kReplyWaitMs) != WAIT_TIMEOUT;
+    const wdlt::Reply reply = wdlt::awaitReply(retEventHandle, wdlt::kReplyWaitMs);
+    if (marks.asked != 0 && reply != wdlt::Reply::TimedOut)
+        SetMark(marks.answered);
+    const bool answered = reply == wdlt::Reply::Came;
     if (answered)
         WDLOG_ENTRY("***Waiting was successful...");
     else
@@ -58,4 +98,38 @@ bool CSyncSender::Send(bool pauseAfter) {
     if (pauseAfter)
         Sleep(wdlt::kAfterSendPauseMs);
     return answered;
+}
+
+// By its name each time: a sender may have closed the memory, in which others look whether a service runs.
+template <class Use>
+void CSyncSender::useMark(Use&& use) const {
+    HANDLE mapping = OpenFileMappingA(FILE_MAP_ALL_ACCESS, FALSE, markName.c_str());
+    if (mapping == nullptr)
+        return;
+    use(mapping);
+    CloseHandle(mapping);
+}
+
+ULONGLONG CSyncSender::Mark() const {
+    ULONGLONG mark = 0;
+    useMark([&](HANDLE mapping) { mark = WdMappingMark(mapping); });
+    return mark;
+}
+
+void CSyncSender::SetMark(ULONGLONG mark) const {
+    useMark([&](HANDLE mapping) { WdSetMappingMark(mapping, mark); });
+}
+
+void CSyncSender::AwaitLeft(DWORD milliseconds) {
+    if (openEvents())
+        wdlt::awaitReply(retEventHandle, milliseconds);
+}
+
+ULONGLONG CSyncSender::StillLeft(ULONGLONG left) {
+    if (left == 0 || !openEvents())
+        return left;
+    for (HANDLE event : {eventHandle, retEventHandle})
+        if (left != 0 && WaitForSingleObject(event, 0) == WAIT_OBJECT_0)
+            --left;
+    return left;
 }

@@ -1,11 +1,30 @@
 // One exchange with the running service: a record in memory that the service made, an event that tells it so, and an
 // event with which it answers. For one thread and one exchange; the objects are the service's.
+//
+// An asker may die or give up before the answer comes. So that nobody takes that answer for his own, a mark beside the
+// memory says what was left with the service; what it counts is the business of those who share the exchange, and who
+// take turns by a mutex. It goes with the service's memory, whichever askers come and go.
 #pragma once
 
 #include "ShareMemory.h"
 
 #include <cstddef>
 #include <string>
+
+namespace wdlt {
+
+enum class Reply { Came, TimedOut, ServiceGone };
+
+// Waits for the service's reply event. A service that dies takes its handle with it, which a look every 100 ms notices.
+Reply awaitReply(HANDLE reply, DWORD milliseconds);
+
+// What the mark is to say from the request on, and once it is answered; also when nobody is there to answer it.
+struct ExchangeMarks {
+    ULONGLONG asked = 0; // 0: the mark isn't touched
+    ULONGLONG answered = 0;
+};
+
+} // namespace wdlt
 
 class CSyncSender {
   public:
@@ -19,17 +38,30 @@ class CSyncSender {
     // The memory's address, of `bytes` bytes at least; null (logged) when no service is running.
     void* OpenMemory(std::size_t bytes);
     void CloseMemory();
-    // Raises the request and waits for the reply, up to a minute. False without the events, and without a reply in
-    // time. `pauseAfter`: the next exchange must not follow at once.
-    bool Send(bool pauseAfter);
+    // Raises the request and waits for the reply, up to a minute. False without the events, without a reply in time,
+    // and soon after the service has died. `pauseAfter`: the next exchange must not follow at once.
+    bool Send(bool pauseAfter, wdlt::ExchangeMarks marks = {});
+
+    // The mark; 0 when nothing was left with the service, or there is none.
+    ULONGLONG Mark() const;
+    void SetMark(ULONGLONG mark) const;
+    // Waits for the answer to what was left with the service.
+    void AwaitLeft(DWORD milliseconds);
+    // Of `left` questions that were left with the service those that may still be answered, as far as can be told: one
+    // that it never heard is taken back, and one that it has answered meanwhile is over.
+    ULONGLONG StillLeft(ULONGLONG left);
 
   private:
     static bool openEvent(HANDLE& event, const std::string& eventName);
+    bool openEvents();
+    template <class Use>
+    void useMark(Use&& use) const;
 
     std::string name;
     std::string eventName;
     std::string retEventName;
     std::string memoryName;
+    std::string markName; // of the memory, with its prefix
     HANDLE eventHandle = nullptr;
     HANDLE retEventHandle = nullptr;
     CWdShareMemory memory;

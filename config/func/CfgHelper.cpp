@@ -2,7 +2,6 @@
 
 #include "FeatureSwitch.h"
 #include "Mutex.h"
-#include "ObjectName.h"
 #include "SyncSender.h"
 #include "Waits.h"
 #include "WdCommon/DebugLog.h"
@@ -19,12 +18,16 @@ namespace {
 // Scan items that hold a handler on.
 constexpr std::uint32_t kItemsThatNeedTheHandler = 0xFFFF;
 
-// A copy of what stands first in the bytes that were read, and back.
+// Reads, and copies what stands first in the bytes; putBack is the way back. A read of `size` 0 may succeed without a
+// record: -1.
 template <class Record>
-Record recordOf(const CCfgData& cfgData) {
-    Record record{};
+std::int32_t readRecord(CCfgHelper& helper, CCfgData& cfgData, std::uint64_t size, Record& record) {
+    if (const std::int32_t status = helper.Read(cfgData, size, nullptr); status != WDLT_OK)
+        return status;
+    if (cfgData.GetSize() < sizeof record)
+        return WDLT_E_GENERAL;
     std::memcpy(&record, cfgData.GetData(), sizeof record);
-    return record;
+    return WDLT_OK;
 }
 template <class Record>
 void putBack(const Record& record, CCfgData& cfgData) {
@@ -65,11 +68,11 @@ std::int32_t CCfgHelper::IsItemEnabled(std::uint32_t protocol, std::uint32_t sca
 std::int32_t CCfgHelper::EnableScanEngine(std::int32_t enable, std::uint32_t protocol, std::uint32_t scan,
                                           std::uint32_t input) {
     CCfgData cfgData(WDLT_PROTOCOL_SYSTEM + protocol, scan, input, WDLT_CONFIG_DEFAULT);
-    if (const std::int32_t status = Read(cfgData, sizeof(WdchSystemScan), nullptr); status != WDLT_OK) {
+    WdchSystemScan record{};
+    if (const std::int32_t status = readRecord(*this, cfgData, sizeof record, record); status != WDLT_OK) {
         WDLOG_ERROR("Failed to read on CConfigReader: %d", status);
         return status;
     }
-    auto record = recordOf<WdchSystemScan>(cfgData);
     if (agrees(record.enable, enable))
         return WDLT_OK;
     record.enable = enable != 0 ? 1 : 0;
@@ -85,20 +88,21 @@ std::int32_t CCfgHelper::EnableScanEngine(std::int32_t enable, std::uint32_t pro
 
 std::int32_t CCfgHelper::IsScanEngineEnabled(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input) {
     CCfgData cfgData(WDLT_PROTOCOL_SYSTEM + protocol, scan, input, WDLT_CONFIG_DEFAULT);
-    if (const std::int32_t status = Read(cfgData, sizeof(WdchSystemScan), nullptr); status != WDLT_OK) {
+    WdchSystemScan record{};
+    if (const std::int32_t status = readRecord(*this, cfgData, sizeof record, record); status != WDLT_OK) {
         WDLOG_ERROR("Failed to read on ConfigReader: %d", status);
         return 0;
     }
-    return recordOf<WdchSystemScan>(cfgData).enable != 0 ? 1 : 0;
+    return record.enable != 0 ? 1 : 0;
 }
 
 std::int32_t CCfgHelper::EnableProtocolHandler(std::int32_t enable, std::uint32_t protocol) {
     CCfgData cfgData(WDLT_PROTOCOL_SYSTEM + protocol, WDLT_SCAN_NONE, WDLT_CONFIG_DEFAULT);
-    if (const std::int32_t status = Read(cfgData); status != WDLT_OK) {
+    WdchSystemProtocolHandler record{};
+    if (const std::int32_t status = readRecord(*this, cfgData, 0, record); status != WDLT_OK) {
         WDLOG_ERROR("Failed to read on CConfigReaderEx: %d", status);
         return status;
     }
-    auto record = recordOf<WdchSystemProtocolHandler>(cfgData);
     const bool isNeeded = (record.dependentScanEngine & kItemsThatNeedTheHandler) != 0;
     if (agrees(record.enable, enable) || isNeeded != (enable != 0))
         return WDLT_OK;
@@ -115,18 +119,23 @@ std::int32_t CCfgHelper::EnableProtocolHandler(std::int32_t enable, std::uint32_
 
 std::int32_t CCfgHelper::IsProtocolHandlerEnabled(std::uint32_t protocol) {
     CCfgData cfgData(WDLT_PROTOCOL_SYSTEM + protocol, WDLT_SCAN_NONE, WDLT_CONFIG_DEFAULT);
-    if (const std::int32_t status = Read(cfgData); status != WDLT_OK) {
+    WdchSystemProtocolHandler record{};
+    if (const std::int32_t status = readRecord(*this, cfgData, 0, record); status != WDLT_OK) {
         WDLOG_ERROR("Failed to read on CConfigReaderEx: %d", status);
         return 0;
     }
-    return recordOf<WdchSystemProtocolHandler>(cfgData).enable != 0 ? 1 : 0;
+    return record.enable != 0 ? 1 : 0;
 }
 
 // One action at a time in all processes: the memory is the service's only one.
 std::int32_t CCfgHelper::ActionEventSender(const Action& action) {
     const bool needsReply = (action.waitReply & 0xFF) != 0;
-    CWdMutex mutex(CreateMutexA(nullptr, FALSE, GlobalObjectName("wdlt_action_mutex").c_str()));
+    CWdMutex mutex(wdlt::createMutex("wdlt_action_mutex"));
     const WdltSingleLock lock(&mutex);
+    if (!lock.isHeld()) {
+        WDLOG_ERROR("Failed to send in ActionEventSender");
+        return WDLT_E_GENERAL;
+    }
     CSyncSender sender;
     sender.SetName("wdlt_action");
     void* const memory = sender.OpenMemory(sizeof(ActionMemory));
@@ -134,9 +143,11 @@ std::int32_t CCfgHelper::ActionEventSender(const Action& action) {
         WDLOG_TRACE("Failed to open memory in ActionEventSender or Wardlet is not running");
         return needsReply ? WDLT_E_GENERAL : WDLT_OK;
     }
+    // The mark counts the questions whose answers may still come.
+    const ULONGLONG left = sender.StillLeft(sender.Mark());
     const ActionMemory question{-1, action};
     std::memcpy(memory, &question, sizeof question);
-    if (!sender.Send(!needsReply)) {
+    if (!sender.Send(!needsReply, {left + 1, left})) {
         WDLOG_ERROR("Failed to send in ActionEventSender");
         return WDLT_E_GENERAL;
     }
@@ -145,5 +156,9 @@ std::int32_t CCfgHelper::ActionEventSender(const Action& action) {
     sender.CloseMemory();
     if (!needsReply)
         Sleep(wdlt::kAfterSendPauseMs);
+    if (left != 0) {
+        WDLOG_TRACE("The reply in ActionEventSender may be that to an earlier action");
+        return WDLT_E_GENERAL;
+    }
     return reply;
 }

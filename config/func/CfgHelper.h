@@ -48,7 +48,8 @@ class CCfgHelper {
         std::uint32_t action;
         std::uint32_t waitReply; // its lowest byte: whether the reply is needed
     };
-    // The service's reply. Without a running service -1 when a reply is needed, else 0; -1 when none comes in time.
+    // The service's reply. Without a running service -1 when a reply is needed, else 0; -1 when none comes in time, and
+    // when the one that comes may be that to an earlier action, whose asker died or gave up.
     std::int32_t ActionEventSender(const Action& action);
 
   private:

@@ -2,6 +2,7 @@
 
 #include "MachineKey.h"
 #include "ObjectName.h"
+#include "SyncSender.h"
 #include "Waits.h"
 #include "WdCommon/DebugLog.h"
 
@@ -48,7 +49,7 @@ std::int32_t signalDrs() {
     ResetEvent(reply.get());
     SetEvent(request.get());
     WDLOG_ENTRY("***DRS Waiting response (Max 60 sec.)...");
-    if (WaitForSingleObject(reply.get(), kReplyWaitMs) == WAIT_TIMEOUT) {
+    if (awaitReply(reply.get(), kReplyWaitMs) != Reply::Came) {
         WDLOG_ERROR("***DRS Waiting has timeout...");
         return WDLT_E_NO_ANSWER;
     }

@@ -1,7 +1,6 @@
 #include "UrlQuestion.h"
 
 #include "Mutex.h"
-#include "ObjectName.h"
 #include "SecurityAttributes.h"
 #include "ShareMemory.h"
 #include "WdCommon/DebugLog.h"
@@ -30,9 +29,10 @@ constexpr std::uint32_t kIsUrlOnList = 300;
 
 std::optional<bool> askService(CCfgHelper& family, std::uint32_t listType, const WdpeUrlfUrlRecord& url) {
     const DefSecAttr security; // askers of all accounts take turns
-    CWdMutex mutex(
-        CreateMutexA(security.m_pAttributes, FALSE, GlobalObjectName("wdlt_urlfilter_question_mutex").c_str()));
+    CWdMutex mutex(createMutex("wdlt_urlfilter_question_mutex", security.m_pAttributes));
     const WdltSingleLock lock(&mutex);
+    if (!lock.isHeld()) // logged; the memory may be another's
+        return std::nullopt;
     CWdShareMemory memory;
     if (!memory.Create("wdlt_urlfilter_action_data_map", kQuestionBytes, true)) {
         WDLOG_ERROR("CFuncUrlf::IsUrlRecordExists - Failed to create shared memory.");

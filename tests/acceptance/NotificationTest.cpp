@@ -1,5 +1,6 @@
 // What the running service hears of a write, and what a write makes of a service that isn't there, is half there or
 // never answers; the order of the locks on the way.
+#include "Child.h"
 #include "FakeService.h"
 #include "FreshLog.h"
 #include "LoadedLibrary.h"
@@ -21,7 +22,9 @@
 #include <atomic>
 #include <chrono>
 #include <cstring>
+#include <future>
 #include <map>
+#include <pthread.h>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -85,6 +88,9 @@ TEST_F(Notification, NobodyHearsOfRedirects) {
     EXPECT_EQ(writeRedirect(WDLT_CONFIG_REDIRECT_ADD, 0), WDLT_E_INVALID_ARGUMENT);
     EXPECT_EQ(writeRedirect(WDLT_CONFIG_REDIRECT_DELETE, 0), WDLT_OK);
     EXPECT_EQ(writeRedirect(WDLT_CONFIG_REDIRECT_DELETE, 0), WDLT_E_NOT_FOUND);
+    HANDLE const other = CreateSemaphoreA(nullptr, 1, 1, "Global\\wdlt_config_redirect_mutex");
+    EXPECT_EQ(writeRedirect(WDLT_CONFIG_REDIRECT_ADD, 80), WDLT_E_GENERAL); // its mutex can't be had
+    CloseHandle(other);
     EXPECT_THAT(service.heard(), IsEmpty());
     WdchSystemProtocolHandler handler{};
     handler.type = 3;
@@ -164,6 +170,47 @@ TEST_F(Notification, TheLocksAreHeldUntilTheServiceHasAnswered) {
     EXPECT_EQ(WDLT_CALL(library, WdltSalEnable)(1), WDLT_OK);
     EXPECT_EQ(writeItem(WDLT_SCAN_SAL, 1), WDLT_OK); // raw addresses don't take the reader/writer lock
     EXPECT_THAT(free, ElementsAre(std::pair(false, false), std::pair(false, false), std::pair(true, false)));
+    EXPECT_TRUE(isLockFree());
+    EXPECT_TRUE(isMutexFree());
+}
+
+// The memory has room for one notice: the next one waits until the service has read it.
+TEST_F(Notification, AChangeWhoseWriterDiedIsNotOverwritten) {
+    const ServiceObjects objects(kChange, sizeof(Change));
+    Child writer([&] { return writeItem(WDLT_SCAN_SAL, 1); });
+    ASSERT_TRUE(objects.hears());
+    writer.kill();
+    std::thread next([&] { EXPECT_EQ(writeItem(WDLT_SCAN_URL_FILTER, 1), WDLT_OK); });
+    EXPECT_FALSE(objects.hears(3'000));
+    EXPECT_EQ(Change::in(objects.memory()), (Change{10003, WDLT_SCAN_SAL}));
+    objects.reply();
+    EXPECT_TRUE(objects.hears());
+    EXPECT_EQ(Change::in(objects.memory()), (Change{10003, WDLT_SCAN_URL_FILTER}));
+    objects.reply();
+    next.join();
+}
+
+// Neither a cancellation nor an unload takes the code or the locks from a thread that is inside.
+TEST_F(Notification, AThreadInsideIsLeftAlone) {
+    std::atomic<bool> isBack{false};
+    const auto enable = WDLT_CALL(library, WdltSalEnable);
+    pthread_t caller{};
+    std::promise<void> isKnown;
+    const ChangeListener service([&, known = isKnown.get_future().share()](const Change&) {
+        known.wait();
+        pthread_cancel(caller);
+        library.unload();
+        return true;
+    });
+    std::thread thread([&] {
+        caller = pthread_self();
+        isKnown.set_value();
+        isBack = enable(1) == WDLT_OK;
+        pthread_testcancel();
+        isBack = false;
+    });
+    thread.join();
+    EXPECT_TRUE(isBack);
     EXPECT_TRUE(isLockFree());
     EXPECT_TRUE(isMutexFree());
 }
