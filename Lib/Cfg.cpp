@@ -11,6 +11,15 @@
 #include <new>
 #include <utility>
 
+namespace {
+
+// What these lines call input is the config type, as in the lines of the manager.
+int loggedInput(const CCfgData& cfgData) {
+    return static_cast<int>(cfgData.configType & 0xFFFFFFFF);
+}
+
+} // namespace
+
 std::int32_t CCfg::SetInterface(CCfgIF* cfgIF) {
     if (cfgIF == nullptr) {
         WDLOG_ERROR("CfgIF is invalid");
@@ -42,6 +51,8 @@ std::int32_t CCfg::Read(CCfgData& cfgData, std::uint64_t size, const void* initi
         const std::int32_t status = read(nullptr);
         if (status != WDLT_E_BUFFER_SIZE) {
             WDLOG_ERROR("Failed to get sufficient size from WdltReadConfig(): %d", status);
+            if (status == WDLT_OK)
+                cfgData.Free(); // no caller must take the old bytes for what was read
             return status;
         }
     }
@@ -56,7 +67,7 @@ std::int32_t CCfg::Read(CCfgData& cfgData, std::uint64_t size, const void* initi
         std::memcpy(buffer.get(), initial, std::min(initialSize, size));
     if (const std::int32_t status = read(buffer.get()); status != WDLT_OK) {
         WDLOG_ERROR("Failed to read config: err=%d, proto=%d, scan=0x%08x, input=%d, size=%d", status, cfgData.protocol,
-                    cfgData.scan, static_cast<int>(cfgData.input), wdlt::loggedSize(size));
+                    cfgData.scan, loggedInput(cfgData), wdlt::loggedSize(size));
         return status;
     }
     cfgData.TakeData(std::move(buffer), std::min(size, allocated));
@@ -70,7 +81,6 @@ std::int32_t CCfg::Write(const CCfgData& cfgData) {
                                                        cfgData.configType, cfgData.GetData(), cfgData.GetSize());
     if (status != WDLT_OK)
         WDLOG_ERROR("Failed to write config: err=%d, proto=%d, scan=0x%08x, input=%d, size=%d", status,
-                    cfgData.protocol, cfgData.scan, static_cast<int>(cfgData.input),
-                    wdlt::loggedSize(cfgData.GetSize()));
+                    cfgData.protocol, cfgData.scan, loggedInput(cfgData), wdlt::loggedSize(cfgData.GetSize()));
     return status;
 }

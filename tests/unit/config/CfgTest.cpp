@@ -4,6 +4,7 @@
 #include "CfgHelper.h"
 #include "CfgIF.h"
 
+#include "Child.h"
 #include "ExhaustedMemory.h"
 #include "FakeService.h"
 #include "LayerDoubles.h"
@@ -21,6 +22,7 @@
 #include <cstring>
 #include <functional>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -193,7 +195,8 @@ TEST_F(Cfg, AFirstPhaseThatTellsNoSizeEndsTheRead) {
         interface.readCount = 0;
         EXPECT_EQ(cfg.Read(cfgData), status);
         EXPECT_EQ(interface.readCount, 1u);
-        EXPECT_EQ(bytesOf(cfgData), "old");
+        EXPECT_EQ(bytesOf(cfgData), status == WDLT_OK ? "" : "old");
+        ASSERT_EQ(cfgData.SetData("old", 3), WDLT_OK);
         EXPECT_THAT(log.messages(),
                     ElementsAre("!!! Failed to get sufficient size from WdltReadConfig(): " + std::to_string(status)));
     }
@@ -205,9 +208,9 @@ TEST_F(Cfg, AFailedReadLeavesNoData) {
         const char* recordBetween; // what the record becomes between the phases
         const char* line;
     } cases[] = {
-        {WDLT_E_GENERAL, "record", "!!! Failed to read config: err=-1, proto=10001, scan=0x00000040, input=7, size=6"},
-        {WDLT_OK, "has grown", "!!! Failed to read config: err=-2, proto=10001, scan=0x00000040, input=7, size=9"},
-        {WDLT_OK, "less", "!!! Failed to read config: err=-2, proto=10001, scan=0x00000040, input=7, size=4"},
+        {WDLT_E_GENERAL, "record", "!!! Failed to read config: err=-1, proto=10001, scan=0x00000040, input=5, size=6"},
+        {WDLT_OK, "has grown", "!!! Failed to read config: err=-2, proto=10001, scan=0x00000040, input=5, size=9"},
+        {WDLT_OK, "less", "!!! Failed to read config: err=-2, proto=10001, scan=0x00000040, input=5, size=4"},
     };
     for (const auto& c : cases) {
         ASSERT_EQ(cfgData.SetData("old", 3), WDLT_OK);
@@ -246,7 +249,7 @@ TEST_F(Cfg, AWriteHandsAllOn) {
     interface.writeStatus = WDLT_E_REGISTRY;
     EXPECT_EQ(cfg.Write(cfgData), WDLT_E_REGISTRY);
     EXPECT_THAT(log.messages(),
-                ElementsAre("!!! Failed to write config: err=-9, proto=10001, scan=0x00000040, input=7, size=7"));
+                ElementsAre("!!! Failed to write config: err=-9, proto=10001, scan=0x00000040, input=5, size=7"));
 }
 
 class CfgHelper : public testing::Test {
@@ -384,6 +387,8 @@ TEST_F(CfgHelper, ARecordOfAnotherSizeIsNoSwitch) {
     interface.record.assign(1292, '\1');
     EXPECT_EQ(helper.EnableItem(0, 3, 0x20000, 2), WDLT_E_BUFFER_SIZE);
     EXPECT_EQ(helper.IsItemEnabled(3, 0x20000, 2), 0);
+    interface.sizeStatus = WDLT_OK; // a handler's size is asked for first
+    EXPECT_EQ(helper.EnableItem(1, 3, 0, 0), WDLT_E_GENERAL);
     EXPECT_THAT(interface.writes, IsEmpty());
 }
 
@@ -457,6 +462,57 @@ TEST(ActionEvent, AServiceThatDoesNotAnswerFailsEveryQuestion) {
             EXPECT_EQ(log.messages().back(), "!!! Failed to send in ActionEventSender");
         }
     }
+}
+
+// The exchange has room for one, and says not whose answer it is.
+TEST(ActionEvent, AnAnswerThatMayBeAnothersIsNotBelieved) {
+    const auto ask = [] {
+        CCfgHelper helper;
+        return helper.ActionEventSender({3, 4, 300, 1});
+    };
+    const struct {
+        bool isKilled; // else it gives up
+        bool isHeard;
+    } cases[] = {{true, true}, {false, true}, {false, false}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.isKilled << c.isHeard);
+        const ServiceObjects objects("wdlt_action", sizeof(Words));
+        const auto answer = [&] {
+            std::memset(objects.memory(), 0, sizeof(std::int32_t));
+            objects.reply();
+        };
+        const auto askedAndAnswered = [&] {
+            std::thread service([&] {
+                EXPECT_TRUE(objects.hears());
+                answer();
+            });
+            const std::int32_t status = ask();
+            service.join();
+            return status;
+        };
+        {
+            const TimeScale scale(c.isKilled ? "1" : "0.0005");
+            Child first([&] { return ask() == WDLT_E_GENERAL ? 0 : 1; });
+            EXPECT_TRUE(!c.isHeard || objects.hears());
+            EXPECT_EQ(c.isKilled ? first.kill() : first.wait(), c.isKilled ? Child::kSignal + SIGKILL : 0);
+        }
+        if (c.isHeard) {
+            EXPECT_EQ(askedAndAnswered(), WDLT_E_GENERAL); // by the answer to the first
+            answer();                                      // its own, when nobody waits
+        }
+        EXPECT_EQ(askedAndAnswered(), 0);
+    }
+}
+
+TEST(ActionEvent, WithoutItsMutexNothingIsAsked) {
+    HANDLE const other = CreateSemaphoreA(nullptr, 1, 1, kActionMutex);
+    const ServiceObjects objects("wdlt_action", sizeof(Words));
+    const LogFile log;
+    CCfgHelper helper;
+    EXPECT_EQ(helper.ActionEventSender({3, 4, 300, 0}), WDLT_E_GENERAL);
+    EXPECT_THAT(log.messages(), testing::Contains("!!! Failed to create mutex wdlt_action_mutex: 6"));
+    EXPECT_FALSE(objects.hears(0));
+    CloseHandle(other);
 }
 
 TEST(ActionEvent, AMemoryThatIsTooSmallIsNoService) {
