@@ -3,19 +3,32 @@
 #include "LastError.h"
 #include "ProcessState.h"
 #include "RegistryStore.h"
+#include "ThreadEnd.h"
 
 #include <platform/registry_batch.h>
 
 #include <algorithm>
-#include <optional>
+#include <array>
+#include <cstddef>
+#include <memory>
+#include <new>
 
 namespace wd {
 
 namespace {
 
-// Asked by every call of the registry, so without the check for a first use that the owner below costs.
+// The calling thread's, in the place below. It ends with the thread.
 constinit thread_local Batch* currentBatch = nullptr;
-thread_local std::optional<Batch> ownedBatch; // ends with its thread
+alignas(Batch) constinit thread_local std::array<std::byte, sizeof(Batch)> batchPlace{};
+
+void endBatch() {
+    if (currentBatch != nullptr)
+        std::destroy_at(currentBatch);
+}
+
+__attribute__((constructor)) void watchThreadEnds() {
+    setAtThreadEnd(AtThreadEnd::Batch, endBatch);
+}
 
 } // namespace
 
@@ -28,7 +41,8 @@ void Batch::begin(DWORD mode) {
         ++currentBatch->m_depth;
         return;
     }
-    currentBatch = &ownedBatch.emplace(mode);
+    watchThreadEnd(); // without memory for that a thread that ends in a batch leaves it to the process's end
+    currentBatch = ::new (batchPlace.data()) Batch(mode);
 }
 
 LONG Batch::end() {
@@ -37,7 +51,7 @@ LONG Batch::end() {
     if (--currentBatch->m_depth > 0)
         return currentBatch->m_error;
     const LONG error = currentBatch->finish();
-    ownedBatch.reset();
+    endBatch();
     return error;
 }
 
@@ -47,7 +61,7 @@ void Batch::abandon() {
     currentBatch->dropIfInherited();
     currentBatch->discard(ERROR_OPERATION_ABORTED);
     if (--currentBatch->m_depth == 0)
-        ownedBatch.reset();
+        endBatch();
 }
 
 // A thread that ends inside a batch has not ended the batch: nothing of it is kept.

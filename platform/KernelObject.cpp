@@ -278,6 +278,7 @@ KernelObject* openPrivate(const ObjectPlan& plan, DWORD& error) {
 
 void beginOwnHandles() {
     ++ownHandles;
+    watchThreadEnd(); // now, when it holds nothing; without memory the first wait says so
 }
 
 void endOwnHandles() {

@@ -6,7 +6,6 @@
 #include <atomic>
 #include <csignal>
 #include <cstdint>
-#include <mutex>
 #include <sys/mman.h>
 
 namespace wd {
@@ -71,8 +70,9 @@ void watch() {
 } // namespace
 
 const std::atomic<bool>* guardPages(void* address, std::size_t size) {
-    static constinit std::once_flag watched;
-    std::call_once(watched, watch);
+    static constinit std::atomic<bool> watched{false};
+    if (!watched.exchange(true)) // nobody waits for another thread here, which a fork could cut off
+        watch();
     for (Range& range : ranges) {
         std::uintptr_t unused = 0;
         if (!range.begin.compare_exchange_strong(unused, number(address), std::memory_order_relaxed))

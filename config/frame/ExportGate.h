@@ -1,10 +1,12 @@
 // The way in for every export. It is shut while the library isn't attached: where no loader could refuse the load, an
 // attach that failed is tried again by a later call, since what stopped it may have passed (no memory, a full disk, too
 // many processes). Nobody is counted in or out: the library is never unmapped, and nothing that an export uses is taken
-// down. A thread inside can't be cancelled, since locks that all processes share would stay with it.
+// down. A thread inside can't be cancelled, since locks that all processes share would stay with it; and what it opens
+// there is its own, so that a child that another thread forks doesn't keep its presence up.
 #pragma once
 
 #include <platform/cancellation.h>
+#include <platform/robust.h>
 #include <platform/win32.h>
 
 #include <atomic>
@@ -47,9 +49,12 @@ extern constinit ExportGate g_exportGate;
 // One call of an export: false when the library isn't attached.
 class ExportCall {
   public:
-    ExportCall() : m_inside(g_exportGate.enter()) {}
+    ExportCall() : m_inside(g_exportGate.enter()) { WdBeginOwnHandles(); }
     // A thread whose type is asynchronous ends here when it was cancelled inside.
-    ~ExportCall() noexcept(false) { WdRestoreCancellation(m_cancellation); }
+    ~ExportCall() noexcept(false) {
+        WdEndOwnHandles();
+        WdRestoreCancellation(m_cancellation);
+    }
     ExportCall(const ExportCall&) = delete;
     ExportCall& operator=(const ExportCall&) = delete;
 
