@@ -168,6 +168,9 @@ LONG giveValue(const RecordValue& value, DWORD* type, BYTE* data, DWORD* size) {
     if (bytes.size() > room)
         return ERROR_MORE_DATA;
     std::memcpy(data, bytes.data(), bytes.size());
+    // No data, and what older builds stored; the size doesn't count it.
+    if (lacksTerminator<Text>(value.type, bytes) && room - bytes.size() >= sizeof(typename Text::Char))
+        std::memset(data + bytes.size(), 0, sizeof(typename Text::Char));
     return ERROR_SUCCESS;
 }
 
@@ -268,11 +271,10 @@ LONG setValue(HKEY key, const typename Text::Char* name, DWORD reserved, DWORD t
     const KeyUse use(key);
     if (const LONG error = use.require(KEY_SET_VALUE))
         return failWrite(error);
-    const RecordValue value{valueName.folded(),
-                            valueName.written(),
-                            type,
-                            storedForm<Text>(type),
-                            {reinterpret_cast<const char*>(data), size}};
+    std::string storage;
+    const std::string_view bytes(reinterpret_cast<const char*>(data), size);
+    const RecordValue value{valueName.folded(), valueName.written(), type, storedForm<Text>(type),
+                            storedData<Text>(type, bytes, storage)};
     return fail(use.store().write(std::make_shared<SetValueChange>(use.reference(), value)));
 }
 

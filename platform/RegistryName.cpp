@@ -34,8 +34,10 @@ void foldAscii(std::string_view text, char* target) {
     }
 }
 
-bool fitsLimits(std::u16string_view name) {
-    return name.size() <= kMaxNameUnits && codePageFromWide(name).size() <= kMaxNameBytes;
+// Of either form: an ASCII name has as many bytes as units.
+template <typename View>
+bool fitsLimits(View name) {
+    return name.size() <= kMaxNameUnits;
 }
 
 std::u16string_view terminated(LPCWSTR text) {
@@ -129,11 +131,9 @@ std::string narrowName(std::string_view coded) {
 
 DWORD ValueName::set(LPCSTR name) {
     const std::string_view text = name == nullptr ? std::string_view() : std::string_view(name);
-    if (text.size() > kMaxNameBytes)
-        return ERROR_INVALID_PARAMETER;
     if (!isAscii(text))
         return setUnits(wideFromCodePage(text));
-    if (text.size() > kMaxNameUnits)
+    if (!fitsLimits(text))
         return ERROR_INVALID_PARAMETER;
     foldAscii(text, m_folded.extend(text.size()));
     m_written = text;
@@ -161,7 +161,7 @@ DWORD KeyPath::append(LPCSTR subKey) {
         return appendUnits(wideFromCodePage(text));
     if (text.size() > 1 && text.back() == kSeparator)
         text.remove_suffix(1);
-    if (const DWORD error = checkComponents(text, [](std::string_view name) { return name.size() <= kMaxNameUnits; }))
+    if (const DWORD error = checkComponents(text, fitsLimits<std::string_view>))
         return error;
     if (m_folded.size() + text.size() >= kMaxPathBytes)
         return ERROR_INVALID_PARAMETER;
@@ -180,7 +180,7 @@ DWORD KeyPath::append(LPCWSTR subKey) {
 DWORD KeyPath::appendUnits(std::u16string_view units) {
     if (units.size() > 1 && units.back() == kSeparator)
         units.remove_suffix(1);
-    if (const DWORD error = checkComponents(units, fitsLimits))
+    if (const DWORD error = checkComponents(units, fitsLimits<std::u16string_view>))
         return error;
     const std::string folded = foldCoded(units);
     if (m_folded.size() + folded.size() >= kMaxPathBytes)

@@ -14,10 +14,8 @@
 
 namespace wd {
 
-inline constexpr std::size_t kMaxNameUnits = 255;                    // of a component or a value's name
-inline constexpr std::size_t kMaxNameBytes = 511;                    // of the same in the system code page
-inline constexpr std::size_t kMaxCodedNameBytes = kMaxNameUnits * 3; // of the same as coded here
-inline constexpr std::size_t kMaxPathBytes = 32767;                  // of a folded path as coded here
+inline constexpr std::size_t kMaxNameUnits = 255;   // of a component or a value's name
+inline constexpr std::size_t kMaxPathBytes = 32767; // of a folded path as coded here
 
 // Whether every byte is below 0x80; such a text is the same bytes in the code page and as coded here.
 bool isAscii(std::string_view text);

@@ -37,6 +37,25 @@ constexpr Form storedForm(DWORD type) {
     return isTextType(type) ? Text::kForm : Form::Bytes;
 }
 
+// Whether data of a type is a text without an end. A wide one with half a unit too much is no text.
+template <typename Text>
+bool lacksTerminator(DWORD type, std::string_view bytes) {
+    constexpr std::size_t kUnit = sizeof(typename Text::Char);
+    if (!isTextType(type) || bytes.size() % kUnit != 0)
+        return false;
+    return bytes.empty() || bytes.substr(bytes.size() - kUnit).find_first_not_of('\0') != std::string_view::npos;
+}
+
+// Data as it is stored: a text has its terminator, also where the caller's size leaves it out. No data stays none.
+template <typename Text>
+std::string_view storedData(DWORD type, std::string_view bytes, std::string& storage) {
+    if (bytes.empty() || !lacksTerminator<Text>(type, bytes))
+        return bytes;
+    storage.reserve(bytes.size() + sizeof(typename Text::Char));
+    storage.append(bytes).append(sizeof(typename Text::Char), '\0');
+    return storage;
+}
+
 // A value's data in the form of the call; converted in `storage` only when it was written in the other one.
 template <typename Text>
 std::string_view dataInForm(const RecordValue& value, std::string& storage) {

@@ -18,8 +18,8 @@ namespace {
 
 constexpr std::string_view kBasePath = "SOFTWARE\\Halvermoor\\PLK\\Wardlet";
 constexpr const char* kHandlers = "ProtocolHandler";
-constexpr DWORD kScanFolderSize = 11; // a handler's `Scan` text with its terminator
-constexpr std::size_t kKeyNameSize = 512;
+constexpr DWORD kScanFolderSize = 11;             // a handler's `Scan` text with its terminator
+constexpr std::size_t kKeyNameSize = 255 * 3 + 1; // the longest name in any code page
 constexpr std::size_t kWideNameSize = MAX_PATH;
 
 std::int32_t statusOf(LONG error) {

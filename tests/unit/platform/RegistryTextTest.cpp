@@ -13,6 +13,7 @@
 namespace {
 
 using namespace std::string_literals;
+using namespace std::string_view_literals;
 
 std::string bytesOf(std::u16string_view units) {
     return {reinterpret_cast<const char*>(units.data()), units.size() * sizeof(char16_t)};
@@ -41,7 +42,6 @@ TEST(RegistryText, EachFormComesBackByteForByteAndConvertsToTheOther) {
         std::u16string wide;
     } cases[] = {
         {"plain", REG_SZ, "abc\0"s, u"abc\0"s},
-        {"without terminator", REG_SZ, "abc"s, u"abc"s},
         {"empty", REG_SZ, ""s, u""s},
         {"beyond ASCII", REG_EXPAND_SZ, "\u00e4\u20ac\U0001F600\0"s, u"\u00e4\u20ac\U0001F600\0"s},
         {"list", REG_MULTI_SZ, "a\0\u00e4\0\0"s, u"a\0\u00e4\0\0"s},
@@ -66,11 +66,31 @@ TEST(RegistryText, WideTextOfAnyUnitsAndOfOddSizeIsKept) {
     const TestKey key = TestKey::create("Odd");
     const std::string loneSurrogates = bytesOf(u"\xd800x\xdfff\xdc41");
     ASSERT_EQ(setWide(key.get(), WTEXT("s"), REG_SZ, loneSurrogates), 0);
-    EXPECT_EQ(wideBytes(key.get(), WTEXT("s")), loneSurrogates);
+    EXPECT_EQ(wideBytes(key.get(), WTEXT("s")), loneSurrogates + std::string(2, '\0'));
     const std::string odd = bytesOf(u"ab") + "c";
     ASSERT_EQ(setWide(key.get(), WTEXT("o"), REG_SZ, odd), 0);
     EXPECT_EQ(wideBytes(key.get(), WTEXT("o")), odd);
     EXPECT_EQ(key.bytes("o"), "ab");
+    char narrow[] = "####"; // a reader that relies on the end finds one where there is room, and no size that counts it
+    for (DWORD room : {2, 3}) {
+        DWORD size = room;
+        EXPECT_EQ(RegQueryValueExA(key.get(), "o", nullptr, nullptr, reinterpret_cast<BYTE*>(narrow), &size), 0);
+        EXPECT_EQ(size, 2u);
+        EXPECT_EQ(std::string_view(narrow, 4), room == 2 ? "ab##"sv : "ab\0#"sv);
+    }
+}
+
+// With sizes that leave the terminator out, or the caller's bytes behind them unread.
+TEST(RegistryText, ATextIsStoredWithItsTerminator) {
+    const TestKey key = TestKey::create("End");
+    for (const DWORD type : {REG_SZ, REG_EXPAND_SZ, REG_MULTI_SZ}) {
+        for (const std::string& text : {"abc"s, "abc\0"s}) {
+            ASSERT_EQ(key.setBytes("n", text, type), 0);
+            EXPECT_EQ(key.bytes("n"), "abc\0"s) << type;
+        }
+        ASSERT_EQ(setWide(key.get(), WTEXT("w"), type, bytesOf(u"abc")), 0);
+        EXPECT_EQ(wideBytes(key.get(), WTEXT("w")), bytesOf(u"abc\0"s)) << type;
+    }
 }
 
 TEST(RegistryText, SizesCountTheFormOfTheCall) {
@@ -94,7 +114,7 @@ TEST(RegistryText, NamesAreTheSameInBothForms) {
     const TestKey key(handle);
     EXPECT_TRUE(TestKey::open("BJ\u00d6RK\\\U0001F600"));
     ASSERT_EQ(setWide(key.get(), WTEXT("Stra\u00dfe"), REG_SZ, bytesOf(u"x")), 0);
-    EXPECT_EQ(key.bytes("stra\u00dfe"), "x");
+    EXPECT_EQ(key.bytes("stra\u00dfe"), "x\0"s);
 
     const TestKey parent = TestKey::open("Bj\u00f6rk", KEY_ALL_ACCESS);
     char narrow[8];
@@ -118,7 +138,7 @@ TEST(RegistryText, NamesAreTheSameInBothForms) {
     DWORD type = 0;
     ASSERT_EQ(RegEnumValueW(key.get(), 0, valueName, &length, nullptr, &type, data, &size), 0);
     EXPECT_EQ(std::u16string(valueName), u"Stra\u00dfe");
-    EXPECT_EQ(size, 2u);
+    EXPECT_EQ(size, 4u);
 }
 
 // Names of bytes that aren't valid in the code page: stored, listed and found again as they are.
