@@ -22,11 +22,6 @@ void carryOut(const RegKey& key) {
     }
 }
 
-/* Has the open batch discard all: the layer has no call for that, but a write that it must refuse does it. */
-void giveUpBatch() {
-    RegDeleteKeyW(HKEY_LOCAL_MACHINE, u"\\"); // NOLINT(performance-no-int-to-ptr): a handle by its number
-}
-
 } // namespace
 
 void importDocument(const RegDocument& document) {
@@ -36,7 +31,7 @@ void importDocument(const RegDocument& document) {
             carryOut(key);
     } catch (...) {
         // What failed may have been a read, which by itself would let the batch keep the writes before it.
-        giveUpBatch();
+        batch.abandon();
         throw;
     }
     if (const LONG error = batch.end())

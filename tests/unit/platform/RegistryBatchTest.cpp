@@ -82,6 +82,21 @@ TEST(RegistryBatch, AllOrNothingDiscardsAll) {
     EXPECT_EQ(key.number("w"), 3u);
 }
 
+TEST(RegistryBatch, AnAbandonedOneKeepsNothing) {
+    constexpr auto kAborted = static_cast<LONG>(ERROR_OPERATION_ABORTED);
+    const TestKey key = TestKey::create("Abandoned");
+    RegistryBatch outer;
+    EXPECT_EQ(key.set("v", 1), 0);
+    {
+        RegistryBatch inner;
+        inner.abandon();
+    }
+    EXPECT_EQ(key.set("v", 2), kAborted);
+    EXPECT_EQ(outer.end(), kAborted);
+    EXPECT_EQ(key.number("v"), std::nullopt);
+    EXPECT_EQ(key.set("v", 3), 0);
+}
+
 TEST(RegistryBatch, AnInnerOneJoinsTheOuter) {
     const TestKey key = TestKey::create("Nested");
     RegistryBatch outer;
