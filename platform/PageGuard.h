@@ -1,7 +1,8 @@
 // Against strangers who cut short a file that this process has mapped: the system ends a process with SIGBUS that
 // touches a page behind the file's end. Inside guarded memory such a page becomes an empty one of this process alone,
 // and the call goes on with what stands there, as it does with any other nonsense in shared memory. Elsewhere the
-// signal does what it did before. A program that sets its own handler later is without this guard.
+// signal does what it did before. The handler is set by the first guardPages; a program that sets its own later is
+// without this guard.
 #pragma once
 
 #include <atomic>
