@@ -39,6 +39,8 @@ class Transaction {
     bool erase(std::string_view path);
 
     int failure() const { return m_failure; }
+    // Whether nothing has failed, what was read of found records included.
+    bool isSound() { return note(0); }
     bool isRunning() const { return m_environment != nullptr; }
     // Ends it, unless it has ended, without a commit.
     void end();

@@ -168,12 +168,11 @@ void NamespaceGuard::endOpening() {
 }
 
 int EngineTurn::take(const NamespaceGuard& guard) {
-    m_threads.lock();
-    if (lockByte(guard.file(), m_byte, F_WRLCK, F_OFD_SETLKW))
-        return 0;
-    const int error = errno;
-    m_threads.unlock();
-    return error;
+    std::unique_lock threads(m_threads);
+    if (!lockByte(guard.file(), m_byte, F_WRLCK, F_OFD_SETLKW))
+        return errno;
+    threads.release();
+    return 0;
 }
 
 void EngineTurn::give(const NamespaceGuard& guard) {

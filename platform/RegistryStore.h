@@ -27,7 +27,7 @@ class RegistryStore {
             return environment().read(std::forward<Body>(body));
         for (;;) {
             const LONG result = body(*transaction);
-            if (transaction->failure() == 0)
+            if (transaction->isSound())
                 return result;
             if (const LONG error = batch->repair())
                 return error;

@@ -1,9 +1,12 @@
 // The registry under many processes at once: whole values, forks at any moment, processes killed at any moment, races
 // for a new home, other process-id namespaces, a full table of readers.
 #include <Child.h>
+#include <LoadedLibrary.h>
 #include <Sanitizers.h>
 #include <TestHome.h>
 #include <TestKey.h>
+#include <wdltcfg/records.h>
+#include <wdltcfg/wdltcfg.h>
 
 #include <gtest/gtest.h>
 #include <lmdb.h>
@@ -13,7 +16,9 @@
 #include <platform/win32.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
@@ -132,9 +137,11 @@ TEST(RegistryProcess, ForksInTheMiddleOfOtherThreadsCalls) {
     EXPECT_EQ(wrong, 0);
 }
 
+// Nor does a child of it that outlives it and never calls in.
 TEST(RegistryProcess, AWriterKilledInsideItsBatchLeavesNothingOfIt) {
     const TestKey key = TestKey::create("Victim");
     ASSERT_EQ(key.set("v", 1), 0);
+    const Shared<pid_t> survivor;
     for (int round = 0; round < 20; ++round) {
         const Pipe written;
         Child child([&]() -> int {
@@ -142,7 +149,9 @@ TEST(RegistryProcess, AWriterKilledInsideItsBatchLeavesNothingOfIt) {
             RegistryBatch batch;
             own.set("v", 2);
             TestKey::create("Half\\Made", own.get());
-            written.signal();
+            *survivor = fork();
+            if (*survivor != 0)
+                written.signal();
             for (;;)
                 pause();
         });
@@ -150,43 +159,91 @@ TEST(RegistryProcess, AWriterKilledInsideItsBatchLeavesNothingOfIt) {
         child.kill();
         EXPECT_EQ(key.number("v"), 1u);
         EXPECT_FALSE(TestKey::open("Victim\\Half"));
+        alarm(10);
         EXPECT_EQ(key.set("round", static_cast<DWORD>(round)), 0);
+        alarm(0);
+        kill(*survivor, SIGKILL);
     }
 }
 
-// Workers write pairs in batches, make and delete trees, and read what others do; one after the other is killed at a
-// random instant, and what is left must be whole for all.
+// Workers write pairs in batches, make and delete trees, and read what others do, and others write through the tool and
+// the library beside them; one after the other is killed at a random instant, what is left must be whole for all, and
+// nobody who lives may stand still.
 class KillTest {
   public:
     explicit KillTest(unsigned seed) : m_random(seed) {}
 
     void run(unsigned kills) {
         for (unsigned i = 0; i < kWorkers; ++i)
-            m_workers.push_back(start());
+            m_workers.push_back(start(i));
         for (unsigned i = 0; i < kills && !testing::Test::HasFailure(); ++i) {
             const struct timespec pause { 0, static_cast<long>(m_random() % 6'000'000) };
             nanosleep(&pause, nullptr);
-            Child& victim = m_workers[m_random() % kWorkers];
-            EXPECT_EQ(victim.kill(), kKilled) << "a worker found something wrong before kill " << i;
+            checkThatAllGoOn(i);
+            const unsigned victim = m_random() % kWorkers;
+            EXPECT_EQ(m_workers[victim].kill(), kKilled) << "a worker found something wrong before kill " << i;
             check(i);
-            victim = start();
+            m_workers[victim] = start(victim);
         }
         for (Child& worker : m_workers)
             EXPECT_EQ(worker.kill(), kKilled);
     }
 
   private:
-    static constexpr unsigned kWorkers = 4;
-    static constexpr int kKilled = 1000 + SIGKILL;
+    using Clock = std::chrono::steady_clock;
 
-    Child start() {
+    static constexpr unsigned kWorkers = 6;
+    static constexpr int kKilled = 1000 + SIGKILL;
+    static constexpr std::chrono::seconds kLongestStand{kThreadsMayFork ? 1 : 10}; // sanitizers start a tool slowly
+
+    Child start(unsigned worker) {
         const auto seed = static_cast<unsigned>(m_random());
-        return Child([seed] { return work(seed); });
+        m_moved[worker] = Clock::now();
+        return Child([this, worker, seed] {
+            std::atomic<unsigned>& rounds = (*m_rounds)[worker];
+            switch (worker) {
+            case 0:
+                return useTool(rounds);
+            case 1:
+            case 2:
+                return useLibrary(worker == 1, rounds);
+            default:
+                return work(seed, rounds);
+            }
+        });
     }
 
-    static int work(unsigned seed) {
+    static int useTool(std::atomic<unsigned>& rounds) {
+        for (;; ++rounds)
+            if (Child::run(
+                    {WDLT_REGISTRY_TOOL, "set", "HKEY_LOCAL_MACHINE\\Tool", "n", "dword", std::to_string(rounds)})
+                    .wait() != 0)
+                return 14;
+    }
+
+    // What its calls return isn't asked: they may meet the locks of those who were killed.
+    static int useLibrary(bool rules, std::atomic<unsigned>& rounds) {
+        const LoadedLibrary library;
+        WdchSystemData record{};
+        std::uint64_t size = sizeof record;
+        WDLT_CALL(library, WdltReadConfig)(10000, 0, 0, &record, &size);
+        for (;; ++rounds) {
+            WdltDrsWhiteListItem rule{};
+            rule.Index = 1 + rounds % 4;
+            rule.RuleName[0] = static_cast<wdlt_wchar>('a' + rule.Index);
+            record.proxyPort = static_cast<std::uint16_t>(rounds);
+            if (!rules)
+                WDLT_CALL(library, WdltWriteConfig)(10000, 0, 0, &record, size);
+            else if (rounds % 8 < 4)
+                WDLT_CALL(library, WdltAddDRSWhiteListItem)(&rule);
+            else
+                WDLT_CALL(library, WdltDeleteDRSWhiteListItem)(rule.Index);
+        }
+    }
+
+    static int work(unsigned seed, std::atomic<unsigned>& rounds) {
         std::mt19937 random(seed);
-        for (;;) {
+        for (;; ++rounds) {
             const TestKey key = TestKey::create("Pair");
             const auto number = static_cast<DWORD>(random());
             if (!key)
@@ -217,6 +274,18 @@ class KillTest {
         return key.number("a") == key.number("b") && text && isWhole(*text);
     }
 
+    // Where this process itself didn't get to run, the others aren't to blame.
+    void checkThatAllGoOn(unsigned kill) {
+        const auto now = Clock::now();
+        const auto missed = now - std::exchange(m_looked, now);
+        for (unsigned i = 0; i < kWorkers; ++i) {
+            const unsigned rounds = (*m_rounds)[i];
+            if (std::exchange(m_seen[i], rounds) != rounds || missed > std::chrono::milliseconds(200))
+                m_moved[i] = now;
+            EXPECT_LT(now - m_moved[i], kLongestStand) << "worker " << i << " stands still, kill " << kill;
+        }
+    }
+
     void check(unsigned kill) {
         const TestKey pair = TestKey::open("Pair");
         m_isWritten = m_isWritten || (pair && pair.number("a"));
@@ -240,6 +309,10 @@ class KillTest {
 
     std::mt19937 m_random;
     std::vector<Child> m_workers;
+    Shared<std::array<std::atomic<unsigned>, kWorkers>> m_rounds;
+    std::array<unsigned, kWorkers> m_seen{};
+    std::array<Clock::time_point, kWorkers> m_moved{};
+    Clock::time_point m_looked = Clock::now();
     bool m_isWritten = false; // a pair was there once, and must be from then on
 };
 

@@ -28,6 +28,7 @@
 namespace {
 
 namespace fs = std::filesystem;
+using namespace std::string_literals;
 
 // Runs something in a process of its own and gives its exit status; a signal is 1000 and its number.
 int inChild(const std::function<int()>& body) {
@@ -271,6 +272,31 @@ TEST_F(RegistryFault, ADataFileMadeShorterFailsTheCallAndLaterOnesLookAnew) {
             });
             EXPECT_EQ(status, 0) << call << ' ' << length;
         }
+}
+
+// Something printed into it, say. Its users go on; a new one is told what is wrong, and the next first one mends it.
+TEST_F(RegistryFault, ANamespaceFileWithOtherContentIsToldAsThat) {
+    ASSERT_EQ(TestKey::create("Key").set("v", 1), 0);
+    for (const std::string& content : {""s, "4:5"s, "other text\n"s, std::string(5000, '7')}) {
+        std::ofstream(registry("namespace"), std::ios::binary) << content;
+        EXPECT_EQ(inChild([] { return openError("Key") == static_cast<LONG>(ERROR_INVALID_DATA) ? 0 : 1; }), 0)
+            << content.size();
+    }
+    EXPECT_EQ(TestKey::open("Key").number("v"), 1u);
+}
+
+TEST_F(RegistryFault, NoDescriptorThatIsKeptIsAStandardOne) {
+    EXPECT_EQ(inChild([] {
+                  for (int file : {0, 1, 2})
+                      close(file);
+                  if (TestKey::create("Key").set("v", 1) != 0)
+                      return 1;
+                  for (int file : {0, 1, 2})
+                      if (fcntl(file, F_GETFD) != -1)
+                          return 2;
+                  return 0;
+              }),
+              0);
 }
 
 // A data file that disappears under running users is not made anew beside them.
