@@ -73,7 +73,7 @@ DWORD hexDigit(char16_t unit) {
 }
 
 /* Walks the text once; m_position never passes its end, where at() gives 0 (a zero in the text itself is refused
- * first). */
+   first). */
 class Parser {
   public:
     explicit Parser(std::u16string_view text) : m_text(text) {}

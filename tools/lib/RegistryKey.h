@@ -1,6 +1,5 @@
 /* An open registry key, closed with its object, and the plain operations on keys by path. Failures are LayerErrors that
-   name the key. Names and texts go through the wide calls, so that no code page stands between the tools and the tree.
- */
+   name the key. Names and texts go through the wide calls, so that no code page stands between tools and tree. */
 #pragma once
 
 #include "RegText.h"
