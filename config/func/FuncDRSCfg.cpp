@@ -110,6 +110,14 @@ LONG nameAt(const OpenKey& key, DWORD position, std::span<WCHAR> name) {
     return RegEnumKeyExW(key.get(), position, name.data(), &length, nullptr, nullptr, nullptr, nullptr);
 }
 
+// Whether an enumeration has come to its end, and not to a failure, which gets the operation's line.
+bool isEnd(LONG error, const char* operation) {
+    if (static_cast<DWORD>(error) == ERROR_NO_MORE_ITEMS)
+        return true;
+    WDLOG_ERROR("CFuncDRSCfg::%s: Cannot enumerate whitelist key (lRet=%d)", operation, error);
+    return false;
+}
+
 // The field stays empty when the value can't be read.
 template <std::size_t Size>
 LONG readText(const OpenKey& rule, const WCHAR* name, WCHAR (&field)[Size], DWORD& bytes) {
@@ -191,27 +199,34 @@ void deletionFailed(const WCHAR* rule) {
     WDLOG_ERROR("CFuncDRSCfg::DeleteWhiteListItem: delete %ws failed.", rule);
 }
 
-// In one transaction: the list is whole or empty to those who look. A rule that can't be deleted is stepped over.
-void deleteAll(const OpenKey& list) {
+// In one transaction: the list is whole or empty to those who look. A rule that can't be deleted is stepped over. False
+// when the rules can't be gone through, or what was deleted can't be put on disk.
+bool deleteAll(const OpenKey& list) {
     std::vector<std::u16string> deleted;
     std::vector<std::u16string> left;
     RegistryBatch batch;
     std::array<WCHAR, kKeyNameSize> name{};
-    for (DWORD position = 0; nameAt(list, position, name) == 0;) {
+    DWORD position = 0;
+    LONG error = nameAt(list, position, name);
+    for (; error == 0; error = nameAt(list, position, name)) {
         const bool isDeleted = deleteTree(list.get(), name.data()) == 0;
         (isDeleted ? deleted : left).emplace_back(name.data());
         position += isDeleted ? 0 : 1;
     }
-    if (batch.end() != 0)
+    const bool isLost = batch.end() != 0 && !deleted.empty();
+    if (isLost)
         left.insert(left.end(), deleted.begin(), deleted.end());
     for (const std::u16string& rule : left)
         deletionFailed(rule.c_str());
+    return isEnd(error, "DeleteWhiteListItem") && !isLost;
 }
 
 // The first of that index; none is no failure.
 bool deleteOne(const OpenKey& list, std::uint32_t index) {
     std::array<WCHAR, kKeyNameSize> name{};
-    for (DWORD position = 0; nameAt(list, position, name) == 0; ++position) {
+    DWORD position = 0;
+    LONG error = nameAt(list, position, name);
+    for (; error == 0; error = nameAt(list, ++position, name)) {
         {
             OpenKey rule;
             if (RegOpenKeyExW(list.get(), name.data(), 0, KEY_READ, rule.out()) != 0 ||
@@ -223,7 +238,7 @@ bool deleteOne(const OpenKey& list, std::uint32_t index) {
         deletionFailed(name.data());
         return false;
     }
-    return true;
+    return isEnd(error, "DeleteWhiteListItem");
 }
 
 // Every value is written, whatever became of the one before it; a rule that is half there stays.
@@ -336,7 +351,7 @@ std::int32_t CFuncDRSCfg::IsWhiteListEnabled() {
 std::int32_t CFuncDRSCfg::GetAllWhiteListItem(WdltDrsWhiteListItem* pItems, std::int32_t* pCount) {
     const CallLines lines = linesOf("GetAllWhiteListItem");
     if (pCount == nullptr)
-        return WDLT_E_INVALID_ARGUMENT;
+        return lines.withoutCount();
     OpenKey list;
     if (const LONG error = RegOpenKeyExW(HKEY_LOCAL_MACHINE, kWhiteListKey, 0, KEY_READ, list.out())) {
         if (!isMissing(error)) {
@@ -353,8 +368,11 @@ std::int32_t CFuncDRSCfg::GetAllWhiteListItem(WdltDrsWhiteListItem* pItems, std:
         WdltDrsWhiteListItem item{};
         const LONG error = nameAt(list, at, item.RuleName);
         const bool isTooLong = static_cast<DWORD>(error) == ERROR_MORE_DATA; // a key, but none that a rule can have
-        if (error != 0 && !isTooLong)
+        if (error != 0 && !isTooLong) {
+            if (!isEnd(error, "GetAllWhiteListItem"))
+                return WDLT_E_GENERAL;
             break;
+        }
         if (position >= room) {
             ++position;
             continue;
@@ -424,9 +442,7 @@ std::int32_t CFuncDRSCfg::DeleteWhiteListItem(std::uint32_t index) {
         WDLOG_ERROR("CFuncDRSCfg::DeleteWhiteListItem: Cannot open whitelist key");
         return WDLT_E_GENERAL;
     }
-    if (index == 0)
-        deleteAll(list);
-    else if (!deleteOne(list, index))
+    if (!(index == 0 ? deleteAll(list) : deleteOne(list, index)))
         return WDLT_E_GENERAL;
     return NotifyChange(Notice::Drs);
 }

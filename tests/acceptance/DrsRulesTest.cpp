@@ -302,6 +302,21 @@ TEST_F(DrsRules, RulesAreDeletedByIndexOrAll) {
         EXPECT_TRUE(library.logged("CFuncDRSCfg::DeleteWhiteListItem: delete c failed."));
     }
     EXPECT_THAT(tree::subkeys(tree::path(kWhiteListKey)), ElementsAre("c"));
+    {
+        const FailingEnumeration failing;
+        std::int32_t count = 7;
+        EXPECT_EQ(WDLT_CALL(library, WdltGetAllDRSWhiteListItem)(nullptr, &count), WDLT_E_GENERAL);
+        EXPECT_EQ(count, 7);
+        for (const std::uint32_t index : {0u, 6u})
+            EXPECT_EQ(remove(index), WDLT_E_GENERAL);
+        EXPECT_TRUE(library.logged("CFuncDRSCfg::DeleteWhiteListItem: Cannot enumerate whitelist key (lRet=1015)"));
+    }
+    {
+        const FailingCommit failing;
+        EXPECT_EQ(remove(0), WDLT_E_GENERAL);
+    }
+    EXPECT_EQ(service.heard(), 0);
+    tree::setNumber(ruleKey("c"), "Index", 6);
     EXPECT_EQ(remove(0), WDLT_OK);
     EXPECT_THAT(tree::subkeys(tree::path(kWhiteListKey)), IsEmpty());
     EXPECT_EQ(tree::number(kWhiteListKey, "UseWhiteList"), 1u);

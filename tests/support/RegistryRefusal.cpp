@@ -1,5 +1,6 @@
 #include "RegistryRefusal.h"
 
+#include <platform/registry_batch.h>
 #include <platform/win32.h>
 
 #include <dlfcn.h>
@@ -13,6 +14,8 @@
 namespace {
 
 std::atomic<int> g_writesLeft{0}; // until the one that fails
+std::atomic<bool> g_failsEnumerations{false};
+std::atomic<bool> g_failsCommits{false};
 
 std::mutex g_mutex;
 std::string g_call; // guarded by it, as the next
@@ -57,6 +60,32 @@ FailingWrite::FailingWrite(int nth) {
 
 FailingWrite::~FailingWrite() {
     g_writesLeft = 0;
+}
+
+FailingEnumeration::FailingEnumeration() {
+    g_failsEnumerations = true;
+}
+FailingEnumeration::~FailingEnumeration() {
+    g_failsEnumerations = false;
+}
+FailingCommit::FailingCommit() {
+    g_failsCommits = true;
+}
+FailingCommit::~FailingCommit() {
+    g_failsCommits = false;
+}
+
+LONG RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, LPDWORD size, LPDWORD reserved, LPWSTR className,
+                   LPDWORD classSize, void* time) {
+    static const auto real = WDLT_LAYERS(RegEnumKeyExW);
+    constexpr LONG kRegistryCorrupt = 1015;
+    return g_failsEnumerations ? kRegistryCorrupt : real(key, index, name, size, reserved, className, classSize, time);
+}
+
+LONG WdRegEndBatch() {
+    static const auto real = WDLT_LAYERS(WdRegEndBatch);
+    const LONG error = real();
+    return g_failsCommits ? LONG{ERROR_DISK_FULL} : error;
 }
 
 #define WDLT_REFUSING(call, function, path, ...)                                                                       \

@@ -14,6 +14,24 @@ class RegistryRefusal {
     RegistryRefusal& operator=(const RegistryRefusal&) = delete;
 };
 
+// While it lives, an enumeration of keys in their wide form fails with error 1015, as a damaged record makes it fail.
+class FailingEnumeration {
+  public:
+    FailingEnumeration();
+    ~FailingEnumeration();
+    FailingEnumeration(const FailingEnumeration&) = delete;
+    FailingEnumeration& operator=(const FailingEnumeration&) = delete;
+};
+
+// While it lives, the end of a batch says that nothing could be put on disk.
+class FailingCommit {
+  public:
+    FailingCommit();
+    ~FailingCommit();
+    FailingCommit(const FailingCommit&) = delete;
+    FailingCommit& operator=(const FailingCommit&) = delete;
+};
+
 // While it lives, the n-th value that any thread writes is refused, with error 112.
 class FailingWrite {
   public:
