@@ -53,6 +53,18 @@ bool BufferedFile::skip(std::uint64_t bytes) {
     return true;
 }
 
+bool BufferedFile::hasAhead(std::uint64_t bytes) {
+    const DWORD inPiece = m_end - m_begin;
+    if (bytes <= inPiece)
+        return true;
+    LONG high = 0;
+    const DWORD low = SetFilePointer(m_file, 0, &high, FILE_END);
+    if (low == INVALID_SET_FILE_POINTER && GetLastError() != ERROR_SUCCESS)
+        return false;
+    const auto behindPiece = ((std::int64_t{high} << 32) | low) - m_position;
+    return seek(m_position) && behindPiece >= 0 && static_cast<std::uint64_t>(behindPiece) >= bytes - inPiece;
+}
+
 // False when the piece can't be read: the file then stands where it stood.
 bool BufferedFile::fill() {
     DWORD got = 0;

@@ -33,6 +33,8 @@ class BufferedFile {
     Moved read(void* buffer, DWORD bytes);
     // Goes on that many bytes further, behind the file's end, too. False with GetLastError when it can't.
     bool skip(std::uint64_t bytes);
+    // Whether the file has at least that many bytes from here on; false also when nobody can tell.
+    bool hasAhead(std::uint64_t bytes);
     Moved write(const void* buffer, DWORD bytes);
     // Bytes written and not yet flushed.
     DWORD waiting() const { return m_end; }

@@ -364,6 +364,11 @@ std::int32_t CManagerMailCommon::ReadConfigAddressCache(void* data, std::uint64_
             path, static_cast<unsigned long>(count), static_cast<unsigned long>(maxCount));
         count = maxCount;
     }
+    // Nobody makes room for records that the file doesn't have.
+    if (!file.hasAhead(std::uint64_t{count} * kRecordBytes)) {
+        WDLOG_ERROR("ReadConfigAddressCache: failed to read a record (err=%lu, file=%s)", lastError(), path);
+        return WDLT_E_FILE;
+    }
     if (*size < bytesOf(count)) {
         WDLOG_TRACE("ReadConfigAddressCache: insufficient buffer (size=%lu, required=%lu)",
                     static_cast<unsigned long>(*size), static_cast<unsigned long>(bytesOf(count)));

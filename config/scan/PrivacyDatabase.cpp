@@ -181,6 +181,11 @@ std::int32_t PrivacyDatabase::GetPrivacyDBExclusionHeader(BufferedFile& file,
 }
 
 std::int32_t PrivacyDatabase::GetBinaryData(BufferedFile& file, std::uint64_t size, std::string& bytes) {
+    // Nothing is kept of a file that has less.
+    if (!file.hasAhead(size)) {
+        WDLOG_ERROR("*** CEnginePDPCommon::GetBinaryData() - dwReadByte was invalid. dwReadByte=%ld", 0L);
+        return WDLT_E_GENERAL;
+    }
     std::array<char, kChunkBytes> chunk;
     for (std::uint64_t left = size; left != 0;) {
         const auto part = static_cast<DWORD>(std::min<std::uint64_t>(left, kChunkBytes));

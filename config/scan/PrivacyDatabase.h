@@ -1,9 +1,9 @@
 // The privacy database, section by section. Every integer has 32 bits, the low byte first; nothing is aligned:
 //
-//     PrivacyDBHeader            64 bytes
-//     search records             PrivacySearchRecord, 140 bytes each, as many as the header says; the pattern
-//     enciphered exclusion header           count of the exclusion records, and all their bytes exclusion records id,
-//     target, bytes of the text's message; the message
+//     PrivacyDBHeader      64 bytes
+//     search records       PrivacySearchRecord, 140 bytes each, as many as the header says; the pattern enciphered
+//     exclusion header     count of the exclusion records, and all their bytes
+//     exclusion records    id, target, bytes of the text's message; the message
 //
 // An operation works where the open file stands, and leaves it behind what it read or wrote; what is written is in the
 // file when it returns. It gives a status, -1 where nothing else is said, and doesn't close the file. A reader that
@@ -36,7 +36,7 @@ struct PrivacyDatabase {
     // Doesn't look at the records: a file that ends among them fails at what comes next.
     static std::int32_t SkipPrivacySearchData(BufferedFile& file, const PrivacyDBHeader& header);
     static std::int32_t GetPrivacyDBExclusionHeader(BufferedFile& file, PrivacyDBExclusionHeader& exclusionHeader);
-    // Appends.
+    // Appends; nothing of a file that has less.
     static std::int32_t GetBinaryData(BufferedFile& file, std::uint64_t size, std::string& bytes);
     // Deciphered: the pattern's first 113 bytes are its plain ones and a zero.
     static std::int32_t GetPrivacySearchData(BufferedFile& file, DWORD dwDataCount,

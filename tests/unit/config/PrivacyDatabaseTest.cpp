@@ -217,6 +217,9 @@ TEST_F(PrivacyDatabaseFile, RawBytesOfAnySize) {
         EXPECT_EQ(PrivacyDatabase::GetBinaryData(file, size, again), WDLT_OK);
         EXPECT_TRUE(again == "+" + content);
         EXPECT_EQ(PrivacyDatabase::GetBinaryData(file, 1, again), WDLT_E_GENERAL);
+        file.open(open(at("raw"), GENERIC_READ).release());
+        EXPECT_EQ(PrivacyDatabase::GetBinaryData(file, size + 1, again), WDLT_E_GENERAL);
+        EXPECT_EQ(again.size(), size + 1); // nothing was kept
         file.close();
     }
 }
