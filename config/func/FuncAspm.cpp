@@ -52,9 +52,6 @@ class ListsRecord : public CCfgData {
     std::uint32_t level() const { return number(offsetof(WdpeAspmData, dwLevel)); }
     void setLevel(std::uint32_t level) { setNumber(offsetof(WdpeAspmData, dwLevel), level); }
 
-    // It couldn't be written: the helper would refuse it.
-    bool hasUnreadList() const { return number(offsetof(WdpeAspmData, dwUnreadLists)) != 0; }
-
     std::int32_t count(std::uint32_t listType) const {
         return static_cast<std::int32_t>(number(placeOf(listType).count));
     }
@@ -120,8 +117,10 @@ std::int32_t CFuncAspm::ConfigRead(WdltAspmConfig* pConfig) {
         kFailed(status);
         return status;
     }
-    eachCommonField(*pConfig, common, [](auto& callers, const auto& stored) { assign(callers, stored); });
-    pConfig->dwLevel = record.level();
+    WdltAspmConfig config{};
+    eachCommonField(config, common, kToCaller);
+    config.dwLevel = record.level();
+    handOver(pConfig, config);
     return WDLT_OK;
 }
 
@@ -145,12 +144,9 @@ std::int32_t CFuncAspm::ConfigWrite(const WdltAspmConfig* pConfig) {
         kUnread(status);
         return status;
     }
-    if (record.hasUnreadList()) {
-        kUnwritten(WDLT_E_FILE); // before the common record is
-        return WDLT_E_FILE;
-    }
-    eachCommonField(*pConfig, common, [](const auto& callers, auto& stored) { assign(stored, callers); });
-    record.setLevel(pConfig->dwLevel);
+    const WdltAspmConfig config = copyOf(pConfig);
+    eachCommonField(config, common, kToStore);
+    record.setLevel(config.dwLevel);
     if (const std::int32_t status = writeBytes(*this, kCommon, &common, sizeof common, kUnwritten, kUnwritten);
         status != WDLT_OK)
         return status;

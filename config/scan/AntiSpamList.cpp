@@ -128,20 +128,21 @@ CAntiSpamList::State CAntiSpamList::withFile(const char* path, Use&& use) {
     if (!Lock())
         return isMissing(path) ? State::Missing : State::Unreadable;
     State state = State::Read;
+    unsigned long error = 0;
     HANDLE file = CreateFileA(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
                               FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file != INVALID_HANDLE_VALUE) {
         TextStream stream(file);
         use(stream);
+        error = lastError();
         if (stream.failed())
             state = State::Unreadable;
-    } else if (const DWORD error = GetLastError(); error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND) {
-        state = State::Missing;
     } else {
-        state = State::Unreadable;
+        error = lastError();
+        state = error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND ? State::Missing : State::Unreadable;
     }
     if (state == State::Unreadable)
-        WDLOG_ERROR("CAntiSpamList: the list can't be read (err=%lu, file=%s)", lastError(), path);
+        WDLOG_ERROR("CAntiSpamList: the list can't be read (err=%lu, file=%s)", error, path);
     Unlock();
     return state;
 }

@@ -15,6 +15,7 @@
 #include <cstring>
 #include <span>
 #include <string>
+#include <string_view>
 
 namespace {
 
@@ -123,16 +124,16 @@ std::span<const WdpeAspmEntry> entriesOf(const void* data, const Settings& setti
     return {first, settings.*list.count};
 }
 
-// What the file couldn't give back as it is.
+// False for what the file couldn't give back as it is: a carriage return at the end would be taken for the line's.
 bool isOneLine(const WdpeAspmEntry& entry) {
-    const std::size_t length = strnlen(entry.szEntry, sizeof entry.szEntry);
-    return length < sizeof entry.szEntry && std::memchr(entry.szEntry, '\n', length) == nullptr;
+    const std::string_view text(entry.szEntry, strnlen(entry.szEntry, sizeof entry.szEntry));
+    return text.size() < sizeof entry.szEntry && text.find('\n') == text.npos && !text.ends_with('\r');
 }
 
 // A list that is empty because it couldn't be read when the caller got the record, or can't be read now, isn't one to
 // be written: entries may stand in its file.
 bool mayBeUnread(CAntiSpamList& file, const Settings& settings, const List& list, const std::string& path) {
-    if (settings.*list.count != 0 || path.empty())
+    if (settings.*list.count != 0)
         return false;
     constexpr std::uint32_t kBits = WDLT_ASPM_UNREAD_WHITE | WDLT_ASPM_UNREAD_BLACK;
     const bool isMarked =
@@ -161,8 +162,11 @@ std::int32_t CEngineASpm::ReadConfig(std::uint64_t /*configType*/, void* data, s
     CAntiSpamList file;
     for (const List& list : kLists) {
         const std::string path = pathOf(*settings, list, installPath);
-        if (path.empty())
+        if (path.empty()) {
+            if (((*settings).*list.file)[0] != '\0') // there may be a file, but nobody can say where
+                settings->dwUnreadLists |= WDLT_ASPM_UNREAD | list.unread;
             continue;
+        }
         auto* const entries = reinterpret_cast<WdpeAspmEntry*>(static_cast<char*>(data) + list.entries);
         int count = 0;
         if (file.Load(path.c_str(), entries, WDLT_MAX_ASPM_RECORDS, count) == CAntiSpamList::State::Unreadable)
@@ -190,34 +194,36 @@ std::int32_t CEngineASpm::WriteConfig(std::uint64_t /*configType*/, void* data, 
             WDLOG_ERROR(list.tooMany, count);
             return WDLT_E_INVALID_ARGUMENT;
         }
+    const ValueAccess access{*this, kAspmReport};
+    for (const ValueRow<Settings>& row : kWritten)
+        if (!isTerminated(row, &settings))
+            return notTerminated(access, row);
     for (const List& list : kLists) {
-        if (strnlen(settings.*list.file, kTextBytes) == kTextBytes) {
-            WDLOG_ERROR("WriteConfig: the name of a list's file is too long");
-            return WDLT_E_INVALID_ARGUMENT;
-        }
         StripPath(settings.*list.file, sizeof(settings.*list.file));
         if (!std::ranges::all_of(entriesOf(data, settings, list), isOneLine)) {
             WDLOG_ERROR("WriteConfig: an entry isn't one line (file=%s)", settings.*list.file);
             return WDLT_E_INVALID_ARGUMENT;
         }
     }
+    if (const std::int32_t status = writeValues(access, kWritten, settings); status != WDLT_OK)
+        return status;
     const std::string installPath = GetInstallPath();
     CAntiSpamList file;
-    for (const List& list : kLists)
-        if (mayBeUnread(file, settings, list, pathOf(settings, list, installPath))) {
-            WDLOG_ERROR("WriteConfig: a list that couldn't be read isn't emptied (file=%s)", settings.*list.file);
-            return WDLT_E_FILE;
-        }
-
-    if (const std::int32_t status = writeValues({*this, kAspmReport}, kWritten, settings); status != WDLT_OK)
-        return status;
-    std::int32_t status = WDLT_OK;
-    for (const List& list : kLists) {
+    const auto save = [&](const List& list) {
         const std::string path = pathOf(settings, list, installPath);
+        if (path.empty())
+            return false;
+        if (mayBeUnread(file, settings, list, path)) {
+            WDLOG_ERROR("WriteConfig: a list that couldn't be read isn't emptied (file=%s)", settings.*list.file);
+            return false;
+        }
         const auto entries = entriesOf(data, settings, list);
-        if (path.empty() || file.WriteList(path.c_str(), entries.data(), static_cast<int>(entries.size())) == 0)
+        return file.WriteList(path.c_str(), entries.data(), static_cast<int>(entries.size())) != 0;
+    };
+    std::int32_t status = WDLT_OK;
+    for (const List& list : kLists) // each, whatever became of the one before it
+        if (!save(list))
             status = WDLT_E_FILE;
-    }
     WDLOG_ENTRY("WriteConfig (ret=%d, Level=%d)", status, settings.dwLevel);
     return status;
 }

@@ -95,8 +95,8 @@
 #define WDLT_LIST_BLACK UINT32_C(1)
 
 /* What a read of WdpeAspmData leaves in dwUnreadLists: this mark, with the bits of the lists. A write of a list that is
-   still empty and marked is WDLT_E_FILE and changes nothing, so that a record read in a bad moment and written back
-   loses no entries. Anything without the mark counts as 0. */
+   still empty and marked is WDLT_E_FILE and leaves that list's file alone, while all else is stored: a record read in a
+   bad moment and written back loses no entries. Anything without the mark counts as 0. */
 #define WDLT_ASPM_UNREAD UINT32_C(0x756E7200)
 #define WDLT_ASPM_UNREAD_WHITE UINT32_C(1)
 #define WDLT_ASPM_UNREAD_BLACK UINT32_C(2)
