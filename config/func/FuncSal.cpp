@@ -2,11 +2,10 @@
 
 #include "FamilyRecords.h"
 #include "FeatureSwitch.h"
+#include "InnerConfigTypes.h"
 
 #include <wdltcfg/addresses.h>
 #include <wdltcfg/status.h>
-
-#include <cstring>
 
 namespace {
 
@@ -58,7 +57,7 @@ std::int32_t CFuncSal::ConfigRead(WdltSalConfig* pConfig) {
     config.dwTakeAction = stored.dwTakeAction;
     config.dwAddandScanMode = stored.dwAddandScanMode;
     assign(config.szBlockImages, stored.szBlockImages);
-    std::memcpy(pConfig, &config, sizeof config);
+    handOver(pConfig, config);
     return WDLT_OK;
 }
 
@@ -70,21 +69,16 @@ std::int32_t CFuncSal::ConfigWrite(const WdltSalConfig* pConfig) {
     }
     const WdltSalConfig config = copyOf(pConfig);
     WdpeSalData settings{};
-    // Callers that know only the flags leave the text empty: what is stored is written back then.
-    if (config.szBlockImages[0] != '\0')
-        assign(settings.szBlockImages, config.szBlockImages);
-    else if (const std::int32_t status = readWhole(*this, kSettings, settings,
-                                                   [](std::int32_t failure) {
-                                                       WDLOG_ERROR("CFuncSal::ConfigWrite(): Failed to read config: %d",
-                                                                   failure);
-                                                   });
-             status != WDLT_OK)
-        return status;
+    // Callers that know only the flags leave the text empty: what is stored stays, also when nobody can read it.
+    assign(settings.szBlockImages, config.szBlockImages);
+    Address address = kSettings;
+    if (settings.szBlockImages[0] == '\0')
+        address.configType = kSalFlagsAlone;
     settings.dwQueryIP = config.dwQueryIP;
     settings.dwTakeAction = config.dwTakeAction;
     settings.dwAddandScanMode = config.dwAddandScanMode;
     if (const std::int32_t status = writeBytes(
-            *this, kSettings, &settings, sizeof settings,
+            *this, address, &settings, sizeof settings,
             [](std::int32_t failure) { WDLOG_ERROR("CFuncSal::ConfigWrite(): Failed to SetData: %d", failure); },
             [](std::int32_t failure) { WDLOG_ERROR("CFuncSal::ConfigWrite(): Failed to write data: %d", failure); });
         status != WDLT_OK)

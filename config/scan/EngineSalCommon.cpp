@@ -1,6 +1,7 @@
 #include "EngineSalCommon.h"
 
 #include "HelperRegistry.h"
+#include "InnerConfigTypes.h"
 #include "ValueMap.h"
 #include "WdCommon/DebugLog.h"
 
@@ -13,10 +14,19 @@ namespace {
 
 using namespace wdlt;
 
+template <auto Member>
+constexpr ValueRow<WdpeSalData> flag(const char* name) {
+    return number<Member>(name).whenUnreadable(0).onRead(exactlyOne).onWrite(asFlag);
+}
+constexpr ValueRow<WdpeSalData> kFlags[] = {
+    flag<&WdpeSalData::dwQueryIP>("QueryIP"),
+    flag<&WdpeSalData::dwTakeAction>("TakeAction"),
+    flag<&WdpeSalData::dwAddandScanMode>("AddandScanMode"),
+};
 constexpr ValueRow<WdpeSalData> kValues[] = {
-    number<&WdpeSalData::dwQueryIP>("QueryIP").whenUnreadable(0).onRead(exactlyOne).onWrite(asFlag),
-    number<&WdpeSalData::dwTakeAction>("TakeAction").whenUnreadable(0).onRead(exactlyOne).onWrite(asFlag),
-    number<&WdpeSalData::dwAddandScanMode>("AddandScanMode").whenUnreadable(0).onRead(exactlyOne).onWrite(asFlag),
+    kFlags[0],
+    kFlags[1],
+    kFlags[2],
     text<&WdpeSalData::szBlockImages>("BlockImages", 512).whenUnreadable("").withoutTerminator(),
 };
 
@@ -49,11 +59,12 @@ std::int32_t CEngineSalCommon::ReadConfig(std::uint64_t, void* data, std::uint64
     return readValues({*this, kReport}, kValues, *record);
 }
 
-std::int32_t CEngineSalCommon::WriteConfig(std::uint64_t, void* data, std::uint64_t size) {
+std::int32_t CEngineSalCommon::WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) {
     if (data == nullptr)
         return WDLT_E_INVALID_ARGUMENT;
     if (size < sizeof(WdpeSalData))
         return WDLT_E_BUFFER_SIZE;
     CallersRecord<WdpeSalData> record(data);
-    return writeValues({*this, kReport}, kValues, *record);
+    return configType == kSalFlagsAlone ? writeValues({*this, kReport}, kFlags, *record)
+                                        : writeValues({*this, kReport}, kValues, *record);
 }

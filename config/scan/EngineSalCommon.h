@@ -1,4 +1,4 @@
-// SAL's own settings, WdpeSalData. The config type isn't looked at.
+// SAL's own settings, WdpeSalData. No config type that callers know is looked at.
 #pragma once
 
 #include "WdchHelper.h"

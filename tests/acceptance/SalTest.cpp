@@ -58,7 +58,7 @@ RecordCase settings() {
                    textCase("BlockImages", WDLT_FIELD(WdpeSalData, szBlockImages), FieldShape::TextWithoutTerminator)
                        .whenUnreadable(readsAs(""))
                        .reads({{"", ""}, {text(512), text(512)}, {text(513), ""}, {text(516), ""}})
-                       .writes({{"", ""}, {text(512), text(512)}, {text(516), text(516)}})},
+                       .writes({{"", ""}, {text(512), text(512)}, {text(515), text(515)}})},
         .unreadLine = lines("read"),
         .unwrittenLine = lines("write"),
     };
@@ -82,6 +82,7 @@ TEST_F(Sal, EachSettingOnItsWay) {
     runner.tryLimitsOnRead();
     runner.tryWriting();
     runner.tryLimitsOnWrite();
+    runner.tryTextsWithoutTerminator();
     runner.tryFailingWrites();
     runner.tryNotifying();
 }
@@ -96,24 +97,16 @@ TEST_F(Sal, NoValueHasToExist) {
         EXPECT_TRUE(library.logged(std::string("(item=").append(name).append(", ret=-9)"))) << name;
 }
 
-TEST_F(Sal, SizesOfTheRecord) {
+TEST_F(Sal, MoreRoomThanTheRecordTakes) {
     const auto read = WDLT_CALL(library, WdltReadConfig);
     const auto write = WDLT_CALL(library, WdltWriteConfig);
     std::array<char, 600> bytes{};
     bytes.fill('\xEE');
-    std::uint64_t size = 527;
-    EXPECT_EQ(read(0, WDLT_SCAN_SAL, 0, bytes.data(), &size), WDLT_E_BUFFER_SIZE);
-    EXPECT_EQ(size, 528u);
-    EXPECT_EQ(bytes[0], '\xEE');
-    EXPECT_EQ(write(0, WDLT_SCAN_SAL, 0, bytes.data(), 527), WDLT_E_BUFFER_SIZE);
-    EXPECT_FALSE(tree::keyExists(kSalKey));
-    size = 599;
+    std::uint64_t size = 599;
     EXPECT_EQ(read(0, WDLT_SCAN_SAL, 0, bytes.data(), &size), WDLT_OK);
     EXPECT_EQ(bytes[598], '\0');
     EXPECT_EQ(bytes[599], '\xEE');
     EXPECT_EQ(write(0, WDLT_SCAN_SAL, 0, bytes.data(), 600), WDLT_OK);
-    EXPECT_EQ(read(0, WDLT_SCAN_SAL, 0, nullptr, &size), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_EQ(write(0, WDLT_SCAN_SAL, 0, nullptr, 528), WDLT_E_INVALID_ARGUMENT);
 }
 
 TEST_F(Sal, AFailingWriteLeavesWhatCameBeforeIt) {
@@ -154,19 +147,19 @@ TEST_F(Sal, OneWriteStoresAndSwitches) {
     EXPECT_EQ(std::memcmp(&again, &config, sizeof again), 0);
     EXPECT_EQ(WDLT_CALL(library, WdltSalIsEnabled)(), 1);
 
-    tree::setText(kSalKey, "BlockImages", "b.png"); // as others store it, terminated
-    // An empty text changes none; one that fills its field is cut to what can be read back.
-    config = {0, 1, 1, 1, ""};
-    EXPECT_EQ(write(config), WDLT_OK);
-    EXPECT_THAT(service.heard(), ElementsAre(kSettingsChange, kItemChange, kHandlerChange));
+    // An empty text changes none, also none that nobody can read; one without its end changes nothing at all.
+    for (const std::string& stored : {std::string("b.png"), std::string(600, 'b')}) {
+        tree::setText(kSalKey, "BlockImages", stored); // as others store it, terminated
+        config = {0, 1, 1, 1, ""};
+        EXPECT_EQ(write(config), WDLT_OK);
+        EXPECT_EQ(tree::storedText(kSalKey, "BlockImages"), stored + '\0');
+    }
+    EXPECT_THAT(service.heard(), ElementsAre(kSettingsChange, kItemChange, kHandlerChange, kSettingsChange));
     EXPECT_EQ(WDLT_CALL(library, WdltSalIsEnabled)(), 0);
-    EXPECT_EQ(tree::storedText(kSalKey, "BlockImages"), "b.png");
+    config.dwTakeAction = 0;
     std::memset(config.szBlockImages, 'z', sizeof config.szBlockImages);
-    EXPECT_EQ(write(config), WDLT_OK);
-    EXPECT_EQ(tree::storedText(kSalKey, "BlockImages"), std::string(512, 'z'));
-    EXPECT_EQ(WDLT_CALL(library, WdltSalReadConfig)(&again), WDLT_OK);
-    EXPECT_EQ(std::string(again.szBlockImages), std::string(512, 'z'));
-    EXPECT_EQ(again.dwEnable, 0u);
+    EXPECT_EQ(write(config), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_EQ(tree::number(kSalKey, "TakeAction"), 1u);
 
     EXPECT_EQ(WDLT_CALL(library, WdltSalReadConfig)(nullptr), WDLT_E_INVALID_ARGUMENT);
     EXPECT_EQ(WDLT_CALL(library, WdltSalWriteConfig)(nullptr), WDLT_E_INVALID_ARGUMENT);
