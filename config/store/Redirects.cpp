@@ -47,13 +47,24 @@ struct Request {
     WdchSystemRedirect redirect{};
     std::array<char, kSessionSize> session{};
 
-    bool isNamed() const { return redirect.sessionType[0] != 0; }
-    // False for a name that has no place: too long here or in the code page, or no name of a key.
-    bool narrowSession() {
+    // What is wrong with the name, for the log; null when it has a place. Two names must not become one key, so it has
+    // to come back from the code page as it is.
+    const char* narrowSession() {
         const std::u16string_view name(redirect.sessionType, lengthUpTo(redirect.sessionType, kSessionLength));
-        return name.size() < kSessionLength && name.find(WTEXT('\\')) == name.npos &&
-               WideCharToMultiByte(CP_ACP, 0, name.data(), static_cast<int>(name.size()), session.data(),
-                                   static_cast<int>(session.size() - 1), nullptr, nullptr) > 0;
+        if (name.empty())
+            return "not specified";
+        if (name.size() == kSessionLength)
+            return "too long";
+        if (name.find(WTEXT('\\')) != name.npos)
+            return "no name of a key";
+        const int bytes = WideCharToMultiByte(CP_ACP, 0, name.data(), static_cast<int>(name.size()), session.data(),
+                                              static_cast<int>(session.size() - 1), nullptr, nullptr);
+        if (bytes <= 0)
+            return "too long in the code page";
+        std::array<WCHAR, kSessionSize> again{};
+        const int length = MultiByteToWideChar(CP_ACP, 0, session.data(), bytes, again.data(), kSessionSize);
+        const bool isSame = length > 0 && name == std::u16string_view(again.data(), static_cast<std::size_t>(length));
+        return isSame ? nullptr : "no text of the code page";
     }
 };
 
@@ -140,13 +151,14 @@ void Redirects::readTarget(const char* section, WdchSystemRedirect& redirect) co
     const std::size_t terminator = isImage ? sizeof(WCHAR) : sizeof(char);
     auto size = static_cast<DWORD>(field.size());
     std::int32_t status = m_handler.ReadItem(section, "Process", field.data(), &size, isImage);
-    if (status == WDLT_E_BUFFER_SIZE) {
+    while (status == WDLT_E_BUFFER_SIZE) { // again for one that has grown since
         WDLOG_TRACE("Insufficient buffer for \"Process\"(Need %d).", static_cast<int>(size));
         const std::unique_ptr<std::byte[]> whole(new (std::nothrow) std::byte[size]);
-        if (whole == nullptr)
+        if (whole == nullptr) {
             WDLOG_TRACE("failed to allocae buffer for \"Process\"");
-        else
-            status = m_handler.ReadItem(section, "Process", whole.get(), &size, isImage);
+            break;
+        }
+        status = m_handler.ReadItem(section, "Process", whole.get(), &size, isImage);
         if (status == WDLT_OK)
             std::copy_n(whole.get(), std::min<std::size_t>(size, field.size()), field.begin());
     }
@@ -162,8 +174,8 @@ std::int32_t Redirects::add(const void* data, std::uint64_t size) const {
     if (data != nullptr)
         std::memcpy(&request.redirect, data, sizeof request.redirect);
     WdchSystemRedirect& redirect = request.redirect;
-    if (!request.isNamed() || !request.narrowSession()) {
-        WDLOG_ERROR("[CSystemProtocolCfg::AddRedirect] sessionType not specified");
+    if (const char* const wrong = request.narrowSession()) {
+        WDLOG_ERROR("[CSystemProtocolCfg::AddRedirect] sessionType %s", wrong);
         return WDLT_E_INVALID_ARGUMENT;
     }
     const bool isImage = (redirect.flag & WDLT_REDIRECT_IMAGE) != 0;
@@ -203,22 +215,25 @@ std::int32_t Redirects::add(const void* data, std::uint64_t size) const {
     if (!lock.isHeld())
         return WDLT_E_GENERAL;
     const std::string section = sectionOf(request.session.data());
-    if (redirect.flag == 0)
-        WDLOG_TRACE("Not write flag because Flag is zero.");
     RegistryBatch batch;
     const Item* written = nullptr;
+    bool passesFlagOver = false;
     std::int32_t status = WDLT_OK;
     for (const Item& item : items) {
-        if (item.data == &redirect.flag && redirect.flag == 0)
+        if (item.data == &redirect.flag && redirect.flag == 0) {
+            passesFlagOver = true;
             continue;
+        }
         written = &item;
         status = m_handler.WriteItem(section.c_str(), item.name, item.type, item.data, item.size, item.wide);
         if (status != WDLT_OK)
             break;
     }
-    // The line is written outside the batch: a log may wait for the disk.
+    // The lines are written outside the batch: a log may wait for the disk.
     if (batch.end() != 0 && status == WDLT_OK)
         status = WDLT_E_REGISTRY;
+    if (passesFlagOver)
+        WDLOG_TRACE("Not write flag because Flag is zero.");
     if (status != WDLT_OK)
         written->failed(section.c_str(), written->name, status);
     return status;
@@ -232,8 +247,8 @@ std::int32_t Redirects::remove(const void* data, std::uint64_t size) const {
     Request request;
     if (data != nullptr)
         std::memcpy(&request.redirect, data, sizeof request.redirect);
-    if (!request.isNamed() || !request.narrowSession()) {
-        WDLOG_ERROR("DelRedirect sessionType not specified");
+    if (const char* const wrong = request.narrowSession()) {
+        WDLOG_ERROR("DelRedirect sessionType %s", wrong);
         return WDLT_E_INVALID_ARGUMENT;
     }
     const RedirectLock lock;

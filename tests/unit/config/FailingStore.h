@@ -1,17 +1,26 @@
-// The registry store, but one write fails as a full disk would make it fail.
+// The registry store, but one write fails as a full disk would make it fail, or others write between two reads.
 #pragma once
 
 #include "RegistryIO.h"
 
 #include <wdltcfg/status.h>
 
+#include <functional>
+#include <string>
+
 class FailingStore final : public WdchIO {
   public:
+    // 0: none fails.
     explicit FailingStore(int failingWrite) : m_left(failingWrite) {}
+
+    std::function<void(const std::string& name)> afterRead;
 
     std::int32_t ReadValue(DWORD protocol, DWORD scan, DWORD input, const char* section, const char* name, void* data,
                            DWORD* size, bool wide) override {
-        return m_store.ReadValue(protocol, scan, input, section, name, data, size, wide);
+        const std::int32_t status = m_store.ReadValue(protocol, scan, input, section, name, data, size, wide);
+        if (afterRead)
+            afterRead(name);
+        return status;
     }
     std::int32_t EnumSubSections(DWORD protocol, DWORD scan, DWORD input, const char* section,
                                  std::vector<std::string>& names) override {

@@ -263,6 +263,24 @@ TEST_F(Redirects, AStoredNameThatIsTooLongIsCut) {
     }
 }
 
+// Somebody stores a longer one between the size and the text.
+TEST_F(Redirects, AStoredNameThatGrowsUnderItsReader) {
+    tree::setText(keyOf("S"), "process", std::string(20, 'p'));
+    const auto helper = CConfigManager::CreateHelper(kHandler, 0, 0);
+    auto store = std::make_unique<FailingStore>(0);
+    store->afterRead = [length = std::size_t{20}](const std::string& name) mutable {
+        if (name == "Process" && length < 23)
+            tree::setText(keyOf("S"), "process", std::string(++length, 'p'));
+    };
+    helper->store = std::move(store);
+    std::vector<BYTE> buffer(kHeader + kEntry);
+    std::uint64_t size = buffer.size();
+    EXPECT_EQ(helper->ReadConfig(0, buffer.data(), &size), WDLT_OK);
+    WdchSystemRedirect back{};
+    std::memcpy(&back, buffer.data() + kHeader, sizeof back);
+    EXPECT_STREQ(back.process, std::string(15, 'p').c_str());
+}
+
 class CodePage {
   public:
     explicit CodePage(const char* number) { set(number); }
@@ -281,35 +299,37 @@ TEST_F(Redirects, ASessionsNameHasTenCharactersAndTenBytes) {
     const struct {
         const char* codePage;
         std::u16string session;
-        bool isAllowed;
+        const char* wrong = nullptr; // what the log says of it
     } cases[] = {
-        {"65001", u"1", true},
-        {"65001", u"1234567890", true},
-        {"65001", u"12345678901", false}, // fills the field
-        {"65001", u"\u00E4\u00E4\u00E4\u00E4\u00E4", true},
-        {"65001", u"\u00E4\u00E4\u00E4\u00E4\u00E4x", false}, // eleven bytes
-        {"65001", u"\u65E5\u672C\u8A9Ex", true},
-        {"65001", u"\u65E5\u672C\u8A9Exy", false},
-        {"932", u"\u65E5\u672C\u8A9E\u8868\u793A", true},
-        {"932", u"\u65E5\u672C\u8A9E\u8868\u793Ax", false},
-        {"1252", u"\u00E4\u00E4\u00E4\u00E4\u00E4\u00E4\u00E4\u00E4\u00E4\u00E4", true},
-        {"65001", u"a\\b", false}, // would be two keys
-        {"65001", u"a/b", true},
-        {"65001", u"\\", false},
+        {"65001", u"1"},
+        {"65001", u"1234567890"},
+        {"65001", u"12345678901", "too long"}, // fills the field
+        {"65001", u"\u00E4\u00E4\u00E4\u00E4\u00E4"},
+        {"65001", u"\u00E4\u00E4\u00E4\u00E4\u00E4x", "too long in the code page"}, // eleven bytes
+        {"65001", u"\u65E5\u672C\u8A9Ex"},
+        {"65001", u"\u65E5\u672C\u8A9Exy", "too long in the code page"},
+        {"932", u"\u65E5\u672C\u8A9E\u8868\u793A"},
+        {"932", u"\u65E5\u672C\u8A9E\u8868\u793Ax", "too long in the code page"},
+        {"1252", u"\u00E4\u00E4\u00E4\u00E4\u00E4\u00E4\u00E4\u00E4\u00E4\u00E4"},
+        {"1252", u"\u65E5", "no text of the code page"}, // "?", as any other would be
+        {"65001", u"\xD800", "no text of the code page"},
+        {"65001", u"a\\b", "no name of a key"}, // would be two keys
+        {"65001", u"a/b"},
+        {"65001", u"\\", "no name of a key"},
     };
     for (const auto& c : cases) {
         const CodePage page(c.codePage);
         SetUp();
         SCOPED_TRACE(testing::Message() << c.codePage << ' ' << c.session.size());
         const LogFile log;
-        EXPECT_EQ(add(redirect(c.session)), c.isAllowed ? WDLT_OK : WDLT_E_INVALID_ARGUMENT);
-        if (c.isAllowed) {
+        EXPECT_EQ(add(redirect(c.session)), c.wrong == nullptr ? WDLT_OK : WDLT_E_INVALID_ARGUMENT);
+        if (c.wrong == nullptr) {
             EXPECT_EQ(std::u16string(readOne().sessionType), c.session);
             EXPECT_EQ(remove(c.session), WDLT_OK);
         } else {
             EXPECT_EQ(remove(c.session), WDLT_E_INVALID_ARGUMENT);
-            EXPECT_THAT(log.messages(), Contains("!!! [CSystemProtocolCfg::AddRedirect] sessionType not specified"));
-            EXPECT_THAT(log.messages(), Contains("!!! DelRedirect sessionType not specified"));
+            for (const std::string operation : {"[CSystemProtocolCfg::AddRedirect]", "DelRedirect"})
+                EXPECT_THAT(log.messages(), Contains("!!! " + operation + " sessionType " + c.wrong));
         }
         EXPECT_THAT(read(), IsEmpty());
     }
@@ -344,6 +364,11 @@ TEST_F(Redirects, TheFirstValueThatFailsEndsAnAddition) {
                              " Failed to write registry item (key=Redirect\\S, item=" + items[failing] + ", ret=-9)"));
         for (std::size_t i = 0; i < std::size(items); ++i)
             EXPECT_EQ(tree::get(keyOf("S"), items[i]).has_value(), i < failing) << items[i];
+        entry.flag = 0; // told of where its turn would be
+        helper->store = std::make_unique<FailingStore>(static_cast<int>(failing + 1));
+        EXPECT_EQ(helper->WriteConfig(WDLT_CONFIG_REDIRECT_ADD, &entry, sizeof entry),
+                  failing < 5 ? WDLT_E_REGISTRY : WDLT_OK);
+        EXPECT_EQ(std::ranges::count(log.messages(), "@@@ Not write flag because Flag is zero."), failing < 4 ? 0 : 1);
     }
 }
 
