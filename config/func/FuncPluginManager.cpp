@@ -66,7 +66,8 @@ std::int32_t readValues(const OpenKey& key, WdltPluginManagerConfig& config) {
     return WDLT_OK;
 }
 
-// The first failure ends it; what was written stays. The name is stored with all of its field.
+// The first failure ends it; what was written stays. The name is stored with all of its field, whose last byte is 0 as
+// it is on reading: the store would give a text without a terminator one more byte than a read has room for.
 std::int32_t writeValues(const OpenKey& key, const WdltPluginManagerConfig& config) {
     RegistryBatch batch; // lines are logged behind it
     const LONG enableError = set(key, kEnable, REG_DWORD, &config.dwEnable, sizeof config.dwEnable);
@@ -133,7 +134,8 @@ std::int32_t CFuncPluginManager::WriteConfig(const WdltPluginManagerConfig* pCon
         WDLOG_ERROR("CFuncPluginManager::WriteConfig: pConfig is NULL");
         return WDLT_E_INVALID_ARGUMENT;
     }
-    const WdltPluginManagerConfig config = copyOf(pConfig);
+    WdltPluginManagerConfig config = copyOf(pConfig);
+    config.szFilename[sizeof config.szFilename - 1] = '\0';
     if (config.dwEnable == 1)
         if (const std::int32_t status = EnableItem(1, WDLT_PROTOCOL_HTTP, WDLT_SCAN_NONE, WDLT_INPUT_NONE);
             status != WDLT_OK) {

