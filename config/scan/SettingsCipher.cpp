@@ -2,6 +2,7 @@
 
 #include "StoreKeys.h"
 #include "WdCommon/DebugLog.h"
+#include "Wiped.h"
 
 #include <platform/registry.h>
 #include <wdltcfg/status.h>
@@ -15,10 +16,29 @@ namespace wdlt {
 namespace {
 
 constexpr std::size_t kMostPlainBytes = std::numeric_limits<std::int32_t>::max() - Rijndael::kBlockBytes;
+constexpr std::size_t kMostStoredBytes = std::size_t{1}
+                                         << 20; // of a registry value, whatever room a caller says he has
 
 std::unique_ptr<std::uint8_t[]> allocate(std::size_t bytes) {
     return std::unique_ptr<std::uint8_t[]>(new (std::nothrow) std::uint8_t[bytes]);
 }
+
+// For `count` plain bytes; they are wiped.
+class PlainBytes {
+  public:
+    explicit PlainBytes(std::size_t count) : m_bytes(allocate(count)), m_count(count) {}
+    ~PlainBytes() {
+        if (m_bytes != nullptr)
+            SecureZeroMemory(m_bytes.get(), m_count);
+    }
+    PlainBytes(const PlainBytes&) = delete;
+    PlainBytes& operator=(const PlainBytes&) = delete;
+    std::uint8_t* get() const { return m_bytes.get(); } // null without memory
+
+  private:
+    std::unique_ptr<std::uint8_t[]> m_bytes;
+    std::size_t m_count;
+};
 
 } // namespace
 
@@ -30,31 +50,23 @@ std::int32_t SettingsCipher::read(const char* name, std::span<char> text) {
 std::int32_t SettingsCipher::read(const char* name, std::span<char> buffer, std::uint64_t& size) {
     m_rijndael.Init(Rijndael::kCbc, Rijndael::kDecrypt, kSettingsKey.data(), Rijndael::kKey16Bytes);
     std::ranges::fill(buffer, '\0');
-    // No registry value is longer than its own limit, whatever room a caller says there is.
-    const std::size_t room = std::min(buffer.size(), kMostPlainBytes) + Rijndael::kBlockBytes;
-    DWORD storedBytes = 0;
-    std::int32_t status = m_helper.ReadItem("", name, nullptr, &storedBytes, false);
-    if (status != WDLT_OK && status != WDLT_E_BUFFER_SIZE)
-        return status;
-    if (storedBytes > room) {
-        size = storedBytes;
-        return WDLT_E_BUFFER_SIZE;
-    }
+    // One read, into room for the longest message that can be right: a second one could find another value.
+    auto storedBytes = static_cast<DWORD>(std::min(buffer.size(), kMostStoredBytes) + Rijndael::kBlockBytes);
     const auto stored = allocate(storedBytes);
-    const auto plain = allocate(storedBytes);
-    if (stored == nullptr || plain == nullptr)
+    if (stored == nullptr)
         return WDLT_E_NO_MEMORY;
-    if (storedBytes != 0) {
-        status = m_helper.ReadItem("", name, stored.get(), &storedBytes, false);
-        if (status == WDLT_E_BUFFER_SIZE)
-            size = storedBytes;
-        if (status != WDLT_OK)
-            return status;
-    }
+    const std::int32_t status = m_helper.ReadItem("", name, stored.get(), &storedBytes, false);
+    if (status == WDLT_E_BUFFER_SIZE)
+        size = storedBytes;
+    if (status != WDLT_OK)
+        return status;
     if (storedBytes == 0) {
         size = 0;
         return WDLT_OK;
     }
+    const PlainBytes plain(storedBytes);
+    if (plain.get() == nullptr)
+        return WDLT_E_NO_MEMORY;
     const std::int32_t plainBytes =
         m_rijndael.PadDecrypt(stored.get(), static_cast<std::int32_t>(storedBytes), plain.get());
     if (plainBytes < 0) {

@@ -219,45 +219,15 @@ TEST_F(EngineFilters, AFailingWriteLeavesWhatCameBeforeIt) {
 }
 
 // The sizes below which a read asks for more, and which a write must have exactly.
-TEST_F(EngineFilters, EveryConfigTypeKnowsItsSizes) {
-    struct Case {
-        std::uint64_t type;
-        std::uint64_t readSize;
-        std::uint64_t writeSize; // 0: can't be written
-    };
-    constexpr std::uint64_t kServer = sizeof(WdpeUrlfRSInfo);
-    const Case cases[] = {
-        {0, 2124, 2124},
-        {1, 1042008, 1042008},
-        {2, 33540, kServer},
-        {3, 230148, kServer},
-        {4, 3440, kServer},
-        {5, 197636, kServer},
-        {7, 3452, kServer},
-        {8, 12, 12},
-        {9, kServer, kServer},
-        {10, 12, 12},
-        {11, 4, 4},
-        {12, 4, 4},
-        {14, 4, 0},
-    };
-    std::vector<char> buffer(1042009);
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.type);
-        std::uint64_t size = c.readSize - 1;
-        EXPECT_EQ(read(c.type, buffer.data(), size), WDLT_E_BUFFER_SIZE);
-        EXPECT_EQ(size, c.readSize);
-        EXPECT_EQ(manager.WriteConfig(0, WDLT_SCAN_URL_FILTER, 0, c.type, buffer.data(), c.writeSize - 1),
-                  WDLT_E_INVALID_ARGUMENT);
-    }
-    std::uint64_t size = 8;
-    EXPECT_EQ(read(6, buffer.data(), size), WDLT_E_INVALID_ARGUMENT);
-    for (const std::uint64_t type : {6u, 14u, 15u})
-        EXPECT_EQ(manager.WriteConfig(0, WDLT_SCAN_URL_FILTER, 0, type, buffer.data(), 16), WDLT_E_INVALID_ARGUMENT);
-    size = buffer.size();
+TEST_F(EngineFilters, ConfigTypesThatCantBeReadOrWritten) {
+    std::vector<char> buffer(16);
+    std::uint64_t size = buffer.size();
     EXPECT_EQ(read(15, buffer.data(), size), WDLT_E_INVALID_ARGUMENT);
+    for (const std::uint64_t type : {6u, 14u, 15u}) {
+        EXPECT_EQ(manager.WriteConfig(0, WDLT_SCAN_URL_FILTER, 0, type, buffer.data(), 16), WDLT_E_INVALID_ARGUMENT);
+        EXPECT_TRUE(log.contains("CEngineUrlFCommon::WriteConfig(): invalid value (dwInput=" + std::to_string(type)));
+    }
     EXPECT_TRUE(log.contains("CEngineUrlFCommon::ReadConfig(): invalid value (dwInput=15)"));
-    EXPECT_TRUE(log.contains("CEngineUrlFCommon::WriteConfig(): invalid value (dwInput=14)"));
 }
 
 TEST_F(EngineFilters, SingleNumbersAreBroughtIntoTheirRange) {
@@ -380,6 +350,44 @@ TEST_F(EngineFilters, ExtraHeaderAndGuid) {
     size = 15;
     EXPECT_EQ(read(WDLT_CONFIG_URLF_QXN_GUID, again.data(), size), WDLT_E_BUFFER_SIZE);
     EXPECT_EQ(size, 32u); // as stored
+}
+
+// Somebody stores a longer value whenever a reader has looked at the old one.
+TEST_F(EngineFilters, AValueThatGrowsUnderItsReader) {
+    WdpeUrlfData record = settings();
+    put(record.szProxyUser, std::string(100, 'u'));
+    ASSERT_EQ(write(WDLT_CONFIG_URLF_SETTINGS, record), WDLT_OK);
+    const auto longer = tree::get(kUrlKey, "ProxyUser");
+    put(record.szProxyUser, "u");
+    ASSERT_EQ(write(WDLT_CONFIG_URLF_SETTINGS, record), WDLT_OK);
+    const std::string kFiles = "Scan\\Common\\HttpFileScan\\config";
+    tree::setText(kFiles, "TargetTypes", std::string(300, 't'));
+    const auto read = [&](std::uint32_t scan, std::uint32_t input, auto& into, auto&& afterRead) {
+        const auto helper = manager.CreateHelper(0, scan, input);
+        auto store = std::make_unique<FailingStore>(0);
+        store->afterRead = afterRead;
+        helper->store = std::move(store);
+        std::uint64_t size = sizeof into;
+        return helper->ReadConfig(0, &into, &size);
+    };
+    WdpeUrlfData again{};
+    EXPECT_EQ(read(WDLT_SCAN_URL_FILTER, 0, again,
+                   [&](const std::string& name) {
+                       if (name == "ProxyUser")
+                           tree::set(kUrlKey, "ProxyUser", longer->type, longer->data.data(),
+                                     static_cast<DWORD>(longer->data.size()));
+                   }),
+              WDLT_OK);
+    EXPECT_STREQ(again.szProxyUser, "u");
+    WdpeHttpFileScanData files{};
+    std::size_t length = 300;
+    EXPECT_EQ(read(WDLT_SCAN_VIRUS, WDLT_INPUT_HTTP_FILE_SCAN, files,
+                   [&](const std::string& name) {
+                       if (name == "TargetTypes" && length < 303)
+                           tree::setText(kFiles, "TargetTypes", std::string(++length, 't'));
+                   }),
+              WDLT_OK);
+    EXPECT_EQ(std::string(files.szTargetTypes), std::string(255, 't'));
 }
 
 TEST_F(EngineFilters, UrlListsLieInTheInstallDirectory) {
