@@ -50,6 +50,8 @@ std::int32_t CCfg::Read(CCfgData& cfgData, std::uint64_t size, const void* initi
     if (size == 0) {
         const std::int32_t status = read(nullptr);
         if (status != WDLT_E_BUFFER_SIZE) {
+            if (status == WDLT_OK)
+                cfgData.Free(); // a success has no old bytes
             WDLOG_ERROR("Failed to get sufficient size from WdltReadConfig(): %d", status);
             if (status == WDLT_OK)
                 cfgData.Free(); // no caller must take the old bytes for what was read
@@ -65,12 +67,14 @@ std::int32_t CCfg::Read(CCfgData& cfgData, std::uint64_t size, const void* initi
     }
     if (initialSize != 0)
         std::memcpy(buffer.get(), initial, std::min(initialSize, size));
-    if (const std::int32_t status = read(buffer.get()); status != WDLT_OK) {
+    cfgData.TakeData(std::move(buffer), allocated);
+    if (const std::int32_t status = read(cfgData.GetData()); status != WDLT_OK) {
+        cfgData.Free();
         WDLOG_ERROR("Failed to read config: err=%d, proto=%d, scan=0x%08x, input=%d, size=%d", status, cfgData.protocol,
                     cfgData.scan, loggedInput(cfgData), wdlt::loggedSize(size));
         return status;
     }
-    cfgData.TakeData(std::move(buffer), std::min(size, allocated));
+    cfgData.Shorten(size);
     return WDLT_OK;
 }
 

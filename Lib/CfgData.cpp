@@ -2,6 +2,7 @@
 
 #include "WdCommon/DebugLog.h"
 
+#include <platform/memory.h>
 #include <wdltcfg/status.h>
 
 #include <cstring>
@@ -20,11 +21,21 @@ std::int32_t CCfgData::SetData(const void* bytes, std::uint64_t byteCount) {
 }
 
 void CCfgData::TakeData(std::unique_ptr<BYTE[]> bytes, std::uint64_t byteCount) {
+    Free();
     data = std::move(bytes);
     size = byteCount;
 }
 
+void CCfgData::Shorten(std::uint64_t byteCount) {
+    if (byteCount >= size)
+        return;
+    SecureZeroMemory(data.get() + byteCount, size - byteCount);
+    size = byteCount;
+}
+
 void CCfgData::Free() {
+    if (data != nullptr)
+        SecureZeroMemory(data.get(), size);
     data.reset();
     size = 0;
 }

@@ -1,4 +1,5 @@
-// One address with the bytes read from it or to be written to it. Owns the bytes.
+// One address with the bytes read from it or to be written to it. Owns the bytes, and wipes them: they may hold what is
+// kept enciphered everywhere else.
 #pragma once
 
 #include <platform/base.h>
@@ -12,7 +13,7 @@ class CCfgData {
         : protocol(itsProtocol), scan(itsScan), input(itsInput), configType(itsConfigType) {}
     CCfgData(std::uint32_t itsProtocol, std::uint32_t itsScan, std::uint64_t itsConfigType)
         : CCfgData(itsProtocol, itsScan, 0, itsConfigType) {}
-    virtual ~CCfgData() = default;
+    virtual ~CCfgData() { Free(); }
     CCfgData(const CCfgData&) = delete;
     CCfgData& operator=(const CCfgData&) = delete;
 
@@ -22,6 +23,8 @@ class CCfgData {
     void TakeData(std::unique_ptr<BYTE[]> bytes, std::uint64_t byteCount);
     BYTE* GetData() const { return data.get(); } // null when empty
     std::uint64_t GetSize() const { return size; }
+    // To what was filled of it.
+    void Shorten(std::uint64_t byteCount);
     void Free();
 
     std::uint32_t protocol;

@@ -1,5 +1,7 @@
 #include "Rijndael.h"
 
+#include "Wiped.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
@@ -118,13 +120,13 @@ std::int32_t Rijndael::encrypt(const std::uint8_t* input, std::int32_t inputLeng
         return kUnknownMode;
     const auto length = static_cast<std::size_t>(inputLength);
     const std::size_t whole = length / kBlockBytes * kBlockBytes;
-    Block last{};
+    wdlt::Wiped<Block> last;
     const std::size_t rest = length - whole;
-    last.fill(static_cast<std::uint8_t>(kBlockBytes - rest));
-    std::copy_n(input + whole, rest, last.begin());
+    last->fill(static_cast<std::uint8_t>(kBlockBytes - rest));
+    std::copy_n(input + whole, rest, last->begin());
     encipher(chain, whole, output, input);
-    encipher(chain, last.size(), output + whole, last.data());
-    return static_cast<std::int32_t>(whole + last.size());
+    encipher(chain, last->size(), output + whole, last->data());
+    return static_cast<std::int32_t>(whole + last->size());
 }
 
 std::int32_t Rijndael::decrypt(const std::uint8_t* input, std::int32_t inputLength, std::uint8_t* output,
@@ -140,15 +142,15 @@ std::int32_t Rijndael::decrypt(const std::uint8_t* input, std::int32_t inputLeng
     if (inputLength % kBlockBytes != 0)
         return kCorrupted;
     Block running = chain; // a message that doesn't decipher leaves the chain as it was
-    Block last{};
+    wdlt::Wiped<Block> last;
     const auto before = static_cast<std::size_t>(inputLength - kBlockBytes);
     decipher(running, before, output, input);
-    decipher(running, last.size(), last.data(), input + before);
-    const std::uint8_t padding = last.back();
+    decipher(running, last->size(), last->data(), input + before);
+    const std::uint8_t padding = last->back();
     if (padding == 0 || padding > kBlockBytes ||
-        !std::all_of(last.end() - padding, last.end(), [&](std::uint8_t byte) { return byte == padding; }))
+        !std::all_of(last->end() - padding, last->end(), [&](std::uint8_t byte) { return byte == padding; }))
         return kCorrupted;
-    std::copy(last.begin(), last.end() - padding, output + before);
+    std::copy(last->begin(), last->end() - padding, output + before);
     chain = running;
     return inputLength - padding;
 }

@@ -16,13 +16,41 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <malloc.h>
+#include <pthread.h>
+
 #include <atomic>
+#include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <memory>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
+
+namespace {
+
+// What no memory that is given back may hold, while it is looked for, and how often it did.
+const char* g_secret = nullptr;
+int g_found = 0;
+
+void lookFor(const void* memory, std::size_t bytes) {
+    if (memory != nullptr && g_secret != nullptr && memmem(memory, bytes, g_secret, std::strlen(g_secret)) != nullptr)
+        ++g_found;
+}
+
+} // namespace
+
+// The library's too: it finds this one first.
+void operator delete(void* memory) noexcept {
+    lookFor(memory, malloc_usable_size(memory));
+    std::free(memory); // NOLINT: the standard's operator new takes it from there
+}
+void operator delete(void* memory, std::size_t) noexcept {
+    operator delete(memory);
+}
 
 namespace {
 
@@ -81,6 +109,48 @@ class UrlFilter : public testing::Test {
     const FreshLog log;
     LoadedLibrary library{LoadedLibrary::withLog};
 };
+
+// Nothing of the proxy's password stays on a thread's stack, or in memory that was given back.
+TEST_F(UrlFilter, ThePasswordIsWiped) {
+    static WdltUrlfProxy proxy{1, "proxy.example", 3128, "user", "a secret word"};
+    static WdltUrlfConfig config{};
+    static WdpeUrlfData whole{};
+    static std::uint64_t size = sizeof whole;
+    static const LoadedLibrary& lib = library;
+    g_secret = proxy.szProxyPassword;
+    const auto left = [](void* (*call)(void*)) {
+        std::vector<char> stack(std::size_t{1} << 20);
+        pthread_attr_t attributes;
+        pthread_attr_init(&attributes);
+        pthread_attr_setstack(&attributes, stack.data(), stack.size());
+        pthread_t thread{};
+        void* status = nullptr;
+        EXPECT_EQ(pthread_create(&thread, &attributes, call, nullptr), 0);
+        pthread_join(thread, &status);
+        pthread_attr_destroy(&attributes);
+        EXPECT_EQ(status, nullptr);
+        lookFor(stack.data(), stack.size());
+        return std::exchange(g_found, 0);
+    };
+    const auto done = [](std::int32_t status) { return reinterpret_cast<void*>(std::intptr_t{status}); };
+    static const auto kDone = done;
+    EXPECT_EQ(left([](void*) { return kDone(WDLT_CALL(lib, WdltUrlfWriteProxy)(&proxy)); }), 0) << "WriteProxy";
+    EXPECT_EQ(left([](void*) { return kDone(WDLT_CALL(lib, WdltUrlfReadProxy)(&proxy)); }), 0) << "ReadProxy";
+    EXPECT_EQ(left([](void*) { return kDone(WDLT_CALL(lib, WdltUrlfReadConfig)(&config)); }), 0) << "ReadConfig";
+    EXPECT_EQ(left([](void*) { return kDone(WDLT_CALL(lib, WdltUrlfWriteConfig)(&config)); }), 0) << "WriteConfig";
+    EXPECT_EQ(
+        left([](void*) { return kDone(WDLT_CALL(lib, WdltReadConfig)(0, WDLT_SCAN_URL_FILTER, 0, &whole, &size)); }), 0)
+        << "at its address";
+    EXPECT_STREQ(whole.szProxyPassword, proxy.szProxyPassword);
+    tree::deleteValue(kUrlKey, "NotifyAll"); // behind the password
+    EXPECT_EQ(left([](void*) {
+                  const std::int32_t status = WDLT_CALL(lib, WdltUrlfReadConfig)(&config);
+                  return kDone(status - WDLT_E_NOT_FOUND);
+              }),
+              0)
+        << "a read that fails";
+    g_secret = nullptr;
+}
 
 TEST_F(UrlFilter, SettingsAndProxyLeaveEachOtherAlone) {
     ChangeListener service;

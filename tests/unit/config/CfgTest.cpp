@@ -189,7 +189,7 @@ TEST_F(Cfg, AnUnknownSizeIsAskedForFirst) {
 
 TEST_F(Cfg, AFirstPhaseThatTellsNoSizeEndsTheRead) {
     ASSERT_EQ(cfgData.SetData("old", 3), WDLT_OK);
-    for (const std::int32_t status : {WDLT_OK, WDLT_E_GENERAL, WDLT_E_REGISTRY}) {
+    for (const std::int32_t status : {WDLT_E_GENERAL, WDLT_E_REGISTRY, WDLT_OK}) {
         const LogFile log;
         interface.sizeStatus = status;
         interface.readCount = 0;
