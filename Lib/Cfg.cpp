@@ -50,8 +50,6 @@ std::int32_t CCfg::Read(CCfgData& cfgData, std::uint64_t size, const void* initi
     if (size == 0) {
         const std::int32_t status = read(nullptr);
         if (status != WDLT_E_BUFFER_SIZE) {
-            if (status == WDLT_OK)
-                cfgData.Free(); // a success has no old bytes
             WDLOG_ERROR("Failed to get sufficient size from WdltReadConfig(): %d", status);
             if (status == WDLT_OK)
                 cfgData.Free(); // no caller must take the old bytes for what was read

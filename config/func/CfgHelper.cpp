@@ -11,6 +11,7 @@
 #include <wdltcfg/records.h>
 #include <wdltcfg/status.h>
 
+#include <algorithm>
 #include <cstring>
 
 namespace {

@@ -4,6 +4,7 @@
 
 #include "CfgHelper.h"
 #include "WdCommon/DebugLog.h"
+#include "Wiped.h"
 
 #include <wdltcfg/status.h>
 
@@ -30,6 +31,11 @@ Record copyOf(const Record* callers) {
     Record record;
     std::memcpy(&record, callers, sizeof record);
     return record;
+}
+
+template <class Record>
+void handOver(Record* callers, const Record& record) {
+    std::memcpy(callers, &record, sizeof record);
 }
 
 // `failed` tells of a read that didn't give the record, which is then as it was.
@@ -61,9 +67,9 @@ std::int32_t writeBytes(CCfgHelper& family, const Address& address, const void* 
 }
 
 // A list with a type and `count` records in place of the stored one; `unset` and `failed` as above.
-template <class List, class Record>
+template <class List, class Record, class Unset>
 std::int32_t writeList(CCfgHelper& family, const Address& address, std::uint32_t listType, const Record* records,
-                       std::int32_t count, void (*unset)(std::int32_t), void (*failed)(std::int32_t)) {
+                       std::int32_t count, Unset&& unset, void (*failed)(std::int32_t)) {
     CCfgData cfgData(address.protocol, address.scan, address.input, address.configType);
     std::unique_ptr<BYTE[]> list(new (std::nothrow) BYTE[sizeof(List)]());
     if (list == nullptr) {
@@ -86,11 +92,11 @@ std::int32_t writeList(CCfgHelper& family, const Address& address, std::uint32_t
 template <class Record, class Overlay>
 std::int32_t writeOver(CCfgHelper& family, const Address& address, Overlay&& overlay, void (*unread)(std::int32_t),
                        void (*unwritten)(std::int32_t)) {
-    Record record;
-    if (const std::int32_t status = readWhole(family, address, record, unread); status != WDLT_OK)
+    Wiped<Record> record;
+    if (const std::int32_t status = readWhole(family, address, *record, unread); status != WDLT_OK)
         return status;
-    overlay(record);
-    return writeBytes(family, address, &record, sizeof record, unwritten, unwritten);
+    overlay(*record);
+    return writeBytes(family, address, &*record, sizeof *record, unwritten, unwritten);
 }
 
 inline void assign(std::uint32_t& to, std::uint32_t from) {
@@ -99,12 +105,15 @@ inline void assign(std::uint32_t& to, std::uint32_t from) {
 inline void assign(std::int32_t& to, std::int32_t from) {
     to = from;
 }
-// What fits both fields with its terminator; the rest of the field is cleared.
+// What fits both fields with its terminator; the rest of the field is cleared. A text without a terminator has none in
+// the other field either, so that the helper refuses it.
 template <std::size_t To, std::size_t From>
 void assign(char (&to)[To], const char (&from)[From]) {
-    const std::size_t length = strnlen(from, std::min(To, From) - 1);
-    std::memmove(to, from, length);
-    std::fill(to + length, to + To, '\0');
+    const std::size_t length = strnlen(from, From);
+    const bool isTerminated = length < From;
+    const std::size_t kept = std::min(length, isTerminated ? To - 1 : To);
+    std::memcpy(to, from, kept);
+    std::fill(to + kept, to + To, isTerminated ? '\0' : from[From - 1]);
 }
 
 // The two directions of a function that walks over each field of a caller's record and the stored one it stands for.
@@ -127,6 +136,13 @@ class CallLines {
     void endWithCount(std::int32_t count) {
         m_isTold = true;
         WDLOG_ENTRY("%s::%s(): OUT: count=%d", m_family, m_member, count);
+    }
+    // The line of the end stands elsewhere.
+    void endToldElsewhere() { m_isTold = true; }
+    // A call without a count to write to.
+    std::int32_t withoutCount() const {
+        WDLOG_ERROR("%s::%s(): Invalid parameter NULL", m_family, m_member);
+        return WDLT_E_INVALID_ARGUMENT;
     }
 
   private:
@@ -153,7 +169,7 @@ template <class List, class Record>
 std::int32_t readSome(CCfgHelper& family, const Address& address, Record* records, std::int32_t* count,
                       CallLines& lines, void (*failed)(std::int32_t)) {
     if (count == nullptr)
-        return WDLT_E_INVALID_ARGUMENT;
+        return lines.withoutCount();
     CCfgData cfgData(address.protocol, address.scan, address.input, address.configType);
     if (const std::int32_t status = family.Read(cfgData, sizeof(List), nullptr); status != WDLT_OK) {
         failed(status);

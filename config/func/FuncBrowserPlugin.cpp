@@ -88,7 +88,7 @@ std::int32_t CFuncBrowserPlugin::ConfigRead(WdltHttpsConfig* pConfig) {
         WDLOG_ERROR("CFuncBrowserPlugin::ConfigRead(): Failed to read config: %d", failure);
     });
     if (status == WDLT_OK)
-        std::memcpy(pConfig, &stored, sizeof stored);
+        handOver(pConfig, stored);
     return status;
 }
 

@@ -75,7 +75,7 @@ std::int32_t CFuncGenericVs::readPlace(const VsPlace& place, WdltVsConfig* pConf
         return status;
     }
     std::memcpy(&config.dwLimitSize, limit.GetData() + place.limitOffset, sizeof config.dwLimitSize);
-    *pConfig = config;
+    handOver(pConfig, config);
     return WDLT_OK;
 }
 
@@ -90,8 +90,9 @@ std::int32_t CFuncGenericVs::writePlace(const VsPlace& place, const WdltVsConfig
         WDLOG_ERROR("%s: %d", place.writing.limitUnread, status);
         return status;
     }
-    std::memcpy(limit.GetData() + place.limitOffset, &pConfig->dwLimitSize, sizeof pConfig->dwLimitSize);
-    if (const std::int32_t status = ConfigWriteVs(*pConfig); status != WDLT_OK) {
+    const WdltVsConfig config = copyOf(pConfig);
+    std::memcpy(limit.GetData() + place.limitOffset, &config.dwLimitSize, sizeof config.dwLimitSize);
+    if (const std::int32_t status = ConfigWriteVs(config); status != WDLT_OK) {
         WDLOG_ERROR("%s: %d", place.writing.scanUnwritten, status);
         return status;
     }

@@ -46,9 +46,13 @@ std::int32_t CFuncHfe::ConfigRead(WdpeHfeData* pConfig) {
         WDLOG_ERROR("CFuncHfe::ConfigRead(): pConfig is NULL");
         return WDLT_E_INVALID_ARGUMENT;
     }
-    return readWhole(*this, kSettings, *pConfig, [](std::int32_t failure) {
+    WdpeHfeData stored;
+    const std::int32_t status = readWhole(*this, kSettings, stored, [](std::int32_t failure) {
         WDLOG_ERROR("CFuncHfe::ConfigRead(): Failed to read config: %d", failure);
     });
+    if (status == WDLT_OK)
+        handOver(pConfig, stored);
+    return status;
 }
 
 // Both values have a default, so nothing has to be stored for a first write.

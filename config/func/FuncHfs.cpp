@@ -62,9 +62,12 @@ std::int32_t CFuncHfs::ConfigRead(WdltHfsConfig* pConfig) {
     const std::int32_t status = readWhole(*this, kFileScan, stored, [](std::int32_t failure) {
         WDLOG_ERROR("CFuncHfs::ConfigRead(): Failed to read on CConfigReader: %d", failure);
     });
-    if (status == WDLT_OK)
-        eachField(*pConfig, stored, kToCaller);
-    return status;
+    if (status != WDLT_OK)
+        return status;
+    WdltHfsConfig config{};
+    eachField(config, stored, kToCaller);
+    handOver(pConfig, config);
+    return WDLT_OK;
 }
 
 std::int32_t CFuncHfs::ConfigWrite(const WdltHfsConfig* pConfig) {
@@ -73,8 +76,10 @@ std::int32_t CFuncHfs::ConfigWrite(const WdltHfsConfig* pConfig) {
         WDLOG_ERROR("CFuncHfs::ConfigWrite: pConfig is NULL");
         return WDLT_E_INVALID_ARGUMENT;
     }
+    WdltHfsConfig config = copyOf(pConfig);
+    config.szTargetTypes[sizeof config.szTargetTypes - 1] = '\0'; // this one is cut to what fits
     return writeOver<WdpeHttpFileScanData>(
-        *this, kFileScan, [&](WdpeHttpFileScanData& stored) { eachField(*pConfig, stored, kToStore); },
+        *this, kFileScan, [&](WdpeHttpFileScanData& stored) { eachField(config, stored, kToStore); },
         [](std::int32_t failure) {
             WDLOG_ERROR("CFuncHfs::ConfigWrite(): Failed to read on CConfigReader: %d", failure);
         },

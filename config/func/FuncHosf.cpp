@@ -53,7 +53,7 @@ std::int32_t CFuncHosf::ConfigRead(WdpeHosfData* pConfig) {
         WDLOG_ERROR("CFuncHosf::ConfigRead(): Failed to read config: %d", failure);
     });
     if (status == WDLT_OK)
-        *pConfig = stored;
+        handOver(pConfig, stored);
     return status;
 }
 
@@ -64,12 +64,7 @@ std::int32_t CFuncHosf::ConfigWrite(const WdpeHosfData* pConfig) {
         return WDLT_E_INVALID_ARGUMENT;
     }
     return writeOver<WdpeHosfData>(
-        *this, addressOf(WDLT_CONFIG_DEFAULT),
-        [&](WdpeHosfData& stored) {
-            assign(stored.dwEnablePrivateIPCheck, pConfig->dwEnablePrivateIPCheck);
-            assign(stored.dwNonBlock, pConfig->dwNonBlock);
-            assign(stored.szExclusionExtensions, pConfig->szExclusionExtensions);
-        },
+        *this, addressOf(WDLT_CONFIG_DEFAULT), [&](WdpeHosfData& stored) { stored = copyOf(pConfig); },
         [](std::int32_t failure) { WDLOG_ERROR("CFuncHosf::ConfigWrite(): Failed to read config: %d", failure); },
         [](std::int32_t failure) { WDLOG_ERROR("CFuncHosf::ConfigWrite(): Failed to write config: %d", failure); });
 }

@@ -18,7 +18,7 @@ void readFailed(std::int32_t status) {
 std::int32_t CFuncMah::RecordListRead(MailAddressRecord* records, std::int32_t* count) {
     CallLines lines("CFuncMah", "RecordListRead");
     if (count == nullptr)
-        return WDLT_E_INVALID_ARGUMENT;
+        return lines.withoutCount();
     WdsmMailConfig settings;
     const Address address{WDLT_PROTOCOL_COMMON, WDLT_SCAN_MAIL_MANAGER, WDLT_CONFIG_DEFAULT};
     if (const std::int32_t status = readWhole(*this, address, settings, readFailed); status != WDLT_OK)

@@ -5,7 +5,6 @@
 #include "WdCommon/DebugLog.h"
 #include "Wiped.h"
 
-#include <platform/memory.h>
 #include <wdltcfg/addresses.h>
 #include <wdltcfg/status.h>
 
@@ -50,15 +49,10 @@ constexpr ItemList<PrivacyExclusionListHead, PrivacyExclusionItem> kExclusions{
     WDLT_CONFIG_PRIVACY_EXCLUSIONS, &PrivacyExclusionListHead::dwExclusionCount,
     &PrivacyExclusionListHead::dwExclusionItemMax, "ExItemListRead", "ExItemListWrite"};
 
-// The texts that a list has are kept enciphered everywhere else.
 class ListData final : public CCfgData {
   public:
     template <class List>
     explicit ListData(const List& list) : CCfgData(WDLT_PROTOCOL_COMMON, WDLT_SCAN_PRIVACY, list.configType) {}
-    ~ListData() override {
-        if (GetData() != nullptr)
-            SecureZeroMemory(GetData(), GetSize());
-    }
 };
 
 // The whole list, its records behind `head`.
@@ -76,7 +70,7 @@ template <class List>
 std::int32_t readItems(CCfgHelper& family, const List& list, typename List::Item* items, std::int32_t* count) {
     CallLines lines("CFuncPdp", list.read);
     if (count == nullptr)
-        return WDLT_E_INVALID_ARGUMENT;
+        return lines.withoutCount();
     ListData cfgData(list);
     typename List::Head head{};
     if (const std::int32_t status = readAll(family, list.read, cfgData, head); status != WDLT_OK)

@@ -81,14 +81,17 @@ std::int32_t CFuncUrlf::ConfigRead(WdltUrlfConfig* pConfig) {
         WDLOG_ERROR("CFuncUrlf::ConfigRead: pConfig is NULL");
         return WDLT_E_INVALID_ARGUMENT;
     }
-    WdpeUrlfData settings;
+    Wiped<WdpeUrlfData> settings; // the proxy's password is in it
     const std::int32_t status =
-        readWhole(*this, addressOf(WDLT_CONFIG_URLF_SETTINGS), settings, [](std::int32_t failure) {
+        readWhole(*this, addressOf(WDLT_CONFIG_URLF_SETTINGS), *settings, [](std::int32_t failure) {
             WDLOG_ERROR("CFuncUrlf::ConfigRead(): Failed to read config: %d", failure);
         });
-    if (status == WDLT_OK)
-        eachField(*pConfig, settings, kToCaller);
-    return status;
+    if (status != WDLT_OK)
+        return status;
+    WdltUrlfConfig config{};
+    eachField(config, *settings, kToCaller);
+    handOver(pConfig, config);
+    return WDLT_OK;
 }
 
 std::int32_t CFuncUrlf::ConfigWrite(const WdltUrlfConfig* pConfig) {
@@ -97,9 +100,9 @@ std::int32_t CFuncUrlf::ConfigWrite(const WdltUrlfConfig* pConfig) {
         WDLOG_ERROR("CFuncUrlf::ConfigWrite: pConfig is NULL");
         return WDLT_E_INVALID_ARGUMENT;
     }
+    const WdltUrlfConfig config = copyOf(pConfig);
     return writeOver<WdpeUrlfData>(
-        *this, addressOf(WDLT_CONFIG_URLF_SETTINGS),
-        [&](WdpeUrlfData& stored) { eachField(*pConfig, stored, kToStore); },
+        *this, addressOf(WDLT_CONFIG_URLF_SETTINGS), [&](WdpeUrlfData& stored) { eachField(config, stored, kToStore); },
         [](std::int32_t failure) { WDLOG_ERROR("CFuncUrlf::ConfigWrite(): Failed to read config: %d", failure); },
         [](std::int32_t failure) { WDLOG_ERROR("CFuncUrlf::ConfigWrite(): Failed to write data: %d", failure); });
 }
@@ -110,14 +113,17 @@ std::int32_t CFuncUrlf::ProxyRead(WdltUrlfProxy* pProxy) {
         WDLOG_ERROR("CFuncUrlf::ProxyRead: pProxy is NULL");
         return WDLT_E_INVALID_ARGUMENT;
     }
-    WdpeUrlfData settings;
+    Wiped<WdpeUrlfData> settings;
     const std::int32_t status =
-        readWhole(*this, addressOf(WDLT_CONFIG_URLF_SETTINGS), settings, [](std::int32_t failure) {
+        readWhole(*this, addressOf(WDLT_CONFIG_URLF_SETTINGS), *settings, [](std::int32_t failure) {
             WDLOG_ERROR("CFuncUrlf::ProxyRead(): Failed to read config: %d", failure);
         });
-    if (status == WDLT_OK)
-        eachProxyField(*pProxy, settings, kToCaller);
-    return status;
+    if (status != WDLT_OK)
+        return status;
+    Wiped<WdltUrlfProxy> proxy;
+    eachProxyField(*proxy, *settings, kToCaller);
+    handOver(pProxy, *proxy);
+    return WDLT_OK;
 }
 
 // All the settings are written again, not only the proxy's.
@@ -127,9 +133,11 @@ std::int32_t CFuncUrlf::ProxyWrite(const WdltUrlfProxy* pProxy) {
         WDLOG_ERROR("CFuncUrlf::ProxyWrite: pProxy is NULL");
         return WDLT_E_INVALID_ARGUMENT;
     }
+    Wiped<WdltUrlfProxy> proxy;
+    std::memcpy(&*proxy, pProxy, sizeof *proxy);
     return writeOver<WdpeUrlfData>(
         *this, addressOf(WDLT_CONFIG_URLF_SETTINGS),
-        [&](WdpeUrlfData& stored) { eachProxyField(*pProxy, stored, kToStore); },
+        [&](WdpeUrlfData& stored) { eachProxyField(*proxy, stored, kToStore); },
         [](std::int32_t failure) { WDLOG_ERROR("CFuncUrlf::ProxyWrite(): Failed to read config: %d", failure); },
         [](std::int32_t failure) { WDLOG_ERROR("CFuncUrlf::ProxyWrite(): Failed to write data: %d", failure); });
 }
@@ -147,6 +155,8 @@ std::int32_t CFuncUrlf::RecordListRead(std::uint32_t listType, WdpeUrlfUrlRecord
     CCfgData cfgData(0, WDLT_SCAN_URL_FILTER, WDLT_CONFIG_URLF_LIST);
     if (const std::int32_t status = Read(cfgData, sizeof(WdpeUrlfUrlList), &listType, sizeof listType);
         status != WDLT_OK) {
+        if (status == WDLT_E_NO_MEMORY)
+            WDLOG_ERROR("CFuncUrlf::RecordListRead(): Out of memory");
         WDLOG_ERROR("CFuncUrlf::RecordListRead(): Failed to read config: %d", status);
         return status;
     }
@@ -180,6 +190,7 @@ std::int32_t CFuncUrlf::RecordListWrite(std::uint32_t listType, const WdpeUrlfUr
     return writeList<WdpeUrlfUrlList>(
         *this, addressOf(WDLT_CONFIG_URLF_LIST), listType, records, count,
         [](std::int32_t failure) {
+            WDLOG_ERROR("CFuncUrlf::RecordListWrite(): Out of memory");
             WDLOG_ERROR("CFuncUrlf::RecordListWrite(): Failed to set data to config: %d", failure);
         },
         [](std::int32_t failure) { WDLOG_ERROR("CFuncUrlf::RecordListWrite(): Failed to write config: %d", failure); });
@@ -224,21 +235,23 @@ std::int32_t CFuncUrlf::IsUrlRecordExistsInDB(std::uint32_t listType, const Wdpe
 }
 
 std::int32_t CFuncUrlf::SetExtraHeader(const WdpeUrlfExtraHeader* header) {
-    const CallLines lines = linesOf("SetExtraHeader");
+    CallLines lines = linesOf("SetExtraHeader");
     if (header == nullptr) {
         WDLOG_ERROR("CFuncUrlf::SetExtraHeader(): Invalid parameter NULL");
         return WDLT_E_INVALID_ARGUMENT;
     }
-    if (header->dwVersion == 0) {
+    const WdpeUrlfExtraHeader head = copyOf(header);
+    if (head.dwVersion == 0) {
+        lines.endToldElsewhere();
         WDLOG_ENTRY("CFuncUrlf::SetExtraHeader(): OUT return Supported version(%d)", WDLT_EXTRA_HEADER_VERSION);
         return WDLT_EXTRA_HEADER_VERSION;
     }
-    if (header->dwVersion != WDLT_EXTRA_HEADER_VERSION) {
-        WDLOG_ERROR("CFuncUrlf::SetExtraHeader(): Failed no supported version(%d)", header->dwVersion);
+    if (head.dwVersion != WDLT_EXTRA_HEADER_VERSION) {
+        WDLOG_ERROR("CFuncUrlf::SetExtraHeader(): Failed no supported version(%d)", head.dwVersion);
         return WDLT_E_VERSION;
     }
     return writeBytes(
-        *this, addressOf(WDLT_CONFIG_URLF_EXTRA_HEADER), header, std::uint64_t{header->dwSize} + sizeof *header,
+        *this, addressOf(WDLT_CONFIG_URLF_EXTRA_HEADER), header, std::uint64_t{head.dwSize} + sizeof head,
         [](std::int32_t failure) {
             WDLOG_ERROR("CFuncUrlf::SetExtraHeader(): Failed to set data to config: %d", failure);
         },
@@ -257,8 +270,7 @@ std::int32_t CFuncUrlf::RSInfoRead(WdpeUrlfRSInfo* pRSInfo) {
     });
     if (status != WDLT_OK)
         return status;
-    assign(pRSInfo->szRatingServer, stored.szRatingServer);
-    assign(pRSInfo->dwRatingPort, stored.dwRatingPort);
+    handOver(pRSInfo, stored);
     return WDLT_OK;
 }
 
@@ -273,11 +285,7 @@ std::int32_t CFuncUrlf::RSInfoWrite(const WdpeUrlfRSInfo* pRSInfo) {
         return WDLT_E_INVALID_ARGUMENT;
     }
     return writeOver<WdpeUrlfRSInfo>(
-        *this, addressOf(WDLT_CONFIG_URLF_RS_INFO),
-        [&](WdpeUrlfRSInfo& stored) {
-            assign(stored.szRatingServer, pRSInfo->szRatingServer);
-            assign(stored.dwRatingPort, pRSInfo->dwRatingPort);
-        },
+        *this, addressOf(WDLT_CONFIG_URLF_RS_INFO), [&](WdpeUrlfRSInfo& stored) { stored = copyOf(pRSInfo); },
         [](std::int32_t failure) { WDLOG_ERROR("CFuncUrlf::RSInfoWrite(): Failed to read config: %d", failure); },
         [](std::int32_t failure) { WDLOG_ERROR("CFuncUrlf::RSInfoWrite(): Failed to write data: %d", failure); });
 }
@@ -288,9 +296,13 @@ std::int32_t CFuncUrlf::UUCRead(WdpeUrlfUUC* pUUCConfig) {
         WDLOG_ERROR("CFuncUrlf::UUCRead: pUUCConfig is NULL");
         return WDLT_E_INVALID_ARGUMENT;
     }
-    return readWhole(*this, addressOf(WDLT_CONFIG_URLF_UUC), *pUUCConfig, [](std::int32_t failure) {
+    WdpeUrlfUUC stored;
+    const std::int32_t status = readWhole(*this, addressOf(WDLT_CONFIG_URLF_UUC), stored, [](std::int32_t failure) {
         WDLOG_ERROR("CFuncUrlf::UUCRead(): Failed to read config: %d", failure);
     });
+    if (status == WDLT_OK)
+        handOver(pUUCConfig, stored);
+    return status;
 }
 
 // What is stored already isn't written, and so nobody told of it.

@@ -11,8 +11,6 @@
 #include <wdltcfg/records.h>
 #include <wdltcfg/status.h>
 
-#include <cstring>
-
 namespace {
 
 using namespace wdlt;
@@ -50,12 +48,6 @@ constexpr ListFileReport kFileReport{
 constexpr std::uint32_t kOnlyList = 0;
 
 const RegisterHelper<CEngineSCANXCommon> kRegistered(HelperKind::CEngineSCANXCommon);
-
-void endInBackslash(char (&path)[sizeof(WdpeVsCommon::szPatternPath)]) {
-    const std::size_t length = strnlen(path, sizeof path);
-    if (length > 0 && length + 1 < sizeof path && path[length - 1] != '\\')
-        path[length] = '\\';
-}
 
 } // namespace
 
@@ -105,7 +97,7 @@ std::int32_t CEngineSCANXCommon::readSettings(void* data, std::uint64_t* size) {
         }
         installPath.copy(record->szPatternPath, sizeof record->szPatternPath - 2);
     }
-    endInBackslash(record->szPatternPath);
+    EndInBackslash(record->szPatternPath, sizeof record->szPatternPath);
     return readValues(access, kReadBehindFolder, *record);
 }
 

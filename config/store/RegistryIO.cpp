@@ -75,9 +75,9 @@ std::int32_t readKeyName(const std::string& path, void* data, DWORD* size, bool 
     // Cut to the buffer, always with its terminator.
     const std::size_t room = *size / sizeof(WCHAR);
     const std::size_t length = std::char_traits<WCHAR>::length(wideName.data());
-    const std::size_t kept = std::min(length, room - 1);
+    const std::size_t kept = std::min(length, std::max<std::size_t>(room, 1) - 1);
     wideName[kept] = 0;
-    std::memcpy(data, wideName.data(), (kept + 1) * sizeof(WCHAR));
+    std::memcpy(data, wideName.data(), std::min<std::size_t>(*size, (kept + 1) * sizeof(WCHAR)));
     return WDLT_OK;
 }
 

@@ -32,10 +32,15 @@ void fill(std::span<char> field, std::string_view content) {
     std::ranges::fill(field.subspan(kept), '\0');
 }
 
-// The whole stored text, however long. The field keeps what fits.
+// The whole stored text, however long. The field keeps what fits. A text that has grown since its size was told is
+// asked for again.
 std::int32_t readCut(const ValueAccess& access, const char* name, std::span<char> field, DWORD size) {
-    std::vector<char> whole(size);
-    const std::int32_t status = access.helper.ReadItem(access.section, name, whole.data(), &size, false);
+    std::vector<char> whole;
+    std::int32_t status = WDLT_E_BUFFER_SIZE;
+    while (status == WDLT_E_BUFFER_SIZE) {
+        whole.resize(size);
+        status = access.helper.ReadItem(access.section, name, whole.data(), &size, false);
+    }
     if (status == WDLT_OK)
         fill(field, {whole.data(), strnlen(whole.data(), std::min<std::size_t>(size, whole.size()))});
     return status;
@@ -88,16 +93,15 @@ std::int32_t readNames(const ValueAccess& access, const ValueRowData& row, std::
 std::string namesAsText(const ValueRowData& row, std::span<char> slots) {
     CCsv names;
     for (; !slots.empty() && slots.front() != '\0'; slots = slots.subspan(row.slotSize))
-        names.add({slots.data(), strnlen(slots.data(), row.slotSize - 1)});
+        names.add({slots.data(), strnlen(slots.data(), row.slotSize)});
     return names.text().substr(0, row.limit - 1);
 }
 
 void finishText(const ValueRowData& row, std::span<char> field) {
     if (row.isFileName)
         WdchHelper::StripPath(field.data(), field.size());
-    const std::size_t length = strnlen(field.data(), field.size());
-    if (row.isFolder && length > 0 && length + 1 < field.size() && field[length - 1] != '\\')
-        field[length] = '\\';
+    if (row.isFolder)
+        WdchHelper::EndInBackslash(field.data(), field.size());
 }
 
 std::int32_t readOnce(const ValueAccess& access, const ValueRowData& row, const char* name, void* record) {
@@ -151,6 +155,23 @@ std::int32_t readValue(const ValueAccess& access, const ValueRowData& row, void*
     return WDLT_OK;
 }
 
+bool isTerminated(const ValueRowData& row, void* record) {
+    if (row.kind == ValueKind::Number)
+        return true;
+    const std::span<char> field = row.text(record);
+    if (row.kind != ValueKind::NameList)
+        return strnlen(field.data(), field.size()) < field.size();
+    for (std::span<char> slots = field; !slots.empty() && slots.front() != '\0'; slots = slots.subspan(row.slotSize))
+        if (strnlen(slots.data(), row.slotSize) == row.slotSize)
+            return false;
+    return true;
+}
+
+std::int32_t notTerminated(const ValueAccess& access, const ValueRowData& row) {
+    writeFailed(access, row, WDLT_E_INVALID_ARGUMENT);
+    return WDLT_E_INVALID_ARGUMENT;
+}
+
 std::int32_t writeValue(const ValueAccess& access, const ValueRowData& row, void* record) {
     if (row.kind == ValueKind::Number) {
         DWORD number = row.get(record);
@@ -161,16 +182,23 @@ std::int32_t writeValue(const ValueAccess& access, const ValueRowData& row, void
         return access.helper.WriteItem(access.section, row.name, REG_DWORD, &number, sizeof number, false);
     }
 
+    if (!isTerminated(row, record))
+        return WDLT_E_INVALID_ARGUMENT;
     const std::span<char> field = row.text(record);
+    const auto store = [&](const char* text, std::size_t length) {
+        const auto size = static_cast<DWORD>(length + (row.terminated ? 1 : 0));
+        return access.helper.WriteItem(access.section, row.name, REG_SZ, text, size, false);
+    };
+    if (row.kind == ValueKind::NameList) {
+        const std::string names = namesAsText(row, field);
+        return store(names.c_str(), names.size());
+    }
     if (row.isFileName)
         WdchHelper::StripPath(field.data(), field.size());
-    const std::string content = row.kind == ValueKind::NameList
-                                    ? namesAsText(row, field)
-                                    : std::string(field.data(), strnlen(field.data(), field.size()));
+    const std::size_t length = std::strlen(field.data());
     if (row.kind == ValueKind::ProtectedText)
-        return access.protectedValues->write(row.name, content);
-    const auto size = static_cast<DWORD>(content.size() + (row.terminated ? 1 : 0));
-    return access.helper.WriteItem(access.section, row.name, REG_SZ, content.c_str(), size, false);
+        return access.protectedValues->write(row.name, {field.data(), length});
+    return store(field.data(), length);
 }
 
 std::int32_t writeFailed(const ValueAccess& access, const ValueRowData& row, std::int32_t status) {

@@ -14,9 +14,12 @@
 #include "ValueRow.h"
 #include "WdchHelper.h"
 
+#include <platform/memory.h>
 #include <platform/registry_batch.h>
 #include <wdltcfg/status.h>
 
+#include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstring>
 #include <span>
@@ -52,9 +55,14 @@ struct ValueAccess {
 
 std::int32_t readValue(const ValueAccess& access, const ValueRowData& row, void* record, const void* defaults);
 
-// Writes one value without a line for its failure.
+// Writes one value without a line for its failure; -3 for a text without its terminator.
 std::int32_t writeValue(const ValueAccess& access, const ValueRowData& row, void* record);
 std::int32_t writeFailed(const ValueAccess& access, const ValueRowData& row, std::int32_t status);
+
+// False for a text that fills its field, or a list's slot, without a terminator: stored, it could never be read again.
+bool isTerminated(const ValueRowData& row, void* record);
+// A line for the row's failure, and -3.
+std::int32_t notTerminated(const ValueAccess& access, const ValueRowData& row);
 
 // Reads the rows in order into a record that the caller has cleared. The first failure that isn't covered ends it:
 // fields read before it stay. `rows`: a table or a part of one; `defaults`: a whole record for the rows that take
@@ -68,9 +76,12 @@ std::int32_t readValues(const ValueAccess& access, const Rows& rows, Record& rec
 }
 
 // Writes the rows in order, all in one transaction and one sync. The first failure ends it: what was written before it
-// stays, and what comes after it isn't touched.
+// stays, and what comes after it isn't touched. A text without its terminator is -3 before anything is written.
 template <class Record, std::size_t Count>
 std::int32_t writeValues(const ValueAccess& access, const ValueRow<Record> (&rows)[Count], Record& record) {
+    for (const ValueRow<Record>& row : rows)
+        if (!row.readOnly && !isTerminated(row, &record))
+            return notTerminated(access, row);
     RegistryBatch batch;
     const ValueRowData* last = nullptr;
     std::int32_t status = WDLT_OK;
@@ -89,12 +100,30 @@ std::int32_t writeValues(const ValueAccess& access, const ValueRow<Record> (&row
     return status == WDLT_OK || last == nullptr ? status : writeFailed(access, *last, status);
 }
 
-// A caller's record at any alignment: a copy to work on, handed back when the scope ends.
+// A caller's record at any alignment: a copy to work on. When the scope ends, the bytes that were changed are handed
+// back, and no others: a record that a write doesn't correct may be constant, or in use by other threads. The copies
+// are wiped, since a record may hold a password.
 template <class Record>
 class CallersRecord {
   public:
-    explicit CallersRecord(void* data) : m_data(data) { std::memcpy(&m_record, data, sizeof m_record); }
-    ~CallersRecord() { std::memcpy(m_data, &m_record, sizeof m_record); }
+    explicit CallersRecord(void* data) : m_data(static_cast<unsigned char*>(data)) {
+        std::memcpy(&m_record, data, sizeof m_record);
+        std::memcpy(m_given.data(), data, sizeof m_record);
+    }
+    ~CallersRecord() {
+        constexpr std::size_t kPiece = 32;
+        const auto* const bytes = reinterpret_cast<const unsigned char*>(&m_record);
+        for (std::size_t piece = 0; piece < sizeof m_record; piece += kPiece) {
+            const std::size_t end = std::min(piece + kPiece, sizeof m_record);
+            if (std::memcmp(bytes + piece, &m_given[piece], end - piece) == 0)
+                continue;
+            for (std::size_t at = piece; at < end; ++at)
+                if (bytes[at] != m_given[at])
+                    m_data[at] = bytes[at];
+        }
+        SecureZeroMemory(&m_record, sizeof m_record);
+        SecureZeroMemory(m_given.data(), m_given.size());
+    }
     CallersRecord(const CallersRecord&) = delete;
     CallersRecord& operator=(const CallersRecord&) = delete;
 
@@ -103,8 +132,9 @@ class CallersRecord {
     void clear() { std::memset(static_cast<void*>(&m_record), 0, sizeof m_record); }
 
   private:
-    void* m_data;
+    unsigned char* m_data;
     Record m_record;
+    std::array<unsigned char, sizeof(Record)> m_given;
 };
 
 } // namespace wdlt

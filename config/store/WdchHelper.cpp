@@ -25,20 +25,40 @@ std::string WdchHelper::systemText(const char* name) {
     return {text.data(), strnlen(text.data(), text.size())};
 }
 
+std::string WdchHelper::GetTempPath() {
+    const std::string folder = systemText("TempPath");
+    return folder.empty() ? GetInstallPath() : folder;
+}
+
+namespace {
+
+// `character(at, bytes)` for each character of the text, of one byte or two.
+template <class Character>
+void eachCharacter(const char* text, std::size_t length, Character&& character) {
+    for (std::size_t at = 0; at < length;) {
+        const std::size_t bytes = IsDBCSLeadByte(static_cast<BYTE>(text[at])) && at + 1 < length ? 2 : 1;
+        character(at, bytes);
+        at += bytes;
+    }
+}
+
+} // namespace
+
 void WdchHelper::StripPath(char* path, std::size_t size) {
     const std::size_t length = strnlen(path, size);
-    const char* const end = path + length;
-    const char* name = path;
-    for (const char* at = path; at < end;) {
-        if (IsDBCSLeadByte(static_cast<BYTE>(*at)) && at + 1 < end) {
-            at += 2;
-            continue;
-        }
-        if (*at == '\\' || *at == '/')
+    std::size_t name = 0;
+    eachCharacter(path, length, [&](std::size_t at, std::size_t bytes) {
+        if (bytes == 1 && (path[at] == '\\' || path[at] == '/'))
             name = at + 1;
-        ++at;
-    }
-    const auto kept = static_cast<std::size_t>(end - name);
-    std::memmove(path, name, kept);
-    std::memset(path + kept, 0, length - kept);
+    });
+    std::memmove(path, path + name, length - name);
+    std::memset(path + (length - name), 0, name);
+}
+
+void WdchHelper::EndInBackslash(char* path, std::size_t size) {
+    const std::size_t length = strnlen(path, size);
+    bool isThere = true; // nothing is needed behind an empty one
+    eachCharacter(path, length, [&](std::size_t at, std::size_t bytes) { isThere = bytes == 1 && path[at] == '\\'; });
+    if (!isThere && length + 1 < size)
+        path[length] = '\\';
 }

@@ -30,10 +30,14 @@ class WdchHelper {
     // Texts of the system's own key, at most 259 bytes, empty when they can't be read. Both folders end in a backslash
     // when the system's record wrote them.
     std::string GetInstallPath() { return systemText("InstallPath"); }
-    std::string GetTempPath() { return systemText("TempPath"); }
+    // The install directory where none is stored: a temporary file never lands in a caller's current folder.
+    std::string GetTempPath();
 
     // Leaves of a path in a field of `size` bytes what stands behind its last `\` or `/`. Double-byte aware.
     static void StripPath(char* path, std::size_t size);
+    // Gives a path that isn't empty a backslash at its end where it has none and its field has room for one. The second
+    // byte of a double-byte character is none.
+    static void EndInBackslash(char* path, std::size_t size);
 
     std::unique_ptr<WdchIO> store;
     DWORD protocol = 0;

@@ -377,6 +377,7 @@ TEST_P(ScanRecords, LimitsOnReading) {
 TEST_P(ScanRecords, WritesStoreTheirOwnValuesAndNoOther) {
     runner.tryWriting();
     runner.tryLimitsOnWrite();
+    runner.tryTextsWithoutTerminator();
 }
 
 TEST_P(ScanRecords, AFailingWriteLeavesWhatCameBeforeIt) {
@@ -405,78 +406,26 @@ class ScanRecord : public testing::Test {
     const LoadedLibrary library{LoadedLibrary::withLog};
 };
 
-// What is looked at first, and what it gives.
-TEST_F(ScanRecord, SizesAndMissingData) {
-    constexpr std::uint64_t kAny = 77;
-    struct Case {
-        RecordCase record;
-        std::uint64_t size;
-        bool withData;
-        std::int32_t status;
-        std::uint64_t sizeLeft;
-    };
-    const RecordCase virus = virusScan(kVirusScans[0]);
-    const Case reads[] = {
-        {pop3(), 0, false, WDLT_E_BUFFER_SIZE, 12},
-        {pop3(), 16, true, WDLT_E_BUFFER_SIZE, 12},
-        {pop3(), 12, false, WDLT_E_GENERAL, 12},
-        {smtp(), 12, true, WDLT_E_BUFFER_SIZE, 16},
-        {smtp(), 17, true, WDLT_E_BUFFER_SIZE, 16},
-        {smtp(), kAny, false, WDLT_E_INVALID_ARGUMENT, kAny},
-        {smtp(), 16, false, WDLT_E_INVALID_ARGUMENT, 16},
-        {http(), 587, true, WDLT_E_INVALID_ARGUMENT, 587},
-        {http(), 589, true, WDLT_E_INVALID_ARGUMENT, 589},
-        {http(), 588, false, WDLT_E_INVALID_ARGUMENT, 588},
-        {virus, 39, true, WDLT_E_BUFFER_SIZE, 40},
-        {virus, 41, false, WDLT_E_BUFFER_SIZE, 40},
-        {virus, 40, false, WDLT_E_INVALID_ARGUMENT, 40},
-        {manager(), 1943, true, WDLT_E_INVALID_ARGUMENT, 1943},
-        {manager(), 1945, true, WDLT_E_INVALID_ARGUMENT, 1945},
-        {manager(), 1944, false, WDLT_E_INVALID_ARGUMENT, 1944},
-        {webMail(), 11, true, WDLT_E_INVALID_ARGUMENT, 11},
-        {webMail(), 12, false, WDLT_E_INVALID_ARGUMENT, 12},
-        {fileEvents(), 9, true, WDLT_E_INVALID_ARGUMENT, 9},
-        {fileEvents(), 8, false, WDLT_E_INVALID_ARGUMENT, 8},
-        {pluginEvent(), 4, true, WDLT_E_INVALID_ARGUMENT, 4},
-        {pluginEvent(), 1, false, WDLT_E_INVALID_ARGUMENT, 1},
-        {fileScan(), 271, true, WDLT_E_BUFFER_SIZE, 272},
-        {fileScan(), 271, false, WDLT_E_INVALID_ARGUMENT, 271},
-        {fileScan(), 400, true, WDLT_OK, 400}, // more than enough will do
-    };
-    std::vector<BYTE> buffer(2000, 0xEE);
-    for (const Case& c : reads) {
-        std::uint64_t size = c.size;
-        EXPECT_EQ(WDLT_CALL(library, WdltReadConfigEx)(c.record.protocol, c.record.scan, c.record.input,
-                                                       c.record.configType, c.withData ? buffer.data() : nullptr,
-                                                       &size),
-                  c.status)
-            << c.record.name << " " << c.size;
-        EXPECT_EQ(size, c.sizeLeft) << c.record.name << " " << c.size;
-    }
-    EXPECT_TRUE(library.logged("data is NULL"));
-
-    std::ranges::fill(buffer, BYTE{0});
-    for (const RecordCase& record :
-         {pop3(), smtp(), http(), virus, manager(), webMail(), fileEvents(), pluginEvent(), fileScan()}) {
-        const auto write = WDLT_CALL(library, WdltWriteConfigEx);
-        for (const std::uint64_t size : {std::uint64_t{0}, record.size - 1, record.size + 1})
-            EXPECT_EQ(write(record.protocol, record.scan, record.input, record.configType, buffer.data(), size),
-                      WDLT_E_INVALID_ARGUMENT)
-                << record.name << " " << size;
-        EXPECT_EQ(write(record.protocol, record.scan, record.input, record.configType, nullptr, record.size),
-                  WDLT_E_INVALID_ARGUMENT);
-        EXPECT_FALSE(tree::keyExists(record.key)) << record.name;
-    }
-    EXPECT_TRUE(library.logged("[WdltCfg.dll] WriteConfig size is invalid (15 / 16)"));
-    EXPECT_TRUE(library.logged("> WriteConfig size is invalid (39 / 40)"));
-
+TEST_F(ScanRecord, LinesOfSizesAndConfigTypes) {
+    const auto read = WDLT_CALL(library, WdltReadConfig);
+    const auto write = WDLT_CALL(library, WdltWriteConfig);
+    std::vector<BYTE> buffer(400);
     std::uint64_t size = 12;
-    EXPECT_EQ(WDLT_CALL(library, WdltReadConfig)(0, WDLT_SCAN_HTTP_MANAGER, 4, buffer.data(), &size),
-              WDLT_E_INVALID_ARGUMENT);
-    EXPECT_EQ(WDLT_CALL(library, WdltWriteConfig)(0, WDLT_SCAN_HTTP_MANAGER, 0x1F, buffer.data(), 12),
-              WDLT_E_INVALID_ARGUMENT);
-    EXPECT_TRUE(library.logged("[WdltCfg.dll] ReadConfig invalid input : pInput=0x4"));
-    EXPECT_TRUE(library.logged("[WdltCfg.dll] WriteConfig invalid input : pInput=0x1f"));
+    EXPECT_EQ(read(WDLT_PROTOCOL_POP3, 0, 0, nullptr, &size), WDLT_E_GENERAL);
+    EXPECT_EQ(write(WDLT_PROTOCOL_SMTP, 0, 0, buffer.data(), 15), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_EQ(write(WDLT_PROTOCOL_POP3, WDLT_SCAN_VIRUS, 0, buffer.data(), 39), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_EQ(read(0, WDLT_SCAN_HTTP_MANAGER, 4, buffer.data(), &size), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_EQ(write(0, WDLT_SCAN_HTTP_MANAGER, 0x1F, buffer.data(), 12), WDLT_E_INVALID_ARGUMENT);
+    for (const char* const line :
+         {"data is NULL", "[WdltCfg.dll] WriteConfig size is invalid (15 / 16)",
+          "> WriteConfig size is invalid (39 / 40)", "[WdltCfg.dll] ReadConfig invalid input : pInput=0x4",
+          "[WdltCfg.dll] WriteConfig invalid input : pInput=0x1f"})
+        EXPECT_TRUE(library.logged(line)) << line;
+    size = buffer.size(); // more than enough will do
+    EXPECT_EQ(
+        WDLT_CALL(library, WdltReadConfigEx)(0, WDLT_SCAN_VIRUS, WDLT_INPUT_HTTP_FILE_SCAN, 0, buffer.data(), &size),
+        WDLT_OK);
+    EXPECT_EQ(size, buffer.size());
 }
 
 // With not one value stored the defaults make a whole record, but for a protocol that has none.
@@ -540,8 +489,9 @@ TEST_F(ScanRecord, ListsOfNames) {
     EXPECT_TRUE(library.logged("[WdltCfg] CManagerHTTPCommon::ReadConfig: Skip a value (key=ExclusionExtensions, "
                                "value=toolong)"));
 
-    // A slot without a terminator keeps what fits with one; a text that gets too long is cut so that it can be read.
-    std::ranges::fill(bytes.begin(), bytes.begin() + 32 * 17, BYTE{'"'});
+    // A text that gets too long is cut so that it can be read.
+    for (auto at = bytes.begin(); at < bytes.begin() + 32 * 17; at += 17)
+        std::fill_n(at, 16, BYTE{'"'});
     EXPECT_EQ(FieldRunner(library, http()).write(bytes), WDLT_OK);
     EXPECT_EQ(tree::storedText(kHttpKey, "TargetRequestMethods")->size(), 1024u);
     EXPECT_EQ(FieldRunner(library, http()).read(bytes), WDLT_OK);

@@ -243,6 +243,25 @@ class FieldRunner {
             }
     }
 
+    // A text that fills its field, or its list's slot: it would never be read again.
+    void tryTextsWithoutTerminator() const {
+        for (const FieldCase& field : m_record.fields) {
+            if (field.shape == FieldShape::Number || !field.isWritten)
+                continue;
+            SCOPED_TRACE(field.value);
+            layDown(0);
+            Bytes bytes = sample(1);
+            const std::size_t filled = field.shape == FieldShape::Names ? field.slotSize : field.size;
+            std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(field.offset), filled, BYTE{'x'});
+            const Bytes given = bytes;
+            EXPECT_EQ(write(bytes), WDLT_E_INVALID_ARGUMENT);
+            EXPECT_EQ(bytes, given);
+            for (const FieldCase& each : m_record.fields)
+                EXPECT_EQ(storedValue(each), valueOf(each, each.samples[0])) << each.value;
+            EXPECT_TRUE(m_library.logged(m_record.unwrittenLine(logName(field), WDLT_E_INVALID_ARGUMENT)));
+        }
+    }
+
     // Into a tree with the values and into one without.
     void tryWriting() const {
         for (const bool isThere : {false, true}) {

@@ -243,16 +243,16 @@ TEST_F(SystemProtocolCfg, AWriteStoresTheFourValuesAndNoRedirect) {
     EXPECT_THAT(log.messages(), Contains("@@@ Failed to open memory in ConfigChangeSender or Wardlet is not running"));
 }
 
-TEST_F(SystemProtocolCfg, TextsWithoutATerminatorEndWithTheirField) {
-    WdchSystemProtocolHandler header = read().header;
-    put(header.filename, std::string(260, 'f'));
-    put(header.scan, std::string(11, 's'));
-    EXPECT_EQ(manager.WriteConfig(kHandler, 0, 0, 0, &header, kHeader), WDLT_OK);
-    EXPECT_EQ(tree::storedText(kKey, "Filename"), std::string(260, 'f') + '\0');
-    EXPECT_EQ(tree::storedText(kKey, "Scan"), std::string(11, 's') + '\0');
-    EXPECT_STREQ(read().header.scan, ""); // too long to be read, so that no scan item is found
-    tree::setNumber("Scan\\" + std::string(11, 's') + "\\SAL", "Enable", 1);
-    EXPECT_EQ(read().header.dependentScanEngine, 0u);
+TEST_F(SystemProtocolCfg, TextsWithoutATerminatorAreRefused) {
+    const WdchSystemProtocolHandler good = read().header;
+    for (const auto spoil : {+[](WdchSystemProtocolHandler& h) { put(h.filename, std::string(260, 'f')); },
+                             +[](WdchSystemProtocolHandler& h) { put(h.scan, std::string(11, 's')); }}) {
+        WdchSystemProtocolHandler header = good;
+        header.enable = 77;
+        spoil(header);
+        EXPECT_EQ(manager.WriteConfig(kHandler, 0, 0, 0, &header, kHeader), WDLT_E_INVALID_ARGUMENT);
+        EXPECT_EQ(read().header.enable, good.enable);
+    }
 }
 
 TEST_F(SystemProtocolCfg, OtherSizesTypesAndNoDataAreRefused) {

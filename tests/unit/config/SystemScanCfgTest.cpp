@@ -192,41 +192,22 @@ TEST_P(FixedRecord, AnEmptyTreeHasNoItem) {
     EXPECT_FALSE(tree::keyExists("Scan"));
 }
 
-TEST_P(FixedRecord, AnotherSizeIsRefusedWhole) {
-    storeAll();
-    std::vector<BYTE> buffer(4096, 0xEE);
-    for (const std::uint64_t given : {std::uint64_t{0}, kind.size - 1, kind.size + 1, std::uint64_t{328},
-                                      kind.size + 0x100000000, ~std::uint64_t{0}}) {
-        std::uint64_t size = given;
-        EXPECT_EQ(manager.ReadConfig(kind.protocol, kind.scan, kind.input, 0, buffer.data(), &size),
-                  WDLT_E_BUFFER_SIZE);
-        EXPECT_EQ(size, kind.size);
-        const LogFile log;
-        EXPECT_EQ(manager.WriteConfig(kind.protocol, kind.scan, kind.input, 0, buffer.data(), given), WDLT_E_GENERAL);
-        EXPECT_THAT(log.messages(), ElementsAre(HasSubstr("WriteConfig protocol = "))); // no line of the record's
-    }
-    EXPECT_EQ(std::count(buffer.begin(), buffer.end(), BYTE{0xEE}), 4096);
-    std::uint64_t size = kind.size;
-    const LogFile log;
-    EXPECT_EQ(manager.ReadConfig(kind.protocol, kind.scan, kind.input, 0, nullptr, &size), WDLT_E_GENERAL);
-    EXPECT_THAT(log.messages(), Contains("!!! data is NULL"));
-    EXPECT_EQ(manager.WriteConfig(kind.protocol, kind.scan, kind.input, 0, nullptr, kind.size), WDLT_E_GENERAL);
-    for (const TextField& field : kind.texts)
-        EXPECT_EQ(tree::storedText(kind.key, field.name), std::string("of ") + field.name + '\0');
-}
-
 TEST_P(FixedRecord, AWriteMakesTheKeyAndStoresEachText) {
     std::string record(kind.size, '\0');
     if (kind.hasEnable)
         record[0] = 3;
-    for (const TextField& field : kind.texts)
+    for (const TextField& field : kind.texts) {
         record.replace(field.offset, field.size, field.size, 'f'); // without a terminator
+        EXPECT_EQ(write(record), WDLT_E_INVALID_ARGUMENT);
+        EXPECT_FALSE(tree::keyExists(kind.key));
+        record[field.offset + field.size - 1] = '\0';
+    }
     EXPECT_EQ(write(record), WDLT_OK);
     if (kind.hasEnable) {
         EXPECT_EQ(tree::number(kind.key, "Enable"), 3u);
     }
     for (const TextField& field : kind.texts) {
-        EXPECT_EQ(tree::storedText(kind.key, field.name), std::string(field.size, 'f') + '\0');
+        EXPECT_EQ(tree::storedText(kind.key, field.name), std::string(field.size - 1, 'f') + '\0');
         record.replace(field.offset, field.size, field.size, '\0');
     }
     EXPECT_EQ(write(record), WDLT_OK);

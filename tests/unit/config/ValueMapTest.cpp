@@ -248,13 +248,31 @@ TEST_F(ValueMap, AWriteStopsAtItsFirstFailureAndKeepsWhatCameBefore) {
     EXPECT_FALSE(tree::get("ProtocolHandler\\H", "Scan"));
 }
 
-TEST_F(ValueMap, ATextThatFillsItsFieldIsWrittenWholeAndTerminated) {
-    constexpr ValueRow<Sample> kRows[] = {text<&Sample::name>("Text"), number<&Sample::first>("Kept").notWritten()};
+TEST_F(ValueMap, ATextWithoutATerminatorStopsAWriteBeforeItsFirstValue) {
+    constexpr ValueRow<Sample> kRows[] = {number<&Sample::first>("First"), text<&Sample::name>("Text", 4),
+                                          text<&Sample::folder>("Kept").notWritten()};
+    std::memcpy(record.folder, "12345678", 8); // of a row that isn't written
     std::memcpy(record.name, "12345678", 8);
-    std::memcpy(record.folder, "beyond!", 8);
+    EXPECT_EQ(writeValues(access, kRows, record), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_FALSE(tree::get("", "First"));
+    EXPECT_THAT(g_told, ElementsAre("write Text -3"));
+    std::memcpy(record.name, "1234567", 8); // longer than can be read back, but with its end
     EXPECT_EQ(writeValues(access, kRows, record), WDLT_OK);
-    EXPECT_EQ(tree::storedText("", "Text"), std::string("12345678\0", 9));
+    EXPECT_EQ(tree::storedText("", "Text"), std::string("1234567\0", 8));
     EXPECT_FALSE(tree::get("", "Kept"));
+}
+
+TEST(CallersRecord, HandsBackWhatWasChangedAndNothingElse) {
+    alignas(4) unsigned char callers[1 + sizeof(Sample)] = {};
+    {
+        CallersRecord<Sample> record(callers + 1);
+        record->second = 0x01020304;
+        callers[1 + offsetof(Sample, first)] = 7; // by another thread meanwhile
+    }
+    Sample after;
+    std::memcpy(&after, callers + 1, sizeof after);
+    EXPECT_EQ(after.second, 0x01020304u);
+    EXPECT_EQ(after.first, 7u);
 }
 
 TEST_F(ValueMap, ProtectedTextsGoThroughTheHelpersCipher) {
