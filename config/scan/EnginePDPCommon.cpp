@@ -1,6 +1,5 @@
 #include "EnginePDPCommon.h"
 
-#include "CharSetConverter.h"
 #include "HelperRegistry.h"
 #include "PrivacyItems.h"
 #include "PrivacySearchData.h"
@@ -150,6 +149,7 @@ std::int32_t CEnginePDPCommon::ReadConfigViewData(void* buffer, std::uint64_t* s
     const std::uint64_t needed = viewBytes(control.dwItemEntryCount);
     if (hasOutgrown(needed, size))
         return WDLT_E_BUFFER_SIZE;
+    std::memcpy(buffer, &control, sizeof control);
     WipedVector<PrivacyViewItem> items;
     if (!operation.did("GetPrivacyViewData", PrivacyItems(*this).GetPrivacyViewData(control.dwItemEntryCount, items)))
         return operation.status();
@@ -430,8 +430,8 @@ std::int32_t CEnginePDPCommon::verify(const PrivacyViewItem* _viewData, std::int
     PrivacyControlData control{};
     if (!operation.did("GetPrivacyControlData", m_settings.GetPrivacyControlData(control)))
         return operation.status();
-    CCharSetConverter converter;
-    if (const std::int32_t status = PrivacySearchData::startConverter(converter, operation.name()); status != WDLT_OK)
+    StartedConverter converter;
+    if (const std::int32_t status = converter.start(operation.name()); status != WDLT_OK)
         return status;
     for (std::int32_t i = 0; i < count; ++i) {
         Wiped<PrivacyViewItem> item;
@@ -442,7 +442,6 @@ std::int32_t CEnginePDPCommon::verify(const PrivacyViewItem* _viewData, std::int
         const auto result = static_cast<std::uint32_t>(fails ? WDLT_E_ITEM_CONVERSION : WDLT_OK);
         std::memcpy(_result + i, &result, sizeof result);
     }
-    converter.UnInitialize();
     return WDLT_OK;
 }
 

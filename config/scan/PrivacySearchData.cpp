@@ -93,9 +93,8 @@ static_assert(Rijndael::cipherBytes(PrivacyDatabase::kPatternBytes) == sizeof Pr
 
 std::int32_t createAll(DWORD defaultCharSet, DWORD charSetEntry, std::span<const PrivacyViewItem> viewItems,
                        std::vector<PrivacySearchRecord>& records) {
-    CCharSetConverter converter;
-    if (const std::int32_t status = PrivacySearchData::startConverter(converter, "WritePrivacySearchData");
-        status != WDLT_OK)
+    StartedConverter converter;
+    if (const std::int32_t status = converter.start("WritePrivacySearchData"); status != WDLT_OK)
         return status;
     DWORD searchIndex = 0;
     std::int32_t status = WDLT_OK;
@@ -109,7 +108,6 @@ std::int32_t createAll(DWORD defaultCharSet, DWORD charSetEntry, std::span<const
             break;
         }
     }
-    converter.UnInitialize();
     return status;
 }
 
@@ -129,9 +127,15 @@ std::int32_t checkWritten(const BufferedFile::Moved& moved, DWORD bytes) {
 
 } // namespace
 
-std::int32_t PrivacySearchData::startConverter(CCharSetConverter& converter, const char* operation) {
-    const std::int32_t status = converter.Initialize();
-    if (status == WDLT_OK)
+StartedConverter::~StartedConverter() {
+    if (m_isStarted)
+        UnInitialize();
+}
+
+std::int32_t StartedConverter::start(const char* operation) {
+    const std::int32_t status = Initialize();
+    m_isStarted = status == WDLT_OK;
+    if (m_isStarted)
         return WDLT_OK;
     if (status == WDLT_E_CHARSET_START) {
         WDLOG_ERROR("*** CEnginePDPCommon::%s() - Failed to initialize WDMSG DLL. lRtnSts=%ld", operation,

@@ -13,6 +13,17 @@
 
 namespace wdlt {
 
+// A converter that stops with its scope, an exception's too.
+class StartedConverter final : public CCharSetConverter {
+  public:
+    ~StartedConverter() override;
+    // 0, -9999 or -14, with the operation's lines for a failure.
+    std::int32_t start(const char* operation);
+
+  private:
+    bool m_isStarted = false;
+};
+
 struct PrivacySearchData {
     // Makes the records of all items, whose texts aren't empty, and then writes them. -9999 when the charset library
     // fails to start, -14 when it can't be had otherwise, the converter's status for an item that can't be in one of
@@ -27,8 +38,6 @@ struct PrivacySearchData {
     // Whether WritePrivacySearchData could convert the item. Nothing is kept.
     static std::int32_t VerifyItem(const CCharSetConverter& converter, DWORD defaultCharSet, DWORD charSetEntry,
                                    const PrivacyViewItem& viewItem);
-    // Starts the converter, with an operation's lines for a failure: 0, -9999 or -14.
-    static std::int32_t startConverter(CCharSetConverter& converter, const char* operation);
 };
 
 } // namespace wdlt
