@@ -2,10 +2,10 @@
    WdltWriteConfig. The layouts are part of the interface: 64-bit little-endian, natural alignment, checked at the end
    of this file for whoever compiles it. C11 and C++11 or later.
 
-   In all of them: texts are zero-terminated in their field, narrow ones in the system code page, wide ones UTF-16. A
-   field bears the name of the registry value behind it, with dw, dbl, sz or by in front. Numbers whose meaning isn't
-   told are the service's own: the library carries them. Fields called reserved are zero on read and not looked at on
-   write. */
+   In all of them: texts are zero-terminated in their field, narrow ones in the system code page, wide ones UTF-16. Where
+   fewer bytes can be read back than a field holds, that is said; elsewhere all but the terminator's. A field bears the
+   name of the registry value behind it, with dw, dbl, sz or by in front. Numbers whose meaning isn't told are the
+   service's own: the library carries them. Fields called reserved are zero on read and not looked at on write. */
 #ifndef WDLTCFG_RECORDS_H
 #define WDLTCFG_RECORDS_H
 
@@ -52,7 +52,7 @@ typedef struct WdchSystemData {
 /* One redirect of a handler: for a session, the process, image or port it applies to. */
 typedef struct WdchSystemRedirect {
     uint8_t reserved[96];
-    wdlt_wchar sessionType[11]; /* its name, 1 to 10 characters */
+    wdlt_wchar sessionType[11]; /* its name: no backslash, 1 to 10 bytes of the code page, which it must be text of */
     uint8_t reserved2[2];
     uint32_t cancelAfMask;
     uint32_t direction;
@@ -111,7 +111,7 @@ typedef struct WdpeVsData {
 /* (0, WDLT_SCAN_VIRUS, 0) */
 typedef struct WdpeVsCommon {
     uint32_t dwLanguage;
-    char szPatternPath[260]; /* read with a backslash at its end; the install path when empty */
+    char szPatternPath[260]; /* 258 bytes can be read back, with a backslash added; the install path when empty */
     uint32_t dwKeepNumber;   /* old pattern files kept; at most 0x7FFFFFFF on read */
     uint32_t dwPurgeBadPattern;
     uint32_t dwEngineType; /* read only */
@@ -164,7 +164,7 @@ typedef struct WdpeUrlfData {
     uint32_t dwEnableServerLookup;
     char szBlockCategoryGroups[768]; /* at most 766 bytes can be read back */
     uint32_t dwEnableProxy;
-    char szProxyServer[257];
+    char szProxyServer[257];   /* at most 256 bytes */
     uint32_t dwProxyPort;      /* 80 when unset */
     char szProxyUser[128];     /* plain here, enciphered in the store */
     char szProxyPassword[128]; /* likewise */
@@ -282,7 +282,7 @@ typedef struct WdpeUrlfQueryEntry {
 typedef struct WdpeUrlfQuery {
     uint32_t dwListType;
     int32_t dwCount;
-    WdpeUrlfQueryEntry* pUrls; /* the caller's, dwCount of them */
+    WdpeUrlfQueryEntry* pUrls; /* the caller's, dwCount of them, aligned */
 } WdpeUrlfQuery;
 
 /* WdpeUrlfData without its proxy. */
@@ -473,12 +473,12 @@ typedef struct WdpeAspmCommonData {
 
 /* (0, WDLT_SCAN_ANTI_SPAM) with WDLT_CONFIG_ASPM_RULE_PATH */
 typedef struct WdpeAspmRulePath {
-    char szRulePath[260]; /* read with a backslash at its end */
+    char szRulePath[260]; /* at most 258 bytes can be read back, with a backslash added */
     uint8_t byReserved[264];
 } WdpeAspmRulePath;
 
 typedef struct WdpeAspmEntry {
-    char szEntry[256]; /* one line of text; an empty one isn't read back */
+    char szEntry[256]; /* one line of text, without its end; an empty one isn't read back */
 } WdpeAspmEntry;
 
 /* (WDLT_PROTOCOL_POP3, WDLT_SCAN_ANTI_SPAM) */
@@ -488,9 +488,9 @@ typedef struct WdpeAspmData {
     double dblLow;             /* read only: above 0, at most 100 */
     double dblMedium;          /* likewise */
     double dblHigh;            /* likewise */
-    char szWhitelistFile[257]; /* bare file name */
+    char szWhitelistFile[257]; /* bare file name; at most 255 bytes can be read back */
     uint32_t dwWhitelistCount;
-    char szBlacklistFile[257]; /* bare file name */
+    char szBlacklistFile[257]; /* likewise */
     uint32_t dwBlacklistCount;
     WdpeAspmEntry whitelist[WDLT_MAX_ASPM_RECORDS];
     WdpeAspmEntry blacklist[WDLT_MAX_ASPM_RECORDS];
@@ -526,7 +526,8 @@ typedef struct WdphHttp {
     uint32_t dwSockRequestBufSize;  /* 1024 when unset */
 } WdphHttp;
 
-/* (0, WDLT_SCAN_HTTP_MANAGER). File fields hold bare names; a write cuts folders off in the caller's record too. */
+/* (0, WDLT_SCAN_HTTP_MANAGER). File fields hold bare names, of which at most 255 bytes can be read back; a write cuts
+   folders off in the caller's record too. */
 typedef struct WdsmHttpConfig {
     char szUrlHistoryFile[257];
     uint32_t dwMaxUrlHistoryCount;
@@ -579,7 +580,7 @@ typedef struct WdpeSalData {
     uint32_t dwQueryIP;        /* 0 or 1 */
     uint32_t dwTakeAction;     /* 0 or 1 */
     uint32_t dwAddandScanMode; /* 0 or 1 */
-    char szBlockImages[516];   /* at most 512 bytes can be read back */
+    char szBlockImages[516];   /* at most 511 bytes can be read back */
 } WdpeSalData;
 
 typedef struct WdltSalConfig {
@@ -587,7 +588,7 @@ typedef struct WdltSalConfig {
     uint32_t dwQueryIP;
     uint32_t dwTakeAction;
     uint32_t dwAddandScanMode;
-    char szBlockImages[513]; /* empty on a write: the stored text stays */
+    char szBlockImages[513]; /* likewise; empty on a write: the stored text stays */
 } WdltSalConfig;
 
 /* Sizes and offsets, checked. */

@@ -1,0 +1,138 @@
+// What the public header promises of every record and every function, held against the library: the sizes and statuses
+// of its table, and the mode in which each function holds the lock.
+#include "FreshLog.h"
+#include "LoadedLibrary.h"
+#include "PrivacyFiles.h"
+
+#include <wdltcfg/addresses.h>
+#include <wdltcfg/status.h>
+#include <wdltcfg/wdltcfg.h>
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+std::string theHeader() {
+    std::ostringstream text;
+    text << std::ifstream(WDLT_HEADER).rdbuf();
+    return text.str();
+}
+
+// One direction of a row; without a size there is none.
+struct Promise {
+    std::uint64_t size = 0;
+    bool takesMore = false;
+    bool isHead = false;
+    std::int32_t withoutData = 0;
+    std::int32_t otherSize = 0;
+};
+
+class RecordTable : public privacy_files::PrivacyTest {
+  protected:
+    RecordTable() {
+        for (const std::uint32_t type : {1u, 2u, 3u}) {
+            const std::string key = "ProtocolHandler\\" + std::to_string(type);
+            tree::setNumber(key, "Type", type);
+            tree::setText(key, "Scan", "S");
+        }
+        tree::setText("Scan\\Common\\MailManager\\config", "AddressCacheFile", "cache.dat");
+        const std::uint32_t none = 0;
+        EXPECT_EQ(WDLT_CALL(library, WdltWriteConfig)(0, WDLT_SCAN_MAIL_MANAGER, WDLT_CONFIG_MAIL_ADDRESS_CACHE,
+                                                      const_cast<std::uint32_t*>(&none), sizeof none),
+                  WDLT_OK);
+    }
+
+    const FreshLog log;
+    LoadedLibrary library{LoadedLibrary::withLog};
+};
+
+TEST_F(RecordTable, EachRowIsSo) {
+    const std::string half = R"(\s+(?:(>=)?(\d+)(\+)?|-)\s+(-\d?)\s+(-\d?))";
+    const std::regex row(R"(\n +(\w+) +\((\w+)(?: \+ p)?, (\w+)\)(?:, input (\d))?(?:, type (\d+))?)" + half +
+                         R"(\s+(yes|no|-))" + half + "(?=\n)");
+    const std::string header = theHeader();
+    const auto promised = [](const std::smatch& match, std::size_t first) {
+        Promise promise;
+        if (match[first + 1].matched)
+            promise = {std::stoull(match[first + 1]), match[first].matched, match[first + 2].matched,
+                       std::stoi(match[first + 3]), std::stoi(match[first + 4])};
+        return promise;
+    };
+    const auto number = [](const std::string& text, std::uint64_t letter) {
+        return text.empty() ? 0 : std::isdigit(text[0]) != 0 ? std::stoull(text, nullptr, 0) : letter;
+    };
+    std::vector<char> buffer(1042010, 1);
+    int rows = 0;
+    for (std::sregex_iterator at(header.begin(), header.end(), row), end; at != end; ++at, ++rows) {
+        const std::smatch& match = *at;
+        SCOPED_TRACE(match.str());
+        const bool isHandler = match.str().find(" + p") != std::string::npos;
+        const auto protocol = static_cast<std::uint32_t>(number(match[2], 1) + (isHandler ? 1 : 0));
+        const auto scan = static_cast<std::uint32_t>(number(match[3], WDLT_SCAN_SAL));
+        const auto input = static_cast<std::uint32_t>(number(match[4], 0));
+        const std::uint64_t type = number(match[5], 0);
+        const auto read = [&](bool withData, std::uint64_t size) {
+            const std::uint64_t given = size;
+            const std::int32_t status = WDLT_CALL(library, WdltReadConfigEx)(
+                protocol, scan, input, type, withData ? buffer.data() + 1 : nullptr, &size);
+            EXPECT_EQ(size != given, status == WDLT_E_BUFFER_SIZE);
+            return std::pair(status, size);
+        };
+        const auto write = [&](bool withData, std::uint64_t size) {
+            return WDLT_CALL(library, WdltWriteConfigEx)(protocol, scan, input, type,
+                                                         withData ? buffer.data() + 1 : nullptr, size);
+        };
+        const Promise reads = promised(match, 6);
+        if (reads.size != 0) {
+            const auto isNeeded = [&](std::uint64_t size) {
+                return reads.isHead ? size >= reads.size : size == reads.size;
+            };
+            EXPECT_EQ(read(false, reads.size).first, reads.withoutData);
+            const auto [status, needed] = read(true, reads.size - 1);
+            EXPECT_EQ(status, reads.otherSize);
+            EXPECT_TRUE(status != WDLT_E_BUFFER_SIZE || isNeeded(needed)) << needed;
+            if (!reads.takesMore) {
+                EXPECT_EQ(read(true, reads.size + 1).first, reads.otherSize);
+            }
+            const auto [asked, told] = read(false, 0);
+            EXPECT_EQ(asked == WDLT_E_BUFFER_SIZE, match[11] == "yes");
+            EXPECT_TRUE(asked != WDLT_E_BUFFER_SIZE || isNeeded(told)) << told;
+        }
+        const Promise writes = promised(match, 12);
+        if (writes.size != 0) {
+            EXPECT_EQ(write(false, writes.size), writes.withoutData);
+            EXPECT_EQ(write(true, writes.size - 1), writes.otherSize);
+            if (!writes.takesMore) {
+                EXPECT_EQ(write(true, writes.size + 1), writes.otherSize);
+            }
+        } else {
+            EXPECT_EQ(write(true, 16), WDLT_E_INVALID_ARGUMENT);
+        }
+    }
+    EXPECT_EQ(rows, 45);
+}
+
+TEST(Header, EachFunctionTellsItsLockMode) {
+    const std::string header = theHeader();
+    const auto isTold = [&](const std::string& name, char mode) {
+        const std::string text = R"(\[(.)\] \*/\nWDLTCFG_API int32_t )" + name + R"(\()";
+        std::smatch match;
+        return std::regex_search(header, match, std::regex(text)) && *match[1].first == mode;
+    };
+    enum Mode : char { None = '-', Read = 'R', Write = 'W' };
+#define WDLT_OPERATION(name, operation, mode, caught, parameters, arguments, call)                                     \
+    EXPECT_TRUE(isTold(#name, mode)) << #name;
+#include "../../config/frame/Operations.inc"
+    for (const char* const name : {"WdltReadConfig", "WdltWriteConfig", "WdltReadConfigEx", "WdltWriteConfigEx"})
+        EXPECT_TRUE(isTold(name, None)) << name;
+    for (const char* const name : {"WdltPluginReadConfig", "WdltPluginWriteConfig"})
+        EXPECT_TRUE(isTold(name, Write)) << name;
+}
+
+} // namespace
