@@ -1,35 +1,29 @@
-// How long something is tried again. By the clock: pauses that a signal cuts short would be counted for whole ones.
+// How long something is tried again. By the clock: a signal cuts a pause short, so that under a profiling timer a count
+// of pauses would be over at once.
 #pragma once
 
 #include "SystemCalls.h"
 
-#include <cstdint>
+#include <chrono>
 
 namespace wd {
 
 class Deadline {
   public:
-    explicit Deadline(std::uint32_t milliseconds) : m_end(now() + milliseconds * kMillisecond) {}
+    explicit Deadline(std::chrono::milliseconds allowed) : m_end(std::chrono::steady_clock::now() + allowed) {}
 
-    // Sleeps for a millisecond, or what a signal leaves of it; false, without sleeping, when the time is over.
+    bool isOver() const { return std::chrono::steady_clock::now() >= m_end; }
+    // A millisecond before the next try, or less; false without one when the time is over.
     bool pause() const {
-        if (now() >= m_end)
+        constexpr struct timespec kPause { 0, 1'000'000 };
+        if (isOver())
             return false;
-        constexpr struct timespec kPause { 0, kMillisecond };
         sys::nanosleep(&kPause, nullptr);
         return true;
     }
 
   private:
-    static constexpr long kMillisecond = 1'000'000;
-
-    static std::int64_t now() {
-        struct timespec time {};
-        ::clock_gettime(CLOCK_MONOTONIC, &time);
-        return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
-    }
-
-    const std::int64_t m_end; // nanoseconds
+    std::chrono::steady_clock::time_point m_end;
 };
 
 } // namespace wd

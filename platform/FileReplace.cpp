@@ -1,5 +1,6 @@
 #include "FileReplace.h"
 
+#include "Deadline.h"
 #include "FileDescriptor.h"
 #include "LastError.h"
 
@@ -14,8 +15,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr mode_t kNewFileMode = 0644;
-constexpr int kTries = 5000; // of a millisecond: how long another replacement of the same file may take
-constexpr struct timespec kPause { 0, 1'000'000 };
+constexpr std::chrono::seconds kPatience{5}; // how long another replacement of the same file may take
 constexpr std::size_t kCopyBytes = std::size_t{64} * 1024;
 constexpr int kLinks = 40; // as many as the system follows
 
@@ -45,7 +45,7 @@ class Partial {
 
     // With no more rights than `mode` has: whoever opens it now reads what is written later.
     bool create(mode_t mode) {
-        for (int i = 0; i < kTries; ++i) {
+        for (const Deadline deadline(kPatience);;) {
             constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW;
             FileDescriptor made(sys::open(m_path.c_str(), kFlags, mode));
             if (made.valid() && isOurs(made.get())) {
@@ -60,10 +60,11 @@ class Partial {
                 continue;
             if (errno != EWOULDBLOCK)
                 return false; // waiting won't change it
-            sys::nanosleep(&kPause, nullptr);
+            if (!deadline.pause()) {
+                errno = EBUSY;
+                return false;
+            }
         }
-        errno = EBUSY;
-        return false;
     }
     bool renameTo(const fs::path& target) {
         if (sys::rename(m_path.c_str(), target.c_str()) != 0)

@@ -1,6 +1,7 @@
 // Files as callers know them: handles beside those of the kernel objects, sharing kept by locks that the kernel drops
 // with the process, and replacements that a crash can't leave half done.
 #include "CodePage.h"
+#include "Deadline.h"
 #include "FileDescriptor.h"
 #include "FileReplace.h"
 #include "Home.h"
@@ -28,8 +29,7 @@ constexpr mode_t kNewFileMode = 0644;
 constexpr mode_t kNewFolderMode = 0755;
 constexpr mode_t kTemporaryMode = 0600;
 constexpr int kNameTries = 100;
-constexpr int kShareTries = 100; // of a millisecond: on a busy machine such a moment may last
-constexpr struct timespec kSharePause { 0, 1'000'000 };
+constexpr std::chrono::milliseconds kSharePatience{100}; // on a busy machine such a moment may last
 
 BOOL succeeded(DWORD error) {
     return failed(error) == 0 ? TRUE : FALSE;
@@ -104,10 +104,11 @@ DWORD openFile(const fs::path& path, int access, const Disposition& disposition,
 // user of it.
 DWORD share(int file, DWORD mode) {
     const int lock = (mode & (FILE_SHARE_READ | FILE_SHARE_WRITE)) != 0 ? LOCK_SH : LOCK_EX;
-    for (int i = 1; sys::flock(file, lock | LOCK_NB) != 0; ++i) {
-        if (errno != EWOULDBLOCK || i == kShareTries)
+    for (const wd::Deadline deadline(kSharePatience); sys::flock(file, lock | LOCK_NB) != 0;) {
+        if (errno != EWOULDBLOCK)
             return systemError();
-        sys::nanosleep(&kSharePause, nullptr);
+        if (!deadline.pause())
+            return ERROR_SHARING_VIOLATION;
     }
     return ERROR_SUCCESS;
 }

@@ -15,9 +15,9 @@ namespace wd {
 namespace {
 
 constexpr int kOpenFlags = O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
-constexpr std::uint32_t kSettleMs = 1000;  // to find the object in a state to use, against others that come and go
-constexpr std::uint32_t kCreatorMs = 5000; // how long a creator may need for its few steps
-constexpr std::uint32_t kWriterMs = 100;   // how long the few stores of a text may need
+constexpr std::chrono::milliseconds kSettleTime{1000};  // to find the object in a state to use, against others that come and go
+constexpr std::chrono::milliseconds kCreatorTime{5000}; // how long a creator may need for its few steps
+constexpr std::chrono::milliseconds kWriterTime{100};   // how long the few stores of a text may need
 constexpr std::size_t kBlockBytes = 512;   // the unit of st_blocks
 
 DWORD lastSystemError() {
@@ -50,7 +50,7 @@ bool isLockHeldElsewhere() {
 void storeText(ObjectHeader& header, std::string_view text) {
     // One writer at a time; one that died in the middle is waited for, but not for long.
     std::uint32_t before = header.textChanges.load(std::memory_order_relaxed);
-    const Deadline patience(kWriterMs);
+    const Deadline patience(kWriterTime);
     while (before % 2 != 0 ||
            !header.textChanges.compare_exchange_strong(before, before + 1, std::memory_order_relaxed)) {
         if (before % 2 != 0 && !patience.pause())
@@ -119,7 +119,7 @@ DWORD ObjectFile::acquire(const ObjectPlan& plan, bool& existed) {
         return ERROR_NOT_ENOUGH_MEMORY;
     if (m_memory != nullptr && pagesWereLost(m_memory))
         forget();
-    const Deadline patience(kSettleMs);
+    const Deadline patience(kSettleTime);
     for (int attempt = 0; attempt < 3 || patience.pause(); ++attempt) {
         if (!m_file.valid()) {
             const DWORD error = openOrMake(plan);
@@ -164,7 +164,7 @@ ObjectFile::Step ObjectFile::settle(const ObjectPlan& plan, bool& existed, DWORD
         return Step::Failed;
     }
     if (!alone) {
-        const Deadline patience(kCreatorMs);
+        const Deadline patience(kCreatorTime);
         while (!lockFile(m_file.get(), F_RDLCK)) {
             const DWORD refusal = lastSystemError();
             if (!isLockHeldElsewhere() || !patience.pause()) {

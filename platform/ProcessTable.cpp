@@ -175,12 +175,12 @@ DWORD ProcessTable::open(int directory) {
 
 // A table that nobody uses is laid down afresh, whatever stands in it.
 DWORD ProcessTable::checkLayout() {
-    constexpr std::uint32_t kLayDownMs = 1000; // how long another process may need to lay it down
+    constexpr std::chrono::milliseconds kLayDownTime{1000}; // how long another process may need to lay it down
     const auto isLaidDown = [this] {
         return m_layout->magic.load(std::memory_order_acquire) == kMagic &&
                m_layout->version.load(std::memory_order_relaxed) == kVersion;
     };
-    const Deadline patience(kLayDownMs);
+    const Deadline patience(kLayDownTime);
     do {
         if (isLaidDown())
             return ERROR_SUCCESS;
