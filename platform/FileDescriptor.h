@@ -26,6 +26,7 @@ class FileDescriptor {
 
     int get() const { return m_file; }
     bool valid() const { return m_file >= 0; }
+    int release() { return std::exchange(m_file, -1); }
     // Leaves errno alone: it runs on the way out of failures. The descriptor is gone whatever close says.
     void reset() {
         if (m_file < 0)

@@ -1,12 +1,12 @@
 #include "FileReplace.h"
 
-#include "Deadline.h"
-#include "FileDescriptor.h"
+#include "HeldFile.h"
+#include "LockedFile.h"
+#include "Home.h"
 #include "LastError.h"
 
 #include <array>
 #include <climits>
-#include <sys/file.h>
 #include <unistd.h>
 
 namespace wd {
@@ -14,8 +14,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr mode_t kNewFileMode = 0644;
-constexpr std::chrono::seconds kPatience{5}; // how long another replacement of the same file may take
 constexpr std::size_t kCopyBytes = std::size_t{64} * 1024;
 constexpr int kLinks = 40; // as many as the system follows
 
@@ -23,90 +21,56 @@ DWORD systemError() {
     return errorFromErrno(errno);
 }
 
-// The file beside the target that becomes the target. Whoever writes it holds a lock on it, so that one without a
-// holder is what a crash left: it is removed, not written over, since it may be anybody's. The lock is a shared one:
-// for a moment after the rename it is the target's, and must not keep its readers out.
+// The file that becomes the target. It gets its name beside the target when it is whole; whoever finds the name taken
+// by a file that nobody holds removes that, which may be anybody's, and never writes to it.
 class Partial {
   public:
     // Targets whose long names are cut to the same one take turns.
-    explicit Partial(const fs::path& target) : m_path(target.parent_path() / ".") {
-        constexpr std::string_view kSuffix = ".new";
-        m_path += target.filename().native().substr(0, NAME_MAX - 1 - kSuffix.size());
-        m_path += kSuffix;
+    Partial(const FileDescriptor& folder, const fs::path& target) : m_folder(folder.get()), m_name(1, '.') {
+        m_name.append(target.filename().native(), 0, NAME_MAX - 1 - kSuffix.size()).append(kSuffix);
     }
     ~Partial() {
-        if (m_file.valid())
-            sys::unlink(m_path.c_str());
+        if (m_file.isNamed() && !m_isPlaced)
+            sys::unlinkat(m_folder, m_name.c_str(), 0);
     }
     Partial(const Partial&) = delete;
     Partial& operator=(const Partial&) = delete;
 
     int file() const { return m_file.get(); }
 
-    // With no more rights than `mode` has: whoever opens it now reads what is written later.
-    bool create(mode_t mode) {
-        for (const Deadline deadline(kPatience);;) {
-            constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW;
-            FileDescriptor made(sys::open(m_path.c_str(), kFlags, mode));
-            if (made.valid() && isOurs(made.get())) {
-                m_file = std::move(made);
-                return true;
-            }
-            if (made.valid())
-                continue;
-            if (errno != EEXIST)
+    bool make() {
+        for (const Deadline deadline(kLockPatience); !m_file.make(m_folder, m_name.c_str());)
+            if (!makeWay(deadline))
                 return false;
-            if (removeLeftBehind() || errno == ENOENT)
-                continue;
-            if (errno != EWOULDBLOCK)
-                return false; // waiting won't change it
-            if (!deadline.pause()) {
-                errno = EBUSY;
-                return false;
-            }
-        }
+        return true;
     }
     bool renameTo(const fs::path& target) {
-        if (sys::rename(m_path.c_str(), target.c_str()) != 0)
-            return false;
-        unlock(m_file.get());
-        m_file.reset();
-        return true;
+        for (const Deadline deadline(kLockPatience); !m_file.publish(m_folder, m_name.c_str());)
+            if (!makeWay(deadline))
+                return false;
+        m_isPlaced = sys::rename((target.parent_path() / m_name).c_str(), target.c_str()) == 0;
+        return m_isPlaced;
     }
 
   private:
-    // Somebody may have taken it for one left behind before it was locked.
-    static bool isOurs(int file) {
-        struct stat status {};
-        return sys::flock(file, LOCK_SH | LOCK_NB) == 0 && sys::fstat(file, &status) == 0 && status.st_nlink != 0;
-    }
-    // Closing alone wouldn't do it when the process has forked meanwhile: the child has the lock too.
-    static void unlock(int file) {
-        const int error = errno;
-        sys::flock(file, LOCK_UN);
-        errno = error;
-    }
-    // False with EWOULDBLOCK while somebody writes it, with ENOENT when it has gone.
-    bool removeLeftBehind() const {
-        constexpr int kFlags = O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
-        const FileDescriptor left(sys::open(m_path.c_str(), kFlags, 0));
-        if (!left.valid() || sys::flock(left.get(), LOCK_EX | LOCK_NB) != 0)
+    static constexpr std::string_view kSuffix = ".new";
+
+    // Before another try for the name. False with errno when waiting won't change anything, or has lasted too long.
+    bool makeWay(const Deadline& deadline) const {
+        if (errno == EEXIST && (HeldFile::removeLeftBehind(m_folder, m_name.c_str()) || errno == ENOENT))
+            return true;
+        if (errno != EAGAIN)
             return false;
-        const bool removed = hasItsName(left.get()) && sys::unlink(m_path.c_str()) == 0;
-        unlock(left.get());
-        return removed;
-    }
-    bool hasItsName(int file) const {
-        struct stat opened {};
-        struct stat named {};
-        if (sys::fstat(file, &opened) != 0 || sys::lstat(m_path.c_str(), &named) != 0)
-            return false;
-        errno = ENOENT;
-        return opened.st_ino == named.st_ino;
+        if (deadline.pause())
+            return true;
+        errno = EBUSY;
+        return false;
     }
 
-    fs::path m_path;
-    FileDescriptor m_file;
+    int m_folder;
+    std::string m_name;
+    HeldFile m_file;
+    bool m_isPlaced = false;
 };
 
 // Owner first: a change of the owner takes special bits from the mode. Who may write a file but not give it away leaves
@@ -133,8 +97,10 @@ FileDescriptor openFolderOf(const fs::path& file) {
     return FileDescriptor(sys::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
 }
 
-DWORD syncFolder(const FileDescriptor& folder) {
-    return sys::fsync(folder.get()) == 0 ? ERROR_SUCCESS : systemError();
+// After a rename: the new file stands, and no failure would take it back, so that whoever heard of one would believe in
+// the old file. What the folder's disk then loses is lost with a power cut alone.
+void syncFolder(const FileDescriptor& folder) {
+    sys::fsync(folder.get());
 }
 
 bool copyWhole(int from, int to) {
@@ -164,7 +130,15 @@ bool followLinks(fs::path& path) {
     return false;
 }
 
-// The file that is to be replaced. One that may not be written may not be replaced either.
+// One that may not be written may not be replaced either; but among the members of a home's group the folder decides,
+// so that what one of them left with rights of its own stops no other. A file marked read-only stays.
+bool mayReplace(const fs::path& target, const struct stat& old) {
+    const FileDescriptor writable(sys::open(target.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK, 0));
+    return writable.valid() || errno == ETXTBSY ||
+           (errno == EACCES && (old.st_mode & S_IWUSR) != 0 && home().fileModes().hasGroup());
+}
+
+// The file that is to be replaced.
 DWORD resolve(fs::path& target, bool& isThere, struct stat& old) {
     // Before the links are followed by hand: the system refuses those that a stranger laid in everybody's folder.
     isThere = sys::stat(target.c_str(), &old) == 0;
@@ -178,12 +152,12 @@ DWORD resolve(fs::path& target, bool& isThere, struct stat& old) {
         return ERROR_SUCCESS;
     if (!S_ISREG(old.st_mode))
         return ERROR_ACCESS_DENIED;
-    const FileDescriptor writable(sys::open(target.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK, 0));
-    return writable.valid() || errno == ETXTBSY ? ERROR_SUCCESS : systemError();
+    return mayReplace(target, old) ? ERROR_SUCCESS : systemError();
 }
 
+// A new file gets what the home gives, and no more than `source` has.
 template <class Write>
-DWORD replaceWith(fs::path target, Write&& write) {
+DWORD replaceWith(fs::path target, const struct stat* source, Write&& write) {
     bool isThere = false;
     struct stat old {};
     if (const DWORD error = resolve(target, isThere, old))
@@ -191,13 +165,15 @@ DWORD replaceWith(fs::path target, Write&& write) {
     const FileDescriptor folder = openFolderOf(target);
     if (!folder.valid())
         return errorOfPath(target);
-    Partial partial(target);
-    if (!partial.create(isThere ? old.st_mode & kNewFileMode : kNewFileMode))
+    Partial partial(folder, target);
+    if (!partial.make())
         return errorOfPath(target);
-    if ((isThere && !keepOwnerAndMode(partial.file(), old)) || !write(partial.file()) ||
-        (isThere && !keepMode(partial.file(), old)) || sys::fsync(partial.file()) != 0 || !partial.renameTo(target))
+    if (!(isThere ? keepOwnerAndMode(partial.file(), old) : home().admit(partial.file(), source)) ||
+        !write(partial.file()) || (isThere && !keepMode(partial.file(), old)) || sys::fsync(partial.file()) != 0 ||
+        !partial.renameTo(target))
         return systemError();
-    return syncFolder(folder);
+    syncFolder(folder);
+    return ERROR_SUCCESS;
 }
 
 } // namespace
@@ -214,11 +190,14 @@ DWORD errorOfPath(const fs::path& path) {
 }
 
 DWORD replaceFile(const fs::path& target, std::string_view content) {
-    return replaceWith(target, [&](int file) { return writeWhole(file, content); });
+    return replaceWith(target, nullptr, [&](int file) { return writeWhole(file, content); });
 }
 
 DWORD replaceFileFrom(const fs::path& target, int source) {
-    return replaceWith(target, [&](int file) { return copyWhole(source, file); });
+    struct stat status {};
+    if (sys::fstat(source, &status) != 0)
+        return systemError();
+    return replaceWith(target, &status, [&](int file) { return copyWhole(source, file); });
 }
 
 DWORD replaceFileBy(fs::path target, const fs::path& replacement) {
@@ -244,14 +223,18 @@ DWORD replaceFileBy(fs::path target, const fs::path& replacement) {
     if (!origin.valid() || !keepOwnerAndMode(source.get(), old) || sys::fsync(source.get()) != 0)
         return systemError();
     if (sys::rename(replacement.c_str(), target.c_str()) == 0) {
-        const DWORD error = syncFolder(folder);
-        return error != ERROR_SUCCESS || replacement.parent_path() == target.parent_path() ? error : syncFolder(origin);
+        syncFolder(folder);
+        if (replacement.parent_path() != target.parent_path())
+            syncFolder(origin);
+        return ERROR_SUCCESS;
     }
     if (errno != EXDEV)
         return systemError();
     if (const DWORD error = replaceFileFrom(target, source.get()))
         return error;
-    return sys::unlink(replacement.c_str()) == 0 ? syncFolder(origin) : systemError();
+    if (sys::unlink(replacement.c_str()) == 0)
+        syncFolder(origin);
+    return ERROR_SUCCESS;
 }
 
 } // namespace wd

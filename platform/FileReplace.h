@@ -10,11 +10,11 @@
 namespace wd {
 
 // Makes `content` the file's whole content: written beside it, synced, renamed over it, and the folder synced. Mode and
-// owner of an existing file are kept; a new one gets 0644, narrowed by the process's mask. A symbolic link
-// leads to the file that is replaced. 0, or the error with the old file as it was; when only the last sync fails, the
-// new file stands, but may not outlast a loss of power.
+// owner of an existing file are kept; a new one has those of the home's files. A symbolic link leads to the file that
+// is replaced. 0 when the new file stands, also where the folder couldn't be synced, so that a loss of power may bring
+// the old one back; else the error, with the old file as it was.
 DWORD replaceFile(const std::filesystem::path& target, std::string_view content);
-// The same with the content of an open file, from its start.
+// The same with the content of an open file, from its start; a new file gets no more rights than that one has.
 DWORD replaceFileFrom(const std::filesystem::path& target, int source);
 // The same for a file that exists, by renaming `replacement`, which is gone then and must be no link; across file
 // systems it is copied first.

@@ -1,12 +1,12 @@
 // Files as callers know them: handles beside those of the kernel objects, sharing kept by locks that the kernel drops
 // with the process, and replacements that a crash can't leave half done.
 #include "CodePage.h"
-#include "Deadline.h"
-#include "FileDescriptor.h"
 #include "FileReplace.h"
 #include "Home.h"
 #include "KernelObject.h"
 #include "LastError.h"
+#include "LockedFile.h"
+#include "TemporaryFiles.h"
 
 #include <platform/file_content.h>
 #include <platform/files.h>
@@ -25,11 +25,8 @@ namespace fs = std::filesystem;
 using wd::failed;
 namespace sys = wd::sys;
 
-constexpr mode_t kNewFileMode = 0644;
-constexpr mode_t kNewFolderMode = 0755;
-constexpr mode_t kTemporaryMode = 0600;
+constexpr mode_t kOwnMode = 0600;
 constexpr int kNameTries = 100;
-constexpr std::chrono::milliseconds kSharePatience{100}; // on a busy machine such a moment may last
 
 BOOL succeeded(DWORD error) {
     return failed(error) == 0 ? TRUE : FALSE;
@@ -73,44 +70,38 @@ constexpr Disposition kDispositions[] = {
 };
 
 // Opens or makes the file; `existed` tells which.
-DWORD openFile(const fs::path& path, int access, const Disposition& disposition, wd::FileDescriptor& file,
-               bool& existed) {
+DWORD openFile(const fs::path& path, int access, const Disposition& disposition, wd::LockedFile& file, bool& existed) {
     constexpr int kFlags = O_CLOEXEC | O_NONBLOCK | O_NOCTTY; // a pipe or a device doesn't make the call wait
+    const auto opens = [&](int flags) {
+        file = wd::LockedFile(wd::FileDescriptor(sys::open(path.c_str(), access | kFlags | flags, kOwnMode)));
+        return file.valid();
+    };
+    const auto makes = [&](int flags) { return opens(flags | O_CREAT) && wd::home().admit(file.get()); };
     for (;;) {
         existed = true;
         if (!disposition.mustBeNew) {
-            file = wd::FileDescriptor(sys::open(path.c_str(), access | kFlags, 0));
-            if (file.valid())
+            if (opens(0))
                 return ERROR_SUCCESS;
             if (errno != ENOENT || !disposition.creates)
                 return wd::errorOfPath(path);
         }
         existed = false;
-        file = wd::FileDescriptor(sys::open(path.c_str(), access | kFlags | O_CREAT | O_EXCL, kNewFileMode));
-        if (file.valid())
+        if (makes(O_EXCL))
             return ERROR_SUCCESS;
-        if (errno != EEXIST || disposition.mustBeNew)
+        if (file.valid() || errno != EEXIST || disposition.mustBeNew)
             return wd::errorOfPath(path);
         // There and not there: a symbolic link to what is missing, which is made then. Or somebody was quicker.
         struct stat status {};
         if (sys::lstat(path.c_str(), &status) != 0 || !S_ISLNK(status.st_mode))
             continue;
-        file = wd::FileDescriptor(sys::open(path.c_str(), access | kFlags | O_CREAT, kNewFileMode));
-        return file.valid() ? DWORD{ERROR_SUCCESS} : wd::errorOfPath(path);
+        return makes(0) ? DWORD{ERROR_SUCCESS} : wd::errorOfPath(path);
     }
 }
 
-// Nothing is changed in a file before its lock is had. Who replaces a file may have its lock for a moment; that is no
-// user of it.
-DWORD share(int file, DWORD mode) {
-    const int lock = (mode & (FILE_SHARE_READ | FILE_SHARE_WRITE)) != 0 ? LOCK_SH : LOCK_EX;
-    for (const wd::Deadline deadline(kSharePatience); sys::flock(file, lock | LOCK_NB) != 0;) {
-        if (errno != EWOULDBLOCK)
-            return systemError();
-        if (!deadline.pause())
-            return ERROR_SHARING_VIOLATION;
-    }
-    return ERROR_SUCCESS;
+// Nothing is changed in a file before its lock is had.
+DWORD share(wd::LockedFile& file, DWORD mode) {
+    const bool shares = (mode & (FILE_SHARE_READ | FILE_SHARE_WRITE)) != 0;
+    return file.tryLock(shares ? LOCK_SH : LOCK_EX) ? DWORD{ERROR_SUCCESS} : systemError();
 }
 
 // A byte that looks like a separator may be the second one of a character.
@@ -138,7 +129,7 @@ HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD shareMode, LPSECURITY_ATTRIB
     const Disposition& how = kDispositions[disposition];
     const fs::path path = wd::mapPath(name);
     const int mode = writes ? (reads ? O_RDWR : O_WRONLY) : O_RDONLY;
-    wd::FileDescriptor file;
+    wd::LockedFile file;
     bool existed = false;
     DWORD error = openFile(path, mode, how, file, existed);
     struct stat status {};
@@ -147,7 +138,7 @@ HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD shareMode, LPSECURITY_ATTRIB
     if (error == ERROR_SUCCESS && !S_ISREG(status.st_mode))
         error = ERROR_ACCESS_DENIED;
     if (error == ERROR_SUCCESS)
-        error = share(file.get(), shareMode);
+        error = share(file, shareMode);
     if (error == ERROR_SUCCESS && how.empties && (existed || status.st_size != 0) && sys::ftruncate(file.get(), 0) != 0)
         error = systemError();
     HANDLE handle = nullptr;
@@ -260,7 +251,10 @@ BOOL ReplaceFileA(LPCSTR replaced, LPCSTR replacement, LPCSTR backup, DWORD /*fl
                   LPVOID reserved) {
     if (replaced == nullptr || replacement == nullptr || backup != nullptr || exclude != nullptr || reserved != nullptr)
         return succeeded(ERROR_INVALID_PARAMETER);
-    return succeeded(wd::replaceFileBy(wd::mapPath(replaced), wd::mapPath(replacement)));
+    const fs::path from = wd::mapPath(replacement);
+    const DWORD error = wd::replaceFileBy(wd::mapPath(replaced), from);
+    wd::letGoOfTemporary(from); // it stays after a failure too, as one left behind
+    return succeeded(error);
 }
 
 BOOL WdReplaceContent(LPCSTR name, const void* content, DWORD bytes) {
@@ -272,14 +266,19 @@ BOOL WdReplaceContent(LPCSTR name, const void* content, DWORD bytes) {
 BOOL WdMakeFolder(LPCSTR name) {
     if (name == nullptr)
         return succeeded(ERROR_INVALID_PARAMETER);
-    return succeeded(wd::makeDirectories(wd::mapPath(name), kNewFolderMode));
+    const wd::Home& home = wd::home();
+    const DWORD error = home.ensure(); // whose modes are the folder's, wherever that is
+    return succeeded(error != ERROR_SUCCESS ? error : wd::makeDirectories(wd::mapPath(name), home.fileModes()));
 }
 
 BOOL DeleteFileA(LPCSTR name) {
     if (name == nullptr)
         return succeeded(ERROR_INVALID_PARAMETER);
     const fs::path path = wd::mapPath(name);
-    return sys::unlink(path.c_str()) == 0 ? TRUE : succeeded(wd::errorOfPath(path));
+    if (sys::unlink(path.c_str()) != 0)
+        return succeeded(wd::errorOfPath(path));
+    wd::letGoOfTemporary(path);
+    return TRUE;
 }
 
 // The name is made in the caller's form of the folder, so that it leads to the same file when it is given back.
@@ -289,10 +288,17 @@ UINT GetTempFileNameA(LPCSTR folder, LPCSTR prefix, UINT unique, LPSTR buffer) {
         failed(ERROR_INVALID_PARAMETER);
         return 0;
     }
+    if (*folder == '\0') { // not the working directory, which is no folder for temporary files
+        failed(ERROR_PATH_NOT_FOUND);
+        return 0;
+    }
     std::string start = folder;
-    if (!start.empty() && !endsInSeparator(start))
+    if (!endsInSeparator(start))
         start += '\\';
-    start.append(prefix, strnlen(prefix, kPrefixBytes));
+    const std::string_view kind(prefix, strnlen(prefix, kPrefixBytes));
+    start += kind;
+    if (unique == 0)
+        wd::removeTemporariesLeftBehind(wd::mapPath(start).parent_path(), kind);
     for (int i = 0; i < kNameTries; ++i) {
         UINT number = unique;
         while (number == 0)
@@ -301,23 +307,19 @@ UINT GetTempFileNameA(LPCSTR folder, LPCSTR prefix, UINT unique, LPSTR buffer) {
                 return 0;
             }
         std::array<char, 16> suffix{};
-        std::snprintf(suffix.data(), suffix.size(), "%X.tmp", number);
+        std::snprintf(suffix.data(), suffix.size(), unique != 0 ? "%X.tmp" : "%08X.tmp", number);
         const std::string name = start + suffix.data();
         if (name.size() >= MAX_PATH) {
             failed(ERROR_FILENAME_EXCED_RANGE);
             return 0;
         }
-        const fs::path path = wd::mapPath(name);
-        const wd::FileDescriptor file(
-            unique != 0
-                ? -1
-                : sys::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, kTemporaryMode));
-        if (unique != 0 || file.valid()) {
+        const DWORD error = unique != 0 ? ERROR_SUCCESS : wd::makeTemporary(wd::mapPath(name));
+        if (error == ERROR_SUCCESS) {
             std::memcpy(buffer, name.c_str(), name.size() + 1);
             return number;
         }
-        if (errno != EEXIST) {
-            failed(wd::errorOfPath(path));
+        if (error != ERROR_FILE_EXISTS) {
+            failed(error);
             return 0;
         }
     }

@@ -11,7 +11,7 @@
 namespace wd {
 
 // The order in which a fork takes them, and in which a thread that needs two takes them.
-enum class ForkOrder : std::size_t { Clock, Modules, Sections, Views, Objects, RegistryWriter, LockDescriptors, Count };
+enum class ForkOrder : std::size_t { Clock, Modules, Sections, Views, Objects, Temporaries, LockDescriptors, Count };
 
 struct ForkHandler {
     void (*before)();

@@ -1,8 +1,8 @@
 #include "Home.h"
 
 #include "CodePage.h"
-#include "FileDescriptor.h"
 #include "LastError.h"
+#include "LockedFile.h"
 
 #include <platform/testing.h>
 
@@ -14,7 +14,6 @@
 #include <deque>
 #include <memory>
 #include <pwd.h>
-#include <sys/file.h>
 #include <unistd.h>
 #include <vector>
 
@@ -26,8 +25,9 @@ namespace {
 
 constexpr unsigned kUtf8 = 65001;
 constexpr std::size_t kSettingsLimit = std::size_t{64} * 1024;
-constexpr mode_t kSharedHomeMode = 0755;
-constexpr mode_t kPrivateHomeMode = 0700; // a user's own state directory
+constexpr auto kSame = static_cast<gid_t>(-1);
+constexpr Home::Modes kSharedHome{0755, 0600};
+constexpr Home::Modes kPrivateHome{0700, 0600}; // a user's own state directory
 
 constinit std::atomic<const Home*> currentHome{nullptr};
 
@@ -82,13 +82,6 @@ fs::path homeFromEnvironment() {
 
 DWORD lastSystemError() {
     return errorFromErrno(errno);
-}
-
-bool waitForLock(int file) {
-    while (sys::flock(file, LOCK_EX) != 0)
-        if (errno != EINTR)
-            return false;
-    return true;
 }
 
 // Bytes of a lone surrogate U+DC80–U+DCFF stand for themselves; everything else becomes UTF-8.
@@ -157,15 +150,25 @@ fs::path belowDrive(const fs::path& drive, std::string_view rest) {
 
 } // namespace
 
-DWORD makeDirectories(const fs::path& path, mode_t mode) {
+DWORD makeDirectories(const fs::path& path, const Home::Modes& modes) {
     if (isDirectory(path))
         return ERROR_SUCCESS;
     if (path.has_parent_path() && path.parent_path() != path)
-        if (const DWORD error = makeDirectories(path.parent_path(), mode))
+        if (const DWORD error = makeDirectories(path.parent_path(), modes))
             return error;
-    if (sys::mkdir(path.c_str(), mode) == 0 || (errno == EEXIST && isDirectory(path)))
+    if (sys::mkdir(path.c_str(), modes.directory & 0777) != 0) {
+        if (errno == EEXIST)
+            return isDirectory(path) ? ERROR_SUCCESS : ERROR_PATH_NOT_FOUND;
+        return errorFromErrno(errno);
+    }
+    if (!modes.hasGroup())
         return ERROR_SUCCESS;
-    return errno == EEXIST ? ERROR_PATH_NOT_FOUND : errorFromErrno(errno);
+    // The bit goes with a change of the group, and the process's mask must not keep members out.
+    const FileDescriptor made(sys::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW, 0));
+    return made.valid() && sys::fchown(made.get(), kSame, modes.group) == 0 &&
+                   sys::fchmod(made.get(), modes.directory) == 0
+               ? ERROR_SUCCESS
+               : lastSystemError();
 }
 
 Home::Home() : Home(homeFromEnvironment()) {}
@@ -222,8 +225,27 @@ DWORD Home::registryModes(Modes& modes) const {
     struct stat status {};
     if (sys::stat(m_path.c_str(), &status) != 0)
         return lastSystemError();
-    modes = (status.st_mode & S_ISGID) != 0 ? Modes{02770, 0660} : Modes{0700, 0600};
+    modes = (status.st_mode & S_ISGID) != 0 ? Modes{02770, 0660, status.st_gid} : Modes{};
     return ERROR_SUCCESS;
+}
+
+Home::Modes Home::fileModes() const {
+    Modes modes;
+    registryModes(modes);
+    return modes;
+}
+
+// The group first: a change of it takes special bits from the mode. Who isn't in the group has the file to himself.
+bool Home::admit(int file, const struct stat* source) const {
+    const Modes modes = fileModes();
+    if (!modes.hasGroup())
+        return true;
+    if (sys::fchown(file, kSame, modes.group) != 0)
+        return errno == EPERM;
+    mode_t mode = modes.file;
+    if (source != nullptr) // whose rights the group has there, or those of all others
+        mode &= S_IRWXU | (source->st_gid == modes.group ? source->st_mode : (source->st_mode & S_IRWXO) << 3);
+    return sys::fchmod(file, mode) == 0;
 }
 
 // Sticky, so that nobody removes another's object. The group goes on to the objects as it does to the registry.
@@ -253,9 +275,8 @@ namespace {
 
 // Makes `name` in the home appear whole: written beside, then renamed. Runs under the home's lock, which is why the
 // name beside it can be a fixed one: what a crash left there is written over.
-DWORD placeSettings(const fs::path& home, bool durable) {
+DWORD placeSettings(const fs::path& home, bool durable, mode_t mode) {
     const fs::path beside = home / "settings.new";
-    const mode_t mode = 0644;
     if (sys::unlink(beside.c_str()) != 0 && errno != ENOENT)
         return lastSystemError();
     const FileDescriptor file(sys::open(beside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, mode));
@@ -280,16 +301,21 @@ DWORD placeDirectory(const fs::path& target, mode_t mode) {
 
 DWORD Home::create() const {
     const bool isPrivate = variable("WARDLET_HOME") == nullptr;
-    if (const DWORD error = makeDirectories(m_path, isPrivate ? kPrivateHomeMode : kSharedHomeMode))
+    if (const DWORD error = makeDirectories(m_path, isPrivate ? kPrivateHome : kSharedHome))
         return error;
     // The lock on the directory itself goes with its holder, whatever way that dies.
-    const FileDescriptor directory(sys::open(m_path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
-    if (!directory.valid() || !waitForLock(directory.get()))
+    LockedFile directory(FileDescriptor(sys::open(m_path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0)));
+    if (!directory.valid() || !directory.lock(LOCK_EX))
         return lastSystemError();
 
     DWORD error = loadSettings();
     if (error == ERROR_FILE_NOT_FOUND) {
-        error = placeSettings(m_path, durable());
+        struct stat status {};
+        if (sys::fstat(directory.get(), &status) != 0)
+            return lastSystemError();
+        // They hold no secret: whoever may enter the home, for the objects that are everybody's, needs them.
+        const mode_t enterable = status.st_mode & (S_IXGRP | S_IXOTH);
+        error = placeSettings(m_path, durable(), fileModes().file | enterable << 2);
         if (error == ERROR_SUCCESS)
             error = loadSettings();
     }

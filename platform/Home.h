@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <sys/stat.h>
 
 namespace wd {
 
@@ -56,13 +57,21 @@ class Home {
     // doesn't leave; other paths are the system's own. `path` is in the system code page.
     std::filesystem::path mapPath(std::string_view path) const;
 
-    // Whether strangers are shut out of the registry by the home's own group (its set-group-id bit), and the modes that
-    // follow from it.
+    // Whether the home has a group of its own (its set-group-id bit), to which what is made in it then belongs, and the
+    // modes that follow from it. Without one everything is its owner's alone.
     struct Modes {
-        mode_t directory;
-        mode_t file;
+        mode_t directory = 0700;
+        mode_t file = 0600;
+        gid_t group = static_cast<gid_t>(-1);
+
+        bool hasGroup() const { return group != static_cast<gid_t>(-1); }
     };
     DWORD registryModes(Modes& modes) const;
+    // Of files and folders that are made for callers, in the home or elsewhere.
+    Modes fileModes() const;
+    // Gives a new file, its maker's alone so far, to whom the home's files belong; but to nobody who has no rights in
+    // the `source` of its content. False with errno.
+    bool admit(int file, const struct stat* source = nullptr) const;
     // Of the objects' directory, and of an object that is its creator's alone.
     DWORD objectModes(Modes& modes) const;
 
@@ -86,7 +95,7 @@ class Home {
 // The home of this process.
 const Home& home();
 // mkdir -p; 0 or an error. A directory that another process makes meanwhile is as good.
-DWORD makeDirectories(const std::filesystem::path& path, mode_t mode);
+DWORD makeDirectories(const std::filesystem::path& path, const Home::Modes& modes);
 
 // mapPath of the home of this process.
 std::filesystem::path mapPath(std::string_view path);

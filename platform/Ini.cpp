@@ -1,10 +1,10 @@
 // INI files: each call reads the file anew, and a write replaces it as a whole. Writers of one folder take turns by a
 // lock on the folder itself, which goes with its holder; readers take none and see the old file or the new one.
-#include "FileDescriptor.h"
 #include "FileReplace.h"
 #include "Home.h"
 #include "IniText.h"
 #include "LastError.h"
+#include "LockedFile.h"
 
 #include <platform/ini.h>
 #include <platform/text.h>
@@ -87,14 +87,12 @@ DWORD write(LPCSTR section, LPCSTR name, LPCSTR text, LPCSTR file) {
             return error;
     }
     const std::filesystem::path folder = path.parent_path();
-    const FileDescriptor directory(
-        sys::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
+    LockedFile directory(
+        FileDescriptor(sys::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0)));
     if (!directory.valid())
         return errno == ENOENT ? ERROR_PATH_NOT_FOUND : errorFromErrno(errno);
-    while (sys::flock(directory.get(), LOCK_EX) != 0) {
-        if (errno != EINTR)
-            return errorFromErrno(errno);
-    }
+    if (!directory.lock(LOCK_EX))
+        return errorFromErrno(errno);
     std::optional<std::string> content = contentOf(path);
     if (!content && errno != ENOENT)
         return errorFromErrno(errno);

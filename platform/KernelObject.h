@@ -6,9 +6,9 @@
 // every object anew at its first call (enterObjects), since it has none of its parent's locks on their files.
 #pragma once
 
-#include "FileDescriptor.h"
 #include "ForkMutex.h"
 #include "HandleTable.h"
+#include "LockedFile.h"
 #include "ObjectFile.h"
 
 #include <platform/robust.h>
@@ -93,7 +93,7 @@ class KernelObject {
 struct HandleTarget {
     KernelObject* object = nullptr;
     std::uint64_t thread = 0; // whose own the handle is; 0: the process's
-    FileDescriptor file;
+    LockedFile file;
 
     void closed() {
         if (object != nullptr)

@@ -30,8 +30,9 @@ class FileKill : public TestFiles {
 
 int FileKill::dieEverywhere(bool wasThere, const std::function<void()>& prepare, const std::function<DWORD()>& deed,
                             const fs::path& replacement) {
-    constexpr const char* kCalls[] = {"open",  "close",  "pread",  "write",    "fsync", "stat",  "lstat",
-                                      "fstat", "fchmod", "rename", "readlink", "flock", "unlink"};
+    constexpr const char* kCalls[] = {"open",   "openat",   "close",      "pread",   "write",
+                                      "fsync",  "stat",     "fstat",      "linkat",  "fchmod",
+                                      "rename", "readlink", "fcntl_lock", "fstatat", "unlinkat"};
     int deaths = 0;
     for (const char* call : kCalls)
         for (int nth = 1;; ++nth) {

@@ -11,16 +11,15 @@
 #include <cstdio>
 #include <fcntl.h>
 #include <filesystem>
-#include <grp.h>
 #include <sys/stat.h>
 
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr uid_t kOne = 61'001; // no user of any machine
-constexpr uid_t kOther = 61'002;
-constexpr gid_t kGroup = 61'100;
+constexpr uid_t kOne = kOneUser;
+constexpr uid_t kOther = kOtherUser;
+constexpr gid_t kGroup = kHomeGroup;
 constexpr gid_t kNoGroup = 61'200;
 
 class KernelObjectUser : public testing::Test {
@@ -36,12 +35,7 @@ class KernelObjectUser : public testing::Test {
 };
 
 Child as(uid_t user, const std::function<int()>& work, gid_t group = kNoGroup) {
-    return Child([&] {
-        if (setgroups(0, nullptr) != 0 || setgid(group) != 0 || setuid(user) != 0)
-            return 100;
-        prctl(PR_SET_PDEATHSIG, SIGKILL); // changing users took it back
-        return work();
-    });
+    return Child([&] { return becomeUser(user, group) ? work() : 100; });
 }
 
 unsigned modeOf(const char* object) {

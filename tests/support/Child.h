@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <functional>
+#include <grp.h>
 #include <new>
 #include <string>
 #include <sys/mman.h>
@@ -62,6 +63,22 @@ class Child {
   private:
     pid_t m_process;
 };
+
+// In a child: the administrator becomes this user, with no other group. No user or group of any machine has the
+// numbers.
+inline constexpr uid_t kOneUser = 61'001;
+inline constexpr uid_t kOtherUser = 61'002;
+inline constexpr gid_t kHomeGroup = 61'100;
+inline bool becomeUser(uid_t user, gid_t group) {
+    const bool done = setgroups(0, nullptr) == 0 && setgid(group) == 0 && setuid(user) == 0;
+    prctl(PR_SET_PDEATHSIG, SIGKILL); // changing users took it back
+    return done;
+}
+
+// What `body` gives in a process of that user's, a member of the home's group, where this one can be several.
+inline int asMember(uid_t user, const std::function<int()>& body) {
+    return Child([&] { return geteuid() != 0 || becomeUser(user, kHomeGroup) ? body() : 100; }).wait();
+}
 
 class Pipe {
   public:

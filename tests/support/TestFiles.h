@@ -2,6 +2,7 @@
 // none.
 #pragma once
 
+#include "Child.h"
 #include "TestObject.h"
 
 #include <gtest/gtest.h>
@@ -17,11 +18,23 @@ class TestFiles : public testing::Test {
         std::filesystem::permissions(TestHome::instance().path(), std::filesystem::perms(0755)); // for other users
         std::filesystem::create_directory(folder);
         std::fflush(stdout);                // before there are children with the same buffer
+        if (homeHasGroup)
+            giveHomeToGroup();
         GetFileAttributesA(folder.c_str()); // the layer finds its home, with system calls that no test counts
     }
     ~TestFiles() override {
         std::filesystem::remove_all(folder);
         std::filesystem::remove_all(TestHome::instance().path() / "drive_c");
+    }
+
+    // For a suite whose homes have a group from their start.
+    static inline bool homeHasGroup = false;
+    // From here on the home has a group of its own, if it takes an administrator to give it one; so has this folder.
+    void giveHomeToGroup() const {
+        for (const auto& [path, mode] : {std::pair{TestHome::instance().path(), 02775u}, std::pair{folder, 02770u}}) {
+            EXPECT_TRUE(geteuid() != 0 || chown(path.c_str(), 0, kHomeGroup) == 0);
+            EXPECT_EQ(chmod(path.c_str(), mode), 0);
+        }
     }
 
     std::filesystem::path at(const std::string& name) const { return folder / name; }

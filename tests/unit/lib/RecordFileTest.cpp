@@ -320,7 +320,7 @@ TYPED_TEST(RecordFrame, ATemporaryFileThatCannotBeOpenedIsRemoved) {
         std::int32_t code;
         std::string line;
     } cases[] = {
-        {"open", 2, 0, -8, "::OpenTempFileToWrite(): ::CreateFile() failed (err="},
+        {"open", 3, 0, -8, "::OpenTempFileToWrite(): ::CreateFile() failed (err="},
         {"lseek", 1, 0, -8, "::OpenTempFileToWrite(): ::SetFilePointer() failed (err="},
         {"lseek", 0, -77, -77, ""},
     };

@@ -9,7 +9,6 @@
 #include <array>
 #include <cerrno>
 #include <fcntl.h>
-#include <grp.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 
@@ -19,7 +18,6 @@ namespace fs = std::filesystem;
 
 constexpr DWORD kBoth = GENERIC_READ | GENERIC_WRITE;
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE;
-constexpr uid_t kStranger = 61'001; // no user of any machine
 
 class Files : public TestFiles {
   protected:
@@ -73,7 +71,7 @@ TEST_F(Files, WhatIsThereDecidesWithTheDisposition) {
                 EXPECT_EQ(get("file"), c.content);
             }
             if (handle != nullptr && !c.there) {
-                EXPECT_EQ(fs::status(file).permissions(), fs::perms(0640));
+                EXPECT_EQ(fs::status(file).permissions(), fs::perms(0600));
             }
         }
 }
@@ -234,7 +232,6 @@ TEST_F(Files, FailingSystemCallsAreTold) {
     const fs::path name = put("file", "old");
     const Handle file = open(name, kBoth);
     const auto opens = [&] { return openError(name, kBoth, CREATE_ALWAYS); };
-    const auto opensAsItIs = [&] { return openError(name, kBoth, OPEN_EXISTING); };
     char buffer[4] = {};
     DWORD done = 0;
     const auto reads = [&] { return ReadFile(file.get(), buffer, 3, &done, nullptr) ? ERROR_SUCCESS : GetLastError(); };
@@ -247,11 +244,15 @@ TEST_F(Files, FailingSystemCallsAreTold) {
         std::function<DWORD()> act;
         DWORD expected;
     } cases[] = {
-        {"open", EMFILE, opens, ERROR_NOT_ENOUGH_MEMORY}, {"fstat", EIO, opens, ERROR_REGISTRY_IO_FAILED},
-        {"flock", EAGAIN, opensAsItIs, ERROR_SUCCESS}, // a clash of a moment
-        {"flock", EIO, opens, ERROR_REGISTRY_IO_FAILED},  {"ftruncate", EIO, opens, ERROR_REGISTRY_IO_FAILED},
-        {"read", EIO, reads, ERROR_REGISTRY_IO_FAILED},   {"read", EINTR, reads, ERROR_SUCCESS},
-        {"write", ENOSPC, writes, ERROR_DISK_FULL},       {"write", EINTR, writes, ERROR_SUCCESS},
+        {"open", EMFILE, opens, ERROR_NOT_ENOUGH_MEMORY},
+        {"fstat", EIO, opens, ERROR_REGISTRY_IO_FAILED},
+        {"flock", EAGAIN, opens, ERROR_SHARING_VIOLATION},
+        {"flock", EIO, opens, ERROR_REGISTRY_IO_FAILED},
+        {"ftruncate", EIO, opens, ERROR_REGISTRY_IO_FAILED},
+        {"read", EIO, reads, ERROR_REGISTRY_IO_FAILED},
+        {"read", EINTR, reads, ERROR_SUCCESS},
+        {"write", ENOSPC, writes, ERROR_DISK_FULL},
+        {"write", EINTR, writes, ERROR_SUCCESS},
     };
     const auto before = openDescriptors();
     for (const auto& c : cases) {
@@ -344,6 +345,7 @@ TEST_F(Files, TemporaryNames) {
         DWORD error;
     } refused[] = {
         {"C:\\none", 0, ERROR_PATH_NOT_FOUND},
+        {"", 0, ERROR_PATH_NOT_FOUND}, // not the working directory
         {put("file", "").string(), 0, ERROR_PATH_NOT_FOUND},
         {std::string(MAX_PATH - 9, 'n'), 0xA, ERROR_FILENAME_EXCED_RANGE}, // "\urlA.tmp" makes it MAX_PATH
         {std::string(100'000, 'n'), 0, ERROR_FILENAME_EXCED_RANGE},
@@ -355,9 +357,9 @@ TEST_F(Files, TemporaryNames) {
     EXPECT_EQ(temporary(std::string(MAX_PATH - 10, 'n'), "url", 0xA).size(), MAX_PATH - 1u);
 
     // A name that is taken, by a link too, is passed over.
-    ASSERT_TRUE(WdTestFailCall("open", 1, EEXIST));
+    ASSERT_TRUE(WdTestFailCall("linkat", 1, EEXIST));
     EXPECT_NE(temporary("C:\\t", "url"), "");
-    ASSERT_TRUE(WdTestFailCall("open", 1, ENOSPC));
+    ASSERT_TRUE(WdTestFailCall("linkat", 1, ENOSPC));
     EXPECT_EQ(temporary("C:\\t", "url"), "");
     EXPECT_EQ(GetLastError(), ERROR_DISK_FULL);
     EXPECT_EQ(std::distance(fs::directory_iterator(made), {}), 1);
@@ -370,6 +372,66 @@ TEST_F(Files, TemporaryNames) {
                   return temporary("C:\\\x83\\", "url").substr(0, 9) == "C:\\\x83\\\\url" ? 0 : 1;
               }).wait(),
               0);
+}
+
+// Held from its making to its end, in use or not, by its maker alone: not by a child that outlives him.
+TEST_F(Files, ATemporaryFileOfADeadProcessIsRemovedByTheNext) {
+    for (const char* others : {"url0000000.tmp", "url0000000G.tmp", "url00000000", "adr00000000.tmp", "kept"})
+        put(others, "");
+    const auto files = [&] { return std::distance(fs::directory_iterator(folder), {}); };
+    Pipe done;
+    const Pipe made;
+    Child maker([&] {
+        const std::string name = temporary(folder.string(), "url");
+        done.closeSender();
+        if (fork() == 0) {
+            made.signal();
+            done.await();
+            _exit(0);
+        }
+        CloseHandle(open(name, kBoth, CREATE_ALWAYS, 0).release());
+        made.signal();
+        return pause();
+    });
+    ASSERT_TRUE(made.await() && made.await());
+    EXPECT_NE(temporary(folder.string(), "url"), "");
+    EXPECT_EQ(files(), 7) << "one that lives was robbed";
+    maker.kill();
+    const std::string own = temporary(folder.string(), "urlong");
+    EXPECT_EQ(files(), 7) << "the dead one's is there yet";
+    EXPECT_EQ(replace("kept", own), ERROR_SUCCESS);
+    EXPECT_TRUE(open(at("kept"), GENERIC_READ, OPEN_EXISTING, 0)) << GetLastError();
+    done.closeSender();
+}
+
+// Without a group of the home what is made is its maker's alone, with one it is the group's, whatever the mask is.
+TEST_F(Files, WhatIsMadeBelongsToWhomTheHomeDoes) {
+    umask(0);
+    put("wide", "x", 0666);
+    put("narrow", "x", 0600);
+    for (const bool group : {false, true}) {
+        if (group) {
+            giveHomeToGroup();
+            ASSERT_EQ(chmod(folder.c_str(), 0777), 0); // one that hands nothing on
+            umask(077);
+        }
+        open(at("new"), kBoth, CREATE_NEW);
+        const std::string temp = temporary(folder.string(), "url");
+        const std::string made[] = {
+            "new", "copy", "narrow copy", "content", "a/b", "a", temp.substr(temp.rfind('\\') + 1)};
+        EXPECT_EQ(copy("wide", "copy") + copy("narrow", "narrow copy"), 0u);
+        EXPECT_TRUE(WdReplaceContent(at("content").c_str(), "x", 1) && WdMakeFolder(at("a/b").c_str()));
+        for (const std::string& name : made) {
+            const struct stat status = statusOf(at(name));
+            const bool shared = group && name != "narrow copy";
+            EXPECT_EQ(status.st_mode & 07777, (shared ? 0660u : 0600u) | (name[0] != 'a' ? 0
+                                                                          : group        ? 02110
+                                                                                         : 0100))
+                << name;
+            EXPECT_TRUE(!shared || geteuid() != 0 || status.st_gid == kHomeGroup) << name;
+            fs::remove_all(at(name));
+        }
+    }
 }
 
 TEST_F(Files, Attributes) {
@@ -407,7 +469,7 @@ TEST_F(Files, ModesKeepStrangersOut) {
     fs::permissions(at("closed"), fs::perms(0700));
     const fs::path shown = put("shown", "old", 0444);
     EXPECT_EQ(Child([&] {
-                  if (setgroups(0, nullptr) != 0 || setgid(kStranger) != 0 || setuid(kStranger) != 0)
+                  if (!becomeUser(kOneUser, kOneUser))
                       return 100;
                   const auto denied = [](DWORD error) { return error == ERROR_ACCESS_DENIED; };
                   if (!denied(openError(secret, GENERIC_READ)) || !denied(openError(secret, kBoth, CREATE_ALWAYS)))

@@ -1,0 +1,92 @@
+#include "HeldFile.h"
+
+#include <cstdio>
+
+namespace wd {
+namespace {
+
+constexpr mode_t kOwnMode = 0600;
+
+// F_RDLCK or F_WRLCK of the open file, which doesn't meet flock's, or F_UNLCK. False with errno, EAGAIN while another has
+// it.
+bool lockFirstByte(int file, short type) {
+    struct flock lock {};
+    lock.l_type = type;
+    lock.l_whence = SEEK_SET;
+    lock.l_len = 1;
+    return sys::fcntl_lock(file, F_OFD_SETLK, &lock) == 0;
+}
+
+// The name that an open file without one is linked by.
+struct OwnName {
+    explicit OwnName(int file) { std::snprintf(text, sizeof text, "/proc/self/fd/%d", file); }
+    char text[32];
+};
+
+bool canBeNamed(int file) {
+    struct stat status {};
+    return sys::stat(OwnName(file).text, &status) == 0;
+}
+
+bool leadsTo(int folder, const char* name, int file) {
+    struct stat opened {};
+    struct stat named {};
+    if (sys::fstat(file, &opened) != 0 || sys::fstatat(folder, name, &named, AT_SYMLINK_NOFOLLOW) != 0)
+        return false;
+    errno = ENOENT;
+    return opened.st_ino == named.st_ino && opened.st_dev == named.st_dev;
+}
+
+} // namespace
+
+bool HeldFile::make(int folder, const char* name) {
+    m_file = LockDescriptor::from([&] {
+        FileDescriptor made(sys::openat(folder, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, kOwnMode));
+        m_isNamed = !made.valid() || !canBeNamed(made.get());
+        if (m_isNamed) {
+            constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW;
+            made = FileDescriptor(sys::openat(folder, name, kFlags, kOwnMode));
+        }
+        return made;
+    });
+    if (m_file.valid() && hold(folder, name))
+        return true;
+    m_isNamed = false;
+    m_file.reset();
+    return false;
+}
+
+// One that has its name already may have been taken for left behind before it was locked: whoever did removes it.
+bool HeldFile::hold(int folder, const char* name) {
+    struct stat status {};
+    if (lockFirstByte(m_file.get(), F_WRLCK) && sys::fstat(m_file.get(), &status) == 0) {
+        errno = EAGAIN;
+        return !m_isNamed || status.st_nlink != 0;
+    }
+    const int error = errno;
+    if (m_isNamed && error != EAGAIN)
+        sys::unlinkat(folder, name, 0);
+    errno = error;
+    return false;
+}
+
+bool HeldFile::publish(int folder, const char* name) {
+    m_isNamed = m_isNamed || sys::linkat(AT_FDCWD, OwnName(m_file.get()).text, folder, name, AT_SYMLINK_FOLLOW) == 0;
+    return m_isNamed;
+}
+
+void HeldFile::release() {
+    if (m_file.valid())
+        lockFirstByte(m_file.get(), F_UNLCK);
+    m_file.reset();
+}
+
+bool HeldFile::removeLeftBehind(int folder, const char* name) {
+    constexpr int kFlags = O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
+    const LockDescriptor left =
+        LockDescriptor::from([&] { return FileDescriptor(sys::openat(folder, name, kFlags, 0)); });
+    return left.valid() && lockFirstByte(left.get(), F_RDLCK) && leadsTo(folder, name, left.get()) &&
+           sys::unlinkat(folder, name, 0) == 0;
+}
+
+} // namespace wd
