@@ -15,10 +15,11 @@ namespace wd {
 namespace {
 
 constexpr int kOpenFlags = O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
-constexpr std::chrono::milliseconds kSettleTime{1000};  // to find the object in a state to use, against others that come and go
+constexpr std::chrono::milliseconds kSettleTime{
+    1000}; // to find the object in a state to use, against others that come and go
 constexpr std::chrono::milliseconds kCreatorTime{5000}; // how long a creator may need for its few steps
 constexpr std::chrono::milliseconds kWriterTime{100};   // how long the few stores of a text may need
-constexpr std::size_t kBlockBytes = 512;   // the unit of st_blocks
+constexpr std::size_t kBlockBytes = 512;                // the unit of st_blocks
 
 DWORD lastSystemError() {
     return errorFromErrno(errno);

@@ -22,9 +22,6 @@ constexpr off_t kUserByte = 0;
 constexpr off_t kOpenerByte = 1;
 constexpr std::size_t kNamespaceLimit = 64;
 
-// Held while a namespace file is opened or closed.
-constinit std::mutex descriptorChanges;
-
 DWORD lastSystemError() {
     return errorFromErrno(errno);
 }
@@ -89,21 +86,11 @@ DWORD storeNamespace(int file, const std::string& text) {
 
 } // namespace
 
-void NamespaceGuard::beforeFork() {
-    descriptorChanges.lock();
-}
-
-void NamespaceGuard::afterFork() {
-    descriptorChanges.unlock();
-}
-
-// Unlocked before it is closed: a child may have a copy that it hasn't closed yet.
 void NamespaceGuard::release() {
     if (!m_file.valid())
         return;
     for (off_t byte = kUserByte; byte <= kOpenerByte; ++byte)
         lockByte(m_file.get(), byte, F_UNLCK, F_OFD_SETLK);
-    const std::lock_guard lock(descriptorChanges);
     m_file.reset();
 }
 
@@ -114,10 +101,7 @@ DWORD NamespaceGuard::acquire(const Home& home) {
     Home::Modes modes{};
     if (const DWORD error = home.registryModes(modes))
         return error;
-    {
-        const std::lock_guard lock(descriptorChanges);
-        m_file = openOrMake(path, modes.file);
-    }
+    m_file = LockDescriptor::from([&] { return openOrMake(path, modes.file); });
     if (!m_file.valid())
         return lastSystemError();
     DWORD error = lockByte(m_file.get(), kOpenerByte, F_WRLCK, F_OFD_SETLKW) ? ERROR_SUCCESS : lastSystemError();

@@ -18,6 +18,7 @@
 
 #include "FileDescriptor.h"
 #include "Home.h"
+#include "LockDescriptor.h"
 
 #include <cstddef>
 #include <mutex>
@@ -25,8 +26,7 @@
 
 namespace wd {
 
-// The locks on the namespace file. They belong to the open file, which the child of a fork has open too: it must close
-// its copy, or the locks of a parent that is killed would live on in it.
+// The locks on the namespace file, none of which the child of a fork keeps.
 class NamespaceGuard {
   public:
     NamespaceGuard() = default;
@@ -45,16 +45,13 @@ class NamespaceGuard {
     bool isFirst() const { return m_isFirst; }
     int file() const { return m_file.get(); }
 
-    // Around a fork: no thread is between opening or closing the file and knowing about it.
-    static void beforeFork();
-    static void afterFork();
-    // In the child: closes the copy and leaves the locks to the parent. Later calls do nothing.
+    // Closes the file and leaves the locks to the parent, of which a bare clone is the child. Later calls do nothing.
     void forget() { m_file.reset(); }
 
   private:
     DWORD enter(const Home& home, const std::string& file);
 
-    FileDescriptor m_file;
+    LockDescriptor m_file;
     bool m_isFirst = false;
 };
 

@@ -3,8 +3,6 @@
 #include "Home.h"
 #include "LastError.h"
 
-#include <pthread.h>
-
 namespace wd {
 
 namespace {
@@ -25,18 +23,6 @@ RegistryStore* knownStore(const Home& home) {
         if (entry->home == &home)
             return entry->store;
     return nullptr;
-}
-
-// A child gives up its copies of the files whose locks are its parent's, before it can outlive the parent.
-void leaveToParent() {
-    for (RegistryStore* store = stores.load(std::memory_order_acquire); store != nullptr; store = store->next())
-        store->leaveToParent();
-    NamespaceGuard::afterFork();
-}
-
-// With the library, not with the first use: a first use may meet another thread's fork.
-[[gnu::constructor]] void watchForks() {
-    pthread_atfork(NamespaceGuard::beforeFork, NamespaceGuard::afterFork, leaveToParent);
 }
 
 void remember(const Home& home, RegistryStore* store) {
@@ -97,13 +83,8 @@ RegistryEnvironment& RegistryStore::makeEnvironment(RegistryEnvironment* stale) 
     if (!m_environment.compare_exchange_strong(known, made.get(), std::memory_order_acq_rel))
         return *known;
     if (stale != nullptr)
-        stale->leaveToParent(); // done already, unless no handler ran: a bare clone
+        stale->leaveToParent();
     return *made.release();
-}
-
-void RegistryStore::leaveToParent() {
-    if (RegistryEnvironment* environment = m_environment.load(std::memory_order_acquire))
-        environment->leaveToParent();
 }
 
 LONG RegistryStore::write(const std::shared_ptr<RegistryChange>& change) {
