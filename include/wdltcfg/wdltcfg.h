@@ -2,8 +2,9 @@
    distinct. C11 and C++11 or later; 64-bit.
 
    Results. int32_t: WDLT_OK (0) or a negative code of status.h. A function whose name asks (…IsEnabled,
-   …IsRecordExists, WdltHfeIsEnablePluginEvent) answers 1 or 0 instead. Before the library is attached, and after it is
-   detached, every function gives WDLT_E_GENERAL.
+   …IsRecordExists, WdltHfeIsEnablePluginEvent) answers 1 or 0 instead. While the library isn't
+   attached, as when memory gave out at its start, they answer 0 and every other function gives WDLT_E_GENERAL; a later
+   call tries the start again, at most once a second.
 
    Buffers are the caller's: the library neither keeps nor frees them. Records and lists of them need no alignment;
    pointers to a number, as a size or a count, point to one as the language has it. A null pointer is
@@ -15,13 +16,16 @@
    stored and makes the read of its record fail, or takes its default: whoever writes keeps to that number.
 
    Threads. There is no open or close: any function, from any thread, any number at once. A record that one thread
-   writes must not be in another's hands meanwhile.
+   writes must not be in another's hands meanwhile. A thread that is cancelled inside a function comes to its end first.
 
    Waiting. One reader/writer lock spans all features and all processes: [R], [W] and [-] at the end of a comment tell
    whether a function holds it for reading, for writing, or not at all. A wait for it has no time-out; each minute of it
    is logged. A function that stores something then waits for other writers, and tells the service of each record that it
    stores: at once when none runs, else up to 60 s for its answer, and 100 ms more. Nothing is stored or told where
    nothing differs and the comment says so.
+
+   A service that dies while it is told isn't waited for. When a writer died while it told the service, the next one waits
+   for that answer first, within the same minute.
 
    Several values of one record are stored one after the other. The first failure ends a write: values before it stay
    stored, those behind it stay as they were, and the service isn't told of that record.
