@@ -16,8 +16,8 @@ namespace wdlt {
 namespace {
 
 constexpr std::size_t kMostPlainBytes = std::numeric_limits<std::int32_t>::max() - Rijndael::kBlockBytes;
-constexpr std::size_t kMostStoredBytes = std::size_t{1}
-                                         << 20; // of a registry value, whatever room a caller says he has
+// Of a registry value, whatever room a caller says he has.
+constexpr std::size_t kMostStoredBytes = std::size_t{1} << 20;
 
 std::unique_ptr<std::uint8_t[]> allocate(std::size_t bytes) {
     return std::unique_ptr<std::uint8_t[]>(new (std::nothrow) std::uint8_t[bytes]);

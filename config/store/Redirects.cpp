@@ -151,7 +151,7 @@ void Redirects::readTarget(const char* section, WdchSystemRedirect& redirect) co
     const std::size_t terminator = isImage ? sizeof(WCHAR) : sizeof(char);
     auto size = static_cast<DWORD>(field.size());
     std::int32_t status = m_handler.ReadItem(section, "Process", field.data(), &size, isImage);
-    while (status == WDLT_E_BUFFER_SIZE) { // again for one that has grown since
+    for (int tries = 0; status == WDLT_E_BUFFER_SIZE && tries < kTriesForGrowing; ++tries) {
         WDLOG_TRACE("Insufficient buffer for \"Process\"(Need %d).", static_cast<int>(size));
         const std::unique_ptr<std::byte[]> whole(new (std::nothrow) std::byte[size]);
         if (whole == nullptr) {

@@ -33,11 +33,11 @@ void fill(std::span<char> field, std::string_view content) {
 }
 
 // The whole stored text, however long. The field keeps what fits. A text that has grown since its size was told is
-// asked for again.
+// asked for again, but nobody is followed for ever.
 std::int32_t readCut(const ValueAccess& access, const char* name, std::span<char> field, DWORD size) {
     std::vector<char> whole;
     std::int32_t status = WDLT_E_BUFFER_SIZE;
-    while (status == WDLT_E_BUFFER_SIZE) {
+    for (int tries = 0; status == WDLT_E_BUFFER_SIZE && tries < kTriesForGrowing; ++tries) {
         whole.resize(size);
         status = access.helper.ReadItem(access.section, name, whole.data(), &size, false);
     }

@@ -10,6 +10,9 @@
 #include <memory>
 #include <string>
 
+// How often a value is asked for whose size was told, and that has grown since.
+inline constexpr int kTriesForGrowing = 16;
+
 class WdchHelper {
   public:
     WdchHelper() = default;
