@@ -4,7 +4,8 @@
 // `/` both separate, and "X:\..." is the folder drive_x of $WARDLET_HOME. An empty LogFolder is $WARDLET_HOME/log, or
 // without that variable the system's folder for temporary files, where the file must be the user's own. A folder that
 // would depend on the working directory, or leads out of its drive, is refused. Folder and file are made for the first
-// line: a log that writes nothing leaves nothing.
+// line: a log that writes nothing leaves nothing. In a folder with the set-group-id bit they are its group's, elsewhere
+// their owner's alone; a home that isn't there isn't made.
 //
 // Any number of processes share one file: a line is one appending write, and the file that a line would take beyond
 // 4 MiB becomes <file>.1, that one .2, that one .3, and the last one goes. "Robust" syncs after each line, "Debugger"
@@ -64,7 +65,13 @@ constexpr int kRetries = 100; // of a file that others rotate away again and aga
 
 class Descriptor {
   public:
-    explicit Descriptor(int file) : m_file(file) {}
+    // One of the first three becomes another: a program without standard streams may yet give them to what it prints.
+    explicit Descriptor(int file) : m_file(file) {
+        if (file < 0 || file > STDERR_FILENO)
+            return;
+        m_file = fcntl(file, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+        close(file);
+    }
     ~Descriptor() {
         if (m_file >= 0)
             close(m_file);
@@ -140,6 +147,7 @@ bool leadsUp(const fs::path& path) {
 struct Folder {
     fs::path path;
     bool isShared = false;
+    fs::path home = {}; // that it lies in, if any
 };
 
 std::optional<Folder> folderOf(std::string text) {
@@ -147,7 +155,7 @@ std::optional<Folder> folderOf(std::string text) {
     const bool hasHome = home != nullptr && *home == '/';
     if (text.empty()) {
         if (hasHome)
-            return Folder{fs::path(home) / "log"};
+            return Folder{fs::path(home) / "log", false, home};
         const char* const temporary = secure_getenv("TMPDIR");
         return Folder{temporary != nullptr && *temporary == '/' ? temporary : "/tmp", true};
     }
@@ -162,7 +170,7 @@ std::optional<Folder> folderOf(std::string text) {
     const fs::path below = fs::path(text.substr(2)).relative_path();
     if (!hasHome || letter < 'a' || letter > 'z' || leadsUp(below))
         return std::nullopt;
-    return Folder{fs::path(home) / (std::string("drive_") + letter) / below};
+    return Folder{fs::path(home) / (std::string("drive_") + letter) / below, false, home};
 }
 
 std::optional<std::string> fileNameOf(const Config& config) {
@@ -181,14 +189,31 @@ bool sameFile(const struct stat& a, const struct stat& b) {
     return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
+bool belongsToGroup(const fs::path& folder) {
+    struct stat status {};
+    return stat(folder.c_str(), &status) == 0 && (status.st_mode & S_ISGID) != 0;
+}
+
+// A folder that can't be made shows when the file is opened.
+void makeFolder(const fs::path& folder) {
+    if (mkdir(folder.c_str(), 0700) != 0 && errno == ENOENT && folder.has_relative_path()) {
+        makeFolder(folder.parent_path());
+        mkdir(folder.c_str(), 0700);
+    } else if (errno == EEXIST) {
+        return;
+    }
+    if (belongsToGroup(folder)) // as the folder above does
+        chmod(folder.c_str(), 02770);
+}
+
 class LogFile {
   public:
     static std::unique_ptr<LogFile> make(const Config& config);
     bool writeLine(std::string_view line);
 
   private:
-    LogFile(fs::path path, bool isShared, const Config& config)
-        : m_path(std::move(path)), m_isShared(isShared), m_robust(config.robust != 0),
+    LogFile(const Folder& folder, const std::string& name, const Config& config)
+        : m_path(folder.path / name), m_home(folder.home), m_isShared(folder.isShared), m_robust(config.robust != 0),
           m_debugger(config.debugger != 0) {}
 
     int openPath() const;
@@ -196,10 +221,12 @@ class LogFile {
     bool reopen();
     bool isFull(off_t size, std::size_t lineSize) const;
     bool rotate(std::size_t lineSize) const;
+    bool rotateLocked(int file, std::size_t lineSize) const;
     bool append(std::string_view line) const;
     fs::path kept(int number) const { return m_path.string() + "." + std::to_string(number); }
 
     fs::path m_path;
+    fs::path m_home;
     bool m_isShared;
     bool m_robust;
     bool m_debugger;
@@ -208,8 +235,15 @@ class LogFile {
 
 // What stands in the file's place must be a file; in a folder of everybody's, this user's own and no link to another.
 int LogFile::openPath() const {
-    const mode_t mode = m_isShared ? 0600 : 0660;
-    const int file = ::open(m_path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, mode);
+    constexpr int kFlags = O_WRONLY | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
+    int file = ::open(m_path.c_str(), kFlags);
+    if (file < 0 && errno == ENOENT) {
+        file = ::open(m_path.c_str(), kFlags | O_CREAT | O_EXCL, 0600);
+        if (file < 0 && errno == EEXIST)
+            file = ::open(m_path.c_str(), kFlags);
+        else if (file >= 0 && !m_isShared && belongsToGroup(m_path.parent_path()))
+            fchmod(file, 0660);
+    }
     struct stat status {};
     const bool isFile = file >= 0 && fstat(file, &status) == 0 && S_ISREG(status.st_mode);
     if (isFile && (!m_isShared || (status.st_uid == geteuid() && status.st_nlink <= 1)))
@@ -224,7 +258,7 @@ std::unique_ptr<LogFile> LogFile::make(const Config& config) {
     const std::optional<std::string> name = fileNameOf(config);
     if (!folder || !name)
         return nullptr;
-    return std::unique_ptr<LogFile>(new LogFile(folder->path / *name, folder->isShared, config));
+    return std::unique_ptr<LogFile>(new LogFile(*folder, *name, config));
 }
 
 // False before the first line, and once the file was rotated away or removed by whomever.
@@ -237,8 +271,9 @@ bool LogFile::isCurrent() const {
 
 // The new file is in place before the old one is closed, so a child that is forked in between has one of them.
 bool LogFile::reopen() {
-    std::error_code ignored; // a folder that can't be made shows when the file is opened
-    fs::create_directories(m_path.parent_path(), ignored);
+    struct stat status {};
+    if (m_home.empty() || stat(m_home.c_str(), &status) == 0)
+        makeFolder(m_path.parent_path());
     Descriptor file(openPath());
     if (!file.valid())
         return false;
@@ -251,19 +286,24 @@ bool LogFile::isFull(off_t size, std::size_t lineSize) const {
 }
 
 // Under a lock on the file itself, by a descriptor of this call's own: a forked child shares its parent's, and a lock
-// held through that would be held by both. Whoever gets the lock after another's rotation finds another file standing.
-// False when the file can't be moved away.
+// held through that would be held by both. It isn't waited for, since whoever may read the log may have it for good:
+// the full file takes the line then. Whoever gets the lock after another's rotation finds another file standing. False
+// when the file can't be moved away.
 bool LogFile::rotate(std::size_t lineSize) const {
     const Descriptor lock(::open(m_path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
     if (!lock.valid())
         return errno == ENOENT;
-    while (flock(lock.get(), LOCK_EX) != 0) {
-        if (errno != EINTR)
-            return false;
-    }
+    if (flock(lock.get(), LOCK_EX | LOCK_NB) != 0)
+        return false;
+    const bool rotated = rotateLocked(lock.get(), lineSize);
+    flock(lock.get(), LOCK_UN); // a child that was forked meanwhile has the descriptor too
+    return rotated;
+}
+
+bool LogFile::rotateLocked(int file, std::size_t lineSize) const {
     struct stat locked {};
     struct stat standing {};
-    if (fstat(lock.get(), &locked) != 0)
+    if (fstat(file, &locked) != 0)
         return false;
     if (stat(m_path.c_str(), &standing) != 0 || !sameFile(locked, standing) || !isFull(locked.st_size, lineSize))
         return true;
