@@ -128,7 +128,7 @@ CAntiSpamList::State CAntiSpamList::withFile(const char* path, Use&& use) {
     if (!Lock())
         return isMissing(path) ? State::Missing : State::Unreadable;
     State state = State::Read;
-    unsigned long error = 0;
+    unsigned long error = 0; // before the file is closed
     HANDLE file = CreateFileA(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
                               FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file != INVALID_HANDLE_VALUE) {
