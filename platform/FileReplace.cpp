@@ -86,6 +86,12 @@ bool keepOwnerAndMode(int file, const struct stat& old) {
     return sys::fchmod(file, old.st_mode & 07777) == 0;
 }
 
+// Of a file that takes another one's place. Where a member of the home's group may not keep that one's group, the
+// home's gets what everybody had.
+bool takeRights(int file, const struct stat& old) {
+    return keepOwnerAndMode(file, old) || (errno == EPERM && home().fileModes().hasGroup() && home().admit(file, &old));
+}
+
 // Writing to a file takes those bits from its mode that lend its owner's rights.
 bool keepMode(int file, const struct stat& old) {
     return (old.st_mode & (S_ISUID | S_ISGID)) == 0 || sys::fchmod(file, old.st_mode & 07777) == 0;
@@ -168,9 +174,8 @@ DWORD replaceWith(fs::path target, const struct stat* source, Write&& write) {
     Partial partial(folder, target);
     if (!partial.make())
         return errorOfPath(target);
-    if (!(isThere ? keepOwnerAndMode(partial.file(), old) : home().admit(partial.file(), source)) ||
-        !write(partial.file()) || (isThere && !keepMode(partial.file(), old)) || sys::fsync(partial.file()) != 0 ||
-        !partial.renameTo(target))
+    if (!(isThere ? takeRights(partial.file(), old) : home().admit(partial.file(), source)) || !write(partial.file()) ||
+        (isThere && !keepMode(partial.file(), old)) || sys::fsync(partial.file()) != 0 || !partial.renameTo(target))
         return systemError();
     syncFolder(folder);
     return ERROR_SUCCESS;
@@ -220,7 +225,7 @@ DWORD replaceFileBy(fs::path target, const fs::path& replacement) {
     if (made.st_dev == old.st_dev && made.st_ino == old.st_ino)
         return ERROR_SHARING_VIOLATION; // two names of one file: a rename would do nothing and succeed
     const FileDescriptor origin = openFolderOf(replacement);
-    if (!origin.valid() || !keepOwnerAndMode(source.get(), old) || sys::fsync(source.get()) != 0)
+    if (!origin.valid() || !takeRights(source.get(), old) || sys::fsync(source.get()) != 0)
         return systemError();
     if (sys::rename(replacement.c_str(), target.c_str()) == 0) {
         syncFolder(folder);

@@ -322,6 +322,7 @@ TEST_F(FileReplace, WhatAUserMayNotWriteItMayNotReplace) {
         {"a group's of others", 0755, 0, 0, 0666, ERROR_ACCESS_DENIED, 0},
         // In a home with a group: what another member left, however he left it.
         {"home's group", 0755, 0, kGroup, 0600, ERROR_SUCCESS, kUser},
+        {"no group of ours", 0755, 0, 0, 0600, ERROR_SUCCESS, kUser},
         {"read-only in it", 0755, kUser, kUser, 0444, ERROR_ACCESS_DENIED, kUser},
     };
     for (const auto& c : cases) {
@@ -354,7 +355,7 @@ TEST_F(FileReplace, WhatAUserMayNotWriteItMayNotReplace) {
         }
         const struct stat status = statusOf(at(name));
         EXPECT_EQ(status.st_uid, c.ownerAfter);
-        EXPECT_EQ(status.st_gid, c.group);
+        EXPECT_EQ(status.st_gid, c.error == ERROR_SUCCESS ? kGroup : c.group);
         EXPECT_EQ(status.st_mode & 07777, c.mode);
         EXPECT_EQ(std::distance(fs::directory_iterator(at(c.name)), {}), 2) << "something was left";
     }
