@@ -149,9 +149,10 @@ TEST(RegistryProcess, AWriterKilledInsideItsBatchLeavesNothingOfIt) {
             RegistryBatch batch;
             own.set("v", 2);
             TestKey::create("Half\\Made", own.get());
-            *survivor = fork();
-            if (*survivor != 0)
+            if (const pid_t idle = fork(); idle > 0) {
+                *survivor = idle;
                 written.signal();
+            }
             for (;;)
                 pause();
         });
@@ -180,7 +181,7 @@ class KillTest {
             const struct timespec pause { 0, static_cast<long>(m_random() % 6'000'000) };
             nanosleep(&pause, nullptr);
             checkThatAllGoOn(i);
-            const unsigned victim = m_random() % kWorkers;
+            const auto victim = static_cast<unsigned>(m_random() % kWorkers);
             EXPECT_EQ(m_workers[victim].kill(), kKilled) << "a worker found something wrong before kill " << i;
             check(i);
             m_workers[victim] = start(victim);
