@@ -79,7 +79,11 @@ int disturbed(const Operation& operation, const Fault& fault, int point, Report&
             }
         });
     };
-    operation.onFreshThread ? std::thread(make).join() : make();
+    if (operation.onFreshThread) {
+        operation.call(*library);
+        std::thread(make).join();
+    } else
+        make();
     alarm(0);
     done.signal();
     others.await();
@@ -147,7 +151,7 @@ void walk(const Operation& operation, const Fault& fault, int stride) {
             ++failures;
         }
     }
-    std::printf("%s: %d points, each %dth %s\n", operation.name, points, stride, fault.name);
+    std::printf("%s: %s at %d points, every %d\n", operation.name, fault.name, points, stride);
 }
 
 } // namespace walk

@@ -20,8 +20,8 @@ struct Operation {
     std::int32_t (*call)(const LoadedLibrary& library) = nullptr;
     // Whether what a status of 0 promises is there.
     bool (*isStored)(const LoadedLibrary& library) = nullptr;
-    bool loadsInside = false; // loading the library is part of what is disturbed
-    bool onFreshThread = false;
+    bool loadsInside = false;   // loading the library is part of what is disturbed
+    bool onFreshThread = false; // of a process that has made it before on another
 };
 inline std::ostream& operator<<(std::ostream& out, const Operation& operation) {
     return out << operation.name;

@@ -29,16 +29,9 @@ constexpr std::uint32_t kPort = 8080;
 constexpr std::uint32_t kRule = 7;
 constexpr const char* kText = "walked";
 
-// The first status that isn't 0.
-template <class... Statuses>
-std::int32_t firstFailure(Statuses... statuses) {
-    std::int32_t failure = WDLT_OK;
-    ((failure = failure == WDLT_OK ? statuses : failure), ...);
-    return failure;
-}
-
-std::int32_t orMissing(std::int32_t status) {
-    return status == WDLT_E_NOT_FOUND ? WDLT_OK : status;
+// A deletion that may find nothing.
+bool isGone(std::int32_t status) {
+    return status == WDLT_OK || status == WDLT_E_NOT_FOUND || status == WDLT_E_REGISTRY;
 }
 
 std::int32_t writeSystem(const LoadedLibrary& library) {
@@ -68,8 +61,9 @@ std::int32_t replaceRule(const LoadedLibrary& library) {
     WdltDrsWhiteListItem rule{};
     rule.Index = kRule;
     rule.RuleName[0] = u'r';
-    return firstFailure(orMissing(WDLT_CALL(library, WdltDeleteDRSWhiteListItem)(kRule)),
-                        WDLT_CALL(library, WdltAddDRSWhiteListItem)(&rule));
+    // All of them: a rule that was stored by half has no index to delete it by, and keeps its name taken.
+    const std::int32_t removed = WDLT_CALL(library, WdltDeleteDRSWhiteListItem)(0);
+    return isGone(removed) ? WDLT_CALL(library, WdltAddDRSWhiteListItem)(&rule) : removed;
 }
 bool ruleIsStored(const LoadedLibrary& library) {
     std::vector<WdltDrsWhiteListItem> rules(WDLT_MAX_DRS_INDEX);
@@ -87,7 +81,7 @@ std::int32_t replaceRedirect(const LoadedLibrary& library) {
                                                    sizeof redirect);
     };
     const std::int32_t removed = write(WDLT_CONFIG_REDIRECT_DELETE);
-    return firstFailure(removed == WDLT_E_REGISTRY ? WDLT_OK : orMissing(removed), write(WDLT_CONFIG_REDIRECT_ADD));
+    return isGone(removed) ? write(WDLT_CONFIG_REDIRECT_ADD) : removed;
 }
 bool redirectIsStored(const LoadedLibrary& library) {
     std::uint64_t size = 0;
