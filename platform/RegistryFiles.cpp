@@ -165,9 +165,9 @@ void EngineTurn::give(const NamespaceGuard& guard) {
 }
 
 StandardDescriptors::StandardDescriptors(const Home& home) {
-    const std::string path = home.registryPath();
+    const FileDescriptor folder(sys::open(home.registryPath().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
     for (FileDescriptor& place : m_places) {
-        place = FileDescriptor(sys::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
+        place = FileDescriptor(::fcntl(folder.get(), F_DUPFD_CLOEXEC, 0));
         if (place.get() <= STDERR_FILENO)
             continue;
         place.reset();

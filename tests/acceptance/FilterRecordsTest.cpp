@@ -39,8 +39,8 @@ FieldCase enciphered(const char* value, std::size_t offset, std::size_t size) {
 RecordCase urlFilter() {
 #define URL(member) WDLT_FIELD(WdpeUrlfData, member)
     const auto groups = [](const char* value, std::size_t offset, std::size_t size) {
-        return textCase(value, offset, size, FieldShape::TextWithoutTerminator)
-            .reads({{"", ""}, {std::string(767, 'g'), std::string(767, 'g')}})
+        return textCase(value, offset, size)
+            .reads({{"", ""}, {std::string(766, 'g'), std::string(766, 'g')}})
             .writes({{"", ""}, {std::string(767, 'g'), std::string(767, 'g')}});
     };
     const Passages anyNumber{{0u, 0u}, {0xFFFFFFFFu, 0xFFFFFFFFu}};

@@ -61,8 +61,8 @@ TEST_F(PluginManager, EachValueMissingOrOfAnotherKind) {
         {"enable", REG_DWORD, std::string("\7\0\0\x80", 4), WDLT_OK, "result 0"},
         {"filename", REG_NONE, "", WDLT_E_REGISTRY, "RegGetValue filename error 2"},
         {"filename", REG_DWORD, "1234", WDLT_E_NOT_FOUND, "RegGetValue filename invalid type 4"},
-        {"filename", REG_SZ, std::string(261, 'f'), WDLT_E_REGISTRY, "RegGetValue filename error 234"},
-        {"filename", REG_SZ, std::string(260, 'f'), WDLT_OK, "result 0"},
+        {"filename", REG_SZ, std::string(260, 'f'), WDLT_E_REGISTRY, "RegGetValue filename error 234"},
+        {"filename", REG_SZ, std::string(259, 'f'), WDLT_OK, "result 0"},
         {"filename", REG_SZ, "", WDLT_OK, "result 0"},
     };
     const WdltPluginManagerConfig untouched = configOf(0xEEEEEEEE, std::string(260, 'u'));

@@ -55,9 +55,9 @@ RecordCase settings() {
         .fields = {flag("QueryIP", WDLT_FIELD(WdpeSalData, dwQueryIP)),
                    flag("TakeAction", WDLT_FIELD(WdpeSalData, dwTakeAction)),
                    flag("AddandScanMode", WDLT_FIELD(WdpeSalData, dwAddandScanMode)),
-                   textCase("BlockImages", WDLT_FIELD(WdpeSalData, szBlockImages), FieldShape::TextWithoutTerminator)
+                   textCase("BlockImages", WDLT_FIELD(WdpeSalData, szBlockImages))
                        .whenUnreadable(readsAs(""))
-                       .reads({{"", ""}, {text(512), text(512)}, {text(513), ""}, {text(516), ""}})
+                       .reads({{"", ""}, {text(511), text(511)}, {text(512), ""}, {text(516), ""}})
                        .writes({{"", ""}, {text(512), text(512)}, {text(515), text(515)}})},
         .unreadLine = lines("read"),
         .unwrittenLine = lines("write"),

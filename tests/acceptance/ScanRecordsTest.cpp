@@ -265,7 +265,7 @@ RecordCase fileScan() {
                         .whenUnreadable(readsAs(5120u))
                         .reads(unchanged())
                         .writes(limitedTo(kMax)),
-                    textCase("TargetTypes", FILE_SCAN(szTargetTypes), FieldShape::TextWithoutTerminator)
+                    textCase("TargetTypes", FILE_SCAN(szTargetTypes))
                         .whenAbsent(readsAs("7"))
                         .whenTooLarge(quietlyReadsAs(std::string(255, 'a')))
                         .reads({{longest, longest}, {longest + "t", longest}, {"", ""}})

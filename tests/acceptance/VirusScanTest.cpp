@@ -198,7 +198,7 @@ TEST_F(WebFiles, TheFileScanAndItsVirusScanLeaveEachOtherAlone) {
     EXPECT_THAT(service.heard(), ElementsAre(Change{0, 1}));
     EXPECT_EQ(tree::number(kFileScanKey, "MaxScanSize"), 10u);
     EXPECT_EQ(tree::number(kFileScanKey, "HttpActionMode"), 5u);
-    EXPECT_EQ(tree::storedText(kFileScanKey, "TargetTypes"), std::string(255, 't'));
+    EXPECT_EQ(tree::storedText(kFileScanKey, "TargetTypes"), std::string(255, 't') + '\0');
     WdltHfsConfig again;
     std::memset(&again, 0xEE, sizeof again);
     ASSERT_EQ(read(&again), WDLT_OK);

@@ -35,7 +35,7 @@ struct Content {
 };
 
 // An enciphered text is tried empty alone, which no bytes stand for.
-enum class FieldShape { Number, Text, TextWithoutTerminator, Names, Enciphered };
+enum class FieldShape { Number, Text, Names, Enciphered };
 
 // What a read makes of a value that it can't have.
 struct Unread {
@@ -357,8 +357,6 @@ class FieldRunner {
         switch (field.shape) {
         case FieldShape::Number:
             return {REG_DWORD, std::string(reinterpret_cast<const char*>(&content.number), sizeof content.number)};
-        case FieldShape::TextWithoutTerminator:
-            return {REG_SZ, content.text};
         case FieldShape::Enciphered:
             return {REG_BINARY, ""};
         case FieldShape::Text:

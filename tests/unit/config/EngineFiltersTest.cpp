@@ -127,7 +127,7 @@ TEST_F(EngineFilters, SettingsAreWrittenAndReadBack) {
     ASSERT_EQ(read(WDLT_CONFIG_URLF_SETTINGS, again), WDLT_OK);
     EXPECT_EQ(std::memcmp(&again, &copy, sizeof copy), 0);
 
-    EXPECT_EQ(tree::storedText(kUrlKey, "BlockCategoryGroups"), "1,2,3");
+    EXPECT_EQ(tree::storedText(kUrlKey, "BlockCategoryGroups"), std::string("1,2,3\0", 6));
     EXPECT_EQ(tree::storedText(kUrlKey, "ProxyServer"), std::string("proxy.example\0", 14));
     const auto password = tree::get(kUrlKey, "ProxyPassword");
     ASSERT_TRUE(password);

@@ -172,11 +172,11 @@ TEST_F(ValueMap, AStoredTextFitsItsFieldOrFails) {
         std::string cutText;
     } cases[] = {
         {"abc\0"s, WDLT_OK, "abc", WDLT_OK, "abc"},
-        {"abcd"s, WDLT_OK, "abcd", WDLT_OK, "abcd"}, // no terminator, and room for one
+        {"abcd"s, WDLT_OK, "abcd", WDLT_E_BUFFER_SIZE, "abcd"}, // stored with a terminator
         {"1234567\0"s, WDLT_OK, "1234567", WDLT_E_BUFFER_SIZE, "1234567"},
-        {"12345678"s, WDLT_E_BUFFER_SIZE, "", WDLT_E_BUFFER_SIZE, "1234567"}, // fills the field
+        {"12345678"s, WDLT_E_BUFFER_SIZE, "", WDLT_E_BUFFER_SIZE, "1234567"},
         {"123456789\0"s, WDLT_E_BUFFER_SIZE, "", WDLT_E_BUFFER_SIZE, "1234567"},
-        {"a\0bc"s, WDLT_OK, "a", WDLT_OK, "a"},
+        {"a\0b"s, WDLT_OK, "a", WDLT_OK, "a"},
         {""s, WDLT_OK, "", WDLT_OK, ""},
     };
     for (const auto& c : cases) {
@@ -242,7 +242,7 @@ TEST_F(ValueMap, AWriteStopsAtItsFirstFailureAndKeepsWhatCameBefore) {
     record = {.small = 0, .first = 4, .second = 1, .name = "file", .folder = "F"};
     EXPECT_EQ(writeValues(access, kRows, record), WDLT_E_GENERAL);
     EXPECT_THAT(g_told, ElementsAre("write Enable -1"));
-    EXPECT_EQ(tree::storedText("ProtocolHandler\\H", "Filename"), "file");
+    EXPECT_EQ(tree::storedText("ProtocolHandler\\H", "Filename"), std::string("file\0", 5));
     EXPECT_EQ(tree::number("ProtocolHandler\\H", "Type"), 4u);
     EXPECT_FALSE(tree::get("ProtocolHandler\\H", "Enable"));
     EXPECT_FALSE(tree::get("ProtocolHandler\\H", "Scan"));

@@ -285,20 +285,6 @@ TEST_F(RegistryFault, ANamespaceFileWithOtherContentIsToldAsThat) {
     EXPECT_EQ(TestKey::open("Key").number("v"), 1u);
 }
 
-TEST_F(RegistryFault, NoDescriptorThatIsKeptIsAStandardOne) {
-    EXPECT_EQ(inChild([] {
-                  for (int file : {0, 1, 2})
-                      close(file);
-                  if (TestKey::create("Key").set("v", 1) != 0)
-                      return 1;
-                  for (int file : {0, 1, 2})
-                      if (fcntl(file, F_GETFD) != -1)
-                          return 2;
-                  return 0;
-              }),
-              0);
-}
-
 // A data file that disappears under running users is not made anew beside them.
 TEST_F(RegistryFault, ARemovedDataFileIsNotReplacedWhileOthersUseIt) {
     ASSERT_EQ(TestKey::create("Key").set("v", 1), 0);
