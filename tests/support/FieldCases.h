@@ -370,7 +370,9 @@ class FieldRunner {
         tree::set(m_record.key, field.value, type, data.data(), static_cast<DWORD>(data.size()));
     }
     std::optional<Stored> storedValue(const FieldCase& field) const {
-        const auto value = tree::get(m_record.key, field.value);
+        auto value = tree::get(m_record.key, field.value);
+        if (value && value->type == REG_SZ && value->data.empty())
+            value->data = '\0'; // written without its terminator, an empty text has no bytes at all
         return value ? std::optional(Stored{value->type, value->data}) : std::nullopt;
     }
 
