@@ -33,11 +33,11 @@
    An exception leaves a function only when memory is exhausted; it is logged first, and ends a program that can't catch
    it.
 
-   Caveats. The environment's WARDLET_HOME says whose settings these are, unless the program is set-user-id; docs/security.md
-   tells whose they may be. Who may not read them gets defaults, not errors, from the functions that have defaults. In
-   the program that loads it the library handles SIGBUS (others' go on to the handler that was there), registers fork
-   handlers, keeps descriptors open, none below 3 and each closed by exec, and writes to standard error only when it
-   refuses a home. The URL that is being asked about can be read by whoever may enter the home.
+   Caveats. The environment's WARDLET_HOME says whose settings these are, unless the program is set-user-id;
+   docs/security.md tells whose they may be. Who may not read them gets defaults, not errors, from the functions that
+   have defaults. In the program that loads it the library handles SIGBUS (others' go on to the handler that was there),
+   registers fork handlers, keeps descriptors open, none below 3 and each closed by exec, and writes to standard error
+   only when it refuses a home. The URL that is being asked about can be read by whoever may enter the home.
 
    Feature functions "enable" in two steps: the scan item, then the protocol handler that it needs. A handler goes on
    only with at least one of its scan items on, and off only with all of them off. A feature counts as on when both are
