@@ -183,7 +183,9 @@ class KillTest {
             checkThatAllGoOn(i);
             const auto victim = static_cast<unsigned>(m_random() % kWorkers);
             EXPECT_EQ(m_workers[victim].kill(), kKilled) << "a worker found something wrong before kill " << i;
+            alarm(static_cast<unsigned>(kLongestStand.count()) * 10); // this process is one that goes on, too
             check(i);
+            alarm(0);
             m_workers[victim] = start(victim);
         }
         for (Child& worker : m_workers)
