@@ -1,9 +1,9 @@
 #include "FileReplace.h"
 
 #include "HeldFile.h"
-#include "LockedFile.h"
 #include "Home.h"
 #include "LastError.h"
+#include "LockedFile.h"
 
 #include <array>
 #include <climits>
@@ -130,6 +130,8 @@ bool followLinks(fs::path& path) {
         const ssize_t length = sys::readlink(path.c_str(), text.data(), text.size());
         if (length < 0)
             return errno == EINVAL || errno == ENOENT; // no link, or nothing
+        if (!mayFollow(path))
+            return false;
         path = path.parent_path() / std::string_view(text.data(), static_cast<std::size_t>(length));
     }
     errno = ELOOP;
@@ -182,6 +184,18 @@ DWORD replaceWith(fs::path target, const struct stat* source, Write&& write) {
 }
 
 } // namespace
+
+bool mayFollow(const fs::path& path) {
+    struct stat link {};
+    struct stat folder {};
+    if (sys::lstat(path.c_str(), &link) != 0 || !S_ISLNK(link.st_mode) || link.st_uid == 0 ||
+        link.st_uid == ::geteuid())
+        return true;
+    const fs::path parent = path.has_parent_path() ? path.parent_path() : fs::path(".");
+    const bool isOthers = sys::stat(parent.c_str(), &folder) != 0 || (folder.st_mode & (S_IWGRP | S_IWOTH)) != 0;
+    errno = EACCES;
+    return !isOthers;
+}
 
 DWORD errorOfPath(const fs::path& path) {
     if (errno == ENXIO || errno == ENODEV) // a pipe without a reader, a socket, a device that isn't there: no file

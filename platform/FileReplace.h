@@ -20,6 +20,10 @@ DWORD replaceFileFrom(const std::filesystem::path& target, int source);
 // systems it is copied first.
 DWORD replaceFileBy(std::filesystem::path target, const std::filesystem::path& replacement);
 
+// Whether what a path's last part leads to may be written to. Where others may write to the folder, a symbolic link may
+// be their trap: only one of the caller's own, or of the administrator's, is followed. False with errno.
+bool mayFollow(const std::filesystem::path& path);
+
 // The code for errno of a call on this path: a missing file is 2, a missing folder on its way 3.
 DWORD errorOfPath(const std::filesystem::path& path);
 

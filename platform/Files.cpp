@@ -73,7 +73,8 @@ constexpr Disposition kDispositions[] = {
 DWORD openFile(const fs::path& path, int access, const Disposition& disposition, wd::LockedFile& file, bool& existed) {
     constexpr int kFlags = O_CLOEXEC | O_NONBLOCK | O_NOCTTY; // a pipe or a device doesn't make the call wait
     const auto opens = [&](int flags) {
-        file = wd::LockedFile(wd::FileDescriptor(sys::open(path.c_str(), access | kFlags | flags, kOwnMode)));
+        file = wd::LockedFile::from(
+            [&] { return wd::FileDescriptor(sys::open(path.c_str(), access | kFlags | flags, kOwnMode)); });
         return file.valid();
     };
     const auto makes = [&](int flags) { return opens(flags | O_CREAT) && wd::home().admit(file.get()); };
@@ -131,7 +132,7 @@ HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD shareMode, LPSECURITY_ATTRIB
     const int mode = writes ? (reads ? O_RDWR : O_WRONLY) : O_RDONLY;
     wd::LockedFile file;
     bool existed = false;
-    DWORD error = openFile(path, mode, how, file, existed);
+    DWORD error = !writes || wd::mayFollow(path) ? openFile(path, mode, how, file, existed) : systemError();
     struct stat status {};
     if (error == ERROR_SUCCESS && sys::fstat(file.get(), &status) != 0)
         error = systemError();

@@ -1,6 +1,7 @@
 #include "HeldFile.h"
 
 #include <cstdio>
+#include <sys/file.h>
 
 namespace wd {
 namespace {
@@ -85,8 +86,9 @@ bool HeldFile::removeLeftBehind(int folder, const char* name) {
     constexpr int kFlags = O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
     const LockDescriptor left =
         LockDescriptor::from([&] { return FileDescriptor(sys::openat(folder, name, kFlags, 0)); });
-    return left.valid() && lockFirstByte(left.get(), F_RDLCK) && leadsTo(folder, name, left.get()) &&
-           sys::unlinkat(folder, name, 0) == 0;
+    // One remover at a time, so that the name stays this file's to the end.
+    return left.valid() && sys::flock(left.get(), LOCK_EX | LOCK_NB) == 0 && lockFirstByte(left.get(), F_RDLCK) &&
+           leadsTo(folder, name, left.get()) && sys::unlinkat(folder, name, 0) == 0;
 }
 
 } // namespace wd

@@ -304,7 +304,8 @@ DWORD Home::create() const {
     if (const DWORD error = makeDirectories(m_path, isPrivate ? kPrivateHome : kSharedHome))
         return error;
     // The lock on the directory itself goes with its holder, whatever way that dies.
-    LockedFile directory(FileDescriptor(sys::open(m_path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0)));
+    LockedFile directory = LockedFile::from(
+        [this] { return FileDescriptor(sys::open(m_path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0)); });
     if (!directory.valid() || !directory.lock(LOCK_EX))
         return lastSystemError();
 

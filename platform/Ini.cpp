@@ -87,8 +87,10 @@ DWORD write(LPCSTR section, LPCSTR name, LPCSTR text, LPCSTR file) {
             return error;
     }
     const std::filesystem::path folder = path.parent_path();
-    LockedFile directory(
-        FileDescriptor(sys::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0)));
+    LockedFile directory = LockedFile::from([&] {
+        const char* const name = folder.empty() ? "." : folder.c_str();
+        return FileDescriptor(sys::open(name, O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
+    });
     if (!directory.valid())
         return errno == ENOENT ? ERROR_PATH_NOT_FOUND : errorFromErrno(errno);
     if (!directory.lock(LOCK_EX))

@@ -4,6 +4,7 @@
 #include "ObjectSpace.h"
 #include "ProcessState.h"
 #include "ThreadEnd.h"
+#include "Views.h"
 #include "Waiting.h"
 
 #include <algorithm>
@@ -37,12 +38,13 @@ KernelObject& own(std::unique_ptr<KernelObject> object) WD_REQUIRES(objectsMutex
 constinit std::atomic<const ProcessState*> owner{nullptr};
 
 bool enterSlowly(const ProcessState* process) {
+    const auto viewed = viewedInChild(); // before the mutex that comes behind its own
     const ForkLock lock(objectsMutex);
     const ProcessState* const before = owner.load(std::memory_order_relaxed);
     if (before != nullptr && before != process) {
         if (const DWORD error = ObjectSpace::claimAllInChild())
             return failed(error) == 0;
-        KernelObject::reopenAllInChild();
+        KernelObject::reopenAllInChild(viewed);
     }
     owner.store(process, std::memory_order_release);
     return true;
@@ -50,10 +52,10 @@ bool enterSlowly(const ProcessState* process) {
 
 // At the end of the process other threads may be anywhere: if one of them is at work here, files stay, for the next
 // creator to lay down afresh.
-__attribute__((destructor)) void discardClosedObjects() {
+__attribute__((destructor)) void discardObjects() {
     if (!objectsAreOwn() || !objectsMutex.try_lock())
         return;
-    ObjectSpace::discardAllClosed();
+    ObjectSpace::discardAll();
     objectsMutex.unlock();
 }
 
@@ -84,7 +86,7 @@ bool enterObjects() {
 
 bool objectsAreOwn() {
     const ProcessState* opener = owner.load(std::memory_order_acquire);
-    return opener != nullptr && opener == processState();
+    return opener != nullptr && isOwnProcess(opener); // allocates nothing: a thread or the process may be ending
 }
 
 std::uint64_t threadNumber() {
@@ -150,21 +152,21 @@ void KernelObject::dropLocked() {
     allObjects().erase(this);
 }
 
-void KernelObject::reopenAllInChild() {
-    // How many of an object's handles are of use to the child.
-    std::unordered_map<const KernelObject*, std::uint32_t> usable;
+void KernelObject::reopenAllInChild(const std::unordered_set<const KernelObject*>& viewed) {
+    std::unordered_set<const KernelObject*> usable = viewed;
     KernelHandles::forEach([&](const HandleTarget& target) {
         if (target.object != nullptr && (target.thread == 0 || target.thread == threadNumber()))
-            ++usable[target.object];
+            usable.insert(target.object);
     });
     std::vector<KernelObject*> objects;
     for (const auto& [object, owned] : allObjects())
         objects.push_back(owned.get());
     keepHeldInChild();
     for (KernelObject* object : objects) {
-        const bool isOthers = object->handles.load(std::memory_order_relaxed) != 0 && usable.count(object) == 0;
+        // One without any handle was on its way to its first, or from its last, in another thread.
+        const bool isOthers = object->isNamed() && !usable.contains(object);
         object->m_lost = object->isNamed() && (isOthers || !object->reopenFile());
-        if (object->m_lost && isOthers)
+        if (isOthers)
             object->m_space->forget(*object);
         const std::uint64_t holder = object->ownerThread.load(std::memory_order_relaxed);
         // What this thread holds of its own it still holds; everything else is held by threads that aren't here, which
@@ -285,6 +287,10 @@ void endOwnHandles() {
     --ownHandles;
 }
 
+std::uint64_t ownerOfHandles() {
+    return ownHandles == 0 ? 0 : threadNumber();
+}
+
 HANDLE openObject(const ObjectPlan& plan, const char* name) {
     bool existed = false;
     DWORD error = ERROR_SUCCESS;
@@ -299,7 +305,7 @@ HANDLE openObject(const ObjectPlan& plan, const char* name) {
             adoptMutex(*object);
         handle = KernelHandles::open([&](HandleTarget& target) {
             target.object = object;
-            target.thread = ownHandles == 0 || !object->isNamed() ? 0 : threadNumber();
+            target.thread = object->isNamed() ? ownerOfHandles() : 0;
         });
         if (handle != nullptr)
             object->handles.fetch_add(1, std::memory_order_relaxed);

@@ -16,6 +16,7 @@
 #include <atomic>
 #include <cstdint>
 #include <string>
+#include <unordered_set>
 
 namespace wd {
 
@@ -63,8 +64,8 @@ class KernelObject {
     KernelObject* nextHeld = nullptr;
 
     // In a child of a fork: opens every object anew, at the same address; it may be another one of its name by now. Not
-    // so those whose every handle is another thread's own.
-    static void reopenAllInChild() WD_REQUIRES(objectsMutex);
+    // so those that no handle leads to but other threads' own, and no view of those in `viewed`.
+    static void reopenAllInChild(const std::unordered_set<const KernelObject*>& viewed) WD_REQUIRES(objectsMutex);
     // The child couldn't have it: every use is refused.
     bool isLost() const { return m_lost; }
     // Says on stderr, once, that somebody has removed the object's file: others may hold a second one by now.
@@ -137,6 +138,8 @@ const ProcessTable* ownProcesses();
 // Named objects' handles that the calling thread opens between the two are its own (platform/robust.h).
 void beginOwnHandles();
 void endOwnHandles();
+// The calling thread between the two; else 0.
+std::uint64_t ownerOfHandles();
 
 // A number for the calling thread, never 0, that no other thread of this process has or had.
 std::uint64_t threadNumber();

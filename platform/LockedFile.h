@@ -1,10 +1,10 @@
-// An open file with the lock on it, which is given up before the descriptor is closed: closing alone wouldn't do it
-// when the process has forked meanwhile, since the child has the descriptor and with it the lock. In that child the
-// lock is its parent's, and only the descriptor is closed.
+// An open file with flock's lock on it, which is given up before the descriptor is closed: closing alone wouldn't do it
+// where a bare clone has the descriptor too, and with it the lock. In that clone the lock is its parent's, and only the
+// descriptor is closed. The child of a fork has neither.
 #pragma once
 
 #include "Deadline.h"
-#include "FileDescriptor.h"
+#include "LockDescriptor.h"
 
 #include <sys/file.h>
 #include <unistd.h>
@@ -18,10 +18,16 @@ inline constexpr std::chrono::seconds kLockPatience{5};
 class LockedFile {
   public:
     LockedFile() = default;
-    explicit LockedFile(FileDescriptor file) : m_file(std::move(file)) {}
+    // The file that `open()` gives, not locked yet; as LockDescriptor::from.
+    template <class Open>
+    static LockedFile from(Open&& open) {
+        LockedFile made;
+        made.m_file = LockDescriptor::from(std::forward<Open>(open));
+        return made;
+    }
     LockedFile(LockedFile&& other) noexcept { *this = std::move(other); }
     LockedFile& operator=(LockedFile&& other) noexcept {
-        std::swap(m_file, other.m_file);
+        m_file = std::move(other.m_file); // a swap
         std::swap(m_owner, other.m_owner);
         return *this;
     }
@@ -60,7 +66,7 @@ class LockedFile {
     }
 
   private:
-    FileDescriptor m_file;
+    LockDescriptor m_file;
     pid_t m_owner = 0; // of the lock; 0: none
 };
 

@@ -348,11 +348,19 @@ void ObjectFile::discard() {
     if (m_file.valid()) {
         mode_t mode = 0;
         const bool stays = readMode(mode) == ERROR_SUCCESS && mode == ObjectPlan::kEverybody;
-        if (!stays && lockFile(m_file.get(), F_WRLCK))
-            removeName();
+        if (!stays)
+            removeIfAlone();
+        else if (m_kind == ObjectKind::Mapping && m_memory != nullptr && lockFile(m_file.get(), F_WRLCK))
+            std::fill_n(static_cast<std::byte*>(m_memory) + kObjectPage, m_mapped - kObjectPage,
+                        std::byte{0}); // not for whoever looks at the file
         leave();
     }
     forget();
+}
+
+void ObjectFile::removeIfAlone() const {
+    if (lockFile(m_file.get(), F_WRLCK))
+        removeName();
 }
 
 DWORD ObjectFile::readMode(mode_t& mode) {

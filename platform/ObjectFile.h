@@ -93,6 +93,8 @@ class ObjectFile {
     void discard();
     // Whether somebody else has a lock on the file: who has the object open, or is about to.
     bool isOpenElsewhere() const;
+    // Removes the file of an object that nobody else has; the lock stays, for who opened the file before to start over.
+    void removeIfAlone() const;
     // Gives up file and memory without touching a lock: what a child of a fork does with its parent's.
     void forget();
 

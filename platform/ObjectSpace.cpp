@@ -74,20 +74,42 @@ DWORD ObjectSpace::open() {
     return error;
 }
 
+// A child that began by closing all descriptors, as daemons do, may have the number for something else by now: it isn't
+// closed then.
+DWORD ObjectSpace::reopenDirectory() {
+    struct stat status {};
+    if (sys::fstat(m_directory.get(), &status) == 0 && status.st_dev == m_device && status.st_ino == m_inode)
+        return ERROR_SUCCESS;
+    m_directory.release();
+    m_directory = FileDescriptor(sys::open(m_home->objectsPath().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC, 0));
+    if (!m_directory.valid() || sys::fstat(m_directory.get(), &status) != 0)
+        return errorFromErrno(errno);
+    const bool isSame = status.st_dev == m_device && status.st_ino == m_inode;
+    return isSame ? DWORD{ERROR_SUCCESS} : DWORD{ERROR_FILE_NOT_FOUND};
+}
+
 DWORD ObjectSpace::claimAllInChild() {
     DWORD error = ERROR_SUCCESS;
     for (auto& space : spaces()) {
-        if (const DWORD failure = space->m_processes.claim(space->m_directory.get()))
+        DWORD failure = space->reopenDirectory();
+        if (failure == ERROR_SUCCESS)
+            failure = space->m_processes.claim(space->m_directory.get());
+        if (failure != ERROR_SUCCESS)
             error = failure;
         space->forgetClosed();
     }
     return error;
 }
 
-void ObjectSpace::discardAllClosed() {
-    for (auto& space : spaces())
+void ObjectSpace::discardAll() {
+    for (auto& space : spaces()) {
         while (space->m_closedCount > 0)
             space->takeClosedAt(0).discard();
+        for (const auto& [name, object] : space->m_named)
+            if (object->file().mode() != ObjectPlan::kEverybody &&
+                object->ownerThread.load(std::memory_order_relaxed) == 0)
+                object->file().removeIfAlone();
+    }
 }
 
 void ObjectSpace::forgetClosed() {

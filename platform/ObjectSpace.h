@@ -25,8 +25,8 @@ class ObjectSpace {
     static ObjectSpace* known();
     // In a child of a fork: every space gets a row for it, and no closed object is kept.
     static DWORD claimAllInChild() WD_REQUIRES(objectsMutex);
-    // At the end of the process: closed objects leave no file behind.
-    static void discardAllClosed() WD_REQUIRES(objectsMutex);
+    // At the end of the process: objects that are their creator's alone leave no file behind that would shut others out.
+    static void discardAll() WD_REQUIRES(objectsMutex);
 
     const ProcessTable& processes() const { return m_processes; }
     // Of an object that is its creator's alone.
@@ -55,6 +55,7 @@ class ObjectSpace {
     explicit ObjectSpace(const Home& home) : m_home(&home) {}
 
     DWORD open();
+    DWORD reopenDirectory();
     ObjectFile takeClosed(const std::string& file) WD_REQUIRES(objectsMutex);
     ObjectFile takeClosedAt(std::size_t index) WD_REQUIRES(objectsMutex);
     void forgetClosed() WD_REQUIRES(objectsMutex);

@@ -42,7 +42,6 @@ class RegistryStore {
 
     // The environment of this process.
     RegistryEnvironment& environment();
-    // In the child of a fork, before any use.
 
   private:
     RegistryStore(const Home& home, dev_t device, ino_t inode) : m_home(home), m_device(device), m_inode(inode) {}

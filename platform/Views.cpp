@@ -11,6 +11,7 @@ struct View {
     const void* address;
     KernelObject* mapping;
     std::uint32_t count;
+    std::uint64_t thread; // whose own they all are; 0: the process's
 };
 
 constinit ForkMutex<View, ForkOrder::Views> viewsMutex;
@@ -32,10 +33,21 @@ void addView(KernelObject& mapping) {
     const auto known = find(address);
     if (known != views().end()) {
         ++known->count;
+        if (known->thread != ownerOfHandles())
+            known->thread = 0;
         return;
     }
-    views().push_back({address, &mapping, 1}); // first: it may fail for want of memory
+    views().push_back({address, &mapping, 1, ownerOfHandles()}); // first: it may fail for want of memory
     mapping.addReference();
+}
+
+std::unordered_set<const KernelObject*> viewedInChild() {
+    std::unordered_set<const KernelObject*> viewed;
+    const ForkLock lock(viewsMutex);
+    for (const View& view : views())
+        if (view.thread == 0 || view.thread == threadNumber())
+            viewed.insert(view.mapping);
+    return viewed;
 }
 
 bool removeView(const void* address) {

@@ -4,11 +4,15 @@
 
 #include "KernelObject.h"
 
+#include <unordered_set>
+
 namespace wd {
 
 // A view more of a mapping; it keeps the object alive.
 void addView(KernelObject& mapping);
 // A view less; false for an address that isn't one.
 bool removeView(const void* address);
+// The mappings of which a child of a fork has a view that isn't another thread's own (beginOwnHandles).
+std::unordered_set<const KernelObject*> viewedInChild();
 
 } // namespace wd

@@ -52,12 +52,13 @@ std::optional<bool> askService(CCfgHelper& family, std::uint32_t listType, const
     memory.Unmap();
     if (family.ActionEventSender({WDLT_PROTOCOL_HTTP, WDLT_SCAN_URL_FILTER, kIsUrlOnList, 1}) != 0)
         return std::nullopt;
-    if (!memory.Map(&view, true, kQuestionBytes)) {
+    if (!memory.Map(&view, false, kQuestionBytes)) {
         WDLOG_ERROR("CFuncUrlf::IsUrlRecordExists - Failed to lock shared memory for result.");
         return std::nullopt;
     }
     std::uint32_t isFound = 0;
     std::memcpy(&isFound, static_cast<const std::byte*>(view) + offsetof(Question, isFound), sizeof isFound);
+    std::memset(view, 0, kQuestionBytes); // what was asked is nobody's affair any more
     return isFound == 1;
 }
 

@@ -154,9 +154,11 @@ TEST_F(ProcessTable, AProcessLivesNoLongerAndNoShorterThanItDoes) {
     Child process([&]() -> int {
         *tag = WdOwnTag(WD_ROLE_NONE);
         close(open((objectsFolder() / ".processes").c_str(), O_RDWR | O_CLOEXEC));
-        *copy = static_cast<int>(syscall(SYS_clone, SIGCHLD, nullptr, nullptr, nullptr, nullptr));
-        if (*copy != 0)
+        const auto made = static_cast<int>(syscall(SYS_clone, SIGCHLD, nullptr, nullptr, nullptr, nullptr));
+        if (made != 0) {
+            *copy = made;
             ready.signal();
+        }
         for (;;)
             pause();
     });
@@ -165,6 +167,7 @@ TEST_F(ProcessTable, AProcessLivesNoLongerAndNoShorterThanItDoes) {
     EXPECT_EQ(alive(), 1);
     process.kill();
     EXPECT_EQ(alive(), 0);
+    ASSERT_GT(*copy, 0);
     kill(*copy, SIGKILL);
 }
 
