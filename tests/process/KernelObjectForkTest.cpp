@@ -320,6 +320,18 @@ TEST_F(KernelObjectFork, AHandleOfAThreadsOwnIsNoneOfAnothersChild) {
     other.join();
 }
 
+TEST_F(KernelObjectFork, ADaemonThatClosesAllDescriptorsGoesOn) {
+    const Handle mutex = makeMutex("m");
+    EXPECT_EQ(Child([&] {
+                  for (int file = 3; file < 1024; ++file)
+                      close(file);
+                  const int others = open("/", O_RDONLY | O_DIRECTORY); // in the place of one that the layer had
+                  const bool goesOn = waitFor(mutex) == WAIT_OBJECT_0 && makeMutex("other");
+                  return goesOn && fcntl(others, F_GETFD) != -1 ? 0 : 1;
+              }).wait(),
+              0);
+}
+
 // No descriptor of the layer takes the place of a standard one that its program was started without.
 TEST_F(KernelObjectFork, StandardDescriptorsStayClosed) {
     EXPECT_EQ(Child([] {

@@ -361,6 +361,26 @@ TEST_F(FileReplace, WhatAUserMayNotWriteItMayNotReplace) {
     }
 }
 
+// Where others may write, they could lead the administrator to any file.
+TEST_F(FileReplace, ALinkThatAnotherUserLaidIsNotFollowed) {
+    if (geteuid() != 0)
+        GTEST_SKIP() << "only the administrator can be another user";
+    put("victim", "old");
+    fs::create_symlink(at("victim"), at("link"));
+    for (const uid_t owner : {uid_t{0}, uid_t{kUser}})
+        for (const unsigned mode : {0755u, 0775u}) {
+            put("victim", "old");
+            ASSERT_EQ(lchown(at("link").c_str(), owner, owner), 0);
+            fs::permissions(folder, fs::perms(mode));
+            const bool isFollowed = owner == 0 || mode == 0755;
+            EXPECT_EQ(copy("from", "link"), DWORD{isFollowed ? ERROR_SUCCESS : ERROR_ACCESS_DENIED});
+            EXPECT_EQ(get("victim"), isFollowed ? "new content" : "old") << owner << ' ' << mode;
+            HANDLE file = CreateFileA(at("link").c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+            EXPECT_EQ(file != INVALID_HANDLE_VALUE, isFollowed);
+            CloseHandle(file);
+        }
+}
+
 // Threads of one process are as much in each other's way as processes are.
 TEST_F(FileReplace, ThreadsReplaceOneFileAndReadersSeeItWhole) {
     constexpr unsigned kWriters = 4;

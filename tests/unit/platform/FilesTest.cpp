@@ -125,6 +125,18 @@ TEST_F(Files, SharingKeepsOthersOutUntilTheHandleOrItsProcessIsGone) {
         EXPECT_EQ(openError(file, kBoth, disposition), ERROR_SHARING_VIOLATION);
     EXPECT_EQ(get("file"), "old") << "emptied under its holder";
     holder.kill();
+    // A child of a fork has the descriptor too, and neither takes the lock from its parent nor keeps it.
+    Handle held = open(file, kBoth, OPEN_EXISTING, 0);
+    ASSERT_TRUE(held);
+    Child child([&] {
+        held.reset();
+        ready.signal();
+        return pause();
+    });
+    const Child idle([] { return pause(); });
+    ASSERT_TRUE(ready.await());
+    EXPECT_EQ(openError(file, GENERIC_READ), ERROR_SHARING_VIOLATION);
+    held.reset();
     EXPECT_EQ(openError(file, kBoth, OPEN_EXISTING, 0), ERROR_SUCCESS);
 }
 
