@@ -63,17 +63,26 @@ constexpr off_t kMaxFileSize = off_t{4} << 20;
 constexpr int kKeptFiles = 3;
 constexpr int kRetries = 100; // of a file that others rotate away again and again
 
+bool sameFile(const struct stat& a, const struct stat& b) {
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+// Closes only the file that it was made for: a program that closes all descriptors, as a daemon does, may have the
+// number for a file of its own by then.
 class Descriptor {
   public:
     // One of the first three becomes another: a program without standard streams may yet give them to what it prints.
     explicit Descriptor(int file) : m_file(file) {
-        if (file < 0 || file > STDERR_FILENO)
-            return;
-        m_file = fcntl(file, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-        close(file);
+        if (file >= 0 && file <= STDERR_FILENO) {
+            m_file = fcntl(file, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+            close(file);
+        }
+        if (m_file >= 0)
+            fstat(m_file, &m_opened);
     }
     ~Descriptor() {
-        if (m_file >= 0)
+        struct stat now {};
+        if (m_file >= 0 && fstat(m_file, &now) == 0 && sameFile(now, m_opened))
             close(m_file);
     }
     Descriptor(const Descriptor&) = delete;
@@ -81,10 +90,14 @@ class Descriptor {
 
     int get() const { return m_file; }
     bool valid() const { return m_file >= 0; }
-    void swap(Descriptor& other) { std::swap(m_file, other.m_file); }
+    void swap(Descriptor& other) {
+        std::swap(m_file, other.m_file);
+        std::swap(m_opened, other.m_opened);
+    }
 
   private:
     int m_file;
+    struct stat m_opened {};
 };
 
 void appendUtf8(std::string& out, char32_t character) {
@@ -185,10 +198,6 @@ std::optional<std::string> fileNameOf(const Config& config) {
     return whole;
 }
 
-bool sameFile(const struct stat& a, const struct stat& b) {
-    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
-}
-
 bool belongsToGroup(const fs::path& folder) {
     struct stat status {};
     return stat(folder.c_str(), &status) == 0 && (status.st_mode & S_ISGID) != 0;
@@ -196,13 +205,12 @@ bool belongsToGroup(const fs::path& folder) {
 
 // A folder that can't be made shows when the file is opened.
 void makeFolder(const fs::path& folder) {
-    if (mkdir(folder.c_str(), 0700) != 0 && errno == ENOENT && folder.has_relative_path()) {
+    bool isMade = mkdir(folder.c_str(), 0700) == 0;
+    if (!isMade && errno == ENOENT && folder.has_relative_path()) {
         makeFolder(folder.parent_path());
-        mkdir(folder.c_str(), 0700);
-    } else if (errno == EEXIST) {
-        return;
+        isMade = mkdir(folder.c_str(), 0700) == 0;
     }
-    if (belongsToGroup(folder)) // as the folder above does
+    if (isMade && belongsToGroup(folder)) // as the folder above does
         chmod(folder.c_str(), 02770);
 }
 
