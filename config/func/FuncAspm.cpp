@@ -56,28 +56,23 @@ class ListsRecord : public CCfgData {
         return static_cast<std::int32_t>(number(placeOf(listType).count));
     }
     const BYTE* entries(std::uint32_t listType) const { return GetData() + placeOf(listType).entries; }
-    // Whether the list in its place could be read doesn't matter then.
+    // The mark of a list that couldn't be read stays: the write refuses it then.
     void setList(std::uint32_t listType, const WdpeAspmEntry* entries, std::int32_t count) {
         const Place& place = placeOf(listType);
         BYTE* const to = GetData() + place.entries;
         std::memset(to, 0, sizeof(WdpeAspmData::whitelist));
         std::memcpy(to, entries, static_cast<std::size_t>(count) * sizeof *entries);
         setNumber(place.count, static_cast<std::uint32_t>(count));
-        constexpr std::size_t kUnread = offsetof(WdpeAspmData, dwUnreadLists);
-        setNumber(kUnread, number(kUnread) & ~place.unread);
     }
 
   private:
     struct Place {
         std::size_t count;
         std::size_t entries;
-        std::uint32_t unread;
     };
     static const Place& placeOf(std::uint32_t listType) {
-        static constexpr Place kWhite{offsetof(WdpeAspmData, dwWhitelistCount), offsetof(WdpeAspmData, whitelist),
-                                      WDLT_ASPM_UNREAD_WHITE};
-        static constexpr Place kBlack{offsetof(WdpeAspmData, dwBlacklistCount), offsetof(WdpeAspmData, blacklist),
-                                      WDLT_ASPM_UNREAD_BLACK};
+        static constexpr Place kWhite{offsetof(WdpeAspmData, dwWhitelistCount), offsetof(WdpeAspmData, whitelist)};
+        static constexpr Place kBlack{offsetof(WdpeAspmData, dwBlacklistCount), offsetof(WdpeAspmData, blacklist)};
         return listType == WDLT_LIST_WHITE ? kWhite : kBlack;
     }
     std::uint32_t number(std::size_t offset) const {

@@ -130,15 +130,13 @@ bool isOneLine(const WdpeAspmEntry& entry) {
     return text.size() < sizeof entry.szEntry && text.find('\n') == text.npos && !text.ends_with('\r');
 }
 
-// A list that is empty because it couldn't be read when the caller got the record, or can't be read now, isn't one to
-// be written: entries may stand in its file.
+// A list that couldn't be read when the caller got the record isn't one to be written, whatever he has put into it
+// since: entries that he never saw may stand in its file. Nor is an empty one that can't be read now.
 bool mayBeUnread(CAntiSpamList& file, const Settings& settings, const List& list, const std::string& path) {
-    if (settings.*list.count != 0)
-        return false;
     constexpr std::uint32_t kBits = WDLT_ASPM_UNREAD_WHITE | WDLT_ASPM_UNREAD_BLACK;
     const bool isMarked =
         (settings.dwUnreadLists & ~kBits) == WDLT_ASPM_UNREAD && (settings.dwUnreadLists & list.unread) != 0;
-    return isMarked || file.Look(path.c_str()) == CAntiSpamList::State::Unreadable;
+    return isMarked || (settings.*list.count == 0 && file.Look(path.c_str()) == CAntiSpamList::State::Unreadable);
 }
 
 const RegisterHelper<CEngineASpm> kRegistered(HelperKind::CEngineASpm);
@@ -214,7 +212,7 @@ std::int32_t CEngineASpm::WriteConfig(std::uint64_t /*configType*/, void* data, 
         if (path.empty())
             return false;
         if (mayBeUnread(file, settings, list, path)) {
-            WDLOG_ERROR("WriteConfig: a list that couldn't be read isn't emptied (file=%s)", settings.*list.file);
+            WDLOG_ERROR("WriteConfig: a list that couldn't be read isn't replaced (file=%s)", settings.*list.file);
             return false;
         }
         const auto entries = entriesOf(data, settings, list);

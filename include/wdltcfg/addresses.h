@@ -94,9 +94,10 @@
 #define WDLT_LIST_WHITE UINT32_C(0)
 #define WDLT_LIST_BLACK UINT32_C(1)
 
-/* What a read of WdpeAspmData leaves in dwUnreadLists: this mark, with the bits of the lists. A write of a list that is
-   still empty and marked is WDLT_E_FILE and leaves that list's file alone, while all else is stored: a record read in a
-   bad moment and written back loses no entries. Anything without the mark counts as 0. */
+/* What a read of WdpeAspmData leaves in dwUnreadLists: this mark, with the bits of the lists. A write of a marked list,
+   empty or not, is WDLT_E_FILE and leaves that list's file alone, while all else is stored: a record read in a bad
+   moment and written back, with or without an entry added, loses none. Read again to get the list; to replace one that
+   can't be read, set dwUnreadLists to 0 and write at least one entry. Anything without the mark counts as 0. */
 #define WDLT_ASPM_UNREAD UINT32_C(0x756E7200)
 #define WDLT_ASPM_UNREAD_WHITE UINT32_C(1)
 #define WDLT_ASPM_UNREAD_BLACK UINT32_C(2)

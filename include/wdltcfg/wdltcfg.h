@@ -321,8 +321,9 @@ WDLTCFG_API int32_t WdltMahReadRecordList(MailAddressRecord* records, int32_t* c
    Every write rewrites both list files from what it has just read of them. So it costs a list the lines behind the
    500th, cuts those above 255 bytes in pieces, and drops empty lines and what somebody appends between the read and the
    write; bytes of any encoding pass as they are, a zero byte ends its line, and each line gets the end that this system
-   has. A list that couldn't be read is read as empty, and is not written: WDLT_E_FILE, while the settings and the other
-   list are stored. A list without a file name is WDLT_E_FILE too. After WDLT_E_FILE the service isn't told. */
+   has. A list that couldn't be read is read as empty, and is not written, whatever it is to become: WDLT_E_FILE, while
+   the settings and the other list are stored. A list without a file name is WDLT_E_FILE too. After WDLT_E_FILE the
+   service isn't told. */
 
 /* As WdltPvsEnable. [W] */
 WDLTCFG_API int32_t WdltAspmEnable(int32_t enable);
@@ -333,11 +334,13 @@ WDLTCFG_API int32_t WdltAspmReadConfig(WdltAspmConfig* config);
 /* Stores the common record, then the other with both lists. A level above 2 is stored, and fails all reads then, those
    of a later write too. [W] */
 WDLTCFG_API int32_t WdltAspmWriteConfig(const WdltAspmConfig* config);
-/* Reads the white or black list, counts as in WdltSpyReadRecordList. A list file that can't be read is an empty list:
-   dwUnreadLists of WdpeAspmData tells them apart. [R] */
+/* Reads the white or black list, counts as in WdltSpyReadRecordList. A list file that can't be read is an empty list.
+   Who adds to a list reads it by its address: dwUnreadLists of WdpeAspmData tells them apart. [R] */
 WDLTCFG_API int32_t WdltAspmReadRecordList(uint32_t listType, WdpeAspmEntry* records, int32_t* count);
 /* Replaces the list by `count` entries, at most WDLT_MAX_ASPM_RECORDS. An entry without a terminator, with a newline or
-   with a carriage return at its end, and null entries, even with 0: WDLT_E_INVALID_ARGUMENT, and nothing changes. [W] */
+   with a carriage return at its end, and null entries, even with 0: WDLT_E_INVALID_ARGUMENT, and nothing changes.
+   WDLT_E_FILE also when the list can't be read during the call: it stays. What an earlier call read isn't known here.
+   By its address such a list can be replaced (WDLT_ASPM_UNREAD). [W] */
 WDLTCFG_API int32_t WdltAspmWriteRecordList(uint32_t listType, const WdpeAspmEntry* records, int32_t count);
 
 /* HTTP file events. */

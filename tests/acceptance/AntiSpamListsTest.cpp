@@ -174,9 +174,10 @@ TEST_F(AntiSpamLists, WhatAFileCouldntGiveBackIsRefusedWhole) {
     EXPECT_EQ(write(WDLT_PROTOCOL_POP3, 0, *good), WDLT_OK);
 }
 
-// Whoever read a list as empty because its file couldn't be had must not empty the file by writing back what he read.
+// Whoever read a list as empty because its file couldn't be had must not lose its entries by writing back what he read,
+// nor what he has added to it.
 // All else that he writes is stored.
-TEST_F(AntiSpamLists, AListThatCouldntBeReadIsNotEmptied) {
+TEST_F(AntiSpamLists, AListThatCouldntBeReadIsNotReplaced) {
     putFile("white.txt", "w\n");
     putFile("black.txt", "b\n");
     const auto config = [&] {
@@ -204,13 +205,16 @@ TEST_F(AntiSpamLists, AListThatCouldntBeReadIsNotEmptied) {
         EXPECT_EQ(record->dwBlacklistCount, 1u);
         EXPECT_EQ(write(WDLT_PROTOCOL_POP3, 0, *record), WDLT_E_FILE);
         EXPECT_EQ(getFile("white.txt"), "w\n");
-        EXPECT_TRUE(library.logged("WriteConfig: a list that couldn't be read isn't emptied (file=white.txt)"));
+        EXPECT_TRUE(library.logged("WriteConfig: a list that couldn't be read isn't replaced (file=white.txt)"));
         record->dwWhitelistCount = 1;
         put(record->whitelist[0].szEntry, "x");
-        EXPECT_EQ(write(WDLT_PROTOCOL_POP3, 0, *record), WDLT_OK); // it has entries now
+        EXPECT_EQ(write(WDLT_PROTOCOL_POP3, 0, *record), WDLT_E_FILE);
         ASSERT_EQ(waitElsewhere(mutex, INFINITE), WAIT_OBJECT_0);
-        EXPECT_EQ(writeList(WDLT_LIST_WHITE, {}), WDLT_OK); // as this list is asked to be
-        EXPECT_EQ(getFile("white.txt"), "");
+        EXPECT_EQ(writeList(WDLT_LIST_WHITE, {"x"}), WDLT_E_FILE);
+        EXPECT_EQ(getFile("white.txt"), "w\n");
+        record->dwUnreadLists = 0; // who means it
+        EXPECT_EQ(write(WDLT_PROTOCOL_POP3, 0, *record), WDLT_OK);
+        EXPECT_EQ(getFile("white.txt"), "x\n");
         EXPECT_EQ(getFile("black.txt"), "b\n");
     }
     putFile("white.txt", "w\n");
