@@ -62,8 +62,8 @@ typedef struct WdchSystemRedirect {
     uint32_t flag;              /* WDLT_REDIRECT_IMAGE: image counts, not process. 0 isn't stored: an old flag stays */
     int32_t tcpAutoTuningLevel; /* -1 when unset */
     uint8_t reserved4[8];
-    char process[16];
-    wdlt_wchar image[300];
+    char process[16];      /* written without a terminator, it is cut to 15 bytes */
+    wdlt_wchar image[300]; /* likewise, to 299 units */
 } WdchSystemRedirect;
 
 #define WDLT_REDIRECT_IMAGE UINT32_C(0x10)
@@ -369,7 +369,7 @@ typedef struct PrivacyViewItem {
     uint32_t dwScanTarget;
     char szItemName[36];
     char szDescription[68];
-    char szPrivacyData[48]; /* at most 32 bytes, in dwDefaultCharSet; empty: kept, but not searched for */
+    char szPrivacyData[48]; /* in dwDefaultCharSet, cut to 32 bytes when stored; empty: kept, not searched for */
 } PrivacyViewItem;
 
 /* What stands in front of the exclusion items. */
@@ -453,7 +453,7 @@ typedef struct MailAddressListHead {
 
 typedef struct MailAddressRecord {
     uint32_t dwAddressTag;
-    char szAddress[256];
+    char szAddress[256]; /* written without a terminator, it is cut to 255 bytes */
 } MailAddressRecord;
 
 /* Anti-spam. */

@@ -12,8 +12,9 @@
    caller's record, entries and count alone, unless its comment says otherwise.
 
    Texts have a terminator in their field: a write of one that fills it without is WDLT_E_INVALID_ARGUMENT, and nothing
-   of the record is stored. Where records.h says that fewer bytes can be read back than a field holds, a longer text is
-   stored and makes the read of its record fail, or takes its default: whoever writes keeps to that number.
+   of the record is stored, unless records.h says that it is cut. Where records.h says that fewer bytes can be read back
+   than a field holds, a longer text is stored and makes the read of its record fail, or takes its default: whoever
+   writes keeps to that number.
 
    Threads. There is no open or close: any function, from any thread, any number at once. A record that one thread
    writes must not be in another's hands meanwhile. A thread that is cancelled inside a function comes to its end first.
@@ -37,7 +38,7 @@
    docs/security.md tells whose they may be. Who may not read them gets defaults, not errors, from the functions that
    have defaults. In the program that loads it the library handles SIGBUS (others' go on to the handler that was there),
    registers fork handlers, keeps descriptors open, none below 3 and each closed by exec, and writes to standard error
-   only when it refuses a home. The URL that is being asked about can be read by whoever may enter the home.
+   only what docs/security.md lists. The URL that is being asked about can be read by whoever may enter the home.
 
    Feature functions "enable" in two steps: the scan item, then the protocol handler that it needs. A handler goes on
    only with at least one of its scan items on, and off only with all of them off. A feature counts as on when both are
@@ -97,7 +98,7 @@ extern "C" {
      uint32_t                  (0, 4), type 11                      >=4    -3    -2    no             4    -3    -3
      uint32_t                  (0, 4), type 12                      >=4    -3    -2    no             4    -3    -3
      uint32_t                  (0, 4), type 14                      >=4    -3    -2    no             -     -     -
-     PrivacyControlData        (0, 8), type 1                     >=60+    -3    -2   yes         >=60+    -3    -2
+     PrivacyControlData        (0, 8), type 1                     >=60+    -3    -2   yes           60+    -3    -2
      PrivacyDBHeader           (0, 8), type 2                     >=64+    -3    -2   yes             -     -     -
      PrivacyExclusionListHead  (0, 8), type 3                      >=8+    -3    -2   yes          >=8+    -3    -2
      uint32_t                  (p, 8)                                 4    -3    -2    no             -     -     -
@@ -309,7 +310,7 @@ WDLTCFG_API int32_t WdltPdpWriteItemList(const PrivacyViewItem* items, int32_t c
 /* Replaces the exclusions. An empty text, another target or too many items: WDLT_E_INVALID_ARGUMENT, all stays. [W] */
 WDLTCFG_API int32_t WdltPdpWriteExItemList(const PrivacyExclusionItem* items, int32_t count);
 /* Tries the items out and stores nothing: results[i] becomes 0 or WDLT_E_ITEM_CONVERSION, as an unsigned number. A
-   failed item doesn't fail the call. [W] */
+   failed item doesn't fail the call. A count of 0 or below is 0 and leaves `results` alone. [W] */
 WDLTCFG_API int32_t WdltPdpVerifyItems(const PrivacyViewItem* items, int32_t count, uint32_t* results);
 
 /* The mail address cache, counts as in WdltSpyReadRecordList. WDLT_E_FILE_NOT_FOUND: there is none yet. Fails also

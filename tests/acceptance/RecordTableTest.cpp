@@ -10,6 +10,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
 #include <regex>
 #include <sstream>
@@ -81,7 +82,7 @@ TEST_F(RecordTable, EachRowIsSo) {
             const std::uint64_t given = size;
             const std::int32_t status = WDLT_CALL(library, WdltReadConfigEx)(
                 protocol, scan, input, type, withData ? buffer.data() + 1 : nullptr, &size);
-            EXPECT_EQ(size != given, status == WDLT_E_BUFFER_SIZE);
+            EXPECT_TRUE(status == WDLT_OK || (size != given) == (status == WDLT_E_BUFFER_SIZE)) << size;
             return std::pair(status, size);
         };
         const auto write = [&](bool withData, std::uint64_t size) {
@@ -97,20 +98,19 @@ TEST_F(RecordTable, EachRowIsSo) {
             const auto [status, needed] = read(true, reads.size - 1);
             EXPECT_EQ(status, reads.otherSize);
             EXPECT_TRUE(status != WDLT_E_BUFFER_SIZE || isNeeded(needed)) << needed;
-            if (!reads.takesMore) {
-                EXPECT_EQ(read(true, reads.size + 1).first, reads.otherSize);
-            }
             const auto [asked, told] = read(false, 0);
             EXPECT_EQ(asked == WDLT_E_BUFFER_SIZE, match[11] == "yes");
             EXPECT_TRUE(asked != WDLT_E_BUFFER_SIZE || isNeeded(told)) << told;
+            std::ranges::fill(buffer, '\0');
+            const std::uint64_t more = (asked == WDLT_E_BUFFER_SIZE ? told : reads.size) + 1;
+            EXPECT_EQ(read(true, more).first == reads.otherSize, !reads.takesMore);
         }
         const Promise writes = promised(match, 12);
         if (writes.size != 0) {
             EXPECT_EQ(write(false, writes.size), writes.withoutData);
             EXPECT_EQ(write(true, writes.size - 1), writes.otherSize);
-            if (!writes.takesMore) {
-                EXPECT_EQ(write(true, writes.size + 1), writes.otherSize);
-            }
+            std::ranges::fill(buffer, '\0');
+            EXPECT_EQ(write(true, writes.size + 1) == writes.otherSize, !writes.takesMore);
         } else {
             EXPECT_EQ(write(true, 16), WDLT_E_INVALID_ARGUMENT);
         }
