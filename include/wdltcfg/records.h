@@ -69,7 +69,9 @@ typedef struct WdchSystemRedirect {
 #define WDLT_REDIRECT_IMAGE UINT32_C(0x10)
 
 /* (10000 + p, 0). The header; the redirects stand behind it in the caller's buffer. A write takes filename, type,
-   enable and scan; redirects change by config types of their own. */
+   enable and scan; redirects change by config types of their own. The type is what the address finds the handler by: write
+   back the one that was read. With another the handler is no longer at this address; the write ends behind the type with
+   -1, and only the registry itself can put it right. */
 typedef struct WdchSystemProtocolHandler {
     char name[31]; /* of the handler's key; read only */
     char filename[260];
