@@ -120,39 +120,42 @@ bool endsInSeparator(std::string_view path) {
 
 HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD shareMode, LPSECURITY_ATTRIBUTES /*attributes*/, DWORD disposition,
                    DWORD /*flags*/, HANDLE /*templateFile*/) {
-    const bool writes = (access & (GENERIC_WRITE | GENERIC_ALL)) != 0;
-    const bool reads = (access & (GENERIC_READ | GENERIC_ALL)) != 0;
-    if (name == nullptr || disposition >= std::size(kDispositions) || !kDispositions[disposition].known ||
-        (!reads && !writes)) {
-        failed(ERROR_INVALID_PARAMETER);
-        return INVALID_HANDLE_VALUE;
-    }
-    const Disposition& how = kDispositions[disposition];
-    const fs::path path = wd::mapPath(name);
-    const int mode = writes ? (reads ? O_RDWR : O_WRONLY) : O_RDONLY;
-    wd::LockedFile file;
-    bool existed = false;
-    DWORD error = !writes || wd::mayFollow(path) ? openFile(path, mode, how, file, existed) : systemError();
-    struct stat status {};
-    if (error == ERROR_SUCCESS && sys::fstat(file.get(), &status) != 0)
-        error = systemError();
-    if (error == ERROR_SUCCESS && !S_ISREG(status.st_mode))
-        error = ERROR_ACCESS_DENIED;
-    if (error == ERROR_SUCCESS)
-        error = share(file, shareMode);
-    if (error == ERROR_SUCCESS && how.empties && (existed || status.st_size != 0) && sys::ftruncate(file.get(), 0) != 0)
-        error = systemError();
-    HANDLE handle = nullptr;
-    if (error == ERROR_SUCCESS) {
-        handle = wd::KernelHandles::open([&](wd::HandleTarget& target) { target.file = std::move(file); });
-        if (handle == nullptr)
-            error = ERROR_NOT_ENOUGH_MEMORY;
-    }
-    if (error == ERROR_SUCCESS && existed && how.creates)
-        SetLastError(ERROR_ALREADY_EXISTS);
-    else
-        SetLastError(error);
-    return error == ERROR_SUCCESS ? handle : INVALID_HANDLE_VALUE;
+    return wd::withinMemory(INVALID_HANDLE_VALUE, [&]() -> HANDLE {
+        const bool writes = (access & (GENERIC_WRITE | GENERIC_ALL)) != 0;
+        const bool reads = (access & (GENERIC_READ | GENERIC_ALL)) != 0;
+        if (name == nullptr || disposition >= std::size(kDispositions) || !kDispositions[disposition].known ||
+            (!reads && !writes)) {
+            failed(ERROR_INVALID_PARAMETER);
+            return INVALID_HANDLE_VALUE;
+        }
+        const Disposition& how = kDispositions[disposition];
+        const fs::path path = wd::mapPath(name);
+        const int mode = writes ? (reads ? O_RDWR : O_WRONLY) : O_RDONLY;
+        wd::LockedFile file;
+        bool existed = false;
+        DWORD error = !writes || wd::mayFollow(path) ? openFile(path, mode, how, file, existed) : systemError();
+        struct stat status {};
+        if (error == ERROR_SUCCESS && sys::fstat(file.get(), &status) != 0)
+            error = systemError();
+        if (error == ERROR_SUCCESS && !S_ISREG(status.st_mode))
+            error = ERROR_ACCESS_DENIED;
+        if (error == ERROR_SUCCESS)
+            error = share(file, shareMode);
+        if (error == ERROR_SUCCESS && how.empties && (existed || status.st_size != 0) &&
+            sys::ftruncate(file.get(), 0) != 0)
+            error = systemError();
+        HANDLE handle = nullptr;
+        if (error == ERROR_SUCCESS) {
+            handle = wd::KernelHandles::open([&](wd::HandleTarget& target) { target.file = std::move(file); });
+            if (handle == nullptr)
+                error = ERROR_NOT_ENOUGH_MEMORY;
+        }
+        if (error == ERROR_SUCCESS && existed && how.creates)
+            SetLastError(ERROR_ALREADY_EXISTS);
+        else
+            SetLastError(error);
+        return error == ERROR_SUCCESS ? handle : INVALID_HANDLE_VALUE;
+    });
 }
 
 BOOL ReadFile(HANDLE handle, LPVOID buffer, DWORD bytes, LPDWORD bytesRead, void* overlapped) {
@@ -233,114 +236,128 @@ DWORD SetFilePointer(HANDLE handle, LONG distance, LONG* distanceHigh, DWORD met
 }
 
 BOOL CopyFileA(LPCSTR existing, LPCSTR target, BOOL failIfExists) {
-    if (existing == nullptr || target == nullptr)
-        return succeeded(ERROR_INVALID_PARAMETER);
-    const fs::path from = wd::mapPath(existing);
-    const fs::path to = wd::mapPath(target);
-    const wd::FileDescriptor source(sys::open(from.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0));
-    struct stat status {};
-    if (!source.valid() || sys::fstat(source.get(), &status) != 0)
-        return succeeded(wd::errorOfPath(from));
-    if (!S_ISREG(status.st_mode))
-        return succeeded(ERROR_ACCESS_DENIED);
-    if (failIfExists != FALSE && sys::lstat(to.c_str(), &status) == 0)
-        return succeeded(ERROR_FILE_EXISTS);
-    return succeeded(wd::replaceFileFrom(to, source.get()));
+    return wd::withinMemory(BOOL{FALSE}, [&]() -> BOOL {
+        if (existing == nullptr || target == nullptr)
+            return succeeded(ERROR_INVALID_PARAMETER);
+        const fs::path from = wd::mapPath(existing);
+        const fs::path to = wd::mapPath(target);
+        const wd::FileDescriptor source(sys::open(from.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0));
+        struct stat status {};
+        if (!source.valid() || sys::fstat(source.get(), &status) != 0)
+            return succeeded(wd::errorOfPath(from));
+        if (!S_ISREG(status.st_mode))
+            return succeeded(ERROR_ACCESS_DENIED);
+        if (failIfExists != FALSE && sys::lstat(to.c_str(), &status) == 0)
+            return succeeded(ERROR_FILE_EXISTS);
+        return succeeded(wd::replaceFileFrom(to, source.get()));
+    });
 }
 
 BOOL ReplaceFileA(LPCSTR replaced, LPCSTR replacement, LPCSTR backup, DWORD /*flags*/, LPVOID exclude,
                   LPVOID reserved) {
-    if (replaced == nullptr || replacement == nullptr || backup != nullptr || exclude != nullptr || reserved != nullptr)
-        return succeeded(ERROR_INVALID_PARAMETER);
-    const fs::path from = wd::mapPath(replacement);
-    const DWORD error = wd::replaceFileBy(wd::mapPath(replaced), from);
-    wd::letGoOfTemporary(from); // it stays after a failure too, as one left behind
-    return succeeded(error);
+    return wd::withinMemory(BOOL{FALSE}, [&]() -> BOOL {
+        if (replaced == nullptr || replacement == nullptr || backup != nullptr || exclude != nullptr ||
+            reserved != nullptr)
+            return succeeded(ERROR_INVALID_PARAMETER);
+        const fs::path from = wd::mapPath(replacement);
+        const DWORD error = wd::replaceFileBy(wd::mapPath(replaced), from);
+        wd::letGoOfTemporary(from); // it stays after a failure too, as one left behind
+        return succeeded(error);
+    });
 }
 
 BOOL WdReplaceContent(LPCSTR name, const void* content, DWORD bytes) {
-    if (name == nullptr || (content == nullptr && bytes != 0))
-        return succeeded(ERROR_INVALID_PARAMETER);
-    return succeeded(wd::replaceFile(wd::mapPath(name), {static_cast<const char*>(content), bytes}));
+    return wd::withinMemory(BOOL{FALSE}, [&]() -> BOOL {
+        if (name == nullptr || (content == nullptr && bytes != 0))
+            return succeeded(ERROR_INVALID_PARAMETER);
+        return succeeded(wd::replaceFile(wd::mapPath(name), {static_cast<const char*>(content), bytes}));
+    });
 }
 
 BOOL WdMakeFolder(LPCSTR name) {
-    if (name == nullptr)
-        return succeeded(ERROR_INVALID_PARAMETER);
-    const wd::Home& home = wd::home();
-    const DWORD error = home.ensure(); // whose modes are the folder's, wherever that is
-    return succeeded(error != ERROR_SUCCESS ? error : wd::makeDirectories(wd::mapPath(name), home.fileModes()));
+    return wd::withinMemory(BOOL{FALSE}, [&]() -> BOOL {
+        if (name == nullptr)
+            return succeeded(ERROR_INVALID_PARAMETER);
+        const wd::Home& home = wd::home();
+        const DWORD error = home.ensure(); // whose modes are the folder's, wherever that is
+        return succeeded(error != ERROR_SUCCESS ? error : wd::makeDirectories(wd::mapPath(name), home.fileModes()));
+    });
 }
 
 BOOL DeleteFileA(LPCSTR name) {
-    if (name == nullptr)
-        return succeeded(ERROR_INVALID_PARAMETER);
-    const fs::path path = wd::mapPath(name);
-    if (sys::unlink(path.c_str()) != 0)
-        return succeeded(wd::errorOfPath(path));
-    wd::letGoOfTemporary(path);
-    return TRUE;
+    return wd::withinMemory(BOOL{FALSE}, [&]() -> BOOL {
+        if (name == nullptr)
+            return succeeded(ERROR_INVALID_PARAMETER);
+        const fs::path path = wd::mapPath(name);
+        const DWORD error = sys::unlink(path.c_str()) == 0 ? DWORD{ERROR_SUCCESS} : wd::errorOfPath(path);
+        wd::letGoOfTemporary(path); // after a failure too, for the next writer to remove
+        return succeeded(error);
+    });
 }
 
 // The name is made in the caller's form of the folder, so that it leads to the same file when it is given back.
 UINT GetTempFileNameA(LPCSTR folder, LPCSTR prefix, UINT unique, LPSTR buffer) {
-    constexpr std::size_t kPrefixBytes = 3;
-    if (folder == nullptr || prefix == nullptr || buffer == nullptr) {
-        failed(ERROR_INVALID_PARAMETER);
-        return 0;
-    }
-    if (*folder == '\0') { // not the working directory, which is no folder for temporary files
-        failed(ERROR_PATH_NOT_FOUND);
-        return 0;
-    }
-    std::string start = folder;
-    if (!endsInSeparator(start))
-        start += '\\';
-    const std::string_view kind(prefix, strnlen(prefix, kPrefixBytes));
-    start += kind;
-    if (unique == 0)
-        wd::removeTemporariesLeftBehind(wd::mapPath(start).parent_path(), kind);
-    for (int i = 0; i < kNameTries; ++i) {
-        UINT number = unique;
-        while (number == 0)
-            if (sys::getrandom(&number, sizeof number, 0) != static_cast<ssize_t>(sizeof number)) {
-                failed(systemError());
+    return wd::withinMemory(UINT{0}, [&]() -> UINT {
+        constexpr std::size_t kPrefixBytes = 3;
+        if (folder == nullptr || prefix == nullptr || buffer == nullptr) {
+            failed(ERROR_INVALID_PARAMETER);
+            return 0;
+        }
+        if (*folder == '\0') { // not the working directory, which is no folder for temporary files
+            failed(ERROR_PATH_NOT_FOUND);
+            return 0;
+        }
+        std::string start = folder;
+        if (!endsInSeparator(start))
+            start += '\\';
+        const std::string_view kind(prefix, strnlen(prefix, kPrefixBytes));
+        start += kind;
+        if (unique == 0)
+            wd::removeTemporariesLeftBehind(wd::mapPath(start).parent_path(), kind);
+        for (int i = 0; i < kNameTries; ++i) {
+            UINT number = unique;
+            while (number == 0)
+                if (sys::getrandom(&number, sizeof number, 0) != static_cast<ssize_t>(sizeof number)) {
+                    failed(systemError());
+                    return 0;
+                }
+            std::array<char, 16> suffix{};
+            std::snprintf(suffix.data(), suffix.size(), unique != 0 ? "%X.tmp" : "%08X.tmp", number);
+            const std::string name = start + suffix.data();
+            if (name.size() >= MAX_PATH) {
+                failed(ERROR_FILENAME_EXCED_RANGE);
                 return 0;
             }
-        std::array<char, 16> suffix{};
-        std::snprintf(suffix.data(), suffix.size(), unique != 0 ? "%X.tmp" : "%08X.tmp", number);
-        const std::string name = start + suffix.data();
-        if (name.size() >= MAX_PATH) {
-            failed(ERROR_FILENAME_EXCED_RANGE);
-            return 0;
+            const DWORD error = unique != 0 ? ERROR_SUCCESS : wd::makeTemporary(wd::mapPath(name));
+            if (error == ERROR_SUCCESS) {
+                std::memcpy(buffer, name.c_str(), name.size() + 1);
+                return number;
+            }
+            if (error != ERROR_FILE_EXISTS) {
+                failed(error);
+                return 0;
+            }
         }
-        const DWORD error = unique != 0 ? ERROR_SUCCESS : wd::makeTemporary(wd::mapPath(name));
-        if (error == ERROR_SUCCESS) {
-            std::memcpy(buffer, name.c_str(), name.size() + 1);
-            return number;
-        }
-        if (error != ERROR_FILE_EXISTS) {
-            failed(error);
-            return 0;
-        }
-    }
-    failed(ERROR_FILE_EXISTS);
-    return 0;
+        failed(ERROR_FILE_EXISTS);
+        return 0;
+    });
 }
 
 DWORD GetFileAttributesA(LPCSTR name) {
-    if (name == nullptr) {
-        failed(ERROR_INVALID_PARAMETER);
-        return INVALID_FILE_ATTRIBUTES;
-    }
-    const fs::path path = wd::mapPath(name);
-    struct stat status {};
-    if (sys::stat(path.c_str(), &status) != 0) {
-        failed(wd::errorOfPath(path));
-        return INVALID_FILE_ATTRIBUTES;
-    }
-    DWORD attributes = S_ISDIR(status.st_mode) ? FILE_ATTRIBUTE_DIRECTORY : 0;
-    if ((status.st_mode & S_IWUSR) == 0)
-        attributes |= FILE_ATTRIBUTE_READONLY;
-    return attributes != 0 ? attributes : FILE_ATTRIBUTE_NORMAL;
+    return wd::withinMemory(DWORD{INVALID_FILE_ATTRIBUTES}, [&]() -> DWORD {
+        if (name == nullptr) {
+            failed(ERROR_INVALID_PARAMETER);
+            return INVALID_FILE_ATTRIBUTES;
+        }
+        const fs::path path = wd::mapPath(name);
+        struct stat status {};
+        if (sys::stat(path.c_str(), &status) != 0) {
+            failed(wd::errorOfPath(path));
+            return INVALID_FILE_ATTRIBUTES;
+        }
+        DWORD attributes = S_ISDIR(status.st_mode) ? FILE_ATTRIBUTE_DIRECTORY : 0;
+        if ((status.st_mode & S_IWUSR) == 0)
+            attributes |= FILE_ATTRIBUTE_READONLY;
+        return attributes != 0 ? attributes : FILE_ATTRIBUTE_NORMAL;
+    });
 }

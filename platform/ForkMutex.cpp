@@ -2,7 +2,6 @@
 
 #include <array>
 #include <pthread.h>
-#include <ranges>
 
 namespace wd {
 
@@ -22,13 +21,13 @@ void beforeFork() {
 }
 
 void inParent() {
-    for (const ForkHandler& handler : handlers | std::views::reverse)
-        call(handler.inParent);
+    for (auto handler = handlers.rbegin(); handler != handlers.rend(); ++handler)
+        call(handler->inParent);
 }
 
 void inChild() {
-    for (const ForkHandler& handler : handlers | std::views::reverse)
-        call(handler.inChild);
+    for (auto handler = handlers.rbegin(); handler != handlers.rend(); ++handler)
+        call(handler->inChild);
 }
 
 __attribute__((constructor)) void watchForks() {

@@ -44,7 +44,9 @@ bool enterSlowly(const ProcessState* process) {
     if (before != nullptr && before != process) {
         if (const DWORD error = ObjectSpace::claimAllInChild())
             return failed(error) == 0;
-        KernelObject::reopenAllInChild(viewed);
+        // All or none: a lock is made of several objects, and half of one would let two in. The next call tries again.
+        if (const DWORD error = KernelObject::reopenAllInChild(viewed))
+            return failed(error) == 0;
     }
     owner.store(process, std::memory_order_release);
     return true;
@@ -152,7 +154,8 @@ void KernelObject::dropLocked() {
     allObjects().erase(this);
 }
 
-void KernelObject::reopenAllInChild(const std::unordered_set<const KernelObject*>& viewed) {
+DWORD KernelObject::reopenAllInChild(const std::unordered_set<const KernelObject*>& viewed) {
+    DWORD passing = ERROR_SUCCESS; // a failure that may be none next time
     std::unordered_set<const KernelObject*> usable = viewed;
     KernelHandles::forEach([&](const HandleTarget& target) {
         if (target.object != nullptr && (target.thread == 0 || target.thread == threadNumber()))
@@ -165,7 +168,10 @@ void KernelObject::reopenAllInChild(const std::unordered_set<const KernelObject*
     for (KernelObject* object : objects) {
         // One without any handle was on its way to its first, or from its last, in another thread.
         const bool isOthers = object->isNamed() && !usable.contains(object);
-        object->m_lost = object->isNamed() && (isOthers || !object->reopenFile());
+        const DWORD error = object->isNamed() && !isOthers ? object->reopenFile() : DWORD{ERROR_SUCCESS};
+        if (error == ERROR_NOT_ENOUGH_MEMORY || error == ERROR_DISK_FULL)
+            passing = error;
+        object->m_lost = isOthers || error != ERROR_SUCCESS;
         if (isOthers)
             object->m_space->forget(*object);
         const std::uint64_t holder = object->ownerThread.load(std::memory_order_relaxed);
@@ -182,11 +188,12 @@ void KernelObject::reopenAllInChild(const std::unordered_set<const KernelObject*
         object->depth = 0;
         object->dropLocked();
     }
+    return passing;
 }
 
 // The parent may have closed the object meanwhile: then this makes it anew, as it was but for who held it. Its memory
 // is copied first, since to lay it down may empty that very file.
-bool KernelObject::reopenFile() {
+DWORD KernelObject::reopenFile() {
     const std::string text = loadText(*m_header);
     ObjectPlan plan;
     plan.kind = m_kind;
@@ -200,14 +207,14 @@ bool KernelObject::reopenFile() {
     const std::vector<std::byte> before(bytes, bytes + m_bytes);
     bool existed = false;
     ObjectFile fresh = m_space->file(m_file.name());
-    if (fresh.acquire(plan, existed) != ERROR_SUCCESS)
-        return false;
+    if (const DWORD error = fresh.acquire(plan, existed))
+        return error;
     if (!existed)
         std::copy(before.begin(), before.end(), reinterpret_cast<std::byte*>(fresh.header()) + kObjectPage);
-    if (!fresh.takePlaceOf(m_file))
-        return false;
+    if (const DWORD error = fresh.takePlaceOf(m_file))
+        return error;
     m_parameter = m_file.parameter();
-    return true;
+    return ERROR_SUCCESS;
 }
 
 void KernelObject::noticeRemoval() {

@@ -64,8 +64,9 @@ class KernelObject {
     KernelObject* nextHeld = nullptr;
 
     // In a child of a fork: opens every object anew, at the same address; it may be another one of its name by now. Not
-    // so those that no handle leads to but other threads' own, and no view of those in `viewed`.
-    static void reopenAllInChild(const std::unordered_set<const KernelObject*>& viewed) WD_REQUIRES(objectsMutex);
+    // so those that no handle leads to but other threads' own, and no view of those in `viewed`. The error of a lack of
+    // memory, descriptors or room: then it is to be called again.
+    static DWORD reopenAllInChild(const std::unordered_set<const KernelObject*>& viewed) WD_REQUIRES(objectsMutex);
     // The child couldn't have it: every use is refused.
     bool isLost() const { return m_lost; }
     // Says on stderr, once, that somebody has removed the object's file: others may hold a second one by now.
@@ -76,7 +77,7 @@ class KernelObject {
     KernelObject(const ObjectPlan& plan, void* memory, std::size_t size);
 
     void dropLocked() WD_REQUIRES(objectsMutex);
-    bool reopenFile();
+    DWORD reopenFile();
 
     ObjectSpace* m_space = nullptr; // null: private
     ObjectFile m_file;

@@ -324,14 +324,16 @@ void ObjectFile::unmap() {
     sys::munmap(std::exchange(m_memory, nullptr), m_mapped);
 }
 
-bool ObjectFile::takePlaceOf(ObjectFile& old) {
-    if (m_mapped != old.m_mapped || m_kind != old.m_kind || mapAt(old.m_memory, m_mapped) == MAP_FAILED)
-        return false;
+DWORD ObjectFile::takePlaceOf(ObjectFile& old) {
+    if (m_mapped != old.m_mapped || m_kind != old.m_kind)
+        return ERROR_INVALID_HANDLE;
+    if (mapAt(old.m_memory, m_mapped) == MAP_FAILED)
+        return lastSystemError();
     unmap();
     m_memory = std::exchange(old.m_memory, nullptr);
     old.forget();
     old = std::move(*this);
-    return true;
+    return ERROR_SUCCESS;
 }
 
 void ObjectFile::leave() {

@@ -114,7 +114,7 @@ class ObjectFile {
 
     // Puts this object, of the same size, where `old` is mapped, so that addresses inside it stay good; `old` becomes
     // this one, and this one nothing. Touches no lock of `old`.
-    bool takePlaceOf(ObjectFile& old);
+    DWORD takePlaceOf(ObjectFile& old);
 
   private:
     enum class Step { Done, StartOver, Failed };

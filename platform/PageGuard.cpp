@@ -22,6 +22,10 @@ struct Range {
 };
 constinit std::array<Range, 1024> ranges{};
 
+// Of PageFaults.
+constinit thread_local std::atomic<bool> isCatching{false};
+constinit thread_local std::atomic<bool> hasCaught{false};
+
 constinit struct sigaction previous {};
 
 std::uintptr_t number(const void* address) {
@@ -50,9 +54,9 @@ void passOn(int signal, siginfo_t* info, void* context) {
 
 void onBusError(int signal, siginfo_t* info, void* context) {
     Range* range = info->si_code > 0 ? rangeOf(number(info->si_addr)) : nullptr;
-    if (range != nullptr) {
+    if (range != nullptr || (info->si_code > 0 && isCatching)) {
         auto* page = reinterpret_cast<void*>(number(info->si_addr) / kPageBytes * kPageBytes);
-        range->lost.store(true, std::memory_order_relaxed);
+        (range != nullptr ? range->lost : hasCaught).store(true, std::memory_order_relaxed);
         if (::mmap(page, kPageBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0) == page)
             return;
     }
@@ -67,12 +71,31 @@ void watch() {
     ::sigaction(SIGBUS, &action, &previous);
 }
 
+// Nobody waits for another thread here, which a fork could cut off.
+void watchOnce() {
+    static constinit std::atomic<bool> watched{false};
+    if (!watched.exchange(true))
+        watch();
+}
+
 } // namespace
 
+PageFaults::PageFaults() {
+    watchOnce();
+    hasCaught = false;
+    isCatching = true;
+}
+
+PageFaults::~PageFaults() {
+    isCatching = false;
+}
+
+bool PageFaults::happened() const {
+    return hasCaught;
+}
+
 const std::atomic<bool>* guardPages(void* address, std::size_t size) {
-    static constinit std::atomic<bool> watched{false};
-    if (!watched.exchange(true)) // nobody waits for another thread here, which a fork could cut off
-        watch();
+    watchOnce();
     for (Range& range : ranges) {
         std::uintptr_t unused = 0;
         if (!range.begin.compare_exchange_strong(unused, number(address), std::memory_order_relaxed))

@@ -14,6 +14,16 @@ namespace wd {
 // each call; null, and no guard, when too much is guarded already. Any thread.
 const std::atomic<bool>* guardPages(void* address, std::size_t size);
 void unguardPages(void* address);
+// While it lives, the same holds for whatever its thread touches: for the time in which a map isn't known yet.
+class PageFaults {
+  public:
+    PageFaults();
+    ~PageFaults();
+    PageFaults(const PageFaults&) = delete;
+    PageFaults& operator=(const PageFaults&) = delete;
+
+    bool happened() const;
+};
 // Whether a page of the guarded memory was lost: it isn't what other processes see any more.
 bool pagesWereLost(const void* address);
 

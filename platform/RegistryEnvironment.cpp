@@ -226,14 +226,15 @@ void RegistryEnvironment::forgetDeadReadersOfGrownFile() {
     m_pagesToLookAt.store(info.me_last_pgno + info.me_last_pgno / 4 + kPagesBetweenLooks, std::memory_order_relaxed);
 }
 
-// The engine never makes its file shorter. It would write into one that somebody else has cut, and call that a success.
+// The engine never makes its file shorter. It would write into one that somebody else has cut or removed, and call that
+// a success.
 bool RegistryEnvironment::fileWasCut() {
     mdb_filehandle_t file = -1;
     struct stat status {};
     if (mdb_env_get_fd(m_engine, &file) != 0 || sys::fstat(file, &status) != 0)
         return false;
     const off_t before = std::exchange(m_fileBytes, status.st_size);
-    return status.st_size < before;
+    return status.st_size < before || status.st_nlink == 0;
 }
 
 bool RegistryEnvironment::commit(Transaction& transaction) WD_NO_THREAD_SAFETY_ANALYSIS {
@@ -369,6 +370,7 @@ DWORD RegistryEnvironment::openOnce() {
 
 DWORD RegistryEnvironment::openEngine() {
     const std::string path = m_home.registryPath(); // before there is an environment, which wouldn't survive a failure
+    const PageFaults faults;                        // where the map is, is known at the end
     int code = mdb_env_create(&m_engine);
     if (code == 0)
         code = mdb_env_set_maxreaders(m_engine, RegistryFiles::kReaders);
@@ -388,6 +390,8 @@ DWORD RegistryEnvironment::openEngine() {
         code = forgetDeadReaders(cleared);
     if (code == 0)
         code = openDatabase();
+    if (code == 0 && faults.happened())
+        code = MDB_CORRUPTED;
     if (code == 0)
         return ERROR_SUCCESS;
     close();
@@ -404,16 +408,17 @@ int RegistryEnvironment::openDatabase() {
     if (code != 0)
         return code;
     code = mdb_dbi_open(transaction, nullptr, 0, &m_database);
-    if (code == 0)
-        guardMap(transaction);
+    if (code == 0 && !guardMap(transaction))
+        code = MDB_CORRUPTED;
     mdb_txn_abort(transaction);
     if (isWriter)
         m_writing.give(m_namespace);
     return code;
 }
 
-// The engine doesn't tell where its map is; but a record lies in it, and each page begins with its number.
-void RegistryEnvironment::guardMap(MDB_txn* transaction) {
+// The engine doesn't tell where its map is; but a record lies in it, and each page begins with its number. False when the
+// root's record isn't there, which is so in no registry.
+bool RegistryEnvironment::guardMap(MDB_txn* transaction) {
     const RecordKey recordKey("");
     MDB_val key = engineText(recordKey.view());
     MDB_val value{};
@@ -421,14 +426,15 @@ void RegistryEnvironment::guardMap(MDB_txn* transaction) {
     MDB_envinfo info{};
     if (mdb_get(transaction, m_database, &key, &value) != 0 || mdb_stat(transaction, m_database, &database) != 0 ||
         mdb_env_info(m_engine, &info) != 0)
-        return;
+        return false;
     const auto page = reinterpret_cast<std::uintptr_t>(value.mv_data) / database.ms_psize * database.ms_psize;
     std::uint64_t number = 0;
     std::memcpy(&number, reinterpret_cast<const void*>(page), sizeof number);
     if (number > info.me_last_pgno)
-        return;
+        return false;
     m_map = reinterpret_cast<void*>(page - number * database.ms_psize);
     m_lost = guardPages(m_map, info.me_mapsize);
+    return true;
 }
 
 void RegistryEnvironment::unguardMap() {

@@ -134,7 +134,7 @@ class RegistryEnvironment {
     DWORD openOnce() WD_REQUIRES(m_gate);
     DWORD openEngine() WD_REQUIRES(m_gate);
     int openDatabase() WD_REQUIRES(m_gate);
-    void guardMap(MDB_txn* transaction) WD_REQUIRES(m_gate);
+    bool guardMap(MDB_txn* transaction) WD_REQUIRES(m_gate);
     void unguardMap() WD_REQUIRES(m_gate);
     void close() WD_REQUIRES(m_gate);
     DWORD errorFromEngine(int code) const;

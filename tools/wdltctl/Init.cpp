@@ -20,6 +20,7 @@
 #include <platform/files.h>
 #include <stdexcept>
 #include <utility>
+#include <wdltcfg/wdltcfg.h>
 
 namespace wdlt {
 namespace {
@@ -91,6 +92,21 @@ void makeDatabase(const std::u16string& path, bool force) {
         throw LayerError(utf8FromUtf16(path), static_cast<LONG>(GetLastError()));
 }
 
+/* The locks that readers of the lists take, whose files stay: a disk that is full later stops no reader then. What a first
+   read finds doesn't matter. */
+void makeLocksOfLists() {
+    std::int32_t count = 0;
+    for (const std::uint32_t list : {WDLT_LIST_WHITE, WDLT_LIST_BLACK}) {
+        WdltUrlfReadRecordList(list, nullptr, &count);
+        WdltSpyReadRecordList(list, nullptr, &count);
+        WdltAspmReadRecordList(list, nullptr, &count);
+    }
+    WdltHosfReadRecordList(nullptr, &count);
+    WdltMahReadRecordList(nullptr, &count);
+    WdltPdpReadItemList(nullptr, &count);
+    WdltPdpReadExItemList(nullptr, &count);
+}
+
 /* Keys alone are nothing to lose: a look at the plug-in manager's switches makes its key. */
 bool holdsValues(const std::u16string& path) {
     if (!RegistryKey::openIfThere(path))
@@ -125,6 +141,7 @@ void init(const InitArguments& arguments, const Options& options) {
         makeFolder(path);
     makeDatabase(install + textOf(valueOf(document, kPrivacyPath, u"DataBaseName").data), arguments.force);
     importDocument(document);
+    makeLocksOfLists();
 
     if (options.json)
         printJson({{"key", fullKeyName(base)},
