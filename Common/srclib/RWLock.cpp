@@ -77,6 +77,9 @@ class CWdRWLockEx::Guarded {
     static Guarded wait(CWdRWLockEx& lock) { return {lock, WaitWithWarning(lock.rwMutex, INFINITE)}; }
     // `wait` is the result of a wait for the guard that took it.
     Guarded(CWdRWLockEx& lock, DWORD wait) : Guarded(lock) {
+        if (wait == WAIT_FAILED)
+            return;
+        m_isHeld = true;
         WD_STEP("guard");
         void* rows = nullptr;
         m_mapped = m_lock.rwMemory.Map(&m_lock.m_count, false, kCountBytes) &&
@@ -88,6 +91,8 @@ class CWdRWLockEx::Guarded {
             m_lock.recount();
     }
     ~Guarded() {
+        if (!m_isHeld)
+            return;
         m_lock.m_rows = nullptr;
         m_lock.m_count = nullptr;
         m_lock.m_holders.Unmap();
@@ -110,6 +115,7 @@ class CWdRWLockEx::Guarded {
     explicit Guarded(CWdRWLockEx& lock) : m_lock(lock) {}
 
     CWdRWLockEx& m_lock;
+    bool m_isHeld = false;
     bool m_mapped = false;
 };
 
@@ -158,7 +164,12 @@ bool CWdRWLockEx::LockRead() WD_NO_THREAD_SAFETY_ANALYSIS {
     WD_STEP("enter.count");
     if (WdEventTaker(rwEvent) != WD_GROUP_TAG) {
         const auto look = [](void* self) { static_cast<CWdRWLockEx*>(self)->lookAfterDead(true); };
-        waitWithWarning([&] { return WdWaitForEvent(rwEvent, WD_ROLE_GROUP, wdlt::kLockSliceMs, look, this); });
+        const auto wait = [&] { return WdWaitForEvent(rwEvent, WD_ROLE_GROUP, wdlt::kLockSliceMs, look, this); };
+        if (waitWithWarning(wait) == WAIT_FAILED) {
+            guarded.setReads(m_reads - 1);
+            recount();
+            return false;
+        }
     }
     WD_STEP("enter.token");
     return true;

@@ -177,6 +177,8 @@ TEST(RWLock, AScopeWithoutTheLockGivesNothingAway) {
     lock->LockWrite();
     ASSERT_TRUE(WdTestFailCall("futex_wait", 1, 22));
     { const CWdRWWriteLock refused(lock.get()); }
+    ASSERT_TRUE(WdTestFailCall("futex_wait", 1, 22));
+    EXPECT_FALSE(lock->LockRead()); // and doesn't run beside the writer
     WdTestFailCall("futex_wait", 0, 0);
     EXPECT_EQ(WaitForSingleObject(token, 0), WAIT_TIMEOUT);
     lock->UnlockWrite();
@@ -199,7 +201,7 @@ TEST(RWLock, WithoutItsObjectsItLogsAndGoesOn) {
     { const CWdRWWriteLock hold(&lock); }
     EXPECT_THAT(log.messages(), ElementsAre("!!! ::WaitForSingleObject() failed (err=6)"));
     { const CWdRWReadLock hold(&lock); }
-    EXPECT_THAT(log.messages(), Contains("!!! Failed to lock memory").Times(1));
+    EXPECT_THAT(log.messages(), Contains("!!! ::WaitForSingleObject() failed (err=6)").Times(2));
 }
 
 } // namespace
