@@ -1,10 +1,11 @@
 #include "SyncSender.h"
 
 #include "ObjectName.h"
-#include "Waits.h"
 #include "WdCommon/DebugLog.h"
 
 #include <platform/robust.h>
+
+#include <algorithm>
 
 namespace wdlt {
 namespace {
@@ -32,10 +33,14 @@ Reply awaitReply(HANDLE reply, DWORD milliseconds) {
     return waiting.isServiceGone ? Reply::ServiceGone : Reply::Came;
 }
 
+DWORD restOfReplyWait(ULONGLONG start) {
+    return kReplyWaitMs - static_cast<DWORD>(std::min<ULONGLONG>(GetTickCount64() - start, kReplyWaitMs));
+}
+
 } // namespace wdlt
 
 CSyncSender::~CSyncSender() {
-    for (HANDLE event : {eventHandle, retEventHandle})
+    for (HANDLE event : {eventHandle, retEventHandle, markHandle})
         if (event != nullptr)
             CloseHandle(event);
     CloseMemory();
@@ -46,7 +51,6 @@ void CSyncSender::SetName(const char* baseName) {
     eventName = GlobalObjectName(baseName) + "_WdEvent";
     retEventName = GlobalObjectName(baseName) + "_WdEvent_ret";
     memoryName = name + "_WdMemory"; // the memory puts the prefix before it itself
-    markName = GlobalObjectName(memoryName.c_str());
 }
 
 void* CSyncSender::OpenMemory(std::size_t bytes) {
@@ -59,6 +63,8 @@ void* CSyncSender::OpenMemory(std::size_t bytes) {
         WDLOG_ERROR("Failed to lock shared memory");
         return nullptr;
     }
+    if (markHandle == nullptr)
+        markHandle = OpenFileMappingA(FILE_MAP_ALL_ACCESS, FALSE, GlobalObjectName(memoryName.c_str()).c_str());
     return address;
 }
 
@@ -78,19 +84,23 @@ bool CSyncSender::openEvents() {
     return openEvent(eventHandle, eventName) && openEvent(retEventHandle, retEventName);
 }
 
-bool CSyncSender::Send(bool pauseAfter, wdlt::ExchangeMarks marks) {
+bool CSyncSender::Send(bool pauseAfter, wdlt::ExchangeMarks marks, DWORD milliseconds) {
+    isOwnReply = false;
     if (!openEvents())
         return false;
     // In this order: a reply that came too late for the exchange before must not answer this one.
     ResetEvent(retEventHandle);
-    if (marks.asked != 0)
-        SetMark(marks.asked);
+    // Without its mark nobody could tell a reply that comes after this asker's death.
+    if (marks.asked != 0 && !SetMark(marks.asked)) {
+        WDLOG_ERROR("Failed to mark the request: %lu", static_cast<unsigned long>(GetLastError()));
+        return false;
+    }
     SetEvent(eventHandle);
     WDLOG_ENTRY("***Waiting response...");
-    const wdlt::Reply reply = wdlt::awaitReply(retEventHandle, wdlt::kReplyWaitMs);
-    if (marks.asked != 0 && reply != wdlt::Reply::TimedOut)
-        SetMark(marks.answered);
-    const bool answered = reply == wdlt::Reply::Came;
+    isOwnReply = marks.answered == 0 || isHeardUnanswered();
+    const bool answered = wdlt::awaitReply(retEventHandle, milliseconds) == wdlt::Reply::Came;
+    if (marks.asked != 0 && answered)
+        SetMark(isOwnReply ? 0 : marks.answered);
     if (answered)
         WDLOG_ENTRY("***Waiting was successful...");
     else
@@ -100,29 +110,32 @@ bool CSyncSender::Send(bool pauseAfter, wdlt::ExchangeMarks marks) {
     return answered;
 }
 
-// By its name each time: a sender may have closed the memory, in which others look whether a service runs.
-template <class Use>
-void CSyncSender::useMark(Use&& use) const {
-    HANDLE mapping = OpenFileMappingA(FILE_MAP_ALL_ACCESS, FALSE, markName.c_str());
-    if (mapping == nullptr)
-        return;
-    use(mapping);
-    CloseHandle(mapping);
+// Right behind a request, when a question of somebody else's may be left. A service answers what it has in hand before it
+// takes the next: a request that is taken while the reply isn't there was all that the service had. Whoever looks late
+// sees both, and can't tell whose the reply is; so the first look is a short spin.
+bool CSyncSender::isHeardUnanswered() const {
+    const ULONGLONG start = GetTickCount64();
+    for (;;) {
+        const bool isHeard = WdEventTaker(eventHandle) != 0;
+        const bool isAnswered = WdEventTaker(retEventHandle) == 0;
+        const ULONGLONG waited = GetTickCount64() - start;
+        if (isHeard || isAnswered || waited > wdlt::kAfterSendPauseMs)
+            return isHeard && !isAnswered;
+        if (waited > 2)
+            Sleep(1);
+    }
 }
 
 ULONGLONG CSyncSender::Mark() const {
-    ULONGLONG mark = 0;
-    useMark([&](HANDLE mapping) { mark = WdMappingMark(mapping); });
-    return mark;
+    return markHandle == nullptr ? 1 : WdMappingMark(markHandle);
 }
 
-void CSyncSender::SetMark(ULONGLONG mark) const {
-    useMark([&](HANDLE mapping) { WdSetMappingMark(mapping, mark); });
+bool CSyncSender::SetMark(ULONGLONG mark) const {
+    return WdSetMappingMark(markHandle, mark) != FALSE;
 }
 
-void CSyncSender::AwaitLeft(DWORD milliseconds) {
-    if (openEvents())
-        wdlt::awaitReply(retEventHandle, milliseconds);
+wdlt::Reply CSyncSender::AwaitLeft(DWORD milliseconds) {
+    return openEvents() ? wdlt::awaitReply(retEventHandle, milliseconds) : wdlt::Reply::ServiceGone;
 }
 
 ULONGLONG CSyncSender::StillLeft(ULONGLONG left) {
@@ -131,5 +144,5 @@ ULONGLONG CSyncSender::StillLeft(ULONGLONG left) {
     for (HANDLE event : {eventHandle, retEventHandle})
         if (left != 0 && WaitForSingleObject(event, 0) == WAIT_OBJECT_0)
             --left;
-    return left;
+    return std::min<ULONGLONG>(left, 1);
 }

@@ -7,6 +7,7 @@
 #pragma once
 
 #include "ShareMemory.h"
+#include "Waits.h"
 
 #include <cstddef>
 #include <string>
@@ -18,7 +19,11 @@ enum class Reply { Came, TimedOut, ServiceGone };
 // Waits for the service's reply event. A service that dies takes its handle with it, which a look every 100 ms notices.
 Reply awaitReply(HANDLE reply, DWORD milliseconds);
 
-// What the mark is to say from the request on, and once it is answered; also when nobody is there to answer it.
+// What is left of the minute that began at this GetTickCount64.
+DWORD restOfReplyWait(ULONGLONG start);
+
+// What the mark is to say from the request on, and once it is answered. Without an answer it stays: the request may
+// still reach a service, also one that has come since.
 struct ExchangeMarks {
     ULONGLONG asked = 0; // 0: the mark isn't touched
     ULONGLONG answered = 0;
@@ -38,31 +43,35 @@ class CSyncSender {
     // The memory's address, of `bytes` bytes at least; null (logged) when no service is running.
     void* OpenMemory(std::size_t bytes);
     void CloseMemory();
-    // Raises the request and waits for the reply, up to a minute. False without the events, without a reply in time,
-    // and soon after the service has died. `pauseAfter`: the next exchange must not follow at once.
-    bool Send(bool pauseAfter, wdlt::ExchangeMarks marks = {});
+    // Raises the request and waits for the reply, up to a minute. False without the events or the mark, without a reply
+    // in time, and soon after the service has died. `pauseAfter`: the next exchange must not follow at once.
+    bool Send(bool pauseAfter, wdlt::ExchangeMarks marks = {}, DWORD milliseconds = wdlt::kReplyWaitMs);
+    // Whether the last reply is certainly that to the last request: nothing was left, or the service was seen to have
+    // heard the request and answered nothing yet.
+    bool IsOwnReply() const { return isOwnReply; }
 
-    // The mark; 0 when nothing was left with the service, or there is none.
+    // The mark; 0 when nothing was left with the service. It can be had from OpenMemory on.
     ULONGLONG Mark() const;
-    void SetMark(ULONGLONG mark) const;
+    bool SetMark(ULONGLONG mark) const;
     // Waits for the answer to what was left with the service.
-    void AwaitLeft(DWORD milliseconds);
+    wdlt::Reply AwaitLeft(DWORD milliseconds);
     // Of `left` questions that were left with the service those that may still be answered, as far as can be told: one
-    // that it never heard is taken back, and one that it has answered meanwhile is over.
+    // that it never heard is taken back, and one that it has answered meanwhile is over. No more than one, as a service
+    // has no more in hand: two answers that nobody took look like one.
     ULONGLONG StillLeft(ULONGLONG left);
 
   private:
     static bool openEvent(HANDLE& event, const std::string& eventName);
     bool openEvents();
-    template <class Use>
-    void useMark(Use&& use) const;
+    bool isHeardUnanswered() const;
 
     std::string name;
     std::string eventName;
     std::string retEventName;
     std::string memoryName;
-    std::string markName; // of the memory, with its prefix
     HANDLE eventHandle = nullptr;
     HANDLE retEventHandle = nullptr;
+    HANDLE markHandle = nullptr; // of the memory's mapping, which a sender may close before it sends
+    bool isOwnReply = false;
     CWdShareMemory memory;
 };

@@ -129,7 +129,7 @@ std::int32_t CCfgHelper::IsProtocolHandlerEnabled(std::uint32_t protocol) {
 }
 
 // One action at a time in all processes: the memory is the service's only one.
-std::int32_t CCfgHelper::ActionEventSender(const Action& action) {
+std::int32_t CCfgHelper::ActionEventSender(const Action& action, const std::function<bool()>& layAgain) {
     const bool needsReply = (action.waitReply & 0xFF) != 0;
     CWdMutex mutex(wdlt::createMutex("wdlt_action_mutex"));
     const WdltSingleLock lock(&mutex);
@@ -145,21 +145,35 @@ std::int32_t CCfgHelper::ActionEventSender(const Action& action) {
         return needsReply ? WDLT_E_GENERAL : WDLT_OK;
     }
     // The mark counts the questions whose answers may still come.
-    const ULONGLONG left = sender.StillLeft(sender.Mark());
-    const ActionMemory question{-1, action};
-    std::memcpy(memory, &question, sizeof question);
-    if (!sender.Send(!needsReply, {left + 1, left})) {
-        WDLOG_ERROR("Failed to send in ActionEventSender");
-        return WDLT_E_GENERAL;
-    }
+    constexpr int kRounds = 4;
+    const ULONGLONG start = GetTickCount64();
+    ULONGLONG left = sender.StillLeft(sender.Mark());
     std::int32_t reply = 0;
-    std::memcpy(&reply, memory, sizeof reply);
+    for (int round = 1;; ++round) {
+        const ActionMemory question{-1, action};
+        std::memcpy(memory, &question, sizeof question);
+        if (!sender.Send(!needsReply, {left + 1, left}, wdlt::restOfReplyWait(start))) {
+            WDLOG_ERROR("Failed to send in ActionEventSender");
+            return WDLT_E_GENERAL;
+        }
+        std::memcpy(&reply, memory, sizeof reply);
+        if (sender.IsOwnReply())
+            break;
+        WDLOG_TRACE("The reply in ActionEventSender may be that to an earlier action");
+        // If it was, this question is still there: taken back, or its answer awaited. If it wasn't, or both answers came
+        // at once, nothing is left. The next round mostly sees that; else only a minute without an answer tells.
+        left = sender.StillLeft(left);
+        const bool isLast = round == kRounds;
+        const DWORD rest = wdlt::restOfReplyWait(start);
+        if (left != 0 && sender.AwaitLeft(isLast ? rest : std::min(rest, wdlt::kAfterSendPauseMs)) == wdlt::Reply::Came)
+            left = 0;
+        if (left == 0 || (isLast && rest > wdlt::kReplyWaitMs - 1000))
+            sender.SetMark(0);
+        if ((isLast && left != 0) || (layAgain && !layAgain()))
+            return WDLT_E_GENERAL;
+    }
     sender.CloseMemory();
     if (!needsReply)
         Sleep(wdlt::kAfterSendPauseMs);
-    if (left != 0) {
-        WDLOG_TRACE("The reply in ActionEventSender may be that to an earlier action");
-        return WDLT_E_GENERAL;
-    }
     return reply;
 }

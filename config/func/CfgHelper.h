@@ -6,6 +6,7 @@
 #include "Cfg.h"
 
 #include <cstdint>
+#include <functional>
 
 class CCfgHelper {
   public:
@@ -48,9 +49,11 @@ class CCfgHelper {
         std::uint32_t action;
         std::uint32_t waitReply; // its lowest byte: whether the reply is needed
     };
-    // The service's reply. Without a running service -1 when a reply is needed, else 0; -1 when none comes in time, and
-    // when the one that comes may be that to an earlier action, whose asker died or gave up.
-    std::int32_t ActionEventSender(const Action& action);
+    // The service's reply. Without a running service -1 when a reply is needed, else 0; -1 when none comes in time. A
+    // reply that may be that to an earlier action, whose asker died or gave up, is not taken: the service is asked
+    // anew, until it is certain. `layAgain`, called before that, lays down what belongs to the question and
+    // is the service's to change; false ends it with -1.
+    std::int32_t ActionEventSender(const Action& action, const std::function<bool()>& layAgain = {});
 
   private:
     CCfg m_cfg;

@@ -48,9 +48,15 @@ std::optional<bool> askService(CCfgHelper& family, std::uint32_t listType, const
         return std::nullopt;
     }
     const Question question{listType, url, 0, 0};
-    std::memcpy(view, &question, kQuestionBytes - sizeof question.reserved);
-    memory.Unmap();
-    if (family.ActionEventSender({WDLT_PROTOCOL_HTTP, WDLT_SCAN_URL_FILTER, kIsUrlOnList, 1}) != 0)
+    const auto layDown = [&] {
+        std::memcpy(view, &question, kQuestionBytes - sizeof question.reserved);
+        memory.Unmap();
+        return true;
+    };
+    layDown();
+    // Again without the flag that the answer to somebody else's question may have left.
+    const auto layAgain = [&] { return memory.Map(&view, false, kQuestionBytes) && layDown(); };
+    if (family.ActionEventSender({WDLT_PROTOCOL_HTTP, WDLT_SCAN_URL_FILTER, kIsUrlOnList, 1}, layAgain) != 0)
         return std::nullopt;
     if (!memory.Map(&view, false, kQuestionBytes)) {
         WDLOG_ERROR("CFuncUrlf::IsUrlRecordExists - Failed to lock shared memory for result.");
