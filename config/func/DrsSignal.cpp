@@ -6,6 +6,7 @@
 #include "Waits.h"
 #include "WdCommon/DebugLog.h"
 
+#include <platform/robust.h>
 #include <platform/win32.h>
 #include <wdltcfg/status.h>
 
@@ -45,11 +46,20 @@ std::int32_t signalDrs() {
         WDLOG_TRACE("Failed to open DRS event or Wardlet is not running");
         return WDLT_OK;
     }
-    // In this order: a reply that came too late for the signal before must not answer this one.
-    ResetEvent(reply.get());
+    const ULONGLONG start = GetTickCount64();
+    // A writer that died before its answer left its role at the reply event. What the service never heard is taken back.
+    if (WdTagRole(WdEventTaker(reply.get())) == WD_ROLE_ALONE && WaitForSingleObject(request.get(), 0) != WAIT_OBJECT_0)
+        awaitReply(reply.get(), kReplyWaitMs);
+    // In this order: a reply that came too late for the signal before must not answer this one. Taken with a role, the
+    // event tells until the answer that a signal is out; the wait takes it without one.
+    SetEvent(reply.get());
+    WdWaitForEvent(reply.get(), WD_ROLE_ALONE, 0, nullptr, nullptr);
     SetEvent(request.get());
     WDLOG_ENTRY("***DRS Waiting response (Max 60 sec.)...");
-    if (awaitReply(reply.get(), kReplyWaitMs) != Reply::Came) {
+    const Reply answer = awaitReply(reply.get(), restOfReplyWait(start));
+    if (answer != Reply::Came) {
+        SetEvent(reply.get()); // given up: the next signal goes out at once
+        ResetEvent(reply.get());
         WDLOG_ERROR("***DRS Waiting has timeout...");
         return WDLT_E_NO_ANSWER;
     }

@@ -1,4 +1,5 @@
 // DRS's switches and settings through their exports, and the signal by which the service hears of them.
+#include "Child.h"
 #include "DrsService.h"
 #include "FakeService.h"
 #include "LockState.h"
@@ -224,6 +225,20 @@ TEST_F(Drs, EachServiceThatCallersFear) {
     EXPECT_TRUE(library.logged("CFuncDRSCfg::WriteConfig(): return -26"));
     EXPECT_TRUE(isMutexFree());
     EXPECT_TRUE(isLockFree());
+}
+
+// Its answer would end the next writer's wait before the service has heard of the next change.
+TEST_F(Drs, AKilledWritersAnswerIsAwaitedFirst) {
+    const auto enable = WDLT_CALL(library, WdltDRSEnable);
+    const DrsEvents service;
+    Child killed([&] { return enable(2); });
+    ASSERT_EQ(waitFor(service.request, INFINITE), DWORD{WAIT_OBJECT_0});
+    killed.kill();
+    std::jthread next([&] { EXPECT_EQ(enable(3), WDLT_OK); });
+    EXPECT_EQ(waitFor(service.request, 300), DWORD{WAIT_TIMEOUT});
+    SetEvent(service.reply.get());
+    EXPECT_EQ(waitFor(service.request, 20'000), DWORD{WAIT_OBJECT_0});
+    SetEvent(service.reply.get());
 }
 
 // The signal has events of its own, but is one exchange of the writers' like any other.
