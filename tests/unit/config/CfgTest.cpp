@@ -490,13 +490,13 @@ TEST(ActionEvent, AnAnswerThatMayBeAnothersIsNotBelieved) {
         const TimeScale patient("0.05");
         std::atomic<bool> isOver{false};
         std::thread service([&] {
-            EXPECT_TRUE(objects.hears());
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
             if (c.isHeard)
-                answer(7); // to the first
-            do {
+                answer(7); // to the first, before it takes the next
+            while (objects.hears() && !isOver) {
                 std::this_thread::sleep_for(std::chrono::milliseconds(5));
                 answer(0);
-            } while (objects.hears() && !isOver);
+            }
         });
         const std::int32_t status = ask();
         EXPECT_TRUE(status == 0 || (status == WDLT_E_GENERAL && ask() == 0)) << status;
