@@ -25,8 +25,9 @@
    stores: at once when none runs, else up to 60 s for its answer, and 100 ms more. Nothing is stored or told where
    nothing differs and the comment says so.
 
-   A service that dies while it is told isn't waited for. When a writer died while it told the service, the next one waits
-   for that answer first, within the same minute.
+   A service that dies while it is told isn't waited for, unless another has taken its place within 100 ms: then the
+   minute passes. When a writer died while it told the service, the next one waits for that answer first, within the same
+   minute.
 
    Several values of one record are stored one after the other. The first failure ends a write: values before it stay
    stored, those behind it stay as they were, and the service isn't told of that record.
