@@ -8,6 +8,7 @@
 #include "Tree.h"
 #include "UrlCategoryDB.h"
 
+#include <Sanitizers.h>
 #include <wdltcfg/addresses.h>
 #include <wdltcfg/records.h>
 #include <wdltcfg/status.h>
@@ -43,7 +44,8 @@ void lookFor(const void* memory, std::size_t bytes) {
 
 } // namespace
 
-// The library's too: it finds this one first.
+// The library's too: it finds this one first. The sanitizers have their own.
+#if !defined(WDLT_ADDRESS_SANITIZER) && !defined(WDLT_THREAD_SANITIZER)
 void operator delete(void* memory) noexcept {
     lookFor(memory, malloc_usable_size(memory));
     std::free(memory); // NOLINT: the standard's operator new takes it from there
@@ -51,6 +53,7 @@ void operator delete(void* memory) noexcept {
 void operator delete(void* memory, std::size_t) noexcept {
     operator delete(memory);
 }
+#endif
 
 namespace {
 

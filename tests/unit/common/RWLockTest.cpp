@@ -171,12 +171,11 @@ TEST(RWLock, WhatCantBeMadeFailsWithALine) {
 }
 
 // A scope that couldn't have the lock gives nothing back: neither another's token nor another thread's read.
-TEST(RWLock, AScopeWithoutTheLockGivesNothingAway) {
-    const auto lock = makeShared();
+void refuseScopes(CWdRWLock* lock) WD_NO_THREAD_SAFETY_ANALYSIS {
     HANDLE const token = OpenEventA(EVENT_ALL_ACCESS, FALSE, "Global\\test_RW_EVENT");
     lock->LockWrite();
     ASSERT_TRUE(WdTestFailCall("futex_wait", 1, 22));
-    { const CWdRWWriteLock refused(lock.get()); }
+    { const CWdRWWriteLock refused(lock); }
     ASSERT_TRUE(WdTestFailCall("futex_wait", 1, 22));
     EXPECT_FALSE(lock->LockRead()); // and doesn't run beside the writer
     WdTestFailCall("futex_wait", 0, 0);
@@ -186,13 +185,16 @@ TEST(RWLock, AScopeWithoutTheLockGivesNothingAway) {
     lock->LockRead();
     {
         std::optional<layer_doubles::Refusal> withoutViews(layer_doubles::Refused::Views);
-        const CWdRWReadLock refused(lock.get());
+        const CWdRWReadLock refused(lock);
         withoutViews.reset();
     }
     EXPECT_EQ(WaitForSingleObject(token, 0), WAIT_TIMEOUT);
     lock->UnlockRead();
     EXPECT_EQ(WaitForSingleObject(token, 0), WAIT_OBJECT_0);
     CloseHandle(token);
+}
+TEST(RWLock, AScopeWithoutTheLockGivesNothingAway) {
+    refuseScopes(makeShared().get());
 }
 
 TEST(RWLock, WithoutItsObjectsItLogsAndGoesOn) {

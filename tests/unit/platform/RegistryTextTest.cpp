@@ -72,7 +72,7 @@ TEST(RegistryText, WideTextOfAnyUnitsAndOfOddSizeIsKept) {
     EXPECT_EQ(wideBytes(key.get(), WTEXT("o")), odd);
     EXPECT_EQ(key.bytes("o"), "ab");
     char narrow[] = "####"; // a reader that relies on the end finds one where there is room, and no size that counts it
-    for (DWORD room : {2, 3}) {
+    for (DWORD room : {2u, 3u}) {
         DWORD size = room;
         EXPECT_EQ(RegQueryValueExA(key.get(), "o", nullptr, nullptr, reinterpret_cast<BYTE*>(narrow), &size), 0);
         EXPECT_EQ(size, 2u);
