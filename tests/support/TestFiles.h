@@ -17,7 +17,7 @@ class TestFiles : public testing::Test {
         umask(022);
         std::filesystem::permissions(TestHome::instance().path(), std::filesystem::perms(0755)); // for other users
         std::filesystem::create_directory(folder);
-        std::fflush(stdout);                // before there are children with the same buffer
+        std::fflush(stdout); // before there are children with the same buffer
         if (homeHasGroup)
             giveHomeToGroup();
         GetFileAttributesA(folder.c_str()); // the layer finds its home, with system calls that no test counts
