@@ -184,10 +184,10 @@ bool RegistryEnvironment::beginRead(Transaction& transaction) WD_NO_THREAD_SAFET
 bool RegistryEnvironment::beginWrite(Transaction& transaction) WD_NO_THREAD_SAFETY_ANALYSIS {
     m_gate.enter();
     start(transaction, true);
+    if (m_engine != nullptr)
+        forgetDeadReadersOfGrownFile(); // before the turn at writing: no turn is taken behind the engine's mutex
     if (!transaction.note(m_engine == nullptr ? kClosed : startWriter(transaction.m_handle)))
         end(transaction);
-    else
-        forgetDeadReadersOfGrownFile();
     return transaction.isRunning();
 }
 
