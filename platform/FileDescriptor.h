@@ -48,6 +48,10 @@ inline bool reserve(int file, off_t length) {
     return true;
 }
 
+inline bool isSameFile(const struct stat& one, const struct stat& other) {
+    return one.st_ino == other.st_ino && one.st_dev == other.st_dev;
+}
+
 // Whether a file of a folder that strangers may write to is one to write to: a plain file that has no other name, since
 // that may be anybody's. One that everybody may write to needs no such care, and one that begins with `magic` is ours:
 // those a stranger may give a second name without shutting anybody out.

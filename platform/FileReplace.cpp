@@ -236,7 +236,7 @@ DWORD replaceFileBy(fs::path target, const fs::path& replacement) {
         errno = isThere ? errno : ENOENT;
         return errorOfPath(target);
     }
-    if (made.st_dev == old.st_dev && made.st_ino == old.st_ino)
+    if (isSameFile(made, old))
         return ERROR_SHARING_VIOLATION; // two names of one file: a rename would do nothing and succeed
     const FileDescriptor origin = openFolderOf(replacement);
     if (!origin.valid() || !takeRights(source.get(), old) || sys::fsync(source.get()) != 0)

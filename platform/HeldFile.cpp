@@ -1,5 +1,7 @@
 #include "HeldFile.h"
 
+#include "FileLock.h"
+
 #include <cstdio>
 #include <sys/file.h>
 
@@ -7,16 +9,7 @@ namespace wd {
 namespace {
 
 constexpr mode_t kOwnMode = 0600;
-
-// F_RDLCK or F_WRLCK of the open file, which doesn't meet flock's, or F_UNLCK. False with errno, EAGAIN while another has
-// it.
-bool lockFirstByte(int file, short type) {
-    struct flock lock {};
-    lock.l_type = type;
-    lock.l_whence = SEEK_SET;
-    lock.l_len = 1;
-    return sys::fcntl_lock(file, F_OFD_SETLK, &lock) == 0;
-}
+constexpr off_t kLockByte = 0;
 
 // The name that an open file without one is linked by.
 struct OwnName {
@@ -35,7 +28,7 @@ bool leadsTo(int folder, const char* name, int file) {
     if (sys::fstat(file, &opened) != 0 || sys::fstatat(folder, name, &named, AT_SYMLINK_NOFOLLOW) != 0)
         return false;
     errno = ENOENT;
-    return opened.st_ino == named.st_ino && opened.st_dev == named.st_dev;
+    return isSameFile(opened, named);
 }
 
 } // namespace
@@ -60,7 +53,7 @@ bool HeldFile::make(int folder, const char* name) {
 // One that has its name already may have been taken for left behind before it was locked: whoever did removes it.
 bool HeldFile::hold(int folder, const char* name) {
     struct stat status {};
-    if (lockFirstByte(m_file.get(), F_WRLCK) && sys::fstat(m_file.get(), &status) == 0) {
+    if (lockByte(m_file.get(), kLockByte, F_WRLCK) && sys::fstat(m_file.get(), &status) == 0) {
         errno = EAGAIN;
         return !m_isNamed || status.st_nlink != 0;
     }
@@ -78,7 +71,7 @@ bool HeldFile::publish(int folder, const char* name) {
 
 void HeldFile::release() {
     if (m_file.valid())
-        lockFirstByte(m_file.get(), F_UNLCK);
+        lockByte(m_file.get(), kLockByte, F_UNLCK);
     m_file.reset();
 }
 
@@ -87,7 +80,7 @@ bool HeldFile::removeLeftBehind(int folder, const char* name) {
     const LockDescriptor left =
         LockDescriptor::from([&] { return FileDescriptor(sys::openat(folder, name, kFlags, 0)); });
     // One remover at a time, so that the name stays this file's to the end.
-    return left.valid() && sys::flock(left.get(), LOCK_EX | LOCK_NB) == 0 && lockFirstByte(left.get(), F_RDLCK) &&
+    return left.valid() && sys::flock(left.get(), LOCK_EX | LOCK_NB) == 0 && lockByte(left.get(), kLockByte, F_RDLCK) &&
            leadsTo(folder, name, left.get()) && sys::unlinkat(folder, name, 0) == 0;
 }
 

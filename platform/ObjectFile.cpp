@@ -1,6 +1,7 @@
 #include "ObjectFile.h"
 
 #include "Deadline.h"
+#include "FileLock.h"
 #include "LastError.h"
 #include "PageGuard.h"
 
@@ -15,31 +16,19 @@ namespace wd {
 namespace {
 
 constexpr int kOpenFlags = O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
-constexpr std::chrono::milliseconds kSettleTime{
-    1000}; // to find the object in a state to use, against others that come and go
+// To find the object in a state to use, against others that come and go.
+constexpr std::chrono::milliseconds kSettleTime{1000};
 constexpr std::chrono::milliseconds kCreatorTime{5000}; // how long a creator may need for its few steps
 constexpr std::chrono::milliseconds kWriterTime{100};   // how long the few stores of a text may need
+constexpr off_t kLockByte = 0;                          // locked for reading by whoever has the object
 constexpr std::size_t kBlockBytes = 512;                // the unit of st_blocks
 
 DWORD lastSystemError() {
     return errorFromErrno(errno);
 }
 
-struct flock firstByte(short type) {
-    struct flock lock {};
-    lock.l_type = type;
-    lock.l_whence = SEEK_SET;
-    lock.l_len = 1;
-    return lock;
-}
-
 bool lockFile(int file, short type) {
-    struct flock lock = firstByte(type);
-    return sys::fcntl_lock(file, F_OFD_SETLK, &lock) == 0;
-}
-
-bool isSameFile(const struct stat& one, const struct stat& other) {
-    return one.st_ino == other.st_ino && one.st_dev == other.st_dev;
+    return lockByte(file, kLockByte, type);
 }
 
 bool isLockHeldElsewhere() {
@@ -341,8 +330,8 @@ void ObjectFile::leave() {
 }
 
 bool ObjectFile::isOpenElsewhere() const {
-    struct flock lock = firstByte(F_WRLCK);
-    return sys::fcntl_lock(m_file.get(), F_OFD_GETLK, &lock) != 0 || lock.l_type != F_UNLCK;
+    bool locked = true;
+    return !askForLock(m_file.get(), kLockByte, 1, locked) || locked;
 }
 
 void ObjectFile::discard() {

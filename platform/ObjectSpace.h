@@ -34,14 +34,14 @@ class ObjectSpace {
     // An object's file, not open yet.
     ObjectFile file(const std::string& name) const { return {m_directory.get(), name}; }
 
-    // To open an object takes three steps, the second without the mutex, since it may wait for others:
-    // 1. find: the object of a file's name, when this process has it, with one more reference. Null with an error,
-    // which
-    //    is 0 when the process doesn't have it.
-    // 2. prepare, and ObjectFile::acquire of what it gives.
-    // 3. keep: the object of the acquired file, likewise; another thread's, when that was quicker.
+    // To open an object takes three steps: find; prepare, and ObjectFile::acquire of what it gives; keep. The second
+    // goes without the mutex, since it may wait for others.
+    //
+    // The object of a file's name, when this process has it, with one more reference. Null with an error, which is 0
+    // when the process doesn't have it.
     KernelObject* find(const std::string& file, const ObjectPlan& plan, DWORD& error) WD_REQUIRES(objectsMutex);
     ObjectFile prepare(const std::string& file, ObjectPlan& plan) WD_REQUIRES(objectsMutex);
+    // The object of the acquired file, likewise; another thread's, when that was quicker.
     KernelObject* keep(ObjectFile file, const ObjectPlan& plan, DWORD& error) WD_REQUIRES(objectsMutex);
     // Nothing refers to it any more; its memory may be gone.
     void close(KernelObject& object) WD_REQUIRES(objectsMutex);

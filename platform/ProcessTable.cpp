@@ -1,10 +1,12 @@
 #include "ProcessTable.h"
 
 #include "Deadline.h"
+#include "FileLock.h"
 #include "LastError.h"
 #include "PageGuard.h"
 #include "ProcessState.h"
 
+#include <platform/identity.h>
 #include <platform/steps.h>
 
 #include <array>
@@ -33,25 +35,7 @@ DWORD lastSystemError() {
 }
 
 bool lockRow(int file, std::uint32_t row, short type) {
-    struct flock lock {};
-    lock.l_type = type;
-    lock.l_whence = SEEK_SET;
-    lock.l_start = static_cast<off_t>(row);
-    lock.l_len = 1;
-    return sys::fcntl_lock(file, F_OFD_SETLK, &lock) == 0;
-}
-
-// Whether another process holds a lock on one of the rows. False with errno when that can't be told.
-bool isLocked(int file, std::uint32_t firstRow, std::uint32_t count, bool& locked) {
-    struct flock lock {};
-    lock.l_type = F_WRLCK;
-    lock.l_whence = SEEK_SET;
-    lock.l_start = static_cast<off_t>(firstRow);
-    lock.l_len = static_cast<off_t>(count);
-    if (sys::fcntl_lock(file, F_OFD_GETLK, &lock) != 0)
-        return false;
-    locked = lock.l_type != F_UNLCK;
-    return true;
+    return lockByte(file, static_cast<off_t>(row), type);
 }
 
 // What the system tells of a process.
@@ -98,12 +82,6 @@ std::uint64_t ownNamespaces() {
         return 0;
     sys::stat("/proc/self/ns/time", &times); // an older system has but one
     return std::uint64_t{numbers.st_ino} << 32 ^ times.st_ino;
-}
-
-std::uint32_t milliseconds() {
-    struct timespec time {};
-    ::clock_gettime(CLOCK_MONOTONIC, &time);
-    return static_cast<std::uint32_t>(time.tv_sec * 1000 + time.tv_nsec / 1'000'000);
 }
 
 // Tells, with the process's number, this run of a program from every other: from the one before an exec, and from a
@@ -190,7 +168,7 @@ DWORD ProcessTable::checkLayout() {
         // Another may have done so, and be using it, between the look above and the lock.
         bool good = isLaidDown();
         bool used = true;
-        if (!good && isLocked(m_file.get(), 1, kRows - 1, used) && !used) {
+        if (!good && askForLock(m_file.get(), 1, kRows - 1, used) && !used) {
             m_layout->version.store(kVersion, std::memory_order_relaxed);
             m_layout->magic.store(kMagic, std::memory_order_release);
             good = true;
@@ -251,12 +229,12 @@ bool ProcessTable::isAlive(Tag tag) const {
     if (row.generation.load(std::memory_order_acquire) != generationOf(tag))
         return false;
     bool locked = true;
-    if (isLocked(m_file.get(), rowOf(tag), 1, locked) && !locked)
+    if (askForLock(m_file.get(), rowOf(tag), 1, locked) && !locked)
         return false;
     // To ask the system takes ten times as long, and whoever waits for a busy lock asks at each turn.
     constexpr std::uint32_t kLookMs = 50;
     std::atomic<std::uint32_t>& seen = m_seen[rowOf(tag)];
-    const std::uint32_t now = milliseconds();
+    const auto now = static_cast<std::uint32_t>(::GetTickCount64());
     if (now - seen.load(std::memory_order_relaxed) < kLookMs)
         return true;
     if (isGone(row))

@@ -1,5 +1,6 @@
 #include "RegistryEnvironment.h"
 
+#include "Deadline.h"
 #include "LastError.h"
 #include "PageGuard.h"
 #include "RegistryName.h"
@@ -317,12 +318,12 @@ DWORD RegistryEnvironment::openWithPatience() {
     DWORD error = m_home.ensure();
     if (error != ERROR_SUCCESS)
         return error;
-    const auto until = std::chrono::steady_clock::now() + kOpenPatience;
+    const Deadline patience(kOpenPatience);
     for (;;) {
         error = openOnce();
         if (error != ERROR_BADDB && error != ERROR_REGISTRY_CORRUPT && error != ERROR_REGISTRY_IO_FAILED)
             return error;
-        if (std::chrono::steady_clock::now() >= until)
+        if (patience.isOver())
             return error;
         sys::nanosleep(&kOpenPause, nullptr);
     }

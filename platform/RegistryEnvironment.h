@@ -150,8 +150,8 @@ class RegistryEnvironment {
     NamespaceGuard m_namespace WD_GUARDED_BY(m_gate);
     void* m_map WD_GUARDED_BY(m_gate) = nullptr; // what the page guard watches
     const std::atomic<bool>* m_lost WD_GUARDED_BY(m_gate) = nullptr;
-    off_t m_fileBytes =
-        0; // the data file's size when it was last looked at; belongs to whoever has the turn at writing
+    // The data file's size when it was last looked at; belongs to whoever has the turn at writing.
+    off_t m_fileBytes = 0;
     EngineTurn m_writing{EngineTurn::At::Writing};
     EngineTurn m_readers{EngineTurn::At::Readers};
     std::atomic<std::size_t> m_pagesToLookAt{0}; // size of the file at which dead readers are looked for again

@@ -1,5 +1,6 @@
 #include "RegistryFiles.h"
 
+#include "FileLock.h"
 #include "LastError.h"
 #include "RegistryName.h"
 #include "RegistryRecord.h"
@@ -24,18 +25,6 @@ constexpr std::size_t kNamespaceLimit = 64;
 
 DWORD lastSystemError() {
     return errorFromErrno(errno);
-}
-
-bool lockByte(int file, off_t byte, short type, int command) {
-    struct flock lock {};
-    lock.l_type = type;
-    lock.l_whence = SEEK_SET;
-    lock.l_start = byte;
-    lock.l_len = 1;
-    while (sys::fcntl_lock(file, command, &lock) != 0)
-        if (errno != EINTR)
-            return false;
-    return true;
 }
 
 // Opens a file of the registry for reading and writing, or makes it with exactly `mode`, whatever the process's mask
@@ -90,7 +79,7 @@ void NamespaceGuard::release() {
     if (!m_file.valid())
         return;
     for (off_t byte = kUserByte; byte <= kOpenerByte; ++byte)
-        lockByte(m_file.get(), byte, F_UNLCK, F_OFD_SETLK);
+        lockByte(m_file.get(), byte, F_UNLCK);
     m_file.reset();
 }
 
@@ -121,7 +110,7 @@ DWORD NamespaceGuard::enter(const Home& home, const std::string& file) {
                      home.path().c_str());
         return ERROR_SHARING_VIOLATION;
     }
-    m_isFirst = lockByte(m_file.get(), kUserByte, F_WRLCK, F_OFD_SETLK);
+    m_isFirst = lockByte(m_file.get(), kUserByte, F_WRLCK);
     if (m_isFirst) {
         if (const DWORD error = storeNamespace(m_file.get(), own))
             return error;
@@ -148,7 +137,7 @@ DWORD NamespaceGuard::enter(const Home& home, const std::string& file) {
 }
 
 void NamespaceGuard::endOpening() {
-    lockByte(m_file.get(), kOpenerByte, F_UNLCK, F_OFD_SETLK);
+    lockByte(m_file.get(), kOpenerByte, F_UNLCK);
 }
 
 int EngineTurn::take(const NamespaceGuard& guard) {
@@ -160,7 +149,7 @@ int EngineTurn::take(const NamespaceGuard& guard) {
 }
 
 void EngineTurn::give(const NamespaceGuard& guard) {
-    lockByte(guard.file(), m_byte, F_UNLCK, F_OFD_SETLK);
+    lockByte(guard.file(), m_byte, F_UNLCK);
     m_threads.unlock();
 }
 

@@ -55,10 +55,6 @@ struct Failing<call, Result(Args...)> {
 template <auto& call>
 constexpr auto failing = &Failing<call, typename std::remove_reference_t<decltype(call)>::Signature>::function;
 
-} // namespace
-
-namespace {
-
 // With one of its own above the standard ones, of the same open file.
 int aboveStandard(int file) {
     if (file < 0 || file > STDERR_FILENO)

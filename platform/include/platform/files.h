@@ -26,7 +26,8 @@ inline constexpr DWORD FILE_END = 2;
 
 /* INVALID_HANDLE_VALUE on failure. Sharing is kept among users of the layer: without any, nobody else may have the file
    open; FILE_SHARE_READ lets in those who share it too. On success GetLastError is 183 when CREATE_ALWAYS or
-   OPEN_ALWAYS found a file, else 0. Closed with CloseHandle. */
+   OPEN_ALWAYS found a file, else 0. Closed with CloseHandle.
+   The child of a fork has none of its parent's file handles. */
 WD_API HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES attributes, DWORD disposition,
                           DWORD flags, HANDLE templateFile);
 /* Fewer bytes than asked only at the end of the file. `overlapped` must be null, here and below. */

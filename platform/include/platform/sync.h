@@ -1,6 +1,7 @@
 /* Locks inside one process, and kernel objects that the processes of one home share by name: mutexes, events,
    semaphores and memory. A named object exists as long as some living process has it open, however that process ends;
    names are case-sensitive and of one namespace for all kinds. An object without a name is of this process alone.
+   The file of one that everybody may open stays behind it, empty of what it held.
    All functions may be called from any thread. */
 #ifndef PLATFORM_SYNC_H
 #define PLATFORM_SYNC_H
