@@ -11,12 +11,13 @@ class CCfg {
     CCfg(const CCfg&) = delete;
     CCfg& operator=(const CCfg&) = delete;
 
-    // -3 for null (logged).
+    // WDLT_E_INVALID_ARGUMENT for null (logged).
     std::int32_t SetInterface(CCfgIF* cfgIF);
 
     // Reads the record at the address of `cfgData` into it. `size`: the record's, where it is known; 0 asks for it
-    // first, and a record that grows in between ends the read with -2. `initial`: `size` bytes that the record's helper
-    // is to find in its buffer, or null. -3 without an interface, -7 without memory, else the helper's status.
+    // first, and a record that grows in between ends the read with WDLT_E_BUFFER_SIZE. `initial`: `size` bytes that the
+    // record's helper is to find in its buffer, or null. WDLT_E_INVALID_ARGUMENT without an interface, WDLT_E_NO_MEMORY
+    // without memory, else the helper's status.
     std::int32_t Read(CCfgData& cfgData, std::uint64_t size, const void* initial) {
         return Read(cfgData, size, initial, initial != nullptr ? size : 0);
     }

@@ -17,7 +17,7 @@ class CCfgData {
     CCfgData(const CCfgData&) = delete;
     CCfgData& operator=(const CCfgData&) = delete;
 
-    // A copy of the bytes. -7 when memory is exhausted: the old bytes stay then.
+    // A copy of the bytes. WDLT_E_NO_MEMORY when memory is exhausted: the old bytes stay then.
     std::int32_t SetData(const void* bytes, std::uint64_t byteCount);
     // Bytes that are laid out already, without a copy.
     void TakeData(std::unique_ptr<BYTE[]> bytes, std::uint64_t byteCount);

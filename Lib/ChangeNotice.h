@@ -18,9 +18,9 @@ struct ChangeLines {
     void (*noAnswer)();
 };
 
-// Tells the service which address was written, then pauses. 0, also when no service runs; -26 when it doesn't answer.
-// What a writer that died has told is waited for first, within the rest of its minute, since the memory has room for
-// one. The caller holds the mutex.
+// Tells the service which address was written, then pauses. 0, also when no service runs; WDLT_E_NO_ANSWER when it
+// doesn't answer. What a writer that died has told is waited for first, within the rest of its minute, since the memory
+// has room for one. The caller holds the mutex.
 std::int32_t noticeChange(std::uint32_t protocol, std::uint32_t scan, const ChangeLines& lines);
 
 } // namespace wdlt

@@ -22,8 +22,8 @@ struct SealedField {
 
     static constexpr DWORD kMostBytes = 768;
 
-    // In the record, with a cipher set up for the direction. -1 after a line for what doesn't come out as it must; the
-    // record is then as it was.
+    // In the record, with a cipher set up for the direction. WDLT_E_GENERAL after a line for what doesn't come out as
+    // it must; the record is then as it was.
     std::int32_t open(Rijndael& cipher, std::uint8_t* record, const std::string& file) const;
     std::int32_t seal(Rijndael& cipher, std::uint8_t* record) const;
 };

@@ -7,7 +7,7 @@ class CUrlFilterDB : public wdlt::RecordFile {
   protected:
     CUrlFilterDB();
 
-    // `size` bytes as they stand in the file: -8 unless all of them are moved.
+    // `size` bytes as they stand in the file: WDLT_E_FILE unless all of them are moved.
     std::int32_t ReadData(void* buffer, DWORD size);
     std::int32_t WriteData(const void* buffer, DWORD size);
 

@@ -25,7 +25,8 @@ class ObjectSpace {
     static ObjectSpace* known();
     // In a child of a fork: every space gets a row for it, and no closed object is kept.
     static DWORD claimAllInChild() WD_REQUIRES(objectsMutex);
-    // At the end of the process: objects that are their creator's alone leave no file behind that would shut others out.
+    // At the end of the process: objects that are their creator's alone leave no file behind that would shut others
+    // out.
     static void discardAll() WD_REQUIRES(objectsMutex);
 
     const ProcessTable& processes() const { return m_processes; }

@@ -417,8 +417,8 @@ int RegistryEnvironment::openDatabase() {
     return code;
 }
 
-// The engine doesn't tell where its map is; but a record lies in it, and each page begins with its number. False when the
-// root's record isn't there, which is so in no registry.
+// The engine doesn't tell where its map is; but a record lies in it, and each page begins with its number. False when
+// the root's record isn't there, which is so in no registry.
 bool RegistryEnvironment::guardMap(MDB_txn* transaction) {
     const RecordKey recordKey("");
     MDB_val key = engineText(recordKey.view());

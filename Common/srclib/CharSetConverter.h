@@ -18,19 +18,20 @@ class CCharSetConverter {
     // `path` in place of what stands, unless it is null; then `name`, or the usual one, right behind it.
     void SetModulePathAndName(const char* path, const char* name);
 
-    // Loads the library, unless that was done, and starts it. -9999 when it fails to start while it is being loaded, -5
-    // when it can't be loaded otherwise, -14 when it lacks a function or refuses. After a failure this call leaves
-    // nothing loaded that wasn't before.
+    // Loads the library, unless that was done, and starts it. WDLT_E_CHARSET_START when it fails to start while it is
+    // being loaded, WDLT_E_LIBRARY when it can't be loaded otherwise, WDLT_E_CHARSET when it lacks a function or
+    // refuses. After a failure this call leaves nothing loaded that wasn't before.
     std::int32_t Initialize();
-    // -14 when the library refuses, and it stays loaded then.
+    // WDLT_E_CHARSET when the library refuses, and it stays loaded then.
     std::int32_t UnInitialize();
 
     // A charset's number is that of its bit plus 1; "" for a number without a charset.
     static const char* GetCharSetStr(DWORD number);
 
     // Converts a terminated text into `output` of `_MaxOutBufSize` bytes, which it zeroes first: the result has a
-    // terminator only where it leaves room for one. -3 and -2 for the arguments, -10 when nothing is loaded, -14 for a
-    // text that is malformed or can't be in the target charset.
+    // terminator only where it leaves room for one. WDLT_E_INVALID_ARGUMENT and WDLT_E_BUFFER_SIZE for the arguments,
+    // WDLT_E_CHARSET_HANDLE when nothing is loaded, WDLT_E_CHARSET for a text that is malformed or can't be in the
+    // target charset.
     std::int32_t ConvertResource(void* output, const char* _lptszInString, DWORD from, DWORD to,
                                  DWORD _MaxOutBufSize) const;
 

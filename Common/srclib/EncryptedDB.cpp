@@ -6,13 +6,11 @@
 #include <limits>
 #include <memory>
 #include <new>
+#include <wdltcfg/status.h>
 
 namespace {
 
 constexpr wdlt::RecordFile::Family kFamily{"enc", true, false};
-
-constexpr std::int32_t kFailed = -1;
-constexpr std::int32_t kNoMemory = -7;
 
 // The most that an item may have, so that its length stays in 32 bits with its padding.
 constexpr DWORD kMostPlainBytes = std::numeric_limits<std::int32_t>::max() - Rijndael::kBlockBytes;
@@ -28,7 +26,7 @@ CEncryptedDB::CEncryptedDB() : RecordFile(kFamily) {}
 std::int32_t CEncryptedDB::ReadData(void* buffer, DWORD size) {
     if (!isReading()) {
         WDLOGW(wdlt::kLogError, u"CEncryptedDB::ReadData(): Invalid mode (m_AccessMode=%d)", accessMode());
-        return kFailed;
+        return WDLT_E_GENERAL;
     }
     const bool fits = size <= kMostPlainBytes;
     const std::int32_t blockBytes = fits ? Rijndael::cipherBytes(static_cast<std::int32_t>(size)) : 0;
@@ -36,18 +34,18 @@ std::int32_t CEncryptedDB::ReadData(void* buffer, DWORD size) {
     const auto plain = fits ? allocate(static_cast<DWORD>(blockBytes)) : nullptr;
     if (cipher == nullptr || plain == nullptr) {
         WDLOGW(wdlt::kLogError, u"CEncryptedDB::ReadData(): Memory allocation error");
-        return kNoMemory;
+        return WDLT_E_NO_MEMORY;
     }
     if (const std::int32_t status = readBytes(cipher.get(), static_cast<DWORD>(blockBytes)); status != 0)
         return status;
     const std::int32_t plainBytes = m_rijndael.PadDecryptChained(cipher.get(), blockBytes, plain.get());
     if (plainBytes < 0) {
         WDLOG_ERROR("CEncryptedDB: Failed to decrypt a record (err=%d, file=%s)", plainBytes, file());
-        return kFailed;
+        return WDLT_E_GENERAL;
     }
     if (static_cast<DWORD>(plainBytes) > size) {
         WDLOG_ERROR("CEncryptedDB::ReadData(): A decrypted record is too large (size=%d, file=%s)", plainBytes, file());
-        return kFailed;
+        return WDLT_E_GENERAL;
     }
     std::copy_n(plain.get(), plainBytes, static_cast<std::uint8_t*>(buffer));
     return 0;
@@ -56,7 +54,7 @@ std::int32_t CEncryptedDB::ReadData(void* buffer, DWORD size) {
 std::int32_t CEncryptedDB::WriteData(const void* buffer, DWORD size) {
     if (!isWriting()) {
         WDLOGW(wdlt::kLogError, u"CEncryptedDB::WriteData(): Invalid mode (m_AccessMode=%d)", accessMode());
-        return kFailed;
+        return WDLT_E_GENERAL;
     }
     if (size == 0) {
         WDLOGW(wdlt::kLogTrace, u"CEncryptedDB::WriteData(): dwSizeToWrite is 0");
@@ -65,13 +63,13 @@ std::int32_t CEncryptedDB::WriteData(const void* buffer, DWORD size) {
     const auto cipher = size <= kMostPlainBytes ? allocate(size + Rijndael::kBlockBytes) : nullptr;
     if (cipher == nullptr) {
         WDLOGW(wdlt::kLogError, u"CEncryptedDB::WriteData(): Memory allocation error");
-        return kNoMemory;
+        return WDLT_E_NO_MEMORY;
     }
     const std::int32_t cipherBytes = m_rijndael.PadEncryptChained(static_cast<const std::uint8_t*>(buffer),
                                                                   static_cast<std::int32_t>(size), cipher.get());
     if (cipherBytes < 0) {
         WDLOGW(wdlt::kLogError, u"CEncryptedDB: Failed to encrypt a record (err=%d)", cipherBytes);
-        return kFailed;
+        return WDLT_E_GENERAL;
     }
     return writeBytes(cipher.get(), static_cast<DWORD>(cipherBytes));
 }

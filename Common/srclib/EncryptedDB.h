@@ -12,8 +12,8 @@ class CEncryptedDB : public wdlt::RecordFile {
     // Sets m_rijndael up, to decipher when `forWriting` is 0.
     std::int32_t InitEncryptionMethod(int forWriting) override = 0;
 
-    // One item of `size` plain bytes. A shorter one in the file leaves the rest of the buffer alone. -7 without memory,
-    // -8 for bytes that aren't there, -1 for what doesn't decipher or is longer.
+    // One item of `size` plain bytes. A shorter one in the file leaves the rest of the buffer alone. WDLT_E_NO_MEMORY
+    // without memory, WDLT_E_FILE for bytes that aren't there, WDLT_E_GENERAL for what doesn't decipher or is longer.
     std::int32_t ReadData(void* buffer, DWORD size);
     // Nothing at all for a size of 0.
     std::int32_t WriteData(const void* buffer, DWORD size);

@@ -4,6 +4,7 @@
 #include "WdCommon/DebugLog.h"
 
 #include <utility>
+#include <wdltcfg/status.h>
 
 // A line of the frame, with the name of the family's class in front. The texts say %hs, which is narrow text in both
 // entries of the log.
@@ -20,13 +21,6 @@
 namespace wdlt {
 namespace {
 
-constexpr std::int32_t kDone = 0;
-constexpr std::int32_t kFailed = -1;
-constexpr std::int32_t kTooManyRecords = -3;
-constexpr std::int32_t kNoFile = -6;
-constexpr std::int32_t kFileFailure = -8;
-constexpr std::int32_t kTempFileFailure = -13;
-
 // The last error as the lines print it.
 unsigned long lastError() {
     return GetLastError();
@@ -42,7 +36,7 @@ RecordFile::~RecordFile() {
 }
 
 std::int32_t RecordFile::InitEncryptionMethod(int /*forWriting*/) {
-    return kDone;
+    return WDLT_OK;
 }
 
 bool RecordFile::Lock() {
@@ -75,23 +69,23 @@ bool RecordFile::Lock() {
 std::int32_t RecordFile::OpenDBToRead(const char* pszFilename) {
     if (pszFilename == nullptr) {
         FRAME_ERROR("::OpenDBToRead(): pszFilename=NULL");
-        return kFailed;
+        return WDLT_E_GENERAL;
     }
     OpenedFile opened = openStoreFile(pszFilename, FILE_SHARE_READ);
     if (opened.outcome == OpenedFile::Outcome::NotOpened && opened.error == ERROR_FILE_NOT_FOUND) {
         if (m_family.tellsMissingFile)
             FRAME_TRACE("::OpenDBToRead(): no database file (err=%lu, file=%hs)", opened.error, pszFilename);
-        return kNoFile;
+        return WDLT_E_FILE_NOT_FOUND;
     }
     if (opened.outcome == OpenedFile::Outcome::NotOpened) {
         FRAME_ERROR("::OpenDBToRead(): ::CreateFile() failed (err=%lu, file=%hs)", opened.error, pszFilename);
-        return kFileFailure;
+        return WDLT_E_FILE;
     }
     if (opened.outcome == OpenedFile::Outcome::NotSought) {
         FRAME_ERROR("::OpenDBToRead(): ::SetFilePointer() failed (err=%lu, file=%hs)", opened.error, pszFilename);
-        return kFileFailure;
+        return WDLT_E_FILE;
     }
-    if (const std::int32_t status = InitEncryptionMethod(0); status != kDone) {
+    if (const std::int32_t status = InitEncryptionMethod(0); status != WDLT_OK) {
         FRAME_ERROR("::OpenDBToRead(): InitEncryptionMethod() failed (%d)", status);
         CloseHandle(opened.handle);
         return status;
@@ -99,7 +93,7 @@ std::int32_t RecordFile::OpenDBToRead(const char* pszFilename) {
     m_hFile.open(opened.handle);
     m_strFile = std::move(opened.name);
     m_AccessMode = kReading;
-    return kDone;
+    return WDLT_OK;
 }
 
 std::int32_t RecordFile::OpenTempFileToWrite() {
@@ -110,15 +104,15 @@ std::int32_t RecordFile::OpenTempFileToWrite() {
     case OpenedFile::Outcome::NoName:
         FRAME_ERROR("::OpenTempFileToWrite(): ::GetTempFileName() failed (path=\"%hs\", err=%lu)", m_strTempFolder,
                     made.error);
-        return kTempFileFailure;
+        return WDLT_E_TEMP_FILE;
     case OpenedFile::Outcome::NotOpened:
         FRAME_ERROR("::OpenTempFileToWrite(): ::CreateFile() failed (err=%lu, file=%hs)", made.error, made.name);
-        return kFileFailure;
+        return WDLT_E_FILE;
     case OpenedFile::Outcome::NotSought:
         FRAME_ERROR("::OpenTempFileToWrite(): ::SetFilePointer() failed (err=%lu, file=%hs)", made.error, made.name);
-        return kFileFailure;
+        return WDLT_E_FILE;
     }
-    if (const std::int32_t status = InitEncryptionMethod(1); status != kDone) {
+    if (const std::int32_t status = InitEncryptionMethod(1); status != WDLT_OK) {
         CloseHandle(made.handle);
         DeleteFileA(made.name.c_str());
         return status;
@@ -126,25 +120,25 @@ std::int32_t RecordFile::OpenTempFileToWrite() {
     m_hFile.open(made.handle);
     m_strFile = std::move(made.name);
     m_AccessMode = kWriting;
-    return kDone;
+    return WDLT_OK;
 }
 
 std::int32_t RecordFile::ReadDBHeader(DWORD& count) {
     if (!isReading()) {
         FRAME_ERROR("::ReadDBHeader(): Invalid mode (m_AccessMode=%d)", m_AccessMode);
-        return kFailed;
+        return WDLT_E_GENERAL;
     }
     if (m_pszDBGuid == nullptr) {
         FRAME_ERROR("::ReadDBHeader(): Not initialized (m_pszDBGuid=NULL)");
-        return kFailed;
+        return WDLT_E_GENERAL;
     }
     if (m_dwDBVersion == 0) {
         FRAME_ERROR("::ReadDBHeader(): Not initialized (m_dwDBVersion=0)");
-        return kFailed;
+        return WDLT_E_GENERAL;
     }
     if (!m_hFile.isOpen()) {
         FRAME_ERROR("::ReadDBHeader(): Not initialized (m_hFile=INVALID_HANDLE_VALUE)");
-        return kFailed;
+        return WDLT_E_GENERAL;
     }
     const HeaderFault fault = readStoreHeader({m_pszDBGuid, m_dwDBVersion}, count,
                                               [this](void* field, DWORD size) { return readHeaderField(field, size); });
@@ -157,14 +151,14 @@ std::int32_t RecordFile::ReadDBHeader(DWORD& count) {
         break;
     case HeaderFault::Kind::ForeignGuid:
         FRAME_ERROR("::ReadDBHeader(): Invalid GUID (file=%hs)", m_strFile);
-        return kFileFailure;
+        return WDLT_E_FILE;
     case HeaderFault::Kind::Version:
         FRAME_ERROR("::ReadDBHeader(): ::ReadFile() failed on reading version (err=%lu, file=%hs)", lastError(),
                     m_strFile);
         break;
     case HeaderFault::Kind::ForeignVersion:
         FRAME_ERROR("::ReadDBHeader(): Invalid version (version=0x%08x, file=%hs)", fault.version, m_strFile);
-        return kFileFailure;
+        return WDLT_E_FILE;
     case HeaderFault::Kind::Count:
         FRAME_ERROR("::ReadDBHeader(): ::ReadFile() failed on reading count (err=%lu, file=%hs)", lastError(),
                     m_strFile);
@@ -176,19 +170,19 @@ std::int32_t RecordFile::ReadDBHeader(DWORD& count) {
 std::int32_t RecordFile::WriteDBHeader(DWORD dwNumOfRecords) {
     if (!isWriting()) {
         FRAME_ERROR("::WriteDBHeader(): Invalid mode (m_AccessMode=%d)", m_AccessMode);
-        return kFailed;
+        return WDLT_E_GENERAL;
     }
     if (m_pszDBGuid == nullptr) {
         FRAME_ERROR("::WriteDBHeader(): Not initialized (m_pszDBGuid=NULL)");
-        return kFailed;
+        return WDLT_E_GENERAL;
     }
     if (m_dwDBVersion == 0) {
         FRAME_ERROR("::WriteDBHeader(): Not initialized (m_dwDBVersion=0)");
-        return kFailed;
+        return WDLT_E_GENERAL;
     }
     if (!m_hFile.isOpen()) {
         FRAME_ERROR("::WriteDBHeader(): Not initialized (m_hFile=INVALID_HANDLE_VALUE)");
-        return kFailed;
+        return WDLT_E_GENERAL;
     }
     const HeaderFault fault =
         writeStoreHeader({m_pszDBGuid, m_dwDBVersion}, dwNumOfRecords,
@@ -215,33 +209,33 @@ std::int32_t RecordFile::WriteDBHeader(DWORD dwNumOfRecords) {
 std::int32_t RecordFile::CopyTempFileToDB(const char* pszFilename) {
     if (!isWriting()) {
         FRAME_ERROR("::CopyTempFileToDB(): Invalid mode (m_AccessMode=%d)", m_AccessMode);
-        return kFailed;
+        return WDLT_E_GENERAL;
     }
     if (pszFilename == nullptr) {
         FRAME_ERROR("::CopyTempFileToDB(): pszFilename=NULL");
-        return kFailed;
+        return WDLT_E_GENERAL;
     }
     if (CopyFileA(m_strFile.c_str(), pszFilename, FALSE) == FALSE) {
         FRAME_ERROR("::CopyTempFileToDB: ::CopyFile() failed (err=%lu, from=%hs, to=%hs)", lastError(), m_strFile,
                     pszFilename);
-        return kTempFileFailure;
+        return WDLT_E_TEMP_FILE;
     }
-    return kDone;
+    return WDLT_OK;
 }
 
 std::int32_t RecordFile::DeleteTempFile() {
     if (!isWriting()) {
         FRAME_ERROR("::DeleteTempFile(): Invalid mode (m_AccessMode=%d)", m_AccessMode);
-        return kFailed;
+        return WDLT_E_GENERAL;
     }
     if (m_strFile.empty())
-        return kDone;
+        return WDLT_OK;
     if (DeleteFileA(m_strFile.c_str()) == FALSE) {
         FRAME_ERROR("::DeleteTempFile(): ::DeleteFile() failed (err=%lu, file=%hs)", lastError(), m_strFile);
-        return kTempFileFailure;
+        return WDLT_E_TEMP_FILE;
     }
     m_strFile.clear();
-    return kDone;
+    return WDLT_OK;
 }
 
 // The families' texts differ here by more than the class.
@@ -252,7 +246,7 @@ std::int32_t RecordFile::readBytes(void* buffer, DWORD size) {
             WDLOGW(kLogError, u"CEncryptedDB: ::ReadData() failed (err=%lu, file=%hs)", lastError(), m_strFile);
         else
             WDLOG_ERROR("CUrlFilterDB: ::ReadFile() failed (err=%lu, file=%s)", lastError(), m_strFile);
-        return kFileFailure;
+        return WDLT_E_FILE;
     }
     if (moved.bytes != size) {
         const unsigned long wanted = size;
@@ -263,9 +257,9 @@ std::int32_t RecordFile::readBytes(void* buffer, DWORD size) {
         else
             WDLOG_ERROR("CUrlFilterDB: Read size unmatched (dwReadSize=%lu, dwSizeToRead=%lu, file=%s)", got, wanted,
                         m_strFile);
-        return kFileFailure;
+        return WDLT_E_FILE;
     }
-    return kDone;
+    return WDLT_OK;
 }
 
 std::int32_t RecordFile::writeBytes(const void* buffer, DWORD size) {
@@ -280,7 +274,7 @@ std::int32_t RecordFile::flushBytes() {
 std::int32_t RecordFile::wroteBytes(const BufferedFile::Moved& moved, DWORD size) {
     if (!moved.done) {
         FRAME_ERROR(": ::WriteFile() failed (err=%lu, file=%hs)", lastError(), m_strFile);
-        return kFileFailure;
+        return WDLT_E_FILE;
     }
     if (moved.bytes != size) {
         const unsigned long wanted = size;
@@ -292,28 +286,29 @@ std::int32_t RecordFile::wroteBytes(const BufferedFile::Moved& moved, DWORD size
         else
             WDLOG_ERROR("CUrlFilterDB: Written size unmatched (dwWrittenSize=%lu, dwSizeToWrite=%lu, file=%s)", put,
                         wanted, m_strFile);
-        return kFileFailure;
+        return WDLT_E_FILE;
     }
-    return kDone;
+    return WDLT_OK;
 }
 
-RecordFile::Reading::Reading(RecordFile& file, const Store& store, const char* name) : m_file(file), m_status(kFailed) {
+RecordFile::Reading::Reading(RecordFile& file, const Store& store, const char* name)
+    : m_file(file), m_status(WDLT_E_GENERAL) {
     if (!m_file.Lock()) {
         WDLOG_ERROR("%s: Failed to lock for reading DB", store.name);
         return;
     }
     m_status = m_file.OpenDBToRead(name);
-    m_isUnopened = m_status != kDone;
-    if (m_status == kDone)
+    m_isUnopened = m_status != WDLT_OK;
+    if (m_status == WDLT_OK)
         m_status = m_file.ReadDBHeader(m_count);
-    if (m_status != kDone || m_count <= store.maximum)
+    if (m_status != WDLT_OK || m_count <= store.maximum)
         return;
     const unsigned long count = m_count;
     WDLOG_ERROR("%s: The DB file contains too many record (count=%lu, file=%s)", store.name, count, m_file.m_strFile);
     if (store.cutsLongLists)
         m_count = store.maximum;
     else
-        m_status = kFailed;
+        m_status = WDLT_E_GENERAL;
 }
 
 RecordFile::Reading::~Reading() {
@@ -325,30 +320,30 @@ std::int32_t RecordFile::beginWriting(const Store& store, DWORD count) {
     if (count > store.maximum) {
         const unsigned long value = count;
         WDLOG_ERROR("%s: Too big value (dwNumOfRecords=%lu)", store.name, value);
-        return kTooManyRecords;
+        return WDLT_E_INVALID_ARGUMENT;
     }
-    if (const std::int32_t status = OpenTempFileToWrite(); status != kDone) {
+    if (const std::int32_t status = OpenTempFileToWrite(); status != WDLT_OK) {
         WDLOG_ERROR("%s: Failed to open temporary file for writing DB", store.name);
         return status;
     }
-    if (const std::int32_t status = WriteDBHeader(count); status != kDone) {
+    if (const std::int32_t status = WriteDBHeader(count); status != WDLT_OK) {
         WDLOG_ERROR("%s: Failed to write DB header", store.name);
         CloseFile();
         DeleteTempFile();
         return status;
     }
-    return kDone;
+    return WDLT_OK;
 }
 
 std::int32_t RecordFile::endWriting(const Store& store, const char* file, std::int32_t status) {
     CloseFile();
-    if (status == kDone) {
+    if (status == WDLT_OK) {
         if (Lock()) {
             status = CopyTempFileToDB(file);
             Unlock();
         } else {
             WDLOG_ERROR("%s: Failed to lock for writing DB", store.name);
-            status = kFailed;
+            status = WDLT_E_GENERAL;
         }
     }
     DeleteTempFile();

@@ -32,7 +32,7 @@ class RecordFile {
     struct Store {
         const char* name;
         DWORD maximum;
-        bool cutsLongLists; // a longer list of a file is cut to the maximum, else refused with -1
+        bool cutsLongLists; // a longer list of a file is cut to the maximum, else refused with WDLT_E_GENERAL
     };
 
     // Closes what is open, removes a temporary file, gives the mutex up.
@@ -40,10 +40,10 @@ class RecordFile {
     RecordFile(const RecordFile&) = delete;
     RecordFile& operator=(const RecordFile&) = delete;
 
-    // Fills the caller's list from a file. With less than the list's size, -2 and the size in `*size`. After any other
-    // code the list is not to be used.
+    // Fills the caller's list from a file. With less than the list's size, WDLT_E_BUFFER_SIZE and the size in `*size`.
+    // After any other code the list is not to be used.
     virtual std::int32_t Read(const char* file, void* buffer, std::uint64_t* size) = 0;
-    // Replaces a file by the caller's list; -3 unless `*size` is the list's.
+    // Replaces a file by the caller's list; WDLT_E_INVALID_ARGUMENT unless `*size` is the list's.
     virtual std::int32_t Write(const char* file, const void* buffer, std::uint64_t* size) = 0;
 
     // Where temporary files are made; the working directory until it is set.
@@ -97,7 +97,7 @@ class RecordFile {
     int accessMode() const { return m_AccessMode; }
     const std::string& file() const { return m_strFile; }
 
-    // Bytes as they stand in the file, all of them or -8 with a line.
+    // Bytes as they stand in the file, all of them or WDLT_E_FILE with a line.
     std::int32_t readBytes(void* buffer, DWORD size);
     std::int32_t writeBytes(const void* buffer, DWORD size);
     // Brings what was written into the file; after the last record. As writeBytes.

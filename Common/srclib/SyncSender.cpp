@@ -110,9 +110,9 @@ bool CSyncSender::Send(bool pauseAfter, wdlt::ExchangeMarks marks, DWORD millise
     return answered;
 }
 
-// Right behind a request, when a question of somebody else's may be left. A service answers what it has in hand before it
-// takes the next: a request that is taken while the reply isn't there was all that the service had. Whoever looks late
-// sees both, and can't tell whose the reply is; so the first look is a short spin.
+// Right behind a request, when a question of somebody else's may be left. A service answers what it has in hand before
+// it takes the next: a request that is taken while the reply isn't there was all that the service had. Whoever looks
+// late sees both, and can't tell whose the reply is; so the first look is a short spin.
 bool CSyncSender::isHeardUnanswered() const {
     const ULONGLONG start = GetTickCount64();
     for (;;) {

@@ -34,7 +34,7 @@ class CConfigControl {
     CConfigControl& operator=(const CConfigControl&) = delete;
 
     // Called once, by the module entry, before the first export: the lock, then the families' way to the manager. 0, or
-    // -1 when the lock can't be set up.
+    // WDLT_E_GENERAL when the lock can't be set up.
     std::int32_t Initialize();
 
     // Raw addresses: outside m_rwLock.

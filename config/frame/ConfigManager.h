@@ -15,7 +15,8 @@ class CConfigManager {
     CConfigManager(const CConfigManager&) = delete;
     CConfigManager& operator=(const CConfigManager&) = delete;
 
-    // -3 without `size`, -1 for an address without a helper, -7 without memory for one; else the helper's status.
+    // WDLT_E_INVALID_ARGUMENT without `size`, WDLT_E_GENERAL for an address without a helper, WDLT_E_NO_MEMORY without
+    // memory for one; else the helper's status.
     std::int32_t ReadConfig(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input, std::uint64_t configType,
                             void* data, std::uint64_t* size);
     std::int32_t WriteConfig(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input, std::uint64_t configType,
@@ -24,7 +25,8 @@ class CConfigManager {
     // A helper with its address and a registry store; null for an address without one. Throws std::bad_alloc.
     static std::unique_ptr<WdchHelper> CreateHelper(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input);
 
-    // Tells the running service which address was written. 0, also when none runs; -26 when it doesn't answer.
+    // Tells the running service which address was written. 0, also when none runs; WDLT_E_NO_ANSWER when it doesn't
+    // answer.
     static std::int32_t ConfigChangeSender(std::uint32_t protocol, std::uint32_t scan);
 
     // The class that serves an address: protocol of 10000 or more, and below.

@@ -11,7 +11,7 @@
 
 namespace {
 
-// Calls the operation inside the gate; -1 when the library isn't attached.
+// Calls the operation inside the gate; WDLT_E_GENERAL when the library isn't attached.
 template <class Result, class... Parameters, class... Arguments>
 Result forward(Result (CConfigControl::*operation)(Parameters...), Arguments&&... arguments) {
     const wdlt::ExportCall control;

@@ -20,7 +20,7 @@ namespace {
 constexpr std::uint32_t kItemsThatNeedTheHandler = 0xFFFF;
 
 // Reads, and copies what stands first in the bytes; putBack is the way back. A read of `size` 0 may succeed without a
-// record: -1.
+// record: WDLT_E_GENERAL.
 template <class Record>
 std::int32_t readRecord(CCfgHelper& helper, CCfgData& cfgData, std::uint64_t size, Record& record) {
     if (const std::int32_t status = helper.Read(cfgData, size, nullptr); status != WDLT_OK)
@@ -160,8 +160,8 @@ std::int32_t CCfgHelper::ActionEventSender(const Action& action, const std::func
         if (sender.IsOwnReply())
             break;
         WDLOG_TRACE("The reply in ActionEventSender may be that to an earlier action");
-        // If it was, this question is still there: taken back, or its answer awaited. If it wasn't, or both answers came
-        // at once, nothing is left. The next round mostly sees that; else only a minute without an answer tells.
+        // If it was, this question is still there: taken back, or its answer awaited. If it wasn't, or both answers
+        // came at once, nothing is left. The next round mostly sees that; else only a minute without an answer tells.
         left = sender.StillLeft(left);
         const bool isLast = round == kRounds;
         const DWORD rest = wdlt::restOfReplyWait(start);

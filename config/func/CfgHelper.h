@@ -21,7 +21,7 @@ class CCfgHelper {
     // 1 or 0, 0 also when it can't be read.
     virtual std::int32_t IsScanEngineEnabled(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input);
 
-    // -3 for null (logged).
+    // WDLT_E_INVALID_ARGUMENT for null (logged).
     std::int32_t Initialize(CCfgIF* cfgIF);
 
     std::int32_t Read(CCfgData& cfgData, std::uint64_t size, const void* initial) {
@@ -49,10 +49,10 @@ class CCfgHelper {
         std::uint32_t action;
         std::uint32_t waitReply; // its lowest byte: whether the reply is needed
     };
-    // The service's reply. Without a running service -1 when a reply is needed, else 0; -1 when none comes in time. A
-    // reply that may be that to an earlier action, whose asker died or gave up, is not taken: the service is asked
-    // anew, until it is certain. `layAgain`, called before that, lays down what belongs to the question and
-    // is the service's to change; false ends it with -1.
+    // The service's reply. Without a running service WDLT_E_GENERAL when a reply is needed, else 0; WDLT_E_GENERAL when
+    // none comes in time. A reply that may be that to an earlier action, whose asker died or gave up, is not taken: the
+    // service is asked anew, until it is certain. `layAgain`, called before that, lays down what belongs to the
+    // question and is the service's to change; false ends it with WDLT_E_GENERAL.
     std::int32_t ActionEventSender(const Action& action, const std::function<bool()>& layAgain = {});
 
   private:

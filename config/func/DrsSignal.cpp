@@ -47,7 +47,8 @@ std::int32_t signalDrs() {
         return WDLT_OK;
     }
     const ULONGLONG start = GetTickCount64();
-    // A writer that died before its answer left its role at the reply event. What the service never heard is taken back.
+    // A writer that died before its answer left its role at the reply event. What the service never heard is taken
+    // back.
     if (WdTagRole(WdEventTaker(reply.get())) == WD_ROLE_ALONE && WaitForSingleObject(request.get(), 0) != WAIT_OBJECT_0)
         awaitReply(reply.get(), kReplyWaitMs);
     // In this order: a reply that came too late for the signal before must not answer this one. Taken with a role, the

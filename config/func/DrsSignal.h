@@ -6,7 +6,7 @@
 
 namespace wdlt {
 
-// 0, also when no service runs; -26 when it doesn't answer. The caller holds the mutex of all writers.
+// 0, also when no service runs; WDLT_E_NO_ANSWER when it doesn't answer. The caller holds the mutex of all writers.
 std::int32_t signalDrs();
 
 } // namespace wdlt

@@ -18,7 +18,8 @@ class CFuncAspm : public CCfgHelper {
 
     // As many entries as there is room for; without room their number, and 0.
     std::int32_t RecordListRead(std::uint32_t listType, WdpeAspmEntry* entries, std::int32_t* count);
-    // The other list is written again as it was read. One that couldn't be is left alone: -8, with this one stored.
+    // The other list is written again as it was read. One that couldn't be is left alone: WDLT_E_FILE, with this one
+    // stored.
     std::int32_t RecordListWrite(std::uint32_t listType, const WdpeAspmEntry* entries, std::int32_t count);
 
     static constexpr std::int32_t GetMaxCount(std::uint32_t listType) {

@@ -1,6 +1,6 @@
 // DRS, its settings and its white list of rules, as the WdltDRS functions and those of its white list have them. Works
 // on the registry itself, without the manager of the addresses: a rule is a subkey named as the rule. Failures of the
-// registry are -1 here; -26 means that a change is stored and the service hasn't answered.
+// registry are WDLT_E_GENERAL here; WDLT_E_NO_ANSWER means that a change is stored and the service hasn't answered.
 #pragma once
 
 #include "CfgHelper.h"
@@ -19,8 +19,8 @@ class CFuncDRSCfg : public CCfgHelper {
     std::int32_t EnableWhiteListItem(std::uint32_t enable, std::uint32_t option);
     std::int32_t IsWhiteListEnabled();
 
-    // As many rules as there is room for, in the registry's order; the rest is counted without a look: -2 then. A rule
-    // that isn't sound, or has an earlier one's index, is left out.
+    // As many rules as there is room for, in the registry's order; the rest is counted without a look:
+    // WDLT_E_BUFFER_SIZE then. A rule that isn't sound, or has an earlier one's index, is left out.
     std::int32_t GetAllWhiteListItem(WdltDrsWhiteListItem* pItems, std::int32_t* pCount);
     std::int32_t AddWhiteListItem(const WdltDrsWhiteListItem* pItem);
     // 0: all of them.

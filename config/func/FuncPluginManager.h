@@ -9,9 +9,10 @@
 
 class CFuncPluginManager : public CCfgHelper {
   public:
-    // -9 for a value that can't be read, -16 for one of another type.
+    // WDLT_E_REGISTRY for a value that can't be read, WDLT_E_NOT_FOUND for one of another type.
     std::int32_t ReadConfig(WdltPluginManagerConfig* pConfig);
-    // An enable of 1 asks for the HTTP handler first; nothing here ever switches it off. -26: stored, not told.
+    // An enable of 1 asks for the HTTP handler first; nothing here ever switches it off. WDLT_E_NO_ANSWER: stored, not
+    // told.
     std::int32_t WriteConfig(const WdltPluginManagerConfig* pConfig);
 
     // The switch of that name.

@@ -17,7 +17,7 @@ class CFuncUrlf : public CCfgHelper {
     std::int32_t ProxyRead(WdltUrlfProxy* pProxy);
     std::int32_t ProxyWrite(const WdltUrlfProxy* pProxy);
 
-    // All records or none: -2 with their number when there is no room for them.
+    // All records or none: WDLT_E_BUFFER_SIZE with their number when there is no room for them.
     std::int32_t RecordListRead(std::uint32_t listType, WdpeUrlfUrlRecord* records, std::int32_t* count);
     std::int32_t RecordListWrite(std::uint32_t listType, const WdpeUrlfUrlRecord* records, std::int32_t count);
     // As many records as there is room for; without room their number, and 0.

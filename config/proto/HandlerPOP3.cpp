@@ -32,7 +32,8 @@ const RegisterHelper<CHandlerPOP3> kRegistered(HelperKind::CHandlerPOP3);
 
 } // namespace
 
-// The size comes first: -2 tells it also to a caller without data, and only then is that -1.
+// The size comes first: WDLT_E_BUFFER_SIZE tells it also to a caller without data, and only then is that
+// WDLT_E_GENERAL.
 std::int32_t CHandlerPOP3::ReadConfig(std::uint64_t, void* data, std::uint64_t* size) {
     return readFixedRecord({*this, kReport}, kValues, data, size);
 }

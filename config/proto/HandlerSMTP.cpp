@@ -39,7 +39,8 @@ const RegisterHelper<CHandlerSMTP> kRegistered(HelperKind::CHandlerSMTP);
 
 } // namespace
 
-// The data come first, and without them it is -3 whatever the size, with no line: a caller can't ask for the size.
+// The data come first, and without them it is WDLT_E_INVALID_ARGUMENT whatever the size, with no line: a caller can't
+// ask for the size.
 std::int32_t CHandlerSMTP::ReadConfig(std::uint64_t, void* data, std::uint64_t* size) {
     if (data == nullptr)
         return WDLT_E_INVALID_ARGUMENT;

@@ -19,7 +19,7 @@ constexpr auto mailLimitSize() {
     return number<Member>("LimitSize").named("dwLimitSize").onRead(ceiling<WDLT_MAX_SCAN_SIZE>);
 }
 
-// -3 for anything but a whole record.
+// WDLT_E_INVALID_ARGUMENT for anything but a whole record.
 template <class Record, std::size_t Count>
 std::int32_t writeMailHandler(const ValueAccess& access, const ValueRow<Record> (&rows)[Count], void* data,
                               std::uint64_t size) {

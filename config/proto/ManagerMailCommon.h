@@ -26,8 +26,8 @@ class CManagerMailCommon final : public WdchHelper {
     std::int32_t readSettings(void* data, std::uint64_t* size);
     std::int32_t writeSettings(void* data, std::uint64_t size);
 
-    // `data` is the count, then the records. A read that has less room gives -2 and the size; -6 while there is no
-    // file. A write replaces the file, or leaves it as it was.
+    // `data` is the count, then the records. A read that has less room gives WDLT_E_BUFFER_SIZE and the size;
+    // WDLT_E_FILE_NOT_FOUND while there is no file. A write replaces the file, or leaves it as it was.
     std::int32_t ReadConfigAddressCache(void* data, std::uint64_t* size);
     std::int32_t WriteConfigAddressCache(const void* data, std::uint64_t size);
     std::int32_t readMaxCount(DWORD& count);

@@ -25,8 +25,8 @@ class CEnginePDPCommon final : public WdchHelper, private wdlt::PrivacyDatabase 
     // can't be converted leaves everything as it was.
     std::int32_t WriteConfig(std::uint64_t dwWriteSwitch, void* _pData, std::uint64_t size) override;
 
-    // Tries `count` items on the charsets of the settings. Each one's result becomes 0 or -34; a failed item doesn't
-    // fail the call. Takes no mutex and no file.
+    // Tries `count` items on the charsets of the settings. Each one's result becomes 0 or WDLT_E_ITEM_CONVERSION; a
+    // failed item doesn't fail the call. Takes no mutex and no file.
     std::int32_t VerifyItems(const PrivacyViewItem* _viewData, std::int32_t count, std::uint32_t* _result);
 
   private:

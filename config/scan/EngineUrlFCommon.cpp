@@ -117,7 +117,7 @@ constexpr ListFileReport kFileReport{
     .noInstallPath = [] { WDLOG_ERROR("CEngineUrlFCommon: Cannot get the install path"); },
 };
 
-// -2 with the size for a smaller one.
+// WDLT_E_BUFFER_SIZE with the size for a smaller one.
 std::int32_t checkReadSize(std::uint64_t needed, std::uint64_t* size) {
     if (*size >= needed)
         return WDLT_OK;

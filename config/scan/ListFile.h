@@ -22,8 +22,8 @@ struct ListFileName {
     bool isPath = false;               // stands as it is; else what is behind its last separator does
 };
 
-// The name directly behind the install directory, which ends in a backslash. A failure has the store's code; -1 without
-// an install directory.
+// The name directly behind the install directory, which ends in a backslash. A failure has the store's code;
+// WDLT_E_GENERAL without an install directory.
 std::int32_t findListFile(WdchHelper& helper, const ListFileReport& report, const ListFileName& name,
                           std::string& path);
 

@@ -6,8 +6,8 @@
 //     exclusion records    id, target, bytes of the text's message; the message
 //
 // An operation works where the open file stands, and leaves it behind what it read or wrote; what is written is in the
-// file when it returns. It gives a status, -1 where nothing else is said, and doesn't close the file. A reader that
-// stops early leaves what it has in the list.
+// file when it returns. It gives a status, WDLT_E_GENERAL where nothing else is said, and doesn't close the file. A
+// reader that stops early leaves what it has in the list.
 #pragma once
 
 #include "BufferedFile.h"
@@ -45,13 +45,14 @@ struct PrivacyDatabase {
     static std::int32_t GetPrivacyExclusionItem(BufferedFile& file, DWORD count,
                                                 WipedVector<PrivacyExclusionItem>& items);
 
-    // -3 for a mask without a charset.
+    // WDLT_E_INVALID_ARGUMENT for a mask without a charset.
     static std::int32_t WritePrivacyDBHeader(BufferedFile& file, DWORD charSetEntry, DWORD itemCount);
     static std::int32_t WritePrivacyExclusionHeader(BufferedFile& file, const PrivacyDBExclusionHeader& header);
     // Takes what it writes from the front.
     static std::int32_t WriteBinaryData(BufferedFile& file, std::string& bytes);
-    // The exclusion header and all records, from `count` items at any alignment. -3, before anything is written, for an
-    // item without a text, without its terminator, or of another target than WDLT_PRIVACY_EXCLUSION_TARGET.
+    // The exclusion header and all records, from `count` items at any alignment. WDLT_E_INVALID_ARGUMENT, before
+    // anything is written, for an item without a text, without its terminator, or of another target than
+    // WDLT_PRIVACY_EXCLUSION_TARGET.
     static std::int32_t WritePrivacyExclusionPart(BufferedFile& file, const void* items, DWORD count);
 
     // Of a mask; its highest bit doesn't count.

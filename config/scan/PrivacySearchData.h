@@ -17,7 +17,7 @@ namespace wdlt {
 class StartedConverter final : public CCharSetConverter {
   public:
     ~StartedConverter() override;
-    // 0, -9999 or -14, with the operation's lines for a failure.
+    // 0, WDLT_E_CHARSET_START or WDLT_E_CHARSET, with the operation's lines for a failure.
     std::int32_t start(const char* operation);
 
   private:
@@ -25,9 +25,10 @@ class StartedConverter final : public CCharSetConverter {
 };
 
 struct PrivacySearchData {
-    // Makes the records of all items, whose texts aren't empty, and then writes them. -9999 when the charset library
-    // fails to start, -14 when it can't be had otherwise, the converter's status for an item that can't be in one of
-    // the charsets (that us-ascii lacks it is no failure, unless the text is in us-ascii), -8 for the file.
+    // Makes the records of all items, whose texts aren't empty, and then writes them. WDLT_E_CHARSET_START when the
+    // charset library fails to start, WDLT_E_CHARSET when it can't be had otherwise, the converter's status for an item
+    // that can't be in one of the charsets (that us-ascii lacks it is no failure, unless the text is in us-ascii),
+    // WDLT_E_FILE for the file.
     static std::int32_t WritePrivacySearchData(BufferedFile& file, DWORD defaultCharSet, DWORD charSetEntry,
                                                std::span<const PrivacyViewItem> viewItems);
     // The records of one item, enciphered as they stand in the file, in ascending order of their charsets' bits. The

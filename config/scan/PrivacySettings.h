@@ -13,9 +13,9 @@ class PrivacySettings {
   public:
     explicit PrivacySettings(WdchHelper& helper) : m_helper(helper) {}
 
-    // -1 for the first value that can't be read. File names come without a path.
+    // WDLT_E_GENERAL for the first value that can't be read. File names come without a path.
     std::int32_t GetPrivacyControlData(PrivacyControlData& control);
-    // The count of items alone. -1 when it can't be written.
+    // The count of items alone. WDLT_E_GENERAL when it can't be written.
     std::int32_t WritePrivacyControlData(const PrivacyControlData& control);
     std::int32_t GetMaxExclusionCount(DWORD& maximum);
     // Where the database lies. The install directory may be unknown: then this is a bare name.

@@ -22,13 +22,13 @@ class PrivacySwap {
     PrivacySwap(const PrivacySwap&) = delete;
     PrivacySwap& operator=(const PrivacySwap&) = delete;
 
-    // -8, for a database marked read-only too.
+    // WDLT_E_FILE, for a database marked read-only too.
     std::int32_t BackupDatabase();
-    // -13 without a name, else -8; no file is left then.
+    // WDLT_E_TEMP_FILE without a name, else WDLT_E_FILE; no file is left then.
     std::int32_t OpenTempFileToWrite();
     BufferedFile& file() { return m_file; }
-    // Closes the file and puts it in place. -8 when that fails, and the file stays; -8 also when the copy of the old
-    // database can't be deleted. `operation` is whose lines tell.
+    // Closes the file and puts it in place. WDLT_E_FILE when that fails, and the file stays; WDLT_E_FILE also when the
+    // copy of the old database can't be deleted. `operation` is whose lines tell.
     std::int32_t replace(const char* operation);
 
     // Whether both names are texts without a separator, and two.

@@ -11,8 +11,8 @@
 
 namespace wdlt {
 
-// What a read is refused with. The size comes first, so that one without data can ask for it: -2 with the size that the
-// record has. Then the data: `withoutData`, and a line.
+// What a read is refused with. The size comes first, so that one without data can ask for it: WDLT_E_BUFFER_SIZE with
+// the size that the record has. Then the data: `withoutData`, and a line.
 inline std::int32_t checkFixedRead(std::uint64_t needed, const void* data, std::uint64_t* size,
                                    std::int32_t withoutData) {
     if (*size != needed) {
@@ -26,7 +26,7 @@ inline std::int32_t checkFixedRead(std::uint64_t needed, const void* data, std::
     return WDLT_OK;
 }
 
-// -1 without data; else what the rows give.
+// WDLT_E_GENERAL without data; else what the rows give.
 template <class Record, std::size_t Count>
 std::int32_t readFixedRecord(const ValueAccess& access, const ValueRow<Record> (&rows)[Count], void* data,
                              std::uint64_t* size) {
@@ -37,7 +37,7 @@ std::int32_t readFixedRecord(const ValueAccess& access, const ValueRow<Record> (
     return readValues(access, rows, *record);
 }
 
-// -1, without a line, for anything but a whole record.
+// WDLT_E_GENERAL, without a line, for anything but a whole record.
 template <class Record, std::size_t Count>
 std::int32_t writeFixedRecord(const ValueAccess& access, const ValueRow<Record> (&rows)[Count], void* data,
                               std::uint64_t size) {

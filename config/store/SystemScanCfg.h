@@ -6,8 +6,9 @@
 
 class CSystemScanCfg : public WdchHelper {
   public:
-    // -2 with the size for any other size, -1 without data; a value that can't be read takes its default.
+    // WDLT_E_BUFFER_SIZE with the size for any other size, WDLT_E_GENERAL without data; a value that can't be read
+    // takes its default.
     std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) override;
-    // -1 for anything but a whole record, and when a value can't be written: those before it stay.
+    // WDLT_E_GENERAL for anything but a whole record, and when a value can't be written: those before it stay.
     std::int32_t WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) override;
 };

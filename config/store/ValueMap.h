@@ -55,13 +55,13 @@ struct ValueAccess {
 
 std::int32_t readValue(const ValueAccess& access, const ValueRowData& row, void* record, const void* defaults);
 
-// Writes one value without a line for its failure; -3 for a text without its terminator.
+// Writes one value without a line for its failure; WDLT_E_INVALID_ARGUMENT for a text without its terminator.
 std::int32_t writeValue(const ValueAccess& access, const ValueRowData& row, void* record);
 std::int32_t writeFailed(const ValueAccess& access, const ValueRowData& row, std::int32_t status);
 
 // False for a text that fills its field, or a list's slot, without a terminator: stored, it could never be read again.
 bool isTerminated(const ValueRowData& row, void* record);
-// A line for the row's failure, and -3.
+// A line for the row's failure, and WDLT_E_INVALID_ARGUMENT.
 std::int32_t notTerminated(const ValueAccess& access, const ValueRowData& row);
 
 // Reads the rows in order into a record that the caller has cleared. The first failure that isn't covered ends it:
@@ -76,7 +76,8 @@ std::int32_t readValues(const ValueAccess& access, const Rows& rows, Record& rec
 }
 
 // Writes the rows in order, all in one transaction and one sync. The first failure ends it: what was written before it
-// stays, and what comes after it isn't touched. A text without its terminator is -3 before anything is written.
+// stays, and what comes after it isn't touched. A text without its terminator is WDLT_E_INVALID_ARGUMENT before
+// anything is written.
 template <class Record, std::size_t Count>
 std::int32_t writeValues(const ValueAccess& access, const ValueRow<Record> (&rows)[Count], Record& record) {
     for (const ValueRow<Record>& row : rows)

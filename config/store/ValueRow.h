@@ -72,7 +72,7 @@ struct ValueRowData {
     DWORD limit = 0;          // bytes of a text handed to the store; at most the field's, but for a list
     std::size_t slotSize = 0; // of a list: bytes of a name with its terminator
 
-    OnFailure absent; // the store has no such value (-16)
+    OnFailure absent; // the store has no such value (WDLT_E_NOT_FOUND)
     OnFailure failed; // any other failure
     DWORD defaultNumber = 0;
     std::string_view defaultText;

@@ -21,7 +21,7 @@ class WdchHelper {
     WdchHelper& operator=(const WdchHelper&) = delete;
 
     // `data` is the caller's record, at any alignment, or null; `size` its byte count, overwritten with the size needed
-    // where the result is -2.
+    // where the result is WDLT_E_BUFFER_SIZE.
     virtual std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) = 0;
     // `data` is not const: some helpers correct the caller's record to what they store.
     virtual std::int32_t WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) = 0;

@@ -17,22 +17,23 @@ class WdchIO {
     WdchIO& operator=(const WdchIO&) = delete;
 
     // Reads one value's bytes, whatever its type. `size`: the buffer's bytes in, the value's out; null `data` asks for
-    // the size. An empty `name` gives the last component of the key's path instead of a value. -2: the buffer is too
-    // small and `size` says what it takes; -3: the address has no path; -9: the key can't be opened; -16: no such
-    // value.
+    // the size. An empty `name` gives the last component of the key's path instead of a value. WDLT_E_BUFFER_SIZE: the
+    // buffer is too small and `size` says what it takes; WDLT_E_INVALID_ARGUMENT: the address has no path;
+    // WDLT_E_REGISTRY: the key can't be opened; WDLT_E_NOT_FOUND: no such value.
     virtual std::int32_t ReadValue(DWORD protocol, DWORD scan, DWORD input, const char* section, const char* name,
                                    void* data, DWORD* size, bool wide) = 0;
 
-    // Appends the names of the subkeys, in the store's order. -9 when the key can't be opened.
+    // Appends the names of the subkeys, in the store's order. WDLT_E_REGISTRY when the key can't be opened.
     virtual std::int32_t EnumSubSections(DWORD protocol, DWORD scan, DWORD input, const char* section,
                                          std::vector<std::string>& names) = 0;
 
-    // Writes one value and creates the keys that are missing on its path. -1: the address has no path; -9: anything
-    // else.
+    // Writes one value and creates the keys that are missing on its path. WDLT_E_GENERAL: the address has no path;
+    // WDLT_E_REGISTRY: anything else.
     virtual std::int32_t WriteValue(DWORD protocol, DWORD scan, DWORD input, const char* section, const char* name,
                                     DWORD type, const void* data, DWORD size, bool wide) = 0;
 
-    // Deletes one subkey that has no subkeys of its own. -1: the address has no path; -16: no such subkey; else -9.
+    // Deletes one subkey that has no subkeys of its own. WDLT_E_GENERAL: the address has no path; WDLT_E_NOT_FOUND: no
+    // such subkey; else WDLT_E_REGISTRY.
     virtual std::int32_t DeleteSubSection(DWORD protocol, DWORD scan, DWORD input, const char* section,
                                           const char* subSection) = 0;
 

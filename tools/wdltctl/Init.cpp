@@ -92,8 +92,8 @@ void makeDatabase(const std::u16string& path, bool force) {
         throw LayerError(utf8FromUtf16(path), static_cast<LONG>(GetLastError()));
 }
 
-/* The locks that readers of the lists take, whose files stay: a disk that is full later stops no reader then. What a first
-   read finds doesn't matter. */
+/* The locks that readers of the lists take, whose files stay: a disk that is full later stops no reader then. What a
+   first read finds doesn't matter. */
 void makeLocksOfLists() {
     std::int32_t count = 0;
     for (const std::uint32_t list : {WDLT_LIST_WHITE, WDLT_LIST_BLACK}) {
