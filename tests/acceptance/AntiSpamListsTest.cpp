@@ -175,8 +175,7 @@ TEST_F(AntiSpamLists, WhatAFileCouldntGiveBackIsRefusedWhole) {
 }
 
 // Whoever read a list as empty because its file couldn't be had must not lose its entries by writing back what he read,
-// nor what he has added to it.
-// All else that he writes is stored.
+// nor by what he has added to it. All else that he writes is stored.
 TEST_F(AntiSpamLists, AListThatCouldntBeReadIsNotReplaced) {
     putFile("white.txt", "w\n");
     putFile("black.txt", "b\n");

@@ -218,7 +218,6 @@ TEST_F(EngineFilters, AFailingWriteLeavesWhatCameBeforeIt) {
     EXPECT_EQ(std::memcmp(&stored, &after, sizeof after), 0);
 }
 
-// The sizes below which a read asks for more, and which a write must have exactly.
 TEST_F(EngineFilters, ConfigTypesThatCantBeReadOrWritten) {
     std::vector<char> buffer(16);
     std::uint64_t size = buffer.size();

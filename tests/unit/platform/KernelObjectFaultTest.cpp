@@ -187,7 +187,6 @@ TEST_F(KernelObjectFault, TheFirstObjectOfAHomeFailsAndTheNextTryGoesOn) {
     EXPECT_GE(failed, 15);
 }
 
-// The system may break off a long reservation for a signal; a caller can't be asked to try again.
 // Whoever waits for the creator of one object keeps nobody from another one.
 TEST_F(KernelObjectFault, AForeignLockStopsNobodyElse) {
     makeMutex("other");
@@ -201,6 +200,7 @@ TEST_F(KernelObjectFault, AForeignLockStopsNobodyElse) {
     EXPECT_NE(slow, nullptr) << "waited for longer than a creator is given";
 }
 
+// The system may break off a long reservation for a signal; a caller can't be asked to try again.
 TEST_F(KernelObjectFault, AnInterruptedReservationGoesOn) {
     makeMutex("other").reset();
     ASSERT_TRUE(WdTestFailCall("fallocate", 1, EINTR));

@@ -330,8 +330,6 @@ TEST_F(KernelObjectWait, WaitsLastAsLongAsAskedInTheHomesTime) {
     signaller.join();
 }
 
-std::atomic<int> signals{0};
-
 TEST_F(KernelObjectWait, ASleeperTellsThatTheFileWasRemoved) {
     const Handle mutex = makeMutex("m", true);
     std::filesystem::remove(objectsFolder() / "m");
@@ -339,6 +337,8 @@ TEST_F(KernelObjectWait, ASleeperTellsThatTheFileWasRemoved) {
     EXPECT_EQ(waitElsewhere(mutex, 1), WAIT_TIMEOUT);
     EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr("object m in use was removed"));
 }
+
+std::atomic<int> signals{0};
 
 TEST_F(KernelObjectWait, SignalsDontShortenWaits) {
     setenv("WARDLET_TIME_SCALE", "1", 1);
