@@ -1,0 +1,29 @@
+// The seed of what a test draws at random: WDLT_SEED, so that a failure can be repeated, or another each time. Printed,
+// and told with every failure of the case while the object lives.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <random>
+#include <string>
+
+class Seed {
+  public:
+    Seed() {
+        std::printf("%s\n", m_trace.c_str());
+        std::fflush(stdout); // before there are children with the same buffer
+    }
+    operator unsigned() const { return m_seed; }
+
+  private:
+    static unsigned given() {
+        const char* const text = std::getenv("WDLT_SEED");
+        return text == nullptr ? std::random_device()() : static_cast<unsigned>(std::strtoul(text, nullptr, 10));
+    }
+
+    const unsigned m_seed = given();
+    const std::string m_trace = "WDLT_SEED=" + std::to_string(m_seed);
+    const testing::ScopedTrace m_told{__FILE__, __LINE__, m_trace};
+};
