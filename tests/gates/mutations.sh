@@ -1,0 +1,100 @@
+#!/usr/bin/env bash
+# tests/gates/mutations.sh [ROOM[:PATTERN]...]
+# Plants one small fault at a time in a copy of HEAD, builds what it touches and lets the tests look for it: those of the
+# fault's room first, then all others. Says which case caught each, and fails when one wasn't. Takes an hour or more for
+# all; of a room only the faults whose names have PATTERN in them. A fault is a line of mutations/ROOM.txt:
+#   its name|source|sed -E script
+# One whose line is no longer there, or that doesn't compile, stops the script: the list is to be kept up.
+set -euo pipefail
+cd "$(dirname "$0")/../.."
+
+list=$PWD/tests/gates/mutations
+jobs=$(nproc)
+[ $# -gt 0 ] || set -- $(basename -s .txt "$list"/*.txt)
+
+# The programs in which a room's faults are looked for first.
+programs_of() {
+    case "$1" in
+        platform) echo platform_ ;;
+        common) echo 'common_|charset_' ;;
+        lib) echo lib_ ;;
+        config | families) echo 'acceptance_|config_|privacy_' ;;
+        process | walk) echo process_ ;;
+        tools) echo tools_ ;;
+        *) echo "no such room: $1" >&2; return 2 ;;
+    esac
+}
+
+copy=$(mktemp -d "${TMPDIR:-/tmp}/wdlt-mutations.XXXXXX")
+trap 'rm -rf "$copy"' EXIT
+git archive HEAD | tar -x -C "$copy"
+cd "$copy"
+
+faults=()
+for choice in "$@"; do
+    room=${choice%%:*}
+    pattern=${choice#"$room"}
+    programs_of "$room" >/dev/null
+    while IFS= read -r line; do
+        IFS='|' read -r name source script <<<"$line"
+        [[ "$name" == *"${pattern#:}"* ]] || continue
+        if sed -E "$script" "$source" | cmp -s - "$source"; then
+            echo "$room: \"$name\" changes nothing in $source" >&2
+            exit 2
+        fi
+        faults+=("$room|$line")
+    done < <(grep -Ev '^(#|$)' "$list/$room.txt")
+done
+
+build() { cmake --build build -j "$jobs" >build.log 2>&1; }
+
+# look CTEST-ARGUMENT...: the first case that fails; nothing when none does. In a session of its own, so that what hangs
+# in a child goes with it.
+look() {
+    setsid ctest --test-dir build -j $((jobs * 2)) --stop-on-failure --no-tests=error "$@" >ctest.log 2>&1 &
+    local session=$!
+    wait "$session" || sed -nE '/\*\*\*/{s/^.*Test +#[0-9]+: ([^ ]+) .*$/\1/p;q}' ctest.log
+    kill -KILL -- "-$session" 2>/dev/null || true
+}
+
+launcher=()
+if command -v ccache >/dev/null; then
+    export CCACHE_BASEDIR=$copy CCACHE_NOHASHDIR=1 CCACHE_SLOPPINESS=pch_defines,time_macros
+    launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DCMAKE_C_COMPILER_LAUNCHER=ccache)
+fi
+cmake --preset debug -B build -DWDLT_QUICK_BUILD=ON -DWDLT_TEST_TIMEOUT=60 "${launcher[@]}" >build.log
+build || { tail -5 build.log >&2; exit 2; }
+found=$(look)
+[ -z "$found" ] || { echo "without a fault, $found fails" >&2; exit 2; }
+
+declare -A planted=() caught=()
+missed=0
+for fault in "${faults[@]}"; do
+    IFS='|' read -r room name source script <<<"$fault"
+    cp -p "$source" original
+    sed -i -E "$script" "$source"
+    first="^($(programs_of "$room"))"
+    if build; then
+        found=$(look -R "$first")
+        [ -n "$found" ] || found=$(look -E "$first")
+    elif grep -m3 -E ' error: |undefined reference' build.log >&2; then
+        echo "$room: \"$name\" doesn't compile" >&2
+        exit 2
+    else
+        found="a program that can't list its cases"
+    fi
+    planted[$room]=$((${planted[$room]:-0} + 1))
+    if [ -n "$found" ]; then
+        caught[$room]=$((${caught[$room]:-0} + 1))
+    else
+        missed=$((missed + 1))
+    fi
+    printf '%-9s %-70s %s\n' "$room" "$name" "${found:-NOT CAUGHT}"
+    cp original "$source"
+done
+
+echo
+for room in "${!planted[@]}"; do
+    printf '%-9s %d of %d caught\n' "$room" "${caught[$room]:-0}" "${planted[$room]}"
+done | sort
+[ "$missed" -eq 0 ]
