@@ -1,6 +1,7 @@
 // Files by their handles: what opens and what doesn't, sharing, positions, temporary names, attributes.
 #include <Child.h>
 #include <TestFiles.h>
+#include <TestKey.h>
 
 #include <platform/file_content.h>
 
@@ -8,6 +9,7 @@
 
 #include <array>
 #include <cerrno>
+#include <cstring>
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -18,62 +20,62 @@ namespace fs = std::filesystem;
 
 constexpr DWORD kBoth = GENERIC_READ | GENERIC_WRITE;
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE;
+constexpr DWORD kUntouched = 77; // last error of before a call
 
 class Files : public TestFiles {
   protected:
     static DWORD openError(const fs::path& name, DWORD access, DWORD disposition = OPEN_EXISTING,
                            DWORD share = kShareAll) {
-        return open(name, access, disposition, share) ? ERROR_SUCCESS : GetLastError();
+        return errorOf(open(name, access, disposition, share) != nullptr);
+    }
+    static std::string temporary(const std::string& folder, const char* prefix, UINT unique = 0) {
+        std::array<char, MAX_PATH> buffer{};
+        return GetTempFileNameA(folder.c_str(), prefix, unique, buffer.data()) != 0 ? buffer.data() : "";
     }
 };
 
 TEST_F(Files, WhatIsThereDecidesWithTheDisposition) {
+    struct Outcome {
+        DWORD error; // of the call, or what a success leaves
+        std::string content;
+    };
+    const std::string none = "no file";
     const struct {
         DWORD disposition;
-        bool there;
-        DWORD error; // of the call, or what a success leaves
-        bool opens;
-        const char* content;
-    } cases[] = {
-        {CREATE_NEW, false, ERROR_SUCCESS, true, ""},
-        {CREATE_NEW, true, ERROR_FILE_EXISTS, false, "old"},
-        {CREATE_ALWAYS, false, ERROR_SUCCESS, true, ""},
-        {CREATE_ALWAYS, true, ERROR_ALREADY_EXISTS, true, ""},
-        {OPEN_EXISTING, false, ERROR_FILE_NOT_FOUND, false, nullptr},
-        {OPEN_EXISTING, true, ERROR_SUCCESS, true, "old"},
-        {OPEN_ALWAYS, false, ERROR_SUCCESS, true, ""},
-        {OPEN_ALWAYS, true, ERROR_ALREADY_EXISTS, true, "old"},
-        {TRUNCATE_EXISTING, false, ERROR_FILE_NOT_FOUND, false, nullptr},
-        {TRUNCATE_EXISTING, true, ERROR_SUCCESS, true, ""},
-        {0, true, ERROR_INVALID_PARAMETER, false, "old"},
-        {6, true, ERROR_INVALID_PARAMETER, false, "old"},
-        {0xFFFFFFFF, false, ERROR_INVALID_PARAMETER, false, nullptr},
+        Outcome ofNone;
+        Outcome ofOld;
+    } rows[] = {
+        {CREATE_NEW, {ERROR_SUCCESS, ""}, {ERROR_FILE_EXISTS, "old"}},
+        {CREATE_ALWAYS, {ERROR_SUCCESS, ""}, {ERROR_ALREADY_EXISTS, ""}},
+        {OPEN_EXISTING, {ERROR_FILE_NOT_FOUND, none}, {ERROR_SUCCESS, "old"}},
+        {OPEN_ALWAYS, {ERROR_SUCCESS, ""}, {ERROR_ALREADY_EXISTS, "old"}},
+        {TRUNCATE_EXISTING, {ERROR_FILE_NOT_FOUND, none}, {ERROR_SUCCESS, ""}},
+        {0, {ERROR_INVALID_PARAMETER, none}, {ERROR_INVALID_PARAMETER, "old"}},
+        {6, {ERROR_INVALID_PARAMETER, none}, {ERROR_INVALID_PARAMETER, "old"}},
+        {0xFFFFFFFF, {ERROR_INVALID_PARAMETER, none}, {ERROR_INVALID_PARAMETER, "old"}},
     };
     umask(027);
-    for (const auto& c : cases)
-        for (const bool link : {false, true}) {
-            SCOPED_TRACE(testing::Message() << c.disposition << (c.there ? " there" : "") << (link ? " link" : ""));
-            const fs::path file = at("file");
-            const fs::path name = link ? at("link") : file;
-            fs::remove(file);
-            fs::remove(at("link"));
-            if (c.there)
-                put("file", "old");
-            if (link)
-                fs::create_symlink("file", name);
-            const bool refused = link && c.disposition == CREATE_NEW; // the link itself is there
-            SetLastError(77);
-            const Handle handle = open(name, kBoth, c.disposition);
-            EXPECT_EQ(GetLastError(), refused ? ERROR_FILE_EXISTS : c.error);
-            EXPECT_EQ(handle != nullptr, c.opens && !refused);
-            EXPECT_EQ(fs::exists(file), c.content != nullptr && (c.there || !refused));
-            if (fs::exists(file)) {
-                EXPECT_EQ(get("file"), c.content);
+    for (const auto& row : rows)
+        for (const bool isThere : {false, true})
+            for (const char* name : {"file", "link"}) {
+                SCOPED_TRACE(testing::Message() << row.disposition << (isThere ? " there " : " not there ") << name);
+                fs::remove(at("file"));
+                fs::remove(at("link"));
+                if (isThere)
+                    put("file", "old");
+                fs::create_symlink("file", at("link"));
+                Outcome expected = isThere ? row.ofOld : row.ofNone;
+                if (row.disposition == CREATE_NEW && name == std::string_view("link")) // which is there itself
+                    expected = {ERROR_FILE_EXISTS, isThere ? "old" : none};
+                SetLastError(kUntouched);
+                const Handle handle = open(at(name), kBoth, row.disposition);
+                EXPECT_EQ(GetLastError(), expected.error);
+                EXPECT_EQ(handle != nullptr, expected.error == ERROR_SUCCESS || expected.error == ERROR_ALREADY_EXISTS);
+                EXPECT_EQ(fs::exists(at("file")) ? get("file") : none, expected.content);
+                if (handle != nullptr && !isThere) {
+                    EXPECT_EQ(fs::status(at("file")).permissions(), fs::perms(0600));
+                }
             }
-            if (handle != nullptr && !c.there) {
-                EXPECT_EQ(fs::status(file).permissions(), fs::perms(0600));
-            }
-        }
 }
 
 // A pipe must not make the caller wait, nor a device be written to.
@@ -92,14 +94,52 @@ TEST_F(Files, OnlyFilesOpenAndOnlyByWholeRequests) {
         for (const DWORD disposition : {CREATE_ALWAYS, OPEN_EXISTING, OPEN_ALWAYS}) {
             for (const auto& name : {at("folder"), at("pipe"), at("socket"), at("loop"), fs::path("/dev/null")})
                 EXPECT_EQ(openError(name, access, disposition), ERROR_ACCESS_DENIED) << name << access << disposition;
-            EXPECT_EQ(openError(at("none") / "file", access, disposition), ERROR_PATH_NOT_FOUND);
-            EXPECT_EQ(openError(file / "file", access, disposition), ERROR_PATH_NOT_FOUND);
+            for (const auto& name : {at("none") / "file", file / "file"})
+                EXPECT_EQ(openError(name, access, disposition), ERROR_PATH_NOT_FOUND) << name;
         }
     EXPECT_EQ(openError(std::string(300, 'n'), GENERIC_READ, OPEN_ALWAYS), ERROR_FILENAME_EXCED_RANGE);
     EXPECT_EQ(openError(file, 0), ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(CreateFileA(nullptr, GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr), INVALID_HANDLE_VALUE);
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
     EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST_F(Files, Attributes) {
+    fs::create_directory(at("folder"));
+    put("file", "");
+    put("read-only", "", 0466);
+    fs::create_symlink("none", at("dangling"));
+    const struct {
+        const char* name;
+        DWORD attributes; // or the error
+    } rows[] = {
+        {"folder", FILE_ATTRIBUTE_DIRECTORY},   {"file", FILE_ATTRIBUTE_NORMAL},
+        {"read-only", FILE_ATTRIBUTE_READONLY}, {"dangling", ERROR_FILE_NOT_FOUND},
+        {"none/file", ERROR_PATH_NOT_FOUND},    {"file/file", ERROR_PATH_NOT_FOUND},
+    };
+    for (const auto& row : rows) {
+        const DWORD attributes = GetFileAttributesA(at(row.name).c_str());
+        EXPECT_EQ(attributes == INVALID_FILE_ATTRIBUTES ? GetLastError() : attributes, row.attributes) << row.name;
+    }
+}
+
+// A program that a caller starts has none of the layer's files.
+TEST_F(Files, NothingOutlivesAnExec) {
+    const auto descriptors = [] {
+        std::vector<int> numbers;
+        for (const auto& entry : fs::directory_iterator("/proc/self/fd"))
+            numbers.push_back(std::stoi(entry.path().filename()));
+        return numbers;
+    };
+    const std::vector<int> inherited = descriptors();
+    const Handle file = open(at("file"), kBoth, CREATE_NEW);
+    const std::string held = temporary(folder.string(), "url");
+    const TestKey key = TestKey::create("Key");
+    const Handle mutex = makeMutex("m");
+    const std::vector<int> now = descriptors();
+    EXPECT_GT(now.size(), inherited.size() + 5);
+    for (const int descriptor : now)
+        EXPECT_TRUE(std::count(inherited.begin(), inherited.end(), descriptor) != 0 ||
+                    (fcntl(descriptor, F_GETFD) & FD_CLOEXEC) != 0)
+            << fs::read_symlink("/proc/self/fd/" + std::to_string(descriptor));
 }
 
 TEST_F(Files, SharingKeepsOthersOutUntilTheHandleOrItsProcessIsGone) {
@@ -108,11 +148,8 @@ TEST_F(Files, SharingKeepsOthersOutUntilTheHandleOrItsProcessIsGone) {
     for (const DWORD first : kModes)
         for (const DWORD second : kModes) {
             const Handle held = open(file, GENERIC_READ, OPEN_EXISTING, first);
-            ASSERT_TRUE(held);
             const DWORD expected = first != 0 && second != 0 ? ERROR_SUCCESS : ERROR_SHARING_VIOLATION;
-            EXPECT_EQ(openError(file, GENERIC_READ, OPEN_EXISTING, second), expected) << first << ' ' << second;
-            const auto elsewhere = [&] { return static_cast<int>(openError(file, kBoth, OPEN_ALWAYS, second)); };
-            EXPECT_EQ(Child(elsewhere).wait(), static_cast<int>(expected)) << first << ' ' << second;
+            EXPECT_EQ(openError(file, kBoth, OPEN_ALWAYS, second), expected) << first << ' ' << second;
         }
     const Pipe ready;
     Child holder([&]() -> int {
@@ -128,7 +165,7 @@ TEST_F(Files, SharingKeepsOthersOutUntilTheHandleOrItsProcessIsGone) {
     // A child of a fork has the descriptor too, and neither takes the lock from its parent nor keeps it.
     Handle held = open(file, kBoth, OPEN_EXISTING, 0);
     ASSERT_TRUE(held);
-    Child child([&] {
+    const Child child([&] {
         held.reset();
         ready.signal();
         return pause();
@@ -142,51 +179,37 @@ TEST_F(Files, SharingKeepsOthersOutUntilTheHandleOrItsProcessIsGone) {
 
 TEST_F(Files, HandlesAreCheckedAtEachUse) {
     const fs::path name = put("file", "content");
-    Handle file = open(name, kBoth);
-    const Handle event = makeEvent(nullptr, true, true);
-    Handle closed = open(name, kBoth);
-    const HANDLE stale = closed.get();
-    closed.reset();
-    char buffer[8] = {};
-    DWORD done = 99;
-    for (const HANDLE wrong : {HANDLE{nullptr}, INVALID_HANDLE_VALUE, stale, event.get(), HANDLE{buffer}}) {
-        const auto refuses = [&](bool failed) { return failed && GetLastError() == ERROR_INVALID_HANDLE; };
-        SetLastError(0);
-        EXPECT_TRUE(refuses(!ReadFile(wrong, buffer, 1, &done, nullptr)));
-        SetLastError(0);
-        EXPECT_TRUE(refuses(!WriteFile(wrong, "x", 1, &done, nullptr)));
-        SetLastError(0);
-        EXPECT_TRUE(refuses(SetFilePointer(wrong, 0, nullptr, FILE_BEGIN) == INVALID_SET_FILE_POINTER));
-        EXPECT_EQ(done, 0u);
-        SetLastError(0);
-        if (wrong != event.get()) {
-            EXPECT_TRUE(refuses(!CloseHandle(wrong)));
-        }
-    }
-    EXPECT_EQ(WaitForSingleObject(file.get(), 0), WAIT_FAILED);
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
-    EXPECT_FALSE(SetEvent(file.get()) || ReleaseMutex(file.get()) || ReleaseSemaphore(file.get(), 1, nullptr));
-    EXPECT_EQ(MapViewOfFile(file.get(), FILE_MAP_READ, 0, 0, 0), nullptr);
-    EXPECT_EQ(WaitForSingleObject(event.get(), 0), WAIT_OBJECT_0);
-
+    const Handle file = open(name, kBoth);
     const Handle reads = open(name, GENERIC_READ);
     const Handle writes = open(name, GENERIC_WRITE);
-    EXPECT_FALSE(WriteFile(reads.get(), "x", 1, &done, nullptr));
-    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
-    SetLastError(0);
-    EXPECT_FALSE(ReadFile(writes.get(), buffer, 1, &done, nullptr));
-    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
-    int overlapped = 0;
-    EXPECT_FALSE(ReadFile(file.get(), nullptr, 1, &done, nullptr));
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
-    EXPECT_FALSE(WriteFile(file.get(), nullptr, 1, &done, nullptr));
-    EXPECT_FALSE(ReadFile(file.get(), buffer, 1, &done, &overlapped) ||
-                 WriteFile(file.get(), "x", 1, &done, &overlapped));
-    EXPECT_TRUE(ReadFile(file.get(), nullptr, 0, nullptr, nullptr));
+    const Handle event = makeEvent(nullptr, true, true);
+    const HANDLE stale = open(name, kBoth).get();
+    char buffer[8] = {};
+    DWORD done = 0;
+    const auto read = [&](HANDLE handle) { return ReadFile(handle, buffer, 1, &done, nullptr) != FALSE; };
+    const auto write = [&](HANDLE handle) { return WriteFile(handle, "x", 1, &done, nullptr) != FALSE; };
+    const auto seek = [](HANDLE handle) {
+        return SetFilePointer(handle, 0, nullptr, FILE_BEGIN) != INVALID_SET_FILE_POINTER;
+    };
+    const auto wait = [](HANDLE handle) { return WaitForSingleObject(handle, 0) != WAIT_FAILED; };
+    const struct {
+        HANDLE handle;
+        std::vector<std::function<bool(HANDLE)>> calls;
+        DWORD error;
+    } rows[] = {
+        {nullptr, {read, write, seek}, ERROR_INVALID_HANDLE},
+        {stale, {read, write, seek}, ERROR_INVALID_HANDLE},
+        {event.get(), {read, write, seek}, ERROR_INVALID_HANDLE},
+        {file.get(), {wait}, ERROR_INVALID_HANDLE},
+        {reads.get(), {write}, ERROR_ACCESS_DENIED},
+        {writes.get(), {read}, ERROR_ACCESS_DENIED},
+    };
+    for (const auto& row : rows)
+        for (const auto& call : row.calls) {
+            done = 99;
+            EXPECT_EQ(errorOf(call(row.handle)), row.error) << &row - rows << ' ' << &call - row.calls.data();
+        }
     EXPECT_EQ(get("file"), "content");
-    const auto before = openDescriptors();
-    EXPECT_TRUE(CloseHandle(file.release()));
-    EXPECT_EQ(openDescriptors(), before - 1);
 }
 
 TEST_F(Files, ReadsWritesAndPositions) {
@@ -201,31 +224,26 @@ TEST_F(Files, ReadsWritesAndPositions) {
     } moves[] = {
         {4, kNone, FILE_BEGIN, 4},
         {3, kNone, FILE_CURRENT, 7},
-        {-2, kNone, FILE_CURRENT, 5},
-        {-6, kNone, FILE_CURRENT, -std::int64_t{ERROR_NEGATIVE_SEEK}},
-        {-1, kNone, FILE_BEGIN, -std::int64_t{ERROR_NEGATIVE_SEEK}},
+        {-8, kNone, FILE_CURRENT, -std::int64_t{ERROR_NEGATIVE_SEEK}},
         {0, kNone, 3, -std::int64_t{ERROR_INVALID_PARAMETER}},
-        {0, kNone, FILE_CURRENT, 5}, // no failure moved it
+        {-2, kNone, FILE_CURRENT, 5}, // no failure moved it
         {-1, -1, FILE_END, 9},
         {-1, 0, FILE_BEGIN, 0xFFFFFFFF}, // looks like the failure
         {2, kNone, FILE_CURRENT, 0x1'0000'0001},
-        {5, 1, FILE_BEGIN, 0x1'0000'0005},
-        {-6, -2, FILE_CURRENT, -std::int64_t{ERROR_NEGATIVE_SEEK}},
+        {-2, -2, FILE_CURRENT, -std::int64_t{ERROR_NEGATIVE_SEEK}},
         {-1, 0x7FFFFFFF, FILE_CURRENT, -std::int64_t{ERROR_INVALID_PARAMETER}}, // farther than there are numbers
         {8, kNone, FILE_BEGIN, 8},
     };
     for (const auto& m : moves) {
-        SetLastError(77);
+        SCOPED_TRACE(testing::Message() << m.distance << ' ' << m.high << ' ' << m.method);
+        SetLastError(kUntouched);
         LONG high = m.high;
         const DWORD low = SetFilePointer(file.get(), m.distance, m.high == kNone ? nullptr : &high, m.method);
-        SCOPED_TRACE(testing::Message() << m.distance << ' ' << m.high << ' ' << m.method);
-        EXPECT_EQ(low, m.position < 0 ? INVALID_SET_FILE_POINTER : static_cast<DWORD>(m.position & 0xFFFFFFFF));
         const bool looksFailed = low == INVALID_SET_FILE_POINTER;
-        const DWORD error = m.position < 0 ? static_cast<DWORD>(-m.position) : looksFailed ? ERROR_SUCCESS : 77;
+        const auto error = m.position < 0 ? static_cast<DWORD>(-m.position) : looksFailed ? ERROR_SUCCESS : kUntouched;
+        EXPECT_EQ(low, m.position < 0 ? INVALID_SET_FILE_POINTER : static_cast<DWORD>(m.position & 0xFFFFFFFF));
         EXPECT_EQ(GetLastError(), error);
-        if (m.high != kNone) {
-            EXPECT_EQ(high, m.position < 0 ? m.high : static_cast<LONG>(m.position >> 32));
-        }
+        EXPECT_EQ(high, m.position < 0 || m.high == kNone ? m.high : static_cast<LONG>(m.position >> 32));
     }
     char buffer[16] = {};
     DWORD done = 99;
@@ -243,19 +261,17 @@ TEST_F(Files, ReadsWritesAndPositions) {
 TEST_F(Files, FailingSystemCallsAreTold) {
     const fs::path name = put("file", "old");
     const Handle file = open(name, kBoth);
-    const auto opens = [&] { return openError(name, kBoth, CREATE_ALWAYS); };
     char buffer[4] = {};
     DWORD done = 0;
-    const auto reads = [&] { return ReadFile(file.get(), buffer, 3, &done, nullptr) ? ERROR_SUCCESS : GetLastError(); };
-    const auto writes = [&] {
-        return WriteFile(file.get(), "new", 3, &done, nullptr) ? ERROR_SUCCESS : GetLastError();
-    };
+    const auto opens = [&] { return openError(name, kBoth, CREATE_ALWAYS); };
+    const auto reads = [&] { return errorOf(ReadFile(file.get(), buffer, 3, &done, nullptr) != FALSE); };
+    const auto writes = [&] { return errorOf(WriteFile(file.get(), "new", 3, &done, nullptr) != FALSE); };
     const struct {
         const char* call;
         int error;
         std::function<DWORD()> act;
         DWORD expected;
-    } cases[] = {
+    } rows[] = {
         {"open", EMFILE, opens, ERROR_NOT_ENOUGH_MEMORY},
         {"fstat", EIO, opens, ERROR_REGISTRY_IO_FAILED},
         {"flock", EAGAIN, opens, ERROR_SHARING_VIOLATION},
@@ -267,80 +283,51 @@ TEST_F(Files, FailingSystemCallsAreTold) {
         {"write", EINTR, writes, ERROR_SUCCESS},
     };
     const auto before = openDescriptors();
-    for (const auto& c : cases) {
+    for (const auto& row : rows) {
         SetFilePointer(file.get(), 0, nullptr, FILE_BEGIN);
-        EXPECT_EQ(get("file"), "old") << c.call;
-        ASSERT_TRUE(WdTestFailCall(c.call, 1, c.error));
-        EXPECT_EQ(c.act(), c.expected) << c.call << ' ' << c.error;
-        EXPECT_EQ(openDescriptors(), before) << c.call;
+        EXPECT_EQ(get("file"), "old") << row.call;
+        ASSERT_TRUE(WdTestFailCall(row.call, 1, row.error));
+        EXPECT_EQ(row.act(), row.expected) << row.call << ' ' << row.error;
+        EXPECT_EQ(openDescriptors(), before) << row.call;
     }
     EXPECT_EQ(get("file"), "new");
 }
 
-TEST_F(Files, DrivesAreFoldersOfTheHome) {
-    TestHome::instance().write("drive_c/dir/file", "on the drive");
-    TestHome::instance().write("file", "in the home");
-    const fs::path plain = TestHome::instance().path();
-    const struct {
-        std::string name;
-        const char* content; // null: not found
-    } cases[] = {
-        {"C:\\dir\\file", "on the drive"}, {"c:/dir\\.\\file", "on the drive"},
-        {"C:dir\\file", "on the drive"},   {"C:\\..\\..\\dir\\file", "on the drive"},
-        {"C:\\..\\file", nullptr},         {plain.string() + "\\drive_c\\..\\file", "in the home"},
-    };
-    for (const auto& c : cases) {
-        const Handle file = open(c.name, GENERIC_READ);
-        ASSERT_EQ(file != nullptr, c.content != nullptr) << c.name;
-        std::array<char, 32> buffer{};
-        DWORD done = 0;
-        if (file != nullptr && ReadFile(file.get(), buffer.data(), buffer.size(), &done, nullptr) != FALSE) {
-            EXPECT_EQ(std::string(buffer.data(), done), c.content) << c.name;
-        }
-    }
+TEST_F(Files, EachCallKnowsTheDrives) {
+    const TestHome& home = TestHome::instance();
+    EXPECT_TRUE(WdMakeFolder("C:\\dir\\"));
+    home.write("drive_c/dir/file", "on the drive");
+    EXPECT_EQ(openError("C:\\dir\\file", GENERIC_READ), ERROR_SUCCESS);
     EXPECT_EQ(openError("D:\\file", kBoth, CREATE_ALWAYS), ERROR_PATH_NOT_FOUND);
+    EXPECT_EQ(GetFileAttributesA("C:\\dir"), DWORD{FILE_ATTRIBUTE_DIRECTORY});
     EXPECT_TRUE(CopyFileA("C:\\dir\\file", "C:\\dir\\copy", FALSE));
+    EXPECT_TRUE(WdReplaceContent("C:\\dir\\more", "content", 7));
+    EXPECT_TRUE(ReplaceFileA("C:\\dir\\copy", "C:\\dir\\more", nullptr, 0, nullptr, nullptr));
+    EXPECT_EQ(home.read("drive_c/dir/copy"), "content");
     EXPECT_TRUE(DeleteFileA("C:\\dir\\file"));
-    EXPECT_FALSE(DeleteFileA("C:\\dir\\file"));
-    EXPECT_EQ(GetLastError(), ERROR_FILE_NOT_FOUND);
-    EXPECT_FALSE(DeleteFileA("C:\\dir"));
-    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
-    EXPECT_EQ(TestHome::instance().read("drive_c/dir/copy"), "on the drive");
+    EXPECT_EQ(errorOf(DeleteFileA("C:\\dir\\file") != FALSE), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(errorOf(DeleteFileA("C:\\dir") != FALSE), ERROR_ACCESS_DENIED);
 }
 
 TEST_F(Files, AFolderIsMadeWithThoseAboveIt) {
     put("file", "");
-    for (const std::string& name :
-         {at("a\\b/c").string(), at("a/b/c/").string(), std::string("E:\\x\\y\\"), at(".").string()})
-        EXPECT_TRUE(WdMakeFolder(name.c_str())) << name;
+    const auto makes = [&](const fs::path& name) { return errorOf(WdMakeFolder(name.c_str()) != FALSE); };
+    for (const char* name : {"a\\b/c", "a/b/c/", "."})
+        EXPECT_EQ(makes(at(name)), ERROR_SUCCESS) << name;
     EXPECT_TRUE(fs::is_directory(at("a/b/c")));
-    EXPECT_TRUE(fs::is_directory(TestHome::instance().path() / "drive_e/x/y"));
-    for (const char* name : {"file", "file/below"}) {
-        EXPECT_FALSE(WdMakeFolder(at(name).c_str())) << name;
-        EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND) << name;
-    }
-    EXPECT_FALSE(WdMakeFolder(nullptr));
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
-}
-
-std::string temporary(const std::string& folder, const char* prefix, UINT unique = 0) {
-    std::array<char, MAX_PATH> buffer{};
-    return GetTempFileNameA(folder.c_str(), prefix, unique, buffer.data()) != 0 ? buffer.data() : "";
+    for (const char* name : {"file", "file/below"})
+        EXPECT_EQ(makes(at(name)), ERROR_PATH_NOT_FOUND) << name;
 }
 
 TEST_F(Files, TemporaryNames) {
     umask(0);
     const fs::path made = TestHome::instance().path() / "drive_c/t";
     fs::create_directories(made);
-    const std::string system = made.string();
-    for (const auto& [given, start] : {std::pair<std::string, std::string>{"C:\\t", "C:\\t\\url"},
-                                       {"C:\\t\\", "C:\\t\\url"},
-                                       {"C:/t/", "C:/t/url"},
-                                       {system, system + "\\url"},
-                                       {system + "/", system + "/url"}}) {
+    for (const auto& [given, start] :
+         {std::pair{"C:\\t", "C:\\t\\url"}, {"C:\\t\\", "C:\\t\\url"}, {"C:/t/", "C:/t/url"}}) {
         const std::string name = temporary(given, "urlong");
-        ASSERT_EQ(name.substr(0, start.size()), start);
-        const std::string rest = name.substr(start.size());
+        ASSERT_TRUE(name.starts_with(start)) << name;
+        const std::string rest = name.substr(std::strlen(start));
         EXPECT_EQ(rest.find_first_not_of("0123456789ABCDEF"), rest.find(".tmp")) << rest;
         const fs::path file = made / ("url" + rest);
         EXPECT_TRUE(fs::is_regular_file(file) && fs::is_empty(file)) << name;
@@ -348,32 +335,26 @@ TEST_F(Files, TemporaryNames) {
         EXPECT_TRUE(DeleteFileA(name.c_str())) << "the name leads back to the file";
     }
     EXPECT_EQ(temporary("C:\\t", "e", 0xAB), "C:\\t\\eAB.tmp");
-    EXPECT_EQ(temporary("D:\\none", "", 7), "D:\\none\\7.tmp");
+    EXPECT_EQ(temporary(std::string(MAX_PATH - 10, 'n'), "url", 0xA).size(), MAX_PATH - 1u);
     EXPECT_TRUE(fs::is_empty(made)) << "a given number makes no file";
 
     const struct {
         std::string folder;
         UINT unique;
         DWORD error;
-    } refused[] = {
-        {"C:\\none", 0, ERROR_PATH_NOT_FOUND},
-        {"", 0, ERROR_PATH_NOT_FOUND}, // not the working directory
-        {put("file", "").string(), 0, ERROR_PATH_NOT_FOUND},
-        {std::string(MAX_PATH - 9, 'n'), 0xA, ERROR_FILENAME_EXCED_RANGE}, // "\urlA.tmp" makes it MAX_PATH
-        {std::string(100'000, 'n'), 0, ERROR_FILENAME_EXCED_RANGE},
+        int link; // how that call fails
+    } rows[] = {
+        {"C:\\none", 0, ERROR_PATH_NOT_FOUND, 0},
+        {"", 0, ERROR_PATH_NOT_FOUND, 0}, // not the working directory
+        {put("file", "").string(), 0, ERROR_PATH_NOT_FOUND, 0},
+        {std::string(MAX_PATH - 9, 'n'), 0xA, ERROR_FILENAME_EXCED_RANGE, 0}, // "\urlA.tmp" makes it MAX_PATH
+        {"C:\\t", 0, ERROR_DISK_FULL, ENOSPC},
+        {"C:\\t", 0, ERROR_SUCCESS, EEXIST}, // a name that is taken is passed over
     };
-    for (const auto& r : refused) {
-        EXPECT_EQ(temporary(r.folder, "url", r.unique), "");
-        EXPECT_EQ(GetLastError(), r.error) << r.folder.substr(0, 20);
+    for (const auto& row : rows) {
+        ASSERT_TRUE(WdTestFailCall("linkat", row.link != 0 ? 1 : 0, row.link));
+        EXPECT_EQ(errorOf(!temporary(row.folder, "url", row.unique).empty()), row.error) << row.folder.substr(0, 20);
     }
-    EXPECT_EQ(temporary(std::string(MAX_PATH - 10, 'n'), "url", 0xA).size(), MAX_PATH - 1u);
-
-    // A name that is taken, by a link too, is passed over.
-    ASSERT_TRUE(WdTestFailCall("linkat", 1, EEXIST));
-    EXPECT_NE(temporary("C:\\t", "url"), "");
-    ASSERT_TRUE(WdTestFailCall("linkat", 1, ENOSPC));
-    EXPECT_EQ(temporary("C:\\t", "url"), "");
-    EXPECT_EQ(GetLastError(), ERROR_DISK_FULL);
     EXPECT_EQ(std::distance(fs::directory_iterator(made), {}), 1);
 
     // The last byte of this folder's name in its code page is that of a backslash. In a child: it changes the home.
@@ -429,74 +410,49 @@ TEST_F(Files, WhatIsMadeBelongsToWhomTheHomeDoes) {
         }
         open(at("new"), kBoth, CREATE_NEW);
         const std::string temp = temporary(folder.string(), "url");
-        const std::string made[] = {
-            "new", "copy", "narrow copy", "content", "a/b", "a", temp.substr(temp.rfind('\\') + 1)};
         EXPECT_EQ(copy("wide", "copy") + copy("narrow", "narrow copy"), 0u);
         EXPECT_TRUE(WdReplaceContent(at("content").c_str(), "x", 1) && WdMakeFolder(at("a/b").c_str()));
-        for (const std::string& name : made) {
-            const struct stat status = statusOf(at(name));
-            const bool shared = group && name != "narrow copy";
-            EXPECT_EQ(status.st_mode & 07777, (shared ? 0660u : 0600u) | (name[0] != 'a' ? 0
-                                                                          : group        ? 02110
-                                                                                         : 0100))
-                << name;
-            EXPECT_TRUE(!shared || geteuid() != 0 || status.st_gid == kHomeGroup) << name;
-            fs::remove_all(at(name));
+        const struct {
+            std::string name;
+            unsigned alone;
+            unsigned shared;
+        } made[] = {
+            {"new", 0600, 0660},     {"copy", 0600, 0660}, {"narrow copy", 0600, 0600},
+            {"content", 0600, 0660}, {"a", 0700, 02770},   {temp.substr(temp.rfind('\\') + 1), 0600, 0660},
+        };
+        for (const auto& row : made) {
+            const struct stat status = statusOf(at(row.name));
+            EXPECT_EQ(status.st_mode & 07777, group ? row.shared : row.alone) << row.name;
+            EXPECT_TRUE(!group || row.shared == row.alone || geteuid() != 0 || status.st_gid == kHomeGroup) << row.name;
+            fs::remove_all(at(row.name));
         }
     }
-}
-
-TEST_F(Files, Attributes) {
-    fs::create_directory(at("folder"));
-    put("file", "");
-    put("read-only", "", 0466);
-    fs::create_symlink("none", at("dangling"));
-    const struct {
-        const char* name;
-        DWORD attributes;
-        DWORD error;
-    } cases[] = {
-        {"folder", FILE_ATTRIBUTE_DIRECTORY, 77},
-        {"file", FILE_ATTRIBUTE_NORMAL, 77},
-        {"read-only", FILE_ATTRIBUTE_READONLY, 77},
-        {"none", INVALID_FILE_ATTRIBUTES, ERROR_FILE_NOT_FOUND},
-        {"dangling", INVALID_FILE_ATTRIBUTES, ERROR_FILE_NOT_FOUND},
-        {"none/file", INVALID_FILE_ATTRIBUTES, ERROR_PATH_NOT_FOUND},
-        {"file/file", INVALID_FILE_ATTRIBUTES, ERROR_PATH_NOT_FOUND},
-    };
-    for (const auto& c : cases) {
-        SetLastError(77);
-        EXPECT_EQ(GetFileAttributesA(at(c.name).c_str()), c.attributes) << c.name;
-        EXPECT_EQ(GetLastError(), c.error) << c.name;
-    }
-    EXPECT_EQ(GetFileAttributesA(nullptr), INVALID_FILE_ATTRIBUTES);
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
 }
 
 TEST_F(Files, ModesKeepStrangersOut) {
     if (geteuid() != 0)
         GTEST_SKIP() << "only the administrator can be a stranger";
     const fs::path secret = put("secret", "old", 0600);
+    const fs::path shown = put("shown", "old", 0444);
     fs::create_directory(at("closed"));
     fs::permissions(at("closed"), fs::perms(0700));
-    const fs::path shown = put("shown", "old", 0444);
-    EXPECT_EQ(Child([&] {
-                  if (!becomeUser(kOneUser, kOneUser))
-                      return 100;
-                  const auto denied = [](DWORD error) { return error == ERROR_ACCESS_DENIED; };
-                  if (!denied(openError(secret, GENERIC_READ)) || !denied(openError(secret, kBoth, CREATE_ALWAYS)))
-                      return 1;
-                  if (!denied(openError(shown, GENERIC_WRITE)) || openError(shown, GENERIC_READ) != 0)
-                      return 2;
-                  if (!denied(openError(at("new"), kBoth, CREATE_NEW)) ||
-                      !denied(openError(at("closed/new"), kBoth, OPEN_ALWAYS)))
-                      return 3;
-                  SetLastError(0);
-                  if (temporary(folder.string(), "url") != "" || !denied(GetLastError()))
-                      return 4;
-                  return DeleteFileA(shown.c_str()) == FALSE && denied(GetLastError()) ? 0 : 5;
-              }).wait(),
-              0);
+    const struct {
+        std::function<DWORD()> call;
+        DWORD error;
+    } rows[] = {
+        {[&] { return openError(shown, GENERIC_READ); }, ERROR_SUCCESS},
+        {[&] { return openError(shown, GENERIC_WRITE); }, ERROR_ACCESS_DENIED},
+        {[&] { return openError(secret, GENERIC_READ); }, ERROR_ACCESS_DENIED},
+        {[&] { return openError(secret, kBoth, CREATE_ALWAYS); }, ERROR_ACCESS_DENIED},
+        {[&] { return openError(at("new"), kBoth, CREATE_NEW); }, ERROR_ACCESS_DENIED},
+        {[&] { return openError(at("closed/new"), kBoth, OPEN_ALWAYS); }, ERROR_ACCESS_DENIED},
+        {[&] { return errorOf(!temporary(folder.string(), "url").empty()); }, ERROR_ACCESS_DENIED},
+        {[&] { return errorOf(DeleteFileA(shown.c_str()) != FALSE); }, ERROR_ACCESS_DENIED},
+    };
+    for (const auto& row : rows) {
+        const auto asStranger = [&] { return becomeUser(kOneUser, kOneUser) ? static_cast<int>(row.call()) : 100; };
+        EXPECT_EQ(Child(asStranger).wait(), static_cast<int>(row.error)) << &row - rows;
+    }
     EXPECT_EQ(get("secret"), "old");
 }
 
