@@ -1,4 +1,5 @@
 // Batches of registry writes: what they show to whom, what a failing write leaves, and how they end.
+#include <Child.h>
 #include <TestKey.h>
 
 #include <gtest/gtest.h>
@@ -6,11 +7,10 @@
 #include <platform/registry_batch.h>
 #include <platform/win32.h>
 
+#include <functional>
 #include <optional>
 #include <string>
-#include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
 
 namespace {
 
@@ -29,7 +29,11 @@ TEST(RegistryBatch, ItsThreadSeesItsWritesAndOthersSeeThemAtTheEnd) {
     RegistryBatch batch;
     EXPECT_EQ(key.set("v", 2), 0);
     const TestKey made = TestKey::create("Sub\\Key", key.get());
-    EXPECT_EQ(made.set("w", 3), 0);
+    {
+        RegistryBatch inner(WD_BATCH_ALL_OR_NOTHING); // joins the outer
+        EXPECT_EQ(made.set("w", 3), 0);
+        EXPECT_EQ(inner.end(), 0);
+    }
     EXPECT_EQ(key.number("v"), 2u);
     EXPECT_EQ(TestKey::open("B\\Sub\\Key").number("w"), 3u);
     EXPECT_EQ(seenElsewhere("B", "v"), 1u);
@@ -38,48 +42,37 @@ TEST(RegistryBatch, ItsThreadSeesItsWritesAndOthersSeeThemAtTheEnd) {
     EXPECT_EQ(seenElsewhere("B", "v"), 2u);
     EXPECT_EQ(seenElsewhere("B\\Sub\\Key", "w"), 3u);
     EXPECT_EQ(made.set("w", 4), 0) << "a handle opened inside goes on behind the end";
-}
-
-TEST(RegistryBatch, AFailingWriteKeepsWhatWasWritten) {
-    const TestKey key = TestKey::create("Keep");
-    RegistryBatch batch;
-    EXPECT_EQ(key.set("a", 1), 0);
-    EXPECT_EQ(RegDeleteValueA(key.get(), "nothing"), kMissing);
-    EXPECT_EQ(seenElsewhere("Keep", "a"), 1u) << "committed at once";
-    EXPECT_EQ(key.set("b", 2), 0);
-    EXPECT_EQ(seenElsewhere("Keep", "b"), 2u) << "the batch is over";
-    EXPECT_EQ(batch.end(), 0);
+    EXPECT_EQ(WdRegEndBatch(), 0) << "an end without a beginning does nothing";
 }
 
 // A write that is refused for its arguments is a failing write too.
-TEST(RegistryBatch, ARefusedWriteEndsItLikeAFailedOne) {
-    const TestKey key = TestKey::create("Refused");
-    RegistryBatch batch;
-    EXPECT_EQ(key.set("a", 1), 0);
-    EXPECT_EQ(RegSetValueExA(key.get(), "a", 0, REG_BINARY, nullptr, 5), static_cast<LONG>(ERROR_INVALID_PARAMETER));
-    EXPECT_EQ(seenElsewhere("Refused", "a"), 1u);
-}
-
-TEST(RegistryBatch, AllOrNothingDiscardsAll) {
-    const TestKey key = TestKey::create("All");
-    ASSERT_EQ(key.set("v", 1), 0);
-    {
-        RegistryBatch batch(WD_BATCH_ALL_OR_NOTHING);
-        EXPECT_EQ(key.set("v", 2), 0);
-        EXPECT_EQ(RegDeleteKeyA(key.get(), "nothing"), kMissing);
-        EXPECT_EQ(key.set("w", 3), kMissing) << "nothing more is taken";
-        EXPECT_EQ(batch.end(), kMissing);
-    }
-    EXPECT_EQ(key.number("v"), 1u);
-    EXPECT_EQ(key.number("w"), std::nullopt);
-    {
-        RegistryBatch batch(WD_BATCH_ALL_OR_NOTHING);
-        EXPECT_EQ(key.set("v", 2), 0);
-        EXPECT_EQ(key.set("w", 3), 0);
-        EXPECT_EQ(batch.end(), 0);
-    }
-    EXPECT_EQ(key.number("v"), 2u);
-    EXPECT_EQ(key.number("w"), 3u);
+TEST(RegistryBatch, AFailingWriteEndsItAsItsModeSays) {
+    const struct {
+        const char* what;
+        std::function<LONG(const TestKey&)> fail;
+        LONG error;
+    } rows[] = {
+        {"nothing to delete", [](const TestKey& key) { return RegDeleteValueA(key.get(), "nothing"); }, kMissing},
+        {"a key likewise", [](const TestKey& key) { return RegDeleteKeyA(key.get(), "nothing"); }, kMissing},
+        {"no data", [](const TestKey& key) { return RegSetValueExA(key.get(), "a", 0, REG_BINARY, nullptr, 5); },
+         ERROR_INVALID_PARAMETER},
+        {"no handle", [](const TestKey&) { return TestKey().set("a", 5); }, ERROR_INVALID_HANDLE},
+    };
+    for (const auto& row : rows)
+        for (const DWORD mode : {WD_BATCH_KEEP_WRITTEN, WD_BATCH_ALL_OR_NOTHING}) {
+            SCOPED_TRACE(testing::Message() << row.what << ' ' << mode);
+            const bool keeps = mode == WD_BATCH_KEEP_WRITTEN;
+            const TestKey key = TestKey::create("Fail");
+            ASSERT_TRUE(key.set("a", 1) == 0 && key.set("b", 1) == 0);
+            RegistryBatch batch(mode);
+            EXPECT_EQ(key.set("a", 2), 0);
+            EXPECT_EQ(row.fail(key), row.error);
+            EXPECT_EQ(seenElsewhere("Fail", "a"), keeps ? 2u : 1u) << "it is over at once";
+            EXPECT_EQ(key.set("b", 2), keeps ? 0 : row.error);
+            EXPECT_EQ(seenElsewhere("Fail", "b"), keeps ? 2u : 1u);
+            EXPECT_EQ(batch.end(), keeps ? 0 : row.error);
+            EXPECT_EQ(key.number("a"), keeps ? 2u : 1u);
+        }
 }
 
 TEST(RegistryBatch, AnAbandonedOneKeepsNothing) {
@@ -94,21 +87,13 @@ TEST(RegistryBatch, AnAbandonedOneKeepsNothing) {
     EXPECT_EQ(key.set("v", 2), kAborted);
     EXPECT_EQ(outer.end(), kAborted);
     EXPECT_EQ(key.number("v"), std::nullopt);
-    EXPECT_EQ(key.set("v", 3), 0);
-}
-
-TEST(RegistryBatch, AnInnerOneJoinsTheOuter) {
-    const TestKey key = TestKey::create("Nested");
-    RegistryBatch outer;
-    {
-        RegistryBatch inner(WD_BATCH_ALL_OR_NOTHING);
+    std::thread([&] { // which ends inside one
+        WdRegBeginBatch(WD_BATCH_KEEP_WRITTEN);
         EXPECT_EQ(key.set("v", 1), 0);
-        EXPECT_EQ(inner.end(), 0);
-    }
-    EXPECT_EQ(seenElsewhere("Nested", "v"), std::nullopt);
-    EXPECT_EQ(outer.end(), 0);
-    EXPECT_EQ(seenElsewhere("Nested", "v"), 1u);
-    EXPECT_EQ(WdRegEndBatch(), 0) << "an end without a beginning does nothing";
+    })
+        .join();
+    EXPECT_EQ(key.number("v"), std::nullopt);
+    EXPECT_EQ(key.set("v", 3), 0);
 }
 
 TEST(RegistryBatch, WithoutAWriteItLocksNobodyOut) {
@@ -126,25 +111,13 @@ TEST(RegistryBatch, GrowsTheMapInTheMiddle) {
     RegistryBatch batch;
     const TestKey early = TestKey::create("Early", key.get());
     const std::string large(1 << 20, 'L');
-    for (int i = 0; i < 40; ++i) {
-        const TestKey part = TestKey::create(("part" + std::to_string(i)).c_str(), key.get());
-        ASSERT_EQ(part.setBytes("v", large), 0);
-    }
+    for (int i = 0; i < 40; ++i)
+        ASSERT_EQ(TestKey::create(("part" + std::to_string(i)).c_str(), key.get()).setBytes("v", large), 0);
     EXPECT_EQ(early.set("v", 7), 0) << "its handle survives the second making";
     ASSERT_EQ(batch.end(), 0);
     EXPECT_EQ(seenElsewhere("Grow\\Early", "v"), 7u);
     for (int i = 0; i < 40; ++i)
         EXPECT_EQ(TestKey::open(("Grow\\part" + std::to_string(i)).c_str()).bytes("v"), large) << i;
-}
-
-TEST(RegistryBatch, AThreadThatEndsInsideOneLeavesNothingAndNoLock) {
-    const TestKey key = TestKey::create("Lost");
-    std::thread([&] {
-        WdRegBeginBatch(WD_BATCH_KEEP_WRITTEN);
-        EXPECT_EQ(key.set("v", 1), 0);
-    }).join();
-    EXPECT_EQ(key.number("v"), std::nullopt);
-    EXPECT_EQ(key.set("v", 2), 0);
 }
 
 // The parent's transaction stays the parent's: the child sees none of it, and its own writes wait for the parent's end.
@@ -153,24 +126,16 @@ TEST(RegistryBatch, AForkInTheMiddleLeavesItToTheParent) {
     ASSERT_EQ(key.set("v", 1), 0);
     RegistryBatch batch;
     ASSERT_EQ(key.set("v", 2), 0);
-    int hasRead[2];
-    ASSERT_EQ(pipe(hasRead), 0);
-    const pid_t child = fork();
-    if (child == 0) {
-        const bool seesCommitted = key.number("v") == 1u && write(hasRead[1], "", 1) == 1;
-        const bool endsQuietly = batch.end() == 0;
-        const bool writes = key.set("child", 5) == 0;
-        _exit(seesCommitted && endsQuietly && writes ? 0 : 1);
-    }
-    close(hasRead[1]);
-    char byte = 1;
-    EXPECT_EQ(read(hasRead[0], &byte, 1), 1);
-    close(hasRead[0]);
+    const Pipe hasRead;
+    Child child([&] {
+        const bool seesCommitted = key.number("v") == 1u;
+        hasRead.signal();
+        return seesCommitted && batch.end() == 0 && key.set("child", 5) == 0 ? 0 : 1;
+    });
+    EXPECT_TRUE(hasRead.await());
     EXPECT_EQ(key.number("v"), 2u);
     EXPECT_EQ(batch.end(), 0);
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
+    EXPECT_EQ(child.wait(), 0);
     EXPECT_EQ(key.number("v"), 2u);
     EXPECT_EQ(key.number("child"), 5u);
 }

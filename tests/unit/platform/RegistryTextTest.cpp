@@ -9,11 +9,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
 namespace {
 
 using namespace std::string_literals;
-using namespace std::string_view_literals;
 
 std::string bytesOf(std::u16string_view units) {
     return {reinterpret_cast<const char*>(units.data()), units.size() * sizeof(char16_t)};
@@ -33,77 +33,74 @@ std::string wideBytes(HKEY key, LPCWSTR name) {
     return bytes;
 }
 
+std::string firstSubkey(const TestKey& key) {
+    char name[32];
+    DWORD length = sizeof name;
+    EXPECT_EQ(RegEnumKeyExA(key.get(), 0, name, &length, nullptr, nullptr, nullptr, nullptr), 0);
+    return {name, length};
+}
+
+// With a terminator, also where the caller's size leaves it out.
 TEST(RegistryText, EachFormComesBackByteForByteAndConvertsToTheOther) {
     const TestKey key = TestKey::create("Text");
     const struct {
-        const char* what;
         DWORD type;
         std::string narrow;
         std::u16string wide;
-    } cases[] = {
-        {"plain", REG_SZ, "abc\0"s, u"abc\0"s},
-        {"empty", REG_SZ, ""s, u""s},
-        {"beyond ASCII", REG_EXPAND_SZ, "\u00e4\u20ac\U0001F600\0"s, u"\u00e4\u20ac\U0001F600\0"s},
-        {"list", REG_MULTI_SZ, "a\0\u00e4\0\0"s, u"a\0\u00e4\0\0"s},
-        {"invalid bytes", REG_SZ, "a\xff\xc3(\0"s, u"a\xdcff\xdcc3(\0"s},
-        {"no text", REG_BINARY, "\xff\x01\x02"s, u""s},
+    } rows[] = {
+        {REG_SZ, "abc", u"abc"},
+        {REG_MULTI_SZ, "a\0\u00e4"s, u"a\0\u00e4"s},
+        {REG_EXPAND_SZ, "\u00e4\u20ac\U0001F600", u"\u00e4\u20ac\U0001F600"},
+        {REG_SZ, "a\xff\xc3(", u"a\xdcff\xdcc3("}, // bytes that are no text
     };
-    for (const auto& c : cases) {
-        ASSERT_EQ(key.setBytes("n", c.narrow, c.type), 0) << c.what;
-        EXPECT_EQ(key.bytes("n"), c.narrow) << c.what;
-        if (c.type == REG_BINARY) {
-            EXPECT_EQ(wideBytes(key.get(), WTEXT("n")), c.narrow) << c.what;
-            continue;
+    for (const auto& row : rows)
+        for (const std::size_t end : {std::size_t{0}, std::size_t{1}}) {
+            const std::string narrow = row.narrow + '\0';
+            const std::string wide = bytesOf(row.wide + u'\0');
+            ASSERT_EQ(key.setBytes("n", row.narrow + std::string(end, '\0'), row.type), 0);
+            EXPECT_EQ(key.bytes("n"), narrow);
+            EXPECT_EQ(wideBytes(key.get(), WTEXT("N")), wide) << narrow;
+            ASSERT_EQ(setWide(key.get(), WTEXT("w"), row.type, bytesOf(row.wide + std::u16string(end, u'\0'))), 0);
+            EXPECT_EQ(wideBytes(key.get(), WTEXT("w")), wide) << narrow;
+            EXPECT_EQ(key.bytes("w"), narrow);
         }
-        EXPECT_EQ(wideBytes(key.get(), WTEXT("N")), bytesOf(c.wide)) << c.what;
-        ASSERT_EQ(setWide(key.get(), WTEXT("w"), c.type, bytesOf(c.wide)), 0) << c.what;
-        EXPECT_EQ(wideBytes(key.get(), WTEXT("w")), bytesOf(c.wide)) << c.what;
-        EXPECT_EQ(key.bytes("w"), c.narrow) << c.what;
-    }
+    ASSERT_EQ(key.setBytes("n", "", REG_SZ), 0);
+    EXPECT_EQ(wideBytes(key.get(), WTEXT("n")), "");
+    ASSERT_EQ(key.setBytes("n", "\xff\x01\x02"), 0);
+    EXPECT_EQ(wideBytes(key.get(), WTEXT("n")), "\xff\x01\x02") << "no text";
+    const std::string loneSurrogates = bytesOf(u"\xd800x\xdfff\xdc41\0"s);
+    ASSERT_EQ(setWide(key.get(), WTEXT("w"), REG_SZ, loneSurrogates), 0);
+    EXPECT_EQ(wideBytes(key.get(), WTEXT("w")), loneSurrogates);
 }
 
-TEST(RegistryText, WideTextOfAnyUnitsAndOfOddSizeIsKept) {
-    const TestKey key = TestKey::create("Odd");
-    const std::string loneSurrogates = bytesOf(u"\xd800x\xdfff\xdc41");
-    ASSERT_EQ(setWide(key.get(), WTEXT("s"), REG_SZ, loneSurrogates), 0);
-    EXPECT_EQ(wideBytes(key.get(), WTEXT("s")), loneSurrogates + std::string(2, '\0'));
-    const std::string odd = bytesOf(u"ab") + "c";
-    ASSERT_EQ(setWide(key.get(), WTEXT("o"), REG_SZ, odd), 0);
-    EXPECT_EQ(wideBytes(key.get(), WTEXT("o")), odd);
-    EXPECT_EQ(key.bytes("o"), "ab");
-    char narrow[] = "####"; // a reader that relies on the end finds one where there is room, and no size that counts it
-    for (DWORD room : {2u, 3u}) {
-        DWORD size = room;
-        EXPECT_EQ(RegQueryValueExA(key.get(), "o", nullptr, nullptr, reinterpret_cast<BYTE*>(narrow), &size), 0);
-        EXPECT_EQ(size, 2u);
-        EXPECT_EQ(std::string_view(narrow, 4), room == 2 ? "ab##"sv : "ab\0#"sv);
-    }
-}
-
-// With sizes that leave the terminator out, or the caller's bytes behind them unread.
-TEST(RegistryText, ATextIsStoredWithItsTerminator) {
-    const TestKey key = TestKey::create("End");
-    for (const DWORD type : {REG_SZ, REG_EXPAND_SZ, REG_MULTI_SZ}) {
-        for (const std::string& text : {"abc"s, "abc\0"s}) {
-            ASSERT_EQ(key.setBytes("n", text, type), 0);
-            EXPECT_EQ(key.bytes("n"), "abc\0"s) << type;
-        }
-        ASSERT_EQ(setWide(key.get(), WTEXT("w"), type, bytesOf(u"abc")), 0);
-        EXPECT_EQ(wideBytes(key.get(), WTEXT("w")), bytesOf(u"abc\0"s)) << type;
-    }
-}
-
+// A reader that relies on the end finds one where there is room, and no size that counts it.
 TEST(RegistryText, SizesCountTheFormOfTheCall) {
     const TestKey key = TestKey::create("Count");
     ASSERT_EQ(key.setBytes("v", "abc\0"s, REG_SZ), 0);
-    WCHAR wide[8] = {u'#', u'#', u'#', u'#', u'#', u'#', u'#', u'#'};
-    DWORD size = 7;
-    EXPECT_EQ(RegQueryValueExW(key.get(), WTEXT("v"), nullptr, nullptr, reinterpret_cast<BYTE*>(wide), &size),
-              static_cast<LONG>(ERROR_MORE_DATA));
-    EXPECT_EQ(size, 8u);
-    EXPECT_EQ(wide[0], u'#');
-    EXPECT_EQ(RegQueryValueExW(key.get(), WTEXT("v"), nullptr, nullptr, reinterpret_cast<BYTE*>(wide), &size), 0);
-    EXPECT_EQ(std::u16string(wide), u"abc");
+    ASSERT_EQ(setWide(key.get(), WTEXT("o"), REG_SZ, bytesOf(u"ab") + "c"), 0); // half a unit too much
+    EXPECT_EQ(wideBytes(key.get(), WTEXT("o")), bytesOf(u"ab") + "c");
+    const struct {
+        bool wide;
+        const char* name;
+        DWORD room;
+        DWORD size;
+        std::string buffer;
+    } rows[] = {
+        {true, "v", 7, 8, "########"},
+        {true, "v", 8, 8, bytesOf(u"abc\0"s)},
+        {false, "o", 2, 2, "ab######"},
+        {false, "o", 3, 2, "ab\0#####"s},
+    };
+    for (const auto& row : rows) {
+        std::string buffer(8, '#');
+        auto* const data = reinterpret_cast<BYTE*>(buffer.data());
+        DWORD size = row.room;
+        const LONG error = row.wide ? RegQueryValueExW(key.get(), WTEXT("v"), nullptr, nullptr, data, &size)
+                                    : RegQueryValueExA(key.get(), row.name, nullptr, nullptr, data, &size);
+        EXPECT_EQ(error, row.room < row.size ? LONG{ERROR_MORE_DATA} : 0) << row.room;
+        EXPECT_EQ(size, row.size) << row.room;
+        EXPECT_EQ(buffer, row.buffer) << row.room;
+    }
 }
 
 TEST(RegistryText, NamesAreTheSameInBothForms) {
@@ -117,63 +114,52 @@ TEST(RegistryText, NamesAreTheSameInBothForms) {
     EXPECT_EQ(key.bytes("stra\u00dfe"), "x\0"s);
 
     const TestKey parent = TestKey::open("Bj\u00f6rk", KEY_ALL_ACCESS);
-    char narrow[8];
-    DWORD length = sizeof narrow;
-    ASSERT_EQ(RegEnumKeyExA(parent.get(), 0, narrow, &length, nullptr, nullptr, nullptr, nullptr), 0);
-    EXPECT_STREQ(narrow, "\U0001F600");
-    EXPECT_EQ(length, 4u);
-    WCHAR wide[4];
-    length = 2;
-    EXPECT_EQ(RegEnumKeyExW(parent.get(), 0, wide, &length, nullptr, nullptr, nullptr, nullptr),
-              static_cast<LONG>(ERROR_MORE_DATA));
-    length = 3;
-    ASSERT_EQ(RegEnumKeyExW(parent.get(), 0, wide, &length, nullptr, nullptr, nullptr, nullptr), 0);
+    EXPECT_EQ(firstSubkey(parent), "\U0001F600");
+    WCHAR wide[16];
+    for (DWORD room : {2u, 3u}) {
+        DWORD length = room;
+        EXPECT_EQ(RegEnumKeyExW(parent.get(), 0, wide, &length, nullptr, nullptr, nullptr, nullptr),
+                  room == 2 ? LONG{ERROR_MORE_DATA} : 0);
+        EXPECT_EQ(length, 2u);
+    }
     EXPECT_EQ(std::u16string(wide), u"\U0001F600");
-    EXPECT_EQ(length, 2u);
-
-    WCHAR valueName[16];
-    length = 16;
+    DWORD length = 16;
     BYTE data[4];
     DWORD size = sizeof data;
-    DWORD type = 0;
-    ASSERT_EQ(RegEnumValueW(key.get(), 0, valueName, &length, nullptr, &type, data, &size), 0);
-    EXPECT_EQ(std::u16string(valueName), u"Stra\u00dfe");
+    ASSERT_EQ(RegEnumValueW(key.get(), 0, wide, &length, nullptr, nullptr, data, &size), 0);
+    EXPECT_EQ(std::u16string(wide), u"Stra\u00dfe");
     EXPECT_EQ(size, 4u);
 }
 
-// Names of bytes that aren't valid in the code page: stored, listed and found again as they are.
-TEST(RegistryText, InvalidBytesInNamesSurvive) {
-    const std::string name = "bad\xff\x80name";
-    const TestKey parent = TestKey::create("Invalid");
-    const TestKey key = TestKey::create(name.c_str(), parent.get());
-    ASSERT_TRUE(key);
-    ASSERT_EQ(key.set("\xfe", 9), 0);
-    EXPECT_EQ(TestKey::open("BAD\xff\x80NAME", KEY_READ, parent.get()).number("\xfe"), 9u);
-    char listed[32];
-    DWORD length = sizeof listed;
-    ASSERT_EQ(RegEnumKeyExA(parent.get(), 0, listed, &length, nullptr, nullptr, nullptr, nullptr), 0);
-    EXPECT_EQ(listed, name);
-}
-
-// In code page 932 the second byte of a character may be a backslash: it parts nothing.
-TEST(RegistryText, ADoubleByteNameIsOneComponent) {
-    setenv("WARDLET_ACP", "932", 1);
-    WdTestRereadEnvironment();
-    constexpr const char* kName = "\x83\x5C\x95\x5C"; // two characters
-    const TestKey key = TestKey::create((std::string("DoubleByte\\") + kName + "\\below").c_str());
-    ASSERT_TRUE(key);
-    EXPECT_EQ(key.setBytes(kName, std::string(kName) + '\0', REG_SZ), 0);
-    EXPECT_EQ(key.bytes(kName), std::string(kName) + '\0');
-    EXPECT_EQ(wideBytes(key.get(), WTEXT("\u30BD\u8868")), bytesOf(u"\u30BD\u8868\0"s));
-
-    const TestKey parent = TestKey::open("DoubleByte");
-    char name[8];
-    DWORD length = sizeof name;
-    ASSERT_EQ(RegEnumKeyExA(parent.get(), 0, name, &length, nullptr, nullptr, nullptr, nullptr), 0);
-    EXPECT_STREQ(name, kName);
-    length = sizeof name;
-    EXPECT_EQ(RegEnumKeyExA(parent.get(), 1, name, &length, nullptr, nullptr, nullptr, nullptr),
-              static_cast<LONG>(ERROR_NO_MORE_ITEMS));
+// Names of any bytes are stored, listed and found again as they are, also those that are no text. In code page 932 the
+// second byte of a character may be a backslash: it parts nothing.
+TEST(RegistryText, AnyBytesSurviveAsANarrowName) {
+    const struct {
+        const char* codePage;
+        std::vector<const char*> names;
+    } rows[] = {
+        {"65001", {"bad\xff\x80name", "a\xC3", "\xF0\x90\x80", "\xFD\xFE\xFF", "\xE2\x82\xAC"}},
+        {"932", {"\x83\x5C\x95\x5C", "\x83", "\x81 \x81", "\xFD\xFE\xFF"}},
+        {"1252", {"\xFF\x81 x", "\xFD\xFE\xFF"}},
+        {"950", {"\x81 \x81", "\xFF\x81 x"}},
+    };
+    for (const auto& row : rows) {
+        setenv("WARDLET_ACP", row.codePage, 1);
+        WdTestRereadEnvironment();
+        for (const char* name : row.names) {
+            SCOPED_TRACE(testing::Message() << row.codePage << ' ' << name);
+            const TestKey parent = TestKey::create("Any");
+            const TestKey key = TestKey::create(name, parent.get());
+            ASSERT_EQ(key.set(name, 9), 0);
+            EXPECT_EQ(TestKey::open((std::string("ANY\\") + name).c_str()).number(name), 9u);
+            EXPECT_EQ(firstSubkey(parent), name);
+            char listed[32];
+            DWORD length = sizeof listed;
+            EXPECT_EQ(RegEnumValueA(key.get(), 0, listed, &length, nullptr, nullptr, nullptr, nullptr), 0);
+            EXPECT_STREQ(listed, name);
+            EXPECT_EQ(RegDeleteKeyA(parent.get(), name), 0);
+        }
+    }
     unsetenv("WARDLET_ACP");
     WdTestRereadEnvironment();
 }
