@@ -1,29 +1,26 @@
 // What an object keeps of its security, and what the kernel enforces of it.
+#include "ObjectSecurity.h"
 #include "SecurityText.h"
-#include "TestHome.h"
+
+#include <Child.h>
+#include <TestObject.h>
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <functional>
+#include <cstring>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace {
 
-struct HandleCloser {
-    void operator()(void* handle) const { CloseHandle(handle); }
-};
-using Handle = std::unique_ptr<void, HandleCloser>;
-
 constexpr char kName[] = "Global\\security_test";
+constexpr SECURITY_INFORMATION kDacl = DACL_SECURITY_INFORMATION;
+constexpr SECURITY_INFORMATION kLabel = LABEL_SECURITY_INFORMATION;
 
 // A null text is a null descriptor.
-Handle makeMutex(const char* sddl, const char* name = kName) {
+Handle makeWith(const char* sddl, const char* name = kName) {
     const Local<void> descriptor = sddl == nullptr ? nullptr : descriptorOf(sddl);
     SECURITY_ATTRIBUTES attributes{sizeof attributes, descriptor.get(), FALSE};
-    return Handle(CreateMutexA(&attributes, FALSE, name));
+    return makeMutex(name, false, &attributes);
 }
 
 std::string securityOf(const char* name = kName, SECURITY_INFORMATION parts = kAllParts) {
@@ -35,33 +32,35 @@ std::string securityOf(const char* name = kName, SECURITY_INFORMATION parts = kA
 
 // The mode of the one named object that there is.
 unsigned modeOfObject() {
-    unsigned mode = 0;
-    for (const auto& file : std::filesystem::directory_iterator(TestHome::instance().path() / "objects")) {
-        struct stat status {};
-        if (file.path().filename().string().starts_with('.') || stat(file.path().c_str(), &status) != 0)
-            continue;
-        EXPECT_EQ(mode, 0u) << "more than one object";
-        mode = status.st_mode & 0777;
-    }
-    return mode;
+    const auto files = objectFiles();
+    EXPECT_EQ(files.size(), 1u);
+    struct stat status {};
+    EXPECT_EQ(stat((objectsFolder() / files.at(0)).c_str(), &status), 0);
+    return status.st_mode & 0777;
 }
 
-// Sets the parts that a text has, by handle or by name.
-DWORD setByHandle(HANDLE object, const std::string& sddl, SECURITY_INFORMATION parts) {
+// The parts that a text has.
+DWORD change(HANDLE object, const std::string& sddl, SECURITY_INFORMATION parts,
+             SE_OBJECT_TYPE type = SE_KERNEL_OBJECT) {
     const Local<void> descriptor = descriptorOf(sddl);
     BOOL present = FALSE;
     PACL dacl = nullptr;
     PACL sacl = nullptr;
     GetSecurityDescriptorDacl(descriptor.get(), &present, &dacl, nullptr);
     GetSecurityDescriptorSacl(descriptor.get(), &present, &sacl, nullptr);
-    return SetSecurityInfo(object, SE_KERNEL_OBJECT, parts, nullptr, nullptr, dacl, sacl);
+    return SetSecurityInfo(object, type, parts, nullptr, nullptr, dacl, sacl);
 }
 
-TEST(ObjectSecurity, WhoIsLetIn) {
+class ObjectSecurity : public testing::Test {
+  protected:
+    ObjectSecurity() { useFreshHome(); }
+};
+
+TEST_F(ObjectSecurity, WhoIsLetIn) {
     const struct {
         const char* sddl;
         bool everybody;
-    } kCases[] = {
+    } rows[] = {
         {nullptr, false},
         {"", false},
         {"O:BAG:SY", false},
@@ -84,90 +83,78 @@ TEST(ObjectSecurity, WhoIsLetIn) {
         {"D:(D;IO;GW;;;BG)(A;;GA;;;WD)", true},
         {"D:(D;;GA;;;WD)", false},
     };
-    for (const auto& row : kCases) {
-        const Handle mutex = makeMutex(row.sddl);
-        ASSERT_NE(mutex, nullptr);
+    for (const auto& row : rows) {
+        const Handle mutex = makeWith(row.sddl);
         EXPECT_EQ(modeOfObject(), row.everybody ? 0666u : 0600u) << (row.sddl == nullptr ? "null" : row.sddl);
     }
 }
 
-TEST(ObjectSecurity, DefaultSecurityIsTheOwnersAlone) {
-    const Handle mutex = makeMutex(nullptr);
-    EXPECT_EQ(securityOf(), "D:(A;;GA;;;OW)");
-    // The label alone doesn't open it.
-    EXPECT_EQ(setByHandle(mutex.get(), "S:(ML;;NW;;;LW)", LABEL_SECURITY_INFORMATION), 0u);
-    EXPECT_EQ(securityOf(), "D:(A;;GA;;;OW)S:(ML;;NW;;;LW)");
-    EXPECT_EQ(modeOfObject(), 0600u);
-}
-
-TEST(ObjectSecurity, EachPartIsChangedAlone) {
-    const Handle mutex = makeMutex("O:BAG:SYD:(A;;GR;;;BU)S:(ML;;NW;;;HI)");
-    EXPECT_EQ(setByHandle(mutex.get(), "D:(A;OICI;GA;;;AU)", DACL_SECURITY_INFORMATION), 0u);
-    EXPECT_EQ(securityOf(), "O:BAG:SYD:(A;OICI;GA;;;AU)S:(ML;;NW;;;HI)");
-    EXPECT_EQ(modeOfObject(), 0666u);
-    EXPECT_EQ(setByHandle(mutex.get(), "D:S:(ML;;NW;;;LW)", LABEL_SECURITY_INFORMATION), 0u);
-    EXPECT_EQ(securityOf(), "O:BAG:SYD:(A;OICI;GA;;;AU)S:(ML;;NW;;;LW)");
-    EXPECT_EQ(securityOf(kName, LABEL_SECURITY_INFORMATION), "S:(ML;;NW;;;LW)");
-    EXPECT_EQ(setByHandle(mutex.get(), "D:", DACL_SECURITY_INFORMATION), 0u);
-    EXPECT_EQ(modeOfObject(), 0600u);
-    EXPECT_EQ(setByHandle(mutex.get(), "", DACL_SECURITY_INFORMATION), 0u);
-    EXPECT_EQ(securityOf(kName, DACL_SECURITY_INFORMATION), "D:NO_ACCESS_CONTROL");
-    EXPECT_EQ(modeOfObject(), 0666u);
-
-    PSID users = nullptr;
-    ASSERT_TRUE(ConvertStringSidToSidA("BU", &users));
-    const Local<void> owned(users);
-    EXPECT_EQ(SetSecurityInfo(mutex.get(), SE_KERNEL_OBJECT, OWNER_SECURITY_INFORMATION | GROUP_SECURITY_INFORMATION,
-                              users, users, nullptr, nullptr),
-              0u);
-    EXPECT_EQ(securityOf(), "O:BUG:BUD:NO_ACCESS_CONTROLS:(ML;;NW;;;LW)");
-}
-
-TEST(ObjectSecurity, RefusalsChangeNothing) {
-    const Handle mutex = makeMutex("D:(A;;GR;;;BU)");
-    const auto set = [&](HANDLE object, SE_OBJECT_TYPE type, SECURITY_INFORMATION parts, PACL list) {
-        SetLastError(0);
-        const DWORD error = SetSecurityInfo(object, type, parts, nullptr, nullptr, list, list);
-        EXPECT_EQ(GetLastError(), error);
-        return error;
+TEST_F(ObjectSecurity, EachPartIsChangedAlone) {
+    Handle mutex = makeWith(nullptr);
+    const struct {
+        const char* change;
+        SECURITY_INFORMATION parts;
+        const char* security;
+        unsigned mode;
+    } rows[] = {
+        {"", 0, "D:(A;;GA;;;OW)", 0600},
+        {"S:(ML;;NW;;;LW)", kLabel, "D:(A;;GA;;;OW)S:(ML;;NW;;;LW)", 0600}, // which doesn't open it
+        {"D:(A;OICI;GA;;;AU)", kDacl, "D:(A;OICI;GA;;;AU)S:(ML;;NW;;;LW)", 0666},
+        {"D:S:(ML;;NW;;;HI)", kLabel, "D:(A;OICI;GA;;;AU)S:(ML;;NW;;;HI)", 0666},
+        {"D:", kDacl, "D:S:(ML;;NW;;;HI)", 0600},
+        {"", kDacl, "D:NO_ACCESS_CONTROLS:(ML;;NW;;;HI)", 0666},
     };
-    ACL malformed{ACL_REVISION, 0, 7, 0, 0};
-    EXPECT_EQ(set(mutex.get(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION, nullptr), ERROR_NOT_SUPPORTED);
-    EXPECT_EQ(set(mutex.get(), SE_KERNEL_OBJECT, 0x20, nullptr), ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(set(mutex.get(), SE_KERNEL_OBJECT, DACL_SECURITY_INFORMATION, &malformed), ERROR_INVALID_ACL);
-    EXPECT_EQ(set(mutex.get(), SE_KERNEL_OBJECT, OWNER_SECURITY_INFORMATION, nullptr), ERROR_INVALID_SID);
-    EXPECT_EQ(set(nullptr, SE_KERNEL_OBJECT, DACL_SECURITY_INFORMATION, nullptr), ERROR_INVALID_HANDLE);
-    EXPECT_EQ(set(&malformed, SE_KERNEL_OBJECT, DACL_SECURITY_INFORMATION, nullptr), ERROR_INVALID_HANDLE);
+    for (const auto& row : rows) {
+        EXPECT_EQ(row.parts == 0 ? 0 : change(mutex.get(), row.change, row.parts), 0u);
+        EXPECT_EQ(securityOf(), row.security);
+        EXPECT_EQ(modeOfObject(), row.mode) << row.security;
+    }
+    EXPECT_EQ(securityOf(kName, kLabel), "S:(ML;;NW;;;HI)");
+    const Local<void> users = sidOf("BU");
+    constexpr SECURITY_INFORMATION kOwners = OWNER_SECURITY_INFORMATION | GROUP_SECURITY_INFORMATION;
+    EXPECT_EQ(SetSecurityInfo(mutex.get(), SE_KERNEL_OBJECT, kOwners, users.get(), users.get(), nullptr, nullptr), 0u);
+    EXPECT_EQ(securityOf(), "O:BUG:BUD:NO_ACCESS_CONTROLS:(ML;;NW;;;HI)");
+    const Handle unnamed = makeEvent(nullptr, true, false);
+    EXPECT_EQ(change(unnamed.get(), "D:(A;;GA;;;AU)", kDacl), 0u);
+}
+
+TEST_F(ObjectSecurity, RefusalsChangeNothing) {
+    const Handle mutex = makeWith("D:(A;;GR;;;BU)");
     std::string tooLong = "D:";
     while (tooLong.size() <= 2048)
         tooLong += "(A;;GA;;;WD)";
-    EXPECT_EQ(setByHandle(mutex.get(), tooLong, DACL_SECURITY_INFORMATION), ERROR_INSUFFICIENT_BUFFER);
-    EXPECT_EQ(securityOf(), "D:(A;;GR;;;BU)");
-    EXPECT_EQ(modeOfObject(), 0600u);
-    EXPECT_EQ(makeMutex(tooLong.c_str(), "another"), nullptr);
-    EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
-
-    EXPECT_EQ(securityOf("Global\\nobody_has_it"), "error 2");
+    const HANDLE object = mutex.get();
+    ACL malformed{ACL_REVISION, 0, 7, 0, 0};
+    char nobodys[] = "Global\\nobody_has_it";
+    const auto set = [&](PACL list) {
+        return SetSecurityInfo(object, SE_KERNEL_OBJECT, kDacl, nullptr, nullptr, list, nullptr);
+    };
+    const std::pair<DWORD, DWORD> rows[] = {
+        {change(object, "D:", kDacl, SE_FILE_OBJECT), ERROR_NOT_SUPPORTED},
+        {change(object, "D:", 0x20), ERROR_INVALID_PARAMETER},
+        {change(object, "D:", OWNER_SECURITY_INFORMATION), ERROR_INVALID_SID},
+        {change(object, tooLong, kDacl), ERROR_INSUFFICIENT_BUFFER},
+        {change(nullptr, "D:", kDacl), ERROR_INVALID_HANDLE},
+        {change(&malformed, "D:", kDacl), ERROR_INVALID_HANDLE},
+        {set(&malformed), ERROR_INVALID_ACL},
+        {errorOf(makeWith(tooLong.c_str(), "another") != nullptr), ERROR_INSUFFICIENT_BUFFER},
+        {SetNamedSecurityInfoA(nobodys, SE_KERNEL_OBJECT, kDacl, nullptr, nullptr, nullptr, nullptr),
+         ERROR_FILE_NOT_FOUND},
+        {GetNamedSecurityInfoA(kName, SE_KERNEL_OBJECT, kDacl, nullptr, nullptr, nullptr, nullptr, nullptr),
+         ERROR_INVALID_PARAMETER},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(row.first, row.second) << &row - rows;
+    EXPECT_EQ(securityOf(nobodys), "error 2");
     EXPECT_EQ(securityOf(""), "error 87");
     EXPECT_EQ(securityOf(nullptr), "error 87");
-    char name[] = "Global\\nobody_has_it";
-    EXPECT_EQ(
-        SetNamedSecurityInfoA(name, SE_KERNEL_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr, nullptr, nullptr),
-        ERROR_FILE_NOT_FOUND);
-    EXPECT_EQ(GetNamedSecurityInfoA(kName, SE_KERNEL_OBJECT, DACL_SECURITY_INFORMATION, nullptr, nullptr, nullptr,
-                                    nullptr, nullptr),
-              ERROR_INVALID_PARAMETER);
-}
-
-TEST(ObjectSecurity, AnUnnamedObjectHasItsSecurityToo) {
-    const Handle event(CreateEventA(nullptr, TRUE, FALSE, nullptr));
-    EXPECT_EQ(setByHandle(event.get(), "D:(A;;GA;;;AU)", DACL_SECURITY_INFORMATION), 0u);
-    EXPECT_EQ(setByHandle(event.get(), "S:(ML;;NW;;;LW)", LABEL_SECURITY_INFORMATION), 0u);
+    EXPECT_EQ(securityOf(), "D:(A;;GR;;;BU)");
+    EXPECT_EQ(modeOfObject(), 0600u);
 }
 
 // The outputs are in the descriptor that comes with them.
-TEST(ObjectSecurity, OutputsPointIntoTheDescriptor) {
-    const Handle mutex = makeMutex("O:BAD:(A;;GR;;;BU)");
+TEST_F(ObjectSecurity, OutputsPointIntoTheDescriptor) {
+    const Handle mutex = makeWith("O:BAD:(A;;GR;;;BU)");
     PSID owner = nullptr;
     PSID group = &owner;
     PACL dacl = nullptr;
@@ -179,31 +166,43 @@ TEST(ObjectSecurity, OutputsPointIntoTheDescriptor) {
     BOOL present = FALSE;
     ASSERT_TRUE(GetSecurityDescriptorDacl(found, &present, &same, nullptr));
     EXPECT_EQ(dacl, same);
-    EXPECT_EQ(group, nullptr);
-    EXPECT_EQ(sacl, nullptr);
-    LPSTR text = nullptr;
-    ASSERT_TRUE(ConvertSidToStringSidA(owner, &text));
-    EXPECT_STREQ(Local<char>(text).get(), "S-1-5-32-544");
+    EXPECT_TRUE(group == nullptr && sacl == nullptr);
+    EXPECT_EQ(std::memcmp(owner, sidOf("BA").get(), 16), 0);
 }
 
 // Another process, started while the object is there, sees its security by name and changes it.
-TEST(ObjectSecurity, WorksByNameAcrossProcesses) {
-    const Handle mutex = makeMutex("D:(A;;GR;;;BU)S:(ML;;NW;;;LW)");
-    const pid_t child = fork();
-    if (child == 0) {
-        if (securityOf() != "D:(A;;GR;;;BU)S:(ML;;NW;;;LW)")
-            _exit(1);
-        char name[sizeof kName];
-        std::copy(std::begin(kName), std::end(kName), name);
-        _exit(static_cast<int>(SetNamedSecurityInfoA(name, SE_KERNEL_OBJECT, DACL_SECURITY_INFORMATION, nullptr,
-                                                     nullptr, nullptr, nullptr)));
-    }
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), 0);
+TEST_F(ObjectSecurity, WorksByNameAcrossProcesses) {
+    const Handle mutex = makeWith("D:(A;;GR;;;BU)S:(ML;;NW;;;LW)");
+    const auto changes = [] {
+        std::string name = kName;
+        return securityOf() == "D:(A;;GR;;;BU)S:(ML;;NW;;;LW)" &&
+                       SetNamedSecurityInfoA(name.data(), SE_KERNEL_OBJECT, kDacl, nullptr, nullptr, nullptr,
+                                             nullptr) == 0
+                   ? 0
+                   : 1;
+    };
+    EXPECT_EQ(Child(changes).wait(), 0);
     EXPECT_EQ(securityOf(), "D:NO_ACCESS_CONTROLS:(ML;;NW;;;LW)");
     EXPECT_EQ(modeOfObject(), 0666u);
+}
+
+// Whoever may open an object may write into its memory, the text of its security too. The owner who changes another part
+// takes nobody's word for who is let in.
+TEST_F(ObjectSecurity, AForgedTextIsAnErrorAndOpensNothing) {
+    const Handle mutex = makeMutex(kName);
+    wd::ObjectSecurity kept;
+    for (const std::string& forged : {std::string("D:(A;;GA;;;WD"), std::string("D:\0:", 4), std::string(2048, '(')}) {
+        ASSERT_EQ(wd::changeSecurity(kName, {forged, false}), 0u);
+        EXPECT_EQ(securityOf(), "error 1338");
+        EXPECT_EQ(change(mutex.get(), "", kDacl), ERROR_INVALID_SECURITY_DESCR);
+        ASSERT_EQ(wd::querySecurity(mutex.get(), kept), 0u);
+        EXPECT_EQ(kept.sddl, forged);
+        EXPECT_FALSE(kept.everybody);
+    }
+    ASSERT_EQ(wd::changeSecurity(mutex.get(), {"D:NO_ACCESS_CONTROL", false}), 0u);
+    EXPECT_EQ(change(mutex.get(), "", kLabel), ERROR_SUCCESS);
+    ASSERT_EQ(wd::querySecurity(mutex.get(), kept), 0u);
+    EXPECT_FALSE(kept.everybody);
 }
 
 } // namespace

@@ -16,6 +16,10 @@ inline constexpr SECURITY_INFORMATION kAllParts =
     OWNER_SECURITY_INFORMATION | GROUP_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION | LABEL_SECURITY_INFORMATION;
 
 // Null, and GetLastError, for a text that is refused.
+inline Local<void> sidOf(const char* text) {
+    PSID sid = nullptr;
+    return Local<void>(ConvertStringSidToSidA(text, &sid) != FALSE ? sid : nullptr);
+}
 inline Local<void> descriptorOf(const std::string& sddl) {
     PSECURITY_DESCRIPTOR descriptor = nullptr;
     const BOOL converted =
