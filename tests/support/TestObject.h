@@ -20,8 +20,9 @@ struct HandleCloser {
 using Handle = std::unique_ptr<void, HandleCloser>;
 
 // Of a call of the layer's: 0 where it succeeded.
-inline DWORD errorOf(bool succeeded) {
-    return succeeded ? ERROR_SUCCESS : GetLastError();
+template <class Succeeded>
+DWORD errorOf(Succeeded succeeded) {
+    return static_cast<bool>(succeeded) ? ERROR_SUCCESS : GetLastError();
 }
 
 // A descriptor that lets everybody in, for as long as this lives.

@@ -1,9 +1,9 @@
-#include "TestHome.h"
+// Settings files: what is read, cut and found, and what a write leaves of the rest.
+#include "TestObject.h"
 
 #include <platform/testing.h>
 #include <platform/win32.h>
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <array>
@@ -12,10 +12,11 @@
 #include <string>
 #include <sys/stat.h>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 namespace {
+
+using namespace std::string_literals;
 
 constexpr const char* kFile = "test.ini";
 
@@ -24,15 +25,6 @@ std::string text(const char* section, const char* name, const char* file = kFile
     const DWORD length = GetPrivateProfileStringA(section, name, "<none>", buffer.data(), 600, file);
     EXPECT_EQ(std::string_view(buffer.data()).size(), length);
     return {buffer.data(), length};
-}
-
-std::vector<std::string> temporaries() {
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(TestHome::instance().path())) {
-        if (entry.path().filename().string().front() == '.')
-            names.push_back(entry.path());
-    }
-    return names;
 }
 
 TEST(Ini, Texts) {
@@ -72,16 +64,21 @@ TEST(Ini, Texts) {
 }
 
 TEST(Ini, TextsThatDontFitAreCut) {
-    TestHome::instance().write(kFile, "[S]\nName=0123456789\n");
-    std::array<char, 16> buffer{};
-    EXPECT_EQ(GetPrivateProfileStringA("S", "Name", "", buffer.data(), 11, kFile), 10u);
-    EXPECT_STREQ(buffer.data(), "0123456789");
-    EXPECT_EQ(GetPrivateProfileStringA("S", "Name", "", buffer.data(), 10, kFile), 9u);
-    EXPECT_STREQ(buffer.data(), "012345678");
-    EXPECT_EQ(GetPrivateProfileStringA("S", "None", "default text", buffer.data(), 8, kFile), 7u);
-    EXPECT_STREQ(buffer.data(), "default");
-    EXPECT_EQ(GetPrivateProfileStringA("S", "Name", "", buffer.data(), 1, kFile), 0u);
-    EXPECT_EQ(GetPrivateProfileStringA("S", "Name", "", buffer.data(), 0, kFile), 0u);
+    TestHome::instance().write(kFile, "[S]\nName=0123456789\nLong=" + std::string(1 << 20, 'y') + "\nZero=ab\0cd\n"s);
+    for (const DWORD size : {0u, 1u, 10u, 11u, 15u}) {
+        const struct {
+            const char* name;
+            std::string_view whole;
+        } rows[] = {{"Name", "0123456789"}, {"None", "default text"}, {"Long", "yyyyyyyyyyyyyyyy"}, {"Zero", "ab"}};
+        for (const auto& row : rows) {
+            std::string buffer(16, '#');
+            const DWORD length = GetPrivateProfileStringA("S", row.name, "default text", buffer.data(), size, kFile);
+            const std::string_view expected = row.whole.substr(0, size == 0 ? 0 : size - 1);
+            EXPECT_EQ(length, expected.size()) << row.name << size;
+            EXPECT_EQ(buffer.substr(0, length), expected);
+            EXPECT_EQ(buffer.substr(length, 2), size == 0 ? "##"s : "\0#"s);
+        }
+    }
     EXPECT_EQ(GetPrivateProfileStringA("S", "Name", nullptr, nullptr, 5, kFile), 0u);
 }
 
@@ -89,39 +86,17 @@ TEST(Ini, Numbers) {
     const struct {
         const char* written;
         UINT number;
-    } cases[] = {
+    } rows[] = {
         {"273", 273},   {"-5", 0xFFFFFFFBu}, {"+7", 7}, {"0x111", 273}, {"0XfF", 255},     {"12 monkeys", 12},
         {"\"16\"", 16}, {"text", 0},         {"0x", 0}, {"- 5", 0},     {"4294967296", 0}, {"", 42},
         {"08", 8},      {"--1", 0},
     };
-    for (const auto& c : cases) {
-        TestHome::instance().write(kFile, std::string("[S]\nN=").append(c.written));
-        EXPECT_EQ(GetPrivateProfileIntA("S", "N", 42, kFile), c.number) << c.written;
+    for (const auto& row : rows) {
+        TestHome::instance().write(kFile, std::string("[S]\nN=").append(row.written));
+        EXPECT_EQ(GetPrivateProfileIntA("S", "N", 42, kFile), row.number) << row.written;
     }
     EXPECT_EQ(GetPrivateProfileIntA("S", "None", 42, kFile), 42u);
     EXPECT_EQ(GetPrivateProfileIntA("S", "N", -1, "missing.ini"), 0xFFFFFFFFu);
-}
-
-TEST(Ini, GarbageIsReadAround) {
-    std::string garbage;
-    for (int i = 0; i < 4096; ++i)
-        garbage += static_cast<char>(i * 7 + i / 256);
-    const std::string noise = garbage;
-    garbage.append("\n").append(1 << 20, 'x').append("\n[S]\nLong=").append(1 << 20, 'y').append("\nZero=ab");
-    garbage.append(1, '\0').append("cd\nName=found\n").append(noise);
-    TestHome::instance().write(kFile, garbage);
-    EXPECT_EQ(text("S", "Name"), "found");
-    EXPECT_EQ(text("S", "Zero"), "ab");
-    EXPECT_EQ(text("S", "Long"), std::string(599, 'y'));
-    // A change touches its own line only.
-    ASSERT_TRUE(WritePrivateProfileStringA("S", "Name", "changed", kFile));
-    garbage.replace(garbage.find("found"), 5, "changed");
-    EXPECT_EQ(TestHome::instance().read(kFile), garbage);
-    // A folder or a pipe in the file's place is no file.
-    std::filesystem::create_directory(TestHome::instance().path() / "folder.ini");
-    EXPECT_EQ(text("S", "Name", "folder.ini"), "<none>");
-    ASSERT_EQ(mkfifo((TestHome::instance().path() / "pipe.ini").c_str(), 0600), 0);
-    EXPECT_EQ(text("S", "Name", "pipe.ini"), "<none>");
 }
 
 TEST(Ini, WritesKeepAllElse) {
@@ -149,54 +124,44 @@ TEST(Ini, WritesKeepAllElse) {
             EXPECT_EQ(text(c.section, c.name), c.value);
         }
     }
-    EXPECT_TRUE(WritePrivateProfileStringA(nullptr, nullptr, nullptr, kFile));
     const struct {
         const char* section;
         const char* name;
         const char* value;
-    } refused[] = {{"S]", "N", "1"}, {"S", "N=", "1"},    {"S", "N", "1\n[T]"}, {"S\n", "N", "1"},   {"S", ";N", "1"},
-                   {"S", "[N", "1"}, {nullptr, "N", "1"}, {"", "N", "1"},       {"S", nullptr, "1"}, {"S", "", "1"}};
+        DWORD error;
+    } others[] = {
+        {nullptr, nullptr, nullptr, ERROR_SUCCESS},    {"S]", "N", "1", ERROR_INVALID_PARAMETER},
+        {"S\n", "N", "1", ERROR_INVALID_PARAMETER},    {"", "N", "1", ERROR_INVALID_PARAMETER},
+        {nullptr, "N", "1", ERROR_INVALID_PARAMETER},  {"S", "N=", "1", ERROR_INVALID_PARAMETER},
+        {"S", ";N", "1", ERROR_INVALID_PARAMETER},     {"S", "[N", "1", ERROR_INVALID_PARAMETER},
+        {"S", "", "1", ERROR_INVALID_PARAMETER},       {"S", nullptr, "1", ERROR_INVALID_PARAMETER},
+        {"S", "N", "1\n[T]", ERROR_INVALID_PARAMETER},
+    };
     const std::string before = TestHome::instance().read(kFile);
-    for (const auto& c : refused) {
-        EXPECT_FALSE(WritePrivateProfileStringA(c.section, c.name, c.value, kFile));
-        EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER);
-    }
+    for (const auto& row : others)
+        EXPECT_EQ(errorOf(WritePrivateProfileStringA(row.section, row.name, row.value, kFile)), row.error);
     EXPECT_EQ(TestHome::instance().read(kFile), before);
 }
 
 TEST(Ini, AWriteReplacesTheFileAsAWholeOrLeavesIt) {
     const auto path = TestHome::instance().write(kFile, "[S]\nN=old\n");
     ASSERT_EQ(chmod(path.c_str(), 0604), 0);
-    struct stat before {};
-    struct stat after {};
-    ASSERT_EQ(stat(path.c_str(), &before), 0);
-    const struct {
-        const char* call;
-        int error;
-        DWORD code;
-    } failures[] = {{"write", ENOSPC, ERROR_DISK_FULL},
-                    {"fsync", EIO, ERROR_REGISTRY_IO_FAILED},
-                    {"rename", EACCES, ERROR_ACCESS_DENIED},
-                    {"fchmod", EPERM, ERROR_ACCESS_DENIED},
-                    {"pread", EIO, ERROR_REGISTRY_IO_FAILED}};
-    for (const auto& f : failures) {
-        ASSERT_TRUE(WdTestFailCall(f.call, 1, f.error));
-        EXPECT_FALSE(WritePrivateProfileStringA("S", "N", "new", kFile)) << f.call;
-        EXPECT_EQ(GetLastError(), f.code) << f.call;
-        EXPECT_EQ(TestHome::instance().read(kFile), "[S]\nN=old\n") << f.call;
-        EXPECT_THAT(temporaries(), testing::IsEmpty()) << f.call;
-    }
-    // No change, no new file.
-    ASSERT_TRUE(WritePrivateProfileStringA("S", "N", "old", kFile));
-    ASSERT_EQ(stat(path.c_str(), &after), 0);
-    EXPECT_EQ(after.st_ino, before.st_ino);
-    ASSERT_TRUE(WritePrivateProfileStringA("S", "N", "new", kFile));
-    ASSERT_EQ(stat(path.c_str(), &after), 0);
-    EXPECT_NE(after.st_ino, before.st_ino);
-    EXPECT_EQ(after.st_mode & 07777, 0604u);
-    EXPECT_TRUE(temporaries().empty());
-    EXPECT_FALSE(WritePrivateProfileStringA("S", "N", "1", "C:\\no such folder\\x.ini"));
-    EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
+    const auto status = [&] {
+        struct stat status {};
+        EXPECT_EQ(stat(path.c_str(), &status), 0);
+        return status;
+    };
+    const auto before = status().st_ino;
+    const auto write = [](const char* value) { return errorOf(WritePrivateProfileStringA("S", "N", value, kFile)); };
+    ASSERT_TRUE(WdTestFailCall("pread", 1, EIO));
+    EXPECT_EQ(write("new"), ERROR_REGISTRY_IO_FAILED) << "what couldn't be read isn't empty";
+    EXPECT_EQ(write("old"), ERROR_SUCCESS);
+    EXPECT_EQ(status().st_ino, before) << "no change, no new file";
+    EXPECT_EQ(write("new"), ERROR_SUCCESS);
+    EXPECT_NE(status().st_ino, before);
+    EXPECT_EQ(status().st_mode & 07777, 0604u);
+    EXPECT_EQ(TestHome::instance().read(kFile), "[S]\nN=new\n");
+    EXPECT_EQ(errorOf(WritePrivateProfileStringA("S", "N", "1", "C:\\no such folder\\x.ini")), ERROR_PATH_NOT_FOUND);
 }
 
 std::string numbered(int writer, int number) {
@@ -223,6 +188,10 @@ TEST(Ini, WhereAFileIsLookedFor) {
     home.write("Wardlet.ini", "[S]\nN=home");
     home.write("drive_c/dir/plain.ini", "[S]\nN=drive");
     const std::string folder = (home.path() / "drive_c" / "dir").string();
+    std::filesystem::create_directory(home.path() / "folder.ini");
+    ASSERT_EQ(mkfifo((home.path() / "pipe.ini").c_str(), 0600), 0);
+    for (const char* noFile : {"folder.ini", "pipe.ini"})
+        EXPECT_EQ(text("S", "N", noFile), "<none>");
     EXPECT_EQ(text("S", "N", "plain.ini"), "home");
     EXPECT_EQ(text("S", "N", "C:\\dir\\plain.ini"), "drive");
     EXPECT_EQ(text("S", "N", (folder + "\\plain.ini").c_str()), "drive");
