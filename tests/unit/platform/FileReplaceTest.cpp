@@ -80,7 +80,7 @@ TEST_F(FileReplace, EachStepIsOnDiskBeforeTheNext) {
     } rows[] = {
         {"a copy: itself, its folder", [this] { return copy("from", "target"); }, 2, 1},
         {"a content: itself, its folder",
-         [this] { return errorOf(WdReplaceContent(at("target").c_str(), "new content", 11) != FALSE); }, 2, 1},
+         [this] { return errorOf(WdReplaceContent(at("target").c_str(), "new content", 11)); }, 2, 1},
         {"a replacement: itself, its folder", [&] { return replaceBy(at("replacement")); }, 2, 1},
         {"from elsewhere: the other folder too", [&] { return replaceBy(at("dir/replacement")); }, 3, 1},
         {"from another disk: the copy too", [&] { return replaceBy(fileInMemory()); }, 4, 2},
@@ -225,8 +225,7 @@ TEST_F(FileReplace, RefusalsChangeNothing) {
         EXPECT_EQ(get("target"), "old");
         EXPECT_EQ(get("from"), "new content");
     }
-    EXPECT_EQ(errorOf(ReplaceFileA("target", "from", "a backup", 0, nullptr, nullptr) != FALSE),
-              ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(errorOf(ReplaceFileA("target", "from", "a backup", 0, nullptr, nullptr)), ERROR_INVALID_PARAMETER);
     EXPECT_TRUE(fs::is_fifo(at("pipe")) && fs::is_directory(at("dir")));
     EXPECT_EQ(openDescriptors(), before);
     EXPECT_THAT(partials(), IsEmpty());
@@ -357,7 +356,7 @@ TEST_F(FileReplace, ALinkThatAnotherUserLaidIsNotFollowed) {
             const DWORD error = owner == 0 || mode == 0755 ? ERROR_SUCCESS : ERROR_ACCESS_DENIED;
             EXPECT_EQ(copy("from", "link"), error);
             EXPECT_EQ(get("victim"), error == ERROR_SUCCESS ? "new content" : "old") << owner << ' ' << mode;
-            EXPECT_EQ(errorOf(open(at("link"), GENERIC_WRITE) != nullptr), error);
+            EXPECT_EQ(errorOf(open(at("link"), GENERIC_WRITE)), error);
         }
 }
 

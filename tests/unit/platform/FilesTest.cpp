@@ -26,7 +26,7 @@ class Files : public TestFiles {
   protected:
     static DWORD openError(const fs::path& name, DWORD access, DWORD disposition = OPEN_EXISTING,
                            DWORD share = kShareAll) {
-        return errorOf(open(name, access, disposition, share) != nullptr);
+        return errorOf(open(name, access, disposition, share));
     }
     static std::string temporary(const std::string& folder, const char* prefix, UINT unique = 0) {
         std::array<char, MAX_PATH> buffer{};
@@ -264,8 +264,8 @@ TEST_F(Files, FailingSystemCallsAreTold) {
     char buffer[4] = {};
     DWORD done = 0;
     const auto opens = [&] { return openError(name, kBoth, CREATE_ALWAYS); };
-    const auto reads = [&] { return errorOf(ReadFile(file.get(), buffer, 3, &done, nullptr) != FALSE); };
-    const auto writes = [&] { return errorOf(WriteFile(file.get(), "new", 3, &done, nullptr) != FALSE); };
+    const auto reads = [&] { return errorOf(ReadFile(file.get(), buffer, 3, &done, nullptr)); };
+    const auto writes = [&] { return errorOf(WriteFile(file.get(), "new", 3, &done, nullptr)); };
     const struct {
         const char* call;
         int error;
@@ -305,13 +305,13 @@ TEST_F(Files, EachCallKnowsTheDrives) {
     EXPECT_TRUE(ReplaceFileA("C:\\dir\\copy", "C:\\dir\\more", nullptr, 0, nullptr, nullptr));
     EXPECT_EQ(home.read("drive_c/dir/copy"), "content");
     EXPECT_TRUE(DeleteFileA("C:\\dir\\file"));
-    EXPECT_EQ(errorOf(DeleteFileA("C:\\dir\\file") != FALSE), ERROR_FILE_NOT_FOUND);
-    EXPECT_EQ(errorOf(DeleteFileA("C:\\dir") != FALSE), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(errorOf(DeleteFileA("C:\\dir\\file")), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(errorOf(DeleteFileA("C:\\dir")), ERROR_ACCESS_DENIED);
 }
 
 TEST_F(Files, AFolderIsMadeWithThoseAboveIt) {
     put("file", "");
-    const auto makes = [&](const fs::path& name) { return errorOf(WdMakeFolder(name.c_str()) != FALSE); };
+    const auto makes = [&](const fs::path& name) { return errorOf(WdMakeFolder(name.c_str())); };
     for (const char* name : {"a\\b/c", "a/b/c/", "."})
         EXPECT_EQ(makes(at(name)), ERROR_SUCCESS) << name;
     EXPECT_TRUE(fs::is_directory(at("a/b/c")));
@@ -447,7 +447,7 @@ TEST_F(Files, ModesKeepStrangersOut) {
         {[&] { return openError(at("new"), kBoth, CREATE_NEW); }, ERROR_ACCESS_DENIED},
         {[&] { return openError(at("closed/new"), kBoth, OPEN_ALWAYS); }, ERROR_ACCESS_DENIED},
         {[&] { return errorOf(!temporary(folder.string(), "url").empty()); }, ERROR_ACCESS_DENIED},
-        {[&] { return errorOf(DeleteFileA(shown.c_str()) != FALSE); }, ERROR_ACCESS_DENIED},
+        {[&] { return errorOf(DeleteFileA(shown.c_str())); }, ERROR_ACCESS_DENIED},
     };
     for (const auto& row : rows) {
         const auto asStranger = [&] { return becomeUser(kOneUser, kOneUser) ? static_cast<int>(row.call()) : 100; };

@@ -11,7 +11,6 @@
 #include <fstream>
 #include <iterator>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -39,7 +38,7 @@ class HomeTest : public testing::Test {
     fs::path m_root;
 };
 
-TEST(HomeSettings, TextIsReadBack) {
+TEST(HomeSettings, ForgivesWhatItDoesNotKnowAndNothingElse) {
     HomeSettings settings;
     settings.codePage = 932;
     settings.durable = false;
@@ -49,52 +48,38 @@ TEST(HomeSettings, TextIsReadBack) {
     EXPECT_EQ(read->codePage, 932u);
     EXPECT_EQ(read->folding, HomeSettings::kFolding);
     EXPECT_FALSE(read->durable);
+    for (const char* good : {"layout=1", "  layout =  1  \r\n# comment\n\nlater = thing\n"})
+        EXPECT_TRUE(HomeSettings::parse(good)) << good;
+    for (const char* bad : {"", "codepage = 65001\n", "layout = one\n", "layout = 1 2\n", "layout = -1\n",
+                            "layout = 99999999999\n", "layout = 1\ndurability = sometimes\n", "layout = 1\nno sign\n"})
+        EXPECT_FALSE(HomeSettings::parse(bad)) << bad;
 }
 
-TEST(HomeSettings, ForgivesWhatItDoesNotKnowAndNothingElse) {
-    const struct {
-        const char* text;
-        bool good;
-    } cases[] = {
-        {"layout=1", true},
-        {"  layout =  1  \r\n# comment\n\nlater = thing\n", true},
-        {"", false},
-        {"codepage = 65001\n", false},
-        {"layout = one\n", false},
-        {"layout = 1 2\n", false},
-        {"layout = -1\n", false},
-        {"layout = 99999999999\n", false},
-        {"layout = 1\ndurability = sometimes\n", false},
-        {"layout = 1\nno equals sign\n", false},
-    };
-    for (const auto& c : cases)
-        EXPECT_EQ(HomeSettings::parse(c.text).has_value(), c.good) << c.text;
-}
-
+// At first need, whatever the process's mask is. A group of its own opens the registry to it.
 TEST_F(HomeTest, IsMadeAtFirstNeedWithPrivateRegistry) {
-    const Home home(m_root / "a" / "b");
-    EXPECT_FALSE(fs::exists(home.path())) << "asking makes nothing";
-    ASSERT_EQ(home.ensure(), 0u);
-    EXPECT_TRUE(HomeSettings::parse(content(home.path() / "settings")));
-    EXPECT_EQ(modeOf(home.registryPath()), 0700u);
-    EXPECT_EQ(modeOf(home.objectsPath()), 01777u);
-    EXPECT_EQ(std::distance(fs::directory_iterator(home.path()), {}), 3) << "nothing else is left lying about";
-    ASSERT_EQ(Home(home.path()).ensure(), 0u);
-}
-
-TEST_F(HomeTest, AGroupOfItsOwnOpensTheRegistryToIt) {
-    const fs::path path = m_root / "group";
-    ASSERT_TRUE(fs::create_directory(path));
-    ASSERT_EQ(chmod(path.c_str(), 02775), 0);
-    const Home home(path);
-    const mode_t mask = umask(077); // must not matter
-    EXPECT_EQ(home.ensure(), 0u);
-    umask(mask);
-    EXPECT_EQ(modeOf(home.registryPath()), 02770u);
-    EXPECT_EQ(modeOf(home.objectsPath()), 03777u);
-    Home::Modes modes{};
-    ASSERT_EQ(home.registryModes(modes), 0u);
-    EXPECT_EQ(modes.file, 0660u);
+    const struct {
+        const char* name;
+        mode_t home; // 0: it isn't there
+        mode_t registry;
+        mode_t objects;
+        mode_t file;
+    } rows[] = {{"a/b", 0, 0700, 01777, 0600}, {"group", 02775, 02770, 03777, 0660}};
+    umask(077);
+    for (const auto& row : rows) {
+        const Home home(m_root / row.name);
+        EXPECT_FALSE(fs::exists(home.path())) << "asking makes nothing";
+        if (row.home != 0) {
+            fs::create_directory(home.path());
+            ASSERT_EQ(chmod(home.path().c_str(), row.home), 0);
+        }
+        ASSERT_EQ(home.ensure(), 0u);
+        EXPECT_TRUE(HomeSettings::parse(content(home.path() / "settings")));
+        EXPECT_EQ(modeOf(home.registryPath()), row.registry);
+        EXPECT_EQ(modeOf(home.objectsPath()), row.objects);
+        EXPECT_EQ(home.fileModes().file, row.file);
+        EXPECT_EQ(std::distance(fs::directory_iterator(home.path()), {}), 3) << "nothing else is left lying about";
+        EXPECT_EQ(Home(home.path()).ensure(), 0u);
+    }
 }
 
 TEST_F(HomeTest, SettingsCountAndVariablesOverrideThem) {
@@ -118,28 +103,27 @@ TEST_F(HomeTest, SettingsCountAndVariablesOverrideThem) {
     unsetenv("WARDLET_ACP");
 }
 
-TEST_F(HomeTest, ANewerLayoutIsRefusedOnceInPlainWords) {
-    for (const char* line : {"layout = 2\n", "layout = 1\nfolding = 2\n"}) {
-        const fs::path path = m_root / "newer";
-        fs::create_directory(path);
-        std::ofstream(path / "settings") << line;
+TEST_F(HomeTest, SettingsThatItCannotUseAreToldOnceInPlainWords) {
+    const struct {
+        std::string settings;
+        DWORD error;
+        const char* told;
+    } rows[] = {
+        {"layout = 2\n", ERROR_BADDB, "a newer library is needed"},
+        {"layout = 1\nfolding = 2\n", ERROR_BADDB, "a newer library is needed"},
+        {std::string(100, '\0'), ERROR_INVALID_DATA, "isn't the settings of a home"},
+    };
+    for (const auto& row : rows) {
+        std::ofstream(m_root / "settings") << row.settings;
         testing::internal::CaptureStderr();
-        const Home home(path);
-        EXPECT_EQ(home.ensure(), ERROR_BADDB);
-        EXPECT_EQ(home.ensure(), ERROR_BADDB);
+        const Home home(m_root);
+        EXPECT_EQ(home.ensure(), row.error);
+        EXPECT_EQ(home.ensure(), row.error);
         const std::string told = testing::internal::GetCapturedStderr();
-        EXPECT_NE(told.find("a newer library is needed"), std::string::npos) << told;
+        EXPECT_NE(told.find(row.told), std::string::npos) << told;
         EXPECT_EQ(std::count(told.begin(), told.end(), '\n'), 1);
         EXPECT_FALSE(fs::exists(home.registryPath()));
-        fs::remove_all(path);
     }
-}
-
-TEST_F(HomeTest, DamagedSettingsAreRefused) {
-    std::ofstream(m_root / "settings") << std::string(100, '\0');
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(Home(m_root).ensure(), ERROR_INVALID_DATA);
-    EXPECT_NE(testing::internal::GetCapturedStderr().find("isn't the settings of a home"), std::string::npos);
 }
 
 TEST_F(HomeTest, IsFoundByTheEnvironment) {
@@ -155,31 +139,6 @@ TEST_F(HomeTest, IsFoundByTheEnvironment) {
     EXPECT_EQ(Home().path(), "/somebody/.local/state/wardlet");
     unsetenv("XDG_STATE_HOME");
     EXPECT_EQ(Home().path(), "/somebody/.local/state/wardlet");
-}
-
-// Each step of the making fails once, then the process dies at it: the next process finishes the home.
-TEST_F(HomeTest, AnyFailingOrLastStepLeavesAHomeThatCanBeFinished) {
-    setenv("WARDLET_DURABILITY", "disk", 1);
-    for (const char* call : {"mkdir", "open", "flock", "unlink", "fchmod", "write", "fsync", "rename", "chmod", "stat"})
-        for (const int error : {EIO, 0})
-            for (int nth = 1; nth <= 4; ++nth) {
-                const fs::path path = m_root / "steps";
-                const pid_t child = fork();
-                ASSERT_GE(child, 0);
-                if (child == 0) {
-                    const Home home(path);
-                    WdTestFailCall(call, nth, error);
-                    home.ensureObjects();
-                    _exit(0);
-                }
-                int status = 0;
-                waitpid(child, &status, 0);
-                ASSERT_EQ(Home(path).ensureObjects(), 0u) << call << ' ' << error << ' ' << nth;
-                EXPECT_TRUE(HomeSettings::parse(content(path / "settings")));
-                EXPECT_EQ(std::distance(fs::directory_iterator(path), {}), 3) << call << ' ' << error << ' ' << nth;
-                fs::remove_all(path);
-            }
-    setenv("WARDLET_DURABILITY", "process", 1);
 }
 
 TEST_F(HomeTest, DrivesAreDirectoriesThatAreNotLeft) {

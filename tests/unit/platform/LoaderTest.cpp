@@ -1,4 +1,5 @@
-#include "TestHome.h"
+// Libraries loaded at run time: where they are looked for, and when their entry is called.
+#include "TestObject.h"
 
 #include <platform/module.h>
 #include <platform/win32.h>
@@ -14,6 +15,7 @@
 namespace {
 
 namespace fs = std::filesystem;
+using namespace std::string_literals;
 
 // The folder that all that was built stands in.
 fs::path binFolder() {
@@ -35,36 +37,22 @@ TEST(Loader, NamesAreLookedUpBesideTheLayerOrInTheFolderGiven) {
     const std::string home = TestHome::instance().path().string();
     fs::create_directories(home + "/drive_c/dir");
     fs::copy_file(binFolder() / "libLoaderProbe.so", home + "/drive_c/dir/libLoaderProbe.so");
-    const struct {
-        std::string name;
-        bool found;
-    } cases[] = {
-        {"LoaderProbe.dll", true},
-        {"LOADERPROBE.dll", false}, // files have case here
-        {"LoaderProbe", true},
-        {"libLoaderProbe.so", true},
-        {(binFolder() / "LoaderProbe.DLL").string(), true},
-        {"C:\\dir\\LoaderProbe.dll", true},
-        {home + "\\drive_c/dir\\LoaderProbe.dll", true},
-        {home + "/LoaderProbe.dll", false}, // a folder given is the only one
-        {"None.dll", false},
-        {".dll", false},
+    const std::string found[] = {
+        "LoaderProbe.dll",          "LoaderProbe",
+        "libLoaderProbe.so",        (binFolder() / "LoaderProbe.DLL").string(),
+        "C:\\dir\\LoaderProbe.dll", home + "\\drive_c/dir\\LoaderProbe.dll",
     };
-    for (const auto& c : cases) {
-        SetLastError(0);
-        const HMODULE module = LoadLibraryA(c.name.c_str());
-        EXPECT_EQ(module != nullptr, c.found) << c.name;
-        EXPECT_EQ(GetLastError(), c.found ? ERROR_SUCCESS : ERROR_MOD_NOT_FOUND) << c.name;
-        if (module != nullptr) {
-            EXPECT_EQ(fileName(module), "libLoaderProbe.so");
-            EXPECT_TRUE(FreeLibrary(module));
-        }
+    for (const std::string& name : found) {
+        const HMODULE module = LoadLibraryA(name.c_str());
+        EXPECT_EQ(fileName(module), "libLoaderProbe.so") << name;
+        EXPECT_TRUE(FreeLibrary(module));
     }
-    EXPECT_EQ(LoadLibraryA(nullptr), nullptr);
-    // A library beside the layer that can't be loaded isn't passed over for another.
+    // One that stands there and can't be loaded isn't passed over for another; files have case here, and a folder given
+    // is the only one.
     TestHome::instance().write("drive_c/dir/libBroken.so", "no library");
-    EXPECT_EQ(LoadLibraryA("C:\\dir\\Broken.dll"), nullptr);
-    EXPECT_EQ(GetLastError(), ERROR_MOD_NOT_FOUND);
+    for (const std::string& name :
+         {"C:\\dir\\Broken.dll"s, "LOADERPROBE.dll"s, home + "/LoaderProbe.dll", "None.dll"s, ".dll"s})
+        EXPECT_EQ(errorOf(LoadLibraryA(name.c_str())), ERROR_MOD_NOT_FOUND) << name;
 }
 
 TEST(Loader, TheEntryIsCalledOnceHoweverOftenALibraryIsLoaded) {
@@ -75,16 +63,14 @@ TEST(Loader, TheEntryIsCalledOnceHoweverOftenALibraryIsLoaded) {
     EXPECT_EQ(attachedCalls(first), 1);
     EXPECT_TRUE(FreeLibrary(first));
     EXPECT_EQ(attachedCalls(first), 1);
-    EXPECT_EQ(GetProcAddress(first, "none"), nullptr);
-    EXPECT_EQ(GetLastError(), ERROR_PROC_NOT_FOUND);
+    EXPECT_EQ(errorOf(GetProcAddress(first, "none")), ERROR_PROC_NOT_FOUND);
 
     // Held open from elsewhere, so that the count can be looked at after the last free.
     void* const held = dlopen((binFolder() / "libLoaderProbe.so").c_str(), RTLD_NOW);
     ASSERT_EQ(held, first);
     EXPECT_TRUE(FreeLibrary(first));
     EXPECT_EQ(attachedCalls(first), 0);
-    EXPECT_FALSE(FreeLibrary(first));
-    EXPECT_EQ(GetLastError(), ERROR_MOD_NOT_FOUND);
+    EXPECT_EQ(errorOf(FreeLibrary(first)), ERROR_MOD_NOT_FOUND);
     dlclose(held);
     EXPECT_EQ(GetProcAddress(first, "probeAttached"), nullptr);
     int local = 0;
@@ -94,8 +80,7 @@ TEST(Loader, TheEntryIsCalledOnceHoweverOftenALibraryIsLoaded) {
 
 TEST(Loader, AnEntryThatRefusesUnloadsTheLibrary) {
     setenv("PROBE_REFUSES", "1", 1);
-    EXPECT_EQ(LoadLibraryA("LoaderProbe.dll"), nullptr);
-    EXPECT_EQ(GetLastError(), ERROR_DLL_INIT_FAILED);
+    EXPECT_EQ(errorOf(LoadLibraryA("LoaderProbe.dll")), ERROR_DLL_INIT_FAILED);
     EXPECT_EQ(dlopen((binFolder() / "libLoaderProbe.so").c_str(), RTLD_NOW | RTLD_NOLOAD), nullptr);
     unsetenv("PROBE_REFUSES");
     const HMODULE module = LoadLibraryA("LoaderProbe.dll");
