@@ -207,20 +207,19 @@ TEST_F(KernelObjectWait, WhoeverSleepsIsWoken) {
     const Handle gate = makeEvent("gate", true, false);
     const Handle posts = makeSemaphore("posts", 0, 9);
     const auto post = [&](LONG count) { ReleaseSemaphore(posts.get(), count, nullptr); };
-    const Handle end = makeEvent("end", false, false);
     std::thread holder;
-    const auto take = [&] {
-        const Handle isTaken = makeEvent(nullptr, false, false);
-        holder = std::thread([&, &isTaken = isTaken] {
+    std::atomic<bool> isHeld{false};
+    const auto lend = [&] { // awake, so that it isn't counted
+        holder = std::thread([&] {
             waitFor(mutex);
-            SetEvent(isTaken.get());
-            while (waitFor(end) != WAIT_OBJECT_0) // awake, so that it isn't counted
+            for (isHeld = true; isHeld;)
                 std::this_thread::yield();
         });
-        waitFor(isTaken, INFINITE);
+        while (!isHeld)
+            std::this_thread::yield();
     };
     const auto endHolder = [&] {
-        SetEvent(end.get());
+        isHeld = false;
         holder.join();
     };
     const auto nothing = [] {};
@@ -231,7 +230,7 @@ TEST_F(KernelObjectWait, WhoeverSleepsIsWoken) {
         std::function<void()> before, wake, after;
     } rows[] = {
         {"a mutex", mutex, 1, [&] { waitFor(mutex); }, [&] { ReleaseMutex(mutex.get()); }, nothing},
-        {"a mutex whose holder ends", mutex, 1, take, endHolder, nothing},
+        {"a mutex whose holder ends", mutex, 1, lend, endHolder, nothing},
         {"an event", turn, 1, nothing, [&] { SetEvent(turn.get()); }, nothing},
         {"an event for all", gate, 3, nothing, [&] { SetEvent(gate.get()); }, [&] { ResetEvent(gate.get()); }},
         {"posts at once", posts, 3, nothing, [&] { post(3); }, nothing},
@@ -294,22 +293,20 @@ TEST_F(KernelObjectWait, SignalsDontShortenWaits) {
     struct sigaction action {};
     action.sa_handler = [](int) { ++signals; };
     ASSERT_EQ(sigaction(SIGALRM, &action, nullptr), 0); // without SA_RESTART
-    for (const bool sleeps : {false, true}) {
-        const Handle event = makeEvent("e", false, false);
-        const struct itimerval often {
-            {0, 500}, { 0, 500 }
-        }, never{};
+    const struct itimerval often {
+        {0, 500}, { 0, 500 }
+    }, never{};
+    ASSERT_EQ(setitimer(ITIMER_REAL, &often, nullptr), 0);
+    const Handle event = makeEvent("e", false, false);
+    for (const std::function<void()>& wait :
+         {std::function<void()>([] { Sleep(60); }), {[&] { waitFor(event, 60); }}}) {
         signals = 0;
-        ASSERT_EQ(setitimer(ITIMER_REAL, &often, nullptr), 0);
         const auto begin = Clock::now();
-        if (sleeps)
-            Sleep(60);
-        else
-            EXPECT_EQ(waitFor(event, 60), WAIT_TIMEOUT);
+        wait();
         EXPECT_GE(Clock::now() - begin, milliseconds(60));
-        setitimer(ITIMER_REAL, &never, nullptr);
         EXPECT_GT(signals, 0);
     }
+    setitimer(ITIMER_REAL, &never, nullptr);
 }
 
 TEST_F(KernelObjectWait, ASleeperTellsThatTheFileWasRemoved) {
