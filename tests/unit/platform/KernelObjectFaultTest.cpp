@@ -172,7 +172,11 @@ TEST_F(KernelObjectFault, FilesOfOthersAreJoinedRefusedOrLaidDownAfresh) {
         {"another kind, held", {kMagic, 1, kMutex, 0, 0, 5000}, kSize, true, ERROR_INVALID_HANDLE},
         {"too few bytes", {kMagic, 1, kMapping, 0, 0, 4999}, kSize, true, ERROR_ACCESS_DENIED},
         {"more bytes than there are", {kMagic, 1, kMapping, 0, 0, ~0ull}, 2 * 4096, true, ERROR_ACCESS_DENIED},
-        {"another magic, held", {1, 1, kMapping, 0, 0, 5000}, kSize, true, ERROR_INVALID_DATA}, // after many tries
+        {"another magic, held",
+         {kMagic + 1, 1, kMapping, 0, 0, 5000},
+         kSize,
+         true,
+         ERROR_INVALID_DATA}, // after many tries
         {"garbage, longer, held by nobody", {1, 2, 3, 4, 5, 6}, 100 * 4096, false, 0},
         {"empty, held by nobody", {}, 0, false, 0},
         {"an odd length, held by nobody", kGood, 17, false, 0},

@@ -79,27 +79,19 @@ TEST(RegistryText, SizesCountTheFormOfTheCall) {
     ASSERT_EQ(key.setBytes("v", "abc\0"s, REG_SZ), 0);
     ASSERT_EQ(setWide(key.get(), WTEXT("o"), REG_SZ, bytesOf(u"ab") + "c"), 0); // half a unit too much
     EXPECT_EQ(wideBytes(key.get(), WTEXT("o")), bytesOf(u"ab") + "c");
-    const struct {
-        bool wide;
-        const char* name;
-        DWORD room;
-        DWORD size;
-        std::string buffer;
-    } rows[] = {
-        {true, "v", 7, 8, "########"},
-        {true, "v", 8, 8, bytesOf(u"abc\0"s)},
-        {false, "o", 2, 2, "ab######"},
-        {false, "o", 3, 2, "ab\0#####"s},
-    };
-    for (const auto& row : rows) {
+    for (const DWORD room : {2u, 3u, 7u, 8u}) {
         std::string buffer(8, '#');
         auto* const data = reinterpret_cast<BYTE*>(buffer.data());
-        DWORD size = row.room;
-        const LONG error = row.wide ? RegQueryValueExW(key.get(), WTEXT("v"), nullptr, nullptr, data, &size)
-                                    : RegQueryValueExA(key.get(), row.name, nullptr, nullptr, data, &size);
-        EXPECT_EQ(error, row.room < row.size ? LONG{ERROR_MORE_DATA} : 0) << row.room;
-        EXPECT_EQ(size, row.size) << row.room;
-        EXPECT_EQ(buffer, row.buffer) << row.room;
+        DWORD size = room;
+        EXPECT_EQ(RegQueryValueExW(key.get(), WTEXT("v"), nullptr, nullptr, data, &size),
+                  room < 8 ? LONG{ERROR_MORE_DATA} : 0);
+        EXPECT_EQ(size, 8u);
+        EXPECT_EQ(buffer, room < 8 ? "########" : bytesOf(u"abc\0"s));
+        buffer.assign(8, '#');
+        size = room;
+        EXPECT_EQ(RegQueryValueExA(key.get(), "o", nullptr, nullptr, data, &size), 0);
+        EXPECT_EQ(size, 2u);
+        EXPECT_EQ(buffer, room < 3 ? "ab######" : "ab\0#####"s) << room;
     }
 }
 

@@ -1,5 +1,7 @@
 #include "SecurityText.h"
 
+#include <TestObject.h>
+
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -106,8 +108,7 @@ TEST(Sid, TextBothWays) {
         std::vector<BYTE> malformed(8 + 4 * std::size_t{parts});
         malformed[0] = SID_REVISION;
         malformed[1] = parts;
-        EXPECT_FALSE(ConvertSidToStringSidA(malformed.data(), &text)) << int{parts};
-        EXPECT_EQ(GetLastError(), ERROR_INVALID_SID);
+        EXPECT_EQ(errorOf(ConvertSidToStringSidA(malformed.data(), &text)), ERROR_INVALID_SID) << int{parts};
     }
 }
 
@@ -183,38 +184,27 @@ TEST(Descriptor, MalformedBytesAreRefused) {
 }
 
 TEST(Descriptor, AbsoluteForm) {
-    SECURITY_DESCRIPTOR descriptor;
-    std::memset(&descriptor, 0xAA, sizeof descriptor);
-    EXPECT_FALSE(InitializeSecurityDescriptor(&descriptor, 2));
-    EXPECT_EQ(GetLastError(), ERROR_UNKNOWN_REVISION);
+    SECURITY_DESCRIPTOR descriptor{};
+    EXPECT_EQ(errorOf(InitializeSecurityDescriptor(&descriptor, 2)), ERROR_UNKNOWN_REVISION);
     EXPECT_FALSE(SetSecurityDescriptorDacl(&descriptor, TRUE, nullptr, FALSE));
     ASSERT_TRUE(InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION));
+    EXPECT_EQ(textOf(&descriptor), "");
     const Local<void> whole = descriptorOf("D:(A;;GR;;;IU)");
     BOOL present = FALSE;
     BOOL defaulted = FALSE;
     PACL list = nullptr;
+    PACL same = nullptr;
     ASSERT_TRUE(GetSecurityDescriptorDacl(whole.get(), &present, &list, &defaulted));
-    const struct {
-        bool present;
-        PACL list;
-        bool defaulted;
-        const char* text;
-    } rows[] = {
-        {false, nullptr, false, ""},
-        {true, nullptr, false, "D:NO_ACCESS_CONTROL"},
-        {true, list, true, "D:(A;;GR;;;IU)"},
-        {false, list, false, ""},
-    };
-    for (const auto& row : rows) {
-        ASSERT_TRUE(SetSecurityDescriptorDacl(&descriptor, row.present, row.list, row.defaulted));
-        EXPECT_EQ(textOf(&descriptor), row.text);
-        PACL found = nullptr;
-        ASSERT_TRUE(GetSecurityDescriptorDacl(&descriptor, &present, &found, &defaulted));
-        EXPECT_EQ(present != FALSE, row.present);
-        EXPECT_TRUE(!row.present || (found == row.list && (defaulted != FALSE) == row.defaulted));
-    }
-    EXPECT_FALSE(SetSecurityDescriptorDacl(whole.get(), TRUE, nullptr, FALSE)); // it is in one piece
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_SECURITY_DESCR);
+    ASSERT_TRUE(SetSecurityDescriptorDacl(&descriptor, TRUE, list, TRUE));
+    EXPECT_EQ(textOf(&descriptor), "D:(A;;GR;;;IU)");
+    ASSERT_TRUE(GetSecurityDescriptorDacl(&descriptor, &present, &same, &defaulted));
+    EXPECT_TRUE(same == list && present != FALSE && defaulted != FALSE);
+    ASSERT_TRUE(SetSecurityDescriptorDacl(&descriptor, TRUE, nullptr, FALSE));
+    EXPECT_EQ(textOf(&descriptor), "D:NO_ACCESS_CONTROL");
+    ASSERT_TRUE(SetSecurityDescriptorDacl(&descriptor, FALSE, list, FALSE));
+    EXPECT_EQ(textOf(&descriptor), "");
+    EXPECT_EQ(errorOf(SetSecurityDescriptorDacl(whole.get(), TRUE, nullptr, FALSE)), ERROR_INVALID_SECURITY_DESCR)
+        << "it is in one piece";
 }
 
 // The DACL of a text, changed by entries; as a text.

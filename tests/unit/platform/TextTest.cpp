@@ -1,5 +1,5 @@
 // Code pages: what converts, what is refused, and how a text is walked over.
-#include "TestHome.h"
+#include "TestObject.h"
 
 #include <platform/testing.h>
 #include <platform/win32.h>
@@ -86,24 +86,21 @@ TEST(Text, LengthsAndErrors) {
     EXPECT_EQ(narrows(CP_UTF8, u"abc", -1, bytes.data(), 4), 4);
     EXPECT_EQ(std::string_view(bytes.data(), 4), std::string_view("abc\0", 4));
     EXPECT_EQ(widens(CP_ACP, "", -1, nullptr, 0), 1);
-    const struct {
-        std::function<int()> call;
-        DWORD error;
-    } rows[] = {
-        {[&] { return widens(CP_ACP, "abcd", -1, wide.data(), 4); }, ERROR_INSUFFICIENT_BUFFER},
-        {[&] { return narrows(CP_ACP, u"\u20AC\u20AC", -1, bytes.data(), 4); }, ERROR_INSUFFICIENT_BUFFER},
-        {[&] { return widens(CP_ACP, nullptr, 1, wide.data(), 4); }, ERROR_INVALID_PARAMETER},
-        {[&] { return widens(CP_ACP, "a", 0, wide.data(), 4); }, ERROR_INVALID_PARAMETER},
-        {[&] { return widens(CP_ACP, "a", -2, wide.data(), 4); }, ERROR_INVALID_PARAMETER},
-        {[&] { return widens(CP_ACP, "a", 1, nullptr, 4); }, ERROR_INVALID_PARAMETER},
-        {[&] { return widens(CP_ACP, "a", 1, wide.data(), -4); }, ERROR_INVALID_PARAMETER},
-        {[&] { return widens(12345, "a", 1, wide.data(), 4); }, ERROR_INVALID_PARAMETER},
-        {[&] { return narrows(12345, u"a", 1, bytes.data(), 4); }, ERROR_INVALID_PARAMETER},
+    EXPECT_EQ(widens(CP_ACP, "abcd", -1, wide.data(), 4), 0);
+    EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
+    EXPECT_EQ(narrows(CP_ACP, u"\u20AC\u20AC", -1, bytes.data(), 4), 0);
+    EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
+    const std::function<int()> refused[] = {
+        [&] { return widens(CP_ACP, nullptr, 1, wide.data(), 4); },
+        [&] { return widens(CP_ACP, "a", 0, wide.data(), 4); },
+        [&] { return widens(CP_ACP, "a", -2, wide.data(), 4); },
+        [&] { return widens(CP_ACP, "a", 1, nullptr, 4); },
+        [&] { return widens(CP_ACP, "a", 1, wide.data(), -4); },
+        [&] { return widens(12345, "a", 1, wide.data(), 4); },
+        [&] { return narrows(12345, u"a", 1, bytes.data(), 4); },
     };
-    for (const auto& row : rows) {
-        EXPECT_EQ(row.call(), 0) << &row - rows;
-        EXPECT_EQ(GetLastError(), row.error) << &row - rows;
-    }
+    for (const auto& call : refused)
+        EXPECT_EQ(errorOf(call()), ERROR_INVALID_PARAMETER) << &call - refused;
 }
 
 TEST(Text, CodePagesConvertTheirOwnCharacters) {
@@ -158,26 +155,20 @@ TEST(Text, EveryPairOfADoubleByteCodePageIsACharacterOrInvalid) {
 
 // U+30BD and U+8868 have a backslash as their second byte. In UTF-8 each byte is looked at, and the last one ends nothing.
 TEST(Text, AWalkOverDoubleByteTextNeverMistakesATrailByte) {
-    const struct {
-        const char* codePage;
-        const char* path;
-        const char* name;
-    } rows[] = {
-        {"65001", "..\\a\\b.c", "b.c"},
-        {"65001", "/usr/x\\y", "y"},
-        {"65001", "plain", "plain"},
-        {"65001", "C:file", "file"},
-        {"65001", "a/b/", "b/"},
-        {"65001", "a//b", "b"},
-        {"65001", "", ""},
-        {"65001", "C:\\\x83\x5C\x95\x5C", "\x95\x5C"},
-        {"932", "C:\\\x83\x5C\x95\x5C", "\x83\x5C\x95\x5C"},
-        {"932", "\x83\x5C/\x95\x5C", "\x95\x5C"},
-    };
-    for (const auto& row : rows) {
-        useCodePage(row.codePage);
-        EXPECT_STREQ(PathFindFileNameA(row.path), row.name) << row.codePage;
-    }
+    for (const auto& [path, name] : {std::pair{"..\\a\\b.c", "b.c"},
+                                     {"/usr/x\\y", "y"},
+                                     {"plain", "plain"},
+                                     {"C:file", "file"},
+                                     {"a/b/", "b/"},
+                                     {"a//b", "b"},
+                                     {"", ""}})
+        EXPECT_STREQ(PathFindFileNameA(path), name);
+    useCodePage("65001");
+    constexpr const char* kPath = "C:\\\x83\x5C\x95\x5C";
+    EXPECT_STREQ(PathFindFileNameA(kPath), "\x95\x5C");
+    useCodePage("932");
+    EXPECT_STREQ(PathFindFileNameA(kPath), "\x83\x5C\x95\x5C");
+    EXPECT_STREQ(PathFindFileNameA("\x83\x5C/\x95\x5C"), "\x95\x5C");
     for (const int single : {0x41, 0x80, 0xA0, 0xB1, 0xDF, 0xFD})
         EXPECT_FALSE(IsDBCSLeadByte(static_cast<BYTE>(single))) << single;
     EXPECT_TRUE(IsDBCSLeadByte(0x81) && IsDBCSLeadByte(0xFC));
