@@ -1,9 +1,10 @@
+#include <Child.h>
+
 #include <platform/sync.h>
 
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -36,7 +37,7 @@ TEST(CriticalSection, OneThreadAtATimeHoweverDeep) {
     Section section;
     long counter = 0; // without the lock a data race, and a wrong sum
     std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) {
+    for (int i = 0; i < 4; ++i)
         threads.emplace_back([&] {
             for (int n = 0; n < 10000; ++n) {
                 section.enter();
@@ -47,7 +48,6 @@ TEST(CriticalSection, OneThreadAtATimeHoweverDeep) {
                 section.leave();
             }
         });
-    }
     for (std::thread& thread : threads)
         thread.join();
     EXPECT_EQ(counter, 40000);
@@ -69,8 +69,7 @@ TEST(CriticalSection, AForkFreesWhatOtherThreadsHeld) {
     taken.wait(false);
     own.enter();
     own.enter();
-    const pid_t child = fork();
-    if (child == 0) {
+    Child child([&] {
         alarm(20); // a child that waits for a thread it lacks is ended
         others.enter();
         others.leave();
@@ -85,16 +84,14 @@ TEST(CriticalSection, AForkFreesWhatOtherThreadsHeld) {
         order = 1;
         own.leave();
         late.join();
-        _exit(entered == 1 ? 0 : 1);
-    }
+        return entered == 1 ? 0 : 1;
+    });
     own.leave();
     own.leave();
     release = true;
     release.notify_one();
     holder.join();
-    int status = -1;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
+    EXPECT_EQ(child.wait(), 0);
 }
 
 } // namespace

@@ -189,19 +189,19 @@ TEST_F(FileReplace, RefusalsChangeNothing) {
     const struct {
         const char* from;
         std::string to;
-        DWORD copied;
         DWORD replaced;
+        DWORD copied = replaced;
     } rows[] = {
-        {"none", "target", ERROR_FILE_NOT_FOUND, ERROR_FILE_NOT_FOUND},
-        {"dir", "target", ERROR_ACCESS_DENIED, ERROR_ACCESS_DENIED},
-        {"pipe", "target", ERROR_ACCESS_DENIED, ERROR_ACCESS_DENIED},
-        {"from", "none/target", ERROR_PATH_NOT_FOUND, ERROR_PATH_NOT_FOUND},
-        {"from", "file/target", ERROR_PATH_NOT_FOUND, ERROR_PATH_NOT_FOUND},
-        {"from", "dir", ERROR_ACCESS_DENIED, ERROR_ACCESS_DENIED},
-        {"from", "dir/", ERROR_ACCESS_DENIED, ERROR_ACCESS_DENIED},
-        {"from", std::string(256, 'n'), ERROR_FILENAME_EXCED_RANGE, ERROR_FILENAME_EXCED_RANGE},
-        {"target", "second name", ERROR_SUCCESS, ERROR_SHARING_VIOLATION}, // the copy parts them
-        {"from", "new", ERROR_SUCCESS, ERROR_FILE_NOT_FOUND},
+        {"none", "target", ERROR_FILE_NOT_FOUND},
+        {"dir", "target", ERROR_ACCESS_DENIED},
+        {"pipe", "target", ERROR_ACCESS_DENIED},
+        {"from", "none/target", ERROR_PATH_NOT_FOUND},
+        {"from", "file/target", ERROR_PATH_NOT_FOUND},
+        {"from", "dir", ERROR_ACCESS_DENIED},
+        {"from", "dir/", ERROR_ACCESS_DENIED},
+        {"from", std::string(256, 'n'), ERROR_FILENAME_EXCED_RANGE},
+        {"target", "second name", ERROR_SHARING_VIOLATION, ERROR_SUCCESS}, // the copy parts them
+        {"from", "new", ERROR_FILE_NOT_FOUND, ERROR_SUCCESS},
     };
     const auto before = openDescriptors();
     for (const auto& row : rows) {

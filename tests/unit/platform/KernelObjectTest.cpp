@@ -163,31 +163,15 @@ TEST_F(KernelObject, AHandleThatIsntOpenIsRefused) {
 TEST_F(KernelObject, NamesAreBytesWithCase) {
     const std::string longest(255, 'x');
     const std::string awkward(85, '\\');
+    std::vector<std::string> names = {"m",   "M",          "Global\\m", "global\\m", "Local/m", "m.",
+                                      ".m",  ".processes", "..",        ".",         " ",       "%20",
+                                      "m\n", "m\x7F",      "\xC3\xA4",  "\xFF",      "*"};
+    names.insert(names.end(), {longest, longest.substr(1), awkward, awkward.substr(1) + "/"});
     std::vector<Handle> all;
-    for (const std::string_view name : {"m",
-                                        "M",
-                                        "Global\\m",
-                                        "global\\m",
-                                        "Local/m",
-                                        "m.",
-                                        ".m",
-                                        ".processes",
-                                        "..",
-                                        ".",
-                                        " ",
-                                        "%20",
-                                        "m\n",
-                                        "m\x7F",
-                                        "\xC3\xA4",
-                                        "\xFF",
-                                        "*",
-                                        longest.c_str(),
-                                        longest.c_str() + 1,
-                                        awkward.c_str(),
-                                        awkward.c_str() + 1}) {
-        all.push_back(makeMutex(name.data(), true));
+    for (const std::string& name : names) {
+        all.push_back(makeMutex(name.c_str(), true));
         EXPECT_EQ(GetLastError(), ERROR_SUCCESS) << name << " is another's name too";
-        EXPECT_NE(makeMutex(name.data()), nullptr);
+        EXPECT_NE(makeMutex(name.c_str()), nullptr);
         EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS) << name;
     }
     EXPECT_EQ(objectFiles().size(), all.size());
@@ -210,9 +194,6 @@ TEST_F(KernelObject, ObjectsWithoutANameAreAlone) {
     const View<char> view = viewOf<char>(makeMapping(nullptr, 5000));
     ASSERT_NE(view, nullptr);
     EXPECT_EQ(std::string(view.get(), 5000), std::string(5000, '\0'));
-    const Handle event = makeEvent(nullptr, false, true);
-    EXPECT_EQ(WdWaitForEvent(event.get(), WD_ROLE_ALONE, 0, nullptr, nullptr), WAIT_OBJECT_0);
-    EXPECT_EQ(waitFor(event), WAIT_TIMEOUT);
     EXPECT_TRUE(objectFiles().empty());
 }
 

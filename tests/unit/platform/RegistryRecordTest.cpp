@@ -1,11 +1,10 @@
-// Records of keys as bytes: what an editor makes, a view reads; what else there may be isn't taken for a record.
+// Records of keys as bytes: what else there may be isn't taken for one.
 #include "RegistryRecord.h"
 #include "RegistryName.h"
 
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <functional>
 #include <string>
 
 namespace {
@@ -13,7 +12,6 @@ namespace {
 using wd::Form;
 using wd::Lookup;
 using wd::RecordEditor;
-using wd::RecordSubkey;
 using wd::RecordValue;
 using wd::RecordView;
 
@@ -27,35 +25,10 @@ std::string sampleRecord() {
     return editor.build().value();
 }
 
-TEST(RegistryRecord, ReadsWhatWasWrittenAndTellsWhatChanges) {
-    const std::string bytes = sampleRecord();
-    const auto view = RecordView::open(bytes);
-    ASSERT_TRUE(view && view->isWellFormed());
-    EXPECT_EQ(view->identity(), 0x1122334455667788u);
-    EXPECT_EQ(view->name(), "Sample");
-    EXPECT_EQ(view->valueCount(), 3u);
-    EXPECT_EQ(view->subkeyCount(), 2u);
-    RecordValue value;
-    ASSERT_EQ(view->findValue("WIDE", value), Lookup::Found);
-    EXPECT_EQ(value.written, "wide");
-    EXPECT_EQ(value.form, Form::Wide);
-    EXPECT_EQ(value.data, std::string_view("t\0\0\0", 4));
-    EXPECT_EQ(view->findValue("wide", value), Lookup::Missing);
-    RecordSubkey subkey;
-    ASSERT_EQ(view->subkeyAt(1, subkey), Lookup::Found);
-    EXPECT_EQ(subkey.written, "Redirect");
-    EXPECT_EQ(view->subkeyAt(2, subkey), Lookup::Missing);
-    auto editor = RecordEditor::open(bytes);
-    ASSERT_TRUE(editor);
-    EXPECT_EQ(editor->build(), bytes);
-    EXPECT_FALSE(editor->addSubkey({"CONFIG", "CONFIG"}) || editor->removeSubkey("NOTHING"));
-    EXPECT_TRUE(editor->removeSubkey("CONFIG") && editor->removeValue(""));
-    EXPECT_FALSE(editor->removeValue(""));
-}
-
 // Also with the size field made to fit, so that the truncation has to be noticed further in.
 TEST(RegistryRecord, NoTruncationIsARecord) {
     const std::string bytes = sampleRecord();
+    EXPECT_EQ(RecordEditor::open(bytes)->build(), bytes);
     EXPECT_FALSE(RecordView::open(bytes + "x"));
     for (std::uint32_t size = 0; size < bytes.size(); ++size) {
         std::string cut = bytes.substr(0, size);

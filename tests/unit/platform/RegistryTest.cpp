@@ -134,23 +134,20 @@ TEST(RegistryValues, ASmallBufferIsLeftAloneAndTheSizeTold) {
 }
 
 TEST(RegistryNames, CompareWithoutCaseAndKeepTheirSpellingAndOrder) {
-    const struct {
-        const char* written;
-        const char* other;
-    } rows[] = {
+    const std::pair<const char*, const char*> rows[] = {
         {"Port", "pORT"},
         {"Gr\u00f6\u00dfe", "GR\u00d6\u00dfE"}, // the sharp s has no single upper case and stays itself
         {"\u0434\u043e\u043c", "\u0414\u041e\u041c"},
         {"\U00010428", "\U00010428"}, // folding goes by UTF-16 unit and leaves such a pair alone
     };
     const TestKey key = TestKey::create("Names");
-    for (const auto& row : rows) {
-        ASSERT_EQ(key.set(row.written, 5), 0);
-        ASSERT_EQ(key.set(row.other, 6), 0);
-        EXPECT_EQ(key.number(row.written), 6u) << row.written;
-        const TestKey subkey = TestKey::create(row.written, key.get());
-        EXPECT_TRUE(TestKey::open(row.other, KEY_READ, key.get())) << row.written;
-        EXPECT_THAT(subkeys(key.get()), testing::Contains(std::string(row.written)));
+    for (const auto& [written, other] : rows) {
+        ASSERT_EQ(key.set(written, 5), 0);
+        ASSERT_EQ(key.set(other, 6), 0);
+        EXPECT_EQ(key.number(written), 6u) << written;
+        const TestKey subkey = TestKey::create(written, key.get());
+        EXPECT_TRUE(TestKey::open(other, KEY_READ, key.get())) << written;
+        EXPECT_THAT(subkeys(key.get()), testing::Contains(std::string(written)));
     }
     const TestKey order = TestKey::create("Order");
     for (const char* name : {"delta", "Alpha", "charlie", "BRAVO", "alpha2", "_x", "\u00e4", "Z"})

@@ -126,20 +126,17 @@ TEST(RegistryText, NamesAreTheSameInBothForms) {
 // Names of any bytes are stored, listed and found again as they are, also those that are no text. In code page 932 the
 // second byte of a character may be a backslash: it parts nothing.
 TEST(RegistryText, AnyBytesSurviveAsANarrowName) {
-    const struct {
-        const char* codePage;
-        std::vector<const char*> names;
-    } rows[] = {
+    const std::pair<const char*, std::vector<const char*>> rows[] = {
         {"65001", {"bad\xff\x80name", "a\xC3", "\xF0\x90\x80", "\xFD\xFE\xFF", "\xE2\x82\xAC"}},
         {"932", {"\x83\x5C\x95\x5C", "\x83", "\x81 \x81", "\xFD\xFE\xFF"}},
         {"1252", {"\xFF\x81 x", "\xFD\xFE\xFF"}},
         {"950", {"\x81 \x81", "\xFF\x81 x"}},
     };
-    for (const auto& row : rows) {
-        setenv("WARDLET_ACP", row.codePage, 1);
+    for (const auto& [codePage, names] : rows) {
+        setenv("WARDLET_ACP", codePage, 1);
         WdTestRereadEnvironment();
-        for (const char* name : row.names) {
-            SCOPED_TRACE(testing::Message() << row.codePage << ' ' << name);
+        for (const char* name : names) {
+            SCOPED_TRACE(testing::Message() << codePage << ' ' << name);
             const TestKey parent = TestKey::create("Any");
             const TestKey key = TestKey::create(name, parent.get());
             ASSERT_EQ(key.set(name, 9), 0);
