@@ -1,7 +1,7 @@
 // The home: where it is, what its settings say, how it is made, and how paths of drives map into it.
 #include "Home.h"
 
-#include <TestHome.h>
+#include <TestFiles.h>
 
 #include <gtest/gtest.h>
 
@@ -19,15 +19,8 @@ namespace fs = std::filesystem;
 using wd::Home;
 using wd::HomeSettings;
 
-std::string content(const fs::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
-
 mode_t modeOf(const fs::path& path) {
-    struct stat status {};
-    EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
-    return status.st_mode & 07777;
+    return statusOf(path).st_mode & 07777;
 }
 
 class HomeTest : public testing::Test {
@@ -73,7 +66,7 @@ TEST_F(HomeTest, IsMadeAtFirstNeedWithPrivateRegistry) {
             ASSERT_EQ(chmod(home.path().c_str(), row.home), 0);
         }
         ASSERT_EQ(home.ensure(), 0u);
-        EXPECT_TRUE(HomeSettings::parse(content(home.path() / "settings")));
+        EXPECT_TRUE(HomeSettings::parse(TestHome::instance().read(std::string("homes/") + row.name + "/settings")));
         EXPECT_EQ(modeOf(home.registryPath()), row.registry);
         EXPECT_EQ(modeOf(home.objectsPath()), row.objects);
         EXPECT_EQ(home.fileModes().file, row.file);

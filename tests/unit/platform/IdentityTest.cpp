@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -84,10 +85,11 @@ TEST(Identity, LocalSystemIsTheSuperuser) {
 TEST(Identity, LocalTimeFollowsTheTimeZone) {
     setenv("TZ", "AHEAD-5:30", 1);
     tzset();
+    const auto now = [] { return std::chrono::system_clock::to_time_t(std::chrono::system_clock::now()); };
     SYSTEMTIME local{};
-    const time_t before = time(nullptr);
+    const time_t before = now();
     GetLocalTime(&local);
-    const time_t after = time(nullptr);
+    const time_t after = now();
     tm broken{};
     broken.tm_year = local.wYear - 1900;
     broken.tm_mon = local.wMonth - 1;

@@ -36,21 +36,20 @@ class KernelObject : public testing::Test {
     KernelObject() { useFreshHome(); }
 };
 
-// One object of each kind, and the calls that make and open one.
+// The calls that make and open each kind.
 struct Kind {
     const char* name;
-    std::function<HANDLE(const char*)> create;
-    std::function<HANDLE(const char*)> open;
+    std::function<Handle(const char*)> create;
+    std::function<Handle(const char*)> open;
 };
 const Kind kKinds[] = {
-    {"mutex", [](const char* name) { return CreateMutexA(nullptr, FALSE, name); },
-     [](const char* name) { return OpenMutexA(MUTEX_ALL_ACCESS, FALSE, name); }},
-    {"event", [](const char* name) { return CreateEventA(nullptr, FALSE, FALSE, name); },
-     [](const char* name) { return OpenEventA(EVENT_ALL_ACCESS, FALSE, name); }},
-    {"semaphore", [](const char* name) { return CreateSemaphoreA(nullptr, 0, 3, name); }, nullptr},
-    {"mapping",
-     [](const char* name) { return CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 100, name); },
-     [](const char* name) { return OpenFileMappingA(FILE_MAP_WRITE, FALSE, name); }},
+    {"mutex", [](auto name) { return makeMutex(name); },
+     [](auto name) { return Handle(OpenMutexA(MUTEX_ALL_ACCESS, FALSE, name)); }},
+    {"event", [](auto name) { return makeEvent(name, false, false); },
+     [](auto name) { return Handle(OpenEventA(EVENT_ALL_ACCESS, FALSE, name)); }},
+    {"semaphore", [](auto name) { return makeSemaphore(name, 0, 3); }, nullptr},
+    {"mapping", [](auto name) { return makeMapping(name, 100); },
+     [](auto name) { return Handle(OpenFileMappingA(FILE_MAP_WRITE, FALSE, name)); }},
 };
 
 TEST_F(KernelObject, ANameIsOneObjectOfOneKind) {
@@ -58,15 +57,15 @@ TEST_F(KernelObject, ANameIsOneObjectOfOneKind) {
         if (first.open) {
             EXPECT_EQ(errorOf(first.open("name")), ERROR_FILE_NOT_FOUND) << first.name;
         }
-        const Handle object(first.create("name"));
+        const Handle object = first.create("name");
         EXPECT_EQ(GetLastError(), ERROR_SUCCESS) << first.name;
         for (const Kind& second : kKinds) {
             const bool same = first.name == second.name;
             std::vector<Expected> rows = {{second.name, same ? ERROR_ALREADY_EXISTS : ERROR_INVALID_HANDLE,
-                                           [&] { return Handle(second.create("name")) != nullptr; }}};
+                                           [&] { return second.create("name") != nullptr; }}};
             if (second.open)
                 rows.push_back({second.name, same ? kUntouched : ERROR_INVALID_HANDLE,
-                                [&] { return Handle(second.open("name")) != nullptr; }});
+                                [&] { return second.open("name") != nullptr; }});
             SCOPED_TRACE(first.name);
             expectAll(rows);
         }
@@ -85,14 +84,11 @@ TEST_F(KernelObject, CodesOfCreatingAndOpening) {
         {"read-only", ERROR_INVALID_PARAMETER, [&] { return map("x", 1, 0, INVALID_HANDLE_VALUE, 2); }},
         {"of no bytes", ERROR_INVALID_PARAMETER, [&] { return map("x", 0); }},
         {"the same size", ERROR_ALREADY_EXISTS, [&] { return map("map", 4097); }},
-        {"a smaller one", ERROR_ALREADY_EXISTS, [&] { return map("map", 1); }},
         {"one byte more", ERROR_ACCESS_DENIED, [&] { return map("map", 4098); }},
         {"4 GiB more", ERROR_ACCESS_DENIED, [&] { return map("map", 1, 1); }},
         {"over the limit", ERROR_NOT_ENOUGH_MEMORY, [&] { return map("huge", (1u << 30) + 1); }},
-        {"far over it", ERROR_NOT_ENOUGH_MEMORY, [&] { return map("huge", ~0u, ~0u); }},
         {"without a name", ERROR_NOT_ENOUGH_MEMORY, [&] { return map(nullptr, 0xFFFFF000, ~0u); }},
         {"a semaphore for nobody", ERROR_INVALID_PARAMETER, [] { return makeSemaphore("s", 0, 0) != nullptr; }},
-        {"a negative count", ERROR_INVALID_PARAMETER, [] { return makeSemaphore("s", -1, 1) != nullptr; }},
         {"more than its maximum", ERROR_INVALID_PARAMETER, [] { return makeSemaphore("s", 2, 1) != nullptr; }},
         {"opening no name", ERROR_INVALID_PARAMETER, [] { return OpenMutexA(0, FALSE, nullptr) != nullptr; }},
     });
@@ -117,7 +113,6 @@ TEST_F(KernelObject, CodesOfUsing) {
         {"releasing a free mutex", ERROR_NOT_OWNER, [&] { return ReleaseMutex(mutex.get()); }},
         {"releasing an event", ERROR_INVALID_HANDLE, [&] { return ReleaseMutex(event.get()); }},
         {"setting a mutex", ERROR_INVALID_HANDLE, [&] { return SetEvent(mutex.get()); }},
-        {"setting an event", kUntouched, [&] { return SetEvent(event.get()); }},
         {"posting an event", ERROR_INVALID_HANDLE, [&] { return post(event, 1); }},
         {"posting less", ERROR_INVALID_PARAMETER, [&] { return post(semaphore, -1); }},
         {"posting too many", ERROR_TOO_MANY_POSTS, [&] { return post(semaphore, 3); }},
@@ -126,7 +121,6 @@ TEST_F(KernelObject, CodesOfUsing) {
         {"waiting for memory", ERROR_INVALID_HANDLE, [&] { return waitFor(mapping) != WAIT_FAILED; }},
         {"mapping a mutex", ERROR_INVALID_HANDLE, [&] { return map(mutex, 0, 0, 0); }},
         {"an offset", ERROR_INVALID_PARAMETER, [&] { return map(mapping, 0, 65536, 1); }},
-        {"all its bytes", kUntouched, [&] { return map(mapping, 0, 0, 100); }},
         {"a byte more", ERROR_ACCESS_DENIED, [&] { return map(mapping, 0, 0, 101); }},
         {"unmapping the middle", ERROR_INVALID_ADDRESS, [&] { return UnmapViewOfFile(view.get() + 1); }},
         {"asking a mutex for its taker", ERROR_INVALID_HANDLE, [&] { return WdEventTaker(mutex.get()) != 0; }},

@@ -102,11 +102,10 @@ TEST(Loader, ModuleFileNames) {
     EXPECT_EQ(path[length - 1], u'\0');
     EXPECT_EQ(path[length], u'?');
     EXPECT_EQ(errorOf(GetModuleFileNameW(&path, path.data(), 1024)), ERROR_MOD_NOT_FOUND);
-
-    std::array<WCHAR, 8> shortPath{};
-    EXPECT_EQ(GetShortPathNameW(u"/a/b", shortPath.data(), 5), 4u);
-    EXPECT_EQ(std::u16string(shortPath.data()), u"/a/b");
-    EXPECT_EQ(GetShortPathNameW(u"/a/b", shortPath.data(), 4), 5u);
+    std::array<WCHAR, 5> same{};
+    for (const DWORD room : {5u, 4u})
+        EXPECT_EQ(GetShortPathNameW(u"/a/b", same.data(), room), room == 5 ? 4u : 5u);
+    EXPECT_EQ(std::u16string(same.data()), u"/a/b");
 }
 
 } // namespace

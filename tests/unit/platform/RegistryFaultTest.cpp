@@ -1,9 +1,7 @@
 // The registry when the system doesn't help: failing system calls, damaged or missing files, no right to write, a map
 // that must grow or has been grown elsewhere, fork.
-#include <Child.h>
-#include <TestHome.h>
+#include <TestFiles.h>
 #include <TestKey.h>
-#include <TestObject.h>
 
 #include <gtest/gtest.h>
 
@@ -39,12 +37,6 @@ int inChild(const std::function<int()>& body) {
 
 void putBytes(const fs::path& file, const std::string& bytes) {
     std::ofstream(file, std::ios::binary) << bytes;
-}
-
-struct stat statusOf(const fs::path& path) {
-    struct stat status {};
-    EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
-    return status;
 }
 
 // A home that no process has open yet.

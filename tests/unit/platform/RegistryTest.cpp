@@ -72,28 +72,27 @@ TEST(RegistryValues, KeepTypeAndBytes) {
         std::string data;
     } rows[] = {
         {"number", REG_DWORD, std::string("\x01\x02\x03\x04", 4)},
-        {"bytes", REG_BINARY, everyByte},
-        {"nothing", REG_NONE, ""},
-        {"unknown type", 4711, everyByte},
         {"", REG_SZ, std::string("the key's own\0", 14)},
-        {"largest", REG_BINARY, std::string(1 << 20, 'x')},
-        {"NUMBER", REG_BINARY, "longer than before"},
+        {nullptr, REG_NONE, ""}, // the empty name too
+        {"unknown type", 4711, everyByte},
+        {"NUMBER", REG_BINARY, std::string(1 << 20, 'x')}, // the largest, in another one's place
     };
     for (const auto& row : rows) {
-        EXPECT_EQ(key.setBytes(row.name, row.data, row.type), 0) << row.name;
+        EXPECT_EQ(key.setBytes(row.name, row.data, row.type), 0);
         std::string data(row.data.size() + 8, '#');
         DWORD type = 0;
         auto size = static_cast<DWORD>(data.size());
         EXPECT_EQ(RegQueryValueExA(key.get(), row.name, nullptr, &type, reinterpret_cast<BYTE*>(data.data()), &size),
                   0);
-        EXPECT_EQ(type, row.type) << row.name;
-        EXPECT_EQ(data, row.data.substr(0, size) + "########") << row.name;
+        EXPECT_EQ(type, row.type);
+        EXPECT_EQ(size, row.data.size());
+        EXPECT_EQ(data.substr(size), "########");
+        EXPECT_TRUE(data.starts_with(row.data));
     }
-    EXPECT_EQ(key.bytes(nullptr), rows[4].data) << "a null name is the empty name";
-    EXPECT_EQ(key.bytes("number"), rows[6].data);
+    EXPECT_EQ(key.bytes("number"), rows[4].data);
     EXPECT_EQ(RegDeleteValueA(key.get(), "number"), 0);
     EXPECT_EQ(RegDeleteValueA(key.get(), "number"), kMissing);
-    EXPECT_EQ(key.bytes("bytes"), everyByte);
+    EXPECT_EQ(key.bytes(""), "");
 }
 
 TEST(RegistryValues, ASmallBufferIsLeftAloneAndTheSizeTold) {
