@@ -238,29 +238,36 @@ TEST_F(Files, FailingSystemCallsAreTold) {
     const auto opens = [&] { return openError(at("file"), kBoth, CREATE_ALWAYS); };
     const auto reads = [&] { return errorOf(ReadFile(file.get(), buffer, 3, &done, nullptr)); };
     const auto writes = [&] { return errorOf(WriteFile(file.get(), "new", 3, &done, nullptr)); };
-    const struct {
-        const char* call;
-        int error;
-        std::function<DWORD()> act;
-        DWORD expected;
-    } rows[] = {
-        {"fstat", EIO, opens, ERROR_REGISTRY_IO_FAILED},
-        {"flock", EIO, opens, ERROR_REGISTRY_IO_FAILED},
-        {"ftruncate", EIO, opens, ERROR_REGISTRY_IO_FAILED},
-        {"read", EIO, reads, ERROR_REGISTRY_IO_FAILED},
-        {"read", EINTR, reads, ERROR_SUCCESS},
-        {"write", ENOSPC, writes, ERROR_DISK_FULL},
-        {"write", EINTR, writes, ERROR_SUCCESS},
-    };
+    const std::pair<const char*, std::function<DWORD()>> rows[] = {
+        {"fstat", opens}, {"flock", opens}, {"ftruncate", opens}, {"read", reads}, {"write", writes}};
     const auto before = openDescriptors();
-    for (const auto& row : rows) {
-        SetFilePointer(file.get(), 0, nullptr, FILE_BEGIN);
-        EXPECT_EQ(get("file"), "old") << row.call;
-        ASSERT_TRUE(WdTestFailCall(row.call, 1, row.error));
-        EXPECT_EQ(row.act(), row.expected) << row.call << ' ' << row.error;
-        EXPECT_EQ(openDescriptors(), before) << row.call;
+    for (const auto& [call, act] : rows) {
+        ASSERT_TRUE(WdTestFailCall(call, 1, EIO));
+        EXPECT_EQ(act(), ERROR_REGISTRY_IO_FAILED) << call;
+        EXPECT_EQ(get("file"), "old") << call;
+        EXPECT_EQ(openDescriptors(), before) << call;
     }
-    EXPECT_EQ(get("file"), "new");
+    ASSERT_TRUE(WdTestFailCall("read", 1, EINTR) && WdTestFailCall("write", 1, EINTR));
+    EXPECT_EQ(reads(), ERROR_SUCCESS);
+    EXPECT_STREQ(buffer, "old");
+    EXPECT_EQ(writes(), ERROR_SUCCESS);
+    EXPECT_EQ(get("file"), "oldnew");
+}
+
+TEST_F(Files, EachCallKnowsTheDrives) {
+    const TestHome& home = TestHome::instance();
+    EXPECT_TRUE(WdMakeFolder("C:\\dir\\below\\"));
+    home.write("drive_c/dir/file", "on the drive");
+    EXPECT_EQ(errorOf(WdMakeFolder("C:\\dir\\file\\below")), ERROR_PATH_NOT_FOUND);
+    EXPECT_EQ(openError("C:\\dir\\file", GENERIC_READ), ERROR_SUCCESS);
+    EXPECT_EQ(GetFileAttributesA("C:\\dir\\below"), DWORD{FILE_ATTRIBUTE_DIRECTORY});
+    EXPECT_TRUE(CopyFileA("C:\\dir\\file", "C:\\dir\\copy", FALSE));
+    EXPECT_TRUE(WdReplaceContent("C:\\dir\\more", "content", 7));
+    EXPECT_TRUE(ReplaceFileA("C:\\dir\\copy", "C:\\dir\\more", nullptr, 0, nullptr, nullptr));
+    EXPECT_EQ(home.read("drive_c/dir/copy"), "content");
+    EXPECT_TRUE(DeleteFileA("C:\\dir\\file"));
+    EXPECT_EQ(errorOf(DeleteFileA("C:\\dir\\file")), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(errorOf(DeleteFileA("C:\\dir")), ERROR_ACCESS_DENIED);
 }
 
 TEST_F(Files, TemporaryNames) {

@@ -121,6 +121,7 @@ TEST_F(KernelObject, CodesOfUsing) {
         {"waiting for memory", ERROR_INVALID_HANDLE, [&] { return waitFor(mapping) != WAIT_FAILED; }},
         {"mapping a mutex", ERROR_INVALID_HANDLE, [&] { return map(mutex, 0, 0, 0); }},
         {"an offset", ERROR_INVALID_PARAMETER, [&] { return map(mapping, 0, 65536, 1); }},
+        {"a far offset", ERROR_INVALID_PARAMETER, [&] { return map(mapping, 1, 0, 1); }},
         {"a byte more", ERROR_ACCESS_DENIED, [&] { return map(mapping, 0, 0, 101); }},
         {"unmapping the middle", ERROR_INVALID_ADDRESS, [&] { return UnmapViewOfFile(view.get() + 1); }},
         {"asking a mutex for its taker", ERROR_INVALID_HANDLE, [&] { return WdEventTaker(mutex.get()) != 0; }},

@@ -96,6 +96,9 @@ TEST_F(ObjectSecurity, EachPartIsChangedAlone) {
         EXPECT_EQ(modeOfObject(), row.mode) << row.security;
     }
     EXPECT_EQ(securityOf(kName, kLabel), "S:(ML;;NW;;;HI)");
+    std::string name = kName;
+    EXPECT_EQ(change(mutex.get(), "D:", kDacl), 0u);
+    EXPECT_EQ(SetNamedSecurityInfoA(name.data(), SE_KERNEL_OBJECT, kDacl, nullptr, nullptr, nullptr, nullptr), 0u);
     const Local<void> users = sidOf("BU");
     constexpr SECURITY_INFORMATION kOwners = OWNER_SECURITY_INFORMATION | GROUP_SECURITY_INFORMATION;
     EXPECT_EQ(SetSecurityInfo(mutex.get(), SE_KERNEL_OBJECT, kOwners, users.get(), users.get(), nullptr, nullptr), 0u);

@@ -147,11 +147,10 @@ TEST(Descriptor, MalformedBytesAreRefused) {
     for (const auto& row : rows) {
         std::vector<BYTE> bytes = kUsersWithLabel;
         bytes[row.at] = row.value;
-        EXPECT_EQ(textOf(bytes.data()), "error " + std::to_string(row.error)) << row.at << " " << int{row.value};
-        // An object doesn't come of it either.
+        SCOPED_TRACE(testing::Message() << row.at << ' ' << int{row.value});
+        EXPECT_EQ(textOf(bytes.data()), "error " + std::to_string(row.error));
         SECURITY_ATTRIBUTES attributes{sizeof attributes, bytes.data(), FALSE};
-        EXPECT_EQ(CreateMutexA(&attributes, FALSE, "malformed"), nullptr);
-        EXPECT_EQ(GetLastError(), row.error) << row.at << " " << int{row.value};
+        EXPECT_EQ(errorOf(makeMutex("malformed", false, &attributes)), row.error) << "no object comes of it either";
     }
     EXPECT_EQ(textOf(nullptr), "error 87");
 }
