@@ -167,7 +167,8 @@ TEST_F(Files, HandlesAreCheckedAtEachUse) {
     const Handle reads = open(name, GENERIC_READ);
     const Handle writes = open(name, GENERIC_WRITE);
     const Handle event = makeEvent(nullptr, true, true);
-    const HANDLE stale = open(name, kBoth).get();
+    const HANDLE stale = open(name, kBoth).release();
+    EXPECT_TRUE(CloseHandle(stale));
     for (const HANDLE handle : {HANDLE{nullptr}, stale, event.get(), reads.get(), writes.get()}) {
         const DWORD error =
             handle == reads.get() || handle == writes.get() ? ERROR_ACCESS_DENIED : ERROR_INVALID_HANDLE;

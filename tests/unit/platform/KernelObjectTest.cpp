@@ -136,7 +136,8 @@ TEST_F(KernelObject, CodesOfUsing) {
 
 // Closed, closed twice, another table's, made up: told apart from open ones whatever came into their place.
 TEST_F(KernelObject, AHandleThatIsntOpenIsRefused) {
-    const HANDLE closed = makeMutex("m", true).get();
+    const HANDLE closed = makeMutex("m", true).release();
+    EXPECT_TRUE(CloseHandle(closed));
     const Handle open = makeEvent("e", true, true); // where the closed one stood
     const TestKey key = TestKey::create("K");
     int local = 0;

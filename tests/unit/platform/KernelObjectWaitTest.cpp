@@ -31,7 +31,7 @@ std::atomic<int> woken{0};
 } // namespace
 
 // The layer's calls for its words pass here, and are counted.
-extern "C" WD_API long syscall(long number, ...) noexcept {
+WD_API long syscall(long number, ...) noexcept {
     static const auto real = reinterpret_cast<long (*)(long, ...)>(dlsym(RTLD_NEXT, "syscall"));
     va_list list;
     va_start(list, number);
