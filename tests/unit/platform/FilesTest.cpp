@@ -340,9 +340,11 @@ TEST_F(Files, ATemporaryFileOfADeadProcessIsRemovedByTheNext) {
     EXPECT_NE(temporary(folder.string(), "url"), "");
     EXPECT_EQ(files(), 7) << "one that lives was robbed";
     maker.kill();
+    const auto before = openDescriptors();
     const std::string own = temporary(folder.string(), "urlong");
     EXPECT_EQ(files(), 7) << "the dead one's is there yet";
     EXPECT_EQ(replace("kept", own), ERROR_SUCCESS);
+    EXPECT_EQ(openDescriptors(), before) << "held no longer";
     EXPECT_TRUE(open(at("kept"), GENERIC_READ, OPEN_EXISTING, 0)) << GetLastError();
     done.closeSender();
 }

@@ -27,6 +27,7 @@ namespace {
 
 std::atomic<int> asleep{0}; // threads in a wait of the layer, or on their way there
 std::atomic<int> woken{0};
+std::atomic<bool> isHeldUp{false}; // whoever is woken doesn't get on yet
 
 } // namespace
 
@@ -42,6 +43,8 @@ WD_API long syscall(long number, ...) noexcept {
     const bool sleeps = number == SYS_futex && a[1] == FUTEX_WAIT_BITSET;
     asleep += sleeps ? 1 : 0;
     const long result = real(number, a[0], a[1], a[2], a[3], a[4], a[5]);
+    while (sleeps && isHeldUp)
+        std::this_thread::yield();
     asleep -= sleeps ? 1 : 0;
     woken += number == SYS_futex && a[1] == FUTEX_WAKE && result > 0 ? static_cast<int>(result) : 0;
     return result;
@@ -247,7 +250,9 @@ TEST_F(KernelObjectWait, WhoeverSleepsIsWoken) {
             while (asleep < row.sleepers || sleepers() < others + row.sleepers)
                 std::this_thread::yield();
             woken = 0;
+            isHeldUp = true;
             row.wake();
+            isHeldUp = false;
             for (std::thread& thread : threads)
                 thread.join();
             most = std::max(most, woken.load());
