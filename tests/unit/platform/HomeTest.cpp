@@ -56,7 +56,8 @@ TEST_F(HomeTest, IsMadeAtFirstNeedWithPrivateRegistry) {
         mode_t registry;
         mode_t objects;
         mode_t file;
-    } rows[] = {{"a/b", 0, 0700, 01777, 0600}, {"group", 02775, 02770, 03777, 0660}};
+        mode_t settings;
+    } rows[] = {{"a/b", 0, 0700, 01777, 0600, 0600}, {"group", 02775, 02770, 03777, 0660, 0664}};
     umask(077);
     for (const auto& row : rows) {
         const Home home(m_root / row.name);
@@ -70,6 +71,7 @@ TEST_F(HomeTest, IsMadeAtFirstNeedWithPrivateRegistry) {
         EXPECT_EQ(modeOf(home.registryPath()), row.registry);
         EXPECT_EQ(modeOf(home.objectsPath()), row.objects);
         EXPECT_EQ(home.fileModes().file, row.file);
+        EXPECT_EQ(modeOf(home.path() / "settings"), row.settings);
         EXPECT_EQ(std::distance(fs::directory_iterator(home.path()), {}), 3) << "nothing else is left lying about";
         EXPECT_EQ(Home(home.path()).ensure(), 0u);
     }
