@@ -212,8 +212,8 @@ TEST_F(KernelObjectFault, WhatIsNoFileOfItsOwnIsRefused) {
     EXPECT_FALSE(fs::exists(objectsFolder() / "nothing"));
 }
 
-// Objects too large to be kept, whose end is at once. Another's file of the name isn't this one's to remove, and a child
-// of a fork that ran no handlers keeps no lock.
+// Objects too large to be kept, whose end is at once. Another's file of the name isn't this one's to remove, and a
+// child of a fork that ran no handlers keeps no lock.
 TEST_F(KernelObjectFault, TheEndOfAnObjectIsItsOwn) {
     constexpr DWORD kLarge = 3u << 20;
     const fs::path name = objectsFolder() / "map";

@@ -202,8 +202,8 @@ int sleepers() {
     return count;
 }
 
-// A sleeper whose wake was forgotten would find out at its next look, 100 ms later. One that happens to look while it is
-// woken needs no wake: there are several rounds.
+// A sleeper whose wake was forgotten would find out at its next look, 100 ms later. One that happens to look while it
+// is woken needs no wake: there are several rounds.
 TEST_F(KernelObjectWait, WhoeverSleepsIsWoken) {
     const Handle mutex = makeMutex("m");
     const Handle turn = makeEvent("turn", false, false);

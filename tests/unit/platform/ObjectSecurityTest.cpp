@@ -154,8 +154,8 @@ TEST_F(ObjectSecurity, OutputsPointIntoTheDescriptor) {
     EXPECT_EQ(std::memcmp(owner, sidOf("BA").get(), 16), 0);
 }
 
-// Whoever may open an object may write into its memory, the text of its security too. The owner who changes another part
-// takes nobody's word for who is let in.
+// Whoever may open an object may write into its memory, the text of its security too. The owner who changes another
+// part takes nobody's word for who is let in.
 TEST_F(ObjectSecurity, AForgedTextIsAnErrorAndOpensNothing) {
     const Handle mutex = makeMutex(kName);
     wd::ObjectSecurity kept;

@@ -153,7 +153,8 @@ TEST(Text, EveryPairOfADoubleByteCodePageIsACharacterOrInvalid) {
     }
 }
 
-// U+30BD and U+8868 have a backslash as their second byte. In UTF-8 each byte is looked at, and the last one ends nothing.
+// U+30BD and U+8868 have a backslash as their second byte. In UTF-8 each byte is looked at, and the last one ends
+// nothing.
 TEST(Text, AWalkOverDoubleByteTextNeverMistakesATrailByte) {
     for (const auto& [path, name] : {std::pair{"..\\a\\b.c", "b.c"},
                                      {"/usr/x\\y", "y"},
