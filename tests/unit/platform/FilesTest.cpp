@@ -259,7 +259,7 @@ TEST_F(Files, EachCallKnowsTheDrives) {
     const TestHome& home = TestHome::instance();
     EXPECT_TRUE(WdMakeFolder("C:\\dir\\below\\"));
     home.write("drive_c/dir/file", "on the drive");
-    EXPECT_EQ(errorOf(WdMakeFolder("C:\\dir\\file\\below")), ERROR_PATH_NOT_FOUND);
+    EXPECT_EQ(errorOf(WdMakeFolder("C:\\dir\\file")), ERROR_PATH_NOT_FOUND);
     EXPECT_EQ(openError("C:\\dir\\file", GENERIC_READ), ERROR_SUCCESS);
     EXPECT_EQ(GetFileAttributesA("C:\\dir\\below"), DWORD{FILE_ATTRIBUTE_DIRECTORY});
     EXPECT_TRUE(CopyFileA("C:\\dir\\file", "C:\\dir\\copy", FALSE));
