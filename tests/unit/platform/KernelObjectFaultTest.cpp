@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <platform/robust.h>
 #include <platform/testing.h>
 
 #include <cerrno>
@@ -236,6 +237,26 @@ TEST_F(KernelObjectFault, TheEndOfAnObjectIsItsOwn) {
     EXPECT_EQ(GetLastError(), ERROR_SUCCESS) << "nobody had it any more";
     kill(child, SIGKILL);
     waitpid(child, nullptr, 0);
+}
+
+// Also where a copy of it that ran no handlers has its lock.
+TEST_F(KernelObjectFault, AProcessIsOverBeforeItsParentHearsOfIt) {
+    const Shared<WD_TAG> tag;
+    const Shared<pid_t> copy;
+    const pid_t process = fork();
+    if (process == 0) {
+        *tag = WdOwnTag(WD_ROLE_NONE);
+        const pid_t made = _Fork();
+        if (made == 0)
+            _exit(pause());
+        *copy = made;
+        _exit(0);
+    }
+    siginfo_t ended{};
+    ASSERT_EQ(waitid(P_PID, static_cast<id_t>(process), &ended, WEXITED | WNOWAIT), 0);
+    EXPECT_FALSE(WdTagIsAlive(*tag));
+    kill(*copy, SIGKILL);
+    EXPECT_EQ(waitpid(process, nullptr, 0), process);
 }
 
 } // namespace
