@@ -33,7 +33,11 @@ std::atomic<bool> isHeldUp{false}; // whoever is woken doesn't get on yet
 
 // The layer's calls for its words pass here, and are counted.
 WD_API long syscall(long number, ...) noexcept {
-    static const auto real = reinterpret_cast<long (*)(long, ...)>(dlsym(RTLD_NEXT, "syscall"));
+    using Call = long (*)(long, ...);
+    static constinit std::atomic<Call> known{nullptr}; // no guarded static: that may call here itself
+    Call real = known;
+    if (real == nullptr)
+        known = real = reinterpret_cast<Call>(dlsym(RTLD_NEXT, "syscall"));
     va_list list;
     va_start(list, number);
     long a[6];
