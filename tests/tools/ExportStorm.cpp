@@ -71,6 +71,11 @@ Call switched(const char* name, std::int32_t (*enable)(T), std::int32_t (*isEnab
             }};
 }
 
+// A record of its own and a switch of its own.
+#define FEATURE(told, name)                                                                                            \
+    WRITTEN_BACK(told, Wdlt##name##ReadConfig, Wdlt##name##WriteConfig),                                               \
+        SWITCHED(Wdlt##name##Enable, Wdlt##name##IsEnabled)
+
 // What a call is given: zeros to read into, how many of them there are, a record to write.
 template <class T>
 T* zeros(std::size_t count) {
@@ -137,33 +142,23 @@ const std::vector<Call> kCalls = {
          const std::int32_t status = WdltReadConfigEx(0, WDLT_SCAN_VIRUS, 0, 0, record, sized(sizeof *record));
          return status != WDLT_OK ? status : WdltWriteConfigEx(0, WDLT_SCAN_VIRUS, 0, 0, record, sizeof *record);
      }},
-    WRITTEN_BACK(Always, WdltPvsReadConfig, WdltPvsWriteConfig),
-    WRITTEN_BACK(Always, WdltSvsReadConfig, WdltSvsWriteConfig),
-    WRITTEN_BACK(Always, WdltWmvsReadConfig, WdltWmvsWriteConfig),
+    FEATURE(Always, Pvs),
+    FEATURE(Always, Svs),
+    FEATURE(Always, Wmvs),
+    FEATURE(Always, Hfs),
+    FEATURE(Always, Urlf),
+    FEATURE(Always, Hosf),
+    FEATURE(Always, DRS),
+    FEATURE(Always, Aspm),
+    FEATURE(Always, Hfe),
+    FEATURE(Depends, Sal),
     WRITTEN_BACK(Always, WdltHfsVirusReadConfig, WdltHfsVirusWriteConfig),
-    WRITTEN_BACK(Always, WdltHfsReadConfig, WdltHfsWriteConfig),
-    WRITTEN_BACK(Always, WdltUrlfReadConfig, WdltUrlfWriteConfig),
     WRITTEN_BACK(Always, WdltUrlfReadProxy, WdltUrlfWriteProxy),
     WRITTEN_BACK(Always, WdltUrlfReadUUC, WdltUrlfWriteUUC),
-    WRITTEN_BACK(Always, WdltHosfReadConfig, WdltHosfWriteConfig),
-    WRITTEN_BACK(Always, WdltDRSReadConfig, WdltDRSWriteConfig),
-    WRITTEN_BACK(Always, WdltAspmReadConfig, WdltAspmWriteConfig),
-    WRITTEN_BACK(Always, WdltHfeReadConfig, WdltHfeWriteConfig),
     WRITTEN_BACK(Depends, WdltHttpsReadConfig, WdltHttpsWriteConfig),
     WRITTEN_BACK(Depends, WdltPluginReadConfig, WdltPluginWriteConfig),
     WRITTEN_BACK(Depends, WdltPluginManagerReadConfig, WdltPluginManagerWriteConfig),
-    WRITTEN_BACK(Depends, WdltSalReadConfig, WdltSalWriteConfig),
-    SWITCHED(WdltPvsEnable, WdltPvsIsEnabled),
-    SWITCHED(WdltSvsEnable, WdltSvsIsEnabled),
-    SWITCHED(WdltWmvsEnable, WdltWmvsIsEnabled),
-    SWITCHED(WdltHfsEnable, WdltHfsIsEnabled),
-    SWITCHED(WdltUrlfEnable, WdltUrlfIsEnabled),
-    SWITCHED(WdltHosfEnable, WdltHosfIsEnabled),
-    SWITCHED(WdltAspmEnable, WdltAspmIsEnabled),
-    SWITCHED(WdltHfeEnable, WdltHfeIsEnabled),
     SWITCHED(WdltHfeEnablePluginEvent, WdltHfeIsEnablePluginEvent),
-    SWITCHED(WdltSalEnable, WdltSalIsEnabled),
-    SWITCHED(WdltDRSEnable, WdltDRSIsEnabled),
     SWITCHED(WdltHttpsScanEnable, WdltHttpsScanIsEnabled),
     SWITCHED(WdltIEPlugInEnable, WdltIEPlugInIsEnabled),
     SWITCHED(WdltFirefoxExtensionEnable, WdltFirefoxExtensionIsEnabled),

@@ -1,4 +1,5 @@
 // The stand-in of the running service, as senders and its user see it.
+#include "TimeScale.h"
 #include "Typed.h"
 
 #include <csignal>
@@ -88,6 +89,7 @@ class Peer {
 };
 
 TEST_F(Wdltctl, ThePeerHearsEachChangeInItsOrderAndOnce) {
+    const TimeScale scale("0.05"); // how long the senders wait for its answer
     Peer peer;
     const struct {
         std::string line;

@@ -13,6 +13,7 @@
 #include <map>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 using nlohmann::json;
@@ -86,15 +87,17 @@ struct Refused {
 
 // They print nothing, say why, and leave all that is stored.
 inline void expectRefused(const std::vector<Refused>& rows) {
+    auto before = stored();
     for (const Refused& row : rows) {
-        const auto before = stored();
         const ProgramResult result = typed(row.line, row.input);
         EXPECT_EQ(result.status, row.status) << row.line;
         EXPECT_EQ(result.out, "") << row.line;
         EXPECT_THAT(result.err, testing::StartsWith(wordsOf(row.line)[0] + ": ")) << row.line;
         EXPECT_FALSE(row.words.empty()) << row.line;
         EXPECT_THAT(result.err, testing::HasSubstr(row.words)) << row.line;
-        EXPECT_EQ(stored(), before) << row.line;
+        auto after = stored();
+        EXPECT_EQ(after, before) << row.line;
+        before = std::move(after);
     }
 }
 

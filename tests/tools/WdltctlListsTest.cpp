@@ -1,5 +1,8 @@
 // wdltctl's lists of texts and privacy items, and check-url with wardlet-peer running and without it.
+#include "TimeScale.h"
 #include "Typed.h"
+
+#include <memory>
 
 namespace {
 
@@ -89,6 +92,7 @@ TEST_F(WdltctlLists, ExclusionsKeepTheirNumbers) {
 }
 
 TEST_F(WdltctlLists, UrlsAreCheckedWithAndWithoutTheService) {
+    const TimeScale scale("0.05"); // how long a question waits for its answer
     done("add urls black *a.b/*");
     for (const bool isAsked : {false, true}) {
         std::unique_ptr<RunningProgram> peer;

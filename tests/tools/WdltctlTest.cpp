@@ -1,7 +1,6 @@
 // wdltctl's settings: what is laid down, switched, set and shown.
 #include "Typed.h"
 
-#include <cctype>
 #include <set>
 
 namespace {
@@ -9,7 +8,6 @@ namespace {
 using testing::AllOf;
 using testing::EndsWith;
 using testing::HasSubstr;
-using testing::Not;
 using testing::StartsWith;
 
 TEST_F(Wdltctl, InitReplacesWhatIsThereOnlyByForce) {
@@ -26,10 +24,10 @@ TEST_F(Wdltctl, InitReplacesWhatIsThereOnlyByForce) {
     EXPECT_EQ(stored()["registry"], fresh);
     EXPECT_EQ(done("export items -"), "[]\n");
     EXPECT_EQ(doneJson("init --force --install D:\\Guard\\")["installPath"], "D:\\Guard\\");
-    expectOutputs(
-        {{"get system --json", R"({"proxyPort": 6999, "installPath": "D:\\Guard\\", "tempPath": "D:\\Guard\\Temp\\",
-                                             "logPath": "D:\\Guard\\Log\\", "bmFlag": 1, "handlerCount": 0,
-                                             "handlerTypes": [], "defRedirectFlag": 0, "tcpAutoTuningLevel": 2})"}});
+    const char* const system = R"({
+        "proxyPort": 6999, "installPath": "D:\\Guard\\", "tempPath": "D:\\Guard\\Temp\\", "logPath": "D:\\Guard\\Log\\",
+        "bmFlag": 1, "handlerCount": 0, "handlerTypes": [], "defRedirectFlag": 0, "tcpAutoTuningLevel": 2})";
+    expectOutputs({{"get system --json", system}});
 }
 
 TEST_F(Wdltctl, EachFeatureIsSwitchedAlone) {
