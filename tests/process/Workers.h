@@ -68,7 +68,7 @@ class Workers {
         for (unsigned i = 0; i < kills && !testing::Test::HasFailure(); ++i) {
             std::this_thread::sleep_for(longestPause * (m_random() % 1000) / 1000);
             killOne();
-            if (i % 64 == 63 || i + 1 == kills)
+            if (i % 256 == 255 || i + 1 == kills)
                 awaitRounds(1);
         }
     }
