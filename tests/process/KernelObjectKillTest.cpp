@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <fcntl.h>
 #include <set>
 
 namespace {
@@ -156,29 +157,52 @@ TEST_F(KernelObjectKill, AtEachStepAndEachSystemCall) {
                                        "object.joined", "object.closing", "mutex.taken", "processes.new"}));
 }
 
-// A dead process left the object looking whole. Creators find another at its file, who goes without laying it down
-// anew: they must wait for the end of that, and not take the dead one's object for a living one.
+// A dead process left the object looking whole. A creator finds another at its file, who goes without laying it down
+// anew, or dies: it must wait for the end of that, and not take the dead one's object for a living one, though it isn't
+// alone at the file then.
 TEST_F(KernelObjectKill, ADeadObjectIsNeverJoined) {
+    Everybody everybody; // so that the file stays
+    const auto lock = [](int command) {
+        const int file = ::open((objectsFolder() / "map").c_str(), O_RDONLY | O_CLOEXEC);
+        struct flock reading {};
+        reading.l_type = F_RDLCK;
+        reading.l_len = 1;
+        return fcntl(file, command, &reading);
+    };
     for (const bool dies : {false, true}) {
         SCOPED_TRACE(dies);
-        EXPECT_EQ(startHolder().kill(), Child::kKilled);
-        SteppedChild inTheWay([](const SteppedChild::Stop& stop) {
-            const steps::At late("object.first", stop);
+        Child dead = childWith([&] {
+            Handle mapping = makeMapping("map", kBytes, everybody.get());
+            std::memset(viewOf<char>(mapping).get(), 'h', kBytes);
+            return mapping;
+        });
+        dead.kill();
+        SteppedChild inTheWay([dies](const SteppedChild::Stop& stop) {
+            const steps::At late(dies ? "object.first" : "object.closing", stop);
             EXPECT_EQ(OpenFileMappingA(FILE_MAP_READ, FALSE, "map"), nullptr);
         });
         ASSERT_TRUE(inTheWay.awaitStop());
-        const Shared<std::atomic<bool>> isOpened;
+        std::vector<Child> another; // gets the lock at once when it is free
+        if (!dies)
+            another.emplace_back([&] {
+                lock(F_OFD_SETLKW);
+                pauseForever();
+            });
+        const Shared<std::atomic<int>> timesOpened;
         Child creator([&] {
-            const steps::At opened("object.opened", [&] { *isOpened = true; });
-            const Handle mapping = makeMapping("map", kBytes);
+            const steps::At opened("object.opened", [&] { ++*timesOpened; });
+            const Handle mapping = makeMapping("map", kBytes, everybody.get());
             EXPECT_EQ(GetLastError(), ERROR_SUCCESS);
             const View<char> view = viewOf<char>(mapping, kBytes);
             EXPECT_TRUE(view != nullptr && view[0] == '\0');
         });
-        while (!*isOpened)
+        while (*timesOpened < 1)
             std::this_thread::yield();
-        std::this_thread::sleep_for(std::chrono::milliseconds(20)); // until it is refused the write lock
+        std::this_thread::sleep_for(std::chrono::milliseconds(20)); // until both wait for the lock
         EXPECT_EQ(dies ? inTheWay.kill() : inTheWay.end(), dies ? Child::kKilled : 0);
+        while (!dies && *timesOpened < 2 && !creator.hasEnded())
+            std::this_thread::yield();
+        another.clear();
         EXPECT_EQ(creator.wait(), 0);
     }
 }
