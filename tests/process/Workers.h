@@ -74,7 +74,6 @@ class Workers {
     }
     // Until each place has gone on by so many: nobody stands still.
     void awaitRounds(unsigned more) {
-        constexpr unsigned kPatience = 100; // seconds; then the whole test ends
         alarm(kPatience);
         std::vector<unsigned> goals;
         for (const Life::Place& place : *m_places)
@@ -88,12 +87,15 @@ class Workers {
     }
     // Those who may end by themselves, if the work is of that kind.
     void awaitEnd() {
+        alarm(kPatience);
         for (Worker& worker : m_workers)
             EXPECT_EQ(worker.process.wait(), 0) << "life " << worker.life.number;
         m_workers.clear();
+        alarm(0);
     }
 
   private:
+    static constexpr unsigned kPatience = 100; // seconds; then the whole test ends
     struct Worker {
         Life life;
         Child process;
