@@ -22,7 +22,6 @@
 namespace {
 
 constexpr unsigned kClosedLimit = 32; // so many closed objects the layer keeps mapped
-constexpr int kKilled = Child::kSignal + SIGKILL;
 
 // The locks' own, and those of the test.
 const std::set<std::string> kSteps{
@@ -104,7 +103,7 @@ enum class Scene {
 void die(const std::string& name, Role role, const char* step) {
     const Shared<steps::Grave> grave;
     Child child([&] { return play(role, name, false, [&] { steps::dieAt(step, *grave); }); });
-    ASSERT_EQ(child.wait(), kKilled) << "no step " << step;
+    ASSERT_EQ(child.wait(), Child::kKilled) << "no step " << step;
 }
 
 class RWLockKill : public testing::Test {
@@ -134,7 +133,7 @@ class RWLockKill : public testing::Test {
         }
     }
 
-    const std::set<std::string>& died() const { return m_died; }
+    std::set<std::string> m_died;
 
   private:
     void prepare(Scene scene, CWdRWLockEx* lock) WD_NO_THREAD_SAFETY_ANALYSIS {
@@ -184,7 +183,7 @@ class RWLockKill : public testing::Test {
             scene == Scene::LiveReader ? held->UnlockRead() : held->UnlockWrite();
         }
         const int status = child.wait();
-        EXPECT_EQ(status, grave->step == nullptr ? 0 : kKilled);
+        EXPECT_EQ(status, grave->step == nullptr ? 0 : Child::kKilled);
         return grave->step == nullptr ? "" : grave->step.load();
     }
 
@@ -215,7 +214,6 @@ class RWLockKill : public testing::Test {
 
     std::string m_name;
     unsigned m_locks = 0;
-    std::set<std::string> m_died;
 };
 
 TEST_F(RWLockKill, AtEachStepInEachRole) {
@@ -229,7 +227,7 @@ TEST_F(RWLockKill, AtEachStepInEachRole) {
     killAtEachStep(Scene::LiveReader, Role::Write);
     killAtEachStep(Scene::LiveWriter, Role::Write);
     killAtEachStep(Scene::LiveWriter, Role::ReadOnce);
-    EXPECT_EQ(died(), kSteps);
+    EXPECT_EQ(m_died, kSteps);
 }
 
 // The program has the kernel objects once, with the steps: a second copy in the process would be the layer's library.
