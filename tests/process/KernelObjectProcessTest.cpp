@@ -37,7 +37,7 @@ bool exists(const char* mutex) {
 std::string program(const char* name) {
     return (fs::read_symlink("/proc/self/exe").parent_path() / name).string();
 }
-// Makes the mutex as another program, in a child of this one or in its place.
+// Another program that makes the mutex.
 std::vector<std::string> words(const Pipe& told, const char* mutex, const char* how) {
     return {program("object_program"), std::to_string(told.sender()), mutex, how};
 }
@@ -48,32 +48,20 @@ char received(const Pipe& pipe) {
 }
 
 TEST_F(KernelObjectProcess, AnObjectEndsWithItsLastLivingHolder) {
-    const std::function<Child(const Pipe&)> starts[] = {
-        [](const Pipe& told) {
-            return Child([&] {
-                const Handle mutex = makeMutex("m");
-                told.send(GetLastError() == ERROR_ALREADY_EXISTS ? 'j' : 'c');
-                pauseForever();
-            });
-        },
-        [](const Pipe& told) { return Child::run(words(told, "m", "hold")); },
-    };
-    for (const auto& start : starts)
-        for (const bool firstGoes : {false, true}) {
-            const Pipe told;
-            EXPECT_FALSE(exists("m"));
-            Child first = start(told);
-            EXPECT_EQ(received(told), 'c');
-            Child second = start(told);
-            EXPECT_EQ(received(told), 'j');
-            EXPECT_TRUE(exists("m"));
-            (firstGoes ? first : second).kill();
-            EXPECT_TRUE(exists("m"));
-            const Handle third = makeMutex("m");
-            EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
-            (firstGoes ? second : first).kill();
-            inChild([] { EXPECT_TRUE(exists("m")) << "this one has it still"; });
-        }
+    for (const bool firstGoes : {false, true}) {
+        const Pipe told;
+        EXPECT_FALSE(exists("m"));
+        Child first = Child::run(words(told, "m", "hold"));
+        EXPECT_EQ(received(told), 'c');
+        Child second = Child::run(words(told, "m", "hold"));
+        EXPECT_EQ(received(told), 'j');
+        (firstGoes ? first : second).kill();
+        EXPECT_TRUE(exists("m"));
+        const Handle third = makeMutex("m");
+        EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
+        (firstGoes ? second : first).kill();
+        inChild([] { EXPECT_TRUE(exists("m")) << "this one has it still"; });
+    }
     EXPECT_FALSE(exists("m"));
 }
 
@@ -158,53 +146,15 @@ TEST_F(KernelObjectProcess, AHolderThatClosesIsNoDeadOne) {
     }
 }
 
-// Who took an event is named until it is signalled.
-TEST_F(KernelObjectProcess, AResetLeavesTheTakerNamed) {
-    const Handle event = makeEvent("e", false, true);
-    const Child taker = childWith([&] { return waitFor(event); });
-    const WD_TAG tag = WdEventTaker(event.get());
-    EXPECT_TRUE(tag != 0 && tag != WdOwnTag(WD_ROLE_NONE));
-    EXPECT_TRUE(ResetEvent(event.get()));
-    EXPECT_EQ(WdEventTaker(event.get()), tag);
-}
-
-// Somebody moves the file of an object away by hand, and another makes the object anew.
-TEST_F(KernelObjectProcess, AnothersFileUnderTheNameStays) {
-    SteppedChild first([](const SteppedChild::Stop& stop) {
-        Handle mutex = makeMutex("m");
-        stop();
-        mutex.reset();
-        std::exit(0);
-    });
-    ASSERT_TRUE(first.awaitStop());
-    fs::rename(objectsFolder() / "m", objectsFolder() / "moved");
-    const Child second = childWith([] { return makeMutex("m"); });
-    EXPECT_EQ(first.end(), 0);
-    EXPECT_TRUE(exists("m"));
-}
-
-// Its holder lives, and nobody can tell what it is.
-TEST_F(KernelObjectProcess, AnObjectThatIsNoneAnyMoreIsNotJoined) {
-    Child holder = childWith([] { return makeMutex("m"); });
-    const int file = open((objectsFolder() / "m").c_str(), O_WRONLY | O_CLOEXEC);
-    EXPECT_EQ(pwrite(file, "none", 4, 0), 4);
-    close(file);
-    EXPECT_EQ(makeMutex("m"), nullptr);
-    EXPECT_EQ(GetLastError(), ERROR_INVALID_DATA);
-    holder.kill();
-    EXPECT_NE(makeMutex("m"), nullptr);
-}
-
-TEST_F(KernelObjectProcess, ExcludeCountAndHandOver) {
+TEST_F(KernelObjectProcess, TheyExcludeAndCount) {
     constexpr int kProcesses = 6;
     constexpr int kRounds = 1000;
     constexpr LONG kPlaces = 2;
     struct Seen {
-        std::atomic<int> places, tooMany;
+        std::atomic<int> inPlaces, tooMany;
+        long count;
     };
     const Shared<Seen> seen;
-    const Handle mapping = makeMapping("map", sizeof(long));
-    const View<long> count = viewOf<long>(mapping);
     const Handle places = makeSemaphore("places", kPlaces, kPlaces);
     Pipe start;
     std::vector<Child> children;
@@ -213,27 +163,22 @@ TEST_F(KernelObjectProcess, ExcludeCountAndHandOver) {
             start.closeSender();
             start.await();
             const Handle guard = makeMutex("guard");
-            const Handle token = makeEvent("token", false, true);
             for (int round = 0; round < kRounds; ++round) {
-                const bool byToken = round % 2 == 0;
                 EXPECT_EQ(waitFor(places, INFINITE), WAIT_OBJECT_0);
-                if (++seen->places > kPlaces)
-                    ++seen->tooMany;
+                seen->tooMany += ++seen->inPlaces > kPlaces;
                 EXPECT_EQ(waitFor(guard, INFINITE), WAIT_OBJECT_0);
-                EXPECT_TRUE(!byToken || waitFor(token) == WAIT_OBJECT_0);
-                const long before = count[0];
+                const long before = seen->count;
                 std::this_thread::yield();
-                count[0] = before + 1;
-                EXPECT_TRUE(!byToken || SetEvent(token.get()));
+                seen->count = before + 1;
                 EXPECT_TRUE(ReleaseMutex(guard.get()));
-                --seen->places;
+                --seen->inPlaces;
                 EXPECT_TRUE(ReleaseSemaphore(places.get(), 1, nullptr));
             }
         });
     start.closeSender();
     for (Child& child : children)
         EXPECT_EQ(child.wait(), 0);
-    EXPECT_EQ(count[0], kProcesses * kRounds);
+    EXPECT_EQ(seen->count, kProcesses * kRounds);
     EXPECT_EQ(seen->tooMany, 0);
 }
 
@@ -251,22 +196,6 @@ TEST_F(KernelObjectProcess, TwoProcessesPassATurnToAndFro) {
     SetEvent(there.get());
     pass(back, there, 2000);
     EXPECT_EQ(partner.wait(), 0);
-}
-
-TEST_F(KernelObjectProcess, MemoryIsOneForAll) {
-    constexpr std::size_t kBytes = 300'000;
-    const Handle mapping = makeMapping("map", kBytes);
-    const View<char> view = viewOf<char>(mapping);
-    view[0] = 'p';
-    inChild([] {
-        const Handle smaller = makeMapping("map", 1);
-        const View<char> memory = viewOf<char>(smaller, kBytes);
-        ASSERT_TRUE(memory != nullptr && memory[0] == 'p');
-        memory[kBytes - 1] = 'c';
-        EXPECT_FALSE(makeMapping("map", kBytes + 1));
-        EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED);
-    });
-    EXPECT_EQ(view[kBytes - 1], 'c');
 }
 
 // Several copies of the layer would undo each other's locks.
@@ -298,8 +227,7 @@ TEST_F(KernelObjectProcess, AFullDiskIsToldAndSparesWhatIsThere) {
                            setenv("WARDLET_HOME", (disk / "home").c_str(), 1);
                            WdTestRereadEnvironment();
                            Everybody everybody;
-                           const auto usersLock = [&] { return makeMutex("lock", false, everybody.get()); };
-                           inChild([&] { EXPECT_TRUE(usersLock()); });
+                           inChild([&] { EXPECT_TRUE(makeMutex("users'", false, everybody.get())); });
                            const Handle mapping = makeMapping("map", 4096);
                            const View<char> view = viewOf<char>(mapping);
                            EXPECT_NE(view, nullptr);
@@ -309,7 +237,7 @@ TEST_F(KernelObjectProcess, AFullDiskIsToldAndSparesWhatIsThere) {
                            for (int i = 0; all.empty() || all.back(); ++i)
                                all.push_back(makeMutex(std::to_string(i).c_str()));
                            EXPECT_EQ(GetLastError(), ERROR_DISK_FULL);
-                           EXPECT_TRUE(usersLock()) << "its file has stayed, and needs no room";
+                           EXPECT_TRUE(makeMutex("users'", false, everybody.get())) << "its file has stayed";
                            std::memset(view.get(), 'x', 4096);
                            all.clear();
                            EXPECT_LE(objectFiles().size(), 34u);

@@ -105,27 +105,6 @@ TEST_F(KernelObjectUser, AChildThatChangesUsersLosesWhatIsNotItsOwn) {
     EXPECT_TRUE(ReleaseMutex(alone.get()) && ReleaseMutex(ours.get()));
 }
 
-TEST_F(KernelObjectUser, UsersShareWhatIsEverybodys) {
-    Everybody everybody;
-    const Handle mutex = makeMutex("ours", true, everybody.get());
-    const Handle mapping = makeMapping("map", 100, everybody.get());
-    const Handle event = makeEvent("e", false, false, everybody.get());
-    const View<char> view = viewOf<char>(mapping);
-    Child one = as(kOneUser, [] {
-        const Handle own(OpenEventA(EVENT_ALL_ACCESS, FALSE, "e"));
-        const Handle memory = makeMapping("map", 100);
-        viewOf<char>(memory)[0] = 'o';
-        SetEvent(own.get());
-        const Handle lock(OpenMutexA(MUTEX_ALL_ACCESS, FALSE, "ours"));
-        EXPECT_EQ(waitFor(lock, INFINITE), WAIT_OBJECT_0); // and ends with it
-    });
-    EXPECT_EQ(waitFor(event, INFINITE), WAIT_OBJECT_0);
-    EXPECT_EQ(view[0], 'o');
-    EXPECT_TRUE(ReleaseMutex(mutex.get()));
-    EXPECT_EQ(one.wait(), 0);
-    EXPECT_EQ(waitFor(mutex), WAIT_ABANDONED);
-}
-
 // Whoever closes last can't remove another's file. It stands for nothing, and is anybody's next object; the next one's
 // security is its own, where the file's owner lays it down.
 TEST_F(KernelObjectUser, TheLastOfAnotherUserLeavesAFileForTheNext) {
