@@ -76,40 +76,35 @@ void serve(Board& board, const Pipe& ready) {
     }
 }
 
-// Uses the library until the board says stop; the number of the call that didn't succeed.
-int work(Board& board, const Life& life, const char* timeScale) {
+// Uses the library until the board says stop.
+void work(Board& board, const Life& life, const char* timeScale) {
     const TimeScale scale(timeScale);
     const LoadedLibrary library;
     std::minstd_rand dice(life.seed);
-    for (; !board.stopped; life.countRound()) {
+    do {
         const auto on = static_cast<std::int32_t>(dice() % 2);
         const Item& item = kItems[dice() % 2];
         WdchSystemScan record{};
         std::uint64_t size = sizeof record;
-        std::int32_t status = WDLT_OK;
-        const auto call = static_cast<int>(dice() % 6);
-        switch (call) {
+        switch (dice() % 6) {
         case 0:
-            status = WDLT_CALL(library, WdltUrlfEnable)(on);
+            EXPECT_EQ(WDLT_CALL(library, WdltUrlfEnable)(on), WDLT_OK);
             break;
         case 1:
-            status = WDLT_CALL(library, WdltHosfEnable)(on);
+            EXPECT_EQ(WDLT_CALL(library, WdltHosfEnable)(on), WDLT_OK);
             break;
         case 2:
-            status = WDLT_CALL(library, WdltSalEnable)(on);
+            EXPECT_EQ(WDLT_CALL(library, WdltSalEnable)(on), WDLT_OK);
             break;
         case 3:
-            status = WDLT_CALL(library, WdltReadConfig)(item.change.protocol, item.change.scan, 0, &record, &size);
+            EXPECT_EQ(WDLT_CALL(library, WdltReadConfig)(item.change.protocol, item.change.scan, 0, &record, &size), 0);
             break;
         default:
             record.enable = numberOf(life.number, board.written[life.number] + 1);
-            status = WDLT_CALL(library, WdltWriteConfig)(item.change.protocol, item.change.scan, 0, &record, size);
+            EXPECT_EQ(WDLT_CALL(library, WdltWriteConfig)(item.change.protocol, item.change.scan, 0, &record, size), 0);
             ++board.written[life.number];
         }
-        if (status != WDLT_OK)
-            return 1 + call;
-    }
-    return 0;
+    } while (life.goesOn() && !board.stopped);
 }
 
 // The workers of one phase, and the service beside them.
@@ -117,8 +112,7 @@ class Storm {
   public:
     explicit Storm(const char* timeScale)
         : m_service([this] { serve(*m_board, m_ready); }), m_isServed(m_ready.await()),
-          m_workers(kWorkers, m_seed, [this, timeScale](const Life& life) { return work(*m_board, life, timeScale); }) {
-    }
+          m_workers(kWorkers, m_seed, [this, timeScale](const Life& life) { work(*m_board, life, timeScale); }) {}
 
     // Kills one and starts another in its place.
     void replaceOne() {

@@ -179,18 +179,13 @@ class Neighbour {
             pwrite(file, bytes.data(), std::min(bytes.size(), size), static_cast<off_t>(position(size, 1)));
             break;
         }
-        case 1: { // as a process that has it mapped would
-            void* const memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
-            for (int i = 0; i < 50 && memory != MAP_FAILED; ++i)
-                static_cast<std::atomic<std::uint64_t>*>(memory)[position(size, 8) / 8] = word();
-            munmap(memory, size);
+        case 1: // words
+            for (int i = 0; i < 50; ++i)
+                put(file, static_cast<off_t>(position(size, 8)), word());
             break;
-        }
-        case 2: { // its word, or the text behind it
-            const std::uint64_t number = word();
-            pwrite(file, &number, sizeof number, m_random() % 2 == 0 ? 64 : 128);
+        case 2: // its own word, or the text behind it
+            put(file, m_random() % 2 == 0 ? 64 : 128, word());
             break;
-        }
         case 3: { // locks of both kinds
             struct flock lock {};
             lock.l_type = m_random() % 2 == 0 ? F_RDLCK : F_WRLCK;
@@ -206,11 +201,11 @@ class Neighbour {
             std::ifstream table(fileOf(".processes"), std::ios::binary);
             table.seekg(static_cast<std::streamoff>(16 + row * 32));
             table.read(reinterpret_cast<char*>(&generation), sizeof generation);
-            const std::uint64_t tag = std::uint64_t{generation} << 32 | row << 16 | (m_random() % 16) | 1;
-            pwrite(file, &tag, sizeof tag, 64);
+            put(file, 64, std::uint64_t{generation} << 32 | row << 16 | (m_random() % 16) | 1);
         }
         }
     }
+    static void put(int file, off_t at, std::uint64_t word) { pwrite(file, &word, sizeof word, at); }
     // Mostly in the header, where it matters, and seldom in its first bytes: without them nobody even joins.
     std::size_t position(std::size_t size, std::size_t step) {
         const std::size_t within = m_random() % 4 == 0 ? size : 192;
@@ -267,20 +262,21 @@ TEST_F(HostileNeighbour, ScribblesOverEverything) {
     {
         Workers objects(kUsers, seed, [](const Life& life) {
             EXPECT_TRUE(life.place != 0 || becomeUser(kOther, kNoGroup));
-            for (User self(life.seed);; life.countRound())
+            User self(life.seed);
+            do
                 self.round();
-            return 0;
+            while (life.goesOn());
         });
         Workers locks(kUsers, seed, [&](const Life& life) {
-            for (;; ++*rounds) {
+            do {
                 CWdRWLockEx lock;
                 if (!lock.Initialize("hostile"))
                     continue;
                 { const CWdRWReadLock hold(&lock); }
                 if (life.seed % 2 == 0)
                     const CWdRWWriteLock hold(&lock);
-            }
-            return 0;
+                ++*rounds;
+            } while (life.goesOn());
         });
         for (unsigned i = 0; i < 30 && !HasFailure(); ++i) {
             harass(seed + i, 200);

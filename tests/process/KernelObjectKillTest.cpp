@@ -26,6 +26,12 @@ class KernelObjectKill : public testing::Test {
     }
 };
 
+// From whoever has it, or died with it.
+bool isTaken(const Handle& mutex) {
+    const DWORD result = waitFor(mutex, INFINITE);
+    return result == WAIT_OBJECT_0 || result == WAIT_ABANDONED;
+}
+
 void create() {
     const Handle mapping = makeMapping("map", kBytes);
     const View<char> view = viewOf<char>(mapping);
@@ -45,8 +51,7 @@ void createForEverybody() {
 }
 void takeMutex() {
     const Handle mutex = makeMutex("m");
-    EXPECT_THAT(waitFor(mutex, INFINITE), testing::AnyOf(WAIT_OBJECT_0, WAIT_ABANDONED));
-    EXPECT_TRUE(ReleaseMutex(mutex.get()));
+    EXPECT_TRUE(isTaken(mutex) && ReleaseMutex(mutex.get()));
 }
 void closeMany() {
     for (int i = 0; i < 32; ++i)
@@ -86,8 +91,7 @@ void expectAllWell(bool held) {
               std::string::npos);
     const Handle mutex = makeMutex("m");
     EXPECT_EQ(GetLastError(), error);
-    EXPECT_THAT(waitFor(mutex, INFINITE), testing::AnyOf(WAIT_OBJECT_0, WAIT_ABANDONED));
-    EXPECT_TRUE(ReleaseMutex(mutex.get()));
+    EXPECT_TRUE(isTaken(mutex) && ReleaseMutex(mutex.get()));
 }
 
 // A process that has the objects all the time.
@@ -228,51 +232,35 @@ constexpr unsigned kNames = 3;
 struct Inside {
     std::atomic<std::uint64_t> marks[kNames]; // of who has the mutex
 };
-struct Users {
-    std::atomic<std::uint32_t> creators, users;
-};
-enum Wrong { kFine, kCreatedTwice, kNotMade, kNotTaken, kNotAlone, kOvertaken, kNotReleased };
-
 std::string named(const char* kind, unsigned number) {
     return kind + std::to_string(number);
 }
 
-Wrong useMutex(Inside& inside, const Life& life, unsigned name, std::mt19937& random) {
+void useMutex(Inside& inside, const Life& life, unsigned name, std::mt19937& random) {
     const Handle mutex = makeMutex(named("mutex", name).c_str(), true);
-    if (mutex == nullptr)
-        return kNotMade;
-    if (GetLastError() != ERROR_SUCCESS) {
-        const DWORD result = waitFor(mutex, INFINITE);
-        if (result != WAIT_OBJECT_0 && result != WAIT_ABANDONED)
-            return kNotTaken;
-    }
+    const bool isOwned = GetLastError() == ERROR_SUCCESS;
+    ASSERT_NE(mutex, nullptr) << GetLastError();
+    EXPECT_TRUE(isOwned || isTaken(mutex));
     const std::uint64_t before = inside.marks[name].exchange(life.mark());
-    if (before != 0 && !life.isOver(before))
-        return kNotAlone;
+    EXPECT_TRUE(before == 0 || life.isOver(before)) << "not alone";
     if (random() % 4 == 0)
         std::this_thread::yield();
-    std::uint64_t self = life.mark();
-    if (!inside.marks[name].compare_exchange_strong(self, 0))
-        return kOvertaken;
-    // Else its close releases it.
-    return random() % 2 == 0 || ReleaseMutex(mutex.get()) != FALSE ? kFine : kNotReleased;
+    EXPECT_EQ(inside.marks[name].exchange(0), life.mark()) << "overtaken";
+    EXPECT_TRUE(random() % 2 == 0 || ReleaseMutex(mutex.get())); // else its close releases it
 }
 
-Wrong live(Inside& inside, const Life& life, std::mt19937& random) {
+void live(Inside& inside, const Life& life, std::mt19937& random) {
     const auto name = static_cast<unsigned>(random() % kNames);
     if (random() % 4 == 0) // one that nobody has loses its file, which others may be about to lock
         Handle(OpenMutexA(MUTEX_ALL_ACCESS, FALSE, named("mutex", name).c_str())).reset();
     if (random() % 4 == 0)
         Handle(OpenFileMappingA(FILE_MAP_READ, FALSE, named("map", name).c_str())).reset();
-    const Handle mapping = makeMapping(named("map", name).c_str(), sizeof(Users));
+    const Handle mapping = makeMapping(named("map", name).c_str(), kBytes);
     const bool created = GetLastError() == ERROR_SUCCESS;
-    const View<Users> memory = viewOf<Users>(mapping);
-    if (memory == nullptr)
-        return kNotMade;
-    if (created && memory[0].creators.fetch_add(1) != 0)
-        return kCreatedTwice; // in one life, or with something left of the one before
-    ++memory[0].users;
-    return useMutex(inside, life, name, random);
+    const View<std::atomic<int>> creators = viewOf<std::atomic<int>>(mapping);
+    ASSERT_NE(creators, nullptr) << GetLastError();
+    EXPECT_TRUE(!created || ++creators[0] == 1) << "created twice in one life, or not afresh";
+    useMutex(inside, life, name, random);
 }
 
 TEST_F(KernelObjectKill, AtRandom) {
@@ -281,15 +269,15 @@ TEST_F(KernelObjectKill, AtRandom) {
     {
         Workers workers(6, seed, [&](const Life& life) {
             std::mt19937 random(life.seed);
-            for (;; life.countRound())
-                if (const Wrong wrong = live(*inside, life, random))
-                    return static_cast<int>(wrong);
+            do
+                live(*inside, life, random);
+            while (life.goesOn());
         });
         workers.awaitRounds(1000);
         workers.killAtRandom(wantedKills(), std::chrono::milliseconds(5));
     }
     for (unsigned name = 0; name < kNames; ++name) { // nobody has any of the objects
-        const Handle mapping = makeMapping(named("map", name).c_str(), sizeof(Users));
+        const Handle mapping = makeMapping(named("map", name).c_str(), kBytes);
         EXPECT_EQ(GetLastError(), ERROR_SUCCESS);
         const Handle mutex = makeMutex(named("mutex", name).c_str());
         EXPECT_EQ(GetLastError(), ERROR_SUCCESS);

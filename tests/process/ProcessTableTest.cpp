@@ -159,6 +159,8 @@ TEST_F(ProcessTable, AProcessWithoutARowTriesAgain) {
 
 // Nor does the child of a fork have anything; what its parent has goes on.
 TEST_F(ProcessTable, AChildWithoutARowIsRefusedUntilThereIsRoom) {
+    const Handle elsewhere = makeMutex("m"); // in another home, whose table has room all the time
+    useFreshHome();
     const Handle mutex = makeMutex("m", true);
     Child others = holdAllRows(rowOf(WdOwnTag(WD_ROLE_NONE)));
     SteppedChild child([&](const SteppedChild::Stop& stop) {

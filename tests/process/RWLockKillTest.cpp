@@ -55,10 +55,15 @@ void write(std::unique_ptr<CWdRWLockEx>& lock) {
     steps::pass("test.writing");
 }
 // What is closed stays mapped until so many others are.
+std::vector<HANDLE> others;
+void openOthers() {
+    for (unsigned i = 0; i < kClosedLimit; ++i)
+        others.push_back(CreateMutexA(nullptr, FALSE, ("other" + std::to_string(i)).c_str()));
+}
 void close(std::unique_ptr<CWdRWLockEx>& lock) {
     lock.reset();
-    for (unsigned i = 0; i < kClosedLimit; ++i)
-        CloseHandle(CreateMutexA(nullptr, FALSE, ("other" + std::to_string(i)).c_str()));
+    for (HANDLE other : others)
+        CloseHandle(other);
 }
 
 // In which state the lock is when it comes.
@@ -125,6 +130,8 @@ class RWLockKill : public testing::Test {
                 if (steps::looks() == before + 2)
                     waited.signal();
             });
+            if (role == close)
+                openOthers();
             const bool opensToo = scene.holder == Holder::Nobody && scene.died[0].role == nullptr;
             if (opensToo)
                 steps::dieAt(nth, *grave);

@@ -18,6 +18,7 @@
 #include <platform/win32.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <csignal>
 #include <cstdint>
@@ -103,22 +104,14 @@ std::string textOf(DWORD number) {
 // library beside them. Whoever is killed, what is left is whole for all, and of what was told as stored nothing is lost.
 class KillTest {
   public:
-    int work(const Life& life) {
-        switch (life.place) {
-        case 0:
-            return useTool(life);
-        case 1:
-        case 2:
-            return useLibrary(life.place == 1, life);
-        default:
-            return count(life);
-        }
+    void work(const Life& life) {
+        const std::array parts{useTool, writeRecord, writeRules, count};
+        parts[std::min<std::size_t>(life.place, 3)](*this, life);
     }
     // How far those who count have come, looked at from here; the last of each of the `lives` may be there or not.
     void check(unsigned lives) const {
         const DWORD least = *m_stored;
-        DWORD number = 0;
-        EXPECT_TRUE(isWhole(number));
+        const DWORD number = wholeNumber();
         EXPECT_GE(number, least);
         EXPECT_LE(number, *m_stored + lives);
         const TestKey trees = TestKey::open("Trees");
@@ -133,62 +126,59 @@ class KillTest {
     }
 
   private:
-    static int useTool(const Life& life) {
-        for (unsigned i = 0;; ++i, life.countRound())
-            if (Child::run({WDLT_REGISTRY_TOOL, "set", "HKEY_LOCAL_MACHINE\\Tool", "n", "dword", std::to_string(i)})
-                    .wait() != 0)
-                return 14;
+    static void useTool(KillTest&, const Life& life) {
+        do
+            EXPECT_EQ(Child::run({WDLT_REGISTRY_TOOL, "set", "HKEY_LOCAL_MACHINE\\Tool", "n", "dword", "1"}).wait(), 0);
+        while (life.goesOn());
     }
 
-    // What its calls return isn't asked: they may meet the locks of those who were killed.
-    static int useLibrary(bool rules, const Life& life) {
+    // What the library's calls return isn't asked: they may meet the locks of those who were killed.
+    static void writeRecord(KillTest&, const Life& life) {
         const LoadedLibrary library;
         WdchSystemData record{};
         std::uint64_t size = sizeof record;
         WDLT_CALL(library, WdltReadConfig)(10000, 0, 0, &record, &size);
-        for (unsigned i = 0;; ++i, life.countRound()) {
-            WdltDrsWhiteListItem rule{};
-            rule.Index = 1 + i % 4;
-            rule.RuleName[0] = static_cast<wdlt_wchar>('a' + rule.Index);
-            record.proxyPort = static_cast<std::uint16_t>(i);
-            if (!rules)
-                WDLT_CALL(library, WdltWriteConfig)(10000, 0, 0, &record, size);
-            else if (i % 8 < 4)
-                WDLT_CALL(library, WdltAddDRSWhiteListItem)(&rule);
-            else
-                WDLT_CALL(library, WdltDeleteDRSWhiteListItem)(rule.Index);
-        }
+        do {
+            ++record.proxyPort;
+            WDLT_CALL(library, WdltWriteConfig)(10000, 0, 0, &record, size);
+        } while (life.goesOn());
+    }
+    static void writeRules(KillTest&, const Life& life) {
+        const LoadedLibrary library;
+        WdltDrsWhiteListItem rule{};
+        rule.RuleName[0] = 'a';
+        do {
+            rule.Index = rule.Index % 4 + 1;
+            WDLT_CALL(library, WdltAddDRSWhiteListItem)(&rule);
+            WDLT_CALL(library, WdltDeleteDRSWhiteListItem)(rule.Index);
+        } while (life.goesOn());
     }
 
-    int count(const Life& life) {
-        std::mt19937 random(life.seed);
-        for (;; life.countRound()) {
+    static void count(KillTest& test, const Life& life) {
+        do {
             const TestKey key = TestKey::open("Count", KEY_ALL_ACCESS);
             {
                 RegistryBatch batch;
                 key.set("writer", life.number); // from the first write on no one else writes
                 const DWORD number = key.number("n").value_or(0) + 1;
-                if (key.set("n", number) != 0 || key.setBytes("text", textOf(number)) != 0 || batch.end() != 0)
-                    return 11;
-                ++*m_stored;
+                EXPECT_TRUE(key.set("n", number) == 0 && key.setBytes("text", textOf(number)) == 0 && batch.end() == 0);
+                ++*test.m_stored;
             }
-            const std::string name = numbered("Trees\\t", random() % 8);
-            if (!TestKey::create((name + "\\x").c_str()))
-                return 12;
+            const std::string name = numbered("Trees\\t", life.places[life.place].rounds % 8);
+            EXPECT_TRUE(TestKey::create((name + "\\x").c_str()));
             RegDeleteKeyA(HKEY_LOCAL_MACHINE, (name + "\\x").c_str());
             RegDeleteKeyA(HKEY_LOCAL_MACHINE, name.c_str());
-            DWORD seen = 0;
-            if (!isWhole(seen))
-                return 13;
-        }
+            wholeNumber();
+        } while (life.goesOn());
     }
     // From its first write on a batch reads one state: what is read there belongs together.
-    static bool isWhole(DWORD& number) {
+    static DWORD wholeNumber() {
         const TestKey key = TestKey::open("Count", KEY_ALL_ACCESS);
         RegistryBatch batch;
         key.set("readers", key.number("readers").value_or(0) + 1);
-        number = key.number("n").value_or(0);
-        return key.bytes("text") == textOf(number);
+        const DWORD number = key.number("n").value_or(0);
+        EXPECT_EQ(key.bytes("text"), textOf(number));
+        return number;
     }
 
     const Shared<std::atomic<DWORD>> m_stored; // by all who count
@@ -199,7 +189,7 @@ TEST(RegistryProcess, KillsAtRandomInstantsLeaveItWhole) {
     ASSERT_TRUE(TestKey::create("Trees") && key.setBytes("text", "") == 0);
     const Seed seed;
     KillTest test;
-    Workers workers(6, seed, [&](const Life& life) { return test.work(life); });
+    Workers workers(6, seed, [&](const Life& life) { test.work(life); });
     for (unsigned kills = 0; kills < wantedKills() && !HasFailure(); kills += 50) {
         workers.killAtRandom(50, std::chrono::milliseconds(6));
         test.check(workers.lives());

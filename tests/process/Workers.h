@@ -36,7 +36,11 @@ struct Life {
     unsigned seed;
     Place* places;
 
-    void countRound() const { ++places[place].rounds; }
+    // At the end of each round: false when an expectation of its own didn't hold.
+    bool goesOn() const {
+        ++places[place].rounds;
+        return !testing::Test::HasFailure();
+    }
     // From here on it may die at any moment.
     void expectEnd() const { places[place].over = number; }
     // To be left where others look who is there.
@@ -46,8 +50,8 @@ struct Life {
 
 class Workers {
   public:
-    // One that comes to an end without having been told to has found something wrong, of which it gives the number.
-    using Work = std::function<int(const Life&)>;
+    // For as long as its life goes on. One that comes to an end without having been told to has found something wrong.
+    using Work = std::function<void(const Life&)>;
 
     Workers(std::size_t places, unsigned seed, Work work) : m_random(seed), m_work(std::move(work)) {
         for (std::size_t place = 0; place < places; ++place)
@@ -103,7 +107,7 @@ class Workers {
 
     Worker start(std::size_t place) {
         const Life life{place, ++m_lives, static_cast<unsigned>(m_random()), m_places->data()};
-        return {life, Child([&] { return m_work(life); })};
+        return {life, Child([&] { m_work(life); })};
     }
     void replace(std::size_t place, int status) {
         EXPECT_EQ(status, Child::kKilled) << "life " << m_workers[place].life.number << " found something wrong";
