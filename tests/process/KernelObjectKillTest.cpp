@@ -273,7 +273,7 @@ TEST_F(KernelObjectKill, AtRandom) {
                 live(*inside, life, random);
             while (life.goesOn());
         });
-        workers.awaitRounds(1000);
+        workers.awaitRounds(300);
         workers.killAtRandom(wantedKills(), std::chrono::milliseconds(5));
     }
     for (unsigned name = 0; name < kNames; ++name) { // nobody has any of the objects

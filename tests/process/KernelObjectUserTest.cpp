@@ -1,11 +1,10 @@
-// Kernel objects between users: whom default security shuts out, whom an empty list lets in, what the sticky folder
-// keeps apart, and the home with a group. Needs the administrator's rights, to be other users.
+// Kernel objects between users: whom default security shuts out, whom an empty list lets in, and the home with a group.
+// Needs the administrator's rights, to be other users.
 #include <Child.h>
 #include <TestObject.h>
 
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <filesystem>
 #include <sys/stat.h>
 
@@ -125,20 +124,6 @@ TEST_F(KernelObjectUser, TheLastOfAnotherUserLeavesAFileForTheNext) {
     }
     const Child alone = childWith([] { return makeMutex("m"); });
     EXPECT_EQ(errorOf(kOneUser, Call::Open), ERROR_ACCESS_DENIED);
-}
-
-TEST_F(KernelObjectUser, TheFolderKeepsOthersFromRemovingAndRenaming) {
-    Everybody everybody;
-    const Handle mutex = makeMutex("ours", false, everybody.get());
-    EXPECT_EQ(as(kOneUser,
-                 [] {
-                     const fs::path file = objectsFolder() / "ours";
-                     EXPECT_TRUE(unlink(file.c_str()) != 0 && errno == EPERM);
-                     EXPECT_TRUE(rename(file.c_str(), (objectsFolder() / "theirs").c_str()) != 0 && errno == EPERM);
-                     EXPECT_TRUE(chmod(file.c_str(), 0600) != 0 && rmdir(objectsFolder().c_str()) != 0);
-                 })
-                  .wait(),
-              0);
 }
 
 // Two users who make and close one object for everybody: neither is ever refused.

@@ -95,25 +95,6 @@ TEST_F(ProcessTable, ARowIsUsedAgainUnderAnotherGeneration) {
     }
 }
 
-TEST_F(ProcessTable, TheHeirOfARowGetsItsMutexAbandoned) {
-    const Child others = holdAllRows(77);
-    Child first = childWith([] { return makeMutex("m", true); });
-    // Something that keeps the mutex there, without a row.
-    const int keeper = open((objectsFolder() / "m").c_str(), O_RDONLY | O_CLOEXEC);
-    struct flock reading {};
-    reading.l_type = F_RDLCK;
-    reading.l_len = 1;
-    ASSERT_EQ(fcntl(keeper, F_OFD_SETLK, &reading), 0);
-    EXPECT_EQ(errorOfAnother(), ERROR_NOT_ENOUGH_MEMORY) << "no row is left";
-    first.kill();
-    inChild([] {
-        const Handle mutex = makeMutex("m");
-        EXPECT_EQ(GetLastError(), ERROR_ALREADY_EXISTS);
-        EXPECT_EQ(waitFor(mutex, INFINITE), WAIT_ABANDONED);
-    });
-    close(keeper);
-}
-
 // What a process does to its table by itself, and what a copy of its open files does that ran no handlers, changes
 // nothing about its life.
 TEST_F(ProcessTable, AProcessLivesNoLongerAndNoShorterThanItDoes) {
