@@ -82,7 +82,7 @@ void work(Board& board, const Life& life, const char* timeScale) {
     const LoadedLibrary library;
     std::minstd_rand dice(life.seed);
     do {
-        const auto on = static_cast<std::int32_t>(dice() % 2);
+        const bool on = dice() % 2 == 0;
         const Item& item = kItems[dice() % 2];
         WdchSystemScan record{};
         std::uint64_t size = sizeof record;

@@ -156,7 +156,7 @@ class Neighbour {
         const int file =
             open(fileOf(names[m_random() % names.size()]).c_str(), O_RDWR | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC);
         struct stat status {};
-        if (fstat(file, &status) == 0 && S_ISREG(status.st_mode) && status.st_size >= 64)
+        if (fstat(file, &status) == 0 && S_ISREG(status.st_mode) && status.st_size >= 192)
             scribble(file, static_cast<std::size_t>(status.st_size));
         close(file);
     }
@@ -171,22 +171,15 @@ class Neighbour {
 
   private:
     void scribble(int file, std::size_t size) {
-        switch (m_random() % 5) {
-        case 0: { // anything anywhere
-            std::string bytes(1 + m_random() % 600, '\0');
-            for (char& byte : bytes)
-                byte = static_cast<char>(m_random());
-            pwrite(file, bytes.data(), std::min(bytes.size(), size), static_cast<off_t>(position(size, 1)));
-            break;
-        }
-        case 1: // words
+        switch (m_random() % 4) {
+        case 0: // anything anywhere
             for (int i = 0; i < 50; ++i)
-                put(file, static_cast<off_t>(position(size, 8)), word());
+                put(file, position(size), word());
             break;
-        case 2: // its own word, or the text behind it
+        case 1: // its own word, or the text behind it
             put(file, m_random() % 2 == 0 ? 64 : 128, word());
             break;
-        case 3: { // locks of both kinds
+        case 2: { // locks of both kinds
             struct flock lock {};
             lock.l_type = m_random() % 2 == 0 ? F_RDLCK : F_WRLCK;
             lock.l_start = static_cast<off_t>(m_random() % 5000);
@@ -207,9 +200,8 @@ class Neighbour {
     }
     static void put(int file, off_t at, std::uint64_t word) { pwrite(file, &word, sizeof word, at); }
     // Mostly in the header, where it matters, and seldom in its first bytes: without them nobody even joins.
-    std::size_t position(std::size_t size, std::size_t step) {
-        const std::size_t within = m_random() % 4 == 0 ? size : 192;
-        const std::size_t at = m_random() % std::min(within, size) / step * step;
+    off_t position(std::size_t size) {
+        const auto at = static_cast<off_t>(m_random() % (m_random() % 4 == 0 ? size - 8 : 192 - 8));
         return at < 8 && m_random() % 20 != 0 ? 64 : at;
     }
     std::uint64_t word() {
@@ -219,18 +211,10 @@ class Neighbour {
     void squat() {
         const fs::path path = fileOf(named(kKinds[m_random() % 4], m_random() % kNames));
         std::error_code failure;
-        switch (m_random() % 4) {
-        case 0:
-            return fs::create_symlink(m_victim, path, failure);
-        case 1:
-            fs::create_directory(path, failure);
-            return;
-        case 2:
-            mkfifo(path.c_str(), 0666);
-            return;
-        default:
-            leave();
-        }
+        if (m_random() % 4 == 0)
+            return leave();
+        m_random() % 2 == 0 ? fs::create_symlink(m_victim, path, failure)
+                            : static_cast<void>(mkfifo(path.c_str(), 0666));
     }
 
     std::mt19937 m_random;

@@ -9,6 +9,7 @@
 #include <platform/robust.h>
 
 #include <atomic>
+#include <barrier>
 #include <cstring>
 #include <fcntl.h>
 #include <functional>
@@ -61,15 +62,14 @@ TEST_F(KernelObjectFork, ObjectsWithoutANamePart) {
     const Handle held = makeMutex(nullptr, true);
     const Handle others = makeMutex(nullptr);
     const Handle event = makeEvent(nullptr, true, false);
-    const Handle taken = makeEvent(nullptr, true, false);
-    const Handle end = makeEvent(nullptr, true, false);
+    std::barrier meeting(2);
     std::thread holder([&] {
         waitFor(others);
-        SetEvent(taken.get());
-        waitFor(end, INFINITE);
+        meeting.arrive_and_wait();
+        meeting.arrive_and_wait();
         ReleaseMutex(others.get());
     });
-    waitFor(taken, INFINITE);
+    meeting.arrive_and_wait();
     inChild([&] {
         EXPECT_EQ(waitFor(held), WAIT_OBJECT_0);
         EXPECT_TRUE(ReleaseMutex(held.get()) && ReleaseMutex(held.get()));
@@ -78,7 +78,7 @@ TEST_F(KernelObjectFork, ObjectsWithoutANamePart) {
     });
     EXPECT_EQ(waitFor(event), WAIT_TIMEOUT);
     EXPECT_EQ(waitElsewhere(held), WAIT_TIMEOUT);
-    SetEvent(end.get());
+    meeting.arrive_and_wait();
     holder.join();
 }
 
@@ -203,21 +203,17 @@ TEST_F(KernelObjectFork, ASilentChildKeepsNothing) {
 
 // The presence of a thread in some operation ends with it, also when another thread has forked meanwhile.
 TEST_F(KernelObjectFork, AHandleOfAThreadsOwnIsNoneOfAnothersChild) {
-    std::atomic<int> step{0};
-    const auto await = [&](int wanted) {
-        while (step < wanted)
-            std::this_thread::yield();
-    };
+    std::barrier meeting(2);
     std::thread other([&] {
         WdBeginOwnHandles();
         Handle presence = makeMutex("presence");
         WdEndOwnHandles();
-        step = 1;
-        await(2);
+        meeting.arrive_and_wait();
+        meeting.arrive_and_wait();
         presence.reset();
-        step = 3;
+        meeting.arrive_and_wait();
     });
-    await(1);
+    meeting.arrive_and_wait();
     const Handle shared = makeMutex("shared");
     SteppedChild child([&](const SteppedChild::Stop& stop) {
         EXPECT_EQ(waitFor(shared), WAIT_OBJECT_0);
@@ -225,8 +221,8 @@ TEST_F(KernelObjectFork, AHandleOfAThreadsOwnIsNoneOfAnothersChild) {
         EXPECT_TRUE(makeMutex("presence") && GetLastError() == ERROR_SUCCESS);
     });
     ASSERT_TRUE(child.awaitStop());
-    step = 2;
-    await(3);
+    meeting.arrive_and_wait();
+    meeting.arrive_and_wait();
     EXPECT_EQ(openMutex("presence"), nullptr);
     EXPECT_NE(openMutex("shared"), nullptr);
     EXPECT_EQ(child.end(), 0);
