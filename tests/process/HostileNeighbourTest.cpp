@@ -268,7 +268,7 @@ TEST_F(HostileNeighbour, ScribblesOverEverything) {
             locks.killOne();
         }
     }
-    EXPECT_GT(*rounds, 200u) << "they came to nothing";
+    EXPECT_GT(*rounds, 20u) << "they came to nothing";
     inChild(expectAllIsWell);
     inChild([] {
         CWdRWLockEx lock;
