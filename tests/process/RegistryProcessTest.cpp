@@ -228,11 +228,26 @@ TEST(RegistryProcess, AKilledReaderKeepsNoPages) {
 TEST(RegistryProcess, AFullTableOfReadersStopsNobody) {
     const TestKey key = TestKey::create("Readers");
     ASSERT_EQ(key.set("v", 1), 0);
+    SteppedChild reader([&](const SteppedChild::Stop& stop) { // has no place yet
+        EXPECT_EQ(key.set("v", 2), 0);
+        stop();
+        EXPECT_EQ(key.number("v"), 2u);
+    });
+    SteppedChild writer([&](const SteppedChild::Stop& stop) {
+        EXPECT_TRUE(reader.awaitStop() && key.set("w", 1) == 0);
+        stop();
+        RegistryBatch batch;
+        EXPECT_EQ(key.set("w", 2), 0);
+        stop();
+    });
+    ASSERT_TRUE(writer.awaitStop());
     Child hog = readForever(true);
-    inChild([] { EXPECT_EQ(TestKey::open("Readers").number("v"), 1u) << "no place left"; });
-    EXPECT_EQ(key.set("v", 2), 0);
+    inChild([] { EXPECT_EQ(TestKey::open("Readers").number("v"), 2u) << "no place left"; });
     hog.kill();
-    inChild([] { EXPECT_EQ(TestKey::open("Readers").number("v"), 2u) << "the dead are cleared"; });
+    writer.goOn();
+    ASSERT_TRUE(writer.awaitStop());
+    EXPECT_EQ(reader.end(), 0) << "the dead are cleared, so that it needn't wait for the writer";
+    EXPECT_EQ(writer.end(), 0);
 }
 
 TEST(RegistryProcess, RacingProcessesMakeOneHome) {
