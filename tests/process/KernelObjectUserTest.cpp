@@ -27,17 +27,14 @@ class KernelObjectUser : public testing::Test {
 // 0, or the error of each, in a process of that user's.
 enum class Call { Open, Create, CreateForEverybody };
 DWORD errorOf(uid_t user, Call call, gid_t group = kNoGroup) {
-    return static_cast<DWORD>(as(
-                                  user,
-                                  [call] {
-                                      Everybody everybody;
-                                      const auto security = call == Call::Create ? nullptr : everybody.get();
-                                      const Handle mutex(call == Call::Open ? OpenMutexA(MUTEX_ALL_ACCESS, FALSE, "m")
-                                                                            : CreateMutexA(security, FALSE, "m"));
-                                      return static_cast<int>(mutex ? 0 : GetLastError());
-                                  },
-                                  group)
-                                  .wait());
+    const auto make = [call] {
+        Everybody everybody;
+        auto* const security = call == Call::Create ? nullptr : everybody.get();
+        const Handle mutex(call == Call::Open ? OpenMutexA(MUTEX_ALL_ACCESS, FALSE, "m")
+                                              : CreateMutexA(security, FALSE, "m"));
+        return static_cast<int>(mutex ? 0 : GetLastError());
+    };
+    return static_cast<DWORD>(as(user, make, group).wait());
 }
 
 // Whom an object lets in by its creator's security, in a home without a group or with one.
