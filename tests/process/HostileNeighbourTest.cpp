@@ -12,7 +12,6 @@
 
 #include <platform/robust.h>
 
-#include <algorithm>
 #include <cstring>
 #include <fcntl.h>
 #include <filesystem>

@@ -12,8 +12,6 @@
 
 #include <dlfcn.h>
 
-#include <csignal>
-#include <functional>
 #include <memory>
 #include <set>
 #include <string>
