@@ -4,6 +4,7 @@
 #include "Workers.h"
 
 #include <Child.h>
+#include <Sanitizers.h>
 #include <TestObject.h>
 
 #include <gmock/gmock.h>
