@@ -8,7 +8,6 @@
 #include "Tree.h"
 #include "UrlCategoryDB.h"
 
-#include <Sanitizers.h>
 #include <wdltcfg/addresses.h>
 #include <wdltcfg/records.h>
 #include <wdltcfg/status.h>
@@ -17,43 +16,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <malloc.h>
-#include <pthread.h>
+#include <sys/mman.h>
 
 #include <atomic>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <memory>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
-
-namespace {
-
-// What no memory that is given back may hold, while it is looked for, and how often it did.
-const char* g_secret = nullptr;
-int g_found = 0;
-
-void lookFor(const void* memory, std::size_t bytes) {
-    if (memory != nullptr && g_secret != nullptr && memmem(memory, bytes, g_secret, std::strlen(g_secret)) != nullptr)
-        ++g_found;
-}
-
-} // namespace
-
-// The library's too: it finds this one first. The sanitizers have their own.
-#if !defined(WDLT_ADDRESS_SANITIZER) && !defined(WDLT_THREAD_SANITIZER)
-void operator delete(void* memory) noexcept {
-    lookFor(memory, malloc_usable_size(memory));
-    std::free(memory); // NOLINT: the standard's operator new takes it from there
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    operator delete(memory);
-}
-#endif
 
 namespace {
 
@@ -113,48 +85,6 @@ class UrlFilter : public testing::Test {
     LoadedLibrary library{LoadedLibrary::withLog};
 };
 
-// Nothing of the proxy's password stays on a thread's stack, or in memory that was given back.
-TEST_F(UrlFilter, ThePasswordIsWiped) {
-    static WdltUrlfProxy proxy{1, "proxy.example", 3128, "user", "a secret word"};
-    static WdltUrlfConfig config{};
-    static WdpeUrlfData whole{};
-    static std::uint64_t size = sizeof whole;
-    static const LoadedLibrary& lib = library;
-    g_secret = proxy.szProxyPassword;
-    const auto left = [](void* (*call)(void*)) {
-        std::vector<char> stack(std::size_t{1} << 20);
-        pthread_attr_t attributes;
-        pthread_attr_init(&attributes);
-        pthread_attr_setstack(&attributes, stack.data(), stack.size());
-        pthread_t thread{};
-        void* status = nullptr;
-        EXPECT_EQ(pthread_create(&thread, &attributes, call, nullptr), 0);
-        pthread_join(thread, &status);
-        pthread_attr_destroy(&attributes);
-        EXPECT_EQ(status, nullptr);
-        lookFor(stack.data(), stack.size());
-        return std::exchange(g_found, 0);
-    };
-    const auto done = [](std::int32_t status) { return reinterpret_cast<void*>(std::intptr_t{status}); };
-    static const auto kDone = done;
-    EXPECT_EQ(left([](void*) { return kDone(WDLT_CALL(lib, WdltUrlfWriteProxy)(&proxy)); }), 0) << "WriteProxy";
-    EXPECT_EQ(left([](void*) { return kDone(WDLT_CALL(lib, WdltUrlfReadProxy)(&proxy)); }), 0) << "ReadProxy";
-    EXPECT_EQ(left([](void*) { return kDone(WDLT_CALL(lib, WdltUrlfReadConfig)(&config)); }), 0) << "ReadConfig";
-    EXPECT_EQ(left([](void*) { return kDone(WDLT_CALL(lib, WdltUrlfWriteConfig)(&config)); }), 0) << "WriteConfig";
-    EXPECT_EQ(
-        left([](void*) { return kDone(WDLT_CALL(lib, WdltReadConfig)(0, WDLT_SCAN_URL_FILTER, 0, &whole, &size)); }), 0)
-        << "at its address";
-    EXPECT_STREQ(whole.szProxyPassword, proxy.szProxyPassword);
-    tree::deleteValue(kUrlKey, "NotifyAll"); // behind the password
-    EXPECT_EQ(left([](void*) {
-                  const std::int32_t status = WDLT_CALL(lib, WdltUrlfReadConfig)(&config);
-                  return kDone(status - WDLT_E_NOT_FOUND);
-              }),
-              0)
-        << "a read that fails";
-    g_secret = nullptr;
-}
-
 TEST_F(UrlFilter, SettingsAndProxyLeaveEachOtherAlone) {
     ChangeListener service;
     WdltUrlfConfig config{};
@@ -185,47 +115,45 @@ TEST_F(UrlFilter, SettingsAndProxyLeaveEachOtherAlone) {
     EXPECT_EQ(WDLT_CALL(library, WdltUrlfReadProxy)(&readProxy), WDLT_E_NOT_FOUND);
     EXPECT_THAT(service.heard(), IsEmpty());
     EXPECT_TRUE(library.logged("CFuncUrlf::ConfigWrite(): Failed to read config: -16"));
-    EXPECT_EQ(WDLT_CALL(library, WdltUrlfReadConfig)(nullptr), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_EQ(WDLT_CALL(library, WdltUrlfWriteProxy)(nullptr), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_TRUE(library.logged("CFuncUrlf::ConfigRead: pConfig is NULL"));
 }
 
 TEST_F(UrlFilter, AListIsReadWholeOrNotAtAll) {
+    const std::string longest(sizeof(WdpeUrlfUrlRecord) - 1, 'l');
     ChangeListener service;
-    ASSERT_EQ(writeList(WDLT_LIST_WHITE, {"http://a.b/*", "*c.d*", "http://e.f/g"}), WDLT_OK);
+    ASSERT_EQ(writeList(WDLT_LIST_WHITE, {"http://a.b/*", "*c.d*", longest}), WDLT_OK);
     EXPECT_THAT(service.heard(), ElementsAre(kUrlChange));
-    std::vector<WdpeUrlfUrlRecord> records(4, urlOf("untouched"));
     const auto read = WDLT_CALL(library, WdltUrlfReadRecordList);
-    std::int32_t count = 0;
-    EXPECT_EQ(read(WDLT_LIST_WHITE, nullptr, &count), WDLT_E_BUFFER_SIZE);
-    EXPECT_EQ(count, 3);
-    count = 2;
-    EXPECT_EQ(read(WDLT_LIST_WHITE, records.data(), &count), WDLT_E_BUFFER_SIZE);
-    EXPECT_EQ(count, 3);
-    EXPECT_STREQ(records[0].szUrl, "untouched");
-    count = 4;
-    EXPECT_EQ(read(WDLT_LIST_WHITE, records.data(), &count), WDLT_OK);
-    EXPECT_EQ(count, 3);
-    EXPECT_STREQ(records[2].szUrl, "http://e.f/g");
-    EXPECT_STREQ(records[3].szUrl, "untouched");
+    const auto expectThree = [&](std::int32_t room) {
+        std::vector<WdpeUrlfUrlRecord> records(4, urlOf("untouched"));
+        std::int32_t count = room;
+        EXPECT_EQ(read(WDLT_LIST_WHITE, room == 0 ? nullptr : records.data(), &count),
+                  room < 3 ? WDLT_E_BUFFER_SIZE : WDLT_OK);
+        EXPECT_EQ(count, 3);
+        EXPECT_EQ(records[2].szUrl, room < 3 ? "untouched" : longest);
+        EXPECT_STREQ(records[3].szUrl, "untouched");
+    };
+    for (const std::int32_t room : {0, 2, 3, 4})
+        expectThree(room);
+    std::vector<WdpeUrlfUrlRecord> records(WDLT_MAX_URL_RECORDS + 1, urlOf("x"));
+    std::int32_t count = 4;
     EXPECT_EQ(read(7, records.data(), &count), WDLT_E_INVALID_ARGUMENT);
     EXPECT_EQ(read(WDLT_LIST_BLACK, records.data(), &count), WDLT_E_FILE_NOT_FOUND);
 
     const auto write = WDLT_CALL(library, WdltUrlfWriteRecordList);
     EXPECT_EQ(write(WDLT_LIST_WHITE, nullptr, 1), WDLT_E_INVALID_ARGUMENT);
     EXPECT_EQ(write(2, records.data(), 1), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_EQ(write(WDLT_LIST_WHITE, records.data(), WDLT_MAX_URL_RECORDS + 1), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_EQ(write(WDLT_LIST_WHITE, records.data(), -1), WDLT_E_INVALID_ARGUMENT);
+    for (const std::int32_t wrong : {WDLT_MAX_URL_RECORDS + 1, -1})
+        EXPECT_EQ(write(WDLT_LIST_WHITE, records.data(), wrong), WDLT_E_INVALID_ARGUMENT);
     EXPECT_TRUE(library.logged("CFuncUrlf::RecordListWrite(): count 501 exceeds the maximum"));
     EXPECT_EQ(writeList(WDLT_LIST_WHITE, {"a", ""}), WDLT_E_INVALID_ARGUMENT);
     EXPECT_THAT(service.heard(), IsEmpty());
-    count = 4;
-    EXPECT_EQ(read(WDLT_LIST_WHITE, records.data(), &count), WDLT_OK);
-    EXPECT_EQ(count, 3); // none of it changed anything
-    EXPECT_EQ(writeList(WDLT_LIST_WHITE, std::vector<std::string>(WDLT_MAX_URL_RECORDS, "x")), WDLT_OK);
-    EXPECT_EQ(write(WDLT_LIST_WHITE, nullptr, 0), WDLT_OK);
-    EXPECT_EQ(read(WDLT_LIST_WHITE, records.data(), &count), WDLT_OK);
-    EXPECT_EQ(count, 0);
+    expectThree(4); // none of it changed anything
+    for (const std::int32_t most : {WDLT_MAX_URL_RECORDS, 0}) {
+        EXPECT_EQ(write(WDLT_LIST_WHITE, most == 0 ? nullptr : records.data(), most), WDLT_OK);
+        count = WDLT_MAX_URL_RECORDS;
+        EXPECT_EQ(read(WDLT_LIST_WHITE, records.data(), &count), WDLT_OK);
+        EXPECT_EQ(count, most);
+    }
 }
 
 TEST_F(UrlFilter, CategoriesAreReadAsFarAsThereIsRoom) {
@@ -264,7 +192,20 @@ TEST_F(UrlFilter, WithoutAServiceTheListsFileAnswers) {
     EXPECT_EQ(isOnList(WDLT_LIST_WHITE, "HTTP://A.B/c"), 1);
     EXPECT_EQ(isOnList(WDLT_LIST_WHITE, "http://x.bad/"), 0);
     EXPECT_EQ(isOnList(7, "http://x.bad/"), 1); // anything but white is black
-    EXPECT_EQ(WDLT_CALL(library, WdltUrlfIsRecordExists)(WDLT_LIST_WHITE, nullptr), 0);
+}
+
+// A URL that fills its field, at the end of what memory there is.
+TEST_F(UrlFilter, AUrlWithoutATerminatorEndsWithItsField) {
+    ASSERT_EQ(writeList(WDLT_LIST_WHITE, {"*end"}), WDLT_OK);
+    constexpr std::size_t kPage = 4096;
+    auto* const pages =
+        static_cast<char*>(mmap(nullptr, 2 * kPage, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+    ASSERT_EQ(mprotect(pages + kPage, kPage, PROT_NONE), 0);
+    auto* const url = reinterpret_cast<WdpeUrlfUrlRecord*>(pages + kPage - sizeof(WdpeUrlfUrlRecord));
+    std::memset(url->szUrl, 'u', sizeof url->szUrl);
+    std::memcpy(url->szUrl + sizeof url->szUrl - 3, "end", 3);
+    EXPECT_EQ(WDLT_CALL(library, WdltUrlfIsRecordExists)(WDLT_LIST_WHITE, url), 1);
+    munmap(pages, 2 * kPage);
 }
 
 // The question as the service sees it, and its answer.
