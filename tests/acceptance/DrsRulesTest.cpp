@@ -230,29 +230,6 @@ TEST_F(DrsRules, WhatIsRefusedChangesNothing) {
     EXPECT_EQ(add(itemOf(9, u"new")), WDLT_OK);
 }
 
-// Each value is written whatever became of the one before it.
-TEST_F(DrsRules, AFailingWriteLeavesHalfARule) {
-    DrsService service;
-    const struct {
-        const char* value;
-        const char* line;
-    } cases[] = {
-        {"Index", "write index failed."},
-        {"ProcessImageName", "write process image name failed."},
-        {"DomainName", "write domain name failed."},
-    };
-    for (const auto& c : cases) {
-        layOutWebTree();
-        const RegistryRefusal refusal("RegSetValueEx", c.value);
-        EXPECT_EQ(add(itemOf(5, u"R")), WDLT_E_GENERAL);
-        EXPECT_TRUE(library.logged(std::string("CFuncDRSCfg::AddWhiteListItem: ").append(c.line)));
-        for (const auto& other : cases)
-            EXPECT_EQ(tree::get(ruleKey("R"), other.value).has_value(), other.value != c.value) << c.line;
-    }
-    EXPECT_EQ(service.heard(), 0);
-}
-
-// Subkeys of the list before and after a deletion.
 TEST_F(DrsRules, RulesAreDeletedByIndexOrAll) {
     DrsService service;
     for (const std::uint32_t index : {0u, 1u})

@@ -38,6 +38,11 @@ std::int32_t write(Library library, std::uint32_t mode, std::uint32_t threshold)
     return WDLT_CALL(library, WdltDRSWriteConfig)(&config);
 }
 
+std::int32_t addRule(Library library) {
+    const WdltDrsWhiteListItem rule{5, u"R", u"p", u"d"};
+    return WDLT_CALL(library, WdltAddDRSWhiteListItem)(&rule);
+}
+
 class Drs : public WebFeatures {
   protected:
     std::pair<std::uint32_t, std::uint32_t> read() {
@@ -120,8 +125,12 @@ TEST_F(Drs, AValueThatCantBeWrittenIsToldToTheCallerAlone) {
         {"UseWhiteList", [](Library lib) { return enableList(lib, 1, 5); }, "EnableWhiteListItem: Write enable failed"},
         {"Option", [](Library lib) { return enableList(lib, 1, 5); }, "EnableWhiteListItem: Write option failed"},
         {"enable", [](Library lib) { return enable(lib, 3); }, "DRSEnable: Enable failed"},
+        {"Index", addRule, "AddWhiteListItem: write index failed."},
+        {"ProcessImageName", addRule, "AddWhiteListItem: write process image name failed."},
+        {"DomainName", addRule, "AddWhiteListItem: write domain name failed."},
     };
     for (const auto& c : cases) {
+        layOutWebTree();
         const RegistryRefusal refusal("RegSetValueEx", c.refused);
         EXPECT_EQ(c.call(library), WDLT_E_GENERAL) << c.refused;
         EXPECT_TRUE(library.logged(std::string("CFuncDRSCfg::").append(c.line))) << c.line;

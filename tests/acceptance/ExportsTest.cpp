@@ -317,13 +317,19 @@ TEST_F(EachExport, GivesItsStatusAndLeavesNothingOpen) {
 }
 
 // Another lock object of the same name, as another process has one.
+void hold(CWdRWLockEx& lock, bool forWriting) WD_NO_THREAD_SAFETY_ANALYSIS {
+    forWriting ? lock.LockWrite() : lock.LockRead();
+}
+void release(CWdRWLockEx& lock, bool fromWriting) WD_NO_THREAD_SAFETY_ANALYSIS {
+    fromWriting ? lock.UnlockWrite() : lock.UnlockRead();
+}
 TEST_F(EachExport, WaitsBehindWhoItShould) {
     CWdRWLockEx lock;
     ASSERT_TRUE(lock.Initialize("wdlt_config_rw"));
     const LockMemory memory("wdlt_config_rw");
     for (const Export& row : kExports)
         for (const bool behindWriter : {true, false}) {
-            behindWriter ? lock.LockWrite() : lock.LockRead();
+            hold(lock, behindWriter);
             std::atomic<bool> isBack{false};
             const std::jthread caller([&] {
                 callWithZeros(library, row.name);
@@ -333,7 +339,7 @@ TEST_F(EachExport, WaitsBehindWhoItShould) {
                 std::this_thread::yield();
             EXPECT_EQ(!isBack, row.lock == Write || (row.lock == Read && behindWriter))
                 << row.name << (behindWriter ? " behind a writer" : " behind a reader");
-            behindWriter ? lock.UnlockWrite() : lock.UnlockRead();
+            release(lock, behindWriter);
         }
 }
 
@@ -353,8 +359,9 @@ TEST(NoLock, EachExportRefusesUntilItCanBeHad) {
                       EXPECT_EQ(callWithZeros(library, row.name), std::strstr(row.name, "Is") != nullptr ? 0 : -1)
                           << row.name;
                   std::filesystem::remove(file);
-                  while (callWithZeros(library, "WdltUrlhReadRecordList") != 0)
+                  for (int tries = 0; tries < 600 && callWithZeros(library, "WdltUrlhReadRecordList") != 0; ++tries)
                       std::this_thread::sleep_for(std::chrono::milliseconds(50));
+                  EXPECT_EQ(callWithZeros(library, "WdltUrlhReadRecordList"), 0);
                   return HasFailure() ? 1 : 0;
               }).wait(),
               0);

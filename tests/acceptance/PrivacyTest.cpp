@@ -1,11 +1,11 @@
 // The lists of privacy items and exclusions: what is stored where, limits, what bad input and settings give, who is
 // told, and how accesses keep each other out.
 #include "FakeService.h"
+#include "ListReads.h"
 #include "PrivacyLists.h"
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
 #include <functional>
 #include <optional>
 #include <string>
@@ -61,23 +61,12 @@ TEST_F(PrivacyItems, ListsAreReadAsFarAsThereIsRoom) {
     ASSERT_EQ(writeAll(std::vector{item(3, "4711"), item(31, ""), item(7, "0815")}), WDLT_OK);
     ASSERT_EQ(writeAll(std::vector{exclusionItem(5, "a"), exclusionItem(4, "b"), exclusionItem(2, "c")}), WDLT_OK);
     EXPECT_THAT(service.heard(), ElementsAre(kPrivacyChange, kPrivacyChange));
-    const auto expectReads = [](auto read, const auto& untouched, auto numberOf, std::vector<std::uint32_t> numbers) {
-        std::int32_t count = -1;
-        EXPECT_EQ(read(nullptr, &count), WDLT_OK);
-        EXPECT_EQ(count, 3);
-        for (const std::int32_t room : {-1, 0, 1, 5}) {
-            std::vector items(6, untouched);
-            count = room;
-            EXPECT_EQ(read(items.data(), &count), WDLT_OK);
-            EXPECT_EQ(count, std::min(room, 3));
-            for (std::int32_t i = 0; i < 6; ++i)
-                EXPECT_EQ(numberOf(items[i]), i < count ? numbers[i] : 9u) << room;
-        }
-    };
-    expectReads(WDLT_CALL(library, WdltPdpReadItemList), item(9, ""), [](const auto& read) { return read.dwItemIndex; },
-                {3, 31, 7});
-    expectReads(WDLT_CALL(library, WdltPdpReadExItemList), exclusionItem(9, ""),
-                [](const auto& read) { return read.dwExclusionId; }, {5, 4, 2});
+    expectReadAsFarAsThereIsRoom(
+        WDLT_CALL(library, WdltPdpReadItemList), item(9, ""), [](const auto& read) { return read.dwItemIndex; },
+        std::vector{3u, 31u, 7u});
+    expectReadAsFarAsThereIsRoom(
+        WDLT_CALL(library, WdltPdpReadExItemList), exclusionItem(9, ""),
+        [](const auto& read) { return read.dwExclusionId; }, std::vector{5u, 4u, 2u});
 }
 
 TEST_F(PrivacyItems, SizesAreToldBeforeAnythingIsLookedAt) {
@@ -225,16 +214,6 @@ TEST_F(PrivacyItems, BadItemsChangeNothing) {
          "Item text has no terminator. Index=5"},
         {"an endless description", [&](Head&, Items& items) { fill(items[0].szDescription); }, WDLT_E_INVALID_ARGUMENT,
          "Item text has no terminator. Index=0"},
-        {"an endless database", [&](Head& head, Items&) { fill(head.szDataBaseName); }, WDLT_E_INVALID_ARGUMENT,
-         "Database names were invalid."},
-        {"an endless backup", [&](Head& head, Items&) { fill(head.szBackUpDBName); }, WDLT_E_INVALID_ARGUMENT,
-         "Database names were invalid."},
-        {"a path up", [](Head& head, Items&) { privacy_files::put(head.szDataBaseName, "../pdp.db"); },
-         WDLT_E_INVALID_ARGUMENT, "Database names were invalid."},
-        {"a path down", [](Head& head, Items&) { privacy_files::put(head.szBackUpDBName, "x\\pdp.bak"); },
-         WDLT_E_INVALID_ARGUMENT, "Database names were invalid."},
-        {"one name for both", [](Head& head, Items&) { privacy_files::put(head.szBackUpDBName, "pdp.db"); },
-         WDLT_E_INVALID_ARGUMENT, "Database names were invalid."},
     };
     ASSERT_EQ(writeItems({item(1, "old"), item(2, "older")}), WDLT_OK);
     ChangeListener service;
@@ -248,6 +227,19 @@ TEST_F(PrivacyItems, BadItemsChangeNothing) {
         EXPECT_EQ(write(WDLT_CONFIG_PRIVACY_ITEMS, bufferOf<Head, PrivacyViewItem>(head, items)), c.status);
         EXPECT_EQ(state(), before);
         expectLine(c.line);
+    }
+    for (const auto& [database, backup] : {std::pair{std::string(20, 'f'), "pdp.bak"},
+                                           {"pdp.db", "an endless name of a backup"},
+                                           {"../pdp.db", "pdp.bak"},
+                                           {"pdp.db", "x\\pdp.bak"},
+                                           {"pdp.db", "pdp.db"}}) {
+        SCOPED_TRACE(database + " and " + backup);
+        Head head = control();
+        (database + '\0').copy(head.szDataBaseName, sizeof head.szDataBaseName);
+        (std::string(backup) + '\0').copy(head.szBackUpDBName, sizeof head.szBackUpDBName);
+        EXPECT_EQ(writeItems({}, head), WDLT_E_INVALID_ARGUMENT);
+        EXPECT_EQ(state(), before);
+        expectLine("Database names were invalid.");
     }
     std::vector<char> none(60);
     for (const std::uint64_t type : {std::uint64_t{2}, std::uint64_t{4}, std::uint64_t{1} << 32})

@@ -251,38 +251,4 @@ TEST(ActionEvent, AnAnswerThatMayBeAnothersIsNotBelieved) {
     }
 }
 
-// An asker may be killed at any point; the next but one hears the service at the latest, and nobody another's answer.
-TEST(ActionEvent, AfterAStormOfKillsTheServiceIsHeardAgain) {
-    const TimeScale scale("0.01");
-    Pipe ready;
-    Child service([&] {
-        const ServiceObjects objects("wdlt_action", sizeof(Words));
-        ready.signal();
-        while (objects.hears()) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
-            std::memcpy(objects.memory(), objects.memory() + 12, 4); // the action
-            objects.reply();
-        }
-        return 1;
-    });
-    ASSERT_TRUE(ready.await());
-    for (std::uint32_t round = 1; round <= 40; ++round) {
-        for (const unsigned kill : {1u, 2u}) {
-            Child asker([&] {
-                while (askFor(1000) != 7) // which nobody answers
-                    ;
-                return 1;
-            });
-            std::this_thread::sleep_for(std::chrono::microseconds(round * kill * 97 % 4000));
-            asker.kill();
-        }
-        if (round % 2 == 0)
-            std::this_thread::sleep_for(std::chrono::milliseconds(8)); // two answers that nobody takes
-        const std::int32_t own = static_cast<std::int32_t>(round);
-        const std::int32_t first = askFor(round);
-        EXPECT_TRUE(first == own || (first == WDLT_E_GENERAL && askFor(round) == own)) << round << ' ' << first;
-    }
-    service.kill();
-}
-
 } // namespace
