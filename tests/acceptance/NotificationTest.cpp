@@ -185,7 +185,7 @@ TEST_F(Notification, AChangeWhoseWriterDiedIsNotOverwritten) {
     EXPECT_FALSE(objects.hears(3'000));
     EXPECT_EQ(Change::in(objects.memory()), (Change{10003, WDLT_SCAN_SAL}));
     objects.reply();
-    EXPECT_TRUE(objects.hears());
+    EXPECT_TRUE(objects.hears(20'000));
     EXPECT_EQ(Change::in(objects.memory()), (Change{10003, WDLT_SCAN_URL_FILTER}));
     objects.reply();
     next.join();
