@@ -49,17 +49,15 @@ std::string readFile(const std::filesystem::path& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-std::vector<std::string> allMatches(const std::string& text, const std::regex& pattern) {
-    std::vector<std::string> found;
-    for (std::sregex_iterator match(text.begin(), text.end(), pattern), end; match != end; ++match)
-        found.push_back((*match)[1]);
-    return found;
-}
-
 // What the header declares; its comments name functions too.
 std::vector<std::string> headerNames() {
     const std::regex comment(R"(/\*[^*]*\*+([^/*][^*]*\*+)*/)");
-    return allMatches(std::regex_replace(readFile(WDLT_HEADER), comment, " "), std::regex(R"((\w+)\s*\([^()]*\)\s*;)"));
+    const std::regex declared(R"((\w+)\s*\([^()]*\)\s*;)");
+    const std::string text = std::regex_replace(readFile(WDLT_HEADER), comment, " ");
+    std::vector<std::string> names;
+    for (std::sregex_iterator match(text.begin(), text.end(), declared), end; match != end; ++match)
+        names.push_back((*match)[1]);
+    return names;
 }
 
 class Exports : public testing::Test {

@@ -314,17 +314,4 @@ TEST_F(Privacy, TheFirstFailureEndsIt) {
     EXPECT_THAT(protocolsOn(), IsEmpty());
 }
 
-TEST(NoHandlers, NothingGoesOnAndAllIsOff) {
-    tree::clear();
-    const FreshLog log;
-    const LoadedLibrary library(LoadedLibrary::withLog);
-    for (const Feature& feature : kFeatures) {
-        EXPECT_EQ(feature.enable(library, true), WDLT_E_GENERAL) << feature.name;
-        EXPECT_EQ(feature.isEnabled(library), 0) << feature.name;
-        EXPECT_EQ(feature.enable(library, false), WDLT_OK) << feature.name;
-        EXPECT_THAT(errors(), Contains(told(feature.itemLine, true, -1)));
-    }
-    EXPECT_FALSE(tree::keyExists(""));
-}
-
 } // namespace
