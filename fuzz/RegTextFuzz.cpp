@@ -2,6 +2,7 @@
 // the same bytes.
 #include "RegText.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <string>
@@ -12,7 +13,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     try {
         document = wdlt::parseRegText(bytes);
     } catch (const wdlt::RegSyntaxError& error) {
-        if (error.line() == 0 || error.column() == 0)
+        const std::size_t lines = 1 + static_cast<std::size_t>(std::count(bytes.begin(), bytes.end(), '\n'));
+        if (error.line() == 0 || error.line() > lines || error.column() == 0 || error.column() > size + 1)
             std::abort();
         return 0;
     }
