@@ -1,11 +1,15 @@
 #include "SecurityAttributes.h"
 #include "ExhaustedMemory.h"
+#include "LayerDoubles.h"
 #include "LogFile.h"
+#include "ObjectSecurity.h"
+#include "TestObject.h"
 #include "WdCommon/Exception.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <set>
@@ -16,36 +20,9 @@ namespace {
 using WdCommon::AccessControl::SecurityAttributes;
 
 constexpr char kName[] = "Global\\attributes_test";
-constexpr SECURITY_INFORMATION kParts = DACL_SECURITY_INFORMATION | LABEL_SECURITY_INFORMATION;
 
-struct HandleCloser {
-    void operator()(void* handle) const { CloseHandle(handle); }
-};
-using Handle = std::unique_ptr<void, HandleCloser>;
-
-Handle makeMutex(SECURITY_ATTRIBUTES* attributes) {
-    return Handle(CreateMutexA(attributes, FALSE, kName));
-}
-
-std::string textOf(PSECURITY_DESCRIPTOR descriptor) {
-    LPSTR text = nullptr;
-    if (ConvertSecurityDescriptorToStringSecurityDescriptorA(descriptor, SDDL_REVISION_1, kParts, &text, nullptr) ==
-        FALSE)
-        return "error " + std::to_string(GetLastError());
-    std::string result = text;
-    LocalFree(text);
-    return result;
-}
-
-std::string securityOfObject() {
-    PSECURITY_DESCRIPTOR descriptor = nullptr;
-    const DWORD error =
-        GetNamedSecurityInfoA(kName, SE_KERNEL_OBJECT, kParts, nullptr, nullptr, nullptr, nullptr, &descriptor);
-    if (error != 0)
-        return "error " + std::to_string(error);
-    std::string result = textOf(descriptor);
-    LocalFree(descriptor);
-    return result;
+Handle makeOpen(SECURITY_ATTRIBUTES* attributes) {
+    return makeMutex(kName, false, attributes);
 }
 
 // The code that making attributes throws, 0 when it doesn't.
@@ -60,36 +37,43 @@ DWORD thrownBy(DWORD kind) {
     }
 }
 
+// Makes `call` with each of its allocations failing in turn; the last time none does.
+std::size_t forEachAllocation(const std::function<void(bool isMet)>& check, const std::function<void()>& call) {
+    std::size_t failures = 0;
+    for (bool isMet = true; isMet; failures += isMet ? 1 : 0) {
+        {
+            const ExhaustedMemory exhausted(static_cast<int>(failures));
+            call();
+            isMet = ExhaustedMemory::wasMet();
+        }
+        check(isMet);
+    }
+    return failures;
+}
+
 TEST(DefSecAttr, LetsEverybodyInAndIsInherited) {
     const DefSecAttr security;
     ASSERT_NE(security.m_pAttributes, nullptr);
     EXPECT_EQ(security.m_pAttributes->nLength, 24u);
     EXPECT_EQ(security.m_pAttributes->bInheritHandle, 1);
-    const Handle mutex = makeMutex(security.m_pAttributes);
-    EXPECT_EQ(securityOfObject(), "D:NO_ACCESS_CONTROL");
-}
-
-TEST(DefSecAttr, WithoutMemoryTheObjectHasDefaultSecurity) {
-    if (!ExhaustedMemory::kIsPossible)
-        GTEST_SKIP() << "no operator new of our own";
-    std::optional<DefSecAttr> security;
-    {
-        const ExhaustedMemory exhausted(0);
-        security.emplace();
-        EXPECT_TRUE(ExhaustedMemory::wasMet());
-    }
-    EXPECT_EQ(security->m_pAttributes, nullptr);
-    const Handle mutex = makeMutex(security->m_pAttributes);
-    EXPECT_EQ(securityOfObject(), "D:(A;;GA;;;OW)");
+    const Handle mutex = makeOpen(security.m_pAttributes);
+    EXPECT_EQ(securityOf(kName), "D:NO_ACCESS_CONTROL");
 }
 
 TEST(ObjectPermissions, AreWidenedOnTheHandle) {
-    const Handle mutex = makeMutex(nullptr);
+    const Handle mutex = makeOpen(nullptr);
+    {
+        const layer_doubles::Refusal withoutLabels(layer_doubles::Refused::Labels);
+        EXPECT_FALSE(SetObjectToLowIntegrity(mutex.get()));
+        EXPECT_EQ(securityOf(kName), "D:(A;;GA;;;OW)");
+        EXPECT_TRUE(SetObjectPermissions(mutex.get())); // the list alone is enough for this one
+        EXPECT_EQ(securityOf(kName), "D:(A;OICI;GA;;;AU)");
+    }
     EXPECT_TRUE(SetObjectToLowIntegrity(mutex.get()));
-    EXPECT_EQ(securityOfObject(), "D:(A;;GA;;;OW)S:(ML;;NW;;;LW)");
-    EXPECT_TRUE(SetObjectPermissions(mutex.get()));
-    EXPECT_EQ(securityOfObject(), "D:(A;OICI;GA;;;AU)S:(ML;;NW;;;LW)");
-
+    EXPECT_EQ(securityOf(kName), "D:(A;OICI;GA;;;AU)S:(ML;;NW;;;LW)");
+    const Handle other = makeMutex("Global\\attributes_too");
+    EXPECT_TRUE(SetObjectPermissions(other.get()));
+    EXPECT_EQ(securityOf("Global\\attributes_too"), "D:(A;OICI;GA;;;AU)S:(ML;;NW;;;LW)");
     for (bool (*const change)(HANDLE) : {SetObjectPermissions, SetObjectToLowIntegrity}) {
         SetLastError(0);
         EXPECT_FALSE(change(nullptr));
@@ -100,44 +84,45 @@ TEST(ObjectPermissions, AreWidenedOnTheHandle) {
 TEST(ApplicationPermission, IsAddedToWhatIsThere) {
     {
         SecurityAttributes attributes(4, 0);
-        const Handle mutex = makeMutex(&attributes);
+        const Handle mutex = makeOpen(&attributes);
         for (int times = 0; times < 2; ++times) { // no entry twice
             EXPECT_TRUE(SetOjectApplicationPremission(kName, SE_KERNEL_OBJECT));
-            EXPECT_EQ(securityOfObject(),
+            EXPECT_EQ(securityOf(kName),
                       "D:(A;;GA;;;AC)(A;;GA;;;WD)(A;;SDCCDCLCRPWP;;;BA)(A;;CCDCLCRPWP;;;PU)(A;;SDCCDCLCRPWP;;;SY)"
                       "(A;;CCSW;;;AU)(A;;CCSW;;;BU)(A;;CCSW;;;IU)(A;;KA;;;CO)");
         }
     }
     const DefSecAttr open;
-    const Handle mutex = makeMutex(open.m_pAttributes);
+    const Handle mutex = makeOpen(open.m_pAttributes);
     EXPECT_TRUE(SetOjectApplicationPremission(kName, SE_KERNEL_OBJECT));
-    EXPECT_EQ(securityOfObject(), "D:(A;;GA;;;AC)(A;;GA;;;WD)");
+    EXPECT_EQ(securityOf(kName), "D:(A;;GA;;;AC)(A;;GA;;;WD)");
 }
 
 TEST(ApplicationPermission, EachFailingStepIsLogged) {
     const LogFile log;
     EXPECT_FALSE(SetOjectApplicationPremission(kName, SE_KERNEL_OBJECT)); // nobody has it
-    const Handle mutex = makeMutex(nullptr);
+    const Handle mutex = makeOpen(nullptr);
     EXPECT_FALSE(SetOjectApplicationPremission(kName, SE_FILE_OBJECT));
     EXPECT_THAT(log.messages(), testing::ElementsAre("!!! GetNamedSecurityInfo failed, Error: 2",
                                                      "!!! GetNamedSecurityInfo failed, Error: 50"));
 }
 
-TEST(ApplicationPermission, ExhaustedMemoryIsAFailureOfAnyStep) {
+TEST(ExhaustedMemory, IsAFailureOfEachStep) {
     if (!ExhaustedMemory::kIsPossible)
         GTEST_SKIP() << "no operator new of our own";
-    const Handle mutex = makeMutex(nullptr);
+    DWORD thrown = 0;
+    EXPECT_GT(forEachAllocation([&](bool isMet) { EXPECT_EQ(thrown, isMet ? ERROR_NOT_ENOUGH_MEMORY : 0); },
+                                [&] { thrown = thrownBy(4); }),
+              0u);
+    const Handle mutex = makeOpen(nullptr);
+    std::optional<DefSecAttr> security; // without memory objects have their default security
+    forEachAllocation([&](bool isMet) { EXPECT_EQ(security->m_pAttributes == nullptr, isMet); },
+                      [&] { security.emplace(); });
     const LogFile log;
-    std::size_t failures = 0;
-    for (bool isMet = true; isMet; failures += isMet ? 1 : 0) {
-        bool done = false;
-        {
-            const ExhaustedMemory exhausted(static_cast<int>(failures));
-            done = SetOjectApplicationPremission(kName, SE_KERNEL_OBJECT);
-            isMet = ExhaustedMemory::wasMet();
-        }
-        EXPECT_EQ(done, !isMet) << failures;
-    }
+    bool done = false;
+    const std::size_t failures =
+        forEachAllocation([&](bool isMet) { EXPECT_EQ(done, !isMet); },
+                          [&] { done = SetOjectApplicationPremission(kName, SE_KERNEL_OBJECT); });
     const auto messages = log.messages();
     EXPECT_EQ(messages.size(), failures);
     EXPECT_EQ(
@@ -185,22 +170,6 @@ TEST(SecurityAttributes, MasksOfEachKind) {
     EXPECT_EQ(SecurityAttributes(4, 255).bInheritHandle, 255);
     for (const DWORD kind : {3u, 7u, 8u, 13u, 0xFFFFFFFFu})
         EXPECT_EQ(thrownBy(kind), ERROR_NOT_SUPPORTED) << kind;
-}
-
-TEST(SecurityAttributes, EachFailingAllocationThrowsTheCode) {
-    if (!ExhaustedMemory::kIsPossible)
-        GTEST_SKIP() << "no operator new of our own";
-    int failures = 0;
-    for (bool isMet = true; isMet; failures += isMet ? 1 : 0) {
-        DWORD thrown = 0;
-        {
-            const ExhaustedMemory exhausted(failures);
-            thrown = thrownBy(4);
-            isMet = ExhaustedMemory::wasMet();
-        }
-        EXPECT_EQ(thrown, isMet ? ERROR_NOT_ENOUGH_MEMORY : 0) << failures;
-    }
-    EXPECT_GT(failures, 0);
 }
 
 } // namespace
