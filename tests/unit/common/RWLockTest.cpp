@@ -4,6 +4,7 @@
 #include "LayerDoubles.h"
 #include "LockMemory.h"
 #include "LogFile.h"
+#include "TestObject.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -57,7 +58,7 @@ TEST_P(EachRWLock, WritersExcludeEverybody) {
     const auto lock = make();
     long first = 0; // plain numbers that only the lock keeps equal
     long second = 0;
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for (int i = 0; i < 2; ++i) {
         threads.emplace_back([&] {
             for (int round = 0; round < kRounds; ++round) {
@@ -73,8 +74,7 @@ TEST_P(EachRWLock, WritersExcludeEverybody) {
             }
         });
     }
-    for (std::thread& thread : threads)
-        thread.join();
+    threads.clear();
     EXPECT_EQ(first, 2 * kRounds);
 }
 
@@ -91,12 +91,11 @@ TEST_P(EachRWLock, ReadersHoldItTogetherAndTwice) {
     constexpr int kReaders = 3;
     const auto lock = make();
     std::barrier inside(kReaders); // passed only when all are inside at once
-    std::vector<std::thread> readers;
+    std::vector<std::jthread> readers;
     readers.reserve(kReaders);
     for (int i = 0; i < kReaders; ++i)
         readers.emplace_back([&] { readTwice(*lock, inside); });
-    for (std::thread& reader : readers)
-        reader.join();
+    readers.clear();
     const CWdRWWriteLock hold(lock.get()); // the readers have given the token back
 }
 
@@ -162,11 +161,9 @@ TEST(RWLock, WhatCantBeMadeFailsWithALine) {
         SCOPED_TRACE(taken);
         const LogFile log(256);
         const std::string name = std::string("Global\\test").append(taken);
-        HANDLE other = CreateSemaphoreA(nullptr, 1, 1, name.c_str());
-        CWdRWLockEx lock;
-        EXPECT_FALSE(lock.Initialize("test"));
+        const Handle other = makeSemaphore(name.c_str(), 1, 1);
+        EXPECT_FALSE(CWdRWLockEx().Initialize("test"));
         EXPECT_THAT(log.messages(), Contains(line));
-        CloseHandle(other);
     }
 }
 
