@@ -121,21 +121,6 @@ TEST(DebugLog, ASecondStartReadsTheSettingsAgain) {
     EXPECT_TRUE(log.contains("@@@ <Again> text"));
 }
 
-TEST(DebugLog, SettingsOfTheRegistryEndAtTheFirstThatIsMissing) {
-    DWORD session = 1;
-    ASSERT_TRUE(ProcessIdToSessionId(GetCurrentProcessId(), &session));
-    const WdCommon::Storage::Key key(WdCommon::Storage::kRegistry, HKEY_LOCAL_MACHINE, "SOFTWARE\\Log");
-    WdCommon::Storage::Registry storage;
-    storage.OpenCreate(key, session == 0 ? "ServiceSession" : "InteractiveSession");
-    storage.SetNumber("Enable", 1);
-    storage.SetNumber("Level", 273);
-    storage.SetString("LogPrefix", "unread"); // behind LogProcess, which is missing
-    ASSERT_TRUE(wdlt::startLog("Test", key));
-    EXPECT_TRUE(logAt(1));
-    EXPECT_TRUE(wdlt::stopLog());
-    EXPECT_NE(TestHome::instance().read("log/qxcTest.log").find(".w. <Test> text"), std::string::npos);
-}
-
 TEST(DebugLog, FormatsAsTheSystemDoes) {
     const LogFile log;
     WDLOG_ERROR("%d %i %u %x %08X %02d %3s|%-4s|%5d|%-5d|%+d %c%%", -1, std::int64_t{7} == 7, 0xFFFFFFFFu, -1, 0xABCu,

@@ -42,22 +42,6 @@ void put(void* memory, std::uint32_t word) {
     std::memcpy(memory, &word, sizeof word);
 }
 
-TEST(SyncSender, TheServiceHearsWhatWasLaidDownAndItsAnswerStandsInTheMemory) {
-    const FakeService service(kName, kSize, [](BYTE* memory) {
-        put(memory, wordAt(memory) + 1);
-        return true;
-    });
-    const TimeScale patient("1");
-    for (std::uint32_t question = 1; question < 20; ++question) {
-        Sender sender;
-        void* const memory = sender.OpenMemory(kSize);
-        ASSERT_NE(memory, nullptr);
-        put(memory, question);
-        ASSERT_TRUE(sender.Send(false));
-        EXPECT_EQ(wordAt(memory), question + 1);
-    }
-}
-
 TEST(SyncSender, TheOrderOfOneExchange) {
     std::atomic<bool> answers{false};
     const FakeService service(kName, kSize, [&](BYTE*) { return answers.load(); });
