@@ -27,6 +27,7 @@ programs_of() {
 
 copy=$(mktemp -d "${TMPDIR:-/tmp}/wdlt-mutations.XXXXXX")
 trap 'rm -rf "$copy"' EXIT
+trap 'exit 2' INT TERM
 git archive HEAD | tar -x -C "$copy"
 cd "$copy"
 
