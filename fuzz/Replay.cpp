@@ -42,7 +42,7 @@ std::string changed(std::string input, std::mt19937& random) {
             break;
         default:
             if (at < input.size())
-                input[at] = static_cast<char>(input[at] ^ (1U << random() % 8));
+                input[at] = static_cast<char>(input[at] ^ static_cast<char>(1U << random() % 8));
         }
     }
     return input;
