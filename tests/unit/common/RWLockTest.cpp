@@ -25,37 +25,15 @@ namespace {
 using testing::Contains;
 using testing::Each;
 
-// The base class as somebody would fill it.
-class LocalLock : public CWdRWLock {
-  public:
-    LocalLock() {
-        mutexHandle = CreateMutexA(nullptr, FALSE, nullptr);
-        semaphoreHandle = CreateSemaphoreA(nullptr, 1, 1, nullptr);
-    }
-    ~LocalLock() override {
-        CloseHandle(mutexHandle);
-        CloseHandle(semaphoreHandle);
-    }
-    LocalLock(const LocalLock&) = delete;
-    LocalLock& operator=(const LocalLock&) = delete;
-};
-
 std::unique_ptr<CWdRWLock> makeShared() {
     auto lock = std::make_unique<CWdRWLockEx>();
     EXPECT_TRUE(lock->Initialize("test"));
     return lock;
 }
 
-class EachRWLock : public testing::TestWithParam<std::string> {
-  protected:
-    static std::unique_ptr<CWdRWLock> make() {
-        return GetParam() == "Local" ? std::make_unique<LocalLock>() : makeShared();
-    }
-};
-
-TEST_P(EachRWLock, WritersExcludeEverybody) {
+TEST(RWLock, WritersExcludeEverybody) {
     constexpr int kRounds = 5'000;
-    const auto lock = make();
+    const auto lock = makeShared();
     long first = 0; // plain numbers that only the lock keeps equal
     long second = 0;
     std::vector<std::jthread> threads;
@@ -87,9 +65,9 @@ void readTwice(CWdRWLock& lock, std::barrier<>& inside) WD_NO_THREAD_SAFETY_ANAL
     lock.UnlockRead();
 }
 
-TEST_P(EachRWLock, ReadersHoldItTogetherAndTwice) {
+TEST(RWLock, ReadersHoldItTogetherAndTwice) {
     constexpr int kReaders = 3;
-    const auto lock = make();
+    const auto lock = makeShared();
     std::barrier inside(kReaders); // passed only when all are inside at once
     std::vector<std::jthread> readers;
     readers.reserve(kReaders);
@@ -98,9 +76,6 @@ TEST_P(EachRWLock, ReadersHoldItTogetherAndTwice) {
     readers.clear();
     const CWdRWWriteLock hold(lock.get()); // the readers have given the token back
 }
-
-INSTANTIATE_TEST_SUITE_P(RWLock, EachRWLock, testing::Values("Local", "Shared"),
-                         [](const auto& info) { return info.param; });
 
 // Two objects of one process share the lock like two processes, and the end of one takes nothing from the other.
 TEST(RWLock, ObjectsOfOneNameAreOneLock) {
