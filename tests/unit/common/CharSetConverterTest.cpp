@@ -80,7 +80,6 @@ TEST(CharSetConverter, ArgumentsAreCheckedInOrder) {
         const char* line; // empty: none
         bool cleared;
     } cases[] = {
-        {nullptr, nullptr, 0, kUtf8, WDLT_E_INVALID_ARGUMENT, noCharset, false},
         {output.data(), "a", kUtf8, 0, WDLT_E_INVALID_ARGUMENT, noCharset, false},
         {nullptr, "a", kUtf8, kUtf8, WDLT_E_INVALID_ARGUMENT, noHandle, false},
         {output.data(), nullptr, kUtf8, 31, WDLT_E_INVALID_ARGUMENT, noHandle, false},
@@ -88,7 +87,6 @@ TEST(CharSetConverter, ArgumentsAreCheckedInOrder) {
         {output.data(), tooLong.c_str(), kUtf8, 31, WDLT_E_BUFFER_SIZE,
          "length of _lptszInString was over specified _MaxOutBufSize.", false},
         {output.data(), "a", kUtf8, 31, WDLT_E_INVALID_ARGUMENT, "", false}, // nameless
-        {output.data(), "a", 32, kUtf8, WDLT_E_INVALID_ARGUMENT, "", false},
         {output.data(), longest.c_str(), kUtf8, kUtf8, WDLT_E_CHARSET_HANDLE,
          "m_lpFuncCreateResourceLocator was invalid handle.", true}, // not loaded
     };

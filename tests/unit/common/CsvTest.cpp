@@ -36,6 +36,7 @@ TEST(Csv, TextsAsFieldsAndBack) {
         {",,a", {"", "", "a"}, nullptr},
         {"\"a,b\",c", {"a,b", "c"}, nullptr},
         {"a\"\"b", {"a\"b"}, nullptr},
+        {"a\"\"\"\"b", {"a\"\"b"}, nullptr},
         {"\"a\"\"b,c\"", {"a\"b,c"}, nullptr},
         {"\"plain\",x", {"plain", "x"}, "plain,x"},
         {"a\"b,c\"d", {"ab,cd"}, "\"ab,cd\""},
