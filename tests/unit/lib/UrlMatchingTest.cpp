@@ -145,6 +145,8 @@ TEST(UrlMatching, ALongPieceThatBeginsAgainInTheMiddle) {
     const std::string run(40, 'a');
     EXPECT_TRUE(accepts(("*" + run + "b*").c_str(), "x" + run + "aab"));
     EXPECT_FALSE(accepts(("*" + run + "b*").c_str(), run + "aca"));
+    const std::string rest(30, 'd');
+    EXPECT_TRUE(accepts(("*aabaaac" + rest + "*").c_str(), "aabaaabaaac" + rest)); // at the second place that it could
 }
 
 } // namespace
