@@ -96,31 +96,30 @@ std::optional<Text> convertInto(std::size_t room, Convert convert) {
     }
 }
 
-std::optional<std::u16string> wideFrom(const Charset& charset, std::string_view text) {
+std::optional<WideText> wideFrom(const Charset& charset, std::string_view text) {
     const Converter converter = openConverter(charset.icu);
     if (!converter || text.size() > kMostBytes)
         return std::nullopt;
-    std::optional<std::string> euc;
+    std::optional<Text> euc;
     if (charset.shifted != nullptr) {
         euc = eucFromShifted(*charset.shifted, text);
         if (!euc)
             return std::nullopt;
         text = *euc;
     }
-    return convertInto<std::u16string>(text.size(), [&](char16_t* target, std::int32_t room, UErrorCode* error) {
+    return convertInto<WideText>(text.size(), [&](char16_t* target, std::int32_t room, UErrorCode* error) {
         return ucnv_toUChars(converter.get(), target, room, text.data(), static_cast<std::int32_t>(text.size()), error);
     });
 }
 
-std::optional<std::string> narrowFrom(const Charset& charset, std::u16string_view text) {
+std::optional<Text> narrowFrom(const Charset& charset, std::u16string_view text) {
     const Converter converter = openConverter(charset.icu);
     if (!converter)
         return std::nullopt;
-    auto narrow =
-        convertInto<std::string>(text.size() * 2 + 8, [&](char* target, std::int32_t room, UErrorCode* error) {
-            return ucnv_fromUChars(converter.get(), target, room, text.data(), static_cast<std::int32_t>(text.size()),
-                                   error);
-        });
+    auto narrow = convertInto<Text>(text.size() * 2 + 8, [&](char* target, std::int32_t room, UErrorCode* error) {
+        return ucnv_fromUChars(converter.get(), target, room, text.data(), static_cast<std::int32_t>(text.size()),
+                               error);
+    });
     if (narrow && charset.shifted != nullptr)
         return shiftedFromEuc(*charset.shifted, *narrow);
     return narrow;
@@ -128,12 +127,12 @@ std::optional<std::string> narrowFrom(const Charset& charset, std::u16string_vie
 
 } // namespace
 
-std::optional<std::string> convert(std::string_view text, const char* from, const char* to) {
+std::optional<Text> convert(std::string_view text, const char* from, const char* to) {
     const Charset* const source = findCharset(from);
     const Charset* const target = findCharset(to);
     if (source == nullptr || target == nullptr)
         return std::nullopt;
-    const std::optional<std::u16string> wide = wideFrom(*source, text);
+    const std::optional<WideText> wide = wideFrom(*source, text);
     return wide ? narrowFrom(*target, *wide) : std::nullopt;
 }
 

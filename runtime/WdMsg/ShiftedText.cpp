@@ -38,7 +38,7 @@ bool take(std::string_view& text, std::string_view prefix) {
 }
 
 // One character in front of `text`, in the ASCII state.
-bool takeAscii(const ShiftedForm& form, std::string_view& text, std::string& euc) {
+bool takeAscii(const ShiftedForm& form, std::string_view& text, Text& euc) {
     const char c = text.front();
     text.remove_prefix(1);
     if (byteOf(c) >= kHighBit || isReserved(form, c))
@@ -58,8 +58,8 @@ bool takeAscii(const ShiftedForm& form, std::string_view& text, std::string& euc
 
 } // namespace
 
-std::optional<std::string> shiftedFromEuc(const ShiftedForm& form, std::string_view euc) {
-    std::string text;
+std::optional<Text> shiftedFromEuc(const ShiftedForm& form, std::string_view euc) {
+    Text text;
     bool hadPairs = false;
     bool inPairs = false;
     for (std::size_t i = 0; i < euc.size(); ++i) {
@@ -77,7 +77,7 @@ std::optional<std::string> shiftedFromEuc(const ShiftedForm& form, std::string_v
             continue;
         }
         hadPairs = true;
-        const std::string pair = {withoutHighBit(c), i + 1 < euc.size() ? withoutHighBit(euc[i + 1]) : '\0'};
+        const Text pair = {withoutHighBit(c), i + 1 < euc.size() ? withoutHighBit(euc[i + 1]) : '\0'};
         if (!isPair(form, pair) || byteOf(euc[i + 1]) < kHighBit)
             return std::nullopt;
         text += pair;
@@ -85,11 +85,13 @@ std::optional<std::string> shiftedFromEuc(const ShiftedForm& form, std::string_v
     }
     if (inPairs)
         text += form.toAscii;
-    return hadPairs ? std::string(form.header) + text : text;
+    if (hadPairs)
+        text.insert(0, form.header);
+    return text;
 }
 
-std::optional<std::string> eucFromShifted(const ShiftedForm& form, std::string_view text) {
-    std::string euc;
+std::optional<Text> eucFromShifted(const ShiftedForm& form, std::string_view text) {
+    Text euc;
     bool inPairs = false;
     bool hadHeader = form.header.empty();
     while (!text.empty()) {

@@ -3,9 +3,10 @@
 // iso-2022-kr and leave hz-gb-2312 open at its end.
 #pragma once
 
+#include "WipedText.h"
+
 #include <cstdint>
 #include <optional>
-#include <string>
 #include <string_view>
 
 namespace wdmsg {
@@ -24,8 +25,8 @@ inline constexpr ShiftedForm kHzGb2312 = {"gb2312", "", "~{", "~}", '~', 0x77};
 
 // A text that has no pairs gets neither header nor shift, and one that ends in a pair is shifted back. Nothing when the
 // text can't be in this form.
-std::optional<std::string> shiftedFromEuc(const ShiftedForm& form, std::string_view euc);
+std::optional<Text> shiftedFromEuc(const ShiftedForm& form, std::string_view euc);
 // Nothing when the text is malformed.
-std::optional<std::string> eucFromShifted(const ShiftedForm& form, std::string_view text);
+std::optional<Text> eucFromShifted(const ShiftedForm& form, std::string_view text);
 
 } // namespace wdmsg

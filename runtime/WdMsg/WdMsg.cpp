@@ -40,7 +40,7 @@ struct Locator {
 std::int32_t convertContent(const Locator& source, const char* from, Locator& target, const char* to,
                             std::uint32_t& size) {
     const std::uint32_t room = std::min(size, target.bufferSize);
-    std::optional<std::string> text;
+    std::optional<wdmsg::Text> text;
     try {
         text = wdmsg::convert({source.buffer, source.contentSize}, from, to);
     } catch (const std::exception&) {

@@ -1,7 +1,10 @@
 // The lists of anti-spam as callers of the library have them: files that people edit too, what can be written to them,
 // and files that can't be had.
 #include "AntiSpamTree.h"
-#include "TestObject.h"
+#include "ListReads.h"
+#include "TestFiles.h"
+
+#include <platform/testing.h>
 
 #include <gmock/gmock.h>
 
@@ -30,20 +33,14 @@ TEST_F(AntiSpamLists, ListFilesAsPeopleLeaveThem) {
     };
     const Case cases[] = {
         {"nothing", "", {}},
-        {"empty lines alone", "\n\r\n\n", {}},
         {"both ends of a line", "a@b.c\nd@e.f\r\n\r\ng\r\n", {"a@b.c", "d@e.f", "g"}},
-        {"no end of the last line", "a\nb", {"a", "b"}},
         {"blanks are kept", " a \n\t\n", {" a ", "\t"}},
         {"a carriage return of its own", "a\rb\nc\r\r\n", {"a\rb", "c\r"}},
         {"any bytes", "\xEF\xBB\xBF\xC3\xA4\xFF\n", {"\xEF\xBB\xBF\xC3\xA4\xFF"}},
         {"a zero byte ends an entry", std::string("ab\0cd\n\0\nef\n", 11), {"ab", "ef"}},
-        {"254 characters", std::string(254, 'x') + "\ny\n", {std::string(254, 'x'), "y"}},
         {"255 characters", longest + "\ny\n", {longest, "y"}},
         {"255 characters, the other end", longest + "\r\ny\r\n", {longest, "y"}},
         {"256 characters", longest + "m\ny\n", {longest, "m", "y"}},
-        {"600 characters without an end",
-         longest + longest + std::string(90, 'l'),
-         {longest, longest, std::string(90, 'l')}},
         {"a line's end beyond a piece of the file", std::string(4095, 'p') + "\r\nq",
          [] {
              Texts pieces(16, std::string(255, 'p'));
@@ -189,55 +186,49 @@ TEST_F(AntiSpamLists, AListThatCouldntBeReadIsNotReplaced) {
         EXPECT_EQ(tree::number(kPopKey, "Level"), 2u);
         EXPECT_EQ(tree::storedText(kCommonKey, "PrefixSpam"), std::string("new\0", 4));
     };
-    const std::string mutexName = "Global\\WDPE_AspmList_Access_Mutex";
-    {
-        const Handle mutex = makeMutex(mutexName.c_str());
-        ASSERT_EQ(waitElsewhere(mutex, INFINITE), WAIT_OBJECT_0); // its holder dies with it
-        config();
-        EXPECT_EQ(getFile("white.txt"), "w\n");
-        ASSERT_EQ(waitElsewhere(mutex, INFINITE), WAIT_OBJECT_0);
-        EXPECT_THAT(list(WDLT_LIST_WHITE), IsEmpty());
-        EXPECT_THAT(list(WDLT_LIST_WHITE), ElementsAre("w")); // it was given back by the one that found it abandoned
-        ASSERT_EQ(waitElsewhere(mutex, INFINITE), WAIT_OBJECT_0);
-        const auto record = readLists(); // a caller of the address itself
-        EXPECT_EQ(record->dwUnreadLists, WDLT_ASPM_UNREAD | WDLT_ASPM_UNREAD_WHITE);
-        EXPECT_EQ(record->dwBlacklistCount, 1u);
-        EXPECT_EQ(write(WDLT_PROTOCOL_POP3, 0, *record), WDLT_E_FILE);
-        EXPECT_EQ(getFile("white.txt"), "w\n");
-        EXPECT_TRUE(library.logged("WriteConfig: a list that couldn't be read isn't replaced (file=white.txt)"));
-        record->dwWhitelistCount = 1;
+    const Handle mutex = makeMutex("Global\\WDPE_AspmList_Access_Mutex");
+    const auto abandon = [&] { ASSERT_EQ(waitElsewhere(mutex, INFINITE), WAIT_OBJECT_0); }; // its holder has died
+    abandon();
+    config();
+    abandon();
+    EXPECT_THAT(list(WDLT_LIST_WHITE), IsEmpty());
+    EXPECT_THAT(list(WDLT_LIST_WHITE), ElementsAre("w")); // it was given back by the one that found it abandoned
+    abandon();
+    auto record = readLists(); // a caller of the address itself
+    EXPECT_EQ(record->dwUnreadLists, WDLT_ASPM_UNREAD | WDLT_ASPM_UNREAD_WHITE);
+    EXPECT_EQ(record->dwBlacklistCount, 1u);
+    for (const std::uint32_t count : {0u, 1u}) { // unchanged, and with what was added
+        record->dwWhitelistCount = count;
         put(record->whitelist[0].szEntry, "x");
         EXPECT_EQ(write(WDLT_PROTOCOL_POP3, 0, *record), WDLT_E_FILE);
-        ASSERT_EQ(waitElsewhere(mutex, INFINITE), WAIT_OBJECT_0);
-        EXPECT_EQ(writeList(WDLT_LIST_WHITE, {"x"}), WDLT_E_FILE);
-        EXPECT_EQ(getFile("white.txt"), "w\n");
-        record->dwUnreadLists = 0; // who means it
-        EXPECT_EQ(write(WDLT_PROTOCOL_POP3, 0, *record), WDLT_OK);
-        EXPECT_EQ(getFile("white.txt"), "x\n");
-        EXPECT_EQ(getFile("black.txt"), "b\n");
     }
-    putFile("white.txt", "w\n");
-    {
-        const Handle mutex = makeMutex(mutexName.c_str());
-        ASSERT_EQ(waitFor(mutex, INFINITE), WAIT_OBJECT_0);
-        // The library would take it again in this thread.
-        std::thread([&] {
-            EXPECT_THAT(list(WDLT_LIST_WHITE), IsEmpty());
-            config();
-            EXPECT_EQ(writeList(WDLT_LIST_BLACK, {"new"}), WDLT_E_FILE);
-        }).join();
-        ReleaseMutex(mutex.get());
-    }
+    EXPECT_TRUE(library.logged("WriteConfig: a list that couldn't be read isn't replaced (file=white.txt)"));
+    abandon();
+    EXPECT_EQ(writeList(WDLT_LIST_WHITE, {"x"}), WDLT_E_FILE);
     EXPECT_EQ(getFile("white.txt"), "w\n");
+    record->dwUnreadLists = 0; // who means it
+    EXPECT_EQ(write(WDLT_PROTOCOL_POP3, 0, *record), WDLT_OK);
+    EXPECT_EQ(getFile("white.txt"), "x\n");
+    EXPECT_EQ(getFile("black.txt"), "b\n");
+
+    ASSERT_EQ(waitFor(mutex, INFINITE), WAIT_OBJECT_0);
+    // The library would take it again in this thread.
+    std::thread([&] {
+        EXPECT_THAT(list(WDLT_LIST_WHITE), IsEmpty());
+        config();
+        EXPECT_EQ(writeList(WDLT_LIST_BLACK, {"new"}), WDLT_E_FILE);
+    }).join();
+    ReleaseMutex(mutex.get());
+    EXPECT_EQ(getFile("white.txt"), "x\n");
     EXPECT_EQ(getFile("black.txt"), "b\n");
 
     // Nobody can say where the files are when they are read; when they are written it is known again.
     tree::setText("", "InstallPath", "");
-    auto record = readLists();
+    record = readLists();
     tree::setText("", "InstallPath", (home / "install").string() + "/");
     EXPECT_EQ(record->dwUnreadLists, WDLT_ASPM_UNREAD | WDLT_ASPM_UNREAD_WHITE | WDLT_ASPM_UNREAD_BLACK);
     EXPECT_EQ(write(WDLT_PROTOCOL_POP3, 0, *record), WDLT_E_FILE);
-    EXPECT_EQ(getFile("white.txt"), "w\n");
+    EXPECT_EQ(getFile("white.txt"), "x\n");
 
     // Something stands where the file should be. Without the mark, too, it stays, and the other list is stored.
     std::filesystem::remove(home / "install" / "white.txt");
@@ -246,55 +237,84 @@ TEST_F(AntiSpamLists, AListThatCouldntBeReadIsNotReplaced) {
     record = readLists();
     EXPECT_EQ(record->dwUnreadLists, WDLT_ASPM_UNREAD | WDLT_ASPM_UNREAD_WHITE);
     record->dwUnreadLists = 0xEEEEEEEE; // as a caller may leave what he doesn't know
-    record->dwLevel = 0;
     put(record->blacklist[0].szEntry, "c");
     EXPECT_EQ(write(WDLT_PROTOCOL_POP3, 0, *record), WDLT_E_FILE);
-    EXPECT_EQ(tree::number(kPopKey, "Level"), 0u);
     EXPECT_EQ(getFile("black.txt"), "c\n");
     EXPECT_TRUE(std::filesystem::is_directory(home / "install" / "white.txt"));
 }
 
+// Whichever system call of a read fails, of the first piece or the second: the whole list, or the mark and none of it.
+TEST_F(AntiSpamLists, AReadThatFailsIsNoShorterList) {
+    std::string lines;
+    for (int i = 0; i < 300; ++i)
+        lines += std::string(40, 'x') + "\n";
+    putFile("white.txt", lines);
+    for (const auto& [call, error] : {std::pair{"read", EIO}, {"open", EMFILE}}) {
+        int unread = 0;
+        for (int nth = 1; nth <= 8; ++nth) {
+            SCOPED_TRACE(testing::Message() << call << ' ' << nth);
+            WdTestFailCall(call, nth, error);
+            const auto record = readLists();
+            WdTestFailCall(call, 0, 0);
+            const bool isRead = (record->dwUnreadLists & WDLT_ASPM_UNREAD_WHITE) == 0;
+            EXPECT_EQ(record->dwWhitelistCount, isRead ? 300u : 0u);
+            EXPECT_EQ(record->whitelist[0].szEntry[0], isRead ? 'x' : '\0');
+            unread += isRead ? 0 : 1;
+        }
+        EXPECT_GE(unread, std::string(call) == "read" ? 2 : 1);
+    }
+}
+
+// No file can be made beside it: the folder is another's. Every refused call but the one that opens the file itself.
+TEST_F(AntiSpamLists, WhereNoFileCanBeMadeBesideItTheFileIsWrittenInPlace) {
+    const auto file = [&] { return statusOf(home / "install" / "white.txt").st_ino; };
+    int inPlace = 0;
+    for (int nth = 1; nth < 20; ++nth) {
+        SCOPED_TRACE(nth);
+        putFile("white.txt", "old\n");
+        const auto before = file();
+        WdTestFailCall("open", nth, EACCES);
+        const std::int32_t status = writeList(WDLT_LIST_WHITE, {"new"});
+        WdTestFailCall("open", 0, 0);
+        const std::string left = getFile("white.txt");
+        EXPECT_TRUE(left == "new\n" || (left == "old\n" && status != WDLT_OK)) << left; // or it's the other list
+        inPlace += status == WDLT_OK && file() == before ? 1 : 0;
+    }
+    EXPECT_GT(inPlace, 0);
+}
+
 TEST_F(AntiSpamLists, ListsThroughTheirFunctions) {
     ChangeListener service;
+    const auto read = [&](WdpeAspmEntry* entries, std::int32_t* count) {
+        return WDLT_CALL(library, WdltAspmReadRecordList)(WDLT_LIST_WHITE, entries, count);
+    };
+    const auto write = WDLT_CALL(library, WdltAspmWriteRecordList);
     ASSERT_EQ(writeList(WDLT_LIST_WHITE, {"a", "b", "c"}), WDLT_OK);
     ASSERT_EQ(writeList(WDLT_LIST_BLACK, {"x"}), WDLT_OK);
     EXPECT_THAT(service.heard(), ElementsAre(kListsChange, kListsChange));
-    EXPECT_THAT(list(WDLT_LIST_WHITE), ElementsAre("a", "b", "c"));
     EXPECT_THAT(list(WDLT_LIST_BLACK), ElementsAre("x"));
-    const auto read = WDLT_CALL(library, WdltAspmReadRecordList);
-    std::int32_t count = -5;
-    EXPECT_EQ(read(WDLT_LIST_WHITE, nullptr, &count), WDLT_OK);
-    EXPECT_EQ(count, 3);
-    EXPECT_TRUE(library.logged("CFuncAspm::RecordListRead(): OUT: count=3"));
-    auto some = entriesOf({"untouched", "untouched", "untouched"});
-    count = 2;
-    EXPECT_EQ(read(WDLT_LIST_WHITE, some.data(), &count), WDLT_OK);
-    EXPECT_EQ(count, 2);
-    EXPECT_THAT(textsOf(some.data(), 3), ElementsAre("a", "b", "untouched"));
-    EXPECT_EQ(read(2, some.data(), &count), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_EQ(read(WDLT_LIST_WHITE, some.data(), nullptr), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_TRUE(library.logged("CFuncAspm::RecordListRead(): Unknown list type: 2"));
+    expectReadAsFarAsThereIsRoom(
+        read, WdpeAspmEntry{"untouched"}, [](const auto& stored) { return stored.szEntry; }, Texts{"a", "b", "c"});
 
-    const auto write = WDLT_CALL(library, WdltAspmWriteRecordList);
-    EXPECT_EQ(write(WDLT_LIST_WHITE, nullptr, 0), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_EQ(write(0xFFFFFFFF, some.data(), 1), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_EQ(write(WDLT_LIST_WHITE, some.data(), -1), WDLT_E_INVALID_ARGUMENT);
+    WdpeAspmEntry entry{"new"};
+    std::int32_t count = 1;
+    EXPECT_EQ(WDLT_CALL(library, WdltAspmReadRecordList)(2, &entry, &count), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_EQ(write(0xFFFFFFFF, &entry, 1), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_EQ(write(WDLT_LIST_WHITE, &entry, -1), WDLT_E_INVALID_ARGUMENT);
     EXPECT_EQ(writeList(WDLT_LIST_WHITE, Texts(501, "e")), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_TRUE(library.logged("CFuncAspm::RecordListWrite(): Invalid parameter NULL"));
-    EXPECT_TRUE(library.logged("CFuncAspm::RecordListWrite(): Unknown list type: -1"));
-    EXPECT_TRUE(library.logged("CFuncAspm::RecordListWrite(): count 501 exceeds the maximum"));
     EXPECT_EQ(writeList(WDLT_LIST_WHITE, {std::string(256, 'e')}), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_TRUE(library.logged("CFuncAspm::RecordListWrite(): Failed to write config: -3"));
     EXPECT_THAT(service.heard(), IsEmpty());
     EXPECT_EQ(getFile("white.txt"), "a\nb\nc\n");
     EXPECT_EQ(writeList(WDLT_LIST_WHITE, Texts(500, std::string(255, 'e'))), WDLT_OK);
     EXPECT_EQ(list(WDLT_LIST_WHITE), Texts(500, std::string(255, 'e')));
     tree::setText(kPopKey, "High", "");
-    EXPECT_EQ(read(WDLT_LIST_WHITE, nullptr, &count), WDLT_E_REGISTRY);
+    EXPECT_EQ(read(&entry, &count), WDLT_E_REGISTRY);
     EXPECT_EQ(writeList(WDLT_LIST_WHITE, {"a"}), WDLT_E_REGISTRY);
-    EXPECT_TRUE(library.logged("CFuncAspm::RecordListRead(): Failed to read config: -9"));
-    EXPECT_TRUE(library.logged("CFuncAspm::RecordListWrite(): Failed to read config: -9"));
     EXPECT_THAT(service.heard().size(), 1u);
+    for (const char* const line : {"Read(): Unknown list type: 2", "Write(): Unknown list type: -1",
+                                   "Write(): count 501 exceeds the maximum", "Write(): Failed to write config: -3",
+                                   "Read(): Failed to read config: -9", "Write(): Failed to read config: -9"})
+        EXPECT_TRUE(library.logged(std::string("CFuncAspm::RecordList").append(line))) << line;
 }
 
 } // namespace

@@ -10,9 +10,7 @@
 
 #include <algorithm>
 #include <iterator>
-#include <memory>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -163,10 +161,6 @@ TEST_F(DrsRules, AsMuchAsThereIsRoomFor) {
         for (std::size_t i = 0; i < items.size(); ++i)
             EXPECT_EQ(items[i].Index, i < c.filled.size() ? c.filled[i] : 99u) << c.room;
     }
-    EXPECT_EQ(WDLT_CALL(library, WdltGetAllDRSWhiteListItem)(nullptr, nullptr), WDLT_E_INVALID_ARGUMENT);
-    const RegistryRefusal refusal("RegOpenKeyEx", "WhiteList");
-    EXPECT_EQ(get(nullptr, count), WDLT_E_GENERAL);
-    EXPECT_TRUE(library.logged("CFuncDRSCfg::GetAllWhiteListItem: Cannot open whitelist key"));
 }
 
 // A key's name may be longer than a rule's; the rules behind it are there all the same.
@@ -209,87 +203,88 @@ TEST_F(DrsRules, WhatIsRefusedChangesNothing) {
     ASSERT_EQ(service.heard(), 1);
     const std::string before = dumpTree();
     const std::u16string filled(300, u'f');
-    struct Case {
+    const struct {
         WdltDrsWhiteListItem item;
-        const char* line;
-    };
-    const Case cases[] = {
-        {itemOf(0, u"new"), "Invalid index:0"},
-        {itemOf(1001, u"new"), "Invalid index:1001"},
-        {itemOf(0xFFFFFFFF, u"new"), "Invalid index:-1"},
-        {itemOf(8, filled), "Invalid rule name"},
-        {itemOf(8, u""), "Invalid rule name"},
-        {itemOf(8, u"a\\b"), "Invalid rule name"},
-        {itemOf(8, u"new", filled), "Invalid image path"},
-        {itemOf(8, u"new", u"", filled), "Invalid domain name"},
+        const char* line; // behind the operation's name
+    } cases[] = {
+        {itemOf(0, u"new"), ": Invalid index:0"},
+        {itemOf(1001, u"new"), ": Invalid index:1001"},
+        {itemOf(0xFFFFFFFF, u"new"), ": Invalid index:-1"},
+        {itemOf(8, filled), ": Invalid rule name"},
+        {itemOf(8, u""), ": Invalid rule name"},
+        {itemOf(8, u"a\\b"), ": Invalid rule name"},
+        {itemOf(8, u"new", filled), ": Invalid image path"},
+        {itemOf(8, u"new", u"", filled), ": Invalid domain name"},
         {itemOf(8, u"Rule"), " error: rule name exist: Rule"},
         {itemOf(8, u"rULE"), " error: rule name exist: rULE"},
         {itemOf(8, u"out"), " error: rule name exist: out"},
         {itemOf(7, u"new"), " error: Duplicate index: 7"},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
+        clearLog();
         EXPECT_EQ(add(c.item), WDLT_E_INVALID_ARGUMENT) << c.line;
-        const char* const colon = c.line[0] == ' ' ? "" : ": ";
-        EXPECT_TRUE(library.logged(std::string("CFuncDRSCfg::AddWhiteListItem").append(colon).append(c.line)))
-            << c.line;
+        EXPECT_TRUE(library.logged(std::string("CFuncDRSCfg::AddWhiteListItem").append(c.line))) << c.line;
         EXPECT_EQ(dumpTree(), before) << c.line;
     }
-    EXPECT_EQ(WDLT_CALL(library, WdltAddDRSWhiteListItem)(nullptr), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_TRUE(library.logged("CFuncDRSCfg::AddWhiteListItem: pItem is NULL"));
     EXPECT_EQ(service.heard(), 0);
     EXPECT_EQ(add(itemOf(9, u"new")), WDLT_OK);
 }
 
-// Each value is written whatever became of the one before it.
-TEST_F(DrsRules, AFailingWriteLeavesHalfARule) {
-    DrsService service;
-    const struct {
-        const char* value;
-        const char* line;
-    } cases[] = {
-        {"Index", "write index failed."},
-        {"ProcessImageName", "write process image name failed."},
-        {"DomainName", "write domain name failed."},
-    };
-    for (const auto& c : cases) {
-        layOutWebTree();
-        const RegistryRefusal refusal("RegSetValueEx", c.value);
-        EXPECT_EQ(add(itemOf(5, u"R")), WDLT_E_GENERAL);
-        EXPECT_TRUE(library.logged(std::string("CFuncDRSCfg::AddWhiteListItem: ").append(c.line)));
-        for (const auto& other : cases)
-            EXPECT_EQ(tree::get(ruleKey("R"), other.value).has_value(), other.value != c.value) << c.line;
-    }
-    layOutWebTree();
-    {
-        const RegistryRefusal refusal("RegOpenKeyEx", "WhiteList");
-        EXPECT_EQ(add(itemOf(5, u"R")), WDLT_E_GENERAL); // an index that can't be compared isn't taken
-    }
-    EXPECT_TRUE(library.logged("GetAllWhiteListItem failed.(-1)"));
-    EXPECT_FALSE(tree::keyExists(kDrsKey));
-    EXPECT_EQ(service.heard(), 0);
-}
-
 TEST_F(DrsRules, RulesAreDeletedByIndexOrAll) {
     DrsService service;
-    EXPECT_EQ(remove(0), WDLT_OK);
-    EXPECT_EQ(remove(1), WDLT_OK);
+    for (const std::uint32_t index : {0u, 1u})
+        EXPECT_EQ(remove(index), WDLT_OK);
     EXPECT_EQ(service.heard(), 0); // no list, no signal
     EXPECT_FALSE(tree::keyExists(kDrsKey));
-
+    const struct {
+        std::uint32_t index;
+        std::vector<std::string> left;
+    } cases[] = {
+        {99, {"0", "a", "b", "c", "d", "e"}},
+        {6, {"0", "a", "c", "d", "e"}}, // the first of the two, with what lies under it
+        {2000, {"0", "a", "c", "e"}},
+        {0, {}},
+    };
     ASSERT_EQ(WDLT_CALL(library, WdltEnableDRSWhiteList)(1, 3), WDLT_OK);
     tree::setNumber(ruleKey("0"), "Other", 1); // no index: passed over
     for (const auto& [rule, index] : {std::pair("a", 5u), {"b", 6u}, {"c", 6u}, {"d", 2000u}, {"e", 7u}})
         tree::setNumber(ruleKey(rule), "Index", index);
     tree::setNumber(ruleKey("b\\below\\deeper"), "x", 1);
     service.heard();
-    EXPECT_EQ(remove(99), WDLT_OK);
-    EXPECT_EQ(service.heard(), 1);
-    EXPECT_EQ(remove(6), WDLT_OK); // the first of the two, with what lies under it
-    EXPECT_THAT(tree::subkeys(tree::path(kWhiteListKey)), ElementsAre("0", "a", "c", "d", "e"));
-    EXPECT_EQ(remove(2000), WDLT_OK);
-    EXPECT_THAT(tree::subkeys(tree::path(kWhiteListKey)), ElementsAre("0", "a", "c", "e"));
-    service.heard();
+    for (const auto& c : cases) {
+        EXPECT_EQ(remove(c.index), WDLT_OK);
+        EXPECT_EQ(service.heard(), 1);
+        EXPECT_EQ(tree::subkeys(tree::path(kWhiteListKey)), c.left) << c.index;
+    }
+    EXPECT_EQ(tree::number(kWhiteListKey, "UseWhiteList"), 1u);
+    EXPECT_EQ(tree::number(kWhiteListKey, "Option"), 3u);
+}
 
+// An index that can't be compared isn't taken; what can't be deleted holds up nothing else.
+TEST_F(DrsRules, WhenTheListCantBeHad) {
+    DrsService service;
+    for (const auto& [rule, index] : {std::pair("a", 5u), {"c", 6u}})
+        tree::setNumber(ruleKey(rule), "Index", index);
+    std::int32_t count = 7;
+    {
+        const RegistryRefusal refusal("RegOpenKeyEx", "WhiteList");
+        EXPECT_EQ(add(itemOf(7, u"R")), WDLT_E_GENERAL);
+        EXPECT_EQ(remove(6), WDLT_E_GENERAL);
+        EXPECT_EQ(get(nullptr, count), WDLT_E_GENERAL);
+        for (const char* const line :
+             {"GetAllWhiteListItem failed.(-1)", "CFuncDRSCfg::DeleteWhiteListItem: Cannot open whitelist key",
+              "CFuncDRSCfg::GetAllWhiteListItem: Cannot open whitelist key"})
+            EXPECT_TRUE(library.logged(line)) << line;
+    }
+    {
+        const FailingEnumeration failing;
+        EXPECT_EQ(get(nullptr, count), WDLT_E_GENERAL);
+        for (const std::uint32_t index : {0u, 6u})
+            EXPECT_EQ(remove(index), WDLT_E_GENERAL);
+        EXPECT_TRUE(library.logged("CFuncDRSCfg::DeleteWhiteListItem: Cannot enumerate whitelist key (lRet=1015)"));
+    }
+    EXPECT_EQ(count, 7);
+    EXPECT_EQ(service.heard(), 0);
     {
         const RegistryRefusal refusal("RegDeleteKey", "c");
         EXPECT_EQ(remove(6), WDLT_E_GENERAL);
@@ -299,29 +294,9 @@ TEST_F(DrsRules, RulesAreDeletedByIndexOrAll) {
         EXPECT_TRUE(library.logged("CFuncDRSCfg::DeleteWhiteListItem: delete c failed."));
     }
     EXPECT_THAT(tree::subkeys(tree::path(kWhiteListKey)), ElementsAre("c"));
-    {
-        const FailingEnumeration failing;
-        std::int32_t count = 7;
-        EXPECT_EQ(WDLT_CALL(library, WdltGetAllDRSWhiteListItem)(nullptr, &count), WDLT_E_GENERAL);
-        EXPECT_EQ(count, 7);
-        for (const std::uint32_t index : {0u, 6u})
-            EXPECT_EQ(remove(index), WDLT_E_GENERAL);
-        EXPECT_TRUE(library.logged("CFuncDRSCfg::DeleteWhiteListItem: Cannot enumerate whitelist key (lRet=1015)"));
-    }
-    {
-        const FailingCommit failing;
-        EXPECT_EQ(remove(0), WDLT_E_GENERAL);
-    }
+    const FailingCommit failing;
+    EXPECT_EQ(remove(0), WDLT_E_GENERAL);
     EXPECT_EQ(service.heard(), 0);
-    tree::setNumber(ruleKey("c"), "Index", 6);
-    EXPECT_EQ(remove(0), WDLT_OK);
-    EXPECT_THAT(tree::subkeys(tree::path(kWhiteListKey)), IsEmpty());
-    EXPECT_EQ(tree::number(kWhiteListKey, "UseWhiteList"), 1u);
-    EXPECT_EQ(tree::number(kWhiteListKey, "Option"), 3u);
-
-    const RegistryRefusal refusal("RegOpenKeyEx", "WhiteList");
-    EXPECT_EQ(remove(1), WDLT_E_GENERAL);
-    EXPECT_TRUE(library.logged("CFuncDRSCfg::DeleteWhiteListItem: Cannot open whitelist key"));
 }
 
 TEST_F(DrsRules, AFullListTakesOneOfEachIndex) {
@@ -337,25 +312,6 @@ TEST_F(DrsRules, AFullListTakesOneOfEachIndex) {
     EXPECT_EQ(add(itemOf(500, u"one more")), WDLT_OK);
     EXPECT_EQ(remove(0), WDLT_OK);
     EXPECT_THAT(indexes(), IsEmpty());
-}
-
-// Rules of two callers: the lock holds one back until the other's index is stored.
-TEST_F(DrsRules, TwoCallersNeverTakeTheSameIndex) {
-    std::atomic<int> added{0};
-    {
-        std::vector<std::jthread> callers;
-        for (const std::u16string name : {u"a", u"b", u"c"})
-            callers.emplace_back([&, name] {
-                for (std::uint32_t index = 1; index <= 6; ++index)
-                    if (add(itemOf(index, name + static_cast<char16_t>(u'0' + index))) == WDLT_OK)
-                        ++added;
-            });
-    }
-    EXPECT_EQ(added, 6);
-    std::vector<std::uint32_t> found = indexes();
-    std::ranges::sort(found);
-    EXPECT_THAT(found, ElementsAre(1, 2, 3, 4, 5, 6));
-    EXPECT_EQ(tree::subkeys(tree::path(kWhiteListKey)).size(), 6u);
 }
 
 } // namespace

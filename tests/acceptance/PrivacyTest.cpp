@@ -1,18 +1,13 @@
-// Privacy items and exclusions as callers of the library have them: lists of any length, what a bad one gives, what the
-// service hears, and the file that comes of it.
+// The lists of privacy items and exclusions: what is stored where, limits, what bad input and settings give, who is
+// told, and how accesses keep each other out.
 #include "FakeService.h"
-#include "FreshLog.h"
-#include "LoadedLibrary.h"
-#include "PrivacyFiles.h"
-#include "TimeScale.h"
-
-#include <wdltcfg/addresses.h>
-#include <wdltcfg/status.h>
-#include <wdltcfg/wdltcfg.h>
+#include "ListReads.h"
+#include "PrivacyLists.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
+#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,141 +19,374 @@ using testing::IsEmpty;
 
 constexpr Change kPrivacyChange{0, WDLT_SCAN_PRIVACY};
 
-class PrivacyFamily : public PrivacyTest {
+class PrivacyItems : public PrivacyLists {
   protected:
-    PrivacyFamily() { std::filesystem::create_directories(at("temp")); }
-
-    std::int32_t write(const std::vector<PrivacyViewItem>& items) {
+    std::int32_t writeAll(const std::vector<PrivacyViewItem>& items) {
         return WDLT_CALL(library, WdltPdpWriteItemList)(items.data(), static_cast<std::int32_t>(items.size()));
     }
-    std::int32_t write(const std::vector<PrivacyExclusionItem>& items) {
+    std::int32_t writeAll(const std::vector<PrivacyExclusionItem>& items) {
         return WDLT_CALL(library, WdltPdpWriteExItemList)(items.data(), static_cast<std::int32_t>(items.size()));
     }
-    std::int32_t count() {
-        std::int32_t stored = -1;
-        EXPECT_EQ(WDLT_CALL(library, WdltPdpReadItemList)(nullptr, &stored), WDLT_OK);
-        return stored;
-    }
-
-    const TimeScale patient{"0.1"};
-    const FreshLog log;
-    LoadedLibrary library{LoadedLibrary::withLog};
 };
 
-TEST_F(PrivacyFamily, ItemsAreReadAsFarAsThereIsRoom) {
-    ChangeListener service;
-    ASSERT_EQ(write({item(3, "4711"), item(31, ""), item(7, "0815")}), WDLT_OK);
-    EXPECT_THAT(service.heard(), ElementsAre(kPrivacyChange));
-    EXPECT_EQ(get(kDatabase).substr(64), record(0, 3, WDLT_CHARSET_US_ASCII, "4711") +
-                                             record(1, 7, WDLT_CHARSET_US_ASCII, "0815") + exclusionHeader(0, 0));
-    const auto read = WDLT_CALL(library, WdltPdpReadItemList);
-    EXPECT_EQ(count(), 3);
-    EXPECT_TRUE(library.logged("CFuncPdp::ItemListRead(): OUT: count=3"));
-    std::vector<PrivacyViewItem> items(6, item(9, "untouched"));
-    std::int32_t room = 5;
-    EXPECT_EQ(read(items.data(), &room), WDLT_OK);
-    EXPECT_EQ(room, 3);
-    EXPECT_STREQ(items[2].szPrivacyData, "0815");
-    EXPECT_STREQ(items[3].szPrivacyData, "untouched");
-    items.assign(2, item(9, "untouched"));
-    room = 1;
-    EXPECT_EQ(read(items.data(), &room), WDLT_OK);
-    EXPECT_EQ(room, 1);
-    EXPECT_EQ(items[0].dwItemIndex, 3u);
-    EXPECT_STREQ(items[1].szPrivacyData, "untouched");
-    room = -1;
-    EXPECT_EQ(read(items.data(), &room), WDLT_OK);
-    EXPECT_EQ(read(items.data(), nullptr), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_EQ(WDLT_CALL(library, WdltPdpWriteItemList)(items.data(), 0), WDLT_OK);
-    EXPECT_EQ(count(), 0);
-    EXPECT_THAT(service.heard(), ElementsAre(kPrivacyChange));
+TEST_F(PrivacyItems, ItemsAreKeptByTheirPlace) {
+    PrivacyViewItem longest = item(3, std::string(47, 'd'), std::string(35, 'n'));
+    privacy_files::put(longest.szDescription, std::string(67, 'D'));
+    ASSERT_EQ(writeItems({longest, item(31, ""), item(0, "x"), item(1, "y")}), WDLT_OK);
+    EXPECT_EQ(tree::number(kKey, "ItemIndex00"), 3u);
+    EXPECT_EQ(tree::number(kKey, "ScanTarget01"), 310u);
+    EXPECT_EQ(tree::storedText(kKey, "ItemName02"), std::string("name\0", 5));
+    EXPECT_EQ(tree::get(kKey, "PrivacyData00")->type, DWORD{REG_BINARY});
+    EXPECT_EQ(tree::get(kKey, "PrivacyData00")->data, message(std::string(32, 'd'))); // the rest is searched for alone
+    EXPECT_EQ(tree::get(kKey, "PrivacyData01")->data, message(std::string(32, '\0')));
+    EXPECT_EQ(patternOf(readSearch().items[0]), std::string(47, 'd'));
+    const auto list = readItems();
+    ASSERT_EQ(list.status, WDLT_OK);
+    EXPECT_EQ(list.head.dwItemEntryCount, 4u);
+    EXPECT_STREQ(list.head.szBackUpDBName, "pdp.bak");
+    privacy_files::put(longest.szPrivacyData, std::string(32, 'd'));
+    EXPECT_EQ(std::memcmp(&list.items.at(0), &longest, sizeof longest), 0);
+    EXPECT_STREQ(list.items.at(2).szPrivacyData, "x");
+
+    ASSERT_EQ(writeItems({item(9, "z"), item(8, "y")}), WDLT_OK); // a shorter list leaves nothing behind
+    EXPECT_EQ(state().values.size(), 1u + 2 * 5);
+    EXPECT_EQ(tree::number(kKey, "ItemIndex01"), 8u);
+    ASSERT_EQ(writeItems({}), WDLT_OK);
+    EXPECT_EQ(state().values.size(), 1u);
+    EXPECT_EQ(get(kDatabase).substr(56), number(0) + number(0) + exclusionHeader(0, 0));
 }
 
-TEST_F(PrivacyFamily, ABadListChangesNothing) {
-    ASSERT_EQ(write({item(1, "old")}), WDLT_OK);
+TEST_F(PrivacyItems, ListsAreReadAsFarAsThereIsRoom) {
+    ChangeListener service;
+    ASSERT_EQ(writeAll(std::vector{item(3, "4711"), item(31, ""), item(7, "0815")}), WDLT_OK);
+    ASSERT_EQ(writeAll(std::vector{exclusionItem(5, "a"), exclusionItem(4, "b"), exclusionItem(2, "c")}), WDLT_OK);
+    EXPECT_THAT(service.heard(), ElementsAre(kPrivacyChange, kPrivacyChange));
+    expectReadAsFarAsThereIsRoom(
+        WDLT_CALL(library, WdltPdpReadItemList), item(9, ""), [](const auto& read) { return read.dwItemIndex; },
+        std::vector{3u, 31u, 7u});
+    expectReadAsFarAsThereIsRoom(
+        WDLT_CALL(library, WdltPdpReadExItemList), exclusionItem(9, ""),
+        [](const auto& read) { return read.dwExclusionId; }, std::vector{5u, 4u, 2u});
+}
+
+TEST_F(PrivacyItems, SizesAreToldBeforeAnythingIsLookedAt) {
+    const Handle somebody = makeMutex(kPresence);
+    std::uint64_t size = 0;
+    EXPECT_EQ(readInto(WDLT_CONFIG_PRIVACY_ITEMS, nullptr, size), WDLT_E_BUFFER_SIZE); // by the settings alone
+    EXPECT_EQ(size, 32u * 160 + 60);
+    for (const auto& [mask, charSets] : {std::pair{0x80000007u, 3u}, {0x80000000u, 0u}, {0xFFFFFFFFu, 31u}}) {
+        size = 0;
+        tree::setNumber(kKey, "CharSetEntry", mask);
+        EXPECT_EQ(readInto(WDLT_CONFIG_PRIVACY_SEARCH, nullptr, size), WDLT_E_BUFFER_SIZE);
+        EXPECT_EQ(size, charSets * 32u * 140 + 64);
+    }
+    size = 0;
+    EXPECT_EQ(readInto(WDLT_CONFIG_PRIVACY_EXCLUSIONS, nullptr, size), WDLT_E_GENERAL); // the file knows
+    expectLine("*** CEnginePDPCommon::ReadConfig() - Failed to CheckGlobalMutex().");
+}
+
+TEST_F(PrivacyItems, ReadsThatCantBe) {
+    std::vector<char> buffer(10000);
+    std::uint64_t size = 100;
+    EXPECT_EQ(readInto(1, nullptr, size), WDLT_E_INVALID_ARGUMENT);
+    for (const std::uint64_t type : {std::uint64_t{0}, std::uint64_t{4}, std::uint64_t{1} << 32 | 1}) {
+        size = buffer.size();
+        EXPECT_EQ(readInto(type, buffer.data(), size), WDLT_E_INVALID_ARGUMENT);
+    }
+    for (const std::uint64_t room : {7u, 8u}) {
+        size = room;
+        EXPECT_EQ(readInto(3, buffer.data(), size), room < 8 ? WDLT_E_BUFFER_SIZE : WDLT_OK);
+        EXPECT_EQ(size, 8u);
+    }
+}
+
+// Each value of the settings, missing or wrong; what a read of both lists gives, and a write of items.
+TEST_F(PrivacyItems, SettingsHaveNoDefaults) {
+    constexpr std::int32_t kMissing = WDLT_E_NOT_FOUND;
+    constexpr std::int32_t kGeneral = WDLT_E_GENERAL;
+    const struct {
+        const char* name;
+        std::optional<std::string> data; // none: the value is missing
+        DWORD type;
+        std::int32_t items, exclusions, writes;
+        const char* line;
+    } cases[] = {
+        {"CharSetEntry", {}, 0, kGeneral, WDLT_OK, WDLT_OK, "Failed to ReadValue() for charset entry. lRtnSts=-16"},
+        {"ExtCharSetEntry", {}, 0, kGeneral, WDLT_OK, WDLT_OK, "for charset extended entry. lRtnSts=-16"},
+        {"DefaultCharSet", {}, 0, kGeneral, WDLT_OK, WDLT_OK, "for default charset. lRtnSts=-16"},
+        {"AccessRetryCount", {}, 0, kGeneral, kGeneral, kGeneral, "for retry access count of DB. lRtnSts=-16"},
+        {"AccessWaitTime", {}, 0, kGeneral, kGeneral, kGeneral, "for retry access wait time of DB. lRtnSts=-16"},
+        {"ItemEntryMax", {}, 0, kMissing, kMissing, kMissing, "of max count of item entry. lRtnSts=-16"},
+        {"ItemEntryMax", number(0), REG_DWORD, kGeneral, kGeneral, WDLT_OK, "dwRegValue was invalid value."},
+        {"ItemEntryCount", {}, 0, kGeneral, WDLT_OK, kMissing, "of old count of item entry. lRtnSts=-16"},
+        {"ItemEntryCount", number(33), REG_DWORD, kGeneral, WDLT_OK, kMissing,
+         "There are more items than max. Count=33, MaxCount=32"},
+        {"ItemEntryCount", number(1), REG_DWORD, kMissing, WDLT_OK, kMissing,
+         "Failed to ReadValue() for item index. lRtnSts=-16, entry name=ItemIndex00"},
+        {"DataBaseName",
+         {},
+         0,
+         kGeneral,
+         kMissing,
+         kMissing,
+         "OpenDatabaseToRead() - Failed to ReadValue() for Database name"},
+        {"DataBaseName", "fifteen bytes!!", REG_SZ, kGeneral, WDLT_E_BUFFER_SIZE, WDLT_E_BUFFER_SIZE,
+         "OpenDatabaseToRead() - Failed to ReadValue() for Database name"},
+        {"BackUpDBName", {}, 0, kGeneral, WDLT_OK, WDLT_OK, "for backup Database name. lRtnSts=-16"},
+        {"ExclusionItemMax", "12345", REG_BINARY, WDLT_OK, WDLT_E_BUFFER_SIZE, WDLT_OK, "lRtnSts=-2"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.name << ' ' << c.data.value_or("missing"));
+        settings(control());
+        tree::deleteValue(kKey, "ExclusionItemMax");
+        if (c.data)
+            tree::set(kKey, c.name, c.type, c.data->data(), static_cast<DWORD>(c.data->size()));
+        else
+            tree::deleteValue(kKey, c.name);
+        EXPECT_EQ(readItems().status, c.items);
+        EXPECT_EQ(readExclusions().status, c.exclusions);
+        EXPECT_EQ(writeItems({}), c.writes);
+        expectLine(c.line);
+    }
+}
+
+TEST_F(PrivacyItems, StoredItemsThatAreDamaged) {
+    const struct {
+        const char* name;
+        DWORD type;
+        std::string data;
+        std::int32_t status;
+        const char* line; // null: no error
+    } cases[] = {
+        {"ItemIndex00", REG_BINARY, "12345", WDLT_E_BUFFER_SIZE, "for item index. lRtnSts=-2"},
+        {"ItemName00", REG_SZ, std::string(36, 'x'), WDLT_E_BUFFER_SIZE, "for item name. lRtnSts=-2"},
+        {"ItemName00", REG_SZ, "unterminated", WDLT_OK, nullptr},
+        {"Description00", REG_SZ, std::string(69, 'x'), WDLT_E_BUFFER_SIZE, "for description. lRtnSts=-2"},
+        {"PrivacyData00", REG_BINARY, std::string(48, 'x'), WDLT_E_GENERAL, "Failed to decrypt data. err=-7"},
+        {"PrivacyData00", REG_BINARY, std::string(47, 'x'), WDLT_E_GENERAL, "Failed to decrypt data. err=-7"},
+        {"PrivacyData00", REG_BINARY, std::string(64, 'x'), WDLT_E_BUFFER_SIZE, "for privacy data. lRtnSts=-2"},
+        {"PrivacyData00", REG_BINARY, message("short"), WDLT_OK, nullptr},
+        {"PrivacyData00", REG_BINARY, message(std::string(47, 'l')), WDLT_OK, nullptr},
+        {"PrivacyData00", REG_BINARY, "", WDLT_OK, nullptr},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name + std::string(" of ") + std::to_string(c.data.size()));
+        settings(control());
+        ASSERT_EQ(writeItems({item(1, "x")}), WDLT_OK);
+        tree::set(kKey, c.name, c.type, c.data.data(), static_cast<DWORD>(c.data.size()));
+        clearLog();
+        const auto list = readItems();
+        EXPECT_EQ(list.status, c.status);
+        for (const PrivacyViewItem& read : list.items)
+            EXPECT_LE(strnlen(read.szPrivacyData, sizeof read.szPrivacyData), 32u);
+        expectLine(c.line);
+    }
+}
+
+// What a caller may put together wrongly: nothing is touched, not even a backup made, and nobody told.
+TEST_F(PrivacyItems, BadItemsChangeNothing) {
+    using Head = PrivacyControlData;
+    using Items = std::vector<PrivacyViewItem>;
+    const auto fill = [](auto& field) { std::memset(field, 'f', sizeof field); };
+    const struct {
+        const char* what;
+        std::function<void(Head&, Items&)> forge;
+        std::int32_t status;
+        const char* line;
+    } cases[] = {
+        {"a count too large", [](Head& head, Items&) { head.dwItemEntryCount = 3; }, WDLT_E_BUFFER_SIZE,
+         "specified write size was not match. _size=380, sizeRead=540"},
+        {"a count too small", [](Head& head, Items&) { head.dwItemEntryCount = 1; }, WDLT_E_BUFFER_SIZE,
+         "specified write size was not match. _size=380, sizeRead=220"},
+        {"a wild count", [](Head& head, Items&) { head.dwItemEntryCount = 0xFFFFFFFF; }, WDLT_E_BUFFER_SIZE,
+         "specified write size was not match. _size=380, sizeRead="},
+        {"more than there may be",
+         [](Head& head, Items& items) {
+             items.resize(33);
+             head.dwItemEntryCount = 33;
+         },
+         WDLT_E_INVALID_ARGUMENT, "Trying to write more items than max. Count=33, MaxCount=32"},
+        {"a large index", [](Head&, Items& items) { items[1].dwItemIndex = 32; }, WDLT_E_INVALID_ARGUMENT,
+         "Item index was too big. Index=32"},
+        {"an index twice", [](Head&, Items& items) { items[1].dwItemIndex = 0; }, WDLT_E_INVALID_ARGUMENT,
+         "Item index has duplication. Index=0"},
+        {"an endless name", [&](Head&, Items& items) { fill(items[1].szItemName); }, WDLT_E_INVALID_ARGUMENT,
+         "Item text has no terminator. Index=5"},
+        {"an endless description", [&](Head&, Items& items) { fill(items[0].szDescription); }, WDLT_E_INVALID_ARGUMENT,
+         "Item text has no terminator. Index=0"},
+    };
+    ASSERT_EQ(writeItems({item(1, "old"), item(2, "older")}), WDLT_OK);
     ChangeListener service;
     const State before = state();
-    const auto writeItems = WDLT_CALL(library, WdltPdpWriteItemList);
-    const std::vector<PrivacyViewItem> many(33, item(1, "x"));
-    EXPECT_EQ(writeItems(nullptr, 1), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_TRUE(library.logged("CFuncPdp::ItemListWrite(): Invalid parameter NULL"));
-    EXPECT_EQ(writeItems(many.data(), 33), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_TRUE(library.logged("CFuncPdp::ItemListWrite(): count 33 exceeds the maximum 32"));
-    EXPECT_EQ(writeItems(many.data(), -1), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_EQ(write({item(1, "x"), item(1, "y")}), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_TRUE(library.logged("CFuncPdp::ItemListWrite(): Failed to write config: -3"));
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        Head head = control();
+        Items items{item(0, "new"), item(5, "newer")};
+        head.dwItemEntryCount = 2;
+        c.forge(head, items);
+        EXPECT_EQ(write(WDLT_CONFIG_PRIVACY_ITEMS, bufferOf<Head, PrivacyViewItem>(head, items)), c.status);
+        EXPECT_EQ(state(), before);
+        expectLine(c.line);
+    }
+    for (const auto& [database, backup] : {std::pair{std::string(20, 'f'), "pdp.bak"},
+                                           {"pdp.db", "an endless name of a backup"},
+                                           {"../pdp.db", "pdp.bak"},
+                                           {"pdp.db", "x\\pdp.bak"},
+                                           {"pdp.db", "pdp.db"}}) {
+        SCOPED_TRACE(database + " and " + backup);
+        Head head = control();
+        (database + '\0').copy(head.szDataBaseName, sizeof head.szDataBaseName);
+        (std::string(backup) + '\0').copy(head.szBackUpDBName, sizeof head.szBackUpDBName);
+        EXPECT_EQ(writeItems({}, head), WDLT_E_INVALID_ARGUMENT);
+        EXPECT_EQ(state(), before);
+        expectLine("Database names were invalid.");
+    }
+    std::vector<char> none(60);
+    for (const std::uint64_t type : {std::uint64_t{2}, std::uint64_t{4}, std::uint64_t{1} << 32})
+        EXPECT_EQ(write(type, none), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_EQ(write(WDLT_CONFIG_PRIVACY_ITEMS, none), WDLT_E_BUFFER_SIZE); // one byte short
+    const std::vector many(33, item(1, "x"));
+    EXPECT_EQ(WDLT_CALL(library, WdltPdpWriteItemList)(many.data(), -1), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_EQ(writeAll(many), WDLT_E_INVALID_ARGUMENT);
+    expectLine("CFuncPdp::ItemListWrite(): count 33 exceeds the maximum 32");
     EXPECT_EQ(state(), before);
-    tree::setNumber(kKey, "CharSetEntry", WDLT_CHARSET_ISO_8859_1);
-    EXPECT_EQ(write({item(1, "\xE6\x97\xA5")}), WDLT_E_CHARSET);
-    EXPECT_EQ(state().database, before.database);
-    EXPECT_EQ(state().values, before.values);
-
-    const std::vector<PrivacyExclusionItem> tooMany(101, exclusionItem(1, "x"));
-    EXPECT_EQ(write(tooMany), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_TRUE(library.logged("CFuncPdp::ExItemListWrite(): count 101 exceeds the maximum 100"));
-    EXPECT_EQ(write({exclusionItem(1, "x", 8)}), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_EQ(WDLT_CALL(library, WdltPdpWriteExItemList)(nullptr, 0), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_EQ(state().database, before.database);
     EXPECT_THAT(service.heard(), IsEmpty());
-    tree::deleteValue(kKey, "DefaultCharSet"); // what can't be read can't be written over
-    EXPECT_EQ(write({item(2, "x")}), WDLT_E_GENERAL);
-    EXPECT_TRUE(library.logged("CFuncPdp::ItemListWrite(): Failed to read config: -1"));
+    EXPECT_EQ(write(WDLT_CONFIG_DEFAULT, bufferOf(control(), {item(0, "new")})), WDLT_OK); // as items
+    EXPECT_NE(state(), before);
 }
 
-TEST_F(PrivacyFamily, ExclusionsComeBackWhole) {
-    ASSERT_EQ(write({item(1, "kept")}), WDLT_OK);
-    ChangeListener service;
-    const std::string longest(2083, 'l');
-    ASSERT_EQ(write({exclusionItem(5, longest), exclusionItem(4, "*.example.com/*")}), WDLT_OK);
-    EXPECT_THAT(service.heard(), ElementsAre(kPrivacyChange));
-    const auto read = WDLT_CALL(library, WdltPdpReadExItemList);
-    std::int32_t room = 0;
-    EXPECT_EQ(read(nullptr, &room), WDLT_OK);
-    EXPECT_EQ(room, 2);
-    std::vector<PrivacyExclusionItem> items(3, exclusionItem(9, "untouched"));
-    room = 3;
-    EXPECT_EQ(read(items.data(), &room), WDLT_OK);
-    EXPECT_EQ(room, 2);
-    EXPECT_EQ(items[0].szText, longest);
-    EXPECT_EQ(items[1].dwExclusionId, 4u);
-    EXPECT_STREQ(items[2].szText, "untouched");
-    EXPECT_EQ(count(), 1);
-    std::filesystem::remove(at(kDatabase));
-    EXPECT_EQ(read(nullptr, &room), WDLT_E_GENERAL);
-    EXPECT_TRUE(library.logged("CFuncPdp::ExItemListRead(): Failed to read config: -1"));
+TEST_F(PrivacyItems, BadExclusionsChangeNoDatabase) {
+    ASSERT_EQ(writeExclusions({exclusionItem(1, "old")}), WDLT_OK);
+    const std::string before = get(kDatabase);
+    const std::vector hundred(100, exclusionItem(1, "x"));
+    PrivacyExclusionItem endless = exclusionItem(2, "");
+    std::memset(endless.szText, 'e', sizeof endless.szText);
+    const struct {
+        std::vector<PrivacyExclusionItem> items; // behind a good one
+        const char* line;
+    } cases[] = {
+        {{exclusionItem(2, "")}, "Exclusion item size is zero."},
+        {{endless}, "Exclusion item has no terminator."},
+        {{exclusionItem(2, "x", 8)}, "Scan Target not supported. dwScanTarget=0x00000008"},
+        {hundred, "Trying to write more exclusion items than max. dwExclusionCount=101, dwMaxCount=100"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.line);
+        std::vector<PrivacyExclusionItem> items = c.items;
+        items.insert(items.begin(), exclusionItem(1, "good"));
+        EXPECT_EQ(writeExclusions(items), WDLT_E_INVALID_ARGUMENT);
+        EXPECT_EQ(get(kDatabase), before);
+        EXPECT_TRUE(state().temporary.empty());
+        expectLine(c.line);
+    }
+    std::vector<char> buffer = bufferOf({exclusionItem(1, "x")});
+    buffer.pop_back();
+    EXPECT_EQ(write(WDLT_CONFIG_PRIVACY_EXCLUSIONS, buffer), WDLT_E_INVALID_ARGUMENT);
+    expectLine("*** CEnginePDPCommon::WriteConfigExclusionItems() - Invalid input buffer size.");
+    buffer.resize(8);
+    EXPECT_EQ(write(WDLT_CONFIG_PRIVACY_EXCLUSIONS, buffer), WDLT_E_BUFFER_SIZE);
+    EXPECT_EQ(get(kDatabase), before);
+
+    EXPECT_EQ(writeAll(hundred), WDLT_OK); // takes the backup away
+    EXPECT_FALSE(std::filesystem::exists(at(kBackup)));
+    tree::setNumber(kKey, "ExclusionItemMax", 99);
+    EXPECT_EQ(readExclusions().status, WDLT_E_GENERAL);
+    EXPECT_EQ(writeAll(hundred), WDLT_E_GENERAL); // what can't be read isn't written over
+    tree::setNumber(kKey, "ExclusionItemMax", 101);
+    EXPECT_EQ(readExclusions().items.size(), 100u);
 }
 
-TEST_F(PrivacyFamily, ItemsAreTriedOutAlone) {
-    tree::setNumber(kKey, "CharSetEntry", WDLT_CHARSET_US_ASCII | WDLT_CHARSET_SHIFT_JIS);
-    const State before = state();
+// The file names of a write are the caller's, those of everything else the settings'.
+TEST_F(PrivacyItems, NamesInTheSettingsAreBareWhateverStandsThere) {
+    tree::setText(kKey, "DataBaseName", "..\\pdp.db");
+    EXPECT_EQ(readExclusions().status, WDLT_OK);
+    EXPECT_EQ(writeExclusions({exclusionItem(1, "x")}), WDLT_OK);
+    EXPECT_STREQ(readItems().head.szDataBaseName, "pdp.db");
+    PrivacyControlData elsewhere = control();
+    privacy_files::put(elsewhere.szDataBaseName, "other.db");
+    put("install/other.db", "anything");
+    EXPECT_EQ(writeItems({item(1, "x")}, elsewhere), WDLT_OK);
+    EXPECT_EQ(get("install/other.db").size(), 64u + 140 + 8 + 28);
+}
+
+TEST_F(PrivacyItems, AccessesKeepEachOtherOut) {
+    const auto expectAll = [&](std::int32_t status) {
+        EXPECT_EQ(readItems().status, status);
+        EXPECT_EQ(readExclusions().status, status);
+        EXPECT_EQ(writeItems({}), status);
+        EXPECT_EQ(writeExclusions({}), status);
+    };
+    for (const char* const name : {"Local__PRIVACY_DATA_PROTECTION_CONFIG_MUTEX", kPresence}) {
+        SCOPED_TRACE(name);
+        const Handle somebody = makeMutex(name);
+        expectAll(WDLT_E_GENERAL);
+    }
+    expectAll(WDLT_OK);
+    tree::setNumber(kKey, "AccessRetryCount", 0xFFFFFFFF); // one more than that is none
+    expectAll(WDLT_E_GENERAL);
+    tree::setNumber(kKey, "AccessRetryCount", 0);
+    tree::setNumber(kKey, "AccessWaitTime", 0xFFFFFFFF);
+    expectAll(WDLT_OK); // a single look waits for nothing
+}
+
+TEST_F(PrivacyItems, ItemsAreTriedOut) {
+    constexpr auto kBad = static_cast<std::uint32_t>(WDLT_E_ITEM_CONVERSION);
+    const std::vector<PrivacyViewItem> items{item(1, "fine"), item(1, "\xE6\x97\xA5"), item(99, ""),
+                                             item(2, "\xC3\xA4"), item(3, "\xFF")};
+    const struct {
+        const char* what;
+        std::uint32_t charSets, standard;
+        std::vector<std::uint32_t> results;
+    } cases[] = {
+        {"three charsets",
+         WDLT_CHARSET_US_ASCII | WDLT_CHARSET_UTF_8 | WDLT_CHARSET_ISO_8859_1,
+         WDLT_CHARSET_UTF_8,
+         {0, kBad, 0, 0, kBad}}, // what us-ascii lacks is passed over
+        {"us-ascii as the standard", WDLT_CHARSET_US_ASCII, WDLT_CHARSET_US_ASCII, {0, kBad, 0, kBad, kBad}},
+        {"no charset at all", 0x40000000, WDLT_CHARSET_UTF_8, {kBad, kBad, 0, kBad, kBad}},
+        {"Shift_JIS", WDLT_CHARSET_SHIFT_JIS, WDLT_CHARSET_UTF_8, {0, 0, 0, kBad, kBad}},
+    };
+    const Handle somebody = makeMutex(kPresence); // doesn't matter
     const auto verify = WDLT_CALL(library, WdltPdpVerifyItems);
-    const std::vector<PrivacyViewItem> items{item(1, "\xE6\x97\xA5"), item(1, "\xE2\x82\xAC"), item(99, "")};
-    std::vector<std::uint32_t> results(3, 77);
-    EXPECT_EQ(verify(items.data(), 3, results.data()), WDLT_OK);
-    EXPECT_THAT(results, ElementsAre(0, static_cast<std::uint32_t>(WDLT_E_ITEM_CONVERSION), 0));
-    EXPECT_EQ(verify(items.data(), 0, results.data()), WDLT_OK);
-    EXPECT_EQ(verify(nullptr, 3, results.data()), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_EQ(verify(items.data(), 3, nullptr), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_EQ(state(), before);
+    std::vector<std::uint32_t> results(6);
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        PrivacyControlData with = control(c.charSets);
+        with.dwDefaultCharSet = c.standard;
+        settings(with);
+        const State before = state();
+        results.assign(6, 77);
+        EXPECT_EQ(verify(items.data(), 5, results.data()), WDLT_OK);
+        EXPECT_EQ(results.back(), 77u);
+        results.pop_back();
+        EXPECT_EQ(results, c.results);
+        EXPECT_EQ(state(), before);
+    }
+    EXPECT_EQ(verify(items.data(), 5, nullptr), WDLT_E_INVALID_ARGUMENT);
+    tree::deleteValue(kKey, "BackUpDBName");
+    EXPECT_EQ(verify(items.data(), 1, results.data()), WDLT_E_GENERAL);
 }
 
-// What is kept enciphered stands nowhere else: not in a file of the home, the backup, a temporary file or the log.
-TEST_F(PrivacyFamily, PlainTextIsNowhere) {
-    const std::string secret = "4711-0815-xyzzy";
-    ASSERT_EQ(write({item(1, secret)}), WDLT_OK);
-    ASSERT_EQ(write({exclusionItem(1, secret)}), WDLT_OK);
-    tree::setNumber(kKey, "CharSetEntry", 0x40000000 | WDLT_CHARSET_UTF_8);
-    EXPECT_NE(write({item(1, secret)}), WDLT_OK); // leaves a backup
-    EXPECT_TRUE(std::filesystem::exists(at(kBackup)));
-    int files = 0;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(TestHome::instance().path()))
-        if (entry.is_regular_file()) {
-            std::ifstream file(entry.path(), std::ios::binary);
-            const std::string content{std::istreambuf_iterator<char>(file), {}};
-            EXPECT_EQ(content.find(secret), std::string::npos) << entry.path();
-            ++files;
-        }
-    EXPECT_GT(files, 3);
+TEST_F(PrivacyItems, EachProtocolKeepsItsNumber) {
+    tree::setNumber("ProtocolHandler\\HTTP", "Type", 3);
+    tree::setText("ProtocolHandler\\HTTP", "Scan", "HTTP");
+    const auto read = WDLT_CALL(library, WdltReadConfig);
+    const auto write = WDLT_CALL(library, WdltWriteConfig);
+    std::uint32_t value = 4711;
+    std::uint64_t size = 4;
+    EXPECT_EQ(read(3, WDLT_SCAN_PRIVACY, WDLT_CONFIG_PRIVACY_TABLE_READ, &value, &size), WDLT_E_REGISTRY);
+    for (const std::uint64_t type : {std::uint64_t{0}, std::uint64_t{1}, std::uint64_t{4}})
+        EXPECT_EQ(write(3, WDLT_SCAN_PRIVACY, type, &value, 4), WDLT_E_INVALID_ARGUMENT);
+    for (const std::uint64_t type : {std::uint64_t{WDLT_CONFIG_PRIVACY_TABLE_WRITE}, 0xFFFFFFFFFFFFFFF8}) {
+        ++value;
+        EXPECT_EQ(write(3, WDLT_SCAN_PRIVACY, type, &value, 4), WDLT_OK);
+        std::uint32_t stored = 0;
+        EXPECT_EQ(read(3, WDLT_SCAN_PRIVACY, WDLT_CONFIG_PRIVACY_TABLE_READ, &stored, &size), WDLT_OK);
+        EXPECT_EQ(stored, value);
+    }
+    EXPECT_EQ(tree::number("Scan\\HTTP\\PrivacyProtection\\config", "SearchTableIndex"), value);
+    EXPECT_EQ(read(3, WDLT_SCAN_PRIVACY, WDLT_CONFIG_PRIVACY_TABLE_WRITE, &value, &size), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_EQ(write(5, WDLT_SCAN_PRIVACY, WDLT_CONFIG_PRIVACY_TABLE_WRITE, &value, 4), WDLT_E_GENERAL); // no handler
 }
 
 } // namespace

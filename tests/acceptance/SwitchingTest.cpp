@@ -4,6 +4,7 @@
 #include "FreshLog.h"
 #include "LoadedLibrary.h"
 #include "LogFile.h"
+#include "TestObject.h"
 #include "TimeScale.h"
 #include "Tree.h"
 
@@ -15,10 +16,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <chrono>
-#include <cstring>
 #include <ostream>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -73,30 +71,6 @@ std::vector<std::string> errors() {
     return texts;
 }
 
-// Until the library's log has it.
-void awaitLine(const std::string& text) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    while (!LogFile::fileContains(text)) {
-        if (std::chrono::steady_clock::now() > end)
-            throw std::runtime_error("no line: " + text);
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-}
-
-class NamedMutex {
-  public:
-    explicit NamedMutex(const char* name) : m_mutex(CreateMutexA(nullptr, FALSE, name)) {}
-    ~NamedMutex() { CloseHandle(m_mutex); }
-    NamedMutex(const NamedMutex&) = delete;
-    NamedMutex& operator=(const NamedMutex&) = delete;
-
-    void take() { WaitForSingleObject(m_mutex, INFINITE); }
-    void release() { ReleaseMutex(m_mutex); }
-
-  private:
-    HANDLE m_mutex;
-};
-
 // What one feature's pair of exports switches.
 struct Feature {
     const char* name;
@@ -119,10 +93,12 @@ std::string told(const char* line, bool enable, std::int32_t status) {
     return text.append(": ").append(std::to_string(status));
 }
 
-#define WDLT_SWITCH(name) [](Library library, bool on) { return WDLT_CALL(library, name)(on ? 1 : 0); }
+constexpr std::int32_t kOn = -2; // any number that isn't 0, and 1 is stored
+
+#define WDLT_SWITCH(name) [](Library library, bool on) { return WDLT_CALL(library, name)(on ? kOn : 0); }
 #define WDLT_QUERY(name) [](Library library) { return WDLT_CALL(library, name)(); }
 #define WDLT_PDP_SWITCH(type)                                                                                          \
-    [](Library library, bool on) { return WDLT_CALL(library, WdltPdpProtocolEnable)(on ? 1 : 0, type); }
+    [](Library library, bool on) { return WDLT_CALL(library, WdltPdpProtocolEnable)(on ? kOn : 0, type); }
 #define WDLT_PDP_QUERY(type) [](Library library) { return WDLT_CALL(library, WdltPdpIsProtocolEnabled)(type); }
 
 const Feature kFeatures[] = {
@@ -254,16 +230,15 @@ TEST_P(EveryFeature, TellsWhenItsHandlerFails) {
         layOutTree();
         tree::setNumber(itemKey(feature.protocol, feature.item), "Enable", on ? 1 : 0);
         tree::setNumber(handlerKey(feature.protocol), "Enable", on ? 0 : 1);
-        NamedMutex mutex("Global\\wdlt_config_mutex");
-        mutex.take();
+        const Handle mutex = makeMutex("Global\\wdlt_config_mutex");
+        ASSERT_EQ(waitFor(mutex, INFINITE), WAIT_OBJECT_0);
         std::int32_t status = WDLT_OK;
         std::thread caller([&] { status = feature.enable(library, on); });
-        awaitLine(std::string("Trying to ")
-                      .append(on ? "enable" : "disable")
-                      .append(" Folder")
-                      .append(std::to_string(feature.protocol)));
+        const std::string line = std::string("Trying to ").append(on ? "enable" : "disable").append(" Folder");
+        while (!LogFile::fileContains(line + std::to_string(feature.protocol)))
+            std::this_thread::yield();
         tree::setNumber(handlerKey(feature.protocol), "Type", 99);
-        mutex.release();
+        ReleaseMutex(mutex.get());
         caller.join();
         EXPECT_EQ(status, WDLT_E_GENERAL);
         EXPECT_THAT(errors(), Contains(told(feature.handlerLine, on, -1)));
@@ -337,19 +312,6 @@ TEST_F(Privacy, TheFirstFailureEndsIt) {
     EXPECT_FALSE(tree::keyExists(itemKey(5, "PrivacyProtection")));
     EXPECT_EQ(WDLT_CALL(library, WdltPdpEnable)(0), WDLT_OK); // one that isn't there is off
     EXPECT_THAT(protocolsOn(), IsEmpty());
-}
-
-TEST(NoHandlers, NothingGoesOnAndAllIsOff) {
-    tree::clear();
-    const FreshLog log;
-    const LoadedLibrary library(LoadedLibrary::withLog);
-    for (const Feature& feature : kFeatures) {
-        EXPECT_EQ(feature.enable(library, true), WDLT_E_GENERAL) << feature.name;
-        EXPECT_EQ(feature.isEnabled(library), 0) << feature.name;
-        EXPECT_EQ(feature.enable(library, false), WDLT_OK) << feature.name;
-        EXPECT_THAT(errors(), Contains(told(feature.itemLine, true, -1)));
-    }
-    EXPECT_FALSE(tree::keyExists(""));
 }
 
 } // namespace

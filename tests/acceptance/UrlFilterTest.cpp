@@ -2,13 +2,13 @@
 // URL is on a list, with a service that answers, one that doesn't, and none.
 #include "FakeService.h"
 #include "FreshLog.h"
+#include "ListReads.h"
 #include "LoadedLibrary.h"
-#include "TestHome.h"
+#include "TestObject.h"
 #include "TimeScale.h"
 #include "Tree.h"
 #include "UrlCategoryDB.h"
 
-#include <Sanitizers.h>
 #include <wdltcfg/addresses.h>
 #include <wdltcfg/records.h>
 #include <wdltcfg/status.h>
@@ -17,43 +17,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <malloc.h>
-#include <pthread.h>
+#include <sys/mman.h>
 
 #include <atomic>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <memory>
 #include <string>
-#include <thread>
-#include <utility>
 #include <vector>
-
-namespace {
-
-// What no memory that is given back may hold, while it is looked for, and how often it did.
-const char* g_secret = nullptr;
-int g_found = 0;
-
-void lookFor(const void* memory, std::size_t bytes) {
-    if (memory != nullptr && g_secret != nullptr && memmem(memory, bytes, g_secret, std::strlen(g_secret)) != nullptr)
-        ++g_found;
-}
-
-} // namespace
-
-// The library's too: it finds this one first. The sanitizers have their own.
-#if !defined(WDLT_ADDRESS_SANITIZER) && !defined(WDLT_THREAD_SANITIZER)
-void operator delete(void* memory) noexcept {
-    lookFor(memory, malloc_usable_size(memory));
-    std::free(memory); // NOLINT: the standard's operator new takes it from there
-}
-void operator delete(void* memory, std::size_t) noexcept {
-    operator delete(memory);
-}
-#endif
 
 namespace {
 
@@ -113,48 +85,6 @@ class UrlFilter : public testing::Test {
     LoadedLibrary library{LoadedLibrary::withLog};
 };
 
-// Nothing of the proxy's password stays on a thread's stack, or in memory that was given back.
-TEST_F(UrlFilter, ThePasswordIsWiped) {
-    static WdltUrlfProxy proxy{1, "proxy.example", 3128, "user", "a secret word"};
-    static WdltUrlfConfig config{};
-    static WdpeUrlfData whole{};
-    static std::uint64_t size = sizeof whole;
-    static const LoadedLibrary& lib = library;
-    g_secret = proxy.szProxyPassword;
-    const auto left = [](void* (*call)(void*)) {
-        std::vector<char> stack(std::size_t{1} << 20);
-        pthread_attr_t attributes;
-        pthread_attr_init(&attributes);
-        pthread_attr_setstack(&attributes, stack.data(), stack.size());
-        pthread_t thread{};
-        void* status = nullptr;
-        EXPECT_EQ(pthread_create(&thread, &attributes, call, nullptr), 0);
-        pthread_join(thread, &status);
-        pthread_attr_destroy(&attributes);
-        EXPECT_EQ(status, nullptr);
-        lookFor(stack.data(), stack.size());
-        return std::exchange(g_found, 0);
-    };
-    const auto done = [](std::int32_t status) { return reinterpret_cast<void*>(std::intptr_t{status}); };
-    static const auto kDone = done;
-    EXPECT_EQ(left([](void*) { return kDone(WDLT_CALL(lib, WdltUrlfWriteProxy)(&proxy)); }), 0) << "WriteProxy";
-    EXPECT_EQ(left([](void*) { return kDone(WDLT_CALL(lib, WdltUrlfReadProxy)(&proxy)); }), 0) << "ReadProxy";
-    EXPECT_EQ(left([](void*) { return kDone(WDLT_CALL(lib, WdltUrlfReadConfig)(&config)); }), 0) << "ReadConfig";
-    EXPECT_EQ(left([](void*) { return kDone(WDLT_CALL(lib, WdltUrlfWriteConfig)(&config)); }), 0) << "WriteConfig";
-    EXPECT_EQ(
-        left([](void*) { return kDone(WDLT_CALL(lib, WdltReadConfig)(0, WDLT_SCAN_URL_FILTER, 0, &whole, &size)); }), 0)
-        << "at its address";
-    EXPECT_STREQ(whole.szProxyPassword, proxy.szProxyPassword);
-    tree::deleteValue(kUrlKey, "NotifyAll"); // behind the password
-    EXPECT_EQ(left([](void*) {
-                  const std::int32_t status = WDLT_CALL(lib, WdltUrlfReadConfig)(&config);
-                  return kDone(status - WDLT_E_NOT_FOUND);
-              }),
-              0)
-        << "a read that fails";
-    g_secret = nullptr;
-}
-
 TEST_F(UrlFilter, SettingsAndProxyLeaveEachOtherAlone) {
     ChangeListener service;
     WdltUrlfConfig config{};
@@ -185,73 +115,60 @@ TEST_F(UrlFilter, SettingsAndProxyLeaveEachOtherAlone) {
     EXPECT_EQ(WDLT_CALL(library, WdltUrlfReadProxy)(&readProxy), WDLT_E_NOT_FOUND);
     EXPECT_THAT(service.heard(), IsEmpty());
     EXPECT_TRUE(library.logged("CFuncUrlf::ConfigWrite(): Failed to read config: -16"));
-    EXPECT_EQ(WDLT_CALL(library, WdltUrlfReadConfig)(nullptr), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_EQ(WDLT_CALL(library, WdltUrlfWriteProxy)(nullptr), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_TRUE(library.logged("CFuncUrlf::ConfigRead: pConfig is NULL"));
 }
 
 TEST_F(UrlFilter, AListIsReadWholeOrNotAtAll) {
+    const std::string longest(sizeof(WdpeUrlfUrlRecord) - 1, 'l');
     ChangeListener service;
-    ASSERT_EQ(writeList(WDLT_LIST_WHITE, {"http://a.b/*", "*c.d*", "http://e.f/g"}), WDLT_OK);
+    ASSERT_EQ(writeList(WDLT_LIST_WHITE, {"http://a.b/*", "*c.d*", longest}), WDLT_OK);
     EXPECT_THAT(service.heard(), ElementsAre(kUrlChange));
-    std::vector<WdpeUrlfUrlRecord> records(4, urlOf("untouched"));
     const auto read = WDLT_CALL(library, WdltUrlfReadRecordList);
-    std::int32_t count = 0;
-    EXPECT_EQ(read(WDLT_LIST_WHITE, nullptr, &count), WDLT_E_BUFFER_SIZE);
-    EXPECT_EQ(count, 3);
-    count = 2;
-    EXPECT_EQ(read(WDLT_LIST_WHITE, records.data(), &count), WDLT_E_BUFFER_SIZE);
-    EXPECT_EQ(count, 3);
-    EXPECT_STREQ(records[0].szUrl, "untouched");
-    count = 4;
-    EXPECT_EQ(read(WDLT_LIST_WHITE, records.data(), &count), WDLT_OK);
-    EXPECT_EQ(count, 3);
-    EXPECT_STREQ(records[2].szUrl, "http://e.f/g");
-    EXPECT_STREQ(records[3].szUrl, "untouched");
+    const auto expectThree = [&](std::int32_t room) {
+        std::vector<WdpeUrlfUrlRecord> records(4, urlOf("untouched"));
+        std::int32_t count = room;
+        EXPECT_EQ(read(WDLT_LIST_WHITE, room == 0 ? nullptr : records.data(), &count),
+                  room < 3 ? WDLT_E_BUFFER_SIZE : WDLT_OK);
+        EXPECT_EQ(count, 3);
+        EXPECT_EQ(records[2].szUrl, room < 3 ? "untouched" : longest);
+        EXPECT_STREQ(records[3].szUrl, "untouched");
+    };
+    for (const std::int32_t room : {0, 2, 3, 4})
+        expectThree(room);
+    std::vector<WdpeUrlfUrlRecord> records(WDLT_MAX_URL_RECORDS + 1, urlOf("x"));
+    std::int32_t count = 4;
     EXPECT_EQ(read(7, records.data(), &count), WDLT_E_INVALID_ARGUMENT);
     EXPECT_EQ(read(WDLT_LIST_BLACK, records.data(), &count), WDLT_E_FILE_NOT_FOUND);
 
     const auto write = WDLT_CALL(library, WdltUrlfWriteRecordList);
     EXPECT_EQ(write(WDLT_LIST_WHITE, nullptr, 1), WDLT_E_INVALID_ARGUMENT);
     EXPECT_EQ(write(2, records.data(), 1), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_EQ(write(WDLT_LIST_WHITE, records.data(), WDLT_MAX_URL_RECORDS + 1), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_EQ(write(WDLT_LIST_WHITE, records.data(), -1), WDLT_E_INVALID_ARGUMENT);
+    for (const std::int32_t wrong : {WDLT_MAX_URL_RECORDS + 1, -1})
+        EXPECT_EQ(write(WDLT_LIST_WHITE, records.data(), wrong), WDLT_E_INVALID_ARGUMENT);
     EXPECT_TRUE(library.logged("CFuncUrlf::RecordListWrite(): count 501 exceeds the maximum"));
     EXPECT_EQ(writeList(WDLT_LIST_WHITE, {"a", ""}), WDLT_E_INVALID_ARGUMENT);
     EXPECT_THAT(service.heard(), IsEmpty());
-    count = 4;
-    EXPECT_EQ(read(WDLT_LIST_WHITE, records.data(), &count), WDLT_OK);
-    EXPECT_EQ(count, 3); // none of it changed anything
-    EXPECT_EQ(writeList(WDLT_LIST_WHITE, std::vector<std::string>(WDLT_MAX_URL_RECORDS, "x")), WDLT_OK);
-    EXPECT_EQ(write(WDLT_LIST_WHITE, nullptr, 0), WDLT_OK);
-    EXPECT_EQ(read(WDLT_LIST_WHITE, records.data(), &count), WDLT_OK);
-    EXPECT_EQ(count, 0);
+    expectThree(4); // none of it changed anything
+    for (const std::int32_t most : {WDLT_MAX_URL_RECORDS, 0}) {
+        EXPECT_EQ(write(WDLT_LIST_WHITE, most == 0 ? nullptr : records.data(), most), WDLT_OK);
+        count = WDLT_MAX_URL_RECORDS;
+        EXPECT_EQ(read(WDLT_LIST_WHITE, records.data(), &count), WDLT_OK);
+        EXPECT_EQ(count, most);
+    }
 }
 
 TEST_F(UrlFilter, CategoriesAreReadAsFarAsThereIsRoom) {
     tree::setText(kUrlKey, "CategoryFile", "cat.dat");
     const auto list = std::make_unique<WdpeUrlfCategoryList>();
     list->dwNumOfRecords = 3;
-    for (std::uint8_t i = 0; i < 3; ++i) {
-        list->records[i].byId[0] = i;
+    for (std::uint8_t i = 0; i < 3; ++i)
         put(list->records[i].szName, "category " + std::to_string(i));
-    }
-    CUrlCategoryDB store;
     std::uint64_t size = sizeof *list;
-    ASSERT_EQ(store.Write((TestHome::instance().path() / "install" / "cat.dat").c_str(), list.get(), &size), WDLT_OK);
-    const auto read = WDLT_CALL(library, WdltUrlfReadCategory);
-    std::int32_t count = 0;
-    EXPECT_EQ(read(nullptr, &count), WDLT_OK);
-    EXPECT_EQ(count, 3);
-    std::vector<WdpeUrlfCategory> some(4);
-    count = 2;
-    EXPECT_EQ(read(some.data(), &count), WDLT_OK);
-    EXPECT_EQ(count, 2);
-    EXPECT_STREQ(some[1].szName, "category 1");
-    EXPECT_EQ(some[2].szName[0], '\0');
-    count = 4;
-    EXPECT_EQ(read(some.data(), &count), WDLT_OK);
-    EXPECT_EQ(count, 3);
+    const std::string file = (TestHome::instance().path() / "install" / "cat.dat").string();
+    ASSERT_EQ(CUrlCategoryDB().Write(file.c_str(), list.get(), &size), WDLT_OK);
+    expectReadAsFarAsThereIsRoom(
+        WDLT_CALL(library, WdltUrlfReadCategory), WdpeUrlfCategory{}, [](const auto& read) { return read.szName; },
+        std::vector<std::string>{"category 0", "category 1", "category 2"});
+    std::int32_t count = 3;
     EXPECT_EQ(WDLT_CALL(library, WdltUrlfReadCategoryGroup)(nullptr, &count), WDLT_E_NOT_FOUND);
     EXPECT_EQ(count, 3);
 }
@@ -264,89 +181,79 @@ TEST_F(UrlFilter, WithoutAServiceTheListsFileAnswers) {
     EXPECT_EQ(isOnList(WDLT_LIST_WHITE, "HTTP://A.B/c"), 1);
     EXPECT_EQ(isOnList(WDLT_LIST_WHITE, "http://x.bad/"), 0);
     EXPECT_EQ(isOnList(7, "http://x.bad/"), 1); // anything but white is black
-    EXPECT_EQ(WDLT_CALL(library, WdltUrlfIsRecordExists)(WDLT_LIST_WHITE, nullptr), 0);
 }
 
-// The question as the service sees it, and its answer.
-struct Asked {
-    std::uint32_t listType;
-    std::string url;
-};
+// A URL that fills its field, at the end of what memory there is.
+TEST_F(UrlFilter, AUrlWithoutATerminatorEndsWithItsField) {
+    ASSERT_EQ(writeList(WDLT_LIST_WHITE, {"*end"}), WDLT_OK);
+    constexpr std::size_t kPage = 4096;
+    auto* const pages =
+        static_cast<char*>(mmap(nullptr, 2 * kPage, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+    ASSERT_EQ(mprotect(pages + kPage, kPage, PROT_NONE), 0);
+    auto* const url = reinterpret_cast<WdpeUrlfUrlRecord*>(pages + kPage - sizeof(WdpeUrlfUrlRecord));
+    std::memset(url->szUrl, 'u', sizeof url->szUrl);
+    std::memcpy(url->szUrl + sizeof url->szUrl - 3, "end", 3);
+    EXPECT_EQ(WDLT_CALL(library, WdltUrlfIsRecordExists)(WDLT_LIST_WHITE, url), 1);
+    munmap(pages, 2 * kPage);
+}
 
+// Takes the question down and answers it.
 class Answerer {
   public:
-    // `answer`: the found flag; `reply`: the status word; without `answers` it keeps silent.
-    Answerer(std::uint32_t answer, std::int32_t reply, bool answers = true)
-        : m_service("wdlt_action", 20, [this, answer, reply, answers](BYTE* memory) {
-              std::uint32_t words[5];
-              std::memcpy(words, memory, sizeof words);
-              wellAsked = wellAsked && words[0] == 0xFFFFFFFF && words[1] == WDLT_PROTOCOL_HTTP &&
-                          words[2] == WDLT_SCAN_URL_FILTER && words[3] == 300 && words[4] == 1;
-              HANDLE mapping = OpenFileMappingA(FILE_MAP_ALL_ACCESS, FALSE, "Global\\wdlt_urlfilter_action_data_map");
-              auto* const question = static_cast<BYTE*>(MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 2093));
-              std::memcpy(&asked.listType, question, sizeof asked.listType);
-              asked.url = reinterpret_cast<const char*>(question + 4);
-              std::uint32_t flag = 0;
-              std::memcpy(&flag, question + 2088, sizeof flag);
-              wellAsked = wellAsked && flag == 0;
-              // What the asker gets must be the answer to its own URL, also when several ask at once.
-              flag = asked.url.find("yes") != std::string::npos ? 1 : answer;
-              std::memcpy(question + 2088, &flag, sizeof flag);
-              UnmapViewOfFile(question);
-              CloseHandle(mapping);
+    // `flag`: whether it is found; `reply`: the status word; without `answers` it keeps silent.
+    Answerer(std::uint32_t flag, std::int32_t reply, bool answers)
+        : m_service("wdlt_action", 20, [this, flag, reply, answers](BYTE* memory) {
+              const std::uint32_t expected[] = {0xFFFFFFFF, WDLT_PROTOCOL_HTTP, WDLT_SCAN_URL_FILTER, 300, 1};
+              const Handle mapping(
+                  OpenFileMappingA(FILE_MAP_ALL_ACCESS, FALSE, "Global\\wdlt_urlfilter_action_data_map"));
+              const auto question = viewOf<BYTE>(mapping, 2093);
+              std::uint32_t found = 0;
+              std::memcpy(&found, &question[2088], sizeof found);
+              wellAsked = found == 0 && std::memcmp(memory, expected, sizeof expected) == 0;
+              std::memcpy(&listType, &question[0], sizeof listType);
+              url = reinterpret_cast<const char*>(&question[4]);
+              std::memcpy(&question[2088], &flag, sizeof flag);
               std::memcpy(memory, &reply, sizeof reply);
               return answers;
           }) {}
 
-    std::atomic<bool> wellAsked{true};
-    Asked asked;
+    std::atomic<bool> wellAsked{false};
+    std::uint32_t listType = 99;
+    std::string url;
 
   private:
     FakeService m_service;
 };
 
 TEST_F(UrlFilter, TheServiceAnswersBeforeTheFile) {
+    const struct {
+        const char* what;
+        std::uint32_t listType;
+        const char* url;
+        std::uint32_t flag; // of the answer
+        std::int32_t reply;
+        bool answers;
+        std::int32_t result;
+    } cases[] = {
+        {"no", WDLT_LIST_BLACK, "http://in-file/", 0, 0, true, 0},
+        {"yes", WDLT_LIST_WHITE, "http://x/", 1, 0, true, 1},
+        {"only 1 is a yes", WDLT_LIST_BLACK, "http://in-file/", 2, 0, true, 0},
+        {"refusing", WDLT_LIST_BLACK, "http://in-file/", 0, 5, true, 1},
+        {"silent", WDLT_LIST_BLACK, "http://in-file/", 0, 0, false, 1},
+    };
     ASSERT_EQ(writeList(WDLT_LIST_BLACK, {"*in-file*"}), WDLT_OK);
-    {
-        Answerer service(0, 0);
-        EXPECT_EQ(isOnList(WDLT_LIST_BLACK, "http://in-file/"), 0);
-        EXPECT_EQ(service.asked.listType, WDLT_LIST_BLACK);
-        EXPECT_EQ(service.asked.url, "http://in-file/");
-        EXPECT_EQ(isOnList(WDLT_LIST_WHITE, "http://yes/"), 1);
-        EXPECT_EQ(service.asked.listType, WDLT_LIST_WHITE);
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        clearLog();
+        const TimeScale time(c.answers ? "0.1" : "0.001");
+        Answerer service(c.flag, c.reply, c.answers);
+        EXPECT_EQ(isOnList(c.listType, c.url), c.result);
         EXPECT_TRUE(service.wellAsked);
-    }
-    {
-        Answerer oddFlag(2, 0);
-        EXPECT_EQ(isOnList(WDLT_LIST_BLACK, "http://in-file/"), 0); // only 1 is a yes
-    }
-    {
-        Answerer refusing(0, 5);
-        EXPECT_EQ(isOnList(WDLT_LIST_BLACK, "http://in-file/"), 1);
-    }
-    {
-        const TimeScale impatient{"0.001"};
-        Answerer silent(0, 0, false);
-        EXPECT_EQ(isOnList(WDLT_LIST_BLACK, "http://in-file/"), 1);
-        EXPECT_TRUE(library.logged("Failed to send in ActionEventSender"));
+        EXPECT_EQ(service.listType, c.listType);
+        EXPECT_EQ(service.url, c.url);
+        EXPECT_EQ(library.logged("Failed to send in ActionEventSender"), !c.answers);
     }
     EXPECT_EQ(isOnList(WDLT_LIST_BLACK, "http://in-file/"), 1);
-}
-
-TEST_F(UrlFilter, AskersAtTheSameTimeGetTheirOwnAnswers) {
-    Answerer service(0, 0);
-    std::atomic<int> wrong{0};
-    std::vector<std::jthread> askers;
-    for (int asker = 0; asker < 4; ++asker)
-        askers.emplace_back([&, asker] {
-            const bool isOn = asker % 2 == 0;
-            for (int round = 0; round < 25; ++round)
-                if (isOnList(WDLT_LIST_WHITE, isOn ? "http://yes/" : "http://no/") != (isOn ? 1 : 0))
-                    ++wrong;
-        });
-    askers.clear();
-    EXPECT_EQ(wrong, 0);
-    EXPECT_TRUE(service.wellAsked);
 }
 
 TEST_F(UrlFilter, SmallSettings) {
@@ -410,31 +317,27 @@ TEST_F(UrlFilter, HostFilter) {
     tree::setNumber(kHostKey, "EnablePrivateIPCheck", 0);
     tree::setNumber(kHostKey, "NonBlock", 0);
     tree::setText(kHostKey, "ExclusionExtensions", "");
+    tree::setText(kHostKey, "Whitelist", "hosts.dat");
     EXPECT_EQ(WDLT_CALL(library, WdltHosfWriteConfig)(&config), WDLT_OK);
     WdpeHosfData again{};
     EXPECT_EQ(WDLT_CALL(library, WdltHosfReadConfig)(&again), WDLT_OK);
     EXPECT_EQ(std::memcmp(&again, &config, sizeof again), 0);
 
-    tree::setText(kHostKey, "Whitelist", "hosts.dat");
     std::vector<WdpeHosfHostRecord> records(WDLT_MAX_HOST_RECORDS + 1);
-    for (std::size_t i = 0; i < records.size(); ++i)
-        std::memcpy(records[i].byHost, &i, sizeof i);
+    std::vector<std::uint32_t> numbers(WDLT_MAX_HOST_RECORDS);
+    for (std::uint32_t i = 0; i < numbers.size(); ++i)
+        std::memcpy(records[i].byHost, &(numbers[i] = i + 1), sizeof i);
     const auto write = WDLT_CALL(library, WdltHosfWriteRecordList);
-    EXPECT_EQ(write(nullptr, 0), WDLT_E_INVALID_ARGUMENT);
     EXPECT_EQ(write(records.data(), WDLT_MAX_HOST_RECORDS + 1), WDLT_E_INVALID_ARGUMENT);
     EXPECT_EQ(write(records.data(), WDLT_MAX_HOST_RECORDS), WDLT_OK);
     constexpr Change kHostChange{0, WDLT_SCAN_HOST_FILTER};
     EXPECT_THAT(service.heard(), ElementsAre(kHostChange, kHostChange));
-    const auto read = WDLT_CALL(library, WdltHosfReadRecordList);
-    std::int32_t count = 0;
-    EXPECT_EQ(read(nullptr, &count), WDLT_OK);
-    EXPECT_EQ(count, WDLT_MAX_HOST_RECORDS);
-    std::vector<WdpeHosfHostRecord> some(3);
-    count = 2;
-    EXPECT_EQ(read(some.data(), &count), WDLT_OK);
-    EXPECT_EQ(count, 2);
-    EXPECT_EQ(std::memcmp(some.data(), records.data(), 2 * sizeof some[0]), 0);
-    EXPECT_EQ(some[2].byHost[0], 0);
+    const auto numberOf = [](const WdpeHosfHostRecord& read) {
+        std::uint32_t number = 0;
+        std::memcpy(&number, read.byHost, sizeof number);
+        return number;
+    };
+    expectReadAsFarAsThereIsRoom(WDLT_CALL(library, WdltHosfReadRecordList), WdpeHosfHostRecord{}, numberOf, numbers);
 }
 
 } // namespace

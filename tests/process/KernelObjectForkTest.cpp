@@ -9,7 +9,7 @@
 #include <platform/robust.h>
 
 #include <atomic>
-#include <cstdio>
+#include <barrier>
 #include <cstring>
 #include <fcntl.h>
 #include <functional>
@@ -17,14 +17,9 @@
 
 namespace {
 
-constexpr int kKilled = Child::kSignal + SIGKILL;
-
 class KernelObjectFork : public testing::Test {
   protected:
-    KernelObjectFork() {
-        useFreshHome();
-        std::fflush(stdout);
-    }
+    KernelObjectFork() { useFreshHome(); }
 };
 
 Handle openMutex(const char* name) {
@@ -32,11 +27,6 @@ Handle openMutex(const char* name) {
 }
 bool memoryExists() {
     return Handle(OpenFileMappingA(FILE_MAP_READ, FALSE, "map")) != nullptr;
-}
-
-[[noreturn]] void pauseForever() {
-    for (;;)
-        pause();
 }
 
 TEST_F(KernelObjectFork, AChildUsesWhatItsParentOpened) {
@@ -47,23 +37,17 @@ TEST_F(KernelObjectFork, AChildUsesWhatItsParentOpened) {
     const View<char> view = viewOf<char>(mapping);
     view[4999] = 'p';
     const WD_TAG parent = WdOwnTag(WD_ROLE_ALONE);
-    const Pipe released;
     Child child([&] {
-        if (ReleaseMutex(mutex.get()) != FALSE || GetLastError() != ERROR_NOT_OWNER)
-            return 1;
-        if (waitFor(mutex) != WAIT_TIMEOUT)
-            return 2; // its parent holds it, and lives
-        if (WdOwnTag(WD_ROLE_ALONE) == parent || WdTagIsAlive(parent) == FALSE)
-            return 3;
-        if (view[4999] != 'p')
-            return 4;
+        EXPECT_FALSE(ReleaseMutex(mutex.get()));
+        EXPECT_EQ(GetLastError(), ERROR_NOT_OWNER);
+        EXPECT_EQ(waitFor(mutex), WAIT_TIMEOUT) << "its parent holds it, and lives";
+        EXPECT_TRUE(WdOwnTag(WD_ROLE_ALONE) != parent && WdTagIsAlive(parent));
+        EXPECT_EQ(view[4999], 'p');
         view[0] = 'c';
-        if (waitFor(semaphore) != WAIT_OBJECT_0)
-            return 5;
-        if (viewOf<char>(mapping).get() != view.get())
-            return 6;
+        EXPECT_EQ(waitFor(semaphore), WAIT_OBJECT_0);
+        EXPECT_EQ(viewOf<char>(mapping).get(), view.get());
         SetEvent(event.get());
-        return waitFor(mutex, INFINITE) == WAIT_OBJECT_0 && waitFor(mutex) == WAIT_OBJECT_0 ? 0 : 7; // and ends with it
+        EXPECT_TRUE(waitFor(mutex, INFINITE) == WAIT_OBJECT_0 && waitFor(mutex) == WAIT_OBJECT_0); // and ends with it
     });
     EXPECT_EQ(waitFor(event, INFINITE), WAIT_OBJECT_0);
     EXPECT_EQ(view[0], 'c');
@@ -78,32 +62,28 @@ TEST_F(KernelObjectFork, ObjectsWithoutANamePart) {
     const Handle held = makeMutex(nullptr, true);
     const Handle others = makeMutex(nullptr);
     const Handle event = makeEvent(nullptr, true, false);
-    const Handle taken = makeEvent(nullptr, true, false);
-    const Handle end = makeEvent(nullptr, true, false);
+    std::barrier meeting(2);
     std::thread holder([&] {
         waitFor(others);
-        SetEvent(taken.get());
-        waitFor(end, INFINITE);
+        meeting.arrive_and_wait();
+        meeting.arrive_and_wait();
         ReleaseMutex(others.get());
     });
-    waitFor(taken, INFINITE);
-    Child child([&] {
-        if (waitFor(held) != WAIT_OBJECT_0 || ReleaseMutex(held.get()) == FALSE || ReleaseMutex(held.get()) == FALSE)
-            return 1;
+    meeting.arrive_and_wait();
+    inChild([&] {
+        EXPECT_EQ(waitFor(held), WAIT_OBJECT_0);
+        EXPECT_TRUE(ReleaseMutex(held.get()) && ReleaseMutex(held.get()));
         SetEvent(event.get());
-        return waitFor(others) == WAIT_ABANDONED ? 0 : 2; // its holder isn't here
+        EXPECT_EQ(waitFor(others), WAIT_ABANDONED) << "its holder isn't here";
     });
-    EXPECT_EQ(child.wait(), 0);
     EXPECT_EQ(waitFor(event), WAIT_TIMEOUT);
     EXPECT_EQ(waitElsewhere(held), WAIT_TIMEOUT);
-    SetEvent(end.get());
+    meeting.arrive_and_wait();
     holder.join();
 }
 
-// When the child calls the layer for the first time, and what its parent has done by then.
-enum class First { BeforeTheParent, AfterIt };
-
-class ForkOrder : public KernelObjectFork, public testing::WithParamInterface<First> {};
+// Whether the child calls the layer for the first time before its parent closes or dies, or after.
+class ForkOrder : public KernelObjectFork, public testing::WithParamInterface<bool> {};
 
 TEST_P(ForkOrder, AChildGoesOnWithWhatItsParentClosed) {
     HANDLE event = CreateEventA(nullptr, TRUE, TRUE, "e");
@@ -112,241 +92,165 @@ TEST_P(ForkOrder, AChildGoesOnWithWhatItsParentClosed) {
     auto* const view = static_cast<char*>(MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, 0));
     ASSERT_NE(view, nullptr);
     std::memset(view, 'p', 5000);
-    const Pipe ready;
-    const Pipe closed;
-    const Pipe checked;
-    const Pipe end;
-    const auto findsEverything = [&] {
-        closed.await();
-        if (WaitForSingleObject(event, 0) != WAIT_OBJECT_0)
-            return '1';
+    SteppedChild child([&](const SteppedChild::Stop& stop) {
+        EXPECT_TRUE(!GetParam() || WaitForSingleObject(event, 0) == WAIT_OBJECT_0);
+        stop();
+        EXPECT_EQ(WaitForSingleObject(event, 0), WAIT_OBJECT_0);
         LONG previous = -1;
-        if (ReleaseSemaphore(semaphore, 4, nullptr) != FALSE || GetLastError() != ERROR_TOO_MANY_POSTS ||
-            ReleaseSemaphore(semaphore, 3, &previous) == FALSE || previous != 2)
-            return '2';
-        return std::string(view, 5000) == std::string(5000, 'p') ? '+' : '3';
-    };
-    Child child([&] {
-        if (GetParam() == First::BeforeTheParent && WaitForSingleObject(event, 0) != WAIT_OBJECT_0)
-            return 1;
-        ready.signal();
-        checked.send(findsEverything());
-        end.await();
-        return UnmapViewOfFile(view) != FALSE && CloseHandle(mapping) != FALSE && !memoryExists() ? 0 : 2;
+        EXPECT_FALSE(ReleaseSemaphore(semaphore, 4, nullptr));
+        EXPECT_TRUE(ReleaseSemaphore(semaphore, 3, &previous));
+        EXPECT_EQ(previous, 2);
+        EXPECT_EQ(std::string(view, 5000), std::string(5000, 'p'));
+        stop();
+        EXPECT_TRUE(UnmapViewOfFile(view) && CloseHandle(mapping) && !memoryExists());
     });
-    ASSERT_TRUE(ready.await());
+    ASSERT_TRUE(child.awaitStop());
     EXPECT_TRUE(CloseHandle(event) && CloseHandle(semaphore) && CloseHandle(mapping) && UnmapViewOfFile(view));
-    closed.signal();
-    char found = '-';
-    EXPECT_TRUE(checked.receive(found));
-    EXPECT_EQ(found, '+');
+    child.goOn();
+    EXPECT_TRUE(child.awaitStop());
     EXPECT_TRUE(memoryExists()) << "the child has it";
-    end.signal();
-    EXPECT_EQ(child.wait(), 0);
+    EXPECT_EQ(child.end(), 0);
     EXPECT_FALSE(memoryExists());
 }
 
 TEST_P(ForkOrder, AChildGoesOnWhenItsParentDies) {
-    const Pipe ready;
-    const Pipe dead;
-    const Pipe checked;
-    const Pipe end;
-    Child parent([&]() -> int {
+    const Shared<std::atomic<bool>> isRight;
+    SteppedChild parent([&](const SteppedChild::Stop& stop) {
         const Handle mutex = makeMutex("m", true);
         const Handle mapping = makeMapping("map", 100);
         const View<char> view = viewOf<char>(mapping);
         view[0] = 'p';
-        if (fork() == 0) {
-            prctl(PR_SET_PDEATHSIG, 0); // the end of this test closes the pipes, which ends it too
-            if (GetParam() == First::BeforeTheParent && waitFor(mutex) != WAIT_TIMEOUT)
-                _exit(1);
-            ready.signal();
-            dead.await();
-            const bool right =
-                waitFor(mutex, INFINITE) == WAIT_ABANDONED && view[0] == 'p' && ReleaseMutex(mutex.get()) != FALSE;
-            checked.send(right ? 'r' : 'w');
-            end.await();
-            _exit(0);
-        }
-        pauseForever();
+        if (fork() != 0)
+            pauseForever();
+        prctl(PR_SET_PDEATHSIG, 0);
+        const bool waits = !GetParam() || waitFor(mutex) == WAIT_TIMEOUT;
+        stop();
+        *isRight = waits && waitFor(mutex, INFINITE) == WAIT_ABANDONED && view[0] == 'p' && ReleaseMutex(mutex.get());
+        stop();
     });
-    ASSERT_TRUE(ready.await());
-    EXPECT_EQ(parent.kill(), kKilled);
-    EXPECT_EQ(memoryExists(), GetParam() == First::BeforeTheParent) << "the grandchild's first call opens it";
-    dead.signal();
-    char answer = '-';
-    EXPECT_TRUE(checked.receive(answer));
-    EXPECT_EQ(answer, 'r');
-    EXPECT_TRUE(memoryExists()) << "the grandchild has it";
-    EXPECT_NE(openMutex("m"), nullptr);
-    end.signal();
+    ASSERT_TRUE(parent.awaitStop());
+    EXPECT_EQ(parent.kill(), Child::kKilled);
+    EXPECT_EQ(memoryExists(), GetParam()) << "the grandchild's first call opens it";
+    parent.goOn();
+    EXPECT_TRUE(parent.awaitStop());
+    EXPECT_TRUE(*isRight);
+    EXPECT_TRUE(memoryExists() && openMutex("m")) << "the grandchild has them";
+    parent.goOn();
     while (openMutex("m")) // until its end is done
         std::this_thread::yield();
     EXPECT_FALSE(memoryExists());
 }
 
-INSTANTIATE_TEST_SUITE_P(Order, ForkOrder, testing::Values(First::BeforeTheParent, First::AfterIt),
-                         [](const auto& order) { return order.param == First::AfterIt ? "After" : "Before"; });
+INSTANTIATE_TEST_SUITE_P(Calls, ForkOrder, testing::Bool(),
+                         [](const auto& before) { return before.param ? "Before" : "After"; });
 
 TEST_F(KernelObjectFork, AChildOfAChild) {
-    const Handle mutex = makeMutex("m");
-    const Handle event = makeEvent("e", false, false);
-    Child child([&] {
-        if (waitFor(mutex) != WAIT_OBJECT_0)
-            return 1;
-        Child grandchild([&] {
-            if (ReleaseMutex(mutex.get()) != FALSE || waitFor(mutex) != WAIT_TIMEOUT)
-                return 1;
-            SetEvent(event.get());
-            return 0;
-        });
-        if (grandchild.wait() != 0)
-            return 2;
-        // One that never called the layer between the two.
-        Child silent([&] {
-            return Child([&] {
-                       if (waitFor(mutex) != WAIT_TIMEOUT)
-                           return 1;
-                       return waitFor(event) == WAIT_OBJECT_0 ? 0 : 2;
-                   })
-                .wait();
-        });
-        if (silent.wait() != 0)
-            return 3;
-        return ReleaseMutex(mutex.get()) != FALSE ? 0 : 4;
-    });
-    EXPECT_EQ(child.wait(), 0);
-    EXPECT_EQ(waitFor(mutex), WAIT_OBJECT_0);
-}
-
-// A child that ends as programs do, having called the layer or not, takes nothing away from its parent.
-TEST_F(KernelObjectFork, TheEndOfAChildDisturbsNobody) {
     const Handle mutex = makeMutex("m", true);
-    makeMutex("kept mapped").reset();
-    const std::size_t files = objectFiles().size();
-    for (const bool calls : {false, true}) {
-        EXPECT_EQ(Child([&]() -> int {
-                      if (calls && waitFor(mutex) != WAIT_TIMEOUT)
-                          _exit(1);
-                      std::exit(0);
-                  }).wait(),
-                  0);
-        EXPECT_EQ(objectFiles().size(), files);
-        EXPECT_EQ(Child([] { return waitFor(openMutex("m")) == WAIT_TIMEOUT ? 0 : 1; }).wait(), 0);
-    }
-    // A thread of a child ends, too: what its parent held it leaves alone.
-    EXPECT_EQ(Child([&] {
-                  std::thread([&] { waitFor(mutex); }).join();
-                  return waitFor(mutex) == WAIT_TIMEOUT ? 0 : 1;
-              }).wait(),
-              0);
+    for (const bool calls : {false, true}) // the one between the two
+        inChild([&] {
+            EXPECT_TRUE(!calls || waitFor(mutex) == WAIT_TIMEOUT);
+            inChild([&] {
+                EXPECT_FALSE(ReleaseMutex(mutex.get()));
+                EXPECT_EQ(waitFor(mutex), WAIT_TIMEOUT);
+            });
+        });
     EXPECT_TRUE(ReleaseMutex(mutex.get()));
 }
 
-// The forking thread held mutexes when the child was made; when it ends there, what it knows of them must not lead to
-// objects that are closed by then.
-TEST_F(KernelObjectFork, AForkingThreadEndsInTheChild) {
-    HANDLE mutex = CreateMutexA(nullptr, TRUE, "m");
-    HANDLE again = CreateMutexA(nullptr, TRUE, "again");
-    EXPECT_EQ(Child([&]() -> int {
-                  if (CloseHandle(mutex) == FALSE)
-                      _exit(1);
-                  // The other one it takes itself, and closes it.
-                  if (WaitForSingleObject(again, 0) != WAIT_TIMEOUT || CloseHandle(again) == FALSE)
-                      _exit(2);
-                  std::exit(0);
-              }).wait(),
-              0);
-    EXPECT_TRUE(ReleaseMutex(mutex));
-    EXPECT_TRUE(ReleaseMutex(again));
-    EXPECT_TRUE(CloseHandle(mutex) && CloseHandle(again));
+// A child ends, by itself or with a thread, and closes what its parent holds: nothing of that is its parent's loss.
+TEST_F(KernelObjectFork, TheEndOfAChildDisturbsNobody) {
+    HANDLE const mutex = CreateMutexA(nullptr, TRUE, "m");
+    HANDLE const other = CreateMutexA(nullptr, TRUE, "other");
+    makeMutex("kept mapped").reset();
+    const auto files = objectFiles();
+    const std::function<void()> ends[] = {
+        [] {},
+        [&] { EXPECT_EQ(WaitForSingleObject(mutex, 0), WAIT_TIMEOUT); },
+        [&] { std::thread([&] { WaitForSingleObject(mutex, 0); }).join(); },
+        [&] { EXPECT_TRUE(CloseHandle(mutex)); },
+        [&] { EXPECT_TRUE(WaitForSingleObject(mutex, 0) == WAIT_TIMEOUT && CloseHandle(mutex)); },
+    };
+    for (const auto& end : ends) {
+        inChild([&] {
+            end();
+            std::exit(HasFailure() ? 1 : 0);
+        });
+        EXPECT_EQ(objectFiles(), files);
+        inChild([] { EXPECT_EQ(waitFor(openMutex("m")), WAIT_TIMEOUT); });
+    }
+    EXPECT_TRUE(ReleaseMutex(mutex) && ReleaseMutex(other) && CloseHandle(mutex) && CloseHandle(other));
 }
 
 // A child that never calls the layer keeps nothing of what its parent had open, or opened again behind the fork.
 TEST_F(KernelObjectFork, ASilentChildKeepsNothing) {
-    const Pipe ready;
-    const Pipe end;
-    const Pipe gone;
-    Child parent([&]() -> int {
-        const Handle open = makeMutex("open");
+    const Shared<std::atomic<pid_t>> silent;
+    Child parent = childWith([&] {
+        Handle open = makeMutex("open");
         makeMutex("closed").reset();
         if (fork() == 0) {
-            prctl(PR_SET_PDEATHSIG, 0);
-            end.await();
-            gone.signal();
-            _exit(0);
+            *silent = getpid(); // by now its handlers are through
+            pauseForever();
         }
-        const Handle mutex = makeMutex("closed"); // open again
-        ready.signal();
-        pauseForever();
+        while (*silent == 0)
+            std::this_thread::yield();
+        return std::pair(std::move(open), makeMutex("closed")); // open again
     });
-    ASSERT_TRUE(ready.await());
     EXPECT_TRUE(openMutex("closed") && openMutex("open"));
     parent.kill();
     EXPECT_FALSE(openMutex("closed") || openMutex("open")) << "nobody who opened it lives";
-    end.signal();
-    EXPECT_TRUE(gone.await());
+    kill(*silent, SIGKILL);
 }
 
 // The presence of a thread in some operation ends with it, also when another thread has forked meanwhile.
 TEST_F(KernelObjectFork, AHandleOfAThreadsOwnIsNoneOfAnothersChild) {
-    const Pipe opened;
-    const Pipe called;
-    const Pipe closed;
+    std::barrier meeting(2);
     std::thread other([&] {
         WdBeginOwnHandles();
         Handle presence = makeMutex("presence");
         WdEndOwnHandles();
-        opened.signal();
-        called.await();
+        meeting.arrive_and_wait();
+        meeting.arrive_and_wait();
         presence.reset();
-        closed.signal();
+        meeting.arrive_and_wait();
     });
-    ASSERT_TRUE(opened.await());
+    meeting.arrive_and_wait();
     const Handle shared = makeMutex("shared");
-    const Pipe end;
-    Child child([&] {
-        if (waitFor(shared) != WAIT_OBJECT_0)
-            return 1;
-        called.signal();
-        end.await();
-        return makeMutex("presence") && GetLastError() == ERROR_SUCCESS ? 0 : 2;
+    SteppedChild child([&](const SteppedChild::Stop& stop) {
+        EXPECT_EQ(waitFor(shared), WAIT_OBJECT_0);
+        stop();
+        EXPECT_TRUE(makeMutex("presence") && GetLastError() == ERROR_SUCCESS);
     });
-    EXPECT_TRUE(closed.await());
+    ASSERT_TRUE(child.awaitStop());
+    meeting.arrive_and_wait();
+    meeting.arrive_and_wait();
     EXPECT_EQ(openMutex("presence"), nullptr);
     EXPECT_NE(openMutex("shared"), nullptr);
-    end.signal();
-    EXPECT_EQ(child.wait(), 0);
+    EXPECT_EQ(child.end(), 0);
     other.join();
 }
 
 TEST_F(KernelObjectFork, ADaemonThatClosesAllDescriptorsGoesOn) {
     const Handle mutex = makeMutex("m");
-    EXPECT_EQ(Child([&] {
-                  for (int file = 3; file < 1024; ++file)
-                      close(file);
-                  const int others = open("/", O_RDONLY | O_DIRECTORY); // in the place of one that the layer had
-                  const bool goesOn = waitFor(mutex) == WAIT_OBJECT_0 && makeMutex("other");
-                  return goesOn && fcntl(others, F_GETFD) != -1 ? 0 : 1;
-              }).wait(),
-              0);
+    inChild([&] {
+        for (int file = 3; file < 1024; ++file)
+            close(file);
+        const int others = open("/", O_RDONLY | O_DIRECTORY); // in the place of one that the layer had
+        EXPECT_TRUE(waitFor(mutex) == WAIT_OBJECT_0 && makeMutex("other"));
+        EXPECT_NE(fcntl(others, F_GETFD), -1);
+    });
 }
 
 // No descriptor of the layer takes the place of a standard one that its program was started without.
 TEST_F(KernelObjectFork, StandardDescriptorsStayClosed) {
-    EXPECT_EQ(Child([] {
-                  for (const int file : {0, 1, 2})
-                      close(file);
-                  const Handle mutex = makeMutex("m");
-                  HKEY key = nullptr;
-                  const LONG error =
-                      RegCreateKeyExA(HKEY_LOCAL_MACHINE, "K", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr);
-                  for (const int file : {0, 1, 2})
-                      if (fcntl(file, F_GETFD) != -1)
-                          return 1 + file;
-                  return mutex && error == ERROR_SUCCESS ? 0 : 4;
-              }).wait(),
-              0);
+    inChild([] {
+        for (const int file : {0, 1, 2})
+            close(file);
+        const Handle mutex = makeMutex("m");
+        HKEY key = nullptr;
+        EXPECT_EQ(RegCreateKeyExA(HKEY_LOCAL_MACHINE, "K", 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr), 0);
+        for (const int file : {0, 1, 2})
+            EXPECT_EQ(fcntl(file, F_GETFD), -1) << file;
+    });
 }
 
 // Threads at work on every kind of object while children are made, which find everything free or in use, never stuck.
@@ -356,47 +260,31 @@ TEST_F(KernelObjectFork, ForksInTheMiddleOfOtherThreadsCalls) {
     const Handle named = makeMutex("m");
     const Handle nameless = makeMutex(nullptr);
     const Handle event = makeEvent("e", false, true);
-    std::atomic<bool> stop{false};
-    const std::function<void()> works[] = {
-        [&] {
-            waitFor(named, INFINITE);
-            ReleaseMutex(named.get());
-        },
-        [&] {
-            waitFor(nameless, INFINITE);
-            ReleaseMutex(nameless.get());
-        },
-        [&] {
-            const Handle own = makeMutex("own", true);
-            const Handle mapping = makeMapping("map", 100);
-            const View<char> view = viewOf<char>(mapping);
-            view[0] = 'x';
-        },
-        [&] {
-            waitFor(event, INFINITE);
-            SetEvent(event.get());
-        },
+    const auto passThrough = [](const Handle& mutex) {
+        const DWORD result = waitFor(mutex, INFINITE);
+        return (result == WAIT_OBJECT_0 || result == WAIT_ABANDONED) && ReleaseMutex(mutex.get()) != FALSE;
     };
+    const std::function<void()> works[] = {
+        [&] { passThrough(named); },
+        [&] { passThrough(nameless); },
+        [&] { viewOf<char>(makeMapping("map", 100))[0] = 'x'; },
+        [&] { waitFor(event, INFINITE) == WAIT_OBJECT_0&& SetEvent(event.get()); },
+    };
+    std::atomic<bool> stop{false};
     std::vector<std::thread> threads;
     for (const auto& work : works)
         threads.emplace_back([&] {
             while (!stop)
                 work();
         });
-    for (int i = 0; i < 200 && !HasFailure(); ++i) {
+    for (int i = 0; i < 60 && !HasFailure(); ++i) {
         Child child([&] {
-            const auto taken = [](const Handle& mutex) {
-                const DWORD result = waitFor(mutex, 100'000); // a second
-                return (result == WAIT_OBJECT_0 || result == WAIT_ABANDONED) && ReleaseMutex(mutex.get()) != FALSE;
-            };
-            if (!taken(nameless))
-                return 1;
-            if (!taken(named))
-                return 2;
-            if (makeEvent("new", true, true) == nullptr)
-                return 3;
+            alarm(60);
             const Handle mapping = makeMapping("map", 100);
-            return mapping && viewOf<char>(mapping) ? 0 : 4;
+            return passThrough(nameless) && passThrough(named) && makeEvent("new", true, true) &&
+                           viewOf<char>(mapping) != nullptr
+                       ? 0
+                       : 1;
         });
         EXPECT_EQ(child.wait(), 0) << i;
     }

@@ -8,141 +8,91 @@
 #include <platform/robust.h>
 
 #include <atomic>
-#include <cstdio>
-#include <cstring>
+#include <cstddef>
 #include <fcntl.h>
 #include <sys/syscall.h>
 
 namespace {
 
 constexpr std::uint32_t kRows = 4096; // the first is nobody's
-constexpr std::uint32_t kMagic = 0x54505744;
 
 // As it stands in the file.
-struct Table {
-    struct Row {
-        std::uint32_t generation;
-        std::uint32_t process;
-        std::uint64_t identity;
-        std::uint64_t start;
-        std::uint64_t namespaces;
-    };
+struct Head {
     std::uint32_t magic;
     std::uint32_t version;
     std::uint64_t reserved;
-    Row rows[kRows];
 };
-static_assert(sizeof(Table) == 16 + kRows * 32);
+struct Row {
+    std::uint32_t generation;
+    std::uint32_t process;
+    std::uint64_t rest[3];
+};
 
 class ProcessTable : public testing::Test {
   protected:
     ProcessTable() {
         useFreshHome();
-        std::fflush(stdout);
-        EXPECT_EQ(Child([] { return makeMutex("m") ? 0 : 1; }).wait(), 0); // the table is there
+        inChild([] { EXPECT_TRUE(makeMutex("m")); }); // the table is there
     }
 };
 
-// A child that has the table's file open, without the layer. It holds rows as a living process would.
-Child withTable(const std::function<int(int)>& work) {
-    return Child([&] {
-        const int file = open((objectsFolder() / ".processes").c_str(), O_RDWR | O_CLOEXEC);
-        return file < 0 ? 100 : work(file);
+int openTable() {
+    return open((objectsFolder() / ".processes").c_str(), O_RDWR | O_CLOEXEC);
+}
+template <class Part>
+void put(std::size_t at, const Part& part) {
+    const int file = openTable();
+    EXPECT_EQ(pwrite(file, &part, sizeof part, static_cast<off_t>(at)), static_cast<ssize_t>(sizeof part));
+    close(file);
+}
+void putRow(std::uint32_t number, const Row& row) {
+    put(sizeof(Head) + number * sizeof(Row), row);
+}
+
+// A child that holds rows as living processes would, but without the layer: these and no others.
+Child holdRows(std::uint32_t first, std::uint32_t end, std::uint32_t except = kRows) {
+    return childWith([=] {
+        const int file = openTable();
+        for (std::uint32_t row = first; row < end; ++row) {
+            struct flock lock {};
+            lock.l_type = F_WRLCK;
+            lock.l_start = row;
+            lock.l_len = 1;
+            EXPECT_TRUE(row == except || fcntl(file, F_SETLK, &lock) == 0);
+        }
+        return file;
     });
 }
-bool lockRows(int file, std::uint32_t first, std::uint32_t count) {
-    struct flock lock {};
-    lock.l_type = F_WRLCK;
-    lock.l_whence = SEEK_SET;
-    lock.l_start = first;
-    lock.l_len = count;
-    return count == 0 || fcntl(file, F_SETLK, &lock) == 0;
-}
-// Lives until it is killed.
-Child holdRows(const Pipe& held, std::uint32_t all, std::uint32_t except) {
-    return withTable([&held, all, except](int file) -> int {
-        if (!lockRows(file, 1, except - 1) || !lockRows(file, except + 1, all - except))
-            return 1;
-        held.signal();
-        for (;;)
-            pause();
-    });
-}
-int fill(const std::function<void(Table&)>& change) {
-    return withTable([&](int file) {
-               auto table = std::make_unique<Table>();
-               if (pread(file, table.get(), sizeof(Table), 0) != static_cast<ssize_t>(sizeof(Table)))
-                   return 1;
-               change(*table);
-               return pwrite(file, table.get(), sizeof(Table), 0) == static_cast<ssize_t>(sizeof(Table)) ? 0 : 2;
-           })
-        .wait();
+Child holdAllRows(std::uint32_t except = kRows) {
+    return holdRows(1, kRows, except);
 }
 
 std::uint32_t rowOf(WD_TAG tag) {
     return static_cast<std::uint32_t>(tag >> 16 & 0xFFFF);
 }
-std::uint32_t generationOf(WD_TAG tag) {
-    return static_cast<std::uint32_t>(tag >> 32);
+
+// What a process that comes now gets for its first object.
+DWORD errorOfAnother() {
+    return static_cast<DWORD>(Child([] { return makeMutex("m") ? 0 : static_cast<int>(GetLastError()); }).wait());
 }
 
 TEST_F(ProcessTable, ARowIsUsedAgainUnderAnotherGeneration) {
     constexpr std::uint32_t kRow = 1234;
-    const Pipe held;
-    Child others = holdRows(held, kRows - 1, kRow); // all but one row are taken
-    ASSERT_TRUE(held.await());
-    ASSERT_EQ(fill([](Table& table) { table.rows[kRow].generation = 0xFFFFFFFD; }), 0);
+    const Child others = holdAllRows(kRow);
+    putRow(kRow, {0xFFFFFFFD, 0, {}});
     const Shared<std::atomic<WD_TAG>> tag;
-    std::vector<WD_TAG> tags;
-    for (int i = 0; i < 4; ++i) {
-        EXPECT_EQ(Child([&] {
-                      *tag = WdOwnTag(WD_ROLE_NONE);
-                      for (const WD_TAG before : tags)
-                          if (WdTagIsAlive(before) != FALSE)
-                              return 1;
-                      return WdTagIsAlive(*tag) != FALSE ? 0 : 2;
-                  }).wait(),
-                  0);
-        tags.push_back(*tag);
+    std::vector<WD_TAG> before;
+    for (const std::uint32_t generation : {0xFFFFFFFE, 0xFFFFFFFF, 1u, 2u}) { // 0 is nobody's
+        inChild([&] {
+            *tag = WdOwnTag(WD_ROLE_NONE);
+            EXPECT_TRUE(WdTagIsAlive(*tag));
+            for (const WD_TAG dead : before)
+                EXPECT_FALSE(WdTagIsAlive(dead));
+        });
+        EXPECT_EQ(rowOf(*tag), kRow);
+        EXPECT_EQ(*tag >> 32, generation);
+        before.push_back(*tag);
     }
-    std::vector<std::uint32_t> generations;
-    for (const WD_TAG one : tags) {
-        EXPECT_EQ(rowOf(one), kRow);
-        generations.push_back(generationOf(one));
-    }
-    EXPECT_EQ(generations, (std::vector<std::uint32_t>{0xFFFFFFFE, 0xFFFFFFFF, 1, 2})) << "0 is nobody's";
-}
-
-TEST_F(ProcessTable, TheHeirOfARowGetsItsMutexAbandoned) {
-    const Pipe held;
-    Child others = holdRows(held, kRows - 1, 77);
-    ASSERT_TRUE(held.await());
-    const Pipe ready;
-    Child first([&]() -> int {
-        const Handle mutex = makeMutex("m", true);
-        ready.signal();
-        for (;;)
-            pause();
-    });
-    ASSERT_TRUE(ready.await());
-    // Something that keeps the mutex there, without a row.
-    const int keeper = open((objectsFolder() / "m").c_str(), O_RDONLY | O_CLOEXEC);
-    struct flock reading {};
-    reading.l_type = F_RDLCK;
-    reading.l_len = 1;
-    ASSERT_EQ(fcntl(keeper, F_OFD_SETLK, &reading), 0);
-    EXPECT_EQ(Child([] { return makeMutex("m") ? 1 : static_cast<int>(GetLastError()); }).wait(),
-              static_cast<int>(ERROR_NOT_ENOUGH_MEMORY))
-        << "no row is left";
-    first.kill();
-    EXPECT_EQ(Child([] {
-                  const Handle mutex = makeMutex("m");
-                  if (GetLastError() != ERROR_ALREADY_EXISTS)
-                      return 1;
-                  return waitFor(mutex, INFINITE) == WAIT_ABANDONED ? 0 : 2;
-              }).wait(),
-              0);
-    close(keeper);
 }
 
 // What a process does to its table by itself, and what a copy of its open files does that ran no handlers, changes
@@ -150,121 +100,72 @@ TEST_F(ProcessTable, TheHeirOfARowGetsItsMutexAbandoned) {
 TEST_F(ProcessTable, AProcessLivesNoLongerAndNoShorterThanItDoes) {
     const Shared<std::atomic<WD_TAG>> tag;
     const Shared<std::atomic<int>> copy;
-    const Pipe ready;
-    Child process([&]() -> int {
+    Child process = childWith([&] {
         *tag = WdOwnTag(WD_ROLE_NONE);
-        close(open((objectsFolder() / ".processes").c_str(), O_RDWR | O_CLOEXEC));
+        close(openTable());
         const auto made = static_cast<int>(syscall(SYS_clone, SIGCHLD, nullptr, nullptr, nullptr, nullptr));
-        if (made != 0) {
-            *copy = made;
-            ready.signal();
-        }
-        for (;;)
-            pause();
+        if (made == 0)
+            pauseForever();
+        return *copy = made;
     });
-    ASSERT_TRUE(ready.await());
-    const auto alive = [&] { return Child([&] { return WdTagIsAlive(*tag) != FALSE ? 1 : 0; }).wait(); };
-    EXPECT_EQ(alive(), 1);
+    inChild([&] { EXPECT_TRUE(WdTagIsAlive(*tag)); });
     process.kill();
-    EXPECT_EQ(alive(), 0);
+    inChild([&] { EXPECT_FALSE(WdTagIsAlive(*tag)); });
     ASSERT_GT(*copy, 0);
     kill(*copy, SIGKILL);
 }
 
-TEST_F(ProcessTable, AFullOneIsToldAndADeadOneIsRoom) {
-    const Pipe held;
-    const auto create = [] {
-        return Child([] { return makeMutex("m") ? 0 : static_cast<int>(GetLastError()); }).wait();
-    };
-    Child others = holdRows(held, kRows - 1, kRows);
-    ASSERT_TRUE(held.await());
-    for (int attempt = 0; attempt < 2; ++attempt)
-        EXPECT_EQ(create(), static_cast<int>(ERROR_NOT_ENOUGH_MEMORY));
-    others.kill();
-    // Thousands that died without a word, this process's own number among them.
-    ASSERT_EQ(fill([](Table& table) {
-                  for (std::uint32_t row = 0; row < kRows; ++row)
-                      table.rows[row] = {row * 7919, row, row * 104729, 0, 0};
-              }),
-              0);
-    EXPECT_EQ(create(), 0);
+// Thousands that died without a word are room, this process's own number among them.
+TEST_F(ProcessTable, TheDeadAreRoom) {
+    for (std::uint32_t row = 0; row < kRows; ++row)
+        putRow(row, {row * 7919, row, {std::uint64_t{row} * 104729}});
+    EXPECT_EQ(errorOfAnother(), ERROR_SUCCESS);
 }
 
 // A process that can't enter the table makes nothing, and can as soon as there is room.
 TEST_F(ProcessTable, AProcessWithoutARowTriesAgain) {
-    const Pipe held;
-    Child others = holdRows(held, kRows - 1, kRows);
-    ASSERT_TRUE(held.await());
-    const Pipe refused;
-    const Pipe room;
-    Child late([&] {
-        if (makeMutex("m") || WdOwnTag(WD_ROLE_ALONE) != 0 || GetLastError() != ERROR_NOT_ENOUGH_MEMORY)
-            return 1;
-        refused.signal();
-        room.await();
-        return makeMutex("m") && WdOwnTag(WD_ROLE_ALONE) != 0 ? 0 : 2;
+    Child others = holdAllRows();
+    SteppedChild late([](const SteppedChild::Stop& stop) {
+        for (int attempt = 0; attempt < 2; ++attempt) {
+            EXPECT_TRUE(!makeMutex("m") && WdOwnTag(WD_ROLE_ALONE) == 0);
+            EXPECT_EQ(GetLastError(), ERROR_NOT_ENOUGH_MEMORY);
+        }
+        stop();
+        EXPECT_TRUE(makeMutex("m") && WdOwnTag(WD_ROLE_ALONE) != 0);
     });
-    EXPECT_TRUE(refused.await());
+    EXPECT_TRUE(late.awaitStop());
     others.kill();
-    room.signal();
-    EXPECT_EQ(late.wait(), 0);
+    EXPECT_EQ(late.end(), 0);
 }
 
-// The child of a fork that finds no row has nothing; what its parent has goes on.
+// Nor does the child of a fork have anything; what its parent has goes on.
 TEST_F(ProcessTable, AChildWithoutARowIsRefusedUntilThereIsRoom) {
-    const Pipe held;
-    const Pipe refused;
-    const Pipe room;
     const Handle elsewhere = makeMutex("m"); // in another home, whose table has room all the time
     useFreshHome();
     const Handle mutex = makeMutex("m", true);
-    const std::uint32_t own = rowOf(WdOwnTag(WD_ROLE_NONE));
-    Child others = holdRows(held, kRows - 1, own);
-    ASSERT_TRUE(held.await());
-    Child child([&] {
-        for (int attempt = 0; attempt < 2; ++attempt)
-            if (waitFor(mutex) != WAIT_FAILED || GetLastError() != ERROR_NOT_ENOUGH_MEMORY)
-                return 1;
-        if (makeMutex("other") || GetLastError() != ERROR_NOT_ENOUGH_MEMORY)
-            return 2;
-        refused.signal();
-        room.await();
-        return waitFor(mutex) == WAIT_TIMEOUT && makeMutex("other") ? 0 : 3;
+    Child others = holdAllRows(rowOf(WdOwnTag(WD_ROLE_NONE)));
+    SteppedChild child([&](const SteppedChild::Stop& stop) {
+        EXPECT_EQ(waitFor(mutex), WAIT_FAILED);
+        EXPECT_EQ(GetLastError(), ERROR_NOT_ENOUGH_MEMORY);
+        EXPECT_FALSE(makeMutex("other"));
+        stop();
+        EXPECT_TRUE(waitFor(mutex) == WAIT_TIMEOUT && makeMutex("other"));
     });
-    EXPECT_TRUE(refused.await());
+    EXPECT_TRUE(child.awaitStop());
     others.kill();
-    room.signal();
-    EXPECT_EQ(child.wait(), 0);
+    EXPECT_EQ(child.end(), 0);
     EXPECT_TRUE(ReleaseMutex(mutex.get()));
 }
 
 // Of another layout, or nonsense: refused while somebody uses it, laid down afresh when nobody does.
 TEST_F(ProcessTable, ATableOfAnotherLayout) {
-    const struct {
-        std::uint32_t magic;
-        std::uint32_t version;
-    } kOthers[] = {{kMagic, 1}, {0, 0}, {0x12345678, 1}};
-    for (const auto& other : kOthers) {
-        const Pipe held;
-        Child user = withTable([&held](int file) -> int {
-            if (!lockRows(file, 5, 1))
-                return 1;
-            held.signal();
-            for (;;)
-                pause();
-        });
-        ASSERT_TRUE(held.await());
-        ASSERT_EQ(fill([&](Table& table) {
-                      table.magic = other.magic;
-                      table.version = other.version;
-                  }),
-                  0);
-        const auto create = [] {
-            return Child([] { return makeMutex("m") ? 0 : static_cast<int>(GetLastError()); }).wait();
-        };
-        EXPECT_EQ(create(), static_cast<int>(ERROR_INVALID_DATA)) << other.version;
+    constexpr std::uint32_t kMagic = 0x54505744;
+    for (const Head& other : {Head{kMagic, 1, 0}, Head{0, 0, 0}, Head{0x12345678, 1, 0}}) {
+        Child user = holdRows(5, 6);
+        put(0, other);
+        EXPECT_EQ(errorOfAnother(), ERROR_INVALID_DATA) << other.magic;
         user.kill();
-        EXPECT_EQ(create(), 0) << other.version;
+        EXPECT_EQ(errorOfAnother(), ERROR_SUCCESS) << other.magic;
     }
 }
 

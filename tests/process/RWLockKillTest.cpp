@@ -12,8 +12,6 @@
 
 #include <dlfcn.h>
 
-#include <csignal>
-#include <functional>
 #include <memory>
 #include <set>
 #include <string>
@@ -22,7 +20,6 @@
 namespace {
 
 constexpr unsigned kClosedLimit = 32; // so many closed objects the layer keeps mapped
-constexpr int kKilled = Child::kSignal + SIGKILL;
 
 // The locks' own, and those of the test.
 const std::set<std::string> kSteps{
@@ -35,138 +32,95 @@ const std::set<std::string> kSteps{
 
 std::unique_ptr<CWdRWLockEx> openLock(const std::string& name) {
     auto lock = std::make_unique<CWdRWLockEx>();
-    return lock->Initialize(name.c_str()) ? std::move(lock) : nullptr;
+    EXPECT_TRUE(lock->Initialize(name.c_str()));
+    return lock;
 }
 
-// The halves of each operation stand apart in these tests, which the analysis doesn't follow.
+// What the process does that is to die, and the others beside it. Where nobody was there before, opening is part of it.
+using Role = void (*)(std::unique_ptr<CWdRWLockEx>& lock);
 
-void read(CWdRWLock& lock, int depth = 1) WD_NO_THREAD_SAFETY_ANALYSIS {
-    lock.LockRead();
+void readOnce(std::unique_ptr<CWdRWLockEx>& lock) {
+    const CWdRWReadLock hold(lock.get());
     steps::pass("test.reading");
-    if (depth > 1)
-        read(lock, depth - 1);
-    lock.UnlockRead();
 }
-
-void write(CWdRWLock& lock) WD_NO_THREAD_SAFETY_ANALYSIS {
-    lock.LockWrite();
+void readNested(std::unique_ptr<CWdRWLockEx>& lock) {
+    const CWdRWReadLock hold(lock.get());
+    steps::pass("test.reading");
+    readOnce(lock);
+}
+void write(std::unique_ptr<CWdRWLockEx>& lock) {
+    const CWdRWWriteLock hold(lock.get());
     steps::pass("test.writing");
-    lock.UnlockWrite();
 }
-
-// What the process does that is to die.
-enum class Role { ReadOnce, ReadNested, Write, OpenAndClose };
-
-// `arm` sets the end: before the lock is opened, or after.
-int play(Role role, const std::string& name, bool armEarly, const std::function<void()>& arm) {
-    std::vector<HANDLE> others;
-    for (unsigned i = 0; role == Role::OpenAndClose && i < kClosedLimit; ++i)
+// What is closed stays mapped until so many others are.
+std::vector<HANDLE> others;
+void openOthers() {
+    for (unsigned i = 0; i < kClosedLimit; ++i)
         others.push_back(CreateMutexA(nullptr, FALSE, ("other" + std::to_string(i)).c_str()));
-    if (armEarly)
-        arm();
-    auto lock = openLock(name);
-    if (!lock)
-        return 1;
-    if (!armEarly)
-        arm();
-    switch (role) {
-    case Role::ReadOnce:
-        read(*lock);
-        break;
-    case Role::ReadNested:
-        read(*lock, 2);
-        break;
-    case Role::Write:
-        write(*lock);
-        break;
-    case Role::OpenAndClose:
-        lock.reset();
-        for (HANDLE other : others) // the closed objects of the lock have to go for these
-            CloseHandle(other);
-        break;
-    }
-    return 0;
+}
+void close(std::unique_ptr<CWdRWLockEx>& lock) {
+    lock.reset();
+    for (HANDLE other : others)
+        CloseHandle(other);
 }
 
 // In which state the lock is when it comes.
-enum class Scene {
-    Unused,     // nobody has its objects open
-    Free,       // others have
-    LiveReader, // holds it, until the process that is to die has waited for two looks
-    LiveWriter,
-    DeadReader,        // died inside
-    DeadWriter,        // likewise
-    DeadGuard,         // died as the first reader, with the guard, its row and the count, but no token
-    DeadGuardOfWriter, // a reader that died while it waited for a writer, which died after it
+enum class Holder { Nobody, Reader, Writer };
+struct Scene {
+    const char* name;
+    bool isOpen = true;             // somebody has its objects
+    Holder holder = Holder::Nobody; // lives, and lets go when the process that is to die has waited for two looks
+    struct {
+        Role role;
+        const char* step;
+    } died[2] = {};
 };
-
-// Ends a process inside the lock, at a step of that name.
-void die(const std::string& name, Role role, const char* step) {
-    const Shared<steps::Grave> grave;
-    Child child([&] { return play(role, name, false, [&] { steps::dieAt(step, *grave); }); });
-    ASSERT_EQ(child.wait(), kKilled) << "no step " << step;
-}
+constexpr const char* kWithoutToken = "enter.count"; // a first reader, with the guard, its row and the count
+const Scene kUnused{"unused", false};
+const Scene kFree{"free"};
+const Scene kLiveReader{"a reader", true, Holder::Reader};
+const Scene kLiveWriter{"a writer", true, Holder::Writer};
+const Scene kDead[] = {
+    {"a dead reader", true, Holder::Nobody, {{readOnce, "test.reading"}}},
+    {"a dead writer", true, Holder::Nobody, {{write, "test.writing"}}},
+    {"a dead guard", true, Holder::Nobody, {{readOnce, kWithoutToken}}},
+    {"a dead guard that waited for a dead writer",
+     true,
+     Holder::Nobody,
+     {{readOnce, kWithoutToken}, {write, "test.writing"}}},
+};
 
 class RWLockKill : public testing::Test {
   protected:
     // Every death of a role in a scene.
-    void killAtEachStep(Scene scene, Role role) {
-        for (unsigned nth = 1; !HasFailure(); ++nth) {
-            SCOPED_TRACE("scene " + std::to_string(static_cast<int>(scene)) + ", role " +
-                         std::to_string(static_cast<int>(role)) + ", step " + std::to_string(nth));
-            if (nth == 1 || scene == Scene::Unused)
-                m_name = "kill" + std::to_string(++m_locks); // not even a file of an earlier one is there
-            auto lock = scene == Scene::Unused ? nullptr : openLock(m_name);
-            if (lock != nullptr)
-                read(*lock); // it has a row, so that only who died makes it count anew
-            prepare(scene, lock.get());
-            const std::string step = kill(scene, role, nth, lock.get());
-            SCOPED_TRACE(step.empty() ? "not killed" : "killed at " + step);
-            if (lock == nullptr)
-                lock = openLock(m_name);
-            ASSERT_NE(lock, nullptr);
-            // Whoever is left may come with either wish, and with a row in the table or without one.
-            goOn(*lock, nth % 2 == 0);
-            goOn(*openLock(m_name), nth % 4 < 2);
-            if (step.empty())
-                break;
-            m_died.insert(step);
-        }
+    void killAtEachStep(const Scene& scene, std::initializer_list<Role> roles) {
+        for (const Role role : roles)
+            for (unsigned nth = 1; !HasFailure(); ++nth) {
+                if (nth == 1 || !scene.isOpen)
+                    m_name = "kill" + std::to_string(++m_locks); // not even a file of an earlier one is there
+                const std::string step = killAtStep(scene, role, nth);
+                if (step.empty())
+                    break;
+                m_died.insert(step);
+            }
     }
 
-    const std::set<std::string>& died() const { return m_died; }
+    std::set<std::string> m_died;
 
   private:
-    void prepare(Scene scene, CWdRWLockEx* lock) WD_NO_THREAD_SAFETY_ANALYSIS {
-        switch (scene) {
-        case Scene::Unused:
-        case Scene::Free:
-            break;
-        case Scene::LiveReader:
-            lock->LockRead();
-            break;
-        case Scene::LiveWriter:
-            lock->LockWrite();
-            break;
-        case Scene::DeadReader:
-            die(m_name, Role::ReadOnce, "test.reading");
-            break;
-        case Scene::DeadWriter:
-            die(m_name, Role::Write, "test.writing");
-            break;
-        case Scene::DeadGuard:
-            die(m_name, Role::ReadOnce, "enter.count");
-            break;
-        case Scene::DeadGuardOfWriter:
-            die(m_name, Role::ReadOnce, "enter.count");
-            die(m_name, Role::Write, "test.writing");
-            break;
+    // The step's name; empty when the role was through before.
+    std::string killAtStep(const Scene& scene, Role role, unsigned nth) WD_NO_THREAD_SAFETY_ANALYSIS {
+        SCOPED_TRACE(testing::Message() << scene.name << ", step " << nth);
+        std::unique_ptr<CWdRWLockEx> lock;
+        if (scene.isOpen) {
+            lock = openLock(m_name);
+            readOnce(lock); // it has a row, so that only who died makes it count anew
         }
-    }
-
-    // Runs the role until its nth step. The step's name; empty when it was through before.
-    std::string kill(Scene scene, Role role, unsigned nth, CWdRWLockEx* held) WD_NO_THREAD_SAFETY_ANALYSIS {
-        const bool waits = scene == Scene::LiveReader || scene == Scene::LiveWriter;
+        for (const auto& [dyingRole, dyingStep] : scene.died)
+            if (dyingRole != nullptr)
+                dieAt(dyingRole, dyingStep);
+        if (scene.holder != Holder::Nobody)
+            scene.holder == Holder::Reader ? lock->LockRead() : lock->LockWrite();
         const Shared<steps::Grave> grave;
         Pipe waited;
         Child child([&] {
@@ -174,67 +128,82 @@ class RWLockKill : public testing::Test {
                 if (steps::looks() == before + 2)
                     waited.signal();
             });
-            const bool early = scene == Scene::Unused || scene == Scene::Free;
-            return play(role, m_name, early, [&] { steps::dieAt(nth, *grave); });
+            if (role == close)
+                openOthers();
+            const bool opensToo = scene.holder == Holder::Nobody && scene.died[0].role == nullptr;
+            if (opensToo)
+                steps::dieAt(nth, *grave);
+            auto own = openLock(m_name);
+            if (!opensToo)
+                steps::dieAt(nth, *grave);
+            role(own);
         });
         waited.closeSender();
-        if (waits) {
+        if (scene.holder != Holder::Nobody) {
             waited.await(); // ends with its life too
-            EXPECT_TRUE(isHeld(scene)) << "a holder that lives was robbed";
-            scene == Scene::LiveReader ? held->UnlockRead() : held->UnlockWrite();
+            EXPECT_EQ(LockMemory(m_name).taker(),
+                      WdOwnTag(scene.holder == Holder::Reader ? WD_ROLE_GROUP : WD_ROLE_ALONE))
+                << "a holder that lives was robbed";
+            scene.holder == Holder::Reader ? lock->UnlockRead() : lock->UnlockWrite();
         }
-        const int status = child.wait();
-        EXPECT_EQ(status, grave->step == nullptr ? 0 : kKilled);
-        return grave->step == nullptr ? "" : grave->step.load();
+        const bool died = child.wait() == Child::kKilled;
+        const std::string step = died ? grave->step.load() : "";
+        SCOPED_TRACE(died ? "killed at " + step : "not killed");
+        EXPECT_EQ(died, grave->step != nullptr);
+        // Whoever is left may come with either wish, and with a row in the table or without one.
+        if (lock == nullptr)
+            lock = openLock(m_name);
+        goOn(lock, nth % 2 == 0);
+        auto fresh = openLock(m_name);
+        goOn(fresh, nth % 4 < 2);
+        return step;
     }
 
-    // By this process, whoever looked or died meanwhile.
-    bool isHeld(Scene scene) const {
+    // Another process, inside the lock.
+    void dieAt(Role role, const char* step) const {
+        const Shared<steps::Grave> grave;
+        Child child([&] {
+            auto own = openLock(m_name);
+            steps::dieAt(step, *grave);
+            role(own);
+        });
+        ASSERT_EQ(child.wait(), Child::kKilled) << "no step " << step;
+    }
+
+    void goOn(std::unique_ptr<CWdRWLockEx>& lock, bool writeFirst) const {
+        const auto withFewLooks = [&](Role role) {
+            const unsigned before = steps::looks();
+            role(lock);
+            EXPECT_LE(steps::looks() - before, 2u);
+        };
         const LockMemory memory(m_name);
-        return memory.taker() == WdOwnTag(scene == Scene::LiveReader ? WD_ROLE_GROUP : WD_ROLE_ALONE);
-    }
-
-    void goOn(CWdRWLockEx& lock, bool writeFirst) const {
         if (writeFirst)
-            expectFewLooks([&] { write(lock); });
-        expectFewLooks([&] { read(lock); });
-        const LockMemory memory(m_name);
+            withFewLooks(write);
+        withFewLooks(readOnce);
         EXPECT_EQ(memory.count(), memory.readsInRows());
-        expectFewLooks([&] { write(lock); });
+        withFewLooks(write);
         EXPECT_EQ(memory.count(), 0u);
         EXPECT_EQ(memory.readsInRows(), 0u);
         EXPECT_EQ(memory.taker(), 0u);
     }
 
-    template <class Operation>
-    static void expectFewLooks(Operation&& operation) {
-        const unsigned before = steps::looks();
-        operation();
-        EXPECT_LE(steps::looks() - before, 2u);
-    }
-
     std::string m_name;
     unsigned m_locks = 0;
-    std::set<std::string> m_died;
 };
 
 TEST_F(RWLockKill, AtEachStepInEachRole) {
-    for (const Role role : {Role::ReadOnce, Role::Write, Role::OpenAndClose})
-        killAtEachStep(Scene::Unused, role);
-    for (const Role role : {Role::ReadOnce, Role::ReadNested, Role::Write, Role::OpenAndClose})
-        killAtEachStep(Scene::Free, role);
-    for (const Scene scene : {Scene::DeadReader, Scene::DeadWriter, Scene::DeadGuard, Scene::DeadGuardOfWriter})
-        for (const Role role : {Role::ReadOnce, Role::Write})
-            killAtEachStep(scene, role);
-    killAtEachStep(Scene::LiveReader, Role::Write);
-    killAtEachStep(Scene::LiveWriter, Role::Write);
-    killAtEachStep(Scene::LiveWriter, Role::ReadOnce);
-    EXPECT_EQ(died(), kSteps);
+    killAtEachStep(kUnused, {readOnce, write, close});
+    killAtEachStep(kFree, {readOnce, readNested, write, close});
+    for (const Scene& scene : kDead)
+        killAtEachStep(scene, {readOnce, write});
+    killAtEachStep(kLiveReader, {write});
+    killAtEachStep(kLiveWriter, {write, readOnce});
+    EXPECT_EQ(m_died, kSteps);
 }
 
 // The program has the kernel objects once, with the steps: a second copy in the process would be the layer's library.
 TEST(RWLockSteps, AreThoseOfTheOnlyCopyOfTheLayer) {
-    ASSERT_NE(openLock("only"), nullptr);
+    EXPECT_NE(openLock("only"), nullptr);
     EXPECT_EQ(dlopen("libWdltPlatform.so.1", RTLD_NOW | RTLD_NOLOAD), nullptr);
 }
 

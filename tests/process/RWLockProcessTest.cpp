@@ -5,17 +5,13 @@
 #include "LogFile.h"
 #include "RWLock.h"
 #include "TestHome.h"
+#include "TimeScale.h"
 
 #include <gtest/gtest.h>
 
-#include <platform/testing.h>
-
 #include <algorithm>
 #include <atomic>
-#include <chrono>
-#include <csignal>
 #include <cstdint>
-#include <cstdlib>
 #include <fcntl.h>
 #include <memory>
 #include <string>
@@ -28,7 +24,8 @@ constexpr const char* kName = "between";
 
 std::unique_ptr<CWdRWLockEx> openLock() {
     auto lock = std::make_unique<CWdRWLockEx>();
-    return lock->Initialize(kName) ? std::move(lock) : nullptr;
+    EXPECT_TRUE(lock->Initialize(kName));
+    return lock;
 }
 
 // The two halves of an operation stand apart in these tests, which the analysis doesn't follow.
@@ -46,67 +43,37 @@ void leave(CWdRWLock& lock, Mode mode) WD_NO_THREAD_SAFETY_ANALYSIS {
 class Holder {
   public:
     explicit Holder(Mode mode)
-        : m_child([this, mode] {
+        : m_child([this, mode](const SteppedChild::Stop& stop) {
               const auto lock = openLock();
-              if (!lock)
-                  return 1;
               enter(*lock, mode);
               *m_holds = true;
-              m_isIn.signal();
-              m_letGo.await();
+              stop();
               *m_holds = false;
               leave(*lock, mode);
-              return 0;
           }) {
-        m_isIn.closeSender();
-        m_isIn.await();
+        EXPECT_TRUE(m_child.awaitStop());
     }
 
     bool holds() const { return *m_holds; }
-    void letGo() const { m_letGo.signal(); }
-    int wait() { return m_child.wait(); }
+    void letGo() const { m_child.goOn(); }
+    void expectEnd() { EXPECT_EQ(m_child.wait(), 0); }
     int kill() { return m_child.kill(); }
 
   private:
     const Shared<std::atomic<bool>> m_holds;
-    Pipe m_isIn;
-    Pipe m_letGo;
-    Child m_child;
+    SteppedChild m_child;
 };
 
-void expectAtRest(const LockMemory& memory) {
+void expectAtRest() {
+    const LockMemory memory(kName);
     EXPECT_EQ(memory.count(), 0u);
     EXPECT_EQ(memory.readsInRows(), 0u);
     EXPECT_EQ(memory.taker(), 0u);
 }
 
-TEST(RWLockProcess, ProcessesShareOneCount) {
-    const auto lock = openLock();
-    ASSERT_NE(lock, nullptr);
-    const LockMemory memory(kName);
-    Holder first(Mode::Read);
-    Holder second(Mode::Read);
-    enter(*lock, Mode::Read);
-    enter(*lock, Mode::Read);
-    EXPECT_EQ(memory.count(), 4u);
-    EXPECT_EQ(memory.readsInRows(), 4u);
-    first.letGo();
-    EXPECT_EQ(first.wait(), 0);
-    leave(*lock, Mode::Read);
-    EXPECT_EQ(memory.count(), 2u);
-    leave(*lock, Mode::Read);
-    EXPECT_EQ(memory.taker(), WD_GROUP_TAG);
-    second.letGo();
-    EXPECT_EQ(second.wait(), 0);
-    expectAtRest(memory);
-}
-
 // A wait for a holder that lives warns once a slice, and ends when the holder lets go.
 TEST(RWLockProcess, WaitsForALivingHolderHoweverLong) {
-    constexpr auto kSlice = std::chrono::milliseconds(30);
-    constexpr std::ptrdiff_t kWarnings = 3;
-    setenv("WARDLET_TIME_SCALE", "0.0005", 1); // 60 seconds are 30 milliseconds
-    WdTestRereadEnvironment();
+    const TimeScale scale("0.0005"); // 60 seconds are 30 milliseconds
     const struct {
         Mode holder;
         Mode waiter;
@@ -114,14 +81,12 @@ TEST(RWLockProcess, WaitsForALivingHolderHoweverLong) {
     for (const auto& [holderMode, waiterMode] : cases) {
         SCOPED_TRACE(testing::Message() << static_cast<int>(holderMode) << " " << static_cast<int>(waiterMode));
         const auto lock = openLock();
-        ASSERT_NE(lock, nullptr);
         Holder holder(holderMode);
         const LogFile log(256); // errors only
         const auto warnings = [&log] {
             const auto messages = log.messages();
             return std::count(messages.begin(), messages.end(), "!!! CAUTION: May be dead locked");
         };
-        const auto begin = std::chrono::steady_clock::now();
         std::atomic<bool> entered{false};
         std::thread waiter([&, mode = waiterMode] {
             enter(*lock, mode);
@@ -129,71 +94,74 @@ TEST(RWLockProcess, WaitsForALivingHolderHoweverLong) {
             EXPECT_FALSE(holder.holds());
             leave(*lock, mode);
         });
-        while (warnings() < kWarnings)
+        while (warnings() < 3)
             std::this_thread::yield();
         EXPECT_FALSE(entered);
-        EXPECT_GE(std::chrono::steady_clock::now() - begin, kWarnings * kSlice);
         holder.letGo();
         waiter.join();
-        EXPECT_EQ(holder.wait(), 0);
-        expectAtRest(LockMemory(kName));
+        holder.expectEnd();
+        expectAtRest();
     }
 }
 
+// What the child of a reader does with its copy of the lock, and the count that it leaves.
 TEST(RWLockProcess, AForkedChildOfAReaderHoldsNothing) {
     auto lock = openLock();
-    ASSERT_NE(lock, nullptr);
     const LockMemory memory(kName);
+    Holder other(Mode::Read);
     enter(*lock, Mode::Read);
     const struct {
         const char* what;
-        int (*body)(std::unique_ptr<CWdRWLockEx>& lock);
-        int status;
-        std::uint32_t countBehind;
-    } lives[] = {
-        {"only ends", [](auto&) { return 0; }, 0, 1},
+        std::function<int()> life;
+        std::uint32_t countBehind = 2;
+        int status = 0;
+    } kLives[] = {
+        {"only ends", [] { return 0; }},
         {"takes its copy of the lock down",
-         [](auto& lock) {
+         [&] {
              lock.reset();
              return 0;
-         },
-         0, 1},
-        {"reads by itself",
-         [](auto& lock) {
-             const CWdRWReadLock hold(lock.get());
-             return LockMemory(kName).count() == 2 && LockMemory(kName).readsInRows() == 2 ? 0 : 1;
-         },
-         0, 1},
+         }},
         {"lets go of what its parent holds",
-         [](auto& lock) {
+         [&] {
              leave(*lock, Mode::Read);
              return 0;
-         },
-         0, 1},
+         }},
+        {"reads by itself, nested",
+         [&] {
+             enter(*lock, Mode::Read);
+             enter(*lock, Mode::Read);
+             const bool isCounted = memory.count() == 4 && memory.readsInRows() == 4;
+             leave(*lock, Mode::Read);
+             leave(*lock, Mode::Read);
+             return isCounted ? 0 : 1;
+         }},
         {"dies reading",
-         [](auto& lock) {
+         [&] {
              const CWdRWReadLock hold(lock.get());
              return raise(SIGKILL);
          },
-         Child::kSignal + SIGKILL, 2},
+         3, Child::kKilled},
     };
-    for (const auto& life : lives) {
-        SCOPED_TRACE(life.what);
-        EXPECT_EQ(Child([&] { return life.body(lock); }).wait(), life.status);
+    for (const auto& row : kLives) {
+        SCOPED_TRACE(row.what);
+        EXPECT_EQ(Child(row.life).wait(), row.status);
         EXPECT_EQ(memory.taker(), WD_GROUP_TAG);
-        EXPECT_EQ(memory.count(), life.countBehind);
+        EXPECT_EQ(memory.count(), row.countBehind);
     }
     leave(*lock, Mode::Read);
+    EXPECT_EQ(memory.taker(), WD_GROUP_TAG);
+    other.letGo();
+    other.expectEnd();
     Holder writer(Mode::Write); // what the dead child left is looked after
     writer.letGo();
-    EXPECT_EQ(writer.wait(), 0);
-    expectAtRest(memory);
+    writer.expectEnd();
+    expectAtRest();
 }
 
 // Two that wait see the same dead writer. The slower one must not take the token from the other.
 TEST(RWLockProcess, ALateLookRobsNobody) {
     const auto lock = openLock();
-    ASSERT_NE(lock, nullptr);
     Holder(Mode::Write).kill();
     std::unique_ptr<Holder> faster;
     const steps::At slow("look.writer", [&, first = true]() mutable {
@@ -209,81 +177,55 @@ TEST(RWLockProcess, ALateLookRobsNobody) {
     EXPECT_FALSE(faster->holds());
     faster->letGo();
     leave(*lock, Mode::Write);
-    EXPECT_EQ(faster->wait(), 0);
-    expectAtRest(LockMemory(kName));
+    faster->expectEnd();
+    expectAtRest();
 }
 
-// A new process that takes over a dead one's place in the process table: until it has raised the generation there, the
-// dead one looks alive to all others. This one never comes so far.
-class Successor {
-  public:
-    explicit Successor(WD_TAG dead)
-        : m_child([this, dead] {
-              m_go.await();
-              const std::string table = TestHome::instance().path() / "objects/.processes";
-              const int file = open(table.c_str(), O_RDWR | O_CLOEXEC);
-              struct flock place {};
-              place.l_type = F_WRLCK;
-              place.l_start = static_cast<off_t>(dead >> 16 & 0xFFFF); // the row's byte
-              place.l_len = 1;
-              // Its own number and start already stand in the row, of which nothing is known here.
-              const std::uint64_t unknown = 0;
-              const off_t start = 16 + place.l_start * 32 + 16;
-              const bool isIn = pwrite(file, &unknown, sizeof unknown, start) == static_cast<ssize_t>(sizeof unknown);
-              const int result = isIn && fcntl(file, F_SETLK, &place) == 0 ? 0 : 1;
-              m_isIn.signal();
-              m_stop.await();
-              return result;
-          }) {}
-
-    void go() const {
-        m_go.signal();
-        m_isIn.await();
-    }
-    int end() {
-        m_stop.signal();
-        return m_child.wait();
-    }
-
-  private:
-    Pipe m_go;
-    Pipe m_isIn;
-    Pipe m_stop;
-    Child m_child;
-};
-
-// A reader died as the first one, and whoever counts anew after it takes it for alive: the count says that there is a
-// reader, and no reader has the token.
+// A reader died as the first one, and whoever counts anew after it takes it for alive: a new process has its place in
+// the process table, but hasn't raised the generation there yet. The count says that there is a reader, and no reader
+// has the token.
 TEST(RWLockProcess, AFirstReaderThatLooksAliveAgainKeepsNoWriterIn) {
     const auto lock = openLock();
-    ASSERT_NE(lock, nullptr);
     const LockMemory memory(kName);
     enter(*lock, Mode::Read); // a row, so that no other count is made
     leave(*lock, Mode::Read);
     const Shared<std::atomic<WD_TAG>> dead;
     const Shared<steps::Grave> grave;
-    Child reader([&] {
-        const auto own = openLock();
-        *dead = WdOwnTag(WD_ROLE_NONE);
-        steps::dieAt("enter.count", *grave);
-        enter(*own, Mode::Read);
-        return 0;
-    });
-    EXPECT_EQ(reader.wait(), Child::kSignal + SIGKILL);
-    Successor successor(*dead);
+    EXPECT_EQ(Child([&] {
+                  const auto own = openLock();
+                  *dead = WdOwnTag(WD_ROLE_NONE);
+                  steps::dieAt("enter.count", *grave);
+                  enter(*own, Mode::Read);
+              }).wait(),
+              Child::kKilled);
+    std::vector<Child> successor;
     const steps::At between("guard", [&, first = true]() mutable {
-        if (std::exchange(first, false))
-            successor.go();
+        if (!std::exchange(first, false))
+            return;
+        successor.push_back(childWith([&] {
+            const std::string table = TestHome::instance().path() / "objects/.processes";
+            const int file = open(table.c_str(), O_RDWR | O_CLOEXEC);
+            struct flock place {};
+            place.l_type = F_WRLCK;
+            place.l_start = static_cast<off_t>(*dead >> 16 & 0xFFFF); // the row's byte
+            place.l_len = 1;
+            // Its own number and start already stand in the row, of which nothing is known here.
+            const std::uint64_t unknown = 0;
+            const off_t start = 16 + place.l_start * 32 + 16;
+            EXPECT_EQ(pwrite(file, &unknown, sizeof unknown, start), static_cast<ssize_t>(sizeof unknown));
+            EXPECT_EQ(fcntl(file, F_SETLK, &place), 0);
+            return file;
+        }));
     });
     enter(*lock, Mode::Read);
     EXPECT_EQ(memory.count(), 2u) << "the dead reader doesn't look alive";
     EXPECT_EQ(memory.taker(), WD_GROUP_TAG);
     leave(*lock, Mode::Read);
     EXPECT_EQ(memory.count(), 1u);
-    EXPECT_EQ(successor.end(), 0);
+    successor.clear();
     enter(*lock, Mode::Write);
     leave(*lock, Mode::Write);
-    expectAtRest(memory);
+    expectAtRest();
 }
 
 } // namespace

@@ -3,7 +3,11 @@
 // forks in the middle are what it is about.
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <concepts>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <functional>
 #include <grp.h>
@@ -12,6 +16,7 @@
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
+#include <type_traits>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -20,11 +25,20 @@
 class Child {
   public:
     static constexpr int kSignal = 1000; // added to the signal that ended it
+    static constexpr int kKilled = kSignal + SIGKILL;
 
-    explicit Child(const std::function<int()>& body) : m_process(fork()) {
-        if (m_process == 0) {
-            prctl(PR_SET_PDEATHSIG, SIGKILL);
-            _exit(body());
+    // `body` gives the exit status. One that gives nothing has expectations of its own: 0 when all of them held.
+    template <std::invocable Body>
+    explicit Child(Body&& body) : m_process(flushAndFork()) {
+        if (m_process != 0)
+            return;
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        if constexpr (std::is_void_v<std::invoke_result_t<Body>>) {
+            body();
+            std::fflush(stdout);
+            _exit(testing::Test::HasFailure() ? 1 : 0);
+        } else {
+            _exit(static_cast<int>(body()));
         }
     }
     // Another program, by its path and arguments; it has the environment and the pipes of this one.
@@ -60,9 +74,32 @@ class Child {
         return wait();
     }
 
+    // Whether wait would give its status at once.
+    bool hasEnded() const {
+        siginfo_t ended{};
+        return waitid(P_PID, static_cast<id_t>(m_process), &ended, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+               ended.si_pid == m_process;
+    }
+
   private:
+    static pid_t flushAndFork() {
+        std::fflush(stdout); // else the child has it in its buffer too
+        return fork();
+    }
+
     pid_t m_process;
 };
+
+[[noreturn]] inline void pauseForever() {
+    for (;;)
+        pause();
+}
+
+// A child's expectations, as if they were this process's.
+template <class Body>
+void inChild(Body&& body) {
+    EXPECT_EQ(Child(body).wait(), 0) << "in a child";
+}
 
 // In a child: the administrator becomes this user, with no other group. No user or group of any machine has the
 // numbers.
@@ -73,6 +110,17 @@ inline bool becomeUser(uid_t user, gid_t group) {
     const bool done = setgroups(0, nullptr) == 0 && setgid(group) == 0 && setuid(user) == 0;
     prctl(PR_SET_PDEATHSIG, SIGKILL); // changing users took it back
     return done;
+}
+
+// A child of that user's; only the administrator can have another's.
+inline constexpr gid_t kNoGroup = 61'200;
+template <class Body>
+Child as(uid_t user, Body&& body, gid_t group = kNoGroup) {
+    return Child([&] {
+        if (user != 0 && !becomeUser(user, group))
+            std::abort();
+        return body();
+    });
 }
 
 // What `body` gives in a process of that user's, a member of the home's group, where this one can be several.
@@ -114,6 +162,54 @@ class Pipe {
   private:
     int m_ends[2];
 };
+
+// A child that waits at each `stop` of its body until it may go on.
+class SteppedChild {
+  public:
+    using Stop = std::function<void()>;
+
+    template <std::invocable<const Stop&> Body>
+    explicit SteppedChild(Body&& body)
+        : m_child([&] {
+              m_goOn.closeSender(); // so that the end of the test wakes it, and its children
+              return body(Stop([this] {
+                  m_stopped.signal();
+                  m_goOn.await();
+              }));
+          }) {
+        m_stopped.closeSender();
+    }
+
+    // False when it ended, or was killed, on the way.
+    bool awaitStop() const { return m_stopped.await(); }
+    void goOn() const { m_goOn.signal(); }
+    int wait() { return m_child.wait(); }
+    int kill() { return m_child.kill(); }
+    // From its last stop to its end.
+    int end() {
+        goOn();
+        return wait();
+    }
+
+  private:
+    Pipe m_stopped;
+    Pipe m_goOn;
+    Child m_child;
+};
+
+// A child that does `begin` and keeps what that gave until it is killed.
+template <class Begin>
+Child childWith(Begin&& begin) {
+    Pipe begun;
+    Child child([&] {
+        [[maybe_unused]] const auto kept = begin();
+        begun.signal();
+        pauseForever();
+    });
+    begun.closeSender();
+    EXPECT_TRUE(begun.await());
+    return child;
+}
 
 // A T of zeros, the same one in this process and in its children.
 template <class T>

@@ -2,12 +2,15 @@
 // length of a call only, so that it keeps no lock alive.
 #pragma once
 
+#include "TestObject.h"
+
 #include <platform/robust.h>
 #include <platform/win32.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <fstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -39,6 +42,19 @@ class LockMemory {
                 sum += row.reads;
         }
         return sum;
+    }
+    // Whether somebody sleeps until the token is free: a mark that goes with its release.
+    bool hasSleepers() const {
+        constexpr std::streamoff kWord = 64; // in the object's file
+        constexpr std::uint64_t kContended = 2;
+        const std::string name = m_prefix.substr(m_prefix.find('\\') + 1) + "_RW_EVENT";
+        std::uint64_t word = 0;
+        for (const std::string& file : objectFiles())
+            if (file.ends_with(name))
+                std::ifstream(objectsFolder() / file, std::ios::binary)
+                    .seekg(kWord)
+                    .read(reinterpret_cast<char*>(&word), sizeof word);
+        return (word & kContended) != 0;
     }
     // Who took the token; 0 when it is signalled.
     WD_TAG taker() const {

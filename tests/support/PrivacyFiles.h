@@ -8,13 +8,16 @@
 #include <TestFiles.h>
 #include <Tree.h>
 
+#include <wdltcfg/addresses.h>
 #include <wdltcfg/charsets.h>
 #include <wdltcfg/records.h>
+#include <wdltcfg/status.h>
 
 #include <cstdint>
 #include <cstring>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace privacy_files {
@@ -143,13 +146,14 @@ class PrivacyTest : public TestFiles {
     using TestFiles::put;
 
     static void settings(const PrivacyControlData& control) {
-        tree::setNumber(kKey, "CharSetEntry", control.dwCharSetEntry);
-        tree::setNumber(kKey, "ExtCharSetEntry", control.dwExtCharSetEntry);
-        tree::setNumber(kKey, "DefaultCharSet", control.dwDefaultCharSet);
-        tree::setNumber(kKey, "AccessRetryCount", control.dwAccessRetryCount);
-        tree::setNumber(kKey, "AccessWaitTime", control.dwAccessWaitTime);
-        tree::setNumber(kKey, "ItemEntryMax", control.dwItemEntryMax);
-        tree::setNumber(kKey, "ItemEntryCount", control.dwItemEntryCount);
+        for (const auto& [name, number] : {std::pair{"CharSetEntry", control.dwCharSetEntry},
+                                           {"ExtCharSetEntry", control.dwExtCharSetEntry},
+                                           {"DefaultCharSet", control.dwDefaultCharSet},
+                                           {"AccessRetryCount", control.dwAccessRetryCount},
+                                           {"AccessWaitTime", control.dwAccessWaitTime},
+                                           {"ItemEntryMax", control.dwItemEntryMax},
+                                           {"ItemEntryCount", control.dwItemEntryCount}})
+            tree::setNumber(kKey, name, number);
         tree::setText(kKey, "DataBaseName", control.szDataBaseName);
         tree::setText(kKey, "BackUpDBName", control.szBackUpDBName);
     }
@@ -175,5 +179,57 @@ class PrivacyTest : public TestFiles {
             std::filesystem::remove(entry.path());
     }
 };
+
+// The lists as they are read and written at their addresses, whoever does it.
+class PrivacyListTest : public PrivacyTest {
+  protected:
+    template <class Head, class Item>
+    struct List {
+        std::int32_t status = 0;
+        Head head{};
+        std::vector<Item> items;
+    };
+
+    virtual std::int32_t readInto(std::uint64_t type, void* data, std::uint64_t& size) = 0;
+    virtual std::int32_t writeFrom(std::uint64_t type, void* data, std::uint64_t size) = 0;
+
+    std::int32_t write(std::uint64_t type, std::vector<char> buffer) {
+        return writeFrom(type, buffer.data() + 1, buffer.size() - 1);
+    }
+    std::int32_t writeItems(const std::vector<PrivacyViewItem>& items, const PrivacyControlData& with = control()) {
+        return write(WDLT_CONFIG_PRIVACY_ITEMS, bufferOf(with, items));
+    }
+    std::int32_t writeExclusions(const std::vector<PrivacyExclusionItem>& items) {
+        return write(WDLT_CONFIG_PRIVACY_EXCLUSIONS, bufferOf(items));
+    }
+
+    // As callers read: the size first.
+    template <class Head, class Item>
+    List<Head, Item> read(std::uint64_t type) {
+        List<Head, Item> list;
+        std::uint64_t size = 0;
+        list.status = readInto(type, nullptr, size);
+        if (list.status != WDLT_E_BUFFER_SIZE)
+            return list;
+        std::vector<char> buffer(size + 1);
+        list.status = readInto(type, buffer.data() + 1, size);
+        if (list.status != WDLT_OK)
+            return list;
+        std::memcpy(&list.head, buffer.data() + 1, sizeof list.head);
+        list.items.resize((size - sizeof list.head) / sizeof(Item));
+        if (!list.items.empty())
+            std::memcpy(list.items.data(), buffer.data() + 1 + sizeof list.head, list.items.size() * sizeof(Item));
+        return list;
+    }
+    auto readItems() { return read<PrivacyControlData, PrivacyViewItem>(WDLT_CONFIG_PRIVACY_ITEMS); }
+    auto readSearch() { return read<PrivacyDBHeader, PrivacySearchRecord>(WDLT_CONFIG_PRIVACY_SEARCH); }
+    auto readExclusions() {
+        return read<PrivacyExclusionListHead, PrivacyExclusionItem>(WDLT_CONFIG_PRIVACY_EXCLUSIONS);
+    }
+};
+
+inline std::string patternOf(const PrivacySearchRecord& record) {
+    return reinterpret_cast<const char*>(record.byPattern);
+}
 
 } // namespace privacy_files

@@ -15,12 +15,14 @@
 #define WDLT_THREAD_SANITIZER 1
 #endif
 
-// Forks while other threads are inside: the sanitizers' own allocator locks don't survive them.
 #if defined(WDLT_ADDRESS_SANITIZER) || defined(WDLT_THREAD_SANITIZER)
-inline constexpr bool kThreadsMayFork = false;
+inline constexpr bool kIsSanitized = true;
 #else
-inline constexpr bool kThreadsMayFork = true;
+inline constexpr bool kIsSanitized = false;
 #endif
+
+// Forks while other threads are inside: the sanitizers' own allocator locks don't survive them.
+inline constexpr bool kThreadsMayFork = !kIsSanitized;
 
 // A child of a fork forgets its parent's state, on purpose; one that ends as programs do is looked at for leaks.
 #ifdef WDLT_ADDRESS_SANITIZER

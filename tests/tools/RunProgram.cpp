@@ -5,8 +5,7 @@
 #include <csignal>
 #include <fcntl.h>
 #include <filesystem>
-#include <poll.h>
-#include <spawn.h>
+#include <functional>
 #include <stdexcept>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -14,76 +13,66 @@
 
 namespace {
 
-std::string programPath(const std::string& name) {
-    return std::filesystem::read_symlink("/proc/self/exe").parent_path() / name;
-}
-
-std::vector<char*> argumentVector(const std::vector<std::string>& arguments) {
+// `redirect` is called in the child.
+pid_t start(const std::vector<std::string>& arguments, const std::function<void()>& redirect) {
+    const std::string program = std::filesystem::read_symlink("/proc/self/exe").parent_path() / arguments.at(0);
     std::vector<char*> argv;
-    argv.reserve(arguments.size() + 1);
     for (const auto& argument : arguments)
         argv.push_back(const_cast<char*>(argument.c_str()));
     argv.push_back(nullptr);
-    return argv;
-}
-
-int exitStatus(int status) {
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-}
-
-int spawnAndWait(const std::vector<std::string>& arguments, const std::string& in, const std::string& out,
-                 const std::string& err) {
-    const auto program = programPath(arguments.at(0));
-    const auto argv = argumentVector(arguments);
-
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, in.c_str(), O_RDONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    pid_t child = 0;
-    const int error = posix_spawn(&child, program.c_str(), &actions, nullptr, argv.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    if (error != 0)
+    const pid_t child = fork();
+    if (child == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        redirect();
+        execv(program.c_str(), argv.data());
+        _exit(127);
+    }
+    if (child < 0)
         throw std::runtime_error("can't run " + program);
+    return child;
+}
 
+void reopen(int descriptor, const std::string& file, int flags) {
+    dup2(open(file.c_str(), flags | O_CLOEXEC, 0600), descriptor);
+}
+
+int exitStatusOf(pid_t child) {
     int status = 0;
     if (waitpid(child, &status, 0) != child)
-        throw std::runtime_error("can't wait for " + program);
-    return exitStatus(status);
+        return -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
 } // namespace
 
-ProgramResult runProgram(const std::vector<std::string>& arguments, std::string_view input) {
+ProgramResult runProgramInto(const std::string& outputFile, const std::vector<std::string>& arguments,
+                             std::string_view input) {
+    constexpr int kWritten = O_WRONLY | O_CREAT | O_TRUNC;
     const TestHome& home = TestHome::instance();
-    const auto in = home.write("run/in", input);
-    const int status = spawnAndWait(arguments, in, home.path() / "run/out", home.path() / "run/err");
-    return {status, home.read("run/out"), home.read("run/err")};
+    const std::string in = home.write("run/in", input);
+    const std::string err = home.path() / "run/err";
+    const pid_t child = start(arguments, [&] {
+        reopen(STDIN_FILENO, in, O_RDONLY);
+        reopen(STDOUT_FILENO, outputFile, kWritten);
+        reopen(STDERR_FILENO, err, kWritten);
+    });
+    return {exitStatusOf(child), {}, home.read("run/err")};
 }
 
-ProgramResult runProgramInto(const std::string& outputFile, const std::vector<std::string>& arguments) {
+ProgramResult runProgram(const std::vector<std::string>& arguments, std::string_view input) {
     const TestHome& home = TestHome::instance();
-    const auto in = home.write("run/in", "");
-    const int status = spawnAndWait(arguments, in, outputFile, home.path() / "run/err");
-    return {status, {}, home.read("run/err")};
+    ProgramResult result = runProgramInto(home.path() / "run/out", arguments, input);
+    result.out = home.read("run/out");
+    return result;
 }
 
 RunningProgram::RunningProgram(const std::vector<std::string>& arguments) {
-    const auto program = programPath(arguments.at(0));
-    const auto argv = argumentVector(arguments);
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0)
         throw std::runtime_error("no pipe");
-    m_child = fork();
-    if (m_child == 0) {
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        dup2(ends[1], STDOUT_FILENO);
-        execv(program.c_str(), argv.data());
-        _exit(127);
-    }
+    m_child = start(arguments, [&] { dup2(ends[1], STDOUT_FILENO); });
     close(ends[1]);
-    m_output = ends[0];
+    m_output = fdopen(ends[0], "r");
 }
 
 RunningProgram::~RunningProgram() {
@@ -91,26 +80,14 @@ RunningProgram::~RunningProgram() {
         signal(SIGKILL);
         wait();
     }
-    close(m_output);
+    std::fclose(m_output);
 }
 
 std::string RunningProgram::readLine() {
-    constexpr int kMostMilliseconds = 30'000;
-    for (;;) {
-        const std::size_t end = m_read.find('\n');
-        if (end != std::string::npos) {
-            std::string line = m_read.substr(0, end);
-            m_read.erase(0, end + 1);
-            return line;
-        }
-        pollfd ready{m_output, POLLIN, 0};
-        char bytes[4096];
-        const ssize_t count =
-            poll(&ready, 1, kMostMilliseconds) == 1 ? read(m_output, bytes, sizeof bytes) : ssize_t{0};
-        if (count <= 0)
-            return {};
-        m_read.append(bytes, static_cast<std::size_t>(count));
-    }
+    std::string line;
+    for (int c = 0; (c = std::fgetc(m_output)) != EOF && c != '\n';)
+        line.push_back(static_cast<char>(c));
+    return line;
 }
 
 void RunningProgram::signal(int number) const {
@@ -118,9 +95,7 @@ void RunningProgram::signal(int number) const {
 }
 
 int RunningProgram::wait() {
-    int status = 0;
-    if (waitpid(m_child, &status, 0) != m_child)
-        return -1;
+    const int status = exitStatusOf(m_child);
     m_child = 0;
-    return exitStatus(status);
+    return status;
 }

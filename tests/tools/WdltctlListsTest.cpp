@@ -1,149 +1,184 @@
-// wdltctl's lists of texts, and check-url with wardlet-peer running and without it.
-#include "RunProgram.h"
-#include "TestHome.h"
+// wdltctl's lists of texts and privacy items, and check-url with wardlet-peer running and without it.
+#include "TimeScale.h"
+#include "Typed.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <string>
-#include <vector>
+#include <memory>
 
 namespace {
 
+using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
-using Words = std::vector<std::string>;
 
-ProgramResult wdltctl(std::vector<std::string> arguments, std::string_view input = {}) {
-    arguments.insert(arguments.begin(), "wdltctl");
-    return runProgram(arguments, input);
-}
-
-class WdltctlLists : public testing::Test {
-  protected:
-    void SetUp() override {
-        const std::filesystem::path install = TestHome::instance().path() / "install";
-        std::filesystem::remove_all(install);
-        ASSERT_EQ(wdltctl({"init", "--force", "--install", install.string()}).status, 0);
-    }
-};
-
-Words operator+(Words words, const Words& more) {
-    words.insert(words.end(), more.begin(), more.end());
-    return words;
-}
+using WdltctlLists = Wdltctl;
 
 TEST_F(WdltctlLists, AListIsChangedAndReadBack) {
     const struct {
-        Words list;
+        std::string words;
         std::string name;
         std::size_t mostBytes;
         int mostEntries;
     } lists[] = {
-        {{"urls", "black"}, "black list", 2083, 500},   {{"urls", "white"}, "white list", 2083, 500},
-        {{"hosts"}, "hosts list", 305, 1024},           {{"spyware"}, "spyware list", 128, 256},
-        {{"exclusions"}, "exclusions list", 2083, 100}, {{"spam", "white"}, "white list", 255, 500},
-        {{"spam", "black"}, "black list", 255, 500},
+        {"urls black", "black list", 2083, 500},      {"urls white", "white list", 2083, 500},
+        {"hosts", "hosts list", 305, 1024},           {"spyware", "spyware list", 128, 256},
+        {"exclusions", "exclusions list", 2083, 100}, {"spam white", "white list", 255, 500},
+        {"spam black", "black list", 255, 500},
     };
     for (const auto& list : lists) {
-        SCOPED_TRACE(list.list.front());
-        const auto run = [&](const char* verb, const Words& behind, std::string_view input = {}) {
-            return wdltctl(Words{verb} + list.list + behind, input);
-        };
-        const auto content = [&] { return run("export", {"-"}).out; };
-        EXPECT_EQ(content(), "");
-        EXPECT_EQ(run("import", {"-"}, "*a.b/*\r\n\nhttp://c.d/").status, 0);
-        EXPECT_EQ(content(), "*a.b/*\nhttp://c.d/\n");
-        EXPECT_EQ(run("add", {"x", "y*"}).status, 0);
-        EXPECT_EQ(run("remove", {"*a.b/*", "x"}).status, 0);
-        EXPECT_EQ(content(), "http://c.d/\ny*\n");
-        EXPECT_EQ(run("list", {"--json"}).out, "[\n  \"http://c.d/\",\n  \"y*\"\n]\n");
-
+        std::string most;
+        for (int i = 1; i <= list.mostEntries; ++i)
+            most += std::to_string(i) + "\n";
         const std::string longest(list.mostBytes, 'x');
-        EXPECT_EQ(run("add", {longest}).status, 0);
-        EXPECT_EQ(run("remove", {longest}).status, 0);
-        const std::string before = content();
-        std::string tooMany;
-        for (int i = 0; i <= list.mostEntries; ++i)
-            tooMany += std::to_string(i) + "\n";
-        const std::string most = std::to_string(list.mostBytes);
-        const std::string limit = std::to_string(list.mostEntries);
-        const struct {
-            const char* verb;
-            Words behind;
-            std::string input;
-            int status;
-            std::string words;
-        } refused[] = {
-            {"import", {"-"}, "a\nb\na\n", 1, "line 3: a is there twice"},
-            {"import", {"-"}, "a\n" + longest + "x\n", 2, "line 2: 1 to " + most + " bytes"},
-            {"import", {"-"}, tooMany, 1, "records, at most " + limit},
-            {"import", {"/nowhere/at/all"}, "", 1, "/nowhere/at/all"},
-            {"add", {"new", "y*"}, "", 1, "y* is on the " + list.name + " already"},
-            {"remove", {"y*", "z"}, "", 1, "z isn't on the " + list.name},
+        const std::string exported = "export " + list.words + " -";
+        const std::string imported = "import " + list.words + " -";
+        const auto with = [&](const char* verb, const std::string& entries) {
+            return verb + (" " + list.words) + " " + entries;
         };
-        for (const auto& c : refused) {
-            const ProgramResult result = run(c.verb, c.behind, c.input);
-            EXPECT_EQ(result.status, c.status) << c.words;
-            EXPECT_THAT(result.err, HasSubstr(c.words));
-            EXPECT_EQ(content(), before) << c.words;
-        }
-        EXPECT_EQ(run("import", {"-"}, "").status, 0);
-        EXPECT_EQ(content(), "");
+        expectOutputs({
+            {exported, ""},
+            {imported, "", "*a.b/*\r\n\nhttp://c.d/"},
+            {exported, "*a.b/*\nhttp://c.d/\n"},
+            {with("add", "x y*"), ""},
+            {with("remove", "*a.b/* x"), ""},
+            {with("list", "--json"), R"(["http://c.d/", "y*"])"},
+            {imported, "", most},
+            {exported, most},
+            {imported, "", longest + "\ny*\n"},
+            {exported, longest + "\ny*\n"},
+        });
+        expectRefused({
+            {imported, 1, "line 3: a is there twice", "a\nb\na\n"},
+            {imported, 2, "line 2: 1 to " + std::to_string(list.mostBytes) + " bytes", "a\n" + longest + "x\n"},
+            {imported, 1, "records, at most " + std::to_string(list.mostEntries), most + "0\n"},
+            {with("import", "/nowhere/at/all"), 1, "/nowhere/at/all"},
+            {with("add", "new y*"), 1, "y* is on the " + list.name + " already"},
+            {with("remove", "y* z"), 1, "z isn't on the " + list.name},
+        });
+        expectOutputs({{imported, "", ""}, {exported, ""}});
     }
-    EXPECT_THAT(wdltctl({"add", "urls", "grey", "z"}).err, HasSubstr("grey"));
+}
+
+TEST_F(WdltctlLists, AListThatCannotBeReadIsNotTakenForAnEmptyOne) {
+    expectOutputs({{"add spam white a@b.c", ""}, {"add spam black x", ""}});
+    std::filesystem::remove(install() + "/SpamWhite.txt");
+    std::filesystem::create_directory(install() + "/SpamWhite.txt");
+    expectRefused({{"list spam white", 1, "white list"}, {"add spam white d@e.f", 1, "white list"}});
+    EXPECT_EQ(done("list spam black"), "x\n");
 }
 
 // The service may keep more than a text in a host's block.
 TEST_F(WdltctlLists, AHostThatIsNoTextComesAndGoesAsDigits) {
-    const std::string digits = "hex:6100ff" + std::string(2 * 306 - 6, '0');
-    EXPECT_EQ(wdltctl({"import", "hosts", "-"}, digits + "\na.b\n").status, 0);
-    EXPECT_EQ(wdltctl({"export", "hosts", "-"}).out, digits + "\na.b\n");
-    const std::string text = "hex:612e62" + std::string(2 * 306 - 6, '0'); // "a.b" as digits
-    EXPECT_EQ(wdltctl({"import", "hosts", "-"}, text).status, 0);
-    EXPECT_EQ(wdltctl({"list", "hosts"}).out, "a.b\n");
-    EXPECT_EQ(wdltctl({"add", "hosts", digits + "0"}).status, 2);
+    const std::string zeros(2 * 306 - 6, '0');
+    expectOutputs({{"import hosts -", "", "hex:6100ff" + zeros + "\na.b\n"},
+                   {"export hosts -", "hex:6100ff" + zeros + "\na.b\n"},
+                   {"import hosts -", "", "hex:612e62" + zeros},
+                   {"list hosts", "a.b\n"}});
+    expectRefused({{"add hosts hex:6100ff0" + zeros, 2, "HOST: 1 to 305 bytes"}});
 }
 
-TEST_F(WdltctlLists, SettingsOfTheFiltersAndTheirPassword) {
-    const ProgramResult set = wdltctl({"set", "urlf-proxy", "szProxyUser=me", "szProxyPassword=p4ss", "--json"});
-    EXPECT_EQ(set.status, 0) << set.err;
-    for (const std::string& shown : {set.out, set.err, wdltctl({"get", "urlf-proxy"}).out,
-                                     wdltctl({"get", "urlf-proxy", "szProxyPassword", "--json"}).out})
-        EXPECT_THAT(shown, Not(HasSubstr("p4ss")));
-    EXPECT_EQ(wdltctl({"--secrets", "get", "urlf-proxy", "szProxyPassword"}).out, "p4ss\n");
-    EXPECT_EQ(wdltctl({"set", "urlf", "dwUserDefinedCredLevel=-7", "dwMode=0x10"}).status, 0);
-    EXPECT_EQ(wdltctl({"get", "urlf", "dwUserDefinedCredLevel"}).out, "-7\n");
-    EXPECT_EQ(wdltctl({"get", "urlf", "dwMode"}).out, "16\n");
-    EXPECT_EQ(wdltctl({"--secrets", "get", "urlf-proxy", "szProxyPassword"}).out, "p4ss\n");
-    for (const Words& words : {Words{"urlf", "dwUserDefinedCredLevel=2147483648"}, Words{"urlf", "dwEnablePharm=2"},
-                               Words{"urlf", "dwCredScoreThresHold=-2147483649"}})
-        EXPECT_EQ(wdltctl(Words{"set"} + words).status, 2) << words.back();
-    EXPECT_EQ(wdltctl({"set", "hosf", "szExclusionExtensions=.gif"}).status, 0);
-    EXPECT_EQ(wdltctl({"get", "hosf", "szExclusionExtensions"}).out, ".gif\n");
-    EXPECT_EQ(wdltctl({"set", "urlf-rating-server", "szRatingServer=rating.example", "dwRatingPort=8080"}).status, 0);
-    EXPECT_EQ(wdltctl({"get", "urlf-rating-server", "dwRatingPort"}).out, "8080\n");
+TEST_F(WdltctlLists, ExclusionsKeepTheirNumbers) {
+    const auto numbers = [] {
+        const std::string bytes = doneJson("raw read 0 8 --type 3")["data"];
+        std::string found;
+        for (std::size_t at = 16; at < bytes.size(); at += 2 * 2092)
+            found += bytes.substr(at, 2) + ' ';
+        return found;
+    };
+    done("add exclusions a b c");
+    EXPECT_EQ(numbers(), "00 01 02 ");
+    expectOutputs({{"remove exclusions b", ""}, {"import exclusions -", "", "d\nc\na\n"}, {"add items n x", ""}});
+    EXPECT_EQ(numbers(), "03 02 00 ");
+    EXPECT_EQ(done("export exclusions -"), "d\nc\na\n");
 }
 
 TEST_F(WdltctlLists, UrlsAreCheckedWithAndWithoutTheService) {
-    ASSERT_EQ(wdltctl({"add", "urls", "black", "*a.b/*"}).status, 0);
-    const auto check = [] { return wdltctl({"check-url", "http://a.b/c", "http://x.y/", "--list", "black"}); };
-    const ProgramResult alone = check();
-    EXPECT_EQ(alone.status, 1);
-    EXPECT_EQ(alone.out, "http://a.b/c: on the list\nhttp://x.y/: not on the list\n");
-    EXPECT_THAT(alone.err, HasSubstr("1 of 2 not on the black list"));
-    EXPECT_EQ(wdltctl({"check-url", "http://a.b/c", "--list", "black"}).status, 0);
+    const TimeScale scale("0.05"); // how long a question waits for its answer
+    done("add urls black *a.b/*");
+    for (const bool isAsked : {false, true}) {
+        std::unique_ptr<RunningProgram> peer;
+        if (isAsked) {
+            peer = std::make_unique<RunningProgram>(std::vector<std::string>{"wardlet-peer"});
+            ASSERT_THAT(peer->readLine(), HasSubstr("ready"));
+        }
+        const ProgramResult checked = typed("check-url http://a.b/c http://x.y/ --list black");
+        EXPECT_EQ(checked.status, 1);
+        EXPECT_EQ(checked.out, "http://a.b/c: on the list\nhttp://x.y/: not on the list\n");
+        EXPECT_EQ(checked.err, "wdltctl: 1 of 2 not on the black list\n");
+        expectOutputs({{"check-url http://a.b/c --list black --json", R"({"http://a.b/c": true})"}});
+        if (!isAsked)
+            continue;
+        EXPECT_THAT(peer->readLine(), HasSubstr(R"("list":1,"url":"http://a.b/c","found":true,"reply":0)"));
+        EXPECT_THAT(peer->readLine(), HasSubstr(R"("url":"http://x.y/","found":false,"reply":0)"));
+        EXPECT_THAT(peer->readLine(), HasSubstr(R"("url":"http://a.b/c")"));
+        // Without the list's file it refuses, and neither road has an answer.
+        EXPECT_EQ(typed("check-url http://a.b/c --list white").status, 1);
+        EXPECT_THAT(peer->readLine(), HasSubstr(R"("found":false,"reply":-6)"));
+    }
+}
 
-    RunningProgram peer({"wardlet-peer"});
-    ASSERT_THAT(peer.readLine(), HasSubstr("ready"));
-    const ProgramResult asked = check();
-    EXPECT_EQ(asked.out, alone.out);
-    EXPECT_THAT(peer.readLine(), HasSubstr(R"("list":1,"url":"http://a.b/c","found":true,"reply":0)"));
-    EXPECT_THAT(peer.readLine(), HasSubstr(R"("url":"http://x.y/","found":false,"reply":0)"));
-    // Without the list's file it refuses, and neither road has an answer.
-    EXPECT_EQ(wdltctl({"check-url", "http://a.b/c", "--list", "white"}).status, 1);
-    EXPECT_THAT(peer.readLine(), HasSubstr(R"("found":false,"reply":-6)"));
+constexpr const char* kItems = "--secrets export items -";
+
+TEST_F(WdltctlLists, ItemsStayHiddenUnlessAskedFor) {
+    const std::string whole = R"([
+  {"index": 0, "name": "card", "description": "", "scanTarget": 16, "text": "4711 0815"},
+  {"index": 31, "name": "street", "description": "home", "scanTarget": 3, "text": "Große Straße"},
+  {"index": 1, "name": "later", "description": "", "scanTarget": 16, "text": ""}])";
+    expectOutputs({
+        {kItems, "[]\n"},
+        {"add items card '4711 0815'", ""},
+        {"add items street - --description home --target 3 --index 31", "", "Große Straße\nmore"},
+        {"add items later --json", R"({"index": 1})"},
+        {"--secrets list items --json", whole},
+        {"--secrets list items", "INDEX  NAME    DESCRIPTION  TARGET  TEXT\n"
+                                 "0      card                 16      4711 0815\n"
+                                 "31     street  home         3       Große Straße\n"
+                                 "1      later                16\n"},
+    });
+    EXPECT_EQ(doneJson("--secrets list patterns")[1],
+              (json{{"item", 0}, {"charset", "utf-8"}, {"pattern", "34 37 31 31 20 30 38 31 35"}}));
+    for (const std::string line : {"list items", "list items --json", "export items -"})
+        EXPECT_THAT(done(line), AllOf(HasSubstr("(secret)"), Not(HasSubstr("4711")), HasSubstr("street")));
+    for (const std::string line : {"list patterns", "list patterns --json"})
+        EXPECT_THAT(done(line), AllOf(HasSubstr("(secret)"), HasSubstr("ucs-2"), Not(HasSubstr("34 37"))));
+
+    // A hidden text keeps the stored one, whatever else changes.
+    json hidden = json::parse(done("export items -"));
+    json changed = json::parse(whole);
+    hidden[1]["name"] = changed[1]["name"] = "road";
+    expectOutputs({{"import items -", "", hidden.dump()},
+                   {"--secrets list items --json", changed.dump()},
+                   {"remove items 0 1 31", ""},
+                   {kItems, "[]\n"}});
+    expectRefused({{"import items -", 1, "item 1, text: hidden, and no item has the index 0", hidden.dump()}});
+    expectOutputs({{"import items -", "", whole}, {"--secrets list items --json", whole}});
+}
+
+TEST_F(WdltctlLists, ItemsAreStoredInTheStoresCharset) {
+    const auto setNumber = [](const std::string& name, const std::string& number) {
+        done("wdltreg set " + kBase + "\\Scan\\Common\\PrivacyProtection\\config " + name + " dword " + number);
+    };
+    const std::string sixteen = "日日日日日日日日日日日日日日日日";
+    setNumber("DefaultCharSet", "0x1000000"); // Shift_JIS
+    done("add items n " + sixteen);
+    EXPECT_THAT(done(kItems), HasSubstr(sixteen));
+    expectRefused({{"add items n 日" + sixteen, 2, "34 bytes in Shift_JIS, at most 32"},
+                   {"add items n größe", 2, "not a text that Shift_JIS can hold"}});
+    setNumber("DefaultCharSet", "0x20000000"); // UTF-16LE, in which a field would end inside
+    expectRefused({{"add items n a", 2, "not a text that UTF-16LE can hold"}});
+    setNumber("DefaultCharSet", "3");
+    expectRefused({{"add items n a", 1, "0x3 is no charset's bit"}});
+    setNumber("DefaultCharSet", "0x8"); // utf-8
+    setNumber("CharSetEntry", "0x1a");  // us-ascii, utf-8 and iso-8859-1 are searched
+    done("remove items 0");
+    const ProgramResult verified = typed("verify 4711 größe 日本");
+    EXPECT_EQ(verified.status, 1);
+    EXPECT_EQ(verified.out,
+              "1: can be searched for\n2: can be searched for\n3: can't be in each charset that is searched\n");
+    EXPECT_EQ(verified.err, "wdltctl: 1 of 3 can't be searched for\n");
+    expectOutputs({{"verify größe --json", "[true]"}, {"add items n größe", ""}});
+    expectRefused({{"add items n 日本", 1, "the text of item 1 can't be in each charset that is searched"}});
+    setNumber("ItemEntryMax", "1");
+    expectRefused({{"add items n a", 1, "2 records, at most 1"}});
 }
 
 } // namespace

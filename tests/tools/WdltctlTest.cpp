@@ -1,219 +1,294 @@
-// wdltctl as a user runs it.
-#include "RunProgram.h"
-#include "TestHome.h"
+// wdltctl's settings: what is laid down, switched, set and shown.
+#include "Typed.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
-#include <wdltcfg/records.h>
+#include <set>
 
 namespace {
 
-using nlohmann::json;
+using testing::AllOf;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-constexpr const char* kBase = "HKLM\\SOFTWARE\\Halvermoor\\PLK\\Wardlet";
-
-ProgramResult wdltctl(std::vector<std::string> arguments, std::string_view input = {}) {
-    arguments.insert(arguments.begin(), "wdltctl");
-    return runProgram(arguments, input);
+TEST_F(Wdltctl, InitReplacesWhatIsThereOnlyByForce) {
+    const std::string fresh = stored()["registry"];
+    const std::string init = "init --install " + install();
+    expectOutputs({{"wdltreg set " + kBase + "\\Extra n sz x", ""}, {"add items card 4711", ""}});
+    expectRefused({{init, 1, "there already; --force replaces it"}});
+    done("wdltreg delete " + kBase);
+    expectRefused({{init, 1, "Privacy.dat is there already; --force replaces it"},
+                   {"init --install " + TestHome::instance().write("file", "").string() + "/below", 1, "file/below"},
+                   {"get pvs", 1, "nothing is laid down here, wdltctl init does that"}});
+    EXPECT_THAT(done("status"), EndsWith("No handler is there; wdltctl init lays down those of an installation.\n"));
+    done(init + " --force");
+    EXPECT_EQ(stored()["registry"], fresh);
+    EXPECT_EQ(done("export items -"), "[]\n");
+    EXPECT_EQ(doneJson("init --force --install D:\\Guard\\")["installPath"], "D:\\Guard\\");
+    const char* const system = R"({
+        "proxyPort": 6999, "installPath": "D:\\Guard\\", "tempPath": "D:\\Guard\\Temp\\", "logPath": "D:\\Guard\\Log\\",
+        "bmFlag": 1, "handlerCount": 0, "handlerTypes": [], "defRedirectFlag": 0, "tcpAutoTuningLevel": 2})";
+    expectOutputs({{"get system --json", system}});
 }
 
-json wdltctlJson(std::vector<std::string> arguments) {
-    arguments.emplace_back("--json");
-    const auto result = wdltctl(arguments);
-    EXPECT_EQ(result.status, 0) << result.err;
-    return json::parse(result.out, nullptr, false);
+TEST_F(Wdltctl, EachFeatureIsSwitchedAlone) {
+    const auto fresh = stored();
+    const struct {
+        std::string feature;
+        std::string item;
+        std::string handler;
+    } features[] = {
+        {"pvs", "Virus", "POP3"},        {"svs", "Virus", "SMTP"},         {"wmvs", "Virus", "HTTP"},
+        {"hfs", "HttpFileScan", "HTTP"}, {"urlf", "URLFilter", "HTTP"},    {"hosf", "HostFilter", "HTTP"},
+        {"aspm", "AntiSpam", "POP3"},    {"hfe", "NetworkEvents", "HTTP"}, {"sal", "SAL", "HTTP"},
+    };
+    for (const auto& [feature, item, handler] : features) {
+        const std::string itemOf = item + " of " + handler;
+        expectOutputs({{"enable " + feature, itemOf + ": on\nhandler " + handler + ": on\n"},
+                       {"enable " + feature, feature + " is on already\n"}});
+        const json status = doneJson("status");
+        std::set<std::string> on;
+        for (const auto& [name, state] : status["features"].items())
+            if (state["enabled"] == true)
+                on.insert(name);
+        EXPECT_EQ(on, (std::set<std::string>{"chrome", "firefox", "ie", feature}));
+        for (const json& each : status["handlers"])
+            EXPECT_EQ(each["items"], each["name"] == handler ? json::array({item}) : json::array()) << feature;
+        const json off = {{"feature", feature},
+                          {"status", 0},
+                          {"changed", {{itemOf, "off"}, {"handler " + handler, "off"}}},
+                          {"staying", json::array()}};
+        expectOutputs(
+            {{"disable " + feature + " --json", off.dump()}, {"disable " + feature, feature + " is off already\n"}});
+    }
+    EXPECT_EQ(stored(), fresh);
 }
 
-std::string queried(const std::string& key, const std::string& name) {
-    return runProgram({"wdltreg", "query", kBase + key, name}).out;
+TEST_F(Wdltctl, SwitchesTellWhatTheyChange) {
+    expectOutputs({
+        {"enable pvs", "Virus of POP3: on\nhandler POP3: on\n"},
+        {"enable aspm", "AntiSpam of POP3: on\n"},
+        {"disable pvs", "Virus of POP3: off\nhandler POP3 stays on: AntiSpam on\n"},
+        {"disable pvs", "handler POP3 stays on: AntiSpam on\n"},
+        {"disable aspm", "AntiSpam of POP3: off\nhandler POP3: off\n"},
+        // The handler counts both virus scans of HTTP as one item; they are two here.
+        {"enable hfs", "HttpFileScan of HTTP: on\nhandler HTTP: on\n"},
+        {"enable wmvs", "Virus of HTTP: on\n"},
+        {"enable pdp --protocol smtp", "PrivacyProtection of SMTP: on\nhandler SMTP: on\n"},
+        {"enable hfe-plugin", "hfe-plugin: on\n"},
+        {"enable hfe-plugin", "hfe-plugin is on already\n"},
+        {"enable plugin-manager", "plugin-manager: on\n"},
+        {"disable ie", "ie: off\n"},
+        {"disable firefox", "firefox: off\n"},
+        {"enable drs-white-list --option 5", "drs-white-list: on\n"},
+        {"wdltreg query " + kBase + "\\PluginManager\\DRS\\WhiteList Option", "REG_DWORD 5 (0x00000005)\n"},
+        {"status", "FEATURE         STATE\n"
+                   "pvs             off    virus scan of POP3\n"
+                   "svs             off    virus scan of SMTP\n"
+                   "wmvs            on     virus scan of web mail\n"
+                   "hfs             on     virus scan of files over HTTP\n"
+                   "urlf            off    URL filter\n"
+                   "hosf            off    host filter\n"
+                   "aspm            off    anti-spam\n"
+                   "hfe             off    HTTP file events\n"
+                   "sal             off    SAL\n"
+                   "pdp             off    privacy data protection, all its protocols\n"
+                   "  smtp          on\n"
+                   "  http          off\n"
+                   "https           off    HTTPS scan\n"
+                   "drs             off    DRS\n"
+                   "drs-white-list  on     white list of DRS\n"
+                   "hfe-plugin      on     file events of the plug-ins\n"
+                   "plugin-manager  on     plug-in manager\n"
+                   "ie              off    plug-in of IE\n"
+                   "firefox         off    extension of Firefox\n"
+                   "chrome          on     extension of Chrome\n"
+                   "\n"
+                   "HANDLER  TYPE  STATE  ITEMS THAT ARE ON\n"
+                   "POP3     1     off\n"
+                   "SMTP     2     on     PrivacyProtection\n"
+                   "HTTP     3     on     Virus HttpFileScan\n"},
+        {"disable plugin-manager", "plugin-manager: off\n"},
+        {"disable hfe-plugin", "hfe-plugin: off\n"},
+        {"disable drs-white-list", "drs-white-list: off\n"},
+        {"enable ie", "ie: on\n"},
+        {"disable chrome", "chrome: off\n"},
+        // A manager is no reason to stay on.
+        {"wdltreg set " + kBase + "\\Scan\\HTTP\\HttpManager Enable dword 1", ""},
+        {"disable wmvs", "Virus of HTTP: off\nhandler HTTP stays on: HttpFileScan on\n"},
+        {"disable hfs", "HttpFileScan of HTTP: off\nhandler HTTP: off\n"},
+        {"enable https", "URLFilter of HTTP: on\nhandler HTTP: on\nplugin-manager: on\nHttpsFilter of HTTP: on\n"},
+        {"enable https", "https is on already\n"},
+        {"enable drs", "drs: on\n"},
+        {"set https-flags enable=0x7", ""},
+        {"disable https", "HttpsFilter of HTTP: off\nhandler HTTP stays on: URLFilter on\n"},
+        {"get https-flags enable", "6\n"},
+        {"disable https", "handler HTTP stays on: URLFilter on\n"},
+        {"disable plugin-manager", "plugin-manager: off\n"},
+        {"disable drs", "drs: off\n"},
+        {"enable drs --json",
+         R"({"feature": "drs", "status": 0, "changed": {"plugin-manager": "on", "drs": "on"}, "staying": []})"},
+    });
 }
 
-std::string wholeTree() {
-    return runProgram({"wdltreg", "export"}).out;
+// What was done before the failure is told.
+TEST_F(Wdltctl, ASwitchThatFailsHalfWay) {
+    const struct {
+        std::string line;
+        std::string out;
+        std::string err;
+    } rows[] = {
+        {"enable pdp", // of whose protocols the tree serves two
+         "PrivacyProtection of SMTP: on\nhandler SMTP: on\nPrivacyProtection of HTTP: on\nhandler HTTP: on\n",
+         "wdltctl: status -1 (general failure): no handler serves protocol 4, 5, 6, 7\n"},
+        {"enable https", "URLFilter of HTTP: on\n", "status -9"},
+    };
+    done("wdltreg delete " + kBase + "\\PluginManager filename");
+    for (const auto& row : rows) {
+        const ProgramResult result = typed(row.line);
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.out, row.out);
+        EXPECT_THAT(result.err, HasSubstr(row.err));
+    }
+    EXPECT_EQ(doneJson("status")["features"]["plugin-manager"], json({{"available", false}, {"enabled", nullptr}}));
 }
 
-void expectRefused(const ProgramResult& result, int status, std::string_view words) {
-    EXPECT_EQ(result.status, status);
-    EXPECT_EQ(result.out, "");
-    EXPECT_THAT(result.err, StartsWith("wdltctl: "));
-    EXPECT_THAT(result.err, HasSubstr(std::string(words)));
-}
-
-TEST(Wdltctl, InitLaysDownTheTreeThatTheLibraryReads) {
-    const auto result = wdltctl({"init", "--install", "D:\\Guard\\"});
-    ASSERT_EQ(result.status, 0) << result.err;
-    const json expected = {{"proxyPort", 6999},
-                           {"installPath", "D:\\Guard\\"},
-                           {"tempPath", "D:\\Guard\\Temp\\"},
-                           {"logPath", "D:\\Guard\\Log\\"},
-                           {"bmFlag", 1},
-                           {"handlerCount", 0},
-                           {"handlerTypes", json::array()},
-                           {"defRedirectFlag", 0},
-                           {"tcpAutoTuningLevel", 2}};
-    EXPECT_EQ(wdltctlJson({"get", "system"}), expected);
-
-    // Each handler's Scan names the folder of its items, and everything that can be on is off.
-    std::size_t items = 0;
-    for (const std::string name : {"HTTP", "POP3", "SMTP"}) {
-        EXPECT_EQ(queried("\\ProtocolHandler\\" + name, "Scan"), "REG_SZ " + name + "\n");
-        EXPECT_EQ(queried("\\ProtocolHandler\\" + name, "Enable"), "REG_DWORD 0 (0x00000000)\n");
-        const std::string folder = "\\Scan\\" + name + "\\";
-        const std::string scan = runProgram({"wdltreg", "query", kBase + folder}).out;
-        for (std::size_t begin = 0; begin < scan.size(); begin = scan.find('\n', begin) + 1) {
-            const std::string item = scan.substr(begin + 1, scan.find(']', begin) - begin - 1);
-            EXPECT_EQ(queried(folder + item, "Enable"), "REG_DWORD 0 (0x00000000)\n") << item;
-            ++items;
+TEST_F(Wdltctl, EveryFieldIsSetAndShown) {
+    const std::set<std::string> readOnly = {"dwMultiInfection",  "dwReqSockOptSndBuf", "dwEngineType",
+                                            "handlerCount",      "handlerTypes",       "defRedirectFlag",
+                                            "tcpAutoTuningLevel"};
+    std::istringstream records("urlf,urlf-proxy,urlf-rating-server,urlf-untested,hosf,pvs,svs,wmvs,hfs-virus,hfs,hfe,"
+                               "virus smtp,virus files,virus-common,pop3,smtp,http,http-manager,web-mail,https,"
+                               "https-flags,plugin-manager,drs,sal,aspm,system");
+    for (std::string record; std::getline(records, record, ',');) {
+        json expected = doneJson("--secrets get " + record);
+        std::string line = "set " + record;
+        for (auto& [name, value] : expected.items()) {
+            if (readOnly.contains(name))
+                continue;
+            if (value.is_array())
+                value = json::array({"A", "BC"});
+            else if (value.is_string())
+                value = name.ends_with("Path") ? "C:\\P\\" : "new.txt";
+            else if (value == 0 || value == 1)
+                value = 1 - value.get<int>();
+            else
+                value = value.get<unsigned>() - 1;
+            if (name == "dwZipLayer")
+                value = 4; // at least 1
+            line += ' ' + name + '=';
+            line += value.is_array() ? "A,BC" : value.is_string() ? value.get<std::string>() : value.dump();
         }
+        done(line);
+        EXPECT_EQ(doneJson("--secrets get " + record), expected) << record;
     }
-    EXPECT_EQ(items, 20u);
 }
 
-TEST(Wdltctl, InitReplacesATreeOnlyByForce) {
-    ASSERT_EQ(wdltctl({"init"}).status, 0);
-    const std::string fresh = wholeTree();
-    runProgram({"wdltreg", "set", kBase, "ProxyPort", "dword", "1"});
-    runProgram({"wdltreg", "set", std::string(kBase) + "\\Extra", "n", "sz", "x"});
-    const std::string changed = wholeTree();
-    expectRefused(wdltctl({"init"}), 1, "there already; --force replaces it");
-    EXPECT_EQ(wholeTree(), changed);
-    EXPECT_EQ(wdltctlJson({"init", "--force"})["installPath"], "C:\\Program Files\\Wardlet\\");
-    EXPECT_EQ(wholeTree(), fresh);
-
-    for (const std::string directory : {"", "Guard", "D:Guard", "\\", "1:\\x"})
-        expectRefused(wdltctl({"init", "--force", "--install", directory}), 2, "given in full");
-    expectRefused(wdltctl({"init", "--force", "--install", "/" + std::string(255, 'd')}), 2, "at most 259 bytes");
-    EXPECT_EQ(wholeTree(), fresh);
+TEST_F(Wdltctl, FieldsAreSetByTheirNames) {
+    json system = doneJson("get system");
+    expectOutputs({
+        {"set system proxyPort=0x1F90 bmFlag=0 'logPath=E:\\\xC3\xA9 =\\'", ""},
+        {"get system proxyPort", "8080\n"},
+        {"wdltreg query " + kBase + " DisableBm", "REG_DWORD 1 (0x00000001)\n"},
+        {"set system bmFlag=0 --json", R"({"bmFlag": 0})"},
+        {"set wmvs dwLimitSize=700000", ""}, // one limit, that three records show
+        {"get http-manager dwMaxWebMailScanSize", "655359\n"},
+        {"get web-mail dwMaxWebMailScanSize", "655359\n"},
+        {"set mail dwAddressCacheDirection=2", ""}, // the others of its fields are read only
+        {"get mail dwAddressCacheDirection", "2\n"},
+        {"set urlf dwUserDefinedCredLevel=-7 dwMode=0x10", ""},
+        {"get urlf dwUserDefinedCredLevel", "-7\n"},
+        {"set urlf-proxy szProxyUser=me szProxyPassword=p4ss --json",
+         R"-({"szProxyUser": "me", "szProxyPassword": "(secret)"})-"},
+        {"get urlf-proxy szProxyPassword", "(secret)\n"},
+        {"set urlf-proxy szProxyUser=you", ""},
+        {"--secrets get urlf-proxy szProxyPassword", "p4ss\n"},
+        {"get urlf-proxy", "dwEnableProxy    0\n"
+                           "szProxyServer    \n"
+                           "dwProxyPort      80\n"
+                           "szProxyUser      you\n"
+                           "szProxyPassword  (secret)\n"},
+    });
+    system["proxyPort"] = 8080;
+    system["bmFlag"] = 0;
+    system["logPath"] = "E:\\\xC3\xA9 =\\";
+    EXPECT_EQ(doneJson("get system"), system);
 }
 
-TEST(Wdltctl, GetShowsARecordAndAField) {
-    const std::string install = (TestHome::instance().path() / "opt").string();
-    ASSERT_EQ(wdltctl({"init", "--install", install}).status, 0);
-    const auto record = wdltctl({"get", "system"});
-    EXPECT_EQ(record.status, 0);
-    EXPECT_THAT(record.out, HasSubstr("proxyPort           6999\ninstallPath         " + install + "\\\n"));
-    EXPECT_EQ(wdltctl({"get", "system", "proxyPort"}).out, "6999\n");
-    EXPECT_EQ(wdltctlJson({"get", "system", "logPath"}), json({{"logPath", install + "\\Log\\"}}));
-
-    runProgram({"wdltreg", "set", std::string(kBase) + "\\ProtocolHandler\\HTTP", "Enable", "dword", "1"});
-    runProgram({"wdltreg", "set", std::string(kBase) + "\\ProtocolHandler\\SMTP", "Enable", "dword", "1"});
-    EXPECT_EQ(wdltctl({"get", "system", "handlerTypes"}).out, "3 2\n");
-    EXPECT_EQ(wdltctlJson({"get", "system", "handlerCount"})["handlerCount"], 2);
+TEST_F(Wdltctl, HandlersAreRecordsByNameOrType) {
+    expectOutputs({
+        {"get handler 2 --json", R"({"name": "SMTP", "filename": "WdphSmtp.dll", "type": 2, "enable": 0, "scan": "SMTP",
+                                     "dependentScanEngine": 0, "redirectCount": 0})"},
+        {"add redirects smtp Mail --port 25", ""},
+        {"set handler smtp filename=New.dll enable=1", ""},
+        {"get handler SMTP", "name                 SMTP\n"
+                             "filename             New.dll\n"
+                             "type                 2\n"
+                             "enable               1\n"
+                             "scan                 SMTP\n"
+                             "dependentScanEngine  0\n"
+                             "redirectCount        1\n"},
+        {"get handler POP3 filename", "WdphPop3.dll\n"},
+        {"set handler HTTP enable=1", ""},
+        {"get system handlerTypes", "3 2\n"},
+        {"wdltreg set " + kBase + "\\ProtocolHandler\\Chat Type dword 4", ""},
+        {"get handler 4 name", "Chat\n"},
+    });
+    EXPECT_EQ(doneJson("status")["features"]["pdp"]["protocols"]["4"], false);
 }
 
-TEST(Wdltctl, SetChangesTheFieldsNamedAndNoOthers) {
-    ASSERT_EQ(wdltctl({"init"}).status, 0);
-    const auto before = wdltctlJson({"get", "system"});
-    const auto result = wdltctl({"set", "system", "proxyPort=0x1F90", "bmFlag=0", "logPath=E:\\\xC3\xA9=\\"});
-    EXPECT_EQ(result.status, 0) << result.err;
-    EXPECT_EQ(result.out, "");
-    auto expected = before;
-    expected["proxyPort"] = 8080;
-    expected["bmFlag"] = 0;
-    expected["logPath"] = "E:\\\xC3\xA9=\\";
-    EXPECT_EQ(wdltctlJson({"get", "system"}), expected);
-    EXPECT_EQ(queried("", "ProxyPort"), "REG_DWORD 8080 (0x00001f90)\n");
-    EXPECT_EQ(queried("", "DisableBm"), "REG_DWORD 1 (0x00000001)\n");
-    EXPECT_EQ(wdltctlJson({"set", "system", "bmFlag=1"}), json({{"bmFlag", 1}}));
+TEST_F(Wdltctl, RedirectsComeAndGo) {
+    const std::string image = R"({"session": "été", "process": "", "image": "C:\\一.exe", "port": 0, "direction": 0,
+                                  "flag": 16, "level": 2, "cancelMask": 0})";
+    expectOutputs({
+        {"list redirects POP3 --json", "[]"},
+        {"add redirects POP3 Mail --process mail.exe --port 110 --direction 2 --flag 3 --cancel-mask 0xff", ""},
+        {"list redirects POP3", "SESSION  PROCESS   IMAGE  PORT  DIRECTION  FLAG  LEVEL  CANCEL MASK\n"
+                                "Mail     mail.exe         110   2          0x3   -1     0xff\n"},
+        {"add redirects 1 été --image C:\\一.exe --level 2", ""},
+        {"remove redirects POP3 mail", ""},
+        {"list redirects pop3 --json", "[" + image + "]"},
+        {"list redirects SMTP --json", "[]"},
+    });
 }
 
-TEST(Wdltctl, SetRefusesBeforeAnythingIsWritten) {
-    ASSERT_EQ(wdltctl({"init"}).status, 0);
-    const std::string before = wholeTree();
-    const std::pair<std::string, std::string_view> cases[] = {
-        {"handlerCount=1", "handlerCount: the field is read only"},
-        {"tcpAutoTuningLevel=1", "read only"},
-        {"proxyport=1", "no such field; there are proxyPort, installPath"},
-        {"proxyPort", "FIELD=VALUE expected"},
-        {"proxyPort=65536", "isn't a number from 0 to 65535"},
-        {"proxyPort=", "isn't a number"},
-        {"bmFlag=2", "isn't a number from 0 to 1"},
-        {"tempPath=" + std::string(260, 'x'), "the text takes 260 bytes, 259 have room"},
-    };
-    for (const auto& [assignment, words] : cases)
-        expectRefused(wdltctl({"set", "system", "proxyPort=1", assignment}), 2, words);
-    expectRefused(wdltctl({"set", "sytem", "proxyPort=1"}), 2, "no such record; there is system");
-    expectRefused(wdltctl({"get", "system", "port"}), 2, "no such field");
-    EXPECT_EQ(wholeTree(), before);
+TEST_F(Wdltctl, RulesComeAndGo) {
+    expectOutputs({
+        {"add rules Bank --index 2 --process bank.exe --domain *.bank.example", ""},
+        {"list rules --json", R"([{"index": 2, "rule": "Bank", "process": "bank.exe", "domain": "*.bank.example"}])"},
+        {"add rules été", ""},
+        {"add rules third --json", R"({"index": 3, "rule": "third"})"},
+        {"list rules", "INDEX  RULE   PROCESS   DOMAIN\n"
+                       "2      Bank   bank.exe  *.bank.example\n"
+                       "3      third\n"
+                       "1      été\n"},
+        {"remove rules BANK 1", ""},
+        {"list rules", "INDEX  RULE   PROCESS  DOMAIN\n3      third\n"},
+        {"remove rules --all", ""},
+        {"list rules --json", "[]"},
+    });
 }
 
-TEST(Wdltctl, RawReadsTheWholeRecord) {
-    ASSERT_EQ(wdltctl({"init"}).status, 0);
-    const auto dump = wdltctl({"raw", "read", "10000", "0"});
-    EXPECT_EQ(dump.status, 0) << dump.err;
-    EXPECT_THAT(dump.out,
-                StartsWith("00000000  57 1b 43 3a 5c 50 72 6f  67 72 61 6d 20 46 69 6c  |W.C:\\Program Fil|\n"));
-
-    // Most of the record is unused bytes, given as one line.
-    EXPECT_THAT(dump.out, HasSubstr("|................|\n*\n"));
-    EXPECT_THAT(dump.out, testing::EndsWith("|................|\n00000360\n"));
-
-    const auto document = wdltctlJson({"raw", "read", "0x2710", "0x0", "--input", "0x5", "--type", "7"});
-    EXPECT_EQ(document["size"], sizeof(WdchSystemData));
-    EXPECT_EQ(document["protocol"], 10000);
+TEST_F(Wdltctl, RawIsTheWholeRecordAsItIs) {
+    done("set system proxyPort=6999 installPath=C:\\Wardlet");
+    EXPECT_THAT(done("raw read 10000 0"),
+                AllOf(StartsWith("00000000  57 1b 43 3a 5c 57 61 72  64 6c 65 74 00 00 00 00  |W.C:\\Wardlet....|\n"),
+                      HasSubstr("|................|\n*\n"), EndsWith("|................|\n00000360\n")));
+    const json document = doneJson("raw read 0x2710 0x0 --input 0x5 --type 7");
+    EXPECT_EQ(document["size"], 864);
     EXPECT_EQ(document["input"], 5);
+
+    std::string bytes = done("raw read 10000 0 --out -");
+    ASSERT_EQ(bytes.size(), 864u);
+    EXPECT_EQ(document["data"].get<std::string>().size(), 2 * bytes.size());
     EXPECT_THAT(document["data"].get<std::string>(), StartsWith("571b433a5c"));
-    EXPECT_EQ(document["data"].get<std::string>().size(), 2 * sizeof(WdchSystemData));
-
-    const std::string file = TestHome::instance().path() / "record";
-    EXPECT_EQ(wdltctl({"raw", "read", "10000", "0", "--out", file}).out, "");
-    const std::string bytes = TestHome::instance().read("record");
-    EXPECT_EQ(bytes.size(), sizeof(WdchSystemData));
-    EXPECT_EQ(wdltctl({"raw", "read", "10000", "0", "--out", "-"}).out, bytes);
-}
-
-TEST(Wdltctl, RawWritesARecordAsItIs) {
-    ASSERT_EQ(wdltctl({"init"}).status, 0);
-    std::string bytes = wdltctl({"raw", "read", "10000", "0", "--out", "-"}).out;
-    ASSERT_EQ(bytes.size(), sizeof(WdchSystemData));
-    bytes[0] = 0x34;
     bytes[1] = 0x12;
-    EXPECT_EQ(wdltctl({"raw", "write", "10000", "0", "-"}, bytes).status, 0);
-    EXPECT_EQ(wdltctl({"get", "system", "proxyPort"}).out, "4660\n");
-    bytes[0] = 0x35;
     const std::string file = TestHome::instance().write("record", bytes);
-    EXPECT_EQ(wdltctlJson({"raw", "write", "10000", "0", file})["size"], sizeof(WdchSystemData));
-    EXPECT_EQ(wdltctl({"get", "system", "proxyPort"}).out, "4661\n");
-}
-
-TEST(Wdltctl, StatusesOfTheLibraryAreNamed) {
-    ASSERT_EQ(wdltctl({"init"}).status, 0);
-    const std::string before = wholeTree();
-    expectRefused(wdltctl({"raw", "read", "10000", "0", "--size", "863"}), 1, "status -2 (buffer size");
-    expectRefused(wdltctl({"raw", "read", "10000", "0", "--size", "863"}), 1, ": the record takes 864 bytes");
-    expectRefused(wdltctl({"raw", "read", "4", "0"}), 1, "status -1 (general failure)");
-    expectRefused(wdltctl({"raw", "write", "10000", "0", "-"}, "short"), 1,
-                  "status -1 (general failure): the file has 5 bytes");
-    expectRefused(wdltctl({"raw", "write", "10000", "0", "no/such/file"}), 1, "No such file");
-    EXPECT_EQ(wholeTree(), before);
-}
-
-TEST(Wdltctl, WrongUsageIsStatus2) {
-    const std::vector<std::string> cases[] = {
-        {},
-        {"verb"},
-        {"raw"},
-        {"raw", "read", "10000"},
-        {"raw", "read", "10000x", "0"},
-        {"raw", "read", "4294967296", "0"},
-        {"raw", "read", "10000", "0", "--type", "-1"},
-        {"raw", "read", "10000", "0", "--size", "99999999999"},
-        {"raw", "read", "10000", "0", "--json", "--out", "-"},
-        {"raw", "write", "10000", "0"},
-        {"get"},
-        {"set", "system"},
-        {"init", "extra"},
-    };
-    for (const auto& arguments : cases) {
-        const auto result = wdltctl(arguments);
-        EXPECT_EQ(result.status, 2) << testing::PrintToString(arguments);
-        EXPECT_EQ(result.out, "");
-        EXPECT_THAT(result.err, StartsWith("wdltctl: "));
-    }
-    EXPECT_THAT(wdltctl({"set", "--help"}).out, HasSubstr("proxyPort"));
+    expectOutputs({{"raw write 10000 0 -", "", bytes},
+                   {"get system proxyPort", "4695\n"},
+                   {"raw read 10000 0 --out " + file, ""},
+                   {"raw write 10000 0 " + file + " --json",
+                    R"({"protocol": 10000, "scan": 0, "input": 0, "type": 0, "status": 0, "size": 864})"}});
+    EXPECT_EQ(TestHome::instance().read("record"), bytes);
 }
 
 } // namespace

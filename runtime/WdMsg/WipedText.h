@@ -1,0 +1,43 @@
+// A text that is cleared before its memory is given back: what callers have converted may be kept enciphered elsewhere.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string.h>
+#include <string>
+
+namespace wdmsg {
+
+template <class T>
+struct WipingAllocator {
+    using value_type = T;
+
+    WipingAllocator() = default;
+    template <class U>
+    explicit WipingAllocator(const WipingAllocator<U>&) {}
+
+    T* allocate(std::size_t count) { return std::allocator<T>().allocate(count); }
+    void deallocate(T* memory, std::size_t count) {
+        explicit_bzero(memory, count * sizeof(T));
+        std::allocator<T>().deallocate(memory, count);
+    }
+    friend bool operator==(const WipingAllocator&, const WipingAllocator&) { return true; }
+};
+
+template <class Character>
+class WipedText : public std::basic_string<Character, std::char_traits<Character>, WipingAllocator<Character>> {
+  public:
+    using std::basic_string<Character, std::char_traits<Character>, WipingAllocator<Character>>::basic_string;
+    WipedText() = default;
+    WipedText(const WipedText&) = default;
+    WipedText(WipedText&&) noexcept = default;
+    WipedText& operator=(const WipedText&) = default;
+    WipedText& operator=(WipedText&&) noexcept = default;
+    // A short one stands in the object itself.
+    ~WipedText() { explicit_bzero(this->data(), this->capacity() * sizeof(Character)); }
+};
+
+using Text = WipedText<char>;
+using WideText = WipedText<char16_t>;
+
+} // namespace wdmsg

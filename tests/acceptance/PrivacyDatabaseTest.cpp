@@ -1,0 +1,194 @@
+// The privacy database to the byte: what a write makes of items and exclusions, and what is read of a file that was laid
+// out by hand, damaged or made by an older build.
+#include "PrivacyLists.h"
+
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace privacy_files;
+
+using PrivacyDatabase = PrivacyLists;
+
+constexpr std::uint32_t kThreeCharSets = WDLT_CHARSET_UCS_2 | WDLT_CHARSET_US_ASCII | WDLT_CHARSET_UTF_16BE;
+
+TEST_F(PrivacyDatabase, ItemsBecomeRecordsInEachCharset) {
+    const std::string exclusions = exclusionHeader(1, exclusion(1, "kept").size()) + exclusion(1, "kept");
+    put(kDatabase, header(0) + exclusions);
+    settings(control(kThreeCharSets));
+    ASSERT_EQ(writeItems({item(31, "ab"), item(4, ""), item(0, "\u00e4-")}, control(kThreeCharSets)), WDLT_OK);
+    expectLine("should ignore this error as spec because of US_ASCII");
+    EXPECT_EQ(get(kDatabase).substr(64), record(0, 31, WDLT_CHARSET_UCS_2, std::string("a\0b\0", 4)) +
+                                             record(1, 31, WDLT_CHARSET_US_ASCII, "ab") +
+                                             record(2, 31, WDLT_CHARSET_UTF_16BE, "") + // ends at its first zero byte
+                                             record(3, 0, WDLT_CHARSET_UCS_2, std::string("\xE4\0-\0", 4)) +
+                                             record(4, 0, WDLT_CHARSET_US_ASCII, "") + // lacks the character
+                                             record(5, 0, WDLT_CHARSET_UTF_16BE, "") + exclusions);
+    EXPECT_EQ(state().database.substr(0, 64), header(6).replace(48, 8, std::string(8, 'T')));
+    const auto search = readSearch();
+    ASSERT_EQ(search.status, WDLT_OK);
+    EXPECT_EQ(search.head.dwSearchDataCount, 6u);
+    EXPECT_GT(search.head.dwDate, 20200000u);
+    EXPECT_LT(search.head.dwTime, 240000u);
+    ASSERT_EQ(search.items.size(), 6u);
+    EXPECT_EQ(search.items[3].dwItemIndex, 0u);
+    EXPECT_EQ(search.items[3].dwSearchIndex, 3u);
+    EXPECT_EQ(std::memcmp(search.items[0].byPattern, filled(std::string("a\0b\0", 4), 113).data(), 113), 0);
+}
+
+TEST_F(PrivacyDatabase, PatternsLoseWhatSwitchesTheirCharsetAndWhatIsTooLong) {
+    const std::string nihon = "日本";
+    std::string wide;
+    for (int i = 0; i < 48; ++i)
+        wide.append("y\0", 2);
+    const struct {
+        std::uint32_t charSet, standard;
+        std::string text;
+        std::string pattern;
+    } cases[] = {
+        {WDLT_CHARSET_ISO_2022_JP, WDLT_CHARSET_UTF_8, nihon, "\x46\x7C\x4B\x5C"},
+        {WDLT_CHARSET_ISO_2022_JP, WDLT_CHARSET_UTF_8, "plain", "plain"},
+        {WDLT_CHARSET_ISO_2022_JP, WDLT_CHARSET_UTF_8, "no", ""}, // too short for an escape sequence
+        {WDLT_CHARSET_HZ_GB_2312, WDLT_CHARSET_UTF_8, "中文", "\x56\x50\x4E\x44"},
+        {WDLT_CHARSET_SHIFT_JIS, WDLT_CHARSET_UTF_8, nihon, "\x93\xFA\x96\x7B"},
+        {WDLT_CHARSET_UTF_8, WDLT_CHARSET_UTF_8, std::string(47, 'x'), std::string(47, 'x')},
+        {WDLT_CHARSET_UCS_2, WDLT_CHARSET_ISO_8859_1, std::string(48, 'y'), wide}, // no terminator of its own
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << std::hex << c.charSet << ' ' << c.text);
+        PrivacyControlData with = control(c.charSet);
+        with.dwDefaultCharSet = c.standard;
+        PrivacyViewItem searched = item(1, "");
+        c.text.copy(searched.szPrivacyData, sizeof searched.szPrivacyData);
+        ASSERT_EQ(writeItems({searched}, with), WDLT_OK);
+        EXPECT_EQ(get(kDatabase).substr(64), record(0, 1, c.charSet, c.pattern) + exclusionHeader(0, 0));
+    }
+}
+
+// Of any length; and those that are there stay where the other list is written.
+TEST_F(PrivacyDatabase, ExclusionsByLength) {
+    const std::string head = header(1) + record(0, 3, WDLT_CHARSET_UTF_8, "searched");
+    for (const auto& [length, messageBytes] :
+         {std::pair{1u, 16u}, {14u, 16u}, {15u, 32u}, {30u, 32u}, {31u, 48u}, {2083u, 2096u}}) {
+        SCOPED_TRACE(length);
+        put(kDatabase, head + exclusionHeader(0, 0));
+        const std::string text(length, 'e');
+        ASSERT_EQ(writeExclusions({exclusionItem(5, text), exclusionItem(6, "x")}), WDLT_OK);
+        const std::string records = exclusion(5, text) + exclusion(6, "x");
+        EXPECT_EQ(records.size(), 12 + messageBytes + 28);
+        EXPECT_EQ(get(kDatabase), head + exclusionHeader(2, records.size()) + records); // date and time too
+        const auto list = readExclusions();
+        ASSERT_EQ(list.items.size(), 2u);
+        EXPECT_EQ(list.items[0].szText, text);
+        EXPECT_EQ(list.items[1].dwExclusionId, 6u);
+    }
+    const std::vector most(100, exclusionItem(1, std::string(2083, 'm'))); // many pieces of a copy
+    ASSERT_EQ(writeExclusions(most), WDLT_OK);
+    const std::string behind = get(kDatabase).substr(head.size());
+    ASSERT_EQ(writeItems({item(9, "nine")}), WDLT_OK);
+    EXPECT_TRUE(get(kDatabase).substr(64) == record(0, 9, WDLT_CHARSET_US_ASCII, "nine") + behind);
+    EXPECT_EQ(readExclusions().items.size(), 100u);
+}
+
+// Files that no writer makes. A write changes nothing where it can't carry the other list over.
+TEST_F(PrivacyDatabase, EachDamage) {
+    constexpr std::int32_t kOk = WDLT_OK;
+    constexpr std::int32_t kBad = WDLT_E_GENERAL;
+    const std::string small = smallFile();
+    constexpr std::size_t kSearchEnd = 64 + 280;
+    const auto cut = [&](std::size_t bytes) { return small.substr(0, bytes); };
+    const auto flipped = [&](std::size_t at) {
+        std::string file = small;
+        file[at] = static_cast<char>(file[at] ^ 1);
+        return file;
+    };
+    const auto forged = [](const std::string& first, std::uint32_t count = 2) {
+        return header(0) + exclusionHeader(count, 28) + first + (count > 1 ? exclusion(1, "good") : "");
+    };
+    const std::string start = number(2) + number(16);
+    const auto sized = [&](std::uint32_t size, std::size_t bytes) {
+        return forged(start + number(size) + std::string(bytes, 'x'));
+    };
+    const struct {
+        const char* what;
+        std::string file;
+        std::int32_t search, exclusions;           // reads
+        std::int32_t keepsExclusions, keepsSearch; // writes of the other list
+        const char* line;                          // of the reads; null: no error
+    } cases[] = {
+        {"nothing", "", kBad, kBad, kBad, kBad, "GetPrivacyDBHeader() - dwReadByte was invalid. dwReadByte=0"},
+        {"cut in the header", cut(63), kBad, kBad, kBad, kBad,
+         "GetPrivacyDBHeader() - dwReadByte was invalid. dwReadByte=63"},
+        {"another magic", flipped(27), kBad, kBad, kBad, kBad, "GUID of database was invalid."},
+        {"behind the magic", flipped(28), kOk, kOk, kOk, kOk, nullptr},
+        {"another version", flipped(40), kBad, kBad, kBad, kBad, "version number of database was invalid value."},
+        {"behind the version", flipped(41), kOk, kOk, kOk, kOk, nullptr},
+        {"cut in a record", cut(kSearchEnd - 1), kBad, kBad, kBad, kBad,
+         "GetPrivacySearchData() - _dwDataCount was not match. _dwDataCount=2"},
+        {"cut behind the records", cut(kSearchEnd), kOk, kBad, kBad, kOk, "GetPrivacyDBExclusionHeader()"},
+        {"cut in an exclusion", cut(small.size() - 1), kOk, kBad, kBad, kOk, "may be database file is corrupted."},
+        {"a pattern's last block", flipped(64 + 139), kBad, kOk, kOk, kOk,
+         "GetPrivacySearchData() - Failed to decrypt data. err=-7"},
+        {"an exclusion's last block", flipped(small.size() - 1), kOk, kBad, kOk, kOk,
+         "GetPrivacyExclusionItem() - Failed to decrypt data. err=-7"},
+        {"33 records", header(33) + exclusionHeader(0, 0), kBad, kBad, kBad, kBad,
+         "Database contains more items than max. Count=33, MaxCount=32"},
+        {"all the records of the world", header(0xFFFFFFFF) + exclusionHeader(0, 0), kBad, kBad, kBad, kBad,
+         "Database contains more items than max. Count=4294967295, MaxCount=32"},
+        {"all the exclusions", header(0) + exclusionHeader(0xFFFFFFFF, 0xFFFFFFFF), kOk, kBad, kBad, kOk,
+         "dwCount=4294967295, dwMaxCount=100"},
+        {"another target", forged(rawExclusion(2, 8, std::string("t\0", 2))), kOk, kOk, kOk, kOk, nullptr},
+        {"size 2101", sized(2101, 2101), kOk, kBad, kOk, kOk, "size too large. stDBExclusionItem.dwSize=2101"},
+        {"negative size", sized(0x80000010, 0), kOk, kBad, kOk, kOk, "stDBExclusionItem.dwSize=2147483664"},
+        {"no whole block", sized(15, 15), kOk, kBad, kOk, kOk, "Failed to decrypt data. err=-7"},
+        {"noise", sized(32, 32), kOk, kBad, kOk, kOk, "Failed to decrypt data. err=-7"},
+        {"nothing at all", sized(0, 0), kOk, kBad, kOk, kOk, "may be database file is corrupted."},
+        {"nothing as the last", forged(start + number(0), 1), kOk, kOk, kBad, kOk, nullptr},
+        {"longer than its field", forged(rawExclusion(2, 16, std::string(2085, 'x'))), kOk, kBad, kOk, kOk,
+         "size too large. nLen=2085"},
+        {"as long as its field", forged(rawExclusion(2, 16, std::string(2084, 'x'))), kOk, kOk, kOk, kOk, nullptr},
+        {"no terminator", forged(rawExclusion(2, 16, "text")), kOk, kOk, kOk, kOk, nullptr},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        put(kDatabase, c.file);
+        clearLog();
+        EXPECT_EQ(readSearch().status, c.search);
+        const auto list = readExclusions();
+        EXPECT_EQ(list.status, c.exclusions);
+        for (const PrivacyExclusionItem& read : list.items)
+            EXPECT_LT(strnlen(read.szText, sizeof read.szText), sizeof read.szText);
+        expectLine(c.line);
+        for (const bool items : {true, false}) {
+            put(kDatabase, c.file);
+            const State before = state();
+            const std::int32_t status = items ? c.keepsExclusions : c.keepsSearch;
+            EXPECT_EQ(items ? writeItems({}) : writeExclusions({}), status) << (items ? "items" : "exclusions");
+            EXPECT_TRUE(status == kOk || state() == before);
+        }
+    }
+    // The bytes of one that fills its message, but no more.
+    put(kDatabase, header(1) + number(9) + number(99) + number(0) + message(std::string(127, 'p')));
+    EXPECT_EQ(patternOf(readSearch().items.at(0)), std::string(112, 'p'));
+}
+
+// Three items in four charsets, two exclusions.
+TEST_F(PrivacyDatabase, AnOlderBuildsFileIsReadAndCarriedOver) {
+    std::filesystem::copy_file(WDLT_GOLDEN "/privacy.db", at(kDatabase),
+                               std::filesystem::copy_options::overwrite_existing);
+    const std::string golden = get(kDatabase);
+    settings(control(WDLT_CHARSET_UTF_8 | WDLT_CHARSET_ISO_2022_JP | WDLT_CHARSET_SHIFT_JIS | WDLT_CHARSET_UTF_16LE));
+    const auto search = readSearch();
+    ASSERT_EQ(search.items.size(), 12u);
+    EXPECT_EQ(patternOf(search.items[0]), "4711-0815");
+    EXPECT_EQ(patternOf(search.items[5]), "\x46\x7C\x4B\x5C");
+    EXPECT_EQ(search.items[11].dwItemIndex, 31u);
+    const auto exclusions = readExclusions();
+    ASSERT_EQ(exclusions.items.size(), 2u);
+    EXPECT_STREQ(exclusions.items[1].szText, "*.intranet.example/*");
+    ASSERT_EQ(writeExclusions(exclusions.items), WDLT_OK);
+    EXPECT_TRUE(get(kDatabase) == golden);
+}
+
+} // namespace

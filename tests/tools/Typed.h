@@ -1,0 +1,112 @@
+// Lines as a user types them, and what comes of them. They are wdltctl's where they begin with no other program's name.
+#pragma once
+
+#include "RunProgram.h"
+#include "TestHome.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <filesystem>
+#include <iomanip>
+#include <map>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+using nlohmann::json;
+
+// Between single quotes a word may have spaces, or nothing.
+inline std::vector<std::string> wordsOf(const std::string& line) {
+    std::vector<std::string> words;
+    std::istringstream stream(line);
+    for (std::string word; stream >> std::quoted(word, '\'', '\x01');)
+        words.push_back(word);
+    if (words.empty() || (words[0] != "wdltreg" && words[0] != "wardlet-peer"))
+        words.insert(words.begin(), "wdltctl");
+    return words;
+}
+
+// `input` stands at the program's standard input.
+inline ProgramResult typed(const std::string& line, std::string_view input = {}) {
+    return runProgram(wordsOf(line), input);
+}
+
+// What it printed; it must succeed.
+inline std::string done(const std::string& line, std::string_view input = {}) {
+    const ProgramResult result = typed(line, input);
+    EXPECT_EQ(result.status, 0) << line;
+    EXPECT_EQ(result.err, "") << line;
+    return result.out;
+}
+
+inline json doneJson(const std::string& line) {
+    return json::parse(done(line + " --json"), nullptr, false);
+}
+
+struct Typed {
+    std::string line;
+    std::string out; // compared as a document where the line asks for JSON
+    std::string input = {};
+};
+
+inline void expectOutputs(const std::vector<Typed>& rows) {
+    for (const Typed& row : rows) {
+        const std::string out = done(row.line, row.input);
+        if (row.line.ends_with(" --json"))
+            EXPECT_EQ(json::parse(out, nullptr, false), json::parse(row.out)) << row.line;
+        else
+            EXPECT_EQ(out, row.out) << row.line;
+    }
+}
+
+inline const std::string& install() {
+    static const std::string path = TestHome::instance().path() / "install";
+    return path;
+}
+
+// All that a user could lose: the registry's text and the files of the installation, but for the copy of the privacy
+// items that a write makes first.
+inline std::map<std::string, std::string> stored() {
+    std::map<std::string, std::string> content{{"registry", runProgram({"wdltreg", "export"}).out}};
+    if (std::filesystem::exists(install()))
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(install()))
+            if (entry.is_regular_file() && entry.path().extension() != ".bak")
+                content[entry.path()] = TestHome::instance().read(entry.path().string());
+    return content;
+}
+
+struct Refused {
+    std::string line;
+    int status; // 1: it failed, 2: it makes no sense
+    std::string words;
+    std::string input = {};
+};
+
+// They print nothing, say why, and leave all that is stored.
+inline void expectRefused(const std::vector<Refused>& rows) {
+    auto before = stored();
+    for (const Refused& row : rows) {
+        const ProgramResult result = typed(row.line, row.input);
+        EXPECT_EQ(result.status, row.status) << row.line;
+        EXPECT_EQ(result.out, "") << row.line;
+        EXPECT_THAT(result.err, testing::StartsWith(wordsOf(row.line)[0] + ": ")) << row.line;
+        EXPECT_FALSE(row.words.empty()) << row.line;
+        EXPECT_THAT(result.err, testing::HasSubstr(row.words)) << row.line;
+        auto after = stored();
+        EXPECT_EQ(after, before) << row.line;
+        before = std::move(after);
+    }
+}
+
+inline const std::string kBase = "HKLM\\SOFTWARE\\Halvermoor\\PLK\\Wardlet";
+
+class Wdltctl : public testing::Test {
+  protected:
+    void SetUp() override {
+        std::filesystem::remove_all(install());
+        done("init --force --install " + install());
+    }
+};
