@@ -10,29 +10,32 @@ namespace {
 
 std::size_t g_sum; // every byte that a view hands out is looked at
 
-void touch(std::string_view text) {
+void touch(const wd::RecordView& view, std::string_view text) {
+    const std::string_view all = view.bytes();
+    if (!text.empty() && (text.data() < all.data() || text.data() + text.size() > all.data() + all.size()))
+        std::abort();
     for (const char c : text)
         g_sum += static_cast<unsigned char>(c);
 }
 
 void walk(const wd::RecordView& view) {
-    touch(view.name());
+    touch(view, view.name());
     wd::RecordValue value;
     for (std::uint32_t index = 0; index < view.valueCount(); ++index) {
         if (view.valueAt(index, value) != wd::Lookup::Found)
             continue;
-        touch(value.folded);
-        touch(value.written);
-        touch(value.data);
+        touch(view, value.folded);
+        touch(view, value.written);
+        touch(view, value.data);
         wd::RecordValue again;
         if (view.findValue(value.folded, again) == wd::Lookup::Found)
-            touch(again.data);
+            touch(view, again.data);
     }
     wd::RecordSubkey subkey;
     for (std::uint32_t index = 0; index < view.subkeyCount(); ++index)
         if (view.subkeyAt(index, subkey) == wd::Lookup::Found) {
-            touch(subkey.folded);
-            touch(subkey.written);
+            touch(view, subkey.folded);
+            touch(view, subkey.written);
         }
     if (view.valueAt(view.valueCount(), value) == wd::Lookup::Found ||
         view.subkeyAt(view.subkeyCount(), subkey) == wd::Lookup::Found)

@@ -16,8 +16,8 @@ jobs=$(nproc)
 programs_of() {
     case "$1" in
         platform) echo platform_ ;;
-        common) echo 'common_|charset_' ;;
-        lib) echo lib_ ;;
+        common) echo 'common_|charset_|corpus:' ;;
+        lib) echo 'lib_|corpus:' ;;
         config | families) echo 'acceptance_|config_|privacy_' ;;
         process | walk) echo process_ ;;
         tools) echo tools_ ;;

@@ -12,9 +12,11 @@
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -24,24 +26,22 @@ constexpr DWORD kShiftJis = 25;
 constexpr DWORD kFullSize = 128;
 
 // With its separator.
-std::string doublesFolder() {
-    return (std::filesystem::read_symlink("/proc/self/exe").parent_path() / "charset" / "").string();
-}
+const std::string kPrograms = (std::filesystem::read_symlink("/proc/self/exe").parent_path() / "").string();
 
-// The library stays loaded for the test, so that its state can be looked at.
-class Double {
-  public:
-    Double() : m_module(LoadLibraryA((doublesFolder() + "charset_double.dll").c_str())) {
-        state = reinterpret_cast<GetCharsetDouble>(GetProcAddress(m_module, "charsetDouble"))();
+// A converter with the double, which stays loaded for the test, so that its state can be looked at.
+struct Doubled {
+    Doubled() {
+        module = LoadLibraryA((kPrograms + "charset/charset_double.dll").c_str());
+        state = reinterpret_cast<GetCharsetDouble>(GetProcAddress(module, "charsetDouble"))();
+        converter.SetModulePathAndName((kPrograms + "charset/").c_str(), "charset_double.dll");
     }
-    ~Double() { FreeLibrary(m_module); }
-    Double(const Double&) = delete;
-    Double& operator=(const Double&) = delete;
+    ~Doubled() { FreeLibrary(module); }
+    Doubled(const Doubled&) = delete;
+    Doubled& operator=(const Doubled&) = delete;
 
+    HMODULE module;
     CharsetDouble* state;
-
-  private:
-    HMODULE m_module;
+    CCharSetConverter converter;
 };
 
 std::vector<std::string> errors(const LogFile& log) {
@@ -66,168 +66,127 @@ TEST(CharSetConverter, ANumberHasItsName) {
         EXPECT_STREQ(CCharSetConverter::GetCharSetStr(c.number), c.name) << c.number;
 }
 
-TEST(CharSetConverter, CallsTheLibraryAsItIsToBeCalled) {
-    const Double library;
-    CCharSetConverter converter;
-    converter.SetModulePathAndName(doublesFolder().c_str(), "charset_double.dll");
-    ASSERT_EQ(converter.Initialize(), WDLT_OK);
-    std::array<char, 32> output;
-    output.fill('x');
-    EXPECT_EQ(converter.ConvertResource(output.data(), "text", kUtf8, kShiftJis, 32), WDLT_OK);
-    constexpr std::string_view kExpected("utf-8>Shift_JIS:text\0\0\0\0\0\0\0\0\0\0\0\0", 32);
-    EXPECT_EQ(std::string_view(output.data(), output.size()), kExpected);
-    EXPECT_EQ(converter.UnInitialize(), WDLT_OK);
-    EXPECT_EQ(library.state->calls,
-              "start create(1,4,4,0) create(1,32,0,0) convert(32,0,63) delete-source delete-target stop ");
-}
-
 TEST(CharSetConverter, ArgumentsAreCheckedInOrder) {
-    LogFile log;
     const std::string longest(kFullSize, 'a');
     const std::string tooLong(kFullSize + 1, 'a');
     std::array<char, kFullSize> output;
+    const char* const noCharset = "specified charset was invalid.";
+    const char* const noHandle = "specified parameters were invalid handle.";
     const struct {
-        const char* what;
         void* output;
         const char* text;
         DWORD from, to;
         std::int32_t status;
-        const char* line; // null: none
+        const char* line; // empty: none
         bool cleared;
     } cases[] = {
-        {"from 0", nullptr, nullptr, 0, kUtf8, WDLT_E_INVALID_ARGUMENT, "specified charset was invalid.", false},
-        {"to 0", output.data(), "a", kUtf8, 0, WDLT_E_INVALID_ARGUMENT, "specified charset was invalid.", false},
-        {"no output", nullptr, "a", kUtf8, kUtf8, WDLT_E_INVALID_ARGUMENT, "specified parameters were invalid handle.",
-         false},
-        {"no text", output.data(), nullptr, kUtf8, 31, WDLT_E_INVALID_ARGUMENT,
-         "specified parameters were invalid handle.", false},
-        {"empty", output.data(), "", 31, kUtf8, WDLT_E_INVALID_ARGUMENT, "_lptszInString were invalid size as zero.",
-         false},
-        {"too long", output.data(), tooLong.c_str(), kUtf8, 31, WDLT_E_BUFFER_SIZE,
+        {output.data(), "a", kUtf8, 0, WDLT_E_INVALID_ARGUMENT, noCharset, false},
+        {nullptr, "a", kUtf8, kUtf8, WDLT_E_INVALID_ARGUMENT, noHandle, false},
+        {output.data(), nullptr, kUtf8, 31, WDLT_E_INVALID_ARGUMENT, noHandle, false},
+        {output.data(), "", 31, kUtf8, WDLT_E_INVALID_ARGUMENT, "_lptszInString were invalid size as zero.", false},
+        {output.data(), tooLong.c_str(), kUtf8, 31, WDLT_E_BUFFER_SIZE,
          "length of _lptszInString was over specified _MaxOutBufSize.", false},
-        {"nameless", output.data(), "a", kUtf8, 31, WDLT_E_INVALID_ARGUMENT, nullptr, false},
-        {"nameless", output.data(), "a", 32, kUtf8, WDLT_E_INVALID_ARGUMENT, nullptr, false},
-        {"not loaded", output.data(), longest.c_str(), kUtf8, kUtf8, WDLT_E_CHARSET_HANDLE,
-         "m_lpFuncCreateResourceLocator was invalid handle.", true},
+        {output.data(), "a", kUtf8, 31, WDLT_E_INVALID_ARGUMENT, "", false}, // nameless
+        {output.data(), longest.c_str(), kUtf8, kUtf8, WDLT_E_CHARSET_HANDLE,
+         "m_lpFuncCreateResourceLocator was invalid handle.", true}, // not loaded
     };
     const CCharSetConverter converter;
-    Texts expected;
     for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << "from " << c.from << " to " << c.to << ": " << c.line);
+        const LogFile log;
         output.fill('x');
-        EXPECT_EQ(converter.ConvertResource(c.output, c.text, c.from, c.to, kFullSize), c.status) << c.what;
-        if (c.line != nullptr)
-            expected.push_back(std::string("ConvertResource() - ") + c.line);
-        EXPECT_TRUE(std::ranges::all_of(output, [&](char byte) { return byte == (c.cleared ? '\0' : 'x'); })) << c.what;
+        EXPECT_EQ(converter.ConvertResource(c.output, c.text, c.from, c.to, kFullSize), c.status);
+        EXPECT_EQ(errors(log), *c.line == '\0' ? Texts{} : Texts{std::string("ConvertResource() - ") + c.line});
+        EXPECT_TRUE(std::ranges::all_of(output, [&](char byte) { return byte == (c.cleared ? '\0' : 'x'); }));
     }
-    EXPECT_EQ(errors(log), expected);
 }
 
 // No refusal leaves a locator behind; the buffer holds zeros, or what the library left in it.
-TEST(CharSetConverter, WhatTheLibraryRefuses) {
-    const Double library;
-    LogFile log;
-    CCharSetConverter converter;
-    converter.SetModulePathAndName(doublesFolder().c_str(), "charset_double.dll");
-    ASSERT_EQ(converter.Initialize(), WDLT_OK);
+TEST(CharSetConverter, CallsTheLibraryAsItIsToBeCalled) {
+    Doubled library;
+    ASSERT_EQ(library.converter.Initialize(), WDLT_OK);
+    EXPECT_EQ(std::exchange(library.state->calls, ""), "start ");
     const struct {
         int refusedLocator;
-        const char* line;
+        bool refusesConversion;
+        const char* line; // empty: it is done
         const char* calls;
         const char* left;
     } cases[] = {
-        {1, "Failed to m_lpFuncCreateResourceLocator() for pMsgResFrom.", "create(1,2,2,0) ", ""},
-        {2, "Failed to m_lpFuncCreateResourceLocator() for pMsgResTo.",
+        {0, false, "", "create(1,2,2,0) create(1,128,0,0) convert(128,0,63) delete-source delete-target ",
+         "utf-8>Shift_JIS:ab"},
+        {1, false, "Failed to m_lpFuncCreateResourceLocator() for pMsgResFrom.", "create(1,2,2,0) ", ""},
+        {2, false, "Failed to m_lpFuncCreateResourceLocator() for pMsgResTo.",
          "create(1,2,2,0) create(1,128,0,0) delete-source ", ""},
-        {0, "Failed to m_lpFuncCharsetConverterResource().",
+        {0, true, "Failed to m_lpFuncCharsetConverterResource().",
          "create(1,2,2,0) create(1,128,0,0) convert(128,0,63) delete-source delete-target ", "utf-8>Shift_JIS:ab"},
     };
-    library.state->refusesConversion = true;
-    Texts expected;
     for (const auto& c : cases) {
-        library.state->calls.clear();
+        SCOPED_TRACE(c.line);
+        const LogFile log;
         library.state->refusedLocator = c.refusedLocator;
-        std::array<char, kFullSize> output;
-        output.fill('x');
-        EXPECT_EQ(converter.ConvertResource(output.data(), "ab", kUtf8, kShiftJis, kFullSize), WDLT_E_CHARSET);
-        EXPECT_EQ(library.state->calls, c.calls);
-        EXPECT_EQ(library.state->locators, 0) << c.line;
-        EXPECT_STREQ(output.data(), c.left);
-        EXPECT_EQ(output.back(), '\0');
-        expected.push_back(std::string("ConvertResource() - ") + c.line);
+        library.state->refusesConversion = c.refusesConversion;
+        std::string output(kFullSize, 'x');
+        const bool isDone = *c.line == '\0';
+        EXPECT_EQ(library.converter.ConvertResource(output.data(), "ab", kUtf8, kShiftJis, kFullSize),
+                  isDone ? WDLT_OK : WDLT_E_CHARSET);
+        EXPECT_EQ(std::exchange(library.state->calls, ""), c.calls);
+        EXPECT_EQ(library.state->locators, 0);
+        EXPECT_EQ(output, std::string(c.left).append(kFullSize - std::strlen(c.left), '\0'));
+        EXPECT_EQ(errors(log), isDone ? Texts{} : Texts{std::string("ConvertResource() - ") + c.line});
     }
-    EXPECT_EQ(errors(log), expected);
-    EXPECT_EQ(converter.UnInitialize(), WDLT_OK);
+    EXPECT_EQ(library.converter.UnInitialize(), WDLT_OK);
+    EXPECT_EQ(library.state->calls, "stop ");
 }
 
 TEST(CharSetConverter, FailuresToStartAreToldApart) {
-    LogFile log;
     const struct {
-        std::string name;
+        const char* name;
         bool refusesLoading;
         std::int32_t status;
-        std::string line;
+        const char* line;
     } cases[] = {
         {"none.dll", false, WDLT_E_LIBRARY, "Failed to LoadLibrary(). LastError[0x0000007e]"},
-        {"charset_double.dll", true, WDLT_E_CHARSET_START,
+        {"charset/charset_double.dll", true, WDLT_E_CHARSET_START,
          "Failed to initialize DLL at LoadLibrary(). LastError[0x0000045a]"},
-        {"lacks_WdMsg_Initialize.dll", false, WDLT_E_CHARSET,
+        {"WdDbg64.dll", false, WDLT_E_CHARSET, // another library
          "Failed to GetProcAddress() for WdMsg_Initialize(). LastError[0x0000007f]"},
-        {"lacks_WdMsg_UnInitialize.dll", false, WDLT_E_CHARSET,
-         "Failed to GetProcAddress() for WdMsg_UnInitialize(). LastError[0x0000007f]"},
-        {"lacks_WdMsg_CreateResourceLocator.dll", false, WDLT_E_CHARSET,
-         "Failed to GetProcAddress() for WdMsg_CreateResourceLocator(). LastError[0x0000007f]"},
-        {"lacks_WdMsg_DeleteResourceLocator.dll", false, WDLT_E_CHARSET,
-         "Failed to GetProcAddress() for WdMsg_DeleteResourceLocator(). LastError[0x0000007f]"},
-        {"lacks_WdMsg_CharsetConverterResource.dll", false, WDLT_E_CHARSET,
-         "Failed to GetProcAddress() for WdMsg_CharsetConverterResource(). LastError[0x0000007f]"},
     };
-    Texts expected;
     std::array<char, kFullSize> output{};
     for (const auto& c : cases) {
+        const LogFile log;
         if (c.refusesLoading)
             setenv(kRefuseLoading, "1", 1);
         CCharSetConverter converter;
-        converter.SetModulePathAndName(doublesFolder().c_str(), c.name.c_str());
+        converter.SetModulePathAndName(kPrograms.c_str(), c.name);
         EXPECT_EQ(converter.Initialize(), c.status) << c.name;
         unsetenv(kRefuseLoading);
         EXPECT_EQ(converter.ConvertResource(output.data(), "a", kUtf8, kUtf8, kFullSize), WDLT_E_CHARSET_HANDLE);
         EXPECT_EQ(converter.UnInitialize(), WDLT_E_CHARSET);
-        expected.push_back("Initialize() - " + c.line);
-        expected.emplace_back("ConvertResource() - m_lpFuncCreateResourceLocator was invalid handle.");
-        expected.emplace_back("UnInitialize() - Failed to m_lpFuncUnInitialize().");
+        EXPECT_EQ(errors(log), (Texts{std::string("Initialize() - ") + c.line,
+                                      "ConvertResource() - m_lpFuncCreateResourceLocator was invalid handle.",
+                                      "UnInitialize() - Failed to m_lpFuncUnInitialize()."}));
     }
-    EXPECT_EQ(errors(log), expected);
 }
 
 TEST(CharSetConverter, ALibraryThatRefusesToStartOrStop) {
-    const Double library;
-    LogFile log;
-    CCharSetConverter converter;
-    converter.SetModulePathAndName(doublesFolder().c_str(), "charset_double.dll");
+    Doubled library;
     std::array<char, kFullSize> output{};
-    const auto convert = [&] { return converter.ConvertResource(output.data(), "a", kUtf8, kUtf8, kFullSize); };
-
-    library.state->refusesStart = true;
-    EXPECT_EQ(converter.Initialize(), WDLT_E_CHARSET);
-    EXPECT_EQ(convert(), WDLT_E_CHARSET_HANDLE);
-    library.state->refusesStart = false;
-    EXPECT_EQ(converter.Initialize(), WDLT_OK);
-    EXPECT_EQ(converter.Initialize(), WDLT_OK); // starts it again, and loads it no second time
-    EXPECT_EQ(convert(), WDLT_OK);
-    library.state->refusesStart = true;
-    EXPECT_EQ(converter.Initialize(), WDLT_E_CHARSET); // stays as it was
-    EXPECT_EQ(convert(), WDLT_OK);
-    library.state->refusesStop = true;
-    EXPECT_EQ(converter.UnInitialize(), WDLT_E_CHARSET);
-    EXPECT_EQ(convert(), WDLT_OK);
-    library.state->refusesStop = false;
-    EXPECT_EQ(converter.UnInitialize(), WDLT_OK);
-    EXPECT_EQ(convert(), WDLT_E_CHARSET_HANDLE);
-    EXPECT_EQ(errors(log), (Texts{"Initialize() - Failed to m_lpFuncInitialize().",
-                                  "ConvertResource() - m_lpFuncCreateResourceLocator was invalid handle.",
-                                  "Initialize() - Failed to m_lpFuncInitialize().",
-                                  "UnInitialize() - Failed to m_lpFuncUnInitialize().",
-                                  "ConvertResource() - m_lpFuncCreateResourceLocator was invalid handle."}));
+    enum Call { Start, Stop };
+    // A library that refuses to be started again, or to be stopped, stays as it was.
+    const struct {
+        Call call;
+        bool refuses;
+        bool convertsThen;
+    } steps[] = {{Start, true, false}, {Start, false, true}, {Start, false, true},
+                 {Start, true, true},  {Stop, true, true},   {Stop, false, false}};
+    for (const auto& step : steps) {
+        library.state->refusesStart = library.state->refusesStop = step.refuses;
+        EXPECT_EQ(step.call == Start ? library.converter.Initialize() : library.converter.UnInitialize(),
+                  step.refuses ? WDLT_E_CHARSET : WDLT_OK);
+        EXPECT_EQ(library.converter.ConvertResource(output.data(), "a", kUtf8, kUtf8, kFullSize),
+                  step.convertsThen ? WDLT_OK : WDLT_E_CHARSET_HANDLE);
+    }
 }
 
 // Each text is tried whole and cut behind each of its bytes; `trimmed` has a result for each length, from 0 on.

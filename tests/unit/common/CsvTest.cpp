@@ -1,11 +1,9 @@
-// Lists in one line: what a text is as fields, and any fields as a text that gives them back.
+// Lists in one line: what a text is as fields, and fields as a text. Any text is held against both in fuzz/.
 #include "Csv.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -38,6 +36,7 @@ TEST(Csv, TextsAsFieldsAndBack) {
         {",,a", {"", "", "a"}, nullptr},
         {"\"a,b\",c", {"a,b", "c"}, nullptr},
         {"a\"\"b", {"a\"b"}, nullptr},
+        {"a\"\"\"\"b", {"a\"\"b"}, nullptr},
         {"\"a\"\"b,c\"", {"a\"b,c"}, nullptr},
         {"\"plain\",x", {"plain", "x"}, "plain,x"},
         {"a\"b,c\"d", {"ab,cd"}, "\"ab,cd\""},
@@ -49,26 +48,6 @@ TEST(Csv, TextsAsFieldsAndBack) {
     for (const Case& c : cases) {
         EXPECT_THAT(CCsv(c.text).fields(), ElementsAreArray(c.fields)) << c.text;
         EXPECT_EQ(textOf(c.fields), c.written != nullptr ? c.written : c.text);
-    }
-}
-
-TEST(Csv, AnyFieldsComeBack) {
-    const char* const given = std::getenv("WDLT_SEED");
-    const unsigned seed =
-        given != nullptr ? static_cast<unsigned>(std::strtoul(given, nullptr, 0)) : std::random_device{}();
-    SCOPED_TRACE("WDLT_SEED=" + std::to_string(seed));
-    std::mt19937 engine(seed);
-    const auto below = [&](std::size_t limit) { return static_cast<std::size_t>(engine()) % limit; };
-    constexpr std::string_view kLetters = ",\"\" a\xC3";
-    for (int round = 0; round < 5'000; ++round) {
-        Fields fields(below(6));
-        for (std::string& field : fields)
-            for (std::size_t left = below(7); left > 0; --left)
-                field += kLetters[below(kLetters.size())];
-        if (fields == Fields{""})
-            continue; // has the text of no field
-        const std::string text = textOf(fields);
-        ASSERT_EQ(CCsv(text).fields(), fields) << text;
     }
 }
 

@@ -1,6 +1,5 @@
 #include "GMutex.h"
 
-#include "LayerDoubles.h"
 #include "TestObject.h"
 
 #include <gtest/gtest.h>
@@ -40,15 +39,6 @@ TEST(GMutex, CantBeMadeUnderTheNameOfAnotherKind) {
     CGMutex mutex;
     EXPECT_EQ(mutex.CreateGMutexEx(kName), CGMutex::kNobody);
     EXPECT_EQ(CGMutex::CheckGMutex(kName), CGMutex::kNobody);
-}
-
-TEST(GMutex, HasItsBareNameAloneWithoutSessions) {
-    const layer_doubles::Refusal old(layer_doubles::Refused::WindowsNt4);
-    const Handle others = makeMutex("Global\\somebody inside");
-    CGMutex mutex;
-    EXPECT_EQ(mutex.CreateGMutexEx(kName), CGMutex::kCreated);
-    EXPECT_EQ(CGMutex::CheckGMutex(kName), CGMutex::kGlobal);
-    EXPECT_NE(Handle(OpenMutexA(SYNCHRONIZE, FALSE, kName)), nullptr);
 }
 
 } // namespace

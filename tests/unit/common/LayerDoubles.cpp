@@ -105,10 +105,20 @@ void Sleep(DWORD milliseconds) {
     real(milliseconds);
 }
 
+BOOL ConvertStringSecurityDescriptorToSecurityDescriptorA(LPCSTR text, DWORD revision, PSECURITY_DESCRIPTOR* descriptor,
+                                                          LPDWORD size) {
+    static const auto real = WDLT_LAYERS(ConvertStringSecurityDescriptorToSecurityDescriptorA);
+    if (isRefused(layer_doubles::Refused::Labels) && std::string_view(text).starts_with("S:")) {
+        SetLastError(ERROR_INVALID_ACL);
+        return FALSE;
+    }
+    return real(text, revision, descriptor, size);
+}
+
 BOOL ConvertStringSecurityDescriptorToSecurityDescriptorW(LPCWSTR text, DWORD revision,
                                                           PSECURITY_DESCRIPTOR* descriptor, LPDWORD size) {
     static const auto real = WDLT_LAYERS(ConvertStringSecurityDescriptorToSecurityDescriptorW);
-    if (isRefused(layer_doubles::Refused::WideDescriptors)) {
+    if (isRefused(layer_doubles::Refused::Labels) && std::u16string_view(text).starts_with(u"S:")) {
         SetLastError(ERROR_INVALID_ACL);
         return FALSE;
     }
@@ -122,14 +132,6 @@ BOOL ConvertStringSidToSidA(LPCSTR text, PSID* sid) {
         return FALSE;
     }
     return real(text, sid);
-}
-
-BOOL GetVersionExA(OSVERSIONINFOA* version) {
-    static const auto real = WDLT_LAYERS(GetVersionExA);
-    const BOOL told = real(version);
-    if (isRefused(layer_doubles::Refused::WindowsNt4))
-        version->dwMajorVersion = 4;
-    return told;
 }
 
 namespace layer_doubles {

@@ -23,10 +23,9 @@ class Recording {
 
 // What refuses, in all threads, while the object lives.
 enum class Refused {
-    WideDescriptors, // the conversion of descriptors in wide text, with error 1336
-    Sids,            // the conversion of SIDs, with error 1337
-    Views,           // the mapping of memory
-    WindowsNt4,      // nothing refuses: the system says that it is the one without sessions
+    Labels, // the conversion of descriptors with a label, with error 1336
+    Sids,   // the conversion of SIDs, with error 1337
+    Views,  // the mapping of memory
 };
 class Refusal {
   public:

@@ -4,6 +4,7 @@
 #include "LayerDoubles.h"
 #include "LockMemory.h"
 #include "LogFile.h"
+#include "TestObject.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -22,22 +23,7 @@
 namespace {
 
 using testing::Contains;
-using testing::ElementsAre;
-
-// The base class as somebody would fill it.
-class LocalLock : public CWdRWLock {
-  public:
-    LocalLock() {
-        mutexHandle = CreateMutexA(nullptr, FALSE, nullptr);
-        semaphoreHandle = CreateSemaphoreA(nullptr, 1, 1, nullptr);
-    }
-    ~LocalLock() override {
-        CloseHandle(mutexHandle);
-        CloseHandle(semaphoreHandle);
-    }
-    LocalLock(const LocalLock&) = delete;
-    LocalLock& operator=(const LocalLock&) = delete;
-};
+using testing::Each;
 
 std::unique_ptr<CWdRWLock> makeShared() {
     auto lock = std::make_unique<CWdRWLockEx>();
@@ -45,19 +31,12 @@ std::unique_ptr<CWdRWLock> makeShared() {
     return lock;
 }
 
-class EachRWLock : public testing::TestWithParam<std::string> {
-  protected:
-    static std::unique_ptr<CWdRWLock> make() {
-        return GetParam() == "Local" ? std::make_unique<LocalLock>() : makeShared();
-    }
-};
-
-TEST_P(EachRWLock, WritersExcludeEverybody) {
+TEST(RWLock, WritersExcludeEverybody) {
     constexpr int kRounds = 5'000;
-    const auto lock = make();
+    const auto lock = makeShared();
     long first = 0; // plain numbers that only the lock keeps equal
     long second = 0;
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for (int i = 0; i < 2; ++i) {
         threads.emplace_back([&] {
             for (int round = 0; round < kRounds; ++round) {
@@ -73,8 +52,7 @@ TEST_P(EachRWLock, WritersExcludeEverybody) {
             }
         });
     }
-    for (std::thread& thread : threads)
-        thread.join();
+    threads.clear();
     EXPECT_EQ(first, 2 * kRounds);
 }
 
@@ -87,21 +65,17 @@ void readTwice(CWdRWLock& lock, std::barrier<>& inside) WD_NO_THREAD_SAFETY_ANAL
     lock.UnlockRead();
 }
 
-TEST_P(EachRWLock, ReadersHoldItTogetherAndTwice) {
+TEST(RWLock, ReadersHoldItTogetherAndTwice) {
     constexpr int kReaders = 3;
-    const auto lock = make();
+    const auto lock = makeShared();
     std::barrier inside(kReaders); // passed only when all are inside at once
-    std::vector<std::thread> readers;
+    std::vector<std::jthread> readers;
     readers.reserve(kReaders);
     for (int i = 0; i < kReaders; ++i)
         readers.emplace_back([&] { readTwice(*lock, inside); });
-    for (std::thread& reader : readers)
-        reader.join();
+    readers.clear();
     const CWdRWWriteLock hold(lock.get()); // the readers have given the token back
 }
-
-INSTANTIATE_TEST_SUITE_P(RWLock, EachRWLock, testing::Values("Local", "Shared"),
-                         [](const auto& info) { return info.param; });
 
 // Two objects of one process share the lock like two processes, and the end of one takes nothing from the other.
 TEST(RWLock, ObjectsOfOneNameAreOneLock) {
@@ -162,11 +136,9 @@ TEST(RWLock, WhatCantBeMadeFailsWithALine) {
         SCOPED_TRACE(taken);
         const LogFile log(256);
         const std::string name = std::string("Global\\test").append(taken);
-        HANDLE other = CreateSemaphoreA(nullptr, 1, 1, name.c_str());
-        CWdRWLockEx lock;
-        EXPECT_FALSE(lock.Initialize("test"));
+        const Handle other = makeSemaphore(name.c_str(), 1, 1);
+        EXPECT_FALSE(CWdRWLockEx().Initialize("test"));
         EXPECT_THAT(log.messages(), Contains(line));
-        CloseHandle(other);
     }
 }
 
@@ -201,9 +173,9 @@ TEST(RWLock, WithoutItsObjectsItLogsAndGoesOn) {
     CWdRWLockEx lock;
     const LogFile log(256);
     { const CWdRWWriteLock hold(&lock); }
-    EXPECT_THAT(log.messages(), ElementsAre("!!! ::WaitForSingleObject() failed (err=6)"));
     { const CWdRWReadLock hold(&lock); }
-    EXPECT_THAT(log.messages(), Contains("!!! ::WaitForSingleObject() failed (err=6)").Times(2));
+    EXPECT_THAT(log.messages(), Each("!!! ::WaitForSingleObject() failed (err=6)"));
+    EXPECT_GE(log.messages().size(), 2u);
 }
 
 } // namespace

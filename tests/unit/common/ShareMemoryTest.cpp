@@ -3,23 +3,20 @@
 
 #include "LayerDoubles.h"
 #include "LogFile.h"
-
-#include <platform/win32.h>
+#include "ObjectSecurity.h"
+#include "TestObject.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <string>
+#include <optional>
 
 namespace {
 
 using layer_doubles::Refusal;
 using layer_doubles::Refused;
-using testing::AllOf;
 using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::StartsWith;
 
 constexpr const char* kName = "shared";
@@ -31,71 +28,36 @@ char* mapped(CWdShareMemory& memory, std::size_t atLeast = 0) {
     return static_cast<char*>(address);
 }
 
-std::string listOf(const char* object) {
-    PSECURITY_DESCRIPTOR descriptor = nullptr;
-    if (GetNamedSecurityInfoA(object, SE_KERNEL_OBJECT, DACL_SECURITY_INFORMATION | LABEL_SECURITY_INFORMATION, nullptr,
-                              nullptr, nullptr, nullptr, &descriptor) != ERROR_SUCCESS)
-        return "none";
-    LPSTR text = nullptr;
-    ConvertSecurityDescriptorToStringSecurityDescriptorA(
-        descriptor, SDDL_REVISION_1, DACL_SECURITY_INFORMATION | LABEL_SECURITY_INFORMATION, &text, nullptr);
-    std::string result = text == nullptr ? "unreadable" : text;
-    LocalFree(text);
-    LocalFree(descriptor);
-    return result;
-}
-
-TEST(ShareMemory, TheFirstOneMakesItAndOthersJoin) {
+TEST(ShareMemory, TheFirstOneMakesItOthersJoinAndTheLastOneEndsIt) {
     const LogFile log;
     CWdShareMemory first;
+    CWdShareMemory second;
     ASSERT_TRUE(first.Create(kName, kSize, true));
     char* const written = mapped(first);
     EXPECT_EQ(std::string(written, kSize), std::string(kSize, '\0'));
     std::memcpy(written, "content", 8);
-
-    CWdShareMemory second;
     ASSERT_TRUE(second.Create(kName, kSize, true)); // asks for zeroes, and leaves what is there
     EXPECT_STREQ(mapped(second), "content");
-    CWdShareMemory third;
-    ASSERT_TRUE(third.Open(kName));
-    EXPECT_STREQ(mapped(third), "content");
-    EXPECT_THAT(log.messages(), ElementsAre("@@@ CreateFileMapping succeeded: size = 64, name = Global\\shared",
-                                            "@@@ CreateFileMapping succeeded: size = 64, name = Global\\shared",
-                                            "@@@ OpenFileMapping succeeded: name = Global\\shared"));
-}
-
-TEST(ShareMemory, ItEndsWithItsLastUser) {
-    CWdShareMemory first;
-    CWdShareMemory second;
-    ASSERT_TRUE(first.Create(kName, kSize, false));
-    ASSERT_TRUE(second.Open(kName));
+    // What is open stays open.
+    EXPECT_FALSE(second.Create("other", kSize, true));
+    EXPECT_FALSE(second.Open("other"));
     first.Close();
-    first.Close(); // nothing left to close
     EXPECT_TRUE(first.Open(kName));
+    EXPECT_STREQ(mapped(first), "content");
     first.Close();
     second.Close();
-    const LogFile log;
-    EXPECT_FALSE(first.Open(kName));
-    EXPECT_THAT(log.messages(), ElementsAre("!!! OpenFileMapping failed (00000002): name = Global\\shared"));
-    ASSERT_TRUE(first.Create(kName, kSize, true)); // a failure leaves the object ready for the next try
+    second.Close(); // nothing left to close
+    EXPECT_FALSE(second.Open(kName));
+    EXPECT_TRUE(second.Create(kName, kSize, true)); // a failure leaves the object ready for the next try
+    const std::string made = "@@@ CreateFileMapping succeeded: size = 64, name = Global\\shared";
+    EXPECT_THAT(log.messages(),
+                ElementsAre(made, made, "!!! Map file has already opened.", "!!! Map file has already opened.",
+                            "@@@ OpenFileMapping succeeded: name = Global\\shared",
+                            "!!! OpenFileMapping failed (00000002): name = Global\\shared", made));
 }
 
-TEST(ShareMemory, WhatIsOpenStaysOpen) {
-    CWdShareMemory memory;
-    ASSERT_TRUE(memory.Create(kName, kSize, true));
-    char* const address = mapped(memory);
-    std::memcpy(address, "mine", 5);
-    const LogFile log;
-    EXPECT_FALSE(memory.Create("other", kSize, true));
-    EXPECT_FALSE(memory.Open(kName));
-    EXPECT_THAT(log.messages(), ElementsAre("!!! Map file has already opened.", "!!! Map file has already opened."));
-    EXPECT_STREQ(address, "mine");
-    EXPECT_FALSE(CWdShareMemory().Open("other"));
-    EXPECT_TRUE(CWdShareMemory().Open(kName));
-}
-
-TEST(ShareMemory, WhatCantBeMadeIsLogged) {
-    HANDLE const event = CreateEventA(nullptr, FALSE, FALSE, "Global\\taken");
+TEST(ShareMemory, WhatCantBeMadeOrMappedIsLogged) {
+    const Handle event = makeEvent("Global\\taken", false, false);
     CWdShareMemory small;
     ASSERT_TRUE(small.Create(kName, kSize, false));
     const struct {
@@ -106,65 +68,52 @@ TEST(ShareMemory, WhatCantBeMadeIsLogged) {
         {"taken", kSize, "!!! CreateFileMapping failed (00000006): size = 64, name = Global\\taken"},
         {kName, 1 << 20, "!!! CreateFileMapping failed (00000005): size = 1048576, name = Global\\shared"},
     };
+    const std::string unmapped = "!!! MapViewOfFile failed (";
     for (const auto& c : cases) {
         const LogFile log;
         CWdShareMemory memory;
         EXPECT_FALSE(memory.Create(c.name, c.size, true));
-        EXPECT_THAT(log.messages(), ElementsAre(c.line));
         void* address = &memory;
         EXPECT_FALSE(memory.Map(&address, false)); // nothing to map
         EXPECT_EQ(address, nullptr);
+        EXPECT_THAT(log.messages(), ElementsAre(c.line, StartsWith(unmapped)));
     }
-    CloseHandle(event);
-}
-
-TEST(ShareMemory, AViewOfTooFewBytesIsRefused) {
-    CWdShareMemory memory;
-    ASSERT_TRUE(memory.Create(kName, kSize, true));
-    EXPECT_NE(mapped(memory, kSize), nullptr);
-    memory.Unmap();
     const LogFile log;
-    void* address = &memory;
-    EXPECT_FALSE(memory.Map(&address, true, 1 << 20));
+    void* address = &small;
+    EXPECT_FALSE(small.Map(&address, true, 1 << 20)); // too few bytes
     EXPECT_EQ(address, nullptr);
-    memory.Unmap(); // no view, no line
-    EXPECT_THAT(log.messages(), ElementsAre(StartsWith("!!! MapViewOfFile failed (")));
+    small.Unmap(); // no view, no line
+    ASSERT_NE(UnmapViewOfFile(mapped(small, kSize)), FALSE);
+    small.Unmap(); // somebody took the view away: it is forgotten
+    small.Close();
+    EXPECT_THAT(log.messages(),
+                ElementsAre(StartsWith(unmapped), "!!! UnmapViewOfFile failed (000001e7): Global\\shared"));
 }
 
-TEST(ShareMemory, AViewThatWasTakenAwayIsGivenUp) {
-    CWdShareMemory memory;
-    ASSERT_TRUE(memory.Create(kName, kSize, true));
-    ASSERT_NE(UnmapViewOfFile(mapped(memory)), FALSE);
-    const LogFile log;
-    memory.Unmap();
-    memory.Unmap(); // the view is forgotten whatever came of it
-    memory.Close();
-    EXPECT_THAT(log.messages(), ElementsAre("!!! UnmapViewOfFile failed (000001e7): Global\\shared"));
-}
-
-TEST(ShareMemory, ItIsOpenToEverybody) {
-    CWdShareMemory memory;
-    ASSERT_TRUE(memory.Create(kName, kSize, true));
-    EXPECT_THAT(listOf("Global\\shared"),
-                AllOf(HasSubstr("(A;;GA;;;AC)"), HasSubstr("(A;;GA;;;WD)"), HasSubstr("(ML;;NW;;;LW)")));
-}
-
-TEST(ShareMemory, ItIsUsableWhenItsPermissionsCantBeWidened) {
+TEST(ShareMemory, ItIsOpenToEverybodyWhereThatCanBeHad) {
     const struct {
-        Refused refused;
+        std::optional<Refused> refused;
+        const char* security;
         const char* line;
     } cases[] = {
-        {Refused::WideDescriptors, "SetObjectToLowIntegrity failed (00000538): handle = "},
-        {Refused::Sids, "SetOjectApplicationPremission failed (00000539): name = Global\\shared"},
+        {std::nullopt, "D:(A;;GA;;;AC)(A;;GA;;;WD)S:(ML;;NW;;;LW)", ""},
+        {Refused::Labels, "D:(A;;GA;;;AC)(A;;GA;;;WD)", "SetObjectToLowIntegrity failed (00000538): handle = "},
+        {Refused::Sids, "D:NO_ACCESS_CONTROLS:(ML;;NW;;;LW)",
+         "SetOjectApplicationPremission failed (00000539): name = Global\\shared"},
     };
     for (const auto& c : cases) {
-        const LogFile log;
-        const Refusal refusal(c.refused);
+        SCOPED_TRACE(c.line);
+        const LogFile log(256);
         CWdShareMemory memory;
-        EXPECT_TRUE(memory.Create(kName, kSize, true));
+        {
+            std::optional<Refusal> refusal;
+            if (c.refused)
+                refusal.emplace(*c.refused);
+            EXPECT_TRUE(memory.Create(kName, kSize, true));
+        }
         EXPECT_STREQ(mapped(memory), "");
-        EXPECT_TRUE(log.contains(c.line)) << c.line;
-        EXPECT_TRUE(CWdShareMemory().Open(kName));
+        EXPECT_EQ(securityOf("Global\\shared"), c.security);
+        EXPECT_TRUE(*c.line != '\0' ? log.contains(c.line) : log.lines().empty());
     }
 }
 

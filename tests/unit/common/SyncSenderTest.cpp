@@ -6,6 +6,7 @@
 #include "FakeService.h"
 #include "LayerDoubles.h"
 #include "LogFile.h"
+#include "TestObject.h"
 #include "TimeScale.h"
 
 #include <gmock/gmock.h>
@@ -23,7 +24,6 @@ namespace {
 using layer_doubles::Recording;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
-using testing::StartsWith;
 
 constexpr const char* kName = "exchange";
 constexpr DWORD kSize = 16;
@@ -40,22 +40,6 @@ std::uint32_t wordAt(const void* memory) {
 
 void put(void* memory, std::uint32_t word) {
     std::memcpy(memory, &word, sizeof word);
-}
-
-TEST(SyncSender, TheServiceHearsWhatWasLaidDownAndItsAnswerStandsInTheMemory) {
-    const FakeService service(kName, kSize, [](BYTE* memory) {
-        put(memory, wordAt(memory) + 1);
-        return true;
-    });
-    const TimeScale patient("1");
-    for (std::uint32_t question = 1; question < 20; ++question) {
-        Sender sender;
-        void* const memory = sender.OpenMemory(kSize);
-        ASSERT_NE(memory, nullptr);
-        put(memory, question);
-        ASSERT_TRUE(sender.Send(false));
-        EXPECT_EQ(wordAt(memory), question + 1);
-    }
 }
 
 TEST(SyncSender, TheOrderOfOneExchange) {
@@ -90,58 +74,44 @@ TEST(SyncSender, TheOrderOfOneExchange) {
 }
 
 TEST(SyncSender, AServiceThatIsNotThereOrHalfThereIsFoundOutAtOnce) {
+    const std::string opened = "@@@ OpenFileMapping succeeded: name = Global\\exchange_WdMemory";
+    const std::vector<std::string> noMemory{"!!! OpenFileMapping failed (00000002): name = Global\\exchange_WdMemory",
+                                            "@@@ Failed to open shared memory"};
     const struct {
         DWORD bytes;
         bool withEvents;
-        std::vector<std::string> lines;
+        DWORD asked; // bytes
+        std::vector<std::string> memoryLines;
     } cases[] = {
-        {0,
-         false,
-         {"!!! OpenFileMapping failed (00000002): name = Global\\exchange_WdMemory", "@@@ Failed to open shared memory",
-          "!!! Failed to open event Global\\exchange_WdEvent: 2"}},
-        {kSize,
-         false,
-         {"@@@ OpenFileMapping succeeded: name = Global\\exchange_WdMemory",
-          "!!! Failed to open event Global\\exchange_WdEvent: 2"}},
-        {0,
-         true,
-         {"!!! OpenFileMapping failed (00000002): name = Global\\exchange_WdMemory",
-          "@@@ Failed to open shared memory"}},
+        {0, false, kSize, noMemory},
+        {0, true, kSize, noMemory},
+        {kSize, false, kSize, {opened}},
+        {kSize, true, 1 << 20, {opened, "!!! MapViewOfFile failed (00000005)", "!!! Failed to lock shared memory"}},
     };
     for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.bytes << ' ' << c.withEvents);
         const ServiceObjects objects(kName, c.bytes, c.withEvents);
-        const LogFile log;
-        const Recording recording;
         Sender sender;
-        EXPECT_EQ(sender.OpenMemory(kSize) != nullptr, c.bytes != 0);
-        if (!c.withEvents) {
-            EXPECT_FALSE(sender.Send(true));
-            EXPECT_THAT(recording.calls(), ElementsAre("OpenEvent Global\\exchange_WdEvent")); // no wait, no pause
+        {
+            const LogFile log;
+            EXPECT_EQ(sender.OpenMemory(c.asked) != nullptr, c.bytes >= c.asked);
+            EXPECT_EQ(log.messages(), c.memoryLines);
         }
-        EXPECT_THAT(log.messages(), ElementsAreArray(c.lines));
+        if (c.withEvents)
+            continue;
+        // No wait and no pause, with a request's event alone neither.
+        for (const char* const missing : {"Global\\exchange_WdEvent", "Global\\exchange_WdEvent_ret"}) {
+            const Handle request = std::string_view(missing).ends_with("_ret")
+                                       ? makeEvent("Global\\exchange_WdEvent", false, false)
+                                       : nullptr;
+            const LogFile log;
+            const Recording recording;
+            EXPECT_FALSE(sender.Send(true));
+            EXPECT_EQ(recording.calls().back(), std::string("OpenEvent ") + missing);
+            EXPECT_THAT(log.messages(), ElementsAre("!!! Failed to open event " + std::string(missing) + ": 2"));
+            EXPECT_TRUE(request == nullptr || waitFor(request) == WAIT_TIMEOUT);
+        }
     }
-}
-
-TEST(SyncSender, WithoutAReplyEventNothingIsAsked) {
-    HANDLE const request = CreateEventA(nullptr, FALSE, FALSE, "Global\\exchange_WdEvent");
-    const LogFile log;
-    Sender sender;
-    EXPECT_FALSE(sender.Send(true));
-    EXPECT_THAT(log.messages(), ElementsAre("!!! Failed to open event Global\\exchange_WdEvent_ret: 2"));
-    EXPECT_EQ(WaitForSingleObject(request, 0), WAIT_TIMEOUT);
-    CloseHandle(request);
-}
-
-TEST(SyncSender, AMemoryOfTooFewBytesIsNoMemory) {
-    const ServiceObjects objects(kName, kSize);
-    const LogFile log;
-    Sender sender;
-    EXPECT_EQ(sender.OpenMemory(1 << 20), nullptr);
-    EXPECT_THAT(log.messages(),
-                ElementsAre("@@@ OpenFileMapping succeeded: name = Global\\exchange_WdMemory",
-                            StartsWith("!!! MapViewOfFile failed ("), "!!! Failed to lock shared memory"));
-    sender.CloseMemory();
-    EXPECT_NE(sender.OpenMemory(kSize), nullptr);
 }
 
 TEST(SyncSender, AReplyThatComesTooLateIsLost) {

@@ -1,11 +1,12 @@
-// The six record stores from list to file and back: sizes, limits and codes, a mutex in other hands, full disks, and
-// system calls that fail at every step of a pass.
+// The six record stores from list to file and back: sizes, limits and codes, a mutex in other hands, places where nothing
+// can be written, and reads in which a system call fails.
 #include "StoreFiles.h"
 
 #include <LogFile.h>
 #include <TimeScale.h>
 
 #include <platform/testing.h>
+#include <wdltcfg/status.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -14,13 +15,13 @@
 #include <cerrno>
 #include <fstream>
 #include <iterator>
-#include <map>
 
 namespace {
 
 namespace fs = std::filesystem;
 using namespace store_files;
 using testing::Contains;
+using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::StartsWith;
 
@@ -31,6 +32,9 @@ std::string errorLine(const Subject& subject, const std::string& text) {
 class RecordStores : public StoreTest, public testing::WithParamInterface<Subject> {
   protected:
     const Subject& s = GetParam();
+    const bool isChained = s.form == Form::Chained;
+    const std::string untouched = std::string(s.listBytes(), kUntouched);
+    const std::string frame = isChained ? "!!! CEncryptedDB" : "!!! CUrlFilterDB"; // how its lines begin
 };
 
 INSTANTIATE_TEST_SUITE_P(Each, RecordStores, testing::ValuesIn(subjects()),
@@ -42,20 +46,13 @@ TEST_P(RecordStores, AFullListComesBack) {
     EXPECT_TRUE(list == listOf(s, s.maximum)) << "the caller's list was changed";
     EXPECT_TRUE(get("list") == fileOf(s, s.maximum));
     EXPECT_TRUE(read(s, "list") == (Got{0, list}));
-    const std::map<std::string, std::size_t> sizes{{"CUrlCategoryDB", 40 + 256 * 131},
-                                                   {"CUrlCategoryGroupDB", 40 + 256 * 899},
-                                                   {"CUrlLogDB", 40 + 256 * 772},
-                                                   {"CHostListDB", 40 + 1024 * 324}};
-    if (const auto size = sizes.find(s.name); size != sizes.end()) {
-        EXPECT_EQ(fs::file_size(at("list")), size->second);
-    }
     put("list", get("list") + "and more");
     EXPECT_TRUE(read(s, "list") == (Got{0, list})) << "what stands behind the last record matters";
     EXPECT_EQ(temporaryFiles(), 0);
 }
 
 TEST_P(RecordStores, GoldenFilesReadAndAreWrittenAgain) {
-    std::ifstream file(std::string(WDLT_GOLDEN) + "/" + s.file, std::ios::binary);
+    std::ifstream file(std::string(WDLT_GOLDEN) + "/" + s.golden, std::ios::binary);
     const std::string golden{std::istreambuf_iterator<char>(file), {}};
     ASSERT_FALSE(golden.empty());
     put("list", golden);
@@ -83,49 +80,66 @@ TEST_P(RecordStores, SizesAndMissingArguments) {
     const std::string list = listOf(s, 1);
     const std::string path = at("list").string();
     const auto store = make(s);
-    for (const std::uint64_t wrong :
-         {std::uint64_t{0}, std::uint64_t{s.listBytes() - 1}, std::uint64_t{s.listBytes() + 1}}) {
-        std::uint64_t size = wrong;
-        EXPECT_EQ(store->Write(path.c_str(), list.data(), &size), -3);
+    const std::uint64_t whole = s.listBytes();
+    const struct {
+        std::uint64_t size;
+        std::int32_t written, read;
+    } cases[] = {
+        {0, WDLT_E_INVALID_ARGUMENT, WDLT_E_BUFFER_SIZE},
+        {whole - 1, WDLT_E_INVALID_ARGUMENT, WDLT_E_BUFFER_SIZE},
+        {whole, WDLT_OK, WDLT_OK},
+        {whole + 100, WDLT_E_INVALID_ARGUMENT, WDLT_OK},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.size);
+        std::uint64_t size = c.size;
+        EXPECT_EQ(store->Write(path.c_str(), list.data(), &size), c.written);
+        std::string got(whole + 100, kUntouched);
+        EXPECT_EQ(store->Read(path.c_str(), got.data(), &size), c.read);
+        EXPECT_EQ(size, std::max(c.size, whole));
+        EXPECT_TRUE(got == (c.read == WDLT_OK ? list : untouched) + std::string(100, kUntouched));
+        size = c.size;
+        EXPECT_EQ(store->Read(path.c_str(), nullptr, &size), c.read == WDLT_OK ? WDLT_E_GENERAL : c.read);
     }
-    std::uint64_t size = s.listBytes();
-    EXPECT_EQ(store->Write(path.c_str(), list.data(), nullptr), -3);
-    EXPECT_EQ(store->Write(path.c_str(), nullptr, &size), -1);
-    EXPECT_EQ(store->Write(nullptr, list.data(), &size), -1);
-    EXPECT_FALSE(fs::exists(path));
+    std::uint64_t size = whole;
+    std::string got = untouched;
+    EXPECT_EQ(store->Write(path.c_str(), list.data(), nullptr), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_EQ(store->Write(path.c_str(), nullptr, &size), WDLT_E_GENERAL);
+    EXPECT_EQ(store->Write(nullptr, list.data(), &size), WDLT_E_GENERAL);
+    EXPECT_EQ(store->Read(path.c_str(), got.data(), nullptr), WDLT_E_GENERAL);
+    EXPECT_TRUE(get("list") == fileOf(s, 1));
     EXPECT_EQ(temporaryFiles(), 0);
-    EXPECT_EQ(store->Write(path.c_str(), list.data(), &size), 0);
-
-    std::string got(s.listBytes() + 100, kUntouched);
-    for (const std::uint64_t small : {std::uint64_t{0}, std::uint64_t{s.listBytes() - 1}}) {
-        size = small;
-        EXPECT_EQ(store->Read(path.c_str(), got.data(), &size), -2);
-        EXPECT_EQ(size, s.listBytes());
-        size = small;
-        EXPECT_EQ(store->Read(path.c_str(), nullptr, &size), -2) << "how the size is asked for";
-    }
-    EXPECT_EQ(store->Read(path.c_str(), got.data(), nullptr), -1);
-    EXPECT_EQ(store->Read(path.c_str(), nullptr, &size), -1);
-    EXPECT_EQ(got, std::string(s.listBytes() + 100, kUntouched));
-    size = got.size();
-    EXPECT_EQ(store->Read(path.c_str(), got.data(), &size), 0);
-    EXPECT_TRUE(got == list + std::string(100, kUntouched));
 }
 
 TEST_P(RecordStores, AMissingFile) {
-    const bool isEmptyList = s.form == Form::Chained;
     std::string empty = listOf(s, 0);
-    std::fill(empty.begin() + static_cast<std::ptrdiff_t>(s.headBytes), empty.end(), '\0');
-    for (const auto& [name, code] : {std::pair("missing", -6), std::pair("no/list", -8), std::pair("temp", -8)})
-        EXPECT_TRUE(read(s, name) == (isEmptyList ? Got{0, empty} : Got{code, std::string(s.listBytes(), kUntouched)}))
-            << name;
+    std::fill(empty.begin() + static_cast<std::ptrdiff_t>(s.headBytes()), empty.end(), '\0');
+    const struct {
+        const char* name;
+        std::int32_t code;
+        std::string line; // up to the path
+    } cases[] = {
+        {"missing", WDLT_E_FILE_NOT_FOUND,
+         isChained ? "" : "@@@ CUrlFilterDB::OpenDBToRead(): no database file (err=2, file="},
+        {"no/list", WDLT_E_FILE, frame + "::OpenDBToRead(): ::CreateFile() failed (err=3, file="},
+        {"temp", WDLT_E_FILE, frame + "::OpenDBToRead(): ::CreateFile() failed (err=5, file="},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        const LogFile log;
+        EXPECT_TRUE(read(s, c.name) == (isChained ? Got{0, empty} : Got{c.code, untouched}));
+        std::vector<std::string> lines;
+        if (!c.line.empty())
+            lines.push_back(c.line + at(c.name).string() + ")");
+        EXPECT_EQ(log.messages(), lines);
+    }
 }
 
 TEST_P(RecordStores, CountsBeyondTheLimit) {
     put("list", fileOf(s, 1));
     for (const std::uint32_t count : {s.maximum + 1, 0xFFFFFFFFu}) {
         const LogFile log;
-        EXPECT_EQ(write(s, "list", listOf(s, count, s.maximum)), -3);
+        EXPECT_EQ(write(s, "list", listOf(s, count, s.maximum)), WDLT_E_INVALID_ARGUMENT);
         EXPECT_THAT(log.messages(),
                     ElementsAreArray({errorLine(s, "Too big value (dwNumOfRecords=" + std::to_string(count) + ")")}));
     }
@@ -136,9 +150,7 @@ TEST_P(RecordStores, CountsBeyondTheLimit) {
     for (const std::uint32_t count : {s.maximum + 1, 2000u, 0xFFFFFFFFu}) {
         put("list", FileMaker(s, count).records(s.maximum).content());
         const LogFile log;
-        EXPECT_TRUE(read(s, "list") ==
-                    (cuts ? Got{0, listOf(s, s.maximum)} : Got{-1, std::string(s.listBytes(), kUntouched)}))
-            << count;
+        EXPECT_TRUE(read(s, "list") == (cuts ? Got{0, listOf(s, s.maximum)} : Got{WDLT_E_GENERAL, untouched})) << count;
         EXPECT_THAT(
             log.messages(),
             ElementsAreArray({errorLine(s, "The DB file contains too many record (count=" + std::to_string(count) +
@@ -147,42 +159,48 @@ TEST_P(RecordStores, CountsBeyondTheLimit) {
 }
 
 TEST_P(RecordStores, FilesOfAnotherStoreAreRefused) {
-    const std::string untouched(s.listBytes(), kUntouched);
     for (const Subject& other : subjects()) {
         if (s.name == std::string(other.name))
             continue;
         put("list", fileOf(other, 2));
         const Got got = read(s, "list");
-        EXPECT_TRUE(got.code == -8 || (s.form == Form::Chained && got.code == -1)) << other << ": " << got.code;
+        EXPECT_TRUE(got.code == WDLT_E_FILE || (isChained && got.code == WDLT_E_GENERAL)) << other << ": " << got.code;
         EXPECT_TRUE(got.list == untouched) << other;
     }
     // The store's own with a foreign key.
     put("list", FileMaker(s, 1, wdlt::kPrivacyKey).records(1).content());
-    EXPECT_EQ(read(s, "list").code, -1);
+    EXPECT_EQ(read(s, "list").code, WDLT_E_GENERAL);
 }
 
 TEST_P(RecordStores, TheMutexOfOthers) {
     put("list", fileOf(s, 1));
     const Got whole{0, listOf(s, 1)};
-    const std::string untouched(s.listBytes(), kUntouched);
     const TimeScale minuteInMilliseconds("0.0005");
     const auto reads = errorLine(s, "Failed to lock for reading DB");
     const auto writes = errorLine(s, "Failed to lock for writing DB");
     {
         const HeldElsewhere held(s.mutex);
         const LogFile log;
-        EXPECT_TRUE(read(s, "list") == (Got{-1, untouched}));
-        EXPECT_EQ(write(s, "list", listOf(s, 2)), -1);
-        EXPECT_THAT(log.messages(), testing::IsSupersetOf({reads, writes}));
+        EXPECT_TRUE(read(s, "list") == (Got{WDLT_E_GENERAL, untouched}));
+        EXPECT_EQ(write(s, "list", listOf(s, 2)), WDLT_E_GENERAL);
+        const std::string waited = frame + "::Lock(): WaitForSingleObject() fails (WAIT_TIMEOUT)";
+        EXPECT_THAT(log.messages(), ElementsAre(waited, reads, waited, writes));
     }
     EXPECT_TRUE(read(s, "list") == whole);
     {
+        const Handle foreign = makeEvent(("Global\\" + s.mutex).c_str(), true, true);
+        const LogFile log;
+        EXPECT_TRUE(read(s, "list") == (Got{WDLT_E_GENERAL, untouched}));
+        EXPECT_THAT(log.messages(), ElementsAre(frame + "::Lock(): CreateMutex() fails (err=6)", reads));
+    }
+    {
         const Handle abandoned = abandonedMutex(s.mutex);
-        EXPECT_TRUE(read(s, "list") == (Got{-1, untouched}));
+        EXPECT_TRUE(read(s, "list") == (Got{WDLT_E_GENERAL, untouched}));
         EXPECT_TRUE(read(s, "list") == whole);
+        EXPECT_EQ(waitElsewhere(abandoned), WAIT_OBJECT_0) << "who failed kept it";
     }
     const Handle abandoned = abandonedMutex(s.mutex);
-    EXPECT_EQ(write(s, "list", listOf(s, 2)), -1);
+    EXPECT_EQ(write(s, "list", listOf(s, 2)), WDLT_E_GENERAL);
     EXPECT_TRUE(get("list") == fileOf(s, 1));
     EXPECT_EQ(write(s, "list", listOf(s, 2)), 0);
     EXPECT_EQ(temporaryFiles(), 0);
@@ -202,12 +220,12 @@ TEST_F(StoreTest, ATextOfNoBytesOrWithoutAnEndIsRefused) {
             std::string list = listOf(s, 3);
             list.replace(s.slotAt(1), s.slotBytes, s.slotBytes, isEmpty ? '\0' : 'x');
             const LogFile log;
-            EXPECT_EQ(write(s, "list", list), -3);
+            EXPECT_EQ(write(s, "list", list), WDLT_E_INVALID_ARGUMENT);
             EXPECT_THAT(log.messages(), ElementsAreArray({errorLine(s, isEmpty ? c.empty : c.endless)}));
         }
         std::string last = listOf(s, s.maximum); // behind the last slot the list ends
         std::fill_n(last.end() - static_cast<std::ptrdiff_t>(s.slotBytes), s.slotBytes, 'x');
-        EXPECT_EQ(write(s, "list", last), -3);
+        EXPECT_EQ(write(s, "list", last), WDLT_E_INVALID_ARGUMENT);
         EXPECT_EQ(temporaryFiles(), 0);
         EXPECT_TRUE(get("list") == fileOf(s, 2));
     }
@@ -218,11 +236,11 @@ TEST_F(StoreTest, ATextOfNoBytesOrWithoutAnEndIsRefused) {
     EXPECT_TRUE(read(hosts, "list").list.substr(0, hosts.slotAt(3)) == zeros.substr(0, hosts.slotAt(3)));
 }
 
-TEST_P(RecordStores, AFullDiskAndFoldersThatAreNone) {
+TEST_P(RecordStores, WhatCannotBeWrittenHasItsCodeAndLine) {
     const std::string before = fileOf(s, 1);
+    const std::string list = listOf(s, 2);
     put("list", before);
     EXPECT_EQ(read(s, "list").code, 0); // a home's first mutex has writes of its own
-    const std::string frame = s.form == Form::Chained ? "!!! CEncryptedDB" : "!!! CUrlFilterDB";
     const struct {
         const char* target;
         const char* temp;
@@ -230,13 +248,12 @@ TEST_P(RecordStores, AFullDiskAndFoldersThatAreNone) {
         std::int32_t code;
         std::string line;
     } cases[] = {
-        {"list", "temp", 1, -8, frame + ": ::WriteFile() failed (err=112, file="},
-        {"list", "temp", 2, -13, frame + "::CopyTempFileToDB: ::CopyFile() failed (err=112, from="},
-        {"no/list", "temp", 0, -13, frame + "::CopyTempFileToDB: ::CopyFile() failed (err=3, from="},
-        {"temp", "temp", 0, -13, frame + "::CopyTempFileToDB: ::CopyFile() failed (err=5, from="},
-        {"list", "no", 0, -13, errorLine(s, "Failed to open temporary file for writing DB")},
+        {"list", "temp", 1, WDLT_E_FILE, frame + ": ::WriteFile() failed (err=112, file="},
+        {"list", "temp", 2, WDLT_E_TEMP_FILE, frame + "::CopyTempFileToDB: ::CopyFile() failed (err=112, from="},
+        {"no/list", "temp", 0, WDLT_E_TEMP_FILE, frame + "::CopyTempFileToDB: ::CopyFile() failed (err=3, from="},
+        {"temp", "temp", 0, WDLT_E_TEMP_FILE, frame + "::CopyTempFileToDB: ::CopyFile() failed (err=5, from="},
+        {"list", "no", 0, WDLT_E_TEMP_FILE, frame + "::OpenTempFileToWrite(): ::GetTempFileName() failed (path="},
     };
-    const std::string list = listOf(s, 2);
     for (const auto& c : cases) {
         SCOPED_TRACE(c.line);
         const LogFile log;
@@ -248,60 +265,32 @@ TEST_P(RecordStores, AFullDiskAndFoldersThatAreNone) {
         EXPECT_THAT(log.messages(), Contains(StartsWith(c.line)));
         EXPECT_TRUE(get("list") == before);
         EXPECT_EQ(temporaryFiles(), 0);
-        EXPECT_TRUE(partials().empty());
     }
 }
 
-// Not close and munmap: failing, they would keep what the test counts.
-constexpr const char* kCalls[] = {"open",   "openat",    "read",       "write",     "pread",    "lseek",
-                                  "fsync",  "ftruncate", "stat",       "lstat",     "fstat",    "fstatat",
-                                  "flock",  "fchmod",    "rename",     "readlink",  "mmap",     "linkat",
-                                  "unlink", "unlinkat",  "fcntl_lock", "fallocate", "getrandom"};
-
-TEST_P(RecordStores, EachSystemCallFails) {
-    const Got old{0, listOf(s, 2)};
-    const Got changed{0, listOf(s, 3)};
+TEST_P(RecordStores, EachSystemCallOfAReadFails) {
+    const Got whole{0, listOf(s, 2)};
     std::string none = listOf(s, 0);
-    std::fill(none.begin() + static_cast<std::ptrdiff_t>(s.headBytes), none.end(), '\0');
+    std::fill(none.begin() + static_cast<std::ptrdiff_t>(s.headBytes()), none.end(), '\0');
     put("list", fileOf(s, 2));
-    EXPECT_TRUE(read(s, "list") == old);
+    EXPECT_TRUE(read(s, "list") == whole);
     const auto descriptors = openDescriptors();
     int failures = 0;
-    // Whether all calls of this name have failed once: then passes succeed.
-    auto goOn = [&, quiet = 0](int nth, std::int32_t code) mutable {
-        quiet = nth == 1 ? 0 : quiet;
-        quiet = code == 0 ? quiet + 1 : 0;
-        failures += code != 0;
-        return quiet < 3 && !HasFailure();
-    };
-    for (const char* call : kCalls) {
-        SCOPED_TRACE(call);
-        std::int32_t code = 0;
-        for (int nth = 1; nth == 1 || goOn(nth - 1, code); ++nth) {
-            put("list", fileOf(s, 2));
-            WdTestFailCall(call, nth, EIO);
-            code = write(s, "list", changed.list);
-            WdTestFailCall(call, 0, 0);
-            EXPECT_TRUE(code == 0 || code == -1 || code == -8 || code == -13) << code;
-            const Got got = read(s, "list");
-            const bool isFolderUnsynced = code != 0 && call == std::string("fsync") && got == changed;
-            EXPECT_TRUE(isFolderUnsynced || got == (code == 0 ? changed : old)) << nth << ": " << code;
-            EXPECT_EQ(temporaryFiles(), 0);
-            EXPECT_TRUE(partials().empty());
-            EXPECT_EQ(openDescriptors(), descriptors) << nth;
-        }
-        put("list", fileOf(s, 2));
-        for (int nth = 1; nth == 1 || goOn(nth - 1, code); ++nth) {
+    // Not close and munmap: failing, they would keep what the test counts.
+    for (const char* call : {"open", "openat", "read", "lseek", "fstat", "flock", "readlink", "mmap", "fcntl_lock"})
+        for (int nth = 1, quiet = 0; quiet < 3 && !HasFailure(); ++nth) {
+            SCOPED_TRACE(testing::Message() << call << ' ' << nth);
             WdTestFailCall(call, nth, EIO);
             const Got got = read(s, "list");
             WdTestFailCall(call, 0, 0);
-            code = got.code;
-            EXPECT_TRUE(code == -1 || code == -8 || got == old || (s.form == Form::Chained && got.list == none)) << nth;
-            EXPECT_TRUE(read(s, "list") == old);
-            EXPECT_EQ(openDescriptors(), descriptors) << nth;
+            EXPECT_TRUE(got.code == WDLT_E_GENERAL || got.code == WDLT_E_FILE || got == whole ||
+                        (isChained && got.list == none));
+            quiet = got == whole ? quiet + 1 : 0;
+            failures += quiet == 0;
+            EXPECT_TRUE(read(s, "list") == whole);
+            EXPECT_EQ(openDescriptors(), descriptors);
         }
-    }
-    EXPECT_GT(failures, 20);
+    EXPECT_GT(failures, 4);
 }
 
 } // namespace

@@ -17,6 +17,7 @@
 #include <cstdint>
 #include <future>
 #include <memory>
+#include <numeric>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -27,21 +28,21 @@ enum class Form { Lengthed, Fixed, Chained };
 
 struct Subject {
     const char* name; // of the class
-    const char* mutex;
+    std::string mutex;
     std::string magic;
     const wdlt::StoreKey& key;
     Form form;
-    std::size_t headBytes;
     std::size_t slotBytes;
     std::uint32_t maximum;
     std::size_t mostText;            // 0: the records are no texts
-    std::size_t plainBytes;          // in front of a fixed record's fields
-    std::vector<std::size_t> fields; // of a fixed record, in the list
-    std::string file;                // what it is called
+    std::vector<std::size_t> fields; // of a fixed record, in the list; what stands in front of them isn't enciphered
+    const char* golden;
     std::unique_ptr<wdlt::RecordFile> (*make)();
 
-    std::size_t listBytes() const { return headBytes + maximum * slotBytes; }
-    std::size_t slotAt(std::uint32_t record) const { return headBytes + record * slotBytes; }
+    std::size_t headBytes() const { return form == Form::Fixed ? 4 : 8; }
+    std::size_t plainBytes() const { return slotBytes - std::reduce(fields.begin(), fields.end()); }
+    std::size_t listBytes() const { return headBytes() + maximum * slotBytes; }
+    std::size_t slotAt(std::uint32_t record) const { return headBytes() + record * slotBytes; }
 };
 
 inline std::ostream& operator<<(std::ostream& out, const Subject& subject) {
@@ -55,87 +56,27 @@ std::unique_ptr<wdlt::RecordFile> make() {
 
 inline const std::vector<Subject>& subjects() {
     using enum Form;
-    static const std::string zero(1, '\0');
-    static const std::vector<Subject> all{
-        {"CUrlListDB",
-         "WDPE_UrlList_Access_Mutex",
-         "Halvermoor:Wardlet:URLFilter:01" + zero,
-         wdlt::kListKey,
-         Lengthed,
-         8,
-         2084,
-         500,
-         2083,
-         0,
-         {},
-         "url_list.db",
-         make<CUrlListDB>},
-        {"CUrlCategoryDB",
-         "WDPE_Category_Access_Mutex",
-         "Halvermoor:Wardlet:URLFilter:02" + zero,
-         wdlt::kCategoryKey,
-         Fixed,
-         4,
-         131,
-         256,
-         0,
-         3,
-         {128},
-         "category.db",
-         make<CUrlCategoryDB>},
-        {"CUrlCategoryGroupDB",
-         "WDPE_CategoryGroup_Access_Mutex",
-         "Halvermoor:Wardlet:URLFilter:03" + zero,
-         wdlt::kCategoryKey,
-         Fixed,
-         4,
-         899,
-         256,
-         0,
-         3,
-         {128, 768},
-         "category_group.db",
-         make<CUrlCategoryGroupDB>},
-        {"CUrlLogDB",
-         "WDPE_LogIndex_Access_Mutex",
-         "Halvermoor:Wardlet:URLFilter:04" + zero,
-         wdlt::kLogIndexKey,
-         Fixed,
-         4,
-         772,
-         256,
-         0,
-         4,
-         {768},
-         "log_index.db",
-         make<CUrlLogDB>},
-        {"CHostListDB",
-         "WDPE_HostList_Access_Mutex",
-         "Halvermoor:Wardlet:HostFilter:01",
-         wdlt::kListKey,
-         Lengthed,
-         8,
-         306,
-         1024,
-         0,
-         0,
-         {},
-         "host_list.db",
-         make<CHostListDB>},
-        {"CSpyListDB",
-         "WDPE_SpyList_Access_Mutex",
-         "Halvermoor:Wardlet:SpywareDB:01" + zero,
-         wdlt::kSpywareKey,
-         Chained,
-         8,
-         129,
-         256,
-         128,
-         0,
-         {},
-         "spy_list.db",
-         make<CSpyListDB>},
+    static const auto mutex = [](const std::string& name) { return "WDPE_" + name + "_Access_Mutex"; };
+    static const auto magic = [](std::string name) {
+        name.insert(0, "Halvermoor:Wardlet:").resize(32);
+        return name;
     };
+    // clang-format off
+    static const std::vector<Subject> all{
+        {"CUrlListDB", mutex("UrlList"), magic("URLFilter:01"), wdlt::kListKey, Lengthed,
+         2084, 500, 2083, {}, "url_list.db", make<CUrlListDB>},
+        {"CUrlCategoryDB", mutex("Category"), magic("URLFilter:02"), wdlt::kCategoryKey, Fixed,
+         131, 256, 0, {128}, "category.db", make<CUrlCategoryDB>},
+        {"CUrlCategoryGroupDB", mutex("CategoryGroup"), magic("URLFilter:03"), wdlt::kCategoryKey, Fixed,
+         899, 256, 0, {128, 768}, "category_group.db", make<CUrlCategoryGroupDB>},
+        {"CUrlLogDB", mutex("LogIndex"), magic("URLFilter:04"), wdlt::kLogIndexKey, Fixed,
+         772, 256, 0, {768}, "log_index.db", make<CUrlLogDB>},
+        {"CHostListDB", mutex("HostList"), magic("HostFilter:01"), wdlt::kListKey, Lengthed,
+         306, 1024, 0, {}, "host_list.db", make<CHostListDB>},
+        {"CSpyListDB", mutex("SpyList"), magic("SpywareDB:01"), wdlt::kSpywareKey, Chained,
+         129, 256, 128, {}, "spy_list.db", make<CSpyListDB>},
+    };
+    // clang-format on
     return all;
 }
 
@@ -188,7 +129,7 @@ inline std::string slotOf(const Subject& subject, std::uint32_t record) {
     }
     for (std::size_t i = 0; i < slot.size(); ++i)
         slot[i] = static_cast<char>((i * 11 + record * 29) % 256);
-    std::size_t end = subject.plainBytes;
+    std::size_t end = subject.plainBytes();
     for (const std::size_t field : subject.fields)
         slot[(end += field) - 1] = '\0';
     return slot;
@@ -197,7 +138,7 @@ inline std::string slotOf(const Subject& subject, std::uint32_t record) {
 // A whole list with a count and the first `told` records.
 inline std::string listOf(const Subject& subject, std::uint32_t count, std::uint32_t told) {
     std::string list(subject.listBytes(), kUntouched);
-    list.replace(subject.headBytes - 4, 4, number(count));
+    list.replace(subject.headBytes() - 4, 4, number(count));
     for (std::uint32_t i = 0; i < told; ++i)
         list.replace(subject.slotAt(i), subject.slotBytes, slotOf(subject, i));
     return list;
@@ -233,8 +174,8 @@ class FileMaker {
     FileMaker& record(const std::string& slot) {
         if (m_subject.form != Form::Fixed)
             return lengthed(m_subject.mostText != 0 ? slot.substr(0, slot.find('\0')) : slot);
-        raw(slot.substr(0, m_subject.plainBytes));
-        std::size_t at = m_subject.plainBytes;
+        std::size_t at = m_subject.plainBytes();
+        raw(slot.substr(0, at));
         for (const std::size_t field : m_subject.fields) {
             enciphered(slot.substr(at, field - 1));
             at += field;
