@@ -217,18 +217,19 @@ TEST_F(ScanRecord, ATextThatGrowsUnderItsReader) {
 // A handler's folder has ten characters and a terminator, or there is no place for its items.
 TEST_F(ScanRecord, AFolderOfAHandlersItems) {
     const struct {
-        std::string stored; // as its bytes
+        DWORD type;
+        std::string stored;
         std::int32_t status;
     } cases[] = {
-        {std::string("TenLetters\0", 11), WDLT_OK},
-        {"TenLetters", WDLT_OK},
-        {std::string("ElevenChars\0", 12), WDLT_E_GENERAL},
-        {"ElevenChars", WDLT_E_GENERAL}, // fits, without a terminator
+        {REG_SZ, "TenLetters", WDLT_OK},
+        {REG_BINARY, "TenLetters", WDLT_OK},
+        {REG_SZ, "ElevenChars", WDLT_E_GENERAL},
+        {REG_BINARY, "ElevenChars", WDLT_E_GENERAL}, // fits, without a terminator
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.stored);
         tree::clear(tree::path("Scan"));
-        tree::set("ProtocolHandler\\Web", "Scan", REG_SZ, c.stored);
+        tree::set("ProtocolHandler\\Web", "Scan", c.type, c.stored);
         WdchSystemScan item{1, {}};
         EXPECT_EQ(write(WDLT_PROTOCOL_SYSTEM_HTTP, WDLT_SCAN_SAL, item), c.status);
         EXPECT_EQ(tree::keyExists("Scan\\TenLetters\\SAL"), c.status == WDLT_OK);

@@ -90,11 +90,11 @@ class FieldRunner {
             layDown(0);
             tree::deleteValue(m_record.key, field.value);
             expectRead(field, field.absent, WDLT_E_NOT_FOUND);
-            std::vector<std::string> tooLarge{std::string(2000, 'a')};
+            std::vector<std::size_t> tooMany{2000};
             if (field.shape == FieldShape::Text)
-                tooLarge.emplace_back(field.size, 'a'); // without a terminator it would fit
-            for (const std::string& bytes : tooLarge) {
-                tree::set(m_record.key, field.value, REG_SZ, bytes);
+                tooMany.push_back(field.size); // leaves no room for a terminator
+            for (const std::size_t bytes : tooMany) {
+                tree::set(m_record.key, field.value, REG_BINARY, std::string(bytes, 'a'));
                 expectRead(field, field.tooLarge, WDLT_E_BUFFER_SIZE);
             }
         }
