@@ -10,10 +10,10 @@
 inline constexpr std::uint32_t kWeb = WDLT_PROTOCOL_SYSTEM_HTTP;
 inline constexpr std::uint64_t kHead = sizeof(WdchSystemProtocolHandler);
 inline constexpr std::uint64_t kEntry = sizeof(WdchSystemRedirect);
-inline const std::string kKey = "ProtocolHandler\\Web";
+inline const std::string kWebKey = "ProtocolHandler\\Web";
 
 inline std::string keyOf(const std::string& session) {
-    return kKey + "\\Redirect\\" + session;
+    return kWebKey + "\\Redirect\\" + session;
 }
 
 // The field's text, cut to it and without a terminator where it fills it.

@@ -22,7 +22,7 @@ RecordCase handler() {
     return {
         .name = "Handler",
         .protocol = kWeb,
-        .key = kKey,
+        .key = kWebKey,
         .size = kHead,
         .fields = {textCase("Filename", HANDLER(filename)).named("filename").whenUnreadable(quietlyReadsAs("")),
                    numberCase("Type", HANDLER(type)).named("type").fixedTo(3u),
@@ -53,7 +53,7 @@ TEST_F(Handlers, TheFirstOfItsTypeServesAndHasANameOfThirtyBytes) {
         EXPECT_EQ(write(head), WDLT_OK);
         EXPECT_EQ(tree::number("ProtocolHandler\\" + c.key, "Enable"), 8u);
     }
-    EXPECT_FALSE(tree::get(kKey, "Enable"));
+    EXPECT_FALSE(tree::get(kWebKey, "Enable"));
     const WdchSystemProtocolHandler nobodys = readHandler(10009).head;
     EXPECT_STREQ(nobodys.name, "");
     EXPECT_EQ(nobodys.type, 0u);
@@ -145,8 +145,8 @@ TEST_F(Handlers, OtherSizesAndTypesAreRefusedWithALine) {
             WDLT_CALL(library, WdltWriteConfig)(kWeb, 0, c.configType, c.withData ? buffer.data() : nullptr, c.size),
             c.status);
         EXPECT_EQ(library.logged("!!! <WdltCfg> " + (c.line.empty() ? "WriteConfig" : c.line)), c.status != WDLT_OK);
-        EXPECT_EQ(tree::get(kKey, "Enable").has_value(), c.status == WDLT_OK);
-        EXPECT_FALSE(tree::keyExists(kKey + "\\Redirect"));
+        EXPECT_EQ(tree::get(kWebKey, "Enable").has_value(), c.status == WDLT_OK);
+        EXPECT_FALSE(tree::keyExists(kWebKey + "\\Redirect"));
     }
 }
 
@@ -159,8 +159,8 @@ TEST_F(Handlers, AWriteThatChangesTheTypeEndsThere) {
     EXPECT_EQ(write(head), WDLT_E_GENERAL);
     EXPECT_TRUE(library.logged("!!! <WdltCfg> WriteConfig WdchSystemProtocolHandler::enable fails."));
     EXPECT_THAT(service.heard(), IsEmpty());
-    EXPECT_EQ(tree::number(kKey, "Type"), 9u);
-    EXPECT_FALSE(tree::get(kKey, "Enable"));
+    EXPECT_EQ(tree::number(kWebKey, "Type"), 9u);
+    EXPECT_FALSE(tree::get(kWebKey, "Enable"));
     EXPECT_STREQ(readHandler(10009).head.filename, "new.dll");
 }
 
@@ -168,7 +168,7 @@ TEST_F(Handlers, ATypeThatAnotherThreadChangesLeavesNoHalfWrittenSuccess) {
     std::atomic<bool> stopped{false};
     std::thread other([&] {
         for (DWORD i = 0; !stopped; ++i) {
-            tree::setNumber(kKey, "Type", i % 2 == 0 ? 9 : 3);
+            tree::setNumber(kWebKey, "Type", i % 2 == 0 ? 9 : 3);
             std::this_thread::yield();
         }
     });
@@ -184,8 +184,8 @@ TEST_F(Handlers, ATypeThatAnotherThreadChangesLeavesNoHalfWrittenSuccess) {
         if (status != WDLT_OK)
             continue;
         ++successes;
-        EXPECT_EQ(tree::storedText(kKey, "Filename"), name + '\0');
-        EXPECT_EQ(tree::number(kKey, "Enable"), i);
+        EXPECT_EQ(tree::storedText(kWebKey, "Filename"), name + '\0');
+        EXPECT_EQ(tree::number(kWebKey, "Enable"), i);
     }
     stopped = true;
     other.join();

@@ -1,7 +1,7 @@
 // The mail manager's settings and the address cache, as callers of the library have them: each value absent, damaged
 // and at its limits, the cache's file by the byte, and whatever may stand in its place.
-#include "FieldCases.h"
 #include "FreshLog.h"
+#include "MailSettings.h"
 #include "Rijndael.h"
 #include "StoreKeys.h"
 #include "TestHome.h"
@@ -27,68 +27,13 @@ namespace {
 
 using testing::ElementsAre;
 
-const std::string kKey = "Scan\\Common\\MailManager\\config";
 constexpr Change kChange{WDLT_PROTOCOL_COMMON, WDLT_SCAN_MAIL_MANAGER};
-
-#define AT(member) WDLT_FIELD(WdsmMailConfig, member)
-
-RecordCase mailConfig() {
-    const auto plainNumber = [](const char* value, const char* field, std::size_t offset, std::size_t size) {
-        return numberCase(value, offset, size).named(field).neverWritten();
-    };
-    const auto plainText = [](const char* value, const char* field, std::size_t offset, std::size_t size) {
-        return textCase(value, offset, size)
-            .with(std::string(value).substr(0, 15), "another")
-            .named(field)
-            .neverWritten();
-    };
-    return {
-        "mail",
-        WDLT_PROTOCOL_COMMON,
-        WDLT_SCAN_MAIL_MANAGER,
-        WDLT_INPUT_NONE,
-        WDLT_CONFIG_DEFAULT,
-        kKey,
-        sizeof(WdsmMailConfig),
-        {
-            plainNumber("BytesPerEntHdr", "dwBytesPerEntHdr", AT(dwBytesPerEntHdr)),
-            plainNumber("ExtlactLvlPerMsg", "dwExtlactLvlPerMsg", AT(dwExtlactLvlPerMsg)),
-            plainNumber("EntPerMsg", "dwEntPerMsg", AT(dwEntPerMsg)),
-            plainNumber("ParamPerHdrField", "dwParamPerHdrField", AT(dwParamPerHdrField)),
-            plainNumber("HdrPerEnt", "dwHdrPerEnt", AT(dwHdrPerEnt)),
-            plainNumber("EnableDisclaimer", "dwEnableDisclaimer", AT(dwEnableDisclaimer)),
-            plainText("DisclaimerOriginalName", "szDisclaimerOriginalName", AT(szDisclaimerOriginalName)),
-            plainText("DisclaimerCharset", "szDisclaimerCharset", AT(szDisclaimerCharset)).with("charset", "another"),
-            plainText("DisclaimerSubject", "szDisclaimerSubject", AT(szDisclaimerSubject)),
-            plainText("DisclaimerAddress", "szDisclaimerAddress", AT(szDisclaimerAddress)).with("a@b.c", "another"),
-            plainText("DisclaimerFile", "szDisclaimerFile", AT(szDisclaimerFile)),
-            plainText("WarningFile", "szWarningFilename", AT(szWarningFilename)),
-            plainText("SpywareWarning", "szSpywareWarning", AT(szSpywareWarning)),
-            plainText("SpywareCharset", "szSpywareCharset", AT(szSpywareCharset))
-                .whenUnreadable(quietlyReadsAs("charset")),
-            plainText("SpywareSubject", "szSpywareSubject", AT(szSpywareSubject)).whenUnreadable(quietlyReadsAs("")),
-            plainText("SpywareAddress", "szSpywareAddress", AT(szSpywareAddress))
-                .whenUnreadable(quietlyReadsAs("a@b.c")),
-            plainText("SpywareExtension", "szSpywareExtension", AT(szSpywareExtension)),
-            numberCase("AddressCacheDirection", AT(dwAddressCacheDirection))
-                .named("dwAddressCacheDirection")
-                .whenAbsent(quietlyReadsAs(0u))
-
-                ,
-            plainNumber("MaxAddressCacheCount", "dwMaxAddressCacheCount", AT(dwMaxAddressCacheCount))
-                .whenAbsent(quietlyReadsAs(100u)),
-        },
-        {},
-        "[WdltCfg.dll] ReadConfig fails ({status}) : WdsmMailConfig::{field}",
-        "[WdltCfg.dll] WriteConfig fails ({status}) : WdsmMailConfig::{field}",
-    };
-}
 
 class MailManager : public testing::Test {
   protected:
     MailManager() {
         tree::clear();
-        tree::setNumber(kKey, "AddressCacheDirection", 0); // the key is there
+        tree::setNumber(kMailKey, "AddressCacheDirection", 0); // the key is there
     }
 
     std::int32_t read(std::uint64_t type, void* data, std::uint64_t& size) {
@@ -154,11 +99,11 @@ class AddressCache : public MailManager {
         }
         tree::setText("", "InstallPath", (home / "install").string() + "/");
         tree::setText("", "TempPath", (home / "temp").string() + "/");
-        tree::setText(kKey, "AddressCacheFile", "cache.dat");
+        tree::setText(kMailKey, "AddressCacheFile", "cache.dat");
         setMaximum(100);
     }
 
-    static void setMaximum(std::uint32_t count) { tree::setNumber(kKey, "MaxAddressCacheCount", count); }
+    static void setMaximum(std::uint32_t count) { tree::setNumber(kMailKey, "MaxAddressCacheCount", count); }
     void putFile(const std::string& content) const { TestHome::instance().write("install/cache.dat", content); }
     std::string getFile() const { return TestHome::instance().read("install/cache.dat"); }
 
@@ -236,7 +181,7 @@ TEST_F(AddressCache, AsManyRecordsAsThereIsRoomFor) {
         EXPECT_STREQ(some[read].szAddress, "untouched");
     }
     EXPECT_EQ(readRecords(nullptr, nullptr), WDLT_E_INVALID_ARGUMENT);
-    tree::deleteValue(kKey, "HdrPerEnt"); // settings that can't be read give no cache either
+    tree::deleteValue(kMailKey, "HdrPerEnt"); // settings that can't be read give no cache either
     EXPECT_EQ(count(number), WDLT_E_NOT_FOUND);
 }
 
@@ -254,7 +199,7 @@ TEST_F(AddressCache, IsReadUpToTheMostThatItMayHold) {
         if (c.maximum)
             setMaximum(*c.maximum);
         else
-            tree::deleteValue(kKey, "MaxAddressCacheCount");
+            tree::deleteValue(kMailKey, "MaxAddressCacheCount");
         const std::uint64_t needed = 4 + 260 * c.count;
         std::string buffer(needed + 100, '\xEE');
         for (const std::uint64_t given : {std::uint64_t{0}, std::uint64_t{3}, needed - 1, needed + 50}) {
@@ -307,13 +252,13 @@ TEST_F(AddressCache, WhereTheFileIs) {
         {"..\\up.dat", "up.dat"}, // not out of the install directory
     };
     for (const auto& c : files) {
-        tree::setText(kKey, "AddressCacheFile", c.name);
+        tree::setText(kMailKey, "AddressCacheFile", c.name);
         EXPECT_EQ(writeCache({records[0]}), c.status);
         EXPECT_TRUE(c.file == nullptr || std::filesystem::exists(home / "install" / c.file)) << c.name;
         std::int32_t number = 0;
         EXPECT_EQ(count(number), c.status);
     }
-    tree::setText(kKey, "AddressCacheFile", "cache.dat");
+    tree::setText(kMailKey, "AddressCacheFile", "cache.dat");
     const std::string maximum =
         "WriteConfigAddressCache: Failed to read registry item \"MaxAddressCacheCount\" (lRet=-2)";
     const struct {
@@ -321,10 +266,10 @@ TEST_F(AddressCache, WhereTheFileIs) {
         std::int32_t status;
         std::string line;
     } cases[] = {
-        {[] { tree::set(kKey, "MaxAddressCacheCount", REG_BINARY, "12345678"); }, WDLT_E_BUFFER_SIZE, maximum},
+        {[] { tree::set(kMailKey, "MaxAddressCacheCount", REG_BINARY, "12345678"); }, WDLT_E_BUFFER_SIZE, maximum},
         {[] { setMaximum(100), tree::setText("", "InstallPath", ""); }, WDLT_E_GENERAL,
          "GetAddressCacheFilePath: failed to get install path"},
-        {[] { tree::deleteValue(kKey, "AddressCacheFile"); }, WDLT_E_NOT_FOUND,
+        {[] { tree::deleteValue(kMailKey, "AddressCacheFile"); }, WDLT_E_NOT_FOUND,
          "GetAddressCacheFilePath: failed to read registry item \"AddressCacheFile\" (lRet=-16)"},
     };
     for (const auto& c : cases) {
