@@ -150,6 +150,17 @@ TEST_F(Handlers, OtherSizesAndTypesAreRefusedWithALine) {
     }
 }
 
+// What another thread puts into the caller's record meanwhile stays there.
+TEST_F(Handlers, AWriteHandsBackNothingThatItDidNotChange) {
+    WdchSystemProtocolHandler head = readHandler().head;
+    const AfterEachRead others([&](const std::string& name) {
+        if (name == "Type")
+            head.filename[0] = 'x';
+    });
+    EXPECT_EQ(write(head), WDLT_OK);
+    EXPECT_STREQ(head.filename, "x");
+}
+
 // The second value takes the key away from the address: the third has no place any more.
 TEST_F(Handlers, AWriteThatChangesTheTypeEndsThere) {
     ChangeListener service;
