@@ -255,15 +255,15 @@ BOOL CopyFileA(LPCSTR existing, LPCSTR target, BOOL failIfExists) {
 
 BOOL ReplaceFileA(LPCSTR replaced, LPCSTR replacement, LPCSTR backup, DWORD /*flags*/, LPVOID exclude,
                   LPVOID reserved) {
-    return wd::withinMemory(BOOL{FALSE}, [&]() -> BOOL {
+    const BOOL done = wd::withinMemory(BOOL{FALSE}, [&]() -> BOOL {
         if (replaced == nullptr || replacement == nullptr || backup != nullptr || exclude != nullptr ||
             reserved != nullptr)
             return succeeded(ERROR_INVALID_PARAMETER);
-        const fs::path from = wd::mapPath(replacement);
-        const DWORD error = wd::replaceFileBy(wd::mapPath(replaced), from);
-        wd::letGoOfTemporary(from); // it stays after a failure too, as one left behind
-        return succeeded(error);
+        return succeeded(wd::replaceFileBy(wd::mapPath(replaced), wd::mapPath(replacement)));
     });
+    if (replacement != nullptr)
+        wd::letGoOfTemporary(replacement); // it stays after a failure too, as one left behind
+    return done;
 }
 
 BOOL WdReplaceContent(LPCSTR name, const void* content, DWORD bytes) {
@@ -285,14 +285,15 @@ BOOL WdMakeFolder(LPCSTR name) {
 }
 
 BOOL DeleteFileA(LPCSTR name) {
-    return wd::withinMemory(BOOL{FALSE}, [&]() -> BOOL {
+    const BOOL done = wd::withinMemory(BOOL{FALSE}, [&]() -> BOOL {
         if (name == nullptr)
             return succeeded(ERROR_INVALID_PARAMETER);
         const fs::path path = wd::mapPath(name);
-        const DWORD error = sys::unlink(path.c_str()) == 0 ? DWORD{ERROR_SUCCESS} : wd::errorOfPath(path);
-        wd::letGoOfTemporary(path); // after a failure too, for the next writer to remove
-        return succeeded(error);
+        return succeeded(sys::unlink(path.c_str()) == 0 ? DWORD{ERROR_SUCCESS} : wd::errorOfPath(path));
     });
+    if (name != nullptr)
+        wd::letGoOfTemporary(name); // after a failure too, for the next writer to remove
+    return done;
 }
 
 // The name is made in the caller's form of the folder, so that it leads to the same file when it is given back.
