@@ -1,4 +1,4 @@
-// The operations that are walked. WDLT_WALK_STRIDE: every how many points (7); 1 for all.
+// The operations that are walked. WDLT_WALK_STRIDE: every how many points (11); 1 for all.
 #include "FaultWalk.h"
 
 #include "TestHome.h"
@@ -21,7 +21,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -30,135 +29,116 @@ namespace {
 namespace fs = std::filesystem;
 using walk::Operation;
 
-// An export with its arguments.
-#define CALL(name, ...)                                                                                                \
-    [](const LoadedLibrary& library) -> std::int32_t { return WDLT_CALL(library, name)(__VA_ARGS__); }
-#define SWITCH(family, value)                                                                                          \
-    Operation {                                                                                                        \
-        .name = #family "Enable", .call = CALL(Wdlt##family##Enable, value), .inSteps = true                           \
-    }
+constexpr std::size_t kStride = 11; // the whole table in a minute on two cores
 
-// A record is read, changed in one field and written.
-template <class Record>
-Operation rewrite(std::string name, std::function<std::int32_t(const LoadedLibrary&, Record&)> read,
-                  std::function<std::int32_t(const LoadedLibrary&, Record&)> write, void (*change)(Record&)) {
-    const auto record = std::make_shared<Record>();
-    return {.name = std::move(name),
-            .call = [=](const LoadedLibrary& library) { return write(library, *record); },
-            .read =
-                [=](const LoadedLibrary& library) {
-                    const std::int32_t status = read(library, *record);
-                    change(*record);
-                    return status;
-                }};
+// An export with its arguments.
+#define EXPORT(function, ...)                                                                                              \
+    Operation {                                                                                                        \
+        .name = #function,                                                                                                 \
+        .call = [](const LoadedLibrary& library) -> std::int32_t { return WDLT_CALL(library, function)(__VA_ARGS__); }     \
+    }
+// One that makes several writes to the registry.
+Operation inSteps(Operation operation) {
+    operation.inSteps = true;
+    return operation;
 }
-#define RECORD(family, type, change)                                                                                   \
-    rewrite<type>(                                                                                                     \
-        #family "WriteConfig",                                                                                         \
-        [](auto& library, auto& r) { return WDLT_CALL(library, Wdlt##family##ReadConfig)(&r); },                       \
-        [](auto& library, auto& r) { return WDLT_CALL(library, Wdlt##family##WriteConfig)(&r); },                      \
-        [](type& r) { change; })
+
+// One that gives 0 whatever happens.
+Operation tellingNothing(Operation operation) {
+    operation.tellsNothing = true;
+    return operation;
+}
+
+// The record of an address, of zeros but for a few fields.
 template <class Record>
 Operation address(const char* name, std::uint32_t protocol, std::uint32_t scan, std::uint64_t type,
-                  void (*change)(Record&)) {
-    return rewrite<Record>(
-        name,
-        [=](auto& library, Record& record) {
-            std::uint64_t size = sizeof record;
-            return WDLT_CALL(library, WdltReadConfig)(protocol, scan, type, &record, &size);
-        },
-        [=](auto& library, Record& record) {
-            return WDLT_CALL(library, WdltWriteConfig)(protocol, scan, type, &record, sizeof record);
-        },
-        change);
+                  const Record& record) {
+    return {.name = name, .call = [=](const LoadedLibrary& library) {
+                Record copy = record;
+                return WDLT_CALL(library, WdltWriteConfig)(protocol, scan, type, &copy, sizeof copy);
+            }};
+}
+// A record over another one.
+Operation over(const Operation& before, Operation operation) {
+    operation.layDown = before.call;
+    return operation;
 }
 
-// Bytes for an address of which nothing is read before.
-template <class Record>
-Operation::Call write(std::uint32_t protocol, std::uint32_t scan, std::uint64_t type, const Record& record) {
-    return [=](const LoadedLibrary& library) {
-        Record copy = record;
-        return WDLT_CALL(library, WdltWriteConfig)(protocol, scan, type, &copy, sizeof copy);
-    };
-}
-
-// Texts, of a list's first records.
-template <class Record>
-std::vector<Record> texts(std::uint32_t count, char letter) {
-    std::vector<Record> records(count);
-    for (Record& record : records)
-        std::memset(&record, letter++, 9);
-    return records;
-}
-
-template <class Record>
-Operation list(const char* name, std::int32_t (*write)(const LoadedLibrary&, const Record*, std::int32_t)) {
-    const auto writes = [=](std::uint32_t count, char letter) {
-        return [=](const LoadedLibrary& library) {
-            const std::vector<Record> records = texts<Record>(count, letter);
+// A list of three over one of two, each record of it filled by its number.
+template <class Record, class Write>
+Operation list(const char* name, void (*fill)(Record&, std::uint32_t), Write write) {
+    const auto writes = [=](std::uint32_t count, std::uint32_t number) {
+        return [=](const LoadedLibrary& library) mutable {
+            std::vector<Record> records(count);
+            for (std::uint32_t i = 0; i < count; ++i)
+                fill(records[i], number + i);
             return write(library, records.data(), static_cast<std::int32_t>(count));
         };
     };
     return {.name = name, .call = writes(3, 'n'), .layDown = writes(2, 'b')};
 }
-#define LIST(name, type, ...)                                                                                          \
-    list<type>(#name, [](const LoadedLibrary& library, const type* records, std::int32_t count) {                      \
-        return WDLT_CALL(library, name)(__VA_ARGS__ records, count);                                                   \
+#define LIST(function, Record, fill, ...)                                                                                  \
+    list<Record>(#function, fill, [](auto& library, auto* records, std::int32_t count) {                                   \
+        return WDLT_CALL(library, function)(__VA_ARGS__ records, count);                                                   \
     })
 
-std::int32_t writeItems(const LoadedLibrary& library, std::int32_t count, char letter) {
-    std::vector<PrivacyViewItem> items(static_cast<std::size_t>(count));
-    for (PrivacyViewItem& item : items) {
-        item.dwItemIndex = static_cast<std::uint32_t>(&item - items.data());
-        std::memset(item.szItemName, letter, 5);
-        std::memset(item.szPrivacyData, letter++, 7);
-    }
-    return WDLT_CALL(library, WdltPdpWriteItemList)(items.data(), count);
+template <class Record>
+void fillText(Record& record, std::uint32_t number) {
+    std::memset(&record, static_cast<int>(number), 9);
 }
-std::int32_t writeExclusions(const LoadedLibrary& library, std::int32_t count, char letter) {
-    std::vector<PrivacyExclusionItem> items(static_cast<std::size_t>(count));
-    for (PrivacyExclusionItem& item : items) {
-        item.dwScanTarget = WDLT_PRIVACY_EXCLUSION_TARGET;
-        std::memset(item.szText, letter++, 7);
-    }
-    return WDLT_CALL(library, WdltPdpWriteExItemList)(items.data(), count);
+void fillItem(PrivacyViewItem& item, std::uint32_t number) {
+    item.dwItemIndex = number % 32;
+    std::memset(item.szItemName, static_cast<int>(number), 5);
+    std::memset(item.szPrivacyData, static_cast<int>(number), 7);
+}
+void fillExclusion(PrivacyExclusionItem& item, std::uint32_t number) {
+    item.dwScanTarget = WDLT_PRIVACY_EXCLUSION_TARGET;
+    std::memset(item.szText, static_cast<int>(number), 7);
+}
+// The file that can't take its place stays.
+Operation privacy(Operation operation, std::int32_t stuck) {
+    operation.keepsWork = true;
+    operation.stuck = stuck;
+    return operation;
 }
 
-std::int32_t writeAddresses(const LoadedLibrary& library, std::uint32_t count, char letter) {
-    std::vector<char> buffer(sizeof count + count * sizeof(MailAddressRecord), letter);
+std::int32_t writeAddresses(const LoadedLibrary& library, const MailAddressRecord* records, std::int32_t count) {
+    std::vector<char> buffer(sizeof count + static_cast<std::size_t>(count) * sizeof *records);
     std::memcpy(buffer.data(), &count, sizeof count);
+    std::memcpy(buffer.data() + sizeof count, records, buffer.size() - sizeof count);
     return WDLT_CALL(library, WdltWriteConfig)(WDLT_PROTOCOL_COMMON, WDLT_SCAN_MAIL_MANAGER,
                                                WDLT_CONFIG_MAIL_ADDRESS_CACHE, buffer.data(), buffer.size());
 }
 
-WdltDrsWhiteListItem rule(std::uint32_t index) {
-    WdltDrsWhiteListItem rule{};
-    rule.Index = index;
-    rule.RuleName[0] = static_cast<char16_t>(u'a' + index);
-    return rule;
-}
-// All others go first: a rule that was stored by half has no index to delete it by, and keeps its name taken.
-std::int32_t replaceRule(const LoadedLibrary& library) {
-    const WdltDrsWhiteListItem made = rule(2);
-    const std::int32_t removed = WDLT_CALL(library, WdltDeleteDRSWhiteListItem)(0);
-    return removed != WDLT_OK ? removed : WDLT_CALL(library, WdltAddDRSWhiteListItem)(&made);
-}
-std::int32_t addRule(const LoadedLibrary& library) {
-    const WdltDrsWhiteListItem made = rule(1);
-    return WDLT_CALL(library, WdltAddDRSWhiteListItem)(&made);
-}
-
-WdchSystemRedirect redirect(std::uint16_t port) {
-    WdchSystemRedirect redirect{};
-    redirect.sessionType[0] = u'S';
-    redirect.port = port;
-    return redirect;
-}
-
+constexpr WdltVsConfig kVirus{.dwLimitSize = 5};
+constexpr WdltHfsConfig kFileScan{.dwActionSizeThreshold = 5};
+constexpr WdltUrlfConfig kUrlFilter{.dwMode = 1};
+constexpr WdltUrlfProxy kProxy{.dwEnableProxy = 1, .szProxyServer = "walked", .szProxyPassword = "walked"};
 constexpr WdpeUrlfExtraHeader kHeader{WDLT_EXTRA_HEADER_VERSION, 4, {'a', ':', 'b', 0}};
 constexpr WdpeUrlfRSInfo kServer{"walked", 5};
 constexpr WdpeUrlfUUC kUntested{1, 1, 1};
+constexpr WdpeHosfData kHosts{1, 1, "walked"};
+constexpr WdltDrsConfig kDrs{0, 5};
+constexpr WdltDrsWhiteListItem kOldRule{1, u"old", u"old", u"old"};
+constexpr WdltDrsWhiteListItem kRule{2, u"new", u"new", u"new"};
+constexpr WdltAspmConfig kSpam{.dwScanType = 5, .dwLevel = 2};
+constexpr WdpeHfeData kEvents{2, 5};
 constexpr WdltHttpsConfig kHttps{1, "a", "b", "c", "d", "e"};
+constexpr WdltPluginManagerConfig kPlugins{1, "walked"};
+constexpr WdltSalConfig kSal{1, 1, 1, 1, "walked"};
+
+// A rule that was stored by half keeps its name and index taken.
+Operation rule(Operation operation, std::int32_t again, std::int32_t stuck) {
+    operation.layDown = EXPORT(WdltAddDRSWhiteListItem, &kOldRule).call;
+    operation.again = again;
+    operation.stuck = stuck;
+    return operation;
+}
+
+Operation redirect(std::uint64_t type, std::uint16_t port) {
+    return address("Redirect", WDLT_PROTOCOL_SYSTEM_HTTP, WDLT_SCAN_NONE, type,
+                   WdchSystemRedirect{.sessionType = u"S", .port = port});
+}
 
 // The layer's own replacements, of a file in the home.
 fs::path homeFile(const char* name) {
@@ -205,102 +185,75 @@ std::int32_t layImport(const LoadedLibrary&) {
 }
 
 const std::vector<Operation> kOperations{
-    address<WdchSystemData>("System", WDLT_PROTOCOL_SYSTEM, WDLT_SCAN_NONE, 0, [](auto& r) { r.proxyPort = 8080; }),
-    address<WdchSystemProtocolHandler>("Handler", WDLT_PROTOCOL_SYSTEM_HTTP, WDLT_SCAN_NONE, 0,
-                                       [](auto& r) { std::strcpy(r.filename, "walked"); }),
-    address<WdchSystemScan>("Scan", WDLT_PROTOCOL_SYSTEM_POP3, WDLT_SCAN_VIRUS, 0, [](auto& r) { r.enable = 1; }),
-    address<WdchSystemScanCommon>("ScanCommon", WDLT_PROTOCOL_SYSTEM, WDLT_SCAN_VIRUS, 0,
-                                  [](auto& r) { std::strcpy(r.filename, "walked"); }),
-    address<WdphPop3>("Pop3", WDLT_PROTOCOL_POP3, WDLT_SCAN_NONE, 0, [](auto& r) { r.dwWaitTime = 5; }),
-    address<WdphSmtp>("Smtp", WDLT_PROTOCOL_SMTP, WDLT_SCAN_NONE, 0, [](auto& r) { r.dwWaitTime = 5; }),
-    address<WdphHttp>("Http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_NONE, 0, [](auto& r) { r.dwMaxLineSize = 5; }),
-    address<WdpeVsData>("Virus", WDLT_PROTOCOL_POP3, WDLT_SCAN_VIRUS, 0, [](auto& r) { r.dwZipLayer = 5; }),
-    address<WdpeVsCommon>("VirusCommon", WDLT_PROTOCOL_COMMON, WDLT_SCAN_VIRUS, 0, [](auto& r) { r.dwKeepNumber = 5; }),
-    address<WdsmMailConfig>("Mail", WDLT_PROTOCOL_COMMON, WDLT_SCAN_MAIL_MANAGER, 0,
-                            [](auto& r) { r.dwAddressCacheDirection = 1; }),
-    address<WdsmHttpConfig>("HttpManager", WDLT_PROTOCOL_COMMON, WDLT_SCAN_HTTP_MANAGER, 0,
-                            [](auto& r) { r.dwMaxUrlHistoryCount = 5; }),
-    address<WdsmWebMailData>("WebMail", WDLT_PROTOCOL_COMMON, WDLT_SCAN_HTTP_MANAGER, WDLT_CONFIG_HTTP_WEB_MAIL,
-                             [](auto& r) { r.dwMaxWebMailScanSize = 5; }),
-    address<WdpeAspmRulePath>("RulePath", WDLT_PROTOCOL_COMMON, WDLT_SCAN_ANTI_SPAM, WDLT_CONFIG_ASPM_RULE_PATH,
-                              [](auto& r) { std::strcpy(r.szRulePath, "walked"); }),
-    {.name = "Redirect",
-     .call = write(WDLT_PROTOCOL_SYSTEM_HTTP, WDLT_SCAN_NONE, WDLT_CONFIG_REDIRECT_ADD, redirect(80)),
-     .layDown = write(WDLT_PROTOCOL_SYSTEM_HTTP, WDLT_SCAN_NONE, WDLT_CONFIG_REDIRECT_ADD, redirect(90))},
-    {.name = "RedirectGoes",
-     .call = write(WDLT_PROTOCOL_SYSTEM_HTTP, WDLT_SCAN_NONE, WDLT_CONFIG_REDIRECT_DELETE, redirect(80)),
-     .layDown = write(WDLT_PROTOCOL_SYSTEM_HTTP, WDLT_SCAN_NONE, WDLT_CONFIG_REDIRECT_ADD, redirect(90)),
-     .again = WDLT_E_NOT_FOUND},
-    {.name = "PrivacyTable",
-     .call = write(WDLT_PROTOCOL_HTTP, WDLT_SCAN_PRIVACY, WDLT_CONFIG_PRIVACY_TABLE_WRITE, std::uint32_t{1})},
-    {.name = "Addresses",
-     .call = [](const LoadedLibrary& library) { return writeAddresses(library, 3, 'n'); },
-     .layDown = [](const LoadedLibrary& library) { return writeAddresses(library, 2, 'o'); }},
+    address("System", WDLT_PROTOCOL_SYSTEM, WDLT_SCAN_NONE, 0, WdchSystemData{.proxyPort = 8080}),
+    address("Handler", WDLT_PROTOCOL_SYSTEM_HTTP, WDLT_SCAN_NONE, 0,
+            WdchSystemProtocolHandler{.filename = "walked", .type = WDLT_PROTOCOL_HTTP, .enable = 1, .scan = "HTTP"}),
+    address("Scan", WDLT_PROTOCOL_SYSTEM_POP3, WDLT_SCAN_VIRUS, 0, WdchSystemScan{1, "walked"}),
+    address("ScanCommon", WDLT_PROTOCOL_SYSTEM, WDLT_SCAN_VIRUS, 0, WdchSystemScanCommon{"walked"}),
+    address("Pop3", WDLT_PROTOCOL_POP3, WDLT_SCAN_NONE, 0, WdphPop3{5, 5, 5}),
+    address("Smtp", WDLT_PROTOCOL_SMTP, WDLT_SCAN_NONE, 0, WdphSmtp{5, 5, 5, 5}),
+    address("Http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_NONE, 0, WdphHttp{.dwMaxLineSize = 5}),
+    address("Virus", WDLT_PROTOCOL_POP3, WDLT_SCAN_VIRUS, 0, WdpeVsData{.dwZipLayer = 5}),
+    address("VirusCommon", WDLT_PROTOCOL_COMMON, WDLT_SCAN_VIRUS, 0, WdpeVsCommon{.dwKeepNumber = 5}),
+    address("Mail", WDLT_PROTOCOL_COMMON, WDLT_SCAN_MAIL_MANAGER, 0, WdsmMailConfig{.dwAddressCacheDirection = 1}),
+    address("HttpManager", WDLT_PROTOCOL_COMMON, WDLT_SCAN_HTTP_MANAGER, 0, WdsmHttpConfig{.dwMaxUrlHistoryCount = 5}),
+    address("WebMail", WDLT_PROTOCOL_COMMON, WDLT_SCAN_HTTP_MANAGER, WDLT_CONFIG_HTTP_WEB_MAIL,
+            WdsmWebMailData{0, 5, 5}),
+    address("RulePath", WDLT_PROTOCOL_COMMON, WDLT_SCAN_ANTI_SPAM, WDLT_CONFIG_ASPM_RULE_PATH,
+            WdpeAspmRulePath{"walked", {}}),
+    address("PrivacyTable", WDLT_PROTOCOL_HTTP, WDLT_SCAN_PRIVACY, WDLT_CONFIG_PRIVACY_TABLE_WRITE, std::uint32_t{1}),
+    over(redirect(WDLT_CONFIG_REDIRECT_ADD, 90), redirect(WDLT_CONFIG_REDIRECT_ADD, 80)),
+    list<MailAddressRecord>("Addresses", fillText, writeAddresses),
+    inSteps(EXPORT(WdltPvsWriteConfig, &kVirus)), // and the protocol's limit
+    inSteps(EXPORT(WdltSvsWriteConfig, &kVirus)), // and the protocol's limit
+    inSteps(EXPORT(WdltWmvsWriteConfig, &kVirus)), // and the protocol's limit
+    EXPORT(WdltHfsWriteConfig, &kFileScan),
+    inSteps(EXPORT(WdltHfsVirusWriteConfig, &kVirus)), // and the protocol's limit
+    EXPORT(WdltUrlfWriteConfig, &kUrlFilter),
+    EXPORT(WdltUrlfWriteProxy, &kProxy),
+    EXPORT(WdltUrlfSetExtraHeader, &kHeader),
+    EXPORT(WdltUrlfWriteRSInfo, &kServer),
+    EXPORT(WdltUrlfWriteUUC, &kUntested),
+    EXPORT(WdltUrlfEnableBackupLKQRetry, 0),
+    tellingNothing(EXPORT(WdltUrlfSetSocketFamily, 2)),
+    tellingNothing(EXPORT(WdltUrlfSetQXNGuid, "walked")),
+    EXPORT(WdltHosfWriteConfig, &kHosts),
+    EXPORT(WdltDRSWriteConfig, &kDrs),
+    EXPORT(WdltEnableDRSWhiteList, 1, 1),
+    rule(EXPORT(WdltAddDRSWhiteListItem, &kRule), WDLT_E_INVALID_ARGUMENT, WDLT_E_INVALID_ARGUMENT),
+    rule(EXPORT(WdltDeleteDRSWhiteListItem, 1), 0, 0),
+    inSteps(EXPORT(WdltAspmWriteConfig, &kSpam)),
+    EXPORT(WdltHfeWriteConfig, &kEvents),
+    EXPORT(WdltHfeEnablePluginEvent, 1),
+    inSteps(EXPORT(WdltHttpsWriteConfig, &kHttps)),
+    inSteps(EXPORT(WdltPluginManagerWriteConfig, &kPlugins)),
+    inSteps(EXPORT(WdltSalWriteConfig, &kSal)),
+    inSteps(EXPORT(WdltPvsEnable, 1)),
+    inSteps(EXPORT(WdltSvsEnable, 1)),
+    inSteps(EXPORT(WdltWmvsEnable, 1)),
+    inSteps(EXPORT(WdltHfsEnable, 1)),
+    inSteps(EXPORT(WdltUrlfEnable, 1)),
+    inSteps(EXPORT(WdltHosfEnable, 1)),
+    inSteps(EXPORT(WdltDRSEnable, 1)),
+    inSteps(EXPORT(WdltPdpProtocolEnable, 1, WDLT_PRIVACY_SMTP | WDLT_PRIVACY_HTTP)),
+    inSteps(EXPORT(WdltAspmEnable, 1)),
+    inSteps(EXPORT(WdltHfeEnable, 1)),
+    inSteps(EXPORT(WdltHttpsScanEnable, 1)),
+    inSteps(EXPORT(WdltPluginScanSetEnableFlag, 2)),
+    inSteps(EXPORT(WdltSalEnable, 1)),
+    EXPORT(WdltIEPlugInEnable, 0),
+    EXPORT(WdltFirefoxExtensionEnable, 0),
+    EXPORT(WdltChromeExtensionEnable, 0),
 
-    SWITCH(Pvs, 1),
-    RECORD(Pvs, WdltVsConfig, r.dwLimitSize = 5),
-    SWITCH(Svs, 1),
-    RECORD(Svs, WdltVsConfig, r.dwLimitSize = 5),
-    SWITCH(Wmvs, 1),
-    RECORD(Wmvs, WdltVsConfig, r.dwLimitSize = 5),
-    SWITCH(Hfs, 1),
-    RECORD(Hfs, WdltHfsConfig, r.dwActionSizeThreshold = 5),
-    RECORD(HfsVirus, WdltVsConfig, r.dwZipLayer = 5),
-    LIST(WdltSpyWriteRecordList, WdpeSpyRecord, 0, ),
-    SWITCH(Urlf, 1),
-    RECORD(Urlf, WdltUrlfConfig, r.dwNotifyAll = 5),
-    LIST(WdltUrlfWriteRecordList, WdpeUrlfUrlRecord, WDLT_LIST_WHITE, ),
-    {.name = "FirstUrls",
-     .call =
-         [](const LoadedLibrary& library) {
-             return WDLT_CALL(library, WdltUrlfWriteRecordList)(WDLT_LIST_BLACK,
-                                                                texts<WdpeUrlfUrlRecord>(1, 'n').data(), 1);
-         }},
-    rewrite<WdltUrlfProxy>(
-        "UrlfWriteProxy", [](auto& library, auto& r) { return WDLT_CALL(library, WdltUrlfReadProxy)(&r); },
-        [](auto& library, auto& r) { return WDLT_CALL(library, WdltUrlfWriteProxy)(&r); },
-        [](WdltUrlfProxy& r) { std::strcpy(r.szProxyPassword, "walked"); }),
-    {.name = "UrlfSetExtraHeader", .call = CALL(WdltUrlfSetExtraHeader, &kHeader)},
-    {.name = "UrlfWriteRSInfo", .call = CALL(WdltUrlfWriteRSInfo, &kServer)},
-    {.name = "UrlfWriteUUC", .call = CALL(WdltUrlfWriteUUC, &kUntested)},
-    {.name = "UrlfBackupRetry", .call = CALL(WdltUrlfEnableBackupLKQRetry, 0)},
-    {.name = "UrlfSocketFamily", .call = CALL(WdltUrlfSetSocketFamily, 2), .tellsNothing = true},
-    {.name = "UrlfGuid", .call = CALL(WdltUrlfSetQXNGuid, "walked"), .tellsNothing = true},
-    SWITCH(Hosf, 1),
-    RECORD(Hosf, WdpeHosfData, r.dwNonBlock = 5),
-    LIST(WdltHosfWriteRecordList, WdpeHosfHostRecord, ),
-    SWITCH(DRS, 1),
-    RECORD(DRS, WdltDrsConfig, r.ScoreThreshold = 5),
-    {.name = "DrsWhiteList", .call = CALL(WdltEnableDRSWhiteList, 1, 1)},
-    {.name = "Rule", .call = replaceRule, .layDown = addRule, .inSteps = true},
-    {.name = "RuleGoes", .call = CALL(WdltDeleteDRSWhiteListItem, 1), .layDown = addRule},
-    {.name = "PdpProtocol", .call = CALL(WdltPdpProtocolEnable, 1, WDLT_PRIVACY_HTTP), .inSteps = true},
-    {.name = "Items",
-     .call = [](const LoadedLibrary& library) { return writeItems(library, 3, 'n'); },
-     .layDown = [](const LoadedLibrary& library) { return writeItems(library, 2, 'b'); },
-     .keepsWork = true},
-    {.name = "Exclusions",
-     .call = [](const LoadedLibrary& library) { return writeExclusions(library, 3, 'n'); },
-     .layDown = [](const LoadedLibrary& library) { return writeExclusions(library, 2, 'b'); },
-     .keepsWork = true},
-    SWITCH(Aspm, 1),
-    RECORD(Aspm, WdltAspmConfig, r.dwScanType = 5),
-    LIST(WdltAspmWriteRecordList, WdpeAspmEntry, WDLT_LIST_BLACK, ),
-    SWITCH(Hfe, 1),
-    RECORD(Hfe, WdpeHfeData, r.dwHfeTargetMethod = 5),
-    {.name = "HfePluginEvent", .call = CALL(WdltHfeEnablePluginEvent, 1)},
-    {.name = "HttpsWriteConfig", .call = CALL(WdltHttpsWriteConfig, &kHttps), .inSteps = true},
-    {.name = "HttpsScan", .call = CALL(WdltHttpsScanEnable, 1), .inSteps = true},
-    {.name = "PluginScanFlags", .call = CALL(WdltPluginScanSetEnableFlag, 2), .inSteps = true},
-    RECORD(PluginManager, WdltPluginManagerConfig, r.dwEnable = 1),
-    SWITCH(IEPlugIn, 0),
-    SWITCH(FirefoxExtension, 0),
-    SWITCH(ChromeExtension, 0),
-    SWITCH(Sal, 1),
-    RECORD(Sal, WdltSalConfig, r.dwQueryIP = 1),
+    LIST(WdltSpyWriteRecordList, WdpeSpyRecord, fillText, 0, ),
+    LIST(WdltUrlfWriteRecordList, WdpeUrlfUrlRecord, fillText, WDLT_LIST_WHITE, ),
+    LIST(WdltHosfWriteRecordList, WdpeHosfHostRecord, fillText, ),
+    LIST(WdltAspmWriteRecordList, WdpeAspmEntry, fillText, WDLT_LIST_BLACK, ),
+    privacy(LIST(WdltPdpWriteItemList, PrivacyViewItem, fillItem, ), WDLT_E_NOT_FOUND),
+    privacy(LIST(WdltPdpWriteExItemList, PrivacyExclusionItem, fillExclusion, ), 0),
 
-    {.name = "FreshThread", .call = CALL(WdltIEPlugInEnable, 0), .onFreshThread = true},
-    {.name = "Load", .call = CALL(WdltIEPlugInEnable, 0), .loadsInside = true},
+    {.name = "FreshThread", .call = EXPORT(WdltIEPlugInEnable, 0).call, .onFreshThread = true},
+    {.name = "Load", .call = EXPORT(WdltIEPlugInEnable, 0).call, .loadsInside = true},
 
     {.name = "LayersCopy",
      .call = [](auto&) { return CopyFileA(homeFile("from").c_str(), homeFile("target").c_str(), FALSE) ? 0 : 2; },
@@ -325,10 +278,10 @@ const std::vector<Operation> kOperations{
 
     {.name = "ToolInit", .program = {"wdltctl", "init", "--force", "--install", "$HOME/install"}, .onEmptyHome = true},
     {.name = "ToolInitAgain",
-     .program = {"wdltctl", "init", "--force", "--install", "$HOME/install"},
-     .layDown = [](const LoadedLibrary& library) { return writeItems(library, 2, 'b'); }},
+     .layDown = EXPORT(WdltPvsEnable, 1).call,
+     .program = {"wdltctl", "init", "--force", "--install", "$HOME/install"}},
     {.name = "ToolSet", .program = {"wdltctl", "set", "system", "proxyPort=8080"}},
-    {.name = "ToolImport", .program = {"wdltreg", "import", "$HOME/install/import.reg"}, .layDown = layImport},
+    {.name = "ToolImport", .layDown = layImport, .program = {"wdltreg", "import", "$HOME/install/import.reg"}},
 };
 
 class FaultWalk : public testing::TestWithParam<Operation> {};
@@ -337,7 +290,7 @@ TEST_P(FaultWalk, OldOrNewWhole) {
     if (!TracedChild::isPossible())
         GTEST_SKIP() << "no process can be traced here";
     const char* const stride = std::getenv("WDLT_WALK_STRIDE");
-    walk::walk(GetParam(), stride == nullptr ? 7 : static_cast<std::size_t>(std::max(1, std::atoi(stride))));
+    walk::walk(GetParam(), stride == nullptr ? kStride : static_cast<std::size_t>(std::max(1, std::atoi(stride))));
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, FaultWalk, testing::ValuesIn(kOperations),

@@ -1,23 +1,18 @@
-// All that a home holds for its callers: the registry's values and the files, whole. Looked at in a process of its own,
-// through the layer.
+// All that a home holds for its callers: the registry's keys and values and the files, by name. Looked at through the
+// layer, in a process of its own.
 #pragma once
 
 #include <filesystem>
 #include <map>
 #include <string>
 
-struct HomeState {
-    using Contents = std::map<std::string, std::string>;
+using HomeState = std::map<std::string, std::string>;
 
-    Contents values; // by key and name; a key is there too
-    Contents files;  // by the path below the home; of the registry's own files and folders the names alone
+// Of the registry's own files the names alone.
+HomeState lookAtHome(const std::filesystem::path& home);
 
-    static HomeState now(const std::filesystem::path& home);
-    // From one process to another.
-    void write(const std::filesystem::path& file) const;
-    static HomeState read(const std::filesystem::path& file);
-    bool operator==(const HomeState&) const = default;
-};
+void writeState(const HomeState& state, const std::filesystem::path& file);
+HomeState readState(const std::filesystem::path& file);
 
 // What a home may hold while an operation leads from the one to the other.
 struct Between {

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <fstream>
 #include <iterator>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/uio.h>
 
@@ -11,9 +12,33 @@ namespace {
 
 namespace fs = std::filesystem;
 
-ino_t nodeOf(const fs::path& path) {
+struct stat statusOf(const fs::path& path) {
     struct stat status {};
-    return stat(path.c_str(), &status) == 0 ? status.st_ino : 0;
+    stat(path.c_str(), &status);
+    return status;
+}
+
+// Where a process's open file stands, and its flags.
+std::pair<std::size_t, int> stateOf(const fs::path& descriptor) {
+    std::ifstream info(descriptor.parent_path().parent_path() / "fdinfo" / descriptor.filename());
+    std::string word;
+    std::size_t position = 0;
+    int flags = 0;
+    info >> word >> position >> word >> std::oct >> flags;
+    return {position, flags};
+}
+
+std::string written(const TracedChild& child, const SystemCall& call, std::size_t count) {
+    if (call.number != SYS_writev)
+        return child.bytes(call.arguments[1], count);
+    std::string bytes;
+    for (std::uint64_t i = 0; i < call.arguments[2]; ++i) {
+        iovec piece{};
+        child.bytes(call.arguments[1] + i * sizeof piece, sizeof piece)
+            .copy(reinterpret_cast<char*>(&piece), sizeof piece);
+        bytes += child.bytes(reinterpret_cast<std::uint64_t>(piece.iov_base), piece.iov_len);
+    }
+    return bytes.substr(0, count);
 }
 
 } // namespace
@@ -21,13 +46,12 @@ ino_t nodeOf(const fs::path& path) {
 DiskRecord::DiskRecord(fs::path home) : m_home(std::move(home)) {
     for (const auto& entry : fs::recursive_directory_iterator(m_home)) {
         if (!entry.is_regular_file()) {
-            m_folders.insert(below(entry.path()));
+            m_folders.push_back(below(entry.path()));
             continue;
         }
-        const ino_t node = m_names[below(entry.path())] = nodeOf(entry.path());
+        const ino_t node = m_names[below(entry.path())] = statusOf(entry.path()).st_ino;
         std::ifstream file(entry.path(), std::ios::binary);
         m_nodes[node].assign(std::istreambuf_iterator<char>(file), {});
-        m_known.insert(node);
     }
 }
 
@@ -35,97 +59,61 @@ std::string DiskRecord::below(const fs::path& path) const {
     return path.lexically_normal().lexically_relative(m_home);
 }
 
-DiskRecord::Open DiskRecord::open(const TracedChild& child, std::uint64_t file) const {
-    Open open{};
-    const fs::path link = child.descriptor(file);
-    stat(link.c_str(), &open.status);
-    open.name = below(fs::read_symlink(link));
-    std::ifstream info(link.parent_path().parent_path() / "fdinfo" / link.filename());
-    std::string word;
-    info >> word >> open.position >> word >> std::oct >> open.flags;
-    return open;
+std::string DiskRecord::pathOf(const TracedChild& child, std::uint64_t folder, std::uint64_t text) const {
+    const bool isCurrent = static_cast<int>(folder) == AT_FDCWD;
+    return below((isCurrent ? fs::path() : fs::read_symlink(child.descriptor(folder))) / child.text(text));
 }
 
-std::string DiskRecord::path(const TracedChild& child, std::uint64_t folder, std::uint64_t text) const {
-    const bool isInCurrent = static_cast<int>(folder) == AT_FDCWD;
-    return below((isInCurrent ? fs::path() : fs::read_symlink(child.descriptor(folder))) / child.text(text));
+void DiskRecord::rename(const std::string& from, const std::string& to) {
+    if (fs::is_regular_file(m_home / to))
+        m_events.push_back({Event::Named, statusOf(m_home / to).st_ino, to, from});
 }
 
-void DiskRecord::written(const TracedChild& child, const SystemCall& call, off_t at, std::int64_t count) {
-    const Open file = open(child, call.arguments[0]);
-    if (!S_ISREG(file.status.st_mode))
-        return;
-    std::string bytes;
-    if (call.number == SYS_writev) {
-        std::vector<iovec> pieces(call.arguments[2]);
-        child.bytes(call.arguments[1], pieces.size() * sizeof(iovec))
-            .copy(reinterpret_cast<char*>(pieces.data()), ~std::size_t{0});
-        for (const iovec& piece : pieces)
-            bytes += child.bytes(reinterpret_cast<std::uint64_t>(piece.iov_base), piece.iov_len);
-    } else
-        bytes = child.bytes(call.arguments[1], static_cast<std::size_t>(count));
-    bytes.resize(static_cast<std::size_t>(count));
-    m_events.push_back({Event::Bytes,
-                        file.status.st_ino,
-                        {},
-                        bytes,
-                        at < 0 ? file.position - count : at,
-                        (file.flags & O_DSYNC) != 0});
-}
-
-void DiskRecord::opened(const TracedChild& child, const SystemCall& call, std::int64_t file) {
-    const bool isAt = call.number == SYS_openat;
-    const auto flags = static_cast<int>(call.arguments[isAt ? 2 : 1]);
-    const Open made = open(child, static_cast<std::uint64_t>(file));
-    if (!S_ISREG(made.status.st_mode))
-        return;
-    if (m_known.insert(made.status.st_ino).second && (flags & O_CREAT) != 0)
-        m_events.push_back({Event::Named, made.status.st_ino, made.name, {}});
-    else if ((flags & O_TRUNC) != 0)
-        m_events.push_back({Event::Size, made.status.st_ino, {}, {}});
-}
-
-void DiskRecord::named(const std::string& name, const std::string& before) {
-    if (fs::is_directory(m_home / name)) {
-        m_events.push_back({Event::Folder, 0, name, before});
-    } else
-        m_events.push_back({Event::Named, nodeOf(m_home / name), name, before});
-}
-
-// What a call that isn't here does, no file of a home has done to it.
+// Folders are taken for durable as soon as they are made. What a call that isn't here does, no file of a home has done
+// to it.
 void DiskRecord::behind(const TracedChild& child, const SystemCall& call, std::int64_t result) {
     const auto& a = call.arguments;
     const auto here = static_cast<std::uint64_t>(AT_FDCWD);
-    const auto node = [&](std::uint64_t file) { return open(child, file).status.st_ino; };
+    const bool isOpen = call.number == SYS_open || call.number == SYS_openat;
+    const fs::path file = child.descriptor(isOpen ? static_cast<std::uint64_t>(result) : a[0]);
+    const struct stat status = statusOf(file);
+    const auto size = static_cast<std::size_t>(status.st_size);
     switch (call.number) {
     case SYS_open:
-    case SYS_openat:
-        return opened(child, call, result);
+    case SYS_openat: {
+        const auto flags = a[call.number == SYS_open ? 1 : 2];
+        if (S_ISREG(status.st_mode) && size == 0 && (flags & (O_CREAT | O_TRUNC)) != 0) {
+            m_events.push_back({Event::Size, status.st_ino});
+            m_events.push_back({Event::Named, status.st_ino, below(fs::read_symlink(file))});
+        }
+        return;
+    }
     case SYS_write:
     case SYS_writev:
-        return written(child, call, -1, result);
-    case SYS_pwrite64:
-        return written(child, call, static_cast<off_t>(a[3]), result);
-    case SYS_ftruncate:
-        return m_events.push_back({Event::Size, node(a[0]), {}, {}, static_cast<off_t>(a[1])});
-    case SYS_fallocate:
-        return m_events.push_back({Event::Size, node(a[0]), {}, {}, open(child, a[0]).status.st_size});
-    case SYS_rename:
-        return named(path(child, here, a[1]), path(child, here, a[0]));
-    case SYS_linkat:
-        return named(path(child, a[2], a[3]), {});
-    case SYS_mkdir:
-        return named(path(child, here, a[0]), {});
-    case SYS_unlink:
-        return m_events.push_back({Event::Unnamed, 0, path(child, here, a[0]), {}});
-    case SYS_unlinkat:
-        return m_events.push_back({Event::Unnamed, 0, path(child, a[0], a[1]), {}});
-    case SYS_fsync:
-    case SYS_fdatasync: {
-        const Open file = open(child, a[0]);
-        const bool isFolder = S_ISDIR(file.status.st_mode);
-        return m_events.push_back({isFolder ? Event::FolderSynced : Event::Synced, file.status.st_ino, file.name, {}});
+    case SYS_pwrite64: {
+        if (!S_ISREG(status.st_mode))
+            return;
+        const auto [position, flags] = stateOf(file);
+        const auto count = static_cast<std::size_t>(result);
+        const std::size_t at = call.number == SYS_pwrite64 ? a[3] : position - count;
+        return m_events.push_back(
+            {Event::Bytes, status.st_ino, {}, written(child, call, count), at, (flags & O_DSYNC) != 0});
     }
+    case SYS_ftruncate:
+    case SYS_fallocate:
+        return m_events.push_back({Event::Size, status.st_ino, {}, {}, size});
+    case SYS_rename:
+        return rename(pathOf(child, here, a[0]), pathOf(child, here, a[1]));
+    case SYS_linkat:
+        return rename({}, pathOf(child, a[2], a[3]));
+    case SYS_unlink:
+        return m_events.push_back({Event::Unnamed, 0, pathOf(child, here, a[0])});
+    case SYS_unlinkat:
+        return m_events.push_back({Event::Unnamed, 0, pathOf(child, a[0], a[1])});
+    case SYS_fsync:
+    case SYS_fdatasync:
+        return m_events.push_back({S_ISDIR(status.st_mode) ? Event::FolderSynced : Event::Synced, status.st_ino,
+                                   below(fs::read_symlink(file))});
     default:
         return;
     }
@@ -133,18 +121,17 @@ void DiskRecord::behind(const TracedChild& child, const SystemCall& call, std::i
 
 std::vector<std::size_t> DiskRecord::unsynced(std::size_t count) const {
     std::vector<std::size_t> found;
-    for (std::size_t i = 0; i < count; ++i) {
-        const Event& event = m_events[i];
-        const bool isOfFile = event.what == Event::Bytes || event.what == Event::Size;
-        const std::string folder = fs::path(event.name).has_parent_path() ? fs::path(event.name).parent_path() : ".";
-        const auto brings = [&](const Event& later) {
-            return isOfFile ? later.what == Event::Synced && later.node == event.node
-                            : later.what == Event::FolderSynced && later.name == folder;
-        };
-        if (event.what != Event::Synced && event.what != Event::FolderSynced && !event.isOnDisk &&
-            std::none_of(m_events.begin() + static_cast<std::ptrdiff_t>(i),
-                         m_events.begin() + static_cast<std::ptrdiff_t>(count), brings))
-            found.push_back(i);
+    const auto end = m_events.begin() + static_cast<std::ptrdiff_t>(count);
+    for (auto event = m_events.begin(); event != end; ++event) {
+        const bool isOfFile = event->what == Event::Bytes || event->what == Event::Size;
+        const fs::path folder = fs::path(event->name).parent_path();
+        const bool isBrought =
+            event->isOnDisk || std::any_of(event, end, [&](const Event& later) {
+                return isOfFile ? later.what == Event::Synced && later.node == event->node
+                                : later.what == Event::FolderSynced && later.name == (folder.empty() ? "." : folder);
+            });
+        if (!isBrought && event->what != Event::Synced && event->what != Event::FolderSynced)
+            found.push_back(static_cast<std::size_t>(event - m_events.begin()));
     }
     return found;
 }
@@ -152,36 +139,34 @@ std::vector<std::size_t> DiskRecord::unsynced(std::size_t count) const {
 void DiskRecord::lay(std::size_t count, const std::vector<std::size_t>& lost) const {
     auto nodes = m_nodes;
     auto names = m_names;
-    auto folders = m_folders;
     for (std::size_t i = 0; i < count; ++i) {
         const Event& event = m_events[i];
-        std::string& content = nodes[event.node];
-        const auto at = static_cast<std::size_t>(event.at);
         if (std::ranges::count(lost, i) != 0)
             continue;
+        std::string& content = nodes[event.node];
         if (event.what == Event::Bytes) {
-            content.resize(std::max(content.size(), at + event.bytes.size()));
-            content.replace(at, event.bytes.size(), event.bytes);
+            content.resize(std::max(content.size(), event.at + event.bytes.size()));
+            content.replace(event.at, event.bytes.size(), event.bytes);
         } else if (event.what == Event::Size)
-            content.resize(at);
-        else if (event.what == Event::Named)
-            names[event.name] = event.node;
-        else if (event.what == Event::Folder)
-            folders.insert(event.name);
-        if (event.what == Event::Unnamed)
-            names.erase(event.name);
-        if (event.what == Event::Named || event.what == Event::Folder) {
+            content.resize(event.at);
+        else if (event.what == Event::Named) {
             names.erase(event.bytes);
-            folders.erase(event.bytes);
-        }
+            names[event.name] = event.node;
+        } else if (event.what == Event::Unnamed)
+            names.erase(event.name);
     }
     for (const auto& entry : fs::directory_iterator(m_home))
         fs::remove_all(entry);
-    for (const std::string& folder : folders) // parents come first
-        if (fs::create_directory(m_home / folder))
-            fs::permissions(m_home / folder, fs::perms(folder == "objects" ? 03777 : 02770));
+    const auto makeFolder = [&](const fs::path& folder) {
+        if (fs::create_directories(folder))
+            fs::permissions(folder, fs::perms(02770));
+    };
+    for (const std::string& folder : m_folders)
+        if (!folder.starts_with("objects"))
+            makeFolder(m_home / folder);
     for (const auto& [name, node] : names)
-        if (!name.starts_with("objects/") && fs::exists((m_home / name).parent_path())) {
+        if (!name.starts_with("objects") && !name.starts_with("..")) {
+            makeFolder((m_home / name).parent_path());
             std::ofstream(m_home / name, std::ios::binary) << nodes[node];
             fs::permissions(m_home / name, fs::perms(name == "settings" ? 0664 : 0660));
         }
