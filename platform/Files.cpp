@@ -279,8 +279,11 @@ BOOL WdMakeFolder(LPCSTR name) {
         if (name == nullptr)
             return succeeded(ERROR_INVALID_PARAMETER);
         const wd::Home& home = wd::home();
-        const DWORD error = home.ensure(); // whose modes are the folder's, wherever that is
-        return succeeded(error != ERROR_SUCCESS ? error : wd::makeDirectories(wd::mapPath(name), home.fileModes()));
+        wd::Home::Modes modes; // the home's, wherever the folder is
+        DWORD error = home.ensure();
+        if (error == ERROR_SUCCESS)
+            error = home.registryModes(modes);
+        return succeeded(error != ERROR_SUCCESS ? error : wd::makeDirectories(wd::mapPath(name), modes));
     });
 }
 
