@@ -104,7 +104,7 @@ class Disturbance final : public TracedChild::Watcher {
             isSure(child, call, m_fault.fate) || m_left-- > 0)
             return {};
         wasMet = true;
-        isCleaning = kCleaning.contains(call.number);
+        number = call.number;
         Fate fate = m_fault.fate;
         if (fate.what == Fate::Fails && call.number == SYS_close)
             fate.what = Fate::FailsBehind; // it is closed all the same
@@ -116,7 +116,7 @@ class Disturbance final : public TracedChild::Watcher {
     }
 
     bool wasMet = false;
-    bool isCleaning = false;
+    long number = -1; // of the call that was met
 
   private:
     const Fault& m_fault;
@@ -173,7 +173,7 @@ class Walk {
     int first(const Around& around) const;
     std::string next(const Between& between) const;
     std::string point(const Around& around, Disturbance* disturbance) const;
-    bool goesOn(const char* fault, std::size_t point, const std::string& complaint);
+    bool goesOn(const std::string& fault, std::size_t point, const std::string& complaint);
 
     const Operation& m_operation;
     const std::size_t m_stride;
@@ -347,7 +347,7 @@ std::string Walk::point(const Around& around, Disturbance* disturbance) const {
     // clean up, and leaves that to the next one.
     const bool inSteps = m_operation.inSteps || !died;
     const bool mayLeave =
-        died || disturbance == nullptr || disturbance->isCleaning || (m_operation.keepsWork && !isDone);
+        died || disturbance == nullptr || kCleaning.contains(disturbance->number) || (m_operation.keepsWork && !isDone);
     if (const std::string complaint = next({m_before, m_behind, isDone, inSteps, mayLeave}); !complaint.empty())
         return "status " + std::to_string(status) + ", and " + complaint;
     if (stands && !one.run() && one.ending() != 0)
@@ -357,11 +357,11 @@ std::string Walk::point(const Around& around, Disturbance* disturbance) const {
     return {};
 }
 
-bool Walk::goesOn(const char* fault, std::size_t point, const std::string& complaint) {
+bool Walk::goesOn(const std::string& fault, std::size_t point, const std::string& complaint) {
     ++m_points;
     if (complaint.empty())
         return true;
-    ADD_FAILURE() << m_operation.name << ", " << fault << " " << point << ": " << complaint;
+    ADD_FAILURE() << m_operation.name << ", " << fault << ", point " << point << ": " << complaint;
     return ++m_failures < kMostFailures;
 }
 
@@ -369,7 +369,8 @@ void Walk::meet(const Fault& fault) {
     for (std::size_t n = m_begin++ % m_stride;; n += m_stride) {
         Disturbance disturbance(fault, n, m_home, !m_program.empty());
         const std::string complaint = point([](const auto& body) { return body(), false; }, &disturbance);
-        if (!goesOn(fault.name, n, complaint) || !disturbance.wasMet)
+        const std::string name = fault.name + (" of system call " + std::to_string(disturbance.number));
+        if (!goesOn(name, n, complaint) || !disturbance.wasMet)
             return;
     }
 }
