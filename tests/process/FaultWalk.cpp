@@ -1,6 +1,7 @@
 #include "FaultWalk.h"
 
 #include "Child.h"
+#include "Disturbance.h"
 #include "ExhaustedMemory.h"
 #include "HomeState.h"
 #include "PowerCut.h"
@@ -12,24 +13,17 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <exception>
 #include <fcntl.h>
-#include <linux/futex.h>
-#include <memory>
 #include <optional>
-#include <set>
-#include <sys/file.h>
-#include <sys/syscall.h>
 #include <thread>
 
 namespace walk {
 namespace {
 
 namespace fs = std::filesystem;
-using Fate = TracedChild::Fate;
 
 constexpr unsigned kLimitSeconds = 10; // for what takes milliseconds
 constexpr int kMostFailures = 3;       // of one operation, before its walk ends
@@ -41,89 +35,6 @@ constexpr bool kCallsCanFail = false;
 #else
 constexpr bool kCallsCanFail = true;
 #endif
-
-using Calls = std::set<long>;
-const Calls kOnFiles{SYS_open,      SYS_openat,     SYS_close,    SYS_read,       SYS_pread64, SYS_write,
-                     SYS_pwrite64,  SYS_writev,     SYS_lseek,    SYS_fsync,      SYS_msync,   SYS_fdatasync,
-                     SYS_ftruncate, SYS_fallocate,  SYS_stat,     SYS_newfstatat, SYS_lstat,   SYS_fstat,
-                     SYS_fchmod,    SYS_fchown,     SYS_chmod,    SYS_mkdir,      SYS_rmdir,   SYS_rename,
-                     SYS_linkat,    SYS_unlink,     SYS_unlinkat, SYS_readlink,   SYS_flock,   SYS_fcntl,
-                     SYS_mmap,      SYS_getdents64, SYS_getrandom};
-const Calls kTakingSpace{SYS_write, SYS_pwrite64, SYS_writev, SYS_ftruncate, SYS_fallocate,
-                         SYS_fsync, SYS_linkat,   SYS_rename, SYS_mkdir,     SYS_fdatasync};
-const Calls kOpening{SYS_open, SYS_openat};
-const Calls kWaiting{SYS_read,  SYS_pread64, SYS_write, SYS_pwrite64,       SYS_writev,
-                     SYS_fcntl, SYS_flock,   SYS_futex, SYS_clock_nanosleep};
-const Calls kTransfers{SYS_read, SYS_pread64, SYS_write, SYS_pwrite64, SYS_writev};
-const Calls kCleaning{SYS_unlink, SYS_unlinkat};
-// What no other process sees.
-const Calls kOwnAffairs{SYS_brk,          SYS_getpid,        SYS_gettid,  SYS_tgkill,   SYS_rt_sigprocmask,
-                        SYS_rt_sigaction, SYS_clock_gettime, SYS_geteuid, SYS_getuid,   SYS_mprotect,
-                        SYS_madvise,      SYS_sched_yield,   SYS_prctl,   SYS_prlimit64};
-
-struct Fault {
-    const char* name;
-    const Calls& calls;
-    bool meetsOthers; // than those
-    Fate fate;
-};
-const Fault kFaults[] = {
-    {"error", kOnFiles, false, {Fate::Fails, EIO}},
-    {"no space", kTakingSpace, false, {Fate::Fails, ENOSPC}},
-    {"too many files", kOpening, false, {Fate::Fails, EMFILE}},
-    {"interruption", kWaiting, false, {Fate::Fails, EINTR}},
-    {"short transfer", kTransfers, false, {Fate::ComesShort}},
-    {"death before", kOwnAffairs, true, {Fate::EndsBefore}},
-    {"death behind", kOwnAffairs, true, {Fate::EndsBehind}},
-};
-
-// What can't fail: an unlock, a wake-up, a transfer of one byte by half.
-bool isSure(const TracedChild& child, const SystemCall& call, const Fate& fate) {
-    const auto& a = call.arguments;
-    struct flock lock {};
-    if (call.number == SYS_fcntl)
-        child.bytes(a[2], sizeof lock).copy(reinterpret_cast<char*>(&lock), sizeof lock);
-    return (fate.what == Fate::ComesShort && a[2] < 2) ||
-           (fate.what == Fate::Fails && ((call.number == SYS_fcntl && a[1] >= F_GETLK && lock.l_type == F_UNLCK) ||
-                                         (call.number == SYS_flock && (a[1] & LOCK_UN) != 0) ||
-                                         (call.number == SYS_futex && (a[1] & FUTEX_CMD_MASK) != FUTEX_WAIT_BITSET &&
-                                          (a[1] & FUTEX_CMD_MASK) != FUTEX_WAIT)));
-}
-
-// Lets the fault happen behind the first `count` calls that it fits.
-class Disturbance final : public TracedChild::Watcher {
-  public:
-    // A program's own start isn't looked at: it has begun when it opens something in the home.
-    Disturbance(const Fault& fault, std::size_t count, const fs::path& home, bool isProgram)
-        : m_fault(fault), m_left(count), m_home(home), m_hasBegun(!isProgram) {}
-
-    Fate before(const TracedChild& child, const SystemCall& call) override {
-        if (!m_hasBegun && call.number == SYS_openat)
-            m_hasBegun = child.text(call.arguments[1]).starts_with(m_home.native());
-        if (!m_hasBegun || wasMet || m_fault.calls.contains(call.number) == m_fault.meetsOthers ||
-            isSure(child, call, m_fault.fate) || m_left-- > 0)
-            return {};
-        wasMet = true;
-        number = call.number;
-        Fate fate = m_fault.fate;
-        if (fate.what == Fate::Fails && call.number == SYS_close)
-            fate.what = Fate::FailsBehind; // it is closed all the same
-        if (fate.error == EIO && call.number == SYS_mmap)
-            fate.error = ENOMEM;
-        if (fate.error == EIO && (call.number == SYS_fcntl || call.number == SYS_flock))
-            fate.error = ENOLCK;
-        return fate;
-    }
-
-    bool wasMet = false;
-    long number = -1; // of the call that was met
-
-  private:
-    const Fault& m_fault;
-    std::size_t m_left;
-    const fs::path& m_home;
-    bool m_hasBegun;
-};
 
 std::string told(int ending) {
     return ending == Child::kSignal + SIGALRM ? "hangs" : "ended with " + std::to_string(ending);
@@ -342,12 +253,14 @@ std::string Walk::point(const Around& around, Disturbance* disturbance) const {
     const bool wasMet = disturbance == nullptr ? m_report->wasMet : disturbance->wasMet;
     if (!wasMet && status != WDLT_OK)
         return "undisturbed it gives " + std::to_string(status);
+    if (disturbance != nullptr && disturbance->isInterruption() && status != WDLT_OK)
+        return "told of an interruption: status " + std::to_string(status);
     const bool isDone = status == WDLT_OK && !m_operation.tellsNothing;
     // A write that fails leaves what was written before it. Whoever dies, has no memory for it or is refused it can't
     // clean up, and leaves that to the next one.
     const bool inSteps = m_operation.inSteps || !died;
     const bool mayLeave =
-        died || disturbance == nullptr || kCleaning.contains(disturbance->number) || (m_operation.keepsWork && !isDone);
+        died || disturbance == nullptr || disturbance->metCleaning() || (m_operation.keepsWork && !isDone);
     if (const std::string complaint = next({m_before, m_behind, isDone, inSteps, mayLeave}); !complaint.empty())
         return "status " + std::to_string(status) + ", and " + complaint;
     if (stands && !one.run() && one.ending() != 0)
@@ -411,7 +324,7 @@ void Walk::cutPower() {
 void walk(const Operation& operation, std::size_t stride) {
     Walk walk(operation, stride);
     if (kCallsCanFail && !operation.onFreshThread) {
-        for (const Fault& fault : kFaults)
+        for (const Fault& fault : faults())
             walk.meet(fault);
         walk.cutPower();
     }

@@ -1,4 +1,4 @@
-// The operations that are walked. WDLT_WALK_STRIDE: every how many points (11); 1 for all.
+// The operations that are walked. WDLT_WALK_STRIDE: every how many points (19); 1 for all.
 #include "FaultWalk.h"
 
 #include "TestHome.h"
@@ -10,7 +10,6 @@
 #include <wdltcfg/status.h>
 #include <wdltcfg/wdltcfg.h>
 
-#include <platform/file_content.h>
 #include <platform/files.h>
 #include <platform/registry_batch.h>
 
@@ -29,13 +28,13 @@ namespace {
 namespace fs = std::filesystem;
 using walk::Operation;
 
-constexpr std::size_t kStride = 11; // the whole table in a minute on two cores
+constexpr std::size_t kStride = 19; // the whole table in a minute on two cores
 
 // An export with its arguments.
-#define EXPORT(function, ...)                                                                                              \
+#define EXPORT(function, ...)                                                                                          \
     Operation {                                                                                                        \
-        .name = #function,                                                                                                 \
-        .call = [](const LoadedLibrary& library) -> std::int32_t { return WDLT_CALL(library, function)(__VA_ARGS__); }     \
+        .name = #function,                                                                                             \
+        .call = [](const LoadedLibrary& library) -> std::int32_t { return WDLT_CALL(library, function)(__VA_ARGS__); } \
     }
 // One that makes several writes to the registry.
 Operation inSteps(Operation operation) {
@@ -77,9 +76,9 @@ Operation list(const char* name, void (*fill)(Record&, std::uint32_t), Write wri
     };
     return {.name = name, .call = writes(3, 'n'), .layDown = writes(2, 'b')};
 }
-#define LIST(function, Record, fill, ...)                                                                                  \
-    list<Record>(#function, fill, [](auto& library, auto* records, std::int32_t count) {                                   \
-        return WDLT_CALL(library, function)(__VA_ARGS__ records, count);                                                   \
+#define LIST(function, Record, fill, ...)                                                                              \
+    list<Record>(#function, fill, [](auto& library, auto* records, std::int32_t count) {                               \
+        return WDLT_CALL(library, function)(__VA_ARGS__ records, count);                                               \
     })
 
 template <class Record>
@@ -204,8 +203,8 @@ const std::vector<Operation> kOperations{
     address("PrivacyTable", WDLT_PROTOCOL_HTTP, WDLT_SCAN_PRIVACY, WDLT_CONFIG_PRIVACY_TABLE_WRITE, std::uint32_t{1}),
     over(redirect(WDLT_CONFIG_REDIRECT_ADD, 90), redirect(WDLT_CONFIG_REDIRECT_ADD, 80)),
     list<MailAddressRecord>("Addresses", fillText, writeAddresses),
-    inSteps(EXPORT(WdltPvsWriteConfig, &kVirus)), // and the protocol's limit
-    inSteps(EXPORT(WdltSvsWriteConfig, &kVirus)), // and the protocol's limit
+    inSteps(EXPORT(WdltPvsWriteConfig, &kVirus)),  // and the protocol's limit
+    inSteps(EXPORT(WdltSvsWriteConfig, &kVirus)),  // and the protocol's limit
     inSteps(EXPORT(WdltWmvsWriteConfig, &kVirus)), // and the protocol's limit
     EXPORT(WdltHfsWriteConfig, &kFileScan),
     inSteps(EXPORT(WdltHfsVirusWriteConfig, &kVirus)), // and the protocol's limit
@@ -268,12 +267,6 @@ const std::vector<Operation> kOperations{
      .layDown = layFiles,
      .again = 2},
     {.name = "LayersReplacementFromElsewhere", .call = replaceFromElsewhere, .layDown = layFolder},
-    {.name = "LayersContent",
-     .call =
-         [](auto&) {
-             return WdReplaceContent(homeFile("target").c_str(), kNew.data(), static_cast<DWORD>(kNew.size())) ? 0 : 2;
-         },
-     .layDown = layFiles},
     {.name = "LayersBatch", .call = writeBatch},
 
     {.name = "ToolInit", .program = {"wdltctl", "init", "--force", "--install", "$HOME/install"}, .onEmptyHome = true},
