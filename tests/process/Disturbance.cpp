@@ -41,22 +41,28 @@ const Fault kFaults[] = {
 
 // What can't fail: an unlock, a wake-up; an interruption of what doesn't wait; half a transfer of one byte.
 bool isSure(const TracedChild& child, const SystemCall& call, const Fate& fate) {
-    const auto& a = call.arguments;
     if (fate.what == Fate::ComesShort)
-        return a[2] < 2;
-    const bool interrupts = fate.error == EINTR;
+        return call.arguments[2] < 2;
     if (fate.what != Fate::Fails)
         return false;
-    if (call.number == SYS_futex)
-        return (a[1] & FUTEX_CMD_MASK) != FUTEX_WAIT && (a[1] & FUTEX_CMD_MASK) != FUTEX_WAIT_BITSET;
-    if (call.number == SYS_flock)
-        return (a[1] & LOCK_UN) != 0 || (interrupts && (a[1] & LOCK_NB) != 0);
-    if (call.number != SYS_fcntl)
+    const bool interrupts = fate.error == EINTR;
+    const auto command = static_cast<int>(call.arguments[1]);
+    switch (call.number) {
+    case SYS_futex:
+        return (command & FUTEX_CMD_MASK) != FUTEX_WAIT && (command & FUTEX_CMD_MASK) != FUTEX_WAIT_BITSET;
+    case SYS_flock:
+        return (command & LOCK_UN) != 0 || (interrupts && (command & LOCK_NB) != 0);
+    case SYS_fcntl: {
+        const bool isLock = command == F_SETLK || command == F_OFD_SETLK;
+        const bool waits = command == F_SETLKW || command == F_OFD_SETLKW;
+        struct flock lock {};
+        if (isLock || waits)
+            child.bytes(call.arguments[2], sizeof lock).copy(reinterpret_cast<char*>(&lock), sizeof lock);
+        return (interrupts && !waits) || ((isLock || waits) && lock.l_type == F_UNLCK);
+    }
+    default:
         return false;
-    struct flock lock {};
-    child.bytes(a[2], sizeof lock).copy(reinterpret_cast<char*>(&lock), sizeof lock);
-    return (interrupts && a[1] != F_SETLKW && a[1] != F_OFD_SETLKW) ||
-           (a[1] != F_DUPFD_CLOEXEC && a[1] != F_SETFD && lock.l_type == F_UNLCK);
+    }
 }
 
 } // namespace
