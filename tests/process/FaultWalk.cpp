@@ -300,19 +300,20 @@ void Walk::exhaustMemory() {
     }
 }
 
-// At each moment: nothing is lost of what wasn't synced, all of it, or one change alone.
+// At each moment: nothing is lost of what wasn't synced, all of it, or one change alone. Behind the last change all of
+// it at every stride: that is what a status of 0 promises.
 void Walk::cutPower() {
     std::size_t n = m_begin++;
     for (std::size_t count = 0; count <= m_record->count(); ++count) {
+        const bool isDone = count == m_record->count();
         const std::vector<std::size_t> unsynced = m_record->unsynced(count);
         std::vector<std::vector<std::size_t>> losses{{}, unsynced};
         for (const std::size_t event : unsynced)
             losses.push_back({event});
         for (const auto& lost : losses) {
-            if (++n % m_stride != 0)
+            if (++n % m_stride != 0 && !(isDone && lost == unsynced))
                 continue;
             m_record->lay(count, lost);
-            const bool isDone = count == m_record->count();
             if (!goesOn("power cut", n, next({m_before, m_behind, isDone, m_operation.inSteps, true})))
                 return;
         }
