@@ -46,7 +46,6 @@ std::optional<std::string> contentOf(const HomeState& state, const std::string& 
 
 HomeState lookAtHome(const fs::path& home) {
     HomeState state;
-    addKey(state, std::string(kRoot));
     for (const auto& entry : fs::recursive_directory_iterator(home)) {
         const std::string name = entry.path().lexically_relative(home);
         if (!entry.is_regular_file() || name.starts_with("objects/"))
@@ -59,6 +58,7 @@ HomeState lookAtHome(const fs::path& home) {
         if (content.starts_with(kDatedFile))
             content.replace(kDateAt, kDateBytes, kDateBytes, '?');
     }
+    addKey(state, std::string(kRoot)); // behind the files, some of which the layer makes anew
     return state;
 }
 
@@ -104,7 +104,8 @@ std::string Between::complaint(const HomeState& found) const {
         const std::string kind = fs::path(name).extension();
         const bool isBackup =
             kind == ".bak" && std::ranges::any_of(before, [&](const auto& entry) { return entry.second == *content; });
-        const bool isRest = isBackup ? mayLeave || !isDone : mayLeave && (kind == ".new" || kind == ".tmp");
+        const bool isHomes = name == "settings.new" || name == "registry/data.new"; // made anew by whoever opens it
+        const bool isRest = isBackup || isHomes ? mayLeave || !isDone : mayLeave && (kind == ".new" || kind == ".tmp");
         if (!isRest || !left.insert(kind).second)
             return name + " is left";
     }
