@@ -68,6 +68,7 @@ class Child {
             return -1;
         return WIFEXITED(status) ? WEXITSTATUS(status) : kSignal + WTERMSIG(status);
     }
+    void signal(int number) const { ::kill(m_process, number); }
     // As wait: one that had ended by itself before shows its own status.
     int kill() {
         if (m_process <= 0)
