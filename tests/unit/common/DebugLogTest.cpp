@@ -14,9 +14,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <deque>
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
@@ -57,21 +55,6 @@ TEST(DebugLog, ALineToTheLetter) {
     EXPECT_THAT(log.messages(), ElementsAre("!!! abc", ".w. abc", "??? x - y"));
 }
 
-TEST(DebugLog, TheMaskDecides) {
-    const struct {
-        DWORD mask;
-        std::vector<std::string> passed;
-    } cases[] = {{256, {"!!! 256"}}, {16, {"@@@ 16"}}, {0, {}}, {273, {".w. 1", "@@@ 16", "!!! 256"}}};
-    for (const auto& c : cases) {
-        const LogFile log(c.mask);
-        int looked = 0;
-        for (const DWORD level : {wdlt::kLogEntry, wdlt::kLogTrace, wdlt::kLogError})
-            WDLOG(level, "%d", (++looked, level));
-        EXPECT_EQ(looked, static_cast<int>(c.passed.size())); // arguments of unwanted lines aren't looked at
-        EXPECT_EQ(log.messages(), c.passed) << c.mask;
-    }
-}
-
 TEST(DebugLog, OffUnlessStartedAndEnabled) {
     EXPECT_FALSE(logAt(256));
     EXPECT_FALSE(wdlt::stopLog());
@@ -100,6 +83,9 @@ TEST(DebugLog, OffUnlessStartedAndEnabled) {
 TEST(DebugLog, ASecondStartReadsTheSettingsAgain) {
     const LogFile log(256);
     EXPECT_FALSE(logAt(16));
+    int looked = 0; // at an unwanted line's arguments
+    WDLOG_TRACE("%d", ++looked);
+    EXPECT_EQ(looked, 0);
     LogFile::writeSettings(16, "LogFile=other\n");
     // Another tag and the same library: a second one would write to the other file.
     EXPECT_TRUE(wdlt::startLog("Again", kHomeKey));
@@ -132,14 +118,13 @@ TEST(DebugLog, FormatsAsTheSystemDoes) {
 TEST(DebugLog, MessagesEndAt4095Characters) {
     const LogFile log;
     const auto text = [](std::size_t size) { return std::string(size, 'x'); };
-    for (const std::size_t size : {255u, 256u, 1024u, 4095u, 4096u, 5000u})
+    for (const std::size_t size : {256u, 4095u, 4096u})
         WDLOG_ERROR("%s", text(size));
     WDLOG_ERROR("%4096d", 1);
     WDLOG_ERROR("%4095d", 1);
     WDLOGW(wdlt::kLogError, u"%s", std::u16string(5000, u'x'));
-    const auto messages = log.messages();
-    EXPECT_THAT(messages, ElementsAre("!!! " + text(255), "!!! " + text(256), "!!! " + text(1024), "!!! " + text(4095),
-                                      "!!! ", "!!! ", "!!! ", "!!! " + std::string(4094, ' ') + "1", "!!! "));
+    EXPECT_THAT(log.messages(), ElementsAre("!!! " + text(256), "!!! " + text(4095), "!!! ", "!!! ",
+                                            "!!! " + std::string(4094, ' ') + "1", "!!! "));
 }
 
 TEST(DebugLog, ALineLeavesTheLastErrorAlone) {
@@ -150,18 +135,6 @@ TEST(DebugLog, ALineLeavesTheLastErrorAlone) {
     EXPECT_EQ(GetLastError(), 1234u);
     EXPECT_TRUE(log.contains("error 1234"));
     ASSERT_TRUE(WdTestFailCall("readlink", 0, 0));
-}
-
-TEST(DebugLog, TextOfTheCodePageComesOutAsUnicode) {
-    setenv("WARDLET_ACP", "932", 1);
-    WdTestRereadEnvironment();
-    const LogFile log;
-    WDLOG_ERROR("\x83\x5C|%ws|%s", u"\u30BD", "\x95\x5C");
-    EXPECT_TRUE(wdlt::Trace("a\\\x83\x5C.c", 1, wdlt::kLogError, "name"));
-    EXPECT_THAT(log.messages(), ElementsAre("!!! \u30BD|\u30BD|\u8868", "!!! name"));
-    EXPECT_TRUE(log.contains("name - \u30BD.c(1)"));
-    unsetenv("WARDLET_ACP");
-    WdTestRereadEnvironment();
 }
 
 // Lines long enough that the file is rotated in the middle, with what tells one from another.
@@ -245,78 +218,6 @@ TEST(DebugLog, ProcessesShareOneFileThroughItsRotation) {
     expectAllLines();
 }
 
-// The trace library that stands in here says what it is given, and fails as it is told to.
-class RecordingTrace : public testing::Test {
-  protected:
-    RecordingTrace() : m_folder(std::filesystem::read_symlink("/proc/self/exe").parent_path() / "recording") {
-        LogFile::writeSettings(273);
-        std::filesystem::remove(m_file);
-        setenv("TRACE_RECORD", m_file.c_str(), 1);
-        unsetenv("TRACE_FAILS");
-    }
-    bool start() {
-        return wdlt::startLog("Tag", {WdCommon::Storage::kIniFile, (m_folder.string() + "/").c_str(), "Wardlet.ini"});
-    }
-    std::string record() const { return TestHome::instance().read("record"); }
-
-    std::filesystem::path m_folder;
-    std::filesystem::path m_file = TestHome::instance().path() / "record";
-};
-
-TEST_F(RecordingTrace, TheConfigurationRecordToTheByte) {
-    const std::string longText(300, 'x');
-    DWORD session = 1;
-    ASSERT_TRUE(ProcessIdToSessionId(GetCurrentProcessId(), &session));
-    TestHome::instance().write("Wardlet.ini",
-                               std::string(session == 0 ? "[ServiceSession]" : "[InteractiveSession]") +
-                                   "\nLogProcess=0x01020304\nLogUnitType=5\nLogFolder=\xC3\xA4\nLogFile=" + longText +
-                                   "\nRobust=2\n");
-    SYSTEMTIME before{};
-    GetLocalTime(&before);
-    ASSERT_TRUE(start());
-    wdlt::stopLog();
-    const std::string bytes = record().substr(0, 2148);
-    ASSERT_EQ(bytes.size(), 2148u);
-    std::string expected(2148, '\0');
-    expected[0] = session == 0 ? 1 : 0;
-    expected[1] = 1;
-    std::memcpy(expected.data() + 20, "\4\3\2\1\5\0\0\0", 8);
-    const auto put = [&](std::size_t offset, std::u16string_view text) {
-        std::memcpy(expected.data() + offset, text.data(), text.size() * 2);
-    };
-    put(28, u"Tag");
-    put(92, u"\u00E4");
-    put(612, u"qxc");
-    put(1124, std::u16string(255, u'x')); // cut, with a terminator
-    put(1636, u"log");
-    EXPECT_EQ(std::memcmp(bytes.data() + 4, &before, 6), 0);
-    std::memcpy(expected.data() + 4, bytes.data() + 4, 16);
-    EXPECT_EQ(bytes, expected);
-}
-
-TEST_F(RecordingTrace, CallsAndTheirFailures) {
-    const struct {
-        const char* fails;
-        bool starts;
-        bool traces;
-        const char* calls;
-    } cases[] = {{"", true, true, "I T U "},
-                 {"initialize", false, false, "I "},
-                 {"handle", false, false, "I "},
-                 {"trace", true, false, "I T U "}};
-    for (const auto& c : cases) {
-        std::filesystem::remove(m_file);
-        setenv("TRACE_FAILS", c.fails, 1);
-        EXPECT_EQ(start(), c.starts) << c.fails;
-        EXPECT_TRUE(!c.starts || start()) << "a second start makes no second handle";
-        EXPECT_EQ(logAt(256), c.traces) << c.fails;
-        EXPECT_EQ(wdlt::stopLog(), c.starts) << c.fails;
-        const std::string calls = record();
-        EXPECT_EQ(calls.substr(calls.rfind('\0') + 1), c.calls) << c.fails;
-        EXPECT_EQ(dlopen((m_folder / "libWdDbg64.so").c_str(), RTLD_NOW | RTLD_NOLOAD), nullptr) << c.fails;
-    }
-}
-
 TEST(TraceLibrary, WhereTheFileLies) {
     const TestHome& home = TestHome::instance();
     const std::string absolute = (home.path() / "made/for/it").string();
@@ -328,10 +229,8 @@ TEST(TraceLibrary, WhereTheFileLies) {
         {"C:\\Logs\\x", "", "drive_c/Logs/x/qxcTest.log"},
         {"", "LogFile=f\nLogExtension=\n", "log/qxcf"},
         {absolute.c_str(), "LogPrefix=\nLogExtension=txt\n", "made/for/it/Test.txt"},
-        {"relative", "", nullptr},
         {"C:\\..\\x", "", nullptr},
         {"C:\\Logs", "LogFile=..\\x\n", nullptr},
-        {"1:\\Logs", "", nullptr},
     };
     for (const auto& c : cases) {
         std::string text;

@@ -34,11 +34,4 @@ TEST(GMutex, EitherNameSaysThatSomebodyIsInside) {
     EXPECT_EQ(mutex.CreateGMutexEx(kName), CGMutex::kLocal);
 }
 
-TEST(GMutex, CantBeMadeUnderTheNameOfAnotherKind) {
-    const Handle event = makeEvent("Global\\somebody inside", true, false);
-    CGMutex mutex;
-    EXPECT_EQ(mutex.CreateGMutexEx(kName), CGMutex::kNobody);
-    EXPECT_EQ(CGMutex::CheckGMutex(kName), CGMutex::kNobody);
-}
-
 } // namespace

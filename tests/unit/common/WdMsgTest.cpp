@@ -10,8 +10,6 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <string_view>
-#include <thread>
 #include <vector>
 
 namespace {
@@ -191,19 +189,6 @@ TEST(WdMsg, TheTargetsSize) {
     EXPECT_EQ(converter.convert(whole, kUtf8, kAscii), whole);
     EXPECT_EQ(converter.convert(whole, kUtf8, kHz), whole);
     EXPECT_EQ(converter.convert(whole, kUtf8, kUtf16Le), std::nullopt);
-}
-
-// Each starts and stops the library for itself; one that stops takes it from no other.
-TEST(WdMsg, SeveralConvertersAtOnce) {
-    const Converter staying;
-    std::vector<std::jthread> threads;
-    for (int i = 0; i < 4; ++i)
-        threads.emplace_back([] {
-            for (int round = 0; round < 50; ++round)
-                EXPECT_EQ(Converter().convert("日本", kUtf8, kShiftJis), "\x93\xFA\x96{");
-        });
-    threads.clear();
-    EXPECT_EQ(staying.convert("日本", kUtf8, kShiftJis), "\x93\xFA\x96{");
 }
 
 } // namespace

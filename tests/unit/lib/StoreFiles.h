@@ -15,7 +15,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <future>
 #include <memory>
 #include <numeric>
 #include <ostream>
@@ -188,6 +187,7 @@ class FileMaker {
         return *this;
     }
     const std::string& content() const { return m_content; }
+    const Subject& subject() const { return m_subject; }
 
   private:
     std::string message(const std::string& plain) {
@@ -210,32 +210,6 @@ class FileMaker {
 inline std::string fileOf(const Subject& subject, std::uint32_t count) {
     return FileMaker(subject, count).records(count).content();
 }
-
-// A store's mutex in the hands of a thread that keeps it until this goes.
-class HeldElsewhere {
-  public:
-    explicit HeldElsewhere(const std::string& name) : m_mutex(makeMutex(("Global\\" + name).c_str())) {
-        std::promise<void> taken;
-        m_thread = std::thread([&, released = m_release.get_future()] {
-            EXPECT_EQ(waitFor(m_mutex, INFINITE), WAIT_OBJECT_0);
-            taken.set_value();
-            released.wait();
-            ReleaseMutex(m_mutex.get());
-        });
-        taken.get_future().wait();
-    }
-    ~HeldElsewhere() {
-        m_release.set_value();
-        m_thread.join();
-    }
-    HeldElsewhere(const HeldElsewhere&) = delete;
-    HeldElsewhere& operator=(const HeldElsewhere&) = delete;
-
-  private:
-    Handle m_mutex;
-    std::promise<void> m_release;
-    std::thread m_thread;
-};
 
 // A mutex whose last holder ended with it, for as long as the handle lives.
 inline Handle abandonedMutex(const std::string& name) {
