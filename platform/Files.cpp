@@ -255,15 +255,15 @@ BOOL CopyFileA(LPCSTR existing, LPCSTR target, BOOL failIfExists) {
 
 BOOL ReplaceFileA(LPCSTR replaced, LPCSTR replacement, LPCSTR backup, DWORD /*flags*/, LPVOID exclude,
                   LPVOID reserved) {
-    return wd::withinMemory(BOOL{FALSE}, [&]() -> BOOL {
+    const BOOL done = wd::withinMemory(BOOL{FALSE}, [&]() -> BOOL {
         if (replaced == nullptr || replacement == nullptr || backup != nullptr || exclude != nullptr ||
             reserved != nullptr)
             return succeeded(ERROR_INVALID_PARAMETER);
-        const fs::path from = wd::mapPath(replacement);
-        const DWORD error = wd::replaceFileBy(wd::mapPath(replaced), from);
-        wd::letGoOfTemporary(from); // it stays after a failure too, as one left behind
-        return succeeded(error);
+        return succeeded(wd::replaceFileBy(wd::mapPath(replaced), wd::mapPath(replacement)));
     });
+    if (replacement != nullptr)
+        wd::letGoOfTemporary(replacement); // it stays after a failure too, as one left behind
+    return done;
 }
 
 BOOL WdReplaceContent(LPCSTR name, const void* content, DWORD bytes) {
@@ -279,20 +279,24 @@ BOOL WdMakeFolder(LPCSTR name) {
         if (name == nullptr)
             return succeeded(ERROR_INVALID_PARAMETER);
         const wd::Home& home = wd::home();
-        const DWORD error = home.ensure(); // whose modes are the folder's, wherever that is
-        return succeeded(error != ERROR_SUCCESS ? error : wd::makeDirectories(wd::mapPath(name), home.fileModes()));
+        wd::Home::Modes modes; // the home's, wherever the folder is
+        DWORD error = home.ensure();
+        if (error == ERROR_SUCCESS)
+            error = home.registryModes(modes);
+        return succeeded(error != ERROR_SUCCESS ? error : wd::makeDirectories(wd::mapPath(name), modes));
     });
 }
 
 BOOL DeleteFileA(LPCSTR name) {
-    return wd::withinMemory(BOOL{FALSE}, [&]() -> BOOL {
+    const BOOL done = wd::withinMemory(BOOL{FALSE}, [&]() -> BOOL {
         if (name == nullptr)
             return succeeded(ERROR_INVALID_PARAMETER);
         const fs::path path = wd::mapPath(name);
-        const DWORD error = sys::unlink(path.c_str()) == 0 ? DWORD{ERROR_SUCCESS} : wd::errorOfPath(path);
-        wd::letGoOfTemporary(path); // after a failure too, for the next writer to remove
-        return succeeded(error);
+        return succeeded(sys::unlink(path.c_str()) == 0 ? DWORD{ERROR_SUCCESS} : wd::errorOfPath(path));
     });
+    if (name != nullptr)
+        wd::letGoOfTemporary(name); // after a failure too, for the next writer to remove
+    return done;
 }
 
 // The name is made in the caller's form of the folder, so that it leads to the same file when it is given back.

@@ -237,7 +237,9 @@ Home::Modes Home::fileModes() const {
 
 // The group first: a change of it takes special bits from the mode. Who isn't in the group has the file to himself.
 bool Home::admit(int file, const struct stat* source) const {
-    const Modes modes = fileModes();
+    Modes modes;
+    if (registryModes(modes) != ERROR_SUCCESS)
+        return false; // the file would keep the group out
     if (!modes.hasGroup())
         return true;
     if (sys::fchown(file, kSame, modes.group) != 0)
@@ -316,7 +318,10 @@ DWORD Home::create() const {
             return lastSystemError();
         // They hold no secret: whoever may enter the home, for the objects that are everybody's, needs them.
         const mode_t enterable = status.st_mode & (S_IXGRP | S_IXOTH);
-        error = placeSettings(m_path, durable(), fileModes().file | enterable << 2);
+        Modes modes;
+        error = registryModes(modes);
+        if (error == ERROR_SUCCESS)
+            error = placeSettings(m_path, durable(), modes.file | enterable << 2);
         if (error == ERROR_SUCCESS)
             error = loadSettings();
     }

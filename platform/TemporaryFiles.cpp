@@ -59,11 +59,12 @@ DWORD makeTemporary(const fs::path& path) {
     return ERROR_SUCCESS;
 }
 
-void letGoOfTemporary(const fs::path& path) {
+void letGoOfTemporary(std::string_view path) {
+    const std::string_view name = path.substr(path.find_last_of("/\\") + 1);
     std::unique_ptr<Temporary> found; // goes after the lock, for its file takes another one
     const ForkLock lock(listMutex);
     for (Temporary** link = &firstTemporary; *link != nullptr; link = &(*link)->next)
-        if ((*link)->path.native() == path.native()) {
+        if (const std::string_view own = (*link)->path.native(); own.substr(own.rfind('/') + 1) == name) {
             found.reset(*link);
             *link = found->next;
             return;

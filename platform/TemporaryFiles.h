@@ -16,8 +16,9 @@ inline constexpr std::string_view kTemporarySuffix = ".tmp";
 
 // An empty file with the rights of the home's files. 0 or an error, 80 for a name that is taken.
 DWORD makeTemporary(const std::filesystem::path& path);
-// The file isn't this process's any more; nothing for a path that is none of its temporary files.
-void letGoOfTemporary(const std::filesystem::path& path);
+// The file isn't this process's any more, which takes no memory; nothing for a path, in a caller's form, whose last name
+// is that of none of its temporary files. The name alone is looked at: no two have the same.
+void letGoOfTemporary(std::string_view path);
 // Removes what dead processes left in the folder under names that begin with `prefix`.
 void removeTemporariesLeftBehind(const std::filesystem::path& folder, std::string_view prefix);
 

@@ -45,7 +45,7 @@ int CGMutex::CreateGMutexEx(const char* name) {
     m_szName = {};
     std::string(name).copy(m_szName.data(), m_szName.size() - 1);
     const Names names = namesOf(m_szName.data());
-    const DefSecAttr security;
+    const SharedSecAttr security;
     const auto create = [&](const std::string& whole, HANDLE& mutex, Presence taken) {
         mutex = CreateMutexA(security.m_pAttributes, FALSE, whole.c_str());
         if (mutex == nullptr)

@@ -131,7 +131,7 @@ CWdRWLockEx::~CWdRWLockEx() {
 
 bool CWdRWLockEx::Initialize(const char* name) {
     const std::string base = name;
-    const DefSecAttr security;
+    const SharedSecAttr security;
     rwMutex = CreateMutexA(security.m_pAttributes, FALSE, GlobalObjectName((base + "_RW_MUTEX").c_str()).c_str());
     if (rwMutex == nullptr) {
         WDLOG_ERROR("Failed to create mutex: %lu", static_cast<unsigned long>(GetLastError()));

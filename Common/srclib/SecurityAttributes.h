@@ -6,6 +6,8 @@
 #include <platform/atl.h>
 #include <platform/win32.h>
 
+#include <new>
+
 // Lets everybody in, and processes that are started inherit the handle. For a call that creates an object, on the
 // stack.
 class DefSecAttr : private SECURITY_ATTRIBUTES {
@@ -18,6 +20,16 @@ class DefSecAttr : private SECURITY_ATTRIBUTES {
     // What goes to the creating call. Null when there was no memory for the descriptor: the object then has default
     // security.
     SECURITY_ATTRIBUTES* m_pAttributes = nullptr;
+};
+
+// For an object that stays while others use it. Made with default security it would keep out all other accounts for as
+// long as it is there, so without memory there is to be none.
+class SharedSecAttr : public DefSecAttr {
+  public:
+    SharedSecAttr() {
+        if (m_pAttributes == nullptr)
+            throw std::bad_alloc();
+    }
 };
 
 // All access for authenticated users, and the low label, so that a process of any rank may write.

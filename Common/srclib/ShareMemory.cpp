@@ -17,7 +17,7 @@ bool CWdShareMemory::Create(const char* name, DWORD size, bool zeroFill) {
         return false;
     }
     mapName = GlobalObjectName(name);
-    const DefSecAttr security;
+    const SharedSecAttr security;
     mapHandle =
         CreateFileMappingA(INVALID_HANDLE_VALUE, security.m_pAttributes, PAGE_READWRITE, 0, size, mapName.c_str());
     const DWORD created = GetLastError();

@@ -22,15 +22,18 @@ OpenedFile openStoreFile(const char* name, DWORD share) {
 }
 
 OpenedFile makeTempFile(const std::string& folder, const char* prefix) {
-    std::array<char, MAX_PATH> name{};
+    std::string name(MAX_PATH, '\0'); // before there is a file: without memory none is left
     if (GetTempFileNameA(folder.c_str(), prefix, 0, name.data()) == 0)
         return {OpenedFile::Outcome::NoName, INVALID_HANDLE_VALUE, {}, GetLastError()};
-    HANDLE opened = CreateFileA(name.data(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
-    OpenedFile made = opened != INVALID_HANDLE_VALUE ? seekStart(opened, name.data())
-                                                     : OpenedFile{OpenedFile::Outcome::NotOpened, INVALID_HANDLE_VALUE,
-                                                                  name.data(), GetLastError()};
+    name.resize(name.find('\0'));
+    HANDLE opened = CreateFileA(name.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    OpenedFile made{OpenedFile::Outcome::NotOpened, INVALID_HANDLE_VALUE, {}, GetLastError()};
+    if (opened != INVALID_HANDLE_VALUE)
+        made = seekStart(opened, std::move(name));
+    else
+        made.name = std::move(name);
     if (made.outcome != OpenedFile::Outcome::Opened)
-        DeleteFileA(name.data());
+        DeleteFileA(made.name.c_str());
     return made;
 }
 

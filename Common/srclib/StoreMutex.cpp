@@ -14,7 +14,7 @@ StoreMutex::Taking StoreMutex::take(const char* name) {
         return {Outcome::HeldAlready};
     std::array<char, 260> fullName{};
     GlobalObjectName(name, fullName);
-    const DefSecAttr security;
+    const SharedSecAttr security;
     HANDLE mutex = CreateMutexA(security.m_pAttributes, FALSE, fullName.data());
     if (mutex == nullptr)
         return {Outcome::NotCreated, 0, GetLastError()};

@@ -28,7 +28,7 @@ constexpr std::uint32_t kIsUrlOnList = 300;
 } // namespace
 
 std::optional<bool> askService(CCfgHelper& family, std::uint32_t listType, const WdpeUrlfUrlRecord& url) {
-    const DefSecAttr security; // askers of all accounts take turns
+    const SharedSecAttr security; // askers of all accounts take turns
     CWdMutex mutex(createMutex("wdlt_urlfilter_question_mutex", security.m_pAttributes));
     const WdltSingleLock lock(&mutex);
     if (!lock.isHeld()) // logged; the memory may be another's

@@ -10,6 +10,7 @@
 #include "ValueMap.h"
 #include "WdCommon/DebugLog.h"
 
+#include <platform/registry_batch.h>
 #include <wdltcfg/addresses.h>
 #include <wdltcfg/records.h>
 #include <wdltcfg/status.h>
@@ -188,11 +189,14 @@ std::int32_t writeRatingServer(WdchHelper& helper, void* data, std::uint64_t siz
         return status;
     }
     CallersRecord<WdpeUrlfRSInfo> record(data);
-    const std::size_t written = record->dwRatingPort != stored.dwRatingPort ? 2 : 1;
-    for (std::size_t i = 0; i < written; ++i)
-        if (const std::int32_t status = writeValue(access, kRatingServer[i], &*record); status != WDLT_OK)
-            return wdlt::writeFailed(access, kRatingServer[i], status);
-    return WDLT_OK;
+    RegistryBatch batch;
+    std::size_t last = 0;
+    std::int32_t status = writeValue(access, kRatingServer[last], &*record);
+    if (status == WDLT_OK && record->dwRatingPort != stored.dwRatingPort)
+        status = writeValue(access, kRatingServer[++last], &*record);
+    if (batch.end() != 0 && status == WDLT_OK)
+        status = WDLT_E_REGISTRY;
+    return status == WDLT_OK ? status : wdlt::writeFailed(access, kRatingServer[last], status);
 }
 
 // The size counts four bytes more than the version, the length and the data.
@@ -249,17 +253,18 @@ std::int32_t writeExtraHeader(WdchHelper& helper, void* data, std::uint64_t size
     if (dataBytes > size - kExtraHeaderHead)
         return WDLT_E_INVALID_ARGUMENT;
     const DWORD version = WDLT_EXTRA_HEADER_VERSION;
-    if (const std::int32_t status =
-            helper.WriteItem("", "ExtraHeaderVersion", REG_DWORD, &version, sizeof version, false);
-        status != WDLT_OK) {
-        writeFailed("ExtraHeaderVersion", status);
-        return status;
+    const char* last = "ExtraHeaderVersion";
+    RegistryBatch batch;
+    std::int32_t status = helper.WriteItem("", last, REG_DWORD, &version, sizeof version, false);
+    if (status == WDLT_OK) {
+        last = "ExtraHeaderData";
+        SettingsCipher cipher(helper);
+        status = cipher.write(last, {static_cast<const char*>(data) + kExtraHeaderData, dataBytes});
     }
-    SettingsCipher cipher(helper);
-    const std::int32_t status =
-        cipher.write("ExtraHeaderData", {static_cast<const char*>(data) + kExtraHeaderData, dataBytes});
+    if (batch.end() != 0 && status == WDLT_OK)
+        status = WDLT_E_REGISTRY;
     if (status != WDLT_OK)
-        writeFailed("ExtraHeaderData", status);
+        writeFailed(last, status);
     return status;
 }
 

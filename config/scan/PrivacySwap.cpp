@@ -63,13 +63,14 @@ std::int32_t PrivacySwap::BackupDatabase() {
 }
 
 std::int32_t PrivacySwap::OpenTempFileToWrite() {
-    std::array<char, MAX_PATH> name{};
+    std::string name(MAX_PATH, '\0'); // before there is a file: without memory none is left
     if (GetTempFileNameA(m_helper.GetTempPath().c_str(), "pdp", 0, name.data()) == 0) {
         WDLOG_ERROR("*** CEnginePDPCommon::OpenTempFileToWrite() - GetTempFileName() failed. LastError[0x%08x]",
                     GetLastError());
         return WDLT_E_TEMP_FILE;
     }
-    m_temporary = name.data();
+    name.resize(name.find('\0'));
+    m_temporary = std::move(name);
     HANDLE opened =
         CreateFileA(m_temporary.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (opened == INVALID_HANDLE_VALUE) {

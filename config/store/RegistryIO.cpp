@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -33,6 +34,13 @@ std::int32_t statusOf(LONG error) {
     default:
         return WDLT_E_REGISTRY;
     }
+}
+
+// Of a read. One that had no memory is no answer: taken for one, the default of its value would be written back.
+LONG answered(LONG error) {
+    if (static_cast<DWORD>(error) == ERROR_NOT_ENOUGH_MEMORY)
+        throw std::bad_alloc();
+    return error;
 }
 
 // A name for the W calls. False, with the thread's last error, when it isn't text of the code page or is too long.
@@ -158,19 +166,20 @@ std::int32_t CRegistryIO::ReadValue(DWORD protocol, DWORD scan, DWORD input, con
         return readKeyName(path, data, size, wide);
 
     OpenKey key;
-    if (const LONG error = RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, key.out())) {
+    if (const LONG error = answered(RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, key.out()))) {
         WDLOG_TRACE("RegOpenKeyEx error (%d): section = %s", error, path.c_str());
         return WDLT_E_REGISTRY;
     }
     if (!wide)
-        return statusOf(RegQueryValueExA(key.get(), name, nullptr, nullptr, static_cast<BYTE*>(data), size));
+        return statusOf(answered(RegQueryValueExA(key.get(), name, nullptr, nullptr, static_cast<BYTE*>(data), size)));
 
     std::array<WCHAR, kWideNameSize> wideName{};
     if (!widen(name, wideName)) {
         WDLOG_ERROR("[CRegistryIO::ReadValue] MultiByteToWideChar GetLastError (%d): szKey = %s", GetLastError(), name);
         return WDLT_E_REGISTRY;
     }
-    return statusOf(RegQueryValueExW(key.get(), wideName.data(), nullptr, nullptr, static_cast<BYTE*>(data), size));
+    return statusOf(
+        answered(RegQueryValueExW(key.get(), wideName.data(), nullptr, nullptr, static_cast<BYTE*>(data), size)));
 }
 
 std::int32_t CRegistryIO::EnumSubSections(DWORD protocol, DWORD scan, DWORD input, const char* section,

@@ -1,6 +1,7 @@
 // Any address, config type and size, at random: the status that the address calls for, nothing written beyond the
 // caller's buffer, no crash, and nothing stored where nothing should be. The features' own settings aren't drawn.
 #include "LoadedLibrary.h"
+#include "Seed.h"
 #include "Tree.h"
 
 #include <wdltcfg/addresses.h>
@@ -13,7 +14,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <ostream>
@@ -89,15 +89,11 @@ class Dice {
         return oneIn(2) ? any() % 3 : any() % 16;
     }
     std::uint64_t size() {
-        static constexpr std::array<std::uint64_t, 9> kNotable{0,
-                                                               1,
-                                                               260,
-                                                               sizeof(WdchSystemData),
-                                                               sizeof(WdltHttpsConfig),
-                                                               4096,
-                                                               kHandlerSize,
-                                                               kHandlerSize + kRedirectSize,
-                                                               kRedirectSize};
+        constexpr std::uint64_t kSystem = sizeof(WdchSystemData);
+        constexpr std::uint64_t kHttps = sizeof(WdltHttpsConfig);
+        constexpr std::uint64_t kWithOne = kHandlerSize + kRedirectSize;
+        static constexpr std::array<std::uint64_t, 9> kNotable{
+            0, 1, 260, kSystem, kHttps, 4096, kHandlerSize, kWithOne, kRedirectSize};
         if (oneIn(10))
             return any(); // far beyond any buffer: it must be refused by the number alone
         return oneIn(4) ? any() % 4097 : oneOf(kNotable);
@@ -224,27 +220,27 @@ class Oracle {
 class Buffer {
   public:
     void fillForRead() { m_bytes.fill(kGuard); }
+    // Any record: a number, and texts with their terminators.
     void fillForWrite(const Call& call) {
         fillForRead();
-        put(std::array<char, kRoom>{'7'}); // any record: a number, and texts with their terminators
+        std::fill_n(data(), kRoom, '\0');
+        *data() = '7';
         if (call.scan == WDLT_SCAN_NONE && call.protocol > WDLT_PROTOCOL_SYSTEM)
             fillForHandler(call);
         m_written = m_bytes;
     }
 
-    void* data() { return m_bytes.data() + kFront; }
+    char* data() { return m_bytes.data() + kFront; }
     // Whether a read of `size` bytes left all else alone.
-    bool isGuardedBehind(std::uint64_t size) const {
-        const auto isGuard = [](unsigned char byte) { return byte == kGuard; };
-        const auto* const front = m_bytes.data();
-        const auto* const behind = front + kFront + std::min<std::uint64_t>(size, kRoom);
-        return std::all_of(front, front + kFront, isGuard) &&
-               std::all_of(behind, m_bytes.data() + m_bytes.size(), isGuard);
+    bool isGuardedBehind(std::uint64_t size) {
+        const auto isGuard = [](char byte) { return byte == kGuard; };
+        return std::all_of(m_bytes.data(), data(), isGuard) &&
+               std::all_of(data() + std::min<std::uint64_t>(size, kRoom), m_bytes.data() + m_bytes.size(), isGuard);
     }
     bool isAsWritten() const { return m_bytes == m_written; }
 
   private:
-    static constexpr unsigned char kGuard = 0xEE;
+    static constexpr char kGuard = '\xEE';
     static constexpr std::size_t kFront = 61; // no alignment
     static constexpr std::size_t kRoom = 4096;
 
@@ -253,59 +249,42 @@ class Buffer {
             WdchSystemRedirect redirect{};
             redirect.sessionType[0] = u'S';
             redirect.port = 80;
-            put(redirect);
+            std::memcpy(data(), &redirect, sizeof redirect);
             return;
         }
         WdchSystemProtocolHandler handler{};
         handler.type = call.protocol - WDLT_PROTOCOL_SYSTEM; // else the write would take its key away
         std::strcpy(handler.scan, "Folder");
         handler.scan[6] = static_cast<char>('0' + handler.type % 10);
-        put(handler);
-    }
-    template <class Record>
-    void put(const Record& record) {
-        std::memcpy(data(), &record, sizeof record);
+        std::memcpy(data(), &handler, sizeof handler);
     }
 
-    std::array<unsigned char, kFront + kRoom + 67> m_bytes{};
-    std::array<unsigned char, kFront + kRoom + 67> m_written{};
+    std::array<char, kFront + kRoom + 67> m_bytes{};
+    std::array<char, kFront + kRoom + 67> m_written{};
 };
 
-struct Tree {
-    const char* name;
-    std::vector<std::uint32_t> handlers;
-};
-
-void PrintTo(const Tree& given, std::ostream* out) {
-    *out << given.name;
-}
-
-class AddressSpace : public testing::TestWithParam<Tree> {};
+class AddressSpace : public testing::TestWithParam<std::vector<std::uint32_t>> {}; // the types of the handlers
 
 TEST_P(AddressSpace, EveryCallGetsItsStatusAndStoresNothingStray) {
-    const char* const given = std::getenv("WDLT_SEED");
-    const std::uint64_t seed = given != nullptr ? std::strtoull(given, nullptr, 0) : std::random_device{}();
-    SCOPED_TRACE("WDLT_SEED=" + std::to_string(seed));
-
+    const Seed seed;
     tree::clear();
     std::vector<std::string> handlerNames;
     std::vector<std::string> folders{"Common"};
-    for (const std::uint32_t type : GetParam().handlers) {
-        const std::string number = std::to_string(type);
-        handlerNames.push_back(std::string("Handler").append(number));
-        folders.push_back(std::string("Folder").append(number));
-        tree::setNumber(std::string("ProtocolHandler\\").append(handlerNames.back()), "Type", type);
-        tree::setText(std::string("ProtocolHandler\\").append(handlerNames.back()), "Scan", folders.back());
+    for (const std::uint32_t type : GetParam()) {
+        handlerNames.push_back("Handler" + std::to_string(type));
+        folders.push_back("Folder" + std::to_string(type));
+        tree::setNumber("ProtocolHandler\\" + handlerNames.back(), "Type", type);
+        tree::setText("ProtocolHandler\\" + handlerNames.back(), "Scan", folders.back());
     }
 
     const LoadedLibrary library;
     const auto read = WDLT_CALL(library, WdltReadConfigEx);
     const auto write = WDLT_CALL(library, WdltWriteConfigEx);
-    Oracle oracle(GetParam().handlers);
+    Oracle oracle(GetParam());
     Dice dice(seed);
     Buffer buffer;
     int served = 0;
-    std::map<std::int32_t, int> seen;
+    int succeeded = 0;
     for (int round = 0; round < kRounds; ++round) {
         const Call call = dice.call();
         void* const data = call.withData ? buffer.data() : nullptr;
@@ -327,10 +306,10 @@ TEST_P(AddressSpace, EveryCallGetsItsStatusAndStoresNothingStray) {
             ASSERT_TRUE(buffer.isAsWritten()) << "writing " << call;
         }
         served += Oracle::isServed(call);
-        ++seen[status];
+        succeeded += status == WDLT_OK;
     }
     EXPECT_GT(served, kRounds / 10); // the dice do reach what is served
-    EXPECT_GT(seen[WDLT_OK], kRounds / 1000);
+    EXPECT_GT(succeeded, kRounds / 1000);
 
     EXPECT_THAT(tree::subkeys(""), ElementsAre("SOFTWARE"));
     EXPECT_THAT(tree::subkeys(tree::path("ProtocolHandler")), ElementsAreArray(handlerNames));
@@ -340,7 +319,7 @@ TEST_P(AddressSpace, EveryCallGetsItsStatusAndStoresNothingStray) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Trees, AddressSpace, testing::Values(Tree{"Empty", {}}, Tree{"ThreeHandlers", {1, 2, 3}}),
-                         [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(Trees, AddressSpace,
+                         testing::Values(std::vector<std::uint32_t>{}, std::vector<std::uint32_t>{1, 2, 3}));
 
 } // namespace

@@ -1,19 +1,14 @@
-// The records of the URL filter, the host filter and what all virus scans have in common, at their addresses: every
-// field absent, damaged and at its limits; what a write stores and never touches, and what one leaves that fails at any
-// of its values. Then the list of tolerated spyware.
-#include "FieldCases.h"
-#include "FreshLog.h"
+// The records of the URL filter, the host filter and what all virus scans have in common, at their addresses; what the
+// rating server, the extra header and enciphered values have of their own; where list files lie; then the list of
+// tolerated spyware.
+#include "FieldRecords.h"
 #include "TestHome.h"
-#include "TimeScale.h"
-
-#include <wdltcfg/addresses.h>
-#include <wdltcfg/records.h>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <cstring>
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -23,13 +18,12 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 const std::string kUrlKey = "Scan\\Common\\URLFilter\\config";
-const std::string kHostKey = "Scan\\Common\\HostFilter\\config";
 const std::string kVirusKey = "Scan\\Common\\Virus\\config";
 
-auto filterLine(const std::string& helper, const std::string& verb) {
-    return [=](const std::string& field, std::int32_t status) {
-        return helper + ": Failed to " + verb + " registry (item=" + field + ", ret=" + std::to_string(status) + ")";
-    };
+RecordCase filterRecord(const std::string& helper, RecordCase record) {
+    record.unreadLine = helper + ": Failed to read registry (item={field}, ret={status})";
+    record.unwrittenLine = helper + ": Failed to write registry (item={field}, ret={status})";
+    return record;
 }
 
 FieldCase enciphered(const char* value, std::size_t offset, std::size_t size) {
@@ -38,95 +32,118 @@ FieldCase enciphered(const char* value, std::size_t offset, std::size_t size) {
 
 RecordCase urlFilter() {
 #define URL(member) WDLT_FIELD(WdpeUrlfData, member)
-    const auto groups = [](const char* value, std::size_t offset, std::size_t size) {
-        return textCase(value, offset, size)
-            .reads({{"", ""}, {std::string(766, 'g'), std::string(766, 'g')}})
-            .writes({{"", ""}, {std::string(767, 'g'), std::string(767, 'g')}});
-    };
-    const Passages anyNumber{{0u, 0u}, {0xFFFFFFFFu, 0xFFFFFFFFu}};
-    return {
-        .name = "UrlFilter",
-        .scan = WDLT_SCAN_URL_FILTER,
-        .key = kUrlKey,
-        .size = sizeof(WdpeUrlfData),
-        .fields =
-            {
-                numberCase("Mode", URL(dwMode)).reads(anyNumber).writes(anyNumber),
-                numberCase("EnableServerLookup", URL(dwEnableServerLookup)),
-                groups("BlockCategoryGroups", URL(szBlockCategoryGroups)),
-                numberCase("EnableProxy", URL(dwEnableProxy)),
-                textCase("ProxyServer", URL(szProxyServer))
-                    .whenAbsent(quietlyReadsAs(""))
-                    .reads({{"", ""}, {std::string(256, 'p'), std::string(256, 'p')}}),
-                numberCase("ProxyPort", URL(dwProxyPort)).whenAbsent(quietlyReadsAs(80u)).reads(anyNumber),
-                enciphered("ProxyUser", URL(szProxyUser)).whenAbsent(quietlyReadsAs("")),
-                enciphered("ProxyPassword", URL(szProxyPassword)).whenAbsent(quietlyReadsAs("")),
-                numberCase("EnableCategoryChk", URL(dwEnableCategoryChk)),
-                numberCase("EnablePharm", URL(dwEnablePharm)),
-                numberCase("CategoryNonBlock", URL(dwCategoryNonBlock)),
-                numberCase("PharmingNonBlock", URL(dwPharmingNonBlock)),
-                numberCase("NotifyAll", URL(dwNotifyAll)),
-                numberCase("EnableCredibilityChk", URL(dwEnableCredibilityChk)),
-                numberCase("CredibilityNonBlock", URL(dwCredibilityNonBlock)),
-                numberCase("UserDefinedCredLevel", URL(dwUserDefinedCredLevel)).whenUnreadable(readsAs(0xFFFFFFFFu)),
-                numberCase("UseCredibilityScore", URL(dwUseCredibilityScore)).whenUnreadable(readsAs(0u)),
-                numberCase("CredScoreThresHold", URL(dwCredScoreThresHold)).whenUnreadable(readsAs(0xFFFFFFFFu)),
-                numberCase("EnablePhishChk", URL(dwEnablePhishChk)),
-                numberCase("PhishNonBlock", URL(dwPhishNonBlock)),
-                groups("BlockPhishCategoryGrps", URL(szBlockPhishCategoryGrps)),
-                numberCase("EnableWdlDns", URL(dwEnableWdlDns)).whenUnreadable(readsAs(1u)),
-                numberCase("EnableWdufeDns", URL(dwEnableWdufeDns)).whenUnreadable(readsAs(1u)),
-            },
-        .unreadLine = filterLine("CEngineUrlFCommon", "read"),
-        .unwrittenLine = filterLine("CEngineUrlFCommon", "write")};
+    return filterRecord(
+        "CEngineUrlFCommon",
+        {.name = "UrlFilter",
+         .scan = WDLT_SCAN_URL_FILTER,
+         .key = kUrlKey,
+         .size = sizeof(WdpeUrlfData),
+         .fields = {
+             numberCase("Mode", URL(dwMode)),
+             numberCase("EnableServerLookup", URL(dwEnableServerLookup)),
+             textCase("BlockCategoryGroups", URL(szBlockCategoryGroups)).readsUpTo(766),
+             numberCase("EnableProxy", URL(dwEnableProxy)),
+             textCase("ProxyServer", URL(szProxyServer)).whenAbsent(quietlyReadsAs("")),
+             numberCase("ProxyPort", URL(dwProxyPort)).whenAbsent(quietlyReadsAs(80u)),
+             enciphered("ProxyUser", URL(szProxyUser)).whenAbsent(quietlyReadsAs("")),
+             enciphered("ProxyPassword", URL(szProxyPassword)).whenAbsent(quietlyReadsAs("")),
+             numberCase("EnableCategoryChk", URL(dwEnableCategoryChk)),
+             numberCase("EnablePharm", URL(dwEnablePharm)),
+             numberCase("CategoryNonBlock", URL(dwCategoryNonBlock)),
+             numberCase("PharmingNonBlock", URL(dwPharmingNonBlock)),
+             numberCase("NotifyAll", URL(dwNotifyAll)),
+             numberCase("EnableCredibilityChk", URL(dwEnableCredibilityChk)),
+             numberCase("CredibilityNonBlock", URL(dwCredibilityNonBlock)),
+             numberCase("UserDefinedCredLevel", URL(dwUserDefinedCredLevel)).whenUnreadable(readsAs(0xFFFFFFFFu)),
+             numberCase("UseCredibilityScore", URL(dwUseCredibilityScore)).whenUnreadable(readsAs(0u)),
+             numberCase("CredScoreThresHold", URL(dwCredScoreThresHold)).whenUnreadable(readsAs(0xFFFFFFFFu)),
+             numberCase("EnablePhishChk", URL(dwEnablePhishChk)),
+             numberCase("PhishNonBlock", URL(dwPhishNonBlock)),
+             textCase("BlockPhishCategoryGrps", URL(szBlockPhishCategoryGrps)).readsUpTo(766),
+             numberCase("EnableWdlDns", URL(dwEnableWdlDns)).whenUnreadable(readsAs(1u)),
+             numberCase("EnableWdufeDns", URL(dwEnableWdufeDns)).whenUnreadable(readsAs(1u)),
+         }});
 #undef URL
 }
 
-RecordCase untestedUrls() {
-    const auto flag = [](const char* value, std::size_t offset, std::size_t size) {
-        return numberCase(value, offset, size)
-            .with(0u, 1u)
-            .whenAbsent(quietlyReadsAs(0u))
-            .reads({{2u, 1u}, {0xFFFFFFFFu, 1u}})
-            .writes({{2u, 1u}, {0u, 0u}});
+// The same and more, which can only be read.
+RecordCase allSettings() {
+#define FULL(member) offsetof(WdpeUrlfDrsData, full.member), sizeof(WdpeUrlfFullData::member)
+    RecordCase record = urlFilter();
+    record.name = "AllSettings";
+    record.configType = WDLT_CONFIG_URLF_DRS;
+    record.size = sizeof(WdpeUrlfDrsData);
+    record.rest = [](BYTE* bytes) {
+        const std::uint32_t size = sizeof(WdpeUrlfDrsData);
+        std::memcpy(bytes + offsetof(WdpeUrlfDrsData, dwSize), &size, sizeof size);
     };
-    return {.name = "UntestedUrls",
-            .scan = WDLT_SCAN_URL_FILTER,
-            .configType = WDLT_CONFIG_URLF_UUC,
-            .key = kUrlKey,
-            .size = sizeof(WdpeUrlfUUC),
-            .fields =
-                {
-                    flag("EnableUntestedURLChk", WDLT_FIELD(WdpeUrlfUUC, dwEnableUntestedURLChk)),
-                    flag("BlockUntestedURL", WDLT_FIELD(WdpeUrlfUUC, dwBlockUntestedURL)),
-                    flag("UntestedURLNonBlock", WDLT_FIELD(WdpeUrlfUUC, dwUntestedURLNonBlock)),
-                },
-            .unreadLine = filterLine("CEngineUrlFCommon", "read"),
-            .unwrittenLine = filterLine("CEngineUrlFCommon", "write")};
+    for (const FieldCase& field : {
+             numberCase("CacheSize", FULL(dwCacheSize)),
+             numberCase("CacheLifetime", FULL(dwCacheLifetime)),
+             enciphered("LookupServer", FULL(szLookupServer)),
+             numberCase("LookupPort", FULL(dwLookupPort)).whenAbsent(quietlyReadsAs(80u)),
+             enciphered("LookupVID", FULL(szLookupVID)),
+             numberCase("LookupTimeout", FULL(dwLookupTimeout)),
+             textCase("ExclusionExtensions", FULL(szExclusionExtensions)),
+             numberCase("ErrMode", FULL(dwErrMode)),
+             numberCase("RatingType", FULL(dwRatingType)),
+             numberCase("EnableWDUFELog", FULL(dwEnableWDUFELog)),
+             numberCase("WDUFELogLevel", FULL(dwWDUFELogLevel)),
+             numberCase("DRSScoreThresHold", WDLT_FIELD(WdpeUrlfDrsData, dwDRSScoreThresHold))
+                 .whenUnreadable(readsAs(0u)),
+             numberCase("DRSCredBlock", WDLT_FIELD(WdpeUrlfDrsData, dwDRSCredBlock)).whenUnreadable(readsAs(1u)),
+         })
+        record.fields.push_back(field);
+    return record;
+#undef FULL
+}
+
+RecordCase numbersOf(const char* name, std::uint64_t configType, std::vector<FieldCase> fields) {
+    return filterRecord("CEngineUrlFCommon", {.name = name,
+                                              .scan = WDLT_SCAN_URL_FILTER,
+                                              .configType = configType,
+                                              .key = kUrlKey,
+                                              .size = fields.size() * sizeof(std::uint32_t),
+                                              .fields = std::move(fields)});
+}
+FieldCase flagCase(const char* value, std::size_t offset, std::size_t size, std::uint32_t standard = 0) {
+    const Passages flags{{0u, 0u}, {1u, 1u}, {2u, 1u}, {0xFFFFFFFFu, 1u}};
+    return numberCase(value, offset, size).with(0u, 1u).whenAbsent(quietlyReadsAs(standard)).reads(flags).writes(flags);
+}
+RecordCase untestedUrls() {
+    return numbersOf("UntestedUrls", WDLT_CONFIG_URLF_UUC,
+                     {flagCase("EnableUntestedURLChk", WDLT_FIELD(WdpeUrlfUUC, dwEnableUntestedURLChk)),
+                      flagCase("BlockUntestedURL", WDLT_FIELD(WdpeUrlfUUC, dwBlockUntestedURL)),
+                      flagCase("UntestedURLNonBlock", WDLT_FIELD(WdpeUrlfUUC, dwUntestedURLNonBlock))});
+}
+RecordCase backupRetry() {
+    return numbersOf("BackupRetry", WDLT_CONFIG_URLF_BACKUP_RETRY, {flagCase("EnableBackupLKQRetry", 0, 4, 1)});
+}
+RecordCase socketFamily() {
+    const Passages families{{0u, 0u}, {1u, 1u}, {2u, 2u}, {3u, 0u}};
+    return numbersOf("SocketFamily", WDLT_CONFIG_URLF_SOCKET_FAMILY,
+                     {flagCase("ResolveSocketFamily", 0, 4).reads(families).writes(families)});
+}
+RecordCase cacheFile() {
+    return numbersOf("CacheFile", WDLT_CONFIG_URLF_CACHE_FILE, {flagCase("UseCacheFile", 0, 4)});
 }
 
 RecordCase hostFilter() {
-    const std::string longest(767, 'e');
-    return {.name = "HostFilter",
-            .scan = WDLT_SCAN_HOST_FILTER,
-            .key = kHostKey,
-            .size = sizeof(WdpeHosfData),
-            .fields =
-                {
-                    numberCase("EnablePrivateIPCheck", WDLT_FIELD(WdpeHosfData, dwEnablePrivateIPCheck)),
-                    numberCase("NonBlock", WDLT_FIELD(WdpeHosfData, dwNonBlock)).reads({{0xFFFFFFFFu, 0xFFFFFFFFu}}),
-                    textCase("ExclusionExtensions", WDLT_FIELD(WdpeHosfData, szExclusionExtensions))
-                        .reads({{"", ""}, {longest, longest}})
-                        .writes({{"", ""}, {longest, longest}}),
-                },
-            .unreadLine = filterLine("CEngineHosFCommon", "read"),
-            .unwrittenLine = filterLine("CEngineHosFCommon", "write")};
+    return filterRecord("CEngineHosFCommon",
+                        {.name = "HostFilter",
+                         .scan = WDLT_SCAN_HOST_FILTER,
+                         .key = "Scan\\Common\\HostFilter\\config",
+                         .size = sizeof(WdpeHosfData),
+                         .fields = {
+                             numberCase("EnablePrivateIPCheck", WDLT_FIELD(WdpeHosfData, dwEnablePrivateIPCheck)),
+                             numberCase("NonBlock", WDLT_FIELD(WdpeHosfData, dwNonBlock)),
+                             textCase("ExclusionExtensions", WDLT_FIELD(WdpeHosfData, szExclusionExtensions)),
+                         }});
 }
 
 RecordCase virusCommon() {
 #define COMMON(member) WDLT_FIELD(WdpeVsCommon, member)
-    const std::string longest(258, 'p');
-    const std::string longestFolder = std::string(257, 'p') + '\\';
+    const std::string last(258, 'p');
     return {
         .name = "VirusCommon",
         .scan = WDLT_SCAN_VIRUS,
@@ -134,69 +151,40 @@ RecordCase virusCommon() {
         .size = sizeof(WdpeVsCommon),
         .fields =
             {
-                numberCase("Language", COMMON(dwLanguage)).named("dwLanguage").reads({{0xFFFFFFFFu, 0xFFFFFFFFu}}),
+                numberCase("Language", COMMON(dwLanguage)).named("dwLanguage"),
                 textCase("PatternPath", COMMON(szPatternPath))
                     .with("C:\\P\\", "D:\\Q\\")
                     .named("szPatternPath")
-                    .reads(
-                        {{"C:\\P", "C:\\P\\"}, {longest, longest + '\\'}, {longestFolder, longestFolder}, {"\\", "\\"}})
+                    .reads({{"C:\\P", "C:\\P\\"}, {last, last + '\\'}, {"\\", "\\"}})
                     .writes({{"C:\\P", "C:\\P"}, {"", ""}}),
                 numberCase("KeepNumber", COMMON(dwKeepNumber))
                     .named("dwKeepNumber")
-                    .reads({{0x7FFFFFFFu, 0x7FFFFFFFu}, {0x80000000u, 0x7FFFFFFFu}, {0xFFFFFFFFu, 0x7FFFFFFFu}})
-                    .writes({{0xFFFFFFFFu, 0xFFFFFFFFu}}),
+                    .reads({{0x7FFFFFFFu, 0x7FFFFFFFu}, {0x80000000u, 0x7FFFFFFFu}, {0xFFFFFFFFu, 0x7FFFFFFFu}}),
                 numberCase("PurgeBadPattern", COMMON(dwPurgeBadPattern))
                     .named("dwPurgeBadPattern")
                     .whenUnreadable(quietlyReadsAs(0u)),
                 numberCase("EngineType", COMMON(dwEngineType)).whenUnreadable(quietlyReadsAs(0u)).neverWritten(),
             },
-        .unreadLine =
-            [](const std::string& field, std::int32_t status) {
-                return "ReadConfig fails (" + std::to_string(status) + ") : WdpeVsCommon::" + field;
-            },
-        .unwrittenLine =
-            [](const std::string& field, std::int32_t status) {
-                return "WriteConfig fails (" + std::to_string(status) + ") : WdpeVsCommon::" + field;
-            }};
+        .unreadLine = "ReadConfig fails ({status}) : WdpeVsCommon::{field}",
+        .unwrittenLine = "WriteConfig fails ({status}) : WdpeVsCommon::{field}",
+    };
 #undef COMMON
 }
 
-class FilterRecords : public testing::TestWithParam<RecordCase> {
-  protected:
-    FilterRecords() { tree::clear(); }
+class FilterRecords : public FieldRecords {};
 
-    const TimeScale patient{"0.1"};
-    const FreshLog log;
-    const LoadedLibrary library{LoadedLibrary::withLog};
-    const FieldRunner runner{library, GetParam()};
-};
+TEST_P(FilterRecords, EachFieldOnItsWay) {
+    FieldRunner(library, GetParam()).tryAll();
+}
+INSTANTIATE_TEST_SUITE_P(All, FilterRecords,
+                         testing::Values(urlFilter(), untestedUrls(), backupRetry(), socketFamily(), hostFilter(),
+                                         virusCommon()),
+                         nameOf);
 
-TEST_P(FilterRecords, EachValueThatCantBeRead) {
-    runner.tryEachUnreadValue();
-}
-TEST_P(FilterRecords, Limits) {
-    runner.tryLimitsOnRead();
-    runner.tryLimitsOnWrite();
-    runner.tryTextsWithoutTerminator();
-}
-TEST_P(FilterRecords, WritesStoreTheirOwnValuesAndNoOther) {
-    runner.tryWriting();
-}
-TEST_P(FilterRecords, AFailingWriteLeavesWhatCameBeforeIt) {
-    runner.tryFailingWrites();
-}
-TEST_P(FilterRecords, TheServiceHearsOfAWrite) {
-    runner.tryNotifying();
-}
-INSTANTIATE_TEST_SUITE_P(All, FilterRecords, testing::Values(urlFilter(), untestedUrls(), hostFilter(), virusCommon()),
-                         [](const auto& info) { return std::string(info.param.name); });
-
-class FilterRecord : public testing::Test {
+class FilterRecord : public FieldRecord {
   protected:
     FilterRecord() {
-        tree::clear();
-        const std::filesystem::path home = TestHome::instance().path();
-        std::filesystem::remove_all(home / "install");
+        std::filesystem::remove_all(home);
         for (const char* const folder : {"install", "temp"})
             std::filesystem::create_directories(home / folder);
         tree::setText("", "InstallPath", (home / "install/").string());
@@ -204,134 +192,161 @@ class FilterRecord : public testing::Test {
     }
 
     template <class Record>
-    std::int32_t read(std::uint32_t scan, std::uint64_t configType, Record& record, std::uint64_t& size) const {
-        return WDLT_CALL(library, WdltReadConfig)(0, scan, configType, &record, &size);
+    std::int32_t read(std::uint64_t configType, Record& record, std::uint32_t scan = WDLT_SCAN_URL_FILTER) const {
+        return FieldRecord::read(0, scan, record, configType);
     }
     template <class Record>
-    std::int32_t read(std::uint32_t scan, std::uint64_t configType, Record& record) const {
-        std::uint64_t size = sizeof record;
-        return read(scan, configType, record, size);
+    std::int32_t write(std::uint64_t configType, Record& record, std::uint32_t scan = WDLT_SCAN_URL_FILTER) const {
+        return FieldRecord::write(0, scan, record, configType);
+    }
+    // Of records whose size isn't that of their type.
+    std::int32_t readBytes(std::uint64_t configType, std::string& bytes, std::uint64_t& size) const {
+        return WDLT_CALL(library, WdltReadConfig)(0, WDLT_SCAN_URL_FILTER, configType, bytes.data(), &size);
+    }
+    std::int32_t writeBytes(std::uint64_t configType, std::string bytes) const {
+        return WDLT_CALL(library, WdltWriteConfig)(0, WDLT_SCAN_URL_FILTER, configType, bytes.data(), bytes.size());
     }
 
-    const TimeScale patient{"0.1"};
-    const FreshLog log;
-    const LoadedLibrary library{LoadedLibrary::withLog};
+    const std::filesystem::path home = TestHome::instance().path() / "lists";
 };
 
-TEST_F(FilterRecord, MoreRoomThanARecordTakes) {
-    std::vector<BYTE> buffer(4000);
-    for (const RecordCase& record : {urlFilter(), untestedUrls(), hostFilter()}) {
+TEST_F(FilterRecord, WhatCanOnlyBeRead) {
+    for (const RecordCase& record : {allSettings(), cacheFile()}) {
         SCOPED_TRACE(record.name);
-        FieldRunner(library, record).layDown(0);
-        std::uint64_t size = record.size + 1;
-        EXPECT_EQ(read(record.scan, record.configType, buffer[0], size), WDLT_OK);
-        EXPECT_EQ(size, record.size + 1);
+        const FieldRunner runner(library, record);
+        runner.tryEachUnreadValue();
+        runner.tryAFreshTree();
+        runner.tryLimitsOnRead();
     }
-    std::uint64_t size = 276;
-    EXPECT_EQ(read(WDLT_SCAN_VIRUS, 2, buffer[0], size), WDLT_E_INVALID_ARGUMENT);
+    tree::deleteValue(kUrlKey, "Mode");
+    WdpeUrlfDrsData record;
+    EXPECT_EQ(read(WDLT_CONFIG_URLF_DRS, record), WDLT_E_NOT_FOUND);
+    EXPECT_TRUE(library.logged("Read All Registry failed.(-16)"));
+    std::uint32_t number = 0;
+    EXPECT_EQ(read(15, number), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_TRUE(library.logged("CEngineUrlFCommon::ReadConfig(): invalid value (dwInput=15)"));
+    for (const std::uint64_t type : {6u, 14u, 15u}) {
+        EXPECT_EQ(write(type, number), WDLT_E_INVALID_ARGUMENT);
+        EXPECT_TRUE(library.logged("CEngineUrlFCommon::WriteConfig(): invalid value (dwInput=" + std::to_string(type)));
+    }
+    EXPECT_EQ(read(2, number, WDLT_SCAN_VIRUS), WDLT_E_INVALID_ARGUMENT);
     EXPECT_TRUE(library.logged("CEngineSCANXCommon::ReadConfig(): invalid value (dwInput=2)"));
 }
 
-TEST_F(FilterRecord, AnEmptyPatternFolderIsTheInstallDirectory) {
-    FieldRunner(library, virusCommon()).layDown(0);
-    tree::setText(kVirusKey, "PatternPath", "");
-    const std::string longest(258, 'i');
-    for (const std::string& install : {std::string("C:\\I"), std::string("C:\\I\\"), longest}) {
-        tree::setText("", "InstallPath", install);
-        WdpeVsCommon common{};
-        EXPECT_EQ(read(WDLT_SCAN_VIRUS, WDLT_CONFIG_DEFAULT, common), WDLT_OK);
-        EXPECT_EQ(std::string(common.szPatternPath), install.ends_with('\\') ? install : install + '\\');
-        EXPECT_NE(common.dwKeepNumber, 0u);
-    }
-    tree::setText("", "InstallPath", "");
-    WdpeVsCommon common{};
-    EXPECT_EQ(read(WDLT_SCAN_VIRUS, WDLT_CONFIG_DEFAULT, common), WDLT_OK);
-    EXPECT_NE(common.dwLanguage, 0u);
-    EXPECT_STREQ(common.szPatternPath, "");
-    EXPECT_EQ(common.dwKeepNumber, 0u); // the read ends there, and is no failure
-    EXPECT_TRUE(library.logged("ReadConfig fails (0) : InstallPath"));
-}
-
-WdpeSpyRecord spyware(const std::string& text) {
-    WdpeSpyRecord record{};
-    text.copy(record.szText, sizeof record.szText - 1);
-    return record;
-}
-
-TEST_F(FilterRecord, SpywareListThroughItsOwnFunctions) {
-    ChangeListener service;
-    const auto readList = WDLT_CALL(library, WdltSpyReadRecordList);
-    const auto writeList = WDLT_CALL(library, WdltSpyWriteRecordList);
-    std::int32_t count = 7;
-    EXPECT_EQ(readList(0, nullptr, &count), WDLT_OK); // no file yet
-    EXPECT_EQ(count, 0);
-    EXPECT_EQ(readList(0, nullptr, nullptr), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_TRUE(library.logged("CEngineSCANXCommon: Failed to get file name in registry. Use SpyAList.dat"));
-
-    const std::vector<WdpeSpyRecord> five(5, spyware(std::string(128, 's')));
-    EXPECT_EQ(writeList(9, five.data(), 5), WDLT_OK); // the type is passed over
-    EXPECT_THAT(service.heard(), ElementsAre(Change{0, WDLT_SCAN_VIRUS}));
-    std::vector<WdpeSpyRecord> some(9, spyware("untouched"));
-    count = 1;
-    EXPECT_EQ(readList(9, some.data(), &count), WDLT_OK);
-    EXPECT_EQ(count, 1);
-    EXPECT_EQ(std::string(some[0].szText), std::string(128, 's'));
-    EXPECT_STREQ(some[1].szText, "untouched");
-    count = 9;
-    EXPECT_EQ(readList(0, some.data(), &count), WDLT_OK);
-    EXPECT_EQ(count, 5);
-    EXPECT_STREQ(some[5].szText, "untouched");
-
-    std::vector<WdpeSpyRecord> many(257, spyware("x"));
-    EXPECT_EQ(writeList(0, nullptr, 0), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_EQ(writeList(0, many.data(), 257), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_EQ(writeList(0, many.data(), -1), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_TRUE(library.logged("CFuncSpy::RecordListWrite(): count 257 exceeds the maximum"));
-    many[200] = {};
-    EXPECT_EQ(writeList(0, many.data(), 256), WDLT_E_INVALID_ARGUMENT);
-    std::memset(many[200].szText, 'y', sizeof many[200].szText); // no terminator
-    EXPECT_EQ(writeList(0, many.data(), 256), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_THAT(service.heard(), IsEmpty());
-    count = 0;
-    EXPECT_EQ(readList(0, nullptr, &count), WDLT_OK);
-    EXPECT_EQ(count, 5); // none of it changed anything
-    many[200] = spyware("y");
-    EXPECT_EQ(writeList(0, many.data(), 256), WDLT_OK);
-    EXPECT_EQ(readList(0, nullptr, &count), WDLT_OK);
-    EXPECT_EQ(count, 256);
-}
-
-TEST_F(FilterRecord, SpywareListAtItsAddress) {
-    const auto list = std::make_unique<WdpeSpyList>();
-    const auto write = [&](std::uint64_t size) {
-        return WDLT_CALL(library, WdltWriteConfig)(0, WDLT_SCAN_VIRUS, WDLT_CONFIG_SPYWARE_LIST, list.get(), size);
+TEST_F(FilterRecord, EncipheredValues) {
+    FieldRunner(library, urlFilter()).layDown(0);
+    const auto ciphered = [&](std::size_t plainBytes) { // made by the library itself, which enciphers any text so
+        EXPECT_EQ(writeBytes(WDLT_CONFIG_URLF_QXN_GUID, std::string(plainBytes, 'g')), WDLT_OK);
+        return tree::get(kUrlKey, "QXNGuid")->data;
     };
-    std::uint64_t size = sizeof *list - 1;
-    EXPECT_EQ(read(WDLT_SCAN_VIRUS, WDLT_CONFIG_SPYWARE_LIST, *list, size), WDLT_E_BUFFER_SIZE);
-    EXPECT_EQ(size, 33032u);
-    list->dwNumOfRecords = 1;
-    list->records[0] = spyware("Ad.ware");
-    EXPECT_EQ(write(sizeof *list - 1), WDLT_E_INVALID_ARGUMENT);
-    // A folder in the name isn't taken off: it stands behind the install directory as it is.
-    tree::setText(kVirusKey, "WhiteList", "sub/list.dat");
-    const std::filesystem::path install = TestHome::instance().path() / "install";
-    EXPECT_LT(write(sizeof *list), WDLT_OK);
-    std::filesystem::create_directories(install / "sub");
-    EXPECT_EQ(write(sizeof *list), WDLT_OK);
-    EXPECT_TRUE(std::filesystem::exists(install / "sub/list.dat"));
-    EXPECT_TRUE(std::filesystem::is_empty(TestHome::instance().path() / "temp"));
-    const auto again = std::make_unique<WdpeSpyList>();
-    EXPECT_EQ(read(WDLT_SCAN_VIRUS, WDLT_CONFIG_SPYWARE_LIST, *again), WDLT_OK);
-    EXPECT_EQ(std::memcmp(again.get(), list.get(), sizeof *list), 0);
+    const struct {
+        std::string stored;
+        std::int32_t status;
+        std::size_t length = 0;
+        const char* line = nullptr;
+    } cases[] = {
+        {"", WDLT_OK},
+        {ciphered(1), WDLT_OK, 1},
+        {ciphered(127), WDLT_OK, 127},
+        {ciphered(128), WDLT_E_BUFFER_SIZE, 0, "item=ProxyUser, ret=-2)"}, // leaves no room for a terminator
+        {std::string(15, 'x'), WDLT_E_GENERAL, 0, "Failed to decrypt registry data (item=ProxyUser, err="},
+        {std::string(16, 'x'), WDLT_E_GENERAL, 0, "Failed to decrypt registry data (item=ProxyUser, err=-7)"},
+        {std::string(128, 'x'), WDLT_E_GENERAL, 0, "item=ProxyUser, ret=-1)"},
+        {std::string(144, 'x'), WDLT_E_BUFFER_SIZE, 0, "item=ProxyUser, ret=-2)"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.stored.size());
+        tree::set(kUrlKey, "ProxyUser", REG_BINARY, c.stored);
+        const FreshLog fresh;
+        WdpeUrlfData record{};
+        EXPECT_EQ(read(WDLT_CONFIG_URLF_SETTINGS, record), c.status);
+        EXPECT_EQ(std::string(record.szProxyUser), std::string(c.length, 'g'));
+        EXPECT_EQ(library.logged("ProxyUser"), c.line != nullptr);
+        EXPECT_TRUE(c.line == nullptr || library.logged(c.line));
+    }
+    WdpeUrlfData record{};
+    std::strcpy(record.szProxyPassword, "p*ss w\xF6rd");
+    EXPECT_EQ(write(WDLT_CONFIG_URLF_SETTINGS, record), WDLT_OK);
+    const auto password = tree::get(kUrlKey, "ProxyPassword");
+    EXPECT_EQ(password->type, DWORD{REG_BINARY});
+    EXPECT_EQ(password->data.size(), 16u);
+    EXPECT_EQ(password->data.find("p*ss"), std::string::npos);
+    WdpeUrlfData again{};
+    EXPECT_EQ(read(WDLT_CONFIG_URLF_SETTINGS, again), WDLT_OK);
+    EXPECT_EQ(std::memcmp(&again, &record, sizeof again), 0);
+}
 
-    list->dwListType = 1;
-    EXPECT_EQ(write(sizeof *list), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_EQ(read(WDLT_SCAN_VIRUS, WDLT_CONFIG_SPYWARE_LIST, *list), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_TRUE(library.logged("CEngineSCANXCommon: Invalid value (dwListType=1)"));
-    list->dwListType = 0;
-    tree::setText("", "InstallPath", "");
-    EXPECT_EQ(read(WDLT_SCAN_VIRUS, WDLT_CONFIG_SPYWARE_LIST, *list), WDLT_E_GENERAL);
-    EXPECT_TRUE(library.logged("CEngineSCANXCommon: Cannot get the install path"));
+// Somebody stores a longer value whenever a reader has looked at the old one.
+TEST_F(FilterRecord, AnEncipheredValueThatGrowsUnderItsReader) {
+    FieldRunner(library, urlFilter()).layDown(0);
+    const auto store = [&](std::size_t length) {
+        WdpeUrlfData record{};
+        std::memset(record.szProxyUser, 'u', length);
+        EXPECT_EQ(write(WDLT_CONFIG_URLF_SETTINGS, record), WDLT_OK);
+        return tree::get(kUrlKey, "ProxyUser")->data;
+    };
+    const std::string longer = store(100);
+    store(1);
+    const AfterEachRead others([&](const std::string& name) {
+        if (name == "ProxyUser")
+            tree::set(kUrlKey, "ProxyUser", REG_BINARY, longer);
+    });
+    WdpeUrlfData record{};
+    EXPECT_EQ(read(WDLT_CONFIG_URLF_SETTINGS, record), WDLT_OK);
+    EXPECT_STREQ(record.szProxyUser, "u");
+}
+
+TEST_F(FilterRecord, TheRatingServerMustExistToBeChanged) {
+    tree::setNumber(kUrlKey, "Mode", 0);
+    WdpeUrlfRSInfo server{"rating.example", 80};
+    EXPECT_EQ(write(WDLT_CONFIG_URLF_RS_INFO, server), WDLT_E_NOT_FOUND);
+    EXPECT_TRUE(library.logged("CEngineUrlFCommon: Failed to ReadRSInfo in WriteRSInfo (ret=-16)"));
+    tree::set(kUrlKey, "LookupServer", REG_BINARY, "");
+    EXPECT_EQ(write(WDLT_CONFIG_URLF_FULL, server), WDLT_OK);     // any of its config types
+    EXPECT_EQ(tree::number(kUrlKey, "LookupPort"), std::nullopt); // 80 is what an absent one reads as
+    server.dwRatingPort = 8080;
+    EXPECT_EQ(write(WDLT_CONFIG_URLF_RS_INFO, server), WDLT_OK);
+    WdpeUrlfRSInfo again{};
+    EXPECT_EQ(read(WDLT_CONFIG_URLF_RS_INFO, again), WDLT_OK);
+    EXPECT_EQ(std::memcmp(&again, &server, sizeof server), 0);
+}
+
+TEST_F(FilterRecord, ExtraHeaderAndGuid) {
+    constexpr std::uint64_t kType = WDLT_CONFIG_URLF_EXTRA_HEADER;
+    const auto header = [](std::uint32_t version, std::uint32_t dataBytes, const std::string& data) {
+        const std::uint32_t head[] = {version, dataBytes};
+        return std::string(reinterpret_cast<const char*>(head), sizeof head) + data + std::string(4, '\0');
+    };
+    const std::string data = "X-Header: of 20 byte";
+    const auto expectRead = [&](std::uint32_t version, std::uint32_t room, std::uint64_t size, std::int32_t status,
+                                std::uint64_t needed) {
+        std::string bytes = header(version, room, std::string(20, '\0'));
+        EXPECT_EQ(readBytes(kType, bytes, size), status) << room << ' ' << size;
+        EXPECT_EQ(size, needed);
+        EXPECT_EQ(bytes.substr(8, 20) == data, status == WDLT_OK);
+    };
+    tree::setNumber(kUrlKey, "Mode", 0);
+    EXPECT_EQ(writeBytes(kType, header(0, 20, data)), WDLT_EXTRA_HEADER_VERSION);
+    EXPECT_EQ(writeBytes(kType, header(2, 20, data)), WDLT_E_VERSION);
+    EXPECT_EQ(writeBytes(kType, header(1, 21, data)), WDLT_E_INVALID_ARGUMENT); // more than the record has
+    expectRead(0, 20, 32, WDLT_EXTRA_HEADER_VERSION, 32);
+    expectRead(1, 20, 32, WDLT_E_NOT_FOUND, 32);
+    EXPECT_FALSE(tree::get(kUrlKey, "ExtraHeaderVersion"));
+    EXPECT_EQ(writeBytes(kType, header(1, 20, data)), WDLT_OK);
+    EXPECT_EQ(tree::number(kUrlKey, "ExtraHeaderVersion"), 1u);
+    expectRead(1, 20, 32, WDLT_OK, 32);
+    expectRead(1, 19, 32, WDLT_E_BUFFER_SIZE, 32);
+    expectRead(1, 20, 31, WDLT_E_BUFFER_SIZE, 32);
+    expectRead(1, 20, 11, WDLT_E_BUFFER_SIZE, 12);
+
+    EXPECT_EQ(writeBytes(WDLT_CONFIG_URLF_QXN_GUID, "0123456789abcdef"), WDLT_OK);
+    std::string guid(40, 'x');
+    std::uint64_t size = guid.size();
+    EXPECT_EQ(readBytes(WDLT_CONFIG_URLF_QXN_GUID, guid, size), WDLT_OK);
+    EXPECT_EQ(guid.substr(0, size), "0123456789abcdef");
+    size = 15;
+    EXPECT_EQ(readBytes(WDLT_CONFIG_URLF_QXN_GUID, guid, size), WDLT_E_BUFFER_SIZE);
+    EXPECT_EQ(size, 32u); // as stored
 }
 
 } // namespace

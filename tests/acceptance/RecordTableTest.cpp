@@ -118,6 +118,33 @@ TEST_F(RecordTable, EachRowIsSo) {
     EXPECT_EQ(rows, 45);
 }
 
+TEST_F(RecordTable, LinesOfOtherSizes) {
+    const struct {
+        std::uint32_t protocol, scan;
+        std::uint64_t type, size;
+        const char* read;
+        const char* written;
+    } cases[] = {
+        {10000, 0, 0, 863, "", "> WriteConfig size is invalid (863 / 864)"},
+        {2, 0, 0, 15, "", "[WdltCfg.dll] WriteConfig size is invalid (15 / 16)"},
+        {1, WDLT_SCAN_VIRUS, 0, 39, "", "> WriteConfig size is invalid (39 / 40)"},
+        {0, WDLT_SCAN_VIRUS, 0, 275, "", "> WriteConfig size is invalid (275 / 276)"},
+        {0, WDLT_SCAN_MAIL_MANAGER, 0, 1407, "ReadConfig: size error.", "WriteConfig: size error."},
+        {0, WDLT_SCAN_ANTI_SPAM, 0, 103, "ReadCommonConfig: parameter size error", "WriteCommonConfig: parameter size"},
+        {0, WDLT_SCAN_ANTI_SPAM, 1, 523, "ReadRulePathConfig: parameter size", "WriteRulePathConfig: parameter size"},
+        {1, WDLT_SCAN_ANTI_SPAM, 0, 256559, "ReadConfig: parameter size error", "WriteConfig: parameter size error"},
+    };
+    std::vector<char> buffer(256560);
+    for (const auto& c : cases) {
+        const FreshLog fresh;
+        std::uint64_t size = c.size;
+        EXPECT_LT(WDLT_CALL(library, WdltReadConfig)(c.protocol, c.scan, c.type, buffer.data(), &size), WDLT_OK);
+        EXPECT_TRUE(library.logged(c.read)) << c.read;
+        EXPECT_LT(WDLT_CALL(library, WdltWriteConfig)(c.protocol, c.scan, c.type, buffer.data(), c.size), WDLT_OK);
+        EXPECT_TRUE(library.logged(c.written)) << c.written;
+    }
+}
+
 TEST(Header, EachFunctionTellsItsLockMode) {
     const std::string header = theHeader();
     const auto isTold = [&](const std::string& name, char mode) {

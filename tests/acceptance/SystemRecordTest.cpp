@@ -1,64 +1,117 @@
-// The service's record through the exports of the library as a caller loads it: settings in, log lines out.
-#include "LoadedLibrary.h"
-#include "TestHome.h"
-#include "Tree.h"
+// The service's record through the exports of the library as a caller loads it: each field, the list of handlers; then
+// what hangs on no record: refusals, unloading, a fork.
+#include "FieldRecords.h"
 
-#include <wdltcfg/addresses.h>
-#include <wdltcfg/records.h>
-#include <wdltcfg/status.h>
-#include <wdltcfg/wdltcfg.h>
+#include <gmock/gmock.h>
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <cstring>
+#include <span>
 #include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
 #include <vector>
 
 namespace {
 
+using testing::ElementsAre;
+
+RecordCase systemRecord() {
+#define SYSTEM(member) WDLT_FIELD(WdchSystemData, member)
+    const auto folder = [](const char* value, const char* field, std::size_t offset, std::size_t size) {
+        const std::string last(258, 'p'); // with room for a backslash
+        const std::string longest(259, 'p');
+        return textCase(value, offset, size)
+            .with("C:\\One\\", "D:\\Two\\")
+            .named(field)
+            .whenUnreadable(quietlyReadsAs(""))
+            .reads({{"", ""}, {"C:\\F", "C:\\F\\"}, {last, last + "\\"}, {longest, longest}})
+            .writes({{"C:\\F", "C:\\F"}, {longest, longest}});
+    };
+    return {
+        .name = "System",
+        .protocol = WDLT_PROTOCOL_SYSTEM,
+        .key = "",
+        .size = sizeof(WdchSystemData),
+        .fields =
+            {
+                numberCase("ProxyPort", SYSTEM(proxyPort))
+                    .named("proxyPort")
+                    .whenUnreadable(quietlyReadsAs(6999u))
+                    .reads({{0xFFFFu, 0xFFFFu}, {70000u, 4464u}}), // the low 16 bits
+                textCase("InstallPath", SYSTEM(installPath))
+                    .named("installPath")
+                    .whenUnreadable(quietlyReadsAs(""))
+                    .reads({{"C:\\Wardlet", "C:\\Wardlet"}}), // as stored
+                folder("TempPath", "tempPath", SYSTEM(tempPath)),
+                folder("LogPath", "logPath", SYSTEM(logPath)),
+                numberCase("DisableBm", SYSTEM(bmFlag))
+                    .named("bmFlag")
+                    .with(1u, 0u)
+                    .storedAs(0u, 1u)
+                    .whenUnreadable(quietlyReadsAs(1u))
+                    .reads({{5u, 0u}})
+                    .writes({{7u, 0u}}),
+                numberCase("DefRedirectFlag", SYSTEM(defRedirectFlag))
+                    .whenUnreadable(quietlyReadsAs(0u))
+                    .neverWritten(),
+                numberCase("TcpAutoTuningLevel", SYSTEM(tcpAutoTuningLevel))
+                    .whenUnreadable(quietlyReadsAs(2u))
+                    .reads({{0u, 0u}})
+                    .neverWritten(),
+            },
+        .unwrittenLine = "!!! <WdltCfg> WriteConfig WdchSystemData::{field} fails.",
+        .writeCode = WDLT_E_GENERAL,
+    };
+#undef SYSTEM
+}
+
 class SystemRecord : public testing::Test {
   protected:
-    void SetUp() override { tree::clear(); }
+    SystemRecord() { tree::clear(); }
 
+    std::int32_t read(WdchSystemData& record) const {
+        std::uint64_t size = sizeof record;
+        return WDLT_CALL(library, WdltReadConfig)(WDLT_PROTOCOL_SYSTEM, 0, 0, &record, &size);
+    }
+    std::int32_t write(WdchSystemData& record) const {
+        return WDLT_CALL(library, WdltWriteConfig)(WDLT_PROTOCOL_SYSTEM, 0, 0, &record, sizeof record);
+    }
+    std::vector<DWORD> handlers() const {
+        WdchSystemData record{};
+        EXPECT_EQ(read(record), WDLT_OK);
+        EXPECT_EQ(record.defRedirectFlag, 0u); // what stands behind the array
+        const auto types = std::span(record.handlerTypes).first(record.handlerCount);
+        return {types.begin(), types.end()};
+    }
+    static void addHandler(const std::string& name, DWORD type, DWORD enable) {
+        tree::setNumber("ProtocolHandler\\" + name, "Type", type);
+        tree::setNumber("ProtocolHandler\\" + name, "Enable", enable);
+    }
+
+    const TimeScale patient{"0.1"};
+    const FreshLog log;
     LoadedLibrary library{LoadedLibrary::withLog};
 };
 
-TEST_F(SystemRecord, IsReadInTwoStepsAndWrittenBack) {
-    std::uint64_t size = 0;
-    EXPECT_EQ(WDLT_CALL(library, WdltReadConfig)(WDLT_PROTOCOL_SYSTEM, WDLT_SCAN_NONE, 0, nullptr, &size),
-              WDLT_E_BUFFER_SIZE);
-    ASSERT_EQ(size, sizeof(WdchSystemData));
-    WdchSystemData record;
-    ASSERT_EQ(WDLT_CALL(library, WdltReadConfig)(WDLT_PROTOCOL_SYSTEM, WDLT_SCAN_NONE, 0, &record, &size), WDLT_OK);
-    EXPECT_EQ(record.proxyPort, 6999);
-
-    record.proxyPort = 8081;
-    ASSERT_EQ(WDLT_CALL(library, WdltWriteConfig)(WDLT_PROTOCOL_SYSTEM, WDLT_SCAN_NONE, 0, &record, sizeof record),
-              WDLT_OK);
-    EXPECT_EQ(tree::number("", "ProxyPort"), 8081u);
-
-    WdchSystemData again;
-    ASSERT_EQ(WDLT_CALL(library, WdltReadConfigEx)(WDLT_PROTOCOL_SYSTEM, WDLT_SCAN_NONE, 0, 0, &again, &size), WDLT_OK);
-    EXPECT_EQ(std::memcmp(&again, &record, sizeof record), 0);
+TEST_F(SystemRecord, EachFieldOnItsWay) {
+    FieldRunner(library, systemRecord()).tryAll();
 }
 
-TEST_F(SystemRecord, EverySizeFromNothingToOneTooMany) {
-    std::vector<char> buffer(sizeof(WdchSystemData) + 1, 'x');
-    for (std::uint64_t given = 0; given <= sizeof(WdchSystemData) + 1; ++given) {
-        if (given == sizeof(WdchSystemData))
-            continue;
-        std::uint64_t size = given;
-        ASSERT_EQ(WDLT_CALL(library, WdltReadConfig)(WDLT_PROTOCOL_SYSTEM, 0, 0, buffer.data(), &size),
-                  WDLT_E_BUFFER_SIZE);
-        ASSERT_EQ(size, sizeof(WdchSystemData));
-        ASSERT_EQ(WDLT_CALL(library, WdltWriteConfig)(WDLT_PROTOCOL_SYSTEM, 0, 0, buffer.data(), given),
-                  WDLT_E_GENERAL);
-    }
-    EXPECT_TRUE(std::ranges::all_of(buffer, [](char c) { return c == 'x'; }));
-    EXPECT_FALSE(tree::keyExists(""));
+TEST_F(SystemRecord, HandlersThatAreOnAreListedInOrder) {
+    addHandler("SMTP", 2, 1);
+    addHandler("HTTP", 3, 1);
+    addHandler("Off", 4, 0);
+    addHandler("Odd", 5, 2); // only 1 counts
+    addHandler("Last", 16, 1);
+    addHandler("Beyond", 17, 1);
+    addHandler("Zero", 0, 1);
+    tree::setNumber("ProtocolHandler\\NoType", "Enable", 1);
+    tree::setNumber("ProtocolHandler\\NoEnable", "Type", 6);
+    EXPECT_THAT(handlers(), ElementsAre(3, 16, 2)); // HTTP, Last, SMTP
+    tree::clear();
+    for (DWORD i = 0; i < 18; ++i)
+        addHandler(std::string("H") + static_cast<char>('a' + i), i % 16 + 1, 1);
+    EXPECT_EQ(handlers().size(), 16u);
+    EXPECT_EQ(handlers().back(), 16u);
 }
 
 TEST_F(SystemRecord, WhatMustBeRefusedIs) {
@@ -67,84 +120,42 @@ TEST_F(SystemRecord, WhatMustBeRefusedIs) {
     EXPECT_EQ(WDLT_CALL(library, WdltReadConfig)(WDLT_PROTOCOL_SYSTEM, 0, 0, data, nullptr), WDLT_E_INVALID_ARGUMENT);
     EXPECT_EQ(WDLT_CALL(library, WdltReadConfig)(4, 0, 0, data, &size), WDLT_E_GENERAL);
     EXPECT_EQ(WDLT_CALL(library, WdltWriteConfigEx)(0, 1, 2, 0, data, sizeof data), WDLT_E_GENERAL);
-    EXPECT_EQ(WDLT_CALL(library, WdltWriteConfig)(WDLT_PROTOCOL_SYSTEM, 0, 0, nullptr, sizeof(WdchSystemData)),
-              WDLT_E_INVALID_ARGUMENT);
-    EXPECT_TRUE(library.logged("!!! <WdltCfg> size is NULL"));
-    EXPECT_TRUE(library.logged("!!! <WdltCfg> No config helper [protocol=4, scan=00000000]"));
-    EXPECT_TRUE(library.logged("!!! <WdltCfg> No config helper [protocol=0, scan=1]"));
+    for (const char* const line :
+         {"!!! <WdltCfg> size is NULL", "!!! <WdltCfg> No config helper [protocol=4, scan=00000000]",
+          "!!! <WdltCfg> No config helper [protocol=0, scan=1]"})
+        EXPECT_TRUE(library.logged(line)) << line;
     EXPECT_FALSE(tree::keyExists(""));
-}
-
-TEST_F(SystemRecord, ManyThreadsSeeWholeValues) {
-    // Each writer's directories carry its own letter, so a mixture would show.
-    constexpr int kWriters = 4;
-    std::vector<std::jthread> threads;
-    for (int writer = 0; writer < kWriters; ++writer)
-        threads.emplace_back([this, writer] {
-            WdchSystemData record{};
-            std::fill_n(record.installPath, 200 + writer, static_cast<char>('a' + writer));
-            for (int round = 0; round < 50; ++round)
-                ASSERT_EQ(WDLT_CALL(library, WdltWriteConfig)(WDLT_PROTOCOL_SYSTEM, 0, 0, &record, sizeof record),
-                          WDLT_OK);
-        });
-    for (int round = 0; round < 200; ++round) {
-        WdchSystemData record;
-        std::uint64_t size = sizeof record;
-        ASSERT_EQ(WDLT_CALL(library, WdltReadConfig)(WDLT_PROTOCOL_SYSTEM, 0, 0, &record, &size), WDLT_OK);
-        const std::string path = record.installPath;
-        if (path.empty())
-            continue;
-        EXPECT_EQ(path, std::string(200 + static_cast<std::size_t>(path[0] - 'a'), path[0]));
-    }
 }
 
 TEST_F(SystemRecord, TheLibraryCanBeUnloadedAndLoadedAgain) {
     WdchSystemData record;
     std::uint64_t size = sizeof record;
-    for (int round = 0; round < 3; ++round) {
-        LoadedLibrary again(LoadedLibrary::withLog);
+    for (int round = 0; round < 4; ++round) {
+        const LoadedLibrary again(LoadedLibrary::withLog);
         EXPECT_EQ(WDLT_CALL(again, WdltReadConfig)(WDLT_PROTOCOL_SYSTEM, 0, 0, &record, &size), WDLT_OK);
+        if (round == 2)
+            library.unload(); // the next one is alone
     }
-    library.unload();
-    const LoadedLibrary fresh(LoadedLibrary::withLog);
-    EXPECT_EQ(WDLT_CALL(fresh, WdltReadConfig)(WDLT_PROTOCOL_SYSTEM, 0, 0, &record, &size), WDLT_OK);
 }
 
 TEST_F(SystemRecord, AForkedChildGoesOnUsingTheLibrary) {
     WdchSystemData record{};
     record.proxyPort = 1;
-    ASSERT_EQ(WDLT_CALL(library, WdltWriteConfig)(WDLT_PROTOCOL_SYSTEM, 0, 0, &record, sizeof record), WDLT_OK);
+    ASSERT_EQ(write(record), WDLT_OK);
     const pid_t child = fork();
     ASSERT_NE(child, -1);
     if (child == 0) {
-        std::uint64_t size = sizeof record;
-        bool good = WDLT_CALL(library, WdltReadConfig)(WDLT_PROTOCOL_SYSTEM, 0, 0, &record, &size) == WDLT_OK;
+        bool good = read(record) == WDLT_OK;
         record.proxyPort = static_cast<std::uint16_t>(record.proxyPort + 1);
-        good =
-            good && WDLT_CALL(library, WdltWriteConfig)(WDLT_PROTOCOL_SYSTEM, 0, 0, &record, sizeof record) == WDLT_OK;
+        good = good && write(record) == WDLT_OK;
         library.unload();
         _exit(good ? 0 : 1);
     }
     int status = 0;
     ASSERT_EQ(waitpid(child, &status, 0), child);
     EXPECT_EQ(status, 0);
-    std::uint64_t size = sizeof record;
-    EXPECT_EQ(WDLT_CALL(library, WdltReadConfig)(WDLT_PROTOCOL_SYSTEM, 0, 0, &record, &size), WDLT_OK);
+    EXPECT_EQ(read(record), WDLT_OK);
     EXPECT_EQ(record.proxyPort, 2);
-}
-
-TEST(Settings, AFileOfGarbageLeavesTheLogOffAndTheLibraryWhole) {
-    std::string garbage(100'000, '\0');
-    for (std::size_t i = 0; i < garbage.size(); ++i)
-        garbage[i] = static_cast<char>(i * 7919 % 251);
-    for (const std::string& content : {garbage, std::string("[ServiceSession\nEnable==1\n]["), std::string()}) {
-        TestHome::instance().write("Wardlet.ini", content);
-        const LoadedLibrary library;
-        WdchSystemData record;
-        std::uint64_t size = sizeof record;
-        EXPECT_EQ(WDLT_CALL(library, WdltReadConfig)(WDLT_PROTOCOL_SYSTEM, 0, 0, &record, &size), WDLT_OK);
-    }
-    EXPECT_FALSE(std::filesystem::exists(TestHome::instance().path() / "log"));
 }
 
 } // namespace

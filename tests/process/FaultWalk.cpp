@@ -1,157 +1,337 @@
 #include "FaultWalk.h"
 
 #include "Child.h"
-#include "Tree.h"
+#include "Disturbance.h"
+#include "ExhaustedMemory.h"
+#include "HomeState.h"
+#include "PowerCut.h"
+#include "Sanitizers.h"
+#include "TestHome.h"
 
 #include <wdltcfg/status.h>
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <exception>
-#include <memory>
+#include <fcntl.h>
 #include <optional>
-#include <string>
 #include <thread>
 
 namespace walk {
 namespace {
 
+namespace fs = std::filesystem;
+
 constexpr unsigned kLimitSeconds = 10; // for what takes milliseconds
 constexpr int kMostFailures = 3;       // of one operation, before its walk ends
 constexpr std::int32_t kThrew = 1;
-
-// How a process of the walk ended; what a signal makes of it stands behind.
-enum Ending : int { kWell, kNotStored, kRefused, kNotWhole };
+constexpr int kKilled = Child::kSignal + SIGKILL;
+// The sanitizers have system calls of their own, which must not fail.
+#if defined(WDLT_ADDRESS_SANITIZER) || defined(WDLT_THREAD_SANITIZER)
+constexpr bool kCallsCanFail = false;
+#else
+constexpr bool kCallsCanFail = true;
+#endif
 
 std::string told(int ending) {
-    switch (ending) {
-    case kWell:
-        return "went well";
-    case kNotStored:
-        return "doesn't find what was told as stored";
-    case kRefused:
-        return "is refused";
-    case kNotWhole:
-        return "finds a key that is listed and can't be opened";
-    case Child::kSignal + SIGALRM:
-        return "hangs";
-    default:
-        return "ended with " + std::to_string(ending);
-    }
+    return ending == Child::kSignal + SIGALRM ? "hangs" : "ended with " + std::to_string(ending);
 }
 
-bool isWhole(const std::string& key) {
-    for (const std::string& name : tree::subkeys(key)) {
-        const std::string below = key + "\\" + name;
-        HKEY handle = nullptr;
-        if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, below.c_str(), 0, KEY_READ, &handle) != 0)
-            return false;
-        RegCloseKey(handle);
-        if (!isWhole(below))
-            return false;
-    }
-    return true;
+// In memory, where a sync takes no time; what a sync is for, the power cuts show.
+fs::path makeFolder() {
+    for (std::string name : {std::string("/dev/shm"), TestHome::instance().path().string()})
+        if (mkdtemp(name.append("/wdlt-walk-XXXXXX").data()) != nullptr)
+            return name;
+    throw std::runtime_error("no folder for the walk");
+}
+
+void beQuiet() {
+    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    for (const int file : {STDOUT_FILENO, STDERR_FILENO})
+        dup2(nowhere, file);
 }
 
 struct Report {
     std::int32_t status;
     bool wasMet;
+    bool isStuck;
+    std::ptrdiff_t descriptors;
+    char complaint[300];
 };
 
-// The process that the fault happens to. It stays until the others have done theirs, with whatever it has kept, and
-// then makes the operation once more.
-int disturbed(const Operation& operation, const Fault& fault, int point, Report& report, const Pipe& done,
-              const Pipe& others) {
+class Walk {
+  public:
+    Walk(const Operation& operation, std::size_t stride);
+    ~Walk() { fs::remove_all(m_folder); }
+    Walk(const Walk&) = delete;
+    Walk& operator=(const Walk&) = delete;
+
+    void meet(const Fault& fault);
+    void exhaustMemory();
+    void cutPower();
+    std::size_t points() const { return m_points; }
+
+  private:
+    // Makes what it is given; whether a fault was met.
+    using Around = std::function<bool(const std::function<void()>&)>;
+
+    void restore() const;
+    void become(uid_t user) const;
+    std::int32_t make(const LoadedLibrary& library) const;
+    int first(const Around& around) const;
+    std::string next(const Between& between) const;
+    std::string point(const Around& around, Disturbance* disturbance) const;
+    bool goesOn(const std::string& fault, std::size_t point, const std::string& complaint);
+
+    const Operation& m_operation;
+    const std::size_t m_stride;
+    std::size_t m_begin = 0; // each fault's first point, so that all of them together meet more
+    const fs::path m_folder = makeFolder();
+    const fs::path m_home = m_folder / "home";
+    std::vector<std::string> m_program;
+    bool m_hasUsers;
+    HomeState m_before;
+    HomeState m_behind;
+    std::optional<DiskRecord> m_record; // of the undisturbed operation
+    std::ptrdiff_t m_descriptors = 0;   // that it leaves open
+    Shared<Report> m_report;
+    std::size_t m_points = 0;
+    int m_failures = 0;
+};
+
+Walk::Walk(const Operation& operation, std::size_t stride)
+    : m_operation(operation), m_stride(stride), m_program(operation.program) {
+    umask(0);
+    fs::permissions(m_folder, fs::perms(0755));
+    fs::create_directory(m_home);
+    m_hasUsers = geteuid() == 0 && chown(m_home.c_str(), 0, kHomeGroup) == 0 && m_program.empty() &&
+                 asMember(kOneUser, [] { return access(WDLT_LIBRARY, R_OK); }) == 0;
+    fs::permissions(m_home, fs::perms(02775));
+    setenv("WARDLET_HOME", m_home.c_str(), 1);
+    setenv("WARDLET_DURABILITY", "disk", 1);
+
+    const fs::path bin = fs::read_symlink("/proc/self/exe").parent_path();
+    for (std::string& word : m_program)
+        if (const auto at = word.find("$HOME"); at != std::string::npos)
+            word.replace(at, 5, m_home.string());
+    if (!m_program.empty())
+        m_program[0] = bin / m_program[0];
+    EXPECT_EQ(Child([&] {
+                  beQuiet();
+                  return operation.onEmptyHome
+                             ? 0
+                             : Child::become({bin / "wdltctl", "init", "--install", m_home / "install"});
+              }).wait(),
+              0);
+    EXPECT_TRUE(!operation.layDown || Child([&] { return operation.layDown(LoadedLibrary()); }).wait() == 0);
+    fs::remove_all(m_home / "objects");
+    fs::copy(m_home, m_folder / "snapshot", fs::copy_options::recursive);
+
+    const auto look = [&] {
+        EXPECT_EQ(Child([&] { return writeState(lookAtHome(m_home), m_folder / "seen"), 0; }).wait(), 0);
+        return readState(m_folder / "seen");
+    };
+    m_before = look();
+    restore();
+    m_record.emplace(m_home);
+    TracedChild one([&] { return first([](const auto& body) { return body(), false; }); });
+    const bool stands = one.run() && one.run(&*m_record);
+    m_behind = look();
+    EXPECT_TRUE((stands ? one.run() : false) || one.ending() == 0) << "undisturbed it " << told(one.ending());
+    EXPECT_FALSE(m_before == m_behind) << "nothing is stored";
+    m_descriptors = m_report->descriptors;
+}
+
+void Walk::restore() const {
+    for (const auto& entry : fs::directory_iterator(m_home))
+        fs::remove_all(entry);
+    fs::copy(m_folder / "snapshot", m_home, fs::copy_options::recursive);
+}
+
+// In a child.
+void Walk::become(uid_t user) const {
+    umask(022);
+    beQuiet();
+    if (m_hasUsers && !becomeUser(user, kHomeGroup))
+        std::abort();
     alarm(kLimitSeconds);
+}
+
+std::int32_t Walk::make(const LoadedLibrary& library) const {
+    try {
+        return m_program.empty() ? m_operation.call(library) : Child::run(m_program).wait();
+    } catch (const std::exception&) {
+        return kThrew;
+    }
+}
+
+// The process that the fault happens to. Behind its second mark it stands until the next ones have done theirs, with
+// whatever it has kept, and then makes the operation once more.
+int Walk::first(const Around& around) const {
+    become(kOneUser);
+    if (!m_program.empty()) {
+        TracedChild::mark();
+        return Child::become(m_program);
+    }
     std::optional<LoadedLibrary> library;
-    if (!operation.loadsInside)
+    if (!m_operation.loadsInside)
         library.emplace();
-    const auto make = [&] {
-        report.wasMet = fault.meet(point, [&] {
+    const auto meet = [&] {
+        m_report->status = kThrew;
+        m_report->wasMet = around([&] {
             try {
-                if (operation.loadsInside)
+                if (m_operation.loadsInside)
                     library.emplace();
-                report.status = operation.call(*library);
-            } catch (const std::exception&) {
-                report.status = kThrew;
+                m_report->status = make(*library);
+            } catch (const std::exception&) { // it can't be loaded
             }
         });
     };
-    if (operation.onFreshThread) {
-        operation.call(*library);
-        std::thread(make).join();
-    } else
-        make();
-    alarm(0);
-    done.signal();
-    others.await();
+    if (m_operation.onFreshThread)
+        make(*library);
+    TracedChild::mark();
+    if (m_operation.onFreshThread)
+        std::thread(meet).join();
+    else
+        meet();
+    TracedChild::mark();
     alarm(kLimitSeconds);
     if (!library)
         library.emplace();
-    const auto ends = std::chrono::steady_clock::now() + std::chrono::seconds(kLimitSeconds / 2);
-    while (operation.call(*library) != WDLT_OK) {
-        // A library that couldn't be attached tries again a second later.
-        if (!operation.loadsInside || std::chrono::steady_clock::now() > ends)
-            return kRefused;
+    std::int32_t status = make(*library);
+    if (m_report->isStuck)
+        return status == m_operation.stuck ? 0 : 1;
+    // A library that couldn't be attached tries again a second later.
+    for (; m_operation.loadsInside && status != WDLT_OK; status = make(*library))
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    }
-    return kWell;
+    m_report->descriptors = std::distance(fs::directory_iterator("/proc/self/fd"), {});
+    return status == WDLT_OK || status == m_operation.again ? 0 : 1;
 }
 
-int undisturbed(const Operation& operation, const Report& report) {
-    alarm(kLimitSeconds);
-    const LoadedLibrary library;
-    if (report.status == WDLT_OK && !operation.isStored(library))
-        return kNotStored;
-    if (operation.call(library) != WDLT_OK)
-        return kRefused;
-    return isWhole("SOFTWARE") ? kWell : kNotWhole;
+// A process that comes behind: what it finds, and that it goes on.
+std::string Walk::next(const Between& between) const {
+    const auto look = [&]() -> std::string {
+        become(kOtherUser);
+        const HomeState found = lookAtHome(m_home);
+        if (std::string complaint = between.complaint(found); !complaint.empty())
+            return "finds that " + complaint;
+        const Between withRests{.before = m_before, .behind = m_behind, .mayLeave = true};
+        const bool isStored = withRests.complaint(found).empty();
+        const std::int32_t status = make(LoadedLibrary());
+        m_report->isStuck = status != WDLT_OK && status == m_operation.stuck && !isStored;
+        if (m_report->isStuck)
+            return {};
+        if (status != WDLT_OK && (status != m_operation.again || !isStored))
+            return "is refused with " + std::to_string(status);
+        const std::string complaint = Between{m_before, m_behind}.complaint(lookAtHome(m_home));
+        return complaint.empty() ? complaint : "makes it so that " + complaint;
+    };
+    m_report->complaint[0] = 0;
+    const int ending = Child([&] {
+                           const std::string complaint = look();
+                           complaint.copy(m_report->complaint, sizeof m_report->complaint - 1);
+                           m_report->complaint[std::min(complaint.size(), sizeof m_report->complaint - 1)] = 0;
+                           return 0;
+                       }).wait();
+    const std::string complaint = ending == 0 ? m_report->complaint : told(ending);
+    return complaint.empty() ? complaint : "another process " + complaint;
 }
 
-// What went wrong at the point; empty when nothing did. `wasMet`: there is a next point.
-std::string walkPoint(const Operation& operation, const Fault& fault, int point, bool& wasMet) {
-    wasMet = false;
-    if (Child([&] { return operation.layDown == nullptr ? 0 : (operation.layDown(), 0); }).wait() != 0)
-        return "the tree can't be laid down";
-    const Shared<Report> report;
-    Pipe done;
-    Pipe others;
-    Child first([&] {
-        others.closeSender();
-        return disturbed(operation, fault, point, *report, done, others);
-    });
-    done.closeSender();
-    if (!done.await()) {
-        wasMet = true;
-        return "the process itself " + told(first.wait());
+// What went wrong; empty when nothing did.
+std::string Walk::point(const Around& around, Disturbance* disturbance) const {
+    restore();
+    *m_report = {};
+    TracedChild one([&] { return first(around); });
+    const bool stands = one.run() && one.run(disturbance);
+    const bool died = !stands && one.ending() == kKilled;
+    if (!stands && !died && (m_program.empty() || one.ending() >= Child::kSignal))
+        return "the process itself " + told(one.ending());
+    const std::int32_t status = stands ? m_report->status : one.ending();
+    const bool wasMet = disturbance == nullptr ? m_report->wasMet : disturbance->wasMet;
+    if (!wasMet && status != WDLT_OK)
+        return "undisturbed it gives " + std::to_string(status);
+    if (disturbance != nullptr && disturbance->isInterruption() && status != WDLT_OK)
+        return "told of an interruption: status " + std::to_string(status);
+    const bool isDone = status == WDLT_OK && !m_operation.tellsNothing;
+    // A write that fails leaves what was written before it. Whoever dies, has no memory for it or is refused it can't
+    // clean up, and leaves that to the next one.
+    const bool inSteps = m_operation.inSteps || !died;
+    const bool mayLeave =
+        died || disturbance == nullptr || disturbance->metCleaning() || (m_operation.keepsWork && !isDone);
+    if (const std::string complaint = next({m_before, m_behind, isDone, inSteps, mayLeave}); !complaint.empty())
+        return "status " + std::to_string(status) + ", and " + complaint;
+    if (stands && !one.run() && one.ending() != 0)
+        return "behind it the process itself " + (one.ending() == 1 ? "is refused" : told(one.ending()));
+    if (stands && !m_report->isStuck && m_report->descriptors != m_descriptors)
+        return std::to_string(m_report->descriptors - m_descriptors) + " descriptors more than undisturbed";
+    return {};
+}
+
+bool Walk::goesOn(const std::string& fault, std::size_t point, const std::string& complaint) {
+    ++m_points;
+    if (complaint.empty())
+        return true;
+    ADD_FAILURE() << m_operation.name << ", " << fault << ", point " << point << ": " << complaint;
+    return ++m_failures < kMostFailures;
+}
+
+void Walk::meet(const Fault& fault) {
+    for (std::size_t n = m_begin++ % m_stride;; n += m_stride) {
+        Disturbance disturbance(fault, n, m_home, !m_program.empty());
+        const std::string complaint = point([](const auto& body) { return body(), false; }, &disturbance);
+        const std::string name = fault.name + (" of system call " + std::to_string(disturbance.number));
+        if (!goesOn(name, n, complaint) || !disturbance.wasMet)
+            return;
     }
-    wasMet = report->wasMet;
-    if (!wasMet && report->status != WDLT_OK)
-        return "undisturbed it gives " + std::to_string(report->status);
-    const int second = Child([&] { return undisturbed(operation, *report); }).wait();
-    others.closeSender();
-    if (second != kWell)
-        return "status " + std::to_string(report->status) + ", and another process " + told(second);
-    const int again = first.wait();
-    return again == kWell ? std::string() : "behind it the process itself " + told(again);
+}
+
+void Walk::exhaustMemory() {
+    for (std::size_t n = m_begin++ % m_stride;; n += m_stride) {
+        const auto exhausted = [&](const auto& body) {
+            const ExhaustedMemory memory(static_cast<int>(n));
+            body();
+            return ExhaustedMemory::wasMet();
+        };
+        if (!goesOn("allocation", n, point(exhausted, nullptr)) || !m_report->wasMet)
+            return;
+    }
+}
+
+// At each moment: nothing is lost of what wasn't synced, all of it, or one change alone. Behind the last change all of
+// it at every stride: that is what a status of 0 promises.
+void Walk::cutPower() {
+    std::size_t n = m_begin++;
+    for (std::size_t count = 0; count <= m_record->count(); ++count) {
+        const bool isDone = count == m_record->count();
+        const std::vector<std::size_t> unsynced = m_record->unsynced(count);
+        std::vector<std::vector<std::size_t>> losses{{}, unsynced};
+        for (const std::size_t event : unsynced)
+            losses.push_back({event});
+        for (const auto& lost : losses) {
+            if (++n % m_stride != 0 && !(isDone && lost == unsynced))
+                continue;
+            m_record->lay(count, lost);
+            if (!goesOn("power cut", n, next({m_before, m_behind, isDone, m_operation.inSteps, true})))
+                return;
+        }
+    }
 }
 
 } // namespace
 
-void walk(const Operation& operation, const Fault& fault, int stride) {
-    int points = 0;
-    int failures = 0;
-    bool goesOn = true;
-    for (int point = 0; goesOn && failures < kMostFailures; point += stride, ++points) {
-        const std::string failure = walkPoint(operation, fault, point, goesOn);
-        if (!failure.empty()) {
-            ADD_FAILURE() << operation.name << ", " << fault.name << " " << point << ": " << failure;
-            ++failures;
-        }
+void walk(const Operation& operation, std::size_t stride) {
+    Walk walk(operation, stride);
+    if (kCallsCanFail && !operation.onFreshThread) {
+        for (const Fault& fault : faults())
+            walk.meet(fault);
+        walk.cutPower();
     }
-    std::printf("%s: %s at %d points, every %d\n", operation.name, fault.name, points, stride);
+    if (ExhaustedMemory::kIsPossible && operation.program.empty())
+        walk.exhaustMemory();
+    std::printf("%s: %zu points, every %zu\n", operation.name.c_str(), walk.points(), stride);
 }
 
 } // namespace walk

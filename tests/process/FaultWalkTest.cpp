@@ -1,15 +1,17 @@
-// The operations that are walked, and what fails in them. WDLT_WALK_STRIDE: every how many points (7); 1 for all.
+// The operations that are walked. WDLT_WALK_STRIDE: every how many points (19); 1 for all.
 #include "FaultWalk.h"
 
-#include "Child.h"
-#include "ExhaustedMemory.h"
 #include "TestHome.h"
-#include "Tree.h"
+#include "TestKey.h"
+#include "TracedChild.h"
 
 #include <wdltcfg/addresses.h>
 #include <wdltcfg/records.h>
 #include <wdltcfg/status.h>
 #include <wdltcfg/wdltcfg.h>
+
+#include <platform/files.h>
+#include <platform/registry_batch.h>
 
 #include <gtest/gtest.h>
 
@@ -17,143 +19,274 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <iterator>
+#include <fstream>
 #include <string>
 #include <vector>
 
 namespace {
 
+namespace fs = std::filesystem;
 using walk::Operation;
 
-constexpr std::uint32_t kPort = 8080;
-constexpr std::uint32_t kRule = 7;
-constexpr const char* kText = "walked";
+constexpr std::size_t kStride = 19; // the whole table in a minute on two cores
 
-// A deletion that may find nothing.
-bool isGone(std::int32_t status) {
-    return status == WDLT_OK || status == WDLT_E_NOT_FOUND || status == WDLT_E_REGISTRY;
-}
-
-std::int32_t writeSystem(const LoadedLibrary& library) {
-    WdchSystemData system{};
-    system.proxyPort = kPort;
-    return WDLT_CALL(library, WdltWriteConfig)(WDLT_PROTOCOL_SYSTEM, WDLT_SCAN_NONE, 0, &system, sizeof system);
-}
-bool systemIsStored(const LoadedLibrary& library) {
-    WdchSystemData system{};
-    std::uint64_t size = sizeof system;
-    return WDLT_CALL(library, WdltReadConfig)(WDLT_PROTOCOL_SYSTEM, WDLT_SCAN_NONE, 0, &system, &size) == WDLT_OK &&
-           system.proxyPort == kPort;
+// An export with its arguments.
+#define EXPORT(function, ...)                                                                                          \
+    Operation {                                                                                                        \
+        .name = #function,                                                                                             \
+        .call = [](const LoadedLibrary& library) -> std::int32_t { return WDLT_CALL(library, function)(__VA_ARGS__); } \
+    }
+// One that makes several writes to the registry.
+Operation inSteps(Operation operation) {
+    operation.inSteps = true;
+    return operation;
 }
 
-std::int32_t writePluginManager(const LoadedLibrary& library) {
-    WdltPluginManagerConfig config{1, {}};
-    std::strcpy(config.szFilename, kText);
-    return WDLT_CALL(library, WdltPluginManagerWriteConfig)(&config);
-}
-bool pluginManagerIsStored(const LoadedLibrary& library) {
-    WdltPluginManagerConfig config{};
-    return WDLT_CALL(library, WdltPluginManagerReadConfig)(&config) == WDLT_OK && config.dwEnable == 1 &&
-           std::strcmp(config.szFilename, kText) == 0;
+// One that gives 0 whatever happens.
+Operation tellingNothing(Operation operation) {
+    operation.tellsNothing = true;
+    return operation;
 }
 
-std::int32_t replaceRule(const LoadedLibrary& library) {
-    WdltDrsWhiteListItem rule{};
-    rule.Index = kRule;
-    rule.RuleName[0] = u'r';
-    // All of them: a rule that was stored by half has no index to delete it by, and keeps its name taken.
-    const std::int32_t removed = WDLT_CALL(library, WdltDeleteDRSWhiteListItem)(0);
-    return isGone(removed) ? WDLT_CALL(library, WdltAddDRSWhiteListItem)(&rule) : removed;
+// The record of an address, of zeros but for a few fields.
+template <class Record>
+Operation address(const char* name, std::uint32_t protocol, std::uint32_t scan, std::uint64_t type,
+                  const Record& record) {
+    return {.name = name, .call = [=](const LoadedLibrary& library) {
+                Record copy = record;
+                return WDLT_CALL(library, WdltWriteConfig)(protocol, scan, type, &copy, sizeof copy);
+            }};
 }
-bool ruleIsStored(const LoadedLibrary& library) {
-    std::vector<WdltDrsWhiteListItem> rules(WDLT_MAX_DRS_INDEX);
-    auto count = static_cast<std::int32_t>(rules.size());
-    return WDLT_CALL(library, WdltGetAllDRSWhiteListItem)(rules.data(), &count) == WDLT_OK && count == 1 &&
-           rules[0].Index == kRule && rules[0].RuleName[0] == u'r';
+// A record over another one.
+Operation over(const Operation& before, Operation operation) {
+    operation.layDown = before.call;
+    return operation;
 }
 
-std::int32_t replaceRedirect(const LoadedLibrary& library) {
-    WdchSystemRedirect redirect{};
-    redirect.sessionType[0] = u'S';
-    redirect.port = 80;
-    const auto write = [&](std::uint64_t configType) {
-        return WDLT_CALL(library, WdltWriteConfig)(WDLT_PROTOCOL_SYSTEM_HTTP, WDLT_SCAN_NONE, configType, &redirect,
-                                                   sizeof redirect);
+// A list of three over one of two, each record of it filled by its number.
+template <class Record, class Write>
+Operation list(const char* name, void (*fill)(Record&, std::uint32_t), Write write) {
+    const auto writes = [=](std::uint32_t count, std::uint32_t number) {
+        return [=](const LoadedLibrary& library) mutable {
+            std::vector<Record> records(count);
+            for (std::uint32_t i = 0; i < count; ++i)
+                fill(records[i], number + i);
+            return write(library, records.data(), static_cast<std::int32_t>(count));
+        };
     };
-    const std::int32_t removed = write(WDLT_CONFIG_REDIRECT_DELETE);
-    return isGone(removed) ? write(WDLT_CONFIG_REDIRECT_ADD) : removed;
+    return {.name = name, .call = writes(3, 'n'), .layDown = writes(2, 'b')};
 }
-bool redirectIsStored(const LoadedLibrary& library) {
-    std::uint64_t size = 0;
-    WDLT_CALL(library, WdltReadConfig)(WDLT_PROTOCOL_SYSTEM_HTTP, WDLT_SCAN_NONE, 0, nullptr, &size);
-    return size == sizeof(WdchSystemProtocolHandler) + sizeof(WdchSystemRedirect);
+#define LIST(function, Record, fill, ...)                                                                              \
+    list<Record>(#function, fill, [](auto& library, auto* records, std::int32_t count) {                               \
+        return WDLT_CALL(library, function)(__VA_ARGS__ records, count);                                               \
+    })
+
+template <class Record>
+void fillText(Record& record, std::uint32_t number) {
+    std::memset(&record, static_cast<int>(number), 9);
+}
+void fillItem(PrivacyViewItem& item, std::uint32_t number) {
+    item.dwItemIndex = number % 32;
+    std::memset(item.szItemName, static_cast<int>(number), 5);
+    std::memset(item.szPrivacyData, static_cast<int>(number), 7);
+}
+void fillExclusion(PrivacyExclusionItem& item, std::uint32_t number) {
+    item.dwScanTarget = WDLT_PRIVACY_EXCLUSION_TARGET;
+    std::memset(item.szText, static_cast<int>(number), 7);
+}
+// The file that can't take its place stays.
+Operation privacy(Operation operation, std::int32_t stuck) {
+    operation.keepsWork = true;
+    operation.stuck = stuck;
+    return operation;
 }
 
-std::int32_t writeList(const LoadedLibrary& library) {
-    WdpeUrlfUrlRecord record{};
-    std::strcpy(record.szUrl, kText);
-    return WDLT_CALL(library, WdltUrlfWriteRecordList)(WDLT_LIST_WHITE, &record, 1);
-}
-bool listIsStored(const LoadedLibrary& library) {
-    WdpeUrlfUrlRecord record{};
-    std::int32_t count = 1;
-    return WDLT_CALL(library, WdltUrlfReadRecordList)(WDLT_LIST_WHITE, &record, &count) == WDLT_OK && count == 1 &&
-           std::strcmp(record.szUrl, kText) == 0;
+std::int32_t writeAddresses(const LoadedLibrary& library, const MailAddressRecord* records, std::int32_t count) {
+    std::vector<char> buffer(sizeof count + static_cast<std::size_t>(count) * sizeof *records);
+    std::memcpy(buffer.data(), &count, sizeof count);
+    std::memcpy(buffer.data() + sizeof count, records, buffer.size() - sizeof count);
+    return WDLT_CALL(library, WdltWriteConfig)(WDLT_PROTOCOL_COMMON, WDLT_SCAN_MAIL_MANAGER,
+                                               WDLT_CONFIG_MAIL_ADDRESS_CACHE, buffer.data(), buffer.size());
 }
 
-std::int32_t writeItems(const LoadedLibrary& library) {
-    PrivacyViewItem item{};
-    std::strcpy(item.szItemName, "name");
-    std::strcpy(item.szPrivacyData, kText);
-    return WDLT_CALL(library, WdltPdpWriteItemList)(&item, 1);
-}
-bool itemsAreStored(const LoadedLibrary& library) {
-    PrivacyViewItem item{};
-    std::int32_t count = 1;
-    return WDLT_CALL(library, WdltPdpReadItemList)(&item, &count) == WDLT_OK && count == 1 &&
-           std::strcmp(item.szPrivacyData, kText) == 0;
+constexpr WdltVsConfig kVirus{.dwLimitSize = 5};
+constexpr WdltHfsConfig kFileScan{.dwActionSizeThreshold = 5};
+constexpr WdltUrlfConfig kUrlFilter{.dwMode = 1};
+constexpr WdltUrlfProxy kProxy{.dwEnableProxy = 1, .szProxyServer = "walked", .szProxyPassword = "walked"};
+constexpr WdpeUrlfExtraHeader kHeader{WDLT_EXTRA_HEADER_VERSION, 4, {'a', ':', 'b', 0}};
+constexpr WdpeUrlfRSInfo kServer{"walked", 5};
+constexpr WdpeUrlfUUC kUntested{1, 1, 1};
+constexpr WdpeHosfData kHosts{1, 1, "walked"};
+constexpr WdltDrsConfig kDrs{0, 5};
+constexpr WdltDrsWhiteListItem kOldRule{1, u"old", u"old", u"old"};
+constexpr WdltDrsWhiteListItem kRule{2, u"new", u"new", u"new"};
+constexpr WdltAspmConfig kSpam{.dwScanType = 5, .dwLevel = 2};
+constexpr WdpeHfeData kEvents{2, 5};
+constexpr WdltHttpsConfig kHttps{1, "a", "b", "c", "d", "e"};
+constexpr WdltPluginManagerConfig kPlugins{1, "walked"};
+constexpr WdltSalConfig kSal{1, 1, 1, 1, "walked"};
+
+// A rule that was stored by half keeps its name and index taken.
+Operation rule(Operation operation, std::int32_t again, std::int32_t stuck) {
+    operation.layDown = EXPORT(WdltAddDRSWhiteListItem, &kOldRule).call;
+    operation.again = again;
+    operation.stuck = stuck;
+    return operation;
 }
 
-const Operation kOperations[] = {
-    {.name = "RecordIntoAFreshTree", .layDown = [] { tree::clear(); }, .call = writeSystem, .isStored = systemIsStored},
-    {.name = "PluginManager", .call = writePluginManager, .isStored = pluginManagerIsStored},
-    {.name = "Rule", .call = replaceRule, .isStored = ruleIsStored},
-    {.name = "Redirect", .call = replaceRedirect, .isStored = redirectIsStored},
-    {.name = "List", .call = writeList, .isStored = listIsStored},
-    {.name = "Items", .call = writeItems, .isStored = itemsAreStored},
-    {.name = "FreshThread", .call = writePluginManager, .isStored = pluginManagerIsStored, .onFreshThread = true},
-    {.name = "Load", .call = writePluginManager, .isStored = pluginManagerIsStored, .loadsInside = true},
+Operation redirect(std::uint64_t type, std::uint16_t port) {
+    return address("Redirect", WDLT_PROTOCOL_SYSTEM_HTTP, WDLT_SCAN_NONE, type,
+                   WdchSystemRedirect{.sessionType = u"S", .port = port});
+}
+
+// The layer's own replacements, of a file in the home.
+fs::path homeFile(const char* name) {
+    return fs::path(std::getenv("WARDLET_HOME")) / "install" / name;
+}
+std::int32_t put(const fs::path& path, const std::string& content) {
+    std::ofstream file(path, std::ios::binary);
+    return file << content && file.flush() ? 0 : 1;
+}
+const std::string kOld(150'000, 'o');
+const std::string kNew(150'001, 'n');
+std::int32_t layFiles(const LoadedLibrary&) {
+    return put(homeFile("target"), kOld) + put(homeFile("from"), kNew);
+}
+// In everybody's folder, on the disk, where the home is in memory.
+std::int32_t replaceFromElsewhere(const LoadedLibrary&) {
+    const fs::path folder = TestHome::instance().path() / "elsewhere";
+    fs::remove(folder / "from");
+    if (put(folder / "from", kNew) != 0)
+        return 1;
+    return ReplaceFileA(homeFile("target").c_str(), (folder / "from").c_str(), nullptr, 1, nullptr, nullptr) ? 0 : 2;
+}
+std::int32_t layFolder(const LoadedLibrary& library) {
+    const fs::path folder = TestHome::instance().path() / "elsewhere";
+    fs::create_directory(folder);
+    fs::permissions(folder, fs::perms(0777));
+    fs::permissions(TestHome::instance().path(), fs::perms(0755));
+    return layFiles(library);
+}
+std::int32_t writeBatch(const LoadedLibrary&) {
+    RegistryBatch batch(WD_BATCH_ALL_OR_NOTHING);
+    for (const char* const path : {"SOFTWARE\\One", "SOFTWARE\\Two"}) {
+        const TestKey key = TestKey::create(path);
+        for (const char* const name : {"a", "b"})
+            key.setBytes(name, std::string(3000, 'x'));
+    }
+    return batch.end();
+}
+
+std::int32_t layImport(const LoadedLibrary&) {
+    return put(homeFile("import.reg"), "Windows Registry Editor Version 5.00\r\n\r\n"
+                                       "[HKEY_LOCAL_MACHINE\\SOFTWARE\\One]\r\n\"a\"=dword:00000001\r\n\r\n"
+                                       "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Two]\r\n\"b\"=\"text\"\r\n");
+}
+
+const std::vector<Operation> kOperations{
+    address("System", WDLT_PROTOCOL_SYSTEM, WDLT_SCAN_NONE, 0, WdchSystemData{.proxyPort = 8080}),
+    address("Handler", WDLT_PROTOCOL_SYSTEM_HTTP, WDLT_SCAN_NONE, 0,
+            WdchSystemProtocolHandler{.filename = "walked", .type = WDLT_PROTOCOL_HTTP, .enable = 1, .scan = "HTTP"}),
+    address("Scan", WDLT_PROTOCOL_SYSTEM_POP3, WDLT_SCAN_VIRUS, 0, WdchSystemScan{1, "walked"}),
+    address("ScanCommon", WDLT_PROTOCOL_SYSTEM, WDLT_SCAN_VIRUS, 0, WdchSystemScanCommon{"walked"}),
+    address("Pop3", WDLT_PROTOCOL_POP3, WDLT_SCAN_NONE, 0, WdphPop3{5, 5, 5}),
+    address("Smtp", WDLT_PROTOCOL_SMTP, WDLT_SCAN_NONE, 0, WdphSmtp{5, 5, 5, 5}),
+    address("Http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_NONE, 0, WdphHttp{.dwMaxLineSize = 5}),
+    address("Virus", WDLT_PROTOCOL_POP3, WDLT_SCAN_VIRUS, 0, WdpeVsData{.dwZipLayer = 5}),
+    address("VirusCommon", WDLT_PROTOCOL_COMMON, WDLT_SCAN_VIRUS, 0, WdpeVsCommon{.dwKeepNumber = 5}),
+    address("Mail", WDLT_PROTOCOL_COMMON, WDLT_SCAN_MAIL_MANAGER, 0, WdsmMailConfig{.dwAddressCacheDirection = 1}),
+    address("HttpManager", WDLT_PROTOCOL_COMMON, WDLT_SCAN_HTTP_MANAGER, 0, WdsmHttpConfig{.dwMaxUrlHistoryCount = 5}),
+    address("WebMail", WDLT_PROTOCOL_COMMON, WDLT_SCAN_HTTP_MANAGER, WDLT_CONFIG_HTTP_WEB_MAIL,
+            WdsmWebMailData{0, 5, 5}),
+    address("RulePath", WDLT_PROTOCOL_COMMON, WDLT_SCAN_ANTI_SPAM, WDLT_CONFIG_ASPM_RULE_PATH,
+            WdpeAspmRulePath{"walked", {}}),
+    address("PrivacyTable", WDLT_PROTOCOL_HTTP, WDLT_SCAN_PRIVACY, WDLT_CONFIG_PRIVACY_TABLE_WRITE, std::uint32_t{1}),
+    over(redirect(WDLT_CONFIG_REDIRECT_ADD, 90), redirect(WDLT_CONFIG_REDIRECT_ADD, 80)),
+    list<MailAddressRecord>("Addresses", fillText, writeAddresses),
+    inSteps(EXPORT(WdltPvsWriteConfig, &kVirus)),  // and the protocol's limit
+    inSteps(EXPORT(WdltSvsWriteConfig, &kVirus)),  // and the protocol's limit
+    inSteps(EXPORT(WdltWmvsWriteConfig, &kVirus)), // and the protocol's limit
+    EXPORT(WdltHfsWriteConfig, &kFileScan),
+    inSteps(EXPORT(WdltHfsVirusWriteConfig, &kVirus)), // and the protocol's limit
+    EXPORT(WdltUrlfWriteConfig, &kUrlFilter),
+    EXPORT(WdltUrlfWriteProxy, &kProxy),
+    EXPORT(WdltUrlfSetExtraHeader, &kHeader),
+    EXPORT(WdltUrlfWriteRSInfo, &kServer),
+    EXPORT(WdltUrlfWriteUUC, &kUntested),
+    EXPORT(WdltUrlfEnableBackupLKQRetry, 0),
+    tellingNothing(EXPORT(WdltUrlfSetSocketFamily, 2)),
+    tellingNothing(EXPORT(WdltUrlfSetQXNGuid, "walked")),
+    EXPORT(WdltHosfWriteConfig, &kHosts),
+    EXPORT(WdltDRSWriteConfig, &kDrs),
+    EXPORT(WdltEnableDRSWhiteList, 1, 1),
+    rule(EXPORT(WdltAddDRSWhiteListItem, &kRule), WDLT_E_INVALID_ARGUMENT, WDLT_E_INVALID_ARGUMENT),
+    rule(EXPORT(WdltDeleteDRSWhiteListItem, 1), 0, 0),
+    inSteps(EXPORT(WdltAspmWriteConfig, &kSpam)),
+    EXPORT(WdltHfeWriteConfig, &kEvents),
+    EXPORT(WdltHfeEnablePluginEvent, 1),
+    inSteps(EXPORT(WdltHttpsWriteConfig, &kHttps)),
+    inSteps(EXPORT(WdltPluginManagerWriteConfig, &kPlugins)),
+    inSteps(EXPORT(WdltSalWriteConfig, &kSal)),
+    inSteps(EXPORT(WdltPvsEnable, 1)),
+    inSteps(EXPORT(WdltSvsEnable, 1)),
+    inSteps(EXPORT(WdltWmvsEnable, 1)),
+    inSteps(EXPORT(WdltHfsEnable, 1)),
+    inSteps(EXPORT(WdltUrlfEnable, 1)),
+    inSteps(EXPORT(WdltHosfEnable, 1)),
+    inSteps(EXPORT(WdltDRSEnable, 1)),
+    inSteps(EXPORT(WdltPdpProtocolEnable, 1, WDLT_PRIVACY_SMTP | WDLT_PRIVACY_HTTP)),
+    inSteps(EXPORT(WdltAspmEnable, 1)),
+    inSteps(EXPORT(WdltHfeEnable, 1)),
+    inSteps(EXPORT(WdltHttpsScanEnable, 1)),
+    inSteps(EXPORT(WdltPluginScanSetEnableFlag, 2)),
+    inSteps(EXPORT(WdltSalEnable, 1)),
+    EXPORT(WdltIEPlugInEnable, 0),
+    EXPORT(WdltFirefoxExtensionEnable, 0),
+    EXPORT(WdltChromeExtensionEnable, 0),
+
+    LIST(WdltSpyWriteRecordList, WdpeSpyRecord, fillText, 0, ),
+    LIST(WdltUrlfWriteRecordList, WdpeUrlfUrlRecord, fillText, WDLT_LIST_WHITE, ),
+    LIST(WdltHosfWriteRecordList, WdpeHosfHostRecord, fillText, ),
+    LIST(WdltAspmWriteRecordList, WdpeAspmEntry, fillText, WDLT_LIST_BLACK, ),
+    privacy(LIST(WdltPdpWriteItemList, PrivacyViewItem, fillItem, ), WDLT_E_NOT_FOUND),
+    privacy(LIST(WdltPdpWriteExItemList, PrivacyExclusionItem, fillExclusion, ), 0),
+
+    {.name = "FreshThread", .call = EXPORT(WdltIEPlugInEnable, 0).call, .onFreshThread = true},
+    {.name = "Load", .call = EXPORT(WdltIEPlugInEnable, 0).call, .loadsInside = true},
+
+    {.name = "LayersCopy",
+     .call = [](auto&) { return CopyFileA(homeFile("from").c_str(), homeFile("target").c_str(), FALSE) ? 0 : 2; },
+     .layDown = layFiles},
+    {.name = "LayersReplacement",
+     .call =
+         [](auto&) {
+             return ReplaceFileA(homeFile("target").c_str(), homeFile("from").c_str(), nullptr, 1, nullptr, nullptr)
+                        ? 0
+                        : 2;
+         },
+     .layDown = layFiles,
+     .again = 2},
+    {.name = "LayersReplacementFromElsewhere", .call = replaceFromElsewhere, .layDown = layFolder},
+    {.name = "LayersBatch", .call = writeBatch},
+
+    {.name = "ToolInit", .program = {"wdltctl", "init", "--force", "--install", "$HOME/install"}, .onEmptyHome = true},
+    {.name = "ToolInitAgain",
+     .layDown = EXPORT(WdltPvsEnable, 1).call,
+     .program = {"wdltctl", "init", "--force", "--install", "$HOME/install"}},
+    {.name = "ToolSet", .program = {"wdltctl", "set", "system", "proxyPort=8080"}},
+    {.name = "ToolImport", .layDown = layImport, .program = {"wdltreg", "import", "$HOME/install/import.reg"}},
 };
 
-class FaultWalk : public testing::TestWithParam<Operation> {
-  protected:
-    FaultWalk() {
-        const std::string bin = std::filesystem::read_symlink("/proc/self/exe").parent_path().string();
-        EXPECT_EQ(Child::run({bin + "/wdltctl", "init", "--force", "--install",
-                              (TestHome::instance().path() / "install").string()})
-                      .wait(),
-                  0);
-    }
-    static int stride() {
-        const char* const given = std::getenv("WDLT_WALK_STRIDE");
-        return given == nullptr ? 7 : std::max(1, std::atoi(given));
-    }
-};
+class FaultWalk : public testing::TestWithParam<Operation> {};
 
-TEST_P(FaultWalk, MemoryGivesOut) {
-    if (!ExhaustedMemory::kIsPossible)
-        GTEST_SKIP() << "no operator new of our own";
-    walk::walk(GetParam(),
-               {"allocation",
-                [](int count, const std::function<void()>& body) {
-                    const ExhaustedMemory exhausted(count);
-                    body();
-                    return ExhaustedMemory::wasMet();
-                }},
-               stride());
+TEST_P(FaultWalk, OldOrNewWhole) {
+    if (!TracedChild::isPossible())
+        GTEST_SKIP() << "no process can be traced here";
+    const char* const stride = std::getenv("WDLT_WALK_STRIDE");
+    walk::walk(GetParam(), stride == nullptr ? kStride : static_cast<std::size_t>(std::max(1, std::atoi(stride))));
 }
 
-INSTANTIATE_TEST_SUITE_P(Exports, FaultWalk, testing::ValuesIn(kOperations),
-                         [](const auto& test) { return std::string(test.param.name); });
+INSTANTIATE_TEST_SUITE_P(Of, FaultWalk, testing::ValuesIn(kOperations),
+                         [](const auto& test) { return test.param.name; });
 
 } // namespace

@@ -42,15 +42,17 @@ class Child {
         }
     }
     // Another program, by its path and arguments; it has the environment and the pipes of this one.
-    static Child run(std::vector<std::string> words) {
-        return Child([&] {
-            std::vector<char*> arguments;
-            for (std::string& word : words)
-                arguments.push_back(word.data());
-            arguments.push_back(nullptr);
-            execv(arguments[0], arguments.data());
-            return 127;
-        });
+    static Child run(const std::vector<std::string>& words) {
+        return Child([&] { return become(words); });
+    }
+    // In a child: the same, in its place. Returns only when there is no such program.
+    static int become(std::vector<std::string> words) {
+        std::vector<char*> arguments;
+        for (std::string& word : words)
+            arguments.push_back(word.data());
+        arguments.push_back(nullptr);
+        execv(arguments[0], arguments.data());
+        return 127;
     }
     Child(Child&& other) noexcept : m_process(std::exchange(other.m_process, -1)) {}
     Child& operator=(Child&& other) noexcept {
@@ -66,6 +68,7 @@ class Child {
             return -1;
         return WIFEXITED(status) ? WEXITSTATUS(status) : kSignal + WTERMSIG(status);
     }
+    void signal(int number) const { ::kill(m_process, number); }
     // As wait: one that had ended by itself before shows its own status.
     int kill() {
         if (m_process <= 0)

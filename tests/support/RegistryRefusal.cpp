@@ -5,34 +5,53 @@
 
 #include <dlfcn.h>
 
-#include <atomic>
 #include <mutex>
 #include <string_view>
 #include <type_traits>
 #include <utility>
 
+namespace registry_faults {
+std::atomic<int> enumeration{0};
+std::atomic<int> commit{0};
+std::atomic<int> write{0}; // calls until the one that fails
+} // namespace registry_faults
+
 namespace {
 
-std::atomic<int> g_writesLeft{0}; // until the one that fails
-std::atomic<bool> g_failsEnumerations{false};
-std::atomic<bool> g_failsCommits{false};
+std::atomic<bool> g_acts{false}; // behind the next read
+std::function<void(const std::string&)> g_act;
 
 std::mutex g_mutex;
 std::string g_call; // guarded by it, as the next
 std::string g_name;
 
 template <class Char>
-bool isRefused(std::string_view call, const Char* path) {
+std::string narrow(const Char* text) {
     std::string name;
-    for (; path != nullptr && *path != 0; ++path)
-        name.push_back(static_cast<char>(*path));
+    for (; text != nullptr && *text != 0; ++text)
+        name.push_back(static_cast<char>(*text));
+    return name;
+}
+
+template <class Char>
+bool isRefused(std::string_view call, const Char* path) {
+    std::string name = narrow(path);
     name.erase(0, name.rfind('\\') + 1);
     const std::lock_guard lock(g_mutex);
     return call == g_call && name == g_name;
 }
 
 bool isFailingWrite() {
-    return g_writesLeft > 0 && --g_writesLeft == 0;
+    return registry_faults::write > 0 && --registry_faults::write == 0;
+}
+
+template <class Char>
+LONG readBefore(const Char* name, LONG error) {
+    if (g_acts.exchange(false)) {
+        g_act(narrow(name));
+        g_acts = true;
+    }
+    return error;
 }
 
 template <class Function>
@@ -54,38 +73,27 @@ RegistryRefusal::~RegistryRefusal() {
     g_call.clear();
 }
 
-FailingWrite::FailingWrite(int nth) {
-    g_writesLeft = nth;
+AfterEachRead::AfterEachRead(std::function<void(const std::string&)> act) {
+    g_act = std::move(act);
+    g_acts = true;
 }
 
-FailingWrite::~FailingWrite() {
-    g_writesLeft = 0;
-}
-
-FailingEnumeration::FailingEnumeration() {
-    g_failsEnumerations = true;
-}
-FailingEnumeration::~FailingEnumeration() {
-    g_failsEnumerations = false;
-}
-FailingCommit::FailingCommit() {
-    g_failsCommits = true;
-}
-FailingCommit::~FailingCommit() {
-    g_failsCommits = false;
+AfterEachRead::~AfterEachRead() {
+    g_acts = false;
 }
 
 LONG RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, LPDWORD size, LPDWORD reserved, LPWSTR className,
                    LPDWORD classSize, void* time) {
     static const auto real = WDLT_LAYERS(RegEnumKeyExW);
     constexpr LONG kRegistryCorrupt = 1015;
-    return g_failsEnumerations ? kRegistryCorrupt : real(key, index, name, size, reserved, className, classSize, time);
+    return registry_faults::enumeration != 0 ? kRegistryCorrupt
+                                             : real(key, index, name, size, reserved, className, classSize, time);
 }
 
 LONG WdRegEndBatch() {
     static const auto real = WDLT_LAYERS(WdRegEndBatch);
     const LONG error = real();
-    return g_failsCommits ? LONG{ERROR_DISK_FULL} : error;
+    return registry_faults::commit != 0 ? LONG{ERROR_DISK_FULL} : error;
 }
 
 #define WDLT_REFUSING(call, function, path, ...)                                                                       \
@@ -126,4 +134,14 @@ LONG RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BY
 
 LONG RegDeleteKeyW(HKEY key, LPCWSTR subKey) {
     WDLT_REFUSING("RegDeleteKey", RegDeleteKeyW, subKey, key, subKey);
+}
+
+LONG RegQueryValueExA(HKEY key, LPCSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size) {
+    static const auto real = WDLT_LAYERS(RegQueryValueExA);
+    return readBefore(name, real(key, name, reserved, type, data, size));
+}
+
+LONG RegQueryValueExW(HKEY key, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size) {
+    static const auto real = WDLT_LAYERS(RegQueryValueExW);
+    return readBefore(name, real(key, name, reserved, type, data, size));
 }

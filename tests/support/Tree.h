@@ -1,6 +1,8 @@
 // The registry as a test lays it out and looks at it: paths are relative to the service's base key.
 #pragma once
 
+#include "TestKey.h"
+
 #include <platform/win32.h>
 
 #include <optional>
@@ -18,15 +20,18 @@ inline std::string path(std::string_view below) {
     return whole;
 }
 
+inline TestKey open(std::string_view key, REGSAM access = KEY_READ) {
+    return TestKey::open(path(key).c_str(), access);
+}
+
+inline void set(std::string_view key, const char* name, DWORD type, const std::string& bytes) {
+    const TestKey handle = TestKey::create(path(key).c_str());
+    if (!handle || handle.setBytes(name, bytes, type) != 0)
+        throw std::runtime_error("can't set " + path(key) + "\\" + name);
+}
+
 inline void set(std::string_view key, const char* name, DWORD type, const void* data, DWORD size) {
-    HKEY handle = nullptr;
-    if (RegCreateKeyExA(HKEY_LOCAL_MACHINE, path(key).c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &handle,
-                        nullptr) != 0)
-        throw std::runtime_error("can't create " + path(key));
-    const LONG error = RegSetValueExA(handle, name, 0, type, static_cast<const BYTE*>(data), size);
-    RegCloseKey(handle);
-    if (error != 0)
-        throw std::runtime_error(std::string("can't set ") + name);
+    set(key, name, type, std::string(static_cast<const char*>(data), size));
 }
 
 inline void setNumber(std::string_view key, const char* name, DWORD number) {
@@ -34,7 +39,7 @@ inline void setNumber(std::string_view key, const char* name, DWORD number) {
 }
 
 inline void setText(std::string_view key, const char* name, const std::string& text) {
-    set(key, name, REG_SZ, text.c_str(), static_cast<DWORD>(text.size() + 1));
+    set(key, name, REG_SZ, text + '\0');
 }
 
 struct Value {
@@ -43,27 +48,16 @@ struct Value {
 };
 
 inline std::optional<Value> get(std::string_view key, const char* name) {
-    HKEY handle = nullptr;
-    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, path(key).c_str(), 0, KEY_READ, &handle) != 0)
+    const TestKey handle = open(key);
+    DWORD type = 0;
+    if (!handle || RegQueryValueExA(handle.get(), name, nullptr, &type, nullptr, nullptr) != 0)
         return std::nullopt;
-    Value value{};
-    DWORD size = 0;
-    LONG error = RegQueryValueExA(handle, name, nullptr, &value.type, nullptr, &size);
-    if (error == 0) {
-        value.data.resize(size);
-        error = RegQueryValueExA(handle, name, nullptr, &value.type, reinterpret_cast<BYTE*>(value.data.data()), &size);
-    }
-    RegCloseKey(handle);
-    return error == 0 ? std::optional(value) : std::nullopt;
+    return Value{type, handle.bytes(name).value()};
 }
 
 inline std::optional<DWORD> number(std::string_view key, const char* name) {
     const auto value = get(key, name);
-    if (!value || value->type != REG_DWORD || value->data.size() != sizeof(DWORD))
-        return std::nullopt;
-    DWORD result = 0;
-    value->data.copy(reinterpret_cast<char*>(&result), sizeof result);
-    return result;
+    return value && value->type == REG_DWORD ? open(key).number(name) : std::nullopt;
 }
 
 // A text with what is stored behind it: the terminator shows as '\0'.
@@ -73,35 +67,24 @@ inline std::optional<std::string> storedText(std::string_view key, const char* n
 }
 
 inline bool keyExists(std::string_view key) {
-    HKEY handle = nullptr;
-    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, path(key).c_str(), 0, KEY_READ, &handle) != 0)
-        return false;
-    RegCloseKey(handle);
-    return true;
+    return static_cast<bool>(open(key));
 }
 
 inline void deleteValue(std::string_view key, const char* name) {
-    HKEY handle = nullptr;
-    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, path(key).c_str(), 0, KEY_ALL_ACCESS, &handle) == 0) {
-        RegDeleteValueA(handle, name);
-        RegCloseKey(handle);
-    }
+    if (const TestKey handle = open(key, KEY_ALL_ACCESS))
+        RegDeleteValueA(handle.get(), name);
 }
 
 // Names of a key's subkeys; the key is given from the root, empty for the root itself.
 inline std::vector<std::string> subkeys(const std::string& key) {
     std::vector<std::string> names;
-    HKEY handle = nullptr;
-    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_READ, &handle) != 0)
-        return names;
-    for (DWORD index = 0;; ++index) {
-        char name[512];
-        DWORD length = sizeof name;
-        if (RegEnumKeyExA(handle, index, name, &length, nullptr, nullptr, nullptr, nullptr) != 0)
-            break;
+    const TestKey handle = TestKey::open(key.c_str());
+    char name[512];
+    DWORD length = sizeof name;
+    for (DWORD index = 0;
+         handle && RegEnumKeyExA(handle.get(), index, name, &length, nullptr, nullptr, nullptr, nullptr) == 0;
+         ++index, length = sizeof name)
         names.emplace_back(name, length);
-    }
-    RegCloseKey(handle);
     return names;
 }
 

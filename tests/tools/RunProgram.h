@@ -1,40 +1,55 @@
 // Runs the built programs, which stand beside the test's own, in the test's home.
 #pragma once
 
-#include <cstdio>
+#include "Child.h"
+#include "TestHome.h"
+
+#include <filesystem>
 #include <string>
 #include <string_view>
-#include <sys/types.h>
 #include <vector>
 
+// `words` begins with the program's name; `redirections` are a shell's.
+inline Child startProgram(std::vector<std::string> words, const std::string& redirections) {
+    words.at(0) = std::filesystem::read_symlink("/proc/self/exe").parent_path() / words[0];
+    words.insert(words.begin(), {"/bin/sh", "-c", R"(exec "$0" "$@" )" + redirections});
+    return Child::run(std::move(words));
+}
+
 struct ProgramResult {
-    int status;
+    int status; // as a Child has it
     std::string out;
     std::string err;
 };
+inline ProgramResult runProgram(const std::vector<std::string>& words, std::string_view input = {}) {
+    const TestHome& home = TestHome::instance();
+    home.write("run/in", input);
+    const std::string run = home.path() / "run";
+    const int status = startProgram(words, "<'" + run + "/in' >'" + run + "/out' 2>'" + run + "/err'").wait();
+    return {status, home.read("run/out"), home.read("run/err")};
+}
 
-// `arguments` begins with the program's name. A program that a signal ended gives 128 and the signal's number.
-ProgramResult runProgram(const std::vector<std::string>& arguments, std::string_view input = {});
-// With its standard output in a file, such as a device.
-ProgramResult runProgramInto(const std::string& outputFile, const std::vector<std::string>& arguments,
-                             std::string_view input = {});
-
-// A program that runs beside the test: its standard output comes line by line, its standard error is the test's. Killed
-// at the end of the object, and with the test's own process.
+// A program that runs beside the test: its standard output comes line by line, its standard error is the test's.
 class RunningProgram {
   public:
-    explicit RunningProgram(const std::vector<std::string>& arguments);
-    ~RunningProgram();
-    RunningProgram(const RunningProgram&) = delete;
-    RunningProgram& operator=(const RunningProgram&) = delete;
-
+    explicit RunningProgram(const std::vector<std::string>& words)
+        : m_child(startProgram(words, ">/dev/fd/" + std::to_string(m_output.sender()))) {
+        m_output.closeSender();
+    }
     // Waits for the line. Empty when the program ended before it.
-    std::string readLine();
-    void signal(int number) const;
-    // Waits for the end; the status as runProgram has it.
-    int wait();
+    std::string readLine() const {
+        std::string line;
+        for (char c = 0; m_output.receive(c) && c != '\n';)
+            line.push_back(c);
+        return line;
+    }
+    int endedBy(int signal) {
+        m_child.signal(signal);
+        return m_child.wait();
+    }
+    int wait() { return m_child.wait(); }
 
   private:
-    pid_t m_child;
-    std::FILE* m_output;
+    Pipe m_output;
+    Child m_child;
 };

@@ -129,10 +129,6 @@ TEST_F(WdltctlLists, ItemsStayHiddenUnlessAskedFor) {
         {"add items street - --description home --target 3 --index 31", "", "Große Straße\nmore"},
         {"add items later --json", R"({"index": 1})"},
         {"--secrets list items --json", whole},
-        {"--secrets list items", "INDEX  NAME    DESCRIPTION  TARGET  TEXT\n"
-                                 "0      card                 16      4711 0815\n"
-                                 "31     street  home         3       Große Straße\n"
-                                 "1      later                16\n"},
     });
     EXPECT_EQ(doneJson("--secrets list patterns")[1],
               (json{{"item", 0}, {"charset", "utf-8"}, {"pattern", "34 37 31 31 20 30 38 31 35"}}));

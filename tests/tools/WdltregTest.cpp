@@ -106,10 +106,12 @@ TEST(Wdltreg, SetsShowsAndDeletesValues) {
     for (const auto& row : rows)
         expectOutputs({{"wdltreg set HKLM\\K\\L Name " + row.type + " " + row.value, ""},
                        {"wdltreg query k\\l NAME", row.shown + "\n"}});
-    // Data that is none of its type.
+    // Data that is none of its type, and texts with what a file escapes.
     done("wdltreg import -", kHeader + "[HKEY_LOCAL_MACHINE\\K]\n\"zero\"=hex(1):61,00,00,00,62,00,00,00\n"s +
-                                 "\"short\"=hex(4):01,02\n\"odd\"=hex(7):41,00,00\n");
-    expectOutputs({{"wdltreg query K", "odd = REG_MULTI_SZ 41 00 00\nshort = REG_DWORD 01 02\n"
+                                 "\"short\"=hex(4):01,02\n\"odd\"=hex(7):41,00,00\n"
+                                 "\"a\\\\\"=dword:0403feff\n\"\\\"b\"=\"\\\"C:\\\\\"\n");
+    expectOutputs({{"wdltreg query K", "\"b = REG_SZ \"C:\\\na\\ = REG_DWORD 67370751 (0x0403feff)\n"
+                                       "odd = REG_MULTI_SZ 41 00 00\nshort = REG_DWORD 01 02\n"
                                        "zero = REG_SZ 61 00 00 00 62 00 00 00\n[L]\n"},
                    {"wdltreg delete K", ""},
                    {"wdltreg set K\\L Name sz x", ""},

@@ -1,0 +1,254 @@
+// The redirects of a handler: what may be added, how it is stored and read back, at the limits of every field and in code
+// pages of several bytes a character; a list that changes while it is read.
+#include "Handlers.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using testing::IsEmpty;
+
+RecordCase redirectOfSession() {
+#define REDIRECT(member) WDLT_FIELD(WdchSystemRedirect, member)
+    const std::string longest(15, 'p');
+    return {
+        .name = "Redirect",
+        .protocol = kWeb,
+        .key = keyOf("S"),
+        .size = kEntry,
+        .fields =
+            {textCase("process", REDIRECT(process))
+                 .whenAbsent(quietlyReadsAs(""))
+                 .whenTooLarge(quietlyReadsAs(std::string(15, 'a')))
+                 .reads({{"", ""}, {longest, longest}, {longest + "p", longest}})
+                 .writes({{"", ""}, {longest, longest}, {longest + "p", longest}}), // filled, it is cut
+             numberCase("TcpAutoTuningLevel", REDIRECT(tcpAutoTuningLevel)).whenUnreadable(quietlyReadsAs(0xFFFFFFFFu)),
+             numberCase("port", REDIRECT(port))
+                 .whenUnreadable(quietlyReadsAs(0u))
+                 .reads({{0x12345u, 0x2345u}}) // the low 16 bits
+                 .writes({{0xFFFFu, 0xFFFFu}}),
+             numberCase("direction", REDIRECT(direction)).whenUnreadable(quietlyReadsAs(0u)),
+             numberCase("flag", REDIRECT(flag))
+                 .with(1u, 0x8Fu)
+                 .reads({{0u, 0u}})
+                 .writes({{0x8Fu, 0x8Fu}})
+                 .whenUnreadable(quietlyReadsAs(0u)),
+             numberCase("CancelAfMask", REDIRECT(cancelAfMask)).whenUnreadable(quietlyReadsAs(0u))},
+        .unwrittenLine = "AddRedirect",
+        .rest = [](BYTE* record) { reinterpret_cast<char*>(record)[offsetof(WdchSystemRedirect, sessionType)] = 'S'; },
+        .unseen = {{REDIRECT(flagPresent)}},
+        .head = kHead,
+        .writeType = WDLT_CONFIG_REDIRECT_ADD,
+    };
+#undef REDIRECT
+}
+
+class Redirects : public Handlers {};
+
+TEST_F(Redirects, EachFieldOnItsWay) {
+    const FieldRunner runner(library, redirectOfSession());
+    runner.tryEachUnreadValue();
+    runner.tryOtherTypes();
+    runner.tryLimitsOnRead();
+    runner.tryLimitsOnWrite();
+    runner.tryWriting();
+    runner.tryFailingWrites();
+}
+
+TEST_F(Redirects, ARedirectNeedsSomethingToApplyTo) {
+    const char* const noProcess = "Both process name and port number are not specified";
+    const char* const noImage = "Both image name and port number are not specified";
+    const struct {
+        std::uint16_t port;
+        std::uint32_t flag;
+        const char* process;
+        const char16_t* image;
+        const char* line = nullptr; // none: it is added
+    } cases[] = {
+        {1, 0, "", u""}, // a port alone
+        {1, 0x10, "", u""},
+        {0, 0, "p", u""},
+        {0, 0x10, "", u"i"},
+        {0, 0, "", u"i", noProcess},
+        {0, 0xEF, "", u"i", noProcess},
+        {0, 0x10, "p", u"", noImage},
+        {0, 0x1F, "p", u"", noImage},
+    };
+    for (const auto& c : cases) {
+        layDownHandlers();
+        const FreshLog fresh;
+        EXPECT_EQ(add(redirect(u"S", c.port, c.flag, c.process, c.image)),
+                  c.line == nullptr ? WDLT_OK : WDLT_E_INVALID_ARGUMENT);
+        EXPECT_EQ(library.logged("not specified"), c.line != nullptr);
+        EXPECT_TRUE(c.line == nullptr || library.logged(std::string("[CSystemProtocolCfg::AddRedirect] ") + c.line));
+        EXPECT_EQ(tree::keyExists(keyOf("S")), c.line == nullptr);
+    }
+}
+
+TEST_F(Redirects, AFlagOfZeroIsNotWritten) {
+    EXPECT_EQ(add(redirect(u"S")), WDLT_OK);
+    EXPECT_TRUE(library.logged("Not write flag because Flag is zero."));
+    EXPECT_FALSE(tree::get(keyOf("S"), "flag"));
+    EXPECT_EQ(readOne().flagPresent, 0u);
+    EXPECT_TRUE(library.logged("Failed to read Redirect\\S \"Flag\". set Flag to zero."));
+    EXPECT_EQ(add(redirect(u"S", 80, 4)), WDLT_OK);
+    EXPECT_EQ(add(redirect(u"s", 81)), WDLT_OK); // the same session, written over value by value: the old flag stays
+    EXPECT_EQ(readOne().flagPresent, 1u);
+    EXPECT_EQ(readOne().flag, 4u);
+    EXPECT_EQ(readOne().port, 81u);
+}
+
+// One value, which is read as the flag says.
+TEST_F(Redirects, AnImageIsWideAndAProcessNarrow) {
+    EXPECT_EQ(add(redirect(u"S", 0, WDLT_REDIRECT_IMAGE, "ignored", u"C:\\Prog\u00E4\\x.exe")), WDLT_OK);
+    EXPECT_EQ(tree::storedText(keyOf("S"), "process"), std::string("C:\\Prog\u00E4\\x.exe") + '\0');
+    EXPECT_EQ(std::u16string(readOne().image), u"C:\\Prog\u00E4\\x.exe");
+    EXPECT_STREQ(readOne().process, "");
+    EXPECT_EQ(add(redirect(u"S", 1, 0x20, "short", u"ignored")), WDLT_OK);
+    EXPECT_STREQ(readOne().process, "short");
+    EXPECT_EQ(std::u16string(readOne().image), u"");
+    EXPECT_EQ(add(redirect(u"S", 0, WDLT_REDIRECT_IMAGE, "", std::u16string(300, u'i'))), WDLT_OK);
+    EXPECT_EQ(tree::storedText(keyOf("S"), "process"), std::string(299, 'i') + '\0');
+    EXPECT_EQ(std::u16string(readOne().image), std::u16string(299, u'i'));
+    EXPECT_FALSE(library.logged("Insufficient buffer"));
+    tree::setText(keyOf("S"), "process", std::string(300, 'j'));
+    EXPECT_EQ(std::u16string(readOne().image), std::u16string(299, u'j'));
+    EXPECT_TRUE(library.logged("Insufficient buffer for \"Process\"(Need 602)."));
+}
+
+class CodePage {
+  public:
+    explicit CodePage(const char* number) { set(number); }
+    ~CodePage() { set("65001"); }
+    CodePage(const CodePage&) = delete;
+    CodePage& operator=(const CodePage&) = delete;
+
+  private:
+    static void set(const char* number) {
+        setenv("WARDLET_ACP", number, 1);
+        WdTestRereadEnvironment();
+    }
+};
+
+TEST_F(Redirects, ASessionsNameHasTenCharactersAndTenBytes) {
+    const struct {
+        const char* codePage;
+        std::u16string session;
+        const char* wrong = nullptr; // what the log says of it
+    } cases[] = {
+        {"65001", u"1234567890"},
+        {"65001", u"12345678901", "too long"}, // fills the field
+        {"65001", u"\u00E4\u00E4\u00E4\u00E4\u00E4"},
+        {"65001", u"\u00E4\u00E4\u00E4\u00E4\u00E4x", "too long in the code page"}, // eleven bytes
+        {"65001", u"\u65E5\u672C\u8A9Exy", "too long in the code page"},
+        {"932", u"\u65E5\u672C\u8A9E\u8868\u793A"},
+        {"932", u"\u65E5\u672C\u8A9E\u8868\u793Ax", "too long in the code page"},
+        {"1252", std::u16string(10, u'\u00E4')},
+        {"1252", u"\u65E5", "no text of the code page"}, // "?", as any other would be
+        {"65001", u"\xD800", "no text of the code page"},
+        {"65001", u"a\\b", "no name of a key"}, // would be two keys
+        {"65001", u"a/b"},
+        {"65001", u"", "not specified"},
+    };
+    for (const auto& c : cases) {
+        const CodePage page(c.codePage);
+        layDownHandlers();
+        SCOPED_TRACE(testing::Message() << c.codePage << ' ' << c.session.size());
+        const FreshLog fresh;
+        EXPECT_EQ(add(redirect(c.session)), c.wrong == nullptr ? WDLT_OK : WDLT_E_INVALID_ARGUMENT);
+        if (c.wrong == nullptr) {
+            EXPECT_EQ(std::u16string(readOne().sessionType), c.session);
+        }
+        EXPECT_EQ(remove(c.session), c.wrong == nullptr ? WDLT_OK : WDLT_E_INVALID_ARGUMENT);
+        for (const std::string operation : {"[CSystemProtocolCfg::AddRedirect]", "DelRedirect"})
+            EXPECT_TRUE(c.wrong == nullptr || library.logged("!!! <WdltCfg> " + operation + " sessionType " + c.wrong));
+        EXPECT_THAT(redirects(), IsEmpty());
+    }
+}
+
+// A key that another program made may have any name.
+TEST_F(Redirects, ALongKeysNameIsCutOrLeftOut) {
+    tree::setNumber(keyOf("a twenty-one byte key"), "port", 1);
+    tree::setNumber(keyOf("b twenty-two bytes key"), "port", 2);
+    const auto entries = redirects();
+    ASSERT_EQ(entries.size(), 2u);
+    EXPECT_EQ(std::u16string(entries[0].sessionType), u"a twenty-o");
+    EXPECT_EQ(entries[0].port, 1u);
+    EXPECT_EQ(std::u16string(entries[1].sessionType), u"");
+    EXPECT_EQ(entries[1].port, 2u);
+    EXPECT_TRUE(library.logged("ReadValue( SubSection = Redirect\\b twenty-two bytes key) fails (-2)"));
+}
+
+TEST_F(Redirects, DeletingTellsWhatWasNotThere) {
+    const std::string line = "DelRedirect Failed to delete registry key (key=redirect\\Gone, ret=";
+    EXPECT_EQ(remove(u"Gone"), WDLT_E_REGISTRY); // the handler has no list
+    EXPECT_TRUE(library.logged("!!! <WdltCfg> " + line + "-9)"));
+    EXPECT_EQ(add(redirect(u"S")), WDLT_OK);
+    EXPECT_EQ(add(redirect(u"T")), WDLT_OK);
+    EXPECT_EQ(remove(u"Gone"), WDLT_E_NOT_FOUND);
+    EXPECT_TRUE(library.logged("@@@ <WdltCfg> " + line + "-16)"));
+    EXPECT_EQ(remove(u"s"), WDLT_OK);
+    EXPECT_EQ(std::u16string(readOne().sessionType), u"T");
+    tree::setNumber(keyOf("T\\below"), "x", 1);
+    EXPECT_EQ(remove(u"T"), WDLT_E_REGISTRY);               // it has keys of its own
+    EXPECT_EQ(add(redirect(u"S"), 10005), WDLT_E_REGISTRY); // nobody's protocol
+    EXPECT_EQ(remove(u"S", 10005), WDLT_E_REGISTRY);
+    EXPECT_EQ(tree::subkeys(tree::path("ProtocolHandler")).size(), 4u);
+}
+
+// What others do between two reads of the list.
+TEST_F(Redirects, AListThatChangesMeanwhile) {
+    tree::setNumber(keyOf("S"), "port", 1);
+    std::vector<BYTE> buffer(kHead + 2 * kEntry, 0xEE);
+    std::uint64_t size = kHead + kEntry;
+    {
+        const AfterEachRead others([&](const std::string& name) {
+            if (name == "Filename")
+                tree::setNumber(keyOf("Late"), "port", 9);
+        });
+        EXPECT_EQ(WDLT_CALL(library, WdltReadConfig)(kWeb, 0, 0, buffer.data(), &size), WDLT_OK);
+    }
+    EXPECT_EQ(std::count(buffer.end() - kEntry, buffer.end(), BYTE{0xEE}), std::ptrdiff_t{kEntry});
+    EXPECT_EQ(reinterpret_cast<const WdchSystemProtocolHandler*>(buffer.data())->redirectCount, 1u);
+    EXPECT_EQ(redirects().size(), 2u); // it was there
+    EXPECT_EQ(remove(u"Late"), WDLT_OK);
+
+    // A name that grows, and one that goes.
+    tree::setText(keyOf("S"), "process", std::string(20, 'p'));
+    std::size_t length = 20;
+    const AfterEachRead others([&](const std::string& name) {
+        if (name == "Process" && length < 23)
+            tree::setText(keyOf("S"), "process", std::string(++length, 'p'));
+    });
+    EXPECT_EQ(std::string(readOne().process), std::string(15, 'p'));
+}
+
+TEST_F(Redirects, TheListsMutexIsHeldWhileItIsReadAndNeededToChangeIt) {
+    const char* const name = "Global\\wdlt_config_redirect_mutex";
+    EXPECT_EQ(add(redirect(u"S")), WDLT_OK);
+    {
+        HANDLE const mutex = CreateMutexA(nullptr, FALSE, name);
+        bool wasHeld = false;
+        const AfterEachRead look([&](const std::string& value) {
+            if (value == "Port")
+                std::thread([&] { wasHeld = WaitForSingleObject(mutex, 0) == WAIT_TIMEOUT; }).join();
+        });
+        EXPECT_EQ(redirects().size(), 1u);
+        EXPECT_TRUE(wasHeld);
+        CloseHandle(mutex);
+    }
+    HANDLE const event = CreateEventA(nullptr, FALSE, FALSE, name); // so that there can be no mutex
+    EXPECT_EQ(add(redirect(u"T")), WDLT_E_GENERAL);
+    EXPECT_EQ(remove(u"S"), WDLT_E_GENERAL);
+    EXPECT_EQ(redirects().size(), 1u); // who only reads goes on
+    CloseHandle(event);
+}
+
+} // namespace

@@ -1,0 +1,114 @@
+#include "HomeState.h"
+
+#include "TestKey.h"
+#include "Tree.h"
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <optional>
+#include <set>
+#include <string_view>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view kRoot = "SOFTWARE";
+// Of the privacy database, in which the moment of the write stands.
+constexpr std::string_view kDatedFile = "__PRIVACY_DATA_PROTECTION__";
+constexpr std::size_t kDateAt = 48;
+constexpr std::size_t kDateBytes = 8;
+
+void addKey(HomeState& state, const std::string& path) {
+    const TestKey key = TestKey::open(path.c_str());
+    state[path] = key ? "" : "can't be opened";
+    std::string data(16 * 1024, '\0');
+    char name[512];
+    for (DWORD index = 0;; ++index) {
+        DWORD length = sizeof name;
+        auto size = static_cast<DWORD>(data.size());
+        if (RegEnumValueA(key.get(), index, name, &length, nullptr, nullptr, reinterpret_cast<BYTE*>(data.data()),
+                          &size) != 0)
+            break;
+        state[path + "\\" + name] = data.substr(0, size);
+    }
+    for (const std::string& below : tree::subkeys(path))
+        addKey(state, path + "\\" + below);
+}
+
+std::optional<std::string> contentOf(const HomeState& state, const std::string& name) {
+    const auto found = state.find(name);
+    return found == state.end() ? std::nullopt : std::optional(found->second);
+}
+
+} // namespace
+
+HomeState lookAtHome(const fs::path& home) {
+    HomeState state;
+    for (const auto& entry : fs::recursive_directory_iterator(home)) {
+        const std::string name = entry.path().lexically_relative(home);
+        if (!entry.is_regular_file() || name.starts_with("objects/"))
+            continue;
+        std::string& content = state[name];
+        if (name.starts_with("registry/"))
+            continue;
+        std::ifstream file(entry.path(), std::ios::binary);
+        content.assign(std::istreambuf_iterator<char>(file), {});
+        if (content.starts_with(kDatedFile))
+            content.replace(kDateAt, kDateBytes, kDateBytes, '?');
+    }
+    addKey(state, std::string(kRoot)); // behind the files, some of which the layer makes anew
+    return state;
+}
+
+void writeState(const HomeState& state, const fs::path& file) {
+    std::ofstream out(file, std::ios::binary);
+    for (const auto& [name, content] : state)
+        out << name.size() << ' ' << content.size() << '\n' << name << content;
+}
+
+HomeState readState(const fs::path& file) {
+    HomeState state;
+    std::ifstream in(file, std::ios::binary);
+    std::size_t nameSize = 0;
+    for (std::size_t size = 0; in >> nameSize >> size && in.get() == '\n';) {
+        std::string both(nameSize + size, '\0');
+        in.read(both.data(), static_cast<std::streamsize>(both.size()));
+        state[both.substr(0, nameSize)] = both.substr(nameSize);
+    }
+    return state;
+}
+
+std::string Between::complaint(const HomeState& found) const {
+    const HomeState& first = isDone ? behind : before;
+    HomeState all = found;
+    all.insert(first.begin(), first.end());
+    all.insert(behind.begin(), behind.end());
+    std::string notOld;
+    std::string notNew;
+    std::set<std::string> left;
+    for (const auto& [name, unused] : all) {
+        const auto content = contentOf(found, name);
+        const auto old = contentOf(first, name);
+        const bool isOld = content == old;
+        const bool isNew = content == contentOf(behind, name);
+        if (name.starts_with(kRoot) && !isOld)
+            notOld = name;
+        if (name.starts_with(kRoot) && !isNew)
+            notNew = name;
+        if (isOld || isNew)
+            continue;
+        if (!content || old)
+            return name + (content ? " is neither old nor new" : " is missing");
+        const std::string kind = fs::path(name).extension();
+        const bool isBackup =
+            kind == ".bak" && std::ranges::any_of(before, [&](const auto& entry) { return entry.second == *content; });
+        const bool isHomes = name == "settings.new" || name == "registry/data.new"; // made anew by whoever opens it
+        const bool isRest = isBackup || isHomes ? mayLeave || !isDone : mayLeave && (kind == ".new" || kind == ".tmp");
+        if (!isRest || !left.insert(kind).second)
+            return name + " is left";
+    }
+    const bool isPart = !inSteps && !notOld.empty() && !notNew.empty();
+    return isPart ? notOld + " is new and " + notNew + " is old" : std::string();
+}
