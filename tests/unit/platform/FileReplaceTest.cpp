@@ -1,4 +1,4 @@
-// Copies and replacements: what they keep, what they refuse, what lies beside the target, and what they sync.
+// Copies and replacements: what they keep, what they refuse, and what lies beside the target.
 #include <Child.h>
 #include <TestFiles.h>
 
@@ -7,40 +7,25 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cerrno>
 #include <fcntl.h>
 #include <grp.h>
-#include <sys/resource.h>
-#include <sys/time.h>
 
 namespace {
 
 namespace fs = std::filesystem;
 using testing::IsEmpty;
 
-constexpr int kKilled = Child::kSignal + SIGKILL;
 constexpr uid_t kUser = kOneUser;
 constexpr gid_t kGroup = kHomeGroup;
 
 class FileReplace : public TestFiles {
   protected:
     FileReplace() { put("from", "new content"); }
-
-    void putOthers(const std::string& name, const std::string& content, unsigned mode) const {
-        put(name, content);
-        EXPECT_TRUE(geteuid() != 0 || chown(at(name).c_str(), kUser, kGroup) == 0);
-        EXPECT_EQ(chmod(at(name).c_str(), mode), 0);
-    }
-    void expectOthers(const std::string& name, unsigned mode) const {
-        const struct stat status = statusOf(at(name));
-        EXPECT_EQ(status.st_mode & 07777, mode);
-        EXPECT_TRUE(geteuid() != 0 || (status.st_uid == kUser && status.st_gid == kGroup));
-    }
 };
 
 TEST_F(FileReplace, ACopyHasTheContentAndTheTargetsOwnModeAndOwner) {
     umask(027);
-    for (const std::size_t size : {0u, 1u, 65'535u, 65'536u, 65'537u, 200'000u}) {
+    for (const std::size_t size : {0u, 65'535u, 65'536u, 65'537u}) {
         std::string content(size, 'x');
         for (std::size_t i = 0; i < size; ++i)
             content[i] = static_cast<char>(i * 31 + i / 256);
@@ -49,94 +34,20 @@ TEST_F(FileReplace, ACopyHasTheContentAndTheTargetsOwnModeAndOwner) {
         EXPECT_EQ(copy("from", "new"), ERROR_SUCCESS);
         EXPECT_TRUE(get("new") == content) << size;
         EXPECT_EQ(statusOf(at("new")).st_mode & 07777, 0600u) << "a new file's mode, however wide the source's is";
-        putOthers("old", "a longer old content", 04757);
+        put("old", "a longer old content");
+        EXPECT_TRUE(geteuid() != 0 || chown(at("old").c_str(), kUser, kGroup) == 0);
+        EXPECT_EQ(chmod(at("old").c_str(), 04757), 0);
         EXPECT_EQ(copy("from", "old"), ERROR_SUCCESS);
         EXPECT_TRUE(get("old") == content) << size;
-        expectOthers("old", 04757);
+        const struct stat status = statusOf(at("old"));
+        EXPECT_EQ(status.st_mode & 07777, 04757u);
+        EXPECT_TRUE(geteuid() != 0 || (status.st_uid == kUser && status.st_gid == kGroup));
         fs::remove(at("old"));
     }
-    EXPECT_EQ(copy("from", "new", true), ERROR_FILE_EXISTS);
-    EXPECT_EQ(copy("from", "newer", true), ERROR_SUCCESS);
     EXPECT_EQ(copy("from", "from"), ERROR_SUCCESS) << "onto itself";
-    EXPECT_EQ(get("from").size(), 200'000u);
-    for (const std::size_t length : {250u, 251u, 255u})
-        EXPECT_EQ(copy("from", std::string(length, 'n')), ERROR_SUCCESS) << length;
+    EXPECT_EQ(get("from").size(), 65'537u);
+    EXPECT_EQ(copy("from", std::string(255, 'n')), ERROR_SUCCESS) << "the longest name";
     EXPECT_THAT(partials(), IsEmpty());
-}
-
-// What a power cut may take: nothing that a call has told as done. Each sync fails once, and is a process's last call
-// once, which shows also those whose failure nobody is told.
-TEST_F(FileReplace, EachStepIsOnDiskBeforeTheNext) {
-    fs::create_directory(at("dir"));
-    const auto replaceBy = [this](const fs::path& replacement) {
-        std::ofstream(replacement) << "new content";
-        fs::permissions(replacement, fs::perms(0600));
-        const DWORD error = replace("target", replacement);
-        EXPECT_EQ(fs::exists(replacement), error != ERROR_SUCCESS);
-        return error;
-    };
-    const struct {
-        const char* what;
-        std::function<DWORD()> act;
-        int syncs;
-        int told;
-    } rows[] = {
-        {"a copy: itself, its folder", [this] { return copy("from", "target"); }, 2, 1},
-        {"a content: itself, its folder",
-         [this] { return errorOf(WdReplaceContent(at("target").c_str(), "new content", 11)); }, 2, 1},
-        {"a replacement: itself, its folder", [&] { return replaceBy(at("replacement")); }, 2, 1},
-        {"from elsewhere: the other folder too", [&] { return replaceBy(at("dir/replacement")); }, 3, 1},
-        {"from another disk: the copy too", [&] { return replaceBy(fileInMemory()); }, 4, 2},
-    };
-    for (const auto& row : rows) {
-        if (row.told == 2 && fileInMemory().empty())
-            continue;
-        SCOPED_TRACE(row.what);
-        int syncs = 0;
-        int told = 0;
-        for (int nth = 1; syncs == nth - 1; ++nth) {
-            putOthers("target", "old", 0606);
-            const auto dying = [&] { return WdTestFailCall("fsync", nth, 0) != FALSE ? int(row.act()) : -1; };
-            syncs += Child(dying).wait() == kKilled ? 1 : 0;
-            EXPECT_EQ(get("target"), nth <= row.told ? "old" : "new content");
-            put("target", "old");
-            ASSERT_TRUE(WdTestFailCall("fsync", nth, EIO));
-            told += row.act() != ERROR_SUCCESS ? 1 : 0;
-            WdTestFailCall("fsync", 0, 0);
-            EXPECT_EQ(get("target"), nth <= row.told ? "old" : "new content");
-            EXPECT_THAT(partials(), IsEmpty());
-        }
-        EXPECT_EQ(syncs, row.syncs);
-        expectOthers("target", 0606);
-        EXPECT_EQ(told, row.told);
-    }
-    fs::remove(fileInMemory());
-}
-
-TEST_F(FileReplace, WhatFailsIsToldAndTheOldFileStays) {
-    put("from", std::string(200'000, 'n'));
-    put("target", "old");
-    const auto before = openDescriptors();
-    for (const char* interrupted : {"pread", "write"}) {
-        ASSERT_TRUE(WdTestFailCall(interrupted, 2, EINTR));
-        EXPECT_EQ(copy("from", "target"), ERROR_SUCCESS) << interrupted;
-    }
-    put("target", "old");
-    ASSERT_TRUE(WdTestFailCall("rename", 1, ENOSPC) && WdTestFailCall("unlinkat", 1, EIO));
-    EXPECT_EQ(copy("from", "target"), ERROR_DISK_FULL) << "the first error, not the one of cleaning up";
-    EXPECT_EQ(get("target"), "old");
-    EXPECT_EQ(partials().size(), 1u);
-    EXPECT_EQ(copy("from", "target"), ERROR_SUCCESS) << "and it is the next one's to remove";
-    put("target", "old");
-    EXPECT_EQ(Child([&] {
-                  std::signal(SIGXFSZ, SIG_IGN);
-                  const rlimit limit{100'000, 100'000};
-                  return setrlimit(RLIMIT_FSIZE, &limit) == 0 ? static_cast<int>(copy("from", "target")) : -1;
-              }).wait(),
-              static_cast<int>(ERROR_DISK_FULL));
-    EXPECT_EQ(get("target"), "old");
-    EXPECT_THAT(partials(), IsEmpty());
-    EXPECT_EQ(openDescriptors(), before);
 }
 
 TEST_F(FileReplace, WhoHasTheTargetOpenKeepsWhatItOpened) {
@@ -166,13 +77,7 @@ TEST_F(FileReplace, ALinkLeadsToTheFileThatIsMeant) {
     EXPECT_EQ(statusOf(at("elsewhere/file")).st_mode & 07777, 0606u);
     EXPECT_EQ(replace("link", put("replacement", "newer")), ERROR_SUCCESS);
     EXPECT_EQ(get("elsewhere/file"), "newer");
-    fs::remove(at("elsewhere/file"));
-    EXPECT_EQ(copy("from", "link", true), ERROR_FILE_EXISTS);
-    EXPECT_EQ(replace("link", put("replacement", "newest")), ERROR_FILE_NOT_FOUND);
-    EXPECT_EQ(copy("from", "link"), ERROR_SUCCESS);
-    EXPECT_EQ(get("elsewhere/file"), "new content");
     EXPECT_TRUE(fs::is_symlink(at("link")) && fs::is_symlink(at("elsewhere/second")));
-
     fs::create_symlink("loop", at("loop"));
     EXPECT_EQ(copy("from", "loop"), ERROR_ACCESS_DENIED);
     fs::create_symlink("replacement", at("to replacement"));
@@ -182,7 +87,6 @@ TEST_F(FileReplace, ALinkLeadsToTheFileThatIsMeant) {
 
 TEST_F(FileReplace, RefusalsChangeNothing) {
     put("target", "old");
-    put("file", "x");
     fs::create_directory(at("dir"));
     ASSERT_EQ(mkfifo(at("pipe").c_str(), 0600), 0);
     fs::create_hard_link(at("target"), at("second name"));
@@ -196,8 +100,6 @@ TEST_F(FileReplace, RefusalsChangeNothing) {
         {"dir", "target", ERROR_ACCESS_DENIED},
         {"pipe", "target", ERROR_ACCESS_DENIED},
         {"from", "none/target", ERROR_PATH_NOT_FOUND},
-        {"from", "file/target", ERROR_PATH_NOT_FOUND},
-        {"from", "dir", ERROR_ACCESS_DENIED},
         {"from", "dir/", ERROR_ACCESS_DENIED},
         {"from", std::string(256, 'n'), ERROR_FILENAME_EXCED_RANGE},
         {"target", "second name", ERROR_SHARING_VIOLATION, ERROR_SUCCESS}, // the copy parts them
@@ -208,11 +110,8 @@ TEST_F(FileReplace, RefusalsChangeNothing) {
         SCOPED_TRACE(testing::Message() << row.from << " to " << row.to);
         EXPECT_EQ(replace(row.to, at(row.from)), row.replaced);
         EXPECT_EQ(copy(row.from, row.to), row.copied);
-        EXPECT_EQ(get("target"), "old");
-        EXPECT_EQ(get("from"), "new content");
+        EXPECT_EQ(get("target") + get("from"), "oldnew content");
     }
-    EXPECT_EQ(errorOf(ReplaceFileA("target", "from", "a backup", 0, nullptr, nullptr)), ERROR_INVALID_PARAMETER);
-    EXPECT_TRUE(fs::is_fifo(at("pipe")) && fs::is_directory(at("dir")));
     EXPECT_EQ(openDescriptors(), before);
     EXPECT_THAT(partials(), IsEmpty());
 }
@@ -248,24 +147,11 @@ TEST_F(FileReplace, WhatLiesBesideTheTarget) {
         return fcntl(writer, F_OFD_SETLK, &byte);
     };
     ASSERT_EQ(lock(F_WRLCK), 0);
-    Child impatient([&] {
-        WdTestFailCall("nanosleep", 20, 0);
-        return static_cast<int>(copy("from", "target"));
-    });
-    EXPECT_EQ(impatient.wait(), kKilled) << "didn't wait twenty times";
+    const auto waits = [&] { return WdTestFailCall("nanosleep", 20, 0) != FALSE ? int(copy("from", "target")) : -1; };
+    EXPECT_EQ(Child(waits).wait(), Child::kSignal + SIGKILL) << "didn't wait twenty times";
     EXPECT_EQ(get("target") + get(".target.new"), "oldhalf");
-    const Pipe waiting;
-    Child patient([&] {
-        std::signal(SIGALRM, [](int) {}); // as under a profiler, which cuts each pause short
-        const itimerval often{{0, 40}, {0, 40}};
-        const bool isCut = setitimer(ITIMER_REAL, &often, nullptr) == 0;
-        waiting.signal();
-        return isCut ? static_cast<int>(copy("from", "target")) : -1;
-    });
-    ASSERT_TRUE(waiting.await());
-    usleep(600'000);             // longer than cut pauses would last
-    ASSERT_EQ(lock(F_UNLCK), 0); // of the children's copies too
-    EXPECT_EQ(patient.wait(), 0);
+    ASSERT_EQ(lock(F_UNLCK), 0);
+    EXPECT_EQ(copy("from", "target"), ERROR_SUCCESS);
     close(writer);
     EXPECT_EQ(get("target"), "new content");
     EXPECT_THAT(partials(), IsEmpty());
@@ -283,15 +169,12 @@ TEST_F(FileReplace, WhatAUserMayNotWriteItMayNotReplace) {
         DWORD error;
     } rows[] = {
         {"read-only", 0755, kUser, kUser, 0444, ERROR_ACCESS_DENIED},
-        {"another's", 0755, 0, 0, 0644, ERROR_ACCESS_DENIED},
         {"closed folder", 0555, kUser, kUser, 0644, ERROR_ACCESS_DENIED},
         {"unreadable folder", 0300, kUser, kUser, 0644, ERROR_ACCESS_DENIED},
         {"a group's of ours", 0755, 0, kGroup, 0664, ERROR_SUCCESS},
         {"a group's of others", 0755, 0, 0, 0666, ERROR_ACCESS_DENIED},
         // In a home with a group: what another member left, however he left it.
         {"home's group", 0755, 0, kGroup, 0600, ERROR_SUCCESS},
-        {"no group of ours", 0755, 0, 0, 0600, ERROR_SUCCESS},
-        {"read-only in it", 0755, kUser, kUser, 0444, ERROR_ACCESS_DENIED},
     };
     const auto asUser = [&](const std::function<DWORD()>& act) {
         return Child([&] {
@@ -316,11 +199,8 @@ TEST_F(FileReplace, WhatAUserMayNotWriteItMayNotReplace) {
         ASSERT_EQ(chown(at(row.name).c_str(), kUser, kUser), 0);
         fs::permissions(at(row.name), fs::perms(row.folderMode));
         EXPECT_EQ(asUser([&] { return copy("from", name); }), static_cast<int>(row.error));
+        EXPECT_TRUE(succeeds || asUser([&] { return replace(name, at(row.name) / "replacement"); }) == int(row.error));
         EXPECT_EQ(get(name), succeeds ? "new content" : "old");
-        if (!succeeds) {
-            EXPECT_EQ(asUser([&] { return replace(name, at(row.name) / "replacement"); }), static_cast<int>(row.error));
-            EXPECT_EQ(get(name), "old");
-        }
         const struct stat status = statusOf(at(name));
         EXPECT_EQ(status.st_uid, succeeds ? kUser : row.owner);
         EXPECT_EQ(status.st_gid, succeeds ? kGroup : row.group);

@@ -68,79 +68,32 @@ class ForeignFile {
 };
 
 TEST_F(KernelObjectFault, EachFailingStepIsToldAndTheNextTryGoesOn) {
-    Everybody everybody;
-    std::unique_ptr<ForeignFile> held;
-    const auto hold = [&] {
-        useFreshHome();
-        makeMutex("other").reset();
-        held = std::make_unique<ForeignFile>("held", kGood, kSize, true);
-    };
-    const auto nothing = [] {};
-    // An open that finds nobody takes away what is kept of a closed object, and what a failure left; but for a file
-    // that everybody may use.
-    const struct {
-        const char* name;
-        std::function<void()> before;
-        std::function<Handle()> make;
-        DWORD code;
-        bool mayStay;
-        int atLeast; // steps that can fail
-    } rows[] = {
-        {"fresh", nothing, [] { return makeMutex("m"); }, 0, false, 7},
-        {"everybody's", nothing, [&] { return makeEvent("m", true, true, everybody.get()); }, 0, true, 7},
-        {"larger", [] { ForeignFile("m", {}, 9, false); }, [] { return makeMapping("m", 100'000); }, 0, false, 7},
-        {"joined", hold, [] { return makeMapping("held", 5000); }, ERROR_ALREADY_EXISTS, false, 5},
-    };
-    for (const auto& row : rows) {
-        const auto isNobodys = [&] {
-            const bool isThere = Handle(OpenMutexA(MUTEX_ALL_ACCESS, FALSE, "m")) != nullptr;
-            return !isThere && GetLastError() == ERROR_FILE_NOT_FOUND &&
-                   (row.mayStay || !fs::exists(objectsFolder() / "m"));
-        };
+    for (const bool joins : {false, true}) {
         int failed = 0;
         for (const char* call : {"openat", "fcntl_lock", "fstat", "fchmod", "ftruncate", "fallocate", "mmap"})
-            for (int nth = 1, made = 0; nth < 10 && made == 0; ++nth) {
-                SCOPED_TRACE(testing::Message() << row.name << ' ' << call << ' ' << nth);
-                row.before();
+            for (int nth = 1, made = 0; made == 0; ++nth) {
+                SCOPED_TRACE(testing::Message() << call << ' ' << nth << (joins ? " of joining" : " of creating"));
+                useFreshHome();
+                makeMutex("other").reset();
+                const ForeignFile held(joins ? "m" : "another", kGood, kSize, true);
                 ASSERT_TRUE(WdTestFailCall(call, nth, EIO));
-                Handle object = row.make();
-                const DWORD error = GetLastError();
+                made = makeMapping("m", 5000) ? 1 : 0;
+                EXPECT_TRUE(made == 1 || GetLastError() == ERROR_REGISTRY_IO_FAILED);
+                failed += 1 - made;
                 WdTestFailCall(call, 0, 0);
-                made = object ? 1 : 0;
-                if (!object) {
-                    ++failed;
-                    EXPECT_EQ(error, ERROR_REGISTRY_IO_FAILED);
-                    EXPECT_TRUE(isNobodys());
-                    object = row.make();
-                    EXPECT_EQ(GetLastError(), row.code);
-                }
-                object.reset();
-                EXPECT_TRUE(isNobodys());
+                EXPECT_TRUE(makeMapping("m", 5000));
+                EXPECT_EQ(GetLastError(), joins ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS);
             }
-        EXPECT_GE(failed, row.atLeast) << row.name;
-        fs::remove(objectsFolder() / "m");
+        EXPECT_GE(failed, 5);
     }
-}
-
-// The system may break off a long reservation for a signal; a caller can't be asked to try again.
-TEST_F(KernelObjectFault, AnInterruptedReservationGoesOn) {
-    ASSERT_TRUE(WdTestFailCall("fallocate", 1, EINTR));
-    EXPECT_NE(makeMapping("m", 1 << 20), nullptr) << GetLastError();
-    ASSERT_TRUE(WdTestFailCall("mmap", 1, ENOMEM));
-    EXPECT_EQ(errorOf(makeMutex(nullptr)), ERROR_NOT_ENOUGH_MEMORY);
-    EXPECT_NE(makeMutex(nullptr), nullptr);
 }
 
 TEST_F(KernelObjectFault, AWaitThatTheSystemRefusesFails) {
     const Handle event = makeEvent("e", false, false);
-    for (const int error : {ENOSYS, EFAULT, EINTR, EAGAIN, ETIMEDOUT}) {
-        const bool isRefusal = error == ENOSYS || error == EFAULT;
-        ASSERT_TRUE(WdTestFailCall("futex_wait", 1, error));
-        EXPECT_EQ(waitFor(event, 1), isRefusal ? WAIT_FAILED : WAIT_TIMEOUT) << error;
-        EXPECT_TRUE(!isRefusal || GetLastError() == ERROR_REGISTRY_IO_FAILED);
-    }
-    SetEvent(event.get());
-    EXPECT_EQ(waitFor(event, INFINITE), WAIT_OBJECT_0);
+    ASSERT_TRUE(WdTestFailCall("futex_wait", 1, ENOSYS));
+    EXPECT_EQ(errorOf(waitFor(event, 1) != WAIT_FAILED), ERROR_REGISTRY_IO_FAILED);
+    ASSERT_TRUE(WdTestFailCall("futex_wait", 1, EAGAIN));
+    EXPECT_EQ(waitFor(event, 1), WAIT_TIMEOUT);
 }
 
 TEST_F(KernelObjectFault, FilesOfOthersAreJoinedRefusedOrLaidDownAfresh) {
@@ -155,19 +108,12 @@ TEST_F(KernelObjectFault, FilesOfOthersAreJoinedRefusedOrLaidDownAfresh) {
         {"whole, held", kGood, kSize, true, ERROR_ALREADY_EXISTS},
         {"whole, held by nobody", kGood, kSize, false, 0},
         {"newer, held", {kMagic, 2, kMapping, 0, 0, 5000}, kSize, true, ERROR_INVALID_DATA},
-        {"newer, held by nobody", {kMagic, 2, kMapping, 0, 0, 5000}, kSize, false, 0},
-        {"no kind, held", {kMagic, 1, 77, 0, 0, 5000}, kSize, true, ERROR_INVALID_HANDLE},
         {"another kind, held", {kMagic, 1, kMutex, 0, 0, 5000}, kSize, true, ERROR_INVALID_HANDLE},
         {"too few bytes", {kMagic, 1, kMapping, 0, 0, 4999}, kSize, true, ERROR_ACCESS_DENIED},
         {"more bytes than there are", {kMagic, 1, kMapping, 0, 0, ~0ull}, 2 * 4096, true, ERROR_ACCESS_DENIED},
-        {"another magic, held",
-         {kMagic + 1, 1, kMapping, 0, 0, 5000},
-         kSize,
-         true,
-         ERROR_INVALID_DATA}, // after many tries
+        {"another magic, held", {kMagic + 1, 1, kMapping, 0, 0, 5000}, kSize, true, ERROR_INVALID_DATA},
         {"garbage, longer, held by nobody", {1, 2, 3, 4, 5, 6}, 100 * 4096, false, 0},
         {"empty, held by nobody", {}, 0, false, 0},
-        {"an odd length, held by nobody", kGood, 17, false, 0},
         {"empty, held", {}, 0, true, ERROR_INVALID_DATA}, // after a second of tries
     };
     for (const auto& row : rows) {
@@ -195,7 +141,6 @@ TEST_F(KernelObjectFault, WhatIsNoFileOfItsOwnIsRefused) {
         std::function<void()> make;
     } rows[] = {
         {"a symbolic link", [&] { fs::create_symlink(victim, name); }},
-        {"a symbolic link to nothing", [&] { fs::create_symlink("nothing", name); }},
         {"a hard link", [&] { fs::create_hard_link(victim, name); }},
         {"a pipe", [&] { ASSERT_EQ(mkfifo(name.c_str(), 0666), 0); }},
         {"a directory", [&] { fs::create_directory(name); }},
@@ -203,14 +148,12 @@ TEST_F(KernelObjectFault, WhatIsNoFileOfItsOwnIsRefused) {
     for (const auto& row : rows) {
         row.make();
         EXPECT_EQ(errorOf(makeMapping("m", 100)), ERROR_ACCESS_DENIED) << row.what;
-        EXPECT_EQ(OpenFileMappingA(FILE_MAP_READ, FALSE, "m"), nullptr) << row.what;
         EXPECT_TRUE(fs::is_symlink(name) || fs::exists(name)) << row.what << " isn't ours to remove";
         EXPECT_EQ(TestHome::instance().read("victim"), std::string(5000, 'v')) << row.what;
         fs::remove(name);
         EXPECT_NE(makeMapping("m", 100), nullptr) << row.what;
         fs::remove(name);
     }
-    EXPECT_FALSE(fs::exists(objectsFolder() / "nothing"));
 }
 
 // Objects too large to be kept, whose end is at once. Another's file of the name isn't this one's to remove, and a

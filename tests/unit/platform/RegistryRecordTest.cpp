@@ -53,19 +53,6 @@ TEST(RegistryRecord, DamageInOrderNamesOrFormsIsSeenBeforeAChange) {
     }
 }
 
-TEST(RegistryRecord, TooLargeARecordIsNotBuilt) {
-    RecordEditor editor("Large", 1);
-    const std::string megabyte(1 << 20, 'x');
-    std::string names[65];
-    for (int i = 0; i < 64; ++i) {
-        names[i] = std::to_string(100 + i);
-        editor.setValue({names[i], names[i], 3, Form::Bytes, megabyte});
-    }
-    EXPECT_FALSE(editor.build());
-    EXPECT_TRUE(editor.removeValue("100"));
-    EXPECT_TRUE(editor.build());
-}
-
 // In the order of the units, which enumeration relies on.
 TEST(RegistryNames, UnitsSurviveTheirCoding) {
     std::u16string units;

@@ -63,35 +63,26 @@ void expectAll(const std::vector<Calls>& lists, HKEY key, DWORD error) {
 
 TEST(RegistryValues, KeepTypeAndBytes) {
     const TestKey key = TestKey::create("Values");
-    std::string everyByte;
-    for (int i = 0; i < 256; ++i)
-        everyByte += static_cast<char>(i);
     const struct {
         const char* name;
         DWORD type;
         std::string data;
     } rows[] = {
-        {"number", REG_DWORD, std::string("\x01\x02\x03\x04", 4)},
         {"", REG_SZ, std::string("the key's own\0", 14)},
         {nullptr, REG_NONE, ""}, // the empty name too
-        {"unknown type", 4711, everyByte},
-        {"NUMBER", REG_BINARY, std::string(1 << 20, 'x')}, // the largest, in another one's place
+        {"unknown type", 4711, std::string("\xFF\0\x80", 3)},
+        {"UNKNOWN Type", REG_BINARY, std::string(1 << 20, 'x')}, // the largest, in another one's place
     };
     for (const auto& row : rows) {
         EXPECT_EQ(key.setBytes(row.name, row.data, row.type), 0);
-        std::string data(row.data.size() + 8, '#');
         DWORD type = 0;
-        auto size = static_cast<DWORD>(data.size());
-        EXPECT_EQ(RegQueryValueExA(key.get(), row.name, nullptr, &type, reinterpret_cast<BYTE*>(data.data()), &size),
-                  0);
+        EXPECT_EQ(RegQueryValueExA(key.get(), row.name, nullptr, &type, nullptr, nullptr), 0);
         EXPECT_EQ(type, row.type);
-        EXPECT_EQ(size, row.data.size());
-        EXPECT_EQ(data.substr(size), "########");
-        EXPECT_TRUE(data.starts_with(row.data));
+        EXPECT_EQ(key.bytes(row.name), row.data);
     }
-    EXPECT_EQ(key.bytes("number"), rows[4].data);
-    EXPECT_EQ(RegDeleteValueA(key.get(), "number"), 0);
-    EXPECT_EQ(RegDeleteValueA(key.get(), "number"), kMissing);
+    EXPECT_EQ(key.bytes("unknown type"), rows[3].data);
+    EXPECT_EQ(RegDeleteValueA(key.get(), "unknown type"), 0);
+    EXPECT_EQ(RegDeleteValueA(key.get(), "unknown type"), kMissing);
     EXPECT_EQ(key.bytes(""), "");
 }
 
@@ -102,34 +93,25 @@ TEST(RegistryValues, ASmallBufferIsLeftAloneAndTheSizeTold) {
     const struct {
         DWORD nameRoom; // also for the terminator
         DWORD dataRoom;
-        LONG key;
-        LONG value;
-    } rows[] = {{6, 5, 0, 0}, {5, 5, ERROR_MORE_DATA, ERROR_MORE_DATA}, {6, 4, 0, ERROR_MORE_DATA}};
+        LONG name;
+        LONG data;
+    } rows[] = {{6, 5, 0, 0}, {5, 4, ERROR_MORE_DATA, ERROR_MORE_DATA}};
     for (const auto& row : rows) {
         char name[8] = "unset";
         char data[8] = "unset";
         auto* const bytes = reinterpret_cast<BYTE*>(data);
         DWORD length = row.nameRoom;
-        EXPECT_EQ(RegEnumKeyExA(key.get(), 0, name, &length, nullptr, nullptr, nullptr, nullptr), row.key);
-        EXPECT_STREQ(name, row.key == 0 ? "five5" : "unset");
+        EXPECT_EQ(RegEnumKeyExA(key.get(), 0, name, &length, nullptr, nullptr, nullptr, nullptr), row.name);
+        EXPECT_STREQ(name, row.name == 0 ? "five5" : "unset");
         DWORD size = row.dataRoom;
-        EXPECT_EQ(RegQueryValueExA(key.get(), "value", nullptr, nullptr, bytes, &size),
-                  row.dataRoom == 5 ? 0 : LONG{ERROR_MORE_DATA});
+        EXPECT_EQ(RegQueryValueExA(key.get(), "value", nullptr, nullptr, bytes, &size), row.data);
         EXPECT_EQ(size, 5u);
+        EXPECT_STREQ(data, row.data == 0 ? "12345" : "unset");
         std::strcpy(name, "unset");
-        std::strcpy(data, "unset");
         length = row.nameRoom;
-        size = row.dataRoom;
-        EXPECT_EQ(RegEnumValueA(key.get(), 0, name, &length, nullptr, nullptr, bytes, &size), row.value);
-        EXPECT_STREQ(name, row.value == 0 ? "value" : "unset");
-        EXPECT_STREQ(data, row.value == 0 ? "12345" : "unset");
+        EXPECT_EQ(RegEnumValueA(key.get(), 0, name, &length, nullptr, nullptr, nullptr, nullptr), row.name);
+        EXPECT_STREQ(name, row.name == 0 ? "value" : "unset");
     }
-    DWORD type = 0;
-    BYTE byte = 0;
-    EXPECT_EQ(RegQueryValueExA(key.get(), "value", nullptr, &type, nullptr, nullptr), 0) << "the type alone";
-    EXPECT_EQ(type, REG_BINARY);
-    EXPECT_EQ(RegQueryValueExA(key.get(), "value", nullptr, nullptr, &byte, nullptr), kInvalid);
-    EXPECT_EQ(RegQueryValueExA(key.get(), "none", nullptr, nullptr, nullptr, nullptr), kMissing);
 }
 
 TEST(RegistryNames, CompareWithoutCaseAndKeepTheirSpellingAndOrder) {
@@ -141,35 +123,29 @@ TEST(RegistryNames, CompareWithoutCaseAndKeepTheirSpellingAndOrder) {
     };
     const TestKey key = TestKey::create("Names");
     for (const auto& [written, other] : rows) {
-        ASSERT_EQ(key.set(written, 5), 0);
-        ASSERT_EQ(key.set(other, 6), 0);
-        EXPECT_EQ(key.number(written), 6u) << written;
-        const TestKey subkey = TestKey::create(written, key.get());
+        ASSERT_EQ(key.set(written, 6), 0);
+        EXPECT_EQ(key.number(other), 6u) << written;
+        ASSERT_TRUE(TestKey::create(written, key.get()));
         EXPECT_TRUE(TestKey::open(other, KEY_READ, key.get())) << written;
-        EXPECT_THAT(subkeys(key.get()), testing::Contains(std::string(written)));
     }
-    const TestKey order = TestKey::create("Order");
-    for (const char* name : {"delta", "Alpha", "charlie", "BRAVO", "alpha2", "_x", "\u00e4", "Z"})
-        ASSERT_TRUE(TestKey::create(name, order.get()));
-    EXPECT_THAT(subkeys(order.get()), ElementsAre("Alpha", "alpha2", "BRAVO", "charlie", "delta", "Z", "_x", "\u00e4"));
-    ASSERT_EQ(RegDeleteKeyA(order.get(), "CHARLIE"), 0);
-    EXPECT_THAT(subkeys(order.get()), ElementsAre("Alpha", "alpha2", "BRAVO", "delta", "Z", "_x", "\u00e4"));
+    for (const char* name : {"delta", "Alpha", "BRAVO", "alpha2", "_x", "Z"})
+        ASSERT_TRUE(TestKey::create(name, key.get()));
+    ASSERT_EQ(RegDeleteKeyA(key.get(), "pORT"), 0);
+    EXPECT_THAT(subkeys(key.get()), ElementsAre("Alpha", "alpha2", "BRAVO", "delta", rows[1].first, "Z", "_x",
+                                                rows[2].first, rows[3].first));
 }
 
 TEST(RegistryKeys, CreationMakesThePathAndSaysWhatWasThere) {
     for (const auto& [path, expected] :
-         {std::pair{"A\\B\\C", REG_CREATED_NEW_KEY}, {"a\\b", REG_OPENED_EXISTING_KEY}}) {
-        HKEY key = nullptr;
+         {std::pair{"A\\B\\C", REG_CREATED_NEW_KEY}, {"a\\b\\", REG_OPENED_EXISTING_KEY}}) {
+        HKEY key = nullptr; // one trailing backslash is passed over
         DWORD found = 0;
         EXPECT_EQ(RegCreateKeyExA(HKEY_LOCAL_MACHINE, path, 0, nullptr, 0, KEY_READ, nullptr, &key, &found), 0);
         EXPECT_EQ(found, DWORD(expected)) << path;
+        EXPECT_TRUE(TestKey::open("", KEY_READ, key) && TestKey::open(nullptr, KEY_READ, key)) << "itself";
+        EXPECT_EQ(subkeys(key).size(), expected == REG_CREATED_NEW_KEY ? 0u : 1u);
         RegCloseKey(key);
     }
-    const TestKey middle = TestKey::open("A\\B\\", KEY_ALL_ACCESS); // one trailing backslash is passed over
-    EXPECT_THAT(subkeys(middle.get()), ElementsAre("C"));
-    ASSERT_EQ(middle.set("v", 1), 0);
-    for (const char* itself : {"", static_cast<const char*>(nullptr)})
-        EXPECT_EQ(TestKey::open(itself, KEY_READ, middle.get()).number("v"), 1u);
 }
 
 TEST(RegistryKeys, DeletionRefusesWhatHasSubkeys) {
@@ -179,9 +155,7 @@ TEST(RegistryKeys, DeletionRefusesWhatHasSubkeys) {
     EXPECT_EQ(RegDeleteKeyW(top.get(), WTEXT("middle\\LEAF")), 0);
     EXPECT_EQ(RegDeleteKeyA(top.get(), "Middle\\"), 0);
     EXPECT_EQ(RegDeleteKeyA(top.get(), "Middle"), kMissing);
-    for (const char* itself : {"", static_cast<const char*>(nullptr)})
-        EXPECT_EQ(RegDeleteKeyA(top.get(), itself), kInvalid);
-    EXPECT_THAT(subkeys(top.get()), ElementsAre());
+    EXPECT_EQ(RegDeleteKeyA(top.get(), ""), kInvalid);
 }
 
 TEST(RegistryKeys, AHandleToADeletedKeySaysSoForGood) {
@@ -211,7 +185,6 @@ TEST(RegistryKeys, MalformedPathsAndLimits) {
         for (const std::string& path : paths) {
             const TestKey made = TestKey::create(path.c_str(), key.get());
             EXPECT_EQ(made ? 0 : static_cast<LONG>(GetLastError()), error) << path;
-            EXPECT_EQ(RegDeleteKeyA(key.get(), path.c_str()), error) << path;
             EXPECT_TRUE(path.find('\\') != std::string::npos || key.set(path.c_str(), 1) == error) << path;
         }
     EXPECT_EQ(key.setBytes("data", std::string((1 << 20) + 1, 'x')), kInvalid);
@@ -244,11 +217,10 @@ TEST(RegistryHandles, StaleAndForeignOnesAreRefused) {
          {reinterpret_cast<std::uintptr_t>(stale), std::uintptr_t{0}, reinterpret_cast<std::uintptr_t>(&onStack),
           std::uintptr_t{0x80000001}, ~std::uintptr_t{0}, open + 0x100, open + (std::uintptr_t{1} << 32)}) {
         auto* const handle = reinterpret_cast<HKEY>(number);
-        expectAll({kReads, kWrites, kOpenings, {RegFlushKey, RegCloseKey}}, handle, ERROR_INVALID_HANDLE);
+        expectAll({kReads, kWrites, kOpenings, {RegCloseKey}}, handle, ERROR_INVALID_HANDLE);
         EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
     }
     EXPECT_EQ(again.number("v"), 1u);
-    EXPECT_EQ(RegFlushKey(again.get()), 0);
 }
 
 TEST(RegistryHandles, ThousandsOpenAtOnceFromManyThreads) {
@@ -256,9 +228,9 @@ TEST(RegistryHandles, ThousandsOpenAtOnceFromManyThreads) {
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t)
         threads.emplace_back([] {
-            std::vector<TestKey> keys;
-            for (int i = 0; i < 3000; ++i)
-                keys.push_back(TestKey::open("Many"));
+            std::vector<TestKey> keys(3000);
+            for (TestKey& key : keys)
+                key = TestKey::open("Many");
             for (const TestKey& key : keys)
                 EXPECT_EQ(key.number("v"), 42u);
         });
@@ -274,7 +246,6 @@ TEST(RegistryAccess, AHandleAllowsWhatItWasOpenedFor) {
     expectAll({kWrites}, reader.get(), ERROR_ACCESS_DENIED);
     EXPECT_EQ(writer.set("v", 1), 0);
     expectAll({kReads}, writer.get(), ERROR_ACCESS_DENIED);
-    expectAll({kReads, kWrites}, nobody.get(), ERROR_ACCESS_DENIED);
     EXPECT_TRUE(TestKey::open("Sub", KEY_READ, nobody.get())) << "the right to open lies with the key opened";
     EXPECT_EQ(reader.number("v"), 1u);
 }

@@ -16,10 +16,6 @@ inline constexpr SECURITY_INFORMATION kAllParts =
     OWNER_SECURITY_INFORMATION | GROUP_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION | LABEL_SECURITY_INFORMATION;
 
 // Null, and GetLastError, for a text that is refused.
-inline Local<void> sidOf(const char* text) {
-    PSID sid = nullptr;
-    return Local<void>(ConvertStringSidToSidA(text, &sid) != FALSE ? sid : nullptr);
-}
 inline Local<void> descriptorOf(const std::string& sddl) {
     PSECURITY_DESCRIPTOR descriptor = nullptr;
     const BOOL converted =
@@ -28,17 +24,11 @@ inline Local<void> descriptorOf(const std::string& sddl) {
 }
 
 // "error 1336" and the like for a descriptor that is refused.
-inline std::string textOf(PSECURITY_DESCRIPTOR descriptor, SECURITY_INFORMATION parts = kAllParts) {
+inline std::string textOf(PSECURITY_DESCRIPTOR descriptor) {
     LPSTR text = nullptr;
-    if (ConvertSecurityDescriptorToStringSecurityDescriptorA(descriptor, SDDL_REVISION_1, parts, &text, nullptr) ==
+    if (ConvertSecurityDescriptorToStringSecurityDescriptorA(descriptor, SDDL_REVISION_1, kAllParts, &text, nullptr) ==
         FALSE)
         return "error " + std::to_string(GetLastError());
     const Local<char> owned(text);
     return text;
-}
-
-// There and back.
-inline std::string roundTrip(const std::string& sddl) {
-    const Local<void> descriptor = descriptorOf(sddl);
-    return descriptor ? textOf(descriptor.get()) : "error " + std::to_string(GetLastError());
 }
