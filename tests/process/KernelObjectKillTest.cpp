@@ -1,7 +1,6 @@
-// Processes that make, use and close the same objects by the thousand, and are killed at each step, at each system call
-// and at random: the next creator always succeeds, with a fresh object or a whole one that somebody has.
+// Processes that make, use and close objects are killed at each step and at each system call: the next creator always
+// succeeds, with a fresh object or a whole one that somebody has.
 #include "LockSteps.h"
-#include "Workers.h"
 
 #include <Child.h>
 #include <Sanitizers.h>
@@ -229,64 +228,6 @@ TEST_F(KernelObjectKill, TheFirstUsersOfAHomeMayComeTogether) {
         return mutex;
     });
     EXPECT_EQ(slow.end(), 0);
-}
-
-// Workers live one object after the other, together or alone, and check what must hold for each life of one.
-constexpr unsigned kNames = 3;
-
-struct Inside {
-    std::atomic<std::uint64_t> marks[kNames]; // of who has the mutex
-};
-std::string named(const char* kind, unsigned number) {
-    return kind + std::to_string(number);
-}
-
-void useMutex(Inside& inside, const Life& life, unsigned name, std::mt19937& random) {
-    const Handle mutex = makeMutex(named("mutex", name).c_str(), true);
-    const bool isOwned = GetLastError() == ERROR_SUCCESS;
-    ASSERT_NE(mutex, nullptr) << GetLastError();
-    EXPECT_TRUE(isOwned || isTaken(mutex));
-    const std::uint64_t before = inside.marks[name].exchange(life.mark());
-    EXPECT_TRUE(before == 0 || life.isOver(before)) << "not alone";
-    if (random() % 4 == 0)
-        std::this_thread::yield();
-    EXPECT_EQ(inside.marks[name].exchange(0), life.mark()) << "overtaken";
-    EXPECT_TRUE(random() % 2 == 0 || ReleaseMutex(mutex.get())); // else its close releases it
-}
-
-void live(Inside& inside, const Life& life, std::mt19937& random) {
-    const auto name = static_cast<unsigned>(random() % kNames);
-    if (random() % 4 == 0) // one that nobody has loses its file, which others may be about to lock
-        Handle(OpenMutexA(MUTEX_ALL_ACCESS, FALSE, named("mutex", name).c_str())).reset();
-    if (random() % 4 == 0)
-        Handle(OpenFileMappingA(FILE_MAP_READ, FALSE, named("map", name).c_str())).reset();
-    const Handle mapping = makeMapping(named("map", name).c_str(), kBytes);
-    const bool created = GetLastError() == ERROR_SUCCESS;
-    const View<std::atomic<int>> creators = viewOf<std::atomic<int>>(mapping);
-    ASSERT_NE(creators, nullptr) << GetLastError();
-    EXPECT_TRUE(!created || ++creators[0] == 1) << "created twice in one life, or not afresh";
-    useMutex(inside, life, name, random);
-}
-
-TEST_F(KernelObjectKill, AtRandom) {
-    const Seed seed;
-    const Shared<Inside> inside;
-    {
-        Workers workers(6, seed, [&](const Life& life) {
-            std::mt19937 random(life.seed);
-            do
-                live(*inside, life, random);
-            while (life.goesOn());
-        });
-        workers.awaitRounds(300);
-        workers.killAtRandom(wantedKills(), std::chrono::milliseconds(5));
-    }
-    for (unsigned name = 0; name < kNames; ++name) { // nobody has any of the objects
-        const Handle mapping = makeMapping(named("map", name).c_str(), kBytes);
-        EXPECT_EQ(GetLastError(), ERROR_SUCCESS);
-        const Handle mutex = makeMutex(named("mutex", name).c_str());
-        EXPECT_EQ(GetLastError(), ERROR_SUCCESS);
-    }
 }
 
 } // namespace

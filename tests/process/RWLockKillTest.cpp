@@ -10,8 +10,6 @@
 
 #include <platform/win32.h>
 
-#include <dlfcn.h>
-
 #include <memory>
 #include <set>
 #include <string>
@@ -199,12 +197,6 @@ TEST_F(RWLockKill, AtEachStepInEachRole) {
     killAtEachStep(kLiveReader, {write});
     killAtEachStep(kLiveWriter, {write, readOnce});
     EXPECT_EQ(m_died, kSteps);
-}
-
-// The program has the kernel objects once, with the steps: a second copy in the process would be the layer's library.
-TEST(RWLockSteps, AreThoseOfTheOnlyCopyOfTheLayer) {
-    EXPECT_NE(openLock("only"), nullptr);
-    EXPECT_EQ(dlopen("libWdltPlatform.so.1", RTLD_NOW | RTLD_NOLOAD), nullptr);
 }
 
 } // namespace
