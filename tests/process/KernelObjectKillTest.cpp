@@ -42,16 +42,15 @@ void createInAnotherSize() {
     makeMapping("map", 100).reset(); // stays mapped
     create();
 }
-void open() {
+void createAndUse() {
+    create();
     Handle(OpenFileMappingA(FILE_MAP_READ, FALSE, "map")).reset();
+    const Handle mutex = makeMutex("m");
+    EXPECT_TRUE(isTaken(mutex) && ReleaseMutex(mutex.get()));
 }
 void createForEverybody() {
     Everybody everybody;
     EXPECT_NE(makeMutex("everybody's", false, everybody.get()), nullptr);
-}
-void takeMutex() {
-    const Handle mutex = makeMutex("m");
-    EXPECT_TRUE(isTaken(mutex) && ReleaseMutex(mutex.get()));
 }
 void closeMany() {
     for (int i = 0; i < 32; ++i)
@@ -75,10 +74,10 @@ void PrintTo(const Deed& deed, std::ostream* out) {
     *out << deed.name;
 }
 const Deed kDeeds[] = {
-    {"create", create, {"object.opened", "object.first", "object.laid", "object.valid"}},
+    {"create and use",
+     createAndUse,
+     {"object.opened", "object.first", "object.laid", "object.valid", "object.joined", "mutex.taken"}},
     {"create in another size", createInAnotherSize, {"object.empty"}, [] {}, 0, false},
-    {"open", open, {"object.joined"}},
-    {"take a mutex", takeMutex, {"mutex.taken"}},
     {"create beside many, of which the oldest goes", create, {"object.closing"}, closeMany},
     {"create for everybody", createForEverybody, {"object.laid"}, enterTable, kOneUser, false},
     {"create the first of a home", create, {"processes.new"}, [] {}, 0, false, true},
@@ -212,22 +211,6 @@ TEST_F(KernelObjectKill, ADeadObjectIsNeverJoined) {
         another.clear();
         EXPECT_EQ(creator.wait(), 0);
     }
-}
-
-// The process table of a fresh home is laid down, and used, while another process is about to do the same.
-TEST_F(KernelObjectKill, TheFirstUsersOfAHomeMayComeTogether) {
-    useFreshHome();
-    SteppedChild slow([](const SteppedChild::Stop& stop) {
-        const steps::At late("processes.new", stop);
-        EXPECT_NE(makeMutex("m"), nullptr) << GetLastError();
-    });
-    ASSERT_TRUE(slow.awaitStop());
-    const Child quick = childWith([] {
-        Handle mutex = makeMutex("m");
-        EXPECT_NE(mutex, nullptr);
-        return mutex;
-    });
-    EXPECT_EQ(slow.end(), 0);
 }
 
 } // namespace

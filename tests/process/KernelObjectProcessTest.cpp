@@ -97,22 +97,6 @@ TEST_F(KernelObjectProcess, WhatAKilledProcessHeldIsToldOnceWithOwnership) {
     EXPECT_EQ(abandoned, 1);
 }
 
-// The last close of a process releases all that it took; its end doesn't.
-TEST_F(KernelObjectProcess, AHolderThatClosesIsNoDeadOne) {
-    const Handle mutex = makeMutex("m");
-    for (const auto& [times, closes] : {std::pair(1, true), std::pair(2, true), std::pair(1, false)}) {
-        inChild([&, times = times, closes = closes] {
-            for (int i = 0; i < times; ++i)
-                EXPECT_EQ(waitFor(mutex), WAIT_OBJECT_0);
-            EXPECT_TRUE(!closes || CloseHandle(mutex.get()));
-            // And lives on for a look.
-            inChild([closes] { EXPECT_EQ(waitFor(openMutex("m")), closes ? WAIT_OBJECT_0 : WAIT_TIMEOUT); });
-        });
-        EXPECT_EQ(waitFor(mutex), closes ? WAIT_OBJECT_0 : WAIT_ABANDONED);
-        EXPECT_TRUE(ReleaseMutex(mutex.get()));
-    }
-}
-
 // Were a sleeper not woken, each turn would last until its next look.
 TEST_F(KernelObjectProcess, TwoProcessesPassATurnToAndFro) {
     const Handle there = makeEvent("there", false, false);

@@ -115,13 +115,6 @@ TEST_F(ProcessTable, AProcessLivesNoLongerAndNoShorterThanItDoes) {
     kill(*copy, SIGKILL);
 }
 
-// Thousands that died without a word are room, this process's own number among them.
-TEST_F(ProcessTable, TheDeadAreRoom) {
-    for (std::uint32_t row = 0; row < kRows; ++row)
-        putRow(row, {row * 7919, row, {std::uint64_t{row} * 104729}});
-    EXPECT_EQ(errorOfAnother(), ERROR_SUCCESS);
-}
-
 // A process that can't enter the table has nothing, not even the child of one that could; either can as soon as there
 // is room. What the parent has goes on.
 TEST_F(ProcessTable, AProcessWithoutARowIsRefusedUntilThereIsRoom) {
