@@ -164,36 +164,30 @@ TEST_P(KernelObjectDeath, AtEachStepAndEachSystemCall) {
 INSTANTIATE_TEST_SUITE_P(Deeds, KernelObjectDeath, testing::ValuesIn(kDeeds));
 
 // A dead process left the object looking whole. A creator finds another at its file, who goes without laying it down
-// anew, or dies: it must wait for the end of that, and not take the dead one's object for a living one, though it isn't
-// alone at the file then.
+// anew, and a third one that gets the lock with it: it must not take the dead one's object for a living one, though it
+// isn't alone at the file then.
 TEST_F(KernelObjectKill, ADeadObjectIsNeverJoined) {
     Everybody everybody; // so that the file stays
-    const auto lock = [](int command) {
-        const int file = ::open((objectsFolder() / "map").c_str(), O_RDONLY | O_CLOEXEC);
-        struct flock reading {};
-        reading.l_type = F_RDLCK;
-        reading.l_len = 1;
-        return fcntl(file, command, &reading);
-    };
-    for (const bool dies : {false, true}) {
-        SCOPED_TRACE(dies);
-        Child dead = childWith([&] {
+    for (int round = 0; round < 10; ++round) {
+        childWith([&] {
             Handle mapping = makeMapping("map", kBytes, everybody.get());
             std::memset(viewOf<char>(mapping).get(), 'h', kBytes);
             return mapping;
-        });
-        dead.kill();
-        SteppedChild inTheWay([dies](const SteppedChild::Stop& stop) {
-            const steps::At late(dies ? "object.first" : "object.closing", stop);
+        }).kill();
+        SteppedChild inTheWay([](const SteppedChild::Stop& stop) {
+            const steps::At late("object.closing", stop);
             EXPECT_EQ(OpenFileMappingA(FILE_MAP_READ, FALSE, "map"), nullptr);
         });
         ASSERT_TRUE(inTheWay.awaitStop());
-        std::vector<Child> another; // gets the lock at once when it is free
-        if (!dies)
-            another.emplace_back([&] {
-                lock(F_OFD_SETLKW);
-                pauseForever();
-            });
+        std::vector<Child> third;
+        third.emplace_back([] {
+            const int file = ::open((objectsFolder() / "map").c_str(), O_RDONLY | O_CLOEXEC);
+            struct flock reading {};
+            reading.l_type = F_RDLCK;
+            reading.l_len = 1;
+            fcntl(file, F_OFD_SETLKW, &reading);
+            pauseForever();
+        });
         const Shared<std::atomic<int>> timesOpened;
         Child creator([&] {
             const steps::At opened("object.opened", [&] { ++*timesOpened; });
@@ -205,12 +199,24 @@ TEST_F(KernelObjectKill, ADeadObjectIsNeverJoined) {
         while (*timesOpened < 1)
             std::this_thread::yield();
         std::this_thread::sleep_for(std::chrono::milliseconds(20)); // until both wait for the lock
-        EXPECT_EQ(dies ? inTheWay.kill() : inTheWay.end(), dies ? Child::kKilled : 0);
-        while (!dies && *timesOpened < 2 && !creator.hasEnded())
+        EXPECT_EQ(inTheWay.end(), 0);
+        while (*timesOpened < 2 && !creator.hasEnded())
             std::this_thread::yield();
-        another.clear();
+        third.clear();
         EXPECT_EQ(creator.wait(), 0);
     }
+}
+
+// The process table of a fresh home is laid down, and used, while another process is about to do the same.
+TEST_F(KernelObjectKill, TheFirstUsersOfAHomeMayComeTogether) {
+    useFreshHome();
+    SteppedChild slow([](const SteppedChild::Stop& stop) {
+        const steps::At late("processes.new", stop);
+        EXPECT_NE(makeMutex("m"), nullptr) << GetLastError();
+    });
+    ASSERT_TRUE(slow.awaitStop());
+    const Child quick = childWith([] { return makeMutex("m"); });
+    EXPECT_EQ(slow.end(), 0);
 }
 
 } // namespace
