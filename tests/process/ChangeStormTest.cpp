@@ -82,24 +82,16 @@ void work(Board& board, const Life& life, const char* timeScale) {
     std::minstd_rand dice(life.seed);
     do {
         const bool on = dice() % 2 == 0;
-        const Item& item = kItems[dice() % 2];
-        WdchSystemScan record{};
-        std::uint64_t size = sizeof record;
-        switch (dice() % 5) {
-        case 0:
-            EXPECT_EQ(WDLT_CALL(library, WdltUrlfEnable)(on), WDLT_OK);
-            break;
-        case 1:
-            EXPECT_EQ(WDLT_CALL(library, WdltHosfEnable)(on), WDLT_OK);
-            break;
-        case 2:
-            EXPECT_EQ(WDLT_CALL(library, WdltReadConfig)(item.change.protocol, item.change.scan, 0, &record, &size), 0);
-            break;
-        default:
-            record.enable = numberOf(life.number, board.written[life.number] + 1);
-            EXPECT_EQ(WDLT_CALL(library, WdltWriteConfig)(item.change.protocol, item.change.scan, 0, &record, size), 0);
-            ++board.written[life.number];
+        const std::size_t kind = dice() % 4;
+        if (kind > 1) {
+            EXPECT_EQ((kind == 2 ? WDLT_CALL(library, WdltUrlfEnable) : WDLT_CALL(library, WdltHosfEnable))(on), 0);
+            continue;
         }
+        WdchSystemScan record{};
+        record.enable = numberOf(life.number, board.written[life.number] + 1);
+        const auto& [protocol, scan] = kItems[kind].change;
+        EXPECT_EQ(WDLT_CALL(library, WdltWriteConfig)(protocol, scan, 0, &record, sizeof record), 0);
+        ++board.written[life.number];
     } while (life.goesOn() && !board.stopped);
 }
 

@@ -20,7 +20,6 @@ constexpr DWORD kBytes = 5000;
 class KernelObjectKill : public testing::Test {
   protected:
     KernelObjectKill() {
-        std::filesystem::permissions(TestHome::instance().path(), std::filesystem::perms(0755)); // for other users
         useFreshHome();
         makeMutex("the home is there").reset();
     }
@@ -48,25 +47,16 @@ void createAndUse() {
     const Handle mutex = makeMutex("m");
     EXPECT_TRUE(isTaken(mutex) && ReleaseMutex(mutex.get()));
 }
-void createForEverybody() {
-    Everybody everybody;
-    EXPECT_NE(makeMutex("everybody's", false, everybody.get()), nullptr);
-}
 void closeMany() {
     for (int i = 0; i < 32; ++i)
         makeMutex(std::to_string(i).c_str()).reset();
 }
-void enterTable() {
-    makeMutex("first").reset(); // the table's own steps come first
-}
-
 // What a process dies at, behind what it doesn't die at. It ends by exit, so that the end of a program is part of it.
 struct Deed {
     const char* name;
     void (*run)();
     std::set<std::string> steps; // some of those that it has
     void (*prepare)() = [] {};
-    uid_t user = 0;
     bool ofHolderToo = true; // also while another process has the objects
     bool freshHome = false;
 };
@@ -77,10 +67,9 @@ const Deed kDeeds[] = {
     {"create and use",
      createAndUse,
      {"object.opened", "object.first", "object.laid", "object.valid", "object.joined", "mutex.taken"}},
-    {"create in another size", createInAnotherSize, {"object.empty"}, [] {}, 0, false},
+    {"create in another size", createInAnotherSize, {"object.empty"}, [] {}, false},
     {"create beside many, of which the oldest goes", create, {"object.closing"}, closeMany},
-    {"create for everybody", createForEverybody, {"object.laid"}, enterTable, kOneUser, false},
-    {"create the first of a home", create, {"processes.new"}, [] {}, 0, false, true},
+    {"create the first of a home", create, {"processes.new"}, [] {}, false, true},
 };
 
 // What others find after a death, when `held` says that somebody has the objects.
@@ -114,7 +103,7 @@ unsigned dieEverywhere(
         SCOPED_TRACE(testing::Message() << deed.name << ", point " << nth << (held ? ", held" : ""));
         if (deed.freshHome)
             useFreshHome();
-        const int status = as(geteuid() == 0 ? deed.user : 0, [&] {
+        const int status = Child([&] {
                                deed.prepare();
                                arm(nth);
                                deed.run();
@@ -123,10 +112,6 @@ unsigned dieEverywhere(
         inChild([held] { expectAllWell(held); });
         if (!deed.freshHome)
             expectAllWell(held); // by this one too, which may keep them mapped
-        if (!deed.ofHolderToo && geteuid() == 0) {
-            EXPECT_EQ(as(kOtherUser, createForEverybody).wait(), 0) << "another user is shut out";
-        }
-        std::filesystem::remove(objectsFolder() / "everybody's");
         if (status != Child::kKilled) {
             EXPECT_EQ(status, 0);
             return nth - 1;

@@ -22,11 +22,7 @@ struct Head {
     std::uint32_t version;
     std::uint64_t reserved;
 };
-struct Row {
-    std::uint32_t generation;
-    std::uint32_t process;
-    std::uint64_t rest[3];
-};
+constexpr std::size_t kRowBytes = 32; // its generation first
 
 class ProcessTable : public testing::Test {
   protected:
@@ -45,12 +41,8 @@ void put(std::size_t at, const Part& part) {
     EXPECT_EQ(pwrite(file, &part, sizeof part, static_cast<off_t>(at)), static_cast<ssize_t>(sizeof part));
     close(file);
 }
-void putRow(std::uint32_t number, const Row& row) {
-    put(sizeof(Head) + number * sizeof(Row), row);
-}
-
-// A child that holds all rows as living processes would, but without the layer, or only this one.
-Child holdRows(bool all, std::uint32_t chosen) {
+// A child that holds all rows but one as living processes would, but without the layer.
+Child holdAllRows(std::uint32_t except) {
     return childWith([=] {
         const int file = openTable();
         for (std::uint32_t row = 1; row < kRows; ++row) {
@@ -58,13 +50,10 @@ Child holdRows(bool all, std::uint32_t chosen) {
             lock.l_type = F_WRLCK;
             lock.l_start = row;
             lock.l_len = 1;
-            EXPECT_TRUE(all == (row == chosen) || fcntl(file, F_SETLK, &lock) == 0);
+            EXPECT_TRUE(row == except || fcntl(file, F_SETLK, &lock) == 0);
         }
         return file;
     });
-}
-Child holdAllRows(std::uint32_t except) {
-    return holdRows(true, except);
 }
 
 std::uint32_t rowOf(WD_TAG tag) {
@@ -79,7 +68,7 @@ DWORD errorOfAnother() {
 TEST_F(ProcessTable, ARowIsUsedAgainUnderAnotherGeneration) {
     constexpr std::uint32_t kRow = 1234;
     const Child others = holdAllRows(kRow);
-    putRow(kRow, {0xFFFFFFFD, 0, {}});
+    put(sizeof(Head) + kRow * kRowBytes, 0xFFFFFFFD);
     const Shared<std::atomic<WD_TAG>> tag;
     std::vector<WD_TAG> before;
     for (const std::uint32_t generation : {0xFFFFFFFE, 0xFFFFFFFF, 1u, 2u}) { // 0 is nobody's
@@ -140,10 +129,10 @@ TEST_F(ProcessTable, AProcessWithoutARowIsRefusedUntilThereIsRoom) {
 TEST_F(ProcessTable, ATableOfAnotherLayout) {
     constexpr std::uint32_t kMagic = 0x54505744;
     for (const Head& other : {Head{kMagic, 1, 0}, Head{0, 0, 0}, Head{0x12345678, 1, 0}}) {
-        Child user = holdRows(false, 5);
+        Child users = holdAllRows(5);
         put(0, other);
         EXPECT_EQ(errorOfAnother(), ERROR_INVALID_DATA) << other.magic;
-        user.kill();
+        users.kill();
         EXPECT_EQ(errorOfAnother(), ERROR_SUCCESS) << other.magic;
     }
 }

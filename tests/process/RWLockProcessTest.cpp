@@ -64,13 +64,6 @@ class Holder {
     SteppedChild m_child;
 };
 
-void expectAtRest() {
-    const LockMemory memory(kName);
-    EXPECT_EQ(memory.count(), 0u);
-    EXPECT_EQ(memory.readsInRows(), 0u);
-    EXPECT_EQ(memory.taker(), 0u);
-}
-
 // A wait for a holder that lives warns once a slice, and ends when the holder lets go.
 TEST(RWLockProcess, WaitsForALivingHolderHoweverLong) {
     const TimeScale scale("0.0005"); // 60 seconds are 30 milliseconds
@@ -99,7 +92,7 @@ TEST(RWLockProcess, WaitsForALivingHolderHoweverLong) {
         leave(*lock, waiterMode);
         patient.join();
         holder.expectEnd();
-        expectAtRest();
+        EXPECT_TRUE(LockMemory(kName).isAtRest());
     }
 }
 
@@ -129,7 +122,7 @@ TEST(RWLockProcess, AForkedChildOfAReaderHoldsNothing) {
     Holder writer(Mode::Write); // what the dead child left is looked after
     writer.letGo();
     writer.expectEnd();
-    expectAtRest();
+    EXPECT_TRUE(LockMemory(kName).isAtRest());
 }
 
 // Two that wait see the same dead writer. The slower one must not take the token from the other.
@@ -151,7 +144,7 @@ TEST(RWLockProcess, ALateLookRobsNobody) {
     faster->letGo();
     leave(*lock, Mode::Write);
     faster->expectEnd();
-    expectAtRest();
+    EXPECT_TRUE(LockMemory(kName).isAtRest());
 }
 
 // A reader died as the first one, and whoever counts anew after it takes it for alive: a new process has its place in
@@ -198,7 +191,7 @@ TEST(RWLockProcess, AFirstReaderThatLooksAliveAgainKeepsNoWriterIn) {
     successor.clear();
     enter(*lock, Mode::Write);
     leave(*lock, Mode::Write);
-    expectAtRest();
+    EXPECT_TRUE(LockMemory(kName).isAtRest());
 }
 
 } // namespace

@@ -98,8 +98,7 @@ TEST(RWLockRandomKills, NobodyIsRobbedAndNobodyWaitsForEver) {
         ASSERT_TRUE(lock.Initialize(name.c_str()));
         { const CWdRWReadLock hold(&lock); }
         { const CWdRWWriteLock hold(&lock); }
-        const LockMemory memory(name);
-        EXPECT_TRUE(memory.count() == 0 && memory.readsInRows() == 0 && memory.taker() == 0) << name;
+        EXPECT_TRUE(LockMemory(name).isAtRest()) << name;
     }
 }
 

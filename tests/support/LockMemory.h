@@ -64,6 +64,8 @@ class LockMemory {
         return taker;
     }
 
+    bool isAtRest() const { return count() == 0 && readsInRows() == 0 && taker() == 0; }
+
   private:
     std::vector<std::byte> copy(const char* suffix) const {
         const std::string name = m_prefix + suffix;
