@@ -51,6 +51,7 @@ void closeMany() {
     for (int i = 0; i < 32; ++i)
         makeMutex(std::to_string(i).c_str()).reset();
 }
+
 // What a process dies at, behind what it doesn't die at. It ends by exit, so that the end of a program is part of it.
 struct Deed {
     const char* name;
@@ -58,7 +59,6 @@ struct Deed {
     std::set<std::string> steps; // some of those that it has
     void (*prepare)() = [] {};
     bool ofHolderToo = true; // also while another process has the objects
-    bool freshHome = false;
 };
 void PrintTo(const Deed& deed, std::ostream* out) {
     *out << deed.name;
@@ -69,7 +69,6 @@ const Deed kDeeds[] = {
      {"object.opened", "object.first", "object.laid", "object.valid", "object.joined", "mutex.taken"}},
     {"create in another size", createInAnotherSize, {"object.empty"}, [] {}, false},
     {"create beside many, of which the oldest goes", create, {"object.closing"}, closeMany},
-    {"create the first of a home", create, {"processes.new"}, [] {}, false, true},
 };
 
 // What others find after a death, when `held` says that somebody has the objects.
@@ -101,8 +100,6 @@ unsigned dieEverywhere(
     const Deed& deed, bool held, const std::function<void(unsigned)>& arm, const std::function<void()>& died = [] {}) {
     for (unsigned nth = 1; !testing::Test::HasFailure(); ++nth) {
         SCOPED_TRACE(testing::Message() << deed.name << ", point " << nth << (held ? ", held" : ""));
-        if (deed.freshHome)
-            useFreshHome();
         const int status = Child([&] {
                                deed.prepare();
                                arm(nth);
@@ -110,8 +107,7 @@ unsigned dieEverywhere(
                                std::exit(testing::Test::HasFailure() ? 1 : 0);
                            }).wait();
         inChild([held] { expectAllWell(held); });
-        if (!deed.freshHome)
-            expectAllWell(held); // by this one too, which may keep them mapped
+        expectAllWell(held); // by this one too, which may keep them mapped
         if (status != Child::kKilled) {
             EXPECT_EQ(status, 0);
             return nth - 1;
