@@ -1,6 +1,8 @@
 // The registry as a test lays it out and looks at it: paths are relative to the service's base key.
 #pragma once
 
+#include "TestKey.h"
+
 #include <platform/win32.h>
 
 #include <optional>
@@ -19,14 +21,9 @@ inline std::string path(std::string_view below) {
 }
 
 inline void set(std::string_view key, const char* name, DWORD type, const void* data, DWORD size) {
-    HKEY handle = nullptr;
-    if (RegCreateKeyExA(HKEY_LOCAL_MACHINE, path(key).c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &handle,
-                        nullptr) != 0)
-        throw std::runtime_error("can't create " + path(key));
-    const LONG error = RegSetValueExA(handle, name, 0, type, static_cast<const BYTE*>(data), size);
-    RegCloseKey(handle);
-    if (error != 0)
-        throw std::runtime_error(std::string("can't set ") + name);
+    const TestKey made = TestKey::create(path(key).c_str());
+    if (!made || RegSetValueExA(made.get(), name, 0, type, static_cast<const BYTE*>(data), size) != 0)
+        throw std::runtime_error(path(key) + ": can't set " + name);
 }
 
 inline void setNumber(std::string_view key, const char* name, DWORD number) {
@@ -43,27 +40,18 @@ struct Value {
 };
 
 inline std::optional<Value> get(std::string_view key, const char* name) {
-    HKEY handle = nullptr;
-    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, path(key).c_str(), 0, KEY_READ, &handle) != 0)
-        return std::nullopt;
+    const TestKey opened = TestKey::open(path(key).c_str());
     Value value{};
-    DWORD size = 0;
-    LONG error = RegQueryValueExA(handle, name, nullptr, &value.type, nullptr, &size);
-    if (error == 0) {
-        value.data.resize(size);
-        error = RegQueryValueExA(handle, name, nullptr, &value.type, reinterpret_cast<BYTE*>(value.data.data()), &size);
+    if (auto data = opened.bytes(name, &value.type)) {
+        value.data = *std::move(data);
+        return value;
     }
-    RegCloseKey(handle);
-    return error == 0 ? std::optional(value) : std::nullopt;
+    return std::nullopt;
 }
 
 inline std::optional<DWORD> number(std::string_view key, const char* name) {
     const auto value = get(key, name);
-    if (!value || value->type != REG_DWORD || value->data.size() != sizeof(DWORD))
-        return std::nullopt;
-    DWORD result = 0;
-    value->data.copy(reinterpret_cast<char*>(&result), sizeof result);
-    return result;
+    return value && value->type == REG_DWORD ? TestKey::open(path(key).c_str()).number(name) : std::nullopt;
 }
 
 // A text with what is stored behind it: the terminator shows as '\0'.
@@ -73,35 +61,22 @@ inline std::optional<std::string> storedText(std::string_view key, const char* n
 }
 
 inline bool keyExists(std::string_view key) {
-    HKEY handle = nullptr;
-    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, path(key).c_str(), 0, KEY_READ, &handle) != 0)
-        return false;
-    RegCloseKey(handle);
-    return true;
+    return static_cast<bool>(TestKey::open(path(key).c_str()));
 }
 
 inline void deleteValue(std::string_view key, const char* name) {
-    HKEY handle = nullptr;
-    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, path(key).c_str(), 0, KEY_ALL_ACCESS, &handle) == 0) {
-        RegDeleteValueA(handle, name);
-        RegCloseKey(handle);
-    }
+    RegDeleteValueA(TestKey::open(path(key).c_str(), KEY_ALL_ACCESS).get(), name);
 }
 
 // Names of a key's subkeys; the key is given from the root, empty for the root itself.
 inline std::vector<std::string> subkeys(const std::string& key) {
     std::vector<std::string> names;
-    HKEY handle = nullptr;
-    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_READ, &handle) != 0)
-        return names;
-    for (DWORD index = 0;; ++index) {
-        char name[512];
-        DWORD length = sizeof name;
-        if (RegEnumKeyExA(handle, index, name, &length, nullptr, nullptr, nullptr, nullptr) != 0)
-            break;
-        names.emplace_back(name, length);
-    }
-    RegCloseKey(handle);
+    const TestKey opened = TestKey::open(key.c_str());
+    char name[512];
+    DWORD length = sizeof name;
+    for (DWORD index = 0; RegEnumKeyExA(opened.get(), index, name, &length, nullptr, nullptr, nullptr, nullptr) == 0;
+         ++index)
+        names.emplace_back(name, std::exchange(length, static_cast<DWORD>(sizeof name)));
     return names;
 }
 
