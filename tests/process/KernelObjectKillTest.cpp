@@ -1,7 +1,6 @@
-// Processes that make, use and close the same objects by the thousand, and are killed at each step, at each system call
-// and at random: the next creator always succeeds, with a fresh object or a whole one that somebody has.
+// Processes that make, use and close objects are killed at each step and at each system call: the next creator always
+// succeeds, with a fresh object or a whole one that somebody has.
 #include "LockSteps.h"
-#include "Workers.h"
 
 #include <Child.h>
 #include <Sanitizers.h>
@@ -21,7 +20,6 @@ constexpr DWORD kBytes = 5000;
 class KernelObjectKill : public testing::Test {
   protected:
     KernelObjectKill() {
-        std::filesystem::permissions(TestHome::instance().path(), std::filesystem::perms(0755)); // for other users
         useFreshHome();
         makeMutex("the home is there").reset();
     }
@@ -43,23 +41,15 @@ void createInAnotherSize() {
     makeMapping("map", 100).reset(); // stays mapped
     create();
 }
-void open() {
+void createAndUse() {
+    create();
     Handle(OpenFileMappingA(FILE_MAP_READ, FALSE, "map")).reset();
-}
-void createForEverybody() {
-    Everybody everybody;
-    EXPECT_NE(makeMutex("everybody's", false, everybody.get()), nullptr);
-}
-void takeMutex() {
     const Handle mutex = makeMutex("m");
     EXPECT_TRUE(isTaken(mutex) && ReleaseMutex(mutex.get()));
 }
 void closeMany() {
     for (int i = 0; i < 32; ++i)
         makeMutex(std::to_string(i).c_str()).reset();
-}
-void enterTable() {
-    makeMutex("first").reset(); // the table's own steps come first
 }
 
 // What a process dies at, behind what it doesn't die at. It ends by exit, so that the end of a program is part of it.
@@ -68,21 +58,17 @@ struct Deed {
     void (*run)();
     std::set<std::string> steps; // some of those that it has
     void (*prepare)() = [] {};
-    uid_t user = 0;
     bool ofHolderToo = true; // also while another process has the objects
-    bool freshHome = false;
 };
 void PrintTo(const Deed& deed, std::ostream* out) {
     *out << deed.name;
 }
 const Deed kDeeds[] = {
-    {"create", create, {"object.opened", "object.first", "object.laid", "object.valid"}},
-    {"create in another size", createInAnotherSize, {"object.empty"}, [] {}, 0, false},
-    {"open", open, {"object.joined"}},
-    {"take a mutex", takeMutex, {"mutex.taken"}},
+    {"create and use",
+     createAndUse,
+     {"object.opened", "object.first", "object.laid", "object.valid", "object.joined", "mutex.taken"}},
+    {"create in another size", createInAnotherSize, {"object.empty"}, [] {}, false},
     {"create beside many, of which the oldest goes", create, {"object.closing"}, closeMany},
-    {"create for everybody", createForEverybody, {"object.laid"}, enterTable, kOneUser, false},
-    {"create the first of a home", create, {"processes.new"}, [] {}, 0, false, true},
 };
 
 // What others find after a death, when `held` says that somebody has the objects.
@@ -114,21 +100,14 @@ unsigned dieEverywhere(
     const Deed& deed, bool held, const std::function<void(unsigned)>& arm, const std::function<void()>& died = [] {}) {
     for (unsigned nth = 1; !testing::Test::HasFailure(); ++nth) {
         SCOPED_TRACE(testing::Message() << deed.name << ", point " << nth << (held ? ", held" : ""));
-        if (deed.freshHome)
-            useFreshHome();
-        const int status = as(geteuid() == 0 ? deed.user : 0, [&] {
+        const int status = Child([&] {
                                deed.prepare();
                                arm(nth);
                                deed.run();
                                std::exit(testing::Test::HasFailure() ? 1 : 0);
                            }).wait();
         inChild([held] { expectAllWell(held); });
-        if (!deed.freshHome)
-            expectAllWell(held); // by this one too, which may keep them mapped
-        if (!deed.ofHolderToo && geteuid() == 0) {
-            EXPECT_EQ(as(kOtherUser, createForEverybody).wait(), 0) << "another user is shut out";
-        }
-        std::filesystem::remove(objectsFolder() / "everybody's");
+        expectAllWell(held); // by this one too, which may keep them mapped
         if (status != Child::kKilled) {
             EXPECT_EQ(status, 0);
             return nth - 1;
@@ -166,36 +145,30 @@ TEST_P(KernelObjectDeath, AtEachStepAndEachSystemCall) {
 INSTANTIATE_TEST_SUITE_P(Deeds, KernelObjectDeath, testing::ValuesIn(kDeeds));
 
 // A dead process left the object looking whole. A creator finds another at its file, who goes without laying it down
-// anew, or dies: it must wait for the end of that, and not take the dead one's object for a living one, though it isn't
-// alone at the file then.
+// anew, and a third one that gets the lock with it: it must not take the dead one's object for a living one, though it
+// isn't alone at the file then.
 TEST_F(KernelObjectKill, ADeadObjectIsNeverJoined) {
     Everybody everybody; // so that the file stays
-    const auto lock = [](int command) {
-        const int file = ::open((objectsFolder() / "map").c_str(), O_RDONLY | O_CLOEXEC);
-        struct flock reading {};
-        reading.l_type = F_RDLCK;
-        reading.l_len = 1;
-        return fcntl(file, command, &reading);
-    };
-    for (const bool dies : {false, true}) {
-        SCOPED_TRACE(dies);
-        Child dead = childWith([&] {
+    for (int round = 0; round < 10; ++round) {
+        childWith([&] {
             Handle mapping = makeMapping("map", kBytes, everybody.get());
             std::memset(viewOf<char>(mapping).get(), 'h', kBytes);
             return mapping;
-        });
-        dead.kill();
-        SteppedChild inTheWay([dies](const SteppedChild::Stop& stop) {
-            const steps::At late(dies ? "object.first" : "object.closing", stop);
+        }).kill();
+        SteppedChild inTheWay([](const SteppedChild::Stop& stop) {
+            const steps::At late("object.closing", stop);
             EXPECT_EQ(OpenFileMappingA(FILE_MAP_READ, FALSE, "map"), nullptr);
         });
         ASSERT_TRUE(inTheWay.awaitStop());
-        std::vector<Child> another; // gets the lock at once when it is free
-        if (!dies)
-            another.emplace_back([&] {
-                lock(F_OFD_SETLKW);
-                pauseForever();
-            });
+        std::vector<Child> third;
+        third.emplace_back([] {
+            const int file = ::open((objectsFolder() / "map").c_str(), O_RDONLY | O_CLOEXEC);
+            struct flock reading {};
+            reading.l_type = F_RDLCK;
+            reading.l_len = 1;
+            fcntl(file, F_OFD_SETLKW, &reading);
+            pauseForever();
+        });
         const Shared<std::atomic<int>> timesOpened;
         Child creator([&] {
             const steps::At opened("object.opened", [&] { ++*timesOpened; });
@@ -207,10 +180,10 @@ TEST_F(KernelObjectKill, ADeadObjectIsNeverJoined) {
         while (*timesOpened < 1)
             std::this_thread::yield();
         std::this_thread::sleep_for(std::chrono::milliseconds(20)); // until both wait for the lock
-        EXPECT_EQ(dies ? inTheWay.kill() : inTheWay.end(), dies ? Child::kKilled : 0);
-        while (!dies && *timesOpened < 2 && !creator.hasEnded())
+        EXPECT_EQ(inTheWay.end(), 0);
+        while (*timesOpened < 2 && !creator.hasEnded())
             std::this_thread::yield();
-        another.clear();
+        third.clear();
         EXPECT_EQ(creator.wait(), 0);
     }
 }
@@ -223,70 +196,8 @@ TEST_F(KernelObjectKill, TheFirstUsersOfAHomeMayComeTogether) {
         EXPECT_NE(makeMutex("m"), nullptr) << GetLastError();
     });
     ASSERT_TRUE(slow.awaitStop());
-    const Child quick = childWith([] {
-        Handle mutex = makeMutex("m");
-        EXPECT_NE(mutex, nullptr);
-        return mutex;
-    });
+    const Child quick = childWith([] { return makeMutex("m"); });
     EXPECT_EQ(slow.end(), 0);
-}
-
-// Workers live one object after the other, together or alone, and check what must hold for each life of one.
-constexpr unsigned kNames = 3;
-
-struct Inside {
-    std::atomic<std::uint64_t> marks[kNames]; // of who has the mutex
-};
-std::string named(const char* kind, unsigned number) {
-    return kind + std::to_string(number);
-}
-
-void useMutex(Inside& inside, const Life& life, unsigned name, std::mt19937& random) {
-    const Handle mutex = makeMutex(named("mutex", name).c_str(), true);
-    const bool isOwned = GetLastError() == ERROR_SUCCESS;
-    ASSERT_NE(mutex, nullptr) << GetLastError();
-    EXPECT_TRUE(isOwned || isTaken(mutex));
-    const std::uint64_t before = inside.marks[name].exchange(life.mark());
-    EXPECT_TRUE(before == 0 || life.isOver(before)) << "not alone";
-    if (random() % 4 == 0)
-        std::this_thread::yield();
-    EXPECT_EQ(inside.marks[name].exchange(0), life.mark()) << "overtaken";
-    EXPECT_TRUE(random() % 2 == 0 || ReleaseMutex(mutex.get())); // else its close releases it
-}
-
-void live(Inside& inside, const Life& life, std::mt19937& random) {
-    const auto name = static_cast<unsigned>(random() % kNames);
-    if (random() % 4 == 0) // one that nobody has loses its file, which others may be about to lock
-        Handle(OpenMutexA(MUTEX_ALL_ACCESS, FALSE, named("mutex", name).c_str())).reset();
-    if (random() % 4 == 0)
-        Handle(OpenFileMappingA(FILE_MAP_READ, FALSE, named("map", name).c_str())).reset();
-    const Handle mapping = makeMapping(named("map", name).c_str(), kBytes);
-    const bool created = GetLastError() == ERROR_SUCCESS;
-    const View<std::atomic<int>> creators = viewOf<std::atomic<int>>(mapping);
-    ASSERT_NE(creators, nullptr) << GetLastError();
-    EXPECT_TRUE(!created || ++creators[0] == 1) << "created twice in one life, or not afresh";
-    useMutex(inside, life, name, random);
-}
-
-TEST_F(KernelObjectKill, AtRandom) {
-    const Seed seed;
-    const Shared<Inside> inside;
-    {
-        Workers workers(6, seed, [&](const Life& life) {
-            std::mt19937 random(life.seed);
-            do
-                live(*inside, life, random);
-            while (life.goesOn());
-        });
-        workers.awaitRounds(300);
-        workers.killAtRandom(wantedKills(), std::chrono::milliseconds(5));
-    }
-    for (unsigned name = 0; name < kNames; ++name) { // nobody has any of the objects
-        const Handle mapping = makeMapping(named("map", name).c_str(), kBytes);
-        EXPECT_EQ(GetLastError(), ERROR_SUCCESS);
-        const Handle mutex = makeMutex(named("mutex", name).c_str());
-        EXPECT_EQ(GetLastError(), ERROR_SUCCESS);
-    }
 }
 
 } // namespace

@@ -123,24 +123,4 @@ TEST_F(KernelObjectUser, TheLastOfAnotherUserLeavesAFileForTheNext) {
     EXPECT_EQ(errorOf(kOneUser, Call::Open), ERROR_ACCESS_DENIED);
 }
 
-// Two users who make and close one object for everybody: neither is ever refused.
-TEST_F(KernelObjectUser, UsersWhoMakeTheSameObjectAtOnce) {
-    makeMutex("the home is there").reset();
-    std::vector<Child> users;
-    Pipe start;
-    for (const uid_t user : {kOneUser, kOtherUser})
-        users.push_back(as(user, [&] {
-            start.closeSender();
-            start.await();
-            Everybody everybody;
-            for (int i = 0; i < 2000 && !HasFailure(); ++i) {
-                EXPECT_NE(makeMutex("ours", false, everybody.get()), nullptr) << GetLastError();
-                Handle(OpenMutexA(0, FALSE, "ours")).reset(); // for good, so that the next one is made anew
-            }
-        }));
-    start.closeSender();
-    for (Child& user : users)
-        EXPECT_EQ(user.wait(), 0);
-}
-
 } // namespace

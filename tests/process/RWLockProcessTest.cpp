@@ -64,13 +64,6 @@ class Holder {
     SteppedChild m_child;
 };
 
-void expectAtRest() {
-    const LockMemory memory(kName);
-    EXPECT_EQ(memory.count(), 0u);
-    EXPECT_EQ(memory.readsInRows(), 0u);
-    EXPECT_EQ(memory.taker(), 0u);
-}
-
 // A wait for a holder that lives warns once a slice, and ends when the holder lets go.
 TEST(RWLockProcess, WaitsForALivingHolderHoweverLong) {
     const TimeScale scale("0.0005"); // 60 seconds are 30 milliseconds
@@ -88,19 +81,18 @@ TEST(RWLockProcess, WaitsForALivingHolderHoweverLong) {
             return std::count(messages.begin(), messages.end(), "!!! CAUTION: May be dead locked");
         };
         std::atomic<bool> entered{false};
-        std::thread waiter([&, mode = waiterMode] {
-            enter(*lock, mode);
-            entered = true;
-            EXPECT_FALSE(holder.holds());
-            leave(*lock, mode);
+        std::thread patient([&] {
+            while (warnings() < 3 && !entered)
+                std::this_thread::yield();
+            holder.letGo();
         });
-        while (warnings() < 3)
-            std::this_thread::yield();
-        EXPECT_FALSE(entered);
-        holder.letGo();
-        waiter.join();
+        enter(*lock, waiterMode);
+        entered = true;
+        EXPECT_TRUE(warnings() >= 3 && !holder.holds());
+        leave(*lock, waiterMode);
+        patient.join();
         holder.expectEnd();
-        expectAtRest();
+        EXPECT_TRUE(LockMemory(kName).isAtRest());
     }
 }
 
@@ -110,45 +102,19 @@ TEST(RWLockProcess, AForkedChildOfAReaderHoldsNothing) {
     const LockMemory memory(kName);
     Holder other(Mode::Read);
     enter(*lock, Mode::Read);
-    const struct {
-        const char* what;
-        std::function<int()> life;
-        std::uint32_t countBehind = 2;
-        int status = 0;
-    } kLives[] = {
-        {"only ends", [] { return 0; }},
-        {"takes its copy of the lock down",
-         [&] {
-             lock.reset();
-             return 0;
-         }},
-        {"lets go of what its parent holds",
-         [&] {
-             leave(*lock, Mode::Read);
-             return 0;
-         }},
-        {"reads by itself, nested",
-         [&] {
-             enter(*lock, Mode::Read);
-             enter(*lock, Mode::Read);
-             const bool isCounted = memory.count() == 4 && memory.readsInRows() == 4;
-             leave(*lock, Mode::Read);
-             leave(*lock, Mode::Read);
-             return isCounted ? 0 : 1;
-         }},
-        {"dies reading",
-         [&] {
-             const CWdRWReadLock hold(lock.get());
-             return raise(SIGKILL);
-         },
-         3, Child::kKilled},
-    };
-    for (const auto& row : kLives) {
-        SCOPED_TRACE(row.what);
-        EXPECT_EQ(Child(row.life).wait(), row.status);
-        EXPECT_EQ(memory.taker(), WD_GROUP_TAG);
-        EXPECT_EQ(memory.count(), row.countBehind);
-    }
+    EXPECT_EQ(Child([&] { lock.reset(); }).wait(), 0);
+    EXPECT_EQ(memory.count(), 2u);
+    EXPECT_EQ(Child([&] { leave(*lock, Mode::Read); }).wait(), 0);
+    EXPECT_EQ(memory.count(), 2u);
+    EXPECT_EQ(Child([&] {
+                  enter(*lock, Mode::Read);
+                  enter(*lock, Mode::Read);
+                  EXPECT_TRUE(memory.count() == 4 && memory.readsInRows() == 4);
+                  leave(*lock, Mode::Read);
+                  raise(SIGKILL);
+              }).wait(),
+              Child::kKilled);
+    EXPECT_EQ(memory.count(), 3u);
     leave(*lock, Mode::Read);
     EXPECT_EQ(memory.taker(), WD_GROUP_TAG);
     other.letGo();
@@ -156,7 +122,7 @@ TEST(RWLockProcess, AForkedChildOfAReaderHoldsNothing) {
     Holder writer(Mode::Write); // what the dead child left is looked after
     writer.letGo();
     writer.expectEnd();
-    expectAtRest();
+    EXPECT_TRUE(LockMemory(kName).isAtRest());
 }
 
 // Two that wait see the same dead writer. The slower one must not take the token from the other.
@@ -178,7 +144,7 @@ TEST(RWLockProcess, ALateLookRobsNobody) {
     faster->letGo();
     leave(*lock, Mode::Write);
     faster->expectEnd();
-    expectAtRest();
+    EXPECT_TRUE(LockMemory(kName).isAtRest());
 }
 
 // A reader died as the first one, and whoever counts anew after it takes it for alive: a new process has its place in
@@ -225,7 +191,7 @@ TEST(RWLockProcess, AFirstReaderThatLooksAliveAgainKeepsNoWriterIn) {
     successor.clear();
     enter(*lock, Mode::Write);
     leave(*lock, Mode::Write);
-    expectAtRest();
+    EXPECT_TRUE(LockMemory(kName).isAtRest());
 }
 
 } // namespace

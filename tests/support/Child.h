@@ -144,17 +144,15 @@ class Pipe {
     Pipe(const Pipe&) = delete;
     Pipe& operator=(const Pipe&) = delete;
 
-    void signal() const { send(0); }
-    void send(char byte) const {
-        if (write(m_ends[1], &byte, 1) != 1)
+    void signal() const {
+        if (write(m_ends[1], "", 1) != 1)
             std::abort();
     }
     // Until a byte comes, or the last process that could send one has closed its end.
     bool await() const {
         char byte = 0;
-        return receive(byte);
+        return read(m_ends[0], &byte, 1) == 1;
     }
-    bool receive(char& byte) const { return read(m_ends[0], &byte, 1) == 1; }
     void closeSender() {
         if (m_ends[1] >= 0)
             close(std::exchange(m_ends[1], -1));

@@ -3,42 +3,16 @@
 #include <cstdlib>
 #include <new>
 
-namespace {
-
-thread_local int t_allocationsLeft = -1; // -1: as many as there is memory for
-
-[[maybe_unused]] void* allocate(std::size_t size) noexcept {
-    if (t_allocationsLeft >= 0 && t_allocationsLeft-- == 0)
-        return nullptr;
-    return std::malloc(size == 0 ? 1 : size);
-}
-
-} // namespace
-
-ExhaustedMemory::ExhaustedMemory(int count) {
-    t_allocationsLeft = count;
-}
-
-ExhaustedMemory::~ExhaustedMemory() {
-    t_allocationsLeft = -1;
-}
-
-bool ExhaustedMemory::wasMet() {
-    return t_allocationsLeft < 0;
-}
-
-#ifndef WDLT_FIXED_OPERATOR_NEW
+#ifndef WDLT_THREAD_SANITIZER
 
 // All forms, so that what comes from one of them goes back to the other.
 void* operator new(std::size_t size) {
-    void* const memory = allocate(size);
-    if (memory == nullptr)
-        throw std::bad_alloc();
-    return memory;
+    void* const memory = operator new(size, std::nothrow);
+    return memory != nullptr ? memory : throw std::bad_alloc();
 }
 
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-    return allocate(size);
+    return ExhaustedMemory::isMet() ? nullptr : std::malloc(size == 0 ? 1 : size);
 }
 
 void operator delete(void* memory) noexcept {

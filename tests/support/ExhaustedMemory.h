@@ -1,31 +1,32 @@
 // Lets one allocation of the calling thread fail. The program that links this has an operator new of its own, which its
-// libraries use too; but the thread sanitizer brings one that can't be replaced.
+// libraries use too; but the thread sanitizer brings one that can't be replaced: a test of this skips itself there.
 #pragma once
 
-#if defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-#define WDLT_FIXED_OPERATOR_NEW
-#endif
-#endif
-#if defined(__SANITIZE_THREAD__)
-#define WDLT_FIXED_OPERATOR_NEW
-#endif
+#include "Sanitizers.h"
 
 // The allocation that comes after `count` others fails, once, while this object lives.
 class ExhaustedMemory {
   public:
-    explicit ExhaustedMemory(int count);
-    ~ExhaustedMemory();
+    explicit ExhaustedMemory(int count) { t_allocationsLeft = count; }
+    ~ExhaustedMemory() { t_allocationsLeft = kEnough; }
     ExhaustedMemory(const ExhaustedMemory&) = delete;
     ExhaustedMemory& operator=(const ExhaustedMemory&) = delete;
 
-    // A test of this skips itself where it can't be had.
-#ifdef WDLT_FIXED_OPERATOR_NEW
+#ifdef WDLT_THREAD_SANITIZER
     static constexpr bool kIsPossible = false;
 #else
     static constexpr bool kIsPossible = true;
 #endif
 
-    // Whether it has failed.
-    static bool wasMet();
+    static bool wasMet() {
+        return t_allocationsLeft < 0;
+    }
+    // For an allocation: whether it is the one.
+    static bool isMet() {
+        return t_allocationsLeft >= 0 && t_allocationsLeft-- == 0;
+    }
+
+  private:
+    static constexpr int kEnough = -1;
+    static inline thread_local constinit int t_allocationsLeft = kEnough;
 };

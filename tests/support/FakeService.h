@@ -2,6 +2,8 @@
 // says.
 #pragma once
 
+#include "TestObject.h"
+
 #include <platform/win32.h>
 
 #include <atomic>
@@ -22,43 +24,32 @@ class ServiceObjects {
     explicit ServiceObjects(const std::string& name, DWORD bytes, bool withEvents = true) {
         const std::string prefixed = "Global\\" + name;
         if (withEvents) {
-            m_request = made(CreateEventA(nullptr, FALSE, FALSE, (prefixed + "_WdEvent").c_str()));
-            m_reply = made(CreateEventA(nullptr, FALSE, FALSE, (prefixed + "_WdEvent_ret").c_str()));
+            m_request = made(makeEvent((prefixed + "_WdEvent").c_str(), false, false));
+            m_reply = made(makeEvent((prefixed + "_WdEvent_ret").c_str(), false, false));
         }
         if (bytes > 0) {
-            m_mapping = made(CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, bytes,
-                                                (prefixed + "_WdMemory").c_str()));
-            m_memory = static_cast<BYTE*>(made(MapViewOfFile(m_mapping, FILE_MAP_ALL_ACCESS, 0, 0, 0)));
+            m_mapping = made(makeMapping((prefixed + "_WdMemory").c_str(), bytes));
+            m_memory = made(viewOf<BYTE>(m_mapping));
         }
     }
-    ~ServiceObjects() {
-        if (m_memory != nullptr)
-            UnmapViewOfFile(m_memory);
-        for (HANDLE handle : {m_mapping, m_request, m_reply})
-            if (handle != nullptr)
-                CloseHandle(handle);
-    }
-    ServiceObjects(const ServiceObjects&) = delete;
-    ServiceObjects& operator=(const ServiceObjects&) = delete;
 
-    BYTE* memory() const { return m_memory; }
-    void request() const { SetEvent(m_request); }
-    void reply() const { SetEvent(m_reply); }
-    bool hears(DWORD milliseconds = INFINITE) const {
-        return WaitForSingleObject(m_request, milliseconds) == WAIT_OBJECT_0;
-    }
+    BYTE* memory() const { return m_memory.get(); }
+    void request() const { SetEvent(m_request.get()); }
+    void reply() const { SetEvent(m_reply.get()); }
+    bool hears(DWORD milliseconds = INFINITE) const { return waitFor(m_request, milliseconds) == WAIT_OBJECT_0; }
 
   private:
-    static HANDLE made(HANDLE handle) {
-        if (handle == nullptr)
+    template <class Made>
+    static Made made(Made object) {
+        if (!object)
             throw std::runtime_error("the service's objects can't be made: " + std::to_string(GetLastError()));
-        return handle;
+        return object;
     }
 
-    HANDLE m_request = nullptr;
-    HANDLE m_reply = nullptr;
-    HANDLE m_mapping = nullptr;
-    BYTE* m_memory = nullptr;
+    Handle m_request;
+    Handle m_reply;
+    Handle m_mapping;
+    View<BYTE> m_memory;
 };
 
 class FakeService {

@@ -58,24 +58,19 @@ class LockMemory {
     }
     // Who took the token; 0 when it is signalled.
     WD_TAG taker() const {
-        HANDLE event = OpenEventA(EVENT_ALL_ACCESS, FALSE, (m_prefix + "_RW_EVENT").c_str());
-        const WD_TAG taker = event == nullptr ? ~WD_TAG{0} : WdEventTaker(event);
-        CloseHandle(event);
-        return taker;
+        const Handle event(OpenEventA(EVENT_ALL_ACCESS, FALSE, (m_prefix + "_RW_EVENT").c_str()));
+        return event ? WdEventTaker(event.get()) : ~WD_TAG{0};
     }
+
+    bool isAtRest() const { return count() == 0 && readsInRows() == 0 && taker() == 0; }
 
   private:
     std::vector<std::byte> copy(const char* suffix) const {
         const std::string name = m_prefix + suffix;
-        HANDLE mapping = OpenFileMappingA(FILE_MAP_READ, FALSE, name.c_str());
+        const Handle mapping(OpenFileMappingA(FILE_MAP_READ, FALSE, name.c_str()));
         const std::size_t size = name.ends_with("_RW_MEMORY") ? sizeof(std::uint32_t) : std::size_t{4096} * 16;
-        const auto* view = static_cast<const std::byte*>(MapViewOfFile(mapping, FILE_MAP_READ, 0, 0, size));
-        std::vector<std::byte> bytes;
-        if (view != nullptr)
-            bytes.assign(view, view + size);
-        UnmapViewOfFile(view);
-        CloseHandle(mapping);
-        return bytes;
+        const auto view = viewOf<std::byte>(mapping, size, FILE_MAP_READ);
+        return view ? std::vector<std::byte>(view.get(), view.get() + size) : std::vector<std::byte>();
     }
 
     std::string m_prefix;

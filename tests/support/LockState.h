@@ -8,20 +8,16 @@ inline HANDLE openConfigMutex() {
 }
 
 // Whether nobody has it, nor another thread of this process.
-inline bool isMutexFree() {
-    HANDLE const mutex = openConfigMutex();
-    const bool isFree = WaitForSingleObject(mutex, 0) == WAIT_OBJECT_0;
+inline bool isFree(HANDLE object, BOOL (*letGo)(HANDLE)) {
+    const bool isFree = WaitForSingleObject(object, 0) == WAIT_OBJECT_0;
     if (isFree)
-        ReleaseMutex(mutex);
-    CloseHandle(mutex);
+        letGo(object);
+    CloseHandle(object);
     return isFree;
 }
-
+inline bool isMutexFree() {
+    return isFree(openConfigMutex(), ReleaseMutex);
+}
 inline bool isLockFree() {
-    HANDLE const token = OpenEventA(EVENT_ALL_ACCESS, FALSE, "Global\\wdlt_config_rw_RW_EVENT");
-    const bool isFree = WaitForSingleObject(token, 0) == WAIT_OBJECT_0;
-    if (isFree)
-        SetEvent(token);
-    CloseHandle(token);
-    return isFree;
+    return isFree(OpenEventA(EVENT_ALL_ACCESS, FALSE, "Global\\wdlt_config_rw_RW_EVENT"), SetEvent);
 }

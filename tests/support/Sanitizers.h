@@ -21,9 +21,6 @@ inline constexpr bool kIsSanitized = true;
 inline constexpr bool kIsSanitized = false;
 #endif
 
-// Forks while other threads are inside: the sanitizers' own allocator locks don't survive them.
-inline constexpr bool kThreadsMayFork = !kIsSanitized;
-
 // A child of a fork forgets its parent's state, on purpose; one that ends as programs do is looked at for leaks.
 #ifdef WDLT_ADDRESS_SANITIZER
 // NOLINTNEXTLINE(bugprone-reserved-identifier): the runtime's name

@@ -40,24 +40,14 @@ class TestFiles : public testing::Test {
     std::filesystem::path at(const std::string& name) const { return folder / name; }
     // Without a mode the file keeps its own.
     std::filesystem::path put(const std::string& name, const std::string& content, unsigned mode = 0) const {
-        std::filesystem::create_directories(at(name).parent_path());
-        std::ofstream(at(name), std::ios::binary) << content;
+        TestHome::instance().write(at(name).string(), content);
         if (mode != 0)
             std::filesystem::permissions(at(name), std::filesystem::perms(mode));
         return at(name);
     }
-    std::string get(const std::string& name) const {
-        std::ifstream file(at(name), std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
+    std::string get(const std::string& name) const { return TestHome::instance().read(at(name).string()); }
     // Names that begin with a dot: what is written before it takes a file's place.
-    std::vector<std::string> partials() const {
-        std::vector<std::string> names;
-        for (const auto& entry : std::filesystem::directory_iterator(folder))
-            if (const std::string name = entry.path().filename(); name.front() == '.')
-                names.push_back(name);
-        return names;
-    }
+    std::vector<std::string> partials() const { return objectFiles(folder, true); }
 
     static Handle open(const std::filesystem::path& name, DWORD access, DWORD disposition = OPEN_EXISTING,
                        DWORD share = FILE_SHARE_READ | FILE_SHARE_WRITE) {
@@ -65,12 +55,10 @@ class TestFiles : public testing::Test {
         return Handle(file == INVALID_HANDLE_VALUE ? nullptr : file);
     }
     DWORD copy(const std::string& from, const std::string& to, bool failIfExists = false) const {
-        return CopyFileA(at(from).c_str(), at(to).c_str(), failIfExists ? TRUE : FALSE) ? ERROR_SUCCESS
-                                                                                        : GetLastError();
+        return errorOf(CopyFileA(at(from).c_str(), at(to).c_str(), failIfExists ? TRUE : FALSE));
     }
     DWORD replace(const std::string& replaced, const std::filesystem::path& by) const {
-        return ReplaceFileA(at(replaced).c_str(), by.c_str(), nullptr, 1, nullptr, nullptr) ? ERROR_SUCCESS
-                                                                                            : GetLastError();
+        return errorOf(ReplaceFileA(at(replaced).c_str(), by.c_str(), nullptr, 1, nullptr, nullptr));
     }
 
     const std::filesystem::path folder = TestHome::instance().path() / "work";

@@ -53,9 +53,9 @@ class TestKey {
             return std::nullopt;
         return number;
     }
-    std::optional<std::string> bytes(const char* name) const {
+    std::optional<std::string> bytes(const char* name, DWORD* type = nullptr) const {
         DWORD size = 0;
-        if (RegQueryValueExA(m_handle, name, nullptr, nullptr, nullptr, &size) != 0)
+        if (RegQueryValueExA(m_handle, name, nullptr, type, nullptr, &size) != 0)
             return std::nullopt;
         std::string bytes(size, '\0');
         if (RegQueryValueExA(m_handle, name, nullptr, nullptr, reinterpret_cast<BYTE*>(bytes.data()), &size) != 0)

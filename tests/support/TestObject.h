@@ -63,8 +63,8 @@ struct ViewCloser {
 template <class T>
 using View = std::unique_ptr<T[], ViewCloser>;
 template <class T>
-View<T> viewOf(const Handle& mapping, std::size_t bytes = 0) {
-    return View<T>(static_cast<T*>(MapViewOfFile(mapping.get(), FILE_MAP_ALL_ACCESS, 0, 0, bytes)));
+View<T> viewOf(const Handle& mapping, std::size_t bytes = 0, DWORD access = FILE_MAP_ALL_ACCESS) {
+    return View<T>(static_cast<T*>(MapViewOfFile(mapping.get(), access, 0, 0, bytes)));
 }
 
 // A home below the test's own that no process has used yet. Whatever is open belongs to the one before still.
@@ -77,12 +77,13 @@ inline void useFreshHome() {
 inline std::filesystem::path objectsFolder() {
     return std::filesystem::path(getenv("WARDLET_HOME")) / "objects";
 }
-// Names of the files of all objects.
-inline std::vector<std::string> objectFiles(const std::filesystem::path& folder = objectsFolder()) {
+// Names of the files of all objects, or of those that aren't one.
+inline std::vector<std::string> objectFiles(const std::filesystem::path& folder = objectsFolder(),
+                                            bool dotted = false) {
     std::vector<std::string> names;
     std::error_code none;
     for (const auto& entry : std::filesystem::directory_iterator(folder, none))
-        if (const std::string name = entry.path().filename(); name.front() != '.')
+        if (const std::string name = entry.path().filename(); (name.front() == '.') == dotted)
             names.push_back(name);
     std::sort(names.begin(), names.end());
     return names;
