@@ -15,13 +15,17 @@ int main(void) {
         return 1;
     if (WdltDRSWriteConfig(&config) != WDLT_OK || WdltDRSReadConfig(&stored) != WDLT_OK)
         return 2;
-    if (memcmp(&stored, &config, sizeof stored) != 0 || WdltDRSWriteConfig(NULL) != WDLT_E_INVALID_ARGUMENT)
+    if (memcmp(&stored, &config, sizeof stored) != 0 ||
+        strcmp(wdltCharsetName(WDLT_CHARSET_SHIFT_JIS), "Shift_JIS") != 0)
         return 3;
     if (WdltAddDRSWhiteListItem(&rule) != WDLT_OK || WdltGetAllDRSWhiteListItem(rules, &count) != WDLT_OK)
         return 4;
     if (count != 1 || memcmp(&rules[0], &rule, sizeof rule) != 0)
         return 5;
-    if (WdltReadConfig(WDLT_PROTOCOL_SYSTEM, WDLT_SCAN_NONE, 0, NULL, &size) != WDLT_E_BUFFER_SIZE)
+    switch (WdltReadConfig(WDLT_PROTOCOL_SYSTEM, WDLT_SCAN_NONE, 0, NULL, &size)) {
+    case WDLT_E_BUFFER_SIZE:
+        return size == sizeof(WdchSystemData) && strcmp(wdltStatusName(-2), "WDLT_E_BUFFER_SIZE") == 0 ? 0 : 7;
+    default:
         return 6;
-    return size == sizeof(WdchSystemData) ? 0 : 7;
+    }
 }
