@@ -9,10 +9,14 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <iterator>
+#include <cstring>
 #include <string>
 #include <utility>
 #include <vector>
+
+static bool operator==(const WdltDrsWhiteListItem& left, const WdltDrsWhiteListItem& right) {
+    return std::memcmp(&left, &right, sizeof left) == 0;
+}
 
 namespace {
 
@@ -41,18 +45,6 @@ WdltDrsWhiteListItem itemOf(std::uint32_t index, const std::u16string& rule, con
     return item;
 }
 
-// As a test reads it.
-struct Rule {
-    std::uint32_t index;
-    std::u16string name;
-    std::u16string image;
-    std::u16string domain;
-    bool operator==(const Rule&) const = default;
-};
-Rule ruleOf(const WdltDrsWhiteListItem& item) {
-    return {item.Index, item.RuleName, item.ProcessImageName, item.DomainName};
-}
-
 class DrsRules : public WebFeatures {
   protected:
     std::int32_t add(const WdltDrsWhiteListItem& item) { return WDLT_CALL(library, WdltAddDRSWhiteListItem)(&item); }
@@ -60,54 +52,43 @@ class DrsRules : public WebFeatures {
     std::int32_t get(WdltDrsWhiteListItem* items, std::int32_t& count) {
         return WDLT_CALL(library, WdltGetAllDRSWhiteListItem)(items, &count);
     }
-    std::vector<Rule> rules() {
+    std::vector<WdltDrsWhiteListItem> rules() {
         std::vector<WdltDrsWhiteListItem> items(20);
         auto count = static_cast<std::int32_t>(items.size());
         EXPECT_EQ(get(items.data(), count), WDLT_OK);
-        std::vector<Rule> found;
-        std::transform(items.begin(), items.begin() + count, std::back_inserter(found), ruleOf);
-        return found;
+        items.resize(static_cast<std::size_t>(count));
+        return items;
     }
 };
 
 // One rule as somebody else laid it down, and what is read of it.
 TEST_F(DrsRules, EachRuleThatTheRegistryMayHold) {
-    struct Stored {
-        const char* name;
-        DWORD type;
-        std::string data; // narrow, as it is read wide
-    };
-    struct Case {
-        const char* what;
-        std::vector<Stored> values;
-        std::vector<Rule> expected;
-    };
     const auto number = [](DWORD value) { return std::string(reinterpret_cast<const char*>(&value), sizeof value); };
     const auto text = [](std::size_t length) { return std::string(length, 't') + '\0'; };
     const std::u16string longest(299, u't');
-    const Stored index{"Index", REG_DWORD, number(5)};
-    const Case cases[] = {
-        {"no value", {}, {}},
-        {"all",
-         {index, {"ProcessImageName", REG_SZ, text(2)}, {"DomainName", REG_SZ, text(3)}},
-         {{5, u"R", u"tt", u"ttt"}}},
-        {"index 0", {{"Index", REG_DWORD, number(0)}}, {}},
-        {"index 1000", {{"Index", REG_DWORD, number(1000)}}, {{1000, u"R", u"", u""}}},
-        {"index 1001", {{"Index", REG_DWORD, number(1001)}}, {}},
-        {"a text as index", {{"Index", REG_SZ, "1"}}, {}},
-        {"an index of 8 bytes", {{"Index", REG_DWORD, number(1) + number(0)}}, {}},
-        {"the longest image", {index, {"ProcessImageName", REG_SZ, text(299)}}, {{5, u"R", longest, u""}}},
-        {"an image too long", {index, {"ProcessImageName", REG_SZ, text(300)}}, {}},
-        {"the longest domain", {index, {"DomainName", REG_SZ, text(255)}}, {{5, u"R", u"", longest.substr(0, 255)}}},
-        {"a domain too long", {index, {"DomainName", REG_SZ, text(256)}}, {}},
-        {"a number as image", {index, {"ProcessImageName", REG_DWORD, "a\0b\0"}}, {{5, u"R", u"a", u""}}},
+    const struct {
+        const char* value; // besides an index of 5
+        DWORD type;
+        std::string data; // narrow, as it is read wide
+        std::vector<WdltDrsWhiteListItem> expected;
+    } cases[] = {
+        {"Other", REG_SZ, "", {itemOf(5, u"R", u"", u"")}},
+        {"Index", REG_DWORD, number(0), {}},
+        {"Index", REG_DWORD, number(1000), {itemOf(1000, u"R", u"", u"")}},
+        {"Index", REG_DWORD, number(1001), {}},
+        {"Index", REG_SZ, "1", {}},
+        {"Index", REG_DWORD, number(1) + number(0), {}},
+        {"ProcessImageName", REG_SZ, text(299), {itemOf(5, u"R", longest, u"")}},
+        {"ProcessImageName", REG_SZ, text(300), {}},
+        {"ProcessImageName", REG_DWORD, "a", {itemOf(5, u"R", u"a", u"")}},
+        {"DomainName", REG_SZ, text(255), {itemOf(5, u"R", u"", longest.substr(0, 255))}},
+        {"DomainName", REG_SZ, text(256), {}},
     };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.value).append(" ").append(std::to_string(c.data.size())));
         layOutWebTree();
-        tree::setNumber(ruleKey("R"), "Other", 1); // the key is there in any case
-        for (const Stored& value : c.values)
-            tree::set(ruleKey("R"), value.name, value.type, value.data);
+        tree::setNumber(ruleKey("R"), "Index", 5);
+        tree::set(ruleKey("R"), c.value, c.type, c.data);
         EXPECT_THAT(rules(), ElementsAreArray(c.expected));
         std::int32_t count = 77;
         EXPECT_EQ(get(nullptr, count), WDLT_E_BUFFER_SIZE); // nobody looks at it then
@@ -120,10 +101,10 @@ TEST_F(DrsRules, EachRuleThatTheRegistryMayHold) {
 TEST_F(DrsRules, TheFirstOfAnIndexWins) {
     for (const auto& [rule, index] : {std::pair("c", 7u), {"B", 7u}, {"a", 0u}, {"d", 8u}})
         tree::setNumber(ruleKey(rule), "Index", index);
-    EXPECT_THAT(rules(), ElementsAre(Rule{7, u"B", u"", u""}, Rule{8, u"d", u"", u""}));
+    EXPECT_THAT(rules(), ElementsAre(itemOf(7, u"B", u"", u""), itemOf(8, u"d", u"", u"")));
     // One that was left out takes no index from the others.
     tree::setText(ruleKey("B"), "DomainName", std::string(300, 'x'));
-    EXPECT_THAT(rules(), ElementsAre(Rule{7, u"c", u"", u""}, Rule{8, u"d", u"", u""}));
+    EXPECT_THAT(rules(), ElementsAre(itemOf(7, u"c", u"", u""), itemOf(8, u"d", u"", u"")));
 }
 
 TEST_F(DrsRules, AsMuchAsThereIsRoomFor) {
@@ -160,7 +141,7 @@ TEST_F(DrsRules, NamesOfAnyKeyInTheList) {
     tree::setNumber(ruleKey(std::string(200, 'n')), "Index", 2);
     tree::setNumber(ruleKey(std::string(255, 'o')), "Index", 3);
     tree::setNumber(ruleKey("z"), "Index", 4);
-    EXPECT_THAT(rules(), ElementsAre(Rule{1, std::u16string(199, u'm'), u"", u""}, Rule{4, u"z", u"", u""}));
+    EXPECT_THAT(rules(), ElementsAre(itemOf(1, std::u16string(199, u'm'), u"", u""), itemOf(4, u"z", u"", u"")));
     std::int32_t count = 0;
     EXPECT_EQ(remove(3), WDLT_OK);
     EXPECT_EQ(get(nullptr, count), WDLT_E_BUFFER_SIZE);
@@ -179,7 +160,7 @@ TEST_F(DrsRules, WhatIsAddedIsReadBack) {
     for (const WdltDrsWhiteListItem& item : items)
         EXPECT_EQ(add(item), WDLT_OK) << item.Index;
     EXPECT_EQ(service.heard(), 3);
-    EXPECT_THAT(rules(), ElementsAre(ruleOf(items[2]), ruleOf(items[0]), ruleOf(items[1])));
+    EXPECT_THAT(rules(), ElementsAre(items[2], items[0], items[1]));
     EXPECT_EQ(tree::storedText(ruleKey("empty"), "DomainName"), std::string(1, '\0'));
 }
 

