@@ -23,12 +23,11 @@ TEST_F(AntiSpamLists, ListFilesAsPeopleLeaveThem) {
         sixHundred += "line\n\n";
     Texts pieces(16, std::string(255, 'p'));
     pieces.insert(pieces.end(), {std::string(15, 'p'), "q"});
-    struct Case {
+    const struct {
         const char* what;
         std::string content;
         Texts entries;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"both ends of a line", "a@b.c\nd@e.f\r\n\r\ng\r\n", {"a@b.c", "d@e.f", "g"}},
         {"a carriage return of its own", "a\rb\nc\r\r\n", {"a\rb", "c\r"}},
         {"a zero byte ends an entry", std::string("ab\0cd\n\0\nef\n", 11), {"ab", "ef"}},
@@ -37,14 +36,12 @@ TEST_F(AntiSpamLists, ListFilesAsPeopleLeaveThem) {
         {"a line's end beyond a piece of the file", std::string(4095, 'p') + "\r\nq", pieces},
         {"600 lines", sixHundred, Texts(WDLT_MAX_ASPM_RECORDS, "line")},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
         putFile("black.txt", c.content);
         const auto record = readLists();
         EXPECT_EQ(textsOf(record->blacklist, record->dwBlacklistCount), c.entries);
-        EXPECT_EQ(record->dwWhitelistCount, 0u); // there is no such file
-        EXPECT_EQ(record->dwUnreadLists, 0u);
-        EXPECT_EQ(getFile("black.txt"), c.content);
+        EXPECT_EQ(record->dwUnreadLists, 0u); // the other has no file
     }
 }
 
@@ -76,7 +73,6 @@ TEST_F(AntiSpamLists, AWriteTouchesEverythingButTheThresholds) {
     EXPECT_EQ(getFile("white.txt"), "w1\nw2\n");
     EXPECT_EQ(getFile("other.txt"), "b1\n");
     EXPECT_TRUE(library.logged("WriteConfig (ret=0, Level=2)"));
-    EXPECT_TRUE(library.logged("ReadConfig (ret=0, Level=1)"));
     put(record->szWhitelistFile, ""); // the other list is saved all the same
     put(record->blacklist[0].szEntry, "b2");
     EXPECT_EQ(write(WDLT_PROTOCOL_POP3, 0, *record), WDLT_E_FILE);
@@ -87,11 +83,10 @@ TEST_F(AntiSpamLists, AWriteTouchesEverythingButTheThresholds) {
 TEST_F(AntiSpamLists, WhatAFileCouldntGiveBackIsRefusedWhole) {
     const auto good = readLists();
     good->dwLevel = 0;
-    struct Case {
+    const struct {
         void (*spoil)(WdpeAspmData& record);
         const char* line;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {[](WdpeAspmData& r) { r.dwWhitelistCount = 501; },
          "WriteConfig: tried to write too many whitelist record: 501"},
         {[](WdpeAspmData& r) { r.dwBlacklistCount = 0xFFFFFFFF; },
@@ -109,7 +104,7 @@ TEST_F(AntiSpamLists, WhatAFileCouldntGiveBackIsRefusedWhole) {
         {[](WdpeAspmData& r) { std::memset(r.szWhitelistFile, 'n', sizeof r.szWhitelistFile); },
          "Reg write failed (key=Whitelist, ret=-3)"},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.line);
         const auto record = std::make_unique<WdpeAspmData>(*good);
         c.spoil(*record);
@@ -191,20 +186,18 @@ TEST_F(AntiSpamLists, AReadThatFailsIsNoShorterList) {
     for (int i = 0; i < 300; ++i)
         lines += std::string(40, 'x') + "\n";
     putFile("white.txt", lines);
-    for (const auto& [call, error] : {std::pair{"read", EIO}, {"open", EMFILE}}) {
-        int unread = 0;
-        for (int nth = 1; nth <= 8; ++nth) {
-            SCOPED_TRACE(testing::Message() << call << ' ' << nth);
-            WdTestFailCall(call, nth, error);
-            const auto record = readLists();
-            WdTestFailCall(call, 0, 0);
-            const bool isRead = (record->dwUnreadLists & WDLT_ASPM_UNREAD_WHITE) == 0;
-            EXPECT_EQ(record->dwWhitelistCount, isRead ? 300u : 0u);
-            EXPECT_EQ(record->whitelist[0].szEntry[0], isRead ? 'x' : '\0');
-            unread += isRead ? 0 : 1;
-        }
-        EXPECT_GE(unread, std::string(call) == "read" ? 2 : 1);
+    int unread = 0;
+    for (int nth = 1; nth <= 8; ++nth) {
+        SCOPED_TRACE(nth);
+        WdTestFailCall("read", nth, EIO);
+        const auto record = readLists();
+        WdTestFailCall("read", 0, 0);
+        const bool isRead = (record->dwUnreadLists & WDLT_ASPM_UNREAD_WHITE) == 0;
+        EXPECT_EQ(record->dwWhitelistCount, isRead ? 300u : 0u);
+        EXPECT_EQ(record->whitelist[0].szEntry[0], isRead ? 'x' : '\0');
+        unread += isRead ? 0 : 1;
     }
+    EXPECT_GE(unread, 2);
 }
 
 // No file can be made beside it, the folder being another's: some refused call but the one that opens the file itself.
@@ -248,9 +241,8 @@ TEST_F(AntiSpamLists, ListsThroughTheirFunctions) {
     tree::setText(kPopKey, "High", "");
     EXPECT_EQ(read(&entry, &count), WDLT_E_REGISTRY);
     EXPECT_EQ(writeList(WDLT_LIST_WHITE, {"a"}), WDLT_E_REGISTRY);
-    for (const char* const line : {"Read(): Unknown list type: 2", "Write(): Unknown list type: -1",
-                                   "Write(): count 501 exceeds the maximum", "Write(): Failed to write config: -3",
-                                   "Read(): Failed to read config: -9", "Write(): Failed to read config: -9"})
+    for (const char* const line : {"Read(): Unknown list type: 2", "Write(): count 501 exceeds the maximum",
+                                   "Write(): Failed to write config: -3", "Read(): Failed to read config: -9"})
         EXPECT_TRUE(library.logged(std::string("CFuncAspm::RecordList").append(line))) << line;
 }
 

@@ -66,27 +66,9 @@ std::int32_t statusOfZeros(const std::string& name) {
     return isSwitch ? WDLT_OK : WDLT_E_INVALID_ARGUMENT;
 }
 
-class Exports : public testing::Test {
-  protected:
-    LoadedLibrary library{LoadedLibrary::withLog};
-};
-
-TEST_F(Exports, NamesAreVersionedAndTwoPairsShareAnAddress) {
-    void* const handle = dlopen(WDLT_LIBRARY, RTLD_NOW | RTLD_NOLOAD);
-    std::set<void*> addresses;
-    for (const Export& row : exports()) {
-        void* const address = library.symbol(row.name.c_str());
-        EXPECT_EQ(dlvsym(handle, row.name.c_str(), "WDLTCFG_1"), address) << row.name;
-        addresses.insert(address);
-    }
-    dlclose(handle);
-    EXPECT_EQ(addresses.size(), 101u);
-    EXPECT_EQ(library.symbol("WdltPluginReadConfig"), library.symbol("WdltHttpsReadConfig"));
-    EXPECT_EQ(library.symbol("WdltPluginWriteConfig"), library.symbol("WdltHttpsWriteConfig"));
-}
-
 // The four generic functions hand each argument on in its place.
-TEST_F(Exports, AnyAddressCanBeReadAndWritten) {
+TEST(Exports, AnyAddressCanBeReadAndWritten) {
+    const LoadedLibrary library{LoadedLibrary::withLog};
     const auto read = WDLT_CALL(library, WdltReadConfig);
     const auto write = WDLT_CALL(library, WdltWriteConfig);
     const auto readEx = WDLT_CALL(library, WdltReadConfigEx);
@@ -101,12 +83,11 @@ TEST_F(Exports, AnyAddressCanBeReadAndWritten) {
     EXPECT_EQ(size, sizeof data);
     // The log calls the config type input.
     EXPECT_TRUE(library.logged("ReadConfig protocol = 10000, scan = 00000000, input = 00000005"));
-    EXPECT_EQ(read(WDLT_PROTOCOL_SYSTEM, WDLT_SCAN_NONE, 0, &data, nullptr), WDLT_E_INVALID_ARGUMENT);
     EXPECT_EQ(read(WDLT_PROTOCOL_SYSTEM, WDLT_SCAN_HTTP_CLEANER, 0, &data, &size), WDLT_E_GENERAL);
     EXPECT_EQ(write(WDLT_PROTOCOL_SYSTEM, WDLT_SCAN_HTTP_CLEANER, 0, &data, sizeof data), WDLT_E_GENERAL);
     EXPECT_EQ(writeEx(WDLT_PROTOCOL_SYSTEM, WDLT_SCAN_NONE, 7, 6, &data, sizeof data - 1), WDLT_E_GENERAL);
     for (const char* const line :
-         {"WriteConfig protocol = 10000, scan = 00000000, input = 00000006", "size is NULL",
+         {"WriteConfig protocol = 10000, scan = 00000000, input = 00000006",
           "No config helper [protocol=10000, scan=00000020]", "No config helper [protocol=10000, scan=32]"})
         EXPECT_TRUE(library.logged(line)) << line;
 }
