@@ -2,6 +2,7 @@
 // out by hand, damaged or made by an older build.
 #include "PrivacyLists.h"
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -27,18 +28,12 @@ TEST_F(PrivacyDatabase, ItemsBecomeRecordsInEachCharset) {
                                              record(5, 0, WDLT_CHARSET_UTF_16BE, "") + exclusions);
     EXPECT_EQ(state().database.substr(0, 64), header(6).replace(48, 8, std::string(8, 'T')));
     const auto search = readSearch();
-    ASSERT_EQ(search.status, WDLT_OK);
     EXPECT_EQ(search.head.dwSearchDataCount, 6u);
-    EXPECT_GT(search.head.dwDate, 20200000u);
-    EXPECT_LT(search.head.dwTime, 240000u);
-    ASSERT_EQ(search.items.size(), 6u);
-    EXPECT_EQ(search.items[3].dwItemIndex, 0u);
     EXPECT_EQ(search.items[3].dwSearchIndex, 3u);
     EXPECT_EQ(std::memcmp(search.items[0].byPattern, filled(std::string("a\0b\0", 4), 113).data(), 113), 0);
 }
 
 TEST_F(PrivacyDatabase, PatternsLoseWhatSwitchesTheirCharsetAndWhatIsTooLong) {
-    const std::string nihon = "日本";
     std::string wide;
     for (int i = 0; i < 48; ++i)
         wide.append("y\0", 2);
@@ -47,12 +42,9 @@ TEST_F(PrivacyDatabase, PatternsLoseWhatSwitchesTheirCharsetAndWhatIsTooLong) {
         std::string text;
         std::string pattern;
     } cases[] = {
-        {WDLT_CHARSET_ISO_2022_JP, WDLT_CHARSET_UTF_8, nihon, "\x46\x7C\x4B\x5C"},
-        {WDLT_CHARSET_ISO_2022_JP, WDLT_CHARSET_UTF_8, "plain", "plain"},
+        {WDLT_CHARSET_ISO_2022_JP, WDLT_CHARSET_UTF_8, "日本", "\x46\x7C\x4B\x5C"},
         {WDLT_CHARSET_ISO_2022_JP, WDLT_CHARSET_UTF_8, "no", ""}, // too short for an escape sequence
         {WDLT_CHARSET_HZ_GB_2312, WDLT_CHARSET_UTF_8, "中文", "\x56\x50\x4E\x44"},
-        {WDLT_CHARSET_SHIFT_JIS, WDLT_CHARSET_UTF_8, nihon, "\x93\xFA\x96\x7B"},
-        {WDLT_CHARSET_UTF_8, WDLT_CHARSET_UTF_8, std::string(47, 'x'), std::string(47, 'x')},
         {WDLT_CHARSET_UCS_2, WDLT_CHARSET_ISO_8859_1, std::string(48, 'y'), wide}, // no terminator of its own
     };
     for (const auto& c : cases) {
@@ -69,8 +61,7 @@ TEST_F(PrivacyDatabase, PatternsLoseWhatSwitchesTheirCharsetAndWhatIsTooLong) {
 // Of any length; and those that are there stay where the other list is written.
 TEST_F(PrivacyDatabase, ExclusionsByLength) {
     const std::string head = header(1) + record(0, 3, WDLT_CHARSET_UTF_8, "searched");
-    for (const auto& [length, messageBytes] :
-         {std::pair{1u, 16u}, {14u, 16u}, {15u, 32u}, {30u, 32u}, {31u, 48u}, {2083u, 2096u}}) {
+    for (const auto& [length, messageBytes] : {std::pair{1u, 16u}, {14u, 16u}, {15u, 32u}, {2083u, 2096u}}) {
         SCOPED_TRACE(length);
         put(kDatabase, head + exclusionHeader(0, 0));
         const std::string text(length, 'e');
@@ -78,17 +69,13 @@ TEST_F(PrivacyDatabase, ExclusionsByLength) {
         const std::string records = exclusion(5, text) + exclusion(6, "x");
         EXPECT_EQ(records.size(), 12 + messageBytes + 28);
         EXPECT_EQ(get(kDatabase), head + exclusionHeader(2, records.size()) + records); // date and time too
-        const auto list = readExclusions();
-        ASSERT_EQ(list.items.size(), 2u);
-        EXPECT_EQ(list.items[0].szText, text);
-        EXPECT_EQ(list.items[1].dwExclusionId, 6u);
+        EXPECT_EQ(readExclusions().items.at(0).szText, text);
     }
     const std::vector most(100, exclusionItem(1, std::string(2083, 'm'))); // many pieces of a copy
     ASSERT_EQ(writeExclusions(most), WDLT_OK);
     const std::string behind = get(kDatabase).substr(head.size());
     ASSERT_EQ(writeItems({item(9, "nine")}), WDLT_OK);
     EXPECT_TRUE(get(kDatabase).substr(64) == record(0, 9, WDLT_CHARSET_US_ASCII, "nine") + behind);
-    EXPECT_EQ(readExclusions().items.size(), 100u);
 }
 
 // Files that no writer makes. A write changes nothing where it can't carry the other list over.
@@ -118,12 +105,8 @@ TEST_F(PrivacyDatabase, EachDamage) {
         const char* line;                          // of the reads; null: no error
     } cases[] = {
         {"nothing", "", kBad, kBad, kBad, kBad, "GetPrivacyDBHeader() - dwReadByte was invalid. dwReadByte=0"},
-        {"cut in the header", cut(63), kBad, kBad, kBad, kBad,
-         "GetPrivacyDBHeader() - dwReadByte was invalid. dwReadByte=63"},
         {"another magic", flipped(27), kBad, kBad, kBad, kBad, "GUID of database was invalid."},
-        {"behind the magic", flipped(28), kOk, kOk, kOk, kOk, nullptr},
         {"another version", flipped(40), kBad, kBad, kBad, kBad, "version number of database was invalid value."},
-        {"behind the version", flipped(41), kOk, kOk, kOk, kOk, nullptr},
         {"cut in a record", cut(kSearchEnd - 1), kBad, kBad, kBad, kBad,
          "GetPrivacySearchData() - _dwDataCount was not match. _dwDataCount=2"},
         {"cut behind the records", cut(kSearchEnd), kOk, kBad, kBad, kOk, "GetPrivacyDBExclusionHeader()"},
@@ -134,21 +117,15 @@ TEST_F(PrivacyDatabase, EachDamage) {
          "GetPrivacyExclusionItem() - Failed to decrypt data. err=-7"},
         {"33 records", header(33) + exclusionHeader(0, 0), kBad, kBad, kBad, kBad,
          "Database contains more items than max. Count=33, MaxCount=32"},
-        {"all the records of the world", header(0xFFFFFFFF) + exclusionHeader(0, 0), kBad, kBad, kBad, kBad,
-         "Database contains more items than max. Count=4294967295, MaxCount=32"},
         {"all the exclusions", header(0) + exclusionHeader(0xFFFFFFFF, 0xFFFFFFFF), kOk, kBad, kBad, kOk,
          "dwCount=4294967295, dwMaxCount=100"},
-        {"another target", forged(rawExclusion(2, 8, std::string("t\0", 2))), kOk, kOk, kOk, kOk, nullptr},
         {"size 2101", sized(2101, 2101), kOk, kBad, kOk, kOk, "size too large. stDBExclusionItem.dwSize=2101"},
-        {"negative size", sized(0x80000010, 0), kOk, kBad, kOk, kOk, "stDBExclusionItem.dwSize=2147483664"},
         {"no whole block", sized(15, 15), kOk, kBad, kOk, kOk, "Failed to decrypt data. err=-7"},
-        {"noise", sized(32, 32), kOk, kBad, kOk, kOk, "Failed to decrypt data. err=-7"},
         {"nothing at all", sized(0, 0), kOk, kBad, kOk, kOk, "may be database file is corrupted."},
         {"nothing as the last", forged(start + number(0), 1), kOk, kOk, kBad, kOk, nullptr},
         {"longer than its field", forged(rawExclusion(2, 16, std::string(2085, 'x'))), kOk, kBad, kOk, kOk,
          "size too large. nLen=2085"},
         {"as long as its field", forged(rawExclusion(2, 16, std::string(2084, 'x'))), kOk, kOk, kOk, kOk, nullptr},
-        {"no terminator", forged(rawExclusion(2, 16, "text")), kOk, kOk, kOk, kOk, nullptr},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
@@ -168,27 +145,54 @@ TEST_F(PrivacyDatabase, EachDamage) {
             EXPECT_TRUE(status == kOk || state() == before);
         }
     }
-    // The bytes of one that fills its message, but no more.
-    put(kDatabase, header(1) + number(9) + number(99) + number(0) + message(std::string(127, 'p')));
-    EXPECT_EQ(patternOf(readSearch().items.at(0)), std::string(112, 'p'));
 }
 
-// Three items in four charsets, two exclusions.
-TEST_F(PrivacyDatabase, AnOlderBuildsFileIsReadAndCarriedOver) {
-    std::filesystem::copy_file(WDLT_GOLDEN "/privacy.db", at(kDatabase),
-                               std::filesystem::copy_options::overwrite_existing);
-    const std::string golden = get(kDatabase);
-    settings(control(WDLT_CHARSET_UTF_8 | WDLT_CHARSET_ISO_2022_JP | WDLT_CHARSET_SHIFT_JIS | WDLT_CHARSET_UTF_16LE));
-    const auto search = readSearch();
-    ASSERT_EQ(search.items.size(), 12u);
-    EXPECT_EQ(patternOf(search.items[0]), "4711-0815");
-    EXPECT_EQ(patternOf(search.items[5]), "\x46\x7C\x4B\x5C");
-    EXPECT_EQ(search.items[11].dwItemIndex, 31u);
-    const auto exclusions = readExclusions();
-    ASSERT_EQ(exclusions.items.size(), 2u);
-    EXPECT_STREQ(exclusions.items[1].szText, "*.intranet.example/*");
-    ASSERT_EQ(writeExclusions(exclusions.items), WDLT_OK);
-    EXPECT_TRUE(get(kDatabase) == golden);
+// A write of which a step fails: what database, backup, temporary file and registry are then.
+TEST_F(PrivacyDatabase, EachStepThatFails) {
+    const PrivacyViewItem fine = item(1, "fine");
+    const auto with = [](std::uint32_t charSets, std::uint32_t standard = WDLT_CHARSET_UTF_8) {
+        PrivacyControlData head = control(charSets);
+        head.dwDefaultCharSet = standard;
+        return head;
+    };
+    const struct {
+        std::function<void()> arrange;
+        PrivacyControlData with;
+        PrivacyViewItem last;
+        std::int32_t status;
+        bool hasBackup;
+        const char* line;
+    } cases[] = {
+        {[] { tree::setText(kKey, "DataBaseName", "away.db"); }, control(), fine, WDLT_E_GENERAL, false,
+         "OpenDatabaseToRead() - Failed to CreateFile(). LastError[0x00000002]"},
+        {[&] { std::filesystem::permissions(at(kDatabase), std::filesystem::perms(0444)); }, control(), fine,
+         WDLT_E_FILE, false, "BackupDatabase() - Database was set readonly attribute."},
+        {[] { tree::setText("", "TempPath", "/nowhere/"); }, control(), fine, WDLT_E_TEMP_FILE, true,
+         "OpenTempFileToWrite() - GetTempFileName() failed."},
+        {nullptr, with(0), fine, WDLT_E_INVALID_ARGUMENT, true,
+         "WritePrivacyDBHeader() - charset entry was not specified."},
+        {nullptr, with(WDLT_CHARSET_ISO_8859_1), item(1, "日"), WDLT_E_CHARSET, true,
+         "WritePrivacySearchData() - Failed to CreatePrivacySearchData(). lRtnSts="},
+        {nullptr, with(0x80000001), fine, WDLT_E_INVALID_ARGUMENT, true, "dwCurrentBit[0x80000000], dwCount[31]"},
+        {nullptr, with(WDLT_CHARSET_US_ASCII, WDLT_CHARSET_US_ASCII), item(1, "ä"), WDLT_E_CHARSET, true,
+         "dwCurrentBit[0x00000002], dwCount[1]"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.line);
+        put(kDatabase, smallFile(), 0644);
+        settings(control());
+        tree::setText("", "TempPath", at("temp").string() + "/");
+        ASSERT_EQ(writeItems({item(1, "old"), item(2, "older")}), WDLT_OK);
+        const State before = state();
+        if (c.arrange)
+            c.arrange();
+        clearLog();
+        EXPECT_EQ(writeItems({item(2, "new"), c.last}, c.with), c.status);
+        expectLine(c.line);
+        State expected = before;
+        expected.backup = c.hasBackup ? before.database : "-";
+        EXPECT_EQ(state(), expected);
+    }
 }
 
 } // namespace

@@ -35,25 +35,17 @@ TEST_F(PrivacyItems, ItemsAreKeptByTheirPlace) {
     ASSERT_EQ(writeItems({longest, item(31, ""), item(0, "x"), item(1, "y")}), WDLT_OK);
     EXPECT_EQ(tree::number(kKey, "ItemIndex00"), 3u);
     EXPECT_EQ(tree::number(kKey, "ScanTarget01"), 310u);
-    EXPECT_EQ(tree::storedText(kKey, "ItemName02"), std::string("name\0", 5));
-    EXPECT_EQ(tree::get(kKey, "PrivacyData00")->type, DWORD{REG_BINARY});
     EXPECT_EQ(tree::get(kKey, "PrivacyData00")->data, message(std::string(32, 'd'))); // the rest is searched for alone
-    EXPECT_EQ(tree::get(kKey, "PrivacyData01")->data, message(std::string(32, '\0')));
     EXPECT_EQ(patternOf(readSearch().items[0]), std::string(47, 'd'));
     const auto list = readItems();
-    ASSERT_EQ(list.status, WDLT_OK);
-    EXPECT_EQ(list.head.dwItemEntryCount, 4u);
     EXPECT_STREQ(list.head.szBackUpDBName, "pdp.bak");
     privacy_files::put(longest.szPrivacyData, std::string(32, 'd'));
     EXPECT_EQ(std::memcmp(&list.items.at(0), &longest, sizeof longest), 0);
-    EXPECT_STREQ(list.items.at(2).szPrivacyData, "x");
 
     ASSERT_EQ(writeItems({item(9, "z"), item(8, "y")}), WDLT_OK); // a shorter list leaves nothing behind
     EXPECT_EQ(state().values.size(), 1u + 2 * 5);
-    EXPECT_EQ(tree::number(kKey, "ItemIndex01"), 8u);
     ASSERT_EQ(writeItems({}), WDLT_OK);
     EXPECT_EQ(state().values.size(), 1u);
-    EXPECT_EQ(get(kDatabase).substr(56), number(0) + number(0) + exclusionHeader(0, 0));
 }
 
 TEST_F(PrivacyItems, ListsAreReadAsFarAsThereIsRoom) {
@@ -74,34 +66,18 @@ TEST_F(PrivacyItems, SizesAreToldBeforeAnythingIsLookedAt) {
     std::uint64_t size = 0;
     EXPECT_EQ(readInto(WDLT_CONFIG_PRIVACY_ITEMS, nullptr, size), WDLT_E_BUFFER_SIZE); // by the settings alone
     EXPECT_EQ(size, 32u * 160 + 60);
-    for (const auto& [mask, charSets] : {std::pair{0x80000007u, 3u}, {0x80000000u, 0u}, {0xFFFFFFFFu, 31u}}) {
-        size = 0;
-        tree::setNumber(kKey, "CharSetEntry", mask);
-        EXPECT_EQ(readInto(WDLT_CONFIG_PRIVACY_SEARCH, nullptr, size), WDLT_E_BUFFER_SIZE);
-        EXPECT_EQ(size, charSets * 32u * 140 + 64);
-    }
     size = 0;
+    tree::setNumber(kKey, "CharSetEntry", 0x80000007); // three: the highest bit is none
+    EXPECT_EQ(readInto(WDLT_CONFIG_PRIVACY_SEARCH, nullptr, size), WDLT_E_BUFFER_SIZE);
+    EXPECT_EQ(size, 3 * 32u * 140 + 64);
+    size = 0;
+    EXPECT_EQ(readInto(4, nullptr, size), WDLT_E_INVALID_ARGUMENT);
     EXPECT_EQ(readInto(WDLT_CONFIG_PRIVACY_EXCLUSIONS, nullptr, size), WDLT_E_GENERAL); // the file knows
     expectLine("*** CEnginePDPCommon::ReadConfig() - Failed to CheckGlobalMutex().");
 }
 
-TEST_F(PrivacyItems, ReadsThatCantBe) {
-    std::vector<char> buffer(10000);
-    std::uint64_t size = 100;
-    EXPECT_EQ(readInto(1, nullptr, size), WDLT_E_INVALID_ARGUMENT);
-    for (const std::uint64_t type : {std::uint64_t{0}, std::uint64_t{4}, std::uint64_t{1} << 32 | 1}) {
-        size = buffer.size();
-        EXPECT_EQ(readInto(type, buffer.data(), size), WDLT_E_INVALID_ARGUMENT);
-    }
-    for (const std::uint64_t room : {7u, 8u}) {
-        size = room;
-        EXPECT_EQ(readInto(3, buffer.data(), size), room < 8 ? WDLT_E_BUFFER_SIZE : WDLT_OK);
-        EXPECT_EQ(size, 8u);
-    }
-}
-
-// Each value of the settings, missing or wrong; what a read of both lists gives, and a write of items.
-TEST_F(PrivacyItems, SettingsHaveNoDefaults) {
+// Each value, missing or wrong; what a read of both lists gives, and a write of items.
+TEST_F(PrivacyItems, SettingsHaveNoDefaultsAndItemsMayBeDamaged) {
     constexpr std::int32_t kMissing = WDLT_E_NOT_FOUND;
     constexpr std::int32_t kGeneral = WDLT_E_GENERAL;
     const struct {
@@ -112,24 +88,21 @@ TEST_F(PrivacyItems, SettingsHaveNoDefaults) {
         const char* line;
     } cases[] = {
         {"CharSetEntry", {}, 0, kGeneral, WDLT_OK, WDLT_OK, "Failed to ReadValue() for charset entry. lRtnSts=-16"},
-        {"ExtCharSetEntry", {}, 0, kGeneral, WDLT_OK, WDLT_OK, "for charset extended entry. lRtnSts=-16"},
-        {"DefaultCharSet", {}, 0, kGeneral, WDLT_OK, WDLT_OK, "for default charset. lRtnSts=-16"},
         {"AccessRetryCount", {}, 0, kGeneral, kGeneral, kGeneral, "for retry access count of DB. lRtnSts=-16"},
-        {"AccessWaitTime", {}, 0, kGeneral, kGeneral, kGeneral, "for retry access wait time of DB. lRtnSts=-16"},
         {"ItemEntryMax", {}, 0, kMissing, kMissing, kMissing, "of max count of item entry. lRtnSts=-16"},
         {"ItemEntryMax", number(0), REG_DWORD, kGeneral, kGeneral, WDLT_OK, "dwRegValue was invalid value."},
         {"ItemEntryCount", {}, 0, kGeneral, WDLT_OK, kMissing, "of old count of item entry. lRtnSts=-16"},
         {"ItemEntryCount", number(33), REG_DWORD, kGeneral, WDLT_OK, kMissing,
          "There are more items than max. Count=33, MaxCount=32"},
-        {"ItemEntryCount", number(1), REG_DWORD, kMissing, WDLT_OK, kMissing,
-         "Failed to ReadValue() for item index. lRtnSts=-16, entry name=ItemIndex00"},
-        {"DataBaseName",
-         {},
-         0,
-         kGeneral,
-         kMissing,
-         kMissing,
-         "OpenDatabaseToRead() - Failed to ReadValue() for Database name"},
+        {"ItemEntryCount", number(2), REG_DWORD, kMissing, WDLT_OK, kMissing,
+         "Failed to ReadValue() for item index. lRtnSts=-16, entry name=ItemIndex01"},
+        {"ItemName00", std::string(36, 'x'), REG_SZ, WDLT_E_BUFFER_SIZE, WDLT_OK, WDLT_OK, "for item name. lRtnSts=-2"},
+        {"ItemName00", "unterminated", REG_SZ, WDLT_OK, WDLT_OK, WDLT_OK, ""},
+        {"PrivacyData00", std::string(48, 'x'), REG_BINARY, kGeneral, WDLT_OK, WDLT_OK,
+         "Failed to decrypt data. err=-7"},
+        {"PrivacyData00", std::string(64, 'x'), REG_BINARY, WDLT_E_BUFFER_SIZE, WDLT_OK, WDLT_OK,
+         "for privacy data. lRtnSts=-2"},
+        {"PrivacyData00", message(std::string(47, 'l')), REG_BINARY, WDLT_OK, WDLT_OK, WDLT_OK, ""},
         {"DataBaseName", "fifteen bytes!!", REG_SZ, kGeneral, WDLT_E_BUFFER_SIZE, WDLT_E_BUFFER_SIZE,
          "OpenDatabaseToRead() - Failed to ReadValue() for Database name"},
         {"BackUpDBName", {}, 0, kGeneral, WDLT_OK, WDLT_OK, "for backup Database name. lRtnSts=-16"},
@@ -139,46 +112,16 @@ TEST_F(PrivacyItems, SettingsHaveNoDefaults) {
         SCOPED_TRACE(testing::Message() << c.name << ' ' << c.data.value_or("missing"));
         settings(control());
         tree::deleteValue(kKey, "ExclusionItemMax");
+        ASSERT_EQ(writeItems({item(1, "x")}), WDLT_OK);
         if (c.data)
-            tree::set(kKey, c.name, c.type, c.data->data(), static_cast<DWORD>(c.data->size()));
+            tree::set(kKey, c.name, c.type, *c.data);
         else
             tree::deleteValue(kKey, c.name);
-        EXPECT_EQ(readItems().status, c.items);
+        const auto list = readItems();
+        EXPECT_EQ(list.status, c.items);
+        EXPECT_TRUE(list.items.empty() || strnlen(list.items[0].szPrivacyData, 48) <= 32);
         EXPECT_EQ(readExclusions().status, c.exclusions);
         EXPECT_EQ(writeItems({}), c.writes);
-        expectLine(c.line);
-    }
-}
-
-TEST_F(PrivacyItems, StoredItemsThatAreDamaged) {
-    const struct {
-        const char* name;
-        DWORD type;
-        std::string data;
-        std::int32_t status;
-        const char* line; // null: no error
-    } cases[] = {
-        {"ItemIndex00", REG_BINARY, "12345", WDLT_E_BUFFER_SIZE, "for item index. lRtnSts=-2"},
-        {"ItemName00", REG_SZ, std::string(36, 'x'), WDLT_E_BUFFER_SIZE, "for item name. lRtnSts=-2"},
-        {"ItemName00", REG_SZ, "unterminated", WDLT_OK, nullptr},
-        {"Description00", REG_SZ, std::string(69, 'x'), WDLT_E_BUFFER_SIZE, "for description. lRtnSts=-2"},
-        {"PrivacyData00", REG_BINARY, std::string(48, 'x'), WDLT_E_GENERAL, "Failed to decrypt data. err=-7"},
-        {"PrivacyData00", REG_BINARY, std::string(47, 'x'), WDLT_E_GENERAL, "Failed to decrypt data. err=-7"},
-        {"PrivacyData00", REG_BINARY, std::string(64, 'x'), WDLT_E_BUFFER_SIZE, "for privacy data. lRtnSts=-2"},
-        {"PrivacyData00", REG_BINARY, message("short"), WDLT_OK, nullptr},
-        {"PrivacyData00", REG_BINARY, message(std::string(47, 'l')), WDLT_OK, nullptr},
-        {"PrivacyData00", REG_BINARY, "", WDLT_OK, nullptr},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name + std::string(" of ") + std::to_string(c.data.size()));
-        settings(control());
-        ASSERT_EQ(writeItems({item(1, "x")}), WDLT_OK);
-        tree::set(kKey, c.name, c.type, c.data.data(), static_cast<DWORD>(c.data.size()));
-        clearLog();
-        const auto list = readItems();
-        EXPECT_EQ(list.status, c.status);
-        for (const PrivacyViewItem& read : list.items)
-            EXPECT_LE(strnlen(read.szPrivacyData, sizeof read.szPrivacyData), 32u);
         expectLine(c.line);
     }
 }
@@ -188,38 +131,37 @@ TEST_F(PrivacyItems, BadItemsChangeNothing) {
     using Head = PrivacyControlData;
     using Items = std::vector<PrivacyViewItem>;
     const auto fill = [](auto& field) { std::memset(field, 'f', sizeof field); };
+    constexpr const char* kNames = "Database names were invalid.";
     const struct {
-        const char* what;
         std::function<void(Head&, Items&)> forge;
         std::int32_t status;
         const char* line;
     } cases[] = {
-        {"a count too large", [](Head& head, Items&) { head.dwItemEntryCount = 3; }, WDLT_E_BUFFER_SIZE,
-         "specified write size was not match. _size=380, sizeRead=540"},
-        {"a count too small", [](Head& head, Items&) { head.dwItemEntryCount = 1; }, WDLT_E_BUFFER_SIZE,
-         "specified write size was not match. _size=380, sizeRead=220"},
-        {"a wild count", [](Head& head, Items&) { head.dwItemEntryCount = 0xFFFFFFFF; }, WDLT_E_BUFFER_SIZE,
+        {[](Head& head, Items&) { head.dwItemEntryCount = 0xFFFFFFFF; }, WDLT_E_BUFFER_SIZE,
          "specified write size was not match. _size=380, sizeRead="},
-        {"more than there may be",
-         [](Head& head, Items& items) {
-             items.resize(33);
-             head.dwItemEntryCount = 33;
-         },
-         WDLT_E_INVALID_ARGUMENT, "Trying to write more items than max. Count=33, MaxCount=32"},
-        {"a large index", [](Head&, Items& items) { items[1].dwItemIndex = 32; }, WDLT_E_INVALID_ARGUMENT,
+        {[](Head& head, Items& items) { items.resize(head.dwItemEntryCount = 33); }, WDLT_E_INVALID_ARGUMENT,
+         "Trying to write more items than max. Count=33, MaxCount=32"},
+        {[](Head&, Items& items) { items[1].dwItemIndex = 32; }, WDLT_E_INVALID_ARGUMENT,
          "Item index was too big. Index=32"},
-        {"an index twice", [](Head&, Items& items) { items[1].dwItemIndex = 0; }, WDLT_E_INVALID_ARGUMENT,
+        {[](Head&, Items& items) { items[1].dwItemIndex = 0; }, WDLT_E_INVALID_ARGUMENT,
          "Item index has duplication. Index=0"},
-        {"an endless name", [&](Head&, Items& items) { fill(items[1].szItemName); }, WDLT_E_INVALID_ARGUMENT,
+        {[&](Head&, Items& items) { fill(items[1].szItemName); }, WDLT_E_INVALID_ARGUMENT,
          "Item text has no terminator. Index=5"},
-        {"an endless description", [&](Head&, Items& items) { fill(items[0].szDescription); }, WDLT_E_INVALID_ARGUMENT,
+        {[&](Head&, Items& items) { fill(items[0].szDescription); }, WDLT_E_INVALID_ARGUMENT,
          "Item text has no terminator. Index=0"},
+        {[&](Head& head, Items&) { fill(head.szDataBaseName); }, WDLT_E_INVALID_ARGUMENT, kNames},
+        {[](Head& head, Items&) { privacy_files::put(head.szDataBaseName, "../pdp.db"); }, WDLT_E_INVALID_ARGUMENT,
+         kNames},
+        {[](Head& head, Items&) { privacy_files::put(head.szBackUpDBName, "x\\pdp.bak"); }, WDLT_E_INVALID_ARGUMENT,
+         kNames},
+        {[](Head& head, Items&) { privacy_files::put(head.szBackUpDBName, "pdp.db"); }, WDLT_E_INVALID_ARGUMENT,
+         kNames},
     };
     ASSERT_EQ(writeItems({item(1, "old"), item(2, "older")}), WDLT_OK);
     ChangeListener service;
     const State before = state();
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
+        SCOPED_TRACE(c.line);
         Head head = control();
         Items items{item(0, "new"), item(5, "newer")};
         head.dwItemEntryCount = 2;
@@ -228,22 +170,8 @@ TEST_F(PrivacyItems, BadItemsChangeNothing) {
         EXPECT_EQ(state(), before);
         expectLine(c.line);
     }
-    for (const auto& [database, backup] : {std::pair{std::string(20, 'f'), "pdp.bak"},
-                                           {"pdp.db", "an endless name of a backup"},
-                                           {"../pdp.db", "pdp.bak"},
-                                           {"pdp.db", "x\\pdp.bak"},
-                                           {"pdp.db", "pdp.db"}}) {
-        SCOPED_TRACE(database + " and " + backup);
-        Head head = control();
-        (database + '\0').copy(head.szDataBaseName, sizeof head.szDataBaseName);
-        (std::string(backup) + '\0').copy(head.szBackUpDBName, sizeof head.szBackUpDBName);
-        EXPECT_EQ(writeItems({}, head), WDLT_E_INVALID_ARGUMENT);
-        EXPECT_EQ(state(), before);
-        expectLine("Database names were invalid.");
-    }
-    std::vector<char> none(60);
-    for (const std::uint64_t type : {std::uint64_t{2}, std::uint64_t{4}, std::uint64_t{1} << 32})
-        EXPECT_EQ(write(type, none), WDLT_E_INVALID_ARGUMENT);
+    const std::vector<char> none(60);
+    EXPECT_EQ(write(2, none), WDLT_E_INVALID_ARGUMENT);
     EXPECT_EQ(write(WDLT_CONFIG_PRIVACY_ITEMS, none), WDLT_E_BUFFER_SIZE); // one byte short
     const std::vector many(33, item(1, "x"));
     EXPECT_EQ(WDLT_CALL(library, WdltPdpWriteItemList)(many.data(), -1), WDLT_E_INVALID_ARGUMENT);
@@ -251,8 +179,9 @@ TEST_F(PrivacyItems, BadItemsChangeNothing) {
     expectLine("CFuncPdp::ItemListWrite(): count 33 exceeds the maximum 32");
     EXPECT_EQ(state(), before);
     EXPECT_THAT(service.heard(), IsEmpty());
-    EXPECT_EQ(write(WDLT_CONFIG_DEFAULT, bufferOf(control(), {item(0, "new")})), WDLT_OK); // as items
-    EXPECT_NE(state(), before);
+    const Head head = control();
+    EXPECT_EQ(write(WDLT_CONFIG_DEFAULT, bufferOf(head, Items{})), WDLT_OK); // as items
+    EXPECT_EQ(state().values.size(), 1u);
 }
 
 TEST_F(PrivacyItems, BadExclusionsChangeNoDatabase) {
@@ -271,7 +200,6 @@ TEST_F(PrivacyItems, BadExclusionsChangeNoDatabase) {
         {hundred, "Trying to write more exclusion items than max. dwExclusionCount=101, dwMaxCount=100"},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.line);
         std::vector<PrivacyExclusionItem> items = c.items;
         items.insert(items.begin(), exclusionItem(1, "good"));
         EXPECT_EQ(writeExclusions(items), WDLT_E_INVALID_ARGUMENT);
@@ -283,8 +211,6 @@ TEST_F(PrivacyItems, BadExclusionsChangeNoDatabase) {
     buffer.pop_back();
     EXPECT_EQ(write(WDLT_CONFIG_PRIVACY_EXCLUSIONS, buffer), WDLT_E_INVALID_ARGUMENT);
     expectLine("*** CEnginePDPCommon::WriteConfigExclusionItems() - Invalid input buffer size.");
-    buffer.resize(8);
-    EXPECT_EQ(write(WDLT_CONFIG_PRIVACY_EXCLUSIONS, buffer), WDLT_E_BUFFER_SIZE);
     EXPECT_EQ(get(kDatabase), before);
 
     EXPECT_EQ(writeAll(hundred), WDLT_OK); // takes the backup away
@@ -292,8 +218,7 @@ TEST_F(PrivacyItems, BadExclusionsChangeNoDatabase) {
     tree::setNumber(kKey, "ExclusionItemMax", 99);
     EXPECT_EQ(readExclusions().status, WDLT_E_GENERAL);
     EXPECT_EQ(writeAll(hundred), WDLT_E_GENERAL); // what can't be read isn't written over
-    tree::setNumber(kKey, "ExclusionItemMax", 101);
-    EXPECT_EQ(readExclusions().items.size(), 100u);
+    EXPECT_GT(get(kDatabase).size(), 100u * 28);
 }
 
 // The file names of a write are the caller's, those of everything else the settings'.
@@ -317,11 +242,9 @@ TEST_F(PrivacyItems, AccessesKeepEachOtherOut) {
         EXPECT_EQ(writeExclusions({}), status);
     };
     for (const char* const name : {"Local__PRIVACY_DATA_PROTECTION_CONFIG_MUTEX", kPresence}) {
-        SCOPED_TRACE(name);
         const Handle somebody = makeMutex(name);
         expectAll(WDLT_E_GENERAL);
     }
-    expectAll(WDLT_OK);
     tree::setNumber(kKey, "AccessRetryCount", 0xFFFFFFFF); // one more than that is none
     expectAll(WDLT_E_GENERAL);
     tree::setNumber(kKey, "AccessRetryCount", 0);
@@ -334,59 +257,49 @@ TEST_F(PrivacyItems, ItemsAreTriedOut) {
     const std::vector<PrivacyViewItem> items{item(1, "fine"), item(1, "\xE6\x97\xA5"), item(99, ""),
                                              item(2, "\xC3\xA4"), item(3, "\xFF")};
     const struct {
-        const char* what;
         std::uint32_t charSets, standard;
         std::vector<std::uint32_t> results;
     } cases[] = {
-        {"three charsets",
-         WDLT_CHARSET_US_ASCII | WDLT_CHARSET_UTF_8 | WDLT_CHARSET_ISO_8859_1,
+        {WDLT_CHARSET_US_ASCII | WDLT_CHARSET_UTF_8 | WDLT_CHARSET_ISO_8859_1,
          WDLT_CHARSET_UTF_8,
          {0, kBad, 0, 0, kBad}}, // what us-ascii lacks is passed over
-        {"us-ascii as the standard", WDLT_CHARSET_US_ASCII, WDLT_CHARSET_US_ASCII, {0, kBad, 0, kBad, kBad}},
-        {"no charset at all", 0x40000000, WDLT_CHARSET_UTF_8, {kBad, kBad, 0, kBad, kBad}},
-        {"Shift_JIS", WDLT_CHARSET_SHIFT_JIS, WDLT_CHARSET_UTF_8, {0, 0, 0, kBad, kBad}},
+        {WDLT_CHARSET_US_ASCII, WDLT_CHARSET_US_ASCII, {0, kBad, 0, kBad, kBad}},
+        {0x40000000, WDLT_CHARSET_UTF_8, {kBad, kBad, 0, kBad, kBad}}, // no charset at all
     };
     const Handle somebody = makeMutex(kPresence); // doesn't matter
     const auto verify = WDLT_CALL(library, WdltPdpVerifyItems);
-    std::vector<std::uint32_t> results(6);
+    std::vector<std::uint32_t> results(5);
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
+        SCOPED_TRACE(c.charSets);
         PrivacyControlData with = control(c.charSets);
         with.dwDefaultCharSet = c.standard;
         settings(with);
         const State before = state();
-        results.assign(6, 77);
         EXPECT_EQ(verify(items.data(), 5, results.data()), WDLT_OK);
-        EXPECT_EQ(results.back(), 77u);
-        results.pop_back();
         EXPECT_EQ(results, c.results);
         EXPECT_EQ(state(), before);
     }
-    EXPECT_EQ(verify(items.data(), 5, nullptr), WDLT_E_INVALID_ARGUMENT);
-    tree::deleteValue(kKey, "BackUpDBName");
-    EXPECT_EQ(verify(items.data(), 1, results.data()), WDLT_E_GENERAL);
 }
 
 TEST_F(PrivacyItems, EachProtocolKeepsItsNumber) {
     tree::setNumber("ProtocolHandler\\HTTP", "Type", 3);
     tree::setText("ProtocolHandler\\HTTP", "Scan", "HTTP");
-    const auto read = WDLT_CALL(library, WdltReadConfig);
-    const auto write = WDLT_CALL(library, WdltWriteConfig);
-    std::uint32_t value = 4711;
-    std::uint64_t size = 4;
-    EXPECT_EQ(read(3, WDLT_SCAN_PRIVACY, WDLT_CONFIG_PRIVACY_TABLE_READ, &value, &size), WDLT_E_REGISTRY);
-    for (const std::uint64_t type : {std::uint64_t{0}, std::uint64_t{1}, std::uint64_t{4}})
-        EXPECT_EQ(write(3, WDLT_SCAN_PRIVACY, type, &value, 4), WDLT_E_INVALID_ARGUMENT);
-    for (const std::uint64_t type : {std::uint64_t{WDLT_CONFIG_PRIVACY_TABLE_WRITE}, 0xFFFFFFFFFFFFFFF8}) {
-        ++value;
-        EXPECT_EQ(write(3, WDLT_SCAN_PRIVACY, type, &value, 4), WDLT_OK);
-        std::uint32_t stored = 0;
-        EXPECT_EQ(read(3, WDLT_SCAN_PRIVACY, WDLT_CONFIG_PRIVACY_TABLE_READ, &stored, &size), WDLT_OK);
-        EXPECT_EQ(stored, value);
-    }
-    EXPECT_EQ(tree::number("Scan\\HTTP\\PrivacyProtection\\config", "SearchTableIndex"), value);
-    EXPECT_EQ(read(3, WDLT_SCAN_PRIVACY, WDLT_CONFIG_PRIVACY_TABLE_WRITE, &value, &size), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_EQ(write(5, WDLT_SCAN_PRIVACY, WDLT_CONFIG_PRIVACY_TABLE_WRITE, &value, 4), WDLT_E_GENERAL); // no handler
+    const auto read = [&](std::uint64_t type, std::uint32_t& value) {
+        std::uint64_t size = sizeof value;
+        return WDLT_CALL(library, WdltReadConfig)(3, WDLT_SCAN_PRIVACY, type, &value, &size);
+    };
+    const auto write = [&](std::uint64_t type, std::uint32_t value) {
+        return WDLT_CALL(library, WdltWriteConfig)(3, WDLT_SCAN_PRIVACY, type, &value, sizeof value);
+    };
+    std::uint32_t stored = 0;
+    EXPECT_EQ(read(WDLT_CONFIG_PRIVACY_TABLE_READ, stored), WDLT_E_REGISTRY);
+    EXPECT_EQ(write(4, 1), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_EQ(write(WDLT_CONFIG_PRIVACY_TABLE_WRITE, 4711), WDLT_OK);
+    EXPECT_EQ(read(WDLT_CONFIG_PRIVACY_TABLE_READ, stored), WDLT_OK);
+    EXPECT_EQ(stored, 4711u);
+    EXPECT_EQ(write(0xFFFFFFFFFFFFFFF8, 4712), WDLT_OK);
+    EXPECT_EQ(tree::number("Scan\\HTTP\\PrivacyProtection\\config", "SearchTableIndex"), 4712u);
+    EXPECT_EQ(read(WDLT_CONFIG_PRIVACY_TABLE_WRITE, stored), WDLT_E_INVALID_ARGUMENT);
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 // What is kept enciphered everywhere else: nothing of it stays on a thread's stack, in memory that was given back, or in
 // any file of the home.
 #include "PrivacyLists.h"
+#include "UrlFilterTree.h"
 
 #include <Sanitizers.h>
 
@@ -43,19 +44,11 @@ namespace {
 
 using namespace privacy_files;
 
-const std::string kUrlKey = "Scan\\Common\\URLFilter\\config";
 constexpr char kSecret[] = "4711-0815-xyzzy-secret";
 
 class Secrets : public PrivacyLists {
   protected:
-    Secrets() {
-        for (const char* const name : {"Mode", "EnableServerLookup", "EnableProxy", "EnableCategoryChk", "EnablePharm",
-                                       "CategoryNonBlock", "PharmingNonBlock", "NotifyAll", "EnableCredibilityChk",
-                                       "CredibilityNonBlock", "EnablePhishChk", "PhishNonBlock"})
-            tree::setNumber(kUrlKey, name, 0);
-        for (const char* const name : {"BlockCategoryGroups", "BlockPhishCategoryGrps"})
-            tree::setText(kUrlKey, name, "");
-    }
+    Secrets() { setUrlFilter(); }
 };
 
 TEST_F(Secrets, EachCallWipesThem) {
@@ -110,19 +103,14 @@ TEST_F(Secrets, EachCallWipesThem) {
          WDLT_E_INVALID_ARGUMENT},
     };
     for (const Case& c : cases) {
-        struct Call {
-            const Case& row;
-            const LoadedLibrary& library;
-            std::int32_t status;
-        } call{c, library, 1};
         std::vector<char> stack(std::size_t{1} << 20);
+        std::function<void()> call = [&] { EXPECT_EQ(c.call(library), c.status) << c.what; };
         pthread_attr_t attributes;
         pthread_attr_init(&attributes);
         pthread_attr_setstack(&attributes, stack.data(), stack.size());
         pthread_t thread{};
         const auto run = [](void* argument) -> void* {
-            auto& made = *static_cast<Call*>(argument);
-            made.status = made.row.call(made.library);
+            (*static_cast<std::function<void()>*>(argument))();
             return nullptr;
         };
         g_secret = kSecret;
@@ -131,7 +119,6 @@ TEST_F(Secrets, EachCallWipesThem) {
         lookFor(stack.data(), stack.size());
         g_secret = nullptr;
         pthread_attr_destroy(&attributes);
-        EXPECT_EQ(call.status, c.status) << c.what;
         EXPECT_EQ(std::exchange(g_found, 0), 0) << c.what;
     }
     EXPECT_STREQ(whole.szProxyPassword, kSecret);

@@ -6,8 +6,8 @@
 #include "LoadedLibrary.h"
 #include "TestObject.h"
 #include "TimeScale.h"
-#include "Tree.h"
 #include "UrlCategoryDB.h"
+#include "UrlFilterTree.h"
 
 #include <wdltcfg/addresses.h>
 #include <wdltcfg/records.h>
@@ -19,7 +19,6 @@
 
 #include <sys/mman.h>
 
-#include <atomic>
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
@@ -32,19 +31,12 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-const std::string kUrlKey = "Scan\\Common\\URLFilter\\config";
 const std::string kHostKey = "Scan\\Common\\HostFilter\\config";
 constexpr Change kUrlChange{0, WDLT_SCAN_URL_FILTER};
 
-template <std::size_t Size>
-void put(char (&field)[Size], const std::string& text) {
-    std::memset(field, 0, Size);
-    text.copy(field, Size - 1);
-}
-
 WdpeUrlfUrlRecord urlOf(const std::string& text) {
-    WdpeUrlfUrlRecord record;
-    put(record.szUrl, text);
+    WdpeUrlfUrlRecord record{};
+    text.copy(record.szUrl, sizeof record.szUrl - 1);
     return record;
 }
 
@@ -58,12 +50,7 @@ class UrlFilter : public testing::Test {
             std::filesystem::create_directories(home + folder);
         tree::setText("", "InstallPath", home + "/install/");
         tree::setText("", "TempPath", home + "/temp/");
-        for (const char* const name : {"Mode", "EnableServerLookup", "EnableProxy", "EnableCategoryChk", "EnablePharm",
-                                       "CategoryNonBlock", "PharmingNonBlock", "NotifyAll", "EnableCredibilityChk",
-                                       "CredibilityNonBlock", "EnablePhishChk", "PhishNonBlock"})
-            tree::setNumber(kUrlKey, name, 0);
-        tree::setText(kUrlKey, "BlockCategoryGroups", "");
-        tree::setText(kUrlKey, "BlockPhishCategoryGrps", "");
+        setUrlFilter();
         tree::setText(kUrlKey, "Whitelist", "white.dat");
         tree::setText(kUrlKey, "Blacklist", "black.dat");
     }
@@ -88,31 +75,24 @@ class UrlFilter : public testing::Test {
 TEST_F(UrlFilter, SettingsAndProxyLeaveEachOtherAlone) {
     ChangeListener service;
     WdltUrlfConfig config{};
-    config.dwMode = 3;
     config.dwUserDefinedCredLevel = -5;
-    config.dwEnableWdufeDns = 0;
-    put(config.szBlockCategoryGroups, "7,8");
-    put(config.szBlockPhishCategoryGrps, "9");
+    std::strcpy(config.szBlockCategoryGroups, "7,8");
     ASSERT_EQ(WDLT_CALL(library, WdltUrlfWriteConfig)(&config), WDLT_OK);
-    WdltUrlfProxy proxy{1, "proxy.example", 3128, "user", "password"};
+    const WdltUrlfProxy proxy{1, "proxy.example", 3128, "user", "password"};
     ASSERT_EQ(WDLT_CALL(library, WdltUrlfWriteProxy)(&proxy), WDLT_OK);
     config.dwMode = 4;
     ASSERT_EQ(WDLT_CALL(library, WdltUrlfWriteConfig)(&config), WDLT_OK);
     EXPECT_THAT(service.heard(), ElementsAre(kUrlChange, kUrlChange, kUrlChange));
 
-    WdltUrlfConfig readConfig;
-    std::memset(&readConfig, 0xEE, sizeof readConfig);
+    WdltUrlfConfig readConfig{};
     ASSERT_EQ(WDLT_CALL(library, WdltUrlfReadConfig)(&readConfig), WDLT_OK);
     EXPECT_EQ(std::memcmp(&readConfig, &config, sizeof config), 0);
     WdltUrlfProxy readProxy{};
     ASSERT_EQ(WDLT_CALL(library, WdltUrlfReadProxy)(&readProxy), WDLT_OK);
-    EXPECT_STREQ(readProxy.szProxyServer, "proxy.example");
-    EXPECT_STREQ(readProxy.szProxyPassword, "password");
-    EXPECT_EQ(readProxy.dwProxyPort, 3128u);
+    EXPECT_EQ(std::memcmp(&readProxy, &proxy, sizeof proxy), 0);
 
     tree::deleteValue(kUrlKey, "NotifyAll");
     EXPECT_EQ(WDLT_CALL(library, WdltUrlfWriteConfig)(&config), WDLT_E_NOT_FOUND); // a first write can't create them
-    EXPECT_EQ(WDLT_CALL(library, WdltUrlfReadProxy)(&readProxy), WDLT_E_NOT_FOUND);
     EXPECT_THAT(service.heard(), IsEmpty());
     EXPECT_TRUE(library.logged("CFuncUrlf::ConfigWrite(): Failed to read config: -16"));
 }
@@ -123,31 +103,27 @@ TEST_F(UrlFilter, AListIsReadWholeOrNotAtAll) {
     ASSERT_EQ(writeList(WDLT_LIST_WHITE, {"http://a.b/*", "*c.d*", longest}), WDLT_OK);
     EXPECT_THAT(service.heard(), ElementsAre(kUrlChange));
     const auto read = WDLT_CALL(library, WdltUrlfReadRecordList);
-    const auto expectThree = [&](std::int32_t room) {
-        std::vector<WdpeUrlfUrlRecord> records(4, urlOf("untouched"));
-        std::int32_t count = room;
-        EXPECT_EQ(read(WDLT_LIST_WHITE, room == 0 ? nullptr : records.data(), &count),
-                  room < 3 ? WDLT_E_BUFFER_SIZE : WDLT_OK);
-        EXPECT_EQ(count, 3);
-        EXPECT_EQ(records[2].szUrl, room < 3 ? "untouched" : longest);
-        EXPECT_STREQ(records[3].szUrl, "untouched");
-    };
-    for (const std::int32_t room : {0, 2, 3, 4})
-        expectThree(room);
     std::vector<WdpeUrlfUrlRecord> records(WDLT_MAX_URL_RECORDS + 1, urlOf("x"));
     std::int32_t count = 4;
     EXPECT_EQ(read(7, records.data(), &count), WDLT_E_INVALID_ARGUMENT);
     EXPECT_EQ(read(WDLT_LIST_BLACK, records.data(), &count), WDLT_E_FILE_NOT_FOUND);
-
     const auto write = WDLT_CALL(library, WdltUrlfWriteRecordList);
-    EXPECT_EQ(write(WDLT_LIST_WHITE, nullptr, 1), WDLT_E_INVALID_ARGUMENT);
     EXPECT_EQ(write(2, records.data(), 1), WDLT_E_INVALID_ARGUMENT);
     for (const std::int32_t wrong : {WDLT_MAX_URL_RECORDS + 1, -1})
         EXPECT_EQ(write(WDLT_LIST_WHITE, records.data(), wrong), WDLT_E_INVALID_ARGUMENT);
     EXPECT_TRUE(library.logged("CFuncUrlf::RecordListWrite(): count 501 exceeds the maximum"));
     EXPECT_EQ(writeList(WDLT_LIST_WHITE, {"a", ""}), WDLT_E_INVALID_ARGUMENT);
     EXPECT_THAT(service.heard(), IsEmpty());
-    expectThree(4); // none of it changed anything
+    for (const std::int32_t room : {0, 2, 3, 4}) { // none of it changed anything
+        records.assign(4, urlOf("untouched"));
+        count = room;
+        EXPECT_EQ(read(WDLT_LIST_WHITE, room == 0 ? nullptr : records.data(), &count),
+                  room < 3 ? WDLT_E_BUFFER_SIZE : WDLT_OK);
+        EXPECT_EQ(count, 3);
+        EXPECT_EQ(records[2].szUrl, room < 3 ? "untouched" : longest);
+        EXPECT_STREQ(records[3].szUrl, "untouched");
+    }
+    records.assign(WDLT_MAX_URL_RECORDS, urlOf("x"));
     for (const std::int32_t most : {WDLT_MAX_URL_RECORDS, 0}) {
         EXPECT_EQ(write(WDLT_LIST_WHITE, most == 0 ? nullptr : records.data(), most), WDLT_OK);
         count = WDLT_MAX_URL_RECORDS;
@@ -161,16 +137,13 @@ TEST_F(UrlFilter, CategoriesAreReadAsFarAsThereIsRoom) {
     const auto list = std::make_unique<WdpeUrlfCategoryList>();
     list->dwNumOfRecords = 3;
     for (std::uint8_t i = 0; i < 3; ++i)
-        put(list->records[i].szName, "category " + std::to_string(i));
+        list->records[i].szName[0] = static_cast<char>('a' + i);
     std::uint64_t size = sizeof *list;
     const std::string file = (TestHome::instance().path() / "install" / "cat.dat").string();
     ASSERT_EQ(CUrlCategoryDB().Write(file.c_str(), list.get(), &size), WDLT_OK);
     expectReadAsFarAsThereIsRoom(
         WDLT_CALL(library, WdltUrlfReadCategory), WdpeUrlfCategory{}, [](const auto& read) { return read.szName; },
-        std::vector<std::string>{"category 0", "category 1", "category 2"});
-    std::int32_t count = 3;
-    EXPECT_EQ(WDLT_CALL(library, WdltUrlfReadCategoryGroup)(nullptr, &count), WDLT_E_NOT_FOUND);
-    EXPECT_EQ(count, 3);
+        std::vector<std::string>{"a", "b", "c"});
 }
 
 TEST_F(UrlFilter, WithoutAServiceTheListsFileAnswers) {
@@ -197,33 +170,7 @@ TEST_F(UrlFilter, AUrlWithoutATerminatorEndsWithItsField) {
     munmap(pages, 2 * kPage);
 }
 
-// Takes the question down and answers it.
-class Answerer {
-  public:
-    // `flag`: whether it is found; `reply`: the status word; without `answers` it keeps silent.
-    Answerer(std::uint32_t flag, std::int32_t reply, bool answers)
-        : m_service("wdlt_action", 20, [this, flag, reply, answers](BYTE* memory) {
-              const std::uint32_t expected[] = {0xFFFFFFFF, WDLT_PROTOCOL_HTTP, WDLT_SCAN_URL_FILTER, 300, 1};
-              const Handle mapping(
-                  OpenFileMappingA(FILE_MAP_ALL_ACCESS, FALSE, "Global\\wdlt_urlfilter_action_data_map"));
-              const auto question = viewOf<BYTE>(mapping, 2093);
-              std::uint32_t found = 0;
-              std::memcpy(&found, &question[2088], sizeof found);
-              wellAsked = found == 0 && std::memcmp(memory, expected, sizeof expected) == 0;
-              std::memcpy(&listType, &question[0], sizeof listType);
-              url = reinterpret_cast<const char*>(&question[4]);
-              std::memcpy(&question[2088], &flag, sizeof flag);
-              std::memcpy(memory, &reply, sizeof reply);
-              return answers;
-          }) {}
-
-    std::atomic<bool> wellAsked{false};
-    std::uint32_t listType = 99;
-    std::string url;
-
-  private:
-    FakeService m_service;
-};
+constexpr const char* kActionMutex = "Global\\wdlt_action_mutex";
 
 TEST_F(UrlFilter, TheServiceAnswersBeforeTheFile) {
     const struct {
@@ -232,43 +179,68 @@ TEST_F(UrlFilter, TheServiceAnswersBeforeTheFile) {
         const char* url;
         std::uint32_t flag; // of the answer
         std::int32_t reply;
-        bool answers;
         std::int32_t result;
     } cases[] = {
-        {"no", WDLT_LIST_BLACK, "http://in-file/", 0, 0, true, 0},
-        {"yes", WDLT_LIST_WHITE, "http://x/", 1, 0, true, 1},
-        {"only 1 is a yes", WDLT_LIST_BLACK, "http://in-file/", 2, 0, true, 0},
-        {"refusing", WDLT_LIST_BLACK, "http://in-file/", 0, 5, true, 1},
-        {"silent", WDLT_LIST_BLACK, "http://in-file/", 0, 0, false, 1},
+        {"yes", WDLT_LIST_WHITE, "http://x/", 1, 0, 1},
+        {"only 1 is a yes", WDLT_LIST_BLACK, "http://in-file/", 2, 0, 0},
+        {"refusing", WDLT_LIST_BLACK, "http://in-file/", 0, 5, 1},
     };
     ASSERT_EQ(writeList(WDLT_LIST_BLACK, {"*in-file*"}), WDLT_OK);
     for (const auto& c : cases) {
         SCOPED_TRACE(c.what);
-        clearLog();
-        const TimeScale time(c.answers ? "0.1" : "0.001");
-        Answerer service(c.flag, c.reply, c.answers);
+        const FakeService service("wdlt_action", 20, [&](BYTE* memory) {
+            const std::uint32_t expected[] = {0xFFFFFFFF, WDLT_PROTOCOL_HTTP, WDLT_SCAN_URL_FILTER, 300, 1};
+            EXPECT_EQ(std::memcmp(memory, expected, sizeof expected), 0);
+            EXPECT_EQ(waitFor(makeMutex(kActionMutex)), DWORD{WAIT_TIMEOUT}); // one question at a time
+            const Handle mapping(
+                OpenFileMappingA(FILE_MAP_ALL_ACCESS, FALSE, "Global\\wdlt_urlfilter_action_data_map"));
+            const auto question = viewOf<BYTE>(mapping, 2093);
+            EXPECT_EQ(std::memcmp(&question[0], &c.listType, sizeof c.listType), 0);
+            EXPECT_STREQ(reinterpret_cast<const char*>(&question[4]), c.url);
+            EXPECT_EQ(question[2088], 0); // the answer's place
+            std::memcpy(&question[2088], &c.flag, sizeof c.flag);
+            std::memcpy(memory, &c.reply, sizeof c.reply);
+            return true;
+        });
         EXPECT_EQ(isOnList(c.listType, c.url), c.result);
-        EXPECT_TRUE(service.wellAsked);
-        EXPECT_EQ(service.listType, c.listType);
-        EXPECT_EQ(service.url, c.url);
-        EXPECT_EQ(library.logged("Failed to send in ActionEventSender"), !c.answers);
     }
-    EXPECT_EQ(isOnList(WDLT_LIST_BLACK, "http://in-file/"), 1);
 }
 
+// Half there or deaf, or one whose mutex can't be had.
+TEST_F(UrlFilter, EachServiceThatAskersFear) {
+    const struct {
+        DWORD bytes;
+        bool withEvents, withMutex;
+        const char* line;
+    } cases[] = {
+        {1, true, true, "Failed to open memory in ActionEventSender or Wardlet is not running"},
+        {20, true, true, "Failed to send in ActionEventSender"},
+        {20, false, true, "Failed to send in ActionEventSender"},
+        {20, true, false, "Failed to send in ActionEventSender"},
+    };
+    ASSERT_EQ(writeList(WDLT_LIST_BLACK, {"*in-file*"}), WDLT_OK);
+    const TimeScale impatient("0.0005");
+    for (const auto& c : cases) {
+        clearLog();
+        const ServiceObjects objects("wdlt_action", c.bytes, c.withEvents);
+        const Handle mutex = c.withMutex ? nullptr : makeSemaphore(kActionMutex, 1, 1);
+        EXPECT_EQ(isOnList(WDLT_LIST_BLACK, "http://in-file/"), 1);
+        EXPECT_TRUE(library.logged(c.line)) << c.line;
+    }
+}
+
+// Their records are tried at their addresses; each function has its own.
 TEST_F(UrlFilter, SmallSettings) {
     ChangeListener service;
-    const auto writeUuc = WDLT_CALL(library, WdltUrlfWriteUUC);
     WdpeUrlfUUC uuc{};
-    EXPECT_EQ(writeUuc(&uuc), WDLT_OK); // as it is stored
+    WdpeUrlfUUC again{};
+    EXPECT_EQ(WDLT_CALL(library, WdltUrlfWriteUUC)(&uuc), WDLT_OK); // as it is stored
     EXPECT_THAT(service.heard(), IsEmpty());
     uuc = {1, 0, 1};
-    EXPECT_EQ(writeUuc(&uuc), WDLT_OK);
-    WdpeUrlfUUC again{};
+    EXPECT_EQ(WDLT_CALL(library, WdltUrlfWriteUUC)(&uuc), WDLT_OK);
+    EXPECT_THAT(service.heard(), ElementsAre(kUrlChange));
     EXPECT_EQ(WDLT_CALL(library, WdltUrlfReadUUC)(&again), WDLT_OK);
     EXPECT_EQ(std::memcmp(&again, &uuc, sizeof uuc), 0);
-    EXPECT_EQ(writeUuc(&again), WDLT_OK);
-    EXPECT_THAT(service.heard(), ElementsAre(kUrlChange));
 
     EXPECT_EQ(WDLT_CALL(library, WdltUrlfIsBackupLKQRetryEnabled)(), 1);
     EXPECT_EQ(WDLT_CALL(library, WdltUrlfEnableBackupLKQRetry)(0), WDLT_OK);
@@ -281,43 +253,30 @@ TEST_F(UrlFilter, SmallSettings) {
     EXPECT_EQ(tree::get(kUrlKey, "QXNGuid")->data.size(), 16u);
 
     WdpeUrlfRSInfo server{"", 8080};
-    const auto writeServer = WDLT_CALL(library, WdltUrlfWriteRSInfo);
-    EXPECT_EQ(writeServer(&server), WDLT_E_INVALID_ARGUMENT);
-    put(server.szRatingServer, "rating.example");
-    EXPECT_EQ(writeServer(&server), WDLT_E_NOT_FOUND);
-    tree::set(kUrlKey, "LookupServer", REG_BINARY, "", 0);
-    EXPECT_EQ(writeServer(&server), WDLT_OK);
+    EXPECT_EQ(WDLT_CALL(library, WdltUrlfWriteRSInfo)(&server), WDLT_E_INVALID_ARGUMENT);
+    server.szRatingServer[0] = 's';
+    tree::set(kUrlKey, "LookupServer", REG_BINARY, "");
+    EXPECT_EQ(WDLT_CALL(library, WdltUrlfWriteRSInfo)(&server), WDLT_OK);
     WdpeUrlfRSInfo stored{};
     EXPECT_EQ(WDLT_CALL(library, WdltUrlfReadRSInfo)(&stored), WDLT_OK);
     EXPECT_EQ(std::memcmp(&stored, &server, sizeof stored), 0);
-
-    const auto setHeader = WDLT_CALL(library, WdltUrlfSetExtraHeader);
-    WdpeUrlfExtraHeader header{0, 4, {1, 2, 3, 4}};
-    std::vector<char> whole(sizeof header + 4);
-    std::memcpy(whole.data(), &header, sizeof header);
-    EXPECT_EQ(setHeader(&header), 1);
-    header.dwVersion = 2;
-    EXPECT_EQ(setHeader(&header), WDLT_E_VERSION);
-    whole[0] = 1;
-    EXPECT_EQ(setHeader(reinterpret_cast<const WdpeUrlfExtraHeader*>(whole.data())), WDLT_OK);
+    const struct {
+        WdpeUrlfExtraHeader head;
+        char data[4];
+    } headers[] = {{{0, 4, {}}, {}}, {{2, 4, {}}, {}}, {{1, 4, {}}, {}}};
+    for (const auto& [header, status] :
+         {std::pair(&headers[0], 1), {&headers[1], WDLT_E_VERSION}, {&headers[2], WDLT_OK}})
+        EXPECT_EQ(WDLT_CALL(library, WdltUrlfSetExtraHeader)(&header->head), status);
     EXPECT_EQ(tree::number(kUrlKey, "ExtraHeaderVersion"), 1u);
-    EXPECT_EQ(WDLT_CALL(library, WdltUrlhReadRecordList)(nullptr, nullptr), 0);
-
-    tree::clear(tree::path("Scan"));
-    family = 99;
-    EXPECT_EQ(WDLT_CALL(library, WdltUrlfIsBackupLKQRetryEnabled)(), 1);
-    EXPECT_EQ(WDLT_CALL(library, WdltUrlfGetSocketFamily)(&family), WDLT_OK);
-    EXPECT_EQ(family, 99u);
 }
 
 TEST_F(UrlFilter, HostFilter) {
     ChangeListener service;
-    WdpeHosfData config{1, 1, ".gif,.png"};
-    EXPECT_EQ(WDLT_CALL(library, WdltHosfWriteConfig)(&config), WDLT_E_REGISTRY);
-    tree::setNumber(kHostKey, "EnablePrivateIPCheck", 0);
-    tree::setNumber(kHostKey, "NonBlock", 0);
-    tree::setText(kHostKey, "ExclusionExtensions", "");
-    tree::setText(kHostKey, "Whitelist", "hosts.dat");
+    for (const char* const name : {"EnablePrivateIPCheck", "NonBlock"})
+        tree::setNumber(kHostKey, name, 0);
+    for (const char* const name : {"ExclusionExtensions", "Whitelist"})
+        tree::setText(kHostKey, name, "hosts.dat");
+    const WdpeHosfData config{1, 1, ".gif,.png"};
     EXPECT_EQ(WDLT_CALL(library, WdltHosfWriteConfig)(&config), WDLT_OK);
     WdpeHosfData again{};
     EXPECT_EQ(WDLT_CALL(library, WdltHosfReadConfig)(&again), WDLT_OK);

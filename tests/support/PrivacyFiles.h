@@ -55,6 +55,9 @@ inline std::string header(std::uint32_t records) {
 inline std::string record(std::uint32_t index, std::uint32_t item, std::uint32_t charSet, const std::string& pattern) {
     return number(index) + number(item) + number(charSet) + message(filled(pattern, 112));
 }
+inline std::string patternOf(const PrivacySearchRecord& record) {
+    return reinterpret_cast<const char*>(record.byPattern);
+}
 inline std::string exclusionHeader(std::uint32_t count, std::size_t bytes) {
     return number(count) + number(static_cast<std::uint32_t>(bytes));
 }
@@ -112,10 +115,6 @@ std::vector<char> bufferOf(const Head& head, const std::vector<Item>& items) {
         std::memcpy(bytes.data() + 1 + sizeof head, items.data(), items.size() * sizeof(Item));
     return bytes;
 }
-inline std::vector<char> bufferOf(PrivacyControlData head, const std::vector<PrivacyViewItem>& items) {
-    head.dwItemEntryCount = static_cast<std::uint32_t>(items.size());
-    return bufferOf<PrivacyControlData, PrivacyViewItem>(head, items);
-}
 inline std::vector<char> bufferOf(const std::vector<PrivacyExclusionItem>& items) {
     return bufferOf(PrivacyExclusionListHead{static_cast<std::uint32_t>(items.size()), 0xEEEEEEEE}, items);
 }
@@ -165,71 +164,12 @@ class PrivacyTest : public TestFiles {
                 file->replace(48, 8, std::string(8, 'T'));
         for (const auto& entry : std::filesystem::directory_iterator(at("temp")))
             now.temporary.push_back(entry.path().filename());
-        std::vector<std::string> names{"ItemEntryCount"};
-        for (const char* const name : {"ItemIndex", "ScanTarget", "ItemName", "Description", "PrivacyData"})
-            for (const char* const position : {"00", "01", "02", "03", "04", "05"})
-                names.push_back(std::string(name) + position);
-        for (const std::string& name : names)
-            if (const auto value = tree::get(kKey, name.c_str()))
-                now.values[name] = value->data;
+        for (const char* const name :
+             {"ItemEntryCount", "ItemIndex", "ScanTarget", "ItemName", "Description", "PrivacyData"})
+            for (const char* const position : {"", "00", "01", "02", "03"})
+                if (const auto value = tree::get(kKey, (name + std::string(position)).c_str()))
+                    now.values[name + std::string(position)] = value->data;
         return now;
     }
-    void emptyTemp() const {
-        for (const auto& entry : std::filesystem::directory_iterator(at("temp")))
-            std::filesystem::remove(entry.path());
-    }
 };
-
-// The lists as they are read and written at their addresses, whoever does it.
-class PrivacyListTest : public PrivacyTest {
-  protected:
-    template <class Head, class Item>
-    struct List {
-        std::int32_t status = 0;
-        Head head{};
-        std::vector<Item> items;
-    };
-
-    virtual std::int32_t readInto(std::uint64_t type, void* data, std::uint64_t& size) = 0;
-    virtual std::int32_t writeFrom(std::uint64_t type, void* data, std::uint64_t size) = 0;
-
-    std::int32_t write(std::uint64_t type, std::vector<char> buffer) {
-        return writeFrom(type, buffer.data() + 1, buffer.size() - 1);
-    }
-    std::int32_t writeItems(const std::vector<PrivacyViewItem>& items, const PrivacyControlData& with = control()) {
-        return write(WDLT_CONFIG_PRIVACY_ITEMS, bufferOf(with, items));
-    }
-    std::int32_t writeExclusions(const std::vector<PrivacyExclusionItem>& items) {
-        return write(WDLT_CONFIG_PRIVACY_EXCLUSIONS, bufferOf(items));
-    }
-
-    // As callers read: the size first.
-    template <class Head, class Item>
-    List<Head, Item> read(std::uint64_t type) {
-        List<Head, Item> list;
-        std::uint64_t size = 0;
-        list.status = readInto(type, nullptr, size);
-        if (list.status != WDLT_E_BUFFER_SIZE)
-            return list;
-        std::vector<char> buffer(size + 1);
-        list.status = readInto(type, buffer.data() + 1, size);
-        if (list.status != WDLT_OK)
-            return list;
-        std::memcpy(&list.head, buffer.data() + 1, sizeof list.head);
-        list.items.resize((size - sizeof list.head) / sizeof(Item));
-        if (!list.items.empty())
-            std::memcpy(list.items.data(), buffer.data() + 1 + sizeof list.head, list.items.size() * sizeof(Item));
-        return list;
-    }
-    auto readItems() { return read<PrivacyControlData, PrivacyViewItem>(WDLT_CONFIG_PRIVACY_ITEMS); }
-    auto readSearch() { return read<PrivacyDBHeader, PrivacySearchRecord>(WDLT_CONFIG_PRIVACY_SEARCH); }
-    auto readExclusions() {
-        return read<PrivacyExclusionListHead, PrivacyExclusionItem>(WDLT_CONFIG_PRIVACY_EXCLUSIONS);
-    }
-};
-
-inline std::string patternOf(const PrivacySearchRecord& record) {
-    return reinterpret_cast<const char*>(record.byPattern);
-}
-
 } // namespace privacy_files
