@@ -94,9 +94,11 @@ TEST_F(RecordTable, EachRowIsSo) {
             const auto isNeeded = [&](std::uint64_t size) {
                 return reads.isHead ? size >= reads.size : size == reads.size;
             };
+            std::ranges::fill(buffer, '\1');
             EXPECT_EQ(read(false, reads.size).first, reads.withoutData);
             const auto [status, needed] = read(true, reads.size - 1);
             EXPECT_EQ(status, reads.otherSize);
+            EXPECT_TRUE(reads.takesMore || std::ranges::count(buffer, '\1') == std::ssize(buffer));
             EXPECT_TRUE(status != WDLT_E_BUFFER_SIZE || isNeeded(needed)) << needed;
             const auto [asked, told] = read(false, 0);
             EXPECT_EQ(asked == WDLT_E_BUFFER_SIZE, match[11] == "yes");
@@ -118,12 +120,14 @@ TEST_F(RecordTable, EachRowIsSo) {
     EXPECT_EQ(rows, 45);
 }
 
-TEST_F(RecordTable, LinesOfOtherSizes) {
+TEST_F(RecordTable, LinesOfOtherSizesAndTypes) {
+    constexpr std::int32_t kNoType = WDLT_E_INVALID_ARGUMENT;
     const struct {
         std::uint32_t protocol, scan;
         std::uint64_t type, size;
         const char* read;
         const char* written;
+        std::int32_t status = 0; // 0: the table has it
     } cases[] = {
         {10000, 0, 0, 863, "", "> WriteConfig size is invalid (863 / 864)"},
         {2, 0, 0, 15, "", "[WdltCfg.dll] WriteConfig size is invalid (15 / 16)"},
@@ -133,14 +137,26 @@ TEST_F(RecordTable, LinesOfOtherSizes) {
         {0, WDLT_SCAN_ANTI_SPAM, 0, 103, "ReadCommonConfig: parameter size error", "WriteCommonConfig: parameter size"},
         {0, WDLT_SCAN_ANTI_SPAM, 1, 523, "ReadRulePathConfig: parameter size", "WriteRulePathConfig: parameter size"},
         {1, WDLT_SCAN_ANTI_SPAM, 0, 256559, "ReadConfig: parameter size error", "WriteConfig: parameter size error"},
+        {0, WDLT_SCAN_MAIL_MANAGER, 2, 1408, "] ReadConfig invalid input : pInput=0x2",
+         "] WriteConfig invalid input : pInput=0x2", kNoType},
+        {0, WDLT_SCAN_HTTP_MANAGER, 0x1F, 4, "] ReadConfig invalid input : pInput=0x1f",
+         "] WriteConfig invalid input : pInput=0x1f", kNoType},
+        {0, WDLT_SCAN_ANTI_SPAM, 2, 104, "CEngineASpmCommon::ReadConfig(): invalid value (dwInput=2)",
+         "CEngineASpmCommon::WriteConfig(): invalid value (dwInput=2)", kNoType},
+        {0, WDLT_SCAN_URL_FILTER, 15, 4, "CEngineUrlFCommon::ReadConfig(): invalid value (dwInput=15)",
+         "CEngineUrlFCommon::WriteConfig(): invalid value (dwInput=15", kNoType},
+        {0, WDLT_SCAN_VIRUS, 2, 4, "CEngineSCANXCommon::ReadConfig(): invalid value (dwInput=2)", "", kNoType},
     };
     std::vector<char> buffer(256560);
     for (const auto& c : cases) {
         const FreshLog fresh;
         std::uint64_t size = c.size;
-        EXPECT_LT(WDLT_CALL(library, WdltReadConfig)(c.protocol, c.scan, c.type, buffer.data(), &size), WDLT_OK);
+        const std::int32_t read = WDLT_CALL(library, WdltReadConfig)(c.protocol, c.scan, c.type, buffer.data(), &size);
+        EXPECT_TRUE(c.status == 0 ? read < 0 : read == c.status) << c.read;
         EXPECT_TRUE(library.logged(c.read)) << c.read;
-        EXPECT_LT(WDLT_CALL(library, WdltWriteConfig)(c.protocol, c.scan, c.type, buffer.data(), c.size), WDLT_OK);
+        const std::int32_t written =
+            WDLT_CALL(library, WdltWriteConfig)(c.protocol, c.scan, c.type, buffer.data(), c.size);
+        EXPECT_TRUE(c.status == 0 ? written < 0 : written == c.status) << c.written;
         EXPECT_TRUE(library.logged(c.written)) << c.written;
     }
 }

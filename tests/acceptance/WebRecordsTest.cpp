@@ -187,10 +187,6 @@ INSTANTIATE_TEST_SUITE_P(All, WebRecords,
 
 class WebRecord : public FieldRecord {
   protected:
-    static void put(FieldRunner::Bytes& bytes, std::size_t offset, std::uint32_t number) {
-        std::memcpy(bytes.data() + offset, &number, sizeof number);
-    }
-
     const FieldRunner runner{library, http()};
     FieldRunner::Bytes bytes;
 };
@@ -245,29 +241,11 @@ TEST_F(WebRecord, LinesOfWhatIsDiscarded) {
         EXPECT_EQ(each.read(bytes), WDLT_OK);
         EXPECT_TRUE(library.logged(std::string("[WdltCfg] ") + c.line)) << c.line;
     }
-}
-
-TEST_F(WebRecord, ATimeoutIsCorrectedInItsTurn) {
-    bytes = runner.sample(0);
-    put(bytes, offsetof(WdphHttp, dwReceiveTimeout), 700);
-    const FieldRunner::Bytes given = bytes;
-    {
-        const FailingWrite beforeIt(3);
-        EXPECT_EQ(runner.write(bytes), WDLT_E_REGISTRY);
-    }
-    EXPECT_EQ(bytes, given); // not reached, and so not corrected
-    EXPECT_FALSE(library.logged("won't save"));
-    EXPECT_EQ(runner.write(bytes), WDLT_OK);
+    WdphHttp record{};
+    record.dwReceiveTimeout = 700;
+    EXPECT_EQ(write(WDLT_PROTOCOL_HTTP, 0, record), WDLT_OK);
     EXPECT_TRUE(library.logged(
         "[WdltCfg] Illegal HTTP recv timeout. Discard the value and won't save to registry(recv timeout=700)"));
-}
-
-TEST_F(WebRecord, OtherConfigTypesAreRefused) {
-    std::uint32_t number = 0;
-    EXPECT_EQ(read(0, WDLT_SCAN_HTTP_MANAGER, number, 4), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_EQ(write(0, WDLT_SCAN_HTTP_MANAGER, number, 0x1F), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_TRUE(library.logged("[WdltCfg.dll] ReadConfig invalid input : pInput=0x4"));
-    EXPECT_TRUE(library.logged("[WdltCfg.dll] WriteConfig invalid input : pInput=0x1f"));
 }
 
 } // namespace

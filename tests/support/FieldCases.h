@@ -1,6 +1,6 @@
 // What is tried with every record that is told as rows (FieldCase.h), through the exports: each value absent, too large
-// and of another type, at and around its limits, on reading and on writing; other sizes; what a write leaves that fails at
-// any of its values; what the service hears. The log is empty before each try.
+// and of another type, at and around its limits, on reading and on writing; what a write leaves that fails at any of its
+// values; what the service hears. The log is empty before each try. Its other sizes are RecordTableTest's.
 #pragma once
 
 #include "FakeService.h"
@@ -79,8 +79,6 @@ class FieldRunner {
         tryTextsWithoutTerminator();
         tryWriting();
         tryFailingWrites();
-        tryNotifying();
-        trySizes();
     }
 
     void tryEachUnreadValue() const {
@@ -180,8 +178,9 @@ class FieldRunner {
         }
     }
 
-    // Into a tree with the values and into one without.
+    // Into a tree with the values and into one without; each write is told.
     void tryWriting() const {
+        ChangeListener service;
         for (const bool isThere : {false, true}) {
             for (const FieldCase& field : m_record.fields)
                 if (!field.isFixed)
@@ -190,6 +189,8 @@ class FieldRunner {
                 layDown(0);
             Bytes bytes = sample(1);
             EXPECT_EQ(write(bytes), WDLT_OK);
+            const std::vector<Change> told(m_record.writeType ? 0 : 1, Change{m_record.protocol, m_record.scan});
+            EXPECT_EQ(service.heard(), told);
             EXPECT_EQ(bytes, sample(1));
             for (const FieldCase& field : m_record.fields) {
                 const auto untouched = isThere ? std::optional(valueOf(field, storedSample(field, 0))) : std::nullopt;
@@ -200,8 +201,9 @@ class FieldRunner {
         }
     }
 
-    // Fails a write at each of its values in turn.
+    // Fails a write at each of its values in turn; none is told.
     void tryFailingWrites() const {
+        const ChangeListener service([](const Change&) { return ADD_FAILURE(), true; });
         const std::vector<std::string> order = writeOrder();
         for (std::size_t failing = 0; failing < order.size(); ++failing) {
             SCOPED_TRACE(order[failing]);
@@ -216,43 +218,6 @@ class FieldRunner {
             const FieldCase& field = *std::ranges::find_if(
                 m_record.fields, [&](const FieldCase& each) { return order[failing] == each.value; });
             EXPECT_TRUE(m_library.logged(line(m_record.unwrittenLine, field.logNameOnWrite, WDLT_E_REGISTRY)));
-        }
-    }
-
-    // A write that succeeds is told, nothing else is.
-    void tryNotifying() const {
-        ChangeListener service;
-        Bytes bytes = sample(0);
-        EXPECT_EQ(write(bytes), WDLT_OK);
-        EXPECT_EQ(read(bytes), WDLT_OK);
-        EXPECT_EQ(service.heard(), (std::vector<Change>{{m_record.protocol, m_record.scan}}));
-        const FailingWrite refused(1);
-        EXPECT_EQ(write(bytes), writeCode());
-        EXPECT_EQ(service.heard(), std::vector<Change>{});
-    }
-
-    // A size that is missing, short or long, and no data: what is refused reads nothing and stores nothing. The statuses
-    // are RecordTableTest's, which has them from the header.
-    void trySizes() const {
-        const std::uint64_t right = m_record.size;
-        const Bytes untouched(right + 1, 0xEE);
-        Bytes bytes = untouched;
-        EXPECT_EQ(readInto(bytes.data(), nullptr), WDLT_E_INVALID_ARGUMENT);
-        for (std::uint64_t given : {right - 1, right, right + 1}) {
-            SCOPED_TRACE(given);
-            layDown(0);
-            std::uint64_t size = given;
-            bytes = untouched;
-            const std::int32_t status = readInto(given == right ? nullptr : bytes.data(), &size);
-            EXPECT_EQ(size, status == WDLT_E_BUFFER_SIZE ? right : given);
-            bytes.resize(right);
-            EXPECT_TRUE(status < 0 || (given > right && bytes == sample(0)));
-            EXPECT_EQ(bytes == Bytes(right, 0xEE), status < 0);
-            bytes = sample(1);
-            bytes.push_back(0);
-            const std::int32_t written = writeFrom(given == right ? nullptr : bytes.data(), given);
-            EXPECT_TRUE(written < 0 || given > right);
-            expectStored(written < 0 ? 0 : 1, {});
         }
     }
 
