@@ -60,9 +60,9 @@ TEST_F(Handlers, TheScanItemsThatAreOn) {
         const char* folder = "Web";
     } cases[] = {
         {"Virus", 1, 1},
-        {"Virus", 2, 0},                     // only 1 counts
-        {"HttpFileScan", 2, 1},              // here any number does
-        {"HttpFileScan", 1, 0, 10001, "In"}, // HTTP's is no other protocol's
+        {"Virus", 2, 0},               // only 1 counts
+        {"HttpFileScan", 2, 1},        // here any number does
+        {"HttpFileScan", 1, 0, 10001}, // HTTP's is no other protocol's
         {"Virus", 1, 1, 10001, "In"},
         {"HttpManager", 1, 0x20000},
         {"HttpsFilter", 1, 0}, // its input isn't looked at
