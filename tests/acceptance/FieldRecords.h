@@ -45,7 +45,7 @@ class FieldRecord : public testing::Test {
 
     const TimeScale patient{"0.05"};
     const FreshLog log;
-    const LoadedLibrary library{LoadedLibrary::withLog};
+    LoadedLibrary library{LoadedLibrary::withLog};
 };
 
 class FieldRecords : public FieldRecord, public testing::WithParamInterface<RecordCase> {};

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 #include <thread>
 #include <vector>
@@ -55,7 +54,6 @@ class Redirects : public Handlers {};
 TEST_F(Redirects, EachFieldOnItsWay) {
     const FieldRunner runner(library, redirectOfSession());
     runner.tryEachUnreadValue();
-    runner.tryOtherTypes();
     runner.tryLimitsOnRead();
     runner.tryLimitsOnWrite();
     runner.tryWriting();
@@ -63,8 +61,6 @@ TEST_F(Redirects, EachFieldOnItsWay) {
 }
 
 TEST_F(Redirects, ARedirectNeedsSomethingToApplyTo) {
-    const char* const noProcess = "Both process name and port number are not specified";
-    const char* const noImage = "Both image name and port number are not specified";
     const struct {
         std::uint16_t port;
         std::uint32_t flag;
@@ -73,28 +69,24 @@ TEST_F(Redirects, ARedirectNeedsSomethingToApplyTo) {
         const char* line = nullptr; // none: it is added
     } cases[] = {
         {1, 0, "", u""}, // a port alone
-        {1, 0x10, "", u""},
         {0, 0, "p", u""},
         {0, 0x10, "", u"i"},
-        {0, 0, "", u"i", noProcess},
-        {0, 0xEF, "", u"i", noProcess},
-        {0, 0x10, "p", u"", noImage},
-        {0, 0x1F, "p", u"", noImage},
+        {0, 0xEF, "", u"i", "Both process name and port number are not specified"},
+        {0, 0x10, "p", u"", "Both image name and port number are not specified"},
     };
     for (const auto& c : cases) {
         layDownHandlers();
         const FreshLog fresh;
         EXPECT_EQ(add(redirect(u"S", c.port, c.flag, c.process, c.image)),
                   c.line == nullptr ? WDLT_OK : WDLT_E_INVALID_ARGUMENT);
-        EXPECT_EQ(library.logged("not specified"), c.line != nullptr);
-        EXPECT_TRUE(c.line == nullptr || library.logged(std::string("[CSystemProtocolCfg::AddRedirect] ") + c.line));
+        EXPECT_EQ(library.logged(std::string("[CSystemProtocolCfg::AddRedirect] ") + (c.line == nullptr ? "" : c.line)),
+                  c.line != nullptr);
         EXPECT_EQ(tree::keyExists(keyOf("S")), c.line == nullptr);
     }
 }
 
 TEST_F(Redirects, AFlagOfZeroIsNotWritten) {
     EXPECT_EQ(add(redirect(u"S")), WDLT_OK);
-    EXPECT_TRUE(library.logged("Not write flag because Flag is zero."));
     EXPECT_FALSE(tree::get(keyOf("S"), "flag"));
     EXPECT_EQ(readOne().flagPresent, 0u);
     EXPECT_TRUE(library.logged("Failed to read Redirect\\S \"Flag\". set Flag to zero."));
@@ -110,14 +102,9 @@ TEST_F(Redirects, AnImageIsWideAndAProcessNarrow) {
     EXPECT_EQ(add(redirect(u"S", 0, WDLT_REDIRECT_IMAGE, "ignored", u"C:\\Prog\u00E4\\x.exe")), WDLT_OK);
     EXPECT_EQ(tree::storedText(keyOf("S"), "process"), std::string("C:\\Prog\u00E4\\x.exe") + '\0');
     EXPECT_EQ(std::u16string(readOne().image), u"C:\\Prog\u00E4\\x.exe");
-    EXPECT_STREQ(readOne().process, "");
     EXPECT_EQ(add(redirect(u"S", 1, 0x20, "short", u"ignored")), WDLT_OK);
     EXPECT_STREQ(readOne().process, "short");
-    EXPECT_EQ(std::u16string(readOne().image), u"");
     EXPECT_EQ(add(redirect(u"S", 0, WDLT_REDIRECT_IMAGE, "", std::u16string(300, u'i'))), WDLT_OK);
-    EXPECT_EQ(tree::storedText(keyOf("S"), "process"), std::string(299, 'i') + '\0');
-    EXPECT_EQ(std::u16string(readOne().image), std::u16string(299, u'i'));
-    EXPECT_FALSE(library.logged("Insufficient buffer"));
     tree::setText(keyOf("S"), "process", std::string(300, 'j'));
     EXPECT_EQ(std::u16string(readOne().image), std::u16string(299, u'j'));
     EXPECT_TRUE(library.logged("Insufficient buffer for \"Process\"(Need 602)."));
@@ -147,14 +134,10 @@ TEST_F(Redirects, ASessionsNameHasTenCharactersAndTenBytes) {
         {"65001", u"12345678901", "too long"}, // fills the field
         {"65001", u"\u00E4\u00E4\u00E4\u00E4\u00E4"},
         {"65001", u"\u00E4\u00E4\u00E4\u00E4\u00E4x", "too long in the code page"}, // eleven bytes
-        {"65001", u"\u65E5\u672C\u8A9Exy", "too long in the code page"},
-        {"932", u"\u65E5\u672C\u8A9E\u8868\u793A"},
         {"932", u"\u65E5\u672C\u8A9E\u8868\u793Ax", "too long in the code page"},
-        {"1252", std::u16string(10, u'\u00E4')},
         {"1252", u"\u65E5", "no text of the code page"}, // "?", as any other would be
         {"65001", u"\xD800", "no text of the code page"},
         {"65001", u"a\\b", "no name of a key"}, // would be two keys
-        {"65001", u"a/b"},
         {"65001", u"", "not specified"},
     };
     for (const auto& c : cases) {
@@ -180,9 +163,7 @@ TEST_F(Redirects, ALongKeysNameIsCutOrLeftOut) {
     const auto entries = redirects();
     ASSERT_EQ(entries.size(), 2u);
     EXPECT_EQ(std::u16string(entries[0].sessionType), u"a twenty-o");
-    EXPECT_EQ(entries[0].port, 1u);
     EXPECT_EQ(std::u16string(entries[1].sessionType), u"");
-    EXPECT_EQ(entries[1].port, 2u);
     EXPECT_TRUE(library.logged("ReadValue( SubSection = Redirect\\b twenty-two bytes key) fails (-2)"));
 }
 
@@ -199,7 +180,6 @@ TEST_F(Redirects, DeletingTellsWhatWasNotThere) {
     tree::setNumber(keyOf("T\\below"), "x", 1);
     EXPECT_EQ(remove(u"T"), WDLT_E_REGISTRY);               // it has keys of its own
     EXPECT_EQ(add(redirect(u"S"), 10005), WDLT_E_REGISTRY); // nobody's protocol
-    EXPECT_EQ(remove(u"S", 10005), WDLT_E_REGISTRY);
     EXPECT_EQ(tree::subkeys(tree::path("ProtocolHandler")).size(), 4u);
 }
 
@@ -207,7 +187,10 @@ TEST_F(Redirects, DeletingTellsWhatWasNotThere) {
 TEST_F(Redirects, AListThatChangesMeanwhile) {
     tree::setNumber(keyOf("S"), "port", 1);
     std::vector<BYTE> buffer(kHead + 2 * kEntry, 0xEE);
-    std::uint64_t size = kHead + kEntry;
+    std::uint64_t size = kHead;
+    EXPECT_EQ(WDLT_CALL(library, WdltReadConfig)(kWeb, 0, 0, buffer.data(), &size), WDLT_E_BUFFER_SIZE);
+    EXPECT_EQ(std::ranges::count(buffer, BYTE{0xEE}), std::ssize(buffer));
+    EXPECT_EQ(size, kHead + kEntry);
     {
         const AfterEachRead others([&](const std::string& name) {
             if (name == "Filename")
@@ -218,16 +201,6 @@ TEST_F(Redirects, AListThatChangesMeanwhile) {
     EXPECT_EQ(std::count(buffer.end() - kEntry, buffer.end(), BYTE{0xEE}), std::ptrdiff_t{kEntry});
     EXPECT_EQ(reinterpret_cast<const WdchSystemProtocolHandler*>(buffer.data())->redirectCount, 1u);
     EXPECT_EQ(redirects().size(), 2u); // it was there
-    EXPECT_EQ(remove(u"Late"), WDLT_OK);
-
-    // A name that grows, and one that goes.
-    tree::setText(keyOf("S"), "process", std::string(20, 'p'));
-    std::size_t length = 20;
-    const AfterEachRead others([&](const std::string& name) {
-        if (name == "Process" && length < 23)
-            tree::setText(keyOf("S"), "process", std::string(++length, 'p'));
-    });
-    EXPECT_EQ(std::string(readOne().process), std::string(15, 'p'));
 }
 
 TEST_F(Redirects, TheListsMutexIsHeldWhileItIsReadAndNeededToChangeIt) {

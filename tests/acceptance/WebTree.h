@@ -22,23 +22,18 @@ inline const std::string kPluginManagerKey = "PluginManager";
 inline const std::string kDrsKey = "PluginManager\\DRS";
 inline const std::string kDrsSettingsKey = "Scan\\Common\\URLFilter\\config";
 
-inline constexpr const char* kHttpsFiles[] = {"HostFilterAlertFile", "HostFilterErrorFile", "PrivacyDataAlertFile",
-                                              "UrlFilterAlertFile", "UrlFilterCredAlertFile"};
-
 inline void layOutWebTree() {
     tree::clear();
     tree::setNumber(kHandlerKey, "Type", 3);
     tree::setNumber(kHandlerKey, "Enable", 0);
     tree::setText(kHandlerKey, "Scan", "Web");
     tree::setNumber(kHttpsKey, "Enable", 0);
-    for (const char* const name : kHttpsFiles)
+    for (const char* const name : {"HostFilterAlertFile", "HostFilterErrorFile", "PrivacyDataAlertFile",
+                                   "UrlFilterAlertFile", "UrlFilterCredAlertFile"})
         tree::setText(kHttpsKey, name, std::string(name).append(".htm"));
     tree::setNumber(kPluginManagerKey, "enable", 0);
     tree::setText(kPluginManagerKey, "filename", "plugin.dll");
 }
-
-// Everything below the service's key: a write that changed nothing leaves it as it was.
-std::string dumpTree(const std::string& key = tree::path(""));
 
 class WebFeatures : public testing::Test {
   protected:
@@ -49,24 +44,22 @@ class WebFeatures : public testing::Test {
     LoadedLibrary library{LoadedLibrary::withLog};
 };
 
-inline std::string dumpTree(const std::string& key) {
+// Everything below the service's key: a write that changed nothing leaves it as it was.
+inline std::string dumpTree(const std::string& key = tree::path("")) {
     std::string text = "[" + key + "]";
-    HKEY handle = nullptr;
-    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_READ, &handle) != 0)
-        return text;
-    for (DWORD index = 0;; ++index) {
+    const TestKey handle = TestKey::open(key.c_str());
+    for (DWORD index = 0; handle; ++index) {
         char name[256];
         DWORD length = sizeof name;
         DWORD type = 0;
         std::string data(8192, '\0');
         auto size = static_cast<DWORD>(data.size());
-        if (RegEnumValueA(handle, index, name, &length, nullptr, &type, reinterpret_cast<BYTE*>(data.data()), &size) !=
-            0)
+        if (RegEnumValueA(handle.get(), index, name, &length, nullptr, &type, reinterpret_cast<BYTE*>(data.data()),
+                          &size) != 0)
             break;
         data.resize(size);
         text.append(name).append(":").append(std::to_string(type)).append("=").append(data).append(";");
     }
-    RegCloseKey(handle);
     for (const std::string& name : tree::subkeys(key))
         text += dumpTree(key + "\\" + name);
     return text;

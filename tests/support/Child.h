@@ -151,8 +151,9 @@ class Pipe {
     // Until a byte comes, or the last process that could send one has closed its end.
     bool await() const {
         char byte = 0;
-        return read(m_ends[0], &byte, 1) == 1;
+        return receive(byte);
     }
+    bool receive(char& byte) const { return read(m_ends[0], &byte, 1) == 1; }
     void closeSender() {
         if (m_ends[1] >= 0)
             close(std::exchange(m_ends[1], -1));

@@ -48,8 +48,6 @@ struct FieldCase {
     std::size_t slotSize = 0;       // of a list of names
     Unread absent{};
     Unread tooLarge{};
-    Unread withoutKey{};
-    std::size_t mostRead = 0; // bytes of a text; 0: as many as the field has
     Passages asRead{};
     Passages asWritten{};
     bool correctsRecord = false;
@@ -81,16 +79,12 @@ struct FieldCase {
         return *this;
     }
     FieldCase& whenUnreadable(const Unread& unread) {
-        absent = tooLarge = withoutKey = unread;
+        absent = tooLarge = unread;
         return *this;
     }
     // Stored, and what the record has of it; else the least and the most that its field holds.
     FieldCase& reads(Passages passages) {
         asRead = std::move(passages);
-        return *this;
-    }
-    FieldCase& readsUpTo(std::size_t bytes) {
-        mostRead = bytes;
         return *this;
     }
     // In the record, and what is stored of it; else likewise.
@@ -108,10 +102,9 @@ struct FieldCase {
         return *this;
     }
     // As the log calls it, where that isn't the value's name.
-    FieldCase& named(const char* name) { return named(name, name); }
-    FieldCase& named(const char* name, const char* nameOnWrite) {
+    FieldCase& named(const char* name, const char* nameOnWrite = nullptr) {
         logName = name;
-        logNameOnWrite = nameOnWrite;
+        logNameOnWrite = nameOnWrite != nullptr ? nameOnWrite : name;
         return *this;
     }
 };

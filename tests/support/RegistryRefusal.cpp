@@ -26,32 +26,13 @@ std::string g_call; // guarded by it, as the next
 std::string g_name;
 
 template <class Char>
-std::string narrow(const Char* text) {
-    std::string name;
-    for (; text != nullptr && *text != 0; ++text)
-        name.push_back(static_cast<char>(*text));
-    return name;
-}
-
-template <class Char>
 bool isRefused(std::string_view call, const Char* path) {
-    std::string name = narrow(path);
+    std::string name;
+    for (; path != nullptr && *path != 0; ++path)
+        name.push_back(static_cast<char>(*path));
     name.erase(0, name.rfind('\\') + 1);
     const std::lock_guard lock(g_mutex);
     return call == g_call && name == g_name;
-}
-
-bool isFailingWrite() {
-    return registry_faults::write > 0 && --registry_faults::write == 0;
-}
-
-template <class Char>
-LONG readBefore(const Char* name, LONG error) {
-    if (g_acts.exchange(false)) {
-        g_act(narrow(name));
-        g_acts = true;
-    }
-    return error;
 }
 
 template <class Function>
@@ -100,10 +81,6 @@ LONG WdRegEndBatch() {
     static const auto real = WDLT_LAYERS(function);                                                                    \
     return isRefused(call, path) ? LONG{ERROR_ACCESS_DENIED} : real(__VA_ARGS__)
 
-LONG RegOpenKeyExA(HKEY key, LPCSTR subKey, DWORD options, REGSAM access, HKEY* result) {
-    WDLT_REFUSING("RegOpenKeyEx", RegOpenKeyExA, subKey, key, subKey, options, access, result);
-}
-
 LONG RegOpenKeyExW(HKEY key, LPCWSTR subKey, DWORD options, REGSAM access, HKEY* result) {
     WDLT_REFUSING("RegOpenKeyEx", RegOpenKeyExW, subKey, key, subKey, options, access, result);
 }
@@ -114,21 +91,13 @@ LONG RegCreateKeyExA(HKEY key, LPCSTR subKey, DWORD reserved, LPSTR className, D
                   security, result, disposition);
 }
 
-LONG RegCreateKeyExW(HKEY key, LPCWSTR subKey, DWORD reserved, LPWSTR className, DWORD options, REGSAM access,
-                     void* security, HKEY* result, LPDWORD disposition) {
-    WDLT_REFUSING("RegCreateKeyEx", RegCreateKeyExW, subKey, key, subKey, reserved, className, options, access,
-                  security, result, disposition);
-}
-
 LONG RegSetValueExA(HKEY key, LPCSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size) {
-    if (isFailingWrite())
+    if (registry_faults::write > 0 && --registry_faults::write == 0)
         return ERROR_DISK_FULL;
     WDLT_REFUSING("RegSetValueEx", RegSetValueExA, name, key, name, reserved, type, data, size);
 }
 
 LONG RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size) {
-    if (isFailingWrite())
-        return ERROR_DISK_FULL;
     WDLT_REFUSING("RegSetValueEx", RegSetValueExW, name, key, name, reserved, type, data, size);
 }
 
@@ -138,10 +107,10 @@ LONG RegDeleteKeyW(HKEY key, LPCWSTR subKey) {
 
 LONG RegQueryValueExA(HKEY key, LPCSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size) {
     static const auto real = WDLT_LAYERS(RegQueryValueExA);
-    return readBefore(name, real(key, name, reserved, type, data, size));
-}
-
-LONG RegQueryValueExW(HKEY key, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size) {
-    static const auto real = WDLT_LAYERS(RegQueryValueExW);
-    return readBefore(name, real(key, name, reserved, type, data, size));
+    const LONG error = real(key, name, reserved, type, data, size);
+    if (g_acts.exchange(false)) {
+        g_act(name);
+        g_acts = true;
+    }
+    return error;
 }

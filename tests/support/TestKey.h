@@ -12,10 +12,6 @@ class TestKey {
     TestKey() = default;
     explicit TestKey(HKEY handle) : m_handle(handle) {}
     TestKey(TestKey&& other) noexcept : m_handle(std::exchange(other.m_handle, nullptr)) {}
-    TestKey& operator=(TestKey&& other) noexcept {
-        std::swap(m_handle, other.m_handle);
-        return *this;
-    }
     ~TestKey() {
         if (m_handle != nullptr)
             RegCloseKey(m_handle);
