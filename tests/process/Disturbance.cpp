@@ -5,6 +5,7 @@
 #include <linux/futex.h>
 #include <sys/file.h>
 #include <sys/syscall.h>
+#include <unistd.h>
 
 namespace walk {
 namespace {
@@ -79,18 +80,19 @@ bool Disturbance::metCleaning() const {
     return kCleaning.contains(number);
 }
 
-// The C library's own reads, for its loader and for a program's streams, aren't made again.
-bool Disturbance::readsForOthers(const TracedChild& child, const SystemCall& call) const {
-    return call.number == SYS_read &&
-           (m_isLoaded || std::filesystem::read_symlink(child.descriptor(call.arguments[0])).native().find(".so") !=
-                              std::string::npos);
+// The C library's own, of libraries and of a program's streams, isn't made again.
+bool Disturbance::isOthers(const TracedChild& child, const SystemCall& call) const {
+    if (call.number == SYS_write)
+        return m_isLoaded && call.arguments[0] == STDOUT_FILENO;
+    const auto name = [&] { return std::filesystem::read_symlink(child.descriptor(call.arguments[0])).native(); };
+    return call.number == SYS_read && (m_isLoaded || name().find(".so") != std::string::npos);
 }
 
 Fate Disturbance::before(const TracedChild& child, const SystemCall& call) {
     if (!m_hasBegun && call.number == SYS_openat)
         m_hasBegun = child.text(call.arguments[1]).starts_with(m_home.native());
     if (!m_hasBegun || wasMet || m_fault.calls.contains(call.number) == m_fault.meetsOthers ||
-        isSure(child, call, m_fault.fate) || (isInterruption() && readsForOthers(child, call)) || m_left-- > 0)
+        isSure(child, call, m_fault.fate) || (isInterruption() && isOthers(child, call)) || m_left-- > 0)
         return {};
     wasMet = true;
     number = call.number;

@@ -38,7 +38,7 @@ class Disturbance final : public TracedChild::Watcher {
     long number = -1; // of the call that was met
 
   private:
-    bool readsForOthers(const TracedChild& child, const SystemCall& call) const;
+    bool isOthers(const TracedChild& child, const SystemCall& call) const;
 
     const Fault& m_fault;
     std::size_t m_left;
