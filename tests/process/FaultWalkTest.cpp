@@ -183,6 +183,17 @@ std::int32_t layImport(const LoadedLibrary&) {
 }
 
 const std::vector<Operation> kOperations{
+    // What takes longest is begun first.
+    {.name = "ToolInit",
+     .layDown = removeInstallation,
+     .program = {"wdltctl", "init", "--force", "--install", "$HOME/install"}},
+    {.name = "ToolInitAgain",
+     .layDown = EXPORT(WdltPvsEnable, 1).call,
+     .program = {"wdltctl", "init", "--force", "--install", "$HOME/install"}},
+    {.name = "ToolSet", .program = {"wdltctl", "set", "system", "proxyPort=8080"}},
+    {.name = "ToolImport", .layDown = layImport, .program = {"wdltreg", "import", "$HOME/install/import.reg"}},
+    {.name = "Load", .call = EXPORT(WdltIEPlugInEnable, 0).call, .loadsInside = true},
+
     address("System", WDLT_PROTOCOL_SYSTEM, WDLT_SCAN_NONE, 0, WdchSystemData{.proxyPort = 8080}),
     address("Handler", WDLT_PROTOCOL_SYSTEM_HTTP, WDLT_SCAN_NONE, 0,
             WdchSystemProtocolHandler{.filename = "walked", .type = WDLT_PROTOCOL_HTTP, .enable = 1, .scan = "HTTP"}),
@@ -253,7 +264,6 @@ const std::vector<Operation> kOperations{
     privacy(LIST(WdltPdpWriteExItemList, PrivacyExclusionItem, fillExclusion, ), 0),
 
     {.name = "FreshThread", .call = EXPORT(WdltIEPlugInEnable, 0).call, .onFreshThread = true},
-    {.name = "Load", .call = EXPORT(WdltIEPlugInEnable, 0).call, .loadsInside = true},
 
     {.name = "LayersCopy",
      .call = [](auto&) { return CopyFileA(homeFile("from").c_str(), homeFile("target").c_str(), FALSE) ? 0 : 2; },
@@ -264,15 +274,6 @@ const std::vector<Operation> kOperations{
      .again = 2},
     {.name = "LayersReplacementFromElsewhere", .call = replaceFromElsewhere, .layDown = layFolder},
     {.name = "LayersBatch", .call = writeBatch},
-
-    {.name = "ToolInit",
-     .layDown = removeInstallation,
-     .program = {"wdltctl", "init", "--force", "--install", "$HOME/install"}},
-    {.name = "ToolInitAgain",
-     .layDown = EXPORT(WdltPvsEnable, 1).call,
-     .program = {"wdltctl", "init", "--force", "--install", "$HOME/install"}},
-    {.name = "ToolSet", .program = {"wdltctl", "set", "system", "proxyPort=8080"}},
-    {.name = "ToolImport", .layDown = layImport, .program = {"wdltreg", "import", "$HOME/install/import.reg"}},
 };
 
 class FaultWalk : public testing::TestWithParam<Operation> {};
