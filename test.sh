@@ -42,8 +42,8 @@ kill_by_the_thousand() {
     WDLT_KILLS=3000 "$1/process_registry_tests" --gtest_filter='*Kill*' &&
         WDLT_KILLS=8000 timeout 110 "$1/process_rwlock_tests" --gtest_filter='*RandomKills*'
 }
-# Every third point: all of them (WDLT_WALK_STRIDE=1) take a quarter of an hour.
-fault_walk() { WDLT_WALK_STRIDE=3 run_tests release -R process_fault_tests -j "$jobs"; }
+# At every point.
+fault_walk() { WDLT_WALK_STRIDE=1 run_tests release -R process_fault_tests -j "$jobs"; }
 # Over a tree that is only configured: without precompiled headers, which each source would be looked through with, and
 # without the sources that are compiled once more for the tests.
 tidy() {
@@ -59,7 +59,7 @@ stage "rules and interface" 1 rules_and_interface
 
 if $all; then
     stage "kills by the thousand" 2 kill_by_the_thousand build/release/bin
-    stage "fault walk" 6 fault_walk
+    stage "fault walk" 4 fault_walk
     stage "model" 2 tests/gates/model.sh "$jobs"
     stage "storms" 3 storms build/release/bin
     stage "format" 1 bash -c "git ls-files '*.cpp' '*.h' '*.c' | xargs clang-format --dry-run --Werror"

@@ -292,7 +292,9 @@ DWORD placeSettings(const fs::path& home, bool durable, mode_t mode) {
 DWORD placeDirectory(const fs::path& target, mode_t mode) {
     fs::path beside = target;
     beside += ".new";
-    if (sys::mkdir(beside.c_str(), 0700) != 0 && errno != EEXIST)
+    if (sys::rmdir(beside.c_str()) != 0 && errno != ENOENT) // another user's, whose mode only he can change
+        return lastSystemError();
+    if (sys::mkdir(beside.c_str(), 0700) != 0)
         return lastSystemError();
     if (sys::chmod(beside.c_str(), mode) != 0)
         return lastSystemError();

@@ -418,6 +418,11 @@ std::int32_t CManagerMailCommon::WriteConfigAddressCache(const void* data, std::
         WDLOG_ERROR("WriteConfigAddressCache: ::SetFilePointer() failed (err=%lu, file=%s)", made.error, made.name);
         return WDLT_E_FILE;
     }
+    // Behind the file's closing, without memory too.
+    const struct Removal {
+        const std::string& name;
+        ~Removal() { DeleteFileA(name.c_str()); }
+    } removal{made.name};
     BufferedFile file;
     file.open(made.handle);
     std::int32_t status = WriteAddressCacheDBHeader(file, count);
@@ -432,6 +437,5 @@ std::int32_t CManagerMailCommon::WriteConfigAddressCache(const void* data, std::
             status = WDLT_E_TEMP_FILE;
         }
     }
-    DeleteFileA(made.name.c_str());
     return status;
 }

@@ -5,6 +5,7 @@
 #include <linux/futex.h>
 #include <sys/file.h>
 #include <sys/syscall.h>
+#include <unistd.h>
 
 namespace walk {
 namespace {
@@ -24,6 +25,10 @@ const Calls kWaiting{SYS_read,  SYS_pread64, SYS_write, SYS_pwrite64,       SYS_
                      SYS_fcntl, SYS_flock,   SYS_futex, SYS_clock_nanosleep};
 const Calls kTransfers{SYS_read, SYS_pread64, SYS_write, SYS_pwrite64, SYS_writev};
 const Calls kCleaning{SYS_unlink, SYS_unlinkat};
+// What others see the effect of. A death behind any other call is that before it.
+const Calls kChanging{SYS_open,      SYS_openat, SYS_close,    SYS_write, SYS_pwrite64, SYS_writev, SYS_ftruncate,
+                      SYS_fallocate, SYS_fchmod, SYS_fchown,   SYS_chmod, SYS_mkdir,    SYS_rmdir,  SYS_rename,
+                      SYS_linkat,    SYS_unlink, SYS_unlinkat, SYS_flock, SYS_fcntl,    SYS_futex,  SYS_munmap};
 // What no other process sees.
 const Calls kOwnAffairs{SYS_brk,          SYS_getpid,        SYS_gettid,  SYS_tgkill,   SYS_rt_sigprocmask,
                         SYS_rt_sigaction, SYS_clock_gettime, SYS_geteuid, SYS_getuid,   SYS_mprotect,
@@ -36,7 +41,7 @@ const Fault kFaults[] = {
     {"interruption", kWaiting, false, {Fate::Fails, EINTR}},
     {"short transfer", kTransfers, false, {Fate::ComesShort}},
     {"death before", kOwnAffairs, true, {Fate::EndsBefore}},
-    {"death behind", kOwnAffairs, true, {Fate::EndsBehind}},
+    {"death behind", kChanging, false, {Fate::EndsBehind}},
 };
 
 // What can't fail: an unlock, a wake-up; an interruption of what doesn't wait; half a transfer of one byte.
@@ -75,11 +80,19 @@ bool Disturbance::metCleaning() const {
     return kCleaning.contains(number);
 }
 
+// The C library's own, of libraries and of a program's streams, isn't made again.
+bool Disturbance::isOthers(const TracedChild& child, const SystemCall& call) const {
+    if (call.number == SYS_write)
+        return m_isLoaded && call.arguments[0] == STDOUT_FILENO;
+    const auto name = [&] { return std::filesystem::read_symlink(child.descriptor(call.arguments[0])).native(); };
+    return call.number == SYS_read && (m_isLoaded || name().find(".so") != std::string::npos);
+}
+
 Fate Disturbance::before(const TracedChild& child, const SystemCall& call) {
     if (!m_hasBegun && call.number == SYS_openat)
         m_hasBegun = child.text(call.arguments[1]).starts_with(m_home.native());
     if (!m_hasBegun || wasMet || m_fault.calls.contains(call.number) == m_fault.meetsOthers ||
-        isSure(child, call, m_fault.fate) || m_left-- > 0)
+        isSure(child, call, m_fault.fate) || (isInterruption() && isOthers(child, call)) || m_left-- > 0)
         return {};
     wasMet = true;
     number = call.number;

@@ -24,9 +24,9 @@ std::span<const Fault> faults();
 // Lets the fault happen behind the first `count` calls that it fits.
 class Disturbance final : public TracedChild::Watcher {
   public:
-    // A program's own start isn't looked at: it has begun when it opens something in the home.
-    Disturbance(const Fault& fault, std::size_t count, const std::filesystem::path& home, bool isProgram)
-        : m_fault(fault), m_left(count), m_home(home), m_hasBegun(!isProgram) {}
+    // What the loader does first isn't looked at: the operation has begun when it opens something in the home.
+    Disturbance(const Fault& fault, std::size_t count, const std::filesystem::path& home, bool isLoaded)
+        : m_fault(fault), m_left(count), m_home(home), m_isLoaded(isLoaded), m_hasBegun(!isLoaded) {}
 
     TracedChild::Fate before(const TracedChild& child, const SystemCall& call) override;
     // Nobody is to hear of one.
@@ -38,9 +38,12 @@ class Disturbance final : public TracedChild::Watcher {
     long number = -1; // of the call that was met
 
   private:
+    bool isOthers(const TracedChild& child, const SystemCall& call) const;
+
     const Fault& m_fault;
     std::size_t m_left;
     const std::filesystem::path& m_home;
+    const bool m_isLoaded;
     bool m_hasBegun;
 };
 

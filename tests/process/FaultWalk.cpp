@@ -17,6 +17,7 @@
 #include <cstdio>
 #include <exception>
 #include <fcntl.h>
+#include <linux/capability.h>
 #include <optional>
 #include <thread>
 
@@ -29,12 +30,7 @@ constexpr unsigned kLimitSeconds = 10; // for what takes milliseconds
 constexpr int kMostFailures = 3;       // of one operation, before its walk ends
 constexpr std::int32_t kThrew = 1;
 constexpr int kKilled = Child::kSignal + SIGKILL;
-// The sanitizers have system calls of their own, which must not fail.
-#if defined(WDLT_ADDRESS_SANITIZER) || defined(WDLT_THREAD_SANITIZER)
-constexpr bool kCallsCanFail = false;
-#else
-constexpr bool kCallsCanFail = true;
-#endif
+constexpr bool kCallsCanFail = !kIsSanitized; // the sanitizers have calls of their own, which must not fail
 
 std::string told(int ending) {
     return ending == Child::kSignal + SIGALRM ? "hangs" : "ended with " + std::to_string(ending);
@@ -107,7 +103,9 @@ Walk::Walk(const Operation& operation, std::size_t stride)
     umask(0);
     fs::permissions(m_folder, fs::perms(0755));
     fs::create_directory(m_home);
-    m_hasUsers = geteuid() == 0 && chown(m_home.c_str(), 0, kHomeGroup) == 0 && m_program.empty() &&
+    // Without the right to look into other users' processes all are one user's.
+    m_hasUsers = geteuid() == 0 && prctl(PR_CAPBSET_READ, CAP_SYS_PTRACE) == 1 &&
+                 chown(m_home.c_str(), 0, kHomeGroup) == 0 && m_program.empty() &&
                  asMember(kOneUser, [] { return access(WDLT_LIBRARY, R_OK); }) == 0;
     fs::permissions(m_home, fs::perms(02775));
     setenv("WARDLET_HOME", m_home.c_str(), 1);
@@ -121,9 +119,7 @@ Walk::Walk(const Operation& operation, std::size_t stride)
         m_program[0] = bin / m_program[0];
     EXPECT_EQ(Child([&] {
                   beQuiet();
-                  return operation.onEmptyHome
-                             ? 0
-                             : Child::become({bin / "wdltctl", "init", "--install", m_home / "install"});
+                  return Child::become({bin / "wdltctl", "init", "--install", m_home / "install"});
               }).wait(),
               0);
     EXPECT_TRUE(!operation.layDown || Child([&] { return operation.layDown(LoadedLibrary()); }).wait() == 0);
@@ -231,9 +227,7 @@ std::string Walk::next(const Between& between) const {
     };
     m_report->complaint[0] = 0;
     const int ending = Child([&] {
-                           const std::string complaint = look();
-                           complaint.copy(m_report->complaint, sizeof m_report->complaint - 1);
-                           m_report->complaint[std::min(complaint.size(), sizeof m_report->complaint - 1)] = 0;
+                           std::snprintf(m_report->complaint, sizeof m_report->complaint, "%s", look().c_str());
                            return 0;
                        }).wait();
     const std::string complaint = ending == 0 ? m_report->complaint : told(ending);
@@ -280,7 +274,7 @@ bool Walk::goesOn(const std::string& fault, std::size_t point, const std::string
 
 void Walk::meet(const Fault& fault) {
     for (std::size_t n = m_begin++ % m_stride;; n += m_stride) {
-        Disturbance disturbance(fault, n, m_home, !m_program.empty());
+        Disturbance disturbance(fault, n, m_home, m_operation.loadsInside || !m_program.empty());
         const std::string complaint = point([](const auto& body) { return body(), false; }, &disturbance);
         const std::string name = fault.name + (" of system call " + std::to_string(disturbance.number));
         if (!goesOn(name, n, complaint) || !disturbance.wasMet)

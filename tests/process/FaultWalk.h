@@ -31,7 +31,6 @@ struct Operation {
     bool inSteps = false;       // several writes to the registry, of which death may leave the first ones
     bool keepsWork = false;     // what couldn't take its place stays as a temporary file
     bool tellsNothing = false;  // its status is 0 whatever happens
-    bool onEmptyHome = false;   // no installation is there
     bool loadsInside = false;   // loading the library is part of what is disturbed
     bool onFreshThread = false; // of a process that has made it before on another; memory alone fails there
     std::int32_t again = 0;     // the status of one more call behind one that has stored

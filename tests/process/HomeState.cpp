@@ -26,12 +26,14 @@ void addKey(HomeState& state, const std::string& path) {
     std::string data(16 * 1024, '\0');
     char name[512];
     for (DWORD index = 0;; ++index) {
+        DWORD type = 0;
         DWORD length = sizeof name;
         auto size = static_cast<DWORD>(data.size());
-        if (RegEnumValueA(key.get(), index, name, &length, nullptr, nullptr, reinterpret_cast<BYTE*>(data.data()),
+        if (RegEnumValueA(key.get(), index, name, &length, nullptr, &type, reinterpret_cast<BYTE*>(data.data()),
                           &size) != 0)
             break;
-        state[path + "\\" + name] = data.substr(0, size);
+        const std::string value = data.substr(0, size); // a text is the same with all of its field behind it
+        state[path + "\\" + name] = type == REG_SZ ? value.c_str() : value;
     }
     for (const std::string& below : tree::subkeys(path))
         addKey(state, path + "\\" + below);
@@ -46,7 +48,8 @@ std::optional<std::string> contentOf(const HomeState& state, const std::string& 
 
 HomeState lookAtHome(const fs::path& home) {
     HomeState state;
-    for (const auto& entry : fs::recursive_directory_iterator(home)) {
+    // A folder without its rights yet holds nothing.
+    for (const auto& entry : fs::recursive_directory_iterator(home, fs::directory_options::skip_permission_denied)) {
         const std::string name = entry.path().lexically_relative(home);
         if (!entry.is_regular_file() || name.starts_with("objects/"))
             continue;
@@ -82,6 +85,8 @@ HomeState readState(const fs::path& file) {
 
 std::string Between::complaint(const HomeState& found) const {
     const HomeState& first = isDone ? behind : before;
+    if (found == first || found == behind)
+        return {};
     HomeState all = found;
     all.insert(first.begin(), first.end());
     all.insert(behind.begin(), behind.end());

@@ -11,18 +11,9 @@
 
 namespace {
 
-#ifdef __x86_64__
-constexpr bool kIsKnownMachine = true;
 constexpr std::size_t kNumber = offsetof(user_regs_struct, orig_rax);
 constexpr std::size_t kResult = offsetof(user_regs_struct, rax);
 constexpr std::size_t kThirdArgument = offsetof(user_regs_struct, rdx);
-#else
-constexpr bool kIsKnownMachine = false;
-constexpr std::size_t kNumber = 0;
-constexpr std::size_t kResult = 0;
-constexpr std::size_t kThirdArgument = 0;
-#endif
-
 constexpr int kSystemCallStop = SIGTRAP | 0x80;
 
 template <class Data>
@@ -33,8 +24,7 @@ long trace(__ptrace_request request, pid_t process, std::size_t address, Data da
 } // namespace
 
 bool TracedChild::isPossible() {
-    return kIsKnownMachine &&
-           Child([] { return ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0 ? 0 : 1; }).wait() == 0;
+    return Child([] { return ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0 ? 0 : 1; }).wait() == 0;
 }
 
 TracedChild::TracedChild(const std::function<int()>& body) : m_process(fork()) {
