@@ -228,9 +228,9 @@ TEST(RegistryHandles, ThousandsOpenAtOnceFromManyThreads) {
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t)
         threads.emplace_back([] {
-            std::vector<TestKey> keys(3000);
-            for (TestKey& key : keys)
-                key = TestKey::open("Many");
+            std::vector<TestKey> keys;
+            for (int i = 0; i < 3000; ++i)
+                keys.push_back(TestKey::open("Many"));
             for (const TestKey& key : keys)
                 EXPECT_EQ(key.number("v"), 42u);
         });
