@@ -238,8 +238,9 @@ Home::Modes Home::fileModes() const {
 // The group first: a change of it takes special bits from the mode. Who isn't in the group has the file to himself.
 bool Home::admit(int file, const struct stat* source) const {
     Modes modes;
-    if (registryModes(modes) != ERROR_SUCCESS)
-        return false; // the file would keep the group out
+    const DWORD error = registryModes(modes);
+    if (error != ERROR_SUCCESS && error != ERROR_FILE_NOT_FOUND) // no home has no group
+        return false;                                            // the file would keep the group out
     if (!modes.hasGroup())
         return true;
     if (sys::fchown(file, kSame, modes.group) != 0)
