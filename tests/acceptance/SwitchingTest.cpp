@@ -79,7 +79,7 @@ std::string told(bool enable, const char* words) {
     return std::string("!!! <WdltCfg> Failed to ").append(enable ? "enable " : "disable ").append(words).append(": -1");
 }
 
-constexpr std::int32_t kOn = -2; // any number that isn't 0, and 1 is stored
+constexpr std::int32_t kOn = 0x100; // any number that isn't 0, and 1 is stored
 
 #define WDLT_SWITCH(name)                                                                                              \
     [](Library library, bool on) { return WDLT_CALL(library, name##Enable)(on ? kOn : 0); },                           \
