@@ -4,19 +4,20 @@
 #include <platform/memory.h>
 
 #include <cstddef>
+#include <cstring>
 #include <memory>
 #include <type_traits>
 #include <vector>
 
 namespace wdlt {
 
-// A plain record or array, zeroed at first.
+// A plain record or array, zeroed at first with its padding, which goes to callers with the rest.
 template <class T>
 class Wiped {
     static_assert(std::is_trivially_copyable_v<T>);
 
   public:
-    Wiped() = default;
+    Wiped() { std::memset(static_cast<void*>(&m_value), 0, sizeof m_value); }
     explicit Wiped(const T& value) : m_value(value) {}
     ~Wiped() { SecureZeroMemory(&m_value, sizeof m_value); }
     Wiped(const Wiped&) = delete;
@@ -26,7 +27,7 @@ class Wiped {
     T* operator->() { return &m_value; }
 
   private:
-    T m_value{};
+    T m_value;
 };
 
 template <class T>

@@ -78,7 +78,7 @@ TEST_F(UrlFilter, SettingsAndProxyLeaveEachOtherAlone) {
     config.dwUserDefinedCredLevel = -5;
     std::strcpy(config.szBlockCategoryGroups, "7,8");
     ASSERT_EQ(WDLT_CALL(library, WdltUrlfWriteConfig)(&config), WDLT_OK);
-    const WdltUrlfProxy proxy{1, "proxy.example", 3128, "user", "password"};
+    static constexpr WdltUrlfProxy proxy{1, "proxy.example", 3128, "user", "password"};
     ASSERT_EQ(WDLT_CALL(library, WdltUrlfWriteProxy)(&proxy), WDLT_OK);
     config.dwMode = 4;
     ASSERT_EQ(WDLT_CALL(library, WdltUrlfWriteConfig)(&config), WDLT_OK);
