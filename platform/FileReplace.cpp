@@ -89,7 +89,7 @@ bool keepOwnerAndMode(int file, const struct stat& old) {
 // Of a file that takes another one's place. Where a member of the home's group may not keep that one's group, the
 // home's gets what everybody had.
 bool takeRights(int file, const struct stat& old) {
-    return keepOwnerAndMode(file, old) || (errno == EPERM && home().fileModes().hasGroup() && home().admit(file, &old));
+    return keepOwnerAndMode(file, old) || (errno == EPERM && home().hasGroup() && home().admit(file, &old));
 }
 
 // Writing to a file takes those bits from its mode that lend its owner's rights.
@@ -143,7 +143,7 @@ bool followLinks(fs::path& path) {
 bool mayReplace(const fs::path& target, const struct stat& old) {
     const FileDescriptor writable(sys::open(target.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK, 0));
     return writable.valid() || errno == ETXTBSY ||
-           (errno == EACCES && (old.st_mode & S_IWUSR) != 0 && home().fileModes().hasGroup());
+           (errno == EACCES && (old.st_mode & S_IWUSR) != 0 && home().hasGroup());
 }
 
 // The file that is to be replaced.

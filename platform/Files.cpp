@@ -77,7 +77,18 @@ DWORD openFile(const fs::path& path, int access, const Disposition& disposition,
             [&] { return wd::FileDescriptor(sys::open(path.c_str(), access | kFlags | flags, kOwnMode)); });
         return file.valid();
     };
-    const auto makes = [&](int flags) { return opens(flags | O_CREAT) && wd::home().admit(file.get()); };
+    // What couldn't be given to whom it belongs doesn't stay: who opened it next would find it there, his or not.
+    const auto makes = [&](int flags) {
+        if (!opens(flags | O_CREAT))
+            return false;
+        if (wd::home().admit(file.get()))
+            return true;
+        const int error = errno;
+        if ((flags & O_EXCL) != 0)
+            sys::unlink(path.c_str());
+        errno = error;
+        return false;
+    };
     for (;;) {
         existed = true;
         if (!disposition.mustBeNew) {
@@ -282,7 +293,7 @@ BOOL WdMakeFolder(LPCSTR name) {
         wd::Home::Modes modes; // the home's, wherever the folder is
         DWORD error = home.ensure();
         if (error == ERROR_SUCCESS)
-            error = home.registryModes(modes);
+            error = home.fileModes(modes);
         return succeeded(error != ERROR_SUCCESS ? error : wd::makeDirectories(wd::mapPath(name), modes));
     });
 }

@@ -229,18 +229,22 @@ DWORD Home::registryModes(Modes& modes) const {
     return ERROR_SUCCESS;
 }
 
-Home::Modes Home::fileModes() const {
+DWORD Home::fileModes(Modes& modes) const {
+    const DWORD error = registryModes(modes);
+    const bool isNoHome = error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
+    return isNoHome || error == ERROR_ACCESS_DENIED ? DWORD{ERROR_SUCCESS} : error; // no member gets no access
+}
+
+bool Home::hasGroup() const {
     Modes modes;
-    registryModes(modes);
-    return modes;
+    return registryModes(modes) == ERROR_SUCCESS && modes.hasGroup();
 }
 
 // The group first: a change of it takes special bits from the mode. Who isn't in the group has the file to himself.
 bool Home::admit(int file, const struct stat* source) const {
     Modes modes;
-    const DWORD error = registryModes(modes);
-    if (error != ERROR_SUCCESS && error != ERROR_FILE_NOT_FOUND) // no home has no group
-        return false;                                            // the file would keep the group out
+    if (fileModes(modes) != ERROR_SUCCESS)
+        return false; // the file would keep the group out
     if (!modes.hasGroup())
         return true;
     if (sys::fchown(file, kSame, modes.group) != 0)
@@ -293,11 +297,12 @@ DWORD placeSettings(const fs::path& home, bool durable, mode_t mode) {
 DWORD placeDirectory(const fs::path& target, mode_t mode) {
     fs::path beside = target;
     beside += ".new";
-    if (sys::rmdir(beside.c_str()) != 0 && errno != ENOENT) // another user's, whose mode only he can change
+    // What a dead process was making may be another user's, whose mode only he can change. With something in it, it has
+    // had its mode and only its name is missing.
+    const bool isLeft = sys::rmdir(beside.c_str()) != 0 && errno != ENOENT;
+    if (isLeft && errno != ENOTEMPTY && errno != EEXIST)
         return lastSystemError();
-    if (sys::mkdir(beside.c_str(), 0700) != 0)
-        return lastSystemError();
-    if (sys::chmod(beside.c_str(), mode) != 0)
+    if (!isLeft && (sys::mkdir(beside.c_str(), 0700) != 0 || sys::chmod(beside.c_str(), mode) != 0))
         return lastSystemError();
     return sys::rename(beside.c_str(), target.c_str()) == 0 ? ERROR_SUCCESS : lastSystemError();
 }

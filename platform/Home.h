@@ -67,8 +67,10 @@ class Home {
         bool hasGroup() const { return group != static_cast<gid_t>(-1); }
     };
     DWORD registryModes(Modes& modes) const;
-    // Of files and folders that are made for callers, in the home or elsewhere.
-    Modes fileModes() const;
+    // Of files and folders that are made for callers, in the home or elsewhere. A home that isn't there, or that this
+    // account doesn't get to, has no group.
+    DWORD fileModes(Modes& modes) const;
+    bool hasGroup() const;
     // Gives a new file, its maker's alone so far, to whom the home's files belong; but to nobody who has no rights in
     // the `source` of its content. False with errno.
     bool admit(int file, const struct stat* source = nullptr) const;

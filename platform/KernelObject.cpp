@@ -169,7 +169,7 @@ DWORD KernelObject::reopenAllInChild(const std::unordered_set<const KernelObject
         // One without any handle was on its way to its first, or from its last, in another thread.
         const bool isOthers = object->isNamed() && !usable.contains(object);
         const DWORD error = object->isNamed() && !isOthers ? object->reopenFile() : DWORD{ERROR_SUCCESS};
-        if (error == ERROR_NOT_ENOUGH_MEMORY || error == ERROR_DISK_FULL)
+        if (error == ERROR_NOT_ENOUGH_MEMORY || error == ERROR_TOO_MANY_OPEN_FILES || error == ERROR_DISK_FULL)
             passing = error;
         object->m_lost = isOthers || error != ERROR_SUCCESS;
         if (isOthers)

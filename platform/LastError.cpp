@@ -36,9 +36,10 @@ DWORD errorFromErrno(int error) {
     case EBADF:
         return ERROR_INVALID_HANDLE;
     case ENOMEM:
+        return ERROR_NOT_ENOUGH_MEMORY;
     case EMFILE:
     case ENFILE:
-        return ERROR_NOT_ENOUGH_MEMORY;
+        return ERROR_TOO_MANY_OPEN_FILES;
     case EAGAIN:
     case EBUSY:
         return ERROR_SHARING_VIOLATION;

@@ -80,7 +80,7 @@ LONG writeCall(Body&& body) {
 
 LONG makeHandle(const KeyUse& base, std::string_view path, std::uint64_t identity, REGSAM access, HKEY* result) {
     *result = openHandle({&base.store(), path, identity, access});
-    return static_cast<LONG>(*result == nullptr ? ERROR_NOT_ENOUGH_MEMORY : ERROR_SUCCESS);
+    return static_cast<LONG>(*result == nullptr ? ERROR_NO_SYSTEM_RESOURCES : ERROR_SUCCESS);
 }
 
 // A key below `base`, or `base` itself when `path` adds nothing to it.

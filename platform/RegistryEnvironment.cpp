@@ -471,7 +471,7 @@ DWORD RegistryEnvironment::errorFromEngine(int code) const {
         return ERROR_DISK_FULL;
     case MDB_READERS_FULL:
     case MDB_TXN_FULL:
-        return ERROR_NOT_ENOUGH_MEMORY;
+        return ERROR_NO_SYSTEM_RESOURCES;
     case MDB_INVALID:
     case MDB_VERSION_MISMATCH:
         return ERROR_BADDB;

@@ -33,8 +33,13 @@ class WipedText : public std::basic_string<Character, std::char_traits<Character
     WipedText(WipedText&&) noexcept = default;
     WipedText& operator=(const WipedText&) = default;
     WipedText& operator=(WipedText&&) noexcept = default;
-    // A short one stands in the object itself.
-    ~WipedText() { explicit_bzero(this->data(), this->capacity() * sizeof(Character)); }
+    // A short one stands in the object itself, as does what is left of one that grew out of it.
+    ~WipedText() {
+        explicit_bzero(this->data(), this->capacity() * sizeof(Character));
+        this->clear();
+        this->shrink_to_fit();
+        explicit_bzero(this->data(), this->capacity() * sizeof(Character));
+    }
 };
 
 using Text = WipedText<char>;

@@ -15,6 +15,7 @@ struct ErrorWords {
 constexpr ErrorWords kErrorWords[] = {
     {ERROR_FILE_NOT_FOUND, "no such key or value"},
     {ERROR_PATH_NOT_FOUND, "no such folder"},
+    {ERROR_TOO_MANY_OPEN_FILES, "too many open files"},
     {ERROR_ACCESS_DENIED, "access denied"},
     {ERROR_INVALID_HANDLE, "invalid handle"},
     {ERROR_NOT_ENOUGH_MEMORY, "out of memory"},
@@ -26,6 +27,7 @@ constexpr ErrorWords kErrorWords[] = {
     {ERROR_BADDB, "the registry's file is damaged"},
     {ERROR_REGISTRY_CORRUPT, "the registry holds a damaged record"},
     {ERROR_REGISTRY_IO_FAILED, "the registry can't be read or written"},
+    {ERROR_NO_SYSTEM_RESOURCES, "too many keys are open, or too many processes read"},
     {ERROR_KEY_DELETED, "the key has been deleted meanwhile"},
 };
 

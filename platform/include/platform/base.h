@@ -50,6 +50,7 @@ using HKEY = HKEY__*;
 inline constexpr DWORD ERROR_SUCCESS = 0;
 inline constexpr DWORD ERROR_FILE_NOT_FOUND = 2;
 inline constexpr DWORD ERROR_PATH_NOT_FOUND = 3;
+inline constexpr DWORD ERROR_TOO_MANY_OPEN_FILES = 4;
 inline constexpr DWORD ERROR_ACCESS_DENIED = 5;
 inline constexpr DWORD ERROR_INVALID_HANDLE = 6;
 inline constexpr DWORD ERROR_NOT_ENOUGH_MEMORY = 8;
@@ -84,6 +85,7 @@ inline constexpr DWORD ERROR_UNKNOWN_REVISION = 1305;
 inline constexpr DWORD ERROR_INVALID_ACL = 1336;
 inline constexpr DWORD ERROR_INVALID_SID = 1337;
 inline constexpr DWORD ERROR_INVALID_SECURITY_DESCR = 1338;
+inline constexpr DWORD ERROR_NO_SYSTEM_RESOURCES = 1450;
 
 /* The calling thread's last error: set by each failing call of the layer, left alone by a successful one. */
 WD_API DWORD GetLastError();

@@ -309,6 +309,9 @@ TEST_F(Files, WhatIsMadeBelongsToWhomTheHomeDoes) {
             fs::remove_all(at(row.name));
         }
     }
+    WdTestFailCall("fchown", 1, EIO);
+    EXPECT_FALSE(open(at("new"), kBoth, CREATE_NEW));
+    EXPECT_FALSE(fs::exists(at("new"))) << "whom it doesn't belong to would find it";
 }
 
 } // namespace
