@@ -50,7 +50,7 @@ tidy() {
     cmake --preset clang -B build/tidy -DWDLT_BUILD_TESTS=OFF >/dev/null && tests/gates/tidy.sh build/tidy "$jobs"
 }
 storms() {
-    WDLT_STORM_SECONDS=30 "$1/process_config_tests" && WDLT_STORM_SECONDS=60 "$1/tools_tests" --gtest_filter='ExportStorm*'
+    WDLT_STORM_SECONDS=15 "$1/process_config_tests" && WDLT_STORM_SECONDS=30 "$1/tools_tests" --gtest_filter='ExportStorm*'
 }
 
 stage "build" 6 build release
@@ -61,7 +61,7 @@ if $all; then
     stage "kills by the thousand" 2 kill_by_the_thousand build/release/bin
     stage "fault walk" 4 fault_walk
     stage "model" 2 tests/gates/model.sh "$jobs"
-    stage "storms" 3 storms build/release/bin
+    stage "storms" 1 storms build/release/bin
     stage "format" 1 bash -c "git ls-files '*.cpp' '*.h' '*.c' | xargs clang-format --dry-run --Werror"
     stage "clang-tidy" 10 tidy
     # With clang: what it warns of, and its thread-safety analysis, are errors in this build and the next.
