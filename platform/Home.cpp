@@ -302,9 +302,13 @@ DWORD placeDirectory(const fs::path& target, mode_t mode) {
     const bool isLeft = sys::rmdir(beside.c_str()) != 0 && errno != ENOENT;
     if (isLeft && errno != ENOTEMPTY && errno != EEXIST)
         return lastSystemError();
-    if (!isLeft && (sys::mkdir(beside.c_str(), 0700) != 0 || sys::chmod(beside.c_str(), mode) != 0))
+    if (!isLeft && sys::mkdir(beside.c_str(), 0700) != 0)
         return lastSystemError();
-    return sys::rename(beside.c_str(), target.c_str()) == 0 ? ERROR_SUCCESS : lastSystemError();
+    if ((isLeft || sys::chmod(beside.c_str(), mode) == 0) && sys::rename(beside.c_str(), target.c_str()) == 0)
+        return ERROR_SUCCESS;
+    const DWORD error = lastSystemError();
+    sys::rmdir(beside.c_str());
+    return error;
 }
 
 } // namespace

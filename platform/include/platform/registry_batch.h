@@ -7,6 +7,8 @@
 
 #include <platform/registry.h>
 
+#include <exception>
+
 /* What a failing write inside the batch does. */
 inline constexpr DWORD WD_BATCH_KEEP_WRITTEN = 0; /* what succeeded before it is committed at once, the batch is over */
 inline constexpr DWORD WD_BATCH_ALL_OR_NOTHING = 1; /* the end discards all and returns the write's error */
@@ -19,12 +21,14 @@ WD_API LONG WdRegEndBatch();
    either: its further writes and its end fail with ERROR_OPERATION_ABORTED. */
 WD_API void WdRegAbandonBatch();
 
-/* Scoped form: ends the batch at the latest when it goes out of scope. */
+/* Scoped form: ends the batch at the latest when it goes out of scope. One that an exception leaves keeps nothing. */
 class RegistryBatch {
   public:
     explicit RegistryBatch(DWORD mode = WD_BATCH_KEEP_WRITTEN) { WdRegBeginBatch(mode); }
     ~RegistryBatch() {
-        if (m_open)
+        if (m_open && std::uncaught_exceptions() > m_exceptions)
+            WdRegAbandonBatch();
+        else if (m_open)
             WdRegEndBatch();
     }
     RegistryBatch(const RegistryBatch&) = delete;
@@ -41,6 +45,7 @@ class RegistryBatch {
 
   private:
     bool m_open = true;
+    const int m_exceptions = std::uncaught_exceptions();
 };
 
 #endif

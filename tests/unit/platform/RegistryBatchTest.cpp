@@ -8,6 +8,7 @@
 #include <platform/win32.h>
 
 #include <functional>
+#include <new>
 #include <optional>
 #include <string>
 #include <thread>
@@ -84,6 +85,13 @@ TEST(RegistryBatch, AnAbandonedOneKeepsNothing) {
     }
     EXPECT_EQ(key.set("v", 2), kAborted);
     EXPECT_EQ(outer.end(), kAborted);
+    EXPECT_EQ(key.number("v"), std::nullopt);
+    const auto leaveByAnException = [&] {
+        RegistryBatch batch;
+        EXPECT_EQ(key.set("v", 3), 0);
+        throw std::bad_alloc();
+    };
+    EXPECT_THROW(leaveByAnException(), std::bad_alloc);
     EXPECT_EQ(key.number("v"), std::nullopt);
     std::thread([&] { // which ends inside one
         WdRegBeginBatch(WD_BATCH_KEEP_WRITTEN);
