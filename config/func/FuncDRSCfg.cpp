@@ -54,14 +54,14 @@ std::optional<DWORD> readNumber(HKEY key, const WCHAR* name) {
     DWORD type = REG_NONE;
     DWORD number = 0;
     DWORD size = sizeof number;
-    const LONG error = RegQueryValueExW(key, name, nullptr, &type, reinterpret_cast<BYTE*>(&number), &size);
+    const LONG error = answered(RegQueryValueExW(key, name, nullptr, &type, reinterpret_cast<BYTE*>(&number), &size));
     return error == 0 && type == REG_DWORD && size == sizeof number ? std::optional(number) : std::nullopt;
 }
 
 // 0 when it isn't there.
 DWORD storedNumber(const WCHAR* path, const WCHAR* name) {
     OpenKey key;
-    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, KEY_READ, key.out()) != 0)
+    if (answered(RegOpenKeyExW(HKEY_LOCAL_MACHINE, path, 0, KEY_READ, key.out())) != 0)
         return 0;
     return readNumber(key.get(), name).value_or(0);
 }
@@ -155,7 +155,7 @@ LONG findIndex(std::uint32_t index) {
         if (error != 0 && static_cast<DWORD>(error) != ERROR_MORE_DATA)
             return error;
         OpenKey rule;
-        if (error == 0 && RegOpenKeyExW(list.get(), item.RuleName, 0, KEY_READ, rule.out()) == 0 &&
+        if (error == 0 && answered(RegOpenKeyExW(list.get(), item.RuleName, 0, KEY_READ, rule.out())) == 0 &&
             readNumber(rule.get(), kIndex) == index && readTexts(rule, item))
             return 0;
     }
@@ -229,7 +229,7 @@ bool deleteOne(const OpenKey& list, std::uint32_t index) {
     for (; error == 0; error = nameAt(list, ++position, name)) {
         {
             OpenKey rule;
-            if (RegOpenKeyExW(list.get(), name.data(), 0, KEY_READ, rule.out()) != 0 ||
+            if (answered(RegOpenKeyExW(list.get(), name.data(), 0, KEY_READ, rule.out())) != 0 ||
                 readNumber(rule.get(), kIndex) != index)
                 continue;
         }
@@ -380,7 +380,7 @@ std::int32_t CFuncDRSCfg::GetAllWhiteListItem(WdltDrsWhiteListItem* pItems, std:
         if (isTooLong)
             continue;
         OpenKey rule;
-        if (RegOpenKeyExW(list.get(), item.RuleName, 0, KEY_READ, rule.out()) != 0) {
+        if (answered(RegOpenKeyExW(list.get(), item.RuleName, 0, KEY_READ, rule.out())) != 0) {
             item = {}; // deleted meanwhile, but counted
         } else {
             item.Index = readNumber(rule.get(), kIndex).value_or(0);
@@ -419,7 +419,7 @@ std::int32_t CFuncDRSCfg::AddWhiteListItem(const WdltDrsWhiteListItem* pItem) {
         return WDLT_E_INVALID_ARGUMENT;
     }
     const std::u16string path = std::u16string(kWhiteListKey).append(u"\\").append(item.RuleName);
-    if (OpenKey rule; RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, rule.out()) == 0) {
+    if (OpenKey rule; answered(RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, rule.out())) == 0) {
         WDLOG_ERROR("CFuncDRSCfg::AddWhiteListItem error: rule name exist: %ws", item.RuleName);
         return WDLT_E_INVALID_ARGUMENT;
     }

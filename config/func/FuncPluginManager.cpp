@@ -183,14 +183,14 @@ std::int32_t CFuncPluginManager::PlugInIsEnabled(const char* pValue, std::uint32
         return unread;
     }
     OpenKey key;
-    if (const LONG error = open(KEY_READ, key)) {
+    if (const LONG error = answered(open(KEY_READ, key))) {
         WDLOG_ERROR("CFuncPluginManager::PlugInIsEnabled(): RegCreateKeyEx [%s] error %d. Return default %lu", pValue,
                     error, static_cast<unsigned long>(standard));
         return unread;
     }
     DWORD type = REG_NONE;
     DWORD number = 0;
-    if (const LONG error = query(key, pValue, type, &number, sizeof number)) {
+    if (const LONG error = answered(query(key, pValue, type, &number, sizeof number))) {
         WDLOG_ERROR("CFuncPluginManager::PlugInIsEnabled(): RegQueryValueEx [%s] error %d. Return default %lu", pValue,
                     error, static_cast<unsigned long>(standard));
         return unread;

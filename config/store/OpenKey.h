@@ -1,7 +1,9 @@
-// A registry key open for one operation.
+// A registry key open for one operation, and what a read of it came to.
 #pragma once
 
 #include <platform/registry.h>
+
+#include <new>
 
 class OpenKey {
   public:
@@ -20,3 +22,11 @@ class OpenKey {
   private:
     HKEY m_key = nullptr;
 };
+
+// The error of a registry's read. One that had no memory is no answer: taken for one, the default of its value would be
+// written back.
+inline LONG answered(LONG error) {
+    if (static_cast<DWORD>(error) == ERROR_NOT_ENOUGH_MEMORY)
+        throw std::bad_alloc();
+    return error;
+}

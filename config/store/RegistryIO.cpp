@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <new>
 #include <string_view>
 #include <utility>
 
@@ -34,13 +33,6 @@ std::int32_t statusOf(LONG error) {
     default:
         return WDLT_E_REGISTRY;
     }
-}
-
-// Of a read. One that had no memory is no answer: taken for one, the default of its value would be written back.
-LONG answered(LONG error) {
-    if (static_cast<DWORD>(error) == ERROR_NOT_ENOUGH_MEMORY)
-        throw std::bad_alloc();
-    return error;
 }
 
 // A name for the W calls. False, with the thread's last error, when it isn't text of the code page or is too long.
@@ -186,14 +178,15 @@ std::int32_t CRegistryIO::EnumSubSections(DWORD protocol, DWORD scan, DWORD inpu
                                           std::vector<std::string>& names) {
     const std::string path = ComposeSection(protocol, scan, input, section);
     OpenKey key;
-    if (const LONG error = RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, key.out())) {
+    if (const LONG error = answered(RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, key.out()))) {
         WDLOG_ERROR("RegOpenKeyEx error (%d): section = %s", error, path.c_str());
         return WDLT_E_REGISTRY;
     }
     for (DWORD index = 0;; ++index) {
         std::array<char, kKeyNameSize> name{};
         DWORD length = static_cast<DWORD>(name.size());
-        const LONG error = RegEnumKeyExA(key.get(), index, name.data(), &length, nullptr, nullptr, nullptr, nullptr);
+        const LONG error =
+            answered(RegEnumKeyExA(key.get(), index, name.data(), &length, nullptr, nullptr, nullptr, nullptr));
         if (error != 0)
             return static_cast<DWORD>(error) == ERROR_NO_MORE_ITEMS ? WDLT_OK : WDLT_E_REGISTRY;
         names.emplace_back(name.data(), length);
