@@ -37,9 +37,11 @@ std::string changed(std::string input, std::mt19937& random) {
         case 2:
             input.insert(at, 1, static_cast<char>(random()));
             break;
-        case 3:
-            input.insert(random() % (input.size() + 1), input.substr(at, 1 + random() % 8));
+        case 3: {
+            const std::string piece = input.substr(at, 1 + random() % 8);
+            input.insert(random() % (input.size() + 1), piece);
             break;
+        }
         default:
             if (at < input.size())
                 input[at] = static_cast<char>(input[at] ^ static_cast<char>(1U << random() % 8));
@@ -63,6 +65,8 @@ int main(int argc, char** argv) {
             std::ifstream file(entry.path(), std::ios::binary);
             const std::string content{std::istreambuf_iterator<char>(file), {}};
             std::printf("%s\n", entry.path().filename().c_str());
+            if (!file.is_open())
+                return 1;
             std::fflush(stdout); // the target may not come back
             run(content);
             std::mt19937 random(seed);

@@ -84,7 +84,7 @@ TEST_F(AntiSpam, LevelAndThresholdsMustBeWhatTheyMayBe) {
         const char* name;
         DWORD type;
         std::string bytes;           // empty: there is no such value
-        std::optional<double> value; // none: -9
+        std::optional<double> value; // none: WDLT_E_REGISTRY
         const char* line = nullptr;
     };
     const std::string longText = "5" + std::string(254, '0'); // of 255 characters

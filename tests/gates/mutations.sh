@@ -4,7 +4,7 @@
 # fault's room first, then all others. Says which case caught each, and fails when one wasn't. Takes an hour or more for
 # all; of a room only the faults whose names have PATTERN in them. A fault is a line of mutations/ROOM.txt:
 #   its name|source|sed -E script
-# One whose line is no longer there, or that doesn't compile, stops the script: the list is to be kept up.
+# One whose line is no longer there, or that can't be built, stops the script: the list is to be kept up.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 
@@ -46,6 +46,7 @@ for choice in "$@"; do
         faults+=("$room|$line")
     done < <(grep -Ev '^(#|$)' "$list/$room.txt")
 done
+[ ${#faults[@]} -gt 0 ] || { echo "no fault has such a name" >&2; exit 2; }
 
 build() { cmake --build build -j "$jobs" >build.log 2>&1; }
 
@@ -54,7 +55,7 @@ build() { cmake --build build -j "$jobs" >build.log 2>&1; }
 look() {
     setsid ctest --test-dir build -j $((jobs * 2)) --stop-on-failure --no-tests=error "$@" >ctest.log 2>&1 &
     local session=$!
-    wait "$session" || sed -nE '/\*\*\*/{s/^.*Test +#[0-9]+: ([^ ]+) .*$/\1/p;q}' ctest.log
+    wait "$session" || sed -nE '/\*\*\*(Failed|Timeout|Exception)/{s/^.*Test +#[0-9]+: ([^ ]+) .*$/\1/p;q}' ctest.log
     kill -KILL -- "-$session" 2>/dev/null || true
 }
 
@@ -78,11 +79,12 @@ for fault in "${faults[@]}"; do
     if build; then
         found=$(look -R "$first")
         [ -n "$found" ] || found=$(look -E "$first")
-    elif grep -m3 -E ' error: |undefined reference' build.log >&2; then
-        echo "$room: \"$name\" doesn't compile" >&2
-        exit 2
-    else
+    elif grep -q 'Error running test executable' build.log; then
         found="a program that can't list its cases"
+    else
+        tail -5 build.log >&2
+        echo "$room: \"$name\" can't be built" >&2
+        exit 2
     fi
     planted[$room]=$((${planted[$room]:-0} + 1))
     if [ -n "$found" ]; then

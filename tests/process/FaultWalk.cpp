@@ -6,6 +6,7 @@
 #include "HomeState.h"
 #include "PowerCut.h"
 #include "Sanitizers.h"
+#include "Seed.h"
 #include "TestHome.h"
 
 #include <wdltcfg/status.h>
@@ -19,6 +20,7 @@
 #include <fcntl.h>
 #include <linux/capability.h>
 #include <optional>
+#include <sys/syscall.h>
 #include <thread>
 
 namespace walk {
@@ -28,7 +30,7 @@ namespace fs = std::filesystem;
 
 constexpr unsigned kLimitSeconds = 10; // for what takes milliseconds
 constexpr int kMostFailures = 3;       // of one operation, before its walk ends
-constexpr std::int32_t kThrew = 1;
+constexpr std::int32_t kThrew = 1000;  // no status
 constexpr int kKilled = Child::kSignal + SIGKILL;
 constexpr bool kCallsCanFail = !kIsSanitized; // the sanitizers have calls of their own, which must not fail
 
@@ -84,7 +86,7 @@ class Walk {
 
     const Operation& m_operation;
     const std::size_t m_stride;
-    std::size_t m_begin = 0; // each fault's first point, so that all of them together meet more
+    std::size_t m_begin = Seed() % m_stride; // each fault's first point, so that all of them together meet more
     const fs::path m_folder = makeFolder();
     const fs::path m_home = m_folder / "home";
     std::vector<std::string> m_program;
@@ -247,6 +249,9 @@ std::string Walk::point(const Around& around, Disturbance* disturbance) const {
     const bool wasMet = disturbance == nullptr ? m_report->wasMet : disturbance->wasMet;
     if (!wasMet && status != WDLT_OK)
         return "undisturbed it gives " + std::to_string(status);
+    const bool hadMemory = disturbance != nullptr && disturbance->number != SYS_mmap;
+    if (stands && status == kThrew && hadMemory && !m_operation.loadsInside)
+        return "threw for another reason than a lack of memory";
     if (disturbance != nullptr && disturbance->isInterruption() && status != WDLT_OK)
         return "told of an interruption: status " + std::to_string(status);
     const bool isDone = status == WDLT_OK && !m_operation.tellsNothing;
@@ -265,7 +270,6 @@ std::string Walk::point(const Around& around, Disturbance* disturbance) const {
 }
 
 bool Walk::goesOn(const std::string& fault, std::size_t point, const std::string& complaint) {
-    ++m_points;
     if (complaint.empty())
         return true;
     ADD_FAILURE() << m_operation.name << ", " << fault << ", point " << point << ": " << complaint;
@@ -277,6 +281,7 @@ void Walk::meet(const Fault& fault) {
         Disturbance disturbance(fault, n, m_home, m_operation.loadsInside || !m_program.empty());
         const std::string complaint = point([](const auto& body) { return body(), false; }, &disturbance);
         const std::string name = fault.name + (" of system call " + std::to_string(disturbance.number));
+        m_points += disturbance.wasMet ? 1 : 0;
         if (!goesOn(name, n, complaint) || !disturbance.wasMet)
             return;
     }
@@ -289,7 +294,9 @@ void Walk::exhaustMemory() {
             body();
             return ExhaustedMemory::wasMet();
         };
-        if (!goesOn("allocation", n, point(exhausted, nullptr)) || !m_report->wasMet)
+        const std::string complaint = point(exhausted, nullptr);
+        m_points += m_report->wasMet ? 1 : 0;
+        if (!goesOn("allocation", n, complaint) || !m_report->wasMet)
             return;
     }
 }
@@ -308,6 +315,7 @@ void Walk::cutPower() {
             if (++n % m_stride != 0 && !(isDone && lost == unsynced))
                 continue;
             m_record->lay(count, lost);
+            ++m_points;
             if (!goesOn("power cut", n, next({m_before, m_behind, isDone, m_operation.inSteps, true})))
                 return;
         }
@@ -325,7 +333,8 @@ void walk(const Operation& operation, std::size_t stride) {
     }
     if (ExhaustedMemory::kIsPossible && operation.program.empty())
         walk.exhaustMemory();
-    std::printf("%s: %zu points, every %zu\n", operation.name.c_str(), walk.points(), stride);
+    std::printf("%s: %zu points met, every %zu\n", operation.name.c_str(), walk.points(), stride);
+    EXPECT_GT(walk.points(), 0u);
 }
 
 } // namespace walk

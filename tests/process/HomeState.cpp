@@ -8,6 +8,7 @@
 #include <iterator>
 #include <optional>
 #include <set>
+#include <stdexcept>
 #include <string_view>
 
 namespace {
@@ -29,11 +30,14 @@ void addKey(HomeState& state, const std::string& path) {
         DWORD type = 0;
         DWORD length = sizeof name;
         auto size = static_cast<DWORD>(data.size());
-        if (RegEnumValueA(key.get(), index, name, &length, nullptr, &type, reinterpret_cast<BYTE*>(data.data()),
-                          &size) != 0)
+        const LONG error =
+            RegEnumValueA(key.get(), index, name, &length, nullptr, &type, reinterpret_cast<BYTE*>(data.data()), &size);
+        if (static_cast<DWORD>(error) == ERROR_MORE_DATA)
+            throw std::runtime_error(path + " has a value that is too large to look at");
+        if (error != 0)
             break;
         const std::string value = data.substr(0, size); // a text is the same with all of its field behind it
-        state[path + "\\" + name] = type == REG_SZ ? value.c_str() : value;
+        state[path + "\\" + name] = std::to_string(type) + (type == REG_SZ ? value.c_str() : value);
     }
     for (const std::string& below : tree::subkeys(path))
         addKey(state, path + "\\" + below);
@@ -51,7 +55,11 @@ HomeState lookAtHome(const fs::path& home) {
     // A folder without its rights yet holds nothing.
     for (const auto& entry : fs::recursive_directory_iterator(home, fs::directory_options::skip_permission_denied)) {
         const std::string name = entry.path().lexically_relative(home);
-        if (!entry.is_regular_file() || name.starts_with("objects/"))
+        if (name == "objects" || name.starts_with("objects/"))
+            continue;
+        if (entry.is_directory() && entry.path().extension() == ".new")
+            state[name] = "half made"; // other folders are there with their files
+        if (!entry.is_regular_file())
             continue;
         std::string& content = state[name];
         if (name.starts_with("registry/"))
@@ -107,8 +115,8 @@ std::string Between::complaint(const HomeState& found) const {
         if (!content || old)
             return name + (content ? " is neither old nor new" : " is missing");
         const std::string kind = fs::path(name).extension();
-        const bool isBackup =
-            kind == ".bak" && std::ranges::any_of(before, [&](const auto& entry) { return entry.second == *content; });
+        const bool isBackup = kind == ".bak" && !content->empty() &&
+                              std::ranges::any_of(before, [&](const auto& entry) { return entry.second == *content; });
         const bool isHomes = name == "settings.new" || name == "registry/data.new"; // made anew by whoever opens it
         const bool isRest = isBackup || isHomes ? mayLeave || !isDone : mayLeave && (kind == ".new" || kind == ".tmp");
         if (!isRest || !left.insert(kind).second)
