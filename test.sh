@@ -37,7 +37,9 @@ build() { # build PRESET [CMAKE ARGUMENT...]
     cmake --build --preset "$1" -j "$jobs"
 }
 run_tests() { ctest --test-dir "build/$1" -j "$((jobs * 2))" --output-on-failure --no-tests=error "${@:2}"; }
-rules_and_interface() { tests/gates/house_rules.sh && tests/gates/shares.sh && tests/gates/abi.sh build/release; }
+rules_and_interface() {
+    tests/gates/house_rules.sh && tests/gates/shares.sh && tests/gates/mutations.sh --check && tests/gates/abi.sh build/release
+}
 kill_by_the_thousand() {
     WDLT_KILLS=3000 "$1/process_registry_tests" --gtest_filter='*Kill*' &&
         WDLT_KILLS=8000 timeout 110 "$1/process_rwlock_tests" --gtest_filter='*RandomKills*'

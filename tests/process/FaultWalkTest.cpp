@@ -6,6 +6,7 @@
 #include "TestHome.h"
 #include "TestKey.h"
 #include "TracedChild.h"
+#include "Tree.h"
 
 #include <wdltcfg/addresses.h>
 #include <wdltcfg/records.h>
@@ -22,6 +23,8 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -300,5 +303,42 @@ TEST_P(FaultWalk, OldOrNewWhole) {
 
 INSTANTIATE_TEST_SUITE_P(Of, FaultWalk, testing::ValuesIn(kOperations),
                          [](const auto& test) { return test.param.name; });
+
+// Whatever memory there is, the answer is what is stored, or none: the default isn't an answer.
+TEST(Reads, WithoutMemoryTellNothingElse) {
+    if (!ExhaustedMemory::kIsPossible)
+        GTEST_SKIP() << "no operator new of our own";
+    tree::setNumber("PluginManager\\DRS", "enable", 1);
+    tree::setNumber("Scan\\Common\\URLFilter\\config", "DRSCredBlock", 1);
+    tree::setNumber("Scan\\Common\\URLFilter\\config", "DRSScoreThreshold", 50);
+    const LoadedLibrary library;
+    const struct {
+        const char* name;
+        std::function<std::int32_t()> read;
+        std::int32_t stored;
+    } rows[] = {
+        {"WdltDRSIsEnabled", [&] { return WDLT_CALL(library, WdltDRSIsEnabled)(); }, 1},
+        {"WdltDRSReadConfig",
+         [&] {
+             WdltDrsConfig config{};
+             const std::int32_t status = WDLT_CALL(library, WdltDRSReadConfig)(&config);
+             return status != WDLT_OK ? status : static_cast<std::int32_t>(config.ActionMode + config.ScoreThreshold);
+         },
+         51},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(row.read(), row.stored) << row.name;
+        int failures = 0;
+        for (bool isMet = true; isMet; failures += isMet ? 1 : 0) {
+            const ExhaustedMemory exhausted(failures);
+            try {
+                EXPECT_EQ(row.read(), row.stored) << row.name << ", allocation " << failures;
+            } catch (const std::bad_alloc&) {
+            }
+            isMet = ExhaustedMemory::wasMet();
+        }
+        EXPECT_GT(failures, 0) << row.name;
+    }
+}
 
 } // namespace
