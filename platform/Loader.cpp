@@ -179,9 +179,9 @@ DWORD fail(DWORD error) {
 } // namespace
 
 link_map* moduleOf(const void* address) {
-    Dl_info info{};
-    void* map = nullptr;
-    return dladdr1(address, &info, &map, RTLD_DL_LINKMAP) == 0 ? nullptr : static_cast<link_map*>(map);
+    // Unlike dladdr it doesn't go through the module's symbols.
+    dl_find_object object{};
+    return _dl_find_object(const_cast<void*>(address), &object) == 0 ? object.dlfo_link_map : nullptr;
 }
 
 std::filesystem::path ownFolder() {
