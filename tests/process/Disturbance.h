@@ -29,6 +29,7 @@ class Disturbance final : public TracedChild::Watcher {
         : m_fault(fault), m_left(count), m_home(home), m_isLoaded(isLoaded), m_hasBegun(!isLoaded) {}
 
     TracedChild::Fate before(const TracedChild& child, const SystemCall& call) override;
+    bool hasSeenAll() const override { return wasMet; }
     // Nobody is to hear of one.
     bool isInterruption() const { return m_fault.fate.error == EINTR; }
     // Of a call that only cleans up.

@@ -51,7 +51,8 @@ void TracedChild::mark() {
 bool TracedChild::run(Watcher* watcher) {
     long signal = 0;
     for (;;) {
-        trace(watcher != nullptr ? PTRACE_SYSCALL : PTRACE_CONT, m_process, 0, signal);
+        const bool isWatched = watcher != nullptr && (m_isInside || !watcher->hasSeenAll());
+        trace(isWatched ? PTRACE_SYSCALL : PTRACE_CONT, m_process, 0, signal);
         int status = 0;
         if (waitpid(m_process, &status, 0) != m_process)
             std::abort();

@@ -24,6 +24,8 @@ class TracedChild {
       public:
         virtual Fate before(const TracedChild& child, const SystemCall& call) = 0;
         virtual void behind(const TracedChild&, const SystemCall&, std::int64_t) {}
+        // From then on the child goes at its full speed.
+        virtual bool hasSeenAll() const { return false; }
 
       protected:
         ~Watcher() = default;
