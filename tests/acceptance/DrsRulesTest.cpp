@@ -23,8 +23,6 @@ namespace {
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 
-const std::string kWhiteListKey = kDrsKey + "\\WhiteList";
-
 std::string ruleKey(const std::string& rule) {
     return kWhiteListKey + "\\" + rule;
 }

@@ -26,8 +26,6 @@ using testing::IsEmpty;
 
 using Library = const LoadedLibrary&;
 
-const std::string kWhiteListKey = kDrsKey + "\\WhiteList";
-
 std::int32_t enable(Library library, std::uint32_t number) {
     return WDLT_CALL(library, WdltDRSEnable)(number);
 }

@@ -1,15 +1,13 @@
 // The records of the URL filter, the host filter and what all virus scans have in common, at their addresses; what the
 // rating server, the extra header and enciphered values have of their own.
 #include "FieldRecords.h"
+#include "UrlFilterTree.h"
 
 #include <cstring>
 #include <string>
 #include <vector>
 
 namespace {
-
-const std::string kUrlKey = "Scan\\Common\\URLFilter\\config";
-const std::string kVirusKey = "Scan\\Common\\Virus\\config";
 
 RecordCase filterRecord(const std::string& helper, RecordCase record) {
     record.unreadLine = helper + ": Failed to read registry (item={field}, ret={status})";
@@ -139,7 +137,7 @@ RecordCase virusCommon() {
     return {
         .name = "VirusCommon",
         .scan = WDLT_SCAN_VIRUS,
-        .key = kVirusKey,
+        .key = "Scan\\Common\\Virus\\config",
         .size = sizeof(WdpeVsCommon),
         .fields =
             {

@@ -1,6 +1,7 @@
 // The files that the settings of a scan name: where they lie, and the list of tolerated spyware in one.
 #include "FieldRecords.h"
 #include "TestHome.h"
+#include "UrlFilterTree.h"
 
 #include <gmock/gmock.h>
 
@@ -15,7 +16,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-const std::string kUrlKey = "Scan\\Common\\URLFilter\\config";
 const std::string kHostKey = "Scan\\Common\\HostFilter\\config";
 const std::string kVirusKey = "Scan\\Common\\Virus\\config";
 

@@ -28,7 +28,7 @@ using testing::IsEmpty;
 
 using Library = const LoadedLibrary&;
 
-constexpr const char* kChange = "wdlt_config_change_evt";
+constexpr const char* kChangeObjects = "wdlt_config_change_evt";
 const std::string kSalKey = "Scan\\Web\\SAL";
 
 std::int32_t writeItem(Library library, std::uint32_t scan, std::uint32_t enable) {
@@ -89,7 +89,7 @@ TEST_F(Notification, EachServiceThatCallersFear) {
             SCOPED_TRACE(std::string(teller.what).append(" and a service: ").append(service.what));
             layOutWebTree();
             clearLog();
-            const ServiceObjects objects(kChange, service.bytes, service.withEvents);
+            const ServiceObjects objects(kChangeObjects, service.bytes, service.withEvents);
             EXPECT_EQ(teller.write(library), service.isTold ? teller.unanswered : WDLT_OK);
             EXPECT_EQ(tree::number(teller.key, teller.value), 1u);
             EXPECT_TRUE(library.logged(service.line));
@@ -136,7 +136,7 @@ TEST_F(Notification, NobodyHearsOfRedirectsNorOfWhatIsRefused) {
 }
 
 TEST_F(Notification, AnAnswerThatComesTooLateIsNobodys) {
-    const ServiceObjects objects(kChange, sizeof(Change));
+    const ServiceObjects objects(kChangeObjects, sizeof(Change));
     const TimeScale impatient{"0.0005"};
     for (const std::uint32_t scan : {WDLT_SCAN_SAL, WDLT_SCAN_URL_FILTER}) {
         clearLog();
@@ -150,7 +150,7 @@ TEST_F(Notification, AnAnswerThatComesTooLateIsNobodys) {
 
 // The memory has room for one notice: the next one waits until the service has read it.
 TEST_F(Notification, AChangeWhoseWriterDiedIsNotOverwritten) {
-    const ServiceObjects objects(kChange, sizeof(Change));
+    const ServiceObjects objects(kChangeObjects, sizeof(Change));
     Child writer([&] { return writeItem(library, WDLT_SCAN_SAL, 1); });
     ASSERT_TRUE(objects.hears());
     writer.kill();

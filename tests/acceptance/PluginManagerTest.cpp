@@ -17,7 +17,6 @@
 namespace {
 
 constexpr Change kOwnChange{8, 0};
-constexpr Change kHandlerChange{10003, 0};
 
 WdltPluginManagerConfig configOf(std::uint32_t enable, const std::string& name) {
     WdltPluginManagerConfig config{};

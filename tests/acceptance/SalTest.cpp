@@ -23,7 +23,6 @@ const std::string kItemKey = "Scan\\Web\\SAL";
 
 constexpr Change kSettingsChange{0, WDLT_SCAN_SAL};
 constexpr Change kItemChange{10003, WDLT_SCAN_SAL};
-constexpr Change kHandlerChange{10003, 0};
 
 RecordCase settings() {
     const auto flag = [](const char* value, std::size_t offset, std::size_t size) {

@@ -67,7 +67,7 @@ RecordCase fileScan() {
 #undef FILE_SCAN
 }
 
-RecordCase item() {
+RecordCase scanItem() {
     return {
         .name = "Item",
         .protocol = WDLT_PROTOCOL_SYSTEM_HTTP,
@@ -90,7 +90,7 @@ RecordCase item() {
 }
 
 RecordCase itemOfAll() {
-    RecordCase record = item();
+    RecordCase record = scanItem();
     record.name = "ItemOfAll";
     record.protocol = WDLT_PROTOCOL_SYSTEM;
     record.scan = WDLT_SCAN_ANTI_SPAM;
@@ -103,21 +103,21 @@ RecordCase itemOfAll() {
     return record;
 }
 
-struct VirusScan {
+struct VirusPlace {
     const char* name;
     std::uint32_t protocol;
     std::uint32_t input;
     const char* key;
     WdpeVsData defaults;
 };
-constexpr VirusScan kVirusScans[] = {
+constexpr VirusPlace kVirusScans[] = {
     {"VirusPop3", 1, 0, "Scan\\In\\Virus\\config", {3, 4, 1, 1, 1, 0xFFFFFFFF, 1, 30, 1, 201}},
     {"VirusSmtp", 2, 0, "Scan\\Out\\Virus\\config", {3, 101, 1, 1, 1, 0xFFFFFFFF, 1, 30, 1, 101}},
     {"VirusHttp", 3, 0, "Scan\\Web\\Virus\\config", {3, 4, 1, 1, 1, 0xFFFFFFFF, 1, 30, 1, 4}},
     {"VirusFiles", 3, 1, "Scan\\Web\\HttpFileScan\\config", {3, 4, 1, 1, 1, 0x100000, 1, 30, 1, 4}},
 };
 
-RecordCase virusScan(const VirusScan& scan) {
+RecordCase virusScan(const VirusPlace& scan) {
     const WdpeVsData& defaults = scan.defaults;
 #define VIRUS(value, member) numberCase(value, WDLT_FIELD(WdpeVsData, member)).named(#member)
     return {
@@ -164,14 +164,14 @@ TEST_P(ScanRecords, EachFieldOnItsWay) {
 INSTANTIATE_TEST_SUITE_P(
     All, ScanRecords,
     testing::Values(mailHandler<WdphPop3>("Pop3", WDLT_PROTOCOL_POP3, "ProtocolHandler\\Mail in\\config", "WdphPop3"),
-                    smtp(), fileScan(), item(), itemOfAll(), virusScan(kVirusScans[0]), virusScan(kVirusScans[1]),
+                    smtp(), fileScan(), scanItem(), itemOfAll(), virusScan(kVirusScans[0]), virusScan(kVirusScans[1]),
                     virusScan(kVirusScans[2]), virusScan(kVirusScans[3])),
     nameOf);
 
 class ScanRecord : public FieldRecord {};
 
 TEST_F(ScanRecord, TheActionOnSpywareMattersOnlyWhileItIsLookedFor) {
-    const VirusScan& scan = kVirusScans[1];
+    const VirusPlace& scan = kVirusScans[1];
     FieldRunner(library, virusScan(scan)).layDown(0);
     tree::setNumber(scan.key, "SpywareScan", 0);
     WdpeVsData record{};

@@ -21,7 +21,6 @@ using testing::ElementsAre;
 using testing::ElementsAreArray;
 
 constexpr Change kHttpsChange{10003, WDLT_SCAN_HTTP_MANAGER};
-constexpr Change kHandlerChange{10003, 0};
 constexpr Change kUrlFilterChange{10003, WDLT_SCAN_URL_FILTER};
 constexpr Change kPluginManagerChange{8, 0};
 

@@ -20,6 +20,7 @@ inline const std::string kUrlFilterItemKey = "Scan\\Web\\URLFilter";
 inline const std::string kHttpsKey = "Scan\\Web\\HttpsFilter";
 inline const std::string kPluginManagerKey = "PluginManager";
 inline const std::string kDrsKey = "PluginManager\\DRS";
+inline const std::string kWhiteListKey = kDrsKey + "\\WhiteList";
 inline const std::string kDrsSettingsKey = "Scan\\Common\\URLFilter\\config";
 
 inline void layOutWebTree() {

@@ -2,14 +2,18 @@
 // is left is whole. That each write is told as often as it was made is ChangeStormTest.cpp's. WDLT_STORM_SECONDS: how
 // long (3).
 #include "FakeService.h"
+#include "RunProgram.h"
 #include "Seed.h"
 #include "TimeScale.h"
-#include "Typed.h"
+
+#include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <memory>
 #include <regex>
 #include <set>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -18,10 +22,10 @@ std::set<std::string> exportsIn(const std::string& text) {
     return {std::sregex_token_iterator(text.begin(), text.end(), name), {}};
 }
 
-using ExportStorm = Wdltctl;
-
-TEST_F(ExportStorm, EachAnswersAndWhatIsLeftIsWhole) {
+TEST(ExportStorm, EachAnswersAndWhatIsLeftIsWhole) {
     EXPECT_EQ(exportsIn(runProgram({"export_storm", "names"}).out), exportsIn(TestHome::instance().read(WDLT_EXPORTS)));
+    const std::string install = TestHome::instance().path() / "install";
+    ASSERT_EQ(runProgram({"wdltctl", "init", "--force", "--install", install}).status, 0);
     const Seed seed;
     const TimeScale scale("0.05");
     ChangeListener service;

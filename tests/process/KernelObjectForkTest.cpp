@@ -21,9 +21,6 @@ class KernelObjectFork : public testing::Test {
     KernelObjectFork() { useFreshHome(); }
 };
 
-Handle openMutex(const char* name) {
-    return Handle(OpenMutexA(MUTEX_ALL_ACCESS, FALSE, name));
-}
 bool memoryExists() {
     return Handle(OpenFileMappingA(FILE_MAP_READ, FALSE, "map")) != nullptr;
 }

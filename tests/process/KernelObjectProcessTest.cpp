@@ -24,9 +24,6 @@ class KernelObjectProcess : public testing::Test {
     KernelObjectProcess() { useFreshHome(); }
 };
 
-Handle openMutex(const char* name) {
-    return Handle(OpenMutexA(MUTEX_ALL_ACCESS, FALSE, name));
-}
 // Looks without a trace.
 bool exists(const char* mutex) {
     return openMutex(mutex) != nullptr;

@@ -40,9 +40,9 @@ void leave(CWdRWLock& lock, Mode mode) WD_NO_THREAD_SAFETY_ANALYSIS {
 }
 
 // A child that holds the lock until it is told to let go.
-class Holder {
+class LockHolder {
   public:
-    explicit Holder(Mode mode)
+    explicit LockHolder(Mode mode)
         : m_child([this, mode](const SteppedChild::Stop& stop) {
               const auto lock = openLock();
               enter(*lock, mode);
@@ -74,7 +74,7 @@ TEST(RWLockProcess, WaitsForALivingHolderHoweverLong) {
     for (const auto& [holderMode, waiterMode] : cases) {
         SCOPED_TRACE(testing::Message() << static_cast<int>(holderMode) << " " << static_cast<int>(waiterMode));
         const auto lock = openLock();
-        Holder holder(holderMode);
+        LockHolder holder(holderMode);
         const LogFile log(256); // errors only
         const auto warnings = [&log] {
             const auto messages = log.messages();
@@ -100,7 +100,7 @@ TEST(RWLockProcess, WaitsForALivingHolderHoweverLong) {
 TEST(RWLockProcess, AForkedChildOfAReaderHoldsNothing) {
     auto lock = openLock();
     const LockMemory memory(kName);
-    Holder other(Mode::Read);
+    LockHolder other(Mode::Read);
     enter(*lock, Mode::Read);
     EXPECT_EQ(Child([&] { lock.reset(); }).wait(), 0);
     EXPECT_EQ(memory.count(), 2u);
@@ -119,7 +119,7 @@ TEST(RWLockProcess, AForkedChildOfAReaderHoldsNothing) {
     EXPECT_EQ(memory.taker(), WD_GROUP_TAG);
     other.letGo();
     other.expectEnd();
-    Holder writer(Mode::Write); // what the dead child left is looked after
+    LockHolder writer(Mode::Write); // what the dead child left is looked after
     writer.letGo();
     writer.expectEnd();
     EXPECT_TRUE(LockMemory(kName).isAtRest());
@@ -128,11 +128,11 @@ TEST(RWLockProcess, AForkedChildOfAReaderHoldsNothing) {
 // Two that wait see the same dead writer. The slower one must not take the token from the other.
 TEST(RWLockProcess, ALateLookRobsNobody) {
     const auto lock = openLock();
-    Holder(Mode::Write).kill();
-    std::unique_ptr<Holder> faster;
+    LockHolder(Mode::Write).kill();
+    std::unique_ptr<LockHolder> faster;
     const steps::At slow("look.writer", [&, first = true]() mutable {
         if (std::exchange(first, false)) // not in the child, too
-            faster = std::make_unique<Holder>(Mode::Write);
+            faster = std::make_unique<LockHolder>(Mode::Write);
     });
     const steps::At next("look", [&] {
         if (faster != nullptr)

@@ -90,6 +90,8 @@ struct Change {
     }
 };
 
+inline constexpr Change kHandlerChange{10003, 0}; // of the web handlers
+
 inline std::ostream& operator<<(std::ostream& out, const Change& change) {
     return out << '(' << change.protocol << ", " << change.scan << ')';
 }

@@ -46,6 +46,9 @@ class Everybody {
 inline Handle makeMutex(const char* name, bool owned = false, LPSECURITY_ATTRIBUTES security = nullptr) {
     return Handle(CreateMutexA(security, owned ? TRUE : FALSE, name));
 }
+inline Handle openMutex(const char* name) {
+    return Handle(OpenMutexA(MUTEX_ALL_ACCESS, FALSE, name));
+}
 inline Handle makeEvent(const char* name, bool manual, bool signalled, LPSECURITY_ATTRIBUTES security = nullptr) {
     return Handle(CreateEventA(security, manual ? TRUE : FALSE, signalled ? TRUE : FALSE, name));
 }

@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr DWORD kUtf8 = 4;
+constexpr DWORD kUtf8Index = 4;
 constexpr DWORD kFullSize = 128;
 
 // With its separator.
@@ -34,14 +34,15 @@ TEST(CharSetConverter, ArgumentsAreCheckedInOrder) {
         const char* line;
         bool cleared;
     } cases[] = {
-        {output.data(), "a", kUtf8, 0, WDLT_E_INVALID_ARGUMENT, "specified charset was invalid.", false},
-        {nullptr, "a", kUtf8, kUtf8, WDLT_E_INVALID_ARGUMENT, noHandle, false},
-        {output.data(), nullptr, kUtf8, 31, WDLT_E_INVALID_ARGUMENT, noHandle, false},
-        {output.data(), "", 31, kUtf8, WDLT_E_INVALID_ARGUMENT, "_lptszInString were invalid size as zero.", false},
-        {output.data(), tooLong.c_str(), kUtf8, 31, WDLT_E_BUFFER_SIZE,
+        {output.data(), "a", kUtf8Index, 0, WDLT_E_INVALID_ARGUMENT, "specified charset was invalid.", false},
+        {nullptr, "a", kUtf8Index, kUtf8Index, WDLT_E_INVALID_ARGUMENT, noHandle, false},
+        {output.data(), nullptr, kUtf8Index, 31, WDLT_E_INVALID_ARGUMENT, noHandle, false},
+        {output.data(), "", 31, kUtf8Index, WDLT_E_INVALID_ARGUMENT, "_lptszInString were invalid size as zero.",
+         false},
+        {output.data(), tooLong.c_str(), kUtf8Index, 31, WDLT_E_BUFFER_SIZE,
          "length of _lptszInString was over specified _MaxOutBufSize.", false},
-        {output.data(), "a", kUtf8, 31, WDLT_E_INVALID_ARGUMENT, "", false}, // nameless
-        {output.data(), longest.c_str(), kUtf8, kUtf8, WDLT_E_CHARSET_HANDLE,
+        {output.data(), "a", kUtf8Index, 31, WDLT_E_INVALID_ARGUMENT, "", false}, // nameless
+        {output.data(), longest.c_str(), kUtf8Index, kUtf8Index, WDLT_E_CHARSET_HANDLE,
          "m_lpFuncCreateResourceLocator was invalid handle.", true}, // not loaded
     };
     const CCharSetConverter converter;
@@ -77,7 +78,9 @@ TEST(CharSetConverter, ALibraryThatRefusesACall) {
     CCharSetConverter converter;
     converter.SetModulePathAndName(path.c_str(), "charset_double.dll");
     std::array<char, kFullSize> output{};
-    const auto convert = [&] { return converter.ConvertResource(output.data(), "ab", kUtf8, kUtf8, kFullSize); };
+    const auto convert = [&] {
+        return converter.ConvertResource(output.data(), "ab", kUtf8Index, kUtf8Index, kFullSize);
+    };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.line);
         const LogFile log(256);

@@ -13,7 +13,7 @@ using testing::ElementsAreArray;
 
 using Fields = std::vector<std::string>;
 
-std::string textOf(const Fields& fields) {
+std::string lineOf(const Fields& fields) {
     CCsv csv;
     for (const std::string& field : fields)
         csv.add(field);
@@ -47,7 +47,7 @@ TEST(Csv, TextsAsFieldsAndBack) {
     };
     for (const Case& c : cases) {
         EXPECT_THAT(CCsv(c.text).fields(), ElementsAreArray(c.fields)) << c.text;
-        EXPECT_EQ(textOf(c.fields), c.written != nullptr ? c.written : c.text);
+        EXPECT_EQ(lineOf(c.fields), c.written != nullptr ? c.written : c.text);
     }
 }
 

@@ -6,32 +6,32 @@
 
 namespace {
 
-constexpr const char* kName = "somebody inside";
+constexpr const char* kPresence = "somebody inside";
 
 TEST(GMutex, IsThereAsLongAsItsObject) {
-    EXPECT_EQ(CGMutex::CheckGMutex(kName), CGMutex::kNobody);
+    EXPECT_EQ(CGMutex::CheckGMutex(kPresence), CGMutex::kNobody);
     {
         CGMutex first;
-        EXPECT_EQ(first.CreateGMutexEx(kName), CGMutex::kCreated);
-        EXPECT_EQ(CGMutex::CheckGMutex(kName), CGMutex::kLocal);
+        EXPECT_EQ(first.CreateGMutexEx(kPresence), CGMutex::kCreated);
+        EXPECT_EQ(CGMutex::CheckGMutex(kPresence), CGMutex::kLocal);
         CGMutex second;
-        EXPECT_EQ(second.CreateGMutexEx(kName), CGMutex::kLocal);
+        EXPECT_EQ(second.CreateGMutexEx(kPresence), CGMutex::kLocal);
         EXPECT_EQ(waitElsewhere(makeMutex("Global\\somebody inside")), WAIT_OBJECT_0) << "nobody owns it";
     }
-    EXPECT_EQ(CGMutex::CheckGMutex(kName), CGMutex::kNobody);
+    EXPECT_EQ(CGMutex::CheckGMutex(kPresence), CGMutex::kNobody);
 }
 
 TEST(GMutex, EitherNameSaysThatSomebodyIsInside) {
     CGMutex mutex;
     {
         const Handle global = makeMutex("Global\\somebody inside");
-        EXPECT_EQ(CGMutex::CheckGMutex(kName), CGMutex::kGlobal);
-        EXPECT_EQ(mutex.CreateGMutexEx(kName), CGMutex::kGlobal);
-        EXPECT_EQ(CGMutex::CheckGMutex(kName), CGMutex::kGlobal) << "the local one was kept";
+        EXPECT_EQ(CGMutex::CheckGMutex(kPresence), CGMutex::kGlobal);
+        EXPECT_EQ(mutex.CreateGMutexEx(kPresence), CGMutex::kGlobal);
+        EXPECT_EQ(CGMutex::CheckGMutex(kPresence), CGMutex::kGlobal) << "the local one was kept";
     }
     const Handle local = makeMutex("Local_somebody inside");
-    EXPECT_EQ(CGMutex::CheckGMutex(kName), CGMutex::kLocal);
-    EXPECT_EQ(mutex.CreateGMutexEx(kName), CGMutex::kLocal);
+    EXPECT_EQ(CGMutex::CheckGMutex(kPresence), CGMutex::kLocal);
+    EXPECT_EQ(mutex.CreateGMutexEx(kPresence), CGMutex::kLocal);
 }
 
 } // namespace

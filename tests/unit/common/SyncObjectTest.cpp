@@ -11,17 +11,17 @@
 
 namespace {
 
-constexpr const char* kName = "Global\\sync_object_test";
+constexpr const char* kMutex = "Global\\sync_object_test";
 
 // Whether another thread gets the mutex at once.
 bool isFree() {
-    return waitElsewhere(makeMutex(kName)) != WAIT_TIMEOUT;
+    return waitElsewhere(makeMutex(kMutex)) != WAIT_TIMEOUT;
 }
 
 TEST(WdMutex, AScopeHoldsIt) {
-    CWdMutex mutex(makeMutex(kName).release());
+    CWdMutex mutex(makeMutex(kMutex).release());
     Child holder([] {
-        waitFor(makeMutex(kName), INFINITE);
+        waitFor(makeMutex(kMutex), INFINITE);
         return raise(SIGKILL);
     });
     ASSERT_EQ(holder.wait(), 1000 + SIGKILL);

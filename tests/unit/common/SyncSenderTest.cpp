@@ -19,16 +19,16 @@ namespace {
 
 using testing::ElementsAre;
 
-constexpr const char* kName = "exchange";
-constexpr DWORD kSize = 16;
+constexpr const char* kExchange = "exchange";
+constexpr DWORD kExchangeBytes = 16;
 
 struct Sender : CSyncSender {
-    Sender() { SetName(kName); }
+    Sender() { SetName(kExchange); }
 };
 
 TEST(SyncSender, TheOrderOfOneExchange) {
     std::atomic<bool> answers{false};
-    const FakeService service(kName, kSize, [&](BYTE*) { return answers.load(); });
+    const FakeService service(kExchange, kExchangeBytes, [&](BYTE*) { return answers.load(); });
     for (const bool answered : {true, false}) {
         answers = answered;
         const TimeScale scale(answered ? "1" : "0.0005");
@@ -45,7 +45,7 @@ TEST(SyncSender, TheOrderOfOneExchange) {
 TEST(SyncSender, AServiceThatDiesInTheMiddleIsNotWaitedFor) {
     Pipe ready;
     Child service([&] {
-        const ServiceObjects objects(kName, kSize);
+        const ServiceObjects objects(kExchange, kExchangeBytes);
         objects.memory()[0] = 7;
         ready.signal();
         return objects.hears() ? raise(SIGKILL) : 1;
@@ -54,7 +54,7 @@ TEST(SyncSender, AServiceThatDiesInTheMiddleIsNotWaitedFor) {
     {
         const TimeScale patient("1");
         Sender sender;
-        const auto* const memory = static_cast<const BYTE*>(sender.OpenMemory(kSize));
+        const auto* const memory = static_cast<const BYTE*>(sender.OpenMemory(kExchangeBytes));
         ASSERT_NE(memory, nullptr);
         alarm(30); // its minute is not waited out
         EXPECT_FALSE(sender.Send(false));
@@ -63,7 +63,7 @@ TEST(SyncSender, AServiceThatDiesInTheMiddleIsNotWaitedFor) {
         EXPECT_EQ(memory[0], 7); // what it had laid down can still be read
     }
     Sender sender; // nobody has the objects any more
-    EXPECT_EQ(sender.OpenMemory(kSize), nullptr);
+    EXPECT_EQ(sender.OpenMemory(kExchangeBytes), nullptr);
     EXPECT_FALSE(sender.Send(false));
 }
 

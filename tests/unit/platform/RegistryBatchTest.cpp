@@ -15,8 +15,6 @@
 
 namespace {
 
-constexpr auto kMissing = static_cast<LONG>(ERROR_FILE_NOT_FOUND);
-
 // What another thread reads: committed values alone.
 std::optional<DWORD> seenElsewhere(const char* path, const char* name) {
     std::optional<DWORD> seen;
@@ -52,7 +50,8 @@ TEST(RegistryBatch, AFailingWriteEndsItAsItsModeSays) {
         std::function<LONG(const TestKey&)> fail;
         LONG error;
     } rows[] = {
-        {"nothing to delete", [](const TestKey& key) { return RegDeleteValueA(key.get(), "nothing"); }, kMissing},
+        {"nothing to delete", [](const TestKey& key) { return RegDeleteValueA(key.get(), "nothing"); },
+         ERROR_FILE_NOT_FOUND},
         {"no data", [](const TestKey& key) { return RegSetValueExA(key.get(), "a", 0, REG_BINARY, nullptr, 5); },
          ERROR_INVALID_PARAMETER},
         {"no handle", [](const TestKey&) { return TestKey().set("a", 5); }, ERROR_INVALID_HANDLE},
