@@ -101,6 +101,11 @@ TEST_F(AntiSpamLists, WhatAFileCouldntGiveBackIsRefusedWhole) {
              put(r.whitelist[0].szEntry, "a\r");
          },
          "WriteConfig: an entry isn't one line (file=white.txt)"},
+        {[](WdpeAspmData& r) {
+             r.dwWhitelistCount = 1;
+             put(r.whitelist[0].szEntry, "a\nb");
+         },
+         "WriteConfig: an entry isn't one line (file=white.txt)"},
         {[](WdpeAspmData& r) { std::memset(r.szWhitelistFile, 'n', sizeof r.szWhitelistFile); },
          "Reg write failed (key=Whitelist, ret=-3)"},
     };

@@ -244,6 +244,9 @@ TEST_F(DrsRules, WhenTheListCantBeHad) {
         EXPECT_TRUE(library.logged("CFuncDRSCfg::DeleteWhiteListItem: delete c failed."));
     }
     EXPECT_THAT(tree::subkeys(tree::path(kWhiteListKey)), ElementsAre("c"));
+    const FailingCommit failing;
+    EXPECT_EQ(remove(0), WDLT_E_GENERAL);
+    EXPECT_EQ(service.heard(), 0);
 }
 
 TEST_F(DrsRules, AFullListTakesOneOfEachIndex) {

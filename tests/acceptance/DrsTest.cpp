@@ -102,6 +102,8 @@ TEST_F(Drs, AValueThatCantBeWrittenIsToldToTheCallerAlone) {
          "DRSCfg::WriteConfig: Write ActionMode failed"},
         {"enable", [](Library lib) { return enable(lib, 3); }, WDLT_E_GENERAL, "DRSCfg::DRSEnable: Enable failed"},
         {"Index", addRule, WDLT_E_GENERAL, "DRSCfg::AddWhiteListItem: write index failed."},
+        {"ProcessImageName", addRule, WDLT_E_GENERAL, "DRSCfg::AddWhiteListItem: write process image name failed."},
+        {"DomainName", addRule, WDLT_E_GENERAL, "DRSCfg::AddWhiteListItem: write domain name failed."},
         {"enable", writePluginManager, WDLT_E_REGISTRY, "PluginManager::WriteConfig(): RegSetValueEx enable error 5"},
         {"filename", writePluginManager, WDLT_E_REGISTRY,
          "PluginManager::WriteConfig(): RegSetValueEx filename error 5"},

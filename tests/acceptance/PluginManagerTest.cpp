@@ -104,6 +104,11 @@ TEST_F(PluginManager, AsksForTheHandler) {
         EXPECT_EQ(tree::number(kHandlerKey, "Enable"), c.handler) << c.item << ' ' << c.enable;
         EXPECT_EQ(service.heard(), c.told) << c.item << ' ' << c.enable;
     }
+    layOutWebTree();
+    tree::setNumber(kUrlFilterItemKey, "Enable", 1);
+    const RegistryRefusal refusal("RegSetValueEx", "Enable"); // the handler's
+    EXPECT_EQ(write(configOf(1, "x")), WDLT_E_GENERAL);
+    EXPECT_EQ(tree::number(kPluginManagerKey, "enable"), 0u) << "nothing of it is stored";
 }
 
 TEST_F(PluginManager, BrowsersAreOnUnlessTheyAreSwitchedOff) {

@@ -21,6 +21,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -252,6 +253,12 @@ TEST_F(Privacy, TheTypesMeanProtocols) {
     for (const std::uint32_t types : {0u, 0x1011u, 0x2u, 0xFFFFFFFFu})
         EXPECT_EQ(isEnabled(types), 0) << types;
     EXPECT_EQ(WDLT_CALL(library, WdltPdpIsEnabled)(), 0);
+    for (const auto& [on, type, left] : {std::tuple(1, 0x100u, std::vector{3u, 4u, 5u}),
+                                         {1, 0x10000u, {3, 4, 5, 6}},
+                                         {0, 0x1001u, {3, 4, 6}}}) { // the others stay as they are
+        EXPECT_EQ(enable(on, type), WDLT_OK);
+        EXPECT_THAT(protocolsOn(), ElementsAreArray(left)) << type;
+    }
 }
 
 TEST_F(Privacy, TheFirstFailureEndsIt) {

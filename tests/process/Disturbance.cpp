@@ -21,8 +21,8 @@ const Calls kOnFiles{SYS_open,      SYS_openat,     SYS_close,    SYS_read,     
 const Calls kTakingSpace{SYS_write, SYS_pwrite64, SYS_writev, SYS_ftruncate, SYS_fallocate,
                          SYS_fsync, SYS_linkat,   SYS_rename, SYS_mkdir,     SYS_fdatasync};
 const Calls kOpening{SYS_open, SYS_openat};
-const Calls kWaiting{SYS_read,  SYS_pread64, SYS_write, SYS_pwrite64,       SYS_writev,
-                     SYS_fcntl, SYS_flock,   SYS_futex, SYS_clock_nanosleep};
+const Calls kWaiting{SYS_read,  SYS_pread64, SYS_write, SYS_pwrite64,        SYS_writev,
+                     SYS_fcntl, SYS_flock,   SYS_futex, SYS_clock_nanosleep, SYS_fallocate};
 const Calls kTransfers{SYS_read, SYS_pread64, SYS_write, SYS_pwrite64, SYS_writev};
 const Calls kCleaning{SYS_unlink, SYS_unlinkat};
 // What others see the effect of. A death behind any other call is that before it.

@@ -64,7 +64,8 @@ TEST_F(KernelObjectUser, WhoIsLetIn) {
         }
         EXPECT_EQ(errorOf(kAdministrator, Call::Open), ERROR_FILE_NOT_FOUND); // the home is there
         Child maker = childWith([&] { // a process of its own, so that the others inherit nothing
-            EXPECT_TRUE(row.creator == kAdministrator || becomeUser(row.creator, row.creatorsGroup));
+            if (row.creator != kAdministrator && !becomeUser(row.creator, row.creatorsGroup))
+                std::abort();
             Everybody everybody;
             return makeMutex("m", false, row.forEverybody ? everybody.get() : nullptr);
         });

@@ -72,10 +72,3 @@ inline struct stat statusOf(const std::filesystem::path& path) {
 inline std::ptrdiff_t openDescriptors() {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
-// A file of another file system than the tests'; empty where there is none.
-inline std::filesystem::path fileInMemory() {
-    struct stat memory {};
-    if (stat("/dev/shm", &memory) != 0 || memory.st_dev == statusOf(TestHome::instance().path()).st_dev)
-        return {};
-    return "/dev/shm/" + TestHome::instance().path().filename().string();
-}

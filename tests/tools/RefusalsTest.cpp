@@ -14,6 +14,9 @@ TEST_F(Wdltctl, AndItsNeighboursRefuseWhatMakesNoSense) {
     expectRefused({
         {"", 2, "A subcommand is required (--help shows the usage)"},
         {"init --force --install ''", 2, "a directory is given in full"},
+        {"init --force --install Guard", 2, "a directory is given in full"},
+        {"init --force --install D:Guard", 2, "a directory is given in full"},
+        {"init --force --install 1:\\x", 2, "a directory is given in full"},
         {"init --force --install /" + many(255), 2, "at most 259 bytes"},
 
         {"enable PVS", 2, "there is pvs, svs, wmvs, hfs, urlf, hosf, aspm, hfe, sal, pdp"},
@@ -28,6 +31,7 @@ TEST_F(Wdltctl, AndItsNeighboursRefuseWhatMakesNoSense) {
         {"set system tempPath=" + many(260), 2, "the text takes 260 bytes, 259 have room"},
         {"set drs ScoreThreshold=101", 2, "from 0 to 100"},
         {"set urlf dwUserDefinedCredLevel=2147483648", 2, "from -2147483648 to 2147483647"},
+        {"set urlf dwUserDefinedCredLevel=-2147483649", 2, "from -2147483648 to 2147483647"},
 
         {"get handler IMAP", 1, "IMAP: no such handler; there is POP3 (1), SMTP (2), HTTP (3)"},
         {"set handler POP3 enable=1 type=2", 2, "type: the field is read only"},

@@ -24,7 +24,7 @@ TEST_F(Wdltctl, InitReplacesWhatIsThereOnlyByForce) {
     EXPECT_EQ(stored()["registry"], fresh);
     EXPECT_EQ(done("export items -"), "[]\n");
     EXPECT_EQ(doneJson("init --force --install D:\\Guard\\")["installPath"], "D:\\Guard\\");
-    EXPECT_EQ(done("get system tempPath"), "D:\\Guard\\Temp\\\n");
+    expectOutputs({{"get system tempPath", "D:\\Guard\\Temp\\\n"}, {"get system logPath", "D:\\Guard\\Log\\\n"}});
 }
 
 TEST_F(Wdltctl, EachFeatureIsSwitchedAlone) {
@@ -70,6 +70,8 @@ TEST_F(Wdltctl, SwitchesTellWhatTheyChange) {
         // The handler counts both virus scans of HTTP as one item; they are two here.
         {"enable hfs", "HttpFileScan of HTTP: on\nhandler HTTP: on\n"},
         {"enable wmvs", "Virus of HTTP: on\n"},
+        {"enable pdp --protocol smtp", "PrivacyProtection of SMTP: on\nhandler SMTP: on\n"},
+        {"disable pdp --protocol smtp", "PrivacyProtection of SMTP: off\nhandler SMTP: off\n"},
         {"enable pdp --protocol smtp", "PrivacyProtection of SMTP: on\nhandler SMTP: on\n"},
         {"enable hfe-plugin", "hfe-plugin: on\n"},
         {"enable hfe-plugin", "hfe-plugin is on already\n"},

@@ -185,6 +185,7 @@ TEST(WdMsg, TheTargetsSize) {
     EXPECT_EQ(converter.convert("日本", kUtf8, kIso2022Jp, 9), std::nullopt);
     EXPECT_EQ(converter.convert("\xA4", 17, kUtf8, 3), "€");
     EXPECT_EQ(converter.convert("\xA4", 17, kUtf8, 2), std::nullopt);
+    { const Converter another; } // whose end is its own
     const std::string whole(kSize, 'a');
     EXPECT_EQ(converter.convert(whole, kUtf8, kAscii), whole);
     EXPECT_EQ(converter.convert(whole, kUtf8, kHz), whole);

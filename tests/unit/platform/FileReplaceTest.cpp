@@ -52,7 +52,8 @@ TEST_F(FileReplace, ACopyHasTheContentAndTheTargetsOwnModeAndOwner) {
 
 TEST_F(FileReplace, WhoHasTheTargetOpenKeepsWhatItOpened) {
     for (const bool copies : {true, false}) {
-        const fs::path target = put("target", "old");
+        const fs::path target = put("target", "old", 0640);
+        EXPECT_TRUE(geteuid() != 0 || chown(target.c_str(), kUser, kGroup) == 0);
         const Handle held = open(target, GENERIC_READ, OPEN_EXISTING, 0);
         const auto replacement = statusOf(put("replacement", "new")).st_ino;
         EXPECT_EQ(copies ? copy("from", "target") : replace("target", at("replacement")), ERROR_SUCCESS);
@@ -61,7 +62,10 @@ TEST_F(FileReplace, WhoHasTheTargetOpenKeepsWhatItOpened) {
         EXPECT_TRUE(ReadFile(held.get(), buffer, 4, &done, nullptr));
         EXPECT_STREQ(buffer, "old");
         EXPECT_EQ(get("target"), copies ? "new content" : "new");
-        EXPECT_EQ(statusOf(target).st_ino == replacement, !copies);
+        const struct stat status = statusOf(target);
+        EXPECT_EQ(status.st_ino == replacement, !copies);
+        EXPECT_EQ(status.st_mode & 07777, 0640u) << "the mode of what it replaces";
+        EXPECT_TRUE(geteuid() != 0 || (status.st_uid == kUser && status.st_gid == kGroup));
         EXPECT_TRUE(open(target, GENERIC_READ, OPEN_EXISTING, 0)) << "the new file is nobody's";
     }
 }

@@ -88,6 +88,10 @@ TEST_F(HomeTest, SettingsCountAndVariablesOverrideThem) {
     EXPECT_EQ(Home(path).codePage(), 932u);
     EXPECT_TRUE(Home(path).durable());
     EXPECT_EQ(Home(path).timeScale(), 0.25);
+    for (const char* const none : {"0", "-1", "nan", "1e99", "x"}) { // no waits, or waits for ever
+        setenv("WARDLET_TIME_SCALE", none, 1);
+        EXPECT_EQ(Home(path).timeScale(), 1.0) << none;
+    }
     setenv("WARDLET_DURABILITY", "process", 1);
     unsetenv("WARDLET_ACP");
 }

@@ -73,6 +73,7 @@ TEST_F(KernelObjectWait, AMutexIsItsThreadsHoweverOftenItTookIt) {
     const Handle same(OpenMutexA(MUTEX_ALL_ACCESS, FALSE, "m"));
     EXPECT_EQ(waitFor(same, INFINITE), WAIT_OBJECT_0);
     elsewhere([&] { EXPECT_EQ(errorOf(ReleaseMutex(mutex.get())), ERROR_NOT_OWNER); });
+    openMutex("m").reset(); // one of its handles
     for (const Handle* held : {&mutex, &same}) {
         EXPECT_EQ(waitElsewhere(mutex), WAIT_TIMEOUT);
         EXPECT_TRUE(ReleaseMutex(held->get()));

@@ -61,6 +61,18 @@ class RegistryFault : public testing::Test {
     fs::path m_home;
 };
 
+TEST_F(RegistryFault, WithoutAPageThatForksWipeAChildOpensItsOwnRegistryToo) {
+    EXPECT_EQ(inChild([] {
+                  WdTestFailCall("madvise", 1, EINVAL);
+                  const TestKey key = TestKey::create("Key");
+                  if (key.set("v", 1) != 0)
+                      return 1;
+                  return inChild([&] { return key.number("v") == 1u && key.set("v", 2) == 0 ? 0 : 2; });
+              }),
+              0);
+    EXPECT_EQ(TestKey::open("Key").number("v"), 2u);
+}
+
 // The descriptor that the engine writes a commit's last page through: an error there leaves its environment unusable.
 int commitDescriptor(const fs::path& data) {
     for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {

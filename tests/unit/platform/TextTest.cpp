@@ -94,6 +94,9 @@ TEST(Text, CodePagesConvertTheirOwnCharacters) {
     } cases[] = {
         {"932", "\\\x83\x5C~\xB1", u"\\\u30BD~\uFF71"},
         {"936", "\xC4\xE3\x80", u"\u4F60\u20AC"},
+        {"949", "\x81\x41", u"\uAC02"},
+        {"950", "\xA4\x40", u"\u4E00"},
+        {"1251", "\xC0", u"\u0410"},
         {"1252", "\x80\xE4\x81", u"\u20AC\u00E4\u0081"},
         {"28605", "\xA4", u"\u20AC"},
     };
