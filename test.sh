@@ -54,7 +54,7 @@ tidy() {
     cmake --preset clang -B build/tidy -DWDLT_BUILD_TESTS=OFF -DWDLT_QUICK_BUILD=ON \
         -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON >/dev/null && tests/gates/tidy.sh build/tidy "$jobs"
 }
-storms() { WDLT_STORM_SECONDS=20 "$1/process_config_tests"; }
+storms() { WDLT_STORM_SECONDS=12 "$1/process_config_tests"; }
 
 stage "build" 6 build all release
 stage "tests" 3 run_tests release "${walked_below[@]}"

@@ -18,7 +18,6 @@ namespace {
 
 constexpr char16_t kEscapeBase = 0xDC00; // + a byte of 0x80 or above
 constexpr char16_t kReplacement = 0xFFFD;
-constexpr std::size_t kFirstHighByte = CodePageTable::kFirstHighByte;
 
 // Null is UTF-8.
 const CodePageTable* tableFor(UINT number) {

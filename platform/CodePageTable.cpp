@@ -12,7 +12,6 @@ namespace wd {
 namespace {
 
 constexpr char16_t kNoUnit = CodePageTable::kNoUnit;
-constexpr std::size_t kFirstHighByte = CodePageTable::kFirstHighByte;
 
 constexpr ByteRange kNone{1, 0};
 

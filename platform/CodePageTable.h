@@ -29,11 +29,12 @@ struct CodePageName {
 // Null when the layer has no such code page beside UTF-8.
 const CodePageName* findCodePage(UINT number);
 
+inline constexpr std::size_t kFirstHighByte = 0x80;
+
 // Bytes to units and back. kNoUnit stands where the code page has no character.
 class CodePageTable {
   public:
     static constexpr char16_t kNoUnit = 0xFFFF; // a noncharacter, which no code page has
-    static constexpr std::size_t kFirstHighByte = 0x80;
 
     // The table of a code page, null for UTF-8, for an unknown one, and for what ICU's data lacks.
     static const CodePageTable* of(UINT number);

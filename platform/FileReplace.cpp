@@ -17,10 +17,6 @@ namespace fs = std::filesystem;
 constexpr std::size_t kCopyBytes = std::size_t{64} * 1024;
 constexpr int kLinks = 40; // as many as the system follows
 
-DWORD systemError() {
-    return errorFromErrno(errno);
-}
-
 // The file that becomes the target. It gets its name beside the target when it is whole; whoever finds the name taken
 // by a file that nobody holds removes that, which may be anybody's, and never writes to it.
 class Partial {

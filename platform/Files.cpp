@@ -32,13 +32,9 @@ BOOL succeeded(DWORD error) {
     return failed(error) == 0 ? TRUE : FALSE;
 }
 
-DWORD systemError() {
-    return wd::errorFromErrno(errno);
-}
-
 // Of reading or writing: the descriptor is good, so EBADF says that it was opened for the other one only.
 DWORD transferError() {
-    return errno == EBADF ? DWORD{ERROR_ACCESS_DENIED} : systemError();
+    return errno == EBADF ? DWORD{ERROR_ACCESS_DENIED} : wd::systemError();
 }
 
 // An open file's descriptor for one call; its handle can't go meanwhile.
@@ -113,7 +109,7 @@ DWORD openFile(const fs::path& path, int access, const Disposition& disposition,
 // Nothing is changed in a file before its lock is had.
 DWORD share(wd::LockedFile& file, DWORD mode) {
     const bool shares = (mode & (FILE_SHARE_READ | FILE_SHARE_WRITE)) != 0;
-    return file.tryLock(shares ? LOCK_SH : LOCK_EX) ? DWORD{ERROR_SUCCESS} : systemError();
+    return file.tryLock(shares ? LOCK_SH : LOCK_EX) ? DWORD{ERROR_SUCCESS} : wd::systemError();
 }
 
 // A byte that looks like a separator may be the second one of a character.
@@ -144,17 +140,17 @@ HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD shareMode, LPSECURITY_ATTRIB
         const int mode = writes ? (reads ? O_RDWR : O_WRONLY) : O_RDONLY;
         wd::LockedFile file;
         bool existed = false;
-        DWORD error = !writes || wd::mayFollow(path) ? openFile(path, mode, how, file, existed) : systemError();
+        DWORD error = !writes || wd::mayFollow(path) ? openFile(path, mode, how, file, existed) : wd::systemError();
         struct stat status {};
         if (error == ERROR_SUCCESS && sys::fstat(file.get(), &status) != 0)
-            error = systemError();
+            error = wd::systemError();
         if (error == ERROR_SUCCESS && !S_ISREG(status.st_mode))
             error = ERROR_ACCESS_DENIED;
         if (error == ERROR_SUCCESS)
             error = share(file, shareMode);
         if (error == ERROR_SUCCESS && how.empties && (existed || status.st_size != 0) &&
             sys::ftruncate(file.get(), 0) != 0)
-            error = systemError();
+            error = wd::systemError();
         HANDLE handle = nullptr;
         if (error == ERROR_SUCCESS) {
             handle = wd::KernelHandles::open([&](wd::HandleTarget& target) { target.file = std::move(file); });
@@ -235,7 +231,7 @@ DWORD SetFilePointer(HANDLE handle, LONG distance, LONG* distanceHigh, DWORD met
         if (errno == EINVAL || errno == EOVERFLOW) // before the start, or farther than the file system reaches
             failed(offset < 0 ? ERROR_NEGATIVE_SEEK : ERROR_INVALID_PARAMETER);
         else
-            failed(systemError());
+            failed(wd::systemError());
         return INVALID_SET_FILE_POINTER;
     }
     if (distanceHigh != nullptr)
@@ -333,7 +329,7 @@ UINT GetTempFileNameA(LPCSTR folder, LPCSTR prefix, UINT unique, LPSTR buffer) {
             UINT number = unique;
             while (number == 0)
                 if (sys::getrandom(&number, sizeof number, 0) != static_cast<ssize_t>(sizeof number)) {
-                    failed(systemError());
+                    failed(wd::systemError());
                     return 0;
                 }
             std::array<char, 16> suffix{};

@@ -80,10 +80,6 @@ fs::path homeFromEnvironment() {
     return userDirectory() / ".local/state/wardlet";
 }
 
-DWORD lastSystemError() {
-    return errorFromErrno(errno);
-}
-
 // Bytes of a lone surrogate U+DC80–U+DCFF stand for themselves; everything else becomes UTF-8.
 std::string fileNameFromWide(std::u16string_view text) {
     std::string name;
@@ -159,7 +155,7 @@ DWORD makeDirectories(const fs::path& path, const Home::Modes& modes) {
     if (sys::mkdir(path.c_str(), modes.directory & 0777) != 0) {
         if (errno == EEXIST)
             return isDirectory(path) ? ERROR_SUCCESS : ERROR_PATH_NOT_FOUND;
-        return errorFromErrno(errno);
+        return systemError();
     }
     if (!modes.hasGroup())
         return ERROR_SUCCESS;
@@ -168,7 +164,7 @@ DWORD makeDirectories(const fs::path& path, const Home::Modes& modes) {
     return made.valid() && sys::fchown(made.get(), kSame, modes.group) == 0 &&
                    sys::fchmod(made.get(), modes.directory) == 0
                ? ERROR_SUCCESS
-               : lastSystemError();
+               : systemError();
 }
 
 Home::Home() : Home(homeFromEnvironment()) {}
@@ -198,10 +194,10 @@ DWORD Home::loadSettings() const {
     const fs::path file = m_path / "settings";
     const FileDescriptor settingsFile(sys::open(file.c_str(), O_RDONLY | O_CLOEXEC, 0));
     if (!settingsFile.valid())
-        return lastSystemError();
+        return systemError();
     const auto text = readWhole(settingsFile.get(), kSettingsLimit);
     if (!text && errno != EFBIG)
-        return lastSystemError();
+        return systemError();
     const auto settings = text ? HomeSettings::parse(*text) : std::nullopt;
     if (!settings) {
         if (mayReport())
@@ -224,7 +220,7 @@ DWORD Home::loadSettings() const {
 DWORD Home::registryModes(Modes& modes) const {
     struct stat status {};
     if (sys::stat(m_path.c_str(), &status) != 0)
-        return lastSystemError();
+        return systemError();
     modes = (status.st_mode & S_ISGID) != 0 ? Modes{02770, 0660, status.st_gid} : Modes{};
     return ERROR_SUCCESS;
 }
@@ -285,13 +281,13 @@ namespace {
 DWORD placeSettings(const fs::path& home, bool durable, mode_t mode) {
     const fs::path beside = home / "settings.new";
     if (sys::unlink(beside.c_str()) != 0 && errno != ENOENT)
-        return lastSystemError();
+        return systemError();
     const FileDescriptor file(sys::open(beside.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, mode));
     if (!file.valid() || sys::fchmod(file.get(), mode) != 0)
-        return lastSystemError();
+        return systemError();
     if (!writeWhole(file.get(), HomeSettings{}.text()) || (durable && sys::fsync(file.get()) != 0))
-        return lastSystemError();
-    return sys::rename(beside.c_str(), (home / "settings").c_str()) == 0 ? ERROR_SUCCESS : lastSystemError();
+        return systemError();
+    return sys::rename(beside.c_str(), (home / "settings").c_str()) == 0 ? ERROR_SUCCESS : systemError();
 }
 
 DWORD placeDirectory(const fs::path& target, mode_t mode) {
@@ -301,12 +297,12 @@ DWORD placeDirectory(const fs::path& target, mode_t mode) {
     // had its mode and only its name is missing.
     const bool isLeft = sys::rmdir(beside.c_str()) != 0 && errno != ENOENT;
     if (isLeft && errno != ENOTEMPTY && errno != EEXIST)
-        return lastSystemError();
+        return systemError();
     if (!isLeft && sys::mkdir(beside.c_str(), 0700) != 0)
-        return lastSystemError();
+        return systemError();
     if ((isLeft || sys::chmod(beside.c_str(), mode) == 0) && sys::rename(beside.c_str(), target.c_str()) == 0)
         return ERROR_SUCCESS;
-    const DWORD error = lastSystemError();
+    const DWORD error = systemError();
     sys::rmdir(beside.c_str());
     return error;
 }
@@ -321,13 +317,13 @@ DWORD Home::create() const {
     LockedFile directory = LockedFile::from(
         [this] { return FileDescriptor(sys::open(m_path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0)); });
     if (!directory.valid() || !directory.lock(LOCK_EX))
-        return lastSystemError();
+        return systemError();
 
     DWORD error = loadSettings();
     if (error == ERROR_FILE_NOT_FOUND) {
         struct stat status {};
         if (sys::fstat(directory.get(), &status) != 0)
-            return lastSystemError();
+            return systemError();
         // They hold no secret: whoever may enter the home, for the objects that are everybody's, needs them.
         const mode_t enterable = status.st_mode & (S_IXGRP | S_IXOTH);
         Modes modes;
@@ -354,7 +350,7 @@ DWORD Home::create() const {
             return error;
     }
     if (durable() && sys::fsync(directory.get()) != 0)
-        return lastSystemError();
+        return systemError();
     return ERROR_SUCCESS;
 }
 

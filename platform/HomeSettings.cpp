@@ -1,20 +1,12 @@
 // The text of <home>/settings.
 #include "Home.h"
+#include "IniText.h"
 
 #include <charconv>
 
 namespace wd {
 
 namespace {
-
-constexpr std::string_view kBlank = " \t\r";
-
-std::string_view trimmed(std::string_view text) {
-    const auto first = text.find_first_not_of(kBlank);
-    if (first == std::string_view::npos)
-        return {};
-    return text.substr(first, text.find_last_not_of(kBlank) - first + 1);
-}
 
 bool parseNumber(std::string_view text, unsigned& number) {
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);

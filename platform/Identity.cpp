@@ -125,7 +125,7 @@ BOOL GetVolumeInformationA(LPCSTR, LPSTR volumeName, DWORD volumeNameSize, LPDWO
     if (!machine)
         machine = wd::rootFileSystemId();
     if (!machine)
-        return wd::fail(wd::errorFromErrno(errno));
+        return wd::fail(wd::systemError());
     wd::clearName(volumeName, volumeNameSize);
     wd::clearName(fileSystemName, fileSystemNameSize);
     if (serial != nullptr)

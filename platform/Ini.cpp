@@ -92,12 +92,12 @@ DWORD write(LPCSTR section, LPCSTR name, LPCSTR text, LPCSTR file) {
         return FileDescriptor(sys::open(name, O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
     });
     if (!directory.valid())
-        return errno == ENOENT ? ERROR_PATH_NOT_FOUND : errorFromErrno(errno);
+        return errno == ENOENT ? ERROR_PATH_NOT_FOUND : systemError();
     if (!directory.lock(LOCK_EX))
-        return errorFromErrno(errno);
+        return systemError();
     std::optional<std::string> content = contentOf(path);
     if (!content && errno != ENOENT)
-        return errorFromErrno(errno);
+        return systemError();
     const std::string changed = changeIni(content.value_or(std::string()), section, name, text);
     return changed == content.value_or(std::string()) ? ERROR_SUCCESS : replaceFile(path, changed);
 }

@@ -5,15 +5,7 @@
 namespace wd {
 namespace {
 
-constexpr std::string_view kBlanks = " \t\r\n\v\f";
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
-
-std::string_view trimmed(std::string_view text) {
-    const auto begin = text.find_first_not_of(kBlanks);
-    if (begin == std::string_view::npos)
-        return {};
-    return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
-}
 
 bool sameName(std::string_view a, std::string_view b) {
     return a.size() == b.size() && (a.empty() || strncasecmp(a.data(), b.data(), a.size()) == 0);
@@ -156,6 +148,14 @@ bool isTrimmed(const char* text) {
 }
 
 } // namespace
+
+std::string_view trimmed(std::string_view text) {
+    constexpr std::string_view kBlanks = " \t\r\n\v\f";
+    const auto begin = text.find_first_not_of(kBlanks);
+    if (begin == std::string_view::npos)
+        return {};
+    return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
+}
 
 std::optional<std::string_view> findIniValue(std::string_view content, std::string_view section,
                                              std::string_view name) {

@@ -11,6 +11,9 @@
 
 namespace wd {
 
+// Without blanks and line ends around it.
+std::string_view trimmed(std::string_view text);
+
 // The value without blanks and quotes around it, up to its first zero byte; it points into `content`.
 std::optional<std::string_view> findIniValue(std::string_view content, std::string_view section, std::string_view name);
 

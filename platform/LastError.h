@@ -4,6 +4,7 @@
 
 #include <platform/base.h>
 
+#include <cerrno>
 #include <new>
 #include <utility>
 
@@ -11,6 +12,10 @@ namespace wd {
 
 // The code that callers are told for a failed system call: 2, 5, 112 … and 1016 for what has no code of its own.
 DWORD errorFromErrno(int error);
+// That of the system call that has just failed.
+inline DWORD systemError() {
+    return errorFromErrno(errno);
+}
 
 // Sets the last error when `error` isn't 0, and hands it back so that it fits in a `return`.
 LONG failed(DWORD error);

@@ -23,10 +23,6 @@ constexpr std::chrono::milliseconds kWriterTime{100};   // how long the few stor
 constexpr off_t kLockByte = 0;                          // locked for reading by whoever has the object
 constexpr std::size_t kBlockBytes = 512;                // the unit of st_blocks
 
-DWORD lastSystemError() {
-    return errorFromErrno(errno);
-}
-
 bool lockFile(int file, short type) {
     return lockByte(file, kLockByte, type);
 }
@@ -144,19 +140,19 @@ DWORD ObjectFile::openOrMake(const ObjectPlan& plan) {
             file = createWithMode(m_directory, m_name.c_str(), plan.mode);
         return file;
     });
-    return m_file.valid() ? ERROR_SUCCESS : lastSystemError();
+    return m_file.valid() ? ERROR_SUCCESS : systemError();
 }
 
 ObjectFile::Step ObjectFile::settle(const ObjectPlan& plan, bool& existed, DWORD& error) {
     bool alone = lockFile(m_file.get(), F_WRLCK);
     if (!alone && !isLockHeldElsewhere()) {
-        error = lastSystemError();
+        error = systemError();
         return Step::Failed;
     }
     if (!alone) {
         const Deadline patience(kCreatorTime);
         while (!lockFile(m_file.get(), F_RDLCK)) {
-            const DWORD refusal = lastSystemError();
+            const DWORD refusal = systemError();
             if (!isLockHeldElsewhere() || !patience.pause()) {
                 error = refusal;
                 return Step::Failed;
@@ -172,7 +168,7 @@ ObjectFile::Step ObjectFile::settle(const ObjectPlan& plan, bool& existed, DWORD
 // Under either lock: whether the file still is the object's, and one to use.
 ObjectFile::Step ObjectFile::examine(struct stat& status, DWORD& error) const {
     if (sys::fstat(m_file.get(), &status) != 0)
-        error = lastSystemError();
+        error = systemError();
     else if (status.st_nlink == 0)
         return Step::StartOver;
     else if (!isSafeToWrite(m_file.get(), status, ObjectHeader::kMagic))
@@ -194,7 +190,7 @@ ObjectFile::Step ObjectFile::create(const ObjectPlan& plan, DWORD& error) {
     }
     error = layDown(plan, status);
     if (error == ERROR_SUCCESS && !lockFile(m_file.get(), F_RDLCK))
-        error = lastSystemError();
+        error = systemError();
     if (error != ERROR_SUCCESS) {
         removeName();
         leave();
@@ -216,16 +212,16 @@ void ObjectFile::invalidate(const struct stat& status) const {
 
 DWORD ObjectFile::layDown(const ObjectPlan& plan, const struct stat& status) {
     if ((status.st_mode & 07777) != plan.mode && sys::fchmod(m_file.get(), plan.mode) != 0)
-        return lastSystemError();
+        return systemError();
     const std::size_t size = objectBytes(plan.bytes);
     const auto length = static_cast<off_t>(size);
     if (status.st_size != length || static_cast<std::size_t>(status.st_blocks) * kBlockBytes < size) {
         if (status.st_size != 0 && sys::ftruncate(m_file.get(), 0) != 0)
-            return lastSystemError();
+            return systemError();
         unmap();
         WD_STEP("object.empty");
         if (!reserve(m_file.get(), length))
-            return lastSystemError();
+            return systemError();
     }
     if (const DWORD error = map(size))
         return error;
@@ -299,7 +295,7 @@ DWORD ObjectFile::map(std::size_t size) {
     unmap();
     void* memory = mapAt(nullptr, size);
     if (memory == MAP_FAILED)
-        return lastSystemError();
+        return systemError();
     m_memory = memory;
     m_mapped = size;
     guardPages(memory, size);
@@ -317,7 +313,7 @@ DWORD ObjectFile::takePlaceOf(ObjectFile& old) {
     if (m_mapped != old.m_mapped || m_kind != old.m_kind)
         return ERROR_INVALID_HANDLE;
     if (mapAt(old.m_memory, m_mapped) == MAP_FAILED)
-        return lastSystemError();
+        return systemError();
     unmap();
     m_memory = std::exchange(old.m_memory, nullptr);
     old.forget();
@@ -357,14 +353,14 @@ void ObjectFile::removeIfAlone() const {
 DWORD ObjectFile::readMode(mode_t& mode) {
     struct stat status {};
     if (sys::fstat(m_file.get(), &status) != 0)
-        return lastSystemError();
+        return systemError();
     m_mode = mode = status.st_mode & 07777;
     return ERROR_SUCCESS;
 }
 
 DWORD ObjectFile::changeMode(mode_t mode) {
     if (sys::fchmod(m_file.get(), mode) != 0)
-        return lastSystemError();
+        return systemError();
     m_mode = mode;
     return ERROR_SUCCESS;
 }

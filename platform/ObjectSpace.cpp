@@ -65,7 +65,7 @@ DWORD ObjectSpace::open() {
     m_directory = FileDescriptor(sys::open(m_home->objectsPath().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC, 0));
     struct stat status {};
     if (!m_directory.valid() || sys::fstat(m_directory.get(), &status) != 0)
-        return errorFromErrno(errno);
+        return systemError();
     m_device = status.st_dev;
     m_inode = status.st_ino;
     Home::Modes modes{};
@@ -83,7 +83,7 @@ DWORD ObjectSpace::reopenDirectory() {
     m_directory.release();
     m_directory = FileDescriptor(sys::open(m_home->objectsPath().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC, 0));
     if (!m_directory.valid() || sys::fstat(m_directory.get(), &status) != 0)
-        return errorFromErrno(errno);
+        return systemError();
     const bool isSame = status.st_dev == m_device && status.st_ino == m_inode;
     return isSame ? DWORD{ERROR_SUCCESS} : DWORD{ERROR_FILE_NOT_FOUND};
 }

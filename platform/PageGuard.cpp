@@ -12,8 +12,6 @@ namespace wd {
 
 namespace {
 
-constexpr std::uintptr_t kPageBytes = 4096;
-
 // Read by the signal handler at any moment: the end is stored last, and taken back first.
 struct Range {
     std::atomic<std::uintptr_t> begin{0}; // 0: unused

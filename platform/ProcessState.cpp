@@ -19,8 +19,6 @@ namespace {
 
 using StatePointer = std::atomic<const ProcessState*>;
 
-constexpr std::size_t kPageBytes = 4096;
-
 // Where the pointer stands when no page can be wiped; the fork handler wipes it then.
 constinit StatePointer plainPointer{nullptr};
 constinit std::atomic<StatePointer*> place{nullptr};

@@ -30,10 +30,6 @@ constexpr std::uint32_t kMagic = 0x54505744; // "DWPT"
 constexpr std::uint32_t kVersion = 2;
 constexpr mode_t kMode = 0666; // every user of the home has a row
 
-DWORD lastSystemError() {
-    return errorFromErrno(errno);
-}
-
 bool lockRow(int file, std::uint32_t row, short type) {
     return lockByte(file, static_cast<off_t>(row), type);
 }
@@ -129,21 +125,21 @@ DWORD ProcessTable::open(int directory) {
     LockDescriptor file = LockDescriptor::from([&] { return openFile(directory); });
     struct stat status {};
     if (!file.valid() || sys::fstat(file.get(), &status) != 0)
-        return lastSystemError();
+        return systemError();
     if (!isSafeToWrite(file.get(), status, kMagic))
         return ERROR_ACCESS_DENIED;
     // Whoever comes first makes it as long as it stays; to do so twice changes nothing.
     if (!reserve(file.get(), sizeof(Layout)))
-        return lastSystemError();
+        return systemError();
     const FileDescriptor other = openFile(directory);
     struct stat mapped {};
     if (!other.valid() || sys::fstat(other.get(), &mapped) != 0)
-        return lastSystemError();
+        return systemError();
     if (mapped.st_ino != status.st_ino)
         return ERROR_SHARING_VIOLATION; // somebody removes it by hand
     void* memory = sys::mmap(nullptr, sizeof(Layout), PROT_READ | PROT_WRITE, MAP_SHARED, other.get(), 0);
     if (memory == MAP_FAILED || memory == nullptr)
-        return lastSystemError();
+        return systemError();
     // The memory that a child has of its parent's stays mapped: it may be looked at.
     m_layout = static_cast<Layout*>(memory);
     guardPages(memory, sizeof(Layout));

@@ -23,10 +23,6 @@ constexpr off_t kUserByte = 0;
 constexpr off_t kOpenerByte = 1;
 constexpr std::size_t kNamespaceLimit = 64;
 
-DWORD lastSystemError() {
-    return errorFromErrno(errno);
-}
-
 // Opens a file of the registry for reading and writing, or makes it with exactly `mode`, whatever the process's mask
 // is.
 FileDescriptor openOrMake(const fs::path& path, mode_t mode) {
@@ -44,7 +40,7 @@ FileDescriptor openOrMake(const fs::path& path, mode_t mode) {
 
 DWORD syncDirectory(const fs::path& path) {
     const FileDescriptor directory(sys::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
-    return directory.valid() && sys::fsync(directory.get()) == 0 ? ERROR_SUCCESS : lastSystemError();
+    return directory.valid() && sys::fsync(directory.get()) == 0 ? ERROR_SUCCESS : systemError();
 }
 
 // Device and inode of this process's process-id namespace; empty when it can't be told.
@@ -66,10 +62,10 @@ bool isNamespace(std::string_view text) {
 
 DWORD storeNamespace(int file, const std::string& text) {
     if (sys::ftruncate(file, 0) != 0)
-        return lastSystemError();
+        return systemError();
     const ssize_t written = sys::pwrite(file, text.data(), text.size(), 0);
     if (written < 0)
-        return lastSystemError();
+        return systemError();
     return static_cast<std::size_t>(written) == text.size() ? ERROR_SUCCESS : ERROR_DISK_FULL;
 }
 
@@ -92,8 +88,8 @@ DWORD NamespaceGuard::acquire(const Home& home) {
         return error;
     m_file = LockDescriptor::from([&] { return openOrMake(path, modes.file); });
     if (!m_file.valid())
-        return lastSystemError();
-    DWORD error = lockByte(m_file.get(), kOpenerByte, F_WRLCK, F_OFD_SETLKW) ? ERROR_SUCCESS : lastSystemError();
+        return systemError();
+    DWORD error = lockByte(m_file.get(), kOpenerByte, F_WRLCK, F_OFD_SETLKW) ? ERROR_SUCCESS : systemError();
     if (error == ERROR_SUCCESS)
         error = enter(home, path);
     if (error != ERROR_SUCCESS)
@@ -115,13 +111,13 @@ DWORD NamespaceGuard::enter(const Home& home, const std::string& file) {
         if (const DWORD error = storeNamespace(m_file.get(), own))
             return error;
     } else if (errno != EAGAIN && errno != EACCES) {
-        return lastSystemError();
+        return systemError();
     }
     if (!lockByte(m_file.get(), kUserByte, F_RDLCK, F_OFD_SETLKW))
-        return lastSystemError();
+        return systemError();
     const auto stored = readWhole(m_file.get(), kNamespaceLimit);
     if (!stored && errno != EFBIG)
-        return lastSystemError();
+        return systemError();
     if (!stored || !isNamespace(*stored)) {
         std::fprintf(stderr, "wdltcfg: %s doesn't hold what its users wrote there: something else has written to it\n",
                      file.c_str());
@@ -240,12 +236,12 @@ DWORD checkDatabase(int file, bool isFirst) {
         return ERROR_BADDB;
     struct stat status {};
     if (sys::fstat(file, &status) != 0)
-        return lastSystemError();
+        return systemError();
     const auto bytes = static_cast<off_t>(std::max(first.dataBytes(), second.dataBytes()));
     if (status.st_size >= bytes)
         return ERROR_SUCCESS;
     if (isFirst)
-        return sys::ftruncate(file, bytes) == 0 ? ERROR_SUCCESS : lastSystemError();
+        return sys::ftruncate(file, bytes) == 0 ? ERROR_SUCCESS : systemError();
     sys::fallocate(file, bytes - 1, 1);
     return ERROR_SUCCESS;
 }
@@ -311,7 +307,7 @@ DWORD RegistryFiles::prepareLockFile(const Home& home) {
         return error;
     const FileDescriptor file = openOrMake(path, modes.file);
     if (!file.valid() || sys::fallocate(file.get(), 0, kLockFileBytes) != 0)
-        return lastSystemError();
+        return systemError();
     return ERROR_SUCCESS;
 }
 
@@ -321,21 +317,21 @@ DWORD RegistryFiles::prepareDataFile(const Home& home, const NamespaceGuard& gua
     if (file.valid())
         return checkDatabase(file.get(), guard.isFirst());
     if (errno != ENOENT)
-        return lastSystemError();
+        return systemError();
     // Others use a database that somebody has removed: a new one must not meet their lock file.
     if (!guard.isFirst())
         return ERROR_BADDB;
 
     const fs::path beside = home.registryPath() / "data.new";
     if (sys::unlink(beside.c_str()) != 0 && errno != ENOENT)
-        return lastSystemError();
+        return systemError();
     if (const DWORD error = buildDatabase(beside, home.durable()))
         return error;
     Home::Modes modes{};
     if (const DWORD error = home.registryModes(modes))
         return error;
     if (sys::chmod(beside.c_str(), modes.file) != 0 || sys::rename(beside.c_str(), path.c_str()) != 0)
-        return lastSystemError();
+        return systemError();
     return home.durable() ? syncDirectory(home.registryPath()) : ERROR_SUCCESS;
 }
 

@@ -42,7 +42,7 @@ RegistryStore* RegistryStore::of(const Home& home, DWORD& error) {
         return nullptr;
     struct stat status {};
     if (sys::stat(home.registryPath().c_str(), &status) != 0) {
-        error = errorFromErrno(errno);
+        error = systemError();
         return nullptr;
     }
     RegistryStore* store = findOrAdd(home, status.st_dev, status.st_ino);

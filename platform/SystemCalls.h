@@ -8,12 +8,17 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <sys/types.h>
 #include <time.h>
+
+namespace wd {
+inline constexpr std::size_t kPageBytes = 4096;
+}
 
 namespace wd::sys {
 

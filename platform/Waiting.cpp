@@ -208,7 +208,7 @@ DWORD waitFor(KernelObject& object, const WaitOptions& options) {
         if (now() >= deadline)
             return WAIT_TIMEOUT;
         if (!sleepOnce(object, deadline)) {
-            failed(errorFromErrno(errno));
+            failed(systemError());
             return WAIT_FAILED;
         }
         object.noticeRemoval();

@@ -27,7 +27,7 @@ class DefSecAttr : private SECURITY_ATTRIBUTES {
 class SharedSecAttr : public DefSecAttr {
   public:
     SharedSecAttr() {
-        if (m_pAttributes == nullptr)
+        if (m_pAttributes == nullptr) // NOLINT(clang-analyzer-optin.cplusplus.UninitializedObject): all are set
             throw std::bad_alloc();
     }
 };
