@@ -17,48 +17,44 @@ constexpr DWORD kDefaultSendBuffer = 2048;
 constexpr DWORD kDefaultResponseBuffer = 8192;
 constexpr DWORD kDefaultRequestBuffer = 1024;
 
-constexpr DWORD legalTimeout(DWORD timeout) {
-    return timeout > kMaxReceiveTimeout ? 0 : timeout;
-}
-DWORD timeoutAsRead(DWORD timeout) {
-    if (timeout > kMaxReceiveTimeout)
-        WDLOG_ERROR("[WdltCfg] Illegal HTTP recv timeout. Discard the value(reg value=%d)", timeout);
-    return legalTimeout(timeout);
-}
-
-constexpr auto kMethods = nameList<&WdphHttp::szTargetRequestMethods>("TargetRequestMethods");
-constexpr auto kBodyMemory = number<&WdphHttp::dwMessageBodyMemorySizeLimit>("MessageBodyMemorySizeLimit");
-constexpr auto kRequestScan = number<&WdphHttp::dwMaxRequestBodyScanSize>("MaxRequestBodyScanSize");
-constexpr auto kResponseScan = number<&WdphHttp::dwMaxResponseBodyScanSize>("MaxResponseBodyScanSize");
-constexpr auto kLineSize = number<&WdphHttp::dwMaxLineSize>("MaxLineSize");
-constexpr auto kHeaderCount = number<&WdphHttp::dwMaxHeaderCount>("MaxHeaderCount");
-constexpr auto kSendOption = number<&WdphHttp::dwReqSockOptSndBuf>("ReqSockOptSndBuf").whenAbsent(0);
-constexpr auto kTimeout = number<&WdphHttp::dwReceiveTimeout>("ReceiveTimeout")
-                              .whenAbsent(0)
-                              .onRead(timeoutAsRead)
-                              .onWriteAndInRecord(legalTimeout);
+constexpr auto kMethods = nameList(WDLT_IN(WdphHttp, szTargetRequestMethods), "TargetRequestMethods");
+constexpr auto kBodyMemory = number(WDLT_IN(WdphHttp, dwMessageBodyMemorySizeLimit), "MessageBodyMemorySizeLimit");
+constexpr auto kRequestScan = number(WDLT_IN(WdphHttp, dwMaxRequestBodyScanSize), "MaxRequestBodyScanSize");
+constexpr auto kResponseScan = number(WDLT_IN(WdphHttp, dwMaxResponseBodyScanSize), "MaxResponseBodyScanSize");
+constexpr auto kLineSize = number(WDLT_IN(WdphHttp, dwMaxLineSize), "MaxLineSize");
+constexpr auto kHeaderCount = number(WDLT_IN(WdphHttp, dwMaxHeaderCount), "MaxHeaderCount");
+constexpr auto kSendOption = number(WDLT_IN(WdphHttp, dwReqSockOptSndBuf), "ReqSockOptSndBuf").absent(0);
+constexpr auto kTimeout = number(WDLT_IN(WdphHttp, dwReceiveTimeout), "ReceiveTimeout")
+                              .absent(0)
+                              .reads(orElse(0, kMaxReceiveTimeout, 0))
+                              .toldWhenCorrected()
+                              .writesAndCorrects(orElse(0, kMaxReceiveTimeout, 0));
 constexpr auto kEnableBuffer =
-    number<&WdphHttp::dwEnableRequestSndBuf>("EnableRequestSndBuf").whenAbsent(1).onWriteAndInRecord(asFlag);
-constexpr auto kSendBuffer = number<&WdphHttp::dwSockSendBufSize>("SockSendBufSize").whenAbsent(kDefaultSendBuffer);
+    number(WDLT_IN(WdphHttp, dwEnableRequestSndBuf), "EnableRequestSndBuf").absent(1).writesAndCorrects(asFlag());
+constexpr auto kSendBuffer = number(WDLT_IN(WdphHttp, dwSockSendBufSize), "SockSendBufSize").absent(kDefaultSendBuffer);
 constexpr auto kResponseBuffer =
-    number<&WdphHttp::dwSockResponseBufSize>("SockResponseBufSize").whenAbsent(kDefaultResponseBuffer);
+    number(WDLT_IN(WdphHttp, dwSockResponseBufSize), "SockResponseBufSize").absent(kDefaultResponseBuffer);
 constexpr auto kRequestBuffer =
-    number<&WdphHttp::dwSockRequestBufSize>("SockRequestBufSize").whenAbsent(kDefaultRequestBuffer);
+    number(WDLT_IN(WdphHttp, dwSockRequestBufSize), "SockRequestBufSize").absent(kDefaultRequestBuffer);
 
 // The record's order.
-constexpr ValueRow<WdphHttp> kRead[] = {
+constexpr FieldOf<WdphHttp> kRead[] = {
     kMethods,    kBodyMemory, kRequestScan,  kResponseScan, kLineSize,       kHeaderCount,
     kSendOption, kTimeout,    kEnableBuffer, kSendBuffer,   kResponseBuffer, kRequestBuffer,
 };
 // The flag goes last, and nothing here writes ReqSockOptSndBuf.
-constexpr ValueRow<WdphHttp> kWritten[] = {
+constexpr FieldOf<WdphHttp> kWritten[] = {
     kMethods, kBodyMemory, kRequestScan,    kResponseScan,  kLineSize,     kHeaderCount,
     kTimeout, kSendBuffer, kResponseBuffer, kRequestBuffer, kEnableBuffer,
 };
 
-constexpr ValueReport kReport = webReport([](const char* name, const char* value) {
-    WDLOG_ERROR("[WdltCfg] CHandlerHTTP::ReadConfig: Skip a value (key=%s, value=%s)", name, value);
-});
+constexpr ValueReport kReport = webReport(
+    [](const char* name, const char* value) {
+        WDLOG_ERROR("[WdltCfg] CHandlerHTTP::ReadConfig: Skip a value (key=%s, value=%s)", name, value);
+    },
+    [](const char*, std::uint32_t timeout) {
+        WDLOG_ERROR("[WdltCfg] Illegal HTTP recv timeout. Discard the value(reg value=%d)", timeout);
+    });
 
 const RegisterHelper<CHandlerHTTP> kRegistered(HelperKind::CHandlerHTTP);
 

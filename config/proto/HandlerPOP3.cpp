@@ -13,10 +13,10 @@ namespace {
 using namespace wdlt;
 
 // In the order of reading and writing.
-constexpr ValueRow<WdphPop3> kValues[] = {
-    mailLimitSize<&WdphPop3::dwLimitSize>(),
-    number<&WdphPop3::dwIntervalLength>("IntervalLength").named("dwIntervalLength"),
-    number<&WdphPop3::dwWaitTime>("WaitTime").named("dwWaitTime"),
+constexpr FieldOf<WdphPop3> kValues[] = {
+    mailLimitSize(WDLT_IN(WdphPop3, dwLimitSize)),
+    number(WDLT_IN(WdphPop3, dwIntervalLength), "IntervalLength").namedAsMember(),
+    number(WDLT_IN(WdphPop3, dwWaitTime), "WaitTime").namedAsMember(),
 };
 
 constexpr ValueReport kReport{

@@ -16,14 +16,14 @@ using namespace wdlt;
 constexpr DWORD kDefaultMaxSessionCount = 100;
 
 // In the order of reading and writing.
-constexpr ValueRow<WdphSmtp> kValues[] = {
-    mailLimitSize<&WdphSmtp::dwLimitSize>(),
-    number<&WdphSmtp::dwIntervalLength>("IntervalLength").named("dwIntervalLength"),
-    number<&WdphSmtp::dwWaitTime>("WaitTime").named("dwWaitTime"),
-    number<&WdphSmtp::dwMaxSessionCount>("MaxSessionCount")
-        .named("dwMaxSessionCount")
-        .whenAbsent(kDefaultMaxSessionCount)
-        .onRead(atLeast<1>),
+constexpr FieldOf<WdphSmtp> kValues[] = {
+    mailLimitSize(WDLT_IN(WdphSmtp, dwLimitSize)),
+    number(WDLT_IN(WdphSmtp, dwIntervalLength), "IntervalLength").namedAsMember(),
+    number(WDLT_IN(WdphSmtp, dwWaitTime), "WaitTime").namedAsMember(),
+    number(WDLT_IN(WdphSmtp, dwMaxSessionCount), "MaxSessionCount")
+        .namedAsMember()
+        .absent(kDefaultMaxSessionCount)
+        .reads(atLeast(1)),
 };
 
 constexpr ValueReport kReport{

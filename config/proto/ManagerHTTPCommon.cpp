@@ -20,63 +20,60 @@ using namespace wdlt;
 constexpr DWORD kFileNameLimit = 256;
 
 // Each in the order of reading and writing.
-constexpr ValueRow<WdsmHttpConfig> kManager[] = {
-    text<&WdsmHttpConfig::szUrlHistoryFile>("UrlHistoryFile", kFileNameLimit).fileName(),
-    number<&WdsmHttpConfig::dwMaxUrlHistoryCount>("MaxUrlHistoryCount"),
-    nameList<&WdsmHttpConfig::szExclusionExtensions>("ExclusionExtensions"),
-    text<&WdsmHttpConfig::szUrlFilterAlertFile>("UrlFilterAlertFile", kFileNameLimit).fileName(),
-    text<&WdsmHttpConfig::szUrlFilterCredAlertFile>("UrlFilterCredAlertFile", kFileNameLimit).fileName(),
-    text<&WdsmHttpConfig::szHostFilterAlertFile>("HostFilterAlertFile", kFileNameLimit).fileName(),
-    text<&WdsmHttpConfig::szHostFilterErrorFile>("HostFilterErrorFile", kFileNameLimit).fileName(),
-    text<&WdsmHttpConfig::szPrivacyDataAlertFile>("PrivacyDataAlertFile", kFileNameLimit).fileName(),
-    number<&WdsmHttpConfig::dwMaxWebMailScanSize>("MaxWebMailScanSize").onWriteAndInRecord(ceiling<WDLT_MAX_SCAN_SIZE>),
-    number<&WdsmHttpConfig::WdsmHttpNotifyExFlag>("HttpNotifyExFlag").whenUnreadable(0, kAsTrace),
+constexpr FieldOf<WdsmHttpConfig> kManager[] = {
+    text(WDLT_IN(WdsmHttpConfig, szUrlHistoryFile), "UrlHistoryFile", kFileNameLimit).fileName(),
+    number(WDLT_IN(WdsmHttpConfig, dwMaxUrlHistoryCount), "MaxUrlHistoryCount"),
+    nameList(WDLT_IN(WdsmHttpConfig, szExclusionExtensions), "ExclusionExtensions"),
+    text(WDLT_IN(WdsmHttpConfig, szUrlFilterAlertFile), "UrlFilterAlertFile", kFileNameLimit).fileName(),
+    text(WDLT_IN(WdsmHttpConfig, szUrlFilterCredAlertFile), "UrlFilterCredAlertFile", kFileNameLimit).fileName(),
+    text(WDLT_IN(WdsmHttpConfig, szHostFilterAlertFile), "HostFilterAlertFile", kFileNameLimit).fileName(),
+    text(WDLT_IN(WdsmHttpConfig, szHostFilterErrorFile), "HostFilterErrorFile", kFileNameLimit).fileName(),
+    text(WDLT_IN(WdsmHttpConfig, szPrivacyDataAlertFile), "PrivacyDataAlertFile", kFileNameLimit).fileName(),
+    number(WDLT_IN(WdsmHttpConfig, dwMaxWebMailScanSize), "MaxWebMailScanSize")
+        .writesAndCorrects(atMost(WDLT_MAX_SCAN_SIZE)),
+    number(WDLT_IN(WdsmHttpConfig, WdsmHttpNotifyExFlag), "HttpNotifyExFlag").unreadable(0, Told::AsTrace),
 };
 
 constexpr DWORD kDefaultWebMailScanSize = 3072;
 constexpr DWORD kDefaultWebMailThreshold = 256;
-constexpr ValueRow<WdsmWebMailData> kWebMail[] = {
-    number<&WdsmWebMailData::dwMaxWebMailScanSize>("MaxWebMailScanSize")
-        .whenUnreadable(kDefaultWebMailScanSize)
-        .onWrite(ceiling<WDLT_MAX_SCAN_SIZE>),
-    number<&WdsmWebMailData::dwWebMailActionSizeThreshold>("WebMailActionSizeThreshold")
-        .whenUnreadable(kDefaultWebMailThreshold)
-        .onWrite(ceiling<WDLT_MAX_SCAN_SIZE>)
-        .withStoresCodeOnWrite(),
+constexpr FieldOf<WdsmWebMailData> kWebMail[] = {
+    number(WDLT_IN(WdsmWebMailData, dwMaxWebMailScanSize), "MaxWebMailScanSize")
+        .unreadable(kDefaultWebMailScanSize)
+        .writes(atMost(WDLT_MAX_SCAN_SIZE)),
+    number(WDLT_IN(WdsmWebMailData, dwWebMailActionSizeThreshold), "WebMailActionSizeThreshold")
+        .unreadable(kDefaultWebMailThreshold)
+        .writes(atMost(WDLT_MAX_SCAN_SIZE))
+        .keepingStoresCode(),
 };
 
 constexpr DWORD kMaxDecompressSize = 0x10000;
-constexpr const char* kDecompressSize = "HfeMaxDecompressSize";
 
-// 0 is as good as unreadable; anything else passes, even what a write would not store.
-DWORD decompressSizeAsRead(DWORD size) {
-    if (size != 0)
-        return size;
-    reportWebRead(kAsError, kDecompressSize, WDLT_OK);
-    return kMaxDecompressSize;
-}
-constexpr ValueRow<WdpeHfeData> kFileEvents[] = {
-    number<&WdpeHfeData::dwHfeTargetMethod>("HfeTargetMethod").whenUnreadable(1),
-    number<&WdpeHfeData::dwHfeMaxDecompressSize>(kDecompressSize)
-        .whenUnreadable(kMaxDecompressSize)
-        .onRead(decompressSizeAsRead)
-        .onWrite(orElseOutside<1, kMaxDecompressSize, kMaxDecompressSize>)
-        .withStoresCodeOnWrite(),
+// A size of 0 is as good as unreadable; anything else passes, even what a write would not store.
+constexpr FieldOf<WdpeHfeData> kFileEvents[] = {
+    number(WDLT_IN(WdpeHfeData, dwHfeTargetMethod), "HfeTargetMethod").unreadable(1),
+    number(WDLT_IN(WdpeHfeData, dwHfeMaxDecompressSize), "HfeMaxDecompressSize")
+        .unreadable(kMaxDecompressSize)
+        .reads(orElse(1, UINT32_MAX, kMaxDecompressSize))
+        .toldWhenCorrected()
+        .writes(orElse(1, kMaxDecompressSize, kMaxDecompressSize))
+        .keepingStoresCode(),
 };
 
 struct FlagByte {
     std::uint8_t isSet;
 };
-constexpr ValueRow<FlagByte> kPluginEvent[] = {
-    number<&FlagByte::isSet>("HfeEnablePluginFileEvent").whenUnreadable(0).onRead(asFlag).onWrite(asFlag),
+constexpr FieldOf<FlagByte> kPluginEvent[] = {
+    number(WDLT_IN(FlagByte, isSet), "HfeEnablePluginFileEvent").unreadable(0).reads(asFlag()).writes(asFlag()),
 };
 
-constexpr ValueReport kReport = webReport([](const char* name, const char* value) {
-    WDLOG_ERROR("[WdltCfg] CManagerHTTPCommon::ReadConfig: Skip a value (key=%s, value=%s)", name, value);
-});
+constexpr ValueReport kReport = webReport(
+    [](const char* name, const char* value) {
+        WDLOG_ERROR("[WdltCfg] CManagerHTTPCommon::ReadConfig: Skip a value (key=%s, value=%s)", name, value);
+    },
+    [](const char* name, std::uint32_t) { reportWebRead(kLogError, name, WDLT_OK); });
 
 template <class Record, std::size_t Count>
-Record recordOf(const ValueRow<Record> (&)[Count]);
+Record recordOf(const FieldOf<Record> (&)[Count]);
 
 template <auto& Rows>
 std::int32_t readTable(WdchHelper& helper, void* data, const std::uint64_t* size) {

@@ -25,33 +25,30 @@ using namespace wdlt;
 constexpr DWORD kDefaultMaxCount = 100;
 constexpr const char* kMaxCount = "MaxAddressCacheCount";
 
-constexpr auto kDirection = number<&WdsmMailConfig::dwAddressCacheDirection>("AddressCacheDirection")
-                                .named("dwAddressCacheDirection")
-                                .whenAbsent(0);
+constexpr auto kDirection =
+    number(WDLT_IN(WdsmMailConfig, dwAddressCacheDirection), "AddressCacheDirection").namedAsMember().absent(0);
 
 // In the order of reading. Of all of them only the direction is ever written here.
-constexpr ValueRow<WdsmMailConfig> kSettings[] = {
-    number<&WdsmMailConfig::dwBytesPerEntHdr>("BytesPerEntHdr").named("dwBytesPerEntHdr"),
-    number<&WdsmMailConfig::dwExtlactLvlPerMsg>("ExtlactLvlPerMsg").named("dwExtlactLvlPerMsg"),
-    number<&WdsmMailConfig::dwEntPerMsg>("EntPerMsg").named("dwEntPerMsg"),
-    number<&WdsmMailConfig::dwParamPerHdrField>("ParamPerHdrField").named("dwParamPerHdrField"),
-    number<&WdsmMailConfig::dwHdrPerEnt>("HdrPerEnt").named("dwHdrPerEnt"),
-    number<&WdsmMailConfig::dwEnableDisclaimer>("EnableDisclaimer").named("dwEnableDisclaimer"),
-    text<&WdsmMailConfig::szDisclaimerOriginalName>("DisclaimerOriginalName").named("szDisclaimerOriginalName"),
-    text<&WdsmMailConfig::szDisclaimerCharset>("DisclaimerCharset").named("szDisclaimerCharset"),
-    text<&WdsmMailConfig::szDisclaimerSubject>("DisclaimerSubject").named("szDisclaimerSubject"),
-    text<&WdsmMailConfig::szDisclaimerAddress>("DisclaimerAddress").named("szDisclaimerAddress"),
-    text<&WdsmMailConfig::szDisclaimerFile>("DisclaimerFile").named("szDisclaimerFile"),
-    text<&WdsmMailConfig::szWarningFilename>("WarningFile").named("szWarningFilename"),
-    text<&WdsmMailConfig::szSpywareWarning>("SpywareWarning").named("szSpywareWarning"),
-    text<&WdsmMailConfig::szSpywareCharset>("SpywareCharset").named("szSpywareCharset").orValue("DisclaimerCharset"),
-    text<&WdsmMailConfig::szSpywareSubject>("SpywareSubject").whenUnreadable("", kQuietly),
-    text<&WdsmMailConfig::szSpywareAddress>("SpywareAddress").named("szSpywareAddress").orValue("DisclaimerAddress"),
-    text<&WdsmMailConfig::szSpywareExtension>("SpywareExtension").named("szSpywareExtension"),
+constexpr FieldOf<WdsmMailConfig> kSettings[] = {
+    number(WDLT_IN(WdsmMailConfig, dwBytesPerEntHdr), "BytesPerEntHdr").namedAsMember(),
+    number(WDLT_IN(WdsmMailConfig, dwExtlactLvlPerMsg), "ExtlactLvlPerMsg").namedAsMember(),
+    number(WDLT_IN(WdsmMailConfig, dwEntPerMsg), "EntPerMsg").namedAsMember(),
+    number(WDLT_IN(WdsmMailConfig, dwParamPerHdrField), "ParamPerHdrField").namedAsMember(),
+    number(WDLT_IN(WdsmMailConfig, dwHdrPerEnt), "HdrPerEnt").namedAsMember(),
+    number(WDLT_IN(WdsmMailConfig, dwEnableDisclaimer), "EnableDisclaimer").namedAsMember(),
+    text(WDLT_IN(WdsmMailConfig, szDisclaimerOriginalName), "DisclaimerOriginalName").namedAsMember(),
+    text(WDLT_IN(WdsmMailConfig, szDisclaimerCharset), "DisclaimerCharset").namedAsMember(),
+    text(WDLT_IN(WdsmMailConfig, szDisclaimerSubject), "DisclaimerSubject").namedAsMember(),
+    text(WDLT_IN(WdsmMailConfig, szDisclaimerAddress), "DisclaimerAddress").namedAsMember(),
+    text(WDLT_IN(WdsmMailConfig, szDisclaimerFile), "DisclaimerFile").namedAsMember(),
+    text(WDLT_IN(WdsmMailConfig, szWarningFilename), "WarningFile").namedAsMember(),
+    text(WDLT_IN(WdsmMailConfig, szSpywareWarning), "SpywareWarning").namedAsMember(),
+    text(WDLT_IN(WdsmMailConfig, szSpywareCharset), "SpywareCharset").namedAsMember().orValue("DisclaimerCharset"),
+    text(WDLT_IN(WdsmMailConfig, szSpywareSubject), "SpywareSubject").unreadable("", Told::Quietly),
+    text(WDLT_IN(WdsmMailConfig, szSpywareAddress), "SpywareAddress").namedAsMember().orValue("DisclaimerAddress"),
+    text(WDLT_IN(WdsmMailConfig, szSpywareExtension), "SpywareExtension").namedAsMember(),
     kDirection,
-    number<&WdsmMailConfig::dwMaxAddressCacheCount>(kMaxCount)
-        .named("dwMaxAddressCacheCount")
-        .whenAbsent(kDefaultMaxCount),
+    number(WDLT_IN(WdsmMailConfig, dwMaxAddressCacheCount), kMaxCount).namedAsMember().absent(kDefaultMaxCount),
 };
 
 constexpr ValueReport kReport{

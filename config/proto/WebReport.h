@@ -12,14 +12,14 @@
 namespace wdlt {
 
 inline void reportWebRead(DWORD level, const char* name, std::int32_t status) {
-    if (level == kAsTrace)
+    if (level == kLogTrace)
         WDLOG_TRACE("[WdltCfg] ReadValue failed (key=%s, ret=%ld)", name, static_cast<long>(status));
     else
         WDLOG_ERROR("[WdltCfg] ReadValue failed (key=%s, ret=%ld)", name, static_cast<long>(status));
 }
 
-// `nameSkipped` is for a helper with a list.
-constexpr ValueReport webReport(void (*nameSkipped)(const char* name, const char* value)) {
+constexpr ValueReport webReport(void (*nameSkipped)(const char* name, const char* value),
+                                void (*corrected)(const char* name, std::uint32_t stored)) {
     return {
         .readFailed = reportWebRead,
         .writeFailed =
@@ -27,6 +27,7 @@ constexpr ValueReport webReport(void (*nameSkipped)(const char* name, const char
                 WDLOG_ERROR("[WdltCfg] WriteValue failed (key=%s, ret=%ld)", name, static_cast<long>(status));
             },
         .nameSkipped = nameSkipped,
+        .corrected = corrected,
         .readCode = WDLT_E_REGISTRY,
         .writeCode = WDLT_E_REGISTRY,
     };

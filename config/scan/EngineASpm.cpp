@@ -40,14 +40,14 @@ constexpr std::uint32_t kHighestLevel = 2;
 constexpr double kHighestThreshold = 100;
 constexpr DWORD kTextBytes = 256; // of a value that is read
 
-constexpr auto kLevel = number<&Settings::dwLevel>("Level");
-constexpr auto kWhitelist = text<&Settings::szWhitelistFile>("Whitelist", kTextBytes).fileName();
-constexpr auto kBlacklist = text<&Settings::szBlacklistFile>("Blacklist", kTextBytes).fileName();
+constexpr auto kLevel = number(WDLT_IN(Settings, dwLevel), "Level");
+constexpr auto kWhitelist = text(WDLT_IN(Settings, szWhitelistFile), "Whitelist", kTextBytes).fileName();
+constexpr auto kBlacklist = text(WDLT_IN(Settings, szBlacklistFile), "Blacklist", kTextBytes).fileName();
 
 // The thresholds are read between the level and the files, and never written.
-constexpr ValueRow<Settings> kReadFirst[] = {kLevel};
-constexpr ValueRow<Settings> kReadLast[] = {kWhitelist, kBlacklist};
-constexpr ValueRow<Settings> kWritten[] = {kLevel, kWhitelist, kBlacklist};
+constexpr FieldOf<Settings> kReadFirst[] = {kLevel};
+constexpr FieldOf<Settings> kReadLast[] = {kWhitelist, kBlacklist};
+constexpr FieldOf<Settings> kWritten[] = {kLevel, kWhitelist, kBlacklist};
 
 struct Threshold {
     const char* key;
@@ -86,7 +86,7 @@ std::int32_t readThreshold(WdchHelper& helper, const char* key, double& field) {
     std::array<char, kTextBytes + 1> text{};
     DWORD size = kTextBytes;
     if (const std::int32_t status = helper.ReadItem("", key, text.data(), &size, false); status != WDLT_OK) {
-        kAspmReport.readFailed(kAsError, key, status);
+        kAspmReport.readFailed(kLogError, key, status);
         return WDLT_E_REGISTRY;
     }
     const double number = decimalNumber(text.data());
@@ -103,7 +103,7 @@ std::int32_t readSettings(WdchHelper& helper, Settings& settings) {
     if (const std::int32_t status = readValues(access, kReadFirst, settings); status != WDLT_OK)
         return status;
     if (settings.dwLevel > kHighestLevel) {
-        WDLOG_ERROR("Reg value invalid (key=%s, value=%d)", kLevel.name, settings.dwLevel);
+        WDLOG_ERROR("Reg value invalid (key=%s, value=%d)", kLevel.value, settings.dwLevel);
         return WDLT_E_REGISTRY;
     }
     for (const Threshold& threshold : kThresholds)
@@ -193,7 +193,7 @@ std::int32_t CEngineASpm::WriteConfig(std::uint64_t /*configType*/, void* data, 
             return WDLT_E_INVALID_ARGUMENT;
         }
     const ValueAccess access{*this, kAspmReport};
-    for (const ValueRow<Settings>& row : kWritten)
+    for (const FieldOf<Settings>& row : kWritten)
         if (!isTerminated(row, &settings))
             return notTerminated(access, row);
     for (const List& list : kLists) {

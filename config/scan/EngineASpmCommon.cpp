@@ -10,35 +10,39 @@ namespace {
 
 using namespace wdlt;
 
-constexpr NumberRule kTimeout = orElseOutside<100, 10000, 2000>;
+constexpr NumberRule kTimeout = orElse(100, 10000, 2000);
 
 // In the order of reading and writing.
-constexpr ValueRow<WdpeAspmCommonData> kSettings[] = {
-    text<&WdpeAspmCommonData::szPrefixSpam>("PrefixSpam"),
-    text<&WdpeAspmCommonData::szPrefixPhishing>("PrefixPhishing"),
-    text<&WdpeAspmCommonData::szPrefixMalicious>("PrefixMalicious"),
-    text<&WdpeAspmCommonData::szPrefixSuspicious>("PrefixSuspicious"),
-    text<&WdpeAspmCommonData::szPrefixBlack>("PrefixBlack"),
-    number<&WdpeAspmCommonData::dwScanType>("ScanType"),
-    number<&WdpeAspmCommonData::dwEnableImageDetection>("EnableImageDetection").onRead(asFlag).onWrite(asFlag),
-    number<&WdpeAspmCommonData::dwEnableInTheCloud>("EnableInTheCloud").onRead(asFlag).onWrite(asFlag),
-    number<&WdpeAspmCommonData::dwInTheCloudTimeout>("InTheCloudTimeout").onRead(kTimeout).onWriteAndInRecord(kTimeout),
+constexpr FieldOf<WdpeAspmCommonData> kSettings[] = {
+    text(WDLT_IN(WdpeAspmCommonData, szPrefixSpam), "PrefixSpam"),
+    text(WDLT_IN(WdpeAspmCommonData, szPrefixPhishing), "PrefixPhishing"),
+    text(WDLT_IN(WdpeAspmCommonData, szPrefixMalicious), "PrefixMalicious"),
+    text(WDLT_IN(WdpeAspmCommonData, szPrefixSuspicious), "PrefixSuspicious"),
+    text(WDLT_IN(WdpeAspmCommonData, szPrefixBlack), "PrefixBlack"),
+    number(WDLT_IN(WdpeAspmCommonData, dwScanType), "ScanType"),
+    number(WDLT_IN(WdpeAspmCommonData, dwEnableImageDetection), "EnableImageDetection")
+        .reads(asFlag())
+        .writes(asFlag()),
+    number(WDLT_IN(WdpeAspmCommonData, dwEnableInTheCloud), "EnableInTheCloud").reads(asFlag()).writes(asFlag()),
+    number(WDLT_IN(WdpeAspmCommonData, dwInTheCloudTimeout), "InTheCloudTimeout")
+        .reads(kTimeout)
+        .writesAndCorrects(kTimeout),
 };
 
 // The backslash at its end is the reader's alone.
-constexpr ValueRow<WdpeAspmRulePath> kRulePath[] = {
-    text<&WdpeAspmRulePath::szRulePath>("RulePath", 259).folder(),
+constexpr FieldOf<WdpeAspmRulePath> kRulePath[] = {
+    text(WDLT_IN(WdpeAspmRulePath, szRulePath), "RulePath", 259).folder(),
 };
 
 template <class Record, std::size_t Count>
-std::int32_t readRecord(WdchHelper& helper, const ValueRow<Record> (&rows)[Count], void* data) {
+std::int32_t readRecord(WdchHelper& helper, const FieldOf<Record> (&rows)[Count], void* data) {
     CallersRecord<Record> record(data);
     record.clear();
     return readValues({helper, kAspmReport}, rows, *record);
 }
 
 template <class Record, std::size_t Count>
-std::int32_t writeRecord(WdchHelper& helper, const ValueRow<Record> (&rows)[Count], void* data) {
+std::int32_t writeRecord(WdchHelper& helper, const FieldOf<Record> (&rows)[Count], void* data) {
     CallersRecord<Record> record(data);
     return writeValues({helper, kAspmReport}, rows, *record);
 }

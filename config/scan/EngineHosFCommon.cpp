@@ -16,10 +16,10 @@ namespace {
 
 using namespace wdlt;
 
-constexpr ValueRow<WdpeHosfData> kSettings[] = {
-    number<&WdpeHosfData::dwEnablePrivateIPCheck>("EnablePrivateIPCheck"),
-    number<&WdpeHosfData::dwNonBlock>("NonBlock"),
-    text<&WdpeHosfData::szExclusionExtensions>("ExclusionExtensions"),
+constexpr FieldOf<WdpeHosfData> kSettings[] = {
+    number(WDLT_IN(WdpeHosfData, dwEnablePrivateIPCheck), "EnablePrivateIPCheck"),
+    number(WDLT_IN(WdpeHosfData, dwNonBlock), "NonBlock"),
+    text(WDLT_IN(WdpeHosfData, szExclusionExtensions), "ExclusionExtensions"),
 };
 
 void readFailed(const char* item, std::int32_t status) {

@@ -45,35 +45,36 @@ const WdpeVsData* findDefaults(DWORD protocol, DWORD input) {
 }
 
 // In the order of reading and writing.
-constexpr ValueRow<WdpeVsData> kValues[] = {
-    number<&WdpeVsData::dwFirstAction>("Action").named("dwFirstAction").orDefaults(kAsTrace),
-    number<&WdpeVsData::dwSecondAction>("Action2nd")
-        .named("dwSecondAction")
+constexpr FieldOf<WdpeVsData> kValues[] = {
+    number(WDLT_IN(WdpeVsData, dwFirstAction), "Action").namedAsMember().orDefaults(Told::AsTrace),
+    number(WDLT_IN(WdpeVsData, dwSecondAction), "Action2nd")
+        .namedAsMember()
         .namedOnWrite("dwSectionAction")
-        .orDefaults(kAsTrace),
-    number<&WdpeVsData::dwZipClean>("ZipClean").named("dwZipClean").orDefaults(kAsTrace),
-    number<&WdpeVsData::dwZipScan>("ZipScan").named("dwZipScan").orDefaults(kAsTrace).whenUnreadable(0),
-    number<&WdpeVsData::dwZipLayer>("ZipLayer").named("dwZipLayer").orDefaults(kAsTrace).onRead(clampedTo<1, 6>),
-    number<&WdpeVsData::dwExtractFileSizeLimit>("ExtractFileSizeLimit")
-        .named("dwExtractFileSizeLimit")
-        .orDefaults(kAsTrace),
-    number<&WdpeVsData::dwPackerSnare>("PackerSnare").named("dwPackerSnare").orDefaults(kAsTrace),
-    number<&WdpeVsData::dwMultiInfection>("MultiInfection")
-        .orDefaults(kQuietly)
-        .whenUnreadable(kDefaultMultiInfection, kQuietly)
-        .onRead(atLeast<1>)
-        .notWritten(),
-    number<&WdpeVsData::dwSpywareScan>("SpywareScan")
-        .named("dwSpywareScan")
-        .orDefaults(kQuietly)
-        .whenUnreadable(0, kQuietly),
-    number<&WdpeVsData::dwSpywareAction>("SpywareAction").named("dwSpywareAction").orDefaults(kAsTrace),
+        .orDefaults(Told::AsTrace),
+    number(WDLT_IN(WdpeVsData, dwZipClean), "ZipClean").namedAsMember().orDefaults(Told::AsTrace),
+    number(WDLT_IN(WdpeVsData, dwZipScan), "ZipScan").namedAsMember().orDefaults(Told::AsTrace).unreadable(0),
+    number(WDLT_IN(WdpeVsData, dwZipLayer), "ZipLayer").namedAsMember().orDefaults(Told::AsTrace).reads(between(1, 6)),
+    number(WDLT_IN(WdpeVsData, dwExtractFileSizeLimit), "ExtractFileSizeLimit")
+        .namedAsMember()
+        .orDefaults(Told::AsTrace),
+    number(WDLT_IN(WdpeVsData, dwPackerSnare), "PackerSnare").namedAsMember().orDefaults(Told::AsTrace),
+    number(WDLT_IN(WdpeVsData, dwMultiInfection), "MultiInfection")
+        .orDefaults(Told::Quietly)
+        .unreadable(kDefaultMultiInfection, Told::Quietly)
+        .reads(atLeast(1))
+        .readOnly(),
+    number(WDLT_IN(WdpeVsData, dwSpywareScan), "SpywareScan")
+        .namedAsMember()
+        .orDefaults(Told::Quietly)
+        .unreadable(0, Told::Quietly),
+    number(WDLT_IN(WdpeVsData, dwSpywareAction), "SpywareAction").namedAsMember().orDefaults(Told::AsTrace),
 };
 constexpr std::span kAllValues(kValues);
 constexpr auto kValuesBeforeAction = kAllValues.first<std::size(kValues) - 1>();
 
 // Nobody misses the action of a scan that is off.
-constexpr auto kUnusedSpywareAction = number<&WdpeVsData::dwSpywareAction>("SpywareAction").whenUnreadable(0, kQuietly);
+constexpr auto kUnusedSpywareAction =
+    number(WDLT_IN(WdpeVsData, dwSpywareAction), "SpywareAction").unreadable(0, Told::Quietly);
 
 constexpr ValueReport kReport{
     .readFailed = [](DWORD, const char* field,

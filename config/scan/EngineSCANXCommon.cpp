@@ -15,22 +15,22 @@ namespace {
 
 using namespace wdlt;
 
-constexpr ValueRow<WdpeVsCommon> kLanguage = number<&WdpeVsCommon::dwLanguage>("Language").named("dwLanguage");
-constexpr ValueRow<WdpeVsCommon> kPatternPath =
-    text<&WdpeVsCommon::szPatternPath>("PatternPath", 259).named("szPatternPath").failsAtLevel(kAsTrace);
-constexpr ValueRow<WdpeVsCommon> kKeepNumber = number<&WdpeVsCommon::dwKeepNumber>("KeepNumber")
-                                                   .named("dwKeepNumber")
-                                                   .failsAtLevel(kAsTrace)
-                                                   .onRead(ceiling<0x7FFFFFFF>);
-constexpr ValueRow<WdpeVsCommon> kPurgeBadPattern =
-    number<&WdpeVsCommon::dwPurgeBadPattern>("PurgeBadPattern").named("dwPurgeBadPattern").whenUnreadable(0, kQuietly);
-constexpr ValueRow<WdpeVsCommon> kEngineType =
-    number<&WdpeVsCommon::dwEngineType>("EngineType").whenUnreadable(0, kQuietly);
+constexpr FieldOf<WdpeVsCommon> kLanguage = number(WDLT_IN(WdpeVsCommon, dwLanguage), "Language").namedAsMember();
+constexpr FieldOf<WdpeVsCommon> kPatternPath =
+    text(WDLT_IN(WdpeVsCommon, szPatternPath), "PatternPath", 259).namedAsMember().failsToldAs(Told::AsTrace);
+constexpr FieldOf<WdpeVsCommon> kKeepNumber = number(WDLT_IN(WdpeVsCommon, dwKeepNumber), "KeepNumber")
+                                                  .namedAsMember()
+                                                  .failsToldAs(Told::AsTrace)
+                                                  .reads(atMost(0x7FFFFFFF));
+constexpr FieldOf<WdpeVsCommon> kPurgeBadPattern =
+    number(WDLT_IN(WdpeVsCommon, dwPurgeBadPattern), "PurgeBadPattern").namedAsMember().unreadable(0, Told::Quietly);
+constexpr FieldOf<WdpeVsCommon> kEngineType =
+    number(WDLT_IN(WdpeVsCommon, dwEngineType), "EngineType").unreadable(0, Told::Quietly);
 
 // An empty folder is looked into between the two, and ends the read when nothing can stand for it.
-constexpr ValueRow<WdpeVsCommon> kReadBeforeFolder[] = {kLanguage, kPatternPath};
-constexpr ValueRow<WdpeVsCommon> kReadBehindFolder[] = {kKeepNumber, kPurgeBadPattern, kEngineType};
-constexpr ValueRow<WdpeVsCommon> kWritten[] = {kLanguage, kPatternPath, kKeepNumber, kPurgeBadPattern};
+constexpr FieldOf<WdpeVsCommon> kReadBeforeFolder[] = {kLanguage, kPatternPath};
+constexpr FieldOf<WdpeVsCommon> kReadBehindFolder[] = {kKeepNumber, kPurgeBadPattern, kEngineType};
+constexpr FieldOf<WdpeVsCommon> kWritten[] = {kLanguage, kPatternPath, kKeepNumber, kPurgeBadPattern};
 
 constexpr ValueReport kReport{
     .readFailed = [](DWORD level, const char* field,

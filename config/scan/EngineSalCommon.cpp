@@ -14,20 +14,19 @@ namespace {
 
 using namespace wdlt;
 
-template <auto Member>
-constexpr ValueRow<WdpeSalData> flag(const char* name) {
-    return number<Member>(name).whenUnreadable(0).onRead(exactlyOne).onWrite(asFlag);
+constexpr FieldOf<WdpeSalData> flag(const Place<WdpeSalData, std::uint32_t>& place, const char* value) {
+    return number(place, value).unreadable(0).reads(exactlyOne()).writes(asFlag());
 }
-constexpr ValueRow<WdpeSalData> kFlags[] = {
-    flag<&WdpeSalData::dwQueryIP>("QueryIP"),
-    flag<&WdpeSalData::dwTakeAction>("TakeAction"),
-    flag<&WdpeSalData::dwAddandScanMode>("AddandScanMode"),
+constexpr FieldOf<WdpeSalData> kFlags[] = {
+    flag(WDLT_IN(WdpeSalData, dwQueryIP), "QueryIP"),
+    flag(WDLT_IN(WdpeSalData, dwTakeAction), "TakeAction"),
+    flag(WDLT_IN(WdpeSalData, dwAddandScanMode), "AddandScanMode"),
 };
-constexpr ValueRow<WdpeSalData> kValues[] = {
+constexpr FieldOf<WdpeSalData> kValues[] = {
     kFlags[0],
     kFlags[1],
     kFlags[2],
-    text<&WdpeSalData::szBlockImages>("BlockImages", 512).whenUnreadable("").withoutTerminator(),
+    text(WDLT_IN(WdpeSalData, szBlockImages), "BlockImages", 512).unreadable("").withoutTerminator(),
 };
 
 constexpr ValueReport kReport{

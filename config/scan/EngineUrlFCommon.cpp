@@ -26,79 +26,83 @@ using namespace wdlt;
 constexpr DWORD kDefaultPort = 80;
 constexpr DWORD kUnset = static_cast<DWORD>(-1);
 
-constexpr DWORD knownFamily(DWORD family) {
-    return family == 1 || family == 2 ? family : 0;
-}
+constexpr NumberRule kKnownFamily = orElse(1, 2, 0);
 
 // In the order of reading and writing.
-constexpr ValueRow<WdpeUrlfData> kSettings[] = {
-    number<&WdpeUrlfData::dwMode>("Mode"),
-    number<&WdpeUrlfData::dwEnableServerLookup>("EnableServerLookup"),
-    text<&WdpeUrlfData::szBlockCategoryGroups>("BlockCategoryGroups", 767).withoutTerminator(),
-    number<&WdpeUrlfData::dwEnableProxy>("EnableProxy"),
-    text<&WdpeUrlfData::szProxyServer>("ProxyServer").whenAbsent(""),
-    number<&WdpeUrlfData::dwProxyPort>("ProxyPort").whenAbsent(kDefaultPort),
-    protectedText<&WdpeUrlfData::szProxyUser>("ProxyUser", 127).whenAbsent(""),
-    protectedText<&WdpeUrlfData::szProxyPassword>("ProxyPassword", 127).whenAbsent(""),
-    number<&WdpeUrlfData::dwEnableCategoryChk>("EnableCategoryChk"),
-    number<&WdpeUrlfData::dwEnablePharm>("EnablePharm"),
-    number<&WdpeUrlfData::dwCategoryNonBlock>("CategoryNonBlock"),
-    number<&WdpeUrlfData::dwPharmingNonBlock>("PharmingNonBlock"),
-    number<&WdpeUrlfData::dwNotifyAll>("NotifyAll"),
-    number<&WdpeUrlfData::dwEnableCredibilityChk>("EnableCredibilityChk"),
-    number<&WdpeUrlfData::dwCredibilityNonBlock>("CredibilityNonBlock"),
-    number<&WdpeUrlfData::dwUserDefinedCredLevel>("UserDefinedCredLevel").whenUnreadable(kUnset),
-    number<&WdpeUrlfData::dwUseCredibilityScore>("UseCredibilityScore").whenUnreadable(0),
-    number<&WdpeUrlfData::dwCredScoreThresHold>("CredScoreThresHold").whenUnreadable(kUnset),
-    number<&WdpeUrlfData::dwEnablePhishChk>("EnablePhishChk"),
-    number<&WdpeUrlfData::dwPhishNonBlock>("PhishNonBlock"),
-    text<&WdpeUrlfData::szBlockPhishCategoryGrps>("BlockPhishCategoryGrps", 767).withoutTerminator(),
-    number<&WdpeUrlfData::dwEnableWdlDns>("EnableWdlDns").whenUnreadable(1),
-    number<&WdpeUrlfData::dwEnableWdufeDns>("EnableWdufeDns").whenUnreadable(1),
+constexpr FieldOf<WdpeUrlfData> kSettings[] = {
+    number(WDLT_IN(WdpeUrlfData, dwMode), "Mode"),
+    number(WDLT_IN(WdpeUrlfData, dwEnableServerLookup), "EnableServerLookup"),
+    text(WDLT_IN(WdpeUrlfData, szBlockCategoryGroups), "BlockCategoryGroups", 767).withoutTerminator(),
+    number(WDLT_IN(WdpeUrlfData, dwEnableProxy), "EnableProxy"),
+    text(WDLT_IN(WdpeUrlfData, szProxyServer), "ProxyServer").absent(""),
+    number(WDLT_IN(WdpeUrlfData, dwProxyPort), "ProxyPort").absent(kDefaultPort),
+    sealedText(WDLT_IN(WdpeUrlfData, szProxyUser), "ProxyUser", 127).absent(""),
+    sealedText(WDLT_IN(WdpeUrlfData, szProxyPassword), "ProxyPassword", 127).absent(""),
+    number(WDLT_IN(WdpeUrlfData, dwEnableCategoryChk), "EnableCategoryChk"),
+    number(WDLT_IN(WdpeUrlfData, dwEnablePharm), "EnablePharm"),
+    number(WDLT_IN(WdpeUrlfData, dwCategoryNonBlock), "CategoryNonBlock"),
+    number(WDLT_IN(WdpeUrlfData, dwPharmingNonBlock), "PharmingNonBlock"),
+    number(WDLT_IN(WdpeUrlfData, dwNotifyAll), "NotifyAll"),
+    number(WDLT_IN(WdpeUrlfData, dwEnableCredibilityChk), "EnableCredibilityChk"),
+    number(WDLT_IN(WdpeUrlfData, dwCredibilityNonBlock), "CredibilityNonBlock"),
+    number(WDLT_IN(WdpeUrlfData, dwUserDefinedCredLevel), "UserDefinedCredLevel").unreadable(kUnset),
+    number(WDLT_IN(WdpeUrlfData, dwUseCredibilityScore), "UseCredibilityScore").unreadable(0),
+    number(WDLT_IN(WdpeUrlfData, dwCredScoreThresHold), "CredScoreThresHold").unreadable(kUnset),
+    number(WDLT_IN(WdpeUrlfData, dwEnablePhishChk), "EnablePhishChk"),
+    number(WDLT_IN(WdpeUrlfData, dwPhishNonBlock), "PhishNonBlock"),
+    text(WDLT_IN(WdpeUrlfData, szBlockPhishCategoryGrps), "BlockPhishCategoryGrps", 767).withoutTerminator(),
+    number(WDLT_IN(WdpeUrlfData, dwEnableWdlDns), "EnableWdlDns").unreadable(1),
+    number(WDLT_IN(WdpeUrlfData, dwEnableWdufeDns), "EnableWdufeDns").unreadable(1),
 };
 
 // Read behind the settings. Nothing here writes them.
-constexpr ValueRow<WdpeUrlfFullData> kMoreSettings[] = {
-    number<&WdpeUrlfFullData::dwCacheSize>("CacheSize"),
-    number<&WdpeUrlfFullData::dwCacheLifetime>("CacheLifetime"),
-    protectedText<&WdpeUrlfFullData::szLookupServer>("LookupServer", 256),
-    number<&WdpeUrlfFullData::dwLookupPort>("LookupPort").whenAbsent(kDefaultPort),
-    protectedText<&WdpeUrlfFullData::szLookupVID>("LookupVID", 255),
-    number<&WdpeUrlfFullData::dwLookupTimeout>("LookupTimeout"),
-    text<&WdpeUrlfFullData::szExclusionExtensions>("ExclusionExtensions"),
-    number<&WdpeUrlfFullData::dwErrMode>("ErrMode"),
-    number<&WdpeUrlfFullData::dwRatingType>("RatingType"),
-    number<&WdpeUrlfFullData::dwEnableWDUFELog>("EnableWDUFELog"),
-    number<&WdpeUrlfFullData::dwWDUFELogLevel>("WDUFELogLevel"),
+constexpr FieldOf<WdpeUrlfFullData> kMoreSettings[] = {
+    number(WDLT_IN(WdpeUrlfFullData, dwCacheSize), "CacheSize"),
+    number(WDLT_IN(WdpeUrlfFullData, dwCacheLifetime), "CacheLifetime"),
+    sealedText(WDLT_IN(WdpeUrlfFullData, szLookupServer), "LookupServer", 256),
+    number(WDLT_IN(WdpeUrlfFullData, dwLookupPort), "LookupPort").absent(kDefaultPort),
+    sealedText(WDLT_IN(WdpeUrlfFullData, szLookupVID), "LookupVID", 255),
+    number(WDLT_IN(WdpeUrlfFullData, dwLookupTimeout), "LookupTimeout"),
+    text(WDLT_IN(WdpeUrlfFullData, szExclusionExtensions), "ExclusionExtensions"),
+    number(WDLT_IN(WdpeUrlfFullData, dwErrMode), "ErrMode"),
+    number(WDLT_IN(WdpeUrlfFullData, dwRatingType), "RatingType"),
+    number(WDLT_IN(WdpeUrlfFullData, dwEnableWDUFELog), "EnableWDUFELog"),
+    number(WDLT_IN(WdpeUrlfFullData, dwWDUFELogLevel), "WDUFELogLevel"),
 };
 
-constexpr ValueRow<WdpeUrlfDrsData> kDrs[] = {
-    number<&WdpeUrlfDrsData::dwDRSScoreThresHold>("DRSScoreThresHold").whenUnreadable(0),
-    number<&WdpeUrlfDrsData::dwDRSCredBlock>("DRSCredBlock").whenUnreadable(1),
+constexpr FieldOf<WdpeUrlfDrsData> kDrs[] = {
+    number(WDLT_IN(WdpeUrlfDrsData, dwDRSScoreThresHold), "DRSScoreThresHold").unreadable(0),
+    number(WDLT_IN(WdpeUrlfDrsData, dwDRSCredBlock), "DRSCredBlock").unreadable(1),
 };
 
-constexpr ValueRow<WdpeUrlfRSInfo> kRatingServer[] = {
-    protectedText<&WdpeUrlfRSInfo::szRatingServer>("LookupServer", 256),
-    number<&WdpeUrlfRSInfo::dwRatingPort>("LookupPort").whenAbsent(kDefaultPort),
+constexpr FieldOf<WdpeUrlfRSInfo> kRatingServer[] = {
+    sealedText(WDLT_IN(WdpeUrlfRSInfo, szRatingServer), "LookupServer", 256),
+    number(WDLT_IN(WdpeUrlfRSInfo, dwRatingPort), "LookupPort").absent(kDefaultPort),
 };
 
-constexpr ValueRow<WdpeUrlfUUC> kUntestedUrls[] = {
-    number<&WdpeUrlfUUC::dwEnableUntestedURLChk>("EnableUntestedURLChk").whenAbsent(0).onRead(asFlag).onWrite(asFlag),
-    number<&WdpeUrlfUUC::dwBlockUntestedURL>("BlockUntestedURL").whenAbsent(0).onRead(asFlag).onWrite(asFlag),
-    number<&WdpeUrlfUUC::dwUntestedURLNonBlock>("UntestedURLNonBlock").whenAbsent(0).onRead(asFlag).onWrite(asFlag),
+constexpr FieldOf<WdpeUrlfUUC> kUntestedUrls[] = {
+    number(WDLT_IN(WdpeUrlfUUC, dwEnableUntestedURLChk), "EnableUntestedURLChk")
+        .absent(0)
+        .reads(asFlag())
+        .writes(asFlag()),
+    number(WDLT_IN(WdpeUrlfUUC, dwBlockUntestedURL), "BlockUntestedURL").absent(0).reads(asFlag()).writes(asFlag()),
+    number(WDLT_IN(WdpeUrlfUUC, dwUntestedURLNonBlock), "UntestedURLNonBlock")
+        .absent(0)
+        .reads(asFlag())
+        .writes(asFlag()),
 };
 
 struct OneNumber {
     std::uint32_t value;
 };
-constexpr ValueRow<OneNumber> kBackupRetry[] = {
-    number<&OneNumber::value>("EnableBackupLKQRetry").whenAbsent(1).onRead(asFlag).onWrite(asFlag),
+constexpr FieldOf<OneNumber> kBackupRetry[] = {
+    number(WDLT_IN(OneNumber, value), "EnableBackupLKQRetry").absent(1).reads(asFlag()).writes(asFlag()),
 };
-constexpr ValueRow<OneNumber> kSocketFamily[] = {
-    number<&OneNumber::value>("ResolveSocketFamily").whenAbsent(0).onRead(knownFamily).onWrite(knownFamily),
+constexpr FieldOf<OneNumber> kSocketFamily[] = {
+    number(WDLT_IN(OneNumber, value), "ResolveSocketFamily").absent(0).reads(kKnownFamily).writes(kKnownFamily),
 };
-constexpr ValueRow<OneNumber> kCacheFile[] = {
-    number<&OneNumber::value>("UseCacheFile").whenAbsent(0).onRead(asFlag),
+constexpr FieldOf<OneNumber> kCacheFile[] = {
+    number(WDLT_IN(OneNumber, value), "UseCacheFile").absent(0).reads(asFlag()),
 };
 
 void readFailed(const char* item, std::int32_t status) {
@@ -138,7 +142,7 @@ std::int32_t readRecord(WdchHelper& helper, void* data, std::uint64_t* size, Rea
 }
 
 template <class Record, std::size_t Count>
-Record recordOf(const ValueRow<Record> (&)[Count]);
+Record recordOf(const FieldOf<Record> (&)[Count]);
 
 template <auto& Rows>
 std::int32_t readTable(WdchHelper& helper, void* data, std::uint64_t* size) {

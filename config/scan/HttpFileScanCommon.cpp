@@ -17,15 +17,15 @@ constexpr DWORD kDefaultScanSize = 5120;
 constexpr DWORD kDefaultThreshold = 256;
 
 // In the order of reading and writing, which isn't the record's.
-constexpr ValueRow<WdpeHttpFileScanData> kValues[] = {
-    number<&WdpeHttpFileScanData::dwHttpActionMode>("HttpActionMode").whenUnreadable(0),
-    number<&WdpeHttpFileScanData::dwActionSizeThreshold>("ActionSizeThreshold")
-        .whenUnreadable(kDefaultThreshold)
-        .onWrite(ceiling<WDLT_MAX_SCAN_SIZE>),
-    number<&WdpeHttpFileScanData::dwMaxScanSize>("MaxScanSize")
-        .whenUnreadable(kDefaultScanSize)
-        .onWrite(ceiling<WDLT_MAX_SCAN_SIZE>),
-    text<&WdpeHttpFileScanData::szTargetTypes>("TargetTypes").whenUnreadable("7").cutWhenTooLong().withoutTerminator(),
+constexpr FieldOf<WdpeHttpFileScanData> kValues[] = {
+    number(WDLT_IN(WdpeHttpFileScanData, dwHttpActionMode), "HttpActionMode").unreadable(0),
+    number(WDLT_IN(WdpeHttpFileScanData, dwActionSizeThreshold), "ActionSizeThreshold")
+        .unreadable(kDefaultThreshold)
+        .writes(atMost(WDLT_MAX_SCAN_SIZE)),
+    number(WDLT_IN(WdpeHttpFileScanData, dwMaxScanSize), "MaxScanSize")
+        .unreadable(kDefaultScanSize)
+        .writes(atMost(WDLT_MAX_SCAN_SIZE)),
+    text(WDLT_IN(WdpeHttpFileScanData, szTargetTypes), "TargetTypes").unreadable("7").cut().withoutTerminator(),
 };
 
 constexpr ValueReport kReport{

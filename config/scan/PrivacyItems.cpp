@@ -18,11 +18,11 @@ namespace wdlt {
 namespace {
 
 // In the order of reading, writing and deleting; behind them the privacy data.
-constexpr ValueRow<PrivacyViewItem> kValues[] = {
-    number<&PrivacyViewItem::dwItemIndex>("ItemIndex").named("item index"),
-    number<&PrivacyViewItem::dwScanTarget>("ScanTarget").named("scan target"),
-    text<&PrivacyViewItem::szItemName>("ItemName").named("item name"),
-    text<&PrivacyViewItem::szDescription>("Description").named("description"),
+constexpr FieldOf<PrivacyViewItem> kValues[] = {
+    number(WDLT_IN(PrivacyViewItem, dwItemIndex), "ItemIndex").named("item index"),
+    number(WDLT_IN(PrivacyViewItem, dwScanTarget), "ScanTarget").named("scan target"),
+    text(WDLT_IN(PrivacyViewItem, szItemName), "ItemName").named("item name"),
+    text(WDLT_IN(PrivacyViewItem, szDescription), "Description").named("description"),
 };
 constexpr const char* kDataName = "PrivacyData";
 constexpr const char* kDataField = "privacy data";
@@ -40,9 +40,9 @@ std::string numbered(const char* name, DWORD position) {
 }
 
 // The row with the value's name at a place of the list.
-ValueRow<PrivacyViewItem> at(const ValueRow<PrivacyViewItem>& row, const std::string& name) {
-    ValueRow<PrivacyViewItem> numberedRow = row;
-    numberedRow.name = name.c_str();
+FieldOf<PrivacyViewItem> at(const FieldOf<PrivacyViewItem>& row, const std::string& name) {
+    FieldOf<PrivacyViewItem> numberedRow = row;
+    numberedRow.value = name.c_str();
     return numberedRow;
 }
 
@@ -87,9 +87,9 @@ std::int32_t PrivacyItems::GetPrivacyViewData(DWORD count, WipedVector<PrivacyVi
     const ValueAccess access{m_helper, kNoLines};
     const auto read = [&](DWORD position, PrivacyViewItem& item) {
         for (const auto& row : kValues) {
-            const std::string name = numbered(row.name, position);
+            const std::string name = numbered(row.value, position);
             if (const std::int32_t status = readValue(access, at(row, name), &item, nullptr); status != WDLT_OK)
-                return readFailed(row.field, status, name);
+                return readFailed(row.lineName, status, name);
         }
         return readData(numbered(kDataName, position).c_str(), item);
     };
@@ -126,9 +126,9 @@ std::int32_t PrivacyItems::WritePrivacyViewData(std::span<const PrivacyViewItem>
     for (const PrivacyViewItem& given : items) {
         Wiped<PrivacyViewItem> item(given);
         for (const auto& row : kValues) {
-            const std::string name = numbered(row.name, position);
+            const std::string name = numbered(row.value, position);
             if (const std::int32_t status = writeValue(access, at(row, name), &*item); status != WDLT_OK)
-                return writeFailed(row.field, status, name);
+                return writeFailed(row.lineName, status, name);
         }
         if (const std::int32_t status = writeData(numbered(kDataName, position).c_str(), *item); status != WDLT_OK)
             return status;
@@ -144,9 +144,9 @@ std::int32_t PrivacyItems::DeletePrivacyViewData(DWORD from, DWORD to) {
     std::int32_t last = WDLT_OK;
     for (DWORD position = from; position < to; ++position) {
         for (const auto& row : kValues) {
-            const std::string name = numbered(row.name, position);
+            const std::string name = numbered(row.value, position);
             if (const std::int32_t status = remove(name); status != WDLT_OK)
-                return deleteFailed(row.field, status, name);
+                return deleteFailed(row.lineName, status, name);
         }
         const std::string name = numbered(kDataName, position);
         last = remove(name);

@@ -12,20 +12,22 @@ namespace {
 constexpr DWORD kDefaultExclusionItemMax = 100;
 constexpr DWORD kFileNameBytes = 15; // read of a file name's field, so that it is always terminated
 
-constexpr ValueRow<PrivacyControlData> kDataBaseName =
-    text<&PrivacyControlData::szDataBaseName>("DataBaseName", kFileNameBytes).fileName().named("for Database name");
+constexpr FieldOf<PrivacyControlData> kDataBaseName =
+    text(WDLT_IN(PrivacyControlData, szDataBaseName), "DataBaseName", kFileNameBytes)
+        .fileName()
+        .named("for Database name");
 
 // In the order of reading. Nothing but the count is ever written.
-constexpr ValueRow<PrivacyControlData> kControlData[] = {
-    number<&PrivacyControlData::dwCharSetEntry>("CharSetEntry").named("for charset entry"),
-    number<&PrivacyControlData::dwExtCharSetEntry>("ExtCharSetEntry").named("for charset extended entry"),
-    number<&PrivacyControlData::dwDefaultCharSet>("DefaultCharSet").named("for default charset"),
-    number<&PrivacyControlData::dwAccessRetryCount>("AccessRetryCount").named("for access retry count of DB"),
-    number<&PrivacyControlData::dwAccessWaitTime>("AccessWaitTime").named("for access wait time of DB"),
-    number<&PrivacyControlData::dwItemEntryMax>("ItemEntryMax").named("for item entry max"),
-    number<&PrivacyControlData::dwItemEntryCount>("ItemEntryCount").named("for item entry count"),
+constexpr FieldOf<PrivacyControlData> kControlData[] = {
+    number(WDLT_IN(PrivacyControlData, dwCharSetEntry), "CharSetEntry").named("for charset entry"),
+    number(WDLT_IN(PrivacyControlData, dwExtCharSetEntry), "ExtCharSetEntry").named("for charset extended entry"),
+    number(WDLT_IN(PrivacyControlData, dwDefaultCharSet), "DefaultCharSet").named("for default charset"),
+    number(WDLT_IN(PrivacyControlData, dwAccessRetryCount), "AccessRetryCount").named("for access retry count of DB"),
+    number(WDLT_IN(PrivacyControlData, dwAccessWaitTime), "AccessWaitTime").named("for access wait time of DB"),
+    number(WDLT_IN(PrivacyControlData, dwItemEntryMax), "ItemEntryMax").named("for item entry max"),
+    number(WDLT_IN(PrivacyControlData, dwItemEntryCount), "ItemEntryCount").named("for item entry count"),
     kDataBaseName,
-    text<&PrivacyControlData::szBackUpDBName>("BackUpDBName", kFileNameBytes)
+    text(WDLT_IN(PrivacyControlData, szBackUpDBName), "BackUpDBName", kFileNameBytes)
         .fileName()
         .named("for backup Database name"),
 };

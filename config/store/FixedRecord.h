@@ -28,7 +28,7 @@ inline std::int32_t checkFixedRead(std::uint64_t needed, const void* data, std::
 
 // WDLT_E_GENERAL without data; else what the rows give.
 template <class Record, std::size_t Count>
-std::int32_t readFixedRecord(const ValueAccess& access, const ValueRow<Record> (&rows)[Count], void* data,
+std::int32_t readFixedRecord(const ValueAccess& access, const FieldOf<Record> (&rows)[Count], void* data,
                              std::uint64_t* size) {
     if (const std::int32_t status = checkFixedRead(sizeof(Record), data, size, WDLT_E_GENERAL); status != WDLT_OK)
         return status;
@@ -39,7 +39,7 @@ std::int32_t readFixedRecord(const ValueAccess& access, const ValueRow<Record> (
 
 // WDLT_E_GENERAL, without a line, for anything but a whole record.
 template <class Record, std::size_t Count>
-std::int32_t writeFixedRecord(const ValueAccess& access, const ValueRow<Record> (&rows)[Count], void* data,
+std::int32_t writeFixedRecord(const ValueAccess& access, const FieldOf<Record> (&rows)[Count], void* data,
                               std::uint64_t size) {
     if (data == nullptr || size != sizeof(Record))
         return WDLT_E_GENERAL;

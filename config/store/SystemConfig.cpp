@@ -15,21 +15,21 @@ namespace {
 using namespace wdlt;
 
 // In the order of reading and writing. A value that can't be read is no news: a fresh tree has none of them.
-constexpr ValueRow<WdchSystemData> kSettings[] = {
-    number<&WdchSystemData::proxyPort>("ProxyPort").named("proxyPort").whenUnreadable(6999, kQuietly),
-    text<&WdchSystemData::installPath>("InstallPath").named("installPath").whenUnreadable("", kQuietly),
-    text<&WdchSystemData::tempPath>("TempPath").named("tempPath").whenUnreadable("", kQuietly).folder(),
-    text<&WdchSystemData::logPath>("LogPath").named("logPath").whenUnreadable("", kQuietly).folder(),
-    number<&WdchSystemData::bmFlag>("DisableBm")
-        .named("bmFlag")
-        .whenUnreadable(0, kQuietly)
-        .onRead(inverted)
-        .onWrite(inverted),
+constexpr FieldOf<WdchSystemData> kSettings[] = {
+    number(WDLT_IN(WdchSystemData, proxyPort), "ProxyPort").namedAsMember().unreadable(6999, Told::Quietly),
+    text(WDLT_IN(WdchSystemData, installPath), "InstallPath").namedAsMember().unreadable("", Told::Quietly),
+    text(WDLT_IN(WdchSystemData, tempPath), "TempPath").namedAsMember().unreadable("", Told::Quietly).folder(),
+    text(WDLT_IN(WdchSystemData, logPath), "LogPath").namedAsMember().unreadable("", Told::Quietly).folder(),
+    number(WDLT_IN(WdchSystemData, bmFlag), "DisableBm")
+        .namedAsMember()
+        .unreadable(0, Told::Quietly)
+        .reads(inverted())
+        .writes(inverted()),
 };
 
-constexpr ValueRow<WdchSystemData> kReadOnlySettings[] = {
-    number<&WdchSystemData::defRedirectFlag>("DefRedirectFlag").whenUnreadable(0, kQuietly),
-    number<&WdchSystemData::tcpAutoTuningLevel>("TcpAutoTuningLevel").whenUnreadable(2, kQuietly),
+constexpr FieldOf<WdchSystemData> kReadOnlySettings[] = {
+    number(WDLT_IN(WdchSystemData, defRedirectFlag), "DefRedirectFlag").unreadable(0, Told::Quietly),
+    number(WDLT_IN(WdchSystemData, tcpAutoTuningLevel), "TcpAutoTuningLevel").unreadable(2, Told::Quietly),
 };
 
 constexpr ValueReport kReport{

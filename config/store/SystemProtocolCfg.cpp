@@ -16,11 +16,11 @@ namespace {
 
 using namespace wdlt;
 
-constexpr ValueRow<WdchSystemProtocolHandler> kValues[] = {
-    text<&WdchSystemProtocolHandler::filename>("Filename").named("filename").whenUnreadable("", kQuietly),
-    number<&WdchSystemProtocolHandler::type>("Type").named("type").whenUnreadable(0, kQuietly),
-    number<&WdchSystemProtocolHandler::enable>("Enable").named("enable").whenUnreadable(0, kQuietly),
-    text<&WdchSystemProtocolHandler::scan>("Scan").named("scan").whenUnreadable("", kQuietly),
+constexpr FieldOf<WdchSystemProtocolHandler> kValues[] = {
+    text(WDLT_IN(WdchSystemProtocolHandler, filename), "Filename").namedAsMember().unreadable("", Told::Quietly),
+    number(WDLT_IN(WdchSystemProtocolHandler, type), "Type").namedAsMember().unreadable(0, Told::Quietly),
+    number(WDLT_IN(WdchSystemProtocolHandler, enable), "Enable").namedAsMember().unreadable(0, Told::Quietly),
+    text(WDLT_IN(WdchSystemProtocolHandler, scan), "Scan").namedAsMember().unreadable("", Told::Quietly),
 };
 
 constexpr ValueReport kReport{

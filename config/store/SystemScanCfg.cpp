@@ -11,9 +11,9 @@ namespace {
 
 using namespace wdlt;
 
-constexpr ValueRow<WdchSystemScan> kValues[] = {
-    number<&WdchSystemScan::enable>("Enable").named("enable").whenUnreadable(0, kQuietly),
-    text<&WdchSystemScan::logExtension>("LogExtension").named("logExtension").whenUnreadable("", kQuietly),
+constexpr FieldOf<WdchSystemScan> kValues[] = {
+    number(WDLT_IN(WdchSystemScan, enable), "Enable").namedAsMember().unreadable(0, Told::Quietly),
+    text(WDLT_IN(WdchSystemScan, logExtension), "LogExtension").namedAsMember().unreadable("", Told::Quietly),
 };
 
 constexpr ValueReport kReport{

@@ -11,8 +11,8 @@ namespace {
 
 using namespace wdlt;
 
-constexpr ValueRow<WdchSystemScanCommon> kValues[] = {
-    text<&WdchSystemScanCommon::filename>("Filename").named("filename").whenUnreadable("", kQuietly),
+constexpr FieldOf<WdchSystemScanCommon> kValues[] = {
+    text(WDLT_IN(WdchSystemScanCommon, filename), "Filename").namedAsMember().unreadable("", Told::Quietly),
 };
 
 constexpr ValueReport kReport{

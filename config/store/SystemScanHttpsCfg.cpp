@@ -11,13 +11,13 @@ namespace {
 
 using namespace wdlt;
 
-constexpr ValueRow<WdltHttpsConfig> kValues[] = {
-    number<&WdltHttpsConfig::enable>("Enable").named("enable").whenUnreadable(0, kQuietly),
-    text<&WdltHttpsConfig::HostFilterAlertFile>("HostFilterAlertFile"),
-    text<&WdltHttpsConfig::HostFilterErrorFile>("HostFilterErrorFile"),
-    text<&WdltHttpsConfig::PrivacyDataAlertFile>("PrivacyDataAlertFile"),
-    text<&WdltHttpsConfig::UrlFilterAlertFile>("UrlFilterAlertFile"),
-    text<&WdltHttpsConfig::UrlFilterCredAlertFile>("UrlFilterCredAlertFile"),
+constexpr FieldOf<WdltHttpsConfig> kValues[] = {
+    number(WDLT_IN(WdltHttpsConfig, enable), "Enable").namedAsMember().unreadable(0, Told::Quietly),
+    text(WDLT_IN(WdltHttpsConfig, HostFilterAlertFile), "HostFilterAlertFile"),
+    text(WDLT_IN(WdltHttpsConfig, HostFilterErrorFile), "HostFilterErrorFile"),
+    text(WDLT_IN(WdltHttpsConfig, PrivacyDataAlertFile), "PrivacyDataAlertFile"),
+    text(WDLT_IN(WdltHttpsConfig, UrlFilterAlertFile), "UrlFilterAlertFile"),
+    text(WDLT_IN(WdltHttpsConfig, UrlFilterCredAlertFile), "UrlFilterCredAlertFile"),
 };
 
 constexpr ValueReport kReport{

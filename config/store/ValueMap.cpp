@@ -1,6 +1,7 @@
 #include "ValueMap.h"
 
 #include "Csv.h"
+#include "WdCommon/DebugLog.h"
 
 #include <algorithm>
 #include <array>
@@ -10,20 +11,35 @@
 namespace wdlt {
 namespace {
 
-const char* readName(const ValueRowData& row) {
-    return row.field != nullptr ? row.field : row.name;
+const char* readName(const Field& row) {
+    return row.lineName != nullptr ? row.lineName : row.value;
 }
-const char* writeName(const ValueRowData& row) {
-    return row.fieldOnWrite != nullptr ? row.fieldOnWrite : readName(row);
-}
-
-void report(void (*line)(DWORD, const char*, std::int32_t), DWORD level, const char* field, std::int32_t status) {
-    if (line != nullptr && level != kQuietly)
-        line(level, field, status);
+const char* writeName(const Field& row) {
+    return row.lineNameOnWrite != nullptr ? row.lineNameOnWrite : readName(row);
 }
 
-void setNumber(const ValueRowData& row, void* record, DWORD number) {
-    row.set(record, row.readRule != nullptr ? row.readRule(number) : number);
+void report(void (*line)(DWORD, const char*, std::int32_t), Told told, const char* field, std::int32_t status) {
+    if (line != nullptr && told != Told::Quietly)
+        line(told == Told::AsTrace ? kLogTrace : kLogError, field, status);
+}
+
+DWORD numberIn(const Field& row, const void* record) {
+    DWORD number = 0;
+    std::memcpy(&number, static_cast<const char*>(record) + row.offset, row.bytes);
+    return number;
+}
+void putNumber(const Field& row, void* record, DWORD number) {
+    std::memcpy(static_cast<char*>(record) + row.offset, &number, row.bytes);
+}
+std::span<char> textIn(const Field& row, void* record) {
+    return {static_cast<char*>(record) + row.offset, row.bytes};
+}
+
+void takeNumber(const ValueAccess& access, const Field& row, void* record, DWORD stored) {
+    const DWORD number = row.onRead(stored);
+    if (number != stored && row.isToldWhenCorrected)
+        access.report.corrected(readName(row), stored);
+    putNumber(row, record, number);
 }
 
 void fill(std::span<char> field, std::string_view content) {
@@ -47,164 +63,164 @@ std::int32_t readCut(const ValueAccess& access, const char* name, std::span<char
 }
 
 // A stored text may lack its terminator. One that leaves no room for it in the field is too long, as if it were longer.
-std::int32_t readText(const ValueAccess& access, const ValueRowData& row, const char* name, std::span<char> field) {
+std::int32_t readText(const ValueAccess& access, const Field& row, const char* name, std::span<char> field) {
     std::ranges::fill(field, '\0');
     DWORD size = row.limit;
     std::int32_t status = access.helper.ReadItem(access.section, name, field.data(), &size, false);
     const std::size_t length = strnlen(field.data(), field.size());
     if (status == WDLT_OK && length == field.size())
         status = WDLT_E_BUFFER_SIZE;
-    if (status == WDLT_E_BUFFER_SIZE && row.cutsLongText)
+    if (status == WDLT_E_BUFFER_SIZE && row.isCut)
         return readCut(access, name, field, size);
     std::ranges::fill(status == WDLT_OK ? field.subspan(length) : field, '\0');
     return status;
 }
 
-std::int32_t readProtected(const ValueAccess& access, const ValueRowData& row, std::span<char> field) {
+std::int32_t readProtected(const ValueAccess& access, const Field& row, std::span<char> field) {
     std::ranges::fill(field, '\0');
-    const std::int32_t status = access.protectedValues->read(row.name, field.first(row.limit));
+    const std::int32_t status = access.protectedValues->read(row.value, field.first(row.limit));
     if (status != WDLT_OK)
         std::ranges::fill(field, '\0');
     return status;
 }
 
-std::int32_t readNames(const ValueAccess& access, const ValueRowData& row, std::span<char> slots) {
+std::int32_t readNames(const ValueAccess& access, const Field& row, std::span<char> slots) {
     std::ranges::fill(slots, '\0');
     std::array<char, kNameListLimit + 1> stored{};
     DWORD size = row.limit;
-    const std::int32_t status = access.helper.ReadItem(access.section, row.name, stored.data(), &size, false);
+    const std::int32_t status = access.helper.ReadItem(access.section, row.value, stored.data(), &size, false);
     if (status != WDLT_OK)
         return status;
     std::span<char> left = slots;
     const CCsv names(stored.data());
     for (const std::string& name : names.fields()) {
-        if (left.empty() || name.size() >= row.slotSize) {
+        if (left.empty() || name.size() >= row.slotBytes) {
             if (access.report.nameSkipped != nullptr)
                 access.report.nameSkipped(readName(row), name.c_str());
             continue;
         }
         std::ranges::copy(name, left.begin());
-        left = left.subspan(row.slotSize);
+        left = left.subspan(row.slotBytes);
     }
     return WDLT_OK;
 }
 
 // Cut so that what is stored can be read again with its terminator.
-std::string namesAsText(const ValueRowData& row, std::span<char> slots) {
+std::string namesAsText(const Field& row, std::span<char> slots) {
     CCsv names;
-    for (; !slots.empty() && slots.front() != '\0'; slots = slots.subspan(row.slotSize))
-        names.add({slots.data(), strnlen(slots.data(), row.slotSize)});
+    for (; !slots.empty() && slots.front() != '\0'; slots = slots.subspan(row.slotBytes))
+        names.add({slots.data(), strnlen(slots.data(), row.slotBytes)});
     return names.text().substr(0, row.limit - 1);
 }
 
-void finishText(const ValueRowData& row, std::span<char> field) {
+void finishText(const Field& row, std::span<char> field) {
     if (row.isFileName)
         WdchHelper::StripPath(field.data(), field.size());
     if (row.isFolder)
         WdchHelper::EndInBackslash(field.data(), field.size());
 }
 
-std::int32_t readOnce(const ValueAccess& access, const ValueRowData& row, const char* name, void* record) {
+std::int32_t readOnce(const ValueAccess& access, const Field& row, const char* name, void* record) {
     switch (row.kind) {
-    case ValueKind::Number: {
+    case FieldKind::Number: {
         DWORD number = 0;
         DWORD size = sizeof number;
         const std::int32_t status = access.helper.ReadItem(access.section, name, &number, &size, false);
         if (status == WDLT_OK)
-            setNumber(row, record, number);
+            takeNumber(access, row, record, number);
         return status;
     }
-    case ValueKind::Text:
-        return readText(access, row, name, row.text(record));
-    case ValueKind::ProtectedText:
-        return readProtected(access, row, row.text(record));
-    case ValueKind::NameList:
-        return readNames(access, row, row.text(record));
+    case FieldKind::Text:
+        return readText(access, row, name, textIn(row, record));
+    case FieldKind::SealedText:
+        return readProtected(access, row, textIn(row, record));
+    case FieldKind::NameList:
+        return readNames(access, row, textIn(row, record));
+    case FieldKind::NumberList:
+        break; // no value's
     }
     return WDLT_E_GENERAL;
 }
 
-void takeDefault(const ValueRowData& row, void* record, const void* defaults) {
-    if (row.kind == ValueKind::Number)
-        setNumber(row, record, defaults != nullptr ? row.get(defaults) : row.defaultNumber);
+void takeDefault(const ValueAccess& access, const Field& row, void* record, const void* defaults) {
+    if (row.kind == FieldKind::Number)
+        takeNumber(access, row, record, defaults != nullptr ? numberIn(row, defaults) : row.number);
     else
-        fill(row.text(record), row.defaultText);
+        fill(textIn(row, record), row.text);
 }
 
 } // namespace
 
-std::int32_t readValue(const ValueAccess& access, const ValueRowData& row, void* record, const void* defaults) {
-    std::int32_t status = readOnce(access, row, row.name, record);
-    if (status != WDLT_OK && row.substitute != nullptr)
-        status = readOnce(access, row, row.substitute, record);
+std::int32_t readValue(const ValueAccess& access, const Field& row, void* record, const void* defaults) {
+    std::int32_t status = readOnce(access, row, row.value, record);
+    if (status != WDLT_OK && row.otherValue != nullptr)
+        status = readOnce(access, row, row.otherValue, record);
 
     if (status != WDLT_OK) {
-        if (row.fromDefaults && defaults != nullptr) {
-            report(access.report.defaultUsed, row.defaultsLogLevel, readName(row), status);
-            takeDefault(row, record, defaults);
+        if (row.isFromDefaults && defaults != nullptr) {
+            report(access.report.defaultUsed, row.toldFromDefaults, readName(row), status);
+            takeDefault(access, row, record, defaults);
         } else {
-            const OnFailure& failure = status == WDLT_E_NOT_FOUND ? row.absent : row.failed;
-            report(access.report.readFailed, failure.logLevel, readName(row), status);
+            const OnFailure& failure = status == WDLT_E_NOT_FOUND ? row.whenAbsent : row.whenFailed;
+            report(access.report.readFailed, failure.told, readName(row), status);
             if (!failure.goesOn)
                 return access.report.readCode != 0 ? access.report.readCode : status;
-            takeDefault(row, record, nullptr);
+            takeDefault(access, row, record, nullptr);
         }
     }
-    if (row.kind != ValueKind::Number)
-        finishText(row, row.text(record));
+    if (row.kind != FieldKind::Number)
+        finishText(row, textIn(row, record));
     return WDLT_OK;
 }
 
-bool isTerminated(const ValueRowData& row, void* record) {
-    if (row.kind == ValueKind::Number)
+bool isTerminated(const Field& row, void* record) {
+    if (row.kind == FieldKind::Number)
         return true;
-    const std::span<char> field = row.text(record);
-    if (row.kind != ValueKind::NameList)
+    const std::span<char> field = textIn(row, record);
+    if (row.kind != FieldKind::NameList)
         return strnlen(field.data(), field.size()) < field.size();
-    for (std::span<char> slots = field; !slots.empty() && slots.front() != '\0'; slots = slots.subspan(row.slotSize))
-        if (strnlen(slots.data(), row.slotSize) == row.slotSize)
+    for (std::span<char> slots = field; !slots.empty() && slots.front() != '\0'; slots = slots.subspan(row.slotBytes))
+        if (strnlen(slots.data(), row.slotBytes) == row.slotBytes)
             return false;
     return true;
 }
 
-std::int32_t notTerminated(const ValueAccess& access, const ValueRowData& row) {
+std::int32_t notTerminated(const ValueAccess& access, const Field& row) {
     writeFailed(access, row, WDLT_E_INVALID_ARGUMENT);
     return WDLT_E_INVALID_ARGUMENT;
 }
 
-std::int32_t writeValue(const ValueAccess& access, const ValueRowData& row, void* record) {
-    if (row.kind == ValueKind::Number) {
-        DWORD number = row.get(record);
-        if (row.writeRule != nullptr)
-            number = row.writeRule(number);
-        if (row.correctsRecord)
-            row.set(record, number);
-        return access.helper.WriteItem(access.section, row.name, REG_DWORD, &number, sizeof number, false);
+std::int32_t writeValue(const ValueAccess& access, const Field& row, void* record) {
+    if (row.kind == FieldKind::Number) {
+        const DWORD number = row.onWrite(numberIn(row, record));
+        if (row.isCorrected)
+            putNumber(row, record, number);
+        return access.helper.WriteItem(access.section, row.value, REG_DWORD, &number, sizeof number, false);
     }
 
     if (!isTerminated(row, record))
         return WDLT_E_INVALID_ARGUMENT;
-    const std::span<char> field = row.text(record);
+    const std::span<char> field = textIn(row, record);
     const auto store = [&](const char* text, std::size_t length) {
-        const auto size = static_cast<DWORD>(length + (row.terminated ? 1 : 0));
-        return access.helper.WriteItem(access.section, row.name, REG_SZ, text, size, false);
+        const auto size = static_cast<DWORD>(length + (row.isTerminated ? 1 : 0));
+        return access.helper.WriteItem(access.section, row.value, REG_SZ, text, size, false);
     };
-    if (row.kind == ValueKind::NameList) {
+    if (row.kind == FieldKind::NameList) {
         const std::string names = namesAsText(row, field);
         return store(names.c_str(), names.size());
     }
     if (row.isFileName)
         WdchHelper::StripPath(field.data(), field.size());
     const std::size_t length = std::strlen(field.data());
-    if (row.kind == ValueKind::ProtectedText)
-        return access.protectedValues->write(row.name, {field.data(), length});
+    if (row.kind == FieldKind::SealedText)
+        return access.protectedValues->write(row.value, {field.data(), length});
     return store(field.data(), length);
 }
 
-std::int32_t writeFailed(const ValueAccess& access, const ValueRowData& row, std::int32_t status) {
+std::int32_t writeFailed(const ValueAccess& access, const Field& row, std::int32_t status) {
     if (access.report.writeFailed != nullptr)
         access.report.writeFailed(writeName(row), status);
-    return access.report.writeCode != 0 && !row.keepsCode ? access.report.writeCode : status;
+    return access.report.writeCode != 0 && !row.keepsStoresCode ? access.report.writeCode : status;
 }
 
 } // namespace wdlt

@@ -1,17 +1,9 @@
-// How a record's fields map to named registry values: one row a field, in the order of reading and writing. A helper
-// that does nothing else is its table; where it does something special, plain code stands between two tables. A record
-// whose order of writing differs has a second table made of the same rows.
-//
-//     constexpr ValueRow kValues[] = {
-//         number<&WdphSmtp::dwLimitSize>("LimitSize").onRead(ceiling<0x9FFFF>),
-//         number<&WdphSmtp::dwMaxSessionCount>("MaxSessionCount").whenAbsent(100).onRead(atLeast<1>),
-//     };
-//
-// Unless a row says otherwise, a failed read ends the record there with an error line, numbers pass unchanged, and a
-// text is stored with its terminator.
+// How a helper reads and writes its record by the rows of a table (Field.h), one after the other. A helper that does
+// nothing else is its table; where it does something special, plain code stands between two tables. A record whose order
+// of writing differs has a second table made of the same rows.
 #pragma once
 
-#include "ValueRow.h"
+#include "Field.h"
 #include "WdchHelper.h"
 
 #include <platform/memory.h>
@@ -33,6 +25,7 @@ struct ValueReport {
     void (*writeFailed)(const char* field, std::int32_t status) = nullptr;
     void (*defaultUsed)(DWORD level, const char* field, std::int32_t status) = nullptr; // from a record of defaults
     void (*nameSkipped)(const char* field, const char* name) = nullptr;                 // that of a list has no slot
+    void (*corrected)(const char* field, std::uint32_t stored) = nullptr;               // where the row says so
     std::int32_t readCode = 0;                                                          // 0: the store's own
     std::int32_t writeCode = 0;                                                         // likewise
 };
@@ -53,23 +46,23 @@ struct ValueAccess {
     const char* section = "";
 };
 
-std::int32_t readValue(const ValueAccess& access, const ValueRowData& row, void* record, const void* defaults);
+std::int32_t readValue(const ValueAccess& access, const Field& row, void* record, const void* defaults);
 
 // Writes one value without a line for its failure; WDLT_E_INVALID_ARGUMENT for a text without its terminator.
-std::int32_t writeValue(const ValueAccess& access, const ValueRowData& row, void* record);
-std::int32_t writeFailed(const ValueAccess& access, const ValueRowData& row, std::int32_t status);
+std::int32_t writeValue(const ValueAccess& access, const Field& row, void* record);
+std::int32_t writeFailed(const ValueAccess& access, const Field& row, std::int32_t status);
 
 // False for a text that fills its field, or a list's slot, without a terminator: stored, it could never be read again.
-bool isTerminated(const ValueRowData& row, void* record);
+bool isTerminated(const Field& row, void* record);
 // A line for the row's failure, and WDLT_E_INVALID_ARGUMENT.
-std::int32_t notTerminated(const ValueAccess& access, const ValueRowData& row);
+std::int32_t notTerminated(const ValueAccess& access, const Field& row);
 
 // Reads the rows in order into a record that the caller has cleared. The first failure that isn't covered ends it:
 // fields read before it stay. `rows`: a table or a part of one; `defaults`: a whole record for the rows that take
 // theirs from one.
 template <class Rows, class Record>
 std::int32_t readValues(const ValueAccess& access, const Rows& rows, Record& record, const Record* defaults = nullptr) {
-    for (const ValueRow<Record>& row : rows)
+    for (const FieldOf<Record>& row : rows)
         if (const std::int32_t status = readValue(access, row, &record, defaults); status != WDLT_OK)
             return status;
     return WDLT_OK;
@@ -79,15 +72,15 @@ std::int32_t readValues(const ValueAccess& access, const Rows& rows, Record& rec
 // stays, and what comes after it isn't touched. A text without its terminator is WDLT_E_INVALID_ARGUMENT before
 // anything is written.
 template <class Record, std::size_t Count>
-std::int32_t writeValues(const ValueAccess& access, const ValueRow<Record> (&rows)[Count], Record& record) {
-    for (const ValueRow<Record>& row : rows)
-        if (!row.readOnly && !isTerminated(row, &record))
+std::int32_t writeValues(const ValueAccess& access, const FieldOf<Record> (&rows)[Count], Record& record) {
+    for (const FieldOf<Record>& row : rows)
+        if (!row.isReadOnly && !isTerminated(row, &record))
             return notTerminated(access, row);
     RegistryBatch batch;
-    const ValueRowData* last = nullptr;
+    const Field* last = nullptr;
     std::int32_t status = WDLT_OK;
-    for (const ValueRow<Record>& row : rows) {
-        if (row.readOnly)
+    for (const FieldOf<Record>& row : rows) {
+        if (row.isReadOnly)
             continue;
         last = &row;
         status = writeValue(access, row, &record);

@@ -1,0 +1,280 @@
+// One field of a record as data: where it lies in the record, which registry value it is stored as, what is made of a
+// number that isn't legal, what stands for a value that can't be read, and what people are told of it. The helpers read
+// and write by these rows, the tools show, check and document them. Rows are constants; each word behind `number`,
+// `text`, `sealedText` or `nameList` gives the row with one thing changed.
+//
+//     constexpr FieldOf<WdphSmtp> kSmtpFields[] = {
+//         number(WDLT_IN(WdphSmtp, dwLimitSize), "LimitSize").reads(atMost(WDLT_MAX_SCAN_SIZE)),
+//         number(WDLT_IN(WdphSmtp, dwMaxSessionCount), "MaxSessionCount").absent(100).reads(atLeast(1)),
+//     };
+//
+// Unless a row says otherwise a failed read ends the record there with an error line, numbers pass unchanged, and a text
+// is stored with its terminator.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string_view>
+#include <type_traits>
+
+namespace wdlt {
+
+enum class FieldKind : std::uint8_t {
+    Number,     // stored as REG_DWORD
+    Text,       // REG_SZ, in the system code page, terminated inside the field
+    SealedText, // REG_BINARY, enciphered by the helper
+    NameList,   // REG_SZ, names in slots of one size, in use up to the first empty one; stored parted by commas
+    NumberList, // 32-bit numbers, of which another field counts those in use; never stored as a value
+};
+
+// What a number outside of its limits becomes.
+struct NumberRule {
+    enum class Outside : std::uint8_t { Passes, TakesLimit, TakesOther };
+
+    std::uint32_t low = 0;
+    std::uint32_t high = UINT32_MAX;
+    Outside outside = Outside::Passes;
+    std::uint32_t other = 0;
+    bool inverts = false; // a flag that is stored as its opposite
+
+    constexpr bool allows(std::uint32_t number) const { return number >= low && number <= high; }
+    constexpr std::uint32_t operator()(std::uint32_t number) const {
+        if (inverts)
+            return number == 0 ? 1 : 0;
+        if (outside == Outside::Passes || allows(number))
+            return number;
+        if (outside == Outside::TakesOther)
+            return other;
+        return number < low ? low : high;
+    }
+};
+
+constexpr NumberRule between(std::uint32_t low, std::uint32_t high) {
+    return {low, high, NumberRule::Outside::TakesLimit};
+}
+constexpr NumberRule atMost(std::uint32_t high) {
+    return between(0, high);
+}
+constexpr NumberRule atLeast(std::uint32_t low) {
+    return between(low, UINT32_MAX);
+}
+constexpr NumberRule orElse(std::uint32_t low, std::uint32_t high, std::uint32_t other) {
+    return {low, high, NumberRule::Outside::TakesOther, other};
+}
+// 1 for anything but 0.
+constexpr NumberRule asFlag() {
+    return between(0, 1);
+}
+// 0 for anything but 1.
+constexpr NumberRule exactlyOne() {
+    return orElse(0, 1, 0);
+}
+constexpr NumberRule inverted() {
+    return {0, 1, NumberRule::Outside::TakesLimit, 0, true};
+}
+
+// The level of a line.
+enum class Told : std::uint8_t { Quietly, AsTrace, AsError };
+
+// What a failing read means for the rest of the record.
+struct OnFailure {
+    bool goesOn = false; // the field takes its default; else the read ends here
+    Told told = Told::AsError;
+};
+
+struct Field {
+    std::string_view member; // of the record
+    std::uint32_t offset = 0;
+    std::uint32_t bytes = 0;
+    std::uint32_t slotBytes = 0;   // NameList: a name with its terminator
+    std::uint32_t countOffset = 0; // NumberList: where its 32-bit count lies
+    FieldKind kind = FieldKind::Number;
+    bool isSigned = false;
+
+    const char* value = nullptr;    // name of the registry value; null: none of its own
+    std::uint32_t limit = 0;        // bytes of a text that the store is asked for; at most the field's, but for a list
+    const char* lineName = nullptr; // as the lines for reading call it; null: as the value
+    const char* lineNameOnWrite = nullptr; // as the lines for writing call it; null: as on reading
+
+    OnFailure whenAbsent;             // the store has no such value (WDLT_E_NOT_FOUND)
+    OnFailure whenFailed;             // any other failure
+    std::uint32_t number = 0;         // the default
+    std::string_view text;            // likewise
+    const char* otherValue = nullptr; // read into the field when the value can't be
+    bool isFromDefaults = false;      // a record of defaults, where there is one, covers any failure
+    Told toldFromDefaults = Told::Quietly;
+
+    NumberRule onRead; // holds for a default too: it stands for a stored number
+    NumberRule onWrite;
+    bool isToldWhenCorrected = false; // a stored number that the rule for reading changes has a line of its helper's
+    bool isCorrected = false;         // what the rule for writing gives goes into the caller's record too
+    bool isTerminated = true;         // a text is stored with its terminator
+    bool isFileName = false; // only what stands behind the last separator counts, also in the record that is written
+    bool isFolder = false;   // reads with a backslash at its end, where there is room for one
+    bool isCut = false;      // a stored text that is too long is cut to the field instead of failing
+    bool isReadOnly = false; // no write of the record touches the value
+    bool keepsStoresCode = false; // a failing write gives the store's code even where the helper has one of its own
+};
+
+// Where a member lies: what the makers below take.
+template <class Record, class Member>
+struct Place {
+    std::string_view member;
+    std::uint32_t offset;
+};
+#define WDLT_IN(Record, Member)                                                                                        \
+    (wdlt::Place<Record, decltype(Record::Member)>{#Member, static_cast<std::uint32_t>(offsetof(Record, Member))})
+
+// A field of a record of that type.
+template <class Record>
+struct FieldOf : Field {
+    // An absent value reads as this, with no line; other failures stay as they are.
+    constexpr FieldOf absent(std::uint32_t content) const {
+        return with([=](FieldOf& field) {
+            field.number = content;
+            field.whenAbsent = {true, Told::Quietly};
+        });
+    }
+    constexpr FieldOf absent(std::string_view content) const {
+        return with([=](FieldOf& field) {
+            field.text = content;
+            field.whenAbsent = {true, Told::Quietly};
+        });
+    }
+    // Any failure reads as this.
+    constexpr FieldOf unreadable(std::uint32_t content, Told told = Told::AsError) const {
+        return with([=](FieldOf& field) {
+            field.number = content;
+            field.whenAbsent = field.whenFailed = {true, told};
+        });
+    }
+    constexpr FieldOf unreadable(std::string_view content, Told told = Told::AsError) const {
+        return with([=](FieldOf& field) {
+            field.text = content;
+            field.whenAbsent = field.whenFailed = {true, told};
+        });
+    }
+    // Any failure reads as the same field of the record of defaults, where the helper has one for its address.
+    constexpr FieldOf orDefaults(Told told) const {
+        return with([=](FieldOf& field) {
+            field.isFromDefaults = true;
+            field.toldFromDefaults = told;
+        });
+    }
+    // Any failure reads another value into the field; a failure of that one counts.
+    constexpr FieldOf orValue(const char* other) const {
+        return with([=](FieldOf& field) { field.otherValue = other; });
+    }
+    // The line for a failure that ends the record.
+    constexpr FieldOf failsToldAs(Told told) const {
+        return with([=](FieldOf& field) { field.whenAbsent.told = field.whenFailed.told = told; });
+    }
+
+    constexpr FieldOf reads(const NumberRule& rule) const {
+        return with([=](FieldOf& field) { field.onRead = rule; });
+    }
+    constexpr FieldOf toldWhenCorrected() const {
+        return with([](FieldOf& field) { field.isToldWhenCorrected = true; });
+    }
+    constexpr FieldOf writes(const NumberRule& rule) const {
+        return with([=](FieldOf& field) { field.onWrite = rule; });
+    }
+    constexpr FieldOf writesAndCorrects(const NumberRule& rule) const {
+        return with([=](FieldOf& field) {
+            field.onWrite = rule;
+            field.isCorrected = true;
+        });
+    }
+
+    constexpr FieldOf withoutTerminator() const {
+        return with([](FieldOf& field) { field.isTerminated = false; });
+    }
+    constexpr FieldOf fileName() const {
+        return with([](FieldOf& field) { field.isFileName = true; });
+    }
+    constexpr FieldOf folder() const {
+        return with([](FieldOf& field) { field.isFolder = true; });
+    }
+    constexpr FieldOf cut() const {
+        return with([](FieldOf& field) { field.isCut = true; });
+    }
+    constexpr FieldOf readOnly() const {
+        return with([](FieldOf& field) { field.isReadOnly = true; });
+    }
+    constexpr FieldOf keepingStoresCode() const {
+        return with([](FieldOf& field) { field.keepsStoresCode = true; });
+    }
+    // The lines call the field so, or as its member, where that isn't the value's name; and those for writing so.
+    constexpr FieldOf named(const char* content) const {
+        return with([=](FieldOf& field) { field.lineName = content; });
+    }
+    constexpr FieldOf namedAsMember() const {
+        return with([](FieldOf& field) { field.lineName = field.member.data(); }); // a literal's, and so terminated
+    }
+    constexpr FieldOf namedOnWrite(const char* content) const {
+        return with([=](FieldOf& field) { field.lineNameOnWrite = content; });
+    }
+
+  private:
+    template <class Change>
+    constexpr FieldOf with(Change&& change) const {
+        FieldOf field = *this;
+        change(field);
+        return field;
+    }
+};
+
+// A field of up to 32 bits; a narrower one keeps the stored number's low bits and is stored zero-extended.
+template <class Record, class Member>
+constexpr FieldOf<Record> number(const Place<Record, Member>& place, const char* value) {
+    static_assert(std::is_integral_v<Member> && sizeof(Member) <= sizeof(std::uint32_t));
+    FieldOf<Record> field;
+    field.member = place.member;
+    field.offset = place.offset;
+    field.bytes = sizeof(Member);
+    field.value = value;
+    return field;
+}
+
+// A field of narrow text; `limit` is how many bytes the store is asked for, where that isn't the whole field.
+template <class Record, class Member>
+constexpr FieldOf<Record> text(const Place<Record, Member>& place, const char* value, std::uint32_t limit = 0) {
+    static_assert(std::is_same_v<std::remove_extent_t<Member>, char> && std::extent_v<Member> > 0,
+                  "a text field is an array of char");
+    FieldOf<Record> field;
+    field.member = place.member;
+    field.offset = place.offset;
+    field.bytes = sizeof(Member);
+    field.kind = FieldKind::Text;
+    field.value = value;
+    field.limit = limit == 0 || limit > sizeof(Member) ? std::uint32_t{sizeof(Member)} : limit;
+    return field;
+}
+
+template <class Record, class Member>
+constexpr FieldOf<Record> sealedText(const Place<Record, Member>& place, const char* value, std::uint32_t limit = 0) {
+    FieldOf<Record> field = text(place, value, limit);
+    field.kind = FieldKind::SealedText;
+    return field;
+}
+
+// What the store is asked for for a list, and so the most that it may hold.
+inline constexpr std::uint32_t kNameListLimit = 1024;
+
+// A stored name that finds no slot, or doesn't fit its slot with a terminator, is left out.
+template <class Record, class Member>
+constexpr FieldOf<Record> nameList(const Place<Record, Member>& place, const char* value) {
+    static_assert(std::is_same_v<std::remove_all_extents_t<Member>, char> && std::rank_v<Member> == 2);
+    FieldOf<Record> field;
+    field.member = place.member;
+    field.offset = place.offset;
+    field.bytes = sizeof(Member);
+    field.slotBytes = std::extent_v<Member, 1>;
+    field.kind = FieldKind::NameList;
+    field.value = value;
+    field.limit = kNameListLimit;
+    return field;
+}
+
+} // namespace wdlt
