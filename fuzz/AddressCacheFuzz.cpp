@@ -69,17 +69,15 @@ std::string fileOf(unsigned form, std::string_view input) {
     return file;
 }
 
-CManagerMailCommon& managerOf(CManagerMailCommon& manager) {
-    manager.scan = WDLT_SCAN_MAIL_MANAGER;
-    manager.store = std::make_unique<CRegistryIO>();
-    return manager;
+CManagerMailCommon mailManager() {
+    return {{WDLT_PROTOCOL_COMMON, WDLT_SCAN_MAIL_MANAGER, WDLT_INPUT_NONE}, std::make_unique<CRegistryIO>()};
 }
 
 // As a caller reads it: the size first, then a buffer with not a byte behind it.
 std::int32_t read(std::unique_ptr<std::uint8_t[]>& buffer, std::uint64_t& size) {
-    CManagerMailCommon manager;
+    CManagerMailCommon manager = mailManager();
     size = 0;
-    std::int32_t status = managerOf(manager).ReadConfig(WDLT_CONFIG_MAIL_ADDRESS_CACHE, nullptr, &size);
+    std::int32_t status = manager.ReadConfig(WDLT_CONFIG_MAIL_ADDRESS_CACHE, nullptr, &size);
     if (status != WDLT_E_BUFFER_SIZE)
         return status;
     fuzz::demand(size >= 4 && size <= 4 + kMaximum * kRecordBytes && (size - 4) % kRecordBytes == 0);
@@ -108,8 +106,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         written += sealed({reinterpret_cast<const char*>(buffer.get()) + 4 + i * kRecordBytes, kRecordBytes});
     fuzz::demand(count == kMaximum || file.starts_with(written));
 
-    CManagerMailCommon manager;
-    fuzz::demand(managerOf(manager).WriteConfig(WDLT_CONFIG_MAIL_ADDRESS_CACHE, buffer.get(), bytes) == WDLT_OK);
+    CManagerMailCommon manager = mailManager();
+    fuzz::demand(manager.WriteConfig(WDLT_CONFIG_MAIL_ADDRESS_CACHE, buffer.get(), bytes) == WDLT_OK);
     std::unique_ptr<std::uint8_t[]> again;
     std::uint64_t bytesAgain = 0;
     fuzz::demand(read(again, bytesAgain) == WDLT_OK && bytesAgain == bytes);

@@ -1,13 +1,10 @@
 #include "ConfigControl.h"
 
-#include "EnginePDPCommon.h"
-#include "RegistryIO.h"
 #include "WdCommon/DebugLog.h"
 
 #include <wdltcfg/addresses.h>
 #include <wdltcfg/status.h>
 
-#include <memory>
 #include <optional>
 #include <utility>
 
@@ -35,14 +32,6 @@ class OperationLock {
     std::optional<CWdRWReadLock> m_read;
     std::optional<CWdRWWriteLock> m_write;
 };
-
-// Nothing is stored, so neither the manager nor the service has a part in it.
-std::int32_t verifyPrivacyItems(const PrivacyViewItem* items, std::int32_t count, std::uint32_t* results) {
-    CEnginePDPCommon helper;
-    helper.scan = WDLT_SCAN_PRIVACY;
-    helper.store = std::make_unique<CRegistryIO>();
-    return helper.VerifyItems(items, count, results);
-}
 
 } // namespace
 

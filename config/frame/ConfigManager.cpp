@@ -1,7 +1,27 @@
 #include "ConfigManager.h"
 
 #include "ChangeNotice.h"
+#include "EngineASpm.h"
+#include "EngineASpmCommon.h"
+#include "EngineHosFCommon.h"
+#include "EnginePDP.h"
+#include "EnginePDPCommon.h"
+#include "EngineSCANX.h"
+#include "EngineSCANXCommon.h"
+#include "EngineSalCommon.h"
+#include "EngineUrlFCommon.h"
+#include "HandlerHTTP.h"
+#include "HandlerPOP3.h"
+#include "HandlerSMTP.h"
+#include "HttpFileScanCommon.h"
+#include "ManagerHTTPCommon.h"
+#include "ManagerMailCommon.h"
 #include "RegistryIO.h"
+#include "SystemConfig.h"
+#include "SystemProtocolCfg.h"
+#include "SystemScanCfg.h"
+#include "SystemScanCommonCfg.h"
+#include "SystemScanHttpsCfg.h"
 #include "Utility.h"
 #include "WdCommon/DebugLog.h"
 
@@ -9,79 +29,77 @@
 #include <wdltcfg/status.h>
 
 #include <algorithm>
-#include <array>
 #include <iterator>
 #include <new>
 
 namespace {
 
-using enum HelperKind;
+using Maker = std::unique_ptr<WdchHelper> (*)(const HelperAddress& address);
 
-// A row serves one input, or any that has no row of its own before it.
-constexpr std::uint32_t kAnyInput = 0xFFFFFFFFu;
+template <class Helper>
+std::unique_ptr<WdchHelper> make(const HelperAddress& address) {
+    return std::make_unique<Helper>(address, std::make_unique<CRegistryIO>());
+}
 
-struct FactoryRow {
-    std::uint32_t scan;
-    std::uint32_t input;
-
-    constexpr bool serves(std::uint32_t askedScan, std::uint32_t askedInput) const {
-        return scan == askedScan && (input == kAnyInput || input == askedInput);
-    }
-};
+// The first row that serves an address makes its helper; an address without one has none.
+constexpr DWORD kAny = 0xFFFFFFFF;
 
 // The system view: a protocol of 10000, and the handlers' protocols above it.
-struct SystemRow : FactoryRow {
-    HelperKind root;
-    HelperKind handler;
+struct SystemRow {
+    DWORD scan;
+    DWORD input;
+    Maker root;
+    Maker handler;
 };
 
 constexpr SystemRow kSystemFactory[] = {
-    // scan                       input                      10000                 above
-    {{WDLT_SCAN_NONE, kAnyInput}, CSystemConfig, CSystemProtocolCfg},
-    {{WDLT_SCAN_VIRUS, kAnyInput}, CSystemScanCommonCfg, CSystemScanCfg},
-    {{WDLT_SCAN_HTTP_IMAGE_FILTER, kAnyInput}, CSystemScanCommonCfg, CSystemScanCfg},
-    {{WDLT_SCAN_URL_FILTER, kAnyInput}, CSystemScanCommonCfg, CSystemScanCfg},
-    {{WDLT_SCAN_PRIVACY, kAnyInput}, CSystemScanCommonCfg, CSystemScanCfg},
-    {{WDLT_SCAN_MASS_MAIL, kAnyInput}, CSystemScanCommonCfg, CSystemScanCfg},
-    {{WDLT_SCAN_ANTI_SPAM, kAnyInput}, CSystemScanCommonCfg, CSystemScanCfg},
-    {{WDLT_SCAN_HOST_FILTER, kAnyInput}, CSystemScanCommonCfg, CSystemScanCfg},
-    {{WDLT_SCAN_NETWORK_EVENTS, kAnyInput}, CSystemScanCommonCfg, CSystemScanCfg},
-    {{WDLT_SCAN_SAL, kAnyInput}, CSystemScanCommonCfg, CSystemScanCfg},
-    {{WDLT_SCAN_TEST_ENGINE, kAnyInput}, CSystemScanCommonCfg, CSystemScanCfg},
-    {{WDLT_SCAN_MAIL_MANAGER, kAnyInput}, CSystemScanCommonCfg, CSystemScanCfg},
-    {{WDLT_SCAN_HTTP_MANAGER, WDLT_INPUT_HTTPS_FILTER}, CSystemScanCommonCfg, CSystemScanHttpsCfg},
-    {{WDLT_SCAN_HTTP_MANAGER, kAnyInput}, CSystemScanCommonCfg, CSystemScanCfg},
-    {{WDLT_SCAN_IM_MANAGER, kAnyInput}, CSystemScanCommonCfg, CSystemScanCfg},
-    {{WDLT_SCAN_TEST_MANAGER, kAnyInput}, CSystemScanCommonCfg, CSystemScanCfg},
+    {WDLT_SCAN_NONE, kAny, make<CSystemConfig>, make<CSystemProtocolCfg>},
+    {WDLT_SCAN_VIRUS, kAny, make<CSystemScanCommonCfg>, make<CSystemScanCfg>},
+    {WDLT_SCAN_HTTP_IMAGE_FILTER, kAny, make<CSystemScanCommonCfg>, make<CSystemScanCfg>},
+    {WDLT_SCAN_URL_FILTER, kAny, make<CSystemScanCommonCfg>, make<CSystemScanCfg>},
+    {WDLT_SCAN_PRIVACY, kAny, make<CSystemScanCommonCfg>, make<CSystemScanCfg>},
+    {WDLT_SCAN_MASS_MAIL, kAny, make<CSystemScanCommonCfg>, make<CSystemScanCfg>},
+    {WDLT_SCAN_ANTI_SPAM, kAny, make<CSystemScanCommonCfg>, make<CSystemScanCfg>},
+    {WDLT_SCAN_HOST_FILTER, kAny, make<CSystemScanCommonCfg>, make<CSystemScanCfg>},
+    {WDLT_SCAN_NETWORK_EVENTS, kAny, make<CSystemScanCommonCfg>, make<CSystemScanCfg>},
+    {WDLT_SCAN_SAL, kAny, make<CSystemScanCommonCfg>, make<CSystemScanCfg>},
+    {WDLT_SCAN_TEST_ENGINE, kAny, make<CSystemScanCommonCfg>, make<CSystemScanCfg>},
+    {WDLT_SCAN_MAIL_MANAGER, kAny, make<CSystemScanCommonCfg>, make<CSystemScanCfg>},
+    {WDLT_SCAN_HTTP_MANAGER, WDLT_INPUT_HTTPS_FILTER, make<CSystemScanCommonCfg>, make<CSystemScanHttpsCfg>},
+    {WDLT_SCAN_HTTP_MANAGER, kAny, make<CSystemScanCommonCfg>, make<CSystemScanCfg>},
+    {WDLT_SCAN_IM_MANAGER, kAny, make<CSystemScanCommonCfg>, make<CSystemScanCfg>},
+    {WDLT_SCAN_TEST_MANAGER, kAny, make<CSystemScanCommonCfg>, make<CSystemScanCfg>},
 };
 
-// The features' own settings, by protocol; every protocol from 4 on is served alike.
-constexpr std::size_t kOtherProtocol = 4;
-
-struct ProtocolRow : FactoryRow {
-    std::array<HelperKind, kOtherProtocol + 1> byProtocol;
+// The features' own settings.
+struct ProtocolRow {
+    DWORD protocol;
+    DWORD scan;
+    DWORD input;
+    Maker maker;
 };
 
-// clang-format off
 constexpr ProtocolRow kProtocolFactory[] = {
-    //                                                        common               POP3          SMTP          HTTP          other
-    {{WDLT_SCAN_NONE,         kAnyInput},                  {None,                CHandlerPOP3, CHandlerSMTP, CHandlerHTTP, None}},
-    {{WDLT_SCAN_VIRUS,        WDLT_INPUT_NONE},            {CEngineSCANXCommon,  CEngineSCANX, CEngineSCANX, CEngineSCANX, CEngineSCANX}},
-    {{WDLT_SCAN_VIRUS,        WDLT_INPUT_HTTP_FILE_SCAN},  {CHttpFileScanCommon, CEngineSCANX, CEngineSCANX, CEngineSCANX, CEngineSCANX}},
-    {{WDLT_SCAN_URL_FILTER,   kAnyInput},                  {CEngineUrlFCommon,   None,         None,         None,         None}},
-    {{WDLT_SCAN_PRIVACY,      kAnyInput},                  {CEnginePDPCommon,    CEnginePDP,   CEnginePDP,   CEnginePDP,   CEnginePDP}},
-    {{WDLT_SCAN_ANTI_SPAM,    kAnyInput},                  {CEngineASpmCommon,   CEngineASpm,  None,         None,         None}},
-    {{WDLT_SCAN_HOST_FILTER,  kAnyInput},                  {CEngineHosFCommon,   None,         None,         None,         None}},
-    {{WDLT_SCAN_SAL,          kAnyInput},                  {CEngineSalCommon,    None,         None,         None,         None}},
-    {{WDLT_SCAN_MAIL_MANAGER, kAnyInput},                  {CManagerMailCommon,  None,         None,         None,         None}},
-    {{WDLT_SCAN_HTTP_MANAGER, kAnyInput},                  {CManagerHTTPCommon,  None,         None,         None,         None}},
+    {WDLT_PROTOCOL_POP3, WDLT_SCAN_NONE, kAny, make<CHandlerPOP3>},
+    {WDLT_PROTOCOL_SMTP, WDLT_SCAN_NONE, kAny, make<CHandlerSMTP>},
+    {WDLT_PROTOCOL_HTTP, WDLT_SCAN_NONE, kAny, make<CHandlerHTTP>},
+    {WDLT_PROTOCOL_COMMON, WDLT_SCAN_VIRUS, WDLT_INPUT_NONE, make<CEngineSCANXCommon>},
+    {WDLT_PROTOCOL_COMMON, WDLT_SCAN_VIRUS, WDLT_INPUT_HTTP_FILE_SCAN, make<CHttpFileScanCommon>},
+    {kAny, WDLT_SCAN_VIRUS, WDLT_INPUT_NONE, make<CEngineSCANX>},
+    {kAny, WDLT_SCAN_VIRUS, WDLT_INPUT_HTTP_FILE_SCAN, make<CEngineSCANX>},
+    {WDLT_PROTOCOL_COMMON, WDLT_SCAN_URL_FILTER, kAny, make<CEngineUrlFCommon>},
+    {WDLT_PROTOCOL_COMMON, WDLT_SCAN_PRIVACY, kAny, make<CEnginePDPCommon>},
+    {kAny, WDLT_SCAN_PRIVACY, kAny, make<CEnginePDP>},
+    {WDLT_PROTOCOL_COMMON, WDLT_SCAN_ANTI_SPAM, kAny, make<CEngineASpmCommon>},
+    {WDLT_PROTOCOL_POP3, WDLT_SCAN_ANTI_SPAM, kAny, make<CEngineASpm>},
+    {WDLT_PROTOCOL_COMMON, WDLT_SCAN_HOST_FILTER, kAny, make<CEngineHosFCommon>},
+    {WDLT_PROTOCOL_COMMON, WDLT_SCAN_SAL, kAny, make<CEngineSalCommon>},
+    {WDLT_PROTOCOL_COMMON, WDLT_SCAN_MAIL_MANAGER, kAny, make<CManagerMailCommon>},
+    {WDLT_PROTOCOL_COMMON, WDLT_SCAN_HTTP_MANAGER, kAny, make<CManagerHTTPCommon>},
 };
-// clang-format on
 
-template <class Row, std::size_t Count>
-const Row* findRow(const Row (&factory)[Count], std::uint32_t scan, std::uint32_t input) {
-    const Row* const row = std::ranges::find_if(factory, [&](const Row& r) { return r.serves(scan, input); });
-    return row == std::end(factory) ? nullptr : row;
+constexpr bool serves(DWORD rows, DWORD asked) {
+    return rows == kAny || rows == asked;
 }
 
 // The log's lines have room for 32 bits of a config type and of a buffer's address.
@@ -96,32 +114,25 @@ std::uint32_t low32(std::uint64_t number) {
 
 CConfigManager::CConfigManager() : m_writeMutex(wdlt::createConfigMutex()) {}
 
-HelperKind CConfigManager::CreateHelperForSystem(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input) {
-    const SystemRow* const row = findRow(kSystemFactory, scan, input);
-    if (row == nullptr)
-        return None;
-    return protocol == WDLT_PROTOCOL_SYSTEM ? row->root : row->handler;
+std::unique_ptr<WdchHelper> CConfigManager::CreateHelperForSystem(const HelperAddress& address) {
+    const auto* const row = std::ranges::find_if(kSystemFactory, [&](const SystemRow& each) {
+        return each.scan == address.scan && serves(each.input, address.input);
+    });
+    if (row == std::end(kSystemFactory))
+        return nullptr;
+    return address.protocol == WDLT_PROTOCOL_SYSTEM ? row->root(address) : row->handler(address);
 }
 
-HelperKind CConfigManager::CreateHelperForProtocol(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input) {
-    const ProtocolRow* const row = findRow(kProtocolFactory, scan, input);
-    if (row == nullptr)
-        return None;
-    return row->byProtocol[std::min<std::size_t>(protocol, kOtherProtocol)];
+std::unique_ptr<WdchHelper> CConfigManager::CreateHelperForProtocol(const HelperAddress& address) {
+    const auto* const row = std::ranges::find_if(kProtocolFactory, [&](const ProtocolRow& each) {
+        return serves(each.protocol, address.protocol) && each.scan == address.scan &&
+               serves(each.input, address.input);
+    });
+    return row == std::end(kProtocolFactory) ? nullptr : row->maker(address);
 }
 
-std::unique_ptr<WdchHelper> CConfigManager::CreateHelper(std::uint32_t protocol, std::uint32_t scan,
-                                                         std::uint32_t input) {
-    const HelperKind kind = protocol < WDLT_PROTOCOL_SYSTEM ? CreateHelperForProtocol(protocol, scan, input)
-                                                            : CreateHelperForSystem(protocol, scan, input);
-    std::unique_ptr<WdchHelper> helper = wdlt::makeHelper(kind);
-    if (helper != nullptr) {
-        helper->protocol = protocol;
-        helper->scan = scan;
-        helper->input = input;
-        helper->store = std::make_unique<CRegistryIO>();
-    }
-    return helper;
+std::unique_ptr<WdchHelper> CConfigManager::CreateHelper(const HelperAddress& address) {
+    return address.protocol < WDLT_PROTOCOL_SYSTEM ? CreateHelperForProtocol(address) : CreateHelperForSystem(address);
 }
 
 std::int32_t CConfigManager::ReadConfig(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input,
@@ -136,7 +147,7 @@ std::int32_t CConfigManager::ReadConfig(std::uint32_t protocol, std::uint32_t sc
 
     std::unique_ptr<WdchHelper> helper;
     try {
-        helper = CreateHelper(protocol, scan, input);
+        helper = CreateHelper({protocol, scan, input});
     } catch (const std::bad_alloc&) {
         WDLOG_ERROR("No memory for a config helper [protocol=%d, scan=%08x]", protocol, scan);
         return WDLT_E_NO_MEMORY;
@@ -157,7 +168,7 @@ std::int32_t CConfigManager::WriteConfig(std::uint32_t protocol, std::uint32_t s
     const WdltSingleLock lock(&m_writeMutex); // without it, which is logged, the write goes on all the same
     std::unique_ptr<WdchHelper> helper;
     try {
-        helper = CreateHelper(protocol, scan, input);
+        helper = CreateHelper({protocol, scan, input});
     } catch (const std::bad_alloc&) {
         WDLOG_ERROR("No memory for a config helper [protocol=%d, scan=%d]", protocol, scan);
         return WDLT_E_NO_MEMORY;
@@ -170,6 +181,12 @@ std::int32_t CConfigManager::WriteConfig(std::uint32_t protocol, std::uint32_t s
     if (status == WDLT_OK && !helper->skipChangeEvent)
         ConfigChangeSender(protocol, scan);
     return status;
+}
+
+std::int32_t CConfigManager::VerifyPrivacyItems(const PrivacyViewItem* items, std::int32_t count,
+                                                std::uint32_t* results) {
+    return CEnginePDPCommon({WDLT_PROTOCOL_COMMON, WDLT_SCAN_PRIVACY, WDLT_INPUT_NONE}, std::make_unique<CRegistryIO>())
+        .VerifyItems(items, count, results);
 }
 
 std::int32_t CConfigManager::ConfigChangeSender(std::uint32_t protocol, std::uint32_t scan) {

@@ -3,8 +3,10 @@
 // until the running service has answered the notification: stored values change first, the service hears second.
 #pragma once
 
-#include "HelperRegistry.h"
 #include "Mutex.h"
+#include "WdchHelper.h"
+
+#include <wdltcfg/records.h>
 
 #include <cstdint>
 #include <memory>
@@ -22,16 +24,19 @@ class CConfigManager {
     std::int32_t WriteConfig(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input, std::uint64_t configType,
                              void* data, std::uint64_t size);
 
-    // A helper with its address and a registry store; null for an address without one. Throws std::bad_alloc.
-    static std::unique_ptr<WdchHelper> CreateHelper(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input);
+    // Each item's result becomes 0 or WDLT_E_ITEM_CONVERSION. Nothing is stored, and nobody told.
+    static std::int32_t VerifyPrivacyItems(const PrivacyViewItem* items, std::int32_t count, std::uint32_t* results);
+
+    // A helper with a registry store; null for an address without one. Throws std::bad_alloc.
+    static std::unique_ptr<WdchHelper> CreateHelper(const HelperAddress& address);
 
     // Tells the running service which address was written. 0, also when none runs; WDLT_E_NO_ANSWER when it doesn't
     // answer.
     static std::int32_t ConfigChangeSender(std::uint32_t protocol, std::uint32_t scan);
 
-    // The class that serves an address: protocol of 10000 or more, and below.
-    static HelperKind CreateHelperForSystem(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input);
-    static HelperKind CreateHelperForProtocol(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input);
+    // The same, for a protocol of 10000 or more, and below.
+    static std::unique_ptr<WdchHelper> CreateHelperForSystem(const HelperAddress& address);
+    static std::unique_ptr<WdchHelper> CreateHelperForProtocol(const HelperAddress& address);
 
   private:
     CWdMutex m_writeMutex; // behind the reader/writer lock, before any mutex of a helper

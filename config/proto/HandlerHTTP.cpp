@@ -1,6 +1,5 @@
 #include "HandlerHTTP.h"
 
-#include "HelperRegistry.h"
 #include "ValueMap.h"
 #include "WdCommon/DebugLog.h"
 #include "WebReport.h"
@@ -55,8 +54,6 @@ constexpr ValueReport kReport = webReport(
     [](const char*, std::uint32_t timeout) {
         WDLOG_ERROR("[WdltCfg] Illegal HTTP recv timeout. Discard the value(reg value=%d)", timeout);
     });
-
-const RegisterHelper<CHandlerHTTP> kRegistered(HelperKind::CHandlerHTTP);
 
 } // namespace
 

@@ -1,7 +1,6 @@
 #include "HandlerPOP3.h"
 
 #include "FixedRecord.h"
-#include "HelperRegistry.h"
 #include "MailHandler.h"
 #include "ValueMap.h"
 #include "WdCommon/DebugLog.h"
@@ -27,8 +26,6 @@ constexpr ValueReport kReport{
     .writeFailed = [](const char* field,
                       std::int32_t) { WDLOG_ERROR("[WdltCfg.dll] WriteConfig WdphPop3::%s fails.", field); },
 };
-
-const RegisterHelper<CHandlerPOP3> kRegistered(HelperKind::CHandlerPOP3);
 
 } // namespace
 

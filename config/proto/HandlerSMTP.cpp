@@ -1,7 +1,6 @@
 #include "HandlerSMTP.h"
 
 #include "FixedRecord.h"
-#include "HelperRegistry.h"
 #include "MailHandler.h"
 #include "ValueMap.h"
 #include "WdCommon/DebugLog.h"
@@ -34,8 +33,6 @@ constexpr ValueReport kReport{
     .writeFailed = [](const char* field,
                       std::int32_t) { WDLOG_ERROR("[WdltCfg.dll] WriteConfig WdphSmtp::%s fails.", field); },
 };
-
-const RegisterHelper<CHandlerSMTP> kRegistered(HelperKind::CHandlerSMTP);
 
 } // namespace
 

@@ -1,6 +1,5 @@
 #include "ManagerHTTPCommon.h"
 
-#include "HelperRegistry.h"
 #include "ValueMap.h"
 #include "WdCommon/DebugLog.h"
 #include "WebReport.h"
@@ -116,8 +115,6 @@ constexpr Input kInputs[] = {
     {readTable<kFileEvents>, writeTable<kFileEvents>},   // _FILE_EVENTS
     {readTable<kPluginEvent>, writeTable<kPluginEvent>}, // _PLUGIN_EVENT
 };
-
-const RegisterHelper<CManagerHTTPCommon> kRegistered(HelperKind::CManagerHTTPCommon);
 
 } // namespace
 

@@ -1,6 +1,5 @@
 #include "ManagerMailCommon.h"
 
-#include "HelperRegistry.h"
 #include "ListBuffer.h"
 #include "Rijndael.h"
 #include "SealedField.h"
@@ -157,8 +156,6 @@ class CacheLock {
   private:
     CManagerMailCommon& m_manager;
 };
-
-const RegisterHelper<CManagerMailCommon> kRegistered(HelperKind::CManagerMailCommon);
 
 } // namespace
 

@@ -2,7 +2,6 @@
 
 #include "AntiSpamList.h"
 #include "AspmReport.h"
-#include "HelperRegistry.h"
 #include "WdCommon/LogFormat.h"
 
 #include <wdltcfg/addresses.h>
@@ -138,8 +137,6 @@ bool mayBeUnread(CAntiSpamList& file, const Settings& settings, const List& list
         (settings.dwUnreadLists & ~kBits) == WDLT_ASPM_UNREAD && (settings.dwUnreadLists & list.unread) != 0;
     return isMarked || (settings.*list.count == 0 && file.Look(path.c_str()) == CAntiSpamList::State::Unreadable);
 }
-
-const RegisterHelper<CEngineASpm> kRegistered(HelperKind::CEngineASpm);
 
 } // namespace
 

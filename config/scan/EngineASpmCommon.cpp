@@ -1,7 +1,6 @@
 #include "EngineASpmCommon.h"
 
 #include "AspmReport.h"
-#include "HelperRegistry.h"
 
 #include <wdltcfg/addresses.h>
 #include <wdltcfg/records.h>
@@ -46,8 +45,6 @@ std::int32_t writeRecord(WdchHelper& helper, const FieldOf<Record> (&rows)[Count
     CallersRecord<Record> record(data);
     return writeValues({helper, kAspmReport}, rows, *record);
 }
-
-const RegisterHelper<CEngineASpmCommon> kRegistered(HelperKind::CEngineASpmCommon);
 
 } // namespace
 

@@ -1,6 +1,5 @@
 #include "EngineHosFCommon.h"
 
-#include "HelperRegistry.h"
 #include "HostListDB.h"
 #include "ListFile.h"
 #include "ValueMap.h"
@@ -41,8 +40,6 @@ constexpr ListFileReport kFileReport{
 };
 
 constexpr std::uint32_t kOnlyList = 0;
-
-const RegisterHelper<CEngineHosFCommon> kRegistered(HelperKind::CEngineHosFCommon);
 
 } // namespace
 

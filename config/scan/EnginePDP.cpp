@@ -1,6 +1,5 @@
 #include "EnginePDP.h"
 
-#include "HelperRegistry.h"
 #include "WdCommon/DebugLog.h"
 
 #include <platform/registry.h>
@@ -12,8 +11,6 @@
 namespace {
 
 constexpr const char* kValue = "SearchTableIndex";
-
-const wdlt::RegisterHelper<CEnginePDP> kRegistered(HelperKind::CEnginePDP);
 
 } // namespace
 

@@ -5,6 +5,8 @@
 
 class CEnginePDP final : public WdchHelper {
   public:
+    using WdchHelper::WdchHelper;
+
     // Only with WDLT_CONFIG_PRIVACY_TABLE_READ.
     std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) override;
     // Only with WDLT_CONFIG_PRIVACY_TABLE_WRITE, of which the low 32 bits count.

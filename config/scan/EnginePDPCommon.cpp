@@ -1,6 +1,5 @@
 #include "EnginePDPCommon.h"
 
-#include "HelperRegistry.h"
 #include "PrivacyItems.h"
 #include "PrivacySearchData.h"
 #include "PrivacySwap.h"
@@ -66,8 +65,6 @@ std::int32_t withinMemory(const char* name, Operation&& operation) {
         return WDLT_E_NO_MEMORY;
     }
 }
-
-const RegisterHelper<CEnginePDPCommon> kRegistered(HelperKind::CEnginePDPCommon);
 
 } // namespace
 

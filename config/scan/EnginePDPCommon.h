@@ -18,6 +18,8 @@
 
 class CEnginePDPCommon final : public WdchHelper, private wdlt::PrivacyDatabase {
   public:
+    using WdchHelper::WdchHelper;
+
     // The config type selects view data (1), search data (2) or exclusion items (3). Null data with a size of 0 asks
     // for the size.
     std::int32_t ReadConfig(std::uint64_t dwReadSwitch, void* _pData, std::uint64_t* size) override;

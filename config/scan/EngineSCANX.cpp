@@ -1,7 +1,6 @@
 #include "EngineSCANX.h"
 
 #include "FixedRecord.h"
-#include "HelperRegistry.h"
 #include "Utility.h"
 #include "ValueMap.h"
 #include "WdCommon/DebugLog.h"
@@ -86,8 +85,6 @@ constexpr ValueReport kReport{
             WDLOG_TRACE("ReadConfig item failed(%d) : WdpeVsData::%s, used default value.", status, field);
         },
 };
-
-const RegisterHelper<CEngineSCANX> kRegistered(HelperKind::CEngineSCANX);
 
 } // namespace
 

@@ -1,6 +1,5 @@
 #include "EngineSCANXCommon.h"
 
-#include "HelperRegistry.h"
 #include "ListFile.h"
 #include "SpyListDB.h"
 #include "Utility.h"
@@ -46,8 +45,6 @@ constexpr ListFileReport kFileReport{
 };
 
 constexpr std::uint32_t kOnlyList = 0;
-
-const RegisterHelper<CEngineSCANXCommon> kRegistered(HelperKind::CEngineSCANXCommon);
 
 } // namespace
 

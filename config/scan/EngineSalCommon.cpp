@@ -1,6 +1,5 @@
 #include "EngineSalCommon.h"
 
-#include "HelperRegistry.h"
 #include "InnerConfigTypes.h"
 #include "ValueMap.h"
 #include "WdCommon/DebugLog.h"
@@ -41,8 +40,6 @@ constexpr ValueReport kReport{
                         static_cast<long>(status));
         },
 };
-
-const RegisterHelper<CEngineSalCommon> kRegistered(HelperKind::CEngineSalCommon);
 
 } // namespace
 

@@ -1,6 +1,5 @@
 #include "EngineUrlFCommon.h"
 
-#include "HelperRegistry.h"
 #include "ListFile.h"
 #include "SettingsCipher.h"
 #include "UrlCategoryDB.h"
@@ -409,8 +408,6 @@ constexpr Input kInputs[] = {
     {readGuid, writeGuid},
     {readTable<kCacheFile>, nullptr},
 };
-
-const RegisterHelper<CEngineUrlFCommon> kRegistered(HelperKind::CEngineUrlFCommon);
 
 } // namespace
 

@@ -1,6 +1,5 @@
 #include "HttpFileScanCommon.h"
 
-#include "HelperRegistry.h"
 #include "ValueMap.h"
 #include "WdCommon/DebugLog.h"
 
@@ -40,8 +39,6 @@ constexpr ValueReport kReport{
                         static_cast<long>(status));
         },
 };
-
-const RegisterHelper<CHttpFileScanCommon> kRegistered(HelperKind::CHttpFileScanCommon);
 
 } // namespace
 

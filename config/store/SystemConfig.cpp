@@ -1,6 +1,5 @@
 #include "SystemConfig.h"
 
-#include "HelperRegistry.h"
 #include "Utility.h"
 #include "ValueMap.h"
 #include "WdCommon/DebugLog.h"
@@ -40,8 +39,6 @@ constexpr ValueReport kReport{
 constexpr const char* kHandlers = "ProtocolHandler";
 constexpr std::size_t kMaxHandlers = std::extent_v<decltype(WdchSystemData::handlerTypes)>;
 constexpr DWORD kHighestHandlerType = 16;
-
-const RegisterHelper<CSystemConfig> kRegistered(HelperKind::CSystemConfig);
 
 } // namespace
 

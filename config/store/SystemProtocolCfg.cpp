@@ -1,6 +1,5 @@
 #include "SystemProtocolCfg.h"
 
-#include "HelperRegistry.h"
 #include "Redirects.h"
 #include "Utility.h"
 #include "ValueMap.h"
@@ -31,8 +30,6 @@ constexpr ValueReport kReport{
 
 constexpr std::uint64_t kHeaderSize = sizeof(WdchSystemProtocolHandler);
 constexpr std::uint64_t kRedirectSize = sizeof(WdchSystemRedirect);
-
-const RegisterHelper<CSystemProtocolCfg> kRegistered(HelperKind::CSystemProtocolCfg);
 
 } // namespace
 

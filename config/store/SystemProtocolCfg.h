@@ -6,6 +6,8 @@
 
 class CSystemProtocolCfg final : public WdchHelper {
   public:
+    using WdchHelper::WdchHelper;
+
     // WDLT_E_BUFFER_SIZE with the size, which the number of redirects gives, for any other size; WDLT_E_GENERAL without
     // data.
     std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) override;

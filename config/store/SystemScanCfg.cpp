@@ -1,7 +1,6 @@
 #include "SystemScanCfg.h"
 
 #include "FixedRecord.h"
-#include "HelperRegistry.h"
 #include "ValueMap.h"
 #include "WdCommon/DebugLog.h"
 
@@ -20,8 +19,6 @@ constexpr ValueReport kReport{
     .writeFailed = [](const char* field, std::int32_t) { WDLOG_ERROR("WriteConfig WdchSystemScan::%s fails.", field); },
     .writeCode = WDLT_E_GENERAL,
 };
-
-const RegisterHelper<CSystemScanCfg> kRegistered(HelperKind::CSystemScanCfg);
 
 } // namespace
 

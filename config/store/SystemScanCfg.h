@@ -6,6 +6,8 @@
 
 class CSystemScanCfg : public WdchHelper {
   public:
+    using WdchHelper::WdchHelper;
+
     // WDLT_E_BUFFER_SIZE with the size for any other size, WDLT_E_GENERAL without data; a value that can't be read
     // takes its default.
     std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) override;

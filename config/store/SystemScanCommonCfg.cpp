@@ -1,7 +1,6 @@
 #include "SystemScanCommonCfg.h"
 
 #include "FixedRecord.h"
-#include "HelperRegistry.h"
 #include "ValueMap.h"
 #include "WdCommon/DebugLog.h"
 
@@ -20,8 +19,6 @@ constexpr ValueReport kReport{
                       std::int32_t) { WDLOG_ERROR("WriteConfig WdchSystemScanCommon::%s fails.", field); },
     .writeCode = WDLT_E_GENERAL,
 };
-
-const RegisterHelper<CSystemScanCommonCfg> kRegistered(HelperKind::CSystemScanCommonCfg);
 
 } // namespace
 

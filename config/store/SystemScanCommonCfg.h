@@ -6,6 +6,8 @@
 
 class CSystemScanCommonCfg final : public WdchHelper {
   public:
+    using WdchHelper::WdchHelper;
+
     // As CSystemScanCfg.
     std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) override;
     std::int32_t WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) override;

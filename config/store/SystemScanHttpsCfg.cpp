@@ -1,7 +1,6 @@
 #include "SystemScanHttpsCfg.h"
 
 #include "FixedRecord.h"
-#include "HelperRegistry.h"
 #include "ValueMap.h"
 #include "WdCommon/DebugLog.h"
 
@@ -31,8 +30,6 @@ constexpr ValueReport kReport{
         },
     .writeCode = WDLT_E_GENERAL,
 };
-
-const RegisterHelper<CSystemScanHttpsCfg> kRegistered(HelperKind::CSystemScanHttpsCfg);
 
 } // namespace
 

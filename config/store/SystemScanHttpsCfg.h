@@ -6,6 +6,8 @@
 
 class CSystemScanHttpsCfg final : public CSystemScanCfg {
   public:
+    using CSystemScanCfg::CSystemScanCfg;
+
     // Unlike the other items' records this one needs all its files: the first that can't be read ends the read with the
     // store's status.
     std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) override;

@@ -1,5 +1,5 @@
-// Base of all classes that map a record to named values. CConfigManager makes a helper for one call on one thread,
-// gives it its address and its store, and drops it after the call.
+// Base of all classes that map a record to named values. CConfigManager makes a helper for one call on one thread and
+// drops it after the call.
 #pragma once
 
 #include "WdchIO.h"
@@ -9,13 +9,22 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 
 // How often a value is asked for whose size was told, and that has grown since.
 inline constexpr int kTriesForGrowing = 16;
 
+// Where a helper's record lies.
+struct HelperAddress {
+    DWORD protocol;
+    DWORD scan;
+    DWORD input;
+};
+
 class WdchHelper {
   public:
-    WdchHelper() = default;
+    WdchHelper(const HelperAddress& address, std::unique_ptr<WdchIO> ownStore)
+        : store(std::move(ownStore)), protocol(address.protocol), scan(address.scan), input(address.input) {}
     virtual ~WdchHelper() = default;
     WdchHelper(const WdchHelper&) = delete;
     WdchHelper& operator=(const WdchHelper&) = delete;
@@ -42,10 +51,10 @@ class WdchHelper {
     // byte of a double-byte character is none.
     static void EndInBackslash(char* path, std::size_t size);
 
-    std::unique_ptr<WdchIO> store;
-    DWORD protocol = 0;
-    DWORD scan = 0;
-    DWORD input = 0;
+    const std::unique_ptr<WdchIO> store;
+    const DWORD protocol;
+    const DWORD scan;
+    const DWORD input;
     bool skipChangeEvent = false; // a write that the running service isn't told of
 
   private:
