@@ -12,6 +12,7 @@
 // is stored with its terminator.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -275,6 +276,38 @@ constexpr FieldOf<Record> nameList(const Place<Record, Member>& place, const cha
     field.value = value;
     field.limit = kNameListLimit;
     return field;
+}
+
+namespace detail {
+
+// Whether every byte belongs to a field, but for fewer than four before a multiple of four: padding.
+template <std::size_t Bytes>
+constexpr bool isFilled(const std::array<bool, Bytes>& filled) {
+    for (std::size_t at = 0; at < Bytes; ++at) {
+        std::size_t end = at;
+        while (end < Bytes && !filled[end])
+            ++end;
+        if (end - at > 3 || (end != at && end % 4 != 0))
+            return false;
+        at = end;
+    }
+    return true;
+}
+
+} // namespace detail
+
+// Whether the rows are all of the record, but for fields that no value of their own stands for.
+template <class Record, std::size_t Count, class... Elsewhere>
+constexpr bool cover(const FieldOf<Record> (&fields)[Count], const Place<Record, Elsewhere>&... places) {
+    std::array<bool, sizeof(Record)> filled{};
+    const auto fill = [&](std::size_t at, std::size_t bytes) {
+        for (std::size_t i = 0; i < bytes; ++i)
+            filled[at + i] = true;
+    };
+    for (const Field& field : fields)
+        fill(field.offset, field.bytes);
+    (fill(places.offset, sizeof(Elsewhere)), ...);
+    return detail::isFilled(filled);
 }
 
 } // namespace wdlt

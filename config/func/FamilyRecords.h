@@ -3,6 +3,7 @@
 #pragma once
 
 #include "CfgHelper.h"
+#include "Pair.h"
 #include "WdCommon/DebugLog.h"
 #include "Wiped.h"
 
@@ -14,6 +15,7 @@
 #include <cstring>
 #include <memory>
 #include <new>
+#include <span>
 #include <utility>
 
 namespace wdlt {
@@ -99,26 +101,38 @@ std::int32_t writeOver(CCfgHelper& family, const Address& address, Overlay&& ove
     return writeBytes(family, address, &*record, sizeof *record, unwritten, unwritten);
 }
 
-inline void assign(std::uint32_t& to, std::uint32_t from) {
-    to = from;
-}
-inline void assign(std::int32_t& to, std::int32_t from) {
-    to = from;
-}
 // What fits both fields with its terminator; the rest of the field is cleared. A text without a terminator has none in
 // the other field either, so that the helper refuses it.
-template <std::size_t To, std::size_t From>
-void assign(char (&to)[To], const char (&from)[From]) {
-    const std::size_t length = strnlen(from, From);
-    const bool isTerminated = length < From;
-    const std::size_t kept = std::min(length, isTerminated ? To - 1 : To);
-    std::memcpy(to, from, kept);
-    std::fill(to + kept, to + To, isTerminated ? '\0' : from[From - 1]);
+inline void copyText(std::span<char> to, std::span<const char> from) {
+    const std::size_t length = strnlen(from.data(), from.size());
+    const bool isTerminated = length < from.size();
+    const std::size_t kept = std::min(length, isTerminated ? to.size() - 1 : to.size());
+    std::memcpy(to.data(), from.data(), kept);
+    std::ranges::fill(to.subspan(kept), isTerminated ? '\0' : from.back());
 }
 
-// The two directions of a function that walks over each field of a caller's record and the stored one it stands for.
-inline constexpr auto kToCaller = [](auto& callers, const auto& stored) { assign(callers, stored); };
-inline constexpr auto kToStore = [](const auto& callers, auto& stored) { assign(stored, callers); };
+inline void copyField(bool isText, std::span<char> to, std::span<const char> from) {
+    if (isText)
+        copyText(to, from);
+    else
+        std::memcpy(to.data(), from.data(), to.size());
+}
+
+template <class Exported, class Stored, std::size_t Count>
+void toCaller(const PairOf<Exported, Stored> (&pairs)[Count], Exported& exported, const Stored& stored) {
+    auto* const to = reinterpret_cast<char*>(&exported);
+    const auto* const from = reinterpret_cast<const char*>(&stored);
+    for (const auto& pair : pairs)
+        copyField(pair.isText, {to + pair.exportedAt, pair.exportedBytes}, {from + pair.storedAt, pair.storedBytes});
+}
+
+template <class Exported, class Stored, std::size_t Count>
+void toStore(const PairOf<Exported, Stored> (&pairs)[Count], const Exported& exported, Stored& stored) {
+    const auto* const from = reinterpret_cast<const char*>(&exported);
+    auto* const to = reinterpret_cast<char*>(&stored);
+    for (const auto& pair : pairs)
+        copyField(pair.isText, {to + pair.storedAt, pair.storedBytes}, {from + pair.exportedAt, pair.exportedBytes});
+}
 
 // The lines of one call. A call that ends with a count says it in place of the plain end.
 class CallLines {

@@ -1,5 +1,6 @@
 #include "FuncAspm.h"
 
+#include "ExportedRecords.h"
 #include "FamilyRecords.h"
 #include "FeatureSwitch.h"
 
@@ -27,19 +28,6 @@ constexpr Address kCommon{WDLT_PROTOCOL_COMMON, WDLT_SCAN_ANTI_SPAM, WDLT_CONFIG
 
 CallLines linesOf(const char* member) {
     return {"CFuncAspm", member};
-}
-
-// Each field of the caller's record with the one of the common record that it stands for; `copy` knows the direction.
-template <class Config, class Common, class Copy>
-void eachCommonField(Config& config, Common& common, Copy&& copy) {
-    copy(config.dwScanType, common.dwScanType);
-    copy(config.szPrefixSpam, common.szPrefixSpam);
-    copy(config.szPrefixPhishing, common.szPrefixPhishing);
-    copy(config.szPrefixMalicious, common.szPrefixMalicious);
-    copy(config.szPrefixSuspicious, common.szPrefixSuspicious);
-    copy(config.szPrefixBlack, common.szPrefixBlack);
-    copy(config.dwEnableImageDetection, common.dwEnableImageDetection);
-    copy(config.dwEnableInTheCloud, common.dwEnableInTheCloud);
 }
 
 // The record with the lists, read whole into its buffer and written from there: too large to be copied about.
@@ -113,7 +101,7 @@ std::int32_t CFuncAspm::ConfigRead(WdltAspmConfig* pConfig) {
         return status;
     }
     WdltAspmConfig config{};
-    eachCommonField(config, common, kToCaller);
+    toCaller(kAntiSpamPairs, config, common);
     config.dwLevel = record.level();
     handOver(pConfig, config);
     return WDLT_OK;
@@ -140,7 +128,7 @@ std::int32_t CFuncAspm::ConfigWrite(const WdltAspmConfig* pConfig) {
         return status;
     }
     const WdltAspmConfig config = copyOf(pConfig);
-    eachCommonField(config, common, kToStore);
+    toStore(kAntiSpamPairs, config, common);
     record.setLevel(config.dwLevel);
     if (const std::int32_t status = writeBytes(*this, kCommon, &common, sizeof common, kUnwritten, kUnwritten);
         status != WDLT_OK)

@@ -1,5 +1,6 @@
 #include "FuncGenericVs.h"
 
+#include "ExportedRecords.h"
 #include "FamilyRecords.h"
 #include "FeatureSwitch.h"
 #include "WdCommon/DebugLog.h"
@@ -27,19 +28,6 @@ constexpr FeatureSwitch switchOf(std::uint32_t protocol, std::uint32_t input) {
 
 constexpr Address addressOf(std::uint32_t protocol, std::uint32_t input) {
     return {protocol, WDLT_SCAN_VIRUS, WDLT_CONFIG_DEFAULT, input};
-}
-
-// Each field of a caller's record with the stored one that it stands for; `copy` knows the direction.
-template <class Config, class Stored, class Copy>
-void eachField(Config& config, Stored& stored, Copy&& copy) {
-    copy(config.dwFirstAction, stored.dwFirstAction);
-    copy(config.dwSecondAction, stored.dwSecondAction);
-    copy(config.dwZipClean, stored.dwZipClean);
-    copy(config.dwZipScan, stored.dwZipScan);
-    copy(config.dwZipLayer, stored.dwZipLayer);
-    copy(config.dwPackerSnare, stored.dwPackerSnare);
-    copy(config.dwSpywareScan, stored.dwSpywareScan);
-    copy(config.dwSpywareAction, stored.dwSpywareAction);
 }
 
 CCfgData limitRecordOf(const VsPlace& place) {
@@ -108,13 +96,14 @@ std::int32_t CFuncGenericVs::ConfigReadVs(WdltVsConfig& record) {
         WDLOG_ERROR("CFuncGenericVs::ConfigReadVs(): Failed to read config: %d", failure);
     });
     if (status == WDLT_OK)
-        eachField(record, stored, kToCaller);
+        toCaller(kVirusScanPairs, record, stored);
     return status;
 }
 
 std::int32_t CFuncGenericVs::ConfigWriteVs(const WdltVsConfig& record) {
     return writeOver<WdpeVsData>(
-        *this, addressOf(m_dwProtocol, m_dwInput), [&](WdpeVsData& stored) { eachField(record, stored, kToStore); },
+        *this, addressOf(m_dwProtocol, m_dwInput),
+        [&](WdpeVsData& stored) { toStore(kVirusScanPairs, record, stored); },
         [](std::int32_t failure) {
             WDLOG_ERROR("CFuncGenericVs::ConfigWriteVs(): Failed to read config: %d", failure);
         },

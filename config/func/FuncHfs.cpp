@@ -1,5 +1,6 @@
 #include "FuncHfs.h"
 
+#include "ExportedRecords.h"
 #include "FamilyRecords.h"
 
 #include <wdltcfg/addresses.h>
@@ -33,13 +34,6 @@ constexpr VsPlace kPlace{
     },
 };
 
-template <class Config, class Stored, class Copy>
-void eachField(Config& config, Stored& stored, Copy&& copy) {
-    copy(config.dwHttpActionMode, stored.dwHttpActionMode);
-    copy(config.dwActionSizeThreshold, stored.dwActionSizeThreshold);
-    copy(config.szTargetTypes, stored.szTargetTypes);
-}
-
 } // namespace
 
 CFuncHfs::CFuncHfs() : CFuncGenericVs(WDLT_PROTOCOL_HTTP, WDLT_INPUT_HTTP_FILE_SCAN) {}
@@ -65,7 +59,7 @@ std::int32_t CFuncHfs::ConfigRead(WdltHfsConfig* pConfig) {
     if (status != WDLT_OK)
         return status;
     WdltHfsConfig config{};
-    eachField(config, stored, kToCaller);
+    toCaller(kFileScanPairs, config, stored);
     handOver(pConfig, config);
     return WDLT_OK;
 }
@@ -79,7 +73,7 @@ std::int32_t CFuncHfs::ConfigWrite(const WdltHfsConfig* pConfig) {
     WdltHfsConfig config = copyOf(pConfig);
     config.szTargetTypes[sizeof config.szTargetTypes - 1] = '\0'; // this one is cut to what fits
     return writeOver<WdpeHttpFileScanData>(
-        *this, kFileScan, [&](WdpeHttpFileScanData& stored) { eachField(config, stored, kToStore); },
+        *this, kFileScan, [&](WdpeHttpFileScanData& stored) { toStore(kFileScanPairs, config, stored); },
         [](std::int32_t failure) {
             WDLOG_ERROR("CFuncHfs::ConfigWrite(): Failed to read on CConfigReader: %d", failure);
         },

@@ -1,5 +1,6 @@
 #include "FuncSal.h"
 
+#include "ExportedRecords.h"
 #include "FamilyRecords.h"
 #include "FeatureSwitch.h"
 #include "InnerConfigTypes.h"
@@ -53,10 +54,7 @@ std::int32_t CFuncSal::ConfigRead(WdltSalConfig* pConfig) {
             [](std::int32_t failure) { WDLOG_ERROR("CFuncSal::ConfigRead(): Failed to read config: %d", failure); });
         status != WDLT_OK)
         return status;
-    config.dwQueryIP = stored.dwQueryIP;
-    config.dwTakeAction = stored.dwTakeAction;
-    config.dwAddandScanMode = stored.dwAddandScanMode;
-    assign(config.szBlockImages, stored.szBlockImages);
+    toCaller(kSalPairs, config, stored);
     handOver(pConfig, config);
     return WDLT_OK;
 }
@@ -69,14 +67,11 @@ std::int32_t CFuncSal::ConfigWrite(const WdltSalConfig* pConfig) {
     }
     const WdltSalConfig config = copyOf(pConfig);
     WdpeSalData settings{};
+    toStore(kSalPairs, config, settings);
     // Callers that know only the flags leave the text empty: what is stored stays, also when nobody can read it.
-    assign(settings.szBlockImages, config.szBlockImages);
     Address address = kSettings;
     if (settings.szBlockImages[0] == '\0')
         address.configType = kSalFlagsAlone;
-    settings.dwQueryIP = config.dwQueryIP;
-    settings.dwTakeAction = config.dwTakeAction;
-    settings.dwAddandScanMode = config.dwAddandScanMode;
     if (const std::int32_t status = writeBytes(
             *this, address, &settings, sizeof settings,
             [](std::int32_t failure) { WDLOG_ERROR("CFuncSal::ConfigWrite(): Failed to SetData: %d", failure); },

@@ -1,5 +1,6 @@
 #include "FuncUrlf.h"
 
+#include "ExportedRecords.h"
 #include "FamilyRecords.h"
 #include "FeatureSwitch.h"
 #include "UrlQuestion.h"
@@ -31,38 +32,6 @@ CallLines linesOf(const char* member) {
     return {"CFuncUrlf", member};
 }
 
-// Each field of a caller's record with the stored one that it stands for; `copy` knows the direction.
-template <class Config, class Settings, class Copy>
-void eachField(Config& config, Settings& settings, Copy&& copy) {
-    copy(config.dwMode, settings.dwMode);
-    copy(config.dwEnableServerLookup, settings.dwEnableServerLookup);
-    copy(config.szBlockCategoryGroups, settings.szBlockCategoryGroups);
-    copy(config.dwEnableCategoryChk, settings.dwEnableCategoryChk);
-    copy(config.dwEnablePharm, settings.dwEnablePharm);
-    copy(config.dwCategoryNonBlock, settings.dwCategoryNonBlock);
-    copy(config.dwPharmingNonBlock, settings.dwPharmingNonBlock);
-    copy(config.dwNotifyAll, settings.dwNotifyAll);
-    copy(config.dwEnableCredibilityChk, settings.dwEnableCredibilityChk);
-    copy(config.dwCredibilityNonBlock, settings.dwCredibilityNonBlock);
-    copy(config.dwUserDefinedCredLevel, settings.dwUserDefinedCredLevel);
-    copy(config.dwUseCredibilityScore, settings.dwUseCredibilityScore);
-    copy(config.dwCredScoreThresHold, settings.dwCredScoreThresHold);
-    copy(config.dwEnablePhishChk, settings.dwEnablePhishChk);
-    copy(config.dwPhishNonBlock, settings.dwPhishNonBlock);
-    copy(config.szBlockPhishCategoryGrps, settings.szBlockPhishCategoryGrps);
-    copy(config.dwEnableWdlDns, settings.dwEnableWdlDns);
-    copy(config.dwEnableWdufeDns, settings.dwEnableWdufeDns);
-}
-
-template <class Proxy, class Settings, class Copy>
-void eachProxyField(Proxy& proxy, Settings& settings, Copy&& copy) {
-    copy(proxy.dwEnableProxy, settings.dwEnableProxy);
-    copy(proxy.szProxyServer, settings.szProxyServer);
-    copy(proxy.dwProxyPort, settings.dwProxyPort);
-    copy(proxy.szProxyUser, settings.szProxyUser);
-    copy(proxy.szProxyPassword, settings.szProxyPassword);
-}
-
 } // namespace
 
 std::int32_t CFuncUrlf::Enable(std::int32_t enable) {
@@ -89,7 +58,7 @@ std::int32_t CFuncUrlf::ConfigRead(WdltUrlfConfig* pConfig) {
     if (status != WDLT_OK)
         return status;
     WdltUrlfConfig config{};
-    eachField(config, *settings, kToCaller);
+    toCaller(kUrlFilterPairs, config, *settings);
     handOver(pConfig, config);
     return WDLT_OK;
 }
@@ -102,7 +71,8 @@ std::int32_t CFuncUrlf::ConfigWrite(const WdltUrlfConfig* pConfig) {
     }
     const WdltUrlfConfig config = copyOf(pConfig);
     return writeOver<WdpeUrlfData>(
-        *this, addressOf(WDLT_CONFIG_URLF_SETTINGS), [&](WdpeUrlfData& stored) { eachField(config, stored, kToStore); },
+        *this, addressOf(WDLT_CONFIG_URLF_SETTINGS),
+        [&](WdpeUrlfData& stored) { toStore(kUrlFilterPairs, config, stored); },
         [](std::int32_t failure) { WDLOG_ERROR("CFuncUrlf::ConfigWrite(): Failed to read config: %d", failure); },
         [](std::int32_t failure) { WDLOG_ERROR("CFuncUrlf::ConfigWrite(): Failed to write data: %d", failure); });
 }
@@ -121,7 +91,7 @@ std::int32_t CFuncUrlf::ProxyRead(WdltUrlfProxy* pProxy) {
     if (status != WDLT_OK)
         return status;
     Wiped<WdltUrlfProxy> proxy;
-    eachProxyField(*proxy, *settings, kToCaller);
+    toCaller(kUrlFilterProxyPairs, *proxy, *settings);
     handOver(pProxy, *proxy);
     return WDLT_OK;
 }
@@ -137,7 +107,7 @@ std::int32_t CFuncUrlf::ProxyWrite(const WdltUrlfProxy* pProxy) {
     std::memcpy(&*proxy, pProxy, sizeof *proxy);
     return writeOver<WdpeUrlfData>(
         *this, addressOf(WDLT_CONFIG_URLF_SETTINGS),
-        [&](WdpeUrlfData& stored) { eachProxyField(*proxy, stored, kToStore); },
+        [&](WdpeUrlfData& stored) { toStore(kUrlFilterProxyPairs, *proxy, stored); },
         [](std::int32_t failure) { WDLOG_ERROR("CFuncUrlf::ProxyWrite(): Failed to read config: %d", failure); },
         [](std::int32_t failure) { WDLOG_ERROR("CFuncUrlf::ProxyWrite(): Failed to write data: %d", failure); });
 }

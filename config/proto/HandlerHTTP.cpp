@@ -41,6 +41,7 @@ constexpr FieldOf<WdphHttp> kRead[] = {
     kMethods,    kBodyMemory, kRequestScan,  kResponseScan, kLineSize,       kHeaderCount,
     kSendOption, kTimeout,    kEnableBuffer, kSendBuffer,   kResponseBuffer, kRequestBuffer,
 };
+static_assert(cover(kRead));
 // The flag goes last, and nothing here writes ReqSockOptSndBuf.
 constexpr FieldOf<WdphHttp> kWritten[] = {
     kMethods, kBodyMemory, kRequestScan,    kResponseScan,  kLineSize,     kHeaderCount,

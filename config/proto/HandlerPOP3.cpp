@@ -17,6 +17,7 @@ constexpr FieldOf<WdphPop3> kValues[] = {
     number(WDLT_IN(WdphPop3, dwIntervalLength), "IntervalLength").namedAsMember(),
     number(WDLT_IN(WdphPop3, dwWaitTime), "WaitTime").namedAsMember(),
 };
+static_assert(cover(kValues));
 
 constexpr ValueReport kReport{
     .readFailed =

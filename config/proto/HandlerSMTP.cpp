@@ -24,6 +24,7 @@ constexpr FieldOf<WdphSmtp> kValues[] = {
         .absent(kDefaultMaxSessionCount)
         .reads(atLeast(1)),
 };
+static_assert(cover(kValues));
 
 constexpr ValueReport kReport{
     .readFailed =

@@ -32,6 +32,7 @@ constexpr FieldOf<WdsmHttpConfig> kManager[] = {
         .writesAndCorrects(atMost(WDLT_MAX_SCAN_SIZE)),
     number(WDLT_IN(WdsmHttpConfig, WdsmHttpNotifyExFlag), "HttpNotifyExFlag").unreadable(0, Told::AsTrace),
 };
+static_assert(cover(kManager));
 
 constexpr DWORD kDefaultWebMailScanSize = 3072;
 constexpr DWORD kDefaultWebMailThreshold = 256;
@@ -44,6 +45,7 @@ constexpr FieldOf<WdsmWebMailData> kWebMail[] = {
         .writes(atMost(WDLT_MAX_SCAN_SIZE))
         .keepingStoresCode(),
 };
+static_assert(cover(kWebMail, WDLT_IN(WdsmWebMailData, dwReserved)));
 
 constexpr DWORD kMaxDecompressSize = 0x10000;
 
@@ -57,6 +59,7 @@ constexpr FieldOf<WdpeHfeData> kFileEvents[] = {
         .writes(orElse(1, kMaxDecompressSize, kMaxDecompressSize))
         .keepingStoresCode(),
 };
+static_assert(cover(kFileEvents));
 
 struct FlagByte {
     std::uint8_t isSet;
@@ -64,6 +67,7 @@ struct FlagByte {
 constexpr FieldOf<FlagByte> kPluginEvent[] = {
     number(WDLT_IN(FlagByte, isSet), "HfeEnablePluginFileEvent").unreadable(0).reads(asFlag()).writes(asFlag()),
 };
+static_assert(cover(kPluginEvent));
 
 constexpr ValueReport kReport = webReport(
     [](const char* name, const char* value) {

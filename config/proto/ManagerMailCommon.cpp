@@ -49,6 +49,7 @@ constexpr FieldOf<WdsmMailConfig> kSettings[] = {
     kDirection,
     number(WDLT_IN(WdsmMailConfig, dwMaxAddressCacheCount), kMaxCount).namedAsMember().absent(kDefaultMaxCount),
 };
+static_assert(cover(kSettings));
 
 constexpr ValueReport kReport{
     .readFailed =

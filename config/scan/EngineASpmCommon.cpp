@@ -27,11 +27,13 @@ constexpr FieldOf<WdpeAspmCommonData> kSettings[] = {
         .reads(kTimeout)
         .writesAndCorrects(kTimeout),
 };
+static_assert(cover(kSettings));
 
 // The backslash at its end is the reader's alone.
 constexpr FieldOf<WdpeAspmRulePath> kRulePath[] = {
     text(WDLT_IN(WdpeAspmRulePath, szRulePath), "RulePath", 259).folder(),
 };
+static_assert(cover(kRulePath, WDLT_IN(WdpeAspmRulePath, byReserved)));
 
 template <class Record, std::size_t Count>
 std::int32_t readRecord(WdchHelper& helper, const FieldOf<Record> (&rows)[Count], void* data) {

@@ -20,6 +20,7 @@ constexpr FieldOf<WdpeHosfData> kSettings[] = {
     number(WDLT_IN(WdpeHosfData, dwNonBlock), "NonBlock"),
     text(WDLT_IN(WdpeHosfData, szExclusionExtensions), "ExclusionExtensions"),
 };
+static_assert(cover(kSettings));
 
 void readFailed(const char* item, std::int32_t status) {
     WDLOG_ERROR("CEngineHosFCommon: Failed to read registry (item=%s, ret=%ld)", item, static_cast<long>(status));

@@ -68,6 +68,7 @@ constexpr FieldOf<WdpeVsData> kValues[] = {
         .unreadable(0, Told::Quietly),
     number(WDLT_IN(WdpeVsData, dwSpywareAction), "SpywareAction").namedAsMember().orDefaults(Told::AsTrace),
 };
+static_assert(cover(kValues));
 constexpr std::span kAllValues(kValues);
 constexpr auto kValuesBeforeAction = kAllValues.first<std::size(kValues) - 1>();
 

@@ -27,6 +27,7 @@ constexpr FieldOf<WdpeSalData> kValues[] = {
     kFlags[2],
     text(WDLT_IN(WdpeSalData, szBlockImages), "BlockImages", 512).unreadable("").withoutTerminator(),
 };
+static_assert(cover(kValues));
 
 constexpr ValueReport kReport{
     .readFailed =

@@ -53,6 +53,7 @@ constexpr FieldOf<WdpeUrlfData> kSettings[] = {
     number(WDLT_IN(WdpeUrlfData, dwEnableWdlDns), "EnableWdlDns").unreadable(1),
     number(WDLT_IN(WdpeUrlfData, dwEnableWdufeDns), "EnableWdufeDns").unreadable(1),
 };
+static_assert(cover(kSettings));
 
 // Read behind the settings. Nothing here writes them.
 constexpr FieldOf<WdpeUrlfFullData> kMoreSettings[] = {
@@ -68,16 +69,19 @@ constexpr FieldOf<WdpeUrlfFullData> kMoreSettings[] = {
     number(WDLT_IN(WdpeUrlfFullData, dwEnableWDUFELog), "EnableWDUFELog"),
     number(WDLT_IN(WdpeUrlfFullData, dwWDUFELogLevel), "WDUFELogLevel"),
 };
+static_assert(cover(kMoreSettings, WDLT_IN(WdpeUrlfFullData, settings)));
 
 constexpr FieldOf<WdpeUrlfDrsData> kDrs[] = {
     number(WDLT_IN(WdpeUrlfDrsData, dwDRSScoreThresHold), "DRSScoreThresHold").unreadable(0),
     number(WDLT_IN(WdpeUrlfDrsData, dwDRSCredBlock), "DRSCredBlock").unreadable(1),
 };
+static_assert(cover(kDrs, WDLT_IN(WdpeUrlfDrsData, full), WDLT_IN(WdpeUrlfDrsData, dwSize)));
 
 constexpr FieldOf<WdpeUrlfRSInfo> kRatingServer[] = {
     sealedText(WDLT_IN(WdpeUrlfRSInfo, szRatingServer), "LookupServer", 256),
     number(WDLT_IN(WdpeUrlfRSInfo, dwRatingPort), "LookupPort").absent(kDefaultPort),
 };
+static_assert(cover(kRatingServer));
 
 constexpr FieldOf<WdpeUrlfUUC> kUntestedUrls[] = {
     number(WDLT_IN(WdpeUrlfUUC, dwEnableUntestedURLChk), "EnableUntestedURLChk")
@@ -90,6 +94,7 @@ constexpr FieldOf<WdpeUrlfUUC> kUntestedUrls[] = {
         .reads(asFlag())
         .writes(asFlag()),
 };
+static_assert(cover(kUntestedUrls));
 
 struct OneNumber {
     std::uint32_t value;

@@ -26,6 +26,7 @@ constexpr FieldOf<WdpeHttpFileScanData> kValues[] = {
         .writes(atMost(WDLT_MAX_SCAN_SIZE)),
     text(WDLT_IN(WdpeHttpFileScanData, szTargetTypes), "TargetTypes").unreadable("7").cut().withoutTerminator(),
 };
+static_assert(cover(kValues, WDLT_IN(WdpeHttpFileScanData, reserved)));
 
 constexpr ValueReport kReport{
     .readFailed =

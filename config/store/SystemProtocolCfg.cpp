@@ -21,6 +21,9 @@ constexpr FieldOf<WdchSystemProtocolHandler> kValues[] = {
     number(WDLT_IN(WdchSystemProtocolHandler, enable), "Enable").namedAsMember().unreadable(0, Told::Quietly),
     text(WDLT_IN(WdchSystemProtocolHandler, scan), "Scan").namedAsMember().unreadable("", Told::Quietly),
 };
+static_assert(cover(kValues, WDLT_IN(WdchSystemProtocolHandler, name),
+                    WDLT_IN(WdchSystemProtocolHandler, dependentScanEngine),
+                    WDLT_IN(WdchSystemProtocolHandler, redirectCount), WDLT_IN(WdchSystemProtocolHandler, redirects)));
 
 constexpr ValueReport kReport{
     .writeFailed = [](const char* field,

@@ -14,6 +14,7 @@ constexpr FieldOf<WdchSystemScan> kValues[] = {
     number(WDLT_IN(WdchSystemScan, enable), "Enable").namedAsMember().unreadable(0, Told::Quietly),
     text(WDLT_IN(WdchSystemScan, logExtension), "LogExtension").namedAsMember().unreadable("", Told::Quietly),
 };
+static_assert(cover(kValues));
 
 constexpr ValueReport kReport{
     .writeFailed = [](const char* field, std::int32_t) { WDLOG_ERROR("WriteConfig WdchSystemScan::%s fails.", field); },

@@ -13,6 +13,7 @@ using namespace wdlt;
 constexpr FieldOf<WdchSystemScanCommon> kValues[] = {
     text(WDLT_IN(WdchSystemScanCommon, filename), "Filename").namedAsMember().unreadable("", Told::Quietly),
 };
+static_assert(cover(kValues));
 
 constexpr ValueReport kReport{
     .writeFailed = [](const char* field,

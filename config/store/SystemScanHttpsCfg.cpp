@@ -18,6 +18,7 @@ constexpr FieldOf<WdltHttpsConfig> kValues[] = {
     text(WDLT_IN(WdltHttpsConfig, UrlFilterAlertFile), "UrlFilterAlertFile"),
     text(WDLT_IN(WdltHttpsConfig, UrlFilterCredAlertFile), "UrlFilterCredAlertFile"),
 };
+static_assert(cover(kValues));
 
 constexpr ValueReport kReport{
     .readFailed =

@@ -1,0 +1,63 @@
+// A field of an exported record and the field of a stored one that it stands for. A family reads and writes its record by
+// a table of these.
+#pragma once
+
+#include "Field.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+#include <type_traits>
+
+namespace wdlt {
+
+template <class Exported, class Stored>
+struct PairOf {
+    std::string_view member; // of both
+    std::uint32_t exportedAt;
+    std::uint32_t storedAt;
+    std::uint32_t exportedBytes;
+    std::uint32_t storedBytes;
+    bool isText; // else a number of one width
+};
+
+namespace detail {
+
+template <class ExportedField, class StoredField>
+constexpr bool arePaired() {
+    if constexpr (std::is_array_v<ExportedField>)
+        return std::is_same_v<std::remove_extent_t<ExportedField>, char> &&
+               std::is_same_v<std::remove_extent_t<StoredField>, char>;
+    return std::is_same_v<ExportedField, StoredField> && std::is_integral_v<ExportedField>;
+}
+
+} // namespace detail
+
+template <class Exported, class ExportedField, class Stored, class StoredField>
+constexpr PairOf<Exported, Stored> pairOf(const Place<Exported, ExportedField>& exported,
+                                          const Place<Stored, StoredField>& stored) {
+    static_assert(detail::arePaired<ExportedField, StoredField>(), "numbers of one type, or two texts");
+    return {exported.member,       exported.offset,     stored.offset,
+            sizeof(ExportedField), sizeof(StoredField), std::is_array_v<ExportedField>};
+}
+// Of the same name in both.
+#define WDLT_PAIR(Exported, Stored, Member) wdlt::pairOf(WDLT_IN(Exported, Member), WDLT_IN(Stored, Member))
+
+// Whether the pairs are all of the exported record, but for fields that come from elsewhere. A field that is forgotten
+// would be lost without a word.
+template <class Exported, class Stored, std::size_t Count, class... Elsewhere>
+constexpr bool coverExported(const PairOf<Exported, Stored> (&pairs)[Count],
+                             const Place<Exported, Elsewhere>&... places) {
+    std::array<bool, sizeof(Exported)> filled{};
+    const auto fill = [&](std::size_t at, std::size_t bytes) {
+        for (std::size_t i = 0; i < bytes; ++i)
+            filled[at + i] = true;
+    };
+    for (const auto& pair : pairs)
+        fill(pair.exportedAt, pair.exportedBytes);
+    (fill(places.offset, sizeof(Elsewhere)), ...);
+    return detail::isFilled(filled);
+}
+
+} // namespace wdlt
