@@ -306,7 +306,7 @@ constexpr bool cover(const FieldOf<Record> (&fields)[Count], const Place<Record,
     };
     for (const Field& field : fields)
         fill(field.offset, field.bytes);
-    (fill(places.offset, sizeof(Elsewhere)), ...);
+    (fill(places.offset, sizeof(Elsewhere)), ...); // NOLINT(bugprone-sizeof-expression): a pointer is a field too
     return detail::isFilled(filled);
 }
 
