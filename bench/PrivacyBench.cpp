@@ -96,10 +96,8 @@ class Workbench {
     }
 
     static std::unique_ptr<CEnginePDPCommon> helper() {
-        auto made = std::make_unique<CEnginePDPCommon>();
-        made->scan = WDLT_SCAN_PRIVACY;
-        made->store = std::make_unique<CRegistryIO>();
-        return made;
+        const HelperAddress address{WDLT_PROTOCOL_COMMON, WDLT_SCAN_PRIVACY, WDLT_INPUT_NONE};
+        return std::make_unique<CEnginePDPCommon>(address, std::make_unique<CRegistryIO>());
     }
     void write(std::uint32_t charSets) const {
         PrivacyControlData control{charSets, 0, WDLT_CHARSET_UTF_8, 0, 0, kItems, kItems, "pdp.db", "pdp.bak"};
