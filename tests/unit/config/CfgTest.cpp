@@ -134,21 +134,18 @@ TEST(ActionEvent, AnAnswerThatMayBeAnothersIsNotBelieved) {
             EXPECT_EQ(c.isKilled ? first.kill() : first.wait(), c.isKilled ? Child::kSignal + SIGKILL : 0);
         }
         const TimeScale patient("0.05");
-        std::atomic<bool> isOver{false};
-        std::thread service([&] {
+        Child service([&] {
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
             if (c.isHeard)
                 answer(7); // to the first, before it takes the next
-            while (objects.hears() && !isOver) {
+            while (objects.hears()) {
                 std::this_thread::sleep_for(std::chrono::milliseconds(5));
                 answer(0);
             }
+            return 0;
         });
         const std::int32_t status = ask();
         EXPECT_TRUE(status == 0 || (status == WDLT_E_GENERAL && ask() == 0)) << status;
-        isOver = true;
-        objects.request();
-        service.join();
     }
 }
 
