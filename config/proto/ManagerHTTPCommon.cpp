@@ -1,5 +1,6 @@
 #include "ManagerHTTPCommon.h"
 
+#include "ConfigTypes.h"
 #include "ValueMap.h"
 #include "WdCommon/DebugLog.h"
 #include "WebReport.h"
@@ -10,7 +11,6 @@
 
 #include <cstddef>
 #include <cstring>
-#include <iterator>
 
 namespace {
 
@@ -79,7 +79,7 @@ template <class Record, std::size_t Count>
 Record recordOf(const FieldOf<Record> (&)[Count]);
 
 template <auto& Rows>
-std::int32_t readTable(WdchHelper& helper, void* data, const std::uint64_t* size) {
+std::int32_t readTable(WdchHelper& helper, void* data, std::uint64_t* size) {
     using Record = decltype(recordOf(Rows));
     if (data == nullptr || *size != sizeof(Record))
         return WDLT_E_INVALID_ARGUMENT;
@@ -97,7 +97,7 @@ std::int32_t writeTable(WdchHelper& helper, void* data, std::uint64_t size) {
     return writeValues({helper, kReport}, Rows, *record);
 }
 
-std::int32_t readManager(WdchHelper& helper, void* data, const std::uint64_t* size) {
+std::int32_t readManager(WdchHelper& helper, void* data, std::uint64_t* size) {
     const std::int32_t status = readTable<kManager>(helper, data, size);
     if (status != WDLT_OK)
         return status;
@@ -107,33 +107,29 @@ std::int32_t readManager(WdchHelper& helper, void* data, const std::uint64_t* si
     return WDLT_OK;
 }
 
-struct Input {
-    std::int32_t (*read)(WdchHelper& helper, void* data, const std::uint64_t* size);
-    std::int32_t (*write)(WdchHelper& helper, void* data, std::uint64_t size);
-};
-
-// By config type.
-constexpr Input kInputs[] = {
-    {readManager, writeTable<kManager>},                 // WDLT_CONFIG_DEFAULT
-    {readTable<kWebMail>, writeTable<kWebMail>},         // WDLT_CONFIG_HTTP_WEB_MAIL
-    {readTable<kFileEvents>, writeTable<kFileEvents>},   // _FILE_EVENTS
-    {readTable<kPluginEvent>, writeTable<kPluginEvent>}, // _PLUGIN_EVENT
+constexpr ConfigType kTypes[] = {
+    {WDLT_CONFIG_DEFAULT, readManager, writeTable<kManager>},
+    {WDLT_CONFIG_HTTP_WEB_MAIL, readTable<kWebMail>, writeTable<kWebMail>},
+    {WDLT_CONFIG_HTTP_FILE_EVENTS, readTable<kFileEvents>, writeTable<kFileEvents>},
+    {WDLT_CONFIG_HTTP_PLUGIN_EVENT, readTable<kPluginEvent>, writeTable<kPluginEvent>},
 };
 
 } // namespace
 
 std::int32_t CManagerHTTPCommon::ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) {
-    if (configType >= std::size(kInputs)) {
+    const ConfigType* const found = findConfigType(kTypes, configType);
+    if (found == nullptr) {
         WDLOG_ERROR("[WdltCfg.dll] ReadConfig invalid input : pInput=0x%x", static_cast<std::uint32_t>(configType));
         return WDLT_E_INVALID_ARGUMENT;
     }
-    return kInputs[configType].read(*this, data, size);
+    return found->read(*this, data, size);
 }
 
 std::int32_t CManagerHTTPCommon::WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) {
-    if (configType >= std::size(kInputs)) {
+    const ConfigType* const found = findConfigType(kTypes, configType);
+    if (found == nullptr) {
         WDLOG_ERROR("[WdltCfg.dll] WriteConfig invalid input : pInput=0x%x", static_cast<std::uint32_t>(configType));
         return WDLT_E_INVALID_ARGUMENT;
     }
-    return kInputs[configType].write(*this, data, size);
+    return found->write(*this, data, size);
 }

@@ -1,5 +1,6 @@
 #include "EngineUrlFCommon.h"
 
+#include "ConfigTypes.h"
 #include "ListFile.h"
 #include "SettingsCipher.h"
 #include "UrlCategoryDB.h"
@@ -390,28 +391,22 @@ std::int32_t readLogIndex(WdchHelper& helper, void* data, std::uint64_t* size) {
     return status;
 }
 
-struct Input {
-    std::int32_t (*read)(WdchHelper& helper, void* data, std::uint64_t* size);
-    std::int32_t (*write)(WdchHelper& helper, void* data, std::uint64_t size); // null: can only be read
-};
-
-// By config type.
-constexpr Input kInputs[] = {
-    {readTable<kSettings>, writeTable<kSettings>},         // WDLT_CONFIG_URLF_SETTINGS
-    {readUrlList, writeUrlList},                           // _LIST
-    {readCategories, writeRatingServer},                   // _CATEGORIES
-    {readCategoryGroups, writeRatingServer},               // _CATEGORY_GROUPS
-    {readFull, writeRatingServer},                         // _FULL
-    {readLogIndex, writeRatingServer},                     // _LOG_INDEX
-    {readQuery, nullptr},                                  // _QUERY
-    {readDrs, writeRatingServer},                          // _DRS
-    {readExtraHeader, writeExtraHeader},                   // _EXTRA_HEADER
-    {readTable<kRatingServer>, writeRatingServer},         // _RS_INFO
-    {readTable<kUntestedUrls>, writeTable<kUntestedUrls>}, // _UUC
-    {readTable<kBackupRetry>, writeTable<kBackupRetry>},
-    {readTable<kSocketFamily>, writeTable<kSocketFamily>},
-    {readGuid, writeGuid},
-    {readTable<kCacheFile>, nullptr},
+constexpr ConfigType kTypes[] = {
+    {WDLT_CONFIG_URLF_SETTINGS, readTable<kSettings>, writeTable<kSettings>},
+    {WDLT_CONFIG_URLF_LIST, readUrlList, writeUrlList},
+    {WDLT_CONFIG_URLF_CATEGORIES, readCategories, writeRatingServer},
+    {WDLT_CONFIG_URLF_CATEGORY_GROUPS, readCategoryGroups, writeRatingServer},
+    {WDLT_CONFIG_URLF_FULL, readFull, writeRatingServer},
+    {WDLT_CONFIG_URLF_LOG_INDEX, readLogIndex, writeRatingServer},
+    {WDLT_CONFIG_URLF_QUERY, readQuery, nullptr},
+    {WDLT_CONFIG_URLF_DRS, readDrs, writeRatingServer},
+    {WDLT_CONFIG_URLF_EXTRA_HEADER, readExtraHeader, writeExtraHeader},
+    {WDLT_CONFIG_URLF_RS_INFO, readTable<kRatingServer>, writeRatingServer},
+    {WDLT_CONFIG_URLF_UUC, readTable<kUntestedUrls>, writeTable<kUntestedUrls>},
+    {WDLT_CONFIG_URLF_BACKUP_RETRY, readTable<kBackupRetry>, writeTable<kBackupRetry>},
+    {WDLT_CONFIG_URLF_SOCKET_FAMILY, readTable<kSocketFamily>, writeTable<kSocketFamily>},
+    {WDLT_CONFIG_URLF_QXN_GUID, readGuid, writeGuid},
+    {WDLT_CONFIG_URLF_CACHE_FILE, readTable<kCacheFile>, nullptr},
 };
 
 } // namespace
@@ -419,19 +414,21 @@ constexpr Input kInputs[] = {
 std::int32_t CEngineUrlFCommon::ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) {
     if (data == nullptr)
         return WDLT_E_INVALID_ARGUMENT;
-    if (configType >= std::size(kInputs)) {
+    const ConfigType* const found = findConfigType(kTypes, configType);
+    if (found == nullptr) {
         WDLOG_ERROR("CEngineUrlFCommon::ReadConfig(): invalid value (dwInput=%ld)", static_cast<long>(configType));
         return WDLT_E_INVALID_ARGUMENT;
     }
-    return kInputs[configType].read(*this, data, size);
+    return found->read(*this, data, size);
 }
 
 std::int32_t CEngineUrlFCommon::WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) {
     if (data == nullptr)
         return WDLT_E_INVALID_ARGUMENT;
-    if (configType >= std::size(kInputs) || kInputs[configType].write == nullptr) {
+    const ConfigType* const found = findConfigType(kTypes, configType);
+    if (found == nullptr || found->write == nullptr) {
         WDLOG_ERROR("CEngineUrlFCommon::WriteConfig(): invalid value (dwInput=%ld)", static_cast<long>(configType));
         return WDLT_E_INVALID_ARGUMENT;
     }
-    return kInputs[configType].write(*this, data, size);
+    return found->write(*this, data, size);
 }
