@@ -278,36 +278,40 @@ constexpr FieldOf<Record> nameList(const Place<Record, Member>& place, const cha
     return field;
 }
 
-namespace detail {
-
-// Whether every byte belongs to a field, but for fewer than four before a multiple of four: padding.
+// The bytes of a record that belong to some field.
 template <std::size_t Bytes>
-constexpr bool isFilled(const std::array<bool, Bytes>& filled) {
-    for (std::size_t at = 0; at < Bytes; ++at) {
-        std::size_t end = at;
-        while (end < Bytes && !filled[end])
-            ++end;
-        if (end - at > 3 || (end != at && end % 4 != 0))
-            return false;
-        at = end;
+class Coverage {
+  public:
+    constexpr void add(std::size_t at, std::size_t bytes) {
+        for (std::size_t i = 0; i < bytes; ++i)
+            m_filled[at + i] = true;
     }
-    return true;
-}
+    // All, but for fewer than four before a multiple of four: padding.
+    constexpr bool isWhole() const {
+        for (std::size_t at = 0; at < Bytes; ++at) {
+            std::size_t end = at;
+            while (end < Bytes && !m_filled[end])
+                ++end;
+            if (end - at > 3 || (end != at && end % 4 != 0))
+                return false;
+            at = end;
+        }
+        return true;
+    }
 
-} // namespace detail
+  private:
+    std::array<bool, Bytes> m_filled{};
+};
 
 // Whether the rows are all of the record, but for fields that no value of their own stands for.
 template <class Record, std::size_t Count, class... Elsewhere>
 constexpr bool cover(const FieldOf<Record> (&fields)[Count], const Place<Record, Elsewhere>&... places) {
-    std::array<bool, sizeof(Record)> filled{};
-    const auto fill = [&](std::size_t at, std::size_t bytes) {
-        for (std::size_t i = 0; i < bytes; ++i)
-            filled[at + i] = true;
-    };
+    Coverage<sizeof(Record)> coverage;
     for (const Field& field : fields)
-        fill(field.offset, field.bytes);
-    (fill(places.offset, sizeof(Elsewhere)), ...); // NOLINT(bugprone-sizeof-expression): a pointer is a field too
-    return detail::isFilled(filled);
+        coverage.add(field.offset, field.bytes);
+    (coverage.add(places.offset, sizeof(Elsewhere)),
+     ...); // NOLINT(bugprone-sizeof-expression): a pointer is a field too
+    return coverage.isWhole();
 }
 
 } // namespace wdlt

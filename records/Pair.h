@@ -4,7 +4,6 @@
 
 #include "Field.h"
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -49,15 +48,11 @@ constexpr PairOf<Exported, Stored> pairOf(const Place<Exported, ExportedField>& 
 template <class Exported, class Stored, std::size_t Count, class... Elsewhere>
 constexpr bool coverExported(const PairOf<Exported, Stored> (&pairs)[Count],
                              const Place<Exported, Elsewhere>&... places) {
-    std::array<bool, sizeof(Exported)> filled{};
-    const auto fill = [&](std::size_t at, std::size_t bytes) {
-        for (std::size_t i = 0; i < bytes; ++i)
-            filled[at + i] = true;
-    };
+    Coverage<sizeof(Exported)> coverage;
     for (const auto& pair : pairs)
-        fill(pair.exportedAt, pair.exportedBytes);
-    (fill(places.offset, sizeof(Elsewhere)), ...);
-    return detail::isFilled(filled);
+        coverage.add(pair.exportedAt, pair.exportedBytes);
+    (coverage.add(places.offset, sizeof(Elsewhere)), ...);
+    return coverage.isWhole();
 }
 
 } // namespace wdlt

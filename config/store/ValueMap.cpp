@@ -37,7 +37,7 @@ std::span<char> textIn(const Field& row, void* record) {
 
 void takeNumber(const ValueAccess& access, const Field& row, void* record, DWORD stored) {
     const DWORD number = row.onRead(stored);
-    if (number != stored && row.isToldWhenCorrected)
+    if (number != stored && row.isToldWhenCorrected && access.report.corrected != nullptr)
         access.report.corrected(readName(row), stored);
     putNumber(row, record, number);
 }
