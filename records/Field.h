@@ -309,8 +309,8 @@ constexpr bool cover(const FieldOf<Record> (&fields)[Count], const Place<Record,
     Coverage<sizeof(Record)> coverage;
     for (const Field& field : fields)
         coverage.add(field.offset, field.bytes);
-    (coverage.add(places.offset, sizeof(Elsewhere)),
-     ...); // NOLINT(bugprone-sizeof-expression): a pointer is a field too
+    // NOLINTNEXTLINE(bugprone-sizeof-expression): a pointer is a field too
+    (coverage.add(places.offset, sizeof(Elsewhere)), ...);
     return coverage.isWhole();
 }
 
