@@ -1,11 +1,11 @@
 // One field of a record as data: where it lies in the record, which registry value it is stored as, what is made of a
-// number that isn't legal, what stands for a value that can't be read, and what people are told of it. The helpers read
-// and write by these rows, the tools show, check and document them. Rows are constants; each word behind `number`,
-// `text`, `sealedText` or `nameList` gives the row with one thing changed.
+// number that isn't legal, what stands for a value that can't be read, what a fresh installation has, and what people
+// are told of it. The helpers read and write by these rows, the tools show, check and document them. Rows are constants;
+// each word behind `number`, `text`, `sealedText` or `nameList` gives the row with one thing changed.
 //
 //     constexpr FieldOf<WdphSmtp> kSmtpFields[] = {
-//         number(WDLT_IN(WdphSmtp, dwLimitSize), "LimitSize").reads(atMost(WDLT_MAX_SCAN_SIZE)),
-//         number(WDLT_IN(WdphSmtp, dwMaxSessionCount), "MaxSessionCount").absent(100).reads(atLeast(1)),
+//         number(WDLT_IN(WdphSmtp, dwLimitSize), "LimitSize").reads(atMost(WDLT_MAX_SCAN_SIZE)).fresh(5120),
+//         number(WDLT_IN(WdphSmtp, dwMaxSessionCount), "MaxSessionCount").absent(100).reads(atLeast(1)).fresh(100),
 //     };
 //
 // Unless a row says otherwise a failed read ends the record there with an error line, numbers pass unchanged, and a text
@@ -116,6 +116,18 @@ struct Field {
     bool isCut = false;      // a stored text that is too long is cut to the field instead of failing
     bool isReadOnly = false; // no write of the record touches the value
     bool keepsStoresCode = false; // a failing write gives the store's code even where the helper has one of its own
+
+    // For people.
+    const char* help = ""; // one line; of a flag what 1 means
+    const char* unit = ""; // of a number, where it has one
+    bool isFlag = false;
+    bool isSecret = false;           // shown only when it is asked for
+    bool isKept = false;             // tools leave it as it is, whatever a write of the record would do
+    std::uint32_t least = 0;         // what the tools take
+    std::uint32_t most = UINT32_MAX; // likewise
+    bool hasFresh = false;           // a fresh installation has the value
+    std::uint32_t freshNumber = 0;   // and this in it
+    std::string_view freshText;      // likewise; of a sealed text always empty
 };
 
 // Where a member lies: what the makers below take.
@@ -217,6 +229,45 @@ struct FieldOf : Field {
         return with([=](FieldOf& field) { field.lineNameOnWrite = content; });
     }
 
+    constexpr FieldOf is(const char* content) const {
+        return with([=](FieldOf& field) { field.help = content; });
+    }
+    // A number of which only 0 and 1 mean anything: `content` is what 1 does.
+    constexpr FieldOf flag(const char* content) const {
+        return with([=](FieldOf& field) {
+            field.help = content;
+            field.isFlag = true;
+            field.most = 1;
+        });
+    }
+    constexpr FieldOf in(const char* content) const {
+        return with([=](FieldOf& field) { field.unit = content; });
+    }
+    constexpr FieldOf secret() const {
+        return with([](FieldOf& field) { field.isSecret = true; });
+    }
+    constexpr FieldOf kept() const {
+        return with([](FieldOf& field) { field.isKept = true; });
+    }
+    constexpr FieldOf takes(std::uint32_t low, std::uint32_t high) const {
+        return with([=](FieldOf& field) {
+            field.least = low;
+            field.most = high;
+        });
+    }
+    constexpr FieldOf fresh(std::uint32_t content) const {
+        return with([=](FieldOf& field) {
+            field.hasFresh = true;
+            field.freshNumber = content;
+        });
+    }
+    constexpr FieldOf fresh(std::string_view content) const {
+        return with([=](FieldOf& field) {
+            field.hasFresh = true;
+            field.freshText = content;
+        });
+    }
+
   private:
     template <class Change>
     constexpr FieldOf with(Change&& change) const {
@@ -234,6 +285,7 @@ constexpr FieldOf<Record> number(const Place<Record, Member>& place, const char*
     field.member = place.member;
     field.offset = place.offset;
     field.bytes = sizeof(Member);
+    field.isSigned = std::is_signed_v<Member>;
     field.value = value;
     return field;
 }
@@ -276,6 +328,43 @@ constexpr FieldOf<Record> nameList(const Place<Record, Member>& place, const cha
     field.value = value;
     field.limit = kNameListLimit;
     return field;
+}
+
+// Which a record has for its readers only.
+template <class Record, class Member, class Count>
+constexpr FieldOf<Record> numberList(const Place<Record, Member>& place, const Place<Record, Count>& count) {
+    static_assert(std::is_same_v<std::remove_extent_t<Member>, std::uint32_t> && std::is_same_v<Count, std::uint32_t> &&
+                  std::extent_v<Member> > 0);
+    FieldOf<Record> field;
+    field.member = place.member;
+    field.offset = place.offset;
+    field.bytes = sizeof(Member);
+    field.countOffset = count.offset;
+    field.kind = FieldKind::NumberList;
+    field.isReadOnly = true;
+    return field;
+}
+
+// The row of a table for a member; one that isn't there doesn't compile.
+template <class Record, std::size_t Count, class Member>
+consteval FieldOf<Record> rowOf(const FieldOf<Record> (&fields)[Count], const Place<Record, Member>& place) {
+    for (const FieldOf<Record>& field : fields)
+        if (field.offset == place.offset)
+            return field;
+    throw "no such row";
+}
+
+// The same rows with one of them last, for a record that is written in another order than it is read.
+template <class Record, std::size_t Count, class Member>
+consteval std::array<FieldOf<Record>, Count> withLast(const FieldOf<Record> (&fields)[Count],
+                                                      const Place<Record, Member>& place) {
+    std::array<FieldOf<Record>, Count> rows{};
+    std::size_t next = 0;
+    for (const FieldOf<Record>& field : fields)
+        if (field.offset != place.offset)
+            rows[next++] = field;
+    rows[Count - 1] = rowOf(fields, place);
+    return rows;
 }
 
 // The bytes of a record that belong to some field.

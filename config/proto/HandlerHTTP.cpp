@@ -2,6 +2,7 @@
 
 #include "ValueMap.h"
 #include "WdCommon/DebugLog.h"
+#include "WebRecords.h"
 #include "WebReport.h"
 
 #include <wdltcfg/records.h>
@@ -11,42 +12,8 @@ namespace {
 
 using namespace wdlt;
 
-constexpr DWORD kMaxReceiveTimeout = 600;
-constexpr DWORD kDefaultSendBuffer = 2048;
-constexpr DWORD kDefaultResponseBuffer = 8192;
-constexpr DWORD kDefaultRequestBuffer = 1024;
-
-constexpr auto kMethods = nameList(WDLT_IN(WdphHttp, szTargetRequestMethods), "TargetRequestMethods");
-constexpr auto kBodyMemory = number(WDLT_IN(WdphHttp, dwMessageBodyMemorySizeLimit), "MessageBodyMemorySizeLimit");
-constexpr auto kRequestScan = number(WDLT_IN(WdphHttp, dwMaxRequestBodyScanSize), "MaxRequestBodyScanSize");
-constexpr auto kResponseScan = number(WDLT_IN(WdphHttp, dwMaxResponseBodyScanSize), "MaxResponseBodyScanSize");
-constexpr auto kLineSize = number(WDLT_IN(WdphHttp, dwMaxLineSize), "MaxLineSize");
-constexpr auto kHeaderCount = number(WDLT_IN(WdphHttp, dwMaxHeaderCount), "MaxHeaderCount");
-constexpr auto kSendOption = number(WDLT_IN(WdphHttp, dwReqSockOptSndBuf), "ReqSockOptSndBuf").absent(0);
-constexpr auto kTimeout = number(WDLT_IN(WdphHttp, dwReceiveTimeout), "ReceiveTimeout")
-                              .absent(0)
-                              .reads(orElse(0, kMaxReceiveTimeout, 0))
-                              .toldWhenCorrected()
-                              .writesAndCorrects(orElse(0, kMaxReceiveTimeout, 0));
-constexpr auto kEnableBuffer =
-    number(WDLT_IN(WdphHttp, dwEnableRequestSndBuf), "EnableRequestSndBuf").absent(1).writesAndCorrects(asFlag());
-constexpr auto kSendBuffer = number(WDLT_IN(WdphHttp, dwSockSendBufSize), "SockSendBufSize").absent(kDefaultSendBuffer);
-constexpr auto kResponseBuffer =
-    number(WDLT_IN(WdphHttp, dwSockResponseBufSize), "SockResponseBufSize").absent(kDefaultResponseBuffer);
-constexpr auto kRequestBuffer =
-    number(WDLT_IN(WdphHttp, dwSockRequestBufSize), "SockRequestBufSize").absent(kDefaultRequestBuffer);
-
-// The record's order.
-constexpr FieldOf<WdphHttp> kRead[] = {
-    kMethods,    kBodyMemory, kRequestScan,  kResponseScan, kLineSize,       kHeaderCount,
-    kSendOption, kTimeout,    kEnableBuffer, kSendBuffer,   kResponseBuffer, kRequestBuffer,
-};
-static_assert(cover(kRead));
-// The flag goes last, and nothing here writes ReqSockOptSndBuf.
-constexpr FieldOf<WdphHttp> kWritten[] = {
-    kMethods, kBodyMemory, kRequestScan,    kResponseScan,  kLineSize,     kHeaderCount,
-    kTimeout, kSendBuffer, kResponseBuffer, kRequestBuffer, kEnableBuffer,
-};
+// The flag goes last.
+constexpr auto kWritten = withLast(kHttpFields, WDLT_IN(WdphHttp, dwEnableRequestSndBuf));
 
 constexpr ValueReport kReport = webReport(
     [](const char* name, const char* value) {
@@ -63,7 +30,7 @@ std::int32_t CHandlerHTTP::ReadConfig(std::uint64_t, void* data, std::uint64_t* 
         return WDLT_E_INVALID_ARGUMENT;
     CallersRecord<WdphHttp> record(data);
     record.clear();
-    return readValues({*this, kReport}, kRead, *record);
+    return readValues({*this, kReport}, kHttpFields, *record);
 }
 
 std::int32_t CHandlerHTTP::WriteConfig(std::uint64_t, void* data, std::uint64_t size) {

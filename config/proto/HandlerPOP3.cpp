@@ -2,6 +2,7 @@
 
 #include "FixedRecord.h"
 #include "MailHandler.h"
+#include "MailRecords.h"
 #include "ValueMap.h"
 #include "WdCommon/DebugLog.h"
 
@@ -10,14 +11,6 @@
 namespace {
 
 using namespace wdlt;
-
-// In the order of reading and writing.
-constexpr FieldOf<WdphPop3> kValues[] = {
-    mailLimitSize(WDLT_IN(WdphPop3, dwLimitSize)),
-    number(WDLT_IN(WdphPop3, dwIntervalLength), "IntervalLength").namedAsMember(),
-    number(WDLT_IN(WdphPop3, dwWaitTime), "WaitTime").namedAsMember(),
-};
-static_assert(cover(kValues));
 
 constexpr ValueReport kReport{
     .readFailed =
@@ -33,9 +26,9 @@ constexpr ValueReport kReport{
 // The size comes first: WDLT_E_BUFFER_SIZE tells it also to a caller without data, and only then is that
 // WDLT_E_GENERAL.
 std::int32_t CHandlerPOP3::ReadConfig(std::uint64_t, void* data, std::uint64_t* size) {
-    return readFixedRecord({*this, kReport}, kValues, data, size);
+    return readFixedRecord({*this, kReport}, kPop3Fields, data, size);
 }
 
 std::int32_t CHandlerPOP3::WriteConfig(std::uint64_t, void* data, std::uint64_t size) {
-    return writeMailHandler({*this, kReport}, kValues, data, size);
+    return writeMailHandler({*this, kReport}, kPop3Fields, data, size);
 }

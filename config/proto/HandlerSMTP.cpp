@@ -2,6 +2,7 @@
 
 #include "FixedRecord.h"
 #include "MailHandler.h"
+#include "MailRecords.h"
 #include "ValueMap.h"
 #include "WdCommon/DebugLog.h"
 
@@ -11,20 +12,6 @@
 namespace {
 
 using namespace wdlt;
-
-constexpr DWORD kDefaultMaxSessionCount = 100;
-
-// In the order of reading and writing.
-constexpr FieldOf<WdphSmtp> kValues[] = {
-    mailLimitSize(WDLT_IN(WdphSmtp, dwLimitSize)),
-    number(WDLT_IN(WdphSmtp, dwIntervalLength), "IntervalLength").namedAsMember(),
-    number(WDLT_IN(WdphSmtp, dwWaitTime), "WaitTime").namedAsMember(),
-    number(WDLT_IN(WdphSmtp, dwMaxSessionCount), "MaxSessionCount")
-        .namedAsMember()
-        .absent(kDefaultMaxSessionCount)
-        .reads(atLeast(1)),
-};
-static_assert(cover(kValues));
 
 constexpr ValueReport kReport{
     .readFailed =
@@ -42,9 +29,9 @@ constexpr ValueReport kReport{
 std::int32_t CHandlerSMTP::ReadConfig(std::uint64_t, void* data, std::uint64_t* size) {
     if (data == nullptr)
         return WDLT_E_INVALID_ARGUMENT;
-    return readFixedRecord({*this, kReport}, kValues, data, size);
+    return readFixedRecord({*this, kReport}, kSmtpFields, data, size);
 }
 
 std::int32_t CHandlerSMTP::WriteConfig(std::uint64_t, void* data, std::uint64_t size) {
-    return writeMailHandler({*this, kReport}, kValues, data, size);
+    return writeMailHandler({*this, kReport}, kSmtpFields, data, size);
 }

@@ -13,12 +13,6 @@
 
 namespace wdlt {
 
-// What is stored may be larger; nothing larger is ever given back.
-template <class Record>
-constexpr FieldOf<Record> mailLimitSize(const Place<Record, std::uint32_t>& place) {
-    return number(place, "LimitSize").namedAsMember().reads(atMost(WDLT_MAX_SCAN_SIZE));
-}
-
 // WDLT_E_INVALID_ARGUMENT for anything but a whole record.
 template <class Record, std::size_t Count>
 std::int32_t writeMailHandler(const ValueAccess& access, const FieldOf<Record> (&rows)[Count], void* data,

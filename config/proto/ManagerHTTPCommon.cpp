@@ -3,6 +3,7 @@
 #include "ConfigTypes.h"
 #include "ValueMap.h"
 #include "WdCommon/DebugLog.h"
+#include "WebRecords.h"
 #include "WebReport.h"
 
 #include <wdltcfg/addresses.h>
@@ -15,59 +16,6 @@
 namespace {
 
 using namespace wdlt;
-
-constexpr DWORD kFileNameLimit = 256;
-
-// Each in the order of reading and writing.
-constexpr FieldOf<WdsmHttpConfig> kManager[] = {
-    text(WDLT_IN(WdsmHttpConfig, szUrlHistoryFile), "UrlHistoryFile", kFileNameLimit).fileName(),
-    number(WDLT_IN(WdsmHttpConfig, dwMaxUrlHistoryCount), "MaxUrlHistoryCount"),
-    nameList(WDLT_IN(WdsmHttpConfig, szExclusionExtensions), "ExclusionExtensions"),
-    text(WDLT_IN(WdsmHttpConfig, szUrlFilterAlertFile), "UrlFilterAlertFile", kFileNameLimit).fileName(),
-    text(WDLT_IN(WdsmHttpConfig, szUrlFilterCredAlertFile), "UrlFilterCredAlertFile", kFileNameLimit).fileName(),
-    text(WDLT_IN(WdsmHttpConfig, szHostFilterAlertFile), "HostFilterAlertFile", kFileNameLimit).fileName(),
-    text(WDLT_IN(WdsmHttpConfig, szHostFilterErrorFile), "HostFilterErrorFile", kFileNameLimit).fileName(),
-    text(WDLT_IN(WdsmHttpConfig, szPrivacyDataAlertFile), "PrivacyDataAlertFile", kFileNameLimit).fileName(),
-    number(WDLT_IN(WdsmHttpConfig, dwMaxWebMailScanSize), "MaxWebMailScanSize")
-        .writesAndCorrects(atMost(WDLT_MAX_SCAN_SIZE)),
-    number(WDLT_IN(WdsmHttpConfig, WdsmHttpNotifyExFlag), "HttpNotifyExFlag").unreadable(0, Told::AsTrace),
-};
-static_assert(cover(kManager));
-
-constexpr DWORD kDefaultWebMailScanSize = 3072;
-constexpr DWORD kDefaultWebMailThreshold = 256;
-constexpr FieldOf<WdsmWebMailData> kWebMail[] = {
-    number(WDLT_IN(WdsmWebMailData, dwMaxWebMailScanSize), "MaxWebMailScanSize")
-        .unreadable(kDefaultWebMailScanSize)
-        .writes(atMost(WDLT_MAX_SCAN_SIZE)),
-    number(WDLT_IN(WdsmWebMailData, dwWebMailActionSizeThreshold), "WebMailActionSizeThreshold")
-        .unreadable(kDefaultWebMailThreshold)
-        .writes(atMost(WDLT_MAX_SCAN_SIZE))
-        .keepingStoresCode(),
-};
-static_assert(cover(kWebMail, WDLT_IN(WdsmWebMailData, dwReserved)));
-
-constexpr DWORD kMaxDecompressSize = 0x10000;
-
-// A size of 0 is as good as unreadable; anything else passes, even what a write would not store.
-constexpr FieldOf<WdpeHfeData> kFileEvents[] = {
-    number(WDLT_IN(WdpeHfeData, dwHfeTargetMethod), "HfeTargetMethod").unreadable(1),
-    number(WDLT_IN(WdpeHfeData, dwHfeMaxDecompressSize), "HfeMaxDecompressSize")
-        .unreadable(kMaxDecompressSize)
-        .reads(orElse(1, UINT32_MAX, kMaxDecompressSize))
-        .toldWhenCorrected()
-        .writes(orElse(1, kMaxDecompressSize, kMaxDecompressSize))
-        .keepingStoresCode(),
-};
-static_assert(cover(kFileEvents));
-
-struct FlagByte {
-    std::uint8_t isSet;
-};
-constexpr FieldOf<FlagByte> kPluginEvent[] = {
-    number(WDLT_IN(FlagByte, isSet), "HfeEnablePluginFileEvent").unreadable(0).reads(asFlag()).writes(asFlag()),
-};
-static_assert(cover(kPluginEvent));
 
 constexpr ValueReport kReport = webReport(
     [](const char* name, const char* value) {
@@ -98,7 +46,7 @@ std::int32_t writeTable(WdchHelper& helper, void* data, std::uint64_t size) {
 }
 
 std::int32_t readManager(WdchHelper& helper, void* data, std::uint64_t* size) {
-    const std::int32_t status = readTable<kManager>(helper, data, size);
+    const std::int32_t status = readTable<kHttpManagerFields>(helper, data, size);
     if (status != WDLT_OK)
         return status;
     std::uint32_t flag = 0;
@@ -108,10 +56,10 @@ std::int32_t readManager(WdchHelper& helper, void* data, std::uint64_t* size) {
 }
 
 constexpr ConfigType kTypes[] = {
-    {WDLT_CONFIG_DEFAULT, readManager, writeTable<kManager>},
-    {WDLT_CONFIG_HTTP_WEB_MAIL, readTable<kWebMail>, writeTable<kWebMail>},
-    {WDLT_CONFIG_HTTP_FILE_EVENTS, readTable<kFileEvents>, writeTable<kFileEvents>},
-    {WDLT_CONFIG_HTTP_PLUGIN_EVENT, readTable<kPluginEvent>, writeTable<kPluginEvent>},
+    {WDLT_CONFIG_DEFAULT, readManager, writeTable<kHttpManagerFields>},
+    {WDLT_CONFIG_HTTP_WEB_MAIL, readTable<kWebMailFields>, writeTable<kWebMailFields>},
+    {WDLT_CONFIG_HTTP_FILE_EVENTS, readTable<kFileEventsFields>, writeTable<kFileEventsFields>},
+    {WDLT_CONFIG_HTTP_PLUGIN_EVENT, readTable<kPluginEventFields>, writeTable<kPluginEventFields>},
 };
 
 } // namespace

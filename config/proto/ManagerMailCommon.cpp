@@ -1,6 +1,7 @@
 #include "ManagerMailCommon.h"
 
 #include "ListBuffer.h"
+#include "MailRecords.h"
 #include "Rijndael.h"
 #include "SealedField.h"
 #include "StoreFile.h"
@@ -21,35 +22,8 @@ namespace {
 
 using namespace wdlt;
 
-constexpr DWORD kDefaultMaxCount = 100;
-constexpr const char* kMaxCount = "MaxAddressCacheCount";
-
-constexpr auto kDirection =
-    number(WDLT_IN(WdsmMailConfig, dwAddressCacheDirection), "AddressCacheDirection").namedAsMember().absent(0);
-
-// In the order of reading. Of all of them only the direction is ever written here.
-constexpr FieldOf<WdsmMailConfig> kSettings[] = {
-    number(WDLT_IN(WdsmMailConfig, dwBytesPerEntHdr), "BytesPerEntHdr").namedAsMember(),
-    number(WDLT_IN(WdsmMailConfig, dwExtlactLvlPerMsg), "ExtlactLvlPerMsg").namedAsMember(),
-    number(WDLT_IN(WdsmMailConfig, dwEntPerMsg), "EntPerMsg").namedAsMember(),
-    number(WDLT_IN(WdsmMailConfig, dwParamPerHdrField), "ParamPerHdrField").namedAsMember(),
-    number(WDLT_IN(WdsmMailConfig, dwHdrPerEnt), "HdrPerEnt").namedAsMember(),
-    number(WDLT_IN(WdsmMailConfig, dwEnableDisclaimer), "EnableDisclaimer").namedAsMember(),
-    text(WDLT_IN(WdsmMailConfig, szDisclaimerOriginalName), "DisclaimerOriginalName").namedAsMember(),
-    text(WDLT_IN(WdsmMailConfig, szDisclaimerCharset), "DisclaimerCharset").namedAsMember(),
-    text(WDLT_IN(WdsmMailConfig, szDisclaimerSubject), "DisclaimerSubject").namedAsMember(),
-    text(WDLT_IN(WdsmMailConfig, szDisclaimerAddress), "DisclaimerAddress").namedAsMember(),
-    text(WDLT_IN(WdsmMailConfig, szDisclaimerFile), "DisclaimerFile").namedAsMember(),
-    text(WDLT_IN(WdsmMailConfig, szWarningFilename), "WarningFile").namedAsMember(),
-    text(WDLT_IN(WdsmMailConfig, szSpywareWarning), "SpywareWarning").namedAsMember(),
-    text(WDLT_IN(WdsmMailConfig, szSpywareCharset), "SpywareCharset").namedAsMember().orValue("DisclaimerCharset"),
-    text(WDLT_IN(WdsmMailConfig, szSpywareSubject), "SpywareSubject").unreadable("", Told::Quietly),
-    text(WDLT_IN(WdsmMailConfig, szSpywareAddress), "SpywareAddress").namedAsMember().orValue("DisclaimerAddress"),
-    text(WDLT_IN(WdsmMailConfig, szSpywareExtension), "SpywareExtension").namedAsMember(),
-    kDirection,
-    number(WDLT_IN(WdsmMailConfig, dwMaxAddressCacheCount), kMaxCount).namedAsMember().absent(kDefaultMaxCount),
-};
-static_assert(cover(kSettings));
+constexpr auto kDirection = rowOf(kMailManagerFields, WDLT_IN(WdsmMailConfig, dwAddressCacheDirection));
+constexpr auto kMaxCount = rowOf(kMailManagerFields, WDLT_IN(WdsmMailConfig, dwMaxAddressCacheCount));
 
 constexpr ValueReport kReport{
     .readFailed =
@@ -196,7 +170,7 @@ std::int32_t CManagerMailCommon::readSettings(void* data, std::uint64_t* size) {
     }
     CallersRecord<WdsmMailConfig> record(data);
     record.clear();
-    return readValues({*this, kReport}, kSettings, *record);
+    return readValues({*this, kReport}, kMailManagerFields, *record);
 }
 
 std::int32_t CManagerMailCommon::writeSettings(void* data, std::uint64_t size) {
@@ -260,10 +234,10 @@ std::int32_t CManagerMailCommon::GetAddressCacheFilePath(std::string& path) {
 
 std::int32_t CManagerMailCommon::readMaxCount(DWORD& count) {
     DWORD size = sizeof count;
-    const std::int32_t status = ReadItem("", kMaxCount, &count, &size, false);
+    const std::int32_t status = ReadItem("", kMaxCount.value, &count, &size, false);
     if (status != WDLT_E_NOT_FOUND)
         return status;
-    count = kDefaultMaxCount;
+    count = kMaxCount.number;
     return WDLT_OK;
 }
 

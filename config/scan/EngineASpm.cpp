@@ -2,6 +2,7 @@
 
 #include "AntiSpamList.h"
 #include "AspmReport.h"
+#include "MailRecords.h"
 #include "WdCommon/LogFormat.h"
 
 #include <wdltcfg/addresses.h>
@@ -20,43 +21,13 @@ namespace {
 
 using namespace wdlt;
 
-// WdpeAspmData as far as its lists, which stay where the caller has them.
-struct Settings {
-    std::uint32_t dwLevel;
-    std::uint32_t dwUnreadLists;
-    double dblLow;
-    double dblMedium;
-    double dblHigh;
-    char szWhitelistFile[257];
-    std::uint32_t dwWhitelistCount;
-    char szBlacklistFile[257];
-    std::uint32_t dwBlacklistCount;
-};
-static_assert(sizeof(Settings) == offsetof(WdpeAspmData, whitelist));
-static_assert(offsetof(Settings, szBlacklistFile) == offsetof(WdpeAspmData, szBlacklistFile));
+using Settings = AntiSpamPop3Settings;
 
-constexpr std::uint32_t kHighestLevel = 2;
 constexpr double kHighestThreshold = 100;
-constexpr DWORD kTextBytes = 256; // of a value that is read
 
-constexpr auto kLevel = number(WDLT_IN(Settings, dwLevel), "Level");
-constexpr auto kWhitelist = text(WDLT_IN(Settings, szWhitelistFile), "Whitelist", kTextBytes).fileName();
-constexpr auto kBlacklist = text(WDLT_IN(Settings, szBlacklistFile), "Blacklist", kTextBytes).fileName();
-
-// The thresholds are read between the level and the files, and never written.
-constexpr FieldOf<Settings> kReadFirst[] = {kLevel};
-constexpr FieldOf<Settings> kReadLast[] = {kWhitelist, kBlacklist};
-constexpr FieldOf<Settings> kWritten[] = {kLevel, kWhitelist, kBlacklist};
-
-struct Threshold {
-    const char* key;
-    double Settings::*field;
-};
-constexpr Threshold kThresholds[] = {
-    {"Low", &Settings::dblLow},
-    {"Medium", &Settings::dblMedium},
-    {"High", &Settings::dblHigh},
-};
+// The thresholds are read between the level and the files.
+constexpr auto kReadFirst = std::span(kAntiSpamPop3Fields).first<1>();
+constexpr auto kReadLast = std::span(kAntiSpamPop3Fields).subspan<1>();
 
 struct List {
     std::size_t entries; // where they begin in the record
@@ -82,8 +53,8 @@ double decimalNumber(const char* text) {
 }
 
 std::int32_t readThreshold(WdchHelper& helper, const char* key, double& field) {
-    std::array<char, kTextBytes + 1> text{};
-    DWORD size = kTextBytes;
+    std::array<char, kAntiSpamTextBytes + 1> text{};
+    DWORD size = kAntiSpamTextBytes;
     if (const std::int32_t status = helper.ReadItem("", key, text.data(), &size, false); status != WDLT_OK) {
         kAspmReport.readFailed(kLogError, key, status);
         return WDLT_E_REGISTRY;
@@ -101,12 +72,12 @@ std::int32_t readSettings(WdchHelper& helper, Settings& settings) {
     const ValueAccess access{helper, kAspmReport};
     if (const std::int32_t status = readValues(access, kReadFirst, settings); status != WDLT_OK)
         return status;
-    if (settings.dwLevel > kHighestLevel) {
-        WDLOG_ERROR("Reg value invalid (key=%s, value=%d)", kLevel.value, settings.dwLevel);
+    if (settings.dwLevel > kHighestSpamLevel) {
+        WDLOG_ERROR("Reg value invalid (key=%s, value=%d)", kReadFirst[0].value, settings.dwLevel);
         return WDLT_E_REGISTRY;
     }
-    for (const Threshold& threshold : kThresholds)
-        if (const std::int32_t status = readThreshold(helper, threshold.key, settings.*threshold.field);
+    for (const AntiSpamThreshold& threshold : kAntiSpamThresholds)
+        if (const std::int32_t status = readThreshold(helper, threshold.value, settings.*threshold.field);
             status != WDLT_OK)
             return status;
     return readValues(access, kReadLast, settings);
@@ -190,7 +161,7 @@ std::int32_t CEngineASpm::WriteConfig(std::uint64_t /*configType*/, void* data, 
             return WDLT_E_INVALID_ARGUMENT;
         }
     const ValueAccess access{*this, kAspmReport};
-    for (const FieldOf<Settings>& row : kWritten)
+    for (const FieldOf<Settings>& row : kAntiSpamPop3Fields)
         if (!isTerminated(row, &settings))
             return notTerminated(access, row);
     for (const List& list : kLists) {
@@ -200,7 +171,7 @@ std::int32_t CEngineASpm::WriteConfig(std::uint64_t /*configType*/, void* data, 
             return WDLT_E_INVALID_ARGUMENT;
         }
     }
-    if (const std::int32_t status = writeValues(access, kWritten, settings); status != WDLT_OK)
+    if (const std::int32_t status = writeValues(access, kAntiSpamPop3Fields, settings); status != WDLT_OK)
         return status;
     const std::string installPath = GetInstallPath();
     CAntiSpamList file;

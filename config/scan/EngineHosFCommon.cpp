@@ -2,6 +2,7 @@
 
 #include "HostListDB.h"
 #include "ListFile.h"
+#include "UrlFilterRecords.h"
 #include "ValueMap.h"
 #include "WdCommon/DebugLog.h"
 
@@ -14,13 +15,6 @@
 namespace {
 
 using namespace wdlt;
-
-constexpr FieldOf<WdpeHosfData> kSettings[] = {
-    number(WDLT_IN(WdpeHosfData, dwEnablePrivateIPCheck), "EnablePrivateIPCheck"),
-    number(WDLT_IN(WdpeHosfData, dwNonBlock), "NonBlock"),
-    text(WDLT_IN(WdpeHosfData, szExclusionExtensions), "ExclusionExtensions"),
-};
-static_assert(cover(kSettings));
 
 void readFailed(const char* item, std::int32_t status) {
     WDLOG_ERROR("CEngineHosFCommon: Failed to read registry (item=%s, ret=%ld)", item, static_cast<long>(status));
@@ -79,14 +73,14 @@ std::int32_t CEngineHosFCommon::readSettings(void* data, std::uint64_t* size) {
     }
     std::memset(data, 0, *size);
     CallersRecord<WdpeHosfData> record(data);
-    return readValues({*this, kReport}, kSettings, *record);
+    return readValues({*this, kReport}, kHostFilterFields, *record);
 }
 
 std::int32_t CEngineHosFCommon::writeSettings(void* data, std::uint64_t size) {
     if (size != sizeof(WdpeHosfData))
         return WDLT_E_INVALID_ARGUMENT;
     CallersRecord<WdpeHosfData> record(data);
-    return writeValues({*this, kReport}, kSettings, *record);
+    return writeValues({*this, kReport}, kHostFilterFields, *record);
 }
 
 std::int32_t CEngineHosFCommon::findList(const void* data, std::string& path) {

@@ -4,32 +4,22 @@
 #include "SpyListDB.h"
 #include "Utility.h"
 #include "ValueMap.h"
+#include "VirusRecords.h"
 #include "WdCommon/DebugLog.h"
 
 #include <wdltcfg/addresses.h>
 #include <wdltcfg/records.h>
 #include <wdltcfg/status.h>
 
+#include <span>
+
 namespace {
 
 using namespace wdlt;
 
-constexpr FieldOf<WdpeVsCommon> kLanguage = number(WDLT_IN(WdpeVsCommon, dwLanguage), "Language").namedAsMember();
-constexpr FieldOf<WdpeVsCommon> kPatternPath =
-    text(WDLT_IN(WdpeVsCommon, szPatternPath), "PatternPath", 259).namedAsMember().failsToldAs(Told::AsTrace);
-constexpr FieldOf<WdpeVsCommon> kKeepNumber = number(WDLT_IN(WdpeVsCommon, dwKeepNumber), "KeepNumber")
-                                                  .namedAsMember()
-                                                  .failsToldAs(Told::AsTrace)
-                                                  .reads(atMost(0x7FFFFFFF));
-constexpr FieldOf<WdpeVsCommon> kPurgeBadPattern =
-    number(WDLT_IN(WdpeVsCommon, dwPurgeBadPattern), "PurgeBadPattern").namedAsMember().unreadable(0, Told::Quietly);
-constexpr FieldOf<WdpeVsCommon> kEngineType =
-    number(WDLT_IN(WdpeVsCommon, dwEngineType), "EngineType").unreadable(0, Told::Quietly);
-
-// An empty folder is looked into between the two, and ends the read when nothing can stand for it.
-constexpr FieldOf<WdpeVsCommon> kReadBeforeFolder[] = {kLanguage, kPatternPath};
-constexpr FieldOf<WdpeVsCommon> kReadBehindFolder[] = {kKeepNumber, kPurgeBadPattern, kEngineType};
-constexpr FieldOf<WdpeVsCommon> kWritten[] = {kLanguage, kPatternPath, kKeepNumber, kPurgeBadPattern};
+// An empty folder is looked into behind the first two, and ends the read when nothing can stand for it.
+constexpr auto kReadBeforeFolder = std::span(kEngineCommonFields).first<2>();
+constexpr auto kReadBehindFolder = std::span(kEngineCommonFields).subspan<2>();
 
 constexpr ValueReport kReport{
     .readFailed = [](DWORD level, const char* field,
@@ -104,7 +94,7 @@ std::int32_t CEngineSCANXCommon::writeSettings(void* data, std::uint64_t size) {
         return WDLT_E_INVALID_ARGUMENT;
     }
     CallersRecord<WdpeVsCommon> record(data);
-    return writeValues({*this, kReport}, kWritten, *record);
+    return writeValues({*this, kReport}, kEngineCommonFields, *record);
 }
 
 std::int32_t CEngineSCANXCommon::BuildSpyFilePath(const void* list, std::string& path) {

@@ -1,6 +1,7 @@
 #include "EngineSalCommon.h"
 
 #include "InnerConfigTypes.h"
+#include "PluginRecords.h"
 #include "ValueMap.h"
 #include "WdCommon/DebugLog.h"
 
@@ -8,26 +9,13 @@
 #include <wdltcfg/status.h>
 
 #include <cstring>
+#include <span>
 
 namespace {
 
 using namespace wdlt;
 
-constexpr FieldOf<WdpeSalData> flag(const Place<WdpeSalData, std::uint32_t>& place, const char* value) {
-    return number(place, value).unreadable(0).reads(exactlyOne()).writes(asFlag());
-}
-constexpr FieldOf<WdpeSalData> kFlags[] = {
-    flag(WDLT_IN(WdpeSalData, dwQueryIP), "QueryIP"),
-    flag(WDLT_IN(WdpeSalData, dwTakeAction), "TakeAction"),
-    flag(WDLT_IN(WdpeSalData, dwAddandScanMode), "AddandScanMode"),
-};
-constexpr FieldOf<WdpeSalData> kValues[] = {
-    kFlags[0],
-    kFlags[1],
-    kFlags[2],
-    text(WDLT_IN(WdpeSalData, szBlockImages), "BlockImages", 512).unreadable("").withoutTerminator(),
-};
-static_assert(cover(kValues));
+constexpr auto kFlags = std::span(kSalFields).first<3>();
 
 constexpr ValueReport kReport{
     .readFailed =
@@ -53,7 +41,7 @@ std::int32_t CEngineSalCommon::ReadConfig(std::uint64_t, void* data, std::uint64
     }
     std::memset(data, 0, *size);
     CallersRecord<WdpeSalData> record(data);
-    return readValues({*this, kReport}, kValues, *record);
+    return readValues({*this, kReport}, kSalFields, *record);
 }
 
 std::int32_t CEngineSalCommon::WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) {
@@ -63,5 +51,5 @@ std::int32_t CEngineSalCommon::WriteConfig(std::uint64_t configType, void* data,
         return WDLT_E_BUFFER_SIZE;
     CallersRecord<WdpeSalData> record(data);
     return configType == kSalFlagsAlone ? writeValues({*this, kReport}, kFlags, *record)
-                                        : writeValues({*this, kReport}, kValues, *record);
+                                        : writeValues({*this, kReport}, kSalFields, *record);
 }

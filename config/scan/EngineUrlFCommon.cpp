@@ -5,6 +5,7 @@
 #include "SettingsCipher.h"
 #include "UrlCategoryDB.h"
 #include "UrlCategoryGroupDB.h"
+#include "UrlFilterRecords.h"
 #include "UrlListDB.h"
 #include "UrlLogDB.h"
 #include "ValueMap.h"
@@ -22,93 +23,6 @@
 namespace {
 
 using namespace wdlt;
-
-constexpr DWORD kDefaultPort = 80;
-constexpr DWORD kUnset = static_cast<DWORD>(-1);
-
-constexpr NumberRule kKnownFamily = orElse(1, 2, 0);
-
-// In the order of reading and writing.
-constexpr FieldOf<WdpeUrlfData> kSettings[] = {
-    number(WDLT_IN(WdpeUrlfData, dwMode), "Mode"),
-    number(WDLT_IN(WdpeUrlfData, dwEnableServerLookup), "EnableServerLookup"),
-    text(WDLT_IN(WdpeUrlfData, szBlockCategoryGroups), "BlockCategoryGroups", 767).withoutTerminator(),
-    number(WDLT_IN(WdpeUrlfData, dwEnableProxy), "EnableProxy"),
-    text(WDLT_IN(WdpeUrlfData, szProxyServer), "ProxyServer").absent(""),
-    number(WDLT_IN(WdpeUrlfData, dwProxyPort), "ProxyPort").absent(kDefaultPort),
-    sealedText(WDLT_IN(WdpeUrlfData, szProxyUser), "ProxyUser", 127).absent(""),
-    sealedText(WDLT_IN(WdpeUrlfData, szProxyPassword), "ProxyPassword", 127).absent(""),
-    number(WDLT_IN(WdpeUrlfData, dwEnableCategoryChk), "EnableCategoryChk"),
-    number(WDLT_IN(WdpeUrlfData, dwEnablePharm), "EnablePharm"),
-    number(WDLT_IN(WdpeUrlfData, dwCategoryNonBlock), "CategoryNonBlock"),
-    number(WDLT_IN(WdpeUrlfData, dwPharmingNonBlock), "PharmingNonBlock"),
-    number(WDLT_IN(WdpeUrlfData, dwNotifyAll), "NotifyAll"),
-    number(WDLT_IN(WdpeUrlfData, dwEnableCredibilityChk), "EnableCredibilityChk"),
-    number(WDLT_IN(WdpeUrlfData, dwCredibilityNonBlock), "CredibilityNonBlock"),
-    number(WDLT_IN(WdpeUrlfData, dwUserDefinedCredLevel), "UserDefinedCredLevel").unreadable(kUnset),
-    number(WDLT_IN(WdpeUrlfData, dwUseCredibilityScore), "UseCredibilityScore").unreadable(0),
-    number(WDLT_IN(WdpeUrlfData, dwCredScoreThresHold), "CredScoreThresHold").unreadable(kUnset),
-    number(WDLT_IN(WdpeUrlfData, dwEnablePhishChk), "EnablePhishChk"),
-    number(WDLT_IN(WdpeUrlfData, dwPhishNonBlock), "PhishNonBlock"),
-    text(WDLT_IN(WdpeUrlfData, szBlockPhishCategoryGrps), "BlockPhishCategoryGrps", 767).withoutTerminator(),
-    number(WDLT_IN(WdpeUrlfData, dwEnableWdlDns), "EnableWdlDns").unreadable(1),
-    number(WDLT_IN(WdpeUrlfData, dwEnableWdufeDns), "EnableWdufeDns").unreadable(1),
-};
-static_assert(cover(kSettings));
-
-// Read behind the settings. Nothing here writes them.
-constexpr FieldOf<WdpeUrlfFullData> kMoreSettings[] = {
-    number(WDLT_IN(WdpeUrlfFullData, dwCacheSize), "CacheSize"),
-    number(WDLT_IN(WdpeUrlfFullData, dwCacheLifetime), "CacheLifetime"),
-    sealedText(WDLT_IN(WdpeUrlfFullData, szLookupServer), "LookupServer", 256),
-    number(WDLT_IN(WdpeUrlfFullData, dwLookupPort), "LookupPort").absent(kDefaultPort),
-    sealedText(WDLT_IN(WdpeUrlfFullData, szLookupVID), "LookupVID", 255),
-    number(WDLT_IN(WdpeUrlfFullData, dwLookupTimeout), "LookupTimeout"),
-    text(WDLT_IN(WdpeUrlfFullData, szExclusionExtensions), "ExclusionExtensions"),
-    number(WDLT_IN(WdpeUrlfFullData, dwErrMode), "ErrMode"),
-    number(WDLT_IN(WdpeUrlfFullData, dwRatingType), "RatingType"),
-    number(WDLT_IN(WdpeUrlfFullData, dwEnableWDUFELog), "EnableWDUFELog"),
-    number(WDLT_IN(WdpeUrlfFullData, dwWDUFELogLevel), "WDUFELogLevel"),
-};
-static_assert(cover(kMoreSettings, WDLT_IN(WdpeUrlfFullData, settings)));
-
-constexpr FieldOf<WdpeUrlfDrsData> kDrs[] = {
-    number(WDLT_IN(WdpeUrlfDrsData, dwDRSScoreThresHold), "DRSScoreThresHold").unreadable(0),
-    number(WDLT_IN(WdpeUrlfDrsData, dwDRSCredBlock), "DRSCredBlock").unreadable(1),
-};
-static_assert(cover(kDrs, WDLT_IN(WdpeUrlfDrsData, full), WDLT_IN(WdpeUrlfDrsData, dwSize)));
-
-constexpr FieldOf<WdpeUrlfRSInfo> kRatingServer[] = {
-    sealedText(WDLT_IN(WdpeUrlfRSInfo, szRatingServer), "LookupServer", 256),
-    number(WDLT_IN(WdpeUrlfRSInfo, dwRatingPort), "LookupPort").absent(kDefaultPort),
-};
-static_assert(cover(kRatingServer));
-
-constexpr FieldOf<WdpeUrlfUUC> kUntestedUrls[] = {
-    number(WDLT_IN(WdpeUrlfUUC, dwEnableUntestedURLChk), "EnableUntestedURLChk")
-        .absent(0)
-        .reads(asFlag())
-        .writes(asFlag()),
-    number(WDLT_IN(WdpeUrlfUUC, dwBlockUntestedURL), "BlockUntestedURL").absent(0).reads(asFlag()).writes(asFlag()),
-    number(WDLT_IN(WdpeUrlfUUC, dwUntestedURLNonBlock), "UntestedURLNonBlock")
-        .absent(0)
-        .reads(asFlag())
-        .writes(asFlag()),
-};
-static_assert(cover(kUntestedUrls));
-
-struct OneNumber {
-    std::uint32_t value;
-};
-constexpr FieldOf<OneNumber> kBackupRetry[] = {
-    number(WDLT_IN(OneNumber, value), "EnableBackupLKQRetry").absent(1).reads(asFlag()).writes(asFlag()),
-};
-constexpr FieldOf<OneNumber> kSocketFamily[] = {
-    number(WDLT_IN(OneNumber, value), "ResolveSocketFamily").absent(0).reads(kKnownFamily).writes(kKnownFamily),
-};
-constexpr FieldOf<OneNumber> kCacheFile[] = {
-    number(WDLT_IN(OneNumber, value), "UseCacheFile").absent(0).reads(asFlag()),
-};
 
 void readFailed(const char* item, std::int32_t status) {
     WDLOG_ERROR("CEngineUrlFCommon: Failed to read registry (item=%s, ret=%ld)", item, static_cast<long>(status));
@@ -167,8 +81,8 @@ std::int32_t writeTable(WdchHelper& helper, void* data, std::uint64_t size) {
 }
 
 std::int32_t readAllSettings(const ValueAccess& access, WdpeUrlfFullData& record) {
-    const std::int32_t status = readValues(access, kSettings, record.settings);
-    return status != WDLT_OK ? status : readValues(access, kMoreSettings, record);
+    const std::int32_t status = readValues(access, kUrlFilterFields, record.settings);
+    return status != WDLT_OK ? status : readValues(access, kUrlFilterMoreFields, record);
 }
 
 std::int32_t readFull(WdchHelper& helper, void* data, std::uint64_t* size) {
@@ -182,7 +96,7 @@ std::int32_t readDrs(WdchHelper& helper, void* data, std::uint64_t* size) {
             WDLOG_ERROR("Read All Registry failed.(%d)", status);
             return status;
         }
-        return readValues(access, kDrs, record);
+        return readValues(access, kUrlFilterDrsFields, record);
     });
 }
 
@@ -193,19 +107,19 @@ std::int32_t writeRatingServer(WdchHelper& helper, void* data, std::uint64_t siz
     SettingsCipher cipher(helper);
     const ValueAccess access{helper, kReport, &cipher};
     WdpeUrlfRSInfo stored{};
-    if (const std::int32_t status = readValues(access, kRatingServer, stored); status != WDLT_OK) {
+    if (const std::int32_t status = readValues(access, kRatingServerFields, stored); status != WDLT_OK) {
         WDLOG_ERROR("CEngineUrlFCommon: Failed to ReadRSInfo in WriteRSInfo (ret=%ld)", static_cast<long>(status));
         return status;
     }
     CallersRecord<WdpeUrlfRSInfo> record(data);
     RegistryBatch batch;
     std::size_t last = 0;
-    std::int32_t status = writeValue(access, kRatingServer[last], &*record);
+    std::int32_t status = writeValue(access, kRatingServerFields[last], &*record);
     if (status == WDLT_OK && record->dwRatingPort != stored.dwRatingPort)
-        status = writeValue(access, kRatingServer[++last], &*record);
+        status = writeValue(access, kRatingServerFields[++last], &*record);
     if (batch.end() != 0 && status == WDLT_OK)
         status = WDLT_E_REGISTRY;
-    return status == WDLT_OK ? status : wdlt::writeFailed(access, kRatingServer[last], status);
+    return status == WDLT_OK ? status : wdlt::writeFailed(access, kRatingServerFields[last], status);
 }
 
 // The size counts four bytes more than the version, the length and the data.
@@ -392,7 +306,7 @@ std::int32_t readLogIndex(WdchHelper& helper, void* data, std::uint64_t* size) {
 }
 
 constexpr ConfigType kTypes[] = {
-    {WDLT_CONFIG_URLF_SETTINGS, readTable<kSettings>, writeTable<kSettings>},
+    {WDLT_CONFIG_URLF_SETTINGS, readTable<kUrlFilterFields>, writeTable<kUrlFilterFields>},
     {WDLT_CONFIG_URLF_LIST, readUrlList, writeUrlList},
     {WDLT_CONFIG_URLF_CATEGORIES, readCategories, writeRatingServer},
     {WDLT_CONFIG_URLF_CATEGORY_GROUPS, readCategoryGroups, writeRatingServer},
@@ -401,12 +315,12 @@ constexpr ConfigType kTypes[] = {
     {WDLT_CONFIG_URLF_QUERY, readQuery, nullptr},
     {WDLT_CONFIG_URLF_DRS, readDrs, writeRatingServer},
     {WDLT_CONFIG_URLF_EXTRA_HEADER, readExtraHeader, writeExtraHeader},
-    {WDLT_CONFIG_URLF_RS_INFO, readTable<kRatingServer>, writeRatingServer},
-    {WDLT_CONFIG_URLF_UUC, readTable<kUntestedUrls>, writeTable<kUntestedUrls>},
-    {WDLT_CONFIG_URLF_BACKUP_RETRY, readTable<kBackupRetry>, writeTable<kBackupRetry>},
-    {WDLT_CONFIG_URLF_SOCKET_FAMILY, readTable<kSocketFamily>, writeTable<kSocketFamily>},
+    {WDLT_CONFIG_URLF_RS_INFO, readTable<kRatingServerFields>, writeRatingServer},
+    {WDLT_CONFIG_URLF_UUC, readTable<kUntestedUrlFields>, writeTable<kUntestedUrlFields>},
+    {WDLT_CONFIG_URLF_BACKUP_RETRY, readTable<kBackupRetryFields>, writeTable<kBackupRetryFields>},
+    {WDLT_CONFIG_URLF_SOCKET_FAMILY, readTable<kSocketFamilyFields>, writeTable<kSocketFamilyFields>},
     {WDLT_CONFIG_URLF_QXN_GUID, readGuid, writeGuid},
-    {WDLT_CONFIG_URLF_CACHE_FILE, readTable<kCacheFile>, nullptr},
+    {WDLT_CONFIG_URLF_CACHE_FILE, readTable<kCacheFileFields>, nullptr},
 };
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "HttpFileScanCommon.h"
 
 #include "ValueMap.h"
+#include "VirusRecords.h"
 #include "WdCommon/DebugLog.h"
 
 #include <wdltcfg/records.h>
@@ -11,22 +12,6 @@
 namespace {
 
 using namespace wdlt;
-
-constexpr DWORD kDefaultScanSize = 5120;
-constexpr DWORD kDefaultThreshold = 256;
-
-// In the order of reading and writing, which isn't the record's.
-constexpr FieldOf<WdpeHttpFileScanData> kValues[] = {
-    number(WDLT_IN(WdpeHttpFileScanData, dwHttpActionMode), "HttpActionMode").unreadable(0),
-    number(WDLT_IN(WdpeHttpFileScanData, dwActionSizeThreshold), "ActionSizeThreshold")
-        .unreadable(kDefaultThreshold)
-        .writes(atMost(WDLT_MAX_SCAN_SIZE)),
-    number(WDLT_IN(WdpeHttpFileScanData, dwMaxScanSize), "MaxScanSize")
-        .unreadable(kDefaultScanSize)
-        .writes(atMost(WDLT_MAX_SCAN_SIZE)),
-    text(WDLT_IN(WdpeHttpFileScanData, szTargetTypes), "TargetTypes").unreadable("7").cut().withoutTerminator(),
-};
-static_assert(cover(kValues, WDLT_IN(WdpeHttpFileScanData, reserved)));
 
 constexpr ValueReport kReport{
     .readFailed =
@@ -52,12 +37,12 @@ std::int32_t CHttpFileScanCommon::ReadConfig(std::uint64_t, void* data, std::uin
     }
     std::memset(data, 0, *size);
     CallersRecord<WdpeHttpFileScanData> record(data);
-    return readValues({*this, kReport}, kValues, *record);
+    return readValues({*this, kReport}, kFileScanFields, *record);
 }
 
 std::int32_t CHttpFileScanCommon::WriteConfig(std::uint64_t, void* data, std::uint64_t size) {
     if (data == nullptr || size != sizeof(WdpeHttpFileScanData))
         return WDLT_E_INVALID_ARGUMENT;
     CallersRecord<WdpeHttpFileScanData> record(data);
-    return writeValues({*this, kReport}, kValues, *record);
+    return writeValues({*this, kReport}, kFileScanFields, *record);
 }

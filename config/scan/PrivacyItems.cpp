@@ -1,5 +1,6 @@
 #include "PrivacyItems.h"
 
+#include "PrivacyRecords.h"
 #include "Rijndael.h"
 #include "StoreKeys.h"
 #include "ValueMap.h"
@@ -17,13 +18,6 @@
 namespace wdlt {
 namespace {
 
-// In the order of reading, writing and deleting; behind them the privacy data.
-constexpr FieldOf<PrivacyViewItem> kValues[] = {
-    number(WDLT_IN(PrivacyViewItem, dwItemIndex), "ItemIndex").named("item index"),
-    number(WDLT_IN(PrivacyViewItem, dwScanTarget), "ScanTarget").named("scan target"),
-    text(WDLT_IN(PrivacyViewItem, szItemName), "ItemName").named("item name"),
-    text(WDLT_IN(PrivacyViewItem, szDescription), "Description").named("description"),
-};
 constexpr const char* kDataName = "PrivacyData";
 constexpr const char* kDataField = "privacy data";
 
@@ -86,7 +80,7 @@ std::int32_t PrivacyItems::readData(const char* name, PrivacyViewItem& item) {
 std::int32_t PrivacyItems::GetPrivacyViewData(DWORD count, WipedVector<PrivacyViewItem>& items) {
     const ValueAccess access{m_helper, kNoLines};
     const auto read = [&](DWORD position, PrivacyViewItem& item) {
-        for (const auto& row : kValues) {
+        for (const auto& row : kPrivacyItemFields) {
             const std::string name = numbered(row.value, position);
             if (const std::int32_t status = readValue(access, at(row, name), &item, nullptr); status != WDLT_OK)
                 return readFailed(row.lineName, status, name);
@@ -125,7 +119,7 @@ std::int32_t PrivacyItems::WritePrivacyViewData(std::span<const PrivacyViewItem>
     DWORD position = 0;
     for (const PrivacyViewItem& given : items) {
         Wiped<PrivacyViewItem> item(given);
-        for (const auto& row : kValues) {
+        for (const auto& row : kPrivacyItemFields) {
             const std::string name = numbered(row.value, position);
             if (const std::int32_t status = writeValue(access, at(row, name), &*item); status != WDLT_OK)
                 return writeFailed(row.lineName, status, name);
@@ -143,7 +137,7 @@ std::int32_t PrivacyItems::DeletePrivacyViewData(DWORD from, DWORD to) {
     };
     std::int32_t last = WDLT_OK;
     for (DWORD position = from; position < to; ++position) {
-        for (const auto& row : kValues) {
+        for (const auto& row : kPrivacyItemFields) {
             const std::string name = numbered(row.value, position);
             if (const std::int32_t status = remove(name); status != WDLT_OK)
                 return deleteFailed(row.lineName, status, name);

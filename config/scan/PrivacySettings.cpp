@@ -1,5 +1,6 @@
 #include "PrivacySettings.h"
 
+#include "PrivacyRecords.h"
 #include "ValueMap.h"
 #include "WdCommon/DebugLog.h"
 
@@ -10,27 +11,7 @@ namespace wdlt {
 namespace {
 
 constexpr DWORD kDefaultExclusionItemMax = 100;
-constexpr DWORD kFileNameBytes = 15; // read of a file name's field, so that it is always terminated
-
-constexpr FieldOf<PrivacyControlData> kDataBaseName =
-    text(WDLT_IN(PrivacyControlData, szDataBaseName), "DataBaseName", kFileNameBytes)
-        .fileName()
-        .named("for Database name");
-
-// In the order of reading. Nothing but the count is ever written.
-constexpr FieldOf<PrivacyControlData> kControlData[] = {
-    number(WDLT_IN(PrivacyControlData, dwCharSetEntry), "CharSetEntry").named("for charset entry"),
-    number(WDLT_IN(PrivacyControlData, dwExtCharSetEntry), "ExtCharSetEntry").named("for charset extended entry"),
-    number(WDLT_IN(PrivacyControlData, dwDefaultCharSet), "DefaultCharSet").named("for default charset"),
-    number(WDLT_IN(PrivacyControlData, dwAccessRetryCount), "AccessRetryCount").named("for access retry count of DB"),
-    number(WDLT_IN(PrivacyControlData, dwAccessWaitTime), "AccessWaitTime").named("for access wait time of DB"),
-    number(WDLT_IN(PrivacyControlData, dwItemEntryMax), "ItemEntryMax").named("for item entry max"),
-    number(WDLT_IN(PrivacyControlData, dwItemEntryCount), "ItemEntryCount").named("for item entry count"),
-    kDataBaseName,
-    text(WDLT_IN(PrivacyControlData, szBackUpDBName), "BackUpDBName", kFileNameBytes)
-        .fileName()
-        .named("for backup Database name"),
-};
+constexpr auto kDataBaseName = rowOf(kPrivacyControlFields, WDLT_IN(PrivacyControlData, szDataBaseName));
 
 constexpr ValueReport kControlReport{
     .readFailed =
@@ -53,7 +34,7 @@ constexpr ValueReport kOpenReport{
 
 std::int32_t PrivacySettings::GetPrivacyControlData(PrivacyControlData& control) {
     control = {};
-    return readValues({m_helper, kControlReport}, kControlData, control);
+    return readValues({m_helper, kControlReport}, kPrivacyControlFields, control);
 }
 
 std::int32_t PrivacySettings::WritePrivacyControlData(const PrivacyControlData& control) {

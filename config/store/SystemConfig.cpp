@@ -1,5 +1,6 @@
 #include "SystemConfig.h"
 
+#include "SystemRecords.h"
 #include "Utility.h"
 #include "ValueMap.h"
 #include "WdCommon/DebugLog.h"
@@ -12,24 +13,6 @@
 namespace {
 
 using namespace wdlt;
-
-// In the order of reading and writing. A value that can't be read is no news: a fresh tree has none of them.
-constexpr FieldOf<WdchSystemData> kSettings[] = {
-    number(WDLT_IN(WdchSystemData, proxyPort), "ProxyPort").namedAsMember().unreadable(6999, Told::Quietly),
-    text(WDLT_IN(WdchSystemData, installPath), "InstallPath").namedAsMember().unreadable("", Told::Quietly),
-    text(WDLT_IN(WdchSystemData, tempPath), "TempPath").namedAsMember().unreadable("", Told::Quietly).folder(),
-    text(WDLT_IN(WdchSystemData, logPath), "LogPath").namedAsMember().unreadable("", Told::Quietly).folder(),
-    number(WDLT_IN(WdchSystemData, bmFlag), "DisableBm")
-        .namedAsMember()
-        .unreadable(0, Told::Quietly)
-        .reads(inverted())
-        .writes(inverted()),
-};
-
-constexpr FieldOf<WdchSystemData> kReadOnlySettings[] = {
-    number(WDLT_IN(WdchSystemData, defRedirectFlag), "DefRedirectFlag").unreadable(0, Told::Quietly),
-    number(WDLT_IN(WdchSystemData, tcpAutoTuningLevel), "TcpAutoTuningLevel").unreadable(2, Told::Quietly),
-};
 
 constexpr ValueReport kReport{
     .writeFailed = [](const char* field, std::int32_t) { WDLOG_ERROR("WriteConfig WdchSystemData::%s fails.", field); },
@@ -53,9 +36,9 @@ std::int32_t CSystemConfig::ReadConfig(std::uint64_t, void* data, std::uint64_t*
     CallersRecord<WdchSystemData> record(data);
     record.clear();
     const ValueAccess access{*this, kReport};
-    readValues(access, kSettings, *record);
+    readValues(access, kSystemFields, *record);
     readHandlerList(*record);
-    readValues(access, kReadOnlySettings, *record);
+    readValues(access, kSystemReadOnlyFields, *record);
     return WDLT_OK;
 }
 
@@ -89,5 +72,5 @@ std::int32_t CSystemConfig::WriteConfig(std::uint64_t, void* data, std::uint64_t
         return WDLT_E_GENERAL;
     }
     CallersRecord<WdchSystemData> record(data);
-    return writeValues({*this, kReport}, kSettings, *record);
+    return writeValues({*this, kReport}, kSystemFields, *record);
 }

@@ -1,6 +1,7 @@
 #include "SystemProtocolCfg.h"
 
 #include "Redirects.h"
+#include "SystemRecords.h"
 #include "Utility.h"
 #include "ValueMap.h"
 #include "WdCommon/DebugLog.h"
@@ -14,16 +15,6 @@
 namespace {
 
 using namespace wdlt;
-
-constexpr FieldOf<WdchSystemProtocolHandler> kValues[] = {
-    text(WDLT_IN(WdchSystemProtocolHandler, filename), "Filename").namedAsMember().unreadable("", Told::Quietly),
-    number(WDLT_IN(WdchSystemProtocolHandler, type), "Type").namedAsMember().unreadable(0, Told::Quietly),
-    number(WDLT_IN(WdchSystemProtocolHandler, enable), "Enable").namedAsMember().unreadable(0, Told::Quietly),
-    text(WDLT_IN(WdchSystemProtocolHandler, scan), "Scan").namedAsMember().unreadable("", Told::Quietly),
-};
-static_assert(cover(kValues, WDLT_IN(WdchSystemProtocolHandler, name),
-                    WDLT_IN(WdchSystemProtocolHandler, dependentScanEngine),
-                    WDLT_IN(WdchSystemProtocolHandler, redirectCount), WDLT_IN(WdchSystemProtocolHandler, redirects)));
 
 constexpr ValueReport kReport{
     .writeFailed = [](const char* field,
@@ -57,7 +48,7 @@ std::int32_t CSystemProtocolCfg::ReadConfig(std::uint64_t, void* data, std::uint
     DWORD nameSize = sizeof record->name;
     if (ReadItem("", "", record->name, &nameSize, false) != WDLT_OK)
         record->name[0] = '\0';
-    readValues({*this, kReport}, kValues, *record);
+    readValues({*this, kReport}, kHandlerFields, *record);
     record->dependentScanEngine = GetDependentScanEngine();
     record->redirectCount = count;
     redirects.read({entries, count * kRedirectSize});
@@ -117,5 +108,5 @@ std::int32_t CSystemProtocolCfg::writeHandler(void* data, std::uint64_t size) {
         return WDLT_E_INVALID_ARGUMENT;
     }
     CallersRecord<WdchSystemProtocolHandler> record(data);
-    return writeValues({*this, kReport}, kValues, *record);
+    return writeValues({*this, kReport}, kHandlerFields, *record);
 }

@@ -1,6 +1,7 @@
 #include "SystemScanCommonCfg.h"
 
 #include "FixedRecord.h"
+#include "SystemRecords.h"
 #include "ValueMap.h"
 #include "WdCommon/DebugLog.h"
 
@@ -9,11 +10,6 @@
 namespace {
 
 using namespace wdlt;
-
-constexpr FieldOf<WdchSystemScanCommon> kValues[] = {
-    text(WDLT_IN(WdchSystemScanCommon, filename), "Filename").namedAsMember().unreadable("", Told::Quietly),
-};
-static_assert(cover(kValues));
 
 constexpr ValueReport kReport{
     .writeFailed = [](const char* field,
@@ -24,9 +20,9 @@ constexpr ValueReport kReport{
 } // namespace
 
 std::int32_t CSystemScanCommonCfg::ReadConfig(std::uint64_t, void* data, std::uint64_t* size) {
-    return readFixedRecord({*this, kReport}, kValues, data, size);
+    return readFixedRecord({*this, kReport}, kScanItemCommonFields, data, size);
 }
 
 std::int32_t CSystemScanCommonCfg::WriteConfig(std::uint64_t, void* data, std::uint64_t size) {
-    return writeFixedRecord({*this, kReport}, kValues, data, size);
+    return writeFixedRecord({*this, kReport}, kScanItemCommonFields, data, size);
 }

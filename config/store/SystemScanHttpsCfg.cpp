@@ -1,6 +1,7 @@
 #include "SystemScanHttpsCfg.h"
 
 #include "FixedRecord.h"
+#include "SystemRecords.h"
 #include "ValueMap.h"
 #include "WdCommon/DebugLog.h"
 
@@ -9,16 +10,6 @@
 namespace {
 
 using namespace wdlt;
-
-constexpr FieldOf<WdltHttpsConfig> kValues[] = {
-    number(WDLT_IN(WdltHttpsConfig, enable), "Enable").namedAsMember().unreadable(0, Told::Quietly),
-    text(WDLT_IN(WdltHttpsConfig, HostFilterAlertFile), "HostFilterAlertFile"),
-    text(WDLT_IN(WdltHttpsConfig, HostFilterErrorFile), "HostFilterErrorFile"),
-    text(WDLT_IN(WdltHttpsConfig, PrivacyDataAlertFile), "PrivacyDataAlertFile"),
-    text(WDLT_IN(WdltHttpsConfig, UrlFilterAlertFile), "UrlFilterAlertFile"),
-    text(WDLT_IN(WdltHttpsConfig, UrlFilterCredAlertFile), "UrlFilterCredAlertFile"),
-};
-static_assert(cover(kValues));
 
 constexpr ValueReport kReport{
     .readFailed =
@@ -35,9 +26,9 @@ constexpr ValueReport kReport{
 } // namespace
 
 std::int32_t CSystemScanHttpsCfg::ReadConfig(std::uint64_t, void* data, std::uint64_t* size) {
-    return readFixedRecord({*this, kReport}, kValues, data, size);
+    return readFixedRecord({*this, kReport}, kHttpsFields, data, size);
 }
 
 std::int32_t CSystemScanHttpsCfg::WriteConfig(std::uint64_t, void* data, std::uint64_t size) {
-    return writeFixedRecord({*this, kReport}, kValues, data, size);
+    return writeFixedRecord({*this, kReport}, kHttpsFields, data, size);
 }

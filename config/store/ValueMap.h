@@ -71,8 +71,8 @@ std::int32_t readValues(const ValueAccess& access, const Rows& rows, Record& rec
 // Writes the rows in order, all in one transaction and one sync. The first failure ends it: what was written before it
 // stays, and what comes after it isn't touched. A text without its terminator is WDLT_E_INVALID_ARGUMENT before
 // anything is written.
-template <class Record, std::size_t Count>
-std::int32_t writeValues(const ValueAccess& access, const FieldOf<Record> (&rows)[Count], Record& record) {
+template <class Rows, class Record>
+std::int32_t writeValues(const ValueAccess& access, const Rows& rows, Record& record) {
     for (const FieldOf<Record>& row : rows)
         if (!row.isReadOnly && !isTerminated(row, &record))
             return notTerminated(access, row);
