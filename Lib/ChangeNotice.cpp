@@ -21,7 +21,7 @@ std::int32_t notice(std::uint32_t protocol, std::uint32_t scan, const ChangeLine
     sender.SetName("wdlt_config_change_evt");
     void* const memory = sender.OpenMemory(sizeof change);
     if (memory == nullptr) {
-        lines.noService();
+        lines.noService.tell(kLogTrace, {}, {});
         return WDLT_OK;
     }
     const ULONGLONG now = GetTickCount64();
@@ -33,7 +33,7 @@ std::int32_t notice(std::uint32_t protocol, std::uint32_t scan, const ChangeLine
     if (isAnswered)
         return WDLT_OK;
     sender.SetMark(0);
-    lines.noAnswer();
+    lines.noAnswer.tell(kLogError, {}, {});
     return WDLT_E_NO_ANSWER;
 }
 
@@ -48,7 +48,7 @@ std::int32_t noticeChange(std::uint32_t protocol, std::uint32_t scan, const Chan
     try {
         return notice(protocol, scan, lines);
     } catch (const std::bad_alloc&) {
-        lines.noAnswer();
+        lines.noAnswer.tell(kLogError, {}, {});
         return WDLT_E_NO_ANSWER;
     }
 }

@@ -1,6 +1,8 @@
 // How the running service hears that a setting has changed: one exchange of the pair of events that all writers share.
 #pragma once
 
+#include "WdCommon/EventLine.h"
+
 #include <platform/base.h>
 
 #include <cstdint>
@@ -14,8 +16,8 @@ HANDLE createConfigMutex();
 
 // A sender's lines for the two ways in which a notice doesn't arrive.
 struct ChangeLines {
-    void (*noService)();
-    void (*noAnswer)();
+    EventLine noService;
+    EventLine noAnswer;
 };
 
 // Tells the service which address was written, then pauses. 0, also when no service runs; WDLT_E_NO_ANSWER when it

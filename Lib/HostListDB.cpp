@@ -4,7 +4,7 @@
 
 namespace {
 
-constexpr wdlt::LengthListDB::Kind kKind{
+constexpr wdlt::LengthListDB::Kind kHostListKind{
     .store = {"CHostListDB", WDLT_MAX_HOST_RECORDS, true},
     .mutexName = "WDPE_HostList_Access_Mutex",
     .guid = "Halvermoor:Wardlet:HostFilter:01",
@@ -29,4 +29,4 @@ constexpr wdlt::LengthListDB::Kind kKind{
 
 } // namespace
 
-CHostListDB::CHostListDB() : LengthListDB(kKind) {}
+CHostListDB::CHostListDB() : LengthListDB(kHostListKind) {}

@@ -10,7 +10,7 @@ namespace {
 
 using wdlt::FixedRecordDB;
 
-constexpr FixedRecordDB::Field kFields[] = {
+constexpr FixedRecordDB::Field kUrlCategoryFields[] = {
     {
         .offset = offsetof(WdpeUrlfCategory, szName),
         .bytes = sizeof(WdpeUrlfCategory::szName),
@@ -34,17 +34,17 @@ constexpr FixedRecordDB::Field kFields[] = {
     },
 };
 
-constexpr FixedRecordDB::Kind kKind{
+constexpr FixedRecordDB::Kind kUrlCategoryKind{
     .store = {"CUrlCategoryDB", WDLT_MAX_CATEGORIES, false},
     .mutexName = "WDPE_Category_Access_Mutex",
     .guid = "Halvermoor:Wardlet:URLFilter:02",
     .key = wdlt::kCategoryKey,
     .recordBytes = sizeof(WdpeUrlfCategory),
-    .fields = kFields,
+    .fields = kUrlCategoryFields,
     .recordUnread = "CUrlCategoryDB: Failed to read a category",
     .recordUnwritten = "CUrlCategoryDB: Failed to write a category",
 };
 
 } // namespace
 
-CUrlCategoryDB::CUrlCategoryDB() : FixedRecordDB(kKind) {}
+CUrlCategoryDB::CUrlCategoryDB() : FixedRecordDB(kUrlCategoryKind) {}

@@ -10,7 +10,7 @@ namespace {
 
 using wdlt::FixedRecordDB;
 
-constexpr FixedRecordDB::Field kFields[] = {
+constexpr FixedRecordDB::Field kUrlCategoryGroupFields[] = {
     {
         .offset = offsetof(WdpeUrlfCategoryGroup, szName),
         .bytes = sizeof(WdpeUrlfCategoryGroup::szName),
@@ -58,17 +58,17 @@ constexpr FixedRecordDB::Field kFields[] = {
     },
 };
 
-constexpr FixedRecordDB::Kind kKind{
+constexpr FixedRecordDB::Kind kUrlCategoryGroupKind{
     .store = {"CUrlCategoryGroupDB", WDLT_MAX_CATEGORY_GROUPS, false},
     .mutexName = "WDPE_CategoryGroup_Access_Mutex",
     .guid = "Halvermoor:Wardlet:URLFilter:03",
     .key = wdlt::kCategoryKey,
     .recordBytes = sizeof(WdpeUrlfCategoryGroup),
-    .fields = kFields,
+    .fields = kUrlCategoryGroupFields,
     .recordUnread = "CUrlCategoryGroupDB: Failed to read a category group",
     .recordUnwritten = "CUrlCategoryGroupDB: Failed to write a category group",
 };
 
 } // namespace
 
-CUrlCategoryGroupDB::CUrlCategoryGroupDB() : FixedRecordDB(kKind) {}
+CUrlCategoryGroupDB::CUrlCategoryGroupDB() : FixedRecordDB(kUrlCategoryGroupKind) {}

@@ -16,7 +16,7 @@ namespace {
 
 using wdlt::LengthListDB;
 
-constexpr LengthListDB::Kind kKind{
+constexpr LengthListDB::Kind kUrlListKind{
     .store = {"CUrlListDB", WDLT_MAX_URL_RECORDS, true},
     .mutexName = "WDPE_UrlList_Access_Mutex",
     .guid = "Halvermoor:Wardlet:URLFilter:01",
@@ -88,7 +88,7 @@ class Unmatched {
 
 } // namespace
 
-CUrlListDB::CUrlListDB() : LengthListDB(kKind) {}
+CUrlListDB::CUrlListDB() : LengthListDB(kUrlListKind) {}
 
 std::int32_t CUrlListDB::CheckIfUrlRecordExists(const char* file, WdpeUrlfQuery* query) {
     if (query == nullptr || query->dwCount < 0 || (query->pUrls == nullptr && query->dwCount > 0))

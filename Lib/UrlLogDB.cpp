@@ -10,7 +10,7 @@ namespace {
 
 using wdlt::FixedRecordDB;
 
-constexpr FixedRecordDB::Field kFields[] = {
+constexpr FixedRecordDB::Field kUrlLogFields[] = {
     {
         .offset = offsetof(WdpeUrlfLogIndex, szCategories),
         .bytes = sizeof(WdpeUrlfLogIndex::szCategories),
@@ -31,17 +31,17 @@ constexpr FixedRecordDB::Field kFields[] = {
     },
 };
 
-constexpr FixedRecordDB::Kind kKind{
+constexpr FixedRecordDB::Kind kUrlLogKind{
     .store = {"CUrlLogDB", WDLT_MAX_LOG_INDEXES, false},
     .mutexName = "WDPE_LogIndex_Access_Mutex",
     .guid = "Halvermoor:Wardlet:URLFilter:04",
     .key = wdlt::kLogIndexKey,
     .recordBytes = sizeof(WdpeUrlfLogIndex),
-    .fields = kFields,
+    .fields = kUrlLogFields,
     .recordUnread = "CUrlLogDB: Failed to read log index",
     .recordUnwritten = "CUrlLogDB: Failed to write log index",
 };
 
 } // namespace
 
-CUrlLogDB::CUrlLogDB() : FixedRecordDB(kKind) {}
+CUrlLogDB::CUrlLogDB() : FixedRecordDB(kUrlLogKind) {}

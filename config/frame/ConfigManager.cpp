@@ -190,10 +190,9 @@ std::int32_t CConfigManager::VerifyPrivacyItems(const PrivacyViewItem* items, st
 }
 
 std::int32_t CConfigManager::ConfigChangeSender(std::uint32_t protocol, std::uint32_t scan) {
-    return wdlt::noticeChange(
-        protocol, scan,
-        {
-            .noService = [] { WDLOG_TRACE("Failed to open memory in ConfigChangeSender or Wardlet is not running"); },
-            .noAnswer = [] { WDLOG_ERROR("Failed to send in ConfigChangeSender"); },
-        });
+    return wdlt::noticeChange(protocol, scan,
+                              {
+                                  .noService = "Failed to open memory in ConfigChangeSender or Wardlet is not running",
+                                  .noAnswer = "Failed to send in ConfigChangeSender",
+                              });
 }

@@ -1,10 +1,10 @@
 // What the families have in common in reading and writing their records: a whole record of one address, texts copied
-// within their fields, and the lines that mark a call's begin and end.
+// within their fields.
 #pragma once
 
 #include "CfgHelper.h"
+#include "FamilyCall.h"
 #include "Pair.h"
-#include "WdCommon/DebugLog.h"
 #include "Wiped.h"
 
 #include <wdltcfg/status.h>
@@ -42,11 +42,11 @@ void handOver(Record* callers, const Record& record) {
 
 // `failed` tells of a read that didn't give the record, which is then as it was.
 template <class Record>
-std::int32_t readWhole(CCfgHelper& family, const Address& address, Record& record, void (*failed)(std::int32_t)) {
+std::int32_t readWhole(CCfgHelper& family, const Address& address, Record& record, const CallFailure& failed) {
     CCfgData cfgData(address.protocol, address.scan, address.input, address.configType);
     const std::int32_t status = family.Read(cfgData, sizeof record, nullptr);
     if (status != WDLT_OK) {
-        failed(status);
+        failed.tell(status);
         return status;
     }
     std::memcpy(&record, cfgData.GetData(), sizeof record);
@@ -54,28 +54,30 @@ std::int32_t readWhole(CCfgHelper& family, const Address& address, Record& recor
 }
 
 // `unset`: there was no memory for the bytes; `failed`: they weren't written.
-template <class Unset, class Failed>
-std::int32_t writeBytes(CCfgHelper& family, const Address& address, const void* bytes, std::uint64_t size,
-                        Unset&& unset, Failed&& failed) {
+inline std::int32_t writeBytes(CCfgHelper& family, const Address& address, const void* bytes, std::uint64_t size,
+                               const CallFailure& unset, const CallFailure& failed) {
     CCfgData cfgData(address.protocol, address.scan, address.input, address.configType);
     if (const std::int32_t status = cfgData.SetData(bytes, size); status != WDLT_OK) {
-        unset(status);
+        unset.tell(status);
         return status;
     }
     const std::int32_t status = family.Write(cfgData);
     if (status != WDLT_OK)
-        failed(status);
+        failed.tell(status);
     return status;
 }
 
-// A list with a type and `count` records in place of the stored one; `unset` and `failed` as above.
-template <class List, class Record, class Unset>
+// A list with a type and `count` records in place of the stored one; `unset` and `failed` as above, `outOfMemory` before
+// `unset`.
+template <class List, class Record>
 std::int32_t writeList(CCfgHelper& family, const Address& address, std::uint32_t listType, const Record* records,
-                       std::int32_t count, Unset&& unset, void (*failed)(std::int32_t)) {
+                       std::int32_t count, const CallFailure& unset, const CallFailure& failed,
+                       const EventLine& outOfMemory = {}) {
     CCfgData cfgData(address.protocol, address.scan, address.input, address.configType);
     std::unique_ptr<BYTE[]> list(new (std::nothrow) BYTE[sizeof(List)]());
     if (list == nullptr) {
-        unset(WDLT_E_NO_MEMORY);
+        outOfMemory.tell(kLogError, WDLT_E_NO_MEMORY);
+        unset.tell(WDLT_E_NO_MEMORY);
         return WDLT_E_NO_MEMORY;
     }
     std::memcpy(&list[offsetof(List, dwListType)], &listType, sizeof listType);
@@ -85,15 +87,15 @@ std::int32_t writeList(CCfgHelper& family, const Address& address, std::uint32_t
     cfgData.TakeData(std::move(list), sizeof(List));
     const std::int32_t status = family.Write(cfgData);
     if (status != WDLT_OK)
-        failed(status);
+        failed.tell(status);
     return status;
 }
 
 // Puts a caller's fields over the stored record and writes it back, so that what the caller doesn't have stays as it is
 // stored. Nothing can be written so that was never stored.
 template <class Record, class Overlay>
-std::int32_t writeOver(CCfgHelper& family, const Address& address, Overlay&& overlay, void (*unread)(std::int32_t),
-                       void (*unwritten)(std::int32_t)) {
+std::int32_t writeOver(CCfgHelper& family, const Address& address, Overlay&& overlay, const CallFailure& unread,
+                       const CallFailure& unwritten) {
     Wiped<Record> record;
     if (const std::int32_t status = readWhole(family, address, *record, unread); status != WDLT_OK)
         return status;
@@ -134,43 +136,12 @@ void toStore(const PairOf<Exported, Stored> (&pairs)[Count], const Exported& exp
         copyField(pair.isText, {to + pair.storedAt, pair.storedBytes}, {from + pair.exportedAt, pair.exportedBytes});
 }
 
-// The lines of one call. A call that ends with a count says it in place of the plain end.
-class CallLines {
-  public:
-    CallLines(const char* family, const char* member) : m_family(family), m_member(member) {
-        WDLOG_ENTRY("%s::%s(): IN", m_family, m_member);
-    }
-    ~CallLines() {
-        if (!m_isTold)
-            WDLOG_ENTRY("%s::%s(): OUT", m_family, m_member);
-    }
-    CallLines(const CallLines&) = delete;
-    CallLines& operator=(const CallLines&) = delete;
-
-    void endWithCount(std::int32_t count) {
-        m_isTold = true;
-        WDLOG_ENTRY("%s::%s(): OUT: count=%d", m_family, m_member, count);
-    }
-    // The line of the end stands elsewhere.
-    void endToldElsewhere() { m_isTold = true; }
-    // A call without a count to write to.
-    std::int32_t withoutCount() const {
-        WDLOG_ERROR("%s::%s(): Invalid parameter NULL", m_family, m_member);
-        return WDLT_E_INVALID_ARGUMENT;
-    }
-
-  private:
-    const char* m_family;
-    const char* m_member;
-    bool m_isTold = false;
-};
-
 // As many of `stored` records as the caller has room for; without room, their number.
 template <class Record>
-void takeSome(std::int32_t stored, const BYTE* first, Record* records, std::int32_t* count, CallLines& lines) {
+void takeSome(std::int32_t stored, const BYTE* first, Record* records, std::int32_t* count, FamilyCall& call) {
     if (records == nullptr) {
         *count = stored;
-        lines.endWithCount(stored);
+        call.endWithCount(stored);
         return;
     }
     *count = std::min(*count, stored);
@@ -181,17 +152,17 @@ void takeSome(std::int32_t stored, const BYTE* first, Record* records, std::int3
 // The same of a list's records. The list is asked for with a cleared head: of the lists with a type, type 0.
 template <class List, class Record>
 std::int32_t readSome(CCfgHelper& family, const Address& address, Record* records, std::int32_t* count,
-                      CallLines& lines, void (*failed)(std::int32_t)) {
+                      FamilyCall& call, const CallFailure& failed) {
     if (count == nullptr)
-        return lines.withoutCount();
+        return call.withoutRecords();
     CCfgData cfgData(address.protocol, address.scan, address.input, address.configType);
     if (const std::int32_t status = family.Read(cfgData, sizeof(List), nullptr); status != WDLT_OK) {
-        failed(status);
+        failed.tell(status);
         return status;
     }
     std::int32_t stored = 0;
     std::memcpy(&stored, cfgData.GetData() + offsetof(List, dwNumOfRecords), sizeof stored);
-    takeSome(stored, cfgData.GetData() + offsetof(List, records), records, count, lines);
+    takeSome(stored, cfgData.GetData() + offsetof(List, records), records, count, call);
     return WDLT_OK;
 }
 

@@ -10,12 +10,12 @@ const char* switchVerb(std::int32_t enable) {
 
 std::int32_t FeatureSwitch::enable(CCfgHelper& helper, std::int32_t enable) const {
     if (const std::int32_t status = helper.EnableItem(enable, protocol, scan, input); status != WDLT_OK) {
-        itemFailed(switchVerb(enable), protocol, status);
+        itemFailed.tell(kLogError, {switchVerb(enable)}, {protocol, status});
         return status;
     }
     if (const std::int32_t status = helper.EnableItem(enable, protocol, WDLT_SCAN_NONE, WDLT_INPUT_NONE);
         status != WDLT_OK) {
-        handlerFailed(switchVerb(enable), protocol, status);
+        handlerFailed.tell(kLogError, {switchVerb(enable)}, {protocol, status});
         return status;
     }
     return WDLT_OK;

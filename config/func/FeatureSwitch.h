@@ -3,6 +3,7 @@
 #pragma once
 
 #include "CfgHelper.h"
+#include "WdCommon/EventLine.h"
 
 #include <wdltcfg/addresses.h>
 
@@ -12,13 +13,11 @@ namespace wdlt {
 
 // Which item and handler a feature switches, and its lines for a step that fails.
 struct FeatureSwitch {
-    using Line = void (*)(const char* verb, std::uint32_t protocol, std::int32_t status);
-
     std::uint32_t protocol;
     std::uint32_t scan;
     std::uint32_t input;
-    Line itemFailed;
-    Line handlerFailed;
+    EventLine itemFailed;    // the verb; the protocol, the status
+    EventLine handlerFailed; // likewise
 
     // The first step that fails ends it with its status; the item stays as it is then.
     std::int32_t enable(CCfgHelper& helper, std::int32_t enable) const;

@@ -14,21 +14,15 @@ namespace {
 
 using namespace wdlt;
 
-constexpr FeatureSwitch kSwitch{
+constexpr FeatureSwitch kAspmSwitch{
     .protocol = WDLT_PROTOCOL_POP3,
     .scan = WDLT_SCAN_ANTI_SPAM,
     .input = WDLT_INPUT_NONE,
-    .itemFailed = [](const char* verb, std::uint32_t,
-                     std::int32_t status) { WDLOG_ERROR("Failed to %s ASPM PE: %d", verb, status); },
-    .handlerFailed = [](const char* verb, std::uint32_t,
-                        std::int32_t status) { WDLOG_ERROR("Failed to %s POP3 PH: %d", verb, status); },
+    .itemFailed = "Failed to %s ASPM PE: %d",
+    .handlerFailed = "Failed to %s POP3 PH: %d",
 };
 
 constexpr Address kCommon{WDLT_PROTOCOL_COMMON, WDLT_SCAN_ANTI_SPAM, WDLT_CONFIG_DEFAULT};
-
-CallLines linesOf(const char* member) {
-    return {"CFuncAspm", member};
-}
 
 // The record with the lists, read whole into its buffer and written from there: too large to be copied about.
 class ListsRecord : public CCfgData {
@@ -74,32 +68,25 @@ class ListsRecord : public CCfgData {
 } // namespace
 
 std::int32_t CFuncAspm::Enable(std::int32_t enable) {
-    const CallLines lines = linesOf("Enable");
-    return kSwitch.enable(*this, enable);
+    const FamilyCall call("CFuncAspm", "Enable");
+    return kAspmSwitch.enable(*this, enable);
 }
 
 std::int32_t CFuncAspm::IsEnabled() {
-    const CallLines lines = linesOf("IsEnabled");
-    return kSwitch.isEnabled(*this);
+    const FamilyCall call("CFuncAspm", "IsEnabled");
+    return kAspmSwitch.isEnabled(*this);
 }
 
 std::int32_t CFuncAspm::ConfigRead(WdltAspmConfig* pConfig) {
-    const CallLines lines = linesOf("ConfigRead");
-    if (pConfig == nullptr) {
-        WDLOG_ERROR("CFuncAspm::ConfigRead: pConfig is NULL");
-        return WDLT_E_INVALID_ARGUMENT;
-    }
-    constexpr auto kFailed = [](std::int32_t failure) {
-        WDLOG_ERROR("CFuncAspm::ConfigRead(): Failed to read config: %d", failure);
-    };
+    const FamilyCall call("CFuncAspm", "ConfigRead");
+    if (pConfig == nullptr)
+        return call.isNull("pConfig");
     WdpeAspmCommonData common;
-    if (const std::int32_t status = readWhole(*this, kCommon, common, kFailed); status != WDLT_OK)
+    if (const std::int32_t status = readWhole(*this, kCommon, common, call.failing("read config")); status != WDLT_OK)
         return status;
     ListsRecord record;
-    if (const std::int32_t status = record.read(*this); status != WDLT_OK) {
-        kFailed(status);
-        return status;
-    }
+    if (const std::int32_t status = record.read(*this); status != WDLT_OK)
+        return call.failed("read config", status);
     WdltAspmConfig config{};
     toCaller(kAntiSpamPairs, config, common);
     config.dwLevel = record.level();
@@ -108,86 +95,52 @@ std::int32_t CFuncAspm::ConfigRead(WdltAspmConfig* pConfig) {
 }
 
 std::int32_t CFuncAspm::ConfigWrite(const WdltAspmConfig* pConfig) {
-    const CallLines lines = linesOf("ConfigWrite");
-    if (pConfig == nullptr) {
-        WDLOG_ERROR("CFuncAspm::ConfigWrite: pConfig is NULL");
-        return WDLT_E_INVALID_ARGUMENT;
-    }
-    constexpr auto kUnread = [](std::int32_t failure) {
-        WDLOG_ERROR("CFuncAspm::ConfigWrite(): Failed to read config: %d", failure);
-    };
-    constexpr auto kUnwritten = [](std::int32_t failure) {
-        WDLOG_ERROR("CFuncAspm::ConfigWrite(): Failed to write data: %d", failure);
-    };
+    const FamilyCall call("CFuncAspm", "ConfigWrite");
+    if (pConfig == nullptr)
+        return call.isNull("pConfig");
+    const CallFailure unwritten = call.failing("write data");
     WdpeAspmCommonData common;
-    if (const std::int32_t status = readWhole(*this, kCommon, common, kUnread); status != WDLT_OK)
+    if (const std::int32_t status = readWhole(*this, kCommon, common, call.failing("read config")); status != WDLT_OK)
         return status;
     ListsRecord record;
-    if (const std::int32_t status = record.read(*this); status != WDLT_OK) {
-        kUnread(status);
-        return status;
-    }
+    if (const std::int32_t status = record.read(*this); status != WDLT_OK)
+        return call.failed("read config", status);
     const WdltAspmConfig config = copyOf(pConfig);
     toStore(kAntiSpamPairs, config, common);
     record.setLevel(config.dwLevel);
-    if (const std::int32_t status = writeBytes(*this, kCommon, &common, sizeof common, kUnwritten, kUnwritten);
+    if (const std::int32_t status = writeBytes(*this, kCommon, &common, sizeof common, unwritten, unwritten);
         status != WDLT_OK)
         return status;
     const std::int32_t status = Write(record);
-    if (status != WDLT_OK)
-        kUnwritten(status);
-    return status;
+    return status == WDLT_OK ? status : call.failed("write data", status);
 }
 
 std::int32_t CFuncAspm::RecordListRead(std::uint32_t listType, WdpeAspmEntry* entries, std::int32_t* count) {
-    CallLines lines = linesOf("RecordListRead");
-    if (count == nullptr) {
-        WDLOG_ERROR("CFuncAspm::RecordListRead(): Invalid parameter NULL");
-        return WDLT_E_INVALID_ARGUMENT;
-    }
-    if (GetMaxCount(listType) == 0) {
-        WDLOG_ERROR("CFuncAspm::RecordListRead(): Unknown list type: %d", listType);
-        return WDLT_E_INVALID_ARGUMENT;
-    }
+    FamilyCall call("CFuncAspm", "RecordListRead");
+    if (count == nullptr)
+        return call.withoutRecords();
+    if (GetMaxCount(listType) == 0)
+        return call.ofUnknownList(listType);
     ListsRecord record;
-    if (const std::int32_t status = record.read(*this); status != WDLT_OK) {
-        WDLOG_ERROR("CFuncAspm::RecordListRead(): Failed to read config: %d", status);
-        return status;
-    }
+    if (const std::int32_t status = record.read(*this); status != WDLT_OK)
+        return call.failed("read config", status);
     const std::int32_t stored = record.count(listType);
-    if (entries == nullptr) {
-        *count = stored;
-        lines.endWithCount(stored);
-        return WDLT_OK;
-    }
-    *count = std::min(*count, stored);
-    if (*count > 0)
-        std::memcpy(entries, record.entries(listType), static_cast<std::size_t>(*count) * sizeof *entries);
+    takeSome(stored, record.entries(listType), entries, count, call);
     return WDLT_OK;
 }
 
 std::int32_t CFuncAspm::RecordListWrite(std::uint32_t listType, const WdpeAspmEntry* entries, std::int32_t count) {
-    const CallLines lines = linesOf("RecordListWrite");
-    if (entries == nullptr) {
-        WDLOG_ERROR("CFuncAspm::RecordListWrite(): Invalid parameter NULL");
-        return WDLT_E_INVALID_ARGUMENT;
-    }
-    if (GetMaxCount(listType) == 0) {
-        WDLOG_ERROR("CFuncAspm::RecordListWrite(): Unknown list type: %d", listType);
-        return WDLT_E_INVALID_ARGUMENT;
-    }
-    if (count < 0 || count > GetMaxCount(listType)) {
-        WDLOG_ERROR("CFuncAspm::RecordListWrite(): count %d exceeds the maximum", count);
-        return WDLT_E_INVALID_ARGUMENT;
-    }
+    const FamilyCall call("CFuncAspm", "RecordListWrite");
+    if (entries == nullptr)
+        return call.withoutRecords();
+    if (GetMaxCount(listType) == 0)
+        return call.ofUnknownList(listType);
+    if (count < 0 || count > GetMaxCount(listType))
+        return call.withTooMany(count);
     ListsRecord record;
-    if (const std::int32_t status = record.read(*this); status != WDLT_OK) {
-        WDLOG_ERROR("CFuncAspm::RecordListWrite(): Failed to read config: %d", status);
-        return status;
-    }
+    if (const std::int32_t status = record.read(*this); status != WDLT_OK)
+        return call.failed("read config", status);
     record.setList(listType, entries, count);
     const std::int32_t status = Write(record);
-    if (status != WDLT_OK)
-        WDLOG_ERROR("CFuncAspm::RecordListWrite(): Failed to write config: %d", status);
-    return status;
+    return status == WDLT_OK ? status : call.failed("write config", status);
 }

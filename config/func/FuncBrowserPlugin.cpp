@@ -12,18 +12,12 @@ namespace {
 
 using namespace wdlt;
 
-constexpr FeatureSwitch kSwitch{
+constexpr FeatureSwitch kBrowserPluginSwitch{
     .protocol = WDLT_PROTOCOL_HTTP,
     .scan = WDLT_SCAN_HTTP_MANAGER,
     .input = WDLT_INPUT_HTTPS_FILTER,
-    .itemFailed =
-        [](const char* verb, std::uint32_t, std::int32_t status) {
-            WDLOG_ERROR("CFuncBrowserPlugin::ScanEnable(): Failed to %s HttpS Filter PE: %d", verb, status);
-        },
-    .handlerFailed =
-        [](const char* verb, std::uint32_t, std::int32_t status) {
-            WDLOG_ERROR("CFuncBrowserPlugin::ScanEnable(): Failed to %s HTTP PH: %d", verb, status);
-        },
+    .itemFailed = "CFuncBrowserPlugin::ScanEnable(): Failed to %s HttpS Filter PE: %d",
+    .handlerFailed = "CFuncBrowserPlugin::ScanEnable(): Failed to %s HTTP PH: %d",
 };
 
 constexpr Address addressOf(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input) {
@@ -31,17 +25,12 @@ constexpr Address addressOf(std::uint32_t protocol, std::uint32_t scan, std::uin
 }
 constexpr Address kHttpsFilter = addressOf(WDLT_PROTOCOL_HTTP, WDLT_SCAN_HTTP_MANAGER, WDLT_INPUT_HTTPS_FILTER);
 
-CallLines linesOf(const char* member) {
-    return {"CFuncBrowserPlugin", member};
-}
-
 // Nothing is written, and so nobody notified, when the flags stay as they are.
 template <class Change>
 std::int32_t changeFlags(CCfgHelper& family, const Address& address, Change&& change) {
     WdltHttpsConfig record;
     if (const std::int32_t status =
-            readWhole(family, address, record,
-                      [](std::int32_t failure) { WDLOG_ERROR("Failed to read on CConfigReader: %d", failure); });
+            readWhole(family, address, record, EventLine("Failed to read on CConfigReader: %d"));
         status != WDLT_OK)
         return status;
     const std::uint32_t flags = change(record.enable);
@@ -49,7 +38,7 @@ std::int32_t changeFlags(CCfgHelper& family, const Address& address, Change&& ch
         return WDLT_OK;
     record.enable = flags;
     WDLOG_TRACE("Trying to set httpsfilter to 0x%08x", flags);
-    constexpr auto unwritten = [](std::int32_t failure) { WDLOG_ERROR("Failed to write config: %d", failure); };
+    constexpr auto unwritten = EventLine("Failed to write config: %d");
     const std::int32_t status = writeBytes(family, address, &record, sizeof record, unwritten, unwritten);
     if (status == WDLT_OK)
         WDLOG_TRACE("Succee httpsfilter 0x%08x", flags);
@@ -67,9 +56,8 @@ std::int32_t CFuncBrowserPlugin::EnableScanEngine(std::int32_t enable, std::uint
 
 std::int32_t CFuncBrowserPlugin::IsScanEngineEnabled(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input) {
     WdltHttpsConfig record{};
-    const std::int32_t status = readWhole(*this, addressOf(protocol, scan, input), record, [](std::int32_t failure) {
-        WDLOG_ERROR("Failed to read on ConfigReader: %d", failure);
-    });
+    const std::int32_t status =
+        readWhole(*this, addressOf(protocol, scan, input), record, EventLine("Failed to read on ConfigReader: %d"));
     return status == WDLT_OK && (record.enable & WDLT_HTTPS_SCAN) != 0 ? 1 : 0;
 }
 
@@ -78,50 +66,38 @@ std::int32_t CFuncBrowserPlugin::EnableSE(std::uint32_t flags) {
 }
 
 std::int32_t CFuncBrowserPlugin::ConfigRead(WdltHttpsConfig* pConfig) {
-    const CallLines lines = linesOf("ConfigRead");
-    if (pConfig == nullptr) {
-        WDLOG_ERROR("CFuncBrowserPlugin::ConfigRead: pConfig is NULL");
-        return WDLT_E_INVALID_ARGUMENT;
-    }
+    const FamilyCall call("CFuncBrowserPlugin", "ConfigRead");
+    if (pConfig == nullptr)
+        return call.isNull("pConfig");
     WdltHttpsConfig stored;
-    const std::int32_t status = readWhole(*this, kHttpsFilter, stored, [](std::int32_t failure) {
-        WDLOG_ERROR("CFuncBrowserPlugin::ConfigRead(): Failed to read config: %d", failure);
-    });
+    const std::int32_t status = readWhole(*this, kHttpsFilter, stored, call.failing("read config"));
     if (status == WDLT_OK)
         handOver(pConfig, stored);
     return status;
 }
 
 std::int32_t CFuncBrowserPlugin::ConfigWrite(const WdltHttpsConfig* pConfig) {
-    const CallLines lines = linesOf("ConfigWrite");
-    if (pConfig == nullptr) {
-        WDLOG_ERROR("CFuncBrowserPlugin::ConfigWrite: pConfig is NULL");
-        return WDLT_E_INVALID_ARGUMENT;
-    }
-    return writeBytes(
-        *this, kHttpsFilter, pConfig, sizeof *pConfig,
-        [](std::int32_t failure) { WDLOG_ERROR("CFuncBrowserPlugin::ConfigWrite(): Failed to SetData: %d", failure); },
-        [](std::int32_t failure) {
-            WDLOG_ERROR("CFuncBrowserPlugin::ConfigWrite(): Failed to write config: %d", failure);
-        });
+    const FamilyCall call("CFuncBrowserPlugin", "ConfigWrite");
+    if (pConfig == nullptr)
+        return call.isNull("pConfig");
+    return writeBytes(*this, kHttpsFilter, pConfig, sizeof *pConfig, call.failing("SetData"),
+                      call.failing("write config"));
 }
 
 std::int32_t CFuncBrowserPlugin::ScanEnable(std::uint32_t enable) {
-    const CallLines lines = linesOf("ScanEnable");
-    return kSwitch.enable(*this, enable != 0 ? 1 : 0);
+    const FamilyCall call("CFuncBrowserPlugin", "ScanEnable");
+    return kBrowserPluginSwitch.enable(*this, enable != 0 ? 1 : 0);
 }
 
 std::int32_t CFuncBrowserPlugin::IsEnabled() {
-    const CallLines lines = linesOf("IsEnabled");
-    return kSwitch.isEnabled(*this);
+    const FamilyCall call("CFuncBrowserPlugin", "IsEnabled");
+    return kBrowserPluginSwitch.isEnabled(*this);
 }
 
 std::int32_t CFuncBrowserPlugin::SetEnableFlag(std::uint32_t flags) {
-    const CallLines lines = linesOf("SetEnableFlag");
-    if (const std::int32_t status = EnableSE(flags); status != WDLT_OK) {
-        WDLOG_ERROR("CFuncBrowserPlugin::SetEnableFlag(): Failed to set HttpS Filter: %d", status);
-        return status;
-    }
+    const FamilyCall call("CFuncBrowserPlugin", "SetEnableFlag");
+    if (const std::int32_t status = EnableSE(flags); status != WDLT_OK)
+        return call.failed("set HttpS Filter", status);
     const std::int32_t status = EnableItem(1, WDLT_PROTOCOL_HTTP, WDLT_SCAN_NONE, WDLT_INPUT_NONE);
     if (status != WDLT_OK)
         WDLOG_ERROR("CFuncBrowserPlugin::SetEnableFlag(): Failed to %s HTTP PH: %d", switchVerb(1), status);
@@ -129,15 +105,11 @@ std::int32_t CFuncBrowserPlugin::SetEnableFlag(std::uint32_t flags) {
 }
 
 std::int32_t CFuncBrowserPlugin::GetEnableFlag(std::uint32_t* pdwEnableFlag) {
-    const CallLines lines = linesOf("GetEnableFlag");
-    if (pdwEnableFlag == nullptr) {
-        WDLOG_ERROR("CFuncBrowserPlugin::GetEnableFlag: pdwEnableFlag is NULL");
-        return WDLT_E_INVALID_ARGUMENT;
-    }
+    const FamilyCall call("CFuncBrowserPlugin", "GetEnableFlag");
+    if (pdwEnableFlag == nullptr)
+        return call.isNull("pdwEnableFlag");
     WdltHttpsConfig stored;
-    const std::int32_t status = readWhole(*this, kHttpsFilter, stored, [](std::int32_t failure) {
-        WDLOG_ERROR("CFuncBrowserPlugin::GetEnableFlag(): Failed to read config: %d", failure);
-    });
+    const std::int32_t status = readWhole(*this, kHttpsFilter, stored, call.failing("read config"));
     if (status == WDLT_OK)
         std::memcpy(pdwEnableFlag, &stored.enable, sizeof stored.enable);
     return status;

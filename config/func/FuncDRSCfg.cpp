@@ -41,10 +41,6 @@ constexpr std::uint32_t kMaxActionMode = 1;
 constexpr std::uint32_t kMaxScoreThreshold = 100;
 constexpr std::size_t kKeyNameSize = 256; // of any key
 
-CallLines linesOf(const char* member) {
-    return {"CFuncDRSCfg", member};
-}
-
 bool isMissing(LONG error) {
     return static_cast<DWORD>(error) == ERROR_FILE_NOT_FOUND;
 }
@@ -83,7 +79,7 @@ LONG storeText(const WCHAR* path, const WCHAR* name, const WCHAR* text) {
 struct NumberToStore {
     const WCHAR* name;
     DWORD number;
-    void (*failed)();
+    EventLine failed;
 };
 
 // In one transaction. The first failure ends it; what was stored before it stays.
@@ -101,7 +97,7 @@ bool storeNumbers(const WCHAR* path, std::initializer_list<NumberToStore> number
     if (const LONG lost = batch.end(); error == 0)
         error = lost;
     if (error != 0 && current != nullptr)
-        current->failed();
+        current->failed.tell(kLogError, {}, {});
     return error == 0;
 }
 
@@ -269,36 +265,30 @@ std::int32_t CFuncDRSCfg::NotifyChange(Notice mode) {
     }
     if (mode == Notice::Drs)
         return signalDrs();
-    return noticeChange(
-        WDLT_PROTOCOL_COMMON, WDLT_SCAN_URL_FILTER,
-        {
-            .noService =
-                [] {
-                    WDLOG_TRACE("CFuncDRSCfg::NotifyChange(): Failed to open memory in ConfigChangeSender or Wardlet "
-                                "is not running");
-                },
-            .noAnswer = [] { WDLOG_ERROR("CFuncDRSCfg::NotifyChange(): Failed to send in ConfigChangeSender"); },
-        });
+    return noticeChange(WDLT_PROTOCOL_COMMON, WDLT_SCAN_URL_FILTER,
+                        {
+                            .noService =
+                                "CFuncDRSCfg::NotifyChange(): Failed to open memory in ConfigChangeSender or Wardlet "
+                                "is not running",
+                            .noAnswer = "CFuncDRSCfg::NotifyChange(): Failed to send in ConfigChangeSender",
+                        });
 }
 
 std::int32_t CFuncDRSCfg::DRSEnable(std::uint32_t enable) {
-    const CallLines lines = linesOf("DRSEnable");
-    const bool isStored = storeNumbers(
-        kDrsKey, {{WTEXT("enable"), enable, [] { WDLOG_ERROR("CFuncDRSCfg::DRSEnable: Enable failed"); }}});
+    const FamilyCall call("CFuncDRSCfg", "DRSEnable");
+    const bool isStored = storeNumbers(kDrsKey, {{WTEXT("enable"), enable, "CFuncDRSCfg::DRSEnable: Enable failed"}});
     return isStored ? NotifyChange(Notice::Drs) : WDLT_E_GENERAL;
 }
 
 std::int32_t CFuncDRSCfg::IsEnabled() {
-    const CallLines lines = linesOf("IsEnabled");
+    const FamilyCall call("CFuncDRSCfg", "IsEnabled");
     return storedNumber(kDrsKey, WTEXT("enable")) != 0 ? 1 : 0;
 }
 
 std::int32_t CFuncDRSCfg::ReadConfig(WdltDrsConfig* pConfig) {
-    const CallLines lines = linesOf("ReadConfig");
-    if (pConfig == nullptr) {
-        WDLOG_ERROR("CFuncDRSCfg::ReadConfig: pConfig is NULL");
-        return WDLT_E_INVALID_ARGUMENT;
-    }
+    const FamilyCall call("CFuncDRSCfg", "ReadConfig");
+    if (pConfig == nullptr)
+        return call.isNull("pConfig");
     WdltDrsConfig config{storedNumber(kUrlFilterKey, kActionMode), storedNumber(kUrlFilterKey, kScoreThreshold)};
     if (config.ActionMode > kMaxActionMode)
         config.ActionMode = 0;
@@ -309,11 +299,9 @@ std::int32_t CFuncDRSCfg::ReadConfig(WdltDrsConfig* pConfig) {
 }
 
 std::int32_t CFuncDRSCfg::WriteConfig(const WdltDrsConfig* pConfig) {
-    const CallLines lines = linesOf("WriteConfig");
-    if (pConfig == nullptr) {
-        WDLOG_ERROR("CFuncDRSCfg::WriteConfig: pConfig is NULL");
-        return WDLT_E_INVALID_ARGUMENT;
-    }
+    const FamilyCall call("CFuncDRSCfg", "WriteConfig");
+    if (pConfig == nullptr)
+        return call.isNull("pConfig");
     const WdltDrsConfig config = copyOf(pConfig);
     if (config.ActionMode > kMaxActionMode) {
         WDLOG_ERROR("CFuncDRSCfg::WriteConfig: Invalid ActionMode : %d", config.ActionMode);
@@ -325,9 +313,8 @@ std::int32_t CFuncDRSCfg::WriteConfig(const WdltDrsConfig* pConfig) {
     }
     const bool isStored = storeNumbers(
         kUrlFilterKey,
-        {{kActionMode, config.ActionMode, [] { WDLOG_ERROR("CFuncDRSCfg::WriteConfig: Write ActionMode failed"); }},
-         {kScoreThreshold, config.ScoreThreshold,
-          [] { WDLOG_ERROR("CFuncDRSCfg::WriteConfig: Write ScoreThreshold failed"); }}});
+        {{kActionMode, config.ActionMode, "CFuncDRSCfg::WriteConfig: Write ActionMode failed"},
+         {kScoreThreshold, config.ScoreThreshold, "CFuncDRSCfg::WriteConfig: Write ScoreThreshold failed"}});
     // The service takes both for settings of the URL filter.
     const std::int32_t status = isStored ? NotifyChange(Notice::UrlFilter) : WDLT_E_GENERAL;
     WDLOG_ENTRY("CFuncDRSCfg::WriteConfig(): return %ld", static_cast<long>(status));
@@ -335,23 +322,22 @@ std::int32_t CFuncDRSCfg::WriteConfig(const WdltDrsConfig* pConfig) {
 }
 
 std::int32_t CFuncDRSCfg::EnableWhiteListItem(std::uint32_t enable, std::uint32_t option) {
-    const CallLines lines = linesOf("EnableWhiteListItem");
+    const FamilyCall call("CFuncDRSCfg", "EnableWhiteListItem");
     const bool isStored = storeNumbers(
-        kWhiteListKey,
-        {{WTEXT("UseWhiteList"), enable, [] { WDLOG_ERROR("CFuncDRSCfg::EnableWhiteListItem: Write enable failed"); }},
-         {WTEXT("Option"), option, [] { WDLOG_ERROR("CFuncDRSCfg::EnableWhiteListItem: Write option failed"); }}});
+        kWhiteListKey, {{WTEXT("UseWhiteList"), enable, "CFuncDRSCfg::EnableWhiteListItem: Write enable failed"},
+                        {WTEXT("Option"), option, "CFuncDRSCfg::EnableWhiteListItem: Write option failed"}});
     return isStored ? NotifyChange(Notice::Drs) : WDLT_E_GENERAL;
 }
 
 std::int32_t CFuncDRSCfg::IsWhiteListEnabled() {
-    const CallLines lines = linesOf("IsWhiteListEnabled");
+    const FamilyCall call("CFuncDRSCfg", "IsWhiteListEnabled");
     return storedNumber(kWhiteListKey, WTEXT("UseWhiteList")) != 0 ? 1 : 0;
 }
 
 std::int32_t CFuncDRSCfg::GetAllWhiteListItem(WdltDrsWhiteListItem* pItems, std::int32_t* pCount) {
-    const CallLines lines = linesOf("GetAllWhiteListItem");
+    const FamilyCall call("CFuncDRSCfg", "GetAllWhiteListItem");
     if (pCount == nullptr)
-        return lines.withoutCount();
+        return call.withoutRecords();
     OpenKey list;
     if (const LONG error = RegOpenKeyExW(HKEY_LOCAL_MACHINE, kWhiteListKey, 0, KEY_READ, list.out())) {
         if (!isMissing(error)) {
@@ -396,11 +382,9 @@ std::int32_t CFuncDRSCfg::GetAllWhiteListItem(WdltDrsWhiteListItem* pItems, std:
 }
 
 std::int32_t CFuncDRSCfg::AddWhiteListItem(const WdltDrsWhiteListItem* pItem) {
-    const CallLines lines = linesOf("AddWhiteListItem");
-    if (pItem == nullptr) {
-        WDLOG_ERROR("CFuncDRSCfg::AddWhiteListItem: pItem is NULL");
-        return WDLT_E_INVALID_ARGUMENT;
-    }
+    const FamilyCall call("CFuncDRSCfg", "AddWhiteListItem");
+    if (pItem == nullptr)
+        return call.isNull("pItem");
     const WdltDrsWhiteListItem item = copyOf(pItem);
     if (!isIndex(item.Index)) {
         WDLOG_ERROR("CFuncDRSCfg::AddWhiteListItem: Invalid index:%d", item.Index);
@@ -434,7 +418,7 @@ std::int32_t CFuncDRSCfg::AddWhiteListItem(const WdltDrsWhiteListItem* pItem) {
 }
 
 std::int32_t CFuncDRSCfg::DeleteWhiteListItem(std::uint32_t index) {
-    const CallLines lines = linesOf("DeleteWhiteListItem");
+    const FamilyCall call("CFuncDRSCfg", "DeleteWhiteListItem");
     OpenKey list;
     if (const LONG error = RegOpenKeyExW(HKEY_LOCAL_MACHINE, kWhiteListKey, 0, KEY_ALL_ACCESS, list.out())) {
         if (isMissing(error))

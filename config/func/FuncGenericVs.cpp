@@ -19,10 +19,8 @@ constexpr FeatureSwitch switchOf(std::uint32_t protocol, std::uint32_t input) {
         .protocol = protocol,
         .scan = WDLT_SCAN_VIRUS,
         .input = input,
-        .itemFailed = [](const char* verb, std::uint32_t,
-                         std::int32_t status) { WDLOG_ERROR("Failed to %s VS PE: %d", verb, status); },
-        .handlerFailed = [](const char* verb, std::uint32_t handler,
-                            std::int32_t status) { WDLOG_ERROR("Failed to %s PH %d: %d", verb, handler, status); },
+        .itemFailed = "Failed to %s VS PE: %d",
+        .handlerFailed = "Failed to %s PH %d: %d",
     };
 }
 
@@ -37,17 +35,17 @@ CCfgData limitRecordOf(const VsPlace& place) {
 } // namespace
 
 std::int32_t CFuncGenericVs::Enable(std::int32_t enable) {
-    const CallLines lines("CFuncGenericVs", "Enable");
+    const FamilyCall call("CFuncGenericVs", "Enable");
     return switchOf(m_dwProtocol, m_dwInput).enable(*this, enable);
 }
 
 std::int32_t CFuncGenericVs::IsEnabled() {
-    const CallLines lines("CFuncGenericVs", "IsEnabled");
+    const FamilyCall call("CFuncGenericVs", "IsEnabled");
     return switchOf(m_dwProtocol, m_dwInput).isEnabled(*this);
 }
 
 std::int32_t CFuncGenericVs::readPlace(const VsPlace& place, WdltVsConfig* pConfig) {
-    const CallLines lines(place.family, place.reading.member);
+    const FamilyCall call(place.family, place.reading.member);
     if (pConfig == nullptr) {
         WDLOG_ERROR("%s", place.reading.withoutConfig);
         return WDLT_E_INVALID_ARGUMENT;
@@ -68,7 +66,7 @@ std::int32_t CFuncGenericVs::readPlace(const VsPlace& place, WdltVsConfig* pConf
 }
 
 std::int32_t CFuncGenericVs::writePlace(const VsPlace& place, const WdltVsConfig* pConfig) {
-    const CallLines lines(place.family, place.writing.member);
+    const FamilyCall call(place.family, place.writing.member);
     if (pConfig == nullptr) {
         WDLOG_ERROR("%s", place.writing.withoutConfig);
         return WDLT_E_INVALID_ARGUMENT;
@@ -92,9 +90,8 @@ std::int32_t CFuncGenericVs::writePlace(const VsPlace& place, const WdltVsConfig
 
 std::int32_t CFuncGenericVs::ConfigReadVs(WdltVsConfig& record) {
     WdpeVsData stored;
-    const std::int32_t status = readWhole(*this, addressOf(m_dwProtocol, m_dwInput), stored, [](std::int32_t failure) {
-        WDLOG_ERROR("CFuncGenericVs::ConfigReadVs(): Failed to read config: %d", failure);
-    });
+    const std::int32_t status = readWhole(*this, addressOf(m_dwProtocol, m_dwInput), stored,
+                                          EventLine("CFuncGenericVs::ConfigReadVs(): Failed to read config: %d"));
     if (status == WDLT_OK)
         toCaller(kVirusScanPairs, record, stored);
     return status;
@@ -104,10 +101,6 @@ std::int32_t CFuncGenericVs::ConfigWriteVs(const WdltVsConfig& record) {
     return writeOver<WdpeVsData>(
         *this, addressOf(m_dwProtocol, m_dwInput),
         [&](WdpeVsData& stored) { toStore(kVirusScanPairs, record, stored); },
-        [](std::int32_t failure) {
-            WDLOG_ERROR("CFuncGenericVs::ConfigWriteVs(): Failed to read config: %d", failure);
-        },
-        [](std::int32_t failure) {
-            WDLOG_ERROR("CFuncGenericVs::ConfigWriteVs(): Failed to write config: %d", failure);
-        });
+        EventLine("CFuncGenericVs::ConfigWriteVs(): Failed to read config: %d"),
+        EventLine("CFuncGenericVs::ConfigWriteVs(): Failed to write config: %d"));
 }

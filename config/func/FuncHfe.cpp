@@ -11,45 +11,37 @@ namespace {
 
 using namespace wdlt;
 
-constexpr FeatureSwitch kSwitch{
+constexpr FeatureSwitch kHfeSwitch{
     .protocol = WDLT_PROTOCOL_HTTP,
     .scan = WDLT_SCAN_NETWORK_EVENTS,
     .input = WDLT_INPUT_NONE,
-    .itemFailed = [](const char* verb, std::uint32_t,
-                     std::int32_t status) { WDLOG_ERROR("Failed to %s Network Events PE: %d", verb, status); },
-    .handlerFailed = [](const char* verb, std::uint32_t,
-                        std::int32_t status) { WDLOG_ERROR("Failed to %s HTTP PH: %d", verb, status); },
+    .itemFailed = "Failed to %s Network Events PE: %d",
+    .handlerFailed = "Failed to %s HTTP PH: %d",
 };
 
 constexpr Address kSettings{WDLT_PROTOCOL_COMMON, WDLT_SCAN_HTTP_MANAGER, WDLT_CONFIG_HTTP_FILE_EVENTS};
 constexpr Address kPluginEvent{WDLT_PROTOCOL_COMMON, WDLT_SCAN_HTTP_MANAGER, WDLT_CONFIG_HTTP_PLUGIN_EVENT};
 
-CallLines linesOf(const char* member) {
-    return {"CFuncHfe", member};
-}
-
 } // namespace
 
 std::int32_t CFuncHfe::Enable(std::int32_t enable) {
-    const CallLines lines = linesOf("Enable");
-    return kSwitch.enable(*this, enable);
+    const FamilyCall call("CFuncHfe", "Enable");
+    return kHfeSwitch.enable(*this, enable);
 }
 
 std::int32_t CFuncHfe::IsEnabled() {
-    const CallLines lines = linesOf("IsEnabled");
-    return kSwitch.isEnabled(*this);
+    const FamilyCall call("CFuncHfe", "IsEnabled");
+    return kHfeSwitch.isEnabled(*this);
 }
 
 std::int32_t CFuncHfe::ConfigRead(WdpeHfeData* pConfig) {
-    const CallLines lines = linesOf("ConfigRead");
+    const FamilyCall call("CFuncHfe", "ConfigRead");
     if (pConfig == nullptr) {
         WDLOG_ERROR("CFuncHfe::ConfigRead(): pConfig is NULL");
         return WDLT_E_INVALID_ARGUMENT;
     }
     WdpeHfeData stored;
-    const std::int32_t status = readWhole(*this, kSettings, stored, [](std::int32_t failure) {
-        WDLOG_ERROR("CFuncHfe::ConfigRead(): Failed to read config: %d", failure);
-    });
+    const std::int32_t status = readWhole(*this, kSettings, stored, call.failing("read config"));
     if (status == WDLT_OK)
         handOver(pConfig, stored);
     return status;
@@ -57,31 +49,27 @@ std::int32_t CFuncHfe::ConfigRead(WdpeHfeData* pConfig) {
 
 // Both values have a default, so nothing has to be stored for a first write.
 std::int32_t CFuncHfe::ConfigWrite(const WdpeHfeData* pConfig) {
-    const CallLines lines = linesOf("ConfigWrite");
+    const FamilyCall call("CFuncHfe", "ConfigWrite");
     if (pConfig == nullptr) {
         WDLOG_ERROR("CFuncHfe::ConfigWrite() pConfig is NULL");
         return WDLT_E_INVALID_ARGUMENT;
     }
-    return writeBytes(
-        *this, kSettings, pConfig, sizeof *pConfig,
-        [](std::int32_t failure) { WDLOG_ERROR("CFuncHfe::ConfigWrite() Failed to SetData: %d", failure); },
-        [](std::int32_t failure) { WDLOG_ERROR("CFuncHfe::ConfigWrite() Failed to write config: %d", failure); });
+    return writeBytes(*this, kSettings, pConfig, sizeof *pConfig,
+                      EventLine("CFuncHfe::ConfigWrite() Failed to SetData: %d"),
+                      EventLine("CFuncHfe::ConfigWrite() Failed to write config: %d"));
 }
 
 std::int32_t CFuncHfe::IsEnabledPluginEvent() {
-    const CallLines lines = linesOf("IsEnabledPluginEvent");
+    const FamilyCall call("CFuncHfe", "IsEnabledPluginEvent");
     std::uint8_t isEnabled = 0;
-    const std::int32_t status = readWhole(*this, kPluginEvent, isEnabled, [](std::int32_t failure) {
-        WDLOG_ERROR("CFuncHfe::IsEnabledPluginEvent(): Failed to read config: %d", failure);
-    });
+    const std::int32_t status = readWhole(*this, kPluginEvent, isEnabled, call.failing("read config"));
     return status == WDLT_OK && isEnabled != 0 ? 1 : 0;
 }
 
 std::int32_t CFuncHfe::EnablePluginEvent(std::int32_t enable) {
-    const CallLines lines = linesOf("EnablePluginEvent");
+    const FamilyCall call("CFuncHfe", "EnablePluginEvent");
     const std::uint8_t isEnabled = enable != 0 ? 1 : 0;
-    return writeBytes(
-        *this, kPluginEvent, &isEnabled, sizeof isEnabled,
-        [](std::int32_t failure) { WDLOG_ERROR("CFuncHfe::EnablePluginEvent() Failed to SetData: %d", failure); },
-        [](std::int32_t failure) { WDLOG_ERROR("CFuncHfe::EnablePluginEvent() Failed to write config: %d", failure); });
+    return writeBytes(*this, kPluginEvent, &isEnabled, sizeof isEnabled,
+                      EventLine("CFuncHfe::EnablePluginEvent() Failed to SetData: %d"),
+                      EventLine("CFuncHfe::EnablePluginEvent() Failed to write config: %d"));
 }

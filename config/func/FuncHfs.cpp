@@ -12,7 +12,7 @@ using namespace wdlt;
 
 constexpr Address kFileScan{WDLT_PROTOCOL_COMMON, WDLT_SCAN_VIRUS, WDLT_CONFIG_DEFAULT, WDLT_INPUT_HTTP_FILE_SCAN};
 
-constexpr VsPlace kPlace{
+constexpr VsPlace kHfsPlace{
     .limitProtocol = kFileScan.protocol,
     .limitScan = kFileScan.scan,
     .limitInput = kFileScan.input,
@@ -39,23 +39,19 @@ constexpr VsPlace kPlace{
 CFuncHfs::CFuncHfs() : CFuncGenericVs(WDLT_PROTOCOL_HTTP, WDLT_INPUT_HTTP_FILE_SCAN) {}
 
 std::int32_t CFuncHfs::ConfigVirusRead(WdltVsConfig* pConfig) {
-    return readPlace(kPlace, pConfig);
+    return readPlace(kHfsPlace, pConfig);
 }
 
 std::int32_t CFuncHfs::ConfigVirusWrite(const WdltVsConfig* pConfig) {
-    return writePlace(kPlace, pConfig);
+    return writePlace(kHfsPlace, pConfig);
 }
 
 std::int32_t CFuncHfs::ConfigRead(WdltHfsConfig* pConfig) {
-    const CallLines lines("CFuncHfs", "ConfigRead");
-    if (pConfig == nullptr) {
-        WDLOG_ERROR("CFuncHfs::ConfigRead: pConfig is NULL");
-        return WDLT_E_INVALID_ARGUMENT;
-    }
+    const FamilyCall call("CFuncHfs", "ConfigRead");
+    if (pConfig == nullptr)
+        return call.isNull("pConfig");
     WdpeHttpFileScanData stored;
-    const std::int32_t status = readWhole(*this, kFileScan, stored, [](std::int32_t failure) {
-        WDLOG_ERROR("CFuncHfs::ConfigRead(): Failed to read on CConfigReader: %d", failure);
-    });
+    const std::int32_t status = readWhole(*this, kFileScan, stored, call.failing("read on CConfigReader"));
     if (status != WDLT_OK)
         return status;
     WdltHfsConfig config{};
@@ -65,17 +61,12 @@ std::int32_t CFuncHfs::ConfigRead(WdltHfsConfig* pConfig) {
 }
 
 std::int32_t CFuncHfs::ConfigWrite(const WdltHfsConfig* pConfig) {
-    const CallLines lines("CFuncHfs", "ConfigWrite");
-    if (pConfig == nullptr) {
-        WDLOG_ERROR("CFuncHfs::ConfigWrite: pConfig is NULL");
-        return WDLT_E_INVALID_ARGUMENT;
-    }
+    const FamilyCall call("CFuncHfs", "ConfigWrite");
+    if (pConfig == nullptr)
+        return call.isNull("pConfig");
     WdltHfsConfig config = copyOf(pConfig);
     config.szTargetTypes[sizeof config.szTargetTypes - 1] = '\0'; // this one is cut to what fits
     return writeOver<WdpeHttpFileScanData>(
         *this, kFileScan, [&](WdpeHttpFileScanData& stored) { toStore(kFileScanPairs, config, stored); },
-        [](std::int32_t failure) {
-            WDLOG_ERROR("CFuncHfs::ConfigWrite(): Failed to read on CConfigReader: %d", failure);
-        },
-        [](std::int32_t failure) { WDLOG_ERROR("FuncHfs::ConfigWrite(): Failed to write data: %d", failure); });
+        call.failing("read on CConfigReader"), EventLine("FuncHfs::ConfigWrite(): Failed to write data: %d"));
 }

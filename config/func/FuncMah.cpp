@@ -5,39 +5,21 @@
 #include <wdltcfg/addresses.h>
 #include <wdltcfg/status.h>
 
-namespace {
-
 using namespace wdlt;
 
-void readFailed(std::int32_t status) {
-    WDLOG_ERROR("CFuncMah::RecordListRead(): Failed to read config: %d", status);
-}
-
-} // namespace
-
 std::int32_t CFuncMah::RecordListRead(MailAddressRecord* records, std::int32_t* count) {
-    CallLines lines("CFuncMah", "RecordListRead");
+    FamilyCall call("CFuncMah", "RecordListRead");
     if (count == nullptr)
-        return lines.withoutCount();
+        return call.withoutRecords();
     WdsmMailConfig settings;
     const Address address{WDLT_PROTOCOL_COMMON, WDLT_SCAN_MAIL_MANAGER, WDLT_CONFIG_DEFAULT};
-    if (const std::int32_t status = readWhole(*this, address, settings, readFailed); status != WDLT_OK)
+    if (const std::int32_t status = readWhole(*this, address, settings, call.failing("read config")); status != WDLT_OK)
         return status;
     CCfgData cache(WDLT_PROTOCOL_COMMON, WDLT_SCAN_MAIL_MANAGER, WDLT_CONFIG_MAIL_ADDRESS_CACHE);
-    if (const std::int32_t status = Read(cache); status != WDLT_OK) {
-        readFailed(status);
-        return status;
-    }
+    if (const std::int32_t status = Read(cache); status != WDLT_OK)
+        return call.failed("read config", status);
     std::int32_t stored = 0;
     std::memcpy(&stored, cache.GetData(), sizeof stored);
-    if (records == nullptr) {
-        *count = stored;
-        lines.endWithCount(stored);
-        return WDLT_OK;
-    }
-    *count = std::min(*count, stored);
-    if (*count > 0)
-        std::memcpy(records, cache.GetData() + sizeof(MailAddressListHead),
-                    static_cast<std::size_t>(*count) * sizeof *records);
+    takeSome(stored, cache.GetData() + sizeof(MailAddressListHead), records, count, call);
     return WDLT_OK;
 }

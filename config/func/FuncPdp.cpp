@@ -20,12 +20,8 @@ constexpr FeatureSwitch switchOf(std::uint32_t protocol) {
         .protocol = protocol,
         .scan = WDLT_SCAN_PRIVACY,
         .input = WDLT_INPUT_NONE,
-        .itemFailed =
-            [](const char* verb, std::uint32_t handler, std::int32_t status) {
-                WDLOG_ERROR("Failed to %s PDP PE for PH %d: %d", verb, handler, status);
-            },
-        .handlerFailed = [](const char* verb, std::uint32_t handler,
-                            std::int32_t status) { WDLOG_ERROR("Failed to %s PH %d: %d", verb, handler, status); },
+        .itemFailed = "Failed to %s PDP PE for PH %d: %d",
+        .handlerFailed = "Failed to %s PH %d: %d",
     };
 }
 
@@ -68,20 +64,20 @@ std::int32_t readAll(CCfgHelper& family, const char* operation, CCfgData& cfgDat
 
 template <class List>
 std::int32_t readItems(CCfgHelper& family, const List& list, typename List::Item* items, std::int32_t* count) {
-    CallLines lines("CFuncPdp", list.read);
+    FamilyCall call("CFuncPdp", list.read);
     if (count == nullptr)
-        return lines.withoutCount();
+        return call.withoutRecords();
     ListData cfgData(list);
     typename List::Head head{};
     if (const std::int32_t status = readAll(family, list.read, cfgData, head); status != WDLT_OK)
         return status;
-    takeSome(static_cast<std::int32_t>(head.*list.count), cfgData.GetData() + sizeof head, items, count, lines);
+    takeSome(static_cast<std::int32_t>(head.*list.count), cfgData.GetData() + sizeof head, items, count, call);
     return WDLT_OK;
 }
 
 template <class List>
 std::int32_t writeItems(CCfgHelper& family, const List& list, const typename List::Item* items, std::int32_t count) {
-    const CallLines lines("CFuncPdp", list.write);
+    const FamilyCall call("CFuncPdp", list.write);
     if (items == nullptr) {
         WDLOG_ERROR("CFuncPdp::%s(): Invalid parameter NULL", list.write);
         return WDLT_E_INVALID_ARGUMENT;

@@ -24,10 +24,6 @@ constexpr const char* kFileName = "filename";
 // What stands for the plug-in manager in a notice, and nowhere else.
 constexpr std::uint32_t kNoticeProtocol = 8;
 
-CallLines linesOf(const char* member) {
-    return {"CFuncPluginManager", member};
-}
-
 // A key that is missing is made, whatever for it is opened.
 LONG open(REGSAM access, OpenKey& key) {
     return RegCreateKeyExA(HKEY_LOCAL_MACHINE, kKey, 0, nullptr, REG_OPTION_NON_VOLATILE, access, nullptr, key.out(),
@@ -93,25 +89,19 @@ std::int32_t CFuncPluginManager::NotifyChange() {
         WDLOG_ERROR("CFuncPluginManager::NotifyChange(): Failed to send in ConfigChangeSender");
         return WDLT_E_NO_ANSWER;
     }
-    return noticeChange(
-        kNoticeProtocol, WDLT_SCAN_NONE,
-        {
-            .noService =
-                [] {
-                    WDLOG_TRACE("CFuncPluginManager::NotifyChange(): Failed to open memory in "
-                                "ConfigChangeSender or Wardlet is not running");
-                },
-            .noAnswer = [] { WDLOG_ERROR("CFuncPluginManager::NotifyChange(): Failed to send in ConfigChangeSender"); },
-        });
+    return noticeChange(kNoticeProtocol, WDLT_SCAN_NONE,
+                        {
+                            .noService = "CFuncPluginManager::NotifyChange(): Failed to open memory in "
+                                         "ConfigChangeSender or Wardlet is not running",
+                            .noAnswer = "CFuncPluginManager::NotifyChange(): Failed to send in ConfigChangeSender",
+                        });
 }
 
 // Its lines are errors all, the result too: whoever looks for a plug-in manager that doesn't run finds them.
 std::int32_t CFuncPluginManager::ReadConfig(WdltPluginManagerConfig* pConfig) {
-    const CallLines lines = linesOf("ReadConfig");
-    if (pConfig == nullptr) {
-        WDLOG_ERROR("CFuncPluginManager::ReadConfig: pConfig is NULL");
-        return WDLT_E_INVALID_ARGUMENT;
-    }
+    const FamilyCall call("CFuncPluginManager", "ReadConfig");
+    if (pConfig == nullptr)
+        return call.isNull("pConfig");
     std::int32_t status = WDLT_OK;
     WdltPluginManagerConfig config{};
     {
@@ -129,11 +119,9 @@ std::int32_t CFuncPluginManager::ReadConfig(WdltPluginManagerConfig* pConfig) {
 }
 
 std::int32_t CFuncPluginManager::WriteConfig(const WdltPluginManagerConfig* pConfig) {
-    const CallLines lines = linesOf("WriteConfig");
-    if (pConfig == nullptr) {
-        WDLOG_ERROR("CFuncPluginManager::WriteConfig: pConfig is NULL");
-        return WDLT_E_INVALID_ARGUMENT;
-    }
+    const FamilyCall call("CFuncPluginManager", "WriteConfig");
+    if (pConfig == nullptr)
+        return call.isNull("pConfig");
     WdltPluginManagerConfig config = copyOf(pConfig);
     config.szFilename[sizeof config.szFilename - 1] = '\0';
     if (config.dwEnable == 1)
@@ -155,7 +143,7 @@ std::int32_t CFuncPluginManager::WriteConfig(const WdltPluginManagerConfig* pCon
 }
 
 std::int32_t CFuncPluginManager::PlugInEnable(const char* pValue, std::uint32_t enable) {
-    const CallLines lines = linesOf("PlugInEnable");
+    const FamilyCall call("CFuncPluginManager", "PlugInEnable");
     if (pValue == nullptr) {
         WDLOG_ERROR("CFuncPluginManager::PlugInEnable: pValue is NULL");
         return WDLT_E_GENERAL;
@@ -176,7 +164,7 @@ std::int32_t CFuncPluginManager::PlugInEnable(const char* pValue, std::uint32_t 
 }
 
 std::int32_t CFuncPluginManager::PlugInIsEnabled(const char* pValue, std::uint32_t standard) {
-    const CallLines lines = linesOf("PlugInIsEnabled");
+    const FamilyCall call("CFuncPluginManager", "PlugInIsEnabled");
     const auto unread = static_cast<std::int32_t>(standard);
     if (pValue == nullptr) {
         WDLOG_ERROR("CFuncPluginManager::PlugInIsEnabled: pValue is NULL");

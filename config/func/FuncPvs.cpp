@@ -4,7 +4,7 @@
 
 namespace {
 
-constexpr wdlt::VsPlace kPlace{
+constexpr wdlt::VsPlace kPvsPlace{
     .limitProtocol = WDLT_PROTOCOL_POP3,
     .limitScan = WDLT_SCAN_NONE,
     .limitInput = WDLT_INPUT_NONE,
@@ -31,9 +31,9 @@ constexpr wdlt::VsPlace kPlace{
 CFuncPvs::CFuncPvs() : CFuncGenericVs(WDLT_PROTOCOL_POP3, WDLT_INPUT_NONE) {}
 
 std::int32_t CFuncPvs::ConfigRead(WdltVsConfig* pConfig) {
-    return readPlace(kPlace, pConfig);
+    return readPlace(kPvsPlace, pConfig);
 }
 
 std::int32_t CFuncPvs::ConfigWrite(const WdltVsConfig* pConfig) {
-    return writePlace(kPlace, pConfig);
+    return writePlace(kPvsPlace, pConfig);
 }

@@ -12,47 +12,36 @@ namespace {
 
 using namespace wdlt;
 
-constexpr FeatureSwitch kSwitch{
+constexpr FeatureSwitch kSalSwitch{
     .protocol = WDLT_PROTOCOL_HTTP,
     .scan = WDLT_SCAN_SAL,
     .input = WDLT_INPUT_NONE,
-    .itemFailed = [](const char* verb, std::uint32_t,
-                     std::int32_t status) { WDLOG_ERROR("Failed to %s SAL PE: %d", verb, status); },
-    .handlerFailed = [](const char* verb, std::uint32_t,
-                        std::int32_t status) { WDLOG_ERROR("Failed to %s HTTP PH: %d", verb, status); },
+    .itemFailed = "Failed to %s SAL PE: %d",
+    .handlerFailed = "Failed to %s HTTP PH: %d",
 };
 
 constexpr Address kSettings{0, WDLT_SCAN_SAL, WDLT_CONFIG_DEFAULT};
 
-CallLines linesOf(const char* member) {
-    return {"CFuncSal", member};
-}
-
 } // namespace
 
 std::int32_t CFuncSal::Enable(std::int32_t enable) {
-    const CallLines lines = linesOf("Enable");
-    return kSwitch.enable(*this, enable);
+    const FamilyCall call("CFuncSal", "Enable");
+    return kSalSwitch.enable(*this, enable);
 }
 
 std::int32_t CFuncSal::IsEnabled() {
-    const CallLines lines = linesOf("IsEnabled");
-    return kSwitch.isEnabled(*this);
+    const FamilyCall call("CFuncSal", "IsEnabled");
+    return kSalSwitch.isEnabled(*this);
 }
 
 std::int32_t CFuncSal::ConfigRead(WdltSalConfig* pConfig) {
-    const CallLines lines = linesOf("ConfigRead");
-    if (pConfig == nullptr) {
-        WDLOG_ERROR("CFuncSal::ConfigRead: pConfig is NULL");
-        return WDLT_E_INVALID_ARGUMENT;
-    }
+    const FamilyCall call("CFuncSal", "ConfigRead");
+    if (pConfig == nullptr)
+        return call.isNull("pConfig");
     WdltSalConfig config{};
     config.dwEnable = static_cast<std::uint32_t>(IsEnabled());
     WdpeSalData stored;
-    if (const std::int32_t status = readWhole(
-            *this, kSettings, stored,
-            [](std::int32_t failure) { WDLOG_ERROR("CFuncSal::ConfigRead(): Failed to read config: %d", failure); });
-        status != WDLT_OK)
+    if (const std::int32_t status = readWhole(*this, kSettings, stored, call.failing("read config")); status != WDLT_OK)
         return status;
     toCaller(kSalPairs, config, stored);
     handOver(pConfig, config);
@@ -60,11 +49,9 @@ std::int32_t CFuncSal::ConfigRead(WdltSalConfig* pConfig) {
 }
 
 std::int32_t CFuncSal::ConfigWrite(const WdltSalConfig* pConfig) {
-    const CallLines lines = linesOf("ConfigWrite");
-    if (pConfig == nullptr) {
-        WDLOG_ERROR("CFuncSal::ConfigWrite: pConfig is NULL");
-        return WDLT_E_INVALID_ARGUMENT;
-    }
+    const FamilyCall call("CFuncSal", "ConfigWrite");
+    if (pConfig == nullptr)
+        return call.isNull("pConfig");
     const WdltSalConfig config = copyOf(pConfig);
     WdpeSalData settings{};
     toStore(kSalPairs, config, settings);
@@ -72,14 +59,10 @@ std::int32_t CFuncSal::ConfigWrite(const WdltSalConfig* pConfig) {
     Address address = kSettings;
     if (settings.szBlockImages[0] == '\0')
         address.configType = kSalFlagsAlone;
-    if (const std::int32_t status = writeBytes(
-            *this, address, &settings, sizeof settings,
-            [](std::int32_t failure) { WDLOG_ERROR("CFuncSal::ConfigWrite(): Failed to SetData: %d", failure); },
-            [](std::int32_t failure) { WDLOG_ERROR("CFuncSal::ConfigWrite(): Failed to write data: %d", failure); });
+    if (const std::int32_t status =
+            writeBytes(*this, address, &settings, sizeof settings, call.failing("SetData"), call.failing("write data"));
         status != WDLT_OK)
         return status;
     const std::int32_t status = Enable(config.dwEnable != 0 ? 1 : 0);
-    if (status != WDLT_OK)
-        WDLOG_ERROR("CFuncSal::ConfigWrite(): Failed to enable: %d", status);
-    return status;
+    return status == WDLT_OK ? status : call.failed("enable", status);
 }

@@ -4,7 +4,7 @@
 
 namespace {
 
-constexpr wdlt::VsPlace kPlace{
+constexpr wdlt::VsPlace kSvsPlace{
     .limitProtocol = WDLT_PROTOCOL_SMTP,
     .limitScan = WDLT_SCAN_NONE,
     .limitInput = WDLT_INPUT_NONE,
@@ -31,9 +31,9 @@ constexpr wdlt::VsPlace kPlace{
 CFuncSvs::CFuncSvs() : CFuncGenericVs(WDLT_PROTOCOL_SMTP, WDLT_INPUT_NONE) {}
 
 std::int32_t CFuncSvs::ConfigRead(WdltVsConfig* pConfig) {
-    return readPlace(kPlace, pConfig);
+    return readPlace(kSvsPlace, pConfig);
 }
 
 std::int32_t CFuncSvs::ConfigWrite(const WdltVsConfig* pConfig) {
-    return writePlace(kPlace, pConfig);
+    return writePlace(kSvsPlace, pConfig);
 }

@@ -14,47 +14,37 @@ namespace {
 
 using namespace wdlt;
 
-constexpr FeatureSwitch kSwitch{
+constexpr FeatureSwitch kUrlfSwitch{
     .protocol = WDLT_PROTOCOL_HTTP,
     .scan = WDLT_SCAN_URL_FILTER,
     .input = WDLT_INPUT_NONE,
-    .itemFailed = [](const char* verb, std::uint32_t,
-                     std::int32_t status) { WDLOG_ERROR("Failed to %s URL Filter PE: %d", verb, status); },
-    .handlerFailed = [](const char* verb, std::uint32_t,
-                        std::int32_t status) { WDLOG_ERROR("Failed to %s HTTP PH: %d", verb, status); },
+    .itemFailed = "Failed to %s URL Filter PE: %d",
+    .handlerFailed = "Failed to %s HTTP PH: %d",
 };
 
 constexpr Address addressOf(std::uint64_t configType) {
     return {0, WDLT_SCAN_URL_FILTER, configType};
 }
 
-CallLines linesOf(const char* member) {
-    return {"CFuncUrlf", member};
-}
-
 } // namespace
 
 std::int32_t CFuncUrlf::Enable(std::int32_t enable) {
-    const CallLines lines = linesOf("Enable");
-    return kSwitch.enable(*this, enable);
+    const FamilyCall call("CFuncUrlf", "Enable");
+    return kUrlfSwitch.enable(*this, enable);
 }
 
 std::int32_t CFuncUrlf::IsEnabled() {
-    const CallLines lines = linesOf("IsEnabled");
-    return kSwitch.isEnabled(*this);
+    const FamilyCall call("CFuncUrlf", "IsEnabled");
+    return kUrlfSwitch.isEnabled(*this);
 }
 
 std::int32_t CFuncUrlf::ConfigRead(WdltUrlfConfig* pConfig) {
-    const CallLines lines = linesOf("ConfigRead");
-    if (pConfig == nullptr) {
-        WDLOG_ERROR("CFuncUrlf::ConfigRead: pConfig is NULL");
-        return WDLT_E_INVALID_ARGUMENT;
-    }
+    const FamilyCall call("CFuncUrlf", "ConfigRead");
+    if (pConfig == nullptr)
+        return call.isNull("pConfig");
     Wiped<WdpeUrlfData> settings; // the proxy's password is in it
     const std::int32_t status =
-        readWhole(*this, addressOf(WDLT_CONFIG_URLF_SETTINGS), *settings, [](std::int32_t failure) {
-            WDLOG_ERROR("CFuncUrlf::ConfigRead(): Failed to read config: %d", failure);
-        });
+        readWhole(*this, addressOf(WDLT_CONFIG_URLF_SETTINGS), *settings, call.failing("read config"));
     if (status != WDLT_OK)
         return status;
     WdltUrlfConfig config{};
@@ -64,30 +54,23 @@ std::int32_t CFuncUrlf::ConfigRead(WdltUrlfConfig* pConfig) {
 }
 
 std::int32_t CFuncUrlf::ConfigWrite(const WdltUrlfConfig* pConfig) {
-    const CallLines lines = linesOf("ConfigWrite");
-    if (pConfig == nullptr) {
-        WDLOG_ERROR("CFuncUrlf::ConfigWrite: pConfig is NULL");
-        return WDLT_E_INVALID_ARGUMENT;
-    }
+    const FamilyCall call("CFuncUrlf", "ConfigWrite");
+    if (pConfig == nullptr)
+        return call.isNull("pConfig");
     const WdltUrlfConfig config = copyOf(pConfig);
     return writeOver<WdpeUrlfData>(
         *this, addressOf(WDLT_CONFIG_URLF_SETTINGS),
-        [&](WdpeUrlfData& stored) { toStore(kUrlFilterPairs, config, stored); },
-        [](std::int32_t failure) { WDLOG_ERROR("CFuncUrlf::ConfigWrite(): Failed to read config: %d", failure); },
-        [](std::int32_t failure) { WDLOG_ERROR("CFuncUrlf::ConfigWrite(): Failed to write data: %d", failure); });
+        [&](WdpeUrlfData& stored) { toStore(kUrlFilterPairs, config, stored); }, call.failing("read config"),
+        call.failing("write data"));
 }
 
 std::int32_t CFuncUrlf::ProxyRead(WdltUrlfProxy* pProxy) {
-    const CallLines lines = linesOf("ProxyRead");
-    if (pProxy == nullptr) {
-        WDLOG_ERROR("CFuncUrlf::ProxyRead: pProxy is NULL");
-        return WDLT_E_INVALID_ARGUMENT;
-    }
+    const FamilyCall call("CFuncUrlf", "ProxyRead");
+    if (pProxy == nullptr)
+        return call.isNull("pProxy");
     Wiped<WdpeUrlfData> settings;
     const std::int32_t status =
-        readWhole(*this, addressOf(WDLT_CONFIG_URLF_SETTINGS), *settings, [](std::int32_t failure) {
-            WDLOG_ERROR("CFuncUrlf::ProxyRead(): Failed to read config: %d", failure);
-        });
+        readWhole(*this, addressOf(WDLT_CONFIG_URLF_SETTINGS), *settings, call.failing("read config"));
     if (status != WDLT_OK)
         return status;
     Wiped<WdltUrlfProxy> proxy;
@@ -98,30 +81,23 @@ std::int32_t CFuncUrlf::ProxyRead(WdltUrlfProxy* pProxy) {
 
 // All the settings are written again, not only the proxy's.
 std::int32_t CFuncUrlf::ProxyWrite(const WdltUrlfProxy* pProxy) {
-    const CallLines lines = linesOf("ProxyWrite");
-    if (pProxy == nullptr) {
-        WDLOG_ERROR("CFuncUrlf::ProxyWrite: pProxy is NULL");
-        return WDLT_E_INVALID_ARGUMENT;
-    }
+    const FamilyCall call("CFuncUrlf", "ProxyWrite");
+    if (pProxy == nullptr)
+        return call.isNull("pProxy");
     Wiped<WdltUrlfProxy> proxy;
     std::memcpy(&*proxy, pProxy, sizeof *proxy);
     return writeOver<WdpeUrlfData>(
         *this, addressOf(WDLT_CONFIG_URLF_SETTINGS),
-        [&](WdpeUrlfData& stored) { toStore(kUrlFilterProxyPairs, *proxy, stored); },
-        [](std::int32_t failure) { WDLOG_ERROR("CFuncUrlf::ProxyWrite(): Failed to read config: %d", failure); },
-        [](std::int32_t failure) { WDLOG_ERROR("CFuncUrlf::ProxyWrite(): Failed to write data: %d", failure); });
+        [&](WdpeUrlfData& stored) { toStore(kUrlFilterProxyPairs, *proxy, stored); }, call.failing("read config"),
+        call.failing("write data"));
 }
 
 std::int32_t CFuncUrlf::RecordListRead(std::uint32_t listType, WdpeUrlfUrlRecord* records, std::int32_t* count) {
-    CallLines lines = linesOf("RecordListRead");
-    if (count == nullptr) {
-        WDLOG_ERROR("CFuncUrlf::RecordListRead(): Invalid parameter NULL");
-        return WDLT_E_INVALID_ARGUMENT;
-    }
-    if (listType != WDLT_LIST_WHITE && listType != WDLT_LIST_BLACK) {
-        WDLOG_ERROR("CFuncUrlf::RecordListRead(): Unknown list type: %d", listType);
-        return WDLT_E_INVALID_ARGUMENT;
-    }
+    FamilyCall call("CFuncUrlf", "RecordListRead");
+    if (count == nullptr)
+        return call.withoutRecords();
+    if (listType != WDLT_LIST_WHITE && listType != WDLT_LIST_BLACK)
+        return call.ofUnknownList(listType);
     CCfgData cfgData(0, WDLT_SCAN_URL_FILTER, WDLT_CONFIG_URLF_LIST);
     if (const std::int32_t status = Read(cfgData, sizeof(WdpeUrlfUrlList), &listType, sizeof listType);
         status != WDLT_OK) {
@@ -135,7 +111,7 @@ std::int32_t CFuncUrlf::RecordListRead(std::uint32_t listType, WdpeUrlfUrlRecord
     const bool fits = records != nullptr && *count >= stored;
     *count = stored;
     if (!fits) {
-        lines.endWithCount(stored);
+        call.endWithCount(stored);
         return WDLT_E_BUFFER_SIZE;
     }
     std::memcpy(records, cfgData.GetData() + offsetof(WdpeUrlfUrlList, records),
@@ -144,45 +120,32 @@ std::int32_t CFuncUrlf::RecordListRead(std::uint32_t listType, WdpeUrlfUrlRecord
 }
 
 std::int32_t CFuncUrlf::RecordListWrite(std::uint32_t listType, const WdpeUrlfUrlRecord* records, std::int32_t count) {
-    const CallLines lines = linesOf("RecordListWrite");
-    if (records == nullptr && count != 0) {
-        WDLOG_ERROR("CFuncUrlf::RecordListWrite(): Invalid parameter NULL");
-        return WDLT_E_INVALID_ARGUMENT;
-    }
-    if (listType != WDLT_LIST_WHITE && listType != WDLT_LIST_BLACK) {
-        WDLOG_ERROR("CFuncUrlf::RecordListWrite(): Unknown list type: %d", listType);
-        return WDLT_E_INVALID_ARGUMENT;
-    }
-    if (count < 0 || count > GetMaxCount(listType)) {
-        WDLOG_ERROR("CFuncUrlf::RecordListWrite(): count %d exceeds the maximum", count);
-        return WDLT_E_INVALID_ARGUMENT;
-    }
-    return writeList<WdpeUrlfUrlList>(
-        *this, addressOf(WDLT_CONFIG_URLF_LIST), listType, records, count,
-        [](std::int32_t failure) {
-            WDLOG_ERROR("CFuncUrlf::RecordListWrite(): Out of memory");
-            WDLOG_ERROR("CFuncUrlf::RecordListWrite(): Failed to set data to config: %d", failure);
-        },
-        [](std::int32_t failure) { WDLOG_ERROR("CFuncUrlf::RecordListWrite(): Failed to write config: %d", failure); });
+    const FamilyCall call("CFuncUrlf", "RecordListWrite");
+    if (records == nullptr && count != 0)
+        return call.withoutRecords();
+    if (listType != WDLT_LIST_WHITE && listType != WDLT_LIST_BLACK)
+        return call.ofUnknownList(listType);
+    if (count < 0 || count > GetMaxCount(listType))
+        return call.withTooMany(count);
+    return writeList<WdpeUrlfUrlList>(*this, addressOf(WDLT_CONFIG_URLF_LIST), listType, records, count,
+                                      call.failing("set data to config"), call.failing("write config"),
+                                      "CFuncUrlf::RecordListWrite(): Out of memory");
 }
 
 std::int32_t CFuncUrlf::CategoryRead(WdpeUrlfCategory* categories, std::int32_t* count) {
-    CallLines lines = linesOf("CategoryRead");
-    return readSome<WdpeUrlfCategoryList>(
-        *this, addressOf(WDLT_CONFIG_URLF_CATEGORIES), categories, count, lines,
-        [](std::int32_t failure) { WDLOG_ERROR("CFuncUrlf::CategoryRead(): Failed to read config: %d", failure); });
+    FamilyCall call("CFuncUrlf", "CategoryRead");
+    return readSome<WdpeUrlfCategoryList>(*this, addressOf(WDLT_CONFIG_URLF_CATEGORIES), categories, count, call,
+                                          call.failing("read config"));
 }
 
 std::int32_t CFuncUrlf::CategoryGroupRead(WdpeUrlfCategoryGroup* groups, std::int32_t* count) {
-    CallLines lines = linesOf("CategoryGroupRead");
-    return readSome<WdpeUrlfCategoryGroupList>(
-        *this, addressOf(WDLT_CONFIG_URLF_CATEGORY_GROUPS), groups, count, lines, [](std::int32_t failure) {
-            WDLOG_ERROR("CFuncUrlf::CategoryGroupRead(): Failed to read config: %d", failure);
-        });
+    FamilyCall call("CFuncUrlf", "CategoryGroupRead");
+    return readSome<WdpeUrlfCategoryGroupList>(*this, addressOf(WDLT_CONFIG_URLF_CATEGORY_GROUPS), groups, count, call,
+                                               call.failing("read config"));
 }
 
 std::int32_t CFuncUrlf::IsUrlRecordExists(std::uint32_t listType, const WdpeUrlfUrlRecord* url) {
-    const CallLines lines = linesOf("IsUrlRecordExists");
+    const FamilyCall call("CFuncUrlf", "IsUrlRecordExists");
     if (url == nullptr)
         return 0;
     const std::uint32_t asked = listType != WDLT_LIST_WHITE ? WDLT_LIST_BLACK : WDLT_LIST_WHITE;
@@ -205,14 +168,12 @@ std::int32_t CFuncUrlf::IsUrlRecordExistsInDB(std::uint32_t listType, const Wdpe
 }
 
 std::int32_t CFuncUrlf::SetExtraHeader(const WdpeUrlfExtraHeader* header) {
-    CallLines lines = linesOf("SetExtraHeader");
-    if (header == nullptr) {
-        WDLOG_ERROR("CFuncUrlf::SetExtraHeader(): Invalid parameter NULL");
-        return WDLT_E_INVALID_ARGUMENT;
-    }
+    FamilyCall call("CFuncUrlf", "SetExtraHeader");
+    if (header == nullptr)
+        return call.withoutRecords();
     const WdpeUrlfExtraHeader head = copyOf(header);
     if (head.dwVersion == 0) {
-        lines.endToldElsewhere();
+        call.endToldElsewhere();
         WDLOG_ENTRY("CFuncUrlf::SetExtraHeader(): OUT return Supported version(%d)", WDLT_EXTRA_HEADER_VERSION);
         return WDLT_EXTRA_HEADER_VERSION;
     }
@@ -220,24 +181,17 @@ std::int32_t CFuncUrlf::SetExtraHeader(const WdpeUrlfExtraHeader* header) {
         WDLOG_ERROR("CFuncUrlf::SetExtraHeader(): Failed no supported version(%d)", head.dwVersion);
         return WDLT_E_VERSION;
     }
-    return writeBytes(
-        *this, addressOf(WDLT_CONFIG_URLF_EXTRA_HEADER), header, std::uint64_t{head.dwSize} + sizeof head,
-        [](std::int32_t failure) {
-            WDLOG_ERROR("CFuncUrlf::SetExtraHeader(): Failed to set data to config: %d", failure);
-        },
-        [](std::int32_t failure) { WDLOG_ERROR("CFuncUrlf::SetExtraHeader(): Failed to write config: %d", failure); });
+    return writeBytes(*this, addressOf(WDLT_CONFIG_URLF_EXTRA_HEADER), header, std::uint64_t{head.dwSize} + sizeof head,
+                      call.failing("set data to config"), call.failing("write config"));
 }
 
 std::int32_t CFuncUrlf::RSInfoRead(WdpeUrlfRSInfo* pRSInfo) {
-    const CallLines lines = linesOf("RSInfoRead");
-    if (pRSInfo == nullptr) {
-        WDLOG_ERROR("CFuncUrlf::RSInfoRead: pRSInfo is NULL");
-        return WDLT_E_INVALID_ARGUMENT;
-    }
+    const FamilyCall call("CFuncUrlf", "RSInfoRead");
+    if (pRSInfo == nullptr)
+        return call.isNull("pRSInfo");
     WdpeUrlfRSInfo stored;
-    const std::int32_t status = readWhole(*this, addressOf(WDLT_CONFIG_URLF_RS_INFO), stored, [](std::int32_t failure) {
-        WDLOG_ERROR("CFuncUrlf::RSInfoRead(): Failed to read config: %d", failure);
-    });
+    const std::int32_t status =
+        readWhole(*this, addressOf(WDLT_CONFIG_URLF_RS_INFO), stored, call.failing("read config"));
     if (status != WDLT_OK)
         return status;
     handOver(pRSInfo, stored);
@@ -245,31 +199,24 @@ std::int32_t CFuncUrlf::RSInfoRead(WdpeUrlfRSInfo* pRSInfo) {
 }
 
 std::int32_t CFuncUrlf::RSInfoWrite(const WdpeUrlfRSInfo* pRSInfo) {
-    const CallLines lines = linesOf("RSInfoWrite");
-    if (pRSInfo == nullptr) {
-        WDLOG_ERROR("CFuncUrlf::RSInfoWrite: pRSInfo is NULL");
-        return WDLT_E_INVALID_ARGUMENT;
-    }
+    const FamilyCall call("CFuncUrlf", "RSInfoWrite");
+    if (pRSInfo == nullptr)
+        return call.isNull("pRSInfo");
     if (pRSInfo->szRatingServer[0] == '\0') {
         WDLOG_ERROR("CFuncUrlf::RSInfoWrite: pRSInfo->szRatingServer is empty");
         return WDLT_E_INVALID_ARGUMENT;
     }
     return writeOver<WdpeUrlfRSInfo>(
         *this, addressOf(WDLT_CONFIG_URLF_RS_INFO), [&](WdpeUrlfRSInfo& stored) { stored = copyOf(pRSInfo); },
-        [](std::int32_t failure) { WDLOG_ERROR("CFuncUrlf::RSInfoWrite(): Failed to read config: %d", failure); },
-        [](std::int32_t failure) { WDLOG_ERROR("CFuncUrlf::RSInfoWrite(): Failed to write data: %d", failure); });
+        call.failing("read config"), call.failing("write data"));
 }
 
 std::int32_t CFuncUrlf::UUCRead(WdpeUrlfUUC* pUUCConfig) {
-    const CallLines lines = linesOf("UUCRead");
-    if (pUUCConfig == nullptr) {
-        WDLOG_ERROR("CFuncUrlf::UUCRead: pUUCConfig is NULL");
-        return WDLT_E_INVALID_ARGUMENT;
-    }
+    const FamilyCall call("CFuncUrlf", "UUCRead");
+    if (pUUCConfig == nullptr)
+        return call.isNull("pUUCConfig");
     WdpeUrlfUUC stored;
-    const std::int32_t status = readWhole(*this, addressOf(WDLT_CONFIG_URLF_UUC), stored, [](std::int32_t failure) {
-        WDLOG_ERROR("CFuncUrlf::UUCRead(): Failed to read config: %d", failure);
-    });
+    const std::int32_t status = readWhole(*this, addressOf(WDLT_CONFIG_URLF_UUC), stored, call.failing("read config"));
     if (status == WDLT_OK)
         handOver(pUUCConfig, stored);
     return status;
@@ -277,74 +224,53 @@ std::int32_t CFuncUrlf::UUCRead(WdpeUrlfUUC* pUUCConfig) {
 
 // What is stored already isn't written, and so nobody told of it.
 std::int32_t CFuncUrlf::UUCWrite(const WdpeUrlfUUC* pUUCConfig) {
-    const CallLines lines = linesOf("UUCWrite");
-    if (pUUCConfig == nullptr) {
-        WDLOG_ERROR("CFuncUrlf::UUCWrite: pUUCConfig is NULL");
-        return WDLT_E_INVALID_ARGUMENT;
-    }
+    const FamilyCall call("CFuncUrlf", "UUCWrite");
+    if (pUUCConfig == nullptr)
+        return call.isNull("pUUCConfig");
     WdpeUrlfUUC stored;
-    if (const std::int32_t status = readWhole(
-            *this, addressOf(WDLT_CONFIG_URLF_UUC), stored,
-            [](std::int32_t failure) { WDLOG_ERROR("CFuncUrlf::UUCWrite(): Failed to read config: %d", failure); });
+    if (const std::int32_t status =
+            readWhole(*this, addressOf(WDLT_CONFIG_URLF_UUC), stored, call.failing("read config"));
         status != WDLT_OK)
         return status;
     if (std::memcmp(&stored, pUUCConfig, sizeof stored) == 0)
         return WDLT_OK;
-    constexpr auto kFailed = [](std::int32_t failure) {
-        WDLOG_ERROR("CFuncUrlf::UUCWrite(): Failed to write data: %d", failure);
-    };
-    return writeBytes(*this, addressOf(WDLT_CONFIG_URLF_UUC), pUUCConfig, sizeof *pUUCConfig, kFailed, kFailed);
+    const CallFailure unwritten = call.failing("write data");
+    return writeBytes(*this, addressOf(WDLT_CONFIG_URLF_UUC), pUUCConfig, sizeof *pUUCConfig, unwritten, unwritten);
 }
 
 std::int32_t CFuncUrlf::EnableBackupLKQRetry(std::uint32_t enable) {
-    const CallLines lines = linesOf("EnableBackupLKQRetry");
-    return writeBytes(
-        *this, addressOf(WDLT_CONFIG_URLF_BACKUP_RETRY), &enable, sizeof enable,
-        [](std::int32_t failure) {
-            WDLOG_ERROR("CFuncUrlf::EnableBackupLKQRetry(): Failed to set data to config: %d", failure);
-        },
-        [](std::int32_t failure) {
-            WDLOG_ERROR("CFuncUrlf::EnableBackupLKQRetry(): Failed to write config: %d", failure);
-        });
+    const FamilyCall call("CFuncUrlf", "EnableBackupLKQRetry");
+    return writeBytes(*this, addressOf(WDLT_CONFIG_URLF_BACKUP_RETRY), &enable, sizeof enable,
+                      call.failing("set data to config"), call.failing("write config"));
 }
 
 // On unless it is known to be off.
 std::int32_t CFuncUrlf::IsBackupLKQRetryEnabled() {
-    const CallLines lines = linesOf("IsBackupLKQRetryEnabled");
+    const FamilyCall call("CFuncUrlf", "IsBackupLKQRetryEnabled");
     std::uint32_t enabled = 1;
-    readWhole(*this, addressOf(WDLT_CONFIG_URLF_BACKUP_RETRY), enabled, [](std::int32_t failure) {
-        WDLOG_ERROR("CFuncUrlf::IsBackupLKQRetryEnabled(): Failed to read config: %d", failure);
-    });
+    readWhole(*this, addressOf(WDLT_CONFIG_URLF_BACKUP_RETRY), enabled, call.failing("read config"));
     return enabled != 0 ? 1 : 0;
 }
 
 std::int32_t CFuncUrlf::SetSocketFamily(std::uint32_t family) {
-    const CallLines lines = linesOf("SetSocketFamily");
-    writeBytes(
-        *this, addressOf(WDLT_CONFIG_URLF_SOCKET_FAMILY), &family, sizeof family,
-        [](std::int32_t failure) {
-            WDLOG_ERROR("CFuncUrlf::SetSocketFamily(): Failed to set data to config: %d", failure);
-        },
-        [](std::int32_t failure) { WDLOG_ERROR("CFuncUrlf::SetSocketFamily(): Failed to write config: %d", failure); });
+    const FamilyCall call("CFuncUrlf", "SetSocketFamily");
+    writeBytes(*this, addressOf(WDLT_CONFIG_URLF_SOCKET_FAMILY), &family, sizeof family,
+               call.failing("set data to config"), call.failing("write config"));
     return WDLT_OK;
 }
 
 std::int32_t CFuncUrlf::GetSocketFamily(std::uint32_t* family) {
-    const CallLines lines = linesOf("GetSocketFamily");
+    const FamilyCall call("CFuncUrlf", "GetSocketFamily");
     if (family != nullptr)
-        readWhole(*this, addressOf(WDLT_CONFIG_URLF_SOCKET_FAMILY), *family, [](std::int32_t failure) {
-            WDLOG_ERROR("CFuncUrlf::GetSocketFamily(): Failed to read config: %d", failure);
-        });
+        readWhole(*this, addressOf(WDLT_CONFIG_URLF_SOCKET_FAMILY), *family, call.failing("read config"));
     return WDLT_OK;
 }
 
 std::int32_t CFuncUrlf::SetQXNGuid(const char* text) {
-    const CallLines lines = linesOf("SetQXNGuid");
+    const FamilyCall call("CFuncUrlf", "SetQXNGuid");
     if (text == nullptr)
         return WDLT_OK;
-    writeBytes(
-        *this, addressOf(WDLT_CONFIG_URLF_QXN_GUID), text, std::strlen(text),
-        [](std::int32_t failure) { WDLOG_ERROR("CFuncUrlf::SetQXNGuid(): Failed to set data to config: %d", failure); },
-        [](std::int32_t failure) { WDLOG_ERROR("CFuncUrlf::SetQXNGuid(): Failed to write config: %d", failure); });
+    writeBytes(*this, addressOf(WDLT_CONFIG_URLF_QXN_GUID), text, std::strlen(text), call.failing("set data to config"),
+               call.failing("write config"));
     return WDLT_OK;
 }

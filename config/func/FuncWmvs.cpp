@@ -4,7 +4,7 @@
 
 namespace {
 
-constexpr wdlt::VsPlace kPlace{
+constexpr wdlt::VsPlace kWmvsPlace{
     .limitProtocol = WDLT_PROTOCOL_COMMON,
     .limitScan = WDLT_SCAN_HTTP_MANAGER,
     .limitInput = WDLT_INPUT_NONE,
@@ -31,9 +31,9 @@ constexpr wdlt::VsPlace kPlace{
 CFuncWmvs::CFuncWmvs() : CFuncGenericVs(WDLT_PROTOCOL_HTTP, WDLT_INPUT_NONE) {}
 
 std::int32_t CFuncWmvs::ConfigRead(WdltVsConfig* pConfig) {
-    return readPlace(kPlace, pConfig);
+    return readPlace(kWmvsPlace, pConfig);
 }
 
 std::int32_t CFuncWmvs::ConfigWrite(const WdltVsConfig* pConfig) {
-    return writePlace(kPlace, pConfig);
+    return writePlace(kWmvsPlace, pConfig);
 }

@@ -15,30 +15,21 @@ using namespace wdlt;
 // The flag goes last.
 constexpr auto kWritten = withLast(kHttpFields, WDLT_IN(WdphHttp, dwEnableRequestSndBuf));
 
-constexpr ValueReport kReport = webReport(
-    [](const char* name, const char* value) {
-        WDLOG_ERROR("[WdltCfg] CHandlerHTTP::ReadConfig: Skip a value (key=%s, value=%s)", name, value);
-    },
-    [](const char*, std::uint32_t timeout) {
-        WDLOG_ERROR("[WdltCfg] Illegal HTTP recv timeout. Discard the value(reg value=%d)", timeout);
-    });
+constexpr ValueReport kHttpReport = webReport("[WdltCfg] CHandlerHTTP::ReadConfig: Skip a value (key=%s, value=%s)",
+                                              "[WdltCfg] Illegal HTTP recv timeout. Discard the value(reg value=%d)");
 
 } // namespace
 
 std::int32_t CHandlerHTTP::ReadConfig(std::uint64_t, void* data, std::uint64_t* size) {
-    if (data == nullptr || *size != sizeof(WdphHttp))
-        return WDLT_E_INVALID_ARGUMENT;
-    CallersRecord<WdphHttp> record(data);
-    record.clear();
-    return readValues({*this, kReport}, kHttpFields, *record);
+    return readRecord(kWebFrame, {*this, kHttpReport}, kHttpFields, data, size);
 }
 
 std::int32_t CHandlerHTTP::WriteConfig(std::uint64_t, void* data, std::uint64_t size) {
-    if (data == nullptr || size != sizeof(WdphHttp))
-        return WDLT_E_INVALID_ARGUMENT;
+    if (const std::int32_t status = checkWrite(kWebFrame, sizeof(WdphHttp), data, size); status != WDLT_OK)
+        return status;
     CallersRecord<WdphHttp> record(data);
     const DWORD given = record->dwReceiveTimeout;
-    const std::int32_t status = writeValues({*this, kReport}, kWritten, *record);
+    const std::int32_t status = writeValues({*this, kHttpReport}, kWritten, *record);
     if (record->dwReceiveTimeout != given)
         WDLOG_ERROR(
             "[WdltCfg] Illegal HTTP recv timeout. Discard the value and won't save to registry(recv timeout=%d)",

@@ -17,32 +17,18 @@ namespace {
 
 using namespace wdlt;
 
-constexpr ValueReport kReport = webReport(
-    [](const char* name, const char* value) {
-        WDLOG_ERROR("[WdltCfg] CManagerHTTPCommon::ReadConfig: Skip a value (key=%s, value=%s)", name, value);
-    },
-    [](const char* name, std::uint32_t) { reportWebRead(kLogError, name, WDLT_OK); });
-
-template <class Record, std::size_t Count>
-Record recordOf(const FieldOf<Record> (&)[Count]);
+constexpr ValueReport kHttpManagerReport =
+    webReport("[WdltCfg] CManagerHTTPCommon::ReadConfig: Skip a value (key=%s, value=%s)",
+              "[WdltCfg] ReadValue failed (key=%s, ret=%ld)");
 
 template <auto& Rows>
 std::int32_t readTable(WdchHelper& helper, void* data, std::uint64_t* size) {
-    using Record = decltype(recordOf(Rows));
-    if (data == nullptr || *size != sizeof(Record))
-        return WDLT_E_INVALID_ARGUMENT;
-    CallersRecord<Record> record(data);
-    record.clear();
-    return readValues({helper, kReport}, Rows, *record);
+    return readRecord(kWebFrame, {helper, kHttpManagerReport}, Rows, data, size);
 }
 
 template <auto& Rows>
 std::int32_t writeTable(WdchHelper& helper, void* data, std::uint64_t size) {
-    using Record = decltype(recordOf(Rows));
-    if (data == nullptr || size != sizeof(Record))
-        return WDLT_E_INVALID_ARGUMENT;
-    CallersRecord<Record> record(data);
-    return writeValues({helper, kReport}, Rows, *record);
+    return writeRecord(kWebFrame, {helper, kHttpManagerReport}, Rows, data, size);
 }
 
 std::int32_t readManager(WdchHelper& helper, void* data, std::uint64_t* size) {

@@ -1,5 +1,6 @@
 #include "ManagerMailCommon.h"
 
+#include "FixedRecord.h"
 #include "ListBuffer.h"
 #include "MailRecords.h"
 #include "Rijndael.h"
@@ -22,18 +23,18 @@ namespace {
 
 using namespace wdlt;
 
-constexpr auto kDirection = rowOf(kMailManagerFields, WDLT_IN(WdsmMailConfig, dwAddressCacheDirection));
 constexpr auto kMaxCount = rowOf(kMailManagerFields, WDLT_IN(WdsmMailConfig, dwMaxAddressCacheCount));
 
-constexpr ValueReport kReport{
-    .readFailed =
-        [](DWORD, const char* field, std::int32_t status) {
-            WDLOG_ERROR("[WdltCfg.dll] ReadConfig fails (%d) : WdsmMailConfig::%s", status, field);
-        },
-    .writeFailed =
-        [](const char* field, std::int32_t status) {
-            WDLOG_ERROR("[WdltCfg.dll] WriteConfig fails (%d) : WdsmMailConfig::%s", status, field);
-        },
+constexpr ValueReport kMailManagerReport{
+    .readFailed = "[WdltCfg.dll] ReadConfig fails (%d) : WdsmMailConfig::%s",
+    .writeFailed = "[WdltCfg.dll] WriteConfig fails (%d) : WdsmMailConfig::%s",
+};
+
+constexpr RecordFrame kMailManagerFrame{
+    .noDataReadLine = "ReadConfig: pData is NULL",
+    .wrongSizeReadLine = "ReadConfig: size error.",
+    .noDataWrittenLine = "WriteConfig: pData is NULL",
+    .wrongSizeWrittenLine = "WriteConfig: size error.",
 };
 
 // The log's lines have room for 32 bits of a config type.
@@ -159,33 +160,11 @@ std::int32_t CManagerMailCommon::WriteConfig(std::uint64_t configType, void* dat
 }
 
 std::int32_t CManagerMailCommon::readSettings(void* data, std::uint64_t* size) {
-    if (data == nullptr) {
-        WDLOG_ERROR("ReadConfig: pData is NULL");
-        return WDLT_E_INVALID_ARGUMENT;
-    }
-    if (*size != sizeof(WdsmMailConfig)) {
-        WDLOG_ERROR("ReadConfig: size error.");
-        *size = sizeof(WdsmMailConfig);
-        return WDLT_E_BUFFER_SIZE;
-    }
-    CallersRecord<WdsmMailConfig> record(data);
-    record.clear();
-    return readValues({*this, kReport}, kMailManagerFields, *record);
+    return readRecord(kMailManagerFrame, {*this, kMailManagerReport}, kMailManagerFields, data, size);
 }
 
 std::int32_t CManagerMailCommon::writeSettings(void* data, std::uint64_t size) {
-    if (data == nullptr) {
-        WDLOG_ERROR("WriteConfig: pData is NULL");
-        return WDLT_E_INVALID_ARGUMENT;
-    }
-    if (size != sizeof(WdsmMailConfig)) {
-        WDLOG_ERROR("WriteConfig: size error.");
-        return WDLT_E_INVALID_ARGUMENT;
-    }
-    CallersRecord<WdsmMailConfig> record(data);
-    const ValueAccess access{*this, kReport};
-    const std::int32_t status = writeValue(access, kDirection, &*record);
-    return status == WDLT_OK ? status : writeFailed(access, kDirection, status);
+    return writeRecord(kMailManagerFrame, {*this, kMailManagerReport}, kMailManagerFields, data, size);
 }
 
 bool CManagerMailCommon::Lock() {

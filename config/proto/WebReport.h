@@ -2,8 +2,8 @@
 // was.
 #pragma once
 
+#include "FixedRecord.h"
 #include "ValueMap.h"
-#include "WdCommon/DebugLog.h"
 
 #include <wdltcfg/status.h>
 
@@ -11,26 +11,18 @@
 
 namespace wdlt {
 
-inline void reportWebRead(DWORD level, const char* name, std::int32_t status) {
-    if (level == kLogTrace)
-        WDLOG_TRACE("[WdltCfg] ReadValue failed (key=%s, ret=%ld)", name, static_cast<long>(status));
-    else
-        WDLOG_ERROR("[WdltCfg] ReadValue failed (key=%s, ret=%ld)", name, static_cast<long>(status));
-}
-
-constexpr ValueReport webReport(void (*nameSkipped)(const char* name, const char* value),
-                                void (*corrected)(const char* name, std::uint32_t stored)) {
+constexpr ValueReport webReport(const EventLine& nameSkipped, const EventLine& corrected) {
     return {
-        .readFailed = reportWebRead,
-        .writeFailed =
-            [](const char* name, std::int32_t status) {
-                WDLOG_ERROR("[WdltCfg] WriteValue failed (key=%s, ret=%ld)", name, static_cast<long>(status));
-            },
+        .readFailed = "[WdltCfg] ReadValue failed (key=%s, ret=%ld)",
+        .writeFailed = "[WdltCfg] WriteValue failed (key=%s, ret=%ld)",
         .nameSkipped = nameSkipped,
         .corrected = corrected,
         .readCode = WDLT_E_REGISTRY,
         .writeCode = WDLT_E_REGISTRY,
     };
 }
+
+// Nobody can ask for a size.
+inline constexpr RecordFrame kWebFrame{.wrongSizeRead = WDLT_E_INVALID_ARGUMENT};
 
 } // namespace wdlt

@@ -9,10 +9,8 @@
 namespace wdlt {
 
 inline constexpr ValueReport kAspmReport{
-    .readFailed = [](DWORD, const char* key,
-                     std::int32_t status) { WDLOG_ERROR("Reg read failed (key=%s, ret=%d)", key, status); },
-    .writeFailed = [](const char* key,
-                      std::int32_t status) { WDLOG_ERROR("Reg write failed (key=%s, ret=%d)", key, status); },
+    .readFailed = "Reg read failed (key=%s, ret=%d)",
+    .writeFailed = "Reg write failed (key=%s, ret=%d)",
     .readCode = WDLT_E_REGISTRY,
     .writeCode = WDLT_E_REGISTRY,
 };

@@ -56,7 +56,7 @@ std::int32_t readThreshold(WdchHelper& helper, const char* key, double& field) {
     std::array<char, kAntiSpamTextBytes + 1> text{};
     DWORD size = kAntiSpamTextBytes;
     if (const std::int32_t status = helper.ReadItem("", key, text.data(), &size, false); status != WDLT_OK) {
-        kAspmReport.readFailed(kLogError, key, status);
+        kAspmReport.readFailed.tell(kLogError, {key}, {status});
         return WDLT_E_REGISTRY;
     }
     const double number = decimalNumber(text.data());

@@ -1,6 +1,7 @@
 #include "EngineASpmCommon.h"
 
 #include "AspmReport.h"
+#include "FixedRecord.h"
 #include "MailRecords.h"
 
 #include <wdltcfg/addresses.h>
@@ -10,18 +11,16 @@ namespace {
 
 using namespace wdlt;
 
-template <class Record, std::size_t Count>
-std::int32_t readRecord(WdchHelper& helper, const FieldOf<Record> (&rows)[Count], void* data) {
-    CallersRecord<Record> record(data);
-    record.clear();
-    return readValues({helper, kAspmReport}, rows, *record);
-}
-
-template <class Record, std::size_t Count>
-std::int32_t writeRecord(WdchHelper& helper, const FieldOf<Record> (&rows)[Count], void* data) {
-    CallersRecord<Record> record(data);
-    return writeValues({helper, kAspmReport}, rows, *record);
-}
+constexpr RecordFrame kAntiSpamFrame{
+    .wrongSizeRead = WDLT_E_INVALID_ARGUMENT,
+    .wrongSizeReadLine = "ReadCommonConfig: parameter size error",
+    .wrongSizeWrittenLine = "WriteCommonConfig: parameter size error",
+};
+constexpr RecordFrame kRulePathFrame{
+    .wrongSizeRead = WDLT_E_INVALID_ARGUMENT,
+    .wrongSizeReadLine = "ReadRulePathConfig: parameter size error",
+    .wrongSizeWrittenLine = "WriteRulePathConfig: parameter size error",
+};
 
 } // namespace
 
@@ -30,22 +29,16 @@ std::int32_t CEngineASpmCommon::ReadConfig(std::uint64_t configType, void* data,
         WDLOG_ERROR("ReadConfig: pData is NULL");
         return WDLT_E_INVALID_ARGUMENT;
     }
+    const ValueAccess access{*this, kAspmReport};
     switch (configType) {
     case WDLT_CONFIG_DEFAULT:
-        if (*size == sizeof(WdpeAspmCommonData))
-            return readRecord(*this, kAntiSpamFields, data);
-        WDLOG_ERROR("ReadCommonConfig: parameter size error");
-        break;
+        return readRecord(kAntiSpamFrame, access, kAntiSpamFields, data, size);
     case WDLT_CONFIG_ASPM_RULE_PATH:
-        if (*size == sizeof(WdpeAspmRulePath))
-            return readRecord(*this, kRulePathFields, data);
-        WDLOG_ERROR("ReadRulePathConfig: parameter size error");
-        break;
+        return readRecord(kRulePathFrame, access, kRulePathFields, data, size);
     default:
         WDLOG_ERROR("CEngineASpmCommon::ReadConfig(): invalid value (dwInput=%ld)", static_cast<long>(configType));
-        break;
+        return WDLT_E_INVALID_ARGUMENT;
     }
-    return WDLT_E_INVALID_ARGUMENT;
 }
 
 std::int32_t CEngineASpmCommon::WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) {
@@ -53,20 +46,14 @@ std::int32_t CEngineASpmCommon::WriteConfig(std::uint64_t configType, void* data
         WDLOG_ERROR("WriteConfig: pData is NULL");
         return WDLT_E_INVALID_ARGUMENT;
     }
+    const ValueAccess access{*this, kAspmReport};
     switch (configType) {
     case WDLT_CONFIG_DEFAULT:
-        if (size == sizeof(WdpeAspmCommonData))
-            return writeRecord(*this, kAntiSpamFields, data);
-        WDLOG_ERROR("WriteCommonConfig: parameter size error");
-        break;
+        return writeRecord(kAntiSpamFrame, access, kAntiSpamFields, data, size);
     case WDLT_CONFIG_ASPM_RULE_PATH:
-        if (size == sizeof(WdpeAspmRulePath))
-            return writeRecord(*this, kRulePathFields, data);
-        WDLOG_ERROR("WriteRulePathConfig: parameter size error");
-        break;
+        return writeRecord(kRulePathFrame, access, kRulePathFields, data, size);
     default:
         WDLOG_ERROR("CEngineASpmCommon::WriteConfig(): invalid value (dwInput=%ld)", static_cast<long>(configType));
-        break;
+        return WDLT_E_INVALID_ARGUMENT;
     }
-    return WDLT_E_INVALID_ARGUMENT;
 }

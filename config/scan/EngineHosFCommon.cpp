@@ -1,5 +1,6 @@
 #include "EngineHosFCommon.h"
 
+#include "EngineFrame.h"
 #include "HostListDB.h"
 #include "ListFile.h"
 #include "UrlFilterRecords.h"
@@ -16,25 +17,16 @@ namespace {
 
 using namespace wdlt;
 
-void readFailed(const char* item, std::int32_t status) {
-    WDLOG_ERROR("CEngineHosFCommon: Failed to read registry (item=%s, ret=%ld)", item, static_cast<long>(status));
-}
-
-constexpr ValueReport kReport{
-    .readFailed = [](DWORD, const char* item, std::int32_t status) { readFailed(item, status); },
-    .writeFailed =
-        [](const char* item, std::int32_t status) {
-            WDLOG_ERROR("CEngineHosFCommon: Failed to write registry (item=%s, ret=%ld)", item,
-                        static_cast<long>(status));
-        },
+constexpr ValueReport kHostFilterReport{
+    .readFailed = "CEngineHosFCommon: Failed to read registry (item=%s, ret=%ld)",
+    .writeFailed = "CEngineHosFCommon: Failed to write registry (item=%s, ret=%ld)",
+};
+constexpr ListFileReport kHostFilterFileReport{
+    .valueUnread = kHostFilterReport.readFailed,
+    .noInstallPath = "CEngineHosFCommon: Cannot get the install path",
 };
 
-constexpr ListFileReport kFileReport{
-    .valueUnread = readFailed,
-    .noInstallPath = [] { WDLOG_ERROR("CEngineHosFCommon: Cannot get the install path"); },
-};
-
-constexpr std::uint32_t kOnlyList = 0;
+constexpr std::uint32_t kOnlyHostList = 0;
 
 } // namespace
 
@@ -67,29 +59,20 @@ std::int32_t CEngineHosFCommon::WriteConfig(std::uint64_t configType, void* data
 }
 
 std::int32_t CEngineHosFCommon::readSettings(void* data, std::uint64_t* size) {
-    if (*size < sizeof(WdpeHosfData)) {
-        *size = sizeof(WdpeHosfData);
-        return WDLT_E_BUFFER_SIZE;
-    }
-    std::memset(data, 0, *size);
-    CallersRecord<WdpeHosfData> record(data);
-    return readValues({*this, kReport}, kHostFilterFields, *record);
+    return readRecord(kEngineFrame, {*this, kHostFilterReport}, kHostFilterFields, data, size);
 }
 
 std::int32_t CEngineHosFCommon::writeSettings(void* data, std::uint64_t size) {
-    if (size != sizeof(WdpeHosfData))
-        return WDLT_E_INVALID_ARGUMENT;
-    CallersRecord<WdpeHosfData> record(data);
-    return writeValues({*this, kReport}, kHostFilterFields, *record);
+    return writeRecord(kEngineFrame, {*this, kHostFilterReport}, kHostFilterFields, data, size);
 }
 
 std::int32_t CEngineHosFCommon::findList(const void* data, std::string& path) {
     const std::uint32_t listType = listTypeOf(data);
-    if (listType != kOnlyList) {
+    if (listType != kOnlyHostList) {
         WDLOG_ERROR("CEngineHosFCommon: Invalid value (dwListType=%lu)", static_cast<unsigned long>(listType));
         return WDLT_E_INVALID_ARGUMENT;
     }
-    return findListFile(*this, kFileReport, {.item = "Whitelist"}, path);
+    return findListFile(*this, kHostFilterFileReport, {.item = "Whitelist"}, path);
 }
 
 std::int32_t CEngineHosFCommon::readList(void* data, std::uint64_t* size) {

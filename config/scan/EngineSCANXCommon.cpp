@@ -1,5 +1,6 @@
 #include "EngineSCANXCommon.h"
 
+#include "FixedRecord.h"
 #include "ListFile.h"
 #include "SpyListDB.h"
 #include "Utility.h"
@@ -21,20 +22,19 @@ using namespace wdlt;
 constexpr auto kReadBeforeFolder = std::span(kEngineCommonFields).first<2>();
 constexpr auto kReadBehindFolder = std::span(kEngineCommonFields).subspan<2>();
 
-constexpr ValueReport kReport{
-    .readFailed = [](DWORD level, const char* field,
-                     std::int32_t status) { WDLOG(level, "ReadConfig fails (%d) : WdpeVsCommon::%s", status, field); },
-    .writeFailed = [](const char* field,
-                      std::int32_t status) { WDLOG_ERROR("WriteConfig fails (%d) : WdpeVsCommon::%s", status, field); },
+constexpr ValueReport kScanCommonReport{
+    .readFailed = "ReadConfig fails (%d) : WdpeVsCommon::%s",
+    .writeFailed = "WriteConfig fails (%d) : WdpeVsCommon::%s",
 };
 
-constexpr ListFileReport kFileReport{
-    .defaultUsed =
-        [](const char* name) { WDLOG_TRACE("CEngineSCANXCommon: Failed to get file name in registry. Use %s", name); },
-    .noInstallPath = [] { WDLOG_ERROR("CEngineSCANXCommon: Cannot get the install path"); },
+constexpr RecordFrame kScanCommonFrame{.wrongSizeWrittenLine = "WriteConfig size is invalid (%d / %d)"};
+
+constexpr ListFileReport kSpyFileReport{
+    .defaultUsed = "CEngineSCANXCommon: Failed to get file name in registry. Use %s",
+    .noInstallPath = "CEngineSCANXCommon: Cannot get the install path",
 };
 
-constexpr std::uint32_t kOnlyList = 0;
+constexpr std::uint32_t kOnlySpyList = 0;
 
 } // namespace
 
@@ -67,13 +67,10 @@ std::int32_t CEngineSCANXCommon::WriteConfig(std::uint64_t configType, void* dat
 }
 
 std::int32_t CEngineSCANXCommon::readSettings(void* data, std::uint64_t* size) {
-    if (*size != sizeof(WdpeVsCommon)) {
-        *size = sizeof(WdpeVsCommon);
-        return WDLT_E_BUFFER_SIZE;
-    }
+    if (const std::int32_t status = checkRead(kScanCommonFrame, sizeof(WdpeVsCommon), data, size); status != WDLT_OK)
+        return status;
     CallersRecord<WdpeVsCommon> record(data);
-    record.clear();
-    const ValueAccess access{*this, kReport};
+    const ValueAccess access{*this, kScanCommonReport};
     if (const std::int32_t status = readValues(access, kReadBeforeFolder, *record); status != WDLT_OK)
         return status;
     if (record->szPatternPath[0] == '\0') {
@@ -89,21 +86,17 @@ std::int32_t CEngineSCANXCommon::readSettings(void* data, std::uint64_t* size) {
 }
 
 std::int32_t CEngineSCANXCommon::writeSettings(void* data, std::uint64_t size) {
-    if (size != sizeof(WdpeVsCommon)) {
-        WDLOG_ERROR("WriteConfig size is invalid (%d / %d)", loggedSize(size), loggedSize(sizeof(WdpeVsCommon)));
-        return WDLT_E_INVALID_ARGUMENT;
-    }
-    CallersRecord<WdpeVsCommon> record(data);
-    return writeValues({*this, kReport}, kEngineCommonFields, *record);
+    return writeRecord(kScanCommonFrame, {*this, kScanCommonReport}, kEngineCommonFields, data, size);
 }
 
 std::int32_t CEngineSCANXCommon::BuildSpyFilePath(const void* list, std::string& path) {
     const std::uint32_t listType = listTypeOf(list);
-    if (listType != kOnlyList) {
+    if (listType != kOnlySpyList) {
         WDLOG_ERROR("CEngineSCANXCommon: Invalid value (dwListType=%lu)", static_cast<unsigned long>(listType));
         return WDLT_E_INVALID_ARGUMENT;
     }
-    return findListFile(*this, kFileReport, {.item = "WhiteList", .defaultName = "SpyAList.dat", .isPath = true}, path);
+    return findListFile(*this, kSpyFileReport, {.item = "WhiteList", .defaultName = "SpyAList.dat", .isPath = true},
+                        path);
 }
 
 std::int32_t CEngineSCANXCommon::readSpyList(void* data, std::uint64_t* size) {

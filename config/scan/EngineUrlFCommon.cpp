@@ -1,6 +1,7 @@
 #include "EngineUrlFCommon.h"
 
 #include "ConfigTypes.h"
+#include "EngineFrame.h"
 #include "ListFile.h"
 #include "SettingsCipher.h"
 #include "UrlCategoryDB.h"
@@ -24,21 +25,13 @@ namespace {
 
 using namespace wdlt;
 
-void readFailed(const char* item, std::int32_t status) {
-    WDLOG_ERROR("CEngineUrlFCommon: Failed to read registry (item=%s, ret=%ld)", item, static_cast<long>(status));
-}
-void writeFailed(const char* item, std::int32_t status) {
-    WDLOG_ERROR("CEngineUrlFCommon: Failed to write registry (item=%s, ret=%ld)", item, static_cast<long>(status));
-}
-
-constexpr ValueReport kReport{
-    .readFailed = [](DWORD, const char* item, std::int32_t status) { readFailed(item, status); },
-    .writeFailed = writeFailed,
+constexpr ValueReport kUrlFilterReport{
+    .readFailed = "CEngineUrlFCommon: Failed to read registry (item=%s, ret=%ld)",
+    .writeFailed = "CEngineUrlFCommon: Failed to write registry (item=%s, ret=%ld)",
 };
-
-constexpr ListFileReport kFileReport{
-    .valueUnread = readFailed,
-    .noInstallPath = [] { WDLOG_ERROR("CEngineUrlFCommon: Cannot get the install path"); },
+constexpr ListFileReport kUrlFilterFileReport{
+    .valueUnread = kUrlFilterReport.readFailed,
+    .noInstallPath = "CEngineUrlFCommon: Cannot get the install path",
 };
 
 // WDLT_E_BUFFER_SIZE with the size for a smaller one.
@@ -51,33 +44,24 @@ std::int32_t checkReadSize(std::uint64_t needed, std::uint64_t* size) {
 
 // Reads tables into a record, cleared as far as the caller's size reaches.
 template <class Record, class ReadValues>
-std::int32_t readRecord(WdchHelper& helper, void* data, std::uint64_t* size, ReadValues&& readInto) {
-    if (const std::int32_t status = checkReadSize(sizeof(Record), size); status != WDLT_OK)
+std::int32_t readInto(WdchHelper& helper, void* data, std::uint64_t* size, ReadValues&& readAll) {
+    if (const std::int32_t status = checkRead(kEngineFrame, sizeof(Record), data, size); status != WDLT_OK)
         return status;
-    std::memset(data, 0, *size);
     SettingsCipher cipher(helper);
     CallersRecord<Record> record(data);
-    return readInto(ValueAccess{helper, kReport, &cipher}, *record);
+    return readAll(ValueAccess{helper, kUrlFilterReport, &cipher}, *record);
 }
-
-template <class Record, std::size_t Count>
-Record recordOf(const FieldOf<Record> (&)[Count]);
 
 template <auto& Rows>
 std::int32_t readTable(WdchHelper& helper, void* data, std::uint64_t* size) {
-    using Record = decltype(recordOf(Rows));
-    return readRecord<Record>(
-        helper, data, size, [](const ValueAccess& access, Record& record) { return readValues(access, Rows, record); });
+    SettingsCipher cipher(helper);
+    return readRecord(kEngineFrame, {helper, kUrlFilterReport, &cipher}, Rows, data, size);
 }
 
 template <auto& Rows>
 std::int32_t writeTable(WdchHelper& helper, void* data, std::uint64_t size) {
-    using Record = decltype(recordOf(Rows));
-    if (size != sizeof(Record))
-        return WDLT_E_INVALID_ARGUMENT;
     SettingsCipher cipher(helper);
-    CallersRecord<Record> record(data);
-    return writeValues({helper, kReport, &cipher}, Rows, *record);
+    return writeRecord(kEngineFrame, {helper, kUrlFilterReport, &cipher}, Rows, data, size);
 }
 
 std::int32_t readAllSettings(const ValueAccess& access, WdpeUrlfFullData& record) {
@@ -86,11 +70,11 @@ std::int32_t readAllSettings(const ValueAccess& access, WdpeUrlfFullData& record
 }
 
 std::int32_t readFull(WdchHelper& helper, void* data, std::uint64_t* size) {
-    return readRecord<WdpeUrlfFullData>(helper, data, size, readAllSettings);
+    return readInto<WdpeUrlfFullData>(helper, data, size, readAllSettings);
 }
 
 std::int32_t readDrs(WdchHelper& helper, void* data, std::uint64_t* size) {
-    return readRecord<WdpeUrlfDrsData>(helper, data, size, [](const ValueAccess& access, WdpeUrlfDrsData& record) {
+    return readInto<WdpeUrlfDrsData>(helper, data, size, [](const ValueAccess& access, WdpeUrlfDrsData& record) {
         record.dwSize = sizeof record;
         if (const std::int32_t status = readAllSettings(access, record.full); status != WDLT_OK) {
             WDLOG_ERROR("Read All Registry failed.(%d)", status);
@@ -105,7 +89,7 @@ std::int32_t writeRatingServer(WdchHelper& helper, void* data, std::uint64_t siz
     if (size != sizeof(WdpeUrlfRSInfo))
         return WDLT_E_INVALID_ARGUMENT;
     SettingsCipher cipher(helper);
-    const ValueAccess access{helper, kReport, &cipher};
+    const ValueAccess access{helper, kUrlFilterReport, &cipher};
     WdpeUrlfRSInfo stored{};
     if (const std::int32_t status = readValues(access, kRatingServerFields, stored); status != WDLT_OK) {
         WDLOG_ERROR("CEngineUrlFCommon: Failed to ReadRSInfo in WriteRSInfo (ret=%ld)", static_cast<long>(status));
@@ -119,7 +103,7 @@ std::int32_t writeRatingServer(WdchHelper& helper, void* data, std::uint64_t siz
         status = writeValue(access, kRatingServerFields[++last], &*record);
     if (batch.end() != 0 && status == WDLT_OK)
         status = WDLT_E_REGISTRY;
-    return status == WDLT_OK ? status : wdlt::writeFailed(access, kRatingServerFields[last], status);
+    return status == WDLT_OK ? status : writeFailed(access, kRatingServerFields[last], status);
 }
 
 // The size counts four bytes more than the version, the length and the data.
@@ -146,7 +130,7 @@ std::int32_t readExtraHeader(WdchHelper& helper, void* data, std::uint64_t* size
     DWORD versionBytes = sizeof version;
     if (const std::int32_t status = helper.ReadItem("", "ExtraHeaderVersion", &version, &versionBytes, false);
         status != WDLT_OK) {
-        readFailed("ExtraHeaderVersion", status);
+        kUrlFilterReport.readFailed.tell(kLogError, {"ExtraHeaderVersion"}, {status});
         return WDLT_E_NOT_FOUND;
     }
     if (version != WDLT_EXTRA_HEADER_VERSION)
@@ -160,7 +144,7 @@ std::int32_t readExtraHeader(WdchHelper& helper, void* data, std::uint64_t* size
     const std::int32_t status =
         cipher.read("ExtraHeaderData", {static_cast<char*>(data) + kExtraHeaderData, room}, dataBytes);
     if (status != WDLT_OK && status != WDLT_E_BUFFER_SIZE) {
-        readFailed("ExtraHeaderData", status);
+        kUrlFilterReport.readFailed.tell(kLogError, {"ExtraHeaderData"}, {status});
         return status;
     }
     *size = dataBytes + kExtraHeaderHead;
@@ -187,7 +171,7 @@ std::int32_t writeExtraHeader(WdchHelper& helper, void* data, std::uint64_t size
     if (batch.end() != 0 && status == WDLT_OK)
         status = WDLT_E_REGISTRY;
     if (status != WDLT_OK)
-        writeFailed(last, status);
+        kUrlFilterReport.writeFailed.tell(kLogError, {last}, {status});
     return status;
 }
 
@@ -197,7 +181,7 @@ std::int32_t readGuid(WdchHelper& helper, void* data, std::uint64_t* size) {
     SettingsCipher cipher(helper);
     const std::int32_t status = cipher.read(kGuid, {static_cast<char*>(data), *size}, *size);
     if (status != WDLT_OK && status != WDLT_E_BUFFER_SIZE)
-        readFailed(kGuid, status);
+        kUrlFilterReport.readFailed.tell(kLogError, {kGuid}, {status});
     return status;
 }
 
@@ -205,7 +189,7 @@ std::int32_t writeGuid(WdchHelper& helper, void* data, std::uint64_t size) {
     SettingsCipher cipher(helper);
     const std::int32_t status = cipher.write(kGuid, {static_cast<const char*>(data), size});
     if (status != WDLT_OK)
-        writeFailed(kGuid, status);
+        kUrlFilterReport.writeFailed.tell(kLogError, {kGuid}, {status});
     return status;
 }
 
@@ -216,7 +200,7 @@ std::int32_t findUrlList(WdchHelper& helper, std::uint32_t listType, std::string
         return WDLT_E_INVALID_ARGUMENT;
     }
     const char* const item = listType == WDLT_LIST_WHITE ? "Whitelist" : "Blacklist";
-    return findListFile(helper, kFileReport, {.item = item}, path);
+    return findListFile(helper, kUrlFilterFileReport, {.item = item}, path);
 }
 
 std::int32_t readUrlList(WdchHelper& helper, void* data, std::uint64_t* size) {
@@ -264,7 +248,7 @@ std::int32_t readCategories(WdchHelper& helper, void* data, std::uint64_t* size)
     if (const std::int32_t status = checkReadSize(sizeof(WdpeUrlfCategoryList), size); status != WDLT_OK)
         return status;
     std::string path;
-    if (const std::int32_t status = findListFile(helper, kFileReport, {.item = "CategoryFile"}, path);
+    if (const std::int32_t status = findListFile(helper, kUrlFilterFileReport, {.item = "CategoryFile"}, path);
         status != WDLT_OK)
         return status;
     const std::int32_t status = CUrlCategoryDB().Read(path.c_str(), data, size);
@@ -277,7 +261,7 @@ std::int32_t readCategoryGroups(WdchHelper& helper, void* data, std::uint64_t* s
     if (const std::int32_t status = checkReadSize(sizeof(WdpeUrlfCategoryGroupList), size); status != WDLT_OK)
         return status;
     std::string path;
-    if (const std::int32_t status = findListFile(helper, kFileReport, {.item = "CategoryGroupFile"}, path);
+    if (const std::int32_t status = findListFile(helper, kUrlFilterFileReport, {.item = "CategoryGroupFile"}, path);
         status != WDLT_OK)
         return status;
     const std::int32_t status = CUrlCategoryGroupDB().Read(path.c_str(), data, size);
@@ -292,7 +276,7 @@ std::int32_t readLogIndex(WdchHelper& helper, void* data, std::uint64_t* size) {
         return status;
     std::string path;
     if (const std::int32_t status =
-            findListFile(helper, kFileReport, {.item = "LogIndexFile", .defaultName = "URLLog.dat"}, path);
+            findListFile(helper, kUrlFilterFileReport, {.item = "LogIndexFile", .defaultName = "URLLog.dat"}, path);
         status != WDLT_OK)
         return status;
     const std::int32_t status = CUrlLogDB().Read(path.c_str(), data, size);

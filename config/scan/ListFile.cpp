@@ -19,11 +19,10 @@ std::int32_t findListFile(WdchHelper& helper, const ListFileReport& report, cons
     DWORD size = kMostValueBytes;
     if (const std::int32_t status = helper.ReadItem("", name.item, value.data(), &size, false); status != WDLT_OK) {
         if (name.defaultName == nullptr) {
-            report.valueUnread(name.item, status);
+            report.valueUnread.tell(kLogError, {name.item}, {status});
             return status;
         }
-        if (report.defaultUsed != nullptr)
-            report.defaultUsed(name.defaultName);
+        report.defaultUsed.tell(kLogTrace, {name.defaultName}, {});
         value.fill('\0');
         std::copy_n(name.defaultName, strnlen(name.defaultName, value.size() - 1), value.begin());
     }
@@ -31,7 +30,7 @@ std::int32_t findListFile(WdchHelper& helper, const ListFileReport& report, cons
         WdchHelper::StripPath(value.data(), value.size());
     path = helper.GetInstallPath();
     if (path.empty()) {
-        report.noInstallPath();
+        report.noInstallPath.tell(kLogError, {}, {});
         return WDLT_E_GENERAL;
     }
     path.append(value.data(), strnlen(value.data(), value.size()));

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "RecordFile.h"
+#include "WdCommon/EventLine.h"
 #include "WdchHelper.h"
 
 #include <cstdint>
@@ -11,9 +12,9 @@ namespace wdlt {
 
 // An engine's lines for what goes wrong on the way to a file.
 struct ListFileReport {
-    void (*valueUnread)(const char* item, std::int32_t status) = nullptr;
-    void (*defaultUsed)(const char* name) = nullptr; // null: without a line
-    void (*noInstallPath)() = nullptr;
+    EventLine valueUnread = {}; // the value, the status
+    EventLine defaultUsed = {}; // the name that stands in
+    EventLine noInstallPath = {};
 };
 
 struct ListFileName {

@@ -14,20 +14,12 @@ constexpr DWORD kDefaultExclusionItemMax = 100;
 constexpr auto kDataBaseName = rowOf(kPrivacyControlFields, WDLT_IN(PrivacyControlData, szDataBaseName));
 
 constexpr ValueReport kControlReport{
-    .readFailed =
-        [](DWORD, const char* value, std::int32_t status) {
-            WDLOG_ERROR("*** CEnginePDPCommon::GetPrivacyControlData() - Failed to ReadValue() %s. lRtnSts=%ld", value,
-                        static_cast<long>(status));
-        },
+    .readFailed = "*** CEnginePDPCommon::GetPrivacyControlData() - Failed to ReadValue() %s. lRtnSts=%ld",
     .readCode = WDLT_E_GENERAL,
 };
 
 constexpr ValueReport kOpenReport{
-    .readFailed =
-        [](DWORD, const char* value, std::int32_t status) {
-            WDLOG_ERROR("*** CEnginePDPCommon::OpenDatabaseToRead() - Failed to ReadValue() %s. lRtnSts=%ld", value,
-                        static_cast<long>(status));
-        },
+    .readFailed = "*** CEnginePDPCommon::OpenDatabaseToRead() - Failed to ReadValue() %s. lRtnSts=%ld",
 };
 
 } // namespace

@@ -1,50 +1,61 @@
-// What records of one size each have in common that are no more than their rows.
+// Records of one size each: what a helper checks before it reads or writes one, and what it answers, as a table.
 #pragma once
 
 #include "ValueMap.h"
-#include "WdCommon/DebugLog.h"
+#include "WdCommon/EventLine.h"
 
 #include <wdltcfg/status.h>
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 namespace wdlt {
 
-// What a read is refused with. The size comes first, so that one without data can ask for it: WDLT_E_BUFFER_SIZE with
-// the size that the record has. Then the data: `withoutData`, and a line.
-inline std::int32_t checkFixedRead(std::uint64_t needed, const void* data, std::uint64_t* size,
-                                   std::int32_t withoutData) {
-    if (*size != needed) {
-        *size = needed;
-        return WDLT_E_BUFFER_SIZE;
-    }
-    if (data == nullptr) {
-        WDLOG_ERROR("data is NULL");
-        return withoutData;
-    }
-    return WDLT_OK;
-}
+struct RecordFrame {
+    enum class First : std::uint8_t { Data, Size }; // with Size an asker without data learns the size
+    enum class Fits : std::uint8_t { Exactly, Larger };
 
-// WDLT_E_GENERAL without data; else what the rows give.
+    First readFirst = First::Data;
+    Fits readFits = Fits::Exactly; // Larger: all of the caller's buffer is cleared
+    std::int32_t noDataRead = WDLT_E_INVALID_ARGUMENT;
+    std::int32_t wrongSizeRead = WDLT_E_BUFFER_SIZE; // which tells the size that it has
+    Fits writeFits = Fits::Exactly;
+    std::int32_t noDataWritten = WDLT_E_INVALID_ARGUMENT;
+    std::int32_t wrongSizeWritten = WDLT_E_INVALID_ARGUMENT;
+
+    EventLine noDataReadLine = {};
+    EventLine wrongSizeReadLine = {};
+    EventLine noDataWrittenLine = {};
+    EventLine wrongSizeWrittenLine = {}; // the size, and what it should be
+};
+
+// WDLT_OK for a record of `needed` bytes that can be read into, cleared; else what the frame says.
+std::int32_t checkRead(const RecordFrame& frame, std::uint64_t needed, void* data, std::uint64_t* size);
+std::int32_t checkWrite(const RecordFrame& frame, std::uint64_t needed, const void* data, std::uint64_t size);
+
 template <class Record, std::size_t Count>
-std::int32_t readFixedRecord(const ValueAccess& access, const FieldOf<Record> (&rows)[Count], void* data,
-                             std::uint64_t* size) {
-    if (const std::int32_t status = checkFixedRead(sizeof(Record), data, size, WDLT_E_GENERAL); status != WDLT_OK)
+std::int32_t readRecord(const RecordFrame& frame, const ValueAccess& access, const FieldOf<Record> (&rows)[Count],
+                        void* data, std::uint64_t* size) {
+    if (const std::int32_t status = checkRead(frame, sizeof(Record), data, size); status != WDLT_OK)
         return status;
     CallersRecord<Record> record(data);
-    record.clear();
     return readValues(access, rows, *record);
 }
 
-// WDLT_E_GENERAL, without a line, for anything but a whole record.
-template <class Record, std::size_t Count>
-std::int32_t writeFixedRecord(const ValueAccess& access, const FieldOf<Record> (&rows)[Count], void* data,
-                              std::uint64_t size) {
-    if (data == nullptr || size != sizeof(Record))
-        return WDLT_E_GENERAL;
+// `rows`: the record's, or a part or another order of them.
+template <class Record, class Rows>
+std::int32_t writeRecord(const RecordFrame& frame, const ValueAccess& access, const Rows& rows, void* data,
+                         std::uint64_t size) {
+    if (const std::int32_t status = checkWrite(frame, sizeof(Record), data, size); status != WDLT_OK)
+        return status;
     CallersRecord<Record> record(data);
     return writeValues(access, rows, *record);
+}
+template <class Record, std::size_t Count>
+std::int32_t writeRecord(const RecordFrame& frame, const ValueAccess& access, const FieldOf<Record> (&rows)[Count],
+                         void* data, std::uint64_t size) {
+    return writeRecord<Record>(frame, access, std::span(rows), data, size);
 }
 
 } // namespace wdlt

@@ -1,9 +1,8 @@
 #include "SystemConfig.h"
 
+#include "FixedRecord.h"
 #include "SystemRecords.h"
-#include "Utility.h"
 #include "ValueMap.h"
-#include "WdCommon/DebugLog.h"
 
 #include <wdltcfg/status.h>
 
@@ -14,28 +13,28 @@ namespace {
 
 using namespace wdlt;
 
-constexpr ValueReport kReport{
-    .writeFailed = [](const char* field, std::int32_t) { WDLOG_ERROR("WriteConfig WdchSystemData::%s fails.", field); },
+constexpr ValueReport kSystemReport{
+    .writeFailed = "WriteConfig WdchSystemData::%s fails.",
     .writeCode = WDLT_E_GENERAL,
 };
 
-constexpr const char* kHandlers = "ProtocolHandler";
+constexpr RecordFrame kSystemFrame{
+    .readFirst = RecordFrame::First::Size,
+    .wrongSizeWritten = WDLT_E_GENERAL,
+    .wrongSizeWrittenLine = "WriteConfig size is invalid (%d / %d)",
+};
+
+constexpr const char* kHandlerFolder = "ProtocolHandler";
 constexpr std::size_t kMaxHandlers = std::extent_v<decltype(WdchSystemData::handlerTypes)>;
 constexpr DWORD kHighestHandlerType = 16;
 
 } // namespace
 
 std::int32_t CSystemConfig::ReadConfig(std::uint64_t, void* data, std::uint64_t* size) {
-    if (*size != sizeof(WdchSystemData)) {
-        *size = sizeof(WdchSystemData);
-        return WDLT_E_BUFFER_SIZE;
-    }
-    if (data == nullptr)
-        return WDLT_E_INVALID_ARGUMENT;
-
+    if (const std::int32_t status = checkRead(kSystemFrame, sizeof(WdchSystemData), data, size); status != WDLT_OK)
+        return status;
     CallersRecord<WdchSystemData> record(data);
-    record.clear();
-    const ValueAccess access{*this, kReport};
+    const ValueAccess access{*this, kSystemReport};
     readValues(access, kSystemFields, *record);
     readHandlerList(*record);
     readValues(access, kSystemReadOnlyFields, *record);
@@ -44,9 +43,9 @@ std::int32_t CSystemConfig::ReadConfig(std::uint64_t, void* data, std::uint64_t*
 
 void CSystemConfig::readHandlerList(WdchSystemData& record) {
     std::vector<std::string> handlers;
-    store->EnumSubSections(protocol, scan, input, kHandlers, handlers);
+    store->EnumSubSections(protocol, scan, input, kHandlerFolder, handlers);
     for (const std::string& handler : handlers) {
-        const std::string section = std::string(kHandlers).append("\\").append(handler);
+        const std::string section = std::string(kHandlerFolder).append("\\").append(handler);
         DWORD enable = 0;
         DWORD type = 0;
         if (!readHandlerNumber(section, "Enable", enable) || enable != 1)
@@ -65,12 +64,5 @@ bool CSystemConfig::readHandlerNumber(const std::string& section, const char* na
 }
 
 std::int32_t CSystemConfig::WriteConfig(std::uint64_t, void* data, std::uint64_t size) {
-    if (data == nullptr)
-        return WDLT_E_INVALID_ARGUMENT;
-    if (size != sizeof(WdchSystemData)) {
-        WDLOG_ERROR("WriteConfig size is invalid (%d / %d)", loggedSize(size), loggedSize(sizeof(WdchSystemData)));
-        return WDLT_E_GENERAL;
-    }
-    CallersRecord<WdchSystemData> record(data);
-    return writeValues({*this, kReport}, kSystemFields, *record);
+    return writeRecord(kSystemFrame, {*this, kSystemReport}, kSystemFields, data, size);
 }

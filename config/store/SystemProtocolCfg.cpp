@@ -16,9 +16,8 @@ namespace {
 
 using namespace wdlt;
 
-constexpr ValueReport kReport{
-    .writeFailed = [](const char* field,
-                      std::int32_t) { WDLOG_ERROR("WriteConfig WdchSystemProtocolHandler::%s fails.", field); },
+constexpr ValueReport kHandlerReport{
+    .writeFailed = "WriteConfig WdchSystemProtocolHandler::%s fails.",
     .writeCode = WDLT_E_GENERAL,
 };
 
@@ -48,7 +47,7 @@ std::int32_t CSystemProtocolCfg::ReadConfig(std::uint64_t, void* data, std::uint
     DWORD nameSize = sizeof record->name;
     if (ReadItem("", "", record->name, &nameSize, false) != WDLT_OK)
         record->name[0] = '\0';
-    readValues({*this, kReport}, kHandlerFields, *record);
+    readValues({*this, kHandlerReport}, kHandlerFields, *record);
     record->dependentScanEngine = GetDependentScanEngine();
     record->redirectCount = count;
     redirects.read({entries, count * kRedirectSize});
@@ -108,5 +107,5 @@ std::int32_t CSystemProtocolCfg::writeHandler(void* data, std::uint64_t size) {
         return WDLT_E_INVALID_ARGUMENT;
     }
     CallersRecord<WdchSystemProtocolHandler> record(data);
-    return writeValues({*this, kReport}, kHandlerFields, *record);
+    return writeValues({*this, kHandlerReport}, kHandlerFields, *record);
 }

@@ -1,9 +1,7 @@
 #include "SystemScanCfg.h"
 
-#include "FixedRecord.h"
+#include "ItemFrame.h"
 #include "SystemRecords.h"
-#include "ValueMap.h"
-#include "WdCommon/DebugLog.h"
 
 #include <wdltcfg/records.h>
 
@@ -11,17 +9,17 @@ namespace {
 
 using namespace wdlt;
 
-constexpr ValueReport kReport{
-    .writeFailed = [](const char* field, std::int32_t) { WDLOG_ERROR("WriteConfig WdchSystemScan::%s fails.", field); },
+constexpr ValueReport kScanItemReport{
+    .writeFailed = "WriteConfig WdchSystemScan::%s fails.",
     .writeCode = WDLT_E_GENERAL,
 };
 
 } // namespace
 
 std::int32_t CSystemScanCfg::ReadConfig(std::uint64_t, void* data, std::uint64_t* size) {
-    return readFixedRecord({*this, kReport}, kScanItemFields, data, size);
+    return readRecord(kItemFrame, {*this, kScanItemReport}, kScanItemFields, data, size);
 }
 
 std::int32_t CSystemScanCfg::WriteConfig(std::uint64_t, void* data, std::uint64_t size) {
-    return writeFixedRecord({*this, kReport}, kScanItemFields, data, size);
+    return writeRecord(kItemFrame, {*this, kScanItemReport}, kScanItemFields, data, size);
 }

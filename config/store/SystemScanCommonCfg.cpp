@@ -1,9 +1,7 @@
 #include "SystemScanCommonCfg.h"
 
-#include "FixedRecord.h"
+#include "ItemFrame.h"
 #include "SystemRecords.h"
-#include "ValueMap.h"
-#include "WdCommon/DebugLog.h"
 
 #include <wdltcfg/records.h>
 
@@ -11,18 +9,17 @@ namespace {
 
 using namespace wdlt;
 
-constexpr ValueReport kReport{
-    .writeFailed = [](const char* field,
-                      std::int32_t) { WDLOG_ERROR("WriteConfig WdchSystemScanCommon::%s fails.", field); },
+constexpr ValueReport kScanItemCommonReport{
+    .writeFailed = "WriteConfig WdchSystemScanCommon::%s fails.",
     .writeCode = WDLT_E_GENERAL,
 };
 
 } // namespace
 
 std::int32_t CSystemScanCommonCfg::ReadConfig(std::uint64_t, void* data, std::uint64_t* size) {
-    return readFixedRecord({*this, kReport}, kScanItemCommonFields, data, size);
+    return readRecord(kItemFrame, {*this, kScanItemCommonReport}, kScanItemCommonFields, data, size);
 }
 
 std::int32_t CSystemScanCommonCfg::WriteConfig(std::uint64_t, void* data, std::uint64_t size) {
-    return writeFixedRecord({*this, kReport}, kScanItemCommonFields, data, size);
+    return writeRecord(kItemFrame, {*this, kScanItemCommonReport}, kScanItemCommonFields, data, size);
 }

@@ -1,9 +1,7 @@
 #include "SystemScanHttpsCfg.h"
 
-#include "FixedRecord.h"
+#include "ItemFrame.h"
 #include "SystemRecords.h"
-#include "ValueMap.h"
-#include "WdCommon/DebugLog.h"
 
 #include <wdltcfg/records.h>
 
@@ -11,24 +9,18 @@ namespace {
 
 using namespace wdlt;
 
-constexpr ValueReport kReport{
-    .readFailed =
-        [](DWORD level, const char* field, std::int32_t status) {
-            WDLOG(level, "CSystemScanHttpsCfg::ReadConfig %s fails %d", field, status);
-        },
-    .writeFailed =
-        [](const char* field, std::int32_t status) {
-            WDLOG_ERROR("CSystemScanHttpsCfg::WriteConfig %s fails %d", field, status);
-        },
+constexpr ValueReport kHttpsReport{
+    .readFailed = "CSystemScanHttpsCfg::ReadConfig %s fails %d",
+    .writeFailed = "CSystemScanHttpsCfg::WriteConfig %s fails %d",
     .writeCode = WDLT_E_GENERAL,
 };
 
 } // namespace
 
 std::int32_t CSystemScanHttpsCfg::ReadConfig(std::uint64_t, void* data, std::uint64_t* size) {
-    return readFixedRecord({*this, kReport}, kHttpsFields, data, size);
+    return readRecord(kItemFrame, {*this, kHttpsReport}, kHttpsFields, data, size);
 }
 
 std::int32_t CSystemScanHttpsCfg::WriteConfig(std::uint64_t, void* data, std::uint64_t size) {
-    return writeFixedRecord({*this, kReport}, kHttpsFields, data, size);
+    return writeRecord(kItemFrame, {*this, kHttpsReport}, kHttpsFields, data, size);
 }

@@ -18,9 +18,9 @@ const char* writeName(const Field& row) {
     return row.lineNameOnWrite != nullptr ? row.lineNameOnWrite : readName(row);
 }
 
-void report(void (*line)(DWORD, const char*, std::int32_t), Told told, const char* field, std::int32_t status) {
-    if (line != nullptr && told != Told::Quietly)
-        line(told == Told::AsTrace ? kLogTrace : kLogError, field, status);
+void report(const EventLine& line, Told told, const char* field, std::int32_t status) {
+    if (told != Told::Quietly)
+        line.tell(told == Told::AsTrace ? kLogTrace : kLogError, {field}, {status});
 }
 
 DWORD numberIn(const Field& row, const void* record) {
@@ -37,8 +37,8 @@ std::span<char> textIn(const Field& row, void* record) {
 
 void takeNumber(const ValueAccess& access, const Field& row, void* record, DWORD stored) {
     const DWORD number = row.onRead(stored);
-    if (number != stored && row.isToldWhenCorrected && access.report.corrected != nullptr)
-        access.report.corrected(readName(row), stored);
+    if (number != stored && row.isToldWhenCorrected)
+        access.report.corrected.tell(kLogError, {readName(row)}, {static_cast<std::int32_t>(stored)});
     putNumber(row, record, number);
 }
 
@@ -78,6 +78,8 @@ std::int32_t readText(const ValueAccess& access, const Field& row, const char* n
 
 std::int32_t readProtected(const ValueAccess& access, const Field& row, std::span<char> field) {
     std::ranges::fill(field, '\0');
+    if (access.protectedValues == nullptr)
+        return WDLT_E_GENERAL;
     const std::int32_t status = access.protectedValues->read(row.value, field.first(row.limit));
     if (status != WDLT_OK)
         std::ranges::fill(field, '\0');
@@ -95,8 +97,7 @@ std::int32_t readNames(const ValueAccess& access, const Field& row, std::span<ch
     const CCsv names(stored.data());
     for (const std::string& name : names.fields()) {
         if (left.empty() || name.size() >= row.slotBytes) {
-            if (access.report.nameSkipped != nullptr)
-                access.report.nameSkipped(readName(row), name.c_str());
+            access.report.nameSkipped.tell(kLogError, {readName(row), name.c_str()}, {});
             continue;
         }
         std::ranges::copy(name, left.begin());
@@ -212,14 +213,15 @@ std::int32_t writeValue(const ValueAccess& access, const Field& row, void* recor
     if (row.isFileName)
         WdchHelper::StripPath(field.data(), field.size());
     const std::size_t length = std::strlen(field.data());
+    if (row.kind == FieldKind::SealedText && access.protectedValues == nullptr)
+        return WDLT_E_GENERAL;
     if (row.kind == FieldKind::SealedText)
         return access.protectedValues->write(row.value, {field.data(), length});
     return store(field.data(), length);
 }
 
 std::int32_t writeFailed(const ValueAccess& access, const Field& row, std::int32_t status) {
-    if (access.report.writeFailed != nullptr)
-        access.report.writeFailed(writeName(row), status);
+    access.report.writeFailed.tell(kLogError, {writeName(row)}, {status});
     return access.report.writeCode != 0 && !row.keepsStoresCode ? access.report.writeCode : status;
 }
 

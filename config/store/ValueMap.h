@@ -4,6 +4,7 @@
 #pragma once
 
 #include "Field.h"
+#include "WdCommon/EventLine.h"
 #include "WdchHelper.h"
 
 #include <platform/memory.h>
@@ -21,13 +22,13 @@ namespace wdlt {
 
 // What a helper tells of a failing value: its log lines, and a code in place of the store's where it has one.
 struct ValueReport {
-    void (*readFailed)(DWORD level, const char* field, std::int32_t status) = nullptr;
-    void (*writeFailed)(const char* field, std::int32_t status) = nullptr;
-    void (*defaultUsed)(DWORD level, const char* field, std::int32_t status) = nullptr; // from a record of defaults
-    void (*nameSkipped)(const char* field, const char* name) = nullptr;                 // that of a list has no slot
-    void (*corrected)(const char* field, std::uint32_t stored) = nullptr;               // where the row says so
-    std::int32_t readCode = 0;                                                          // 0: the store's own
-    std::int32_t writeCode = 0;                                                         // likewise
+    EventLine readFailed = {};  // the field, the status
+    EventLine writeFailed = {}; // likewise
+    EventLine defaultUsed = {}; // likewise, of a default from a record of them
+    EventLine nameSkipped = {}; // the field, and the name in its list that has no slot
+    EventLine corrected = {};   // the field and what is stored, where the row says so
+    std::int32_t readCode = 0;  // 0: the store's own
+    std::int32_t writeCode = 0;
 };
 
 // Values that a helper keeps enciphered. `text` is the field, already zeroed; both give a status.
@@ -42,7 +43,7 @@ class ProtectedValues {
 struct ValueAccess {
     WdchHelper& helper;
     const ValueReport& report;
-    ProtectedValues* protectedValues = nullptr;
+    ProtectedValues* protectedValues = nullptr; // without them a sealed field is WDLT_E_GENERAL
     const char* section = "";
 };
 

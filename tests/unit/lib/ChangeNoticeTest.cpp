@@ -17,7 +17,7 @@ TEST(ChangeNotice, TheServiceHasAPauseBehindItsAnswerOrItsSilence) {
         const FakeService service("wdlt_config_change_evt", 8, [=](BYTE*) { return answers; });
         const TimeScale scale(answers ? "1" : "0.0005");
         const layer_doubles::Recording recording;
-        EXPECT_EQ(wdlt::noticeChange(1, 2, {[] {}, [] {}}), answers ? WDLT_OK : WDLT_E_NO_ANSWER);
+        EXPECT_EQ(wdlt::noticeChange(1, 2, {}), answers ? WDLT_OK : WDLT_E_NO_ANSWER);
         ASSERT_FALSE(recording.calls().empty());
         EXPECT_EQ(recording.calls().back(), "Sleep 100");
     }

@@ -1,0 +1,57 @@
+// The log text of one event as data, for tables of what a class tells: a text, and where it stands in the sources.
+#pragma once
+
+#include "WdCommon/DebugLog.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <initializer_list>
+#include <string_view>
+
+namespace wdlt {
+
+// Different classes tell of one event in texts of different shapes: with its name before its status, behind it, or with
+// neither. So the text takes what it has conversions for: the last of the event's names, and the last of its numbers.
+class EventLine {
+  public:
+    static constexpr std::size_t kMostNames = 2;
+    static constexpr std::size_t kMostNumbers = 2;
+
+    constexpr EventLine() = default; // nothing is told
+    // NOLINTNEXTLINE(google-explicit-constructor): a literal stands where a line is wanted.
+    consteval EventLine(const char* text, const char* file = __builtin_FILE(), int line = __builtin_LINE())
+        : m_text(text), m_file(file), m_line(static_cast<unsigned>(line)) {
+        std::string_view rest(text);
+        while ((rest = rest.substr(std::min(rest.find('%'), rest.size()))).size() > 1) {
+            const format::Conversion conversion = format::parse(rest);
+            const bool isName = conversion.wants == format::Wants::Narrow;
+            const bool isNumber =
+                conversion.wants == format::Wants::Number32 || conversion.wants == format::Wants::NumberLong;
+            if (isName || isNumber) {
+                if ((isName ? m_names == kMostNames : m_numbers == kMostNumbers))
+                    format::badLogFormat("more conversions than an event has");
+                m_isNameAt[m_names + m_numbers] = isName;
+                ++(isName ? m_names : m_numbers);
+            } else if (conversion.wants != format::Wants::Percent) {
+                format::badLogFormat("a conversion that no event has");
+            }
+            rest.remove_prefix(conversion.length);
+        }
+    }
+
+    constexpr explicit operator bool() const { return m_text != nullptr; }
+    // The status of a result, and what it happened to.
+    void tell(DWORD level, std::initializer_list<const char*> names, std::initializer_list<std::int64_t> numbers) const;
+    void tell(DWORD level, std::int32_t status) const { tell(level, {}, {status}); }
+
+  private:
+    const char* m_text = nullptr;
+    const char* m_file = nullptr;
+    unsigned m_line = 0;
+    std::size_t m_names = 0;
+    std::size_t m_numbers = 0;
+    bool m_isNameAt[kMostNames + kMostNumbers]{};
+};
+
+} // namespace wdlt

@@ -1,0 +1,100 @@
+// One call of a family: its lines of begin and end, and those of what fails in it, which most families build alike.
+#pragma once
+
+#include "WdCommon/DebugLog.h"
+#include "WdCommon/EventLine.h"
+
+#include <wdltcfg/status.h>
+
+#include <cstdint>
+
+namespace wdlt {
+
+// Where a line stands.
+struct LinePlace {
+    const char* file;
+    unsigned line;
+
+    static constexpr LinePlace here(const char* file = __builtin_FILE(), unsigned line = __builtin_LINE()) {
+        return {file, line};
+    }
+};
+
+// What a failing step tells: "CLASS::MEMBER(): Failed to STEP: STATUS", or a text of its own.
+class CallFailure {
+  public:
+    CallFailure(const char* family, const char* member, const char* step, const LinePlace& place)
+        : m_family(family), m_member(member), m_step(step), m_place(place) {}
+    // NOLINTNEXTLINE(google-explicit-constructor): a text stands where a failure is wanted.
+    CallFailure(const EventLine& text) : m_text(text) {}
+
+    void tell(std::int32_t status) const {
+        if (m_step == nullptr)
+            m_text.tell(kLogError, status);
+        else if (isLogged(kLogError))
+            Trace(m_place.file, m_place.line, kLogError, "%s::%s(): Failed to %s: %d", m_family, m_member, m_step,
+                  status);
+    }
+
+  private:
+    EventLine m_text;
+    const char* m_family = nullptr;
+    const char* m_member = nullptr;
+    const char* m_step = nullptr;
+    LinePlace m_place{};
+};
+
+// A call that ends with a count says it in place of the plain end.
+class FamilyCall {
+  public:
+    FamilyCall(const char* family, const char* member) : m_family(family), m_member(member) {
+        WDLOG_ENTRY("%s::%s(): IN", m_family, m_member);
+    }
+    ~FamilyCall() {
+        if (!m_isTold)
+            WDLOG_ENTRY("%s::%s(): OUT", m_family, m_member);
+    }
+    FamilyCall(const FamilyCall&) = delete;
+    FamilyCall& operator=(const FamilyCall&) = delete;
+
+    void endWithCount(std::int32_t count) {
+        m_isTold = true;
+        WDLOG_ENTRY("%s::%s(): OUT: count=%d", m_family, m_member, count);
+    }
+    // The line of the end stands elsewhere.
+    void endToldElsewhere() { m_isTold = true; }
+
+    // For the steps of the call that tell of their failure themselves.
+    CallFailure failing(const char* step, const LinePlace& place = LinePlace::here()) const {
+        return {m_family, m_member, step, place};
+    }
+    std::int32_t failed(const char* step, std::int32_t status, const LinePlace& place = LinePlace::here()) const {
+        failing(step, place).tell(status);
+        return status;
+    }
+
+    // Arguments that aren't taken; each gives WDLT_E_INVALID_ARGUMENT.
+    std::int32_t isNull(const char* argument) const {
+        WDLOG_ERROR("%s::%s: %s is NULL", m_family, m_member, argument);
+        return WDLT_E_INVALID_ARGUMENT;
+    }
+    std::int32_t withoutRecords() const {
+        WDLOG_ERROR("%s::%s(): Invalid parameter NULL", m_family, m_member);
+        return WDLT_E_INVALID_ARGUMENT;
+    }
+    std::int32_t ofUnknownList(std::uint32_t listType) const {
+        WDLOG_ERROR("%s::%s(): Unknown list type: %d", m_family, m_member, listType);
+        return WDLT_E_INVALID_ARGUMENT;
+    }
+    std::int32_t withTooMany(std::int32_t count) const {
+        WDLOG_ERROR("%s::%s(): count %d exceeds the maximum", m_family, m_member, count);
+        return WDLT_E_INVALID_ARGUMENT;
+    }
+
+  private:
+    const char* m_family;
+    const char* m_member;
+    bool m_isTold = false;
+};
+
+} // namespace wdlt
