@@ -132,12 +132,12 @@ struct Field {
 
 // Where a member lies: what the makers below take.
 template <class Record, class Member>
-struct Place {
+struct MemberOf {
     std::string_view member;
     std::uint32_t offset;
 };
 #define WDLT_IN(Record, Member)                                                                                        \
-    (wdlt::Place<Record, decltype(Record::Member)>{#Member, static_cast<std::uint32_t>(offsetof(Record, Member))})
+    (wdlt::MemberOf<Record, decltype(Record::Member)>{#Member, static_cast<std::uint32_t>(offsetof(Record, Member))})
 
 // A field of a record of that type.
 template <class Record>
@@ -279,7 +279,7 @@ struct FieldOf : Field {
 
 // A field of up to 32 bits; a narrower one keeps the stored number's low bits and is stored zero-extended.
 template <class Record, class Member>
-constexpr FieldOf<Record> number(const Place<Record, Member>& place, const char* value) {
+constexpr FieldOf<Record> number(const MemberOf<Record, Member>& place, const char* value) {
     static_assert(std::is_integral_v<Member> && sizeof(Member) <= sizeof(std::uint32_t));
     FieldOf<Record> field;
     field.member = place.member;
@@ -292,7 +292,7 @@ constexpr FieldOf<Record> number(const Place<Record, Member>& place, const char*
 
 // A field of narrow text; `limit` is how many bytes the store is asked for, where that isn't the whole field.
 template <class Record, class Member>
-constexpr FieldOf<Record> text(const Place<Record, Member>& place, const char* value, std::uint32_t limit = 0) {
+constexpr FieldOf<Record> text(const MemberOf<Record, Member>& place, const char* value, std::uint32_t limit = 0) {
     static_assert(std::is_same_v<std::remove_extent_t<Member>, char> && std::extent_v<Member> > 0,
                   "a text field is an array of char");
     FieldOf<Record> field;
@@ -306,7 +306,8 @@ constexpr FieldOf<Record> text(const Place<Record, Member>& place, const char* v
 }
 
 template <class Record, class Member>
-constexpr FieldOf<Record> sealedText(const Place<Record, Member>& place, const char* value, std::uint32_t limit = 0) {
+constexpr FieldOf<Record> sealedText(const MemberOf<Record, Member>& place, const char* value,
+                                     std::uint32_t limit = 0) {
     FieldOf<Record> field = text(place, value, limit);
     field.kind = FieldKind::SealedText;
     return field;
@@ -317,7 +318,7 @@ inline constexpr std::uint32_t kNameListLimit = 1024;
 
 // A stored name that finds no slot, or doesn't fit its slot with a terminator, is left out.
 template <class Record, class Member>
-constexpr FieldOf<Record> nameList(const Place<Record, Member>& place, const char* value) {
+constexpr FieldOf<Record> nameList(const MemberOf<Record, Member>& place, const char* value) {
     static_assert(std::is_same_v<std::remove_all_extents_t<Member>, char> && std::rank_v<Member> == 2);
     FieldOf<Record> field;
     field.member = place.member;
@@ -332,7 +333,7 @@ constexpr FieldOf<Record> nameList(const Place<Record, Member>& place, const cha
 
 // Which a record has for its readers only.
 template <class Record, class Member, class Count>
-constexpr FieldOf<Record> numberList(const Place<Record, Member>& place, const Place<Record, Count>& count) {
+constexpr FieldOf<Record> numberList(const MemberOf<Record, Member>& place, const MemberOf<Record, Count>& count) {
     static_assert(std::is_same_v<std::remove_extent_t<Member>, std::uint32_t> && std::is_same_v<Count, std::uint32_t> &&
                   std::extent_v<Member> > 0);
     FieldOf<Record> field;
@@ -347,7 +348,7 @@ constexpr FieldOf<Record> numberList(const Place<Record, Member>& place, const P
 
 // The row of a table for a member; one that isn't there doesn't compile.
 template <class Record, std::size_t Count, class Member>
-consteval FieldOf<Record> rowOf(const FieldOf<Record> (&fields)[Count], const Place<Record, Member>& place) {
+consteval FieldOf<Record> rowOf(const FieldOf<Record> (&fields)[Count], const MemberOf<Record, Member>& place) {
     for (const FieldOf<Record>& field : fields)
         if (field.offset == place.offset)
             return field;
@@ -357,7 +358,7 @@ consteval FieldOf<Record> rowOf(const FieldOf<Record> (&fields)[Count], const Pl
 // The same rows with one of them last, for a record that is written in another order than it is read.
 template <class Record, std::size_t Count, class Member>
 consteval std::array<FieldOf<Record>, Count> withLast(const FieldOf<Record> (&fields)[Count],
-                                                      const Place<Record, Member>& place) {
+                                                      const MemberOf<Record, Member>& place) {
     std::array<FieldOf<Record>, Count> rows{};
     std::size_t next = 0;
     for (const FieldOf<Record>& field : fields)
@@ -394,7 +395,7 @@ class Coverage {
 
 // Whether the rows are all of the record, but for fields that no value of their own stands for.
 template <class Record, std::size_t Count, class... Elsewhere>
-constexpr bool cover(const FieldOf<Record> (&fields)[Count], const Place<Record, Elsewhere>&... places) {
+constexpr bool cover(const FieldOf<Record> (&fields)[Count], const MemberOf<Record, Elsewhere>&... places) {
     Coverage<sizeof(Record)> coverage;
     for (const Field& field : fields)
         coverage.add(field.offset, field.bytes);

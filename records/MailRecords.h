@@ -12,7 +12,7 @@ namespace wdlt {
 
 // What both mail handlers have. What is stored of the size may be larger; nothing larger is ever given back.
 template <class Record>
-constexpr FieldOf<Record> mailLimitSize(const Place<Record, std::uint32_t>& place) {
+constexpr FieldOf<Record> mailLimitSize(const MemberOf<Record, std::uint32_t>& place) {
     return number(place, "LimitSize")
         .namedAsMember()
         .reads(atMost(WDLT_MAX_SCAN_SIZE))
@@ -20,11 +20,11 @@ constexpr FieldOf<Record> mailLimitSize(const Place<Record, std::uint32_t>& plac
         .fresh(5120);
 }
 template <class Record>
-constexpr FieldOf<Record> mailInterval(const Place<Record, std::uint32_t>& place) {
+constexpr FieldOf<Record> mailInterval(const MemberOf<Record, std::uint32_t>& place) {
     return number(place, "IntervalLength").namedAsMember().is("between signs of life to a waiting client").fresh(10);
 }
 template <class Record>
-constexpr FieldOf<Record> mailWaitTime(const Place<Record, std::uint32_t>& place) {
+constexpr FieldOf<Record> mailWaitTime(const MemberOf<Record, std::uint32_t>& place) {
     return number(place, "WaitTime").namedAsMember().is("how long a client waits").fresh(60);
 }
 

@@ -19,6 +19,7 @@ struct PairOf {
     std::uint32_t exportedBytes;
     std::uint32_t storedBytes;
     bool isText; // else a number of one width
+    bool isSigned;
 };
 
 namespace detail {
@@ -34,11 +35,16 @@ constexpr bool arePaired() {
 } // namespace detail
 
 template <class Exported, class ExportedField, class Stored, class StoredField>
-constexpr PairOf<Exported, Stored> pairOf(const Place<Exported, ExportedField>& exported,
-                                          const Place<Stored, StoredField>& stored) {
+constexpr PairOf<Exported, Stored> pairOf(const MemberOf<Exported, ExportedField>& exported,
+                                          const MemberOf<Stored, StoredField>& stored) {
     static_assert(detail::arePaired<ExportedField, StoredField>(), "numbers of one type, or two texts");
-    return {exported.member,       exported.offset,     stored.offset,
-            sizeof(ExportedField), sizeof(StoredField), std::is_array_v<ExportedField>};
+    return {exported.member,
+            exported.offset,
+            stored.offset,
+            sizeof(ExportedField),
+            sizeof(StoredField),
+            std::is_array_v<ExportedField>,
+            std::is_signed_v<ExportedField>};
 }
 // Of the same name in both.
 #define WDLT_PAIR(Exported, Stored, Member) wdlt::pairOf(WDLT_IN(Exported, Member), WDLT_IN(Stored, Member))
@@ -47,7 +53,7 @@ constexpr PairOf<Exported, Stored> pairOf(const Place<Exported, ExportedField>& 
 // would be lost without a word.
 template <class Exported, class Stored, std::size_t Count, class... Elsewhere>
 constexpr bool coverExported(const PairOf<Exported, Stored> (&pairs)[Count],
-                             const Place<Exported, Elsewhere>&... places) {
+                             const MemberOf<Exported, Elsewhere>&... places) {
     Coverage<sizeof(Exported)> coverage;
     for (const auto& pair : pairs)
         coverage.add(pair.exportedAt, pair.exportedBytes);

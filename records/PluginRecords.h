@@ -10,7 +10,7 @@
 namespace wdlt {
 
 template <class Record>
-constexpr FieldOf<Record> salFlag(const Place<Record, std::uint32_t>& place, const char* value) {
+constexpr FieldOf<Record> salFlag(const MemberOf<Record, std::uint32_t>& place, const char* value) {
     return number(place, value).unreadable(0).reads(exactlyOne()).writes(asFlag()).fresh(0);
 }
 inline constexpr FieldOf<WdpeSalData> kSalFields[] = {

@@ -137,7 +137,7 @@ inline constexpr FieldOf<WdpeUrlfRSInfo> kRatingServerFields[] = {
 static_assert(cover(kRatingServerFields));
 
 template <class Record>
-constexpr FieldOf<Record> untestedUrlFlag(const Place<Record, std::uint32_t>& place, const char* value) {
+constexpr FieldOf<Record> untestedUrlFlag(const MemberOf<Record, std::uint32_t>& place, const char* value) {
     return number(place, value).absent(0).reads(asFlag()).writes(asFlag()).fresh(0);
 }
 inline constexpr FieldOf<WdpeUrlfUUC> kUntestedUrlFields[] = {

@@ -88,6 +88,18 @@ inline std::vector<std::string> subkeys(const std::string& key) {
     return names;
 }
 
+inline std::vector<std::string> values(const std::string& key) {
+    std::vector<std::string> names;
+    const TestKey handle = TestKey::open(key.c_str());
+    char name[512];
+    DWORD length = sizeof name;
+    for (DWORD index = 0;
+         handle && RegEnumValueA(handle.get(), index, name, &length, nullptr, nullptr, nullptr, nullptr) == 0;
+         ++index, length = sizeof name)
+        names.emplace_back(name, length);
+    return names;
+}
+
 // Deletes everything, so that cases of one program don't see each other's tree when they share a process.
 inline void clear(const std::string& key = "SOFTWARE") {
     for (const std::string& name : subkeys(key))

@@ -1,7 +1,11 @@
 // wdltctl's settings: what is laid down, switched, set and shown.
+#include "Catalog.h"
+#include "Tree.h"
 #include "Typed.h"
 
+#include <functional>
 #include <set>
+#include <strings.h>
 
 namespace {
 
@@ -25,6 +29,57 @@ TEST_F(Wdltctl, InitReplacesWhatIsThereOnlyByForce) {
     EXPECT_EQ(done("export items -"), "[]\n");
     EXPECT_EQ(doneJson("init --force --install D:\\Guard\\")["installPath"], "D:\\Guard\\");
     expectOutputs({{"get system tempPath", "D:\\Guard\\Temp\\\n"}, {"get system logPath", "D:\\Guard\\Log\\\n"}});
+}
+
+// Whether a key is one that the catalog means.
+bool isMeant(std::string_view pattern, std::string_view key) {
+    for (;;) {
+        const std::string_view wanted = pattern.substr(0, pattern.find('\\'));
+        const std::string_view name = key.substr(0, key.find('\\'));
+        if (wanted != name && (wanted != "*" || name.empty()))
+            return false;
+        if (wanted.size() == pattern.size() || name.size() == key.size())
+            return wanted.size() == pattern.size() && name.size() == key.size();
+        pattern.remove_prefix(wanted.size() + 1);
+        key.remove_prefix(name.size() + 1);
+    }
+}
+
+// The directories are init's own.
+void expectFresh(const wdlt::Field& field, const std::string& key) {
+    const auto value = tree::get(key, field.value);
+    const std::string where = key + "\\" + field.value;
+    if (field.kind == wdlt::FieldKind::Number) {
+        EXPECT_EQ(tree::number(key, field.value), field.freshNumber) << where;
+    } else if (field.kind == wdlt::FieldKind::SealedText) {
+        EXPECT_EQ(value ? value->data : "none", "") << where;
+    } else if (!where.ends_with("Path") || where.ends_with("RulePath") || where.ends_with("PatternPath")) {
+        EXPECT_EQ(tree::storedText(key, field.value), std::string(field.freshText) + '\0') << where;
+    }
+}
+
+TEST_F(Wdltctl, WhatInitLaysDownIsWhatTheCatalogSays) {
+    std::set<const wdlt::Field*> seen;
+    const std::function<void(const std::string&)> walk = [&](const std::string& key) {
+        for (const std::string& name : tree::values(tree::path(key))) {
+            bool isKnown = false;
+            for (const wdlt::Settings& settings : wdlt::kSettings)
+                for (const wdlt::Field& field : settings.fields)
+                    if (isMeant(settings.key, key) && field.value != nullptr &&
+                        strcasecmp(field.value, name.c_str()) == 0) {
+                        isKnown = true;
+                        if (field.hasFresh && seen.insert(&field).second)
+                            expectFresh(field, key);
+                    }
+            EXPECT_TRUE(isKnown) << key << "\\" << name << " is in no table";
+        }
+        for (const std::string& below : tree::subkeys(tree::path(key)))
+            walk(key.empty() ? below : key + "\\" + below);
+    };
+    walk("");
+    for (const wdlt::Settings& settings : wdlt::kSettings)
+        for (const wdlt::Field& field : settings.fields)
+            EXPECT_EQ(field.hasFresh && field.value != nullptr, seen.contains(&field)) << settings.key << field.value;
 }
 
 TEST_F(Wdltctl, EachFeatureIsSwitchedAlone) {

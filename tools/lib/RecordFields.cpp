@@ -2,6 +2,7 @@
 
 #include "Display.h"
 #include "Numbers.h"
+#include "Shown.h"
 #include "ToolError.h"
 
 #include <algorithm>
@@ -21,8 +22,8 @@ std::uint64_t numberAt(std::span<const BYTE> record, std::size_t offset, std::si
 }
 
 std::int64_t signedAt(const Field& field, std::span<const BYTE> record) {
-    const std::uint64_t sign = std::uint64_t{1} << (8 * field.size - 1);
-    return static_cast<std::int64_t>((numberAt(record, field.offset, field.size) ^ sign) - sign);
+    const std::uint64_t sign = std::uint64_t{1} << (8 * field.bytes - 1);
+    return static_cast<std::int64_t>((numberAt(record, field.offset, field.bytes) ^ sign) - sign);
 }
 
 std::string_view textIn(std::span<const BYTE> bytes) {
@@ -31,13 +32,13 @@ std::string_view textIn(std::span<const BYTE> bytes) {
 }
 
 std::string_view textAt(const Field& field, std::span<const BYTE> record) {
-    return textIn(record.subspan(field.offset, field.size));
+    return textIn(record.subspan(field.offset, field.bytes));
 }
 
 std::vector<std::string_view> namesAt(const Field& field, std::span<const BYTE> record) {
     std::vector<std::string_view> names;
-    for (std::size_t at = 0; at < field.size; at += field.slotSize) {
-        names.push_back(textIn(record.subspan(field.offset + at, field.slotSize)));
+    for (std::size_t at = 0; at < field.bytes; at += field.slotBytes) {
+        names.push_back(textIn(record.subspan(field.offset + at, field.slotBytes)));
         if (names.back().empty()) {
             names.pop_back();
             break;
@@ -49,7 +50,7 @@ std::vector<std::string_view> namesAt(const Field& field, std::span<const BYTE> 
 std::vector<std::uint64_t> listAt(const Field& field, std::span<const BYTE> record) {
     constexpr std::size_t kEntrySize = 4;
     const std::uint64_t count =
-        std::min<std::uint64_t>(numberAt(record, field.countOffset, kEntrySize), field.size / kEntrySize);
+        std::min<std::uint64_t>(numberAt(record, field.countOffset, kEntrySize), field.bytes / kEntrySize);
     std::vector<std::uint64_t> numbers;
     for (std::size_t i = 0; i < count; ++i)
         numbers.push_back(numberAt(record, field.offset + i * kEntrySize, kEntrySize));
@@ -57,24 +58,24 @@ std::vector<std::uint64_t> listAt(const Field& field, std::span<const BYTE> reco
 }
 
 [[noreturn]] void refuse(const Field& field, const std::string& why) {
-    throw ToolError(ExitStatus::Usage, fmt::format("{}: {}", field.name, why));
+    throw ToolError(ExitStatus::Usage, fmt::format("{}: {}", field.member, why));
 }
 
 void putNumber(const Field& field, std::span<BYTE> record, std::uint64_t number) {
-    for (std::size_t i = 0; i < field.size; ++i)
+    for (std::size_t i = 0; i < field.bytes; ++i)
         record[field.offset + i] = static_cast<BYTE>(number >> (8 * i));
 }
 
 void setNumber(const Field& field, std::span<BYTE> record, std::string_view text) {
-    const std::uint64_t limit = std::min(field.most, UINT64_MAX >> (64 - 8 * static_cast<unsigned>(field.size)));
+    const std::uint64_t limit = std::min<std::uint64_t>(field.most, UINT32_MAX >> (32 - 8 * field.bytes));
     const auto number = parseNumber(text);
-    if (!number || *number > limit)
-        refuse(field, fmt::format("\"{}\" isn't a number from 0 to {}", text, limit));
+    if (!number || *number < field.least || *number > limit)
+        refuse(field, fmt::format("\"{}\" isn't a number from {} to {}", text, field.least, limit));
     putNumber(field, record, *number);
 }
 
 void setSigned(const Field& field, std::span<BYTE> record, std::string_view text) {
-    const std::uint64_t half = std::uint64_t{1} << (8 * field.size - 1);
+    const std::uint64_t half = std::uint64_t{1} << (8 * field.bytes - 1);
     const bool isNegative = text.starts_with('-');
     const auto magnitude = parseNumber(isNegative ? text.substr(1) : text);
     if (!magnitude || *magnitude > (isNegative ? half : half - 1))
@@ -86,9 +87,9 @@ void setText(const Field& field, std::span<BYTE> record, std::string_view text) 
     std::string narrow;
     if (!narrowFromUtf8(text, narrow))
         refuse(field, "the system code page lacks a character of the text");
-    if (narrow.size() >= field.size)
-        refuse(field, fmt::format("the text takes {} bytes, {} have room", narrow.size(), field.size - 1));
-    const auto target = record.subspan(field.offset, field.size);
+    if (narrow.size() >= field.bytes)
+        refuse(field, fmt::format("the text takes {} bytes, {} have room", narrow.size(), field.bytes - 1));
+    const auto target = record.subspan(field.offset, field.bytes);
     std::fill(target.begin(), target.end(), BYTE{0});
     std::transform(narrow.begin(), narrow.end(), target.begin(), [](char c) { return static_cast<BYTE>(c); });
 }
@@ -100,18 +101,18 @@ void setNames(const Field& field, std::span<BYTE> record, std::string_view text)
     std::vector<BYTE> slots;
     for (std::size_t begin = 0; !narrow.empty() && begin <= narrow.size();) {
         const std::size_t end = std::min(narrow.find(',', begin), narrow.size());
-        if (end == begin || end - begin >= field.slotSize)
+        if (end == begin || end - begin >= field.slotBytes)
             refuse(field, fmt::format("\"{}\" isn't a name of 1 to {} bytes", narrow.substr(begin, end - begin),
-                                      field.slotSize - 1));
+                                      field.slotBytes - 1));
         slots.insert(slots.end(), narrow.begin() + static_cast<std::ptrdiff_t>(begin),
                      narrow.begin() + static_cast<std::ptrdiff_t>(end));
-        slots.resize((slots.size() / field.slotSize + 1) * field.slotSize);
+        slots.resize((slots.size() / field.slotBytes + 1) * field.slotBytes);
         begin = end + 1;
     }
-    if (slots.size() > field.size)
-        refuse(field, fmt::format("{} names, at most {} have room", slots.size() / field.slotSize,
-                                  field.size / field.slotSize));
-    slots.resize(field.size);
+    if (slots.size() > field.bytes)
+        refuse(field, fmt::format("{} names, at most {} have room", slots.size() / field.slotBytes,
+                                  field.bytes / field.slotBytes));
+    slots.resize(field.bytes);
     std::copy(slots.begin(), slots.end(), record.begin() + static_cast<std::ptrdiff_t>(field.offset));
 }
 
@@ -122,6 +123,7 @@ Json fieldJson(const Field& field, std::span<const BYTE> record, bool showSecret
         return std::string(kHiddenSecret);
     switch (field.kind) {
     case FieldKind::Text:
+    case FieldKind::SealedText:
         return utf8FromNarrow(textAt(field, record));
     case FieldKind::NumberList:
         return listAt(field, record);
@@ -131,12 +133,12 @@ Json fieldJson(const Field& field, std::span<const BYTE> record, bool showSecret
             names.push_back(utf8FromNarrow(name));
         return names;
     }
-    case FieldKind::Signed:
-        return signedAt(field, record);
     case FieldKind::Number:
         break;
     }
-    return numberAt(record, field.offset, field.size);
+    if (field.isSigned)
+        return signedAt(field, record);
+    return numberAt(record, field.offset, field.bytes);
 }
 
 std::string fieldText(const Field& field, std::span<const BYTE> record, bool showSecrets) {
@@ -144,6 +146,7 @@ std::string fieldText(const Field& field, std::span<const BYTE> record, bool sho
         return std::string(kHiddenSecret);
     switch (field.kind) {
     case FieldKind::Text:
+    case FieldKind::SealedText:
         return displayNarrow(textAt(field, record));
     case FieldKind::NumberList:
         return fmt::format("{}", fmt::join(listAt(field, record), " "));
@@ -153,25 +156,45 @@ std::string fieldText(const Field& field, std::span<const BYTE> record, bool sho
             names.append(names.empty() ? "" : ",").append(displayNarrow(name));
         return names;
     }
-    case FieldKind::Signed:
-        return fmt::format("{}", signedAt(field, record));
     case FieldKind::Number:
         break;
     }
-    return fmt::format("{}", numberAt(record, field.offset, field.size));
+    return field.isSigned ? fmt::format("{}", signedAt(field, record))
+                          : fmt::format("{}", numberAt(record, field.offset, field.bytes));
+}
+
+std::string fieldHelp(const Field& field) {
+    std::vector<std::string> details;
+    const Range range = rangeOf(field);
+    if (!field.isFlag && !range.isAll())
+        details.push_back(range.high == UINT32_MAX ? fmt::format("at least {}", range.low)
+                                                   : fmt::format("{} to {}", range.low, range.high));
+    if (*field.unit != '\0')
+        details.emplace_back(field.unit);
+    if (field.hasFresh && field.kind == FieldKind::Number)
+        details.push_back(fmt::format("fresh {}", field.onRead(field.freshNumber)));
+    else if (field.hasFresh && !field.freshText.empty())
+        details.push_back(fmt::format("fresh \"{}\"", field.freshText));
+    if (isReadOnly(field))
+        details.emplace_back("read only");
+    return fmt::format("{}{}{}", field.isFlag ? "1: " : "", field.help,
+                       details.empty() ? "" : fmt::format(" ({})", fmt::join(details, ", ")));
 }
 
 void setField(const Field& field, std::span<BYTE> record, std::string_view text) {
-    if (field.isReadOnly)
+    if (isReadOnly(field))
         refuse(field, "the field is read only");
-    if (field.kind == FieldKind::Text)
-        setText(field, record, text);
-    else if (field.kind == FieldKind::Signed)
-        setSigned(field, record, text);
-    else if (field.kind == FieldKind::NameList)
-        setNames(field, record, text);
-    else
-        setNumber(field, record, text);
+    switch (field.kind) {
+    case FieldKind::Text:
+    case FieldKind::SealedText:
+        return setText(field, record, text);
+    case FieldKind::NameList:
+        return setNames(field, record, text);
+    case FieldKind::NumberList:
+        return refuse(field, "a list isn't set"); // always read only
+    case FieldKind::Number:
+        return field.isSigned ? setSigned(field, record, text) : setNumber(field, record, text);
+    }
 }
 
 } // namespace wdlt

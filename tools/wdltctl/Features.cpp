@@ -11,18 +11,20 @@
 namespace wdlt {
 namespace {
 
-constexpr Place kPop3VirusPlaces[] = {{"pop3", WDLT_PROTOCOL_POP3, WDLT_SCAN_VIRUS, WDLT_INPUT_NONE, 0}};
-constexpr Place kSmtpVirusPlaces[] = {{"smtp", WDLT_PROTOCOL_SMTP, WDLT_SCAN_VIRUS, WDLT_INPUT_NONE, 0}};
-constexpr Place kWebMailVirusPlaces[] = {{"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_VIRUS, WDLT_INPUT_NONE, 0}};
-constexpr Place kFileVirusPlaces[] = {{"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_VIRUS, WDLT_INPUT_HTTP_FILE_SCAN, 0}};
-constexpr Place kUrlFilterPlaces[] = {{"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_URL_FILTER, WDLT_INPUT_NONE, 0}};
-constexpr Place kHostFilterPlaces[] = {{"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_HOST_FILTER, WDLT_INPUT_NONE, 0}};
-constexpr Place kAntiSpamPlaces[] = {{"pop3", WDLT_PROTOCOL_POP3, WDLT_SCAN_ANTI_SPAM, WDLT_INPUT_NONE, 0}};
-constexpr Place kFileEventsPlaces[] = {{"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_NETWORK_EVENTS, WDLT_INPUT_NONE, 0}};
-constexpr Place kSalPlaces[] = {{"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_SAL, WDLT_INPUT_NONE, 0}};
-constexpr Place kHttpsFilterPlaces[] = {
+constexpr FeatureItem kPop3VirusPlaces[] = {{"pop3", WDLT_PROTOCOL_POP3, WDLT_SCAN_VIRUS, WDLT_INPUT_NONE, 0}};
+constexpr FeatureItem kSmtpVirusPlaces[] = {{"smtp", WDLT_PROTOCOL_SMTP, WDLT_SCAN_VIRUS, WDLT_INPUT_NONE, 0}};
+constexpr FeatureItem kWebMailVirusPlaces[] = {{"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_VIRUS, WDLT_INPUT_NONE, 0}};
+constexpr FeatureItem kFileVirusPlaces[] = {
+    {"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_VIRUS, WDLT_INPUT_HTTP_FILE_SCAN, 0}};
+constexpr FeatureItem kUrlFilterPlaces[] = {{"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_URL_FILTER, WDLT_INPUT_NONE, 0}};
+constexpr FeatureItem kHostFilterPlaces[] = {{"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_HOST_FILTER, WDLT_INPUT_NONE, 0}};
+constexpr FeatureItem kAntiSpamPlaces[] = {{"pop3", WDLT_PROTOCOL_POP3, WDLT_SCAN_ANTI_SPAM, WDLT_INPUT_NONE, 0}};
+constexpr FeatureItem kFileEventsPlaces[] = {
+    {"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_NETWORK_EVENTS, WDLT_INPUT_NONE, 0}};
+constexpr FeatureItem kSalPlaces[] = {{"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_SAL, WDLT_INPUT_NONE, 0}};
+constexpr FeatureItem kHttpsFilterPlaces[] = {
     {"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_HTTP_MANAGER, WDLT_INPUT_HTTPS_FILTER, 0}};
-constexpr Place kPrivacyPlaces[] = {
+constexpr FeatureItem kPrivacyPlaces[] = {
     {"smtp", WDLT_PROTOCOL_SMTP, WDLT_SCAN_PRIVACY, WDLT_INPUT_NONE, WDLT_PRIVACY_SMTP},
     {"http", WDLT_PROTOCOL_HTTP, WDLT_SCAN_PRIVACY, WDLT_INPUT_NONE, WDLT_PRIVACY_HTTP},
     {"4", 4, WDLT_SCAN_PRIVACY, WDLT_INPUT_NONE, WDLT_PRIVACY_PROTOCOL_4},

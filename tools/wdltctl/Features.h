@@ -8,7 +8,7 @@
 namespace wdlt {
 
 /* One scan item that a feature switches, with its handler. */
-struct Place {
+struct FeatureItem {
     std::string_view protocolName;
     std::uint32_t protocol;
     std::uint32_t scan;
@@ -23,9 +23,9 @@ struct Feature {
     std::int32_t (*isEnabled)(std::uint32_t types);
     /* `detail`: the types, or the option of a feature that has one. */
     std::int32_t (*enable)(bool on, std::uint32_t detail);
-    std::span<const Place> places; /* none: it has a switch of its own */
-    bool hasOption = false;        /* a number that is stored with its switch, and that nothing reads */
-    bool needsWeb = false;         /* switching it on switches the URL filter and the plug-in manager on first */
+    std::span<const FeatureItem> places; /* none: it has a switch of its own */
+    bool hasOption = false;              /* a number that is stored with its switch, and that nothing reads */
+    bool needsWeb = false;               /* switching it on switches the URL filter and the plug-in manager on first */
 };
 
 std::span<const Feature> allFeatures();

@@ -45,15 +45,15 @@ void printFields(std::span<const Field> fields, std::span<const BYTE> bytes, con
     if (options.json) {
         Json document = Json::object();
         for (const Field& field : fields)
-            document[std::string(field.name)] = fieldJson(field, bytes, options.secrets);
+            document[std::string(field.member)] = fieldJson(field, bytes, options.secrets);
         printJson(document);
         return;
     }
     std::size_t width = 0;
     for (const Field& field : fields)
-        width = std::max(width, field.name.size());
+        width = std::max(width, field.member.size());
     for (const Field& field : fields)
-        fmt::print("{:{}}  {}\n", field.name, width, fieldText(field, bytes, options.secrets));
+        fmt::print("{:{}}  {}\n", field.member, width, fieldText(field, bytes, options.secrets));
 }
 
 void get(const Request& request, const Options& options) {
@@ -108,13 +108,13 @@ void set(const Request& request, const Options& options) {
 
 std::string recordHelp(bool writableOnly) {
     std::string help;
-    for (const Record* record : allRecords()) {
-        help += fmt::format("{}: {}\n", record->name, record->help);
-        if (record->whichName != nullptr)
-            help += fmt::format("  {:28} {}, before the fields\n", record->whichName, record->whichHelp);
-        for (const Field& field : record->fields) {
-            if (!writableOnly || !field.isReadOnly)
-                help += fmt::format("  {:28} {}{}\n", field.name, field.help, field.isReadOnly ? " (read only)" : "");
+    for (const Record& record : allRecords()) {
+        help += fmt::format("{}: {}\n", record.name, record.help);
+        if (record.whichName != nullptr)
+            help += fmt::format("  {:28} {}, before the fields\n", record.whichName, record.whichHelp);
+        for (const Field& field : record.fields) {
+            if (!writableOnly || !isReadOnly(field))
+                help += fmt::format("  {:28} {}\n", field.member, fieldHelp(field));
         }
     }
     return help;

@@ -1,55 +1,190 @@
 #include "Records.h"
 
+#include "Catalog.h"
+#include "Handlers.h"
 #include "ToolError.h"
 
 #include <algorithm>
+#include <cstring>
 #include <fmt/format.h>
+#include <iterator>
 #include <string>
+#include <wdltcfg/addresses.h>
+#include <wdltcfg/status.h>
+#include <wdltcfg/wdltcfg.h>
 
 namespace wdlt {
 namespace {
 
-constexpr const Record* kRecords[] = {
-    &kSystemRecord,       &kHandlerRecord,      &kUrlFilterRecord,     &kUrlFilterProxyRecord,
-    &kRatingServerRecord, &kUntestedUrlsRecord, &kHostFilterRecord,    &kPop3ScanRecord,
-    &kSmtpScanRecord,     &kWebMailScanRecord,  &kFileVirusScanRecord, &kFileScanRecord,
-    &kFileEventsRecord,   &kEngineRecord,       &kEngineCommonRecord,  &kPop3Record,
-    &kSmtpRecord,         &kHttpRecord,         &kHttpManagerRecord,   &kWebMailRecord,
-    &kHttpsRecord,        &kHttpsFlagsRecord,   &kPluginManagerRecord, &kDrsRecord,
-    &kSalRecord,          &kAntiSpamRecord,     &kMailRecord,
+/* The catalog's entry of that name, without how it is read and written; a name that isn't there doesn't compile. */
+consteval Record described(std::string_view name, std::size_t size) {
+    const Settings* const found = std::ranges::find(kSettings, name, &Settings::name);
+    return {found->name, found->help, size, found->fields, nullptr, nullptr};
+}
+
+/* A record of type T that one export reads and another writes. */
+template <class T, auto ReadExport, auto WriteExport>
+consteval Record exportedRecord(std::string_view name) {
+    Record record = described(name, sizeof(T));
+    record.read = [](const std::string&, std::span<BYTE> bytes) {
+        T read{};
+        const std::int32_t status = ReadExport(&read);
+        std::memcpy(bytes.data(), &read, sizeof read);
+        return status;
+    };
+    record.write = [](const std::string&, std::span<BYTE> bytes) {
+        T written;
+        std::memcpy(&written, bytes.data(), sizeof written);
+        return WriteExport(&written);
+    };
+    return record;
+}
+
+/* A record of type T at its address. */
+template <class T, std::uint32_t Protocol, std::uint32_t Scan, std::uint32_t Input = 0, std::uint64_t ConfigType = 0>
+consteval Record addressedRecord(std::string_view name) {
+    Record record = described(name, sizeof(T));
+    record.read = [](const std::string&, std::span<BYTE> bytes) {
+        std::uint64_t size = bytes.size();
+        return WdltReadConfigEx(Protocol, Scan, Input, ConfigType, bytes.data(), &size);
+    };
+    record.write = [](const std::string&, std::span<BYTE> bytes) {
+        return WdltWriteConfigEx(Protocol, Scan, Input, ConfigType, bytes.data(), bytes.size());
+    };
+    return record;
+}
+
+std::int32_t readHandler(const std::string& which, std::span<BYTE> record) {
+    const Handler handler = findHandler(which);
+    std::memcpy(record.data(), &handler.head, record.size());
+    return WDLT_OK;
+}
+
+/* The head alone is a whole record: redirects change by a write of their own. */
+std::int32_t writeHandler(const std::string&, std::span<BYTE> record) {
+    WdchSystemProtocolHandler head;
+    std::memcpy(&head, record.data(), sizeof head);
+    return WdltWriteConfig(WDLT_PROTOCOL_SYSTEM + head.type, WDLT_SCAN_NONE, WDLT_CONFIG_DEFAULT, record.data(),
+                           record.size());
+}
+
+consteval Record handlerRecord() {
+    Record record = described("handler", sizeof(WdchSystemProtocolHandler));
+    record.read = readHandler;
+    record.write = writeHandler;
+    record.whichName = "HANDLER";
+    record.whichHelp = "its name or type: POP3, 1";
+    return record;
+}
+
+struct EnginePlace {
+    std::string_view name;
+    std::uint32_t protocol;
+    std::uint32_t input;
+};
+constexpr EnginePlace kEnginePlaces[] = {
+    {"pop3", WDLT_PROTOCOL_POP3, WDLT_INPUT_NONE},
+    {"smtp", WDLT_PROTOCOL_SMTP, WDLT_INPUT_NONE},
+    {"http", WDLT_PROTOCOL_HTTP, WDLT_INPUT_NONE},
+    {"files", WDLT_PROTOCOL_HTTP, WDLT_INPUT_HTTP_FILE_SCAN},
+};
+
+const EnginePlace& findEnginePlace(std::string_view name) {
+    const auto* const place = std::ranges::find(kEnginePlaces, name, &EnginePlace::name);
+    if (place == std::end(kEnginePlaces))
+        throw ToolError(ExitStatus::Usage, fmt::format("{}: no such place; there are pop3, smtp, http, files", name));
+    return *place;
+}
+
+std::int32_t readEngine(const std::string& which, std::span<BYTE> record) {
+    const EnginePlace& place = findEnginePlace(which);
+    std::uint64_t size = record.size();
+    return WdltReadConfigEx(place.protocol, WDLT_SCAN_VIRUS, place.input, WDLT_CONFIG_DEFAULT, record.data(), &size);
+}
+
+std::int32_t writeEngine(const std::string& which, std::span<BYTE> record) {
+    const EnginePlace& place = findEnginePlace(which);
+    return WdltWriteConfigEx(place.protocol, WDLT_SCAN_VIRUS, place.input, WDLT_CONFIG_DEFAULT, record.data(),
+                             record.size());
+}
+
+/* Of all its places; what a fresh installation has differs from one to the other. */
+constexpr auto kEngineFieldsOfAll = shown(kEngineFields);
+constexpr Record kEngineRecord{"virus",
+                               "all that the scan engine is told in one place",
+                               sizeof(WdpeVsData),
+                               kEngineFieldsOfAll,
+                               readEngine,
+                               writeEngine,
+                               "PLACE",
+                               "pop3, smtp, http or files"};
+
+std::int32_t readHttpsFlags(HttpsFlags* flags) {
+    return WdltPluginScanGetEnableFlag(&flags->enable);
+}
+std::int32_t writeHttpsFlags(const HttpsFlags* flags) {
+    return WdltPluginScanSetEnableFlag(flags->enable);
+}
+
+constexpr Record kRecords[] = {
+    addressedRecord<WdchSystemData, WDLT_PROTOCOL_SYSTEM, WDLT_SCAN_NONE>("system"),
+    handlerRecord(),
+    exportedRecord<WdltUrlfConfig, WdltUrlfReadConfig, WdltUrlfWriteConfig>("urlf"),
+    exportedRecord<WdltUrlfProxy, WdltUrlfReadProxy, WdltUrlfWriteProxy>("urlf-proxy"),
+    exportedRecord<WdpeUrlfRSInfo, WdltUrlfReadRSInfo, WdltUrlfWriteRSInfo>("urlf-rating-server"),
+    exportedRecord<WdpeUrlfUUC, WdltUrlfReadUUC, WdltUrlfWriteUUC>("urlf-untested"),
+    exportedRecord<WdpeHosfData, WdltHosfReadConfig, WdltHosfWriteConfig>("hosf"),
+    exportedRecord<WdltVsConfig, WdltPvsReadConfig, WdltPvsWriteConfig>("pvs"),
+    exportedRecord<WdltVsConfig, WdltSvsReadConfig, WdltSvsWriteConfig>("svs"),
+    exportedRecord<WdltVsConfig, WdltWmvsReadConfig, WdltWmvsWriteConfig>("wmvs"),
+    exportedRecord<WdltVsConfig, WdltHfsVirusReadConfig, WdltHfsVirusWriteConfig>("hfs-virus"),
+    exportedRecord<WdltHfsConfig, WdltHfsReadConfig, WdltHfsWriteConfig>("hfs"),
+    exportedRecord<WdpeHfeData, WdltHfeReadConfig, WdltHfeWriteConfig>("hfe"),
+    kEngineRecord,
+    addressedRecord<WdpeVsCommon, WDLT_PROTOCOL_COMMON, WDLT_SCAN_VIRUS>("virus-common"),
+    addressedRecord<WdphPop3, WDLT_PROTOCOL_POP3, WDLT_SCAN_NONE>("pop3"),
+    addressedRecord<WdphSmtp, WDLT_PROTOCOL_SMTP, WDLT_SCAN_NONE>("smtp"),
+    addressedRecord<WdphHttp, WDLT_PROTOCOL_HTTP, WDLT_SCAN_NONE>("http"),
+    addressedRecord<WdsmHttpConfig, WDLT_PROTOCOL_COMMON, WDLT_SCAN_HTTP_MANAGER>("http-manager"),
+    addressedRecord<WdsmWebMailData, WDLT_PROTOCOL_COMMON, WDLT_SCAN_HTTP_MANAGER, WDLT_INPUT_NONE,
+                    WDLT_CONFIG_HTTP_WEB_MAIL>("web-mail"),
+    exportedRecord<WdltHttpsConfig, WdltHttpsReadConfig, WdltHttpsWriteConfig>("https"),
+    exportedRecord<HttpsFlags, readHttpsFlags, writeHttpsFlags>("https-flags"),
+    exportedRecord<WdltPluginManagerConfig, WdltPluginManagerReadConfig, WdltPluginManagerWriteConfig>(
+        "plugin-manager"),
+    exportedRecord<WdltDrsConfig, WdltDRSReadConfig, WdltDRSWriteConfig>("drs"),
+    exportedRecord<WdltSalConfig, WdltSalReadConfig, WdltSalWriteConfig>("sal"),
+    exportedRecord<WdltAspmConfig, WdltAspmReadConfig, WdltAspmWriteConfig>("aspm"),
+    addressedRecord<WdsmMailConfig, WDLT_PROTOCOL_COMMON, WDLT_SCAN_MAIL_MANAGER>("mail"),
 };
 
 template <typename Range, typename NameOf>
 std::string namesOf(const Range& range, NameOf nameOf) {
     std::string names;
     for (const auto& each : range)
-        names += (names.empty() ? "" : ", ") + std::string(nameOf(each));
+        names += (names.empty() ? "" : ", ") + std::string(std::invoke(nameOf, each));
     return names;
 }
 
 } // namespace
 
-std::span<const Record* const> allRecords() {
+std::span<const Record> allRecords() {
     return kRecords;
 }
 
 const Record& findRecord(std::string_view name) {
-    const auto* found = std::find_if(std::begin(kRecords), std::end(kRecords),
-                                     [&](const Record* record) { return record->name == name; });
+    const auto* const found = std::ranges::find(kRecords, name, &Record::name);
     if (found == std::end(kRecords))
         throw ToolError(ExitStatus::Usage,
-                        fmt::format("{}: no such record; there is {}", name,
-                                    namesOf(kRecords, [](const Record* record) { return record->name; })));
-    return **found;
+                        fmt::format("{}: no such record; there is {}", name, namesOf(kRecords, &Record::name)));
+    return *found;
 }
 
 const Field& findField(const Record& record, std::string_view name) {
-    const auto found = std::find_if(record.fields.begin(), record.fields.end(),
-                                    [&](const Field& field) { return field.name == name; });
+    const auto found = std::ranges::find(record.fields, name, &Field::member);
     if (found == record.fields.end())
-        throw ToolError(ExitStatus::Usage,
-                        fmt::format("{} {}: no such field; there are {}", record.name, name,
-                                    namesOf(record.fields, [](const Field& field) { return field.name; })));
+        throw ToolError(ExitStatus::Usage, fmt::format("{} {}: no such field; there are {}", record.name, name,
+                                                       namesOf(record.fields, &Field::member)));
     return *found;
 }
 

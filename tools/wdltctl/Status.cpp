@@ -15,7 +15,7 @@
 namespace wdlt {
 namespace {
 
-bool isServed(const Place& place, const std::vector<Handler>& handlers) {
+bool isServed(const FeatureItem& place, const std::vector<Handler>& handlers) {
     return std::any_of(handlers.begin(), handlers.end(),
                        [&](const Handler& handler) { return handler.head.type == place.protocol; });
 }
@@ -29,9 +29,9 @@ Json stateJson(std::int32_t state) {
 }
 
 /* A feature of several protocols has a row for all of them, and one for each that a handler serves. */
-std::vector<const Place*> partsOf(const Feature& feature, const std::vector<Handler>& handlers) {
-    std::vector<const Place*> parts;
-    for (const Place& place : feature.places)
+std::vector<const FeatureItem*> partsOf(const Feature& feature, const std::vector<Handler>& handlers) {
+    std::vector<const FeatureItem*> parts;
+    for (const FeatureItem& place : feature.places)
         if (place.type != 0 && isServed(place, handlers))
             parts.push_back(&place);
     return parts;
@@ -43,7 +43,7 @@ void printStatus(const std::vector<Handler>& handlers) {
         const auto parts = partsOf(feature, handlers);
         rows.push_back({std::string(feature.name), stateText(feature.isEnabled(WDLT_PRIVACY_ALL)),
                         fmt::format("{}{}", feature.help, parts.empty() ? "" : ", all its protocols")});
-        for (const Place* part : parts)
+        for (const FeatureItem* part : parts)
             rows.push_back({fmt::format("  {}", part->protocolName), stateText(feature.isEnabled(part->type)), ""});
     }
     printTable(rows);
@@ -64,7 +64,7 @@ Json statusJson(const std::vector<Handler>& handlers) {
     for (const Feature& feature : allFeatures()) {
         const std::int32_t state = feature.isEnabled(WDLT_PRIVACY_ALL);
         Json row = {{"available", state >= 0}, {"enabled", stateJson(state)}};
-        for (const Place* part : partsOf(feature, handlers))
+        for (const FeatureItem* part : partsOf(feature, handlers))
             row["protocols"][std::string(part->protocolName)] = stateJson(feature.isEnabled(part->type));
         document["features"][std::string(feature.name)] = std::move(row);
     }

@@ -29,7 +29,7 @@ struct SwitchArguments {
 };
 
 struct Selection {
-    std::vector<Place> places;
+    std::vector<FeatureItem> places;
     std::uint32_t detail = WDLT_PRIVACY_ALL; /* types, or the option */
 };
 
@@ -43,7 +43,7 @@ Selection select(const Feature& feature, const SwitchArguments& arguments) {
         return selection;
     selection = {{}, 0};
     for (const std::string& protocol : arguments.protocols) {
-        const auto place = std::find_if(feature.places.begin(), feature.places.end(), [&](const Place& each) {
+        const auto place = std::find_if(feature.places.begin(), feature.places.end(), [&](const FeatureItem& each) {
             return each.protocolName == protocol && each.type != 0;
         });
         if (place == feature.places.end())
@@ -59,12 +59,12 @@ struct Switch {
     std::optional<bool> isOn; /* nothing: not there, or unreadable */
 };
 
-std::span<const Place> urlFilterPlaces() {
+std::span<const FeatureItem> urlFilterPlaces() {
     return findFeature("urlf").places;
 }
 
 /* Each place's scan item, then its handler; the feature itself where it has no place. Before them what it needs. */
-std::vector<Switch> switchesOf(const Feature& feature, std::span<const Place> places) {
+std::vector<Switch> switchesOf(const Feature& feature, std::span<const FeatureItem> places) {
     std::vector<Switch> switches;
     if (feature.needsWeb) {
         switches = switchesOf(findFeature("urlf"), urlFilterPlaces());
@@ -75,7 +75,7 @@ std::vector<Switch> switchesOf(const Feature& feature, std::span<const Place> pl
         const std::int32_t state = feature.isEnabled(WDLT_PRIVACY_ALL);
         switches.push_back({std::string(feature.name), state < 0 ? std::nullopt : std::optional(state != 0)});
     }
-    for (const Place& place : places) {
+    for (const FeatureItem& place : places) {
         const auto handler = handlerOf(place.protocol);
         const auto name = handler ? handler->name() : fmt::format("protocol {}", place.protocol);
         switches.push_back({fmt::format("{} of {}", itemName(place.scan, place.input), name),
@@ -88,9 +88,9 @@ std::vector<Switch> switchesOf(const Feature& feature, std::span<const Place> pl
 }
 
 /* The handlers that aren't as the feature now is, and why. */
-std::vector<std::string> handlersThatStay(const std::vector<Place>& places, bool on) {
+std::vector<std::string> handlersThatStay(const std::vector<FeatureItem>& places, bool on) {
     std::vector<std::string> reasons;
-    for (const Place& place : places) {
+    for (const FeatureItem& place : places) {
         const auto handler = handlerOf(place.protocol);
         if (!handler || handler->isOn() == on)
             continue;
@@ -102,9 +102,9 @@ std::vector<std::string> handlersThatStay(const std::vector<Place>& places, bool
     return reasons;
 }
 
-std::string missingHandlers(std::span<const Place> places) {
+std::string missingHandlers(std::span<const FeatureItem> places) {
     std::string names;
-    for (const Place& place : places)
+    for (const FeatureItem& place : places)
         if (!handlerOf(place.protocol))
             names += fmt::format("{}{}", names.empty() ? "no handler serves protocol " : ", ", place.protocol);
     return names;
@@ -153,8 +153,8 @@ void switchFeature(const SwitchArguments& arguments, bool on, const Options& opt
     // A failure may come behind a change: that is told first.
     printOutcome(feature, outcome, on, options);
     if (outcome.status != WDLT_OK)
-        checkStatus(outcome.status,
-                    missingHandlers(feature.needsWeb ? urlFilterPlaces() : std::span<const Place>(selection.places)));
+        checkStatus(outcome.status, missingHandlers(feature.needsWeb ? urlFilterPlaces()
+                                                                     : std::span<const FeatureItem>(selection.places)));
 }
 
 void addVerb(CLI::App& app, const Options& options, const char* name, const char* help, bool on) {

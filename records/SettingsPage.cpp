@@ -1,0 +1,86 @@
+// Prints docs/settings.md: every setting of the catalog, with all that its row says of it.
+#include "Catalog.h"
+
+#include <fmt/format.h>
+
+#include <string>
+
+namespace {
+
+using namespace wdlt;
+
+std::string kindOf(const Field& field) {
+    switch (field.kind) {
+    case FieldKind::Number:
+        return field.isFlag ? "flag" : "number";
+    case FieldKind::Text:
+    case FieldKind::SealedText:
+        return fmt::format("{}{}{}", field.isFileName ? "file name" : "text",
+                           field.bytes == 0 ? "" : fmt::format(", {} bytes", mostBytes(field)),
+                           field.kind == FieldKind::SealedText ? ", enciphered" : "");
+    case FieldKind::NameList:
+        return fmt::format("names, {} of {} bytes", field.bytes / field.slotBytes, field.slotBytes - 1);
+    case FieldKind::NumberList:
+        return "numbers";
+    }
+    return {};
+}
+
+std::string rangeText(const Field& field) {
+    const Range range = rangeOf(field);
+    std::string text;
+    if (field.kind == FieldKind::Number && !field.isFlag && !range.isAll())
+        text = range.high == UINT32_MAX ? fmt::format("from {}", range.low)
+                                        : fmt::format("{} to {}", range.low, range.high);
+    return fmt::format("{}{}{}", text, text.empty() || *field.unit == '\0' ? "" : " ", field.unit);
+}
+
+std::string contentText(const Field& field, std::uint32_t number, std::string_view text) {
+    if (field.kind != FieldKind::Number)
+        return text.empty() ? "empty" : fmt::format("`{}`", text);
+    return number > INT32_MAX && field.isSigned ? fmt::format("{}", static_cast<std::int32_t>(number))
+                                                : fmt::format("{}", number);
+}
+
+// What a read gives for a value that isn't there; what else can't be read is told behind it, where it differs.
+std::string whenMissing(const Field& field) {
+    if (field.value == nullptr)
+        return "";
+    if (field.isFromDefaults)
+        return "the fresh value of its place";
+    if (field.otherValue != nullptr)
+        return fmt::format("as `{}`", field.otherValue);
+    if (!field.whenAbsent.goesOn)
+        return "the read fails";
+    return contentText(field, field.onRead(field.number), field.text) +
+           (field.whenFailed.goesOn ? "" : "; unreadable: the read fails");
+}
+
+void printRow(const Field& field) {
+    const std::string fresh =
+        field.hasFresh ? contentText(field, field.onRead(field.freshNumber), field.freshText) : std::string();
+    const char* const note = field.isReadOnly ? " (read only)" : field.isKept ? " (tools leave it)" : "";
+    fmt::print("| {} | {} | {} | {} | {} | {} | {}{}{}{} |\n",
+               field.member.empty() ? "" : fmt::format("`{}`", field.member),
+               field.value == nullptr ? "" : fmt::format("`{}`", field.value), kindOf(field), rangeText(field), fresh,
+               whenMissing(field), field.isFlag ? "1: " : "", field.help, field.isSecret ? "; secret" : "", note);
+}
+
+} // namespace
+
+int main() {
+    fmt::print(
+        "# Settings\n\n"
+        "Every setting, as `wdltctl get RECORD FIELD` names it and as the registry has it. This page is made of the\n"
+        "tables in `records/` (`settings_page` prints it), and a gate holds it against them.\n\n"
+        "Fresh is what `wdltctl init` lays down. A number outside of its range is stored, or read, as the nearest one\n"
+        "or as another one, as `records/` says. Keys stand below `SOFTWARE\\Halvermoor\\PLK\\Wardlet`; `*` is any "
+        "name.\n");
+    for (const Settings& settings : kSettings) {
+        fmt::print("\n## {}{}\n\nKey: `{}`\n\n", settings.name.empty() ? "" : fmt::format("{}: ", settings.name),
+                   settings.help, settings.key.empty() ? "." : settings.key);
+        fmt::print("| Field | Value | Kind | Range | Fresh | When missing | |\n|---|---|---|---|---|---|---|\n");
+        for (const Field& field : settings.fields)
+            printRow(field);
+    }
+}

@@ -1,0 +1,102 @@
+// Rows as tools and documents take them: of one exported record, in its order, whatever tables they come from.
+#pragma once
+
+#include "Field.h"
+#include "Pair.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+namespace wdlt {
+
+template <std::size_t Count>
+constexpr std::array<Field, Count> inRecordsOrder(std::array<Field, Count> fields) {
+    std::ranges::sort(fields, {}, &Field::offset);
+    return fields;
+}
+
+// Tables one behind the other.
+template <class... Tables>
+constexpr auto joined(const Tables&... tables) {
+    std::array<Field, (decltype(std::span(tables))::extent + ...)> fields{};
+    std::size_t next = 0;
+    (std::ranges::for_each(tables, [&](const Field& field) { fields[next++] = field; }), ...);
+    return fields;
+}
+
+// All of a stored record's tables.
+template <class... Tables>
+constexpr auto shown(const Tables&... tables) {
+    return inRecordsOrder(joined(tables...));
+}
+
+// Rows of a record of numbers alone, with what a fresh installation has in each taken from a whole record.
+template <class Record, std::size_t Count>
+constexpr std::array<FieldOf<Record>, Count> withFresh(const FieldOf<Record> (&rows)[Count], const Record& fresh) {
+    const auto numbers = std::bit_cast<std::array<std::uint32_t, sizeof(Record) / sizeof(std::uint32_t)>>(fresh);
+    std::array<FieldOf<Record>, Count> with{};
+    std::ranges::transform(rows, with.begin(), [&](const FieldOf<Record>& row) {
+        return row.fresh(numbers[row.offset / sizeof(std::uint32_t)]);
+    });
+    return with;
+}
+
+// The row of a stored field for the member of an exported record that stands for it.
+template <class Exported, class Member>
+constexpr FieldOf<Exported> exportedAs(const MemberOf<Exported, Member>& place, const Field& stored) {
+    FieldOf<Exported> field;
+    static_cast<Field&>(field) = stored;
+    field.member = place.member;
+    field.offset = place.offset;
+    field.bytes = sizeof(Member);
+    return field;
+}
+
+// An exported record: a row for each pair, and those of fields that come from elsewhere. Each stored field has a row.
+template <class Exported, class Stored, std::size_t Pairs, class Rows, class... Elsewhere>
+consteval auto exported(const PairOf<Exported, Stored> (&pairs)[Pairs], const Rows& rows,
+                        const Elsewhere&... elsewhere) {
+    std::array<Field, Pairs + sizeof...(Elsewhere)> fields{elsewhere...};
+    std::size_t next = sizeof...(Elsewhere);
+    for (const auto& pair : pairs) {
+        Field field = *std::ranges::find_if(rows, [&](const Field& row) { return row.offset == pair.storedAt; });
+        field.member = pair.member;
+        field.offset = pair.exportedAt;
+        field.bytes = pair.exportedBytes;
+        field.isSigned = pair.isSigned;
+        fields[next++] = field;
+    }
+    return inRecordsOrder(fields);
+}
+
+struct Range {
+    std::uint32_t low;
+    std::uint32_t high;
+
+    constexpr bool isAll() const { return low == 0 && high == UINT32_MAX; }
+};
+// The longest text that is stored, and given back, as it is.
+constexpr std::uint32_t mostBytes(const Field& field) {
+    if (field.kind == FieldKind::SealedText)
+        return std::min(field.limit, field.bytes - 1);
+    return std::min(field.limit, field.bytes) - 1;
+}
+
+// Numbers that are stored, and given back, as they are.
+constexpr Range rangeOf(const Field& field) {
+    Range range{field.least, field.most};
+    for (const NumberRule& rule : {field.onRead, field.onWrite}) {
+        if (rule.outside == NumberRule::Outside::Passes)
+            continue;
+        const bool hasOther = rule.outside == NumberRule::Outside::TakesOther;
+        range.low = std::max(range.low, hasOther ? std::min(rule.low, rule.other) : rule.low);
+        range.high = std::min(range.high, hasOther ? std::max(rule.high, rule.other) : rule.high);
+    }
+    return range;
+}
+
+} // namespace wdlt
