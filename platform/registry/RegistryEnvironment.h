@@ -7,9 +7,9 @@
 // gate shut has left it and holds none of them.
 #pragma once
 
-#include "Gate.h"
 #include "ProcessState.h"
 #include "RegistryFiles.h"
+#include "RegistryGate.h"
 
 #include <array>
 #include <atomic>

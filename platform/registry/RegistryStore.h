@@ -4,7 +4,7 @@
 // object.
 #pragma once
 
-#include "Batch.h"
+#include "RegistryBatch.h"
 #include "RegistryChange.h"
 #include "RegistryEnvironment.h"
 

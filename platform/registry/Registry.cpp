@@ -1,8 +1,8 @@
 // The registry's calls: arguments checked, handles resolved, one read or one change on the store. Each A and W pair is
 // one template over the form of its texts. No lock of its own.
-#include "Batch.h"
 #include "Home.h"
 #include "LastError.h"
+#include "RegistryBatch.h"
 #include "RegistryHandles.h"
 #include "RegistryName.h"
 #include "RegistryStore.h"

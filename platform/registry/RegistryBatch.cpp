@@ -1,4 +1,4 @@
-#include "Batch.h"
+#include "RegistryBatch.h"
 
 #include "LastError.h"
 #include "ProcessState.h"

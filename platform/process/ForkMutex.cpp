@@ -30,7 +30,7 @@ void inChild() {
         call(handler->inChild);
 }
 
-__attribute__((constructor)) void watchForks() {
+__attribute__((constructor)) void holdMutexesOverForks() {
     ::pthread_atfork(beforeFork, inParent, inChild);
 }
 

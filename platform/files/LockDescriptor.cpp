@@ -53,7 +53,7 @@ void LockDescriptor::leave() {
 
 namespace {
 
-__attribute__((constructor)) void watchForks() {
+__attribute__((constructor)) void closeLocksInForks() {
     LockDescriptor::s_mutex.setInChild(LockDescriptor::closeAllInChild);
 }
 
