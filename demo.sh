@@ -4,7 +4,7 @@
 set -euo pipefail
 cd "$(dirname "$0")"
 
-./setup.sh
+./setup.sh build
 
 home=$(mktemp -d "${TMPDIR:-/tmp}/wardlet-demo.XXXXXX")
 peer='' writer='' next=''
@@ -20,9 +20,10 @@ export WARDLET_HOME=$home
 unset WARDLET_ACP WARDLET_DURABILITY WARDLET_TIME_SCALE
 
 quietly() { "$@" >"$home/build.log" 2>&1 || { cat "$home/build.log" >&2; exit 1; }; }
-echo "Building (release) ..."
-quietly cmake --preset release
-quietly cmake --build --preset release --target wdltctl wdltreg wardlet-peer WdltCfg WdDbg64
+quietly cmake --preset release -DWDLT_QUICK_BUILD=ON -DWDLT_BUILD_TESTS=OFF
+echo "Building: MINUTES on two cores, the first time"
+build=(cmake --build --preset release --target wdltctl wdltreg wardlet-peer WdltCfg WdDbg64)
+if [ -t 1 ]; then "${build[@]}"; else quietly "${build[@]}"; fi # on a terminal the build shows how far it is
 PATH=$PWD/build/release/bin:$PATH
 
 step() { printf '\n== %s\n' "$*"; }

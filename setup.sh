@@ -1,17 +1,29 @@
 #!/usr/bin/env bash
-# Installs the Debian 12 packages that wdltcfg is built and tested with. Quick and silent when all of them are there.
+# Installs the Debian 12 packages that wdltcfg needs. Quick and silent when all of them are there.
+# setup.sh build    to build the library and its tools
+# setup.sh test     and the tests
+# setup.sh all      and every gate (without an argument too)
 set -euo pipefail
 
 packages=(
-    g++ clang cmake ninja-build            # compilers and build
-    clang-format clang-tidy libclang-rt-14-dev # gates, sanitizers, fuzzing
+    g++ cmake ninja-build                  # compiler and build
     liblmdb-dev                            # the registry's store
     nettle-dev                             # AES, SHA-1, HMAC
     libicu-dev                             # code pages and charsets
     libcli11-dev nlohmann-json3-dev libfmt-dev # the tools
-    spin                                   # walks the model of the lock
-    libgtest-dev libgmock-dev libbenchmark-dev libsqlite3-dev libre2-dev # tests and benchmarks
 )
+tests=(libgtest-dev libgmock-dev)
+gates=(
+    clang clang-format clang-tidy libclang-rt-14-dev # sanitizers, fuzzing
+    spin                                   # walks the model of the lock
+    libbenchmark-dev libsqlite3-dev libre2-dev # benchmarks
+)
+case "${1:-all}" in
+    build) ;;
+    test) packages+=("${tests[@]}") ;;
+    all) packages+=("${tests[@]}" "${gates[@]}") ;;
+    *) sed -n '3,5s/^# //p' "$0"; exit 2 ;;
+esac
 
 missing=()
 for package in "${packages[@]}"; do

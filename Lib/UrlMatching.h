@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
-// Each "%" with two hexadecimal digits behind it becomes the byte of that value, zero included. Bytes decoded, -1 for
-// null.
+// Each "%" with two hexadecimal digits behind it becomes the byte of that value, zero included. Bytes decoded; for null
+// a negative number.
 std::int32_t DecodeUrl(const char* input, std::string& output);
 
 // An IPv6 address in numbers becomes the one text that all its forms share; true when it was one. Other texts stay.

@@ -1,9 +1,7 @@
-# wdlt_quickly(BATCH TARGET...): what is built once more, under sanitizers, or is only looked through (clang-tidy), needn't
-# parse the same headers for each source again: these targets, which are compiled with the same flags, parse the standard
-# headers once, and their sources are taken BATCH at a time; 0: one by one, in rooms whose tables all have the same names.
-# The release build takes each source by itself, so that one that includes less than it uses shows.
-function(wdlt_quickly batch first)
-    if(NOT WDLT_QUICK_BUILD OR (WDLT_BUILD_TESTS AND NOT WDLT_SANITIZE))
+# wdlt_quickly(TARGET...): in a quick build these targets, which are compiled with the same flags, parse the standard
+# headers once, and their sources are taken eight at a time, so that what they include isn't parsed for each again.
+function(wdlt_quickly first)
+    if(NOT WDLT_QUICK_BUILD OR WDLT_EACH_SOURCE)
         return()
     endif()
     target_precompile_headers(${first} PRIVATE
@@ -11,7 +9,5 @@ function(wdlt_quickly batch first)
     foreach(target IN LISTS ARGN)
         target_precompile_headers(${target} REUSE_FROM ${first})
     endforeach()
-    if(batch GREATER 0)
-        set_target_properties(${first} ${ARGN} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE ${batch})
-    endif()
+    set_target_properties(${first} ${ARGN} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
 endfunction()

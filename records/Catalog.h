@@ -66,12 +66,19 @@ inline constexpr FieldOf<NoRecord> kUrlFilterFiles[] = {
     loneFile("Blacklist", "UrlBlack.dat").is("the URLs that never do"),
     loneFile("CategoryFile", "UrlCat.dat").is("the categories"),
     loneFile("CategoryGroupFile", "UrlCatGrp.dat").is("their groups"),
-    loneFile("LogIndexFile", "URLLog.dat").is("the index of the log"),
+    loneFile("LogIndexFile", "URLLog.dat").unreadable("URLLog.dat").is("the index of the log"),
+};
+inline constexpr FieldOf<NoRecord> kUrlFilterTexts[] = {
+    lone(FieldKind::Number, "ExtraHeaderVersion").is("version of the extra header, once there is one"),
+    lone(FieldKind::SealedText, "ExtraHeaderData").is("bytes that are put into requests"),
+    lone(FieldKind::SealedText, "QXNGuid").is("identifier given to the rating server, once there is one"),
 };
 inline constexpr FieldOf<NoRecord> kHostFilterFiles[] = {
     loneFile("Whitelist", "HostWhite.dat").is("the hosts that pass")};
-inline constexpr FieldOf<NoRecord> kSpywareFiles[] = {
-    loneFile("WhiteList", "SpyAList.dat").is("the spyware that is tolerated")};
+inline constexpr FieldOf<NoRecord> kSpywareFiles[] = {lone(FieldKind::Text, "WhiteList")
+                                                          .unreadable("SpyAList.dat")
+                                                          .fresh("SpyAList.dat")
+                                                          .is("file of the spyware that is tolerated")};
 inline constexpr FieldOf<NoRecord> kAddressFiles[] = {
     loneFile("AddressCacheFile", "AddrCache.dat").is("the addresses, at most 15 characters")};
 inline constexpr FieldOf<NoRecord> kThresholds[] = {
@@ -86,14 +93,15 @@ inline constexpr FieldOf<NoRecord> kExclusions[] = {
 inline constexpr FieldOf<NoRecord> kSearchTable[] = {
     lone(FieldKind::Number, "SearchTableIndex").fresh(0).is("its number")};
 inline constexpr FieldOf<NoRecord> kBrowsers[] = {
-    lone(FieldKind::Number, "enableIE").fresh(1).flag("Internet Explorer"),
-    lone(FieldKind::Number, "enableFirefox").fresh(1).flag("Firefox"),
-    lone(FieldKind::Number, "enableChrome").fresh(1).flag("Chrome"),
+    lone(FieldKind::Number, "enableIE").unreadable(1).fresh(1).flag("Internet Explorer"),
+    lone(FieldKind::Number, "enableFirefox").unreadable(1).fresh(1).flag("Firefox"),
+    lone(FieldKind::Number, "enableChrome").unreadable(1).fresh(1).flag("Chrome"),
 };
-inline constexpr FieldOf<NoRecord> kDrsSwitch[] = {lone(FieldKind::Number, "enable").fresh(0).flag("DRS is on")};
+inline constexpr FieldOf<NoRecord> kDrsSwitch[] = {
+    lone(FieldKind::Number, "enable").unreadable(0).fresh(0).flag("DRS is on")};
 inline constexpr FieldOf<NoRecord> kDrsWhiteList[] = {
-    lone(FieldKind::Number, "UseWhiteList").fresh(0).flag("the list is used"),
-    lone(FieldKind::Number, "Option").fresh(0).is("its option"),
+    lone(FieldKind::Number, "UseWhiteList").unreadable(0).fresh(0).flag("the list is used"),
+    lone(FieldKind::Number, "Option").neverRead().fresh(0).is("its option"),
 };
 
 inline constexpr auto kSystem = shown(kSystemFields, kSystemReadOnlyFields, kSystemHandlerFields);
@@ -126,8 +134,8 @@ inline constexpr auto kDrs = shown(kDrsFields);
 inline constexpr auto kSal = exported(kSalPairs, kSalFields, kSalSwitch);
 inline constexpr auto kAntiSpam = exported(kAntiSpamPairs, kAntiSpamFields, kSpamLevel);
 inline constexpr auto kMail = shown(kMailManagerFields);
-inline constexpr auto kUrlFilterMore =
-    joined(kUrlFilterMoreFields, kCacheFileFields, kBackupRetryFields, kSocketFamilyFields);
+inline constexpr auto kUrlFilterMore = joined(kUrlFilterMoreFields, kUrlFilterDrsFields, kUrlFilterTexts,
+                                              kCacheFileFields, kBackupRetryFields, kSocketFamilyFields);
 inline constexpr auto kFileScanMore = shown(kFileScanFields);
 inline constexpr auto kPluginEvent = shown(kPluginEventFields);
 inline constexpr auto kAntiSpamMore = joined(kAntiSpamFields, kRulePathFields);

@@ -122,6 +122,7 @@ struct Field {
     const char* unit = ""; // of a number, where it has one
     bool isFlag = false;
     bool isSecret = false;           // shown only when it is asked for
+    bool isNeverRead = false;        // by the library: it is somebody else's
     bool isKept = false;             // tools leave it as it is, whatever a write of the record would do
     std::uint32_t least = 0;         // what the tools take
     std::uint32_t most = UINT32_MAX; // likewise
@@ -245,6 +246,9 @@ struct FieldOf : Field {
     }
     constexpr FieldOf secret() const {
         return with([](FieldOf& field) { field.isSecret = true; });
+    }
+    constexpr FieldOf neverRead() const {
+        return with([](FieldOf& field) { field.isNeverRead = true; });
     }
     constexpr FieldOf kept() const {
         return with([](FieldOf& field) { field.isKept = true; });

@@ -36,9 +36,11 @@ static_assert(cover(kPluginManagerFields));
 // Kept with the URL filter's values.
 inline constexpr FieldOf<WdltDrsConfig> kDrsFields[] = {
     number(WDLT_IN(WdltDrsConfig, ActionMode), "DRSCredBlock")
-        .flag("what is below the score is held back, not only told")
+        .unreadable(0)
+        .flag("a page is held back, not only reported")
         .fresh(1),
     number(WDLT_IN(WdltDrsConfig, ScoreThreshold), "DRSScoreThreshold")
+        .unreadable(0)
         .takes(0, 100)
         .is("score from which it acts")
         .fresh(50),

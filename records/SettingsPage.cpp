@@ -56,31 +56,35 @@ std::string whenMissing(const Field& field) {
            (field.whenFailed.goesOn ? "" : "; unreadable: the read fails");
 }
 
-void printRow(const Field& field) {
+void printRow(const Field& field, bool hasNames) {
     const std::string fresh =
         field.hasFresh ? contentText(field, field.onRead(field.freshNumber), field.freshText) : std::string();
     const char* const note = field.isReadOnly ? " (read only)" : field.isKept ? " (tools leave it)" : "";
     fmt::print("| {} | {} | {} | {} | {} | {} | {}{}{}{} |\n",
-               field.member.empty() ? "" : fmt::format("`{}`", field.member),
+               !hasNames ? "" : fmt::format("`{}`, `{}`", nameOf(field), field.member),
                field.value == nullptr ? "" : fmt::format("`{}`", field.value), kindOf(field), rangeText(field), fresh,
                whenMissing(field), field.isFlag ? "1: " : "", field.help, field.isSecret ? "; secret" : "", note);
 }
 
+constexpr const char* kIntroduction = R"(# Settings
+
+Every setting, as `wdltctl get RECORD FIELD` takes it, by either name, and as the registry has it. This page is made of
+the tables in `records/` (`settings_page` prints it), and a gate holds it against them.
+
+Fresh is what `wdltctl init` lays down. A number outside of its range is refused, or is stored or read as another one, as
+`records/` says. Privacy items and redirects are lists, and not here. Keys stand below
+`SOFTWARE\Halvermoor\PLK\Wardlet`; `*` is any name.
+)";
+
 } // namespace
 
 int main() {
-    fmt::print(
-        "# Settings\n\n"
-        "Every setting, as `wdltctl get RECORD FIELD` names it and as the registry has it. This page is made of the\n"
-        "tables in `records/` (`settings_page` prints it), and a gate holds it against them.\n\n"
-        "Fresh is what `wdltctl init` lays down. A number outside of its range is stored, or read, as the nearest one\n"
-        "or as another one, as `records/` says. Keys stand below `SOFTWARE\\Halvermoor\\PLK\\Wardlet`; `*` is any "
-        "name.\n");
+    fmt::print("{}", kIntroduction);
     for (const Settings& settings : kSettings) {
         fmt::print("\n## {}{}\n\nKey: `{}`\n\n", settings.name.empty() ? "" : fmt::format("{}: ", settings.name),
                    settings.help, settings.key.empty() ? "." : settings.key);
         fmt::print("| Field | Value | Kind | Range | Fresh | When missing | |\n|---|---|---|---|---|---|---|\n");
         for (const Field& field : settings.fields)
-            printRow(field);
+            printRow(field, !settings.name.empty());
     }
 }

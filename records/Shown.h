@@ -10,6 +10,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <string>
+#include <string_view>
 
 namespace wdlt {
 
@@ -71,6 +73,23 @@ consteval auto exported(const PairOf<Exported, Stored> (&pairs)[Pairs], const Ro
         fields[next++] = field;
     }
     return inRecordsOrder(fields);
+}
+
+// What people call a field: its member without the two letters that tell its type, as words parted by hyphens.
+inline std::string nameOf(const Field& field) {
+    const auto isUpper = [](char c) { return c >= 'A' && c <= 'Z'; };
+    std::string_view member = field.member;
+    if (member.size() > 2 && (member.starts_with("dw") || member.starts_with("sz")) && isUpper(member[2]))
+        member.remove_prefix(2);
+    std::string name;
+    for (std::size_t i = 0; i < member.size(); ++i) {
+        const bool begins = isUpper(member[i]) && i > 0 &&
+                            (!isUpper(member[i - 1]) || (i + 1 < member.size() && !isUpper(member[i + 1])));
+        if (begins)
+            name.push_back('-');
+        name.push_back(isUpper(member[i]) ? static_cast<char>(member[i] - 'A' + 'a') : member[i]);
+    }
+    return name;
 }
 
 struct Range {

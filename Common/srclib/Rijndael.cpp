@@ -10,14 +10,6 @@
 
 namespace {
 
-constexpr std::int32_t kUnknownMode = -1;
-constexpr std::int32_t kUnknownDirection = -2;
-constexpr std::int32_t kUnknownKeyLength = -3;
-constexpr std::int32_t kNoKey = -4;
-constexpr std::int32_t kNotSetUp = -5;
-constexpr std::int32_t kWrongDirection = -6;
-constexpr std::int32_t kCorrupted = -7;
-
 // The library's functions for each key length, by the type of its key schedule.
 template <class Schedule>
 struct Cipher;

@@ -20,18 +20,26 @@ class Rijndael {
     static constexpr int kKey32Bytes = 2;
     static constexpr std::int32_t kBlockBytes = 16;
 
+    // What comes in place of a number of bytes.
+    static constexpr std::int32_t kUnknownMode = -1;
+    static constexpr std::int32_t kUnknownDirection = -2;
+    static constexpr std::int32_t kUnknownKeyLength = -3;
+    static constexpr std::int32_t kNoKey = -4;
+    static constexpr std::int32_t kNotSetUp = -5;
+    static constexpr std::int32_t kWrongDirection = -6;
+    static constexpr std::int32_t kCorrupted = -7;
+
     // Bytes that a message of `plainBytes` enciphers to: the next multiple of 16 above it.
     static constexpr std::int32_t cipherBytes(std::int32_t plainBytes) { return ((plainBytes >> 4) + 1) << 4; }
 
-    // 0, or -1 for an unknown mode, -2 direction, -3 key length, -4 without a key: the object works then no more.
-    // `initVector` has 16 bytes; null is 16 zero bytes.
+    // 0, or which argument isn't known or missing: the object works then no more. `initVector` has 16 bytes; null is 16
+    // zero bytes.
     std::int32_t Init(int mode, int direction, const std::uint8_t* key, int keyLength,
                       const std::uint8_t* initVector = nullptr);
 
-    // One whole message, from the init vector on. Bytes written; 0 for no input; -5 for an object that isn't set up for
-    // it (-6: for the other direction), -1 in a mode that isn't served. Deciphering gives -7 for data that no message
-    // enciphers to. `output` has room for 16 bytes more than the input, or as many as it when deciphering; after -7 it
-    // may hold what came before the fault.
+    // One whole message, from the init vector on. Bytes written; 0 for no input; kUnknownMode in a mode that isn't
+    // served. Deciphering gives kCorrupted for data that no message enciphers to. `output` has room for 16 bytes more
+    // than the input, or as many as it when deciphering; corrupted, it may hold what came before the fault.
     std::int32_t PadEncrypt(const std::uint8_t* input, std::int32_t inputLength, std::uint8_t* output);
     std::int32_t PadDecrypt(const std::uint8_t* input, std::int32_t inputLength, std::uint8_t* output);
     // The same with the chain running on from message to message, so that they can be read in order only.

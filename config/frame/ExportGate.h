@@ -8,6 +8,7 @@
 #include <platform/cancellation.h>
 #include <platform/robust.h>
 #include <platform/win32.h>
+#include <wdltcfg/status.h>
 
 #include <atomic>
 #include <cstdint>
@@ -66,9 +67,9 @@ class ExportCall {
     const bool m_inside;
 };
 
-// What an export gives while the library isn't attached. One whose name asks answers no: -1 would be a yes in C.
+// What an export gives while the library isn't attached. One whose name asks answers no: any failure would be a yes in C.
 constexpr std::int32_t refusalOf(std::string_view name) {
-    return name.find("Is") != name.npos ? 0 : -1;
+    return name.find("Is") != name.npos ? 0 : WDLT_E_GENERAL;
 }
 
 } // namespace wdlt

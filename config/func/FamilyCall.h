@@ -74,20 +74,20 @@ class FamilyCall {
     }
 
     // Arguments that aren't taken; each gives WDLT_E_INVALID_ARGUMENT.
-    std::int32_t isNull(const char* argument) const {
-        WDLOG_ERROR("%s::%s: %s is NULL", m_family, m_member, argument);
+    std::int32_t isNull(const char* argument, const LinePlace& place = LinePlace::here()) const {
+        Trace(place.file, place.line, kLogError, "%s::%s: %s is NULL", m_family, m_member, argument);
         return WDLT_E_INVALID_ARGUMENT;
     }
-    std::int32_t withoutRecords() const {
-        WDLOG_ERROR("%s::%s(): Invalid parameter NULL", m_family, m_member);
+    std::int32_t withoutRecords(const LinePlace& place = LinePlace::here()) const {
+        Trace(place.file, place.line, kLogError, "%s::%s(): Invalid parameter NULL", m_family, m_member);
         return WDLT_E_INVALID_ARGUMENT;
     }
-    std::int32_t ofUnknownList(std::uint32_t listType) const {
-        WDLOG_ERROR("%s::%s(): Unknown list type: %d", m_family, m_member, listType);
+    std::int32_t ofUnknownList(std::uint32_t listType, const LinePlace& place = LinePlace::here()) const {
+        Trace(place.file, place.line, kLogError, "%s::%s(): Unknown list type: %d", m_family, m_member, listType);
         return WDLT_E_INVALID_ARGUMENT;
     }
-    std::int32_t withTooMany(std::int32_t count) const {
-        WDLOG_ERROR("%s::%s(): count %d exceeds the maximum", m_family, m_member, count);
+    std::int32_t withTooMany(std::int32_t count, const LinePlace& place = LinePlace::here()) const {
+        Trace(place.file, place.line, kLogError, "%s::%s(): count %d exceeds the maximum", m_family, m_member, count);
         return WDLT_E_INVALID_ARGUMENT;
     }
 

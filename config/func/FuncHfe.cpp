@@ -19,7 +19,7 @@ constexpr FeatureSwitch kHfeSwitch{
     .handlerFailed = "Failed to %s HTTP PH: %d",
 };
 
-constexpr Address kSettings{WDLT_PROTOCOL_COMMON, WDLT_SCAN_HTTP_MANAGER, WDLT_CONFIG_HTTP_FILE_EVENTS};
+constexpr Address kFileEvents{WDLT_PROTOCOL_COMMON, WDLT_SCAN_HTTP_MANAGER, WDLT_CONFIG_HTTP_FILE_EVENTS};
 constexpr Address kPluginEvent{WDLT_PROTOCOL_COMMON, WDLT_SCAN_HTTP_MANAGER, WDLT_CONFIG_HTTP_PLUGIN_EVENT};
 
 } // namespace
@@ -41,7 +41,7 @@ std::int32_t CFuncHfe::ConfigRead(WdpeHfeData* pConfig) {
         return WDLT_E_INVALID_ARGUMENT;
     }
     WdpeHfeData stored;
-    const std::int32_t status = readWhole(*this, kSettings, stored, call.failing("read config"));
+    const std::int32_t status = readWhole(*this, kFileEvents, stored, call.failing("read config"));
     if (status == WDLT_OK)
         handOver(pConfig, stored);
     return status;
@@ -54,7 +54,7 @@ std::int32_t CFuncHfe::ConfigWrite(const WdpeHfeData* pConfig) {
         WDLOG_ERROR("CFuncHfe::ConfigWrite() pConfig is NULL");
         return WDLT_E_INVALID_ARGUMENT;
     }
-    return writeBytes(*this, kSettings, pConfig, sizeof *pConfig,
+    return writeBytes(*this, kFileEvents, pConfig, sizeof *pConfig,
                       EventLine("CFuncHfe::ConfigWrite() Failed to SetData: %d"),
                       EventLine("CFuncHfe::ConfigWrite() Failed to write config: %d"));
 }

@@ -20,7 +20,7 @@ constexpr FeatureSwitch kHosfSwitch{
 
 constexpr std::uint32_t kOnlyHosfList = 0;
 
-constexpr Address addressOf(std::uint64_t configType) {
+constexpr Address hostFilterAddress(std::uint64_t configType) {
     return {0, WDLT_SCAN_HOST_FILTER, configType};
 }
 
@@ -41,7 +41,8 @@ std::int32_t CFuncHosf::ConfigRead(WdpeHosfData* pConfig) {
     if (pConfig == nullptr)
         return call.isNull("pConfig");
     WdpeHosfData stored;
-    const std::int32_t status = readWhole(*this, addressOf(WDLT_CONFIG_DEFAULT), stored, call.failing("read config"));
+    const std::int32_t status =
+        readWhole(*this, hostFilterAddress(WDLT_CONFIG_DEFAULT), stored, call.failing("read config"));
     if (status == WDLT_OK)
         handOver(pConfig, stored);
     return status;
@@ -52,13 +53,13 @@ std::int32_t CFuncHosf::ConfigWrite(const WdpeHosfData* pConfig) {
     if (pConfig == nullptr)
         return call.isNull("pConfig");
     return writeOver<WdpeHosfData>(
-        *this, addressOf(WDLT_CONFIG_DEFAULT), [&](WdpeHosfData& stored) { stored = copyOf(pConfig); },
+        *this, hostFilterAddress(WDLT_CONFIG_DEFAULT), [&](WdpeHosfData& stored) { stored = copyOf(pConfig); },
         call.failing("read config"), call.failing("write config"));
 }
 
 std::int32_t CFuncHosf::RecordListRead(WdpeHosfHostRecord* records, std::int32_t* count) {
     FamilyCall call("CFuncHosf", "RecordListRead");
-    return readSome<WdpeHosfHostList>(*this, addressOf(WDLT_CONFIG_HOSF_LIST), records, count, call,
+    return readSome<WdpeHosfHostList>(*this, hostFilterAddress(WDLT_CONFIG_HOSF_LIST), records, count, call,
                                       call.failing("read config"));
 }
 
@@ -68,6 +69,6 @@ std::int32_t CFuncHosf::RecordListWrite(const WdpeHosfHostRecord* records, std::
         return call.withoutRecords();
     if (count < 0 || count > GetMaxCount())
         return call.withTooMany(count);
-    return writeList<WdpeHosfHostList>(*this, addressOf(WDLT_CONFIG_HOSF_LIST), kOnlyHosfList, records, count,
+    return writeList<WdpeHosfHostList>(*this, hostFilterAddress(WDLT_CONFIG_HOSF_LIST), kOnlyHosfList, records, count,
                                        call.failing("set data to config"), call.failing("write config"));
 }

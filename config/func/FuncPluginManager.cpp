@@ -24,7 +24,7 @@ constexpr const char* kFileName = "filename";
 // What stands for the plug-in manager in a notice, and nowhere else.
 constexpr std::uint32_t kNoticeProtocol = 8;
 
-// A key that is missing is made, whatever for it is opened.
+// Makes a missing key, for a read too.
 LONG open(REGSAM access, OpenKey& key) {
     return RegCreateKeyExA(HKEY_LOCAL_MACHINE, kKey, 0, nullptr, REG_OPTION_NON_VOLATILE, access, nullptr, key.out(),
                            nullptr);

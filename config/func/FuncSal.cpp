@@ -20,7 +20,7 @@ constexpr FeatureSwitch kSalSwitch{
     .handlerFailed = "Failed to %s HTTP PH: %d",
 };
 
-constexpr Address kSettings{0, WDLT_SCAN_SAL, WDLT_CONFIG_DEFAULT};
+constexpr Address kSalSettings{0, WDLT_SCAN_SAL, WDLT_CONFIG_DEFAULT};
 
 } // namespace
 
@@ -41,7 +41,8 @@ std::int32_t CFuncSal::ConfigRead(WdltSalConfig* pConfig) {
     WdltSalConfig config{};
     config.dwEnable = static_cast<std::uint32_t>(IsEnabled());
     WdpeSalData stored;
-    if (const std::int32_t status = readWhole(*this, kSettings, stored, call.failing("read config")); status != WDLT_OK)
+    if (const std::int32_t status = readWhole(*this, kSalSettings, stored, call.failing("read config"));
+        status != WDLT_OK)
         return status;
     toCaller(kSalPairs, config, stored);
     handOver(pConfig, config);
@@ -56,7 +57,7 @@ std::int32_t CFuncSal::ConfigWrite(const WdltSalConfig* pConfig) {
     WdpeSalData settings{};
     toStore(kSalPairs, config, settings);
     // Callers that know only the flags leave the text empty: what is stored stays, also when nobody can read it.
-    Address address = kSettings;
+    Address address = kSalSettings;
     if (settings.szBlockImages[0] == '\0')
         address.configType = kSalFlagsAlone;
     if (const std::int32_t status =

@@ -22,7 +22,7 @@ constexpr FeatureSwitch kUrlfSwitch{
     .handlerFailed = "Failed to %s HTTP PH: %d",
 };
 
-constexpr Address addressOf(std::uint64_t configType) {
+constexpr Address urlFilterAddress(std::uint64_t configType) {
     return {0, WDLT_SCAN_URL_FILTER, configType};
 }
 
@@ -44,7 +44,7 @@ std::int32_t CFuncUrlf::ConfigRead(WdltUrlfConfig* pConfig) {
         return call.isNull("pConfig");
     Wiped<WdpeUrlfData> settings; // the proxy's password is in it
     const std::int32_t status =
-        readWhole(*this, addressOf(WDLT_CONFIG_URLF_SETTINGS), *settings, call.failing("read config"));
+        readWhole(*this, urlFilterAddress(WDLT_CONFIG_URLF_SETTINGS), *settings, call.failing("read config"));
     if (status != WDLT_OK)
         return status;
     WdltUrlfConfig config{};
@@ -59,7 +59,7 @@ std::int32_t CFuncUrlf::ConfigWrite(const WdltUrlfConfig* pConfig) {
         return call.isNull("pConfig");
     const WdltUrlfConfig config = copyOf(pConfig);
     return writeOver<WdpeUrlfData>(
-        *this, addressOf(WDLT_CONFIG_URLF_SETTINGS),
+        *this, urlFilterAddress(WDLT_CONFIG_URLF_SETTINGS),
         [&](WdpeUrlfData& stored) { toStore(kUrlFilterPairs, config, stored); }, call.failing("read config"),
         call.failing("write data"));
 }
@@ -70,7 +70,7 @@ std::int32_t CFuncUrlf::ProxyRead(WdltUrlfProxy* pProxy) {
         return call.isNull("pProxy");
     Wiped<WdpeUrlfData> settings;
     const std::int32_t status =
-        readWhole(*this, addressOf(WDLT_CONFIG_URLF_SETTINGS), *settings, call.failing("read config"));
+        readWhole(*this, urlFilterAddress(WDLT_CONFIG_URLF_SETTINGS), *settings, call.failing("read config"));
     if (status != WDLT_OK)
         return status;
     Wiped<WdltUrlfProxy> proxy;
@@ -87,7 +87,7 @@ std::int32_t CFuncUrlf::ProxyWrite(const WdltUrlfProxy* pProxy) {
     Wiped<WdltUrlfProxy> proxy;
     std::memcpy(&*proxy, pProxy, sizeof *proxy);
     return writeOver<WdpeUrlfData>(
-        *this, addressOf(WDLT_CONFIG_URLF_SETTINGS),
+        *this, urlFilterAddress(WDLT_CONFIG_URLF_SETTINGS),
         [&](WdpeUrlfData& stored) { toStore(kUrlFilterProxyPairs, *proxy, stored); }, call.failing("read config"),
         call.failing("write data"));
 }
@@ -127,21 +127,21 @@ std::int32_t CFuncUrlf::RecordListWrite(std::uint32_t listType, const WdpeUrlfUr
         return call.ofUnknownList(listType);
     if (count < 0 || count > GetMaxCount(listType))
         return call.withTooMany(count);
-    return writeList<WdpeUrlfUrlList>(*this, addressOf(WDLT_CONFIG_URLF_LIST), listType, records, count,
+    return writeList<WdpeUrlfUrlList>(*this, urlFilterAddress(WDLT_CONFIG_URLF_LIST), listType, records, count,
                                       call.failing("set data to config"), call.failing("write config"),
                                       "CFuncUrlf::RecordListWrite(): Out of memory");
 }
 
 std::int32_t CFuncUrlf::CategoryRead(WdpeUrlfCategory* categories, std::int32_t* count) {
     FamilyCall call("CFuncUrlf", "CategoryRead");
-    return readSome<WdpeUrlfCategoryList>(*this, addressOf(WDLT_CONFIG_URLF_CATEGORIES), categories, count, call,
+    return readSome<WdpeUrlfCategoryList>(*this, urlFilterAddress(WDLT_CONFIG_URLF_CATEGORIES), categories, count, call,
                                           call.failing("read config"));
 }
 
 std::int32_t CFuncUrlf::CategoryGroupRead(WdpeUrlfCategoryGroup* groups, std::int32_t* count) {
     FamilyCall call("CFuncUrlf", "CategoryGroupRead");
-    return readSome<WdpeUrlfCategoryGroupList>(*this, addressOf(WDLT_CONFIG_URLF_CATEGORY_GROUPS), groups, count, call,
-                                               call.failing("read config"));
+    return readSome<WdpeUrlfCategoryGroupList>(*this, urlFilterAddress(WDLT_CONFIG_URLF_CATEGORY_GROUPS), groups, count,
+                                               call, call.failing("read config"));
 }
 
 std::int32_t CFuncUrlf::IsUrlRecordExists(std::uint32_t listType, const WdpeUrlfUrlRecord* url) {
@@ -181,8 +181,9 @@ std::int32_t CFuncUrlf::SetExtraHeader(const WdpeUrlfExtraHeader* header) {
         WDLOG_ERROR("CFuncUrlf::SetExtraHeader(): Failed no supported version(%d)", head.dwVersion);
         return WDLT_E_VERSION;
     }
-    return writeBytes(*this, addressOf(WDLT_CONFIG_URLF_EXTRA_HEADER), header, std::uint64_t{head.dwSize} + sizeof head,
-                      call.failing("set data to config"), call.failing("write config"));
+    return writeBytes(*this, urlFilterAddress(WDLT_CONFIG_URLF_EXTRA_HEADER), header,
+                      std::uint64_t{head.dwSize} + sizeof head, call.failing("set data to config"),
+                      call.failing("write config"));
 }
 
 std::int32_t CFuncUrlf::RSInfoRead(WdpeUrlfRSInfo* pRSInfo) {
@@ -191,7 +192,7 @@ std::int32_t CFuncUrlf::RSInfoRead(WdpeUrlfRSInfo* pRSInfo) {
         return call.isNull("pRSInfo");
     WdpeUrlfRSInfo stored;
     const std::int32_t status =
-        readWhole(*this, addressOf(WDLT_CONFIG_URLF_RS_INFO), stored, call.failing("read config"));
+        readWhole(*this, urlFilterAddress(WDLT_CONFIG_URLF_RS_INFO), stored, call.failing("read config"));
     if (status != WDLT_OK)
         return status;
     handOver(pRSInfo, stored);
@@ -207,7 +208,7 @@ std::int32_t CFuncUrlf::RSInfoWrite(const WdpeUrlfRSInfo* pRSInfo) {
         return WDLT_E_INVALID_ARGUMENT;
     }
     return writeOver<WdpeUrlfRSInfo>(
-        *this, addressOf(WDLT_CONFIG_URLF_RS_INFO), [&](WdpeUrlfRSInfo& stored) { stored = copyOf(pRSInfo); },
+        *this, urlFilterAddress(WDLT_CONFIG_URLF_RS_INFO), [&](WdpeUrlfRSInfo& stored) { stored = copyOf(pRSInfo); },
         call.failing("read config"), call.failing("write data"));
 }
 
@@ -216,7 +217,8 @@ std::int32_t CFuncUrlf::UUCRead(WdpeUrlfUUC* pUUCConfig) {
     if (pUUCConfig == nullptr)
         return call.isNull("pUUCConfig");
     WdpeUrlfUUC stored;
-    const std::int32_t status = readWhole(*this, addressOf(WDLT_CONFIG_URLF_UUC), stored, call.failing("read config"));
+    const std::int32_t status =
+        readWhole(*this, urlFilterAddress(WDLT_CONFIG_URLF_UUC), stored, call.failing("read config"));
     if (status == WDLT_OK)
         handOver(pUUCConfig, stored);
     return status;
@@ -229,18 +231,19 @@ std::int32_t CFuncUrlf::UUCWrite(const WdpeUrlfUUC* pUUCConfig) {
         return call.isNull("pUUCConfig");
     WdpeUrlfUUC stored;
     if (const std::int32_t status =
-            readWhole(*this, addressOf(WDLT_CONFIG_URLF_UUC), stored, call.failing("read config"));
+            readWhole(*this, urlFilterAddress(WDLT_CONFIG_URLF_UUC), stored, call.failing("read config"));
         status != WDLT_OK)
         return status;
     if (std::memcmp(&stored, pUUCConfig, sizeof stored) == 0)
         return WDLT_OK;
     const CallFailure unwritten = call.failing("write data");
-    return writeBytes(*this, addressOf(WDLT_CONFIG_URLF_UUC), pUUCConfig, sizeof *pUUCConfig, unwritten, unwritten);
+    return writeBytes(*this, urlFilterAddress(WDLT_CONFIG_URLF_UUC), pUUCConfig, sizeof *pUUCConfig, unwritten,
+                      unwritten);
 }
 
 std::int32_t CFuncUrlf::EnableBackupLKQRetry(std::uint32_t enable) {
     const FamilyCall call("CFuncUrlf", "EnableBackupLKQRetry");
-    return writeBytes(*this, addressOf(WDLT_CONFIG_URLF_BACKUP_RETRY), &enable, sizeof enable,
+    return writeBytes(*this, urlFilterAddress(WDLT_CONFIG_URLF_BACKUP_RETRY), &enable, sizeof enable,
                       call.failing("set data to config"), call.failing("write config"));
 }
 
@@ -248,13 +251,13 @@ std::int32_t CFuncUrlf::EnableBackupLKQRetry(std::uint32_t enable) {
 std::int32_t CFuncUrlf::IsBackupLKQRetryEnabled() {
     const FamilyCall call("CFuncUrlf", "IsBackupLKQRetryEnabled");
     std::uint32_t enabled = 1;
-    readWhole(*this, addressOf(WDLT_CONFIG_URLF_BACKUP_RETRY), enabled, call.failing("read config"));
+    readWhole(*this, urlFilterAddress(WDLT_CONFIG_URLF_BACKUP_RETRY), enabled, call.failing("read config"));
     return enabled != 0 ? 1 : 0;
 }
 
 std::int32_t CFuncUrlf::SetSocketFamily(std::uint32_t family) {
     const FamilyCall call("CFuncUrlf", "SetSocketFamily");
-    writeBytes(*this, addressOf(WDLT_CONFIG_URLF_SOCKET_FAMILY), &family, sizeof family,
+    writeBytes(*this, urlFilterAddress(WDLT_CONFIG_URLF_SOCKET_FAMILY), &family, sizeof family,
                call.failing("set data to config"), call.failing("write config"));
     return WDLT_OK;
 }
@@ -262,7 +265,7 @@ std::int32_t CFuncUrlf::SetSocketFamily(std::uint32_t family) {
 std::int32_t CFuncUrlf::GetSocketFamily(std::uint32_t* family) {
     const FamilyCall call("CFuncUrlf", "GetSocketFamily");
     if (family != nullptr)
-        readWhole(*this, addressOf(WDLT_CONFIG_URLF_SOCKET_FAMILY), *family, call.failing("read config"));
+        readWhole(*this, urlFilterAddress(WDLT_CONFIG_URLF_SOCKET_FAMILY), *family, call.failing("read config"));
     return WDLT_OK;
 }
 
@@ -270,7 +273,7 @@ std::int32_t CFuncUrlf::SetQXNGuid(const char* text) {
     const FamilyCall call("CFuncUrlf", "SetQXNGuid");
     if (text == nullptr)
         return WDLT_OK;
-    writeBytes(*this, addressOf(WDLT_CONFIG_URLF_QXN_GUID), text, std::strlen(text), call.failing("set data to config"),
-               call.failing("write config"));
+    writeBytes(*this, urlFilterAddress(WDLT_CONFIG_URLF_QXN_GUID), text, std::strlen(text),
+               call.failing("set data to config"), call.failing("write config"));
     return WDLT_OK;
 }

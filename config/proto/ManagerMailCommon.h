@@ -1,8 +1,6 @@
-// The mail manager's settings, and the address cache: a small protected file of address records.
+// The mail manager's settings, and the way to the address cache (AddressCache.h).
 #pragma once
 
-#include "BufferedFile.h"
-#include "StoreMutex.h"
 #include "WdchHelper.h"
 
 #include <string>
@@ -14,15 +12,7 @@ class CManagerMailCommon final : public WdchHelper {
     std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) override;
     std::int32_t WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) override;
 
-    // The mutex of the address cache, held for the whole of a read and for the copy at the end of a write. Both go on
-    // without it when it isn't to be had: true only when this object has just got it.
-    bool Lock();
-    void Unlock() { m_mutex.release(); }
-
     std::int32_t GetAddressCacheFilePath(std::string& path);
-    // At the start of the file. The header that was written is in it.
-    static std::int32_t ReadAddressCacheDBHeader(wdlt::BufferedFile& file, DWORD& count);
-    static std::int32_t WriteAddressCacheDBHeader(wdlt::BufferedFile& file, DWORD count);
 
   private:
     std::int32_t readSettings(void* data, std::uint64_t* size);
@@ -33,6 +23,4 @@ class CManagerMailCommon final : public WdchHelper {
     std::int32_t ReadConfigAddressCache(void* data, std::uint64_t* size);
     std::int32_t WriteConfigAddressCache(const void* data, std::uint64_t size);
     std::int32_t readMaxCount(DWORD& count);
-
-    wdlt::StoreMutex m_mutex;
 };

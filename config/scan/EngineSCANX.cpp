@@ -37,6 +37,7 @@ std::int32_t CEngineSCANX::ReadConfig(std::uint64_t, void* data, std::uint64_t* 
     if (const std::int32_t status = checkRead(kScanFrame, sizeof(WdpeVsData), data, size); status != WDLT_OK)
         return status;
     CallersRecord<WdpeVsData> record(data);
+    record.clear();
     const ValueAccess access{*this, kScanReport};
     const WdpeVsData* const defaults = findEngineDefaults(protocol, input);
     if (const std::int32_t status = readValues(access, kValuesBeforeAction, *record, defaults); status != WDLT_OK)

@@ -70,6 +70,7 @@ std::int32_t CEngineSCANXCommon::readSettings(void* data, std::uint64_t* size) {
     if (const std::int32_t status = checkRead(kScanCommonFrame, sizeof(WdpeVsCommon), data, size); status != WDLT_OK)
         return status;
     CallersRecord<WdpeVsCommon> record(data);
+    record.clear();
     const ValueAccess access{*this, kScanCommonReport};
     if (const std::int32_t status = readValues(access, kReadBeforeFolder, *record); status != WDLT_OK)
         return status;

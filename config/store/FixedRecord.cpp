@@ -28,7 +28,8 @@ std::int32_t checkRead(const RecordFrame& frame, std::uint64_t needed, void* dat
     }
     if (data == nullptr)
         return refuse(frame.noDataReadLine, frame.noDataRead);
-    std::memset(data, 0, *size);
+    if (frame.readFits == RecordFrame::Fits::Larger)
+        std::memset(data, 0, *size);
     return WDLT_OK;
 }
 

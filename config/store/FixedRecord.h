@@ -30,7 +30,7 @@ struct RecordFrame {
     EventLine wrongSizeWrittenLine = {}; // the size, and what it should be
 };
 
-// WDLT_OK for a record of `needed` bytes that can be read into, cleared; else what the frame says.
+// WDLT_OK for a record of `needed` bytes that can be read into; else what the frame says.
 std::int32_t checkRead(const RecordFrame& frame, std::uint64_t needed, void* data, std::uint64_t* size);
 std::int32_t checkWrite(const RecordFrame& frame, std::uint64_t needed, const void* data, std::uint64_t size);
 
@@ -40,6 +40,7 @@ std::int32_t readRecord(const RecordFrame& frame, const ValueAccess& access, con
     if (const std::int32_t status = checkRead(frame, sizeof(Record), data, size); status != WDLT_OK)
         return status;
     CallersRecord<Record> record(data);
+    record.clear();
     return readValues(access, rows, *record);
 }
 

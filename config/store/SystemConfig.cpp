@@ -34,6 +34,7 @@ std::int32_t CSystemConfig::ReadConfig(std::uint64_t, void* data, std::uint64_t*
     if (const std::int32_t status = checkRead(kSystemFrame, sizeof(WdchSystemData), data, size); status != WDLT_OK)
         return status;
     CallersRecord<WdchSystemData> record(data);
+    record.clear();
     const ValueAccess access{*this, kSystemReport};
     readValues(access, kSystemFields, *record);
     readHandlerList(*record);

@@ -45,7 +45,8 @@ class WdchHelper {
     // The install directory where none is stored: a temporary file never lands in a caller's current folder.
     std::string GetTempPath();
 
-    // Leaves of a path in a field of `size` bytes what stands behind its last `\` or `/`. Double-byte aware.
+    // Strips the directory from the path in a field of `size` bytes: what stands behind the last `\` or `/` stays. Knows
+    // double-byte characters.
     static void StripPath(char* path, std::size_t size);
     // Gives a path that isn't empty a backslash at its end where it has none and its field has room for one. The second
     // byte of a double-byte character is none.

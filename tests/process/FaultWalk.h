@@ -28,6 +28,7 @@ struct Operation {
     Call layDown = {};
     // Instead of a call: a program that stands beside the test's, and its arguments. $HOME is the home.
     std::vector<std::string> program = {};
+    std::size_t every = 1;      // of its points, in a walk of all: for a row that goes another row's way
     bool inSteps = false;       // several writes to the registry, of which death may leave the first ones
     bool keepsWork = false;     // what couldn't take its place stays as a temporary file
     bool tellsNothing = false;  // its status is 0 whatever happens

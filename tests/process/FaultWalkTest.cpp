@@ -203,10 +203,12 @@ const std::vector<Operation> kOperations{
     // What takes longest is begun first.
     {.name = "ToolInit",
      .layDown = removeInstallation,
-     .program = {"wdltctl", "init", "--force", "--install", "$HOME/install"}},
+     .program = {"wdltctl", "init", "--force", "--install", "$HOME/install"},
+     .every = 2},
     {.name = "ToolInitAgain",
      .layDown = EXPORT(WdltPvsEnable, 1).call,
-     .program = {"wdltctl", "init", "--force", "--install", "$HOME/install"}},
+     .program = {"wdltctl", "init", "--force", "--install", "$HOME/install"},
+     .every = 2},
     {.name = "ToolSet", .program = {"wdltctl", "set", "system", "proxyPort=8080"}},
     {.name = "ToolImport", .layDown = layImport, .program = {"wdltreg", "import", "$HOME/install/import.reg"}},
     {.name = "Load", .call = EXPORT(WdltIEPlugInEnable, 0).call, .loadsInside = true},
@@ -301,7 +303,8 @@ TEST_P(FaultWalk, OldOrNewWhole) {
     if (kIsSanitized && (!ExhaustedMemory::kIsPossible || !GetParam().program.empty()))
         GTEST_SKIP() << "nothing can fail under the sanitizer here";
     const char* const stride = std::getenv("WDLT_WALK_STRIDE");
-    walk::walk(GetParam(), stride == nullptr ? kStride : static_cast<std::size_t>(std::max(1, std::atoi(stride))));
+    const auto wanted = stride == nullptr ? kStride : static_cast<std::size_t>(std::max(1, std::atoi(stride)));
+    walk::walk(GetParam(), std::max(wanted, GetParam().every));
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, FaultWalk, testing::ValuesIn(kOperations),

@@ -23,7 +23,8 @@ class EventLine {
     consteval EventLine(const char* text, const char* file = __builtin_FILE(), int line = __builtin_LINE())
         : m_text(text), m_file(file), m_line(static_cast<unsigned>(line)) {
         std::string_view rest(text);
-        while ((rest = rest.substr(std::min(rest.find('%'), rest.size()))).size() > 1) {
+        for (rest.remove_prefix(std::min(rest.find('%'), rest.size())); !rest.empty();
+             rest.remove_prefix(std::min(rest.find('%'), rest.size()))) {
             const format::Conversion conversion = format::parse(rest);
             const bool isName = conversion.wants == format::Wants::Narrow;
             const bool isNumber =

@@ -19,7 +19,7 @@ class CAntiSpamList {
     CAntiSpamList(const CAntiSpamList&) = delete;
     CAntiSpamList& operator=(const CAntiSpamList&) = delete;
 
-    // False when this object has the mutex already, when its last holder died with it, and when it isn't to be had.
+    // False when this object has the mutex already, when its last holder died with it, and when it can't be taken.
     bool Lock();
     void Unlock() { m_mutex.release(); }
 

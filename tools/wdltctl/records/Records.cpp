@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstring>
 #include <fmt/format.h>
+#include <functional>
 #include <iterator>
 #include <string>
 #include <wdltcfg/addresses.h>
@@ -17,14 +18,14 @@ namespace wdlt {
 namespace {
 
 /* The catalog's entry of that name, without how it is read and written; a name that isn't there doesn't compile. */
-consteval Record described(std::string_view name, std::size_t size) {
+constexpr Record described(std::string_view name, std::size_t size) {
     const Settings* const found = std::ranges::find(kSettings, name, &Settings::name);
     return {found->name, found->help, size, found->fields, nullptr, nullptr};
 }
 
 /* A record of type T that one export reads and another writes. */
 template <class T, auto ReadExport, auto WriteExport>
-consteval Record exportedRecord(std::string_view name) {
+constexpr Record exportedRecord(std::string_view name) {
     Record record = described(name, sizeof(T));
     record.read = [](const std::string&, std::span<BYTE> bytes) {
         T read{};
@@ -42,7 +43,7 @@ consteval Record exportedRecord(std::string_view name) {
 
 /* A record of type T at its address. */
 template <class T, std::uint32_t Protocol, std::uint32_t Scan, std::uint32_t Input = 0, std::uint64_t ConfigType = 0>
-consteval Record addressedRecord(std::string_view name) {
+constexpr Record addressedRecord(std::string_view name) {
     Record record = described(name, sizeof(T));
     record.read = [](const std::string&, std::span<BYTE> bytes) {
         std::uint64_t size = bytes.size();
@@ -68,7 +69,7 @@ std::int32_t writeHandler(const std::string&, std::span<BYTE> record) {
                            record.size());
 }
 
-consteval Record handlerRecord() {
+constexpr Record handlerRecord() {
     Record record = described("handler", sizeof(WdchSystemProtocolHandler));
     record.read = readHandler;
     record.write = writeHandler;
@@ -181,7 +182,8 @@ const Record& findRecord(std::string_view name) {
 }
 
 const Field& findField(const Record& record, std::string_view name) {
-    const auto found = std::ranges::find(record.fields, name, &Field::member);
+    const auto found = std::ranges::find_if(
+        record.fields, [&](const Field& field) { return field.member == name || nameOf(field) == name; });
     if (found == record.fields.end())
         throw ToolError(ExitStatus::Usage, fmt::format("{} {}: no such field; there are {}", record.name, name,
                                                        namesOf(record.fields, &Field::member)));

@@ -117,7 +117,7 @@ constexpr struct Verb {
     Operand operand;
     const char* operandHelp;
     void (*run)(const TextListRequest& request);
-} kVerbs[] = {
+} kListVerbs[] = {
     {"list", "Show", Operand::None, "", show},
     {"add", "Add to", Operand::Entries, "What to add", add},
     {"remove", "Remove from", Operand::Entries, "What to remove, as it stands on the list", remove},
@@ -138,7 +138,7 @@ std::string storedText(const TextList& list, const std::string& typed, const std
 }
 
 void addTextListVerb(std::string_view name, const TextList& list, CLI::App& verb, const Options& options) {
-    const auto* found = std::ranges::find(kVerbs, name, &Verb::name);
+    const auto* found = std::ranges::find(kListVerbs, name, &Verb::name);
     auto* command = verb.add_subcommand(std::string(list.name), fmt::format("{} {}", found->help, list.help));
     const auto request = std::make_shared<TextListRequest>(TextListRequest{list, options, {}, {}, {}});
     if (!list.types.empty())
