@@ -22,20 +22,10 @@ constexpr DWORD kRecordBytes = AddressCache::kRecordBytes;
 constexpr SealedField kAddress{
     .offset = offsetof(MailAddressRecord, szAddress),
     .bytes = sizeof(MailAddressRecord::szAddress),
-    .undeciphered =
-        [](std::int32_t status, const std::string&) {
-            WDLOG_ERROR("ReadConfigAddressCache: failed to decrypt data (err=%d)", status);
-        },
-    .plainSizeInvalid =
-        [](std::int32_t size, const std::string&) {
-            WDLOG_ERROR("ReadConfigAddressCache : decrypted data size is invalid (size=%d)", size);
-        },
-    .unenciphered =
-        [](std::int32_t status) { WDLOG_ERROR("WriteConfigAddressCache : failed to encrypt data (err=%d)", status); },
-    .cipherSizeInvalid =
-        [](std::int32_t size) {
-            WDLOG_ERROR("WriteConfigAddressCache : encrypted data size is invalid (size=%d)", size);
-        },
+    .undeciphered = "ReadConfigAddressCache: failed to decrypt data (err=%d)",
+    .plainSizeInvalid = "ReadConfigAddressCache : decrypted data size is invalid (size=%d)",
+    .unenciphered = "WriteConfigAddressCache : failed to encrypt data (err=%d)",
+    .cipherSizeInvalid = "WriteConfigAddressCache : encrypted data size is invalid (size=%d)",
 };
 
 using AddressRecord = std::array<std::uint8_t, kRecordBytes>;

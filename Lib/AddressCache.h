@@ -23,9 +23,10 @@ class AddressCache {
 
     // `data` is the count, then the records, at most `maxCount`. Less room than they take gives WDLT_E_BUFFER_SIZE and the
     // size; WDLT_E_FILE_NOT_FOUND while there is no file.
-    std::int32_t Read(const std::string& path, DWORD maxCount, void* data, std::uint64_t* size);
+    [[nodiscard]] std::int32_t Read(const std::string& path, DWORD maxCount, void* data, std::uint64_t* size);
     // Replaces the file, or leaves it as it was. `data` has its whole size.
-    std::int32_t Write(const std::string& path, const std::string& tempPath, const void* data, DWORD count);
+    [[nodiscard]] std::int32_t Write(const std::string& path, const std::string& tempPath, const void* data,
+                                     DWORD count);
 
   private:
     class Locked;
@@ -34,8 +35,8 @@ class AddressCache {
     void Lock();
     void Unlock() { m_mutex.release(); }
     // At the start of the file. The header that was written is in it.
-    static std::int32_t ReadAddressCacheDBHeader(BufferedFile& file, DWORD& count);
-    static std::int32_t WriteAddressCacheDBHeader(BufferedFile& file, DWORD count);
+    [[nodiscard]] static std::int32_t ReadAddressCacheDBHeader(BufferedFile& file, DWORD& count);
+    [[nodiscard]] static std::int32_t WriteAddressCacheDBHeader(BufferedFile& file, DWORD count);
 
     StoreMutex m_mutex;
 };

@@ -18,13 +18,14 @@ class CCfg {
     // first, and a record that grows in between ends the read with WDLT_E_BUFFER_SIZE. `initial`: `size` bytes that the
     // record's helper is to find in its buffer, or null. WDLT_E_INVALID_ARGUMENT without an interface, WDLT_E_NO_MEMORY
     // without memory, else the helper's status.
-    std::int32_t Read(CCfgData& cfgData, std::uint64_t size, const void* initial) {
+    [[nodiscard]] std::int32_t Read(CCfgData& cfgData, std::uint64_t size, const void* initial) {
         return Read(cfgData, size, initial, initial != nullptr ? size : 0);
     }
     // The same with less than a whole record to begin with; the rest is 0.
-    std::int32_t Read(CCfgData& cfgData, std::uint64_t size, const void* initial, std::uint64_t initialSize);
+    [[nodiscard]] std::int32_t Read(CCfgData& cfgData, std::uint64_t size, const void* initial,
+                                    std::uint64_t initialSize);
     std::int32_t Read(CCfgData& cfgData) { return Read(cfgData, 0, nullptr); }
-    std::int32_t Write(const CCfgData& cfgData);
+    [[nodiscard]] std::int32_t Write(const CCfgData& cfgData);
 
   private:
     bool isReady() const;

@@ -18,7 +18,7 @@ class CCfgData {
     CCfgData& operator=(const CCfgData&) = delete;
 
     // A copy of the bytes. WDLT_E_NO_MEMORY when memory is exhausted: the old bytes stay then.
-    std::int32_t SetData(const void* bytes, std::uint64_t byteCount);
+    [[nodiscard]] std::int32_t SetData(const void* bytes, std::uint64_t byteCount);
     // Bytes that are laid out already, without a copy.
     void TakeData(std::unique_ptr<BYTE[]> bytes, std::uint64_t byteCount);
     BYTE* GetData() const { return data.get(); } // null when empty

@@ -42,9 +42,9 @@ class RecordFile {
 
     // Fills the caller's list from a file. With less than the list's size, WDLT_E_BUFFER_SIZE and the size in `*size`.
     // After any other code the list is not to be used.
-    virtual std::int32_t Read(const char* file, void* buffer, std::uint64_t* size) = 0;
+    [[nodiscard]] virtual std::int32_t Read(const char* file, void* buffer, std::uint64_t* size) = 0;
     // Replaces a file by the caller's list; WDLT_E_INVALID_ARGUMENT unless `*size` is the list's.
-    virtual std::int32_t Write(const char* file, const void* buffer, std::uint64_t* size) = 0;
+    [[nodiscard]] virtual std::int32_t Write(const char* file, const void* buffer, std::uint64_t* size) = 0;
 
     // Where temporary files are made; the working directory until it is set.
     void setTempFolder(std::string folder) { m_strTempFolder = std::move(folder); }
@@ -53,7 +53,7 @@ class RecordFile {
     explicit RecordFile(const Family& family) : m_family(family) {}
 
     // Before anything of a file is read, after a file to write was made: 0, or the code with which opening ends.
-    virtual std::int32_t InitEncryptionMethod(int forWriting);
+    [[nodiscard]] virtual std::int32_t InitEncryptionMethod(int forWriting);
 
     // A read pass as far as the records: the mutex, the file, the header. At its end it closes and gives back all.
     class Reading {
@@ -77,19 +77,20 @@ class RecordFile {
 
     // A whole write pass around `writeRecords()`, which gives a status.
     template <class WriteRecords>
-    std::int32_t writePass(const Store& store, const char* file, DWORD count, WriteRecords&& writeRecords) {
+    [[nodiscard]] std::int32_t writePass(const Store& store, const char* file, DWORD count,
+                                         WriteRecords&& writeRecords) {
         const std::int32_t status = beginWriting(store, count);
         return status == 0 ? endWriting(store, file, writeRecords()) : status;
     }
 
     bool Lock();
     void Unlock() { m_mutex.release(); }
-    std::int32_t OpenDBToRead(const char* pszFilename);
-    std::int32_t OpenTempFileToWrite();
+    [[nodiscard]] std::int32_t OpenDBToRead(const char* pszFilename);
+    [[nodiscard]] std::int32_t OpenTempFileToWrite();
     void CloseFile() { m_hFile.close(); }
-    std::int32_t ReadDBHeader(DWORD& count);
-    std::int32_t WriteDBHeader(DWORD dwNumOfRecords);
-    std::int32_t CopyTempFileToDB(const char* pszFilename);
+    [[nodiscard]] std::int32_t ReadDBHeader(DWORD& count);
+    [[nodiscard]] std::int32_t WriteDBHeader(DWORD dwNumOfRecords);
+    [[nodiscard]] std::int32_t CopyTempFileToDB(const char* pszFilename);
     std::int32_t DeleteTempFile();
 
     bool isReading() const { return m_AccessMode == kReading; }
@@ -98,10 +99,10 @@ class RecordFile {
     const std::string& file() const { return m_strFile; }
 
     // Bytes as they stand in the file, all of them or WDLT_E_FILE with a line.
-    std::int32_t readBytes(void* buffer, DWORD size);
-    std::int32_t writeBytes(const void* buffer, DWORD size);
+    [[nodiscard]] std::int32_t readBytes(void* buffer, DWORD size);
+    [[nodiscard]] std::int32_t writeBytes(const void* buffer, DWORD size);
     // Brings what was written into the file; after the last record. As writeBytes.
-    std::int32_t flushBytes();
+    [[nodiscard]] std::int32_t flushBytes();
 
     // Set by each store's constructor; not owned. The magic text has 32 bytes, a terminator among them or not.
     const char* m_pszMutexName = nullptr;
@@ -114,12 +115,12 @@ class RecordFile {
     static constexpr int kWriting = 2;
 
     // One field of the header. The code with which the header ends.
-    virtual std::int32_t readHeaderField(void* field, DWORD size) = 0;
-    virtual std::int32_t writeHeaderField(const void* field, DWORD size) = 0;
+    [[nodiscard]] virtual std::int32_t readHeaderField(void* field, DWORD size) = 0;
+    [[nodiscard]] virtual std::int32_t writeHeaderField(const void* field, DWORD size) = 0;
 
-    std::int32_t beginWriting(const Store& store, DWORD count);
-    std::int32_t endWriting(const Store& store, const char* file, std::int32_t status);
-    std::int32_t wroteBytes(const BufferedFile::Moved& moved, DWORD size);
+    [[nodiscard]] std::int32_t beginWriting(const Store& store, DWORD count);
+    [[nodiscard]] std::int32_t endWriting(const Store& store, const char* file, std::int32_t status);
+    [[nodiscard]] std::int32_t wroteBytes(const BufferedFile::Moved& moved, DWORD size);
 
     const Family& m_family;
     StoreMutex m_mutex;

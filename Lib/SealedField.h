@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Rijndael.h"
+#include "WdCommon/EventLine.h"
 
 #include <platform/base.h>
 
@@ -14,18 +15,20 @@ namespace wdlt {
 struct SealedField {
     DWORD offset; // in the record
     DWORD bytes;  // a multiple of the cipher's block, at most kMostBytes
-    // A store's lines for what fails; `file` is the one read.
-    void (*undeciphered)(std::int32_t status, const std::string& file);
-    void (*plainSizeInvalid)(std::int32_t size, const std::string& file);
-    void (*unenciphered)(std::int32_t status);
-    void (*cipherSizeInvalid)(std::int32_t size);
+    // A store's lines: the file that is read, and the cipher's status or the size that came out.
+    EventLine undeciphered;
+    EventLine plainSizeInvalid;
+    EventLine notOpened = {}; // behind either
+    EventLine unenciphered;
+    EventLine cipherSizeInvalid;
+    EventLine notSealed = {}; // likewise
 
     static constexpr DWORD kMostBytes = 768;
 
     // In the record, with a cipher set up for the direction. WDLT_E_GENERAL after a line for what doesn't come out as
     // it must; the record is then as it was.
-    std::int32_t open(Rijndael& cipher, std::uint8_t* record, const std::string& file) const;
-    std::int32_t seal(Rijndael& cipher, std::uint8_t* record) const;
+    [[nodiscard]] std::int32_t open(Rijndael& cipher, std::uint8_t* record, const std::string& file) const;
+    [[nodiscard]] std::int32_t seal(Rijndael& cipher, std::uint8_t* record) const;
 };
 
 } // namespace wdlt

@@ -14,23 +14,10 @@ constexpr FixedRecordDB::Field kUrlCategoryFields[] = {
     {
         .offset = offsetof(WdpeUrlfCategory, szName),
         .bytes = sizeof(WdpeUrlfCategory::szName),
-        .undeciphered =
-            [](std::int32_t status, const std::string& file) {
-                WDLOG_ERROR("CUrlCategoryDB::Read(): Failed to decrypt a category (err=%d, file=%s)", status, file);
-            },
-        .plainSizeInvalid =
-            [](std::int32_t size, const std::string& file) {
-                WDLOG_ERROR("CUrlCategoryDB::Read(): A decrypted category size is invalid (size=%d, file=%s)", size,
-                            file);
-            },
-        .unenciphered =
-            [](std::int32_t status) {
-                WDLOG_ERROR("CUrlCategoryDB: Failed to encrypt a category name (err=%d)", status);
-            },
-        .cipherSizeInvalid =
-            [](std::int32_t size) {
-                WDLOG_ERROR("CUrlCategoryDB::Read(): A encrypted category size is invalid (size=%d)", size);
-            },
+        .undeciphered = "CUrlCategoryDB::Read(): Failed to decrypt a category (err=%d, file=%s)",
+        .plainSizeInvalid = "CUrlCategoryDB::Read(): A decrypted category size is invalid (size=%d, file=%s)",
+        .unenciphered = "CUrlCategoryDB: Failed to encrypt a category name (err=%d)",
+        .cipherSizeInvalid = "CUrlCategoryDB::Read(): A encrypted category size is invalid (size=%d)",
     },
 };
 

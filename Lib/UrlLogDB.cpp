@@ -14,20 +14,10 @@ constexpr FixedRecordDB::Field kUrlLogFields[] = {
     {
         .offset = offsetof(WdpeUrlfLogIndex, szCategories),
         .bytes = sizeof(WdpeUrlfLogIndex::szCategories),
-        .undeciphered =
-            [](std::int32_t status, const std::string& file) {
-                WDLOG_ERROR("CUrlLogDB:: Failed to decrypt a category list (err=%d, file=%s)", status, file);
-            },
-        .plainSizeInvalid =
-            [](std::int32_t size, const std::string& file) {
-                WDLOG_ERROR("CUrlLogDB:: A decrypted category list size is invalid (size=%d, file=%s)", size, file);
-            },
-        .unenciphered =
-            [](std::int32_t status) { WDLOG_ERROR("CUrlLogDB: Failed to encrypt a category name (err=%d)", status); },
-        .cipherSizeInvalid =
-            [](std::int32_t size) {
-                WDLOG_ERROR("CUrlLogDB::Read(): A encrypted category size is invalid (size=%d)", size);
-            },
+        .undeciphered = "CUrlLogDB:: Failed to decrypt a category list (err=%d, file=%s)",
+        .plainSizeInvalid = "CUrlLogDB:: A decrypted category list size is invalid (size=%d, file=%s)",
+        .unenciphered = "CUrlLogDB: Failed to encrypt a category name (err=%d)",
+        .cipherSizeInvalid = "CUrlLogDB::Read(): A encrypted category size is invalid (size=%d)",
     },
 };
 

@@ -1,7 +1,8 @@
 # wdlt_quickly(TARGET...): in a quick build these targets, which are compiled with the same flags, parse the standard
-# headers once, and their sources are taken eight at a time, so that what they include isn't parsed for each again.
+# headers once, and their sources are taken eight at a time, so that what they include isn't parsed for each again. The
+# other builds take each source by itself, so that one that includes less than it uses shows.
 function(wdlt_quickly first)
-    if(NOT WDLT_QUICK_BUILD OR WDLT_EACH_SOURCE)
+    if(NOT WDLT_QUICK_BUILD)
         return()
     endif()
     target_precompile_headers(${first} PRIVATE

@@ -1,48 +1,24 @@
 #include "ConfigControl.h"
 
-#include "WdCommon/DebugLog.h"
-
 #include <wdltcfg/addresses.h>
 #include <wdltcfg/status.h>
-
-#include <optional>
-#include <utility>
 
 namespace {
 
 constexpr const char* kLockName = "wdlt_config_rw";
 
-// m_rwLock in one of the three modes, released when the scope ends.
-class OperationLock {
-  public:
-    OperationLock(LockMode mode, CWdRWLock& lock) {
-        switch (mode) {
-        case LockMode::None:
-            break;
-        case LockMode::Read:
-            m_read.emplace(&lock);
-            break;
-        case LockMode::Write:
-            m_write.emplace(&lock);
-            break;
-        }
-    }
-
-  private:
-    std::optional<CWdRWReadLock> m_read;
-    std::optional<CWdRWWriteLock> m_write;
-};
-
 } // namespace
 
-template <class Operation>
-auto CConfigControl::guarded(LockMode mode, const char* caught, Operation&& operation) {
-    try {
-        const OperationLock lock(mode, m_rwLock);
-        return std::forward<Operation>(operation)();
-    } catch (...) {
-        WDLOG_ERROR("%s", caught);
-        throw;
+CConfigControl::OperationLock::OperationLock(LockMode mode, CWdRWLock& lock) {
+    switch (mode) {
+    case LockMode::None:
+        break;
+    case LockMode::Read:
+        m_read.emplace(&lock);
+        break;
+    case LockMode::Write:
+        m_write.emplace(&lock);
+        break;
     }
 }
 
@@ -57,7 +33,8 @@ std::int32_t CConfigControl::Initialize() {
                                     &m_hosf,          &m_pdp,    &m_mah,  &m_urlh, &m_hfs,  &m_browserPlugin,
                                     &m_pluginManager, &m_drsCfg, &m_hfe,  &m_sal};
     for (CCfgHelper* const family : families)
-        family->Initialize(&m_cfgIF);
+        if (const std::int32_t status = family->Initialize(&m_cfgIF); status != WDLT_OK)
+            return status;
     return WDLT_OK;
 }
 
@@ -86,17 +63,3 @@ std::int32_t CConfigControl::EnsureWebDependencies(std::uint32_t value) {
     manager.dwEnable = value;
     return m_pluginManager.WriteConfig(&manager);
 }
-
-template <class Operation>
-std::int32_t CConfigControl::withWebDependencies(bool areNeeded, Operation&& operation) {
-    if (areNeeded)
-        if (const std::int32_t status = EnsureWebDependencies(1); status != WDLT_OK)
-            return status;
-    return std::forward<Operation>(operation)();
-}
-
-#define WDLT_OPERATION(name, operation, mode, caught, parameters, arguments, call)                                     \
-    std::int32_t CConfigControl::operation parameters {                                                                \
-        return guarded(LockMode::mode, caught, [&] { return call; });                                                  \
-    }
-#include "Operations.inc"

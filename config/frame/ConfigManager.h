@@ -19,13 +19,14 @@ class CConfigManager {
 
     // WDLT_E_INVALID_ARGUMENT without `size`, WDLT_E_GENERAL for an address without a helper, WDLT_E_NO_MEMORY without
     // memory for one; else the helper's status.
-    std::int32_t ReadConfig(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input, std::uint64_t configType,
-                            void* data, std::uint64_t* size);
-    std::int32_t WriteConfig(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input, std::uint64_t configType,
-                             void* data, std::uint64_t size);
+    [[nodiscard]] std::int32_t ReadConfig(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input,
+                                          std::uint64_t configType, void* data, std::uint64_t* size);
+    [[nodiscard]] std::int32_t WriteConfig(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input,
+                                           std::uint64_t configType, void* data, std::uint64_t size);
 
     // Each item's result becomes 0 or WDLT_E_ITEM_CONVERSION. Nothing is stored, and nobody told.
-    static std::int32_t VerifyPrivacyItems(const PrivacyViewItem* items, std::int32_t count, std::uint32_t* results);
+    [[nodiscard]] static std::int32_t VerifyPrivacyItems(const PrivacyViewItem* items, std::int32_t count,
+                                                         std::uint32_t* results);
 
     // A helper with a registry store; null for an address without one. Throws std::bad_alloc.
     static std::unique_ptr<WdchHelper> CreateHelper(const HelperAddress& address);

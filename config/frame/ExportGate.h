@@ -8,11 +8,9 @@
 #include <platform/cancellation.h>
 #include <platform/robust.h>
 #include <platform/win32.h>
-#include <wdltcfg/status.h>
 
 #include <atomic>
 #include <cstdint>
-#include <string_view>
 
 class CConfigControl;
 
@@ -60,16 +58,10 @@ class ExportCall {
     ExportCall& operator=(const ExportCall&) = delete;
 
     explicit operator bool() const { return m_inside; }
-    CConfigControl* operator->() const { return g_pConfigControl; }
 
   private:
     const int m_cancellation = WdHoldCancellation();
     const bool m_inside;
 };
-
-// What an export gives while the library isn't attached. One whose name asks answers no: any failure would be a yes in C.
-constexpr std::int32_t refusalOf(std::string_view name) {
-    return name.find("Is") != name.npos ? 0 : WDLT_E_GENERAL;
-}
 
 } // namespace wdlt

@@ -16,31 +16,34 @@ class CCfgHelper {
     CCfgHelper& operator=(const CCfgHelper&) = delete;
 
     // The switch of one scan item. Nothing is written, and so nobody notified, when it stands right already.
-    virtual std::int32_t EnableScanEngine(std::int32_t enable, std::uint32_t protocol, std::uint32_t scan,
-                                          std::uint32_t input);
+    [[nodiscard]] virtual std::int32_t EnableScanEngine(std::int32_t enable, std::uint32_t protocol, std::uint32_t scan,
+                                                        std::uint32_t input);
     // 1 or 0, 0 also when it can't be read.
-    virtual std::int32_t IsScanEngineEnabled(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input);
+    [[nodiscard]] virtual std::int32_t IsScanEngineEnabled(std::uint32_t protocol, std::uint32_t scan,
+                                                           std::uint32_t input);
 
     // WDLT_E_INVALID_ARGUMENT for null (logged).
-    std::int32_t Initialize(CCfgIF* cfgIF);
+    [[nodiscard]] std::int32_t Initialize(CCfgIF* cfgIF);
 
-    std::int32_t Read(CCfgData& cfgData, std::uint64_t size, const void* initial) {
+    [[nodiscard]] std::int32_t Read(CCfgData& cfgData, std::uint64_t size, const void* initial) {
         return m_cfg.Read(cfgData, size, initial);
     }
-    std::int32_t Read(CCfgData& cfgData, std::uint64_t size, const void* initial, std::uint64_t initialSize) {
+    [[nodiscard]] std::int32_t Read(CCfgData& cfgData, std::uint64_t size, const void* initial,
+                                    std::uint64_t initialSize) {
         return m_cfg.Read(cfgData, size, initial, initialSize);
     }
     std::int32_t Read(CCfgData& cfgData) { return m_cfg.Read(cfgData); }
     std::int32_t Write(const CCfgData& cfgData) { return m_cfg.Write(cfgData); }
 
     // Scan 0 is the handler itself.
-    std::int32_t EnableItem(std::int32_t enable, std::uint32_t protocol, std::uint32_t scan, std::uint32_t input);
-    std::int32_t IsItemEnabled(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input);
+    [[nodiscard]] std::int32_t EnableItem(std::int32_t enable, std::uint32_t protocol, std::uint32_t scan,
+                                          std::uint32_t input);
+    [[nodiscard]] std::int32_t IsItemEnabled(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input);
 
     // A handler goes on only while one of its scan items of the low 16 bits is on, and off only when none is: otherwise
     // it stays as it is, which is no failure.
-    std::int32_t EnableProtocolHandler(std::int32_t enable, std::uint32_t protocol);
-    std::int32_t IsProtocolHandlerEnabled(std::uint32_t protocol);
+    [[nodiscard]] std::int32_t EnableProtocolHandler(std::int32_t enable, std::uint32_t protocol);
+    [[nodiscard]] std::int32_t IsProtocolHandlerEnabled(std::uint32_t protocol);
 
     // A question to the running service.
     struct Action {
@@ -53,7 +56,7 @@ class CCfgHelper {
     // none comes in time. A reply that may be that to an earlier action, whose asker died or gave up, is not taken: the
     // service is asked anew, until it is certain. `layAgain`, called before that, lays down what belongs to the
     // question and is the service's to change; false ends it with WDLT_E_GENERAL.
-    std::int32_t ActionEventSender(const Action& action, const std::function<bool()>& layAgain = {});
+    [[nodiscard]] std::int32_t ActionEventSender(const Action& action, const std::function<bool()>& layAgain = {});
 
   private:
     CCfg m_cfg;

@@ -42,7 +42,8 @@ void handOver(Record* callers, const Record& record) {
 
 // `failed` tells of a read that didn't give the record, which is then as it was.
 template <class Record>
-std::int32_t readWhole(CCfgHelper& family, const Address& address, Record& record, const CallFailure& failed) {
+[[nodiscard]] std::int32_t readWhole(CCfgHelper& family, const Address& address, Record& record,
+                                     const CallFailure& failed) {
     CCfgData cfgData(address.protocol, address.scan, address.input, address.configType);
     const std::int32_t status = family.Read(cfgData, sizeof record, nullptr);
     if (status != WDLT_OK) {
@@ -54,8 +55,8 @@ std::int32_t readWhole(CCfgHelper& family, const Address& address, Record& recor
 }
 
 // `unset`: there was no memory for the bytes; `failed`: they weren't written.
-inline std::int32_t writeBytes(CCfgHelper& family, const Address& address, const void* bytes, std::uint64_t size,
-                               const CallFailure& unset, const CallFailure& failed) {
+[[nodiscard]] inline std::int32_t writeBytes(CCfgHelper& family, const Address& address, const void* bytes,
+                                             std::uint64_t size, const CallFailure& unset, const CallFailure& failed) {
     CCfgData cfgData(address.protocol, address.scan, address.input, address.configType);
     if (const std::int32_t status = cfgData.SetData(bytes, size); status != WDLT_OK) {
         unset.tell(status);
@@ -70,9 +71,9 @@ inline std::int32_t writeBytes(CCfgHelper& family, const Address& address, const
 // A list with a type and `count` records in place of the stored one; `unset` and `failed` as above, `outOfMemory` before
 // `unset`.
 template <class List, class Record>
-std::int32_t writeList(CCfgHelper& family, const Address& address, std::uint32_t listType, const Record* records,
-                       std::int32_t count, const CallFailure& unset, const CallFailure& failed,
-                       const EventLine& outOfMemory = {}) {
+[[nodiscard]] std::int32_t writeList(CCfgHelper& family, const Address& address, std::uint32_t listType,
+                                     const Record* records, std::int32_t count, const CallFailure& unset,
+                                     const CallFailure& failed, const EventLine& outOfMemory = {}) {
     CCfgData cfgData(address.protocol, address.scan, address.input, address.configType);
     std::unique_ptr<BYTE[]> list(new (std::nothrow) BYTE[sizeof(List)]());
     if (list == nullptr) {
@@ -94,8 +95,8 @@ std::int32_t writeList(CCfgHelper& family, const Address& address, std::uint32_t
 // Puts a caller's fields over the stored record and writes it back, so that what the caller doesn't have stays as it is
 // stored. Nothing can be written so that was never stored.
 template <class Record, class Overlay>
-std::int32_t writeOver(CCfgHelper& family, const Address& address, Overlay&& overlay, const CallFailure& unread,
-                       const CallFailure& unwritten) {
+[[nodiscard]] std::int32_t writeOver(CCfgHelper& family, const Address& address, Overlay&& overlay,
+                                     const CallFailure& unread, const CallFailure& unwritten) {
     Wiped<Record> record;
     if (const std::int32_t status = readWhole(family, address, *record, unread); status != WDLT_OK)
         return status;
@@ -151,8 +152,8 @@ void takeSome(std::int32_t stored, const BYTE* first, Record* records, std::int3
 
 // The same of a list's records. The list is asked for with a cleared head: of the lists with a type, type 0.
 template <class List, class Record>
-std::int32_t readSome(CCfgHelper& family, const Address& address, Record* records, std::int32_t* count,
-                      FamilyCall& call, const CallFailure& failed) {
+[[nodiscard]] std::int32_t readSome(CCfgHelper& family, const Address& address, Record* records, std::int32_t* count,
+                                    FamilyCall& call, const CallFailure& failed) {
     if (count == nullptr)
         return call.withoutRecords();
     CCfgData cfgData(address.protocol, address.scan, address.input, address.configType);

@@ -20,9 +20,9 @@ struct FeatureSwitch {
     EventLine handlerFailed; // likewise
 
     // The first step that fails ends it with its status; the item stays as it is then.
-    std::int32_t enable(CCfgHelper& helper, std::int32_t enable) const;
+    [[nodiscard]] std::int32_t enable(CCfgHelper& helper, std::int32_t enable) const;
     // 1 or 0; the handler is looked at only when the item is on.
-    std::int32_t isEnabled(CCfgHelper& helper) const;
+    [[nodiscard]] std::int32_t isEnabled(CCfgHelper& helper) const;
 };
 
 // "enable" or "disable", as log lines call it.

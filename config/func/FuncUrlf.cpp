@@ -251,21 +251,23 @@ std::int32_t CFuncUrlf::EnableBackupLKQRetry(std::uint32_t enable) {
 std::int32_t CFuncUrlf::IsBackupLKQRetryEnabled() {
     const FamilyCall call("CFuncUrlf", "IsBackupLKQRetryEnabled");
     std::uint32_t enabled = 1;
-    readWhole(*this, urlFilterAddress(WDLT_CONFIG_URLF_BACKUP_RETRY), enabled, call.failing("read config"));
+    static_cast<void>(
+        readWhole(*this, urlFilterAddress(WDLT_CONFIG_URLF_BACKUP_RETRY), enabled, call.failing("read config")));
     return enabled != 0 ? 1 : 0;
 }
 
 std::int32_t CFuncUrlf::SetSocketFamily(std::uint32_t family) {
     const FamilyCall call("CFuncUrlf", "SetSocketFamily");
-    writeBytes(*this, urlFilterAddress(WDLT_CONFIG_URLF_SOCKET_FAMILY), &family, sizeof family,
-               call.failing("set data to config"), call.failing("write config"));
+    static_cast<void>(writeBytes(*this, urlFilterAddress(WDLT_CONFIG_URLF_SOCKET_FAMILY), &family, sizeof family,
+                                 call.failing("set data to config"), call.failing("write config")));
     return WDLT_OK;
 }
 
 std::int32_t CFuncUrlf::GetSocketFamily(std::uint32_t* family) {
     const FamilyCall call("CFuncUrlf", "GetSocketFamily");
     if (family != nullptr)
-        readWhole(*this, urlFilterAddress(WDLT_CONFIG_URLF_SOCKET_FAMILY), *family, call.failing("read config"));
+        static_cast<void>(
+            readWhole(*this, urlFilterAddress(WDLT_CONFIG_URLF_SOCKET_FAMILY), *family, call.failing("read config")));
     return WDLT_OK;
 }
 
@@ -273,7 +275,7 @@ std::int32_t CFuncUrlf::SetQXNGuid(const char* text) {
     const FamilyCall call("CFuncUrlf", "SetQXNGuid");
     if (text == nullptr)
         return WDLT_OK;
-    writeBytes(*this, urlFilterAddress(WDLT_CONFIG_URLF_QXN_GUID), text, std::strlen(text),
-               call.failing("set data to config"), call.failing("write config"));
+    static_cast<void>(writeBytes(*this, urlFilterAddress(WDLT_CONFIG_URLF_QXN_GUID), text, std::strlen(text),
+                                 call.failing("set data to config"), call.failing("write config")));
     return WDLT_OK;
 }

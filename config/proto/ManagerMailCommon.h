@@ -9,18 +9,18 @@ class CManagerMailCommon final : public WdchHelper {
   public:
     using WdchHelper::WdchHelper;
 
-    std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) override;
-    std::int32_t WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) override;
+    [[nodiscard]] std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) override;
+    [[nodiscard]] std::int32_t WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) override;
 
-    std::int32_t GetAddressCacheFilePath(std::string& path);
+    [[nodiscard]] std::int32_t GetAddressCacheFilePath(std::string& path);
 
   private:
-    std::int32_t readSettings(void* data, std::uint64_t* size);
-    std::int32_t writeSettings(void* data, std::uint64_t size);
+    [[nodiscard]] std::int32_t readSettings(void* data, std::uint64_t* size);
+    [[nodiscard]] std::int32_t writeSettings(void* data, std::uint64_t size);
 
     // `data` is the count, then the records. A read that has less room gives WDLT_E_BUFFER_SIZE and the size;
     // WDLT_E_FILE_NOT_FOUND while there is no file. A write replaces the file, or leaves it as it was.
-    std::int32_t ReadConfigAddressCache(void* data, std::uint64_t* size);
-    std::int32_t WriteConfigAddressCache(const void* data, std::uint64_t size);
-    std::int32_t readMaxCount(DWORD& count);
+    [[nodiscard]] std::int32_t ReadConfigAddressCache(void* data, std::uint64_t* size);
+    [[nodiscard]] std::int32_t WriteConfigAddressCache(const void* data, std::uint64_t size);
+    [[nodiscard]] std::int32_t readMaxCount(DWORD& count);
 };

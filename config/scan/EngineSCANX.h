@@ -7,6 +7,6 @@ class CEngineSCANX final : public WdchHelper {
   public:
     using WdchHelper::WdchHelper;
 
-    std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) override;
-    std::int32_t WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) override;
+    [[nodiscard]] std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) override;
+    [[nodiscard]] std::int32_t WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) override;
 };

@@ -8,6 +8,6 @@ class CEngineSalCommon final : public WdchHelper {
     using WdchHelper::WdchHelper;
 
     // A read never fails on the registry: what can't be read is 0, or an empty text.
-    std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) override;
-    std::int32_t WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) override;
+    [[nodiscard]] std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) override;
+    [[nodiscard]] std::int32_t WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) override;
 };

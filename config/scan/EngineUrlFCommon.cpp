@@ -244,49 +244,42 @@ std::int32_t readQuery(WdchHelper& helper, void* data, std::uint64_t* size) {
     return status;
 }
 
-std::int32_t readCategories(WdchHelper& helper, void* data, std::uint64_t* size) {
-    if (const std::int32_t status = checkReadSize(sizeof(WdpeUrlfCategoryList), size); status != WDLT_OK)
+// A list of one file: what a setting names it by, and the line when it can't be read.
+template <class Store, class List>
+std::int32_t readList(WdchHelper& helper, void* data, std::uint64_t* size, const ListFileName& name,
+                      const EventLine& unread) {
+    if (const std::int32_t status = checkReadSize(sizeof(List), size); status != WDLT_OK)
         return status;
     std::string path;
-    if (const std::int32_t status = findListFile(helper, kUrlFilterFileReport, {.item = "CategoryFile"}, path);
-        status != WDLT_OK)
+    if (const std::int32_t status = findListFile(helper, kUrlFilterFileReport, name, path); status != WDLT_OK)
         return status;
-    const std::int32_t status = CUrlCategoryDB().Read(path.c_str(), data, size);
-    if (status != WDLT_OK)
-        WDLOG_ERROR("CEngineUrlFCommon: Failed to read the Category database (file=%s)", path);
-    return status;
-}
-
-std::int32_t readCategoryGroups(WdchHelper& helper, void* data, std::uint64_t* size) {
-    if (const std::int32_t status = checkReadSize(sizeof(WdpeUrlfCategoryGroupList), size); status != WDLT_OK)
-        return status;
-    std::string path;
-    if (const std::int32_t status = findListFile(helper, kUrlFilterFileReport, {.item = "CategoryGroupFile"}, path);
-        status != WDLT_OK)
-        return status;
-    const std::int32_t status = CUrlCategoryGroupDB().Read(path.c_str(), data, size);
-    if (status != WDLT_OK)
-        WDLOG_ERROR("CEngineUrlFCommon: Failed to read the Category Group database (file=%s)", path);
-    return status;
-}
-
-// Nobody has to have logged anything yet.
-std::int32_t readLogIndex(WdchHelper& helper, void* data, std::uint64_t* size) {
-    if (const std::int32_t status = checkReadSize(sizeof(WdpeUrlfLogIndexList), size); status != WDLT_OK)
-        return status;
-    std::string path;
-    if (const std::int32_t status =
-            findListFile(helper, kUrlFilterFileReport, {.item = "LogIndexFile", .defaultName = "URLLog.dat"}, path);
-        status != WDLT_OK)
-        return status;
-    const std::int32_t status = CUrlLogDB().Read(path.c_str(), data, size);
-    if (status == WDLT_E_FILE_NOT_FOUND) {
-        std::memset(data, 0, sizeof(WdpeUrlfLogIndexList::dwNumOfRecords));
+    const std::int32_t status = Store().Read(path.c_str(), data, size);
+    // Nobody has to have logged anything yet.
+    if (status == WDLT_E_FILE_NOT_FOUND && name.defaultName != nullptr) {
+        std::memset(data, 0, sizeof(List::dwNumOfRecords));
         return WDLT_OK;
     }
     if (status != WDLT_OK)
-        WDLOG_ERROR("CEngineUrlFCommon: Failed to read the log index database (file=%s)", path);
+        unread.tell(kLogError, {path.c_str()}, {});
     return status;
+}
+
+std::int32_t readCategories(WdchHelper& helper, void* data, std::uint64_t* size) {
+    return readList<CUrlCategoryDB, WdpeUrlfCategoryList>(
+        helper, data, size, {.item = "CategoryFile"},
+        "CEngineUrlFCommon: Failed to read the Category database (file=%s)");
+}
+
+std::int32_t readCategoryGroups(WdchHelper& helper, void* data, std::uint64_t* size) {
+    return readList<CUrlCategoryGroupDB, WdpeUrlfCategoryGroupList>(
+        helper, data, size, {.item = "CategoryGroupFile"},
+        "CEngineUrlFCommon: Failed to read the Category Group database (file=%s)");
+}
+
+std::int32_t readLogIndex(WdchHelper& helper, void* data, std::uint64_t* size) {
+    return readList<CUrlLogDB, WdpeUrlfLogIndexList>(
+        helper, data, size, {.item = "LogIndexFile", .defaultName = "URLLog.dat"},
+        "CEngineUrlFCommon: Failed to read the log index database (file=%s)");
 }
 
 constexpr ConfigType kTypes[] = {

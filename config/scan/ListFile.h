@@ -25,8 +25,8 @@ struct ListFileName {
 
 // The name directly behind the install directory, which ends in a backslash. A failure has the store's code;
 // WDLT_E_GENERAL without an install directory.
-std::int32_t findListFile(WdchHelper& helper, const ListFileReport& report, const ListFileName& name,
-                          std::string& path);
+[[nodiscard]] std::int32_t findListFile(WdchHelper& helper, const ListFileReport& report, const ListFileName& name,
+                                        std::string& path);
 
 // The type of a list, the first number of its record.
 std::uint32_t listTypeOf(const void* record);

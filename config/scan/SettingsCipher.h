@@ -16,11 +16,11 @@ class SettingsCipher final : public ProtectedValues {
   public:
     explicit SettingsCipher(WdchHelper& helper) : m_helper(helper) {}
 
-    std::int32_t read(const char* name, std::span<char> text) override;
+    [[nodiscard]] std::int32_t read(const char* name, std::span<char> text) override;
     // As much as the buffer holds, cleared before. `size`: the plain bytes, or those needed where the result is
     // WDLT_E_BUFFER_SIZE. WDLT_E_GENERAL for what doesn't decipher; else the store's code.
-    std::int32_t read(const char* name, std::span<char> buffer, std::uint64_t& size);
-    std::int32_t write(const char* name, std::string_view text) override;
+    [[nodiscard]] std::int32_t read(const char* name, std::span<char> buffer, std::uint64_t& size);
+    [[nodiscard]] std::int32_t write(const char* name, std::string_view text) override;
 
   private:
     WdchHelper& m_helper;

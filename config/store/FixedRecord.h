@@ -31,12 +31,13 @@ struct RecordFrame {
 };
 
 // WDLT_OK for a record of `needed` bytes that can be read into; else what the frame says.
-std::int32_t checkRead(const RecordFrame& frame, std::uint64_t needed, void* data, std::uint64_t* size);
-std::int32_t checkWrite(const RecordFrame& frame, std::uint64_t needed, const void* data, std::uint64_t size);
+[[nodiscard]] std::int32_t checkRead(const RecordFrame& frame, std::uint64_t needed, void* data, std::uint64_t* size);
+[[nodiscard]] std::int32_t checkWrite(const RecordFrame& frame, std::uint64_t needed, const void* data,
+                                      std::uint64_t size);
 
 template <class Record, std::size_t Count>
-std::int32_t readRecord(const RecordFrame& frame, const ValueAccess& access, const FieldOf<Record> (&rows)[Count],
-                        void* data, std::uint64_t* size) {
+[[nodiscard]] std::int32_t readRecord(const RecordFrame& frame, const ValueAccess& access,
+                                      const FieldOf<Record> (&rows)[Count], void* data, std::uint64_t* size) {
     if (const std::int32_t status = checkRead(frame, sizeof(Record), data, size); status != WDLT_OK)
         return status;
     CallersRecord<Record> record(data);
@@ -46,16 +47,16 @@ std::int32_t readRecord(const RecordFrame& frame, const ValueAccess& access, con
 
 // `rows`: the record's, or a part or another order of them.
 template <class Record, class Rows>
-std::int32_t writeRecord(const RecordFrame& frame, const ValueAccess& access, const Rows& rows, void* data,
-                         std::uint64_t size) {
+[[nodiscard]] std::int32_t writeRecord(const RecordFrame& frame, const ValueAccess& access, const Rows& rows,
+                                       void* data, std::uint64_t size) {
     if (const std::int32_t status = checkWrite(frame, sizeof(Record), data, size); status != WDLT_OK)
         return status;
     CallersRecord<Record> record(data);
     return writeValues(access, rows, *record);
 }
 template <class Record, std::size_t Count>
-std::int32_t writeRecord(const RecordFrame& frame, const ValueAccess& access, const FieldOf<Record> (&rows)[Count],
-                         void* data, std::uint64_t size) {
+[[nodiscard]] std::int32_t writeRecord(const RecordFrame& frame, const ValueAccess& access,
+                                       const FieldOf<Record> (&rows)[Count], void* data, std::uint64_t size) {
     return writeRecord<Record>(frame, access, std::span(rows), data, size);
 }
 

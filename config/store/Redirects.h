@@ -25,9 +25,9 @@ class Redirects {
     // One WdchSystemRedirect. WDLT_E_GENERAL for another size, WDLT_E_INVALID_ARGUMENT without a session's name,
     // without data, and without anything that the rule could apply to; else the store's status. An existing session is
     // written over value by value.
-    std::int32_t add(const void* data, std::uint64_t size) const;
+    [[nodiscard]] std::int32_t add(const void* data, std::uint64_t size) const;
     // Its sessionType counts. WDLT_E_NOT_FOUND for a session that isn't there.
-    std::int32_t remove(const void* data, std::uint64_t size) const;
+    [[nodiscard]] std::int32_t remove(const void* data, std::uint64_t size) const;
 
   private:
     WdchSystemRedirect readOne(const std::string& name) const;

@@ -36,15 +36,15 @@ std::int32_t CSystemConfig::ReadConfig(std::uint64_t, void* data, std::uint64_t*
     CallersRecord<WdchSystemData> record(data);
     record.clear();
     const ValueAccess access{*this, kSystemReport};
-    readValues(access, kSystemFields, *record);
+    static_cast<void>(readValues(access, kSystemFields, *record)); // each row has a default
     readHandlerList(*record);
-    readValues(access, kSystemReadOnlyFields, *record);
+    static_cast<void>(readValues(access, kSystemReadOnlyFields, *record));
     return WDLT_OK;
 }
 
 void CSystemConfig::readHandlerList(WdchSystemData& record) {
     std::vector<std::string> handlers;
-    store->EnumSubSections(protocol, scan, input, kHandlerFolder, handlers);
+    static_cast<void>(store->EnumSubSections(protocol, scan, input, kHandlerFolder, handlers)); // likewise
     for (const std::string& handler : handlers) {
         const std::string section = std::string(kHandlerFolder).append("\\").append(handler);
         DWORD enable = 0;

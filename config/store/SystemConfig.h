@@ -11,9 +11,9 @@ class CSystemConfig final : public WdchHelper {
     using WdchHelper::WdchHelper;
 
     // WDLT_E_BUFFER_SIZE with the size for any other size; else 0: a value that can't be read takes its default.
-    std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) override;
+    [[nodiscard]] std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) override;
     // The handler list and the two read-only settings are left as stored, whatever the record holds.
-    std::int32_t WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) override;
+    [[nodiscard]] std::int32_t WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) override;
 
   private:
     void readHandlerList(WdchSystemData& record);

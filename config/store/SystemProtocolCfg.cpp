@@ -47,7 +47,7 @@ std::int32_t CSystemProtocolCfg::ReadConfig(std::uint64_t, void* data, std::uint
     DWORD nameSize = sizeof record->name;
     if (ReadItem("", "", record->name, &nameSize, false) != WDLT_OK)
         record->name[0] = '\0';
-    readValues({*this, kHandlerReport}, kHandlerFields, *record);
+    static_cast<void>(readValues({*this, kHandlerReport}, kHandlerFields, *record)); // each row has a default
     record->dependentScanEngine = GetDependentScanEngine();
     record->redirectCount = count;
     redirects.read({entries, count * kRedirectSize});

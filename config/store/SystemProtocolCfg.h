@@ -10,15 +10,15 @@ class CSystemProtocolCfg final : public WdchHelper {
 
     // WDLT_E_BUFFER_SIZE with the size, which the number of redirects gives, for any other size; WDLT_E_GENERAL without
     // data.
-    std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) override;
+    [[nodiscard]] std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) override;
     // WDLT_CONFIG_DEFAULT writes the handler's own values, WDLT_CONFIG_REDIRECT_ADD and _DELETE one redirect.
     // WDLT_E_INVALID_ARGUMENT for any other type and without data.
-    std::int32_t WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) override;
+    [[nodiscard]] std::int32_t WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) override;
 
     // The scan bits whose items are on; the HTTP file scan counts as the virus scan of HTTP.
     DWORD GetDependentScanEngine();
 
   private:
-    std::int32_t writeHandler(void* data, std::uint64_t size);
+    [[nodiscard]] std::int32_t writeHandler(void* data, std::uint64_t size);
     bool isFileScanOn();
 };

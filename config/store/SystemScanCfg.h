@@ -10,7 +10,7 @@ class CSystemScanCfg : public WdchHelper {
 
     // WDLT_E_BUFFER_SIZE with the size for any other size, WDLT_E_GENERAL without data; a value that can't be read
     // takes its default.
-    std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) override;
+    [[nodiscard]] std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) override;
     // WDLT_E_GENERAL for anything but a whole record, and when a value can't be written: those before it stay.
-    std::int32_t WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) override;
+    [[nodiscard]] std::int32_t WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) override;
 };

@@ -9,6 +9,6 @@ class CSystemScanCommonCfg final : public WdchHelper {
     using WdchHelper::WdchHelper;
 
     // As CSystemScanCfg.
-    std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) override;
-    std::int32_t WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) override;
+    [[nodiscard]] std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) override;
+    [[nodiscard]] std::int32_t WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) override;
 };

@@ -10,6 +10,6 @@ class CSystemScanHttpsCfg final : public CSystemScanCfg {
 
     // Unlike the other items' records this one needs all its files: the first that can't be read ends the read with the
     // store's status.
-    std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) override;
-    std::int32_t WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) override;
+    [[nodiscard]] std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) override;
+    [[nodiscard]] std::int32_t WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) override;
 };

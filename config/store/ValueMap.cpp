@@ -187,7 +187,7 @@ bool isTerminated(const Field& row, void* record) {
 }
 
 std::int32_t notTerminated(const ValueAccess& access, const Field& row) {
-    writeFailed(access, row, WDLT_E_INVALID_ARGUMENT);
+    access.report.writeFailed.tell(kLogError, {writeName(row)}, {WDLT_E_INVALID_ARGUMENT});
     return WDLT_E_INVALID_ARGUMENT;
 }
 

@@ -35,8 +35,8 @@ struct ValueReport {
 class ProtectedValues {
   public:
     virtual ~ProtectedValues() = default;
-    virtual std::int32_t read(const char* name, std::span<char> text) = 0;
-    virtual std::int32_t write(const char* name, std::string_view text) = 0;
+    [[nodiscard]] virtual std::int32_t read(const char* name, std::span<char> text) = 0;
+    [[nodiscard]] virtual std::int32_t write(const char* name, std::string_view text) = 0;
 };
 
 // The values of one helper's address: where rows are read from and written to.
@@ -47,22 +47,23 @@ struct ValueAccess {
     const char* section = "";
 };
 
-std::int32_t readValue(const ValueAccess& access, const Field& row, void* record, const void* defaults);
+[[nodiscard]] std::int32_t readValue(const ValueAccess& access, const Field& row, void* record, const void* defaults);
 
 // Writes one value without a line for its failure; WDLT_E_INVALID_ARGUMENT for a text without its terminator.
-std::int32_t writeValue(const ValueAccess& access, const Field& row, void* record);
-std::int32_t writeFailed(const ValueAccess& access, const Field& row, std::int32_t status);
+[[nodiscard]] std::int32_t writeValue(const ValueAccess& access, const Field& row, void* record);
+[[nodiscard]] std::int32_t writeFailed(const ValueAccess& access, const Field& row, std::int32_t status);
 
 // False for a text that fills its field, or a list's slot, without a terminator: stored, it could never be read again.
 bool isTerminated(const Field& row, void* record);
 // A line for the row's failure, and WDLT_E_INVALID_ARGUMENT.
-std::int32_t notTerminated(const ValueAccess& access, const Field& row);
+[[nodiscard]] std::int32_t notTerminated(const ValueAccess& access, const Field& row);
 
 // Reads the rows in order into a record that the caller has cleared. The first failure that isn't covered ends it:
 // fields read before it stay. `rows`: a table or a part of one; `defaults`: a whole record for the rows that take
 // theirs from one.
 template <class Rows, class Record>
-std::int32_t readValues(const ValueAccess& access, const Rows& rows, Record& record, const Record* defaults = nullptr) {
+[[nodiscard]] std::int32_t readValues(const ValueAccess& access, const Rows& rows, Record& record,
+                                      const Record* defaults = nullptr) {
     for (const FieldOf<Record>& row : rows)
         if (const std::int32_t status = readValue(access, row, &record, defaults); status != WDLT_OK)
             return status;
@@ -73,7 +74,7 @@ std::int32_t readValues(const ValueAccess& access, const Rows& rows, Record& rec
 // stays, and what comes after it isn't touched. A text without its terminator is WDLT_E_INVALID_ARGUMENT before
 // anything is written.
 template <class Rows, class Record>
-std::int32_t writeValues(const ValueAccess& access, const Rows& rows, Record& record) {
+[[nodiscard]] std::int32_t writeValues(const ValueAccess& access, const Rows& rows, Record& record) {
     for (const FieldOf<Record>& row : rows)
         if (!row.isReadOnly && !isTerminated(row, &record))
             return notTerminated(access, row);

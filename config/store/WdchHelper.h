@@ -31,13 +31,14 @@ class WdchHelper {
 
     // `data` is the caller's record, at any alignment, or null; `size` its byte count, overwritten with the size needed
     // where the result is WDLT_E_BUFFER_SIZE.
-    virtual std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) = 0;
+    [[nodiscard]] virtual std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) = 0;
     // `data` is not const: some helpers correct the caller's record to what they store.
-    virtual std::int32_t WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) = 0;
+    [[nodiscard]] virtual std::int32_t WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) = 0;
 
     // One value at the helper's own address; the store's status.
-    std::int32_t ReadItem(const char* section, const char* name, void* data, DWORD* size, bool wide);
-    std::int32_t WriteItem(const char* section, const char* name, DWORD type, const void* data, DWORD size, bool wide);
+    [[nodiscard]] std::int32_t ReadItem(const char* section, const char* name, void* data, DWORD* size, bool wide);
+    [[nodiscard]] std::int32_t WriteItem(const char* section, const char* name, DWORD type, const void* data,
+                                         DWORD size, bool wide);
 
     // Texts of the system's own key, at most 259 bytes, empty when they can't be read. Both folders end in a backslash
     // when the system's record wrote them.

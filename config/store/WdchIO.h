@@ -20,23 +20,24 @@ class WdchIO {
     // the size. An empty `name` gives the last component of the key's path instead of a value. WDLT_E_BUFFER_SIZE: the
     // buffer is too small and `size` says what it takes; WDLT_E_INVALID_ARGUMENT: the address has no path;
     // WDLT_E_REGISTRY: the key can't be opened; WDLT_E_NOT_FOUND: no such value.
-    virtual std::int32_t ReadValue(DWORD protocol, DWORD scan, DWORD input, const char* section, const char* name,
-                                   void* data, DWORD* size, bool wide) = 0;
+    [[nodiscard]] virtual std::int32_t ReadValue(DWORD protocol, DWORD scan, DWORD input, const char* section,
+                                                 const char* name, void* data, DWORD* size, bool wide) = 0;
 
     // Appends the names of the subkeys, in the store's order. WDLT_E_REGISTRY when the key can't be opened.
-    virtual std::int32_t EnumSubSections(DWORD protocol, DWORD scan, DWORD input, const char* section,
-                                         std::vector<std::string>& names) = 0;
+    [[nodiscard]] virtual std::int32_t EnumSubSections(DWORD protocol, DWORD scan, DWORD input, const char* section,
+                                                       std::vector<std::string>& names) = 0;
 
     // Writes one value and creates the keys that are missing on its path. WDLT_E_GENERAL: the address has no path;
     // WDLT_E_REGISTRY: anything else.
-    virtual std::int32_t WriteValue(DWORD protocol, DWORD scan, DWORD input, const char* section, const char* name,
-                                    DWORD type, const void* data, DWORD size, bool wide) = 0;
+    [[nodiscard]] virtual std::int32_t WriteValue(DWORD protocol, DWORD scan, DWORD input, const char* section,
+                                                  const char* name, DWORD type, const void* data, DWORD size,
+                                                  bool wide) = 0;
 
     // Deletes one subkey that has no subkeys of its own. WDLT_E_GENERAL: the address has no path; WDLT_E_NOT_FOUND: no
     // such subkey; else WDLT_E_REGISTRY.
-    virtual std::int32_t DeleteSubSection(DWORD protocol, DWORD scan, DWORD input, const char* section,
-                                          const char* subSection) = 0;
+    [[nodiscard]] virtual std::int32_t DeleteSubSection(DWORD protocol, DWORD scan, DWORD input, const char* section,
+                                                        const char* subSection) = 0;
 
-    virtual std::int32_t DeleteValue(DWORD protocol, DWORD scan, DWORD input, const char* section,
-                                     const char* name) = 0;
+    [[nodiscard]] virtual std::int32_t DeleteValue(DWORD protocol, DWORD scan, DWORD input, const char* section,
+                                                   const char* name) = 0;
 };

@@ -291,7 +291,8 @@ LONG deleteKey(HKEY key, const Char* subKey) {
     return fail(base.store().write(std::make_shared<DeleteKeyChange>(base.reference(), path.folded())));
 }
 
-LONG deleteValue(HKEY key, LPCSTR name) {
+template <typename Char>
+LONG deleteValue(HKEY key, const Char* name) {
     ValueName valueName;
     if (const DWORD error = valueName.set(name))
         return failWrite(static_cast<LONG>(error));
@@ -372,6 +373,10 @@ LONG RegDeleteKeyW(HKEY key, LPCWSTR subKey) {
 }
 
 LONG RegDeleteValueA(HKEY key, LPCSTR name) {
+    return wd::writeCall([&] { return wd::deleteValue(key, name); });
+}
+
+LONG RegDeleteValueW(HKEY key, LPCWSTR name) {
     return wd::writeCall([&] { return wd::deleteValue(key, name); });
 }
 

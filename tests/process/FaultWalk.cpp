@@ -262,8 +262,10 @@ std::string Walk::point(const Around& around, Disturbance* disturbance) const {
     const bool inSteps = m_operation.inSteps || !died;
     const bool mayLeave =
         died || disturbance == nullptr || disturbance->metCleaning() || (m_operation.keepsWork && !isDone);
-    if (const std::string complaint = next({m_before, m_behind, isDone, inSteps, mayLeave}); !complaint.empty())
-        return "status " + std::to_string(status) + ", and " + complaint;
+    // Under a sanitizer the process itself is what is looked at; a value that is stuck is told by the next one alone.
+    if (!kIsSanitized || m_operation.stuck != WDLT_OK)
+        if (const std::string complaint = next({m_before, m_behind, isDone, inSteps, mayLeave}); !complaint.empty())
+            return "status " + std::to_string(status) + ", and " + complaint;
     if (stands && !one.run() && one.ending() != 0)
         return "behind it the process itself " + (one.ending() == 1 ? "is refused" : told(one.ending()));
     if (stands && !m_report->isStuck && m_report->descriptors != m_descriptors)

@@ -75,29 +75,24 @@ inline void deleteValue(std::string_view key, const char* name) {
         RegDeleteValueA(handle.get(), name);
 }
 
-// Names of a key's subkeys; the key is given from the root, empty for the root itself.
-inline std::vector<std::string> subkeys(const std::string& key) {
+// Names below a key, which is given from the root, empty for the root itself.
+template <class Enumerate>
+std::vector<std::string> namesIn(const std::string& key, Enumerate&& enumerate) {
     std::vector<std::string> names;
     const TestKey handle = TestKey::open(key.c_str());
     char name[512];
     DWORD length = sizeof name;
     for (DWORD index = 0;
-         handle && RegEnumKeyExA(handle.get(), index, name, &length, nullptr, nullptr, nullptr, nullptr) == 0;
+         handle && enumerate(handle.get(), index, name, &length, nullptr, nullptr, nullptr, nullptr) == 0;
          ++index, length = sizeof name)
         names.emplace_back(name, length);
     return names;
 }
-
+inline std::vector<std::string> subkeys(const std::string& key) {
+    return namesIn(key, RegEnumKeyExA);
+}
 inline std::vector<std::string> values(const std::string& key) {
-    std::vector<std::string> names;
-    const TestKey handle = TestKey::open(key.c_str());
-    char name[512];
-    DWORD length = sizeof name;
-    for (DWORD index = 0;
-         handle && RegEnumValueA(handle.get(), index, name, &length, nullptr, nullptr, nullptr, nullptr) == 0;
-         ++index, length = sizeof name)
-        names.emplace_back(name, length);
-    return names;
+    return namesIn(key, RegEnumValueA);
 }
 
 // Deletes everything, so that cases of one program don't see each other's tree when they share a process.

@@ -26,29 +26,6 @@ bool isGone(LONG code) {
     return isMissing(code) || code == static_cast<LONG>(ERROR_KEY_DELETED);
 }
 
-/* RegDeleteValue takes the name in the system code page only, where a surrogate half stands for an invalid byte. */
-std::string narrowName(const std::u16string& name) {
-    std::string narrow;
-    for (std::size_t begin = 0; begin < name.size();) {
-        std::size_t end = begin;
-        const auto isEscapedByte = [&](std::size_t i) {
-            const bool behindHigh = i > begin && isHighSurrogate(name[i - 1]);
-            return name[i] >= 0xDC80 && name[i] <= 0xDCFF && !behindHigh;
-        };
-        while (end < name.size() && !isEscapedByte(end))
-            ++end;
-        std::string part;
-        if (!narrowFromUtf8(utf8FromUtf16(std::u16string_view(name).substr(begin, end - begin)), part))
-            throw ToolError(ExitStatus::Failure,
-                            fmt::format("{}: the system code page lacks a character of the name", displayText(name)));
-        narrow += part;
-        if (end < name.size())
-            narrow.push_back(static_cast<char>(name[end] - 0xDC00));
-        begin = end + 1;
-    }
-    return narrow;
-}
-
 } // namespace
 
 RegistryKey RegistryKey::open(std::u16string path, REGSAM access) {
@@ -152,7 +129,7 @@ bool RegistryKey::deleteValue(const std::u16string& name) const {
     // Looked for first: inside a batch a failing write, even this one, would discard the rest.
     if (!value(name))
         return false;
-    const LONG error = RegDeleteValueA(m_key, narrowName(name).c_str());
+    const LONG error = RegDeleteValueW(m_key, name.c_str());
     if (error != 0 && !isMissing(error))
         throw LayerError(describe(name), error);
     return error == 0;

@@ -8,7 +8,7 @@ class CEnginePDP final : public WdchHelper {
     using WdchHelper::WdchHelper;
 
     // Only with WDLT_CONFIG_PRIVACY_TABLE_READ.
-    std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) override;
+    [[nodiscard]] std::int32_t ReadConfig(std::uint64_t configType, void* data, std::uint64_t* size) override;
     // Only with WDLT_CONFIG_PRIVACY_TABLE_WRITE, of which the low 32 bits count.
-    std::int32_t WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) override;
+    [[nodiscard]] std::int32_t WriteConfig(std::uint64_t configType, void* data, std::uint64_t size) override;
 };

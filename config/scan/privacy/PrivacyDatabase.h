@@ -32,28 +32,30 @@ struct PrivacyDatabase {
     static constexpr std::size_t kPatternBytes = 112; // of a search record, plain
 
     // Fails for any other magic or version.
-    static std::int32_t GetPrivacyDBHeader(BufferedFile& file, PrivacyDBHeader& header);
+    [[nodiscard]] static std::int32_t GetPrivacyDBHeader(BufferedFile& file, PrivacyDBHeader& header);
     // Doesn't look at the records: a file that ends among them fails at what comes next.
-    static std::int32_t SkipPrivacySearchData(BufferedFile& file, const PrivacyDBHeader& header);
-    static std::int32_t GetPrivacyDBExclusionHeader(BufferedFile& file, PrivacyDBExclusionHeader& exclusionHeader);
+    [[nodiscard]] static std::int32_t SkipPrivacySearchData(BufferedFile& file, const PrivacyDBHeader& header);
+    [[nodiscard]] static std::int32_t GetPrivacyDBExclusionHeader(BufferedFile& file,
+                                                                  PrivacyDBExclusionHeader& exclusionHeader);
     // Appends; nothing of a file that has less.
-    static std::int32_t GetBinaryData(BufferedFile& file, std::uint64_t size, std::string& bytes);
+    [[nodiscard]] static std::int32_t GetBinaryData(BufferedFile& file, std::uint64_t size, std::string& bytes);
     // Deciphered: the pattern's first 113 bytes are its plain ones and a zero.
-    static std::int32_t GetPrivacySearchData(BufferedFile& file, DWORD dwDataCount,
-                                             WipedVector<PrivacySearchRecord>& records);
+    [[nodiscard]] static std::int32_t GetPrivacySearchData(BufferedFile& file, DWORD dwDataCount,
+                                                           WipedVector<PrivacySearchRecord>& records);
     // Of any target. A text is always terminated.
-    static std::int32_t GetPrivacyExclusionItem(BufferedFile& file, DWORD count,
-                                                WipedVector<PrivacyExclusionItem>& items);
+    [[nodiscard]] static std::int32_t GetPrivacyExclusionItem(BufferedFile& file, DWORD count,
+                                                              WipedVector<PrivacyExclusionItem>& items);
 
     // WDLT_E_INVALID_ARGUMENT for a mask without a charset.
-    static std::int32_t WritePrivacyDBHeader(BufferedFile& file, DWORD charSetEntry, DWORD itemCount);
-    static std::int32_t WritePrivacyExclusionHeader(BufferedFile& file, const PrivacyDBExclusionHeader& header);
+    [[nodiscard]] static std::int32_t WritePrivacyDBHeader(BufferedFile& file, DWORD charSetEntry, DWORD itemCount);
+    [[nodiscard]] static std::int32_t WritePrivacyExclusionHeader(BufferedFile& file,
+                                                                  const PrivacyDBExclusionHeader& header);
     // Takes what it writes from the front.
-    static std::int32_t WriteBinaryData(BufferedFile& file, std::string& bytes);
+    [[nodiscard]] static std::int32_t WriteBinaryData(BufferedFile& file, std::string& bytes);
     // The exclusion header and all records, from `count` items at any alignment. WDLT_E_INVALID_ARGUMENT, before
     // anything is written, for an item without a text, without its terminator, or of another target than
     // WDLT_PRIVACY_EXCLUSION_TARGET.
-    static std::int32_t WritePrivacyExclusionPart(BufferedFile& file, const void* items, DWORD count);
+    [[nodiscard]] static std::int32_t WritePrivacyExclusionPart(BufferedFile& file, const void* items, DWORD count);
 
     // Of a mask; its highest bit doesn't count.
     static DWORD GetCharSetCount(DWORD mask);

@@ -18,16 +18,16 @@ class PrivacyItems {
     explicit PrivacyItems(WdchHelper& helper) : m_helper(helper) {}
 
     // Appends the first `count` items. The first value that can't be read ends it.
-    std::int32_t GetPrivacyViewData(DWORD count, WipedVector<PrivacyViewItem>& items);
+    [[nodiscard]] std::int32_t GetPrivacyViewData(DWORD count, WipedVector<PrivacyViewItem>& items);
     // The first value that can't be written ends it; those before it stay.
-    std::int32_t WritePrivacyViewData(std::span<const PrivacyViewItem> items);
+    [[nodiscard]] std::int32_t WritePrivacyViewData(std::span<const PrivacyViewItem> items);
     // The items from the place `from` up to but without `to`. A privacy data that can't be deleted doesn't end it; the
     // status is that of the last one.
-    std::int32_t DeletePrivacyViewData(DWORD from, DWORD to);
+    [[nodiscard]] std::int32_t DeletePrivacyViewData(DWORD from, DWORD to);
 
   private:
-    std::int32_t readData(const char* name, PrivacyViewItem& item);
-    std::int32_t writeData(const char* name, const PrivacyViewItem& item);
+    [[nodiscard]] std::int32_t readData(const char* name, PrivacyViewItem& item);
+    [[nodiscard]] std::int32_t writeData(const char* name, const PrivacyViewItem& item);
 
     WdchHelper& m_helper;
 };

@@ -18,7 +18,7 @@ class StartedConverter final : public CCharSetConverter {
   public:
     ~StartedConverter() override;
     // 0, WDLT_E_CHARSET_START or WDLT_E_CHARSET, with the operation's lines for a failure.
-    std::int32_t start(const char* operation);
+    [[nodiscard]] std::int32_t start(const char* operation);
 
   private:
     bool m_isStarted = false;
@@ -29,16 +29,18 @@ struct PrivacySearchData {
     // charset library fails to start, WDLT_E_CHARSET when it can't be had otherwise, the converter's status for an item
     // that can't be in one of the charsets (that us-ascii lacks it is no failure, unless the text is in us-ascii),
     // WDLT_E_FILE for the file.
-    static std::int32_t WritePrivacySearchData(BufferedFile& file, DWORD defaultCharSet, DWORD charSetEntry,
-                                               std::span<const PrivacyViewItem> viewItems);
+    [[nodiscard]] static std::int32_t WritePrivacySearchData(BufferedFile& file, DWORD defaultCharSet,
+                                                             DWORD charSetEntry,
+                                                             std::span<const PrivacyViewItem> viewItems);
     // The records of one item, enciphered as they stand in the file, in ascending order of their charsets' bits. The
     // converter is started. A failure leaves the records of the charsets before it.
-    static std::int32_t CreatePrivacySearchData(const CCharSetConverter& converter, DWORD defaultCharSet,
-                                                DWORD charSetEntry, const PrivacyViewItem& viewItem,
-                                                std::vector<PrivacySearchRecord>& records, DWORD& searchIndex);
+    [[nodiscard]] static std::int32_t CreatePrivacySearchData(const CCharSetConverter& converter, DWORD defaultCharSet,
+                                                              DWORD charSetEntry, const PrivacyViewItem& viewItem,
+                                                              std::vector<PrivacySearchRecord>& records,
+                                                              DWORD& searchIndex);
     // Whether WritePrivacySearchData could convert the item. Nothing is kept.
-    static std::int32_t VerifyItem(const CCharSetConverter& converter, DWORD defaultCharSet, DWORD charSetEntry,
-                                   const PrivacyViewItem& viewItem);
+    [[nodiscard]] static std::int32_t VerifyItem(const CCharSetConverter& converter, DWORD defaultCharSet,
+                                                 DWORD charSetEntry, const PrivacyViewItem& viewItem);
 };
 
 } // namespace wdlt

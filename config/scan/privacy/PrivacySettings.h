@@ -14,18 +14,18 @@ class PrivacySettings {
     explicit PrivacySettings(WdchHelper& helper) : m_helper(helper) {}
 
     // WDLT_E_GENERAL for the first value that can't be read. File names come without a path.
-    std::int32_t GetPrivacyControlData(PrivacyControlData& control);
+    [[nodiscard]] std::int32_t GetPrivacyControlData(PrivacyControlData& control);
     // The count of items alone. WDLT_E_GENERAL when it can't be written.
-    std::int32_t WritePrivacyControlData(const PrivacyControlData& control);
-    std::int32_t GetMaxExclusionCount(DWORD& maximum);
+    [[nodiscard]] std::int32_t WritePrivacyControlData(const PrivacyControlData& control);
+    [[nodiscard]] std::int32_t GetMaxExclusionCount(DWORD& maximum);
     // Where the database lies. The install directory may be unknown: then this is a bare name.
-    std::int32_t findDatabase(std::string& path);
+    [[nodiscard]] std::int32_t findDatabase(std::string& path);
 
     // The store's status; `operation` is whose lines tell of a failure.
-    std::int32_t readItemEntryMax(const char* operation, DWORD& maximum);
-    std::int32_t readCharSetEntry(const char* operation, DWORD& charSets);
+    [[nodiscard]] std::int32_t readItemEntryMax(const char* operation, DWORD& maximum);
+    [[nodiscard]] std::int32_t readCharSetEntry(const char* operation, DWORD& charSets);
     // No line.
-    std::int32_t readNumber(const char* name, DWORD& number);
+    [[nodiscard]] std::int32_t readNumber(const char* name, DWORD& number);
 
   private:
     WdchHelper& m_helper;

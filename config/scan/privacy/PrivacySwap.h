@@ -23,13 +23,13 @@ class PrivacySwap {
     PrivacySwap& operator=(const PrivacySwap&) = delete;
 
     // WDLT_E_FILE, for a database marked read-only too.
-    std::int32_t BackupDatabase();
+    [[nodiscard]] std::int32_t BackupDatabase();
     // WDLT_E_TEMP_FILE without a name, else WDLT_E_FILE; no file is left then.
-    std::int32_t OpenTempFileToWrite();
+    [[nodiscard]] std::int32_t OpenTempFileToWrite();
     BufferedFile& file() { return m_file; }
     // Closes the file and puts it in place. WDLT_E_FILE when that fails, and the file stays; WDLT_E_FILE also when the
     // copy of the old database can't be deleted. `operation` is whose lines tell.
-    std::int32_t replace(const char* operation);
+    [[nodiscard]] std::int32_t replace(const char* operation);
 
     // Whether both names are texts without a separator, and two.
     static bool areFileNames(const PrivacyControlData& control);

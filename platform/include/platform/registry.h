@@ -66,6 +66,7 @@ WD_API LONG RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, c
 WD_API LONG RegDeleteKeyA(HKEY key, LPCSTR subKey);
 WD_API LONG RegDeleteKeyW(HKEY key, LPCWSTR subKey);
 WD_API LONG RegDeleteValueA(HKEY key, LPCSTR name);
+WD_API LONG RegDeleteValueW(HKEY key, LPCWSTR name);
 
 WD_API LONG RegFlushKey(HKEY key);
 WD_API LONG RegCloseKey(HKEY key);

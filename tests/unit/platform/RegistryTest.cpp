@@ -81,7 +81,7 @@ TEST(RegistryValues, KeepTypeAndBytes) {
         EXPECT_EQ(key.bytes(row.name), row.data);
     }
     EXPECT_EQ(key.bytes("unknown type"), rows[3].data);
-    EXPECT_EQ(RegDeleteValueA(key.get(), "unknown type"), 0);
+    EXPECT_EQ(RegDeleteValueW(key.get(), WTEXT("unknown type")), 0);
     EXPECT_EQ(RegDeleteValueA(key.get(), "unknown type"), kMissing);
     EXPECT_EQ(key.bytes(""), "");
 }
