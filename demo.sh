@@ -21,7 +21,7 @@ unset WARDLET_ACP WARDLET_DURABILITY WARDLET_TIME_SCALE
 
 quietly() { "$@" >"$home/build.log" 2>&1 || { cat "$home/build.log" >&2; exit 1; }; }
 quietly cmake --preset release -DWDLT_QUICK_BUILD=ON -DWDLT_BUILD_TESTS=OFF
-echo "Building: MINUTES on two cores, the first time"
+echo "Building: a minute or two on two cores, the first time ..."
 build=(cmake --build --preset release --target wdltctl wdltreg wardlet-peer WdltCfg WdDbg64)
 if [ -t 1 ]; then "${build[@]}"; else quietly "${build[@]}"; fi # on a terminal the build shows how far it is
 PATH=$PWD/build/release/bin:$PATH

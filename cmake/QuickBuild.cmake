@@ -2,7 +2,7 @@
 # headers once, and their sources are taken eight at a time, so that what they include isn't parsed for each again. The
 # other builds take each source by itself, so that one that includes less than it uses shows.
 function(wdlt_quickly first)
-    if(NOT WDLT_QUICK_BUILD)
+    if(NOT WDLT_QUICK_BUILD OR WDLT_EACH_SOURCE)
         return()
     endif()
     target_precompile_headers(${first} PRIVATE

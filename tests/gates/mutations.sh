@@ -74,7 +74,7 @@ if command -v ccache >/dev/null; then
     export CCACHE_BASEDIR=$copy CCACHE_NOHASHDIR=1 CCACHE_SLOPPINESS=pch_defines,time_macros
     launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache -DCMAKE_C_COMPILER_LAUNCHER=ccache)
 fi
-cmake --preset debug -B build -DWDLT_QUICK_BUILD=ON -DWDLT_TEST_TIMEOUT=60 "${launcher[@]}" >build.log
+cmake --preset debug -B build -DWDLT_QUICK_BUILD=ON -DWDLT_EACH_SOURCE=ON -DWDLT_TEST_TIMEOUT=60 "${launcher[@]}" >build.log
 build || { tail -5 build.log >&2; exit 2; }
 found=$(look)
 [ -z "$found" ] || { echo "without a fault, $found fails" >&2; exit 2; }
