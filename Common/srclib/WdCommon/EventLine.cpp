@@ -14,7 +14,7 @@ void EventLine::tell(DWORD level, std::initializer_list<const char*> names,
     std::array<LogArgument, kMostNames + kMostNumbers> arguments{};
     const std::size_t count = m_names + m_numbers;
     for (std::size_t i = 0; i < count; ++i)
-        if (m_isNameAt[i])
+        if ((m_namesAt >> i & 1U) != 0)
             arguments[i] = LogArgument::of(name == names.end() ? "" : *name++);
         else
             arguments[i] = LogArgument::of(number == numbers.end() ? std::int64_t{0} : *number++);

@@ -32,7 +32,7 @@ class EventLine {
             if (isName || isNumber) {
                 if ((isName ? m_names == kMostNames : m_numbers == kMostNumbers))
                     format::badLogFormat("more conversions than an event has");
-                m_isNameAt[m_names + m_numbers] = isName;
+                m_namesAt |= isName ? 1U << (m_names + m_numbers) : 0U;
                 ++(isName ? m_names : m_numbers);
             } else if (conversion.wants != format::Wants::Percent) {
                 format::badLogFormat("a conversion that no event has");
@@ -50,9 +50,9 @@ class EventLine {
     const char* m_text = nullptr;
     const char* m_file = nullptr;
     unsigned m_line = 0;
-    std::size_t m_names = 0;
-    std::size_t m_numbers = 0;
-    bool m_isNameAt[kMostNames + kMostNumbers]{};
+    unsigned m_names = 0;
+    unsigned m_numbers = 0;
+    unsigned m_namesAt = 0; // a bit for each conversion; an array in an object made while compiling is lost by clang 14
 };
 
 } // namespace wdlt
