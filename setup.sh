@@ -12,7 +12,7 @@ packages=(
     libicu-dev                             # code pages and charsets
     libcli11-dev nlohmann-json3-dev libfmt-dev # the tools
 )
-tests=(libgtest-dev libgmock-dev)
+tests=(git libgtest-dev libgmock-dev)
 gates=(
     clang clang-format clang-tidy libclang-rt-14-dev # sanitizers, fuzzing
     spin                                   # walks the model of the lock

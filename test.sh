@@ -50,8 +50,8 @@ kill_by_the_thousand() {
 }
 # At every point.
 fault_walk() { WDLT_WALK_STRIDE=1 run_tests release -R FaultWalk; }
-# Over a tree that is only configured, without the sources that are compiled once more for the tests. Most
-# rooms in batches: most of the time goes into the headers of others, which each source would be looked through with.
+# Over a tree that is only configured, without the sources that are compiled once more for the tests. In batches: most of
+# the time goes into the headers of others, which each source would be looked through with.
 tidy() {
     cmake --preset clang -B build/tidy -DWDLT_BUILD_TESTS=OFF -DWDLT_QUICK_BUILD=ON \
         -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON >/dev/null && tests/gates/tidy.sh build/tidy "$jobs"

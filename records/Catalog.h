@@ -41,7 +41,8 @@ inline constexpr auto kFileEngine =
 inline constexpr auto kScanLimit = number(WDLT_IN(WdltVsConfig, dwLimitSize), nullptr)
                                        .reads(atMost(WDLT_MAX_SCAN_SIZE))
                                        .is("largest that is scanned; stored with the limits of its protocol");
-inline constexpr auto kSalSwitch = number(WDLT_IN(WdltSalConfig, dwEnable), nullptr).flag("SAL is on");
+inline constexpr auto kSalSwitch =
+    number(WDLT_IN(WdltSalConfig, dwEnable), nullptr).flag("SAL is on; the HTTP handler is asked to go on");
 inline constexpr auto kSpamLevel = number(WDLT_IN(WdltAspmConfig, dwLevel), nullptr)
                                        .takes(0, kHighestSpamLevel)
                                        .is("level of detection; stored with POP3's");

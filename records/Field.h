@@ -350,13 +350,17 @@ constexpr FieldOf<Record> numberList(const MemberOf<Record, Member>& place, cons
     return field;
 }
 
-// The row of a table for a member; one that isn't there doesn't compile.
+// Where a table has the row of a member, and that row; one that isn't there doesn't compile.
+template <class Record, std::size_t Count, class Member>
+consteval std::size_t indexOf(const FieldOf<Record> (&fields)[Count], const MemberOf<Record, Member>& place) {
+    for (std::size_t i = 0; i < Count; ++i)
+        if (fields[i].offset == place.offset)
+            return i;
+    throw "no such row";
+}
 template <class Record, std::size_t Count, class Member>
 consteval FieldOf<Record> rowOf(const FieldOf<Record> (&fields)[Count], const MemberOf<Record, Member>& place) {
-    for (const FieldOf<Record>& field : fields)
-        if (field.offset == place.offset)
-            return field;
-    throw "no such row";
+    return fields[indexOf(fields, place)];
 }
 
 // The same rows with one of them last, for a record that is written in another order than it is read.

@@ -26,13 +26,21 @@ std::string kindOf(const Field& field) {
     return {};
 }
 
+// What becomes of a number outside: those of `takes` are refused, a rule puts another one in their place.
 std::string rangeText(const Field& field) {
     const Range range = rangeOf(field);
     std::string text;
-    if (field.kind == FieldKind::Number && !field.isFlag && !range.isAll())
+    if (field.kind == FieldKind::Number && !field.isFlag && !range.isAll()) {
+        const bool isRefused = field.least != 0 || field.most != UINT32_MAX;
+        const bool hasOther = field.onRead.outside == NumberRule::Outside::TakesOther ||
+                              field.onWrite.outside == NumberRule::Outside::TakesOther;
+        const std::uint32_t other =
+            field.onWrite.outside == NumberRule::Outside::TakesOther ? field.onWrite.other : field.onRead.other;
         text = range.high == UINT32_MAX ? fmt::format("from {}", range.low)
                                         : fmt::format("{} to {}", range.low, range.high);
-    return fmt::format("{}{}{}", text, text.empty() || *field.unit == '\0' ? "" : " ", field.unit);
+        text += isRefused ? ", else refused" : hasOther ? fmt::format(", else {}", other) : ", else the nearest";
+    }
+    return fmt::format("{}{}{}", text, text.empty() || *field.unit == '\0' ? "" : "; ", field.unit);
 }
 
 std::string contentText(const Field& field, std::uint32_t number, std::string_view text) {
@@ -68,12 +76,12 @@ void printRow(const Field& field, bool hasNames) {
 
 constexpr const char* kIntroduction = R"(# Settings
 
-Every setting, as `wdltctl get RECORD FIELD` takes it, by either name, and as the registry has it. This page is made of
-the tables in `records/` (`settings_page` prints it), and a gate holds it against them.
+Every setting. Field: the two names by which `wdltctl get RECORD FIELD` takes it; Value: the registry's name. This page is
+made of the tables in `records/` (`settings_page` prints it), and a gate holds it against them.
 
-Fresh is what `wdltctl init` lays down. A number outside of its range is refused, or is stored or read as another one, as
-`records/` says. Privacy items and redirects are lists, and not here. Keys stand below
-`SOFTWARE\Halvermoor\PLK\Wardlet`; `*` is any name.
+Fresh is what `wdltctl init` lays down. The type of a value isn't looked at: a number is its first bytes. Unreadable is one
+that has more bytes than the field takes, or that the registry fails to give. Privacy items and redirects are lists, and
+not here. Keys stand below `SOFTWARE\Halvermoor\PLK\Wardlet`; `*` is any name.
 )";
 
 } // namespace

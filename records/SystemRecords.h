@@ -68,7 +68,7 @@ inline constexpr FieldOf<WdchSystemProtocolHandler> kHandlerFields[] = {
         .namedAsMember()
         .unreadable(0, Told::Quietly)
         .kept()
-        .is("the protocol it serves: 1 POP3, 2 SMTP, 3 HTTP"),
+        .is("the protocol it serves: 1 POP3, 2 SMTP, 3 HTTP; a key without it is no handler"),
     number(WDLT_IN(WdchSystemProtocolHandler, enable), "Enable")
         .namedAsMember()
         .unreadable(0, Told::Quietly)
@@ -116,7 +116,7 @@ inline constexpr FieldOf<WdltHttpsConfig> kHttpsFields[] = {
     number(WDLT_IN(WdltHttpsConfig, enable), "Enable")
         .namedAsMember()
         .unreadable(0, Told::Quietly)
-        .is("flags: 1 the scan of HTTPS, the others are the service's")
+        .is("flags: 1 the scan of HTTPS, the others are the service's; any but 0 switches on what the filter needs")
         .fresh(0),
     text(WDLT_IN(WdltHttpsConfig, HostFilterAlertFile), "HostFilterAlertFile")
         .is("page for a host that is held back")

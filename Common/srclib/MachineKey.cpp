@@ -1,7 +1,6 @@
 #include "MachineKey.h"
 
 #include "Digests.h"
-#include "StoreKeys.h"
 
 #include <platform/win32.h>
 
@@ -12,6 +11,13 @@
 namespace {
 
 constexpr std::size_t kTextBytes = 15; // of the digest that the text shows
+
+// The same in all builds, since processes of different ones find each other by the digest.
+// Its key, and what stands for the volume's serial number where the system tells none.
+constexpr std::string_view kMachineText = "786F087C-7C64-D347-8EAF-0FE9E7AE5999";
+constexpr std::uint32_t kMachineSerial = 0xC14CEE4D;
+// The text where there is no digest.
+constexpr const char* kMachineKeyFallback = "16F395634818D4B94E1A";
 
 // Root of the system's volume, "C:\"; empty when it can't be told.
 std::string systemRoot() {
@@ -25,21 +31,20 @@ std::string systemRoot() {
 } // namespace
 
 bool BuildMachineDigest(std::span<std::uint8_t> output) {
-    DWORD serial = wdlt::kMachineSerial;
+    DWORD serial = kMachineSerial;
     if (const std::string root = systemRoot(); !root.empty())
         GetVolumeInformationA(root.c_str(), nullptr, 0, &serial, nullptr, nullptr, nullptr, 0);
     std::array<std::uint8_t, sizeof serial> message{};
     for (std::size_t i = 0; i < message.size(); ++i)
         message[i] = static_cast<std::uint8_t>(serial >> (8 * i));
-    HmacSha1({reinterpret_cast<const std::uint8_t*>(wdlt::kMachineText.data()), wdlt::kMachineText.size()}, message,
-             output);
+    HmacSha1({reinterpret_cast<const std::uint8_t*>(kMachineText.data()), kMachineText.size()}, message, output);
     return true;
 }
 
 std::string GetMachineKeyText() {
     std::array<std::uint8_t, kSha1Bytes> digest{};
     if (!BuildMachineDigest(digest))
-        return wdlt::kMachineKeyFallback;
+        return kMachineKeyFallback;
     std::string text;
     for (const std::uint8_t byte : std::span(digest).first(kTextBytes)) {
         std::array<char, 3> digits{};

@@ -1,5 +1,5 @@
 // CConfigControl, the one object of the library: every export arrives here. An operation holds the cross-process lock
-// in the mode of its family's table, calls the family, and logs an exception that passes through.
+// in the mode that stands with it, calls the family, and logs an exception that passes through.
 #pragma once
 
 #include "CfgDirectIF.h"

@@ -75,23 +75,29 @@ class FamilyCall {
 
     // Arguments that aren't taken; each gives WDLT_E_INVALID_ARGUMENT.
     std::int32_t isNull(const char* argument, const LinePlace& place = LinePlace::here()) const {
-        Trace(place.file, place.line, kLogError, "%s::%s: %s is NULL", m_family, m_member, argument);
+        tell(place, "%s::%s: %s is NULL", m_family, m_member, argument);
         return WDLT_E_INVALID_ARGUMENT;
     }
     std::int32_t withoutRecords(const LinePlace& place = LinePlace::here()) const {
-        Trace(place.file, place.line, kLogError, "%s::%s(): Invalid parameter NULL", m_family, m_member);
+        tell(place, "%s::%s(): Invalid parameter NULL", m_family, m_member);
         return WDLT_E_INVALID_ARGUMENT;
     }
     std::int32_t ofUnknownList(std::uint32_t listType, const LinePlace& place = LinePlace::here()) const {
-        Trace(place.file, place.line, kLogError, "%s::%s(): Unknown list type: %d", m_family, m_member, listType);
+        tell(place, "%s::%s(): Unknown list type: %d", m_family, m_member, listType);
         return WDLT_E_INVALID_ARGUMENT;
     }
     std::int32_t withTooMany(std::int32_t count, const LinePlace& place = LinePlace::here()) const {
-        Trace(place.file, place.line, kLogError, "%s::%s(): count %d exceeds the maximum", m_family, m_member, count);
+        tell(place, "%s::%s(): count %d exceeds the maximum", m_family, m_member, count);
         return WDLT_E_INVALID_ARGUMENT;
     }
 
   private:
+    template <class... Args>
+    static void tell(const LinePlace& place, LogFormat<Args...> format, const Args&... args) {
+        if (isLogged(kLogError))
+            Trace(place.file, place.line, kLogError, format, args...);
+    }
+
     const char* m_family;
     const char* m_member;
     bool m_isTold = false;

@@ -26,8 +26,9 @@ using Settings = AntiSpamPop3Settings;
 constexpr double kHighestThreshold = 100;
 
 // The thresholds are read between the level and the files.
-constexpr auto kReadFirst = std::span(kAntiSpamPop3Fields).first<1>();
-constexpr auto kReadLast = std::span(kAntiSpamPop3Fields).subspan<1>();
+constexpr std::size_t kBehindLevel = indexOf(kAntiSpamPop3Fields, WDLT_IN(Settings, dwLevel)) + 1;
+constexpr auto kReadFirst = std::span(kAntiSpamPop3Fields).first<kBehindLevel>();
+constexpr auto kReadLast = std::span(kAntiSpamPop3Fields).subspan<kBehindLevel>();
 
 struct List {
     std::size_t entries; // where they begin in the record
@@ -73,7 +74,7 @@ std::int32_t readSettings(WdchHelper& helper, Settings& settings) {
     if (const std::int32_t status = readValues(access, kReadFirst, settings); status != WDLT_OK)
         return status;
     if (settings.dwLevel > kHighestSpamLevel) {
-        WDLOG_ERROR("Reg value invalid (key=%s, value=%d)", kReadFirst[0].value, settings.dwLevel);
+        WDLOG_ERROR("Reg value invalid (key=%s, value=%d)", kReadFirst.back().value, settings.dwLevel);
         return WDLT_E_REGISTRY;
     }
     for (const AntiSpamThreshold& threshold : kAntiSpamThresholds)

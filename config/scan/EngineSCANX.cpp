@@ -16,8 +16,10 @@ namespace {
 
 using namespace wdlt;
 
-constexpr std::span kAllValues(kEngineFields);
-constexpr auto kValuesBeforeAction = kAllValues.first<std::size(kEngineFields) - 1>();
+// The action on spyware is the last.
+constexpr std::size_t kSpywareAction = indexOf(kEngineFields, WDLT_IN(WdpeVsData, dwSpywareAction));
+static_assert(kSpywareAction + 1 == std::size(kEngineFields));
+constexpr auto kValuesBeforeAction = std::span(kEngineFields).first<kSpywareAction>();
 
 constexpr ValueReport kScanReport{
     .readFailed = "ReadConfig fails (%d) : WdpeVsData::%s",
@@ -42,7 +44,8 @@ std::int32_t CEngineSCANX::ReadConfig(std::uint64_t, void* data, std::uint64_t* 
     const WdpeVsData* const defaults = findEngineDefaults(protocol, input);
     if (const std::int32_t status = readValues(access, kValuesBeforeAction, *record, defaults); status != WDLT_OK)
         return status;
-    return readValue(access, record->dwSpywareScan != 0 ? kAllValues.back() : kUnusedSpywareAction, &*record, defaults);
+    return readValue(access, record->dwSpywareScan != 0 ? kEngineFields[kSpywareAction] : kUnusedSpywareAction,
+                     &*record, defaults);
 }
 
 std::int32_t CEngineSCANX::WriteConfig(std::uint64_t, void* data, std::uint64_t size) {

@@ -18,9 +18,10 @@ namespace {
 
 using namespace wdlt;
 
-// An empty folder is looked into behind the first two, and ends the read when nothing can stand for it.
-constexpr auto kReadBeforeFolder = std::span(kEngineCommonFields).first<2>();
-constexpr auto kReadBehindFolder = std::span(kEngineCommonFields).subspan<2>();
+// An empty folder is looked into between the two, and ends the read when nothing can stand for it.
+constexpr std::size_t kBehindFolder = indexOf(kEngineCommonFields, WDLT_IN(WdpeVsCommon, szPatternPath)) + 1;
+constexpr auto kReadToFolder = std::span(kEngineCommonFields).first<kBehindFolder>();
+constexpr auto kReadBehindFolder = std::span(kEngineCommonFields).subspan<kBehindFolder>();
 
 constexpr ValueReport kScanCommonReport{
     .readFailed = "ReadConfig fails (%d) : WdpeVsCommon::%s",
@@ -72,7 +73,7 @@ std::int32_t CEngineSCANXCommon::readSettings(void* data, std::uint64_t* size) {
     CallersRecord<WdpeVsCommon> record(data);
     record.clear();
     const ValueAccess access{*this, kScanCommonReport};
-    if (const std::int32_t status = readValues(access, kReadBeforeFolder, *record); status != WDLT_OK)
+    if (const std::int32_t status = readValues(access, kReadToFolder, *record); status != WDLT_OK)
         return status;
     if (record->szPatternPath[0] == '\0') {
         const std::string installPath = GetInstallPath();

@@ -8,13 +8,17 @@
 #include <wdltcfg/records.h>
 #include <wdltcfg/status.h>
 
+#include <iterator>
 #include <span>
 
 namespace {
 
 using namespace wdlt;
 
-constexpr auto kFlags = std::span(kSalFields).first<3>();
+// The text is the last.
+constexpr std::size_t kFlagCount = indexOf(kSalFields, WDLT_IN(WdpeSalData, szBlockImages));
+static_assert(kFlagCount + 1 == std::size(kSalFields));
+constexpr auto kFlags = std::span(kSalFields).first<kFlagCount>();
 
 constexpr ValueReport kSalReport{
     .readFailed = "CEngineSalCommon: Failed to read registry (item=%s, ret=%ld)",

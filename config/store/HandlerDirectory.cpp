@@ -7,6 +7,7 @@
 #include <wdltcfg/status.h>
 
 #include <array>
+#include <utility>
 #include <vector>
 
 namespace wdlt {

@@ -12,8 +12,8 @@ namespace wdlt {
 // The store's status for an error of the registry.
 [[nodiscard]] std::int32_t statusOf(LONG error);
 
-// One value's bytes, whatever its type; `size` as in WdchIO::ReadValue. WDLT_E_REGISTRY when the key can't be opened,
-// which is no news.
+// One value's bytes, whatever its type; `size` as in WdchIO::ReadValue. WDLT_E_REGISTRY, with a trace
+// line, when the key can't be opened.
 [[nodiscard]] std::int32_t readValueAt(const std::string& path, const char* name, void* data, DWORD* size);
 // The same by a name in UTF-16; a text's data come in UTF-16 too. A name that isn't text of the code page, or is too long,
 // is WDLT_E_REGISTRY.

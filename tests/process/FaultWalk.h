@@ -1,7 +1,8 @@
 // The walk: an operation is made again and again, each time with one thing failing inside it, the first, the second and
 // so on, until nothing fails any more. Whatever failed or died, what is found behind it is old or new, whole; no lock is
 // held and no file left beyond the rule; a status of 0 means that all is stored; another process, of another member of
-// the home's group, and the same one make the operation with success. A table of operations and a table of faults; a
+// the home's group, and the same one make the operation with success. (Under a sanitizer allocations alone fail, and the
+// process itself alone is looked at.) A table of operations and a table of faults; a
 // new row of either is walked with all of the other.
 //
 // System calls are met where the system takes them (TracedChild.h): those of the registry's engine, of other libraries

@@ -21,6 +21,10 @@ class ExhaustedMemory {
     static bool wasMet() {
         return t_allocationsLeft < 0;
     }
+    // Of `count`, those that are still to come.
+    static int left() {
+        return t_allocationsLeft;
+    }
     // For an allocation: whether it is the one.
     static bool isMet() {
         return t_allocationsLeft >= 0 && t_allocationsLeft-- == 0;

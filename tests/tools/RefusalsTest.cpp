@@ -26,6 +26,7 @@ TEST_F(Wdltctl, AndItsNeighboursRefuseWhatMakesNoSense) {
         {"get sytem", 2, "sytem: no such record; there is system, handler, "},
         {"get system port", 2, "system port: no such field; there are proxyPort, installPath"},
         {"set system proxyPort=1 bmFlag", 2, "bmFlag: FIELD=VALUE expected"},
+        {"set system proxyPort=1 proxy-port=2", 2, "proxyPort: the field is given twice"},
         {"set system proxyPort=1 handlerCount=1", 2, "handlerCount: the field is read only"},
         {"set system proxyPort=65536", 2, "isn't a number from 0 to 65535"},
         {"set system tempPath=" + many(260), 2, "the text takes 260 bytes, 259 have room"},

@@ -25,15 +25,9 @@ void carryOut(const RegKey& key) {
 } // namespace
 
 void importDocument(const RegDocument& document) {
-    RegistryBatch batch(WD_BATCH_ALL_OR_NOTHING);
-    try {
-        for (const RegKey& key : document.keys)
-            carryOut(key);
-    } catch (...) {
-        // What failed may have been a read, which by itself would let the batch keep the writes before it.
-        batch.abandon();
-        throw;
-    }
+    RegistryBatch batch(WD_BATCH_ALL_OR_NOTHING); // left by an exception it keeps nothing
+    for (const RegKey& key : document.keys)
+        carryOut(key);
     if (const LONG error = batch.end())
         throw LayerError("the registry", error);
 }

@@ -41,7 +41,6 @@ class EventLine {
         }
     }
 
-    constexpr explicit operator bool() const { return m_text != nullptr; }
     // The status of a result, and what it happened to.
     void tell(DWORD level, std::initializer_list<const char*> names, std::initializer_list<std::int64_t> numbers) const;
     void tell(DWORD level, std::int32_t status) const { tell(level, {}, {status}); }

@@ -80,7 +80,10 @@ std::vector<Assignment> parseAssignments(const Record& record, const std::vector
         const std::size_t equals = text.find('=');
         if (equals == std::string_view::npos)
             throw ToolError(ExitStatus::Usage, fmt::format("{}: FIELD=VALUE expected", text));
-        assignments.emplace_back(&findField(record, text.substr(0, equals)), text.substr(equals + 1));
+        const Field& field = findField(record, text.substr(0, equals));
+        if (std::ranges::find(assignments, &field, &Assignment::first) != assignments.end())
+            throw ToolError(ExitStatus::Usage, fmt::format("{}: the field is given twice", field.member));
+        assignments.emplace_back(&field, text.substr(equals + 1));
     }
     return assignments;
 }

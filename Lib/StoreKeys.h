@@ -5,7 +5,6 @@
 
 #include <array>
 #include <cstdint>
-#include <string_view>
 
 namespace wdlt {
 
@@ -32,11 +31,5 @@ inline constexpr StoreKey kAddressCacheKey{0x91, 0x2D, 0xE7, 0x4D, 0x82, 0xBC, 0
 // Privacy database and privacy items.
 inline constexpr StoreKey kPrivacyKey{0x94, 0x1D, 0x13, 0x9D, 0x6B, 0xCE, 0x26, 0xDD,
                                       0x2B, 0x6D, 0xA1, 0x7E, 0xF3, 0x4D, 0xDB, 0xEE};
-
-// Key of the machine's digest, and what stands for the volume's serial number where the system tells none.
-inline constexpr std::string_view kMachineText = "786F087C-7C64-D347-8EAF-0FE9E7AE5999";
-inline constexpr std::uint32_t kMachineSerial = 0xC14CEE4D;
-// The machine key text where there is no digest.
-inline constexpr const char* kMachineKeyFallback = "16F395634818D4B94E1A";
 
 } // namespace wdlt
