@@ -54,7 +54,7 @@ fault_walk() { WDLT_WALK_STRIDE=1 run_tests release -R FaultWalk; }
 # the time goes into the headers of others, which each source would be looked through with.
 tidy() {
     cmake --preset clang -B build/tidy -DWDLT_BUILD_TESTS=OFF -DWDLT_QUICK_BUILD=ON \
-        -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON >/dev/null && tests/gates/tidy.sh build/tidy "$jobs"
+        -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON -DCMAKE_UNITY_BUILD_BATCH_SIZE=16 >/dev/null && tests/gates/tidy.sh build/tidy "$jobs"
 }
 storms() { WDLT_STORM_SECONDS=12 "$1/process_config_tests"; }
 

@@ -21,8 +21,8 @@ struct Temporary {
     Temporary* next = nullptr;
 };
 
-constinit ForkMutex<Temporary, ForkOrder::Temporaries> listMutex;
-constinit Temporary* firstTemporary WD_GUARDED_BY(listMutex) = nullptr;
+constinit ForkMutex<Temporary, ForkOrder::Temporaries> temporariesMutex;
+constinit Temporary* firstTemporary WD_GUARDED_BY(temporariesMutex) = nullptr;
 
 FileDescriptor openFolder(const fs::path& folder) {
     return FileDescriptor(sys::open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
@@ -53,7 +53,7 @@ DWORD makeTemporary(const fs::path& path) {
         errno = error;
         return error == EEXIST || error == EAGAIN ? ERROR_FILE_EXISTS : errorOfPath(path);
     }
-    const ForkLock lock(listMutex);
+    const ForkLock lock(temporariesMutex);
     made->next = firstTemporary;
     firstTemporary = made.release();
     return ERROR_SUCCESS;
@@ -62,7 +62,7 @@ DWORD makeTemporary(const fs::path& path) {
 void letGoOfTemporary(std::string_view path) {
     const std::string_view name = path.substr(path.find_last_of("/\\") + 1);
     std::unique_ptr<Temporary> found; // goes after the lock, for its file takes another one
-    const ForkLock lock(listMutex);
+    const ForkLock lock(temporariesMutex);
     for (Temporary** link = &firstTemporary; *link != nullptr; link = &(*link)->next)
         if (const std::string_view own = (*link)->path.native(); own.substr(own.rfind('/') + 1) == name) {
             found.reset(*link);

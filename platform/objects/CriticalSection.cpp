@@ -13,20 +13,20 @@ const void* thisThread() {
 }
 
 // Every section, so that a child can look at each.
-constinit ForkMutex<Section, ForkOrder::Sections> listMutex;
-constinit Section* firstSection WD_GUARDED_BY(listMutex) = nullptr;
+constinit ForkMutex<Section, ForkOrder::Sections> sectionsMutex;
+constinit Section* firstSection WD_GUARDED_BY(sectionsMutex) = nullptr;
 
-void resetAllInChild() WD_REQUIRES(listMutex) {
+void resetAllInChild() WD_REQUIRES(sectionsMutex) {
     for (Section* section = firstSection; section != nullptr; section = section->next)
         section->resetInChild();
 }
 
 __attribute__((constructor)) void watchForks() {
-    listMutex.setInChild(resetAllInChild);
+    sectionsMutex.setInChild(resetAllInChild);
 }
 
 void addToList(Section* section) {
-    const ForkLock lock(listMutex);
+    const ForkLock lock(sectionsMutex);
     section->next = firstSection;
     section->link = &firstSection;
     if (firstSection != nullptr)
@@ -35,7 +35,7 @@ void addToList(Section* section) {
 }
 
 void removeFromList(Section* section) {
-    const ForkLock lock(listMutex);
+    const ForkLock lock(sectionsMutex);
     *section->link = section->next;
     if (section->next != nullptr)
         section->next->link = section->link;

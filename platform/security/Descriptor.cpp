@@ -34,7 +34,7 @@ struct Places {
 };
 
 // Null for distance 0. False when the place would be in the head itself.
-bool place(const void* begin, DWORD distance, const void*& result) {
+bool locate(const void* begin, DWORD distance, const void*& result) {
     result = distance == 0 ? nullptr : static_cast<const BYTE*>(begin) + distance;
     return distance == 0 || distance >= sizeof(SECURITY_DESCRIPTOR_RELATIVE);
 }
@@ -55,8 +55,8 @@ DWORD findPlaces(const void* descriptor, Places& places) {
         places.dacl = absolute.Dacl;
         return ERROR_SUCCESS;
     }
-    const bool isSound = place(descriptor, head.Owner, places.owner) && place(descriptor, head.Group, places.group) &&
-                         place(descriptor, head.Sacl, places.sacl) && place(descriptor, head.Dacl, places.dacl);
+    const bool isSound = locate(descriptor, head.Owner, places.owner) && locate(descriptor, head.Group, places.group) &&
+                         locate(descriptor, head.Sacl, places.sacl) && locate(descriptor, head.Dacl, places.dacl);
     return isSound ? ERROR_SUCCESS : ERROR_INVALID_SECURITY_DESCR;
 }
 
