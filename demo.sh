@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the library and shows what it does, in a private home that is removed at the end. Every step is checked: the
-# status of the demo is 0 only when all went as told.
+# demo's exit status is 0 only if all went as shown.
 set -euo pipefail
 cd "$(dirname "$0")"
 
@@ -23,13 +23,13 @@ quietly() { "$@" >"$home/build.log" 2>&1 || { cat "$home/build.log" >&2; exit 1;
 quietly cmake --preset release -DWDLT_QUICK_BUILD=ON -DWDLT_BUILD_TESTS=OFF
 echo "Building: a minute or two on two cores, the first time ..."
 build=(cmake --build --preset release --target wdltctl wdltreg wardlet-peer WdltCfg WdDbg64)
-if [ -t 1 ]; then "${build[@]}"; else quietly "${build[@]}"; fi # on a terminal the build shows how far it is
+if [ -t 1 ]; then "${build[@]}"; else quietly "${build[@]}"; fi # on a terminal the build shows its progress
 PATH=$PWD/build/release/bin:$PATH
 
 step() { printf '\n== %s\n' "$*"; }
 fail() { echo "demo.sh: $*" >&2; exit 1; }
 
-# A command as one would type it again.
+# Prints a command as one would type it.
 show() {
     local word line='$'
     for word in "$@"; do
@@ -50,7 +50,8 @@ run() {
     [[ $output == *"$text"* ]] || fail "expected \"$text\" from: $*"
 }
 
-# refused TEXT COMMAND...: the command ends with status 1, TEXT on its standard error, and nothing on its output.
+# refused TEXT COMMAND...: the command ends with status 1, TEXT on standard error and, unless printed_too is set, no
+# output.
 refused() {
     local text=$1 status=0
     shift
@@ -64,7 +65,7 @@ refused() {
     grep -qF -- "$text" "$home/refusal" || fail "expected \"$text\" from: $*"
 }
 
-# start_peer OPTION...: the stand-in of the running service, beside the demo; back when it is ready.
+# start_peer OPTION...: starts the stand-in for the running service in the background; returns when it is ready.
 start_peer() {
     printf '$ wardlet-peer%s &\n' "${*:+ $*}"
     exec {peer_output}< <(exec wardlet-peer "$@")
@@ -72,7 +73,7 @@ start_peer() {
     hears '"kind":"ready"'
 }
 
-# hears TEXT: the peer's next line, which holds TEXT.
+# hears TEXT: the peer's next line contains TEXT.
 hears() {
     local line=
     read -r -t 20 -u "$peer_output" line || fail "the peer is silent, expected $1"
@@ -146,7 +147,7 @@ run '(secret)' wdltctl list items
 run 'utf-8    e5 b1 b1 e7 94 b0 e5 a4 aa e9 83 8e' wdltctl --secrets list patterns
 ! grep -qF '山田太郎' -r "$home/drive_d" "$home/registry" || fail "the text stands somewhere in plain"
 run '1: can be searched for' wdltctl verify '山田太郎'
-run '' wdltreg set "$base\\Scan\\Common\\PrivacyProtection\\config" CharSetEntry REG_DWORD 0x19 # and iso-8859-1
+run '' wdltreg set "$base\\Scan\\Common\\PrivacyProtection\\config" CharSetEntry REG_DWORD 0x19 # adds iso-8859-1
 printed_too=1
 refused "1 of 1 can't be searched for" wdltctl verify '山田太郎'
 printed_too=

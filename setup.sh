@@ -15,7 +15,7 @@ packages=(
 tests=(git libgtest-dev libgmock-dev)
 gates=(
     clang clang-format clang-tidy libclang-rt-14-dev # sanitizers, fuzzing
-    spin                                   # walks the model of the lock
+    spin                                   # checks the model of the lock
     libbenchmark-dev libsqlite3-dev libre2-dev # benchmarks
 )
 case "${1:-all}" in
@@ -40,5 +40,5 @@ fi
 echo "setup.sh: installing ${missing[*]}"
 export DEBIAN_FRONTEND=noninteractive
 install_missing() { "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null; }
-# A machine whose package lists are there and current needs no update first.
+# Without an update first: where the package lists are there and current, none is needed.
 install_missing 2>/dev/null || { "${as_root[@]}" apt-get update -qq && install_missing; }

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # ./test.sh        builds everything and runs all tests
 # ./test.sh --all  the same, then every gate: clang-tidy, format, both compilers, sanitizers, fuzzing, benchmarks
-# Each stage says what it took of its budget of minutes on two cores; a whole that takes 40 fails.
+# Each stage reports its time and its budget, in minutes on two cores; a run of 40 minutes fails.
 set -euo pipefail
 cd "$(dirname "$0")"
 
@@ -20,7 +20,7 @@ jobs=$(nproc)
 failed=()
 report=()
 
-# stage NAME BUDGET COMMAND...: runs a command, tells what it took of its budget (in minutes).
+# stage NAME BUDGET COMMAND...: runs a command and reports its time against its budget (in minutes).
 stage() {
     local name=$1 budget=$2 begin=$SECONDS status=0 took verdict
     shift 2
@@ -48,10 +48,10 @@ kill_by_the_thousand() {
     WDLT_KILLS=3000 "$1/process_registry_tests" --gtest_filter='*Kill*' &&
         WDLT_KILLS=8000 timeout 110 "$1/process_rwlock_tests" --gtest_filter='*RandomKills*'
 }
-# At every point.
+# At every point where a fault can strike.
 fault_walk() { WDLT_WALK_STRIDE=1 run_tests release -R FaultWalk; }
-# Over a tree that is only configured, without the sources that are compiled once more for the tests. In batches: most of
-# the time goes into the headers of others, which each source would be looked through with.
+# Over a tree that is only configured, without the sources that are compiled once more for the tests. In batches: most
+# of the time goes into third-party headers, which would be checked again with each source.
 tidy() {
     cmake --preset clang -B build/tidy -DWDLT_BUILD_TESTS=OFF -DWDLT_QUICK_BUILD=ON \
         -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON -DCMAKE_UNITY_BUILD_BATCH_SIZE=16 >/dev/null && tests/gates/tidy.sh build/tidy "$jobs"
@@ -69,13 +69,13 @@ if $all; then
     stage "storms" 1 storms build/release/bin
     stage "format" 1 bash -c "git ls-files '*.cpp' '*.h' '*.c' | xargs clang-format --dry-run --Werror"
     stage "clang-tidy" 8 tidy
-    # With clang: what it warns of, and its thread-safety analysis, are errors in this build and the next.
+    # clang's warnings and its thread-safety analysis are errors in this build and the next.
     stage "asan build" 5 build all asan
     stage "asan tests" 3 run_tests asan
     stage "fuzzing" 2 tests/gates/fuzz.sh build/asan 6 "$jobs"
     stage "tsan build" 4 build threaded_tests tsan
     stage "tsan tests" 2 run_tests tsan -L threads
-    # Beside the release build, which has the library compiled already.
+    # In the tree of the release build, where the library is compiled already.
     stage "bench build" 1 build all release -DWDLT_BUILD_BENCH=ON
     stage "benchmarks" 1 tests/gates/bench.sh build/release
 fi

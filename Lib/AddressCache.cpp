@@ -36,7 +36,7 @@ Rijndael cipherFor(int direction) {
     return cipher;
 }
 
-// A file that is shorter than its count says ends the read: what it lacks is no record.
+// WDLT_E_FILE for a file with fewer records than its count says.
 std::int32_t readRecords(BufferedFile& file, const std::string& path, std::uint8_t* records, DWORD count) {
     Rijndael cipher = cipherFor(Rijndael::kDecrypt);
     for (DWORD i = 0; i < count; ++i, records += kRecordBytes) {
@@ -111,7 +111,8 @@ void AddressCache::Lock() {
     }
 }
 
-// A field that the file's end cuts off isn't the store's, whatever its first bytes are; a cut count could be 0.
+// Only a count cut short by the end of the file could pass for a whole one: a cut GUID doesn't match, and after a cut
+// version there is no count.
 std::int32_t AddressCache::ReadAddressCacheDBHeader(BufferedFile& file, DWORD& count) {
     const auto readField = [&](void* field, DWORD bytes) {
         const BufferedFile::Moved moved = file.read(field, bytes);
@@ -197,7 +198,7 @@ std::int32_t AddressCache::Read(const std::string& path, DWORD maxCount, void* d
             path, static_cast<unsigned long>(count), static_cast<unsigned long>(maxCount));
         count = maxCount;
     }
-    // Nobody makes room for records that the file doesn't have.
+    // Before the size check, so that no caller makes room for records that the file doesn't have.
     if (!file.hasAhead(std::uint64_t{count} * kRecordBytes)) {
         WDLOG_ERROR("ReadConfigAddressCache: failed to read a record (err=%lu, file=%s)",
                     static_cast<unsigned long>(GetLastError()), path);
@@ -230,7 +231,7 @@ std::int32_t AddressCache::Write(const std::string& path, const std::string& tem
         WDLOG_ERROR("WriteConfigAddressCache: ::SetFilePointer() failed (err=%lu, file=%s)", made.error, made.name);
         return WDLT_E_FILE;
     }
-    // Behind the file's closing, without memory too.
+    // Destroyed after the file is closed, on an exception too.
     const struct Removal {
         const std::string& name;
         ~Removal() { DeleteFileA(name.c_str()); }

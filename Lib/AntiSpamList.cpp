@@ -18,7 +18,7 @@ unsigned long lastError() {
     return GetLastError();
 }
 
-// The bytes of an open file as a text stream gives them: one newline at the end of a line. Owns the handle.
+// Reads an open file as text: CR LF becomes LF. Owns the handle.
 class TextStream {
   public:
     static constexpr int kEnd = -1;
@@ -38,7 +38,7 @@ class TextStream {
         m_begin += byte == kEnd ? 0 : 1;
         return byte;
     }
-    // A line with its newline, or what of it fits. False at the end.
+    // A line with its newline, or as much of it as fits. False at the end of the file.
     bool getLine(std::array<char, kEntryBytes>& line) {
         std::size_t length = 0;
         while (length < line.size() - 1) {
@@ -76,7 +76,7 @@ class TextStream {
     bool m_failed = false;
 };
 
-// The entry ends at a zero byte, as any text does.
+// A null byte in a line ends its entry.
 bool takeEntry(TextStream& stream, WdpeAspmEntry& entry) {
     std::array<char, kEntryBytes> line;
     while (stream.getLine(line)) {
@@ -122,13 +122,13 @@ bool CAntiSpamList::Lock() {
     return taken;
 }
 
-// `use` gets the file's text and says whether it could be read.
+// Runs `use` on the file's text, with the mutex held. Says whether the file could be read.
 template <class Use>
 CAntiSpamList::State CAntiSpamList::withFile(const char* path, Use&& use) {
     if (!Lock())
         return isMissing(path) ? State::Missing : State::Unreadable;
     State state = State::Read;
-    unsigned long error = 0; // before the file is closed
+    unsigned long error = 0; // taken before the file is closed
     HANDLE file = CreateFileA(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
                               FILE_ATTRIBUTE_NORMAL, nullptr);
     if (file != INVALID_HANDLE_VALUE) {

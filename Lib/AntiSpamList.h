@@ -1,5 +1,5 @@
-// A list of the anti-spam settings in its file: plain text that people edit too, one entry a line, whose lines end as
-// they do here or with a carriage return in front. The mutex between processes is held for the length of one call.
+// A list of the anti-spam settings: a plain text file that people edit too, one entry per line, whose lines end with LF
+// or CR LF. The mutex between processes is held for one call at a time.
 #pragma once
 
 #include "StoreMutex.h"
@@ -19,20 +19,20 @@ class CAntiSpamList {
     CAntiSpamList(const CAntiSpamList&) = delete;
     CAntiSpamList& operator=(const CAntiSpamList&) = delete;
 
-    // False when this object has the mutex already, when its last holder died with it, and when it can't be taken.
+    // False when this object holds the mutex already, when the mutex was abandoned, and when it can't be taken.
     bool Lock();
     void Unlock() { m_mutex.release(); }
 
-    // 1, or 0 with an empty list for a file that isn't there or can't be read. Lines beyond `maximum` are passed over,
-    // empty ones not counted; a line longer than an entry is several.
-    int ReadList(const char* path, WdpeAspmEntry* entries, int maximum, int* count);
-    // 1, or 0. The file is the old list or the new one after any crash; where no file can be made beside it, it is
-    // emptied and written.
-    int WriteList(const char* path, const WdpeAspmEntry* entries, int count);
+    // 1, or 0 with an empty list when the file is missing or can't be read. Lines beyond `maximum` are ignored, empty
+    // ones skipped; a line longer than an entry becomes several.
+    [[nodiscard]] int ReadList(const char* path, WdpeAspmEntry* entries, int maximum, int* count);
+    // 1, or 0. A crash leaves the old list or the new one; but where no file can be created beside it, the list is
+    // truncated and rewritten in place.
+    [[nodiscard]] int WriteList(const char* path, const WdpeAspmEntry* entries, int count);
 
-    // ReadList, told apart.
+    // ReadList, with the kind of failure.
     State Load(const char* path, WdpeAspmEntry* entries, int maximum, int& count);
-    // What a Load would find, without its entries.
+    // What Load would return, without reading the entries.
     State Look(const char* path);
 
   private:

@@ -35,7 +35,7 @@ bool BufferedFile::seek(std::int64_t position) {
     auto high = static_cast<LONG>(position >> 32);
     return SetFilePointer(m_file, static_cast<LONG>(position & 0xFFFFFFFF), &high, FILE_BEGIN) !=
                INVALID_SET_FILE_POINTER ||
-           GetLastError() == ERROR_SUCCESS; // a position that looks like the failure
+           GetLastError() == ERROR_SUCCESS; // a position that equals the failure value
 }
 
 bool BufferedFile::skip(std::uint64_t bytes) {
@@ -65,7 +65,7 @@ bool BufferedFile::hasAhead(std::uint64_t bytes) {
     return seek(m_position) && behindPiece >= 0 && static_cast<std::uint64_t>(behindPiece) >= bytes - inPiece;
 }
 
-// False when the piece can't be read: the file then stands where it stood.
+// False when the read fails; the file position is then where it was.
 bool BufferedFile::fill() {
     DWORD got = 0;
     if (ReadFile(m_file, m_piece.get(), kPieceBytes, &got, nullptr) == FALSE) {

@@ -13,7 +13,7 @@
 
 namespace {
 
-// What these lines call input is the config type, as in the lines of the manager.
+// These log lines print the config type as the input, as the manager's do.
 int loggedInput(const CCfgData& cfgData) {
     return static_cast<int>(cfgData.configType & 0xFFFFFFFF);
 }
@@ -52,7 +52,7 @@ std::int32_t CCfg::Read(CCfgData& cfgData, std::uint64_t size, const void* initi
         if (status != WDLT_E_BUFFER_SIZE) {
             WDLOG_ERROR("Failed to get sufficient size from WdltReadConfig(): %d", status);
             if (status == WDLT_OK)
-                cfgData.Free(); // no caller must take the old bytes for what was read
+                cfgData.Free(); // so that no caller takes the old bytes for what was read
             return status;
         }
     }

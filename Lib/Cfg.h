@@ -12,19 +12,19 @@ class CCfg {
     CCfg& operator=(const CCfg&) = delete;
 
     // WDLT_E_INVALID_ARGUMENT for null (logged).
-    std::int32_t SetInterface(CCfgIF* cfgIF);
+    [[nodiscard]] std::int32_t SetInterface(CCfgIF* cfgIF);
 
-    // Reads the record at the address of `cfgData` into it. `size`: the record's, where it is known; 0 asks for it
-    // first, and a record that grows in between ends the read with WDLT_E_BUFFER_SIZE. `initial`: `size` bytes that the
-    // record's helper is to find in its buffer, or null. WDLT_E_INVALID_ARGUMENT without an interface, WDLT_E_NO_MEMORY
-    // without memory, else the helper's status.
+    // Reads the record at the address of `cfgData` into it. `size`: the record's, if known; 0 asks for it first, and a
+    // record that grows in between fails with WDLT_E_BUFFER_SIZE. `initial`: `size` bytes that the record's helper
+    // finds in its buffer, or null. WDLT_E_INVALID_ARGUMENT without an interface, WDLT_E_NO_MEMORY when memory is
+    // exhausted, else the helper's status.
     [[nodiscard]] std::int32_t Read(CCfgData& cfgData, std::uint64_t size, const void* initial) {
         return Read(cfgData, size, initial, initial != nullptr ? size : 0);
     }
-    // The same with less than a whole record to begin with; the rest is 0.
+    // The same with only the first `initialSize` bytes given; the rest is 0.
     [[nodiscard]] std::int32_t Read(CCfgData& cfgData, std::uint64_t size, const void* initial,
                                     std::uint64_t initialSize);
-    std::int32_t Read(CCfgData& cfgData) { return Read(cfgData, 0, nullptr); }
+    [[nodiscard]] std::int32_t Read(CCfgData& cfgData) { return Read(cfgData, 0, nullptr); }
     [[nodiscard]] std::int32_t Write(const CCfgData& cfgData);
 
   private:

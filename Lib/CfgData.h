@@ -1,5 +1,5 @@
-// One address with the bytes read from it or to be written to it. Owns the bytes, and wipes them: they may hold what is
-// kept enciphered everywhere else.
+// One address with the bytes read from it or to be written to it. Owns the bytes, and wipes them: they may hold secrets
+// that are enciphered everywhere else.
 #pragma once
 
 #include <platform/base.h>
@@ -17,13 +17,13 @@ class CCfgData {
     CCfgData(const CCfgData&) = delete;
     CCfgData& operator=(const CCfgData&) = delete;
 
-    // A copy of the bytes. WDLT_E_NO_MEMORY when memory is exhausted: the old bytes stay then.
+    // Copies the bytes. WDLT_E_NO_MEMORY when memory is exhausted; the old bytes then stay.
     [[nodiscard]] std::int32_t SetData(const void* bytes, std::uint64_t byteCount);
-    // Bytes that are laid out already, without a copy.
+    // Takes over the buffer, without a copy.
     void TakeData(std::unique_ptr<BYTE[]> bytes, std::uint64_t byteCount);
     BYTE* GetData() const { return data.get(); } // null when empty
     std::uint64_t GetSize() const { return size; }
-    // To what was filled of it.
+    // Cuts the bytes to those that were filled; wipes the rest.
     void Shorten(std::uint64_t byteCount);
     void Free();
 

@@ -13,8 +13,9 @@
 namespace wdlt {
 namespace {
 
-// The memory is put down before the service is told: the reply is the only signal between the two sides. The mark is
-// the time of the notice that is out. A living writer gives it up after a minute, and the next begins at once.
+// The memory is unmapped before the service is signalled: its reply is the only signal between the two sides. The mark
+// is the time at which the pending notice was sent. A living writer clears it when it gives up after a minute, so that
+// the next one starts at once.
 std::int32_t notice(std::uint32_t protocol, std::uint32_t scan, const ChangeLines& lines) {
     const std::uint32_t change[] = {protocol, scan};
     CSyncSender sender;
@@ -43,7 +44,7 @@ HANDLE createConfigMutex() {
     return createMutex("wdlt_config_mutex");
 }
 
-// What was stored stays stored, also when memory gives out before it is told.
+// The change stays stored even when memory runs out before the service is notified.
 std::int32_t noticeChange(std::uint32_t protocol, std::uint32_t scan, const ChangeLines& lines) {
     try {
         return notice(protocol, scan, lines);

@@ -12,7 +12,7 @@ namespace {
 
 constexpr wdlt::RecordFile::Family kFamily{"enc", true, false};
 
-// The most that an item may have, so that its length stays in 32 bits with its padding.
+// The longest item whose padded length still fits 32 bits.
 constexpr DWORD kMostPlainBytes = std::numeric_limits<std::int32_t>::max() - Rijndael::kBlockBytes;
 
 std::unique_ptr<std::uint8_t[]> allocate(DWORD bytes) {

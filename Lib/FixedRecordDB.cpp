@@ -12,7 +12,7 @@
 namespace wdlt {
 namespace {
 
-// Of the largest kind.
+// The largest record of any kind.
 static_assert(sizeof(WdpeUrlfCategoryGroup::szCategories) <= SealedField::kMostBytes);
 constexpr std::size_t kMostRecordBytes = sizeof(WdpeUrlfCategoryGroup);
 

@@ -1,5 +1,5 @@
-// A store whose records have one size in the file and the list: a short plain head, then sealed fields. What a store of
-// this kind adds is a table.
+// A store of fixed-size records, as large in the file as in the list: a short plain head, then sealed fields. Each
+// store of this kind is just a table.
 #pragma once
 
 #include "SealedField.h"
@@ -13,8 +13,8 @@ namespace wdlt {
 
 class FixedRecordDB : public CUrlFilterDB {
   public:
-    std::int32_t Read(const char* file, void* buffer, std::uint64_t* size) override;
-    std::int32_t Write(const char* file, const void* buffer, std::uint64_t* size) override;
+    [[nodiscard]] std::int32_t Read(const char* file, void* buffer, std::uint64_t* size) override;
+    [[nodiscard]] std::int32_t Write(const char* file, const void* buffer, std::uint64_t* size) override;
 
     using Field = SealedField;
     struct Kind {
@@ -32,9 +32,9 @@ class FixedRecordDB : public CUrlFilterDB {
     explicit FixedRecordDB(const Kind& kind);
 
   private:
-    std::int32_t readRecord(Rijndael& cipher, std::uint8_t* record);
-    std::int32_t writeRecord(Rijndael& cipher, std::uint8_t* record);
-    std::int32_t writeRecords(std::span<const std::uint8_t> records);
+    [[nodiscard]] std::int32_t readRecord(Rijndael& cipher, std::uint8_t* record);
+    [[nodiscard]] std::int32_t writeRecord(Rijndael& cipher, std::uint8_t* record);
+    [[nodiscard]] std::int32_t writeRecords(std::span<const std::uint8_t> records);
 
     const Kind& m_kind;
 };

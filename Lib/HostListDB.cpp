@@ -20,8 +20,8 @@ constexpr wdlt::LengthListDB::Kind kHostListKind{
             .recordUndeciphered = "CHostListDB::Read(): Failed to decrypt a record (err=%d, file=%s)",
             .recordTooLarge = "CHostListDB::Read(): A decrypted record is too large (size=%d, file=%s)",
         },
-    .recordEmpty = "",        // every slot is
-    .recordUnterminated = "", // a whole record
+    .recordEmpty = "",        // never logged: every slot
+    .recordUnterminated = "", // is a whole record
     .recordUnenciphered = "CHostListDB: Failed to encrypt a record (err=%d)",
     .lengthUnwritten = "CHostListDB: Failed to write a size of Host record",
     .recordUnwritten = "CHostListDB: Failed to write a host record",

@@ -1,4 +1,4 @@
-// The list of the host filter: records of one size whose content is the caller's and the service's.
+// The list of the host filter: fixed-size records whose content only the caller and the service interpret.
 #pragma once
 
 #include "LengthListDB.h"

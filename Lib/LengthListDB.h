@@ -1,5 +1,5 @@
-// A list store whose records have their length in front: four bytes of cipher length, then the record as one message
-// under the list key. What a store of this kind adds is a table.
+// A list store of length-prefixed records: four bytes of cipher length, then the record as one message under the list
+// key. Each store of this kind is just a table.
 #pragma once
 
 #include "Rijndael.h"
@@ -12,8 +12,8 @@ namespace wdlt {
 
 class LengthListDB : public CUrlFilterDB {
   public:
-    std::int32_t Read(const char* file, void* buffer, std::uint64_t* size) override;
-    std::int32_t Write(const char* file, const void* buffer, std::uint64_t* size) override;
+    [[nodiscard]] std::int32_t Read(const char* file, void* buffer, std::uint64_t* size) override;
+    [[nodiscard]] std::int32_t Write(const char* file, const void* buffer, std::uint64_t* size) override;
 
     struct ReadLines {
         LogFormat<> lengthUnread;
@@ -28,10 +28,10 @@ class LengthListDB : public CUrlFilterDB {
         const char* guid;
         DWORD slotBytes;       // of a record in the list
         DWORD mostPlainBytes;  // of a record in the file
-        DWORD mostCipherBytes; // likewise; a number between the multiples of 16 is let through here and refused later
-        bool holdsTexts;       // zero-terminated in their slots, and stored without the terminator
+        DWORD mostCipherBytes; // likewise; a length that is no multiple of 16 passes here and then doesn't decipher
+        bool holdsTexts;       // null-terminated in their slots, stored without the terminator
         ReadLines readLines;
-        LogFormat<> recordEmpty; // of texts
+        LogFormat<> recordEmpty; // this and the next for texts only
         LogFormat<> recordUnterminated;
         LogFormat<std::int32_t> recordUnenciphered;
         LogFormat<> lengthUnwritten;
@@ -41,13 +41,14 @@ class LengthListDB : public CUrlFilterDB {
   protected:
     explicit LengthListDB(const Kind& kind);
 
-    // The next record's plain bytes into `plain`, which has room for a record's cipher bytes: how many, or the code.
-    std::int32_t readRecord(Rijndael& cipher, const ReadLines& lines, std::span<std::uint8_t> plain);
-    // Of what readRecord may be given.
+    // Reads the next record's plain bytes into `plain`, which has room for its cipher bytes. Their number, or an error
+    // status.
+    [[nodiscard]] std::int32_t readRecord(Rijndael& cipher, const ReadLines& lines, std::span<std::uint8_t> plain);
+    // Enough for a record of any kind.
     static constexpr std::size_t kMostCipherBytes = 2112;
 
   private:
-    std::int32_t writeRecords(std::span<const std::uint8_t> records);
+    [[nodiscard]] std::int32_t writeRecords(std::span<const std::uint8_t> records);
 
     const Kind& m_kind;
 };

@@ -1,5 +1,5 @@
-// The caller's list as a store sees it: a head that ends in the count of records, then slots of one size, at any
-// alignment.
+// The layout of a caller's list: a head that ends with the count of records, then slots of one size. It may be
+// unaligned.
 #pragma once
 
 #include <platform/base.h>
@@ -14,7 +14,7 @@ namespace wdlt {
 inline constexpr std::size_t kTypedHeadBytes = 8;
 inline constexpr std::size_t kPlainHeadBytes = 4;
 
-// Bytes of a whole list.
+// Size of a list of `maximum` slots.
 constexpr std::uint64_t listBytes(std::size_t headBytes, DWORD maximum, std::size_t slotBytes) {
     return headBytes + std::uint64_t{maximum} * slotBytes;
 }
@@ -35,7 +35,7 @@ inline std::int32_t checkListToWrite(const void* buffer, const std::uint64_t* si
     return buffer == nullptr ? WDLT_E_GENERAL : WDLT_OK;
 }
 
-// `head` has headBytes; the count is its end.
+// The count is the last four of the head's `headBytes`.
 inline DWORD loadCount(const void* head, std::size_t headBytes) {
     DWORD count = 0;
     std::memcpy(&count, static_cast<const std::uint8_t*>(head) + headBytes - sizeof count, sizeof count);

@@ -6,8 +6,7 @@
 #include <utility>
 #include <wdltcfg/status.h>
 
-// A line of the frame, with the name of the family's class in front. The texts say %hs, which is narrow text in both
-// entries of the log.
+// Logs a line that begins with the class name of the family. %hs is narrow text in narrow and wide formats alike.
 #define FRAME_LINE(level, text, ...)                                                                                   \
     do {                                                                                                               \
         if (m_family.isWide)                                                                                           \
@@ -21,7 +20,7 @@
 namespace wdlt {
 namespace {
 
-// The last error as the lines print it.
+// The last error, in the type that %lu takes.
 unsigned long lastError() {
     return GetLastError();
 }
@@ -238,7 +237,7 @@ std::int32_t RecordFile::DeleteTempFile() {
     return WDLT_OK;
 }
 
-// The families' texts differ here by more than the class.
+// The families' log texts differ here by more than the class name.
 std::int32_t RecordFile::readBytes(void* buffer, DWORD size) {
     const BufferedFile::Moved moved = m_hFile.read(buffer, size);
     if (!moved.done) {

@@ -1,11 +1,11 @@
-// The frame of the protected record files, told once for its two families: CUrlFilterDB, with a plain header and
-// records that the store enciphers one by one, and CEncryptedDB, of which every byte is one cipher chain. It holds the
-// mutex of a store between processes, opens, moves data, and puts a new file in the old one's place.
+// The base of the protected record files, of which there are two families: CUrlFilterDB, with a plain header and
+// records that the store enciphers one by one, and CEncryptedDB, where every byte belongs to one cipher chain. It holds
+// a store's mutex between processes, opens, reads and writes files, and replaces the old file with a new one.
 //
-// An object lives for a pass or a few, on its caller's stack, and is one thread's. The store's mutex comes after every
-// other lock. It is held for a whole read, and for the copy at the end of a write but not while the temporary file is
-// being written: of two writers the last to copy wins, and a reader sees the whole of one. A pass given up half-way, or
-// by a crash, leaves the stored file as it was.
+// An object lives on its caller's stack for a pass or a few, and belongs to one thread. The store's mutex is the last
+// in the lock order. It is held for a whole read, and for the copy at the end of a write but not while the temporary
+// file is being written: of two writers the last to copy wins, and a reader sees one complete list. A pass that is
+// given up half-way, or ended by a crash, leaves the stored file as it was.
 #pragma once
 
 #include "BufferedFile.h"
@@ -22,40 +22,41 @@ namespace wdlt {
 
 class RecordFile {
   public:
-    // What sets the two families apart in the frame.
+    // What the two families differ in.
     struct Family {
         const char* tempPrefix;
-        bool isWide;           // its lines go to the log's wide entry
-        bool tellsMissingFile; // by a trace line
+        bool isWide;           // its log lines have UTF-16 formats
+        bool tellsMissingFile; // logs a trace line
     };
-    // A store, for its lines and its limit.
+    // A store's name in log lines, and its limit.
     struct Store {
         const char* name;
         DWORD maximum;
-        bool cutsLongLists; // a longer list of a file is cut to the maximum, else refused with WDLT_E_GENERAL
+        bool cutsLongLists; // reads only the maximum of a longer list in a file; else WDLT_E_GENERAL
     };
 
-    // Closes what is open, removes a temporary file, gives the mutex up.
+    // Closes the file, removes a temporary one, releases the mutex.
     virtual ~RecordFile();
     RecordFile(const RecordFile&) = delete;
     RecordFile& operator=(const RecordFile&) = delete;
 
-    // Fills the caller's list from a file. With less than the list's size, WDLT_E_BUFFER_SIZE and the size in `*size`.
-    // After any other code the list is not to be used.
+    // Fills the caller's list from a file. WDLT_E_BUFFER_SIZE, with the list's size in `*size`, when the buffer is
+    // smaller. After any other error the list must not be used.
     [[nodiscard]] virtual std::int32_t Read(const char* file, void* buffer, std::uint64_t* size) = 0;
-    // Replaces a file by the caller's list; WDLT_E_INVALID_ARGUMENT unless `*size` is the list's.
+    // Replaces a file with the caller's list; WDLT_E_INVALID_ARGUMENT unless `*size` is the list's size.
     [[nodiscard]] virtual std::int32_t Write(const char* file, const void* buffer, std::uint64_t* size) = 0;
 
-    // Where temporary files are made; the working directory until it is set.
+    // Where temporary files are created; by default the working directory.
     void setTempFolder(std::string folder) { m_strTempFolder = std::move(folder); }
 
   protected:
     explicit RecordFile(const Family& family) : m_family(family) {}
 
-    // Before anything of a file is read, after a file to write was made: 0, or the code with which opening ends.
+    // Called before anything is read from a file, and after a temporary file was created. An error fails the open.
     [[nodiscard]] virtual std::int32_t InitEncryptionMethod(int forWriting);
 
-    // A read pass as far as the records: the mutex, the file, the header. At its end it closes and gives back all.
+    // A read pass up to the records: takes the mutex, opens the file, reads the header. The destructor closes and
+    // unlocks.
     class Reading {
       public:
         Reading(RecordFile& file, const Store& store, const char* name);
@@ -63,8 +64,8 @@ class RecordFile {
         Reading(const Reading&) = delete;
         Reading& operator=(const Reading&) = delete;
 
-        std::int32_t status() const { return m_status; }
-        // The mutex was had and the file couldn't be opened.
+        [[nodiscard]] std::int32_t status() const { return m_status; }
+        // The mutex was taken, but the file couldn't be opened.
         bool isUnopened() const { return m_isUnopened; }
         DWORD count() const { return m_count; }
 
@@ -75,7 +76,7 @@ class RecordFile {
         bool m_isUnopened = false;
     };
 
-    // A whole write pass around `writeRecords()`, which gives a status.
+    // A whole write pass around `writeRecords()`, which returns a status.
     template <class WriteRecords>
     [[nodiscard]] std::int32_t writePass(const Store& store, const char* file, DWORD count,
                                          WriteRecords&& writeRecords) {
@@ -98,13 +99,13 @@ class RecordFile {
     int accessMode() const { return m_AccessMode; }
     const std::string& file() const { return m_strFile; }
 
-    // Bytes as they stand in the file, all of them or WDLT_E_FILE with a line.
+    // Transfers raw bytes of the file: all of them, or WDLT_E_FILE (logged).
     [[nodiscard]] std::int32_t readBytes(void* buffer, DWORD size);
     [[nodiscard]] std::int32_t writeBytes(const void* buffer, DWORD size);
-    // Brings what was written into the file; after the last record. As writeBytes.
+    // To be called after the last record. Returns as writeBytes does.
     [[nodiscard]] std::int32_t flushBytes();
 
-    // Set by each store's constructor; not owned. The magic text has 32 bytes, a terminator among them or not.
+    // Set by each store's constructor; not owned. The GUID has 32 bytes and may lack a terminator.
     const char* m_pszMutexName = nullptr;
     const char* m_pszDBGuid = nullptr;
     DWORD m_dwDBVersion = 0;
@@ -114,7 +115,7 @@ class RecordFile {
     static constexpr int kReading = 1;
     static constexpr int kWriting = 2;
 
-    // One field of the header. The code with which the header ends.
+    // Reads or writes one field of the header. An error ends the header.
     [[nodiscard]] virtual std::int32_t readHeaderField(void* field, DWORD size) = 0;
     [[nodiscard]] virtual std::int32_t writeHeaderField(const void* field, DWORD size) = 0;
 
@@ -129,9 +130,9 @@ class RecordFile {
     BufferedFile m_hFile;
 
   private:
-    std::string m_strFile; // the database, or the temporary file, as the mode is
+    std::string m_strFile; // the database when reading, the temporary file when writing
     std::string m_strTempFolder = ".";
-    int m_AccessMode = kNotOpen; // closing the file leaves it
+    int m_AccessMode = kNotOpen; // kept when the file is closed
 };
 
 } // namespace wdlt

@@ -10,13 +10,13 @@ class CSpyListDB : public CEncryptedDB {
   public:
     CSpyListDB();
 
-    std::int32_t Read(const char* file, void* buffer, std::uint64_t* size) override;
-    std::int32_t Write(const char* file, const void* buffer, std::uint64_t* size) override;
+    [[nodiscard]] std::int32_t Read(const char* file, void* buffer, std::uint64_t* size) override;
+    [[nodiscard]] std::int32_t Write(const char* file, const void* buffer, std::uint64_t* size) override;
 
   protected:
-    std::int32_t InitEncryptionMethod(int forWriting) override;
+    [[nodiscard]] std::int32_t InitEncryptionMethod(int forWriting) override;
 
   private:
-    std::int32_t readRecord(char* slot);
-    std::int32_t writeRecords(std::span<const char> slots);
+    [[nodiscard]] std::int32_t readRecord(char* slot);
+    [[nodiscard]] std::int32_t writeRecords(std::span<const char> slots);
 };

@@ -3,7 +3,7 @@
 namespace wdlt {
 namespace {
 
-// Puts the file at its start.
+// Positions the file at its start.
 OpenedFile seekStart(HANDLE opened, std::string name) {
     if (SetFilePointer(opened, 0, nullptr, FILE_BEGIN) != INVALID_SET_FILE_POINTER)
         return {OpenedFile::Outcome::Opened, opened, std::move(name)};
@@ -22,7 +22,7 @@ OpenedFile openStoreFile(const char* name, DWORD share) {
 }
 
 OpenedFile makeTempFile(const std::string& folder, const char* prefix) {
-    std::string name(MAX_PATH, '\0'); // before there is a file: without memory none is left
+    std::string name(MAX_PATH, '\0'); // before the file exists: without memory no file is left behind
     if (GetTempFileNameA(folder.c_str(), prefix, 0, name.data()) == 0)
         return {OpenedFile::Outcome::NoName, INVALID_HANDLE_VALUE, {}, GetLastError()};
     name.resize(name.find('\0'));

@@ -1,5 +1,5 @@
-// The steps that all record files share, each told apart by where it failed: opening a file at its start, making the
-// temporary file that takes its place, and the header of magic, version and count. The stores give the codes and lines.
+// The steps that all record files share: opening a file, creating the temporary file that replaces it, and the header
+// of GUID, version and count. Results say which step failed; the stores give the statuses and log lines.
 #pragma once
 
 #include <platform/win32.h>
@@ -15,19 +15,19 @@ struct OpenedFile {
     enum class Outcome { Opened, NoName, NotOpened, NotSought };
 
     Outcome outcome = Outcome::Opened;
-    HANDLE handle = INVALID_HANDLE_VALUE; // the caller's to close, when it was opened
+    HANDLE handle = INVALID_HANDLE_VALUE; // the caller closes it, when it was opened
     std::string name;
     unsigned long error = 0; // the last error of the call that failed
 };
 
 // `share` is what other users of the file may do meanwhile.
 OpenedFile openStoreFile(const char* name, DWORD share);
-// A file of nobody else's, empty and open for writing. None is left when it fails.
+// Creates a new file, empty and open for writing, with no sharing. On failure no file is left behind.
 OpenedFile makeTempFile(const std::string& folder, const char* prefix);
 
 inline constexpr DWORD kGuidBytes = 32;
 
-// A header as a store has it; the magic text has kGuidBytes, a terminator among them or not.
+// The header that a store expects. The GUID has kGuidBytes bytes and may lack a terminator.
 struct StoreHeader {
     const char* guid;
     DWORD version;
@@ -37,11 +37,11 @@ struct HeaderFault {
     enum class Kind { None, Guid, ForeignGuid, Version, ForeignVersion, Count };
 
     Kind kind = Kind::None;
-    std::int32_t status = 0; // of a field that wasn't moved
-    DWORD version = 0;       // of a foreign one
+    std::int32_t status = 0; // of the field that couldn't be read or written
+    DWORD version = 0;       // the one found, when it is foreign
 };
 
-// `readField(field, bytes)` gives a status, 0 for success, and may leave a field as it is.
+// `readField(field, bytes)` returns a status, 0 for success, and may leave the field unchanged.
 template <class ReadField>
 HeaderFault readStoreHeader(const StoreHeader& header, DWORD& count, ReadField&& readField) {
     using enum HeaderFault::Kind;
@@ -60,7 +60,7 @@ HeaderFault readStoreHeader(const StoreHeader& header, DWORD& count, ReadField&&
     return {};
 }
 
-// As readField.
+// `writeField(field, bytes)` returns a status, 0 for success.
 template <class WriteField>
 HeaderFault writeStoreHeader(const StoreHeader& header, DWORD count, WriteField&& writeField) {
     using enum HeaderFault::Kind;

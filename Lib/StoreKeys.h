@@ -1,6 +1,6 @@
-// Every constant that what is stored in protected form rests on. They are the same in all builds and on all machines,
-// so that a file written by one can be read by another, and stand in no file or registry value. A changed one makes
-// unreadable what was stored under it.
+// The keys of everything that is stored in protected form. They are the same in all builds and on all machines, so that
+// a file written by one can be read by another, and are stored in no file or registry value. Changing a key makes what
+// was stored under it unreadable.
 #pragma once
 
 #include <array>

@@ -32,7 +32,7 @@ StoreMutex::Taking StoreMutex::waitFor(HANDLE mutex) {
     case WAIT_OBJECT_0:
         return {Outcome::Taken};
     case WAIT_ABANDONED:
-        ReleaseMutex(mutex); // the next caller goes on
+        ReleaseMutex(mutex); // the next caller gets it
         return {Outcome::Abandoned};
     case WAIT_TIMEOUT:
         return {Outcome::TimedOut};

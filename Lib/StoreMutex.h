@@ -1,5 +1,5 @@
-// The mutex of a store between processes: taken under its name for a pass, with a wait that ends, and made anew each
-// time. Whoever takes it says in lines of its own what went wrong.
+// A store's named mutex between processes: opened and taken for each pass, with a time-out. The caller logs failures,
+// in its own words.
 #pragma once
 
 #include "WdCommon/Synchronize.h"
@@ -12,15 +12,15 @@ class StoreMutex {
   public:
     enum class Outcome {
         Taken,
-        HeldAlready, // by this object: it goes on holding it
+        HeldAlready, // by this object, which goes on holding it
         NotCreated,
-        Abandoned, // its holder died; the next taker gets it
+        Abandoned, // its owner died; released, so that the next caller gets it
         TimedOut,
         Failed,
     };
     struct Taking {
         Outcome outcome;
-        int waited = 0;          // what the wait gave
+        int waited = 0;          // the result of the wait
         unsigned long error = 0; // the last error of a call that failed
     };
 
@@ -29,15 +29,15 @@ class StoreMutex {
     StoreMutex(const StoreMutex&) = delete;
     StoreMutex& operator=(const StoreMutex&) = delete;
 
-    // `name` is that of the store, without the prefix of all sessions.
+    // `name`: that of the store, without the prefix for all sessions.
     Taking take(const char* name);
-    // Nothing when it isn't held.
+    // Does nothing when the mutex isn't held.
     void release();
 
   private:
     static Taking waitFor(HANDLE mutex);
 
-    WdCommon::Synchronize::CriticalSection m_csLock;   // held while the wait lasts
+    WdCommon::Synchronize::CriticalSection m_csLock;   // held during the wait too
     HANDLE m_hMutex WD_GUARDED_BY(m_csLock) = nullptr; // not null while this object holds the mutex
 };
 

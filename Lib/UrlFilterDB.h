@@ -1,4 +1,4 @@
-// Record files with a plain header and records that the store enciphers one by one. See RecordFile.h for the frame.
+// Record files with a plain header and records that the store enciphers one by one. See RecordFile.h for the rest.
 #pragma once
 
 #include "RecordFile.h"
@@ -7,13 +7,12 @@ class CUrlFilterDB : public wdlt::RecordFile {
   protected:
     CUrlFilterDB();
 
-    // `size` bytes as they stand in the file: WDLT_E_FILE unless all of them are moved.
-    std::int32_t ReadData(void* buffer, DWORD size);
-    std::int32_t WriteData(const void* buffer, DWORD size);
+    // Transfers `size` raw bytes; WDLT_E_FILE unless all of them are transferred.
+    [[nodiscard]] std::int32_t ReadData(void* buffer, DWORD size);
+    [[nodiscard]] std::int32_t WriteData(const void* buffer, DWORD size);
 
   private:
-    // Fewer bytes than asked are no failure here: a field that isn't whole in the file stays as it was. `size` is at
-    // most wdlt::kGuidBytes.
-    std::int32_t readHeaderField(void* field, DWORD size) override;
-    std::int32_t writeHeaderField(const void* field, DWORD size) override;
+    // A short read is no failure here: it leaves the field as it was. `size` is at most wdlt::kGuidBytes.
+    [[nodiscard]] std::int32_t readHeaderField(void* field, DWORD size) override;
+    [[nodiscard]] std::int32_t writeHeaderField(const void* field, DWORD size) override;
 };

@@ -48,10 +48,10 @@ constexpr LengthListDB::ReadLines kSearchLines{
     .recordTooLarge = "CUrlListDB::CheckIfUrlRecordExists(): A decrypted record is too large (size=%d, file=%s)",
 };
 
-// The entries of a query that no record has matched yet, each URL brought to its comparable form once.
+// The entries of a query that no record has matched yet, each URL converted once to the form that is compared.
 class Unmatched {
   public:
-    // False without memory for all of them.
+    // False when memory runs out.
     bool take(std::span<WdpeUrlfQueryEntry> entries) {
         try {
             m_open.reserve(entries.size());
@@ -116,7 +116,7 @@ std::int32_t CUrlListDB::CheckIfUrlRecordExists(const char* file, WdpeUrlfQuery*
         }
         unmatched.match(record);
         if (unmatched.isEmpty())
-            break; // what stands behind isn't looked at, damaged or not
+            break; // the records after it aren't read, damaged or not
     }
     return WDLT_OK;
 }

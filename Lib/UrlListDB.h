@@ -10,7 +10,7 @@ class CUrlListDB : public wdlt::LengthListDB {
     CUrlListDB();
 
     // Sets dwExists of each entry of the query whose URL matches a record of the file. The store's mutex is held for
-    // the whole search. A missing file is WDLT_E_FILE_NOT_FOUND and leaves dwExists alone; after another failure, those
-    // found before it stay found.
-    std::int32_t CheckIfUrlRecordExists(const char* file, WdpeUrlfQuery* query);
+    // the whole search. WDLT_E_FILE_NOT_FOUND when the file is missing; dwExists is then left alone. A failure half-way
+    // keeps the matches found before it.
+    [[nodiscard]] std::int32_t CheckIfUrlRecordExists(const char* file, WdpeUrlfQuery* query);
 };

@@ -57,10 +57,10 @@ void toComparable(std::string_view input, std::string& output) {
     lowerAscii(output);
 }
 
-// A longer piece is worth its table; a shorter one is looked for again at each place, which its length bounds.
+// A longer piece is worth its table; a shorter one is compared at each position, which costs at most its length.
 constexpr std::size_t kMostWithoutTable = 32;
 
-// Where a URL or a pattern falls apart: behind its scheme, and at the first slash of its path.
+// Where to split a URL or a pattern: after its scheme, and at the first slash of its path.
 struct Cut {
     explicit Cut(std::string_view text) {
         const std::size_t scheme = text.find(kBehindScheme);
@@ -71,12 +71,12 @@ struct Cut {
     std::size_t slash; // npos without a path
 };
 
-// What no name and no address with a port is.
+// Neither a name nor an IPv4 address with a port has two colons. A null byte would cut the address short.
 bool mayBeIpv6(std::string_view text) {
     return std::ranges::count(text, ':') >= 2 && text.find('\0') == text.npos;
 }
 
-// Where the host, from `from` up to `end`, is an address: the host with that address in its one form.
+// If the host from `from` to `end` is an IPv6 address: the host with that address normalized.
 std::optional<std::string> normalizedWithin(std::string_view host, std::size_t from, std::size_t end) {
     if (from >= end || !mayBeIpv6(host.substr(from, end - from)))
         return std::nullopt;
@@ -86,7 +86,7 @@ std::optional<std::string> normalizedWithin(std::string_view host, std::size_t f
     return std::string(host.substr(0, from)).append(address).append(host.substr(end));
 }
 
-// Runs an Init; memory that runs out makes it give false.
+// Runs the body of an Init; false when memory runs out.
 template <class Body>
 bool unlessExhausted(Body&& body) {
     try {
@@ -122,7 +122,7 @@ bool NormalizeIpv6Host(std::string& text) {
         std::snprintf(group.data(), group.size(), "%02x%02x:", bytes[i], bytes[i + 1]);
         normal += group.data();
     }
-    normal.back() = '\n'; // part of the form: both sides of a comparison have it
+    normal.back() = '\n'; // part of the normal form: both sides of a comparison have it
     text = std::move(normal);
     return true;
 }
@@ -160,7 +160,7 @@ std::size_t CUrlWildCardMatch::Piece::findIn(std::string_view text, std::size_t 
     return m_borders.empty() ? text.find(m_text, from) : findWithTable(text, from);
 }
 
-// Knuth, Morris, Pratt (1977); where nothing is matched yet, on to the next place that could begin a match.
+// Knuth, Morris, Pratt (1977). While nothing is matched, it skips to the next possible start of a match.
 std::size_t CUrlWildCardMatch::Piece::findWithTable(std::string_view text, std::size_t from) const {
     std::size_t matched = 0;
     for (std::size_t i = from; i < text.size(); ++i) {
@@ -185,7 +185,7 @@ bool CUrlWildCardMatch::Init(std::string_view pattern) {
     m_lstMiddle.clear();
     m_bExact = false;
     return unlessExhausted([&] {
-        // Cut before it is decoded: an encoded star is a character like any other.
+        // Split before decoding: an encoded star is an ordinary character.
         for (std::size_t at = 0; at < pattern.size();) {
             const std::size_t star = std::min(pattern.find('*', at), pattern.size());
             const std::string_view piece = pattern.substr(at, star - at);

@@ -1,7 +1,7 @@
-// Whether a URL matches a stored record. A record is a pattern with `*` for any text; host, with scheme and port, and
-// path are matched apart, so that no star reaches across the slash between them. All is compared decoded once and with
-// ASCII letters in lower case. Every Init gives false for null and when memory is exhausted; an object may be set up
-// again, which keeps its memory.
+// Matches a URL against a stored record, which is a pattern with `*` for any text. Host (with scheme and port) and path
+// are matched separately, so that no star reaches across the slash between them. Both sides are decoded once, and ASCII
+// letters compare in lower case. Every Init returns false when memory is exhausted and, unless it says otherwise, for
+// null; an object may be initialized again, which reuses its memory.
 #pragma once
 
 #include <cstdint>
@@ -9,11 +9,11 @@
 #include <string_view>
 #include <vector>
 
-// Each "%" with two hexadecimal digits behind it becomes the byte of that value, zero included. Bytes decoded; for null
-// a negative number.
+// Replaces each "%" and two hexadecimal digits by the byte of that value, zero included. How many it replaced; negative
+// for null.
 std::int32_t DecodeUrl(const char* input, std::string& output);
 
-// An IPv6 address in numbers becomes the one text that all its forms share; true when it was one. Other texts stay.
+// Replaces a numeric IPv6 address by the one form that all its spellings share. False for any other text, which stays.
 bool NormalizeIpv6Host(std::string& text);
 
 class CMatchingUrl {
@@ -38,11 +38,12 @@ class CUrlWildCardMatch {
     // A null or empty pattern accepts everything.
     bool Init(const char* pattern) { return Init(pattern == nullptr ? std::string_view() : std::string_view(pattern)); }
     bool Init(std::string_view pattern);
-    // Linear in the text's length and the pattern's, whatever they hold.
+    // Takes time linear in the lengths of text and pattern, whatever they contain.
     bool Match(std::string_view text) const;
 
   private:
-    // A text to be found in another; a long one has a table that lets a failed comparison go on without stepping back.
+    // A substring to search for. A long one has a table that lets the search go on after a mismatch without stepping
+    // back.
     class Piece {
       public:
         explicit Piece(std::string text);
@@ -53,13 +54,13 @@ class CUrlWildCardMatch {
         std::size_t findWithTable(std::string_view text, std::size_t from) const;
 
         std::string m_text;
-        std::vector<std::uint32_t> m_borders; // of each prefix: its longest proper prefix that is also its end
+        std::vector<std::uint32_t> m_borders; // length of each prefix's longest border (proper prefix and suffix)
     };
 
     std::string m_strPrefix;
     std::string m_strSuffix;
-    std::vector<Piece> m_lstMiddle; // in this order between the two
-    bool m_bExact = false;          // no star at all
+    std::vector<Piece> m_lstMiddle; // to be found in this order between the two
+    bool m_bExact = false;          // the pattern has no star
 };
 
 class CMatchingUrlRecord {

@@ -1,4 +1,4 @@
-// Calls of the exports, beside the values they read or write taken straight from the registry.
+// Calls of the exports, compared with reading or writing the same values directly in the registry.
 #include "Support.h"
 
 #include <platform/registry_batch.h>
@@ -12,7 +12,7 @@ namespace {
 
 constexpr const char* kBase = "SOFTWARE\\Halvermoor\\PLK\\Wardlet";
 
-// Seven values of one key: what the system's record reads, without the library.
+// Seven values of one key: what a read of the system record takes from the registry, without the library.
 void registrySevenReads(benchmark::State& state) {
     constexpr std::array kNames{"ProxyPort", "InstallPath",     "TempPath",          "LogPath",
                                 "DisableBm", "DefRedirectFlag", "TcpAutoTuningLevel"};

@@ -1,4 +1,4 @@
-// A C++ program that does nothing but tell its peak memory: what any process costs.
+// A C++ program that does nothing but print its peak memory: what any process costs.
 #include "PeakMemory.h"
 
 int main() {

@@ -1,5 +1,5 @@
-// The URL filter through the exports: its settings, its lists, and the question whether a URL is on one, asked of a
-// service beside it and of the list's file. Beside them what the same work takes at least: a bare durable commit, an
+// The URL filter through the exports: its settings, its lists, and the question whether a URL is on one, answered by a
+// service and from the list's file. For comparison, the least that the same work can take: a bare durable commit, an
 // exchange without a question, and copies of the list's megabyte.
 #include "Fixtures.h"
 #include "Support.h"
@@ -66,7 +66,7 @@ void settingsRead(benchmark::State& state) {
         demand(WdltUrlfReadConfig(&config) == WDLT_OK, "read");
 }
 
-// Read, overlaid, written: one commit for 23 values.
+// The export reads 23 values, changes one and writes them, in one commit.
 void settingsWritten(benchmark::State& state) {
     WdltUrlfConfig config;
     demand(WdltUrlfReadConfig(&config) == WDLT_OK, "read");
@@ -98,7 +98,7 @@ void listWritten(benchmark::State& state, int records) {
         demand(writeList(list) == WDLT_OK, "write");
 }
 
-// A megabyte of the list's size made, cleared and copied once: what any read of it does at least.
+// Allocates, clears and copies a list of full size (a megabyte): the least that any read of it does.
 void megabyteCopied(benchmark::State& state) {
     std::vector<WdpeUrlfUrlRecord> room(500);
     for (auto _ : state) {
@@ -109,7 +109,7 @@ void megabyteCopied(benchmark::State& state) {
     }
 }
 
-// Answers every question with 1 until it is killed; the exchange alone when the question's mapping isn't there.
+// Answers every question with 1 until killed; without the question's mapping it only answers the exchange.
 void answerQuestions(int ready) {
     const std::string base = "Global\\wdlt_action";
     HANDLE request = CreateEventA(nullptr, FALSE, FALSE, (base + "_WdEvent").c_str());

@@ -1,4 +1,4 @@
-// The service's tree as a benchmark lays it out, and a process beside it.
+// The service's tree for benchmarks, and a second process.
 #pragma once
 
 #include <platform/win32.h>
@@ -40,7 +40,7 @@ class Key {
     HKEY m_key = nullptr;
 };
 
-// A child process that runs until its end here.
+// A child process, killed by the destructor.
 class Child {
   public:
     template <class Body>
@@ -81,7 +81,7 @@ struct Pipe {
     int ends[2] = {-1, -1};
 };
 
-// The nearest neighbour of an exchange: a byte there and back between two processes.
+// The closest comparison for an exchange: a byte sent to another process and back.
 inline void pipesBackAndForth(benchmark::State& state) {
     const Pipe there;
     const Pipe back;

@@ -1,4 +1,5 @@
-// A log call: off, on with its level held back, and on, beside a formatted line written with one write call.
+// A log call: log off, log on with the level filtered out, and log on, compared with one write call for a formatted
+// line.
 #include "Support.h"
 #include "WdCommon/DebugLog.h"
 #include "WdCommon/Storage.h"
@@ -14,7 +15,7 @@ namespace {
 
 const bench::Home* g_home;
 
-// The trace library stands beside this program; the settings file doesn't, so the one in the home counts.
+// The trace library is in this program's directory; the settings file isn't, so the one in the home is used.
 void startWith(int enable, int level) {
     const std::filesystem::path home = g_home->path() / "home";
     std::filesystem::create_directories(home);

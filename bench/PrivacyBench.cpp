@@ -1,5 +1,5 @@
-// The privacy items: 32 of them written in 1, 8 and 30 charsets, read, and tried out; beside what the work can't do
-// without: the charset library for each item and charset, the cipher, the file put in place, and the registry's values.
+// The privacy items: 32 of them written in 1, 8 and 30 charsets, read, and verified; compared with the parts that the
+// work can't do without: converting each item to each charset, the cipher, replacing the file, and the registry values.
 #include "CharSetConverter.h"
 #include "EnginePDPCommon.h"
 #include "PrivacyDatabase.h"
@@ -69,7 +69,7 @@ PrivacyViewItem itemOf(std::uint32_t index) {
     return item;
 }
 
-// What all benchmarks of one run share.
+// Shared by all benchmarks of one run.
 class Workbench {
   public:
     explicit Workbench(const fs::path& home) : m_folder(home) {
@@ -119,7 +119,7 @@ class Workbench {
         demand(helper()->VerifyItems(items.data(), kItems, results.data()) == WDLT_OK, "not tried out");
     }
 
-    // The converter alone, with its library loaded and started for it.
+    // The conversions alone, with loading and starting the charset library.
     void convert(std::uint32_t charSets) const {
         CCharSetConverter converter;
         demand(converter.Initialize() == WDLT_OK, "no charset library");
@@ -137,7 +137,7 @@ class Workbench {
         demand(converter.Initialize() == WDLT_OK, "no charset library");
         converter.UnInitialize();
     }
-    // The patterns of all items enciphered, or deciphered.
+    // Enciphers or deciphers the patterns of all items.
     static void cipher(int direction, std::uint32_t records) {
         std::array<std::uint8_t, 128> from{};
         std::array<std::uint8_t, 144> to{};
@@ -145,7 +145,7 @@ class Workbench {
         if (direction == Rijndael::kDecrypt) {
             Rijndael other;
             other.Init(Rijndael::kCbc, Rijndael::kEncrypt, wdlt::kPrivacyKey.data(), Rijndael::kKey16Bytes);
-            other.PadEncrypt(to.data(), 112, from.data());
+            demand(other.PadEncrypt(to.data(), 112, from.data()) == bytes, "not enciphered");
         }
         for (std::uint32_t i = 0; i < records; ++i) {
             Rijndael cipher;
@@ -156,7 +156,7 @@ class Workbench {
             demand(done > 0, "cipher");
         }
     }
-    // Backup, new file and replacement of the same size, and nothing else.
+    // Only the backup, the new file and the replacement, at the same size.
     void putInPlace(std::uint32_t charSets) const {
         const std::string bytes(72 + std::size_t{kItems} * static_cast<unsigned>(std::popcount(charSets)) * 140, 'x');
         const fs::path file = m_folder / "plain.db";
@@ -174,7 +174,7 @@ class Workbench {
         demand(ReplaceFileA(file.c_str(), name.data(), nullptr, 1, nullptr, nullptr) != FALSE, "not replaced");
         DeleteFileA(backup.c_str());
     }
-    // As many values as the items have, in one transaction.
+    // Writes as many values as the items have, in one transaction.
     static void writeValues() {
         static DWORD number = 0;
         ++number;

@@ -1,4 +1,4 @@
-// A whole process that loads the library, reads the system's record and ends, beside an empty one: time and peak
+// A whole process that loads the library, reads the system record and ends, compared with an empty one: time and peak
 // memory.
 #include "Support.h"
 
@@ -14,7 +14,7 @@ extern char** environ;
 
 namespace {
 
-// Runs a program beside this one and gives the number that it prints.
+// Runs a program from this one's directory and returns the number that it prints.
 long runProgram(const char* name) {
     static const std::filesystem::path folder = std::filesystem::canonical("/proc/self/exe").parent_path();
     const std::string path = folder / name;
@@ -61,7 +61,7 @@ BENCHMARK(readingProcess)->UseRealTime()->Unit(benchmark::kMillisecond);
 
 int main(int argc, char** argv) {
     const bench::Home home("disk");
-    runProgram("bench_reading_process"); // makes the home
+    runProgram("bench_reading_process"); // creates the home
     const int result = bench::run(argc, argv, {{"readingProcess", "emptyProcess", 0}});
     const long above = runProgram("bench_reading_process") - runProgram("bench_empty_process");
     std::printf("peak memory above an empty process: %ld KiB (to reach: 8192)\n", above);

@@ -1,4 +1,4 @@
-// What a caller's shortest life is: the library is loaded, the system's record is read, the process ends.
+// The shortest useful caller: loads the library, reads the system record and ends.
 #include "PeakMemory.h"
 
 #include <wdltcfg/wdltcfg.h>

@@ -105,7 +105,7 @@ class Sqlite {
     sqlite3_stmt* m_store = nullptr;
 };
 
-// LMDB with nothing round it: one record a value, a transaction a call.
+// Bare LMDB: one record per value, one transaction per call.
 class Lmdb {
   public:
     explicit Lmdb(const std::filesystem::path& folder) {

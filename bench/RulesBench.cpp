@@ -1,5 +1,6 @@
-// A rule added to DRS's white list as the list grows: it is read whole before, so that no index is there twice. Beside
-// it the same key and values straight into the registry, and the list read through its export.
+// Adding a rule to DRS's white list as the list grows: every rule's index is compared first, so that no index is there
+// twice. Compared with writing the same key and values directly to the registry, and with reading the list through its
+// export.
 #include "Support.h"
 
 #include <platform/registry_batch.h>
@@ -15,7 +16,7 @@
 namespace {
 
 const std::u16string kList = u"SOFTWARE\\Halvermoor\\PLK\\Wardlet\\PluginManager\\DRS\\WhiteList";
-constexpr std::uint32_t kListSizes[] = {1, 10, 100, 1000}; // with the rule that is added
+constexpr std::uint32_t kListSizes[] = {1, 10, 100, 1000}; // including the rule that is added
 
 std::u16string numbered(std::u16string_view stem, std::uint32_t number) {
     std::u16string text(stem);
@@ -59,7 +60,7 @@ void layDownRules(std::uint32_t count) {
         storeRule(ruleOf(index));
 }
 
-// The rule that is added goes again, off the clock.
+// Deletes the added rule again, untimed.
 template <class Add>
 void added(benchmark::State& state, std::uint32_t size, Add&& add) {
     layDownRules(size - 1);

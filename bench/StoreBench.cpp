@@ -1,6 +1,6 @@
-// The protected record stores: a list of 500 URL patterns read, written and searched, beside the least that the same
-// work can take: plain system calls, the cipher by itself, RE2 with the same patterns, and each record decoded and
-// compared as it comes. Then the cipher and the copy that ends each write.
+// The protected record stores: a list of 500 URL patterns read, written and searched, compared with simpler ways to do
+// the same work: plain system calls, the bare cipher, RE2 with the same patterns, and decoding and comparing each
+// record as it is read. Then the cipher, and the file copy that ends each write.
 #include "Rijndael.h"
 #include "StoreKeys.h"
 #include "Support.h"
@@ -35,7 +35,7 @@ namespace fs = std::filesystem;
 
 constexpr int kRecords = WDLT_MAX_URL_RECORDS;
 constexpr int kManyUrls = 100;
-constexpr std::size_t kHeaderBytes = 40; // of a list's file
+constexpr std::size_t kHeaderBytes = 40; // in a list's file
 constexpr std::size_t kCopiedBytes = std::size_t{26} * 1024;
 
 void demand(bool holds, const char* what) {
@@ -47,7 +47,7 @@ std::string numbered(std::string before, int number, const char* behind) {
     return before.append(std::to_string(number)).append(behind);
 }
 
-// As they are met: 20 to 60 characters, most with a star.
+// Realistic patterns: 20 to 60 characters, most with a star.
 std::string pattern(int number) {
     switch (number % 5) {
     case 0:
@@ -101,7 +101,7 @@ std::string readPlainly(const fs::path& file) {
     return bytes;
 }
 
-// The least that a replacement takes that a loss of power doesn't undo: three syncs.
+// The cheapest replacement of a file that survives a power cut: two syncs.
 void replaceDurably(const fs::path& file, std::string_view bytes) {
     const fs::path beside = fs::path(file) += ".new";
     const int opened = open(beside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
@@ -114,7 +114,7 @@ void replaceDurably(const fs::path& file, std::string_view bytes) {
     close(folder);
 }
 
-// The cipher by itself.
+// The bare cipher.
 
 class RawCipher {
   public:
@@ -138,7 +138,7 @@ class RawCipher {
     aes128_ctx m_decrypt;
 };
 
-// Each record of a list's file into `text`, then to `use`.
+// Deciphers each record of a list's file into `text` and passes it to `use`.
 template <class Use>
 void decipherRecords(std::string_view bytes, std::span<char> text, Use&& use) {
     const RawCipher cipher;
@@ -152,7 +152,7 @@ void decipherRecords(std::string_view bytes, std::span<char> text, Use&& use) {
     }
 }
 
-// Other ways to match. Host and path of a text, both in the comparable form.
+// Other ways to match. The host and path of a text, both normalised for comparison.
 struct Halves {
     std::string host;
     std::string path;
@@ -195,7 +195,7 @@ bool globs(std::string_view pattern, std::string_view text) {
     return pattern.find_first_not_of('*', p) == pattern.npos;
 }
 
-// Each record deciphered, and then record and URL decoded and compared anew for each pair.
+// Deciphers each record, and decodes and compares record and URL afresh for each pair.
 std::vector<bool> checkNaively(const fs::path& file, const std::vector<std::string>& urls) {
     std::vector<bool> found(urls.size());
     std::array<char, sizeof(WdpeUrlfUrlRecord)> text;
@@ -211,7 +211,7 @@ std::vector<bool> checkNaively(const fs::path& file, const std::vector<std::stri
     return found;
 }
 
-// The same patterns for RE2: host and path with a line's end between them, which no star passes.
+// The same patterns for RE2: host and path with a newline between them, which a star doesn't match.
 std::string subjectOf(const std::string& url) {
     const Halves halves = halve(url, false);
     return halves.host + "\n" + halves.path;
@@ -239,7 +239,7 @@ std::unique_ptr<RE2::Set> expressionSet(const std::vector<std::string>& expressi
     return set;
 }
 
-// What all benchmarks of one run share.
+// Shared by all benchmarks of one run.
 struct Workbench {
     explicit Workbench(const fs::path& home) : folder(home), file(folder / "list.dat"), list(fullList()) {
         writeList();
@@ -290,7 +290,7 @@ class Query {
     WdpeUrlfQuery m_query;
 };
 
-// That all ways give one answer, so that they can be told beside each other.
+// Checks that all ways give the same answer, so that they can be compared.
 void demandAgreement(const Workbench& bench) {
     const auto set = expressionSet(bench.expressions);
     for (const auto* urls : {&bench.listed, &bench.unlisted}) {
@@ -348,7 +348,7 @@ void addSearches(const Workbench& bench) {
     }
 }
 
-// Records and URL in the comparable form already.
+// Matching alone: records and URL are already normalised.
 void addMatching(const Workbench& bench) {
     const auto records = std::make_shared<std::vector<CMatchingUrlRecord>>(kRecords);
     const auto expressions = std::make_shared<std::vector<std::unique_ptr<RE2>>>();

@@ -12,7 +12,7 @@ namespace {
 class Recorder final : public benchmark::ConsoleReporter {
   public:
     std::map<std::string, double> nanoseconds;
-    bool hasFailed = false; // a benchmark gave up: its figure is none
+    bool hasFailed = false; // a benchmark reported an error, so its figure is void
 
     void ReportRuns(const std::vector<Run>& runs) override {
         ConsoleReporter::ReportRuns(runs);

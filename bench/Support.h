@@ -1,5 +1,5 @@
-// What the benchmark programs share: a home of their own on a real disk, and ratios between benchmarks of one run,
-// which say more than times do: the machine cancels out.
+// Shared by the benchmark programs: a private home on a real disk, and ratios between benchmarks of one run, which say
+// more than times do, since the machine cancels out.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -13,8 +13,7 @@ namespace bench {
 // A fresh directory on the disk that the program was built on, removed at the end; WARDLET_HOME names its `home`.
 class Home {
   public:
-    // `durability` as the settings file has it: "disk" waits for the disk at each write, "process" leaves that to the
-    // system.
+    // `durability` as in the settings file: "disk" syncs each write, "process" leaves syncing to the system.
     explicit Home(const char* durability);
     ~Home();
     Home(const Home&) = delete;
@@ -26,14 +25,15 @@ class Home {
     std::filesystem::path m_path;
 };
 
-// How much of `beside`'s time `name` takes; at most `atMost`, where that is a figure to reach.
+// The time of `name` divided by that of `beside`; `atMost` is the target, where there is one.
 struct Ratio {
     std::string name;
     std::string beside;
-    double atMost = 0; // 0: only told
+    double atMost = 0; // 0: no target
 };
 
-// Runs the registered benchmarks, then prints the ratios of their median times. The result is for main: 0.
+// Runs the registered benchmarks, then prints the ratios of their median times. Returns main's exit status: 1 when a
+// benchmark failed, 2 for bad arguments; a missed target is no failure.
 int run(int argc, char** argv, const std::vector<Ratio>& ratios);
 
 } // namespace bench

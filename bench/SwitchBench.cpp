@@ -1,6 +1,6 @@
-// Features asked and switched through the exports, as the number of handlers grows: a handler is found by its type, so
-// each must be looked at. Then one exchange with the service. Beside them plain reads and writes of the same run, and
-// the nearest neighbour of an exchange: a byte there and back through two pipes.
+// Features queried and switched through the exports, as the number of handlers grows: a handler is found by its type,
+// so each must be looked at. Then one exchange with the service. Compared with plain reads and writes in the same run,
+// and with the closest thing to an exchange: a byte sent there and back through two pipes.
 #include "Fixtures.h"
 #include "Support.h"
 #include "SyncSender.h"
@@ -27,7 +27,7 @@ std::string numbered(std::string name, int number) {
     return name.append(std::to_string(number));
 }
 
-// `count` handlers, that of POP3 the last in the order of names: the dearest to find.
+// `count` handlers; POP3's comes last in the order of names, so it is the slowest to find.
 void layDownHandlers(int count) {
     const std::string handlers = kBase + "\\ProtocolHandler";
     for (int i = 1; i <= WDLT_MAX_HANDLERS; ++i) {
@@ -59,7 +59,7 @@ void asked(benchmark::State& state, int handlers) {
         benchmark::DoNotOptimize(WdltPvsIsEnabled());
 }
 
-// One step is both ways: on and off.
+// One iteration switches off and on.
 void switched(benchmark::State& state, int handlers) {
     layDownHandlers(handlers);
     require(state, WdltPvsEnable(0) == WDLT_OK && WdltPvsIsEnabled() == 0);
@@ -83,7 +83,7 @@ void registryRead(benchmark::State& state) {
     }
 }
 
-// As many syncs as a feature switched both ways has records: scan item and handler, twice.
+// As many syncs as switching a feature off and on takes: scan item and handler, twice.
 void registryFourWrites(benchmark::State& state) {
     const Key key(kBase + "\\Bench");
     DWORD number = 0;
@@ -92,7 +92,7 @@ void registryFourWrites(benchmark::State& state) {
             key.set("Bench", ++number);
 }
 
-// The service's objects; answers until it is killed.
+// Creates the service's objects and answers until killed.
 void answerNotifications(int ready) {
     const std::string base = std::string("Global\\") + kNotification;
     HANDLE request = CreateEventA(nullptr, FALSE, FALSE, (base + "_WdEvent").c_str());
@@ -104,7 +104,7 @@ void answerNotifications(int ready) {
         SetEvent(reply);
 }
 
-// All of an exchange but the pause behind it, which is 100 ms by design.
+// An exchange without the pause after it, which is 100 ms by design.
 void notification(benchmark::State& state) {
     const Pipe ready;
     const Child service([&] { answerNotifications(ready.ends[1]); });

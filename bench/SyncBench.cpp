@@ -1,5 +1,5 @@
-// Locks between processes, beside the C library's own process-shared ones, with 1, 2, 4 and 8 processes at work on the
-// same object. The figure of each is the whole run's time divided by all operations of all processes.
+// Locks between processes, compared with the C library's process-shared ones, with 1, 2, 4 and 8 processes using the
+// same object. Each figure is the time of the whole run divided by the operations of all processes.
 #include "RWLock.h"
 #include "Support.h"
 
@@ -19,10 +19,10 @@
 
 namespace {
 
-constexpr int kOperations = 20'000; // of each process, in one run
+constexpr int kOperations = 20'000; // per process and run
 constexpr int kProcesses[] = {1, 2, 4, 8};
 
-// What all processes of this program share.
+// Shared by all processes of this program.
 struct Shared {
     pthread_mutex_t mutex;
     pthread_rwlock_t lock;
@@ -53,7 +53,7 @@ Shared& shared() {
     return memory;
 }
 
-// One process of a run: `prepare` outside the time gives the operation, which is told the process's number.
+// `prepare` runs untimed in each process, gets the process's number and returns the operation to be timed.
 using Operation = std::function<void()>;
 using Prepare = std::function<Operation(int process)>;
 
@@ -91,7 +91,7 @@ void measure(benchmark::State& state, const Prepare& prepare, int processes) {
 }
 
 Operation ofLock(void (*use)(CWdRWLock&)) {
-    auto* lock = new CWdRWLockEx; // for as long as its process lives
+    auto* lock = new CWdRWLockEx; // lives as long as its process
     if (!lock->Initialize("bench"))
         std::abort();
     return [=] { use(*lock); };
@@ -116,7 +116,7 @@ Operation pthreadWriteLock(int) {
     };
 }
 
-// As an operation of the library does it: the mutex is made for the one use.
+// As the library does it in an operation: the mutex is created for a single use.
 Operation mutexMadeAndClosed(int) {
     return [] {
         HANDLE mutex = CreateMutexA(nullptr, FALSE, "Global\\bench_mutex");
@@ -139,7 +139,7 @@ Operation pthreadMutex(int) {
     };
 }
 
-// Two processes: each waits for the other's event, then raises its own.
+// Two processes: each waits for the other's event, then sets its own.
 Operation eventBackAndForth(int process) {
     HANDLE there = CreateEventA(nullptr, FALSE, FALSE, "bench_there");
     HANDLE back = CreateEventA(nullptr, FALSE, FALSE, "bench_back");
@@ -192,7 +192,7 @@ int main(int argc, char** argv) {
     std::vector<bench::Ratio> ratios;
     const auto pair = [&](const std::string& name, Operation (*prepare)(int), const std::string& beside,
                           Operation (*prepareBeside)(int), int processes) {
-        const std::string suffix = std::string("_").append(std::to_string(processes)); // gcc 12 warns of "_" + …
+        const std::string suffix = std::string("_").append(std::to_string(processes)); // gcc 12 warns about "_" + …
         add(name + suffix, prepare, processes);
         add(beside + suffix, prepareBeside, processes);
         ratios.push_back({name + suffix, beside + suffix, 0});

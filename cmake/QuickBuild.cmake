@@ -1,6 +1,6 @@
-# wdlt_quickly(TARGET...): in a quick build these targets, which are compiled with the same flags, parse the standard
-# headers once, and their sources are taken several at a time, so that what they include isn't parsed for each again. The
-# other builds take each source by itself, so that one that includes less than it uses shows.
+# wdlt_quickly(TARGET...): in a quick build these targets, which need the same compile flags, share one precompiled
+# header, and their sources are compiled in batches, so that common includes are parsed once per batch. Other builds
+# compile each source by itself, so that a missing include shows.
 set(CMAKE_UNITY_BUILD_BATCH_SIZE 8 CACHE STRING "How many sources a quick build compiles together")
 function(wdlt_quickly first)
     if(NOT WDLT_QUICK_BUILD OR WDLT_EACH_SOURCE)

@@ -1,7 +1,7 @@
-# Flags of our own code; the headers of others are included as SYSTEM and keep their warnings to themselves.
+# Flags for our own code; third-party headers are included as SYSTEM, which silences their warnings.
 add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Werror)
-# A library names all that it needs: an open symbol is an error when it is linked, not when it is loaded. (Under a
-# sanitizer the program has its runtime, and libraries have open symbols.)
+# A library links to all that it needs: an undefined symbol is an error at link time, not at load time. (With a
+# sanitizer its runtime is in the program, so libraries have undefined symbols.)
 add_link_options(-Wl,--as-needed)
 if(NOT WDLT_SANITIZE)
     add_link_options(-Wl,-z,defs)

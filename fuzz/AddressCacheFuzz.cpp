@@ -1,13 +1,12 @@
-// The address cache: whatever its file holds, a read stays inside the file and the caller's buffer and gives the
-// records that the file has, and what was read can be written and reads back the same.
+// The address cache: whatever its file holds, a read stays inside the file and the caller's buffer and returns the
+// file's records, and what was read can be written and reads back the same.
 //
-// The first byte tells how the others become the file: as they are, behind a valid header, or as records that are
+// The first byte selects how the others become the file: as they are, after a valid header, or as records that are
 // enciphered here.
+#include "Enciphered.h"
 #include "FuzzFolder.h"
 #include "ManagerMailCommon.h"
 #include "RegistryIO.h"
-#include "Rijndael.h"
-#include "StoreKeys.h"
 #include "Tree.h"
 
 #include <wdltcfg/addresses.h>
@@ -47,12 +46,7 @@ std::string headerOf(std::uint32_t count) {
 
 std::string sealed(std::string record) {
     record.resize(kRecordBytes);
-    Rijndael cipher;
-    cipher.Init(Rijndael::kCbc, Rijndael::kEncrypt, wdlt::kAddressCacheKey.data(), Rijndael::kKey16Bytes);
-    std::string text(256, '\0');
-    cipher.PadEncrypt(reinterpret_cast<const std::uint8_t*>(record.data()) + 4, 255,
-                      reinterpret_cast<std::uint8_t*>(text.data()));
-    return record.substr(0, 4) + text;
+    return record.substr(0, 4) + enciphered(wdlt::kAddressCacheKey, std::string_view(record).substr(4, 255));
 }
 
 std::string fileOf(unsigned form, std::string_view input) {
@@ -73,7 +67,7 @@ CManagerMailCommon mailManager() {
     return {{WDLT_PROTOCOL_COMMON, WDLT_SCAN_MAIL_MANAGER, WDLT_INPUT_NONE}, std::make_unique<CRegistryIO>()};
 }
 
-// As a caller reads it: the size first, then a buffer with not a byte behind it.
+// As a caller reads it: the size first, then into a buffer of exactly that size.
 std::int32_t read(std::unique_ptr<std::uint8_t[]>& buffer, std::uint64_t& size) {
     CManagerMailCommon manager = mailManager();
     size = 0;

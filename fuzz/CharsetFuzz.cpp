@@ -1,8 +1,8 @@
-// The charset converter with the library that was built: whatever text comes in, a conversion stays inside its buffers,
-// what it refuses leaves zeros, and what it makes converts back to the same characters. The trims stay inside the text
-// and take no more than their sequences.
+// The charset converter with the library that was built: whatever the text, a conversion stays inside its buffers,
+// leaves zeros when it refuses, and its result converts back to the same characters. The trims stay inside the text and
+// remove no more than their escape sequences.
 //
-// The first three bytes pick the charsets and the room.
+// The first three bytes select the charsets and the buffer size.
 #include "CharSetConverter.h"
 
 #include <wdltcfg/status.h>
@@ -32,7 +32,7 @@ const CCharSetConverter& converter() {
     return made;
 }
 
-// The bytes that a conversion made, all of the room; empty when it was refused.
+// The whole output buffer of a conversion; empty when it was refused.
 std::vector<char> convert(const std::string& text, DWORD from, DWORD to, DWORD room) {
     std::vector<char> output(room, 'x');
     const std::int32_t status = converter().ConvertResource(output.data(), text.c_str(), from, to, room);
@@ -47,7 +47,7 @@ std::string textOf(const std::vector<char>& bytes) {
     return {bytes.begin(), std::find(bytes.begin(), bytes.end(), '\0')};
 }
 
-// Only texts of bytes: a wide one ends at a zero byte that is half a unit.
+// Wide charsets are left out: their texts would end at a zero byte that is half a unit.
 bool isNarrow(DWORD charset) {
     return charset > 1 && charset < 29;
 }
@@ -79,10 +79,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::vector<char> ample = convert(text, from, to, kAmple);
     if (ample.empty() || !isNarrow(from) || !isNarrow(to) || textOf(ample).empty())
         return 0;
-    // Bytes that mean the same character come back as the usual ones, so the characters are compared.
+    // Several byte sequences may mean the same character and come back as the usual one, so characters are compared.
     const std::vector<char> utf8 = convert(text, from, kUtf8, kAmple);
     demand(textOf(convert(textOf(ample), to, kUtf8, kAmple)) == textOf(utf8));
-    // What fits is the same in less room.
+    // A tighter buffer gives the same result, if it fits.
     const std::string made = textOf(ample);
     const std::vector<char> tight = convert(text, from, to, static_cast<DWORD>(std::max(made.size(), text.size())));
     demand(textOf(tight) == made);

@@ -1,5 +1,5 @@
-// Where a target that reads files puts them: a folder in memory, where there is a file system for that, with the
-// layer's home in it. Removed at the end.
+// Where a target that reads files puts them: a folder, in memory if /dev/shm exists, that also holds the layer's home.
+// Removed at exit.
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,5 @@
-// INI text: whatever the bytes, finding a value stays inside them, and a value that was set is found again while
-// another keeps what it was.
+// INI text: whatever the bytes, a look-up stays inside them, and a value that was set is found again while the others
+// stay as they were.
 #include "IniText.h"
 
 #include <cstdint>

@@ -1,11 +1,11 @@
-// The privacy database: whatever a file holds, each reader stays inside the file and its lists, the walk to the
-// exclusions and the raw copy end, and exclusions that were read can be written and read back the same.
+// The privacy database: whatever a file holds, each reader stays inside the file and its lists, finding the exclusions
+// and the raw copy terminate, and exclusions that were read can be written and read back the same.
 //
-// The first byte says how the others become the file: as they are, behind a header, or as exclusions that are
-// enciphered here, so that the search for inputs gets past the cipher.
+// The first byte selects how the others become the file: as they are, after a header, or as exclusions that are
+// enciphered here, so that the fuzzer gets past the cipher.
+#include "Enciphered.h"
 #include "FuzzFolder.h"
 #include "PrivacyDatabase.h"
-#include "Rijndael.h"
 
 #include <platform/win32.h>
 #include <wdltcfg/status.h>
@@ -46,23 +46,18 @@ std::string fileOf(unsigned form, std::string_view input) {
     input.remove_prefix(1);
     if (form == 1)
         return headerOf(count).append(input);
-    // Texts, each up to a line's end.
+    // Each line of the input becomes an exclusion.
     std::string file = headerOf(0);
     append(file, count);
     append(file, 0);
-    Rijndael cipher;
-    cipher.Init(Rijndael::kCbc, Rijndael::kEncrypt, wdlt::kPrivacyKey.data(), Rijndael::kKey16Bytes);
     while (!input.empty()) {
         const std::string_view text = input.substr(0, input.find('\n'));
         input.remove_prefix(std::min(input.size(), text.size() + 1));
-        std::string message(text.size() + Rijndael::kBlockBytes, '\0');
-        const std::int32_t bytes =
-            cipher.PadEncrypt(reinterpret_cast<const std::uint8_t*>(text.data()),
-                              static_cast<std::int32_t>(text.size()), reinterpret_cast<std::uint8_t*>(message.data()));
+        const std::string message = enciphered(wdlt::kPrivacyKey, text);
         append(file, count);
         append(file, WDLT_PRIVACY_EXCLUSION_TARGET);
-        append(file, static_cast<DWORD>(bytes));
-        file.append(message, 0, static_cast<std::size_t>(bytes));
+        append(file, static_cast<DWORD>(message.size()));
+        file += message;
     }
     return file;
 }
@@ -75,7 +70,7 @@ void open(BufferedFile& file, const std::string& name, DWORD access, DWORD dispo
 
 using Exclusions = wdlt::WipedVector<PrivacyExclusionItem>;
 
-// The exclusion header and records, from where the file stands.
+// Reads the exclusion header and records at the file's current position.
 std::int32_t readExclusions(BufferedFile& file, Exclusions& items) {
     wdlt::PrivacyDBExclusionHeader head{};
     const std::int32_t status = PrivacyDatabase::GetPrivacyDBExclusionHeader(file, head);
@@ -101,7 +96,7 @@ void writeAndReadBack(const Exclusions& items) {
     open(file, name, GENERIC_READ, OPEN_EXISTING);
     Exclusions again;
     if (status != WDLT_OK) {
-        demand(std::filesystem::is_empty(name)); // nothing before all are valid
+        demand(std::filesystem::is_empty(name)); // nothing is written unless all are valid
         return;
     }
     demand(readExclusions(file, again) == WDLT_OK && again.size() == items.size());

@@ -1,4 +1,4 @@
-// .reg text: any bytes are a document or an error with a place in them, and a document that was written reads back the
+// .reg text: any bytes are a document or an error with a valid position, and a document that was written reads back the
 // same.
 #include "RegText.h"
 
@@ -33,7 +33,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     try {
         written = wdlt::writeRegText(document);
     } catch (const std::invalid_argument&) {
-        return 0; // a name that the format has no way to write
+        return 0; // a name that the format can't express
     }
     const wdlt::RegDocument again = wdlt::parseRegText(written);
     if (!(again.keys == document.keys) || wdlt::writeRegText(again) != written)

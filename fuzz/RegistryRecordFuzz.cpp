@@ -1,5 +1,5 @@
-// Records of the registry's database: whatever the bytes, a view stays inside them, and what an editor accepts it gives
-// back unchanged.
+// Records of the registry's database: whatever the bytes, a view stays inside them, and an editor returns what it
+// accepts unchanged.
 #include "RegistryRecord.h"
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 
 namespace {
 
-std::size_t g_sum; // every byte that a view hands out is looked at
+std::size_t g_sum; // makes sure that every byte that a view returns is read
 
 void touch(const wd::RecordView& view, std::string_view text) {
     const std::string_view all = view.bytes();

@@ -1,5 +1,5 @@
-// Stands in for the fuzzer where there is none: gives a target each file of its corpus, as it is and with some changes
-// at random. Arguments: the corpus; what begins with a dash is the fuzzer's.
+// Stands in for the fuzzer where there is none: runs a target on each file of its corpus, as it is and with random
+// changes. Arguments: the corpus folders; options of the fuzzer (with a dash) are ignored.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -16,10 +16,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int kChangedInputs = 100; // of each file
+constexpr int kChangedInputs = 100; // per file
 
 void run(const std::string& input) {
-    // Of its own, so that a sanitizer sees a byte read behind it.
+    // A buffer of exact size, so that a sanitizer notices a read past the end.
     const std::vector<std::uint8_t> bytes(input.begin(), input.end());
     LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
 }
@@ -67,7 +67,7 @@ int main(int argc, char** argv) {
             std::printf("%s\n", entry.path().filename().c_str());
             if (!file.is_open())
                 return 1;
-            std::fflush(stdout); // the target may not come back
+            std::fflush(stdout); // the target may crash
             run(content);
             std::mt19937 random(seed);
             for (int round = 0; round < kChangedInputs; ++round)

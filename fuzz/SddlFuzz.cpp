@@ -1,5 +1,5 @@
 // Security descriptors as text, and access lists and SIDs as bytes: whatever they are, reading stays inside them, and
-// what was accepted comes back the same from its text and from its bytes.
+// what is accepted survives a round trip through text and through bytes.
 #include "Sddl.h"
 
 #include <cstdint>

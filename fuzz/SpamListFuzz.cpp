@@ -1,5 +1,5 @@
-// The list files of anti-spam: whatever a file holds, a read stays inside the caller's entries and says what a plain
-// reader of lines says, at any maximum, and what was read can be written and reads back the same.
+// The list files of anti-spam: whatever a file holds, a read stays inside the caller's entries and agrees with a simple
+// line reader, at any maximum, and what was read can be written and reads back the same.
 #include "AntiSpamList.h"
 #include "FuzzFolder.h"
 
@@ -14,7 +14,7 @@ namespace {
 
 using State = CAntiSpamList::State;
 
-// The entries as the rules for a text file have them: lines, cut in pieces of what an entry holds.
+// The entries that a text file should give: its lines, cut into pieces that fit into an entry.
 std::vector<std::string> entriesOf(std::string text, std::size_t maximum) {
     constexpr std::size_t kMost = sizeof(WdpeAspmEntry) - 1;
     for (std::size_t at = 0; (at = text.find("\r\n", at)) != text.npos; ++at)
@@ -43,7 +43,7 @@ std::vector<std::string> textsOf(const std::vector<WdpeAspmEntry>& entries, int 
 
 } // namespace
 
-// The first byte is the maximum.
+// The first byte of the input is the maximum.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (size == 0)
         return 0;
@@ -57,7 +57,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     fuzz::demand(list.Load(file.c_str(), entries.data(), static_cast<int>(maximum), count) == State::Read);
     fuzz::demand(textsOf(entries, count) == entriesOf(text, maximum));
 
-    // A carriage return at an entry's end becomes part of the line's.
+    // When written, a carriage return at the end of an entry becomes part of the line ending.
     const auto endsWell = [](const std::string& entry) { return !entry.ends_with('\r'); };
     const auto texts = textsOf(entries, count);
     fuzz::demand(list.WriteList(file.c_str(), entries.data(), count) == 1);

@@ -1,8 +1,8 @@
 // The protected record stores: whatever a file holds, a read stays inside the file and the caller's list, a search of
-// the URL list says what its records say, and what was read can be written and reads back the same.
+// the URL list agrees with its records, and what was read can be written and reads back the same.
 //
-// The first byte picks the store and how the others become its file: as they are, behind a valid header, or as records
-// that are enciphered here, so that the search for inputs gets past the cipher.
+// The first byte selects the store and how the others become its file: as they are, after a valid header, or as records
+// that are enciphered here, so that the fuzzer gets past the cipher.
 #include "FuzzFolder.h"
 #include "HostListDB.h"
 #include "SpyListDB.h"
@@ -39,12 +39,12 @@ struct Subject {
     const char* guid;
     const wdlt::StoreKey& key;
     Records records;
-    std::size_t headBytes; // of the list
+    std::size_t headBytes; // in the caller's list
     std::size_t slotBytes; // likewise
     std::size_t maximum;
-    std::size_t plainBytes;          // in front of a fixed record's fields
-    std::vector<std::size_t> fields; // enciphered, of a fixed record
-    bool holdsTexts;                 // whose slot counts up to the terminator
+    std::size_t plainBytes;          // before the fields of a fixed record
+    std::vector<std::size_t> fields; // sizes of a fixed record's enciphered fields
+    bool holdsTexts;                 // a slot counts only up to its terminator
 
     std::size_t listBytes() const { return headBytes + maximum * slotBytes; }
 };
@@ -138,7 +138,7 @@ class FileBytes {
         item(bytesOf(1));
         item(bytesOf(count));
     }
-    // One record out of the front of `input`; what it lacks is zeros.
+    // Takes one record from the front of `input`, padded with zeros where that is too short.
     void appendRecord(Bytes& input) {
         switch (m_subject.records) {
         case Records::Lengthed: {
@@ -174,7 +174,7 @@ class FileBytes {
         input = input.subspan(there);
         return taken;
     }
-    // Up to a line's end, which is no part of it.
+    // Takes the first line, without its newline.
     static std::vector<std::uint8_t> takeText(Bytes& input) {
         const auto end = std::ranges::find(input, std::uint8_t{'\n'});
         std::vector<std::uint8_t> text(input.begin(), end);
@@ -208,7 +208,7 @@ std::vector<std::uint8_t> fileOf(const Subject& subject, unsigned form, Bytes in
     if (form == 0 || input.empty()) {
         file.append(input);
     } else if (form == 1) {
-        file.appendHeader(input.front() * 5U); // above each store's maximum, too
+        file.appendHeader(input.front() * 5U); // may exceed any store's maximum
         file.append(input.subspan(1));
     } else {
         const std::uint32_t count = input.front();
@@ -220,7 +220,7 @@ std::vector<std::uint8_t> fileOf(const Subject& subject, unsigned form, Bytes in
     return file.bytes();
 }
 
-// The caller's list, with not a byte behind it.
+// The caller's list, allocated at its exact size.
 class List {
   public:
     explicit List(const Subject& subject)
@@ -269,7 +269,7 @@ class List {
     std::unique_ptr<std::uint8_t[]> m_bytes;
 };
 
-// What a search must find, and how it must end: each URL against each record by itself.
+// What a search must find, and its status: matches each URL against each record.
 std::int32_t searchSlowly(const List& list, std::span<WdpeUrlfQueryEntry> entries) {
     for (std::size_t i = 0; i < list.count(); ++i) {
         CMatchingUrlRecord record;
@@ -287,7 +287,7 @@ std::int32_t searchSlowly(const List& list, std::span<WdpeUrlfQueryEntry> entrie
     return WDLT_OK;
 }
 
-// Asks for the input's last line and for the first record's own text.
+// Searches for the input's last line and for the first record's own text.
 void search(const std::string& file, const List& list, std::int32_t readStatus, Bytes input) {
     std::vector<WdpeUrlfQueryEntry> entries(2);
     const auto lineEnd = std::find(input.rbegin(), input.rend(), std::uint8_t{'\n'});
@@ -326,7 +326,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string written = folder() / "written";
     const std::int32_t writeStatus = list.write(written);
     if (writeStatus == WDLT_E_INVALID_ARGUMENT && subject.holdsTexts)
-        return 0; // an empty text, which a list may not have
+        return 0; // an empty text, which a list must not contain
     demand(writeStatus == WDLT_OK);
     List again(subject);
     demand(again.read(written) == WDLT_OK && again == list);

@@ -1,5 +1,5 @@
-// URL patterns: whatever pattern and text are, a match stays inside them and says what a slow, plain matcher says, and
-// a text without anything special matches itself as a record.
+// URL patterns: whatever pattern and text are, a match stays inside them and agrees with a slow, simple matcher, and a
+// text without special characters matches itself as a record.
 #include "UrlMatching.h"
 
 #include <algorithm>
@@ -24,7 +24,7 @@ int lower(int c) {
     return c >= 'A' && c <= 'Z' ? c + 32 : c;
 }
 
-// The pattern as the characters to be found, decoded and in lower case, with kStar between them.
+// The pattern's characters, decoded and in lower case, with kStar for a star.
 std::vector<int> tokens(const std::string& pattern) {
     std::vector<int> found;
     for (std::size_t i = 0; i < pattern.size(); ++i) {
@@ -40,7 +40,7 @@ std::vector<int> tokens(const std::string& pattern) {
     return found;
 }
 
-// By the places in the text that each token can have led to.
+// Tracks the set of positions in the text that each token can reach.
 bool accepts(const std::string& pattern, std::string_view text) {
     if (pattern.empty())
         return true;
@@ -71,7 +71,7 @@ void compare(const std::string& pattern, std::string_view text) {
 
 } // namespace
 
-// Pattern and text with a zero byte between them; without one the text is empty.
+// The input is a pattern and a text, separated by a zero byte; without one the text is empty.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (size > 4096)
         return 0;
@@ -89,7 +89,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         compare(pattern, url.path());
         const bool matches = record.Match(url);
         demand(record.Init(pattern.c_str()) && record.Match(url) == matches);
-        // Codes and addresses are brought to their one form at different moments in patterns and URLs.
+        // Percent codes and addresses are normalised at different stages in patterns and in URLs.
         const bool isPlain = pattern.find_first_of("%:") == pattern.npos;
         demand(!isPlain || (url.Init(pattern.c_str()) && record.Match(url)));
     }

@@ -1,5 +1,5 @@
-// Every record of settings by the name that people use, and where its values stand in the registry. The tools offer the
-// records that have a name; docs/settings.md shows all.
+// Every record of settings by the name that users know, and where its values are in the registry. The tools offer the
+// records that have a name; docs/settings.md lists all.
 #pragma once
 
 #include "ExportedRecords.h"
@@ -18,13 +18,13 @@
 namespace wdlt {
 
 struct Settings {
-    std::string_view name; // of the record; behind a blank: which of several it is; empty: tools have no such record
+    std::string_view name; // of the record; after a space: which of several; empty: not offered by the tools
     const char* help;
-    std::string_view key; // below the service's own; * stands for any name
+    std::string_view key; // below the service's key; * stands for any name
     std::span<const Field> fields;
 };
 
-// Of the HTTPS filter: a write of them asks for the HTTP handler too.
+// The HTTPS filter's flags alone. Writing them tries to switch on the HTTP handler too.
 struct HttpsFlags {
     std::uint32_t enable;
 };
@@ -37,7 +37,7 @@ inline constexpr auto kHttpEngine = withFresh(kEngineFields, *findEngineDefaults
 inline constexpr auto kFileEngine =
     withFresh(kEngineFields, *findEngineDefaults(WDLT_PROTOCOL_HTTP, WDLT_INPUT_HTTP_FILE_SCAN));
 
-// Of exported records, what isn't stored with the rest of them.
+// Fields of exported records that are stored apart from the rest.
 inline constexpr auto kScanLimit = number(WDLT_IN(WdltVsConfig, dwLimitSize), nullptr)
                                        .reads(atMost(WDLT_MAX_SCAN_SIZE))
                                        .is("largest that is scanned; stored with the limits of its protocol");
@@ -51,7 +51,7 @@ inline constexpr FieldOf<HttpsFlags> kHttpsFlagsFields[] = {
         .is("as of https; the HTTP handler is asked to go on"),
 };
 
-// Values that no record has: families and stores read them by themselves.
+// Values that belong to no record: families and stores read them directly.
 struct NoRecord {};
 constexpr FieldOf<NoRecord> lone(FieldKind kind, const char* value) {
     FieldOf<NoRecord> field;

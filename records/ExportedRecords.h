@@ -1,4 +1,4 @@
-// The exported records of the families that stand for a part of a stored one.
+// The families' exported records that hold a part of a stored record.
 #pragma once
 
 #include "Pair.h"
@@ -36,7 +36,7 @@ inline constexpr PairOf<WdltUrlfProxy, WdpeUrlfData> kUrlFilterProxyPairs[] = {
 };
 static_assert(coverExported(kUrlFilterProxyPairs));
 
-// The level is the POP3 record's.
+// The level is in the POP3 record.
 inline constexpr PairOf<WdltAspmConfig, WdpeAspmCommonData> kAntiSpamPairs[] = {
     WDLT_PAIR(WdltAspmConfig, WdpeAspmCommonData, dwScanType),
     WDLT_PAIR(WdltAspmConfig, WdpeAspmCommonData, szPrefixSpam),
@@ -49,7 +49,7 @@ inline constexpr PairOf<WdltAspmConfig, WdpeAspmCommonData> kAntiSpamPairs[] = {
 };
 static_assert(coverExported(kAntiSpamPairs, WDLT_IN(WdltAspmConfig, dwLevel)));
 
-// The limit is the protocol's.
+// The limit is stored with the protocol's other limits.
 inline constexpr PairOf<WdltVsConfig, WdpeVsData> kVirusScanPairs[] = {
     WDLT_PAIR(WdltVsConfig, WdpeVsData, dwFirstAction), WDLT_PAIR(WdltVsConfig, WdpeVsData, dwSecondAction),
     WDLT_PAIR(WdltVsConfig, WdpeVsData, dwZipClean),    WDLT_PAIR(WdltVsConfig, WdpeVsData, dwZipScan),
@@ -65,7 +65,7 @@ inline constexpr PairOf<WdltHfsConfig, WdpeHttpFileScanData> kFileScanPairs[] = 
 };
 static_assert(coverExported(kFileScanPairs));
 
-// Whether it is on is its item's and its handler's.
+// dwEnable is the state of the scan item and the handler.
 inline constexpr PairOf<WdltSalConfig, WdpeSalData> kSalPairs[] = {
     WDLT_PAIR(WdltSalConfig, WdpeSalData, dwQueryIP),
     WDLT_PAIR(WdltSalConfig, WdpeSalData, dwTakeAction),

@@ -1,15 +1,15 @@
-// One field of a record as data: where it lies in the record, which registry value it is stored as, what is made of a
-// number that isn't legal, what stands for a value that can't be read, what a fresh installation has, and what people
-// are told of it. The helpers read and write by these rows, the tools show, check and document them. Rows are constants;
-// each word behind `number`, `text`, `sealedText` or `nameList` gives the row with one thing changed.
+// One field of a record as data: its place in the record, the registry value it is stored as, how an invalid number is
+// corrected, what replaces a value that can't be read, what a fresh installation has, and a description for users. The
+// helpers read and write by these rows; the tools show, check and document them. Rows are constants; each call chained
+// to `number`, `text`, `sealedText` or `nameList` returns the row with one thing changed.
 //
 //     constexpr FieldOf<WdphSmtp> kSmtpFields[] = {
 //         number(WDLT_IN(WdphSmtp, dwLimitSize), "LimitSize").reads(atMost(WDLT_MAX_SCAN_SIZE)).fresh(5120),
 //         number(WDLT_IN(WdphSmtp, dwMaxSessionCount), "MaxSessionCount").absent(100).reads(atLeast(1)).fresh(100),
 //     };
 //
-// Unless a row says otherwise a failed read ends the record there with an error line, numbers pass unchanged, and a text
-// is stored with its terminator.
+// Unless a row says otherwise, a failed read ends the reading of the record and logs an error, numbers pass unchanged,
+// and a text is stored with its terminator.
 #pragma once
 
 #include <array>
@@ -25,11 +25,11 @@ enum class FieldKind : std::uint8_t {
     Number,     // stored as REG_DWORD
     Text,       // REG_SZ, in the system code page, terminated inside the field
     SealedText, // REG_BINARY, enciphered by the helper
-    NameList,   // REG_SZ, names in slots of one size, in use up to the first empty one; stored parted by commas
-    NumberList, // 32-bit numbers, of which another field counts those in use; never stored as a value
+    NameList,   // REG_SZ, separated by commas; in the record slots of one size, in use up to the first empty one
+    NumberList, // 32-bit numbers; another field counts those in use; never stored as a value
 };
 
-// What a number outside of its limits becomes.
+// How a number outside its limits is corrected.
 struct NumberRule {
     enum class Outside : std::uint8_t { Passes, TakesLimit, TakesOther };
 
@@ -75,7 +75,7 @@ constexpr NumberRule inverted() {
     return {0, 1, NumberRule::Outside::TakesLimit, 0, true};
 }
 
-// The level of a line.
+// The level of a log line.
 enum class Told : std::uint8_t { Quietly, AsTrace, AsError };
 
 // What a failing read means for the rest of the record.
@@ -94,44 +94,44 @@ struct Field {
     bool isSigned = false;
 
     const char* value = nullptr;    // name of the registry value; null: none of its own
-    std::uint32_t limit = 0;        // bytes of a text that the store is asked for; at most the field's, but for a list
-    const char* lineName = nullptr; // as the lines for reading call it; null: as the value
-    const char* lineNameOnWrite = nullptr; // as the lines for writing call it; null: as on reading
+    std::uint32_t limit = 0;        // bytes that the store is asked for; at most the field's size, except for a list
+    const char* lineName = nullptr; // name in log lines about reading; null: the value's name
+    const char* lineNameOnWrite = nullptr; // name in log lines about writing; null: as for reading
 
     OnFailure whenAbsent;             // the store has no such value (WDLT_E_NOT_FOUND)
     OnFailure whenFailed;             // any other failure
     std::uint32_t number = 0;         // the default
     std::string_view text;            // likewise
-    const char* otherValue = nullptr; // read into the field when the value can't be
-    bool isFromDefaults = false;      // a record of defaults, where there is one, covers any failure
+    const char* otherValue = nullptr; // value that is read instead when this one can't be
+    bool isFromDefaults = false;      // any failure reads from the record of defaults, if there is one
     Told toldFromDefaults = Told::Quietly;
 
-    NumberRule onRead; // holds for a default too: it stands for a stored number
+    NumberRule onRead; // applies to a default too
     NumberRule onWrite;
-    bool isToldWhenCorrected = false; // a stored number that the rule for reading changes has a line of its helper's
-    bool isCorrected = false;         // what the rule for writing gives goes into the caller's record too
+    bool isToldWhenCorrected = false; // log a stored number that onRead changes
+    bool isCorrected = false;         // the result of onWrite goes into the caller's record too
     bool isTerminated = true;         // a text is stored with its terminator
-    bool isFileName = false; // only what stands behind the last separator counts, also in the record that is written
-    bool isFolder = false;   // reads with a backslash at its end, where there is room for one
-    bool isCut = false;      // a stored text that is too long is cut to the field instead of failing
-    bool isReadOnly = false; // no write of the record touches the value
-    bool keepsStoresCode = false; // a failing write gives the store's code even where the helper has one of its own
+    bool isFileName = false;          // the directory is stripped, in a record that is written too
+    bool isFolder = false;            // read with a trailing backslash, if there is room for one
+    bool isCut = false;               // a stored text that is too long is cut to the field instead of failing
+    bool isReadOnly = false;          // no write of the record touches the value
+    bool keepsStoresCode = false;     // a failing write returns the store's code even where the helper has its own
 
-    // For people.
-    const char* help = ""; // one line; of a flag what 1 means
+    // For users and tools.
+    const char* help = ""; // one line; for a flag, what 1 means
     const char* unit = ""; // of a number, where it has one
     bool isFlag = false;
-    bool isSecret = false;           // shown only when it is asked for
-    bool isNeverRead = false;        // by the library: it is somebody else's
-    bool isKept = false;             // tools leave it as it is, whatever a write of the record would do
-    std::uint32_t least = 0;         // what the tools take
-    std::uint32_t most = UINT32_MAX; // likewise
+    bool isSecret = false;           // shown only on request
+    bool isNeverRead = false;        // never read by the library
+    bool isKept = false;             // tools never change it, although a write of the record would
+    std::uint32_t least = 0;         // smallest number that the tools accept
+    std::uint32_t most = UINT32_MAX; // largest, likewise
     bool hasFresh = false;           // a fresh installation has the value
-    std::uint32_t freshNumber = 0;   // and this in it
-    std::string_view freshText;      // likewise; of a sealed text always empty
+    std::uint32_t freshNumber = 0;   // and this is it
+    std::string_view freshText;      // likewise; always empty for a sealed text
 };
 
-// Where a member lies: what the makers below take.
+// A member's name and offset: the argument of the functions below.
 template <class Record, class Member>
 struct MemberOf {
     std::string_view member;
@@ -140,10 +140,10 @@ struct MemberOf {
 #define WDLT_IN(Record, Member)                                                                                        \
     (wdlt::MemberOf<Record, decltype(Record::Member)>{#Member, static_cast<std::uint32_t>(offsetof(Record, Member))})
 
-// A field of a record of that type.
+// A field of a Record.
 template <class Record>
 struct FieldOf : Field {
-    // An absent value reads as this, with no line; other failures stay as they are.
+    // An absent value reads as `content`, without a log line; other failures are unaffected.
     constexpr FieldOf absent(std::uint32_t content) const {
         return with([=](FieldOf& field) {
             field.number = content;
@@ -156,7 +156,7 @@ struct FieldOf : Field {
             field.whenAbsent = {true, Told::Quietly};
         });
     }
-    // Any failure reads as this.
+    // After any failure the field reads as `content`.
     constexpr FieldOf unreadable(std::uint32_t content, Told told = Told::AsError) const {
         return with([=](FieldOf& field) {
             field.number = content;
@@ -169,18 +169,18 @@ struct FieldOf : Field {
             field.whenAbsent = field.whenFailed = {true, told};
         });
     }
-    // Any failure reads as the same field of the record of defaults, where the helper has one for its address.
+    // After any failure the field is taken from the record of defaults, if the helper has one for its address.
     constexpr FieldOf orDefaults(Told told) const {
         return with([=](FieldOf& field) {
             field.isFromDefaults = true;
             field.toldFromDefaults = told;
         });
     }
-    // Any failure reads another value into the field; a failure of that one counts.
+    // After any failure the value `other` is read instead; if that fails too, its failure counts.
     constexpr FieldOf orValue(const char* other) const {
         return with([=](FieldOf& field) { field.otherValue = other; });
     }
-    // The line for a failure that ends the record.
+    // The log level of a failure that ends the reading.
     constexpr FieldOf failsToldAs(Told told) const {
         return with([=](FieldOf& field) { field.whenAbsent.told = field.whenFailed.told = told; });
     }
@@ -219,12 +219,13 @@ struct FieldOf : Field {
     constexpr FieldOf keepingStoresCode() const {
         return with([](FieldOf& field) { field.keepsStoresCode = true; });
     }
-    // The lines call the field so, or as its member, where that isn't the value's name; and those for writing so.
+    // The field's name in log lines, if not the value's: `content`, or the member's name; and the one in lines about
+    // writing.
     constexpr FieldOf named(const char* content) const {
         return with([=](FieldOf& field) { field.lineName = content; });
     }
     constexpr FieldOf namedAsMember() const {
-        return with([](FieldOf& field) { field.lineName = field.member.data(); }); // a literal's, and so terminated
+        return with([](FieldOf& field) { field.lineName = field.member.data(); }); // a literal, so terminated
     }
     constexpr FieldOf namedOnWrite(const char* content) const {
         return with([=](FieldOf& field) { field.lineNameOnWrite = content; });
@@ -233,7 +234,7 @@ struct FieldOf : Field {
     constexpr FieldOf is(const char* content) const {
         return with([=](FieldOf& field) { field.help = content; });
     }
-    // A number of which only 0 and 1 mean anything: `content` is what 1 does.
+    // A number that is either 0 or 1; `content` says what 1 means.
     constexpr FieldOf flag(const char* content) const {
         return with([=](FieldOf& field) {
             field.help = content;
@@ -317,10 +318,10 @@ constexpr FieldOf<Record> sealedText(const MemberOf<Record, Member>& place, cons
     return field;
 }
 
-// What the store is asked for for a list, and so the most that it may hold.
+// Bytes that the store is asked for when a name list is read, and so the most that one may have.
 inline constexpr std::uint32_t kNameListLimit = 1024;
 
-// A stored name that finds no slot, or doesn't fit its slot with a terminator, is left out.
+// A stored name is left out when there is no slot left, or when it doesn't fit a slot with its terminator.
 template <class Record, class Member>
 constexpr FieldOf<Record> nameList(const MemberOf<Record, Member>& place, const char* value) {
     static_assert(std::is_same_v<std::remove_all_extents_t<Member>, char> && std::rank_v<Member> == 2);
@@ -335,7 +336,7 @@ constexpr FieldOf<Record> nameList(const MemberOf<Record, Member>& place, const 
     return field;
 }
 
-// Which a record has for its readers only.
+// Always read only.
 template <class Record, class Member, class Count>
 constexpr FieldOf<Record> numberList(const MemberOf<Record, Member>& place, const MemberOf<Record, Count>& count) {
     static_assert(std::is_same_v<std::remove_extent_t<Member>, std::uint32_t> && std::is_same_v<Count, std::uint32_t> &&
@@ -350,7 +351,7 @@ constexpr FieldOf<Record> numberList(const MemberOf<Record, Member>& place, cons
     return field;
 }
 
-// Where a table has the row of a member, and that row; one that isn't there doesn't compile.
+// The index of a member's row in a table, and the row itself. A member without a row doesn't compile.
 template <class Record, std::size_t Count, class Member>
 consteval std::size_t indexOf(const FieldOf<Record> (&fields)[Count], const MemberOf<Record, Member>& place) {
     for (std::size_t i = 0; i < Count; ++i)
@@ -363,7 +364,7 @@ consteval FieldOf<Record> rowOf(const FieldOf<Record> (&fields)[Count], const Me
     return fields[indexOf(fields, place)];
 }
 
-// The same rows with one of them last, for a record that is written in another order than it is read.
+// The same rows with one moved to the end, for a record that is written in another order than it is read.
 template <class Record, std::size_t Count, class Member>
 consteval std::array<FieldOf<Record>, Count> withLast(const FieldOf<Record> (&fields)[Count],
                                                       const MemberOf<Record, Member>& place) {
@@ -384,7 +385,7 @@ class Coverage {
         for (std::size_t i = 0; i < bytes; ++i)
             m_filled[at + i] = true;
     }
-    // All, but for fewer than four before a multiple of four: padding.
+    // Whether all bytes are covered, except up to three before a multiple of four: padding.
     constexpr bool isWhole() const {
         for (std::size_t at = 0; at < Bytes; ++at) {
             std::size_t end = at;
@@ -401,7 +402,7 @@ class Coverage {
     std::array<bool, Bytes> m_filled{};
 };
 
-// Whether the rows are all of the record, but for fields that no value of their own stands for.
+// Whether the rows cover the record, apart from `places`: fields without a row in this table.
 template <class Record, std::size_t Count, class... Elsewhere>
 constexpr bool cover(const FieldOf<Record> (&fields)[Count], const MemberOf<Record, Elsewhere>&... places) {
     Coverage<sizeof(Record)> coverage;

@@ -10,7 +10,7 @@
 
 namespace wdlt {
 
-// What both mail handlers have. What is stored of the size may be larger; nothing larger is ever given back.
+// Fields of both mail handlers. A larger size limit may be stored, but none reads as more than WDLT_MAX_SCAN_SIZE.
 template <class Record>
 constexpr FieldOf<Record> mailLimitSize(const MemberOf<Record, std::uint32_t>& place) {
     return number(place, "LimitSize")
@@ -83,13 +83,13 @@ inline constexpr FieldOf<WdpeAspmCommonData> kAntiSpamFields[] = {
 };
 static_assert(cover(kAntiSpamFields));
 
-// The backslash at its end is the reader's alone.
+// Only a read adds the trailing backslash.
 inline constexpr FieldOf<WdpeAspmRulePath> kRulePathFields[] = {
     text(WDLT_IN(WdpeAspmRulePath, szRulePath), "RulePath", 259).folder().is("folder of the rules").fresh(""),
 };
 static_assert(cover(kRulePathFields, WDLT_IN(WdpeAspmRulePath, byReserved)));
 
-// WdpeAspmData as far as its lists, which stay where the caller has them.
+// WdpeAspmData up to its lists, which stay in the caller's buffer.
 struct AntiSpamPop3Settings {
     std::uint32_t dwLevel;
     std::uint32_t dwUnreadLists;
@@ -105,7 +105,7 @@ static_assert(sizeof(AntiSpamPop3Settings) == offsetof(WdpeAspmData, whitelist))
 static_assert(offsetof(AntiSpamPop3Settings, szBlacklistFile) == offsetof(WdpeAspmData, szBlacklistFile));
 
 inline constexpr std::uint32_t kHighestSpamLevel = 2;
-inline constexpr std::uint32_t kAntiSpamTextBytes = 256; // of a value that is read
+inline constexpr std::uint32_t kAntiSpamTextBytes = 256; // most bytes read of a value
 
 // The thresholds are read between the level and the files, and never written.
 inline constexpr FieldOf<AntiSpamPop3Settings> kAntiSpamPop3Fields[] = {
@@ -133,7 +133,7 @@ inline constexpr AntiSpamThreshold kAntiSpamThresholds[] = {
     {"High", &AntiSpamPop3Settings::dblHigh, "50"},
 };
 
-// In the order of reading. Of all of them only the direction is ever written here.
+// In the order of reading. Only the direction is ever written.
 inline constexpr FieldOf<WdsmMailConfig> kMailManagerFields[] = {
     number(WDLT_IN(WdsmMailConfig, dwBytesPerEntHdr), "BytesPerEntHdr")
         .namedAsMember()

@@ -1,5 +1,5 @@
-// A field of an exported record and the field of a stored one that it stands for. A family reads and writes its record by
-// a table of these.
+// Pairs a field of an exported record with the field of a stored record that it is copied from and to. A family reads
+// and writes its record by a table of these.
 #pragma once
 
 #include "Field.h"
@@ -18,7 +18,7 @@ struct PairOf {
     std::uint32_t storedAt;
     std::uint32_t exportedBytes;
     std::uint32_t storedBytes;
-    bool isText; // else a number of one width
+    bool isText; // else a number of the same type in both
     bool isSigned;
 };
 
@@ -46,11 +46,11 @@ constexpr PairOf<Exported, Stored> pairOf(const MemberOf<Exported, ExportedField
             std::is_array_v<ExportedField>,
             std::is_signed_v<ExportedField>};
 }
-// Of the same name in both.
+// For a member that has the same name in both.
 #define WDLT_PAIR(Exported, Stored, Member) wdlt::pairOf(WDLT_IN(Exported, Member), WDLT_IN(Stored, Member))
 
-// Whether the pairs are all of the exported record, but for fields that come from elsewhere. A field that is forgotten
-// would be lost without a word.
+// Whether the pairs cover the exported record, apart from `places`: fields that come from elsewhere. A forgotten field
+// would be lost silently.
 template <class Exported, class Stored, std::size_t Count, class... Elsewhere>
 constexpr bool coverExported(const PairOf<Exported, Stored> (&pairs)[Count],
                              const MemberOf<Exported, Elsewhere>&... places) {

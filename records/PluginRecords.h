@@ -1,4 +1,4 @@
-// SAL, and the plug-in manager and DRS, whose families keep their values by themselves.
+// SAL, and the plug-in manager and DRS, whose families access their values directly.
 #pragma once
 
 #include "Field.h"

@@ -1,4 +1,4 @@
-// What privacy data protection is told of its items and its database.
+// Settings of privacy data protection: its items and its database.
 #pragma once
 
 #include "Field.h"
@@ -7,7 +7,7 @@
 
 namespace wdlt {
 
-inline constexpr std::uint32_t kDatabaseNameBytes = 15; // read of a file name's field, so that it is always terminated
+inline constexpr std::uint32_t kDatabaseNameBytes = 15; // read of a file name: its field keeps a terminator
 
 // In the order of reading. Nothing but the count is ever written.
 inline constexpr FieldOf<PrivacyControlData> kPrivacyControlFields[] = {
@@ -63,8 +63,8 @@ inline constexpr FieldOf<PrivacyControlData> kPrivacyControlFields[] = {
 };
 static_assert(cover(kPrivacyControlFields));
 
-// In the order of reading, writing and deleting; behind them the privacy data.
-// Of each item: behind each name stands the number of its place, of two digits.
+// The values of each item, in the order of reading, writing and deleting; the privacy data comes after them. A value's
+// name is followed by the item's place as two digits.
 inline constexpr FieldOf<PrivacyViewItem> kPrivacyItemFields[] = {
     number(WDLT_IN(PrivacyViewItem, dwItemIndex), "ItemIndex").named("item index"),
     number(WDLT_IN(PrivacyViewItem, dwScanTarget), "ScanTarget").named("scan target"),

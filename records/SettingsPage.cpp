@@ -1,4 +1,4 @@
-// Prints docs/settings.md: every setting of the catalog, with all that its row says of it.
+// Prints docs/settings.md: every setting of the catalog, with everything its row says about it.
 #include "Catalog.h"
 
 #include <fmt/format.h>
@@ -26,7 +26,7 @@ std::string kindOf(const Field& field) {
     return {};
 }
 
-// What becomes of a number outside: those of `takes` are refused, a rule puts another one in their place.
+// What happens to a number outside its limits: `takes` refuses it, a rule replaces it.
 std::string rangeText(const Field& field) {
     const Range range = rangeOf(field);
     std::string text;
@@ -50,7 +50,7 @@ std::string contentText(const Field& field, std::uint32_t number, std::string_vi
                                                 : fmt::format("{}", number);
 }
 
-// What a read gives for a value that isn't there; what else can't be read is told behind it, where it differs.
+// What a read gives for a missing value and, if it differs, for one that can't be read.
 std::string whenMissing(const Field& field) {
     if (field.value == nullptr)
         return "";

@@ -1,4 +1,5 @@
-// Rows as tools and documents take them: of one exported record, in its order, whatever tables they come from.
+// Rows as tools and documents need them: those of one exported record, in the order of its fields, whichever tables
+// they come from.
 #pragma once
 
 #include "Field.h"
@@ -21,7 +22,7 @@ constexpr std::array<Field, Count> inRecordsOrder(std::array<Field, Count> field
     return fields;
 }
 
-// Tables one behind the other.
+// Concatenates tables.
 template <class... Tables>
 constexpr auto joined(const Tables&... tables) {
     std::array<Field, (decltype(std::span(tables))::extent + ...)> fields{};
@@ -30,13 +31,13 @@ constexpr auto joined(const Tables&... tables) {
     return fields;
 }
 
-// All of a stored record's tables.
+// All tables of a stored record, in the order of its fields.
 template <class... Tables>
 constexpr auto shown(const Tables&... tables) {
     return inRecordsOrder(joined(tables...));
 }
 
-// Rows of a record of numbers alone, with what a fresh installation has in each taken from a whole record.
+// Rows of a record that has only numbers, with the fresh content of each taken from `fresh`.
 template <class Record, std::size_t Count>
 constexpr std::array<FieldOf<Record>, Count> withFresh(const FieldOf<Record> (&rows)[Count], const Record& fresh) {
     const auto numbers = std::bit_cast<std::array<std::uint32_t, sizeof(Record) / sizeof(std::uint32_t)>>(fresh);
@@ -47,7 +48,7 @@ constexpr std::array<FieldOf<Record>, Count> withFresh(const FieldOf<Record> (&r
     return with;
 }
 
-// The row of a stored field for the member of an exported record that stands for it.
+// A stored field's row, adapted to the member of an exported record that is paired with it.
 template <class Exported, class Member>
 constexpr FieldOf<Exported> exportedAs(const MemberOf<Exported, Member>& place, const Field& stored) {
     FieldOf<Exported> field;
@@ -58,7 +59,8 @@ constexpr FieldOf<Exported> exportedAs(const MemberOf<Exported, Member>& place, 
     return field;
 }
 
-// An exported record: a row for each pair, and those of fields that come from elsewhere. Each stored field has a row.
+// An exported record: a row for each pair, then the rows of fields that come from elsewhere. `rows` must have each
+// stored field.
 template <class Exported, class Stored, std::size_t Pairs, class Rows, class... Elsewhere>
 consteval auto exported(const PairOf<Exported, Stored> (&pairs)[Pairs], const Rows& rows,
                         const Elsewhere&... elsewhere) {
@@ -75,7 +77,7 @@ consteval auto exported(const PairOf<Exported, Stored> (&pairs)[Pairs], const Ro
     return inRecordsOrder(fields);
 }
 
-// What people call a field: its member without the two letters that tell its type, as words parted by hyphens.
+// A field's name for users: its member without the type prefix, as words separated by hyphens.
 inline std::string nameOf(const Field& field) {
     const auto isUpper = [](char c) { return c >= 'A' && c <= 'Z'; };
     std::string_view member = field.member;
@@ -98,14 +100,14 @@ struct Range {
 
     constexpr bool isAll() const { return low == 0 && high == UINT32_MAX; }
 };
-// The longest text that is stored, and given back, as it is.
+// The longest text that is stored and read back unchanged.
 constexpr std::uint32_t mostBytes(const Field& field) {
     if (field.kind == FieldKind::SealedText)
         return std::min(field.limit, field.bytes - 1);
     return std::min(field.limit, field.bytes) - 1;
 }
 
-// Numbers that are stored, and given back, as they are.
+// The numbers that are stored and read back unchanged.
 constexpr Range rangeOf(const Field& field) {
     Range range{field.least, field.most};
     for (const NumberRule& rule : {field.onRead, field.onWrite}) {

@@ -7,7 +7,7 @@
 
 namespace wdlt {
 
-// In the order of reading and writing. A value that can't be read is no news: a fresh tree has none of them.
+// In the order of reading and writing. A value that can't be read isn't logged: an empty registry has none of them.
 inline constexpr FieldOf<WdchSystemData> kSystemFields[] = {
     number(WDLT_IN(WdchSystemData, proxyPort), "ProxyPort")
         .namedAsMember()
@@ -51,14 +51,14 @@ inline constexpr FieldOf<WdchSystemData> kSystemReadOnlyFields[] = {
         .is("TCP auto-tuning level")
         .fresh(2),
 };
-// What the handlers' keys give.
+// Gathered from the handlers' keys.
 inline constexpr FieldOf<WdchSystemData> kSystemHandlerFields[] = {
     number(WDLT_IN(WdchSystemData, handlerCount), nullptr).readOnly().is("number of protocol handlers that are on"),
     numberList(WDLT_IN(WdchSystemData, handlerTypes), WDLT_IN(WdchSystemData, handlerCount))
         .is("their types: 1 POP3, 2 SMTP, 3 HTTP"),
 };
 
-// The type finds the handler's key: changed by a write, the values behind it would be lost.
+// The handler's key is found by its type: if a write changed it, the values after it would be lost.
 inline constexpr FieldOf<WdchSystemProtocolHandler> kHandlerFields[] = {
     text(WDLT_IN(WdchSystemProtocolHandler, filename), "Filename")
         .namedAsMember()

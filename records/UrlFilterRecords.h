@@ -77,7 +77,7 @@ inline constexpr FieldOf<WdpeUrlfData> kUrlFilterFields[] = {
 };
 static_assert(cover(kUrlFilterFields));
 
-// Read behind them. Nothing writes these through this record.
+// Read after them. Nothing writes these through this record.
 inline constexpr FieldOf<WdpeUrlfFullData> kUrlFilterMoreFields[] = {
     number(WDLT_IN(WdpeUrlfFullData, dwCacheSize), "CacheSize")
         .readOnly()
@@ -121,7 +121,7 @@ inline constexpr FieldOf<WdpeUrlfFullData> kUrlFilterMoreFields[] = {
 };
 static_assert(cover(kUrlFilterMoreFields, WDLT_IN(WdpeUrlfFullData, settings)));
 
-// Written by the functions of DRS alone.
+// Written only by the DRS functions.
 inline constexpr FieldOf<WdpeUrlfDrsData> kUrlFilterDrsFields[] = {
     number(WDLT_IN(WdpeUrlfDrsData, dwDRSScoreThresHold), "DRSScoreThresHold").unreadable(0).readOnly().fresh(50),
     number(WDLT_IN(WdpeUrlfDrsData, dwDRSCredBlock), "DRSCredBlock").unreadable(1).readOnly().fresh(1),

@@ -1,4 +1,4 @@
-// The scan engine, in each place that it scans and in all of them, and the scan of files over HTTP.
+// The virus scan engine, its settings for each place and for all places together, and the scan of files over HTTP.
 #pragma once
 
 #include "Field.h"
@@ -15,7 +15,7 @@ namespace wdlt {
 inline constexpr std::uint32_t kUnlimitedExtract = 0xFFFFFFFF;
 inline constexpr std::uint32_t kDefaultMultiInfection = 30;
 
-// What a place has in a fresh installation, and for a value that can't be read.
+// What a place has in a fresh installation, and the defaults for values that can't be read.
 struct EngineDefaults {
     std::uint32_t protocol;
     std::uint32_t input;
@@ -88,12 +88,12 @@ inline constexpr FieldOf<WdpeVsData> kEngineFields[] = {
         .is("action on spyware"),
 };
 static_assert(cover(kEngineFields));
-// In place of the last one where the scan for spyware is off: nobody misses its action.
+// Replaces the last row while the spyware scan is off, when a missing action does no harm.
 inline constexpr FieldOf<WdpeVsData> kUnusedSpywareAction =
     number(WDLT_IN(WdpeVsData, dwSpywareAction), "SpywareAction").unreadable(0, Told::Quietly);
 
-// In the order of reading and writing. An empty folder is looked into behind the first two, and ends the read when
-// nothing can stand for it.
+// In the order of reading and writing. After the first two an empty folder is replaced by the install directory; if
+// there is none, the read ends there with WDLT_OK.
 inline constexpr FieldOf<WdpeVsCommon> kEngineCommonFields[] = {
     number(WDLT_IN(WdpeVsCommon, dwLanguage), "Language")
         .namedAsMember()

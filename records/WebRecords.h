@@ -56,7 +56,7 @@ inline constexpr FieldOf<WdphHttp> kHttpFields[] = {
 };
 static_assert(cover(kHttpFields));
 
-inline constexpr std::uint32_t kPageFileLimit = 256; // bytes of a file's name
+inline constexpr std::uint32_t kPageFileLimit = 256; // most bytes read of a file name
 
 // Each in the order of reading and writing.
 inline constexpr FieldOf<WdsmHttpConfig> kHttpManagerFields[] = {
@@ -116,7 +116,7 @@ static_assert(cover(kWebMailFields, WDLT_IN(WdsmWebMailData, dwReserved)));
 
 inline constexpr std::uint32_t kMaxDecompressSize = 0x10000;
 
-// A size of 0 is as good as unreadable; anything else passes, even what a write would not store.
+// A stored size of 0 counts as unreadable; any other is read as it is, even one that a write would not store.
 inline constexpr FieldOf<WdpeHfeData> kFileEventsFields[] = {
     number(WDLT_IN(WdpeHfeData, dwHfeTargetMethod), "HfeTargetMethod")
         .unreadable(1)

@@ -13,7 +13,7 @@ namespace {
 
 constexpr const char* kDefaultName = "WdMsg.dll";
 
-// What the library is told of a locator and of a conversion.
+// Arguments of the library's calls for a locator and for a conversion.
 constexpr int kMemory = 1;
 constexpr std::uint8_t kNone = 0;
 constexpr std::uint8_t kSubstitute = '?';
@@ -136,7 +136,7 @@ std::int32_t CCharSetConverter::ConvertResource(void* output, const char* _lptsz
     }
 
     const auto length = static_cast<DWORD>(textLength);
-    // The library takes any buffer to be one that it may write to; it only reads a source's.
+    // The library's interface takes every buffer as writable; it only reads a source's.
     void* const text = const_cast<char*>(_lptszInString);
     void* const source = m_lpFuncCreateResourceLocator(text, kMemory, length, length, kNone);
     if (source == nullptr) {

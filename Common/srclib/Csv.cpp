@@ -2,7 +2,7 @@
 
 namespace {
 
-// Of a doubled quote one stays; any other one only holds its field together.
+// A doubled quote becomes one; any other quote only encloses and is dropped.
 std::string withoutQuoting(std::string_view quoted) {
     std::string field;
     for (std::size_t at = 0; at < quoted.size(); ++at) {
@@ -38,7 +38,7 @@ CCsv::CCsv(std::string_view text) {
         add(withoutQuoting(text.substr(begin, at - begin)));
         begin = at + 1;
     }
-    add(withoutQuoting(text.substr(begin))); // also with quotes still open, and empty behind a last comma
+    add(withoutQuoting(text.substr(begin))); // even with a quote still open, or empty after a last comma
 }
 
 std::string CCsv::text() const {

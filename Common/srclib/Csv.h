@@ -1,6 +1,6 @@
-// An ordered list of short texts and its one-line form: fields parted by commas, a quote doubled, a field with a comma
-// in it put between quotes. Nothing is trimmed. An empty text is an empty list, so a list of one empty field doesn't
-// come back from its form.
+// An ordered list of short texts and its one-line form: fields separated by commas, a quote doubled, a field with a
+// comma in it enclosed in quotes. Nothing is trimmed. An empty text is an empty list, so a list of one empty field
+// doesn't survive the round trip.
 #pragma once
 
 #include <string>

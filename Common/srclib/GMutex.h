@@ -1,5 +1,5 @@
-// A mutex that nobody waits for: that it exists says that somebody is inside. It goes with the object or the process
-// that made it. Two of a name, one seen in the own session and one in all.
+// A mutex that nobody waits for: its existence says that somebody is inside. It goes away with the object or process
+// that created it. Each name stands for two of them, one of this session and one of all sessions.
 #pragma once
 
 #include <platform/win32.h>
@@ -9,9 +9,9 @@
 
 class CGMutex {
   public:
-    // What is said of a name.
+    // Who holds a name.
     enum Presence : int {
-        kNobody = 0, // of CreateGMutexEx: a mutex can't be made
+        kNobody = 0, // from CreateGMutexEx: a mutex can't be created
         kCreated = 1,
         kLocal = 2,
         kGlobal = 3,
@@ -22,15 +22,16 @@ class CGMutex {
     CGMutex(const CGMutex&) = delete;
     CGMutex& operator=(const CGMutex&) = delete;
 
-    // Whether somebody has it: kNobody, kLocal or kGlobal. The answer may be old when it comes.
-    static int CheckGMutex(const char* name);
-    // kCreated when nobody had it, and until this object goes. After anything else the object has nothing.
-    int CreateGMutexEx(const char* name);
+    // Whether somebody has it: kNobody, kLocal or kGlobal. The answer may be stale when it is used.
+    [[nodiscard]] static int CheckGMutex(const char* name);
+    // kCreated when nobody had it; this object then has it until it is destroyed. After any other result it has
+    // nothing.
+    [[nodiscard]] int CreateGMutexEx(const char* name);
 
   private:
     void close();
 
     HANDLE m_hLocal = nullptr;
     HANDLE m_hGlobal = nullptr;
-    std::array<char, MAX_PATH> m_szName{}; // as asked for, cut to this length
+    std::array<char, MAX_PATH> m_szName{}; // as given, cut to this length
 };

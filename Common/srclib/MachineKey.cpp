@@ -10,16 +10,16 @@
 
 namespace {
 
-constexpr std::size_t kTextBytes = 15; // of the digest that the text shows
+constexpr std::size_t kTextBytes = 15; // of the digest, shown in the text
 
-// The same in all builds, since processes of different ones find each other by the digest.
-// Its key, and what stands for the volume's serial number where the system tells none.
+// The digest's key, and the serial number used where the system reports none for its volume. The same in all builds,
+// since processes of different builds find each other by the digest.
 constexpr std::string_view kMachineText = "786F087C-7C64-D347-8EAF-0FE9E7AE5999";
 constexpr std::uint32_t kMachineSerial = 0xC14CEE4D;
-// The text where there is no digest.
+// The text when there is no digest.
 constexpr const char* kMachineKeyFallback = "16F395634818D4B94E1A";
 
-// Root of the system's volume, "C:\"; empty when it can't be told.
+// Root of the system's volume, "C:\"; empty when it is unknown.
 std::string systemRoot() {
     std::array<char, MAX_PATH> folder{};
     const UINT length = GetSystemDirectoryA(folder.data(), static_cast<UINT>(folder.size()));

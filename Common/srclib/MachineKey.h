@@ -1,13 +1,13 @@
-// A text peculiar to the machine: the stem of names that this library and the running service form alike. Made anew at
-// each use and stored nowhere; it is the key of nothing.
+// A text specific to the machine: the stem of names that this library and the running service form in the same way.
+// Computed at each use and never stored; it is no cipher key.
 #pragma once
 
 #include <cstdint>
 #include <span>
 #include <string>
 
-// The first bytes of the machine's digest, at most 20. True in every case: where the system doesn't tell the serial
-// number of its volume, a fixed one stands in.
+// The first bytes of the machine's digest, at most 20. Always true: where the system doesn't report its volume's serial
+// number, a fixed one stands in.
 bool BuildMachineDigest(std::span<std::uint8_t> output);
 
 // 30 upper-case hexadecimal digits.

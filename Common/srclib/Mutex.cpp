@@ -9,7 +9,7 @@ CWdMutex::~CWdMutex() {
         CloseHandle(m_mutex);
 }
 
-// The analysis sees this object as the lock and knows nothing of the one behind it.
+// The thread-safety analysis sees this object as the lock and doesn't know the mutex behind it.
 bool CWdMutex::Lock() WD_NO_THREAD_SAFETY_ANALYSIS {
     if (WaitForSingleObject(m_mutex, INFINITE) != WAIT_FAILED)
         return true;

@@ -1,5 +1,5 @@
-// A mutex between processes, whose handle is made by CreateMutexA, not owned, under the name that GlobalObjectName
-// gives. A mutex whose holder died is taken like any other.
+// A mutex between processes. Its handle comes from CreateMutexA, not initially owned, with the name that
+// GlobalObjectName gives. An abandoned mutex is taken like any other.
 #pragma once
 
 #include "SyncObject.h"
@@ -8,14 +8,14 @@
 
 class CWdMutex : public WdltSyncObject {
   public:
-    // Takes the handle over; null is allowed, and then it can't be taken.
+    // Takes over the handle; null is allowed, and then Lock fails.
     explicit CWdMutex(HANDLE mutex) : m_mutex(mutex) {}
     ~CWdMutex() override;
 
-    // Waits without a time-out. Without a handle, or when the wait fails: false, logged.
+    // Waits without a time-out. False (logged) without a handle or when the wait fails.
     bool Lock() WD_ACQUIRE() override;
     void Unlock() WD_RELEASE() override;
-    // Opens the mutex to processes of low rights.
+    // Grants access to authenticated users and to processes of low integrity.
     virtual bool SetToLowIntegrity();
 
   private:
@@ -24,7 +24,7 @@ class CWdMutex : public WdltSyncObject {
 
 namespace wdlt {
 
-// A handle for a CWdMutex, by its name without prefix; null, logged, when it can't be made.
+// A handle for a CWdMutex, by its name without prefix; null (logged) when it can't be created.
 HANDLE createMutex(const char* name, LPSECURITY_ATTRIBUTES attributes = nullptr);
 
 } // namespace wdlt

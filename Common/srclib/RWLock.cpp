@@ -10,14 +10,14 @@
 #include <atomic>
 #include <string>
 
-// The names of the steps are those of the model of this lock (docs/model/rwlock.pml).
+// The names in WD_STEP are those of the steps in the model of this lock (docs/model/rwlock.pml).
 
 namespace {
 
 constexpr DWORD kCountBytes = 4;
-constexpr std::size_t kRows = 4096; // as many as a home has processes
+constexpr std::size_t kRows = 4096; // as many as a home can have processes
 
-// Runs `wait` until it doesn't time out: a wait never gives up.
+// Repeats `wait` until it doesn't time out: it never gives up, but warns each time.
 template <class Wait>
 DWORD waitWithWarning(Wait&& wait) {
     DWORD result = wait();
@@ -36,7 +36,7 @@ DWORD WaitWithWarning(HANDLE handle, DWORD timeout) {
 
 } // namespace
 
-// The analysis sees these locks as a whole and knows nothing of the objects that they are made of.
+// The thread-safety analysis sees each lock as a whole and doesn't know the objects that it is made of.
 
 CWdRWLock::~CWdRWLock() = default;
 
@@ -63,19 +63,20 @@ void CWdRWLock::UnlockWrite() WD_NO_THREAD_SAFETY_ANALYSIS {
     ReleaseSemaphore(semaphoreHandle, 1, nullptr);
 }
 
-// Written with the guard held, but by an owner that lets go of its row; and anybody may write anything here.
+// Written with the guard held, except by an owner that frees its row. Any process may open the memory, so a row may
+// hold anything.
 struct CWdRWLockEx::Row {
     std::atomic<WD_TAG> tag; // 0: free
     std::atomic<std::uint32_t> reads;
     std::uint32_t reserved;
 };
 
-// The guard held, with what it guards mapped. A holder of the guard that died may have left count and rows half
-// changed: whoever gets the guard from it counts anew.
+// The guard held, with what it guards mapped. A holder that died may have left count and rows half changed, so whoever
+// takes an abandoned guard recounts.
 class CWdRWLockEx::Guarded {
   public:
     static Guarded wait(CWdRWLockEx& lock) { return {lock, WaitWithWarning(lock.rwMutex, INFINITE)}; }
-    // `wait` is the result of a wait for the guard that took it.
+    // `wait`: the result of the wait for the guard.
     Guarded(CWdRWLockEx& lock, DWORD wait) : Guarded(lock) {
         if (wait == WAIT_FAILED)
             return;
@@ -111,7 +112,7 @@ class CWdRWLockEx::Guarded {
     }
 
   private:
-    // From here on the destructor gives the guard back, should memory give out while it is mapped.
+    // Delegated to, so that the destructor releases the guard if memory runs out while mapping.
     explicit Guarded(CWdRWLockEx& lock) : m_lock(lock) {}
 
     CWdRWLockEx& m_lock;
@@ -142,7 +143,8 @@ bool CWdRWLockEx::Initialize(const char* name) {
         WDLOG_ERROR("Failed to create event: %lu", static_cast<unsigned long>(GetLastError()));
         return false;
     }
-    // New memory is zero before anybody else can have it. To fill it once more would wipe away who joined meanwhile.
+    // New memory is zero before anyone else can open it. Zeroing it once more could wipe out those who joined
+    // meanwhile.
     if (!rwMemory.Create((base + "_RW_MEMORY").c_str(), kCountBytes, false) ||
         !m_holders.Create((base + "_RW_HOLDERS").c_str(), kRows * sizeof(Row), false)) {
         WDLOG_ERROR("Failed to create shared memory: %lu", static_cast<unsigned long>(GetLastError()));
@@ -151,9 +153,9 @@ bool CWdRWLockEx::Initialize(const char* name) {
     return true;
 }
 
-// The row first, the count second, the token last: what a crash leaves between them the next holder of the guard sees
-// in the rows. The token is waited for whenever the group doesn't have it, whatever the count says: a reader that died
-// as the first of them left a count above 0 and no token.
+// The row first, the count second, the token last: if this process dies in between, the next holder of the guard sees
+// it in the rows. The token is awaited whenever the group doesn't have it, whatever the count says: a first reader that
+// died may have left a count above 0 and no token.
 bool CWdRWLockEx::LockRead() WD_NO_THREAD_SAFETY_ANALYSIS {
     const Guarded guarded = Guarded::wait(*this);
     if (!guarded.isMapped() || !claimRow())
@@ -177,7 +179,7 @@ bool CWdRWLockEx::LockRead() WD_NO_THREAD_SAFETY_ANALYSIS {
 
 void CWdRWLockEx::UnlockRead() WD_NO_THREAD_SAFETY_ANALYSIS {
     const Guarded guarded = Guarded::wait(*this);
-    // Not a holder, as the child of a fork: the count is others'.
+    // Not a holder, for instance the child of a fork: the count belongs to others.
     if (!guarded.isMapped() || m_reads == 0 || m_tag != WdOwnTag(WD_ROLE_ALONE))
         return;
     guarded.setReads(m_reads - 1);
@@ -204,8 +206,8 @@ void CWdRWLockEx::UnlockWrite() WD_NO_THREAD_SAFETY_ANALYSIS {
     SetEvent(rwEvent);
 }
 
-// What whoever waits for the token does at each look. Only a taker that is dead loses the token, and only if it still
-// has it. `guarded`: the caller holds the guard, being a reader whose own row keeps the group alive.
+// Called from time to time while waiting for the token. Only a dead taker loses the token, and only if it still has it.
+// `guarded`: the caller holds the guard, and is a reader whose own row keeps the group alive.
 void CWdRWLockEx::lookAfterDead(bool guarded) {
     WD_STEP("look");
     const WD_TAG taker = WdEventTaker(rwEvent);
@@ -222,13 +224,14 @@ void CWdRWLockEx::lookAfterDead(bool guarded) {
         return;
     const DWORD wait = WaitForSingleObject(rwMutex, 0);
     if (wait != WAIT_OBJECT_0 && wait != WAIT_ABANDONED)
-        return; // whoever has the guard is alive
+        return; // the guard's holder is alive
     const Guarded held(*this, wait);
     if (held.isMapped() && wait == WAIT_OBJECT_0)
         recount();
 }
 
-// With the guard held.
+// Drops the rows of the dead, sets the count to the reads that are left, and frees the group's token when there are
+// none. Needs the guard.
 void CWdRWLockEx::recount() {
     const std::uint32_t reads = dropDeadRows();
     WD_STEP("recount.rows");
@@ -239,7 +242,7 @@ void CWdRWLockEx::recount() {
     WD_STEP("recount.token");
 }
 
-// The reads of those who live. With the guard held.
+// Returns the reads of the living. Needs the guard.
 std::uint32_t CWdRWLockEx::dropDeadRows() {
     std::uint32_t reads = 0;
     for (std::size_t i = 0; i < kRows; ++i) {
@@ -257,13 +260,14 @@ std::uint32_t CWdRWLockEx::dropDeadRows() {
     return reads;
 }
 
-// With the guard held: a row for this lock object in this process, if it has none yet. False when all are taken.
+// Claims a row for this lock object in this process, if it has none yet. False (logged) when all are taken. Needs the
+// guard.
 bool CWdRWLockEx::claimRow() {
     const WD_TAG own = WdOwnTag(WD_ROLE_ALONE);
     if (own != 0 && m_tag == own && m_rows[m_row].tag.load(std::memory_order_relaxed) == own)
         return true;
     if (m_tag != own)
-        m_reads = 0; // a child of a fork holds nothing of its parent's
+        m_reads = 0; // the child of a fork holds none of its parent's reads
     dropDeadRows();
     for (std::size_t i = 0; i < kRows && own != 0; ++i) {
         if (m_rows[i].tag.load(std::memory_order_acquire) != 0)
@@ -280,7 +284,8 @@ bool CWdRWLockEx::claimRow() {
     return false;
 }
 
-// Without the guard, which a reader may hold for as long as a writer works: nobody else writes to a living owner's row.
+// Doesn't take the guard, which a waiting reader may hold for as long as a writer works. Nobody else writes to a living
+// owner's row.
 void CWdRWLockEx::freeRow() {
     if (m_tag == 0 || m_tag != WdOwnTag(WD_ROLE_ALONE))
         return;
@@ -290,7 +295,7 @@ void CWdRWLockEx::freeRow() {
     Row& row = static_cast<Row*>(rows)[m_row];
     WD_TAG own = m_tag;
     row.reads.store(0, std::memory_order_relaxed);
-    // The reads before the tag: the next owner's own stand there as soon as it sees the row free.
+    // The reads before the tag: as soon as the row looks free, its next owner may store its own there.
     row.tag.compare_exchange_strong(own, 0, std::memory_order_release, std::memory_order_relaxed);
     m_holders.Unmap();
 }

@@ -1,13 +1,13 @@
 // The reader/writer lock of all feature operations. Readers hold one token as a group, a writer holds it alone; the
-// first reader waits for it with the guard held, so that later readers queue behind. Fair to nobody.
+// first reader waits for it with the guard held, so that later readers queue behind. Fairness is not promised.
 //
-// CWdRWLockEx works between processes and outlives its holders. Named objects of a lock with base name N, whose layout
-// all processes share:
+// CWdRWLockEx works between processes and survives the death of its holders. A lock with base name N has these named
+// objects, whose layout all processes share:
 // - N_RW_MUTEX: the guard of the count and of the holders' rows
-// - N_RW_EVENT: the token, signalled when nobody holds the lock; else it tells who took it, the group or one process
+// - N_RW_EVENT: the token, signalled when nobody holds the lock; else it records who took it, the group or one process
 // - N_RW_MEMORY: 4 bytes, how many threads of all processes hold the read lock
-// - N_RW_HOLDERS: a row for each lock object that has read, whose it is and how many of the count are its own
-// The count alone can't see that a holder died; the rows and the token's taker can.
+// - N_RW_HOLDERS: a row for each lock object that has read: whose it is, and its share of the count
+// The count alone doesn't show that a holder died; the rows and the token's taker do.
 #pragma once
 
 #include "ShareMemory.h"
@@ -25,16 +25,16 @@ class WD_CAPABILITY("mutex") CWdRWLock {
     CWdRWLock(const CWdRWLock&) = delete;
     CWdRWLock& operator=(const CWdRWLock&) = delete;
 
-    // The order is that of the slots. A thread may hold the read lock twice; a write lock taken twice by one thread, or
-    // after its read lock, never returns. False (logged) when the lock couldn't be had: whoever gave it back all the
-    // same would give away another's.
+    // In vtable order. A thread may hold the read lock twice; taking the write lock twice in one thread, or after the
+    // read lock, deadlocks. False (logged) when the lock couldn't be taken: it must not be unlocked then, since that
+    // would release another's.
     virtual bool LockRead() WD_ACQUIRE_SHARED();
     virtual void UnlockRead() WD_RELEASE_SHARED();
     virtual bool LockWrite() WD_ACQUIRE();
     virtual void UnlockWrite() WD_RELEASE();
 
   protected:
-    // Of the base class's own operations; whoever fills them owns them.
+    // For the base class's own operations; whoever sets the handles owns them.
     HANDLE mutexHandle = nullptr;     // guards readerCount
     HANDLE semaphoreHandle = nullptr; // the token
     std::int32_t readerCount = 0;
@@ -47,7 +47,7 @@ class CWdRWLockEx final : public CWdRWLock {
     CWdRWLockEx(const CWdRWLockEx&) = delete;
     CWdRWLockEx& operator=(const CWdRWLockEx&) = delete;
 
-    // Creates or joins the objects under the base name, once. False (logged) when one of them can't be had.
+    // Creates or opens the objects of the base name, once. False (logged) when one of them can't be had.
     bool Initialize(const char* name);
 
     bool LockRead() WD_ACQUIRE_SHARED() override;
@@ -70,7 +70,7 @@ class CWdRWLockEx final : public CWdRWLock {
     CWdShareMemory rwMemory;
     CWdShareMemory m_holders;
 
-    // Used with rwMutex held. The views are there for so long only.
+    // Used with rwMutex held; the two views are mapped only that long.
     void* m_count = nullptr;
     Row* m_rows = nullptr;
     std::size_t m_row = 0;     // ours, claimed at the first read
@@ -78,7 +78,7 @@ class CWdRWLockEx final : public CWdRWLock {
     std::uint32_t m_reads = 0; // what our row says
 };
 
-// Scoped guards. A scope whose lock couldn't be had goes on without it, and gives nothing back.
+// Scoped guards. A scope whose lock couldn't be taken goes on without it, and releases nothing.
 class WD_SCOPED_CAPABILITY CWdRWReadLock {
   public:
     explicit CWdRWReadLock(CWdRWLock* lock) WD_ACQUIRE_SHARED(lock) : m_lock(lock), m_isHeld(lock->LockRead()) {}

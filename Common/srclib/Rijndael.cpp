@@ -10,7 +10,7 @@
 
 namespace {
 
-// The library's functions for each key length, by the type of its key schedule.
+// Nettle's functions for each key length, by the type of its key schedule.
 template <class Schedule>
 struct Cipher;
 template <>
@@ -77,7 +77,7 @@ std::int32_t Rijndael::Init(int mode, int direction, const std::uint8_t* key, in
     return 0;
 }
 
-// Whole blocks; the chain block becomes the last cipher block.
+// `length` is a multiple of the block size. In CBC mode the last cipher block goes to `chain`.
 void Rijndael::encipher(Block& chain, std::size_t length, std::uint8_t* output, const std::uint8_t* input) const {
     std::visit(
         [&]<class Schedule>(const Schedule& schedule) {

@@ -14,7 +14,7 @@ static_assert(sizeof(DefSecAttr) == 40, "virtual table, attributes, pointer");
 
 namespace {
 
-// What a call of the layer handed out.
+// Memory that a call of the platform layer handed out.
 struct LocalDeleter {
     void operator()(void* memory) const { LocalFree(memory); }
 };
@@ -78,7 +78,7 @@ bool SetObjectPermissions(HANDLE handle) {
     if (!letUsersIn(handle))
         return false;
     PSECURITY_DESCRIPTOR converted = nullptr;
-    // A system that can't read a label doesn't know any, and then nobody needs one.
+    // A system that can't parse a label knows no integrity levels, so none is needed.
     if (ConvertStringSecurityDescriptorToSecurityDescriptorA("S:(ML;;NW;;;LW)", SDDL_REVISION_1, &converted, nullptr) ==
         FALSE)
         return true;
@@ -102,7 +102,7 @@ bool SetOjectApplicationPremission(const char* name, SE_OBJECT_TYPE type) {
         WDLOG_ERROR("GetNamedSecurityInfo failed, Error: %u", error);
         return false;
     }
-    const Local<void> descriptor(found); // oldDacl is in it
+    const Local<void> descriptor(found); // oldDacl points into it
 
     PSID sid = nullptr;
     if (ConvertStringSidToSidA("S-1-15-2-1", &sid) == FALSE) {
@@ -169,7 +169,7 @@ struct Account {
     ACCESS_MASK Masks::*mask;
 };
 
-// In the order of the entries.
+// In the order of the DACL's entries.
 constexpr Account kAccounts[] = {
     {ATL::Sids::Admins, &Masks::administrators},
     {ATL::Sids::PowerUsers, &Masks::powerUsers},

@@ -1,6 +1,6 @@
-// Security of the objects that processes of different accounts share: attributes to create them with, and routines that
-// widen the access of an object that is there. All of it works on local objects or the caller's handle and takes no
-// lock. A failed change is the caller's to log; the object goes on with the access it has.
+// Security of the objects that processes of different accounts share: attributes to create them with, and functions
+// that widen the access to an existing object. Everything works on local objects or the caller's handle and takes no
+// lock. When a change fails, the object keeps the access that it has; logging that is up to the caller.
 #pragma once
 
 #include <platform/atl.h>
@@ -8,8 +8,8 @@
 
 #include <new>
 
-// Lets everybody in, and processes that are started inherit the handle. For a call that creates an object, on the
-// stack.
+// Grants everybody access, and lets child processes inherit the handle. Lives on the stack, for a call that creates an
+// object.
 class DefSecAttr : private SECURITY_ATTRIBUTES {
   public:
     DefSecAttr();
@@ -17,13 +17,13 @@ class DefSecAttr : private SECURITY_ATTRIBUTES {
     DefSecAttr(const DefSecAttr&) = delete;
     DefSecAttr& operator=(const DefSecAttr&) = delete;
 
-    // What goes to the creating call. Null when there was no memory for the descriptor: the object then has default
+    // To be passed to the creating call. Null when there was no memory for the descriptor: the object then gets default
     // security.
     SECURITY_ATTRIBUTES* m_pAttributes = nullptr;
 };
 
-// For an object that stays while others use it. Made with default security it would keep out all other accounts for as
-// long as it is there, so without memory there is to be none.
+// For an object that stays while others use it. With default security it would keep out all other accounts for as long
+// as it exists, so when memory is exhausted the constructor throws and no object is created.
 class SharedSecAttr : public DefSecAttr {
   public:
     SharedSecAttr() {
@@ -32,9 +32,9 @@ class SharedSecAttr : public DefSecAttr {
     }
 };
 
-// All access for authenticated users, and the low label, so that a process of any rank may write.
+// Full access for authenticated users, and the low integrity label, so that a process of any level may write.
 bool SetObjectPermissions(HANDLE handle);
-// The label alone.
+// Only the label.
 bool SetObjectToLowIntegrity(HANDLE handle);
 // Adds full access for all application packages and for everybody to the DACL of a named object (logged when it fails).
 bool SetOjectApplicationPremission(const char* name, SE_OBJECT_TYPE type);
@@ -43,8 +43,8 @@ namespace WdCommon::AccessControl {
 
 inline constexpr DWORD kRegistryKeyKind = 4;
 
-// Attributes with one mask for each of seven accounts, by kind of object. A kind without masks throws an Exception with
-// the code 50, a failing call one with the call's code.
+// Attributes with one access mask for each of seven accounts, by kind of object. Throws an Exception: with
+// ERROR_NOT_SUPPORTED for a kind without masks, with the call's error when a call fails.
 class SecurityAttributes : public ATL::CSecurityAttributes {
   public:
     SecurityAttributes(DWORD kind, BYTE inheritHandle);

@@ -1,4 +1,4 @@
-// A piece of named memory between processes: one mapping, one view of it. For one thread at a time.
+// Named memory shared between processes: one mapping, one view of it. For one thread at a time.
 #pragma once
 
 #include <platform/win32.h>
@@ -13,12 +13,12 @@ class CWdShareMemory {
     CWdShareMemory(const CWdShareMemory&) = delete;
     CWdShareMemory& operator=(const CWdShareMemory&) = delete;
 
-    // Makes the mapping, open to everybody, or joins one that is there, whose content stays. False (logged) when it
-    // can't be had, or when one is open already.
+    // Creates the mapping, open to everybody, or opens an existing one, whose content stays. False (logged) on failure,
+    // or when one is open already.
     bool Create(const char* name, DWORD size, bool zeroFill);
-    // Opens what another process made; likewise.
+    // Opens a mapping that another process created; likewise.
     bool Open(const char* name);
-    // The view's address, or null and false (logged), also when the mapping has fewer bytes than `atLeast`.
+    // Gives the view's address, or null and false (logged), also when the mapping has fewer bytes than `atLeast`.
     bool Map(void** pointerOut, bool readOnly, std::size_t atLeast = 0);
     void Unmap();
     void Close();
@@ -28,5 +28,5 @@ class CWdShareMemory {
 
     HANDLE mapHandle = nullptr;
     void* view = nullptr;
-    std::string mapName; // as the kernel knows it
+    std::string mapName; // with its prefix
 };

@@ -1,4 +1,4 @@
-// What can be taken and given back, and the guard that does so for a scope.
+// The interface of a lock, and the scoped guard for it.
 #pragma once
 
 #include <platform/thread_annotations.h>
@@ -10,8 +10,8 @@ class WD_CAPABILITY("mutex") WdltSyncObject {
     WdltSyncObject(const WdltSyncObject&) = delete;
     WdltSyncObject& operator=(const WdltSyncObject&) = delete;
 
-    // The order is that of the slots.
-    virtual bool Lock() WD_ACQUIRE() = 0; // false: it couldn't be had, and there is nothing to give back
+    // In vtable order.
+    virtual bool Lock() WD_ACQUIRE() = 0; // false: it wasn't taken and must not be unlocked
     virtual void Unlock() WD_RELEASE() = 0;
 };
 
@@ -25,7 +25,7 @@ class WD_SCOPED_CAPABILITY WdltSingleLock {
     WdltSingleLock(const WdltSingleLock&) = delete;
     WdltSingleLock& operator=(const WdltSingleLock&) = delete;
 
-    // Without it the scope may go on where nobody is harmed; the failure is logged.
+    // A scope may go on without the lock where that harms nobody; the failure is logged.
     bool isHeld() const { return m_isHeld; }
 
   private:

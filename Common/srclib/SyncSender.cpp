@@ -15,12 +15,12 @@ struct Waiting {
     bool isServiceGone;
 };
 
-// Ends the wait of an asker who is alone with the event.
+// Ends the wait when nobody else has the event open: the service is gone.
 void lookForService(void* context) {
     auto& waiting = *static_cast<Waiting*>(context);
     if (WdObjectHasOthers(waiting.reply) != FALSE)
         return;
-    waiting.isServiceGone = WaitForSingleObject(waiting.reply, 0) != WAIT_OBJECT_0; // else it answered, then went
+    waiting.isServiceGone = WaitForSingleObject(waiting.reply, 0) != WAIT_OBJECT_0; // else it answered first
     SetEvent(waiting.reply);
 }
 
@@ -50,7 +50,7 @@ void CSyncSender::SetName(const char* baseName) {
     name = baseName;
     eventName = GlobalObjectName(baseName) + "_WdEvent";
     retEventName = GlobalObjectName(baseName) + "_WdEvent_ret";
-    memoryName = name + "_WdMemory"; // the memory puts the prefix before it itself
+    memoryName = name + "_WdMemory"; // CWdShareMemory adds the prefix itself
 }
 
 void* CSyncSender::OpenMemory(std::size_t bytes) {
@@ -88,9 +88,9 @@ bool CSyncSender::Send(bool pauseAfter, wdlt::ExchangeMarks marks, DWORD millise
     isOwnReply = false;
     if (!openEvents())
         return false;
-    // In this order: a reply that came too late for the exchange before must not answer this one.
+    // Reset before the request goes out: a late reply to the previous exchange must not answer this one.
     ResetEvent(retEventHandle);
-    // Without its mark nobody could tell a reply that comes after this asker's death.
+    // Without its mark nobody could recognize a reply that comes after this asker's death.
     if (marks.asked != 0 && !SetMark(marks.asked)) {
         WDLOG_ERROR("Failed to mark the request: %lu", static_cast<unsigned long>(GetLastError()));
         return false;
@@ -110,9 +110,9 @@ bool CSyncSender::Send(bool pauseAfter, wdlt::ExchangeMarks marks, DWORD millise
     return answered;
 }
 
-// Right behind a request, when a question of somebody else's may be left. A service answers what it has in hand before
-// it takes the next: a request that is taken while the reply isn't there was all that the service had. Whoever looks
-// late sees both, and can't tell whose the reply is; so the first look is a short spin.
+// Called right after a request, when somebody else's question may still be pending. A service answers the request in
+// hand before it takes the next: if this one is taken and there is no reply yet, nothing else was pending. Once both
+// are there it can't be told whose reply it is; so the first look is a short spin.
 bool CSyncSender::isHeardUnanswered() const {
     const ULONGLONG start = GetTickCount64();
     for (;;) {

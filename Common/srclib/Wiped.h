@@ -1,4 +1,4 @@
-// Memory that holds what is kept enciphered everywhere else: cleared before it is given back.
+// Memory for secrets that are enciphered everywhere else: wiped before it is freed.
 #pragma once
 
 #include <platform/memory.h>
@@ -11,7 +11,7 @@
 
 namespace wdlt {
 
-// A plain record or array, zeroed at first with its padding, which goes to callers with the rest.
+// A plain record or array. Its padding is zeroed too, since callers get it with the rest.
 template <class T>
 class Wiped {
     static_assert(std::is_trivially_copyable_v<T>);

@@ -11,20 +11,20 @@ class CCfgDirectIF final : public CCfgIF {
     explicit CCfgDirectIF(CConfigManager& manager) : m_manager(manager) {}
 
     bool IsInitialized() override { return true; }
-    std::int32_t ReadConfigEx(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input, std::uint64_t configType,
-                              void* data, std::uint64_t* size) override {
+    [[nodiscard]] std::int32_t ReadConfigEx(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input,
+                                            std::uint64_t configType, void* data, std::uint64_t* size) override {
         return m_manager.ReadConfig(protocol, scan, input, configType, data, size);
     }
-    std::int32_t ReadConfig(std::uint32_t protocol, std::uint32_t scan, std::uint64_t configType, void* data,
-                            std::uint64_t* size) override {
+    [[nodiscard]] std::int32_t ReadConfig(std::uint32_t protocol, std::uint32_t scan, std::uint64_t configType,
+                                          void* data, std::uint64_t* size) override {
         return ReadConfigEx(protocol, scan, WDLT_INPUT_NONE, configType, data, size);
     }
-    std::int32_t WriteConfigEx(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input,
-                               std::uint64_t configType, void* data, std::uint64_t size) override {
+    [[nodiscard]] std::int32_t WriteConfigEx(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input,
+                                             std::uint64_t configType, void* data, std::uint64_t size) override {
         return m_manager.WriteConfig(protocol, scan, input, configType, data, size);
     }
-    std::int32_t WriteConfig(std::uint32_t protocol, std::uint32_t scan, std::uint64_t configType, void* data,
-                             std::uint64_t size) override {
+    [[nodiscard]] std::int32_t WriteConfig(std::uint32_t protocol, std::uint32_t scan, std::uint64_t configType,
+                                           void* data, std::uint64_t size) override {
         return WriteConfigEx(protocol, scan, WDLT_INPUT_NONE, configType, data, size);
     }
 

@@ -41,7 +41,7 @@ std::unique_ptr<WdchHelper> make(const HelperAddress& address) {
     return std::make_unique<Helper>(address, std::make_unique<CRegistryIO>());
 }
 
-// The first row that serves an address makes its helper; an address without one has none.
+// An address is served by the first row that matches; without one it has no helper.
 constexpr DWORD kAny = 0xFFFFFFFF;
 
 // The system view: a protocol of 10000, and the handlers' protocols above it.
@@ -102,7 +102,7 @@ constexpr bool serves(DWORD rows, DWORD asked) {
     return rows == kAny || rows == asked;
 }
 
-// The log's lines have room for 32 bits of a config type and of a buffer's address.
+// The log lines print only the low 32 bits of a config type or a pointer.
 std::uint32_t low32(const void* pointer) {
     return static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(pointer));
 }
@@ -165,7 +165,7 @@ std::int32_t CConfigManager::WriteConfig(std::uint32_t protocol, std::uint32_t s
                                          std::uint64_t configType, void* data, std::uint64_t size) {
     WDLOG_TRACE("WriteConfig protocol = %d, scan = %08x, input = %08x, data = %08x, size = %d", protocol, scan,
                 low32(configType), low32(data), wdlt::loggedSize(size));
-    const WdltSingleLock lock(&m_writeMutex); // without it, which is logged, the write goes on all the same
+    const WdltSingleLock lock(&m_writeMutex); // best effort: the write goes on without it (logged)
     std::unique_ptr<WdchHelper> helper;
     try {
         helper = CreateHelper({protocol, scan, input});
@@ -189,10 +189,11 @@ std::int32_t CConfigManager::VerifyPrivacyItems(const PrivacyViewItem* items, st
         .VerifyItems(items, count, results);
 }
 
-std::int32_t CConfigManager::ConfigChangeSender(std::uint32_t protocol, std::uint32_t scan) {
-    return wdlt::noticeChange(protocol, scan,
-                              {
-                                  .noService = "Failed to open memory in ConfigChangeSender or Wardlet is not running",
-                                  .noAnswer = "Failed to send in ConfigChangeSender",
-                              });
+void CConfigManager::ConfigChangeSender(std::uint32_t protocol, std::uint32_t scan) {
+    static_cast<void>(
+        wdlt::noticeChange(protocol, scan,
+                           {
+                               .noService = "Failed to open memory in ConfigChangeSender or Wardlet is not running",
+                               .noAnswer = "Failed to send in ConfigChangeSender",
+                           }));
 }

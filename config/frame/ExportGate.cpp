@@ -19,7 +19,7 @@ bool ExportGate::tryToOpen() {
     std::uint32_t state = m_state.load(std::memory_order_acquire);
     const std::uint32_t own = GetCurrentProcessId();
     if (state == own || state == kOpen || !m_state.compare_exchange_strong(state, own, std::memory_order_acquire))
-        return state == kOpen; // another thread is at it, or was
+        return state == kOpen; // another thread is opening it, or has opened it
     const bool isAttached = m_attach();
     m_nextTry.store(GetTickCount64() + kPauseMs, std::memory_order_relaxed);
     m_state.store(isAttached ? kOpen : kShut, std::memory_order_release);

@@ -1,12 +1,13 @@
-// The way in for every export. It is shut while the library isn't attached: where no loader could refuse the load, an
-// attach that failed is tried again by a later call, since what stopped it may have passed (no memory, a full disk, too
-// many processes). Nobody is counted in or out: the library is never unmapped, and nothing that an export uses is taken
-// down. A thread inside can't be cancelled, since locks that all processes share would stay with it; and what it opens
-// there is its own, so that a child that another thread forks doesn't keep its presence up.
+// Every export enters the library through this gate. It is shut while the library isn't attached. Since a loader that
+// can't refuse a library goes on after a failed attach, a later call retries it: what stopped it (no memory, a full
+// disk, too many processes) may have passed. Calls in progress aren't counted: the library is never unmapped, and
+// nothing that an export uses is destroyed. A thread is shielded inside, since one that is cancelled or killed by SIGBUS
+// would leave locks behind that all processes share. Handles opened inside are marked as the thread's own, so that a child forked by
+// another thread doesn't keep their objects alive.
 #pragma once
 
-#include <platform/cancellation.h>
 #include <platform/robust.h>
+#include <platform/shield.h>
 #include <platform/win32.h>
 
 #include <atomic>
@@ -14,7 +15,7 @@
 
 class CConfigControl;
 
-extern CConfigControl* g_pConfigControl; // set before the gate opens, for good
+extern CConfigControl* g_pConfigControl; // set before the gate opens, never changed again
 
 namespace wdlt {
 
@@ -33,11 +34,12 @@ class ExportGate {
     bool enterSlowly();
     bool tryToOpen();
 
-    static constexpr ULONGLONG kPauseMs = 1000; // between two tries
+    static constexpr ULONGLONG kPauseMs = 1000; // between two attempts
     static constexpr std::uint32_t kShut = 0;
     static constexpr std::uint32_t kOpen = 0xFFFFFFFFu;
 
-    // Else the process that is about to open it: in the child of a fork another one, whose thread isn't there.
+    // kShut, kOpen, or the id of the process that is opening the gate. In a forked child that may be the parent's: its
+    // opening thread doesn't exist here, so the child starts anew.
     std::atomic<std::uint32_t> m_state{kShut};
     std::atomic<ULONGLONG> m_nextTry{0};
     Attach m_attach = nullptr; // set by the loader's thread, before any call
@@ -49,10 +51,10 @@ extern constinit ExportGate g_exportGate;
 class ExportCall {
   public:
     ExportCall() : m_inside(g_exportGate.enter()) { WdBeginOwnHandles(); }
-    // A thread whose type is asynchronous ends here when it was cancelled inside.
+    // A thread with asynchronous cancellation ends here if it was cancelled inside.
     ~ExportCall() noexcept(false) {
         WdEndOwnHandles();
-        WdRestoreCancellation(m_cancellation);
+        WdUnshieldThread(m_shield);
     }
     ExportCall(const ExportCall&) = delete;
     ExportCall& operator=(const ExportCall&) = delete;
@@ -60,7 +62,7 @@ class ExportCall {
     explicit operator bool() const { return m_inside; }
 
   private:
-    const int m_cancellation = WdHoldCancellation();
+    const int m_shield = WdShieldThread();
     const bool m_inside;
 };
 

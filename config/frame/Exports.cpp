@@ -1,5 +1,5 @@
-// The exported functions: forwarders of one line, each through the gate and on to its operation of CConfigControl. No
-// test of arguments and no state here; locks are taken behind them.
+// The exported functions: one-line forwarders, each through the gate to its operation of CConfigControl, which takes
+// the locks. No argument checks and no state here.
 #include "ConfigControl.h"
 #include "ExportGate.h"
 
@@ -17,7 +17,7 @@ std::int32_t forward(Operation&& operation) {
     return call ? operation(*g_pConfigControl) : WDLT_E_GENERAL;
 }
 
-// The same for an export that asks: not attached, it answers no. Any failure would be a yes in C.
+// The same for an export that answers 1 or 0: 0 when not attached, since a failure code would be true in C.
 template <class Operation>
 std::int32_t ask(Operation&& operation) {
     const wdlt::ExportCall call;
@@ -134,7 +134,7 @@ std::int32_t WdltSpyWriteRecordList(std::uint32_t listType, const WdpeSpyRecord*
     return forward([&](CConfigControl& control) { return control.SpyWriteRecordList(listType, records, count); });
 }
 
-// URL filter and URL history. The settings that hold the lock for reading write single values.
+// URL filter and URL history.
 
 std::int32_t WdltUrlfEnable(std::int32_t enable) {
     return forward([&](CConfigControl& control) { return control.UrlfEnable(enable); });
@@ -308,7 +308,7 @@ std::int32_t WdltHfeIsEnablePluginEvent() {
     return ask([&](CConfigControl& control) { return control.HfeIsEnablePluginEvent(); });
 }
 
-// HTTPS filter and plug-ins; two of their exports have second names. Switching one on needs what it leans on.
+// HTTPS filter and plug-ins; two of their exports have aliases.
 
 std::int32_t WdltHttpsReadConfig(WdltHttpsConfig* config) {
     return forward([&](CConfigControl& control) { return control.PluginReadConfig(config); });
@@ -460,6 +460,6 @@ std::int32_t WdltPdpVerifyItems(const PrivacyViewItem* items, std::int32_t count
     return forward([&](CConfigControl& control) { return control.PdpVerifyItems(items, count, results); });
 }
 
-// Second names at the same address, for callers that know the HTTPS filter as a plug-in.
+// Aliases, for callers that know the HTTPS filter as a plug-in.
 extern "C" std::int32_t WdltPluginReadConfig(WdltHttpsConfig*) __attribute__((alias("WdltHttpsReadConfig")));
 extern "C" std::int32_t WdltPluginWriteConfig(const WdltHttpsConfig*) __attribute__((alias("WdltHttpsWriteConfig")));

@@ -1,6 +1,6 @@
-// The library's start and stop with the process that loads it: log first, then the control object. It is never
-// unmapped, so it stops at the end of the process alone, when other threads may be inside still: then only the log
-// stops, and the process's memory goes as a whole.
+// Starts and stops the library with the process that loads it: first the log, then the control object. The library is
+// never unmapped, so it stops only at process exit, when other threads may still be inside: then only the log is
+// stopped, and everything else ends with the process.
 #include "ConfigControl.h"
 #include "ExportGate.h"
 #include "WdCommon/DebugLog.h"
@@ -23,7 +23,7 @@ constexpr const char* kSettingsFile = "Wardlet.ini";
 
 HMODULE g_module = nullptr;
 
-// Folder of the module's own file, in the system code page, with its separator. Empty when it can't be told.
+// Folder of the module's file, in the system code page, with a trailing separator. Empty when it can't be determined.
 std::string moduleFolder(HMODULE module) {
     std::array<WCHAR, MAX_PATH> longPath{};
     std::array<WCHAR, MAX_PATH> path{};
@@ -56,7 +56,7 @@ bool attachOnce() {
     return true;
 }
 
-// Memory may give out at any step: nothing must leave a constructor of the shared object.
+// Any step may run out of memory, and no exception may leave the shared object's constructor.
 bool attach() {
     try {
         return attachOnce();
@@ -66,14 +66,14 @@ bool attach() {
     }
 }
 
-// The result matters to loaders that can refuse a module. Where none can, a failed attach leaves the gate shut.
+// The result matters only to a loader that can refuse a module. With any other, a failed attach leaves the gate shut.
 bool moduleEntry(HMODULE module, DWORD reason) {
     switch (reason) {
     case DLL_PROCESS_ATTACH: {
-        const int cancellation = WdHoldCancellation();
+        const int shield = WdShieldThread();
         g_module = module;
         const bool isAttached = wdlt::g_exportGate.open(attach);
-        WdRestoreCancellation(cancellation);
+        WdUnshieldThread(shield);
         return isAttached;
     }
     case DLL_PROCESS_DETACH:

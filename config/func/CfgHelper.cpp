@@ -16,11 +16,11 @@
 
 namespace {
 
-// Scan items that hold a handler on.
+// Mask of the scan items that keep a handler on.
 constexpr std::uint32_t kItemsThatNeedTheHandler = 0xFFFF;
 
-// Reads, and copies what stands first in the bytes; putBack is the way back. A read of `size` 0 may succeed without a
-// record: WDLT_E_GENERAL.
+// Reads, and copies the record from the start of the data; putBack copies it back. A read with `size` 0 may succeed
+// without a record: WDLT_E_GENERAL.
 template <class Record>
 std::int32_t readRecord(CCfgHelper& helper, CCfgData& cfgData, std::uint64_t size, Record& record) {
     if (const std::int32_t status = helper.Read(cfgData, size, nullptr); status != WDLT_OK)
@@ -39,7 +39,7 @@ bool agrees(std::uint32_t stored, std::int32_t wanted) {
     return (stored != 0) == (wanted != 0);
 }
 
-// The action's memory: what the service reads, and the word that it answers in.
+// The action's shared memory: what the service reads, and the word in which it answers.
 struct ActionMemory {
     std::int32_t reply;
     CCfgHelper::Action action;
@@ -128,7 +128,7 @@ std::int32_t CCfgHelper::IsProtocolHandlerEnabled(std::uint32_t protocol) {
     return record.enable != 0 ? 1 : 0;
 }
 
-// One action at a time in all processes: the memory is the service's only one.
+// One action at a time across all processes: the service has only this memory for them.
 std::int32_t CCfgHelper::ActionEventSender(const Action& action, const std::function<bool()>& layAgain) {
     const bool needsReply = (action.waitReply & 0xFF) != 0;
     CWdMutex mutex(wdlt::createMutex("wdlt_action_mutex"));
@@ -160,8 +160,9 @@ std::int32_t CCfgHelper::ActionEventSender(const Action& action, const std::func
         if (sender.IsOwnReply())
             break;
         WDLOG_TRACE("The reply in ActionEventSender may be that to an earlier action");
-        // If it was, this question is still there: taken back, or its answer awaited. If it wasn't, or both answers
-        // came at once, nothing is left. The next round mostly sees that; else only a minute without an answer tells.
+        // If it was, this question is still pending: it is withdrawn, or its answer awaited. If it wasn't, or both
+        // answers came at once, nothing is pending. The next round usually notices that; otherwise only a minute
+        // without an answer shows it.
         left = sender.StillLeft(left);
         const bool isLast = round == kRounds;
         const DWORD rest = wdlt::restOfReplyWait(start);

@@ -15,7 +15,7 @@ class CCfgHelper {
     CCfgHelper(const CCfgHelper&) = delete;
     CCfgHelper& operator=(const CCfgHelper&) = delete;
 
-    // The switch of one scan item. Nothing is written, and so nobody notified, when it stands right already.
+    // Switches one scan item. If it is already so, nothing is written, and nobody is notified.
     [[nodiscard]] virtual std::int32_t EnableScanEngine(std::int32_t enable, std::uint32_t protocol, std::uint32_t scan,
                                                         std::uint32_t input);
     // 1 or 0, 0 also when it can't be read.
@@ -32,7 +32,7 @@ class CCfgHelper {
                                     std::uint64_t initialSize) {
         return m_cfg.Read(cfgData, size, initial, initialSize);
     }
-    std::int32_t Read(CCfgData& cfgData) { return m_cfg.Read(cfgData); }
+    [[nodiscard]] std::int32_t Read(CCfgData& cfgData) { return m_cfg.Read(cfgData); }
     std::int32_t Write(const CCfgData& cfgData) { return m_cfg.Write(cfgData); }
 
     // Scan 0 is the handler itself.
@@ -40,8 +40,8 @@ class CCfgHelper {
                                           std::uint32_t input);
     [[nodiscard]] std::int32_t IsItemEnabled(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input);
 
-    // A handler goes on only while one of its scan items of the low 16 bits is on, and off only when none is: otherwise
-    // it stays as it is, which is no failure.
+    // A handler is switched on only while one of its scan items in the low 16 bits is on, and off only while none is:
+    // otherwise it stays as it is, which is no failure.
     [[nodiscard]] std::int32_t EnableProtocolHandler(std::int32_t enable, std::uint32_t protocol);
     [[nodiscard]] std::int32_t IsProtocolHandlerEnabled(std::uint32_t protocol);
 
@@ -52,10 +52,11 @@ class CCfgHelper {
         std::uint32_t action;
         std::uint32_t waitReply; // its lowest byte: whether the reply is needed
     };
-    // The service's reply. Without a running service WDLT_E_GENERAL when a reply is needed, else 0; WDLT_E_GENERAL when
-    // none comes in time. A reply that may be that to an earlier action, whose asker died or gave up, is not taken: the
-    // service is asked anew, until it is certain. `layAgain`, called before that, lays down what belongs to the
-    // question and is the service's to change; false ends it with WDLT_E_GENERAL.
+    // Returns the service's reply; WDLT_E_GENERAL when none comes in time. Without a running service WDLT_E_GENERAL
+    // when a reply is needed, else 0. A reply that may belong to an earlier action, whose caller died or gave up, isn't
+    // accepted: the service is asked again, up to three times, until its reply is certain. Before each repetition
+    // `layAgain` restores the data of the question that the service may have changed; false ends it with
+    // WDLT_E_GENERAL.
     [[nodiscard]] std::int32_t ActionEventSender(const Action& action, const std::function<bool()>& layAgain = {});
 
   private:

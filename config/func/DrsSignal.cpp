@@ -47,19 +47,19 @@ std::int32_t signalDrs() {
         return WDLT_OK;
     }
     const ULONGLONG start = GetTickCount64();
-    // A writer that died before its answer left its role at the reply event. What the service never heard is taken
-    // back.
+    // A writer that died before its answer came has left its role in the reply event. If the service has never seen
+    // that writer's request, waiting for the request event takes the request back.
     if (WdTagRole(WdEventTaker(reply.get())) == WD_ROLE_ALONE && WaitForSingleObject(request.get(), 0) != WAIT_OBJECT_0)
         awaitReply(reply.get(), kReplyWaitMs);
-    // In this order: a reply that came too late for the signal before must not answer this one. Taken with a role, the
-    // event tells until the answer that a signal is out; the wait takes it without one.
+    // In this order: a late reply to an earlier signal must not answer this one. Taking the reply event with a role
+    // marks it until the answer: a signal is pending. awaitReply takes it without a role.
     SetEvent(reply.get());
     WdWaitForEvent(reply.get(), WD_ROLE_ALONE, 0, nullptr, nullptr);
     SetEvent(request.get());
     WDLOG_ENTRY("***DRS Waiting response (Max 60 sec.)...");
     const Reply answer = awaitReply(reply.get(), restOfReplyWait(start));
     if (answer != Reply::Came) {
-        SetEvent(reply.get()); // given up: the next signal goes out at once
+        SetEvent(reply.get()); // given up: removes the mark, so that the next signal doesn't wait
         ResetEvent(reply.get());
         WDLOG_ERROR("***DRS Waiting has timeout...");
         return WDLT_E_NO_ANSWER;

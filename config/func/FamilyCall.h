@@ -1,4 +1,4 @@
-// One call of a family: its lines of begin and end, and those of what fails in it, which most families build alike.
+// Logs one call of a family: its begin and end, and its failures, in the form that most families share.
 #pragma once
 
 #include "WdCommon/DebugLog.h"
@@ -10,7 +10,7 @@
 
 namespace wdlt {
 
-// Where a line stands.
+// The source position of a log line.
 struct LinePlace {
     const char* file;
     unsigned line;
@@ -20,7 +20,7 @@ struct LinePlace {
     }
 };
 
-// What a failing step tells: "CLASS::MEMBER(): Failed to STEP: STATUS", or a text of its own.
+// The log line of a failing step: "CLASS::MEMBER(): Failed to STEP: STATUS", or a text of its own.
 class CallFailure {
   public:
     CallFailure(const char* family, const char* member, const char* step, const LinePlace& place)
@@ -44,7 +44,7 @@ class CallFailure {
     LinePlace m_place{};
 };
 
-// A call that ends with a count says it in place of the plain end.
+// A call that ends with a count logs that in place of the plain end.
 class FamilyCall {
   public:
     FamilyCall(const char* family, const char* member) : m_family(family), m_member(member) {
@@ -61,32 +61,33 @@ class FamilyCall {
         m_isTold = true;
         WDLOG_ENTRY("%s::%s(): OUT: count=%d", m_family, m_member, count);
     }
-    // The line of the end stands elsewhere.
+    // The caller logs the end.
     void endToldElsewhere() { m_isTold = true; }
 
-    // For the steps of the call that tell of their failure themselves.
+    // For steps that report their failures themselves.
     CallFailure failing(const char* step, const LinePlace& place = LinePlace::here()) const {
         return {m_family, m_member, step, place};
     }
-    std::int32_t failed(const char* step, std::int32_t status, const LinePlace& place = LinePlace::here()) const {
+    [[nodiscard]] std::int32_t failed(const char* step, std::int32_t status,
+                                      const LinePlace& place = LinePlace::here()) const {
         failing(step, place).tell(status);
         return status;
     }
 
-    // Arguments that aren't taken; each gives WDLT_E_INVALID_ARGUMENT.
-    std::int32_t isNull(const char* argument, const LinePlace& place = LinePlace::here()) const {
+    // Rejected arguments; each is logged and returns WDLT_E_INVALID_ARGUMENT.
+    [[nodiscard]] std::int32_t isNull(const char* argument, const LinePlace& place = LinePlace::here()) const {
         tell(place, "%s::%s: %s is NULL", m_family, m_member, argument);
         return WDLT_E_INVALID_ARGUMENT;
     }
-    std::int32_t withoutRecords(const LinePlace& place = LinePlace::here()) const {
+    [[nodiscard]] std::int32_t withoutRecords(const LinePlace& place = LinePlace::here()) const {
         tell(place, "%s::%s(): Invalid parameter NULL", m_family, m_member);
         return WDLT_E_INVALID_ARGUMENT;
     }
-    std::int32_t ofUnknownList(std::uint32_t listType, const LinePlace& place = LinePlace::here()) const {
+    [[nodiscard]] std::int32_t ofUnknownList(std::uint32_t listType, const LinePlace& place = LinePlace::here()) const {
         tell(place, "%s::%s(): Unknown list type: %d", m_family, m_member, listType);
         return WDLT_E_INVALID_ARGUMENT;
     }
-    std::int32_t withTooMany(std::int32_t count, const LinePlace& place = LinePlace::here()) const {
+    [[nodiscard]] std::int32_t withTooMany(std::int32_t count, const LinePlace& place = LinePlace::here()) const {
         tell(place, "%s::%s(): count %d exceeds the maximum", m_family, m_member, count);
         return WDLT_E_INVALID_ARGUMENT;
     }

@@ -1,5 +1,4 @@
-// What the families have in common in reading and writing their records: a whole record of one address, texts copied
-// within their fields.
+// How the families read and write their records: a whole record of one address, with texts copied within their fields.
 #pragma once
 
 #include "CfgHelper.h"
@@ -27,7 +26,7 @@ struct Address {
     std::uint32_t input = 0;
 };
 
-// A caller's record stands at any alignment.
+// A caller's record may be unaligned.
 template <class Record>
 Record copyOf(const Record* callers) {
     Record record;
@@ -40,7 +39,7 @@ void handOver(Record* callers, const Record& record) {
     std::memcpy(callers, &record, sizeof record);
 }
 
-// `failed` tells of a read that didn't give the record, which is then as it was.
+// `failed` reports a failed read, which leaves the record as it was.
 template <class Record>
 [[nodiscard]] std::int32_t readWhole(CCfgHelper& family, const Address& address, Record& record,
                                      const CallFailure& failed) {
@@ -54,7 +53,7 @@ template <class Record>
     return WDLT_OK;
 }
 
-// `unset`: there was no memory for the bytes; `failed`: they weren't written.
+// `unset` reports that there was no memory for the bytes, `failed` that they weren't written.
 [[nodiscard]] inline std::int32_t writeBytes(CCfgHelper& family, const Address& address, const void* bytes,
                                              std::uint64_t size, const CallFailure& unset, const CallFailure& failed) {
     CCfgData cfgData(address.protocol, address.scan, address.input, address.configType);
@@ -68,7 +67,7 @@ template <class Record>
     return status;
 }
 
-// A list with a type and `count` records in place of the stored one; `unset` and `failed` as above, `outOfMemory` before
+// Replaces the stored list with `count` records of a list type; `unset` and `failed` as above, `outOfMemory` before
 // `unset`.
 template <class List, class Record>
 [[nodiscard]] std::int32_t writeList(CCfgHelper& family, const Address& address, std::uint32_t listType,
@@ -92,8 +91,8 @@ template <class List, class Record>
     return status;
 }
 
-// Puts a caller's fields over the stored record and writes it back, so that what the caller doesn't have stays as it is
-// stored. Nothing can be written so that was never stored.
+// Reads the stored record, overlays the caller's fields and writes it back, so that what the caller doesn't have stays
+// as stored. Fails if the stored record can't be read.
 template <class Record, class Overlay>
 [[nodiscard]] std::int32_t writeOver(CCfgHelper& family, const Address& address, Overlay&& overlay,
                                      const CallFailure& unread, const CallFailure& unwritten) {
@@ -104,8 +103,8 @@ template <class Record, class Overlay>
     return writeBytes(family, address, &*record, sizeof *record, unwritten, unwritten);
 }
 
-// What fits both fields with its terminator; the rest of the field is cleared. A text without a terminator has none in
-// the other field either, so that the helper refuses it.
+// Copies what fits into both fields with its terminator, and clears the rest of the field. A text without a terminator
+// gets none in the other field either, so that the helper refuses it.
 inline void copyText(std::span<char> to, std::span<const char> from) {
     const std::size_t length = strnlen(from.data(), from.size());
     const bool isTerminated = length < from.size();
@@ -137,7 +136,7 @@ void toStore(const PairOf<Exported, Stored> (&pairs)[Count], const Exported& exp
         copyField(pair.isText, {to + pair.storedAt, pair.storedBytes}, {from + pair.exportedAt, pair.exportedBytes});
 }
 
-// As many of `stored` records as the caller has room for; without room, their number.
+// Copies as many of the `stored` records as the caller has room for; with null records, only sets their number.
 template <class Record>
 void takeSome(std::int32_t stored, const BYTE* first, Record* records, std::int32_t* count, FamilyCall& call) {
     if (records == nullptr) {
@@ -150,7 +149,7 @@ void takeSome(std::int32_t stored, const BYTE* first, Record* records, std::int3
         std::memcpy(records, first, static_cast<std::size_t>(*count) * sizeof(Record));
 }
 
-// The same of a list's records. The list is asked for with a cleared head: of the lists with a type, type 0.
+// Reads a list and does the same with its records. It is asked for with a zeroed head: a list with a type gets type 0.
 template <class List, class Record>
 [[nodiscard]] std::int32_t readSome(CCfgHelper& family, const Address& address, Record* records, std::int32_t* count,
                                     FamilyCall& call, const CallFailure& failed) {

@@ -1,5 +1,5 @@
-// The two-step switch of every feature: its scan item first, the handler that it needs second, in both directions, so
-// that the handler's step sees the item as it now is. A feature is on only when both are.
+// The two-step switch of every feature: first its scan item, then the handler that it needs, in both directions, so
+// that the second step sees the item's new state. A feature is on only when both are.
 #pragma once
 
 #include "CfgHelper.h"
@@ -11,7 +11,7 @@
 
 namespace wdlt {
 
-// Which item and handler a feature switches, and its lines for a step that fails.
+// Which item and handler a feature switches, and its log lines for a step that fails.
 struct FeatureSwitch {
     std::uint32_t protocol;
     std::uint32_t scan;
@@ -19,9 +19,9 @@ struct FeatureSwitch {
     EventLine itemFailed;    // the verb; the protocol, the status
     EventLine handlerFailed; // likewise
 
-    // The first step that fails ends it with its status; the item stays as it is then.
+    // The first step that fails ends it with its status; an item that was already switched stays switched.
     [[nodiscard]] std::int32_t enable(CCfgHelper& helper, std::int32_t enable) const;
-    // 1 or 0; the handler is looked at only when the item is on.
+    // 1 or 0; the handler is checked only when the item is on.
     [[nodiscard]] std::int32_t isEnabled(CCfgHelper& helper) const;
 };
 

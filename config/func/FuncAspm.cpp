@@ -24,7 +24,7 @@ constexpr FeatureSwitch kAspmSwitch{
 
 constexpr Address kCommon{WDLT_PROTOCOL_COMMON, WDLT_SCAN_ANTI_SPAM, WDLT_CONFIG_DEFAULT};
 
-// The record with the lists, read whole into its buffer and written from there: too large to be copied about.
+// The record with the lists, read into its buffer and written from there, since it is too large to be copied around.
 class ListsRecord : public CCfgData {
   public:
     ListsRecord() : CCfgData(WDLT_PROTOCOL_POP3, WDLT_SCAN_ANTI_SPAM, WDLT_CONFIG_DEFAULT) {}
@@ -38,7 +38,7 @@ class ListsRecord : public CCfgData {
         return static_cast<std::int32_t>(number(placeOf(listType).count));
     }
     const BYTE* entries(std::uint32_t listType) const { return GetData() + placeOf(listType).entries; }
-    // The mark of a list that couldn't be read stays: the write refuses it then.
+    // A list that couldn't be read keeps its mark, so that the write refuses it.
     void setList(std::uint32_t listType, const WdpeAspmEntry* entries, std::int32_t count) {
         const Place& place = placeOf(listType);
         BYTE* const to = GetData() + place.entries;

@@ -25,7 +25,7 @@ constexpr Address addressOf(std::uint32_t protocol, std::uint32_t scan, std::uin
 }
 constexpr Address kHttpsFilter = addressOf(WDLT_PROTOCOL_HTTP, WDLT_SCAN_HTTP_MANAGER, WDLT_INPUT_HTTPS_FILTER);
 
-// Nothing is written, and so nobody notified, when the flags stay as they are.
+// If the flags stay as they are, nothing is written, and nobody is notified.
 template <class Change>
 std::int32_t changeFlags(CCfgHelper& family, const Address& address, Change&& change) {
     WdltHttpsConfig record;

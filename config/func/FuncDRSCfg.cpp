@@ -70,7 +70,7 @@ LONG store(const WCHAR* path, const WCHAR* name, DWORD type, const void* data, D
     return RegSetValueExW(key.get(), name, 0, type, static_cast<const BYTE*>(data), size);
 }
 
-// A field that is known to be terminated.
+// `text` must be terminated.
 LONG storeText(const WCHAR* path, const WCHAR* name, const WCHAR* text) {
     const std::size_t units = std::char_traits<WCHAR>::length(text) + 1;
     return store(path, name, REG_SZ, text, static_cast<DWORD>(units * sizeof *text));
@@ -93,7 +93,7 @@ bool storeNumbers(const WCHAR* path, std::initializer_list<NumberToStore> number
         if (error != 0)
             break;
     }
-    // The line is logged behind the batch. One that can't be put on disk has stored nothing.
+    // Logged after the batch. One that can't be committed has stored nothing.
     if (const LONG lost = batch.end(); error == 0)
         error = lost;
     if (error != 0 && current != nullptr)
@@ -106,7 +106,7 @@ LONG nameAt(const OpenKey& key, DWORD position, std::span<WCHAR> name) {
     return RegEnumKeyExW(key.get(), position, name.data(), &length, nullptr, nullptr, nullptr, nullptr);
 }
 
-// Whether an enumeration has come to its end, and not to a failure, which gets the operation's line.
+// Whether an enumeration has reached its end; any other error is logged in the name of `operation`.
 bool isEnd(LONG error, const char* operation) {
     if (static_cast<DWORD>(error) == ERROR_NO_MORE_ITEMS)
         return true;
@@ -123,7 +123,7 @@ LONG readText(const OpenKey& rule, const WCHAR* name, WCHAR (&field)[Size], DWOR
     return error;
 }
 
-// A text that doesn't fit makes the rule no rule; one that is missing is empty.
+// False for a text that doesn't fit, which makes the rule invalid; a missing one is empty.
 bool readTexts(const OpenKey& rule, WdltDrsWhiteListItem& item) {
     DWORD bytes = 0;
     LONG error = readText(rule, kProcessImageName, item.ProcessImageName, bytes);
@@ -137,8 +137,8 @@ bool readTexts(const OpenKey& rule, WdltDrsWhiteListItem& item) {
     return static_cast<DWORD>(error) != ERROR_MORE_DATA;
 }
 
-// Looks for the index among the rules as a caller reads them, without reading them all: the texts of a rule decide only
-// whether it counts, so those of the others needn't be looked at. Error 2 when there is none.
+// Looks for a valid rule with this index. The texts of a rule only decide whether it is valid, so those of rules with
+// another index aren't read. ERROR_FILE_NOT_FOUND when there is none.
 LONG findIndex(std::uint32_t index) {
     OpenKey list;
     if (const LONG error = RegOpenKeyExW(HKEY_LOCAL_MACHINE, kWhiteListKey, 0, KEY_READ, list.out()))
@@ -166,13 +166,13 @@ bool isTerminated(const wdlt_wchar (&field)[Size]) {
     return std::ranges::find(field, WCHAR{0}) != std::end(field);
 }
 
-// A rule's name is a key's, and the key stands right below that of the list.
+// A rule's name is that of a key directly below the list's key.
 bool isRuleName(const wdlt_wchar* name) {
     const std::u16string_view text(name);
     return !text.empty() && text.find(u'\\') == text.npos;
 }
 
-// Deletes a key with all that lies under it.
+// Deletes a key with everything below it.
 LONG deleteTree(HKEY parent, const WCHAR* name) {
     {
         OpenKey key;
@@ -195,8 +195,8 @@ void deletionFailed(const WCHAR* rule) {
     WDLOG_ERROR("CFuncDRSCfg::DeleteWhiteListItem: delete %ws failed.", rule);
 }
 
-// In one transaction: the list is whole or empty to those who look. A rule that can't be deleted is stepped over. False
-// when the rules can't be gone through, or what was deleted can't be put on disk.
+// In one transaction: others see the list either complete or deleted. A rule that can't be deleted is skipped. False
+// when the rules can't be enumerated, or the deletion can't be committed.
 bool deleteAll(const OpenKey& list) {
     std::vector<std::u16string> deleted;
     std::vector<std::u16string> left;
@@ -217,7 +217,7 @@ bool deleteAll(const OpenKey& list) {
     return isEnd(error, "DeleteWhiteListItem") && !isLost;
 }
 
-// The first of that index; none is no failure.
+// Deletes the first rule with that index; none is no failure.
 bool deleteOne(const OpenKey& list, std::uint32_t index) {
     std::array<WCHAR, kKeyNameSize> name{};
     DWORD position = 0;
@@ -237,7 +237,7 @@ bool deleteOne(const OpenKey& list, std::uint32_t index) {
     return isEnd(error, "DeleteWhiteListItem");
 }
 
-// Every value is written, whatever became of the one before it; a rule that is half there stays.
+// Writes each value, even if the one before it failed; an incomplete rule stays.
 bool storeRule(const WCHAR* path, const WdltDrsWhiteListItem& item) {
     RegistryBatch batch;
     const LONG indexError = store(path, kIndex, REG_DWORD, &item.Index, sizeof item.Index);
@@ -315,7 +315,7 @@ std::int32_t CFuncDRSCfg::WriteConfig(const WdltDrsConfig* pConfig) {
         kUrlFilterKey,
         {{kActionMode, config.ActionMode, "CFuncDRSCfg::WriteConfig: Write ActionMode failed"},
          {kScoreThreshold, config.ScoreThreshold, "CFuncDRSCfg::WriteConfig: Write ScoreThreshold failed"}});
-    // The service takes both for settings of the URL filter.
+    // To the service both are settings of the URL filter.
     const std::int32_t status = isStored ? NotifyChange(Notice::UrlFilter) : WDLT_E_GENERAL;
     WDLOG_ENTRY("CFuncDRSCfg::WriteConfig(): return %ld", static_cast<long>(status));
     return status;
@@ -353,7 +353,7 @@ std::int32_t CFuncDRSCfg::GetAllWhiteListItem(WdltDrsWhiteListItem* pItems, std:
     for (DWORD at = 0;; ++at) {
         WdltDrsWhiteListItem item{};
         const LONG error = nameAt(list, at, item.RuleName);
-        const bool isTooLong = static_cast<DWORD>(error) == ERROR_MORE_DATA; // a key, but none that a rule can have
+        const bool isTooLong = static_cast<DWORD>(error) == ERROR_MORE_DATA; // a key whose name no rule can have
         if (error != 0 && !isTooLong) {
             if (!isEnd(error, "GetAllWhiteListItem"))
                 return WDLT_E_GENERAL;

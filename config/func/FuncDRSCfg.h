@@ -1,6 +1,6 @@
-// DRS, its settings and its white list of rules, as the WdltDRS functions and those of its white list have them. Works
-// on the registry itself, without the manager of the addresses: a rule is a subkey named as the rule. Failures of the
-// registry are WDLT_E_GENERAL here; WDLT_E_NO_ANSWER means that a change is stored and the service hasn't answered.
+// DRS, its settings and its white list of rules, for the WdltDRS functions and those of the white list. Accesses the
+// registry directly, not through CConfigManager: a rule is a subkey with the rule's name. Registry failures are
+// WDLT_E_GENERAL here; WDLT_E_NO_ANSWER means that a change is stored, but the service hasn't answered.
 #pragma once
 
 #include "CfgHelper.h"
@@ -9,24 +9,24 @@
 
 class CFuncDRSCfg : public CCfgHelper {
   public:
-    std::int32_t DRSEnable(std::uint32_t enable);
-    std::int32_t IsEnabled();
+    [[nodiscard]] std::int32_t DRSEnable(std::uint32_t enable);
+    [[nodiscard]] std::int32_t IsEnabled();
 
-    // The two settings stand with those of the URL filter. A stored number out of its limits reads as 0.
-    std::int32_t ReadConfig(WdltDrsConfig* pConfig);
-    std::int32_t WriteConfig(const WdltDrsConfig* pConfig);
+    // The two settings are stored with those of the URL filter. A stored number outside its limits reads as 0.
+    [[nodiscard]] std::int32_t ReadConfig(WdltDrsConfig* pConfig);
+    [[nodiscard]] std::int32_t WriteConfig(const WdltDrsConfig* pConfig);
 
-    std::int32_t EnableWhiteListItem(std::uint32_t enable, std::uint32_t option);
-    std::int32_t IsWhiteListEnabled();
+    [[nodiscard]] std::int32_t EnableWhiteListItem(std::uint32_t enable, std::uint32_t option);
+    [[nodiscard]] std::int32_t IsWhiteListEnabled();
 
-    // As many rules as there is room for, in the registry's order; the rest is counted without a look:
-    // WDLT_E_BUFFER_SIZE then. A rule that isn't sound, or has an earlier one's index, is left out.
-    std::int32_t GetAllWhiteListItem(WdltDrsWhiteListItem* pItems, std::int32_t* pCount);
-    std::int32_t AddWhiteListItem(const WdltDrsWhiteListItem* pItem);
+    // Reads as many rules as there is room for, in the registry's order; the rest are counted unchecked, which makes
+    // the result WDLT_E_BUFFER_SIZE. A rule that is invalid, or has an earlier one's index, is left out.
+    [[nodiscard]] std::int32_t GetAllWhiteListItem(WdltDrsWhiteListItem* pItems, std::int32_t* pCount);
+    [[nodiscard]] std::int32_t AddWhiteListItem(const WdltDrsWhiteListItem* pItem);
     // 0: all of them.
-    std::int32_t DeleteWhiteListItem(std::uint32_t index);
+    [[nodiscard]] std::int32_t DeleteWhiteListItem(std::uint32_t index);
 
   private:
     enum class Notice { Drs = 1, UrlFilter = 2 };
-    static std::int32_t NotifyChange(Notice mode);
+    [[nodiscard]] static std::int32_t NotifyChange(Notice mode);
 };

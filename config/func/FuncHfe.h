@@ -1,4 +1,4 @@
-// HTTP file events, as the WdltHfe functions have them.
+// HTTP file events, for the WdltHfe functions.
 #pragma once
 
 #include "CfgHelper.h"
@@ -7,13 +7,13 @@
 
 class CFuncHfe : public CCfgHelper {
   public:
-    std::int32_t Enable(std::int32_t enable);
-    std::int32_t IsEnabled();
+    [[nodiscard]] std::int32_t Enable(std::int32_t enable);
+    [[nodiscard]] std::int32_t IsEnabled();
 
-    std::int32_t ConfigRead(WdpeHfeData* pConfig);
-    std::int32_t ConfigWrite(const WdpeHfeData* pConfig);
+    [[nodiscard]] std::int32_t ConfigRead(WdpeHfeData* pConfig);
+    [[nodiscard]] std::int32_t ConfigWrite(const WdpeHfeData* pConfig);
 
     // Whether the plug-ins raise events too: 1 or 0, 0 also when it can't be read.
-    std::int32_t IsEnabledPluginEvent();
-    std::int32_t EnablePluginEvent(std::int32_t enable);
+    [[nodiscard]] std::int32_t IsEnabledPluginEvent();
+    [[nodiscard]] std::int32_t EnablePluginEvent(std::int32_t enable);
 };

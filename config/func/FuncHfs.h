@@ -7,10 +7,10 @@ class CFuncHfs : public CFuncGenericVs {
   public:
     CFuncHfs();
 
-    virtual std::int32_t ConfigVirusRead(WdltVsConfig* pConfig);
-    virtual std::int32_t ConfigVirusWrite(const WdltVsConfig* pConfig);
+    [[nodiscard]] virtual std::int32_t ConfigVirusRead(WdltVsConfig* pConfig);
+    [[nodiscard]] virtual std::int32_t ConfigVirusWrite(const WdltVsConfig* pConfig);
 
-    // All of the file scan's record but its size limit, which goes with the virus scan.
-    virtual std::int32_t ConfigRead(WdltHfsConfig* pConfig);
-    virtual std::int32_t ConfigWrite(const WdltHfsConfig* pConfig);
+    // All of the file scan's record except its size limit, which belongs to the virus scan.
+    [[nodiscard]] virtual std::int32_t ConfigRead(WdltHfsConfig* pConfig);
+    [[nodiscard]] virtual std::int32_t ConfigWrite(const WdltHfsConfig* pConfig);
 };

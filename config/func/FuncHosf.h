@@ -1,4 +1,4 @@
-// The host filter, as the WdltHosf functions have it.
+// The host filter, for the WdltHosf functions.
 #pragma once
 
 #include "CfgHelper.h"
@@ -7,16 +7,16 @@
 
 class CFuncHosf : public CCfgHelper {
   public:
-    std::int32_t Enable(std::int32_t enable);
-    std::int32_t IsEnabled();
+    [[nodiscard]] std::int32_t Enable(std::int32_t enable);
+    [[nodiscard]] std::int32_t IsEnabled();
 
     // A write fails while nothing is stored.
-    std::int32_t ConfigRead(WdpeHosfData* pConfig);
-    std::int32_t ConfigWrite(const WdpeHosfData* pConfig);
+    [[nodiscard]] std::int32_t ConfigRead(WdpeHosfData* pConfig);
+    [[nodiscard]] std::int32_t ConfigWrite(const WdpeHosfData* pConfig);
 
-    // As many records as there is room for; without room their number, and 0.
-    std::int32_t RecordListRead(WdpeHosfHostRecord* records, std::int32_t* count);
-    std::int32_t RecordListWrite(const WdpeHosfHostRecord* records, std::int32_t count);
+    // Reads as many records as there is room for; with null records only their number, and returns 0.
+    [[nodiscard]] std::int32_t RecordListRead(WdpeHosfHostRecord* records, std::int32_t* count);
+    [[nodiscard]] std::int32_t RecordListWrite(const WdpeHosfHostRecord* records, std::int32_t count);
 
     static constexpr std::int32_t GetMaxCount() { return WDLT_MAX_HOST_RECORDS; }
 };

@@ -25,7 +25,7 @@ constexpr FeatureSwitch switchOf(std::uint32_t protocol) {
     };
 }
 
-// One of the two lists: its records behind a head, which has their count and the most that there may be.
+// One of the two lists: records after a head, which has their count and the largest count allowed.
 template <class ListHead, class ListItem>
 struct ItemList {
     using Head = ListHead;
@@ -34,7 +34,7 @@ struct ItemList {
     std::uint64_t configType;
     std::uint32_t Head::*count;
     std::uint32_t Head::*maximum;
-    const char* read; // operations, as their lines call them
+    const char* read; // the operations' names in log lines
     const char* write;
 };
 
@@ -51,7 +51,7 @@ class ListData final : public CCfgData {
     explicit ListData(const List& list) : CCfgData(WDLT_PROTOCOL_COMMON, WDLT_SCAN_PRIVACY, list.configType) {}
 };
 
-// The whole list, its records behind `head`.
+// Reads the whole list into `cfgData`, and its head into `head` too.
 template <class Head>
 std::int32_t readAll(CCfgHelper& family, const char* operation, CCfgData& cfgData, Head& head) {
     if (const std::int32_t status = family.Read(cfgData); status != WDLT_OK) {
@@ -117,7 +117,7 @@ std::int32_t writeItems(CCfgHelper& family, const List& list, const typename Lis
 
 } // namespace
 
-// POP3 has none: there the feature can't be switched.
+// POP3 has no type bit: the feature can't be switched there.
 CFuncPdp::CFuncPdp()
     : m_types{
           {WDLT_PROTOCOL_SMTP, WDLT_PRIVACY_SMTP},

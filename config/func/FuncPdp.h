@@ -1,4 +1,4 @@
-// Privacy data protection, as the WdltPdp functions have it: switched for each protocol by itself.
+// Privacy data protection, for the WdltPdp functions: each protocol is switched separately.
 #pragma once
 
 #include "CfgHelper.h"
@@ -11,19 +11,19 @@ class CFuncPdp : public CCfgHelper {
   public:
     CFuncPdp();
 
-    // `types`: the type bits of the protocols meant, WDLT_PRIVACY_…. In ascending order of protocols; the first that
-    // fails ends it with its status, and what was switched before it stays.
-    std::int32_t Enable(std::int32_t enable, std::uint32_t types);
-    // 1 when `types` means a protocol, and each one that it means is on; else 0.
-    std::int32_t IsEnabled(std::uint32_t types);
+    // `types`: the type bits of the protocols, WDLT_PRIVACY_…. In ascending order of protocols; the first failure ends
+    // it with its status, and those before it stay switched.
+    [[nodiscard]] std::int32_t Enable(std::int32_t enable, std::uint32_t types);
+    // 1 when `types` has at least one protocol and all that it has are on; else 0.
+    [[nodiscard]] std::int32_t IsEnabled(std::uint32_t types);
 
-    // As many as there is room for; without room their number, and 0.
-    std::int32_t ItemListRead(PrivacyViewItem* items, std::int32_t* count);
-    std::int32_t ExItemListRead(PrivacyExclusionItem* items, std::int32_t* count);
-    // Nothing is written over what can't be read.
-    std::int32_t ItemListWrite(const PrivacyViewItem* items, std::int32_t count);
-    std::int32_t ExItemListWrite(const PrivacyExclusionItem* items, std::int32_t count);
+    // Reads as many as there is room for; with null items only their number, and returns 0.
+    [[nodiscard]] std::int32_t ItemListRead(PrivacyViewItem* items, std::int32_t* count);
+    [[nodiscard]] std::int32_t ExItemListRead(PrivacyExclusionItem* items, std::int32_t* count);
+    // Writes nothing if the stored list can't be read.
+    [[nodiscard]] std::int32_t ItemListWrite(const PrivacyViewItem* items, std::int32_t count);
+    [[nodiscard]] std::int32_t ExItemListWrite(const PrivacyExclusionItem* items, std::int32_t count);
 
   private:
-    std::map<std::uint32_t, std::uint32_t> m_types; // by protocol: its type bit
+    std::map<std::uint32_t, std::uint32_t> m_types; // from protocol to type bit
 };

@@ -21,10 +21,10 @@ constexpr const char* kKey = "SOFTWARE\\Halvermoor\\PLK\\Wardlet\\PluginManager"
 constexpr const char* kEnable = "enable";
 constexpr const char* kFileName = "filename";
 
-// What stands for the plug-in manager in a notice, and nowhere else.
+// The protocol that means the plug-in manager in a notification, and nowhere else.
 constexpr std::uint32_t kNoticeProtocol = 8;
 
-// Makes a missing key, for a read too.
+// Creates a missing key, for a read too.
 LONG open(REGSAM access, OpenKey& key) {
     return RegCreateKeyExA(HKEY_LOCAL_MACHINE, kKey, 0, nullptr, REG_OPTION_NON_VOLATILE, access, nullptr, key.out(),
                            nullptr);
@@ -62,10 +62,11 @@ std::int32_t readValues(const OpenKey& key, WdltPluginManagerConfig& config) {
     return WDLT_OK;
 }
 
-// The first failure ends it; what was written stays. The name is stored with all of its field, whose last byte is 0 as
-// it is on reading: the store would give a text without a terminator one more byte than a read has room for.
+// The first failure ends it; what was written before it stays. The name is stored with its whole field, whose last byte
+// is 0, as after a read: the store would add a terminator to a text without one, and a read wouldn't have room for that
+// byte.
 std::int32_t writeValues(const OpenKey& key, const WdltPluginManagerConfig& config) {
-    RegistryBatch batch; // lines are logged behind it
+    RegistryBatch batch; // failures are logged after it
     const LONG enableError = set(key, kEnable, REG_DWORD, &config.dwEnable, sizeof config.dwEnable);
     LONG nameError =
         enableError == 0 ? set(key, kFileName, REG_SZ, config.szFilename, sizeof config.szFilename) : enableError;
@@ -97,7 +98,7 @@ std::int32_t CFuncPluginManager::NotifyChange() {
                         });
 }
 
-// Its lines are errors all, the result too: whoever looks for a plug-in manager that doesn't run finds them.
+// Logs everything as errors, even the result, so that the log shows why a plug-in manager doesn't run.
 std::int32_t CFuncPluginManager::ReadConfig(WdltPluginManagerConfig* pConfig) {
     const FamilyCall call("CFuncPluginManager", "ReadConfig");
     if (pConfig == nullptr)

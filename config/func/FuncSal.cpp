@@ -56,7 +56,7 @@ std::int32_t CFuncSal::ConfigWrite(const WdltSalConfig* pConfig) {
     const WdltSalConfig config = copyOf(pConfig);
     WdpeSalData settings{};
     toStore(kSalPairs, config, settings);
-    // Callers that know only the flags leave the text empty: what is stored stays, also when nobody can read it.
+    // Callers that know only the flags leave the text empty: the stored text stays, even one that can't be read.
     Address address = kSalSettings;
     if (settings.szBlockImages[0] == '\0')
         address.configType = kSalFlagsAlone;

@@ -1,4 +1,4 @@
-// SAL, as the WdltSal functions have it.
+// SAL, for the WdltSal functions.
 #pragma once
 
 #include "CfgHelper.h"
@@ -7,10 +7,10 @@
 
 class CFuncSal : public CCfgHelper {
   public:
-    std::int32_t Enable(std::int32_t enable);
-    std::int32_t IsEnabled();
+    [[nodiscard]] std::int32_t Enable(std::int32_t enable);
+    [[nodiscard]] std::int32_t IsEnabled();
 
-    std::int32_t ConfigRead(WdltSalConfig* pConfig);
+    [[nodiscard]] std::int32_t ConfigRead(WdltSalConfig* pConfig);
     // Stores the settings, then switches SAL as the record says. An empty text leaves the stored one as it is.
-    std::int32_t ConfigWrite(const WdltSalConfig* pConfig);
+    [[nodiscard]] std::int32_t ConfigWrite(const WdltSalConfig* pConfig);
 };

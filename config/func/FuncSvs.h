@@ -7,6 +7,6 @@ class CFuncSvs : public CFuncGenericVs {
   public:
     CFuncSvs();
 
-    virtual std::int32_t ConfigRead(WdltVsConfig* pConfig);
-    virtual std::int32_t ConfigWrite(const WdltVsConfig* pConfig);
+    [[nodiscard]] virtual std::int32_t ConfigRead(WdltVsConfig* pConfig);
+    [[nodiscard]] virtual std::int32_t ConfigWrite(const WdltVsConfig* pConfig);
 };

@@ -42,7 +42,7 @@ std::int32_t CFuncUrlf::ConfigRead(WdltUrlfConfig* pConfig) {
     const FamilyCall call("CFuncUrlf", "ConfigRead");
     if (pConfig == nullptr)
         return call.isNull("pConfig");
-    Wiped<WdpeUrlfData> settings; // the proxy's password is in it
+    Wiped<WdpeUrlfData> settings; // contains the proxy's password
     const std::int32_t status =
         readWhole(*this, urlFilterAddress(WDLT_CONFIG_URLF_SETTINGS), *settings, call.failing("read config"));
     if (status != WDLT_OK)
@@ -79,7 +79,7 @@ std::int32_t CFuncUrlf::ProxyRead(WdltUrlfProxy* pProxy) {
     return WDLT_OK;
 }
 
-// All the settings are written again, not only the proxy's.
+// Writes all settings, not only the proxy's.
 std::int32_t CFuncUrlf::ProxyWrite(const WdltUrlfProxy* pProxy) {
     const FamilyCall call("CFuncUrlf", "ProxyWrite");
     if (pProxy == nullptr)
@@ -224,7 +224,7 @@ std::int32_t CFuncUrlf::UUCRead(WdpeUrlfUUC* pUUCConfig) {
     return status;
 }
 
-// What is stored already isn't written, and so nobody told of it.
+// Unchanged settings aren't written, and nobody is notified.
 std::int32_t CFuncUrlf::UUCWrite(const WdpeUrlfUUC* pUUCConfig) {
     const FamilyCall call("CFuncUrlf", "UUCWrite");
     if (pUUCConfig == nullptr)

@@ -7,6 +7,6 @@ class CFuncWmvs : public CFuncGenericVs {
   public:
     CFuncWmvs();
 
-    virtual std::int32_t ConfigRead(WdltVsConfig* pConfig);
-    virtual std::int32_t ConfigWrite(const WdltVsConfig* pConfig);
+    [[nodiscard]] virtual std::int32_t ConfigRead(WdltVsConfig* pConfig);
+    [[nodiscard]] virtual std::int32_t ConfigWrite(const WdltVsConfig* pConfig);
 };

@@ -13,11 +13,11 @@
 namespace wdlt {
 namespace {
 
-// What the service reads and answers in.
+// The shared memory: what the service reads, and the number in which it answers.
 struct Question {
     std::uint32_t listType;
     WdpeUrlfUrlRecord url;
-    std::uint32_t isFound; // 1 from the service for a URL that is on the list
+    std::uint32_t isFound; // set to 1 by the service for a URL that is on the list
     std::uint8_t reserved;
 };
 constexpr std::size_t kQuestionBytes = 2093; // without the padding that ends the structure
@@ -28,10 +28,10 @@ constexpr std::uint32_t kIsUrlOnList = 300;
 } // namespace
 
 std::optional<bool> askService(CCfgHelper& family, std::uint32_t listType, const WdpeUrlfUrlRecord& url) {
-    const SharedSecAttr security; // askers of all accounts take turns
+    const SharedSecAttr security; // callers of all accounts take turns
     CWdMutex mutex(createMutex("wdlt_urlfilter_question_mutex", security.m_pAttributes));
     const WdltSingleLock lock(&mutex);
-    if (!lock.isHeld()) // logged; the memory may be another's
+    if (!lock.isHeld()) // logged; the memory may be in use by another caller
         return std::nullopt;
     CWdShareMemory memory;
     if (!memory.Create("wdlt_urlfilter_action_data_map", kQuestionBytes, true)) {
@@ -54,7 +54,7 @@ std::optional<bool> askService(CCfgHelper& family, std::uint32_t listType, const
         return true;
     };
     layDown();
-    // Again without the flag that the answer to somebody else's question may have left.
+    // Writes the question again: an answer to somebody else's may have set isFound.
     const auto layAgain = [&] { return memory.Map(&view, false, kQuestionBytes) && layDown(); };
     if (family.ActionEventSender({WDLT_PROTOCOL_HTTP, WDLT_SCAN_URL_FILTER, kIsUrlOnList, 1}, layAgain) != 0)
         return std::nullopt;
@@ -64,7 +64,7 @@ std::optional<bool> askService(CCfgHelper& family, std::uint32_t listType, const
     }
     std::uint32_t isFound = 0;
     std::memcpy(&isFound, static_cast<const std::byte*>(view) + offsetof(Question, isFound), sizeof isFound);
-    std::memset(view, 0, kQuestionBytes); // what was asked is nobody's affair any more
+    std::memset(view, 0, kQuestionBytes); // don't leave the URL where others can read it
     return isFound == 1;
 }
 

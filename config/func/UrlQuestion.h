@@ -1,5 +1,5 @@
-// The question to the running service whether a URL is on a list. It lies in memory between the processes, which holds
-// one question at a time: a mutex of its own is held from laying it down to reading the answer.
+// Asks the running service whether a URL is on a list. The question is in shared memory, which holds one at a time: a
+// mutex of its own is held from writing it to reading the answer.
 #pragma once
 
 #include "CfgHelper.h"
@@ -11,7 +11,7 @@
 
 namespace wdlt {
 
-// Waits up to a minute for the answer. Nothing when the service isn't there, gives none, or refuses.
+// Waits up to a minute for the answer. Nothing when no service runs, it doesn't answer, or it refuses.
 std::optional<bool> askService(CCfgHelper& family, std::uint32_t listType, const WdpeUrlfUrlRecord& url);
 
 } // namespace wdlt

@@ -12,7 +12,7 @@ namespace {
 
 using namespace wdlt;
 
-// The flag goes last.
+// The flag is written last.
 constexpr auto kWritten = withLast(kHttpFields, WDLT_IN(WdphHttp, dwEnableRequestSndBuf));
 
 constexpr ValueReport kHttpReport = webReport("[WdltCfg] CHandlerHTTP::ReadConfig: Skip a value (key=%s, value=%s)",

@@ -15,7 +15,8 @@ constexpr ValueReport kPop3Report{
     .writeFailed = "[WdltCfg.dll] WriteConfig WdphPop3::%s fails.",
 };
 
-// The size comes first: WDLT_E_BUFFER_SIZE tells it also to a caller without data, and only then is that WDLT_E_GENERAL.
+// The size is checked first, so that a caller without data learns it from WDLT_E_BUFFER_SIZE; null data of the right
+// size is WDLT_E_GENERAL.
 constexpr RecordFrame kPop3Frame{
     .readFirst = RecordFrame::First::Size,
     .noDataRead = WDLT_E_GENERAL,

@@ -15,7 +15,7 @@ constexpr ValueReport kSmtpReport{
     .writeFailed = "[WdltCfg.dll] WriteConfig WdphSmtp::%s fails.",
 };
 
-// The data come first, with no line: a caller without them can't ask for the size.
+// The data is checked first, without a log line: with null data a caller can't ask for the size.
 constexpr RecordFrame kSmtpFrame{
     .wrongSizeWrittenLine = "[WdltCfg.dll] WriteConfig size is invalid (%d / %d)",
 };

@@ -32,7 +32,7 @@ constexpr RecordFrame kMailManagerFrame{
     .wrongSizeWrittenLine = "WriteConfig: size error.",
 };
 
-// The log's lines have room for 32 bits of a config type.
+// The log lines print only the low 32 bits of a config type.
 std::uint32_t low32(std::uint64_t number) {
     return static_cast<std::uint32_t>(number);
 }
@@ -73,7 +73,7 @@ std::int32_t CManagerMailCommon::writeSettings(void* data, std::uint64_t size) {
     return writeRecord(kMailManagerFrame, {*this, kMailManagerReport}, kMailManagerFields, data, size);
 }
 
-// A name that holds a folder must not lead out of the install directory.
+// Strips the directory from the name, so that the path doesn't leave the install directory.
 std::int32_t CManagerMailCommon::GetAddressCacheFilePath(std::string& path) {
     std::array<char, kMostNameBytes> name{};
     DWORD nameBytes = kMostNameBytes;

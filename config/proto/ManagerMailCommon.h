@@ -1,4 +1,4 @@
-// The mail manager's settings, and the way to the address cache (AddressCache.h).
+// The mail manager's settings, and access to the address cache (AddressCache.h).
 #pragma once
 
 #include "WdchHelper.h"
@@ -18,8 +18,8 @@ class CManagerMailCommon final : public WdchHelper {
     [[nodiscard]] std::int32_t readSettings(void* data, std::uint64_t* size);
     [[nodiscard]] std::int32_t writeSettings(void* data, std::uint64_t size);
 
-    // `data` is the count, then the records. A read that has less room gives WDLT_E_BUFFER_SIZE and the size;
-    // WDLT_E_FILE_NOT_FOUND while there is no file. A write replaces the file, or leaves it as it was.
+    // `data` is the count, then the records. A read with too little room returns WDLT_E_BUFFER_SIZE and the size
+    // needed; WDLT_E_FILE_NOT_FOUND while there is no file. A write that fails leaves the file as it was.
     [[nodiscard]] std::int32_t ReadConfigAddressCache(void* data, std::uint64_t* size);
     [[nodiscard]] std::int32_t WriteConfigAddressCache(const void* data, std::uint64_t size);
     [[nodiscard]] std::int32_t readMaxCount(DWORD& count);

@@ -1,5 +1,5 @@
-// How the helpers of the web settings tell of a value: one code for every failure of the registry, whatever the store's
-// was.
+// How the helpers of the web settings report a value: any registry failure is WDLT_E_REGISTRY, whatever the store's
+// code.
 #pragma once
 
 #include "FixedRecord.h"
@@ -22,7 +22,7 @@ constexpr ValueReport webReport(const EventLine& nameSkipped, const EventLine& c
     };
 }
 
-// Nobody can ask for a size.
+// A wrong size doesn't return the right one.
 inline constexpr RecordFrame kWebFrame{.wrongSizeRead = WDLT_E_INVALID_ARGUMENT};
 
 } // namespace wdlt

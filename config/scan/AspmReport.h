@@ -1,4 +1,4 @@
-// What both classes of the anti-spam settings tell of a value that can't be read or written: one code for everything.
+// How both anti-spam helpers report a value that can't be read or written: always WDLT_E_REGISTRY.
 #pragma once
 
 #include "ValueMap.h"

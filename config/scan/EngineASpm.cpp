@@ -31,10 +31,10 @@ constexpr auto kReadFirst = std::span(kAntiSpamPop3Fields).first<kBehindLevel>()
 constexpr auto kReadLast = std::span(kAntiSpamPop3Fields).subspan<kBehindLevel>();
 
 struct List {
-    std::size_t entries; // where they begin in the record
+    std::size_t entries; // their offset in the record
     char (Settings::*file)[257];
     std::uint32_t Settings::*count;
-    std::uint32_t unread; // its bit
+    std::uint32_t unread; // its bit in dwUnreadLists
     LogFormat<unsigned long> tooMany;
 };
 constexpr List kLists[] = {
@@ -95,14 +95,15 @@ std::span<const WdpeAspmEntry> entriesOf(const void* data, const Settings& setti
     return {first, settings.*list.count};
 }
 
-// False for what the file couldn't give back as it is: a carriage return at the end would be taken for the line's.
+// False for an entry that couldn't be read back unchanged: a trailing carriage return would be taken for part of the
+// line end.
 bool isOneLine(const WdpeAspmEntry& entry) {
     const std::string_view text(entry.szEntry, strnlen(entry.szEntry, sizeof entry.szEntry));
     return text.size() < sizeof entry.szEntry && text.find('\n') == text.npos && !text.ends_with('\r');
 }
 
-// A list that couldn't be read when the caller got the record isn't one to be written, whatever he has put into it
-// since: entries that he never saw may stand in its file. Nor is an empty one that can't be read now.
+// A list that couldn't be read when the caller got the record must not be written, whatever the caller has put into it
+// since: its file may have entries that the caller never saw. Nor must an empty list whose file can't be read now.
 bool mayBeUnread(CAntiSpamList& file, const Settings& settings, const List& list, const std::string& path) {
     constexpr std::uint32_t kBits = WDLT_ASPM_UNREAD_WHITE | WDLT_ASPM_UNREAD_BLACK;
     const bool isMarked =
@@ -130,7 +131,7 @@ std::int32_t CEngineASpm::ReadConfig(std::uint64_t /*configType*/, void* data, s
     for (const List& list : kLists) {
         const std::string path = pathOf(*settings, list, installPath);
         if (path.empty()) {
-            if (((*settings).*list.file)[0] != '\0') // there may be a file, but nobody can say where
+            if (((*settings).*list.file)[0] != '\0') // there may be a file, but its folder is unknown
                 settings->dwUnreadLists |= WDLT_ASPM_UNREAD | list.unread;
             continue;
         }
@@ -188,7 +189,7 @@ std::int32_t CEngineASpm::WriteConfig(std::uint64_t /*configType*/, void* data, 
         return file.WriteList(path.c_str(), entries.data(), static_cast<int>(entries.size())) != 0;
     };
     std::int32_t status = WDLT_OK;
-    for (const List& list : kLists) // each, whatever became of the one before it
+    for (const List& list : kLists) // both, even if the first one fails
         if (!save(list))
             status = WDLT_E_FILE;
     WDLOG_ENTRY("WriteConfig (ret=%d, Level=%d)", status, settings.dwLevel);

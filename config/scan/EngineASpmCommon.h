@@ -1,4 +1,4 @@
-// What anti-spam has in common for all protocols: prefixes and switches, and the folder of its rules.
+// Anti-spam settings common to all protocols: prefixes and switches, and the folder of its rules.
 #pragma once
 
 #include "WdchHelper.h"

@@ -1,4 +1,4 @@
-// What the records of most engines have in common: a read takes a larger buffer too.
+// Common to the records of most engines: a read accepts a larger buffer too.
 #pragma once
 
 #include "FixedRecord.h"

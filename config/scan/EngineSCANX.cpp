@@ -16,7 +16,7 @@ namespace {
 
 using namespace wdlt;
 
-// The action on spyware is the last.
+// The row of the action on spyware is the last.
 constexpr std::size_t kSpywareAction = indexOf(kEngineFields, WDLT_IN(WdpeVsData, dwSpywareAction));
 static_assert(kSpywareAction + 1 == std::size(kEngineFields));
 constexpr auto kValuesBeforeAction = std::span(kEngineFields).first<kSpywareAction>();

@@ -18,7 +18,8 @@ namespace {
 
 using namespace wdlt;
 
-// An empty folder is looked into between the two, and ends the read when nothing can stand for it.
+// Between the two, an empty folder is replaced by the install directory; if there is none, the read ends there with
+// WDLT_OK.
 constexpr std::size_t kBehindFolder = indexOf(kEngineCommonFields, WDLT_IN(WdpeVsCommon, szPatternPath)) + 1;
 constexpr auto kReadToFolder = std::span(kEngineCommonFields).first<kBehindFolder>();
 constexpr auto kReadBehindFolder = std::span(kEngineCommonFields).subspan<kBehindFolder>();

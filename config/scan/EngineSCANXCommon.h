@@ -1,4 +1,4 @@
-// What the virus scans of all protocols have in common: settings, and the list of tolerated spyware.
+// Common to the virus scans of all protocols: settings, and the list of tolerated spyware.
 #pragma once
 
 #include "WdchHelper.h"

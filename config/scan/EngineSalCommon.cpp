@@ -15,7 +15,7 @@ namespace {
 
 using namespace wdlt;
 
-// The text is the last.
+// The row of the text is the last.
 constexpr std::size_t kFlagCount = indexOf(kSalFields, WDLT_IN(WdpeSalData, szBlockImages));
 static_assert(kFlagCount + 1 == std::size(kSalFields));
 constexpr auto kFlags = std::span(kSalFields).first<kFlagCount>();

@@ -34,7 +34,7 @@ constexpr ListFileReport kUrlFilterFileReport{
     .noInstallPath = "CEngineUrlFCommon: Cannot get the install path",
 };
 
-// WDLT_E_BUFFER_SIZE with the size for a smaller one.
+// WDLT_E_BUFFER_SIZE with the size needed, for a smaller one.
 std::int32_t checkReadSize(std::uint64_t needed, std::uint64_t* size) {
     if (*size >= needed)
         return WDLT_OK;
@@ -42,7 +42,7 @@ std::int32_t checkReadSize(std::uint64_t needed, std::uint64_t* size) {
     return WDLT_E_BUFFER_SIZE;
 }
 
-// Reads tables into a record, cleared as far as the caller's size reaches.
+// Clears the caller's whole buffer and lets `readAll` read into the record.
 template <class Record, class ReadValues>
 std::int32_t readInto(WdchHelper& helper, void* data, std::uint64_t* size, ReadValues&& readAll) {
     if (const std::int32_t status = checkRead(kEngineFrame, sizeof(Record), data, size); status != WDLT_OK)
@@ -84,7 +84,7 @@ std::int32_t readDrs(WdchHelper& helper, void* data, std::uint64_t* size) {
     });
 }
 
-// Every other record of which only the rating server can be written has this writer too.
+// Also the writer of the config types whose own record is read only: they take a WdpeUrlfRSInfo.
 std::int32_t writeRatingServer(WdchHelper& helper, void* data, std::uint64_t size) {
     if (size != sizeof(WdpeUrlfRSInfo))
         return WDLT_E_INVALID_ARGUMENT;
@@ -110,7 +110,7 @@ std::int32_t writeRatingServer(WdchHelper& helper, void* data, std::uint64_t siz
 constexpr std::uint64_t kExtraHeaderHead = sizeof(WdpeUrlfExtraHeader);
 constexpr std::size_t kExtraHeaderData = offsetof(WdpeUrlfExtraHeader, byData);
 
-// 0 when the data are to be looked at; 1 answers the question which version is spoken.
+// WDLT_OK when the data is to be used; WDLT_EXTRA_HEADER_VERSION answers a caller that asks for the supported version.
 std::int32_t checkExtraHeader(const void* data, DWORD& dataBytes) {
     DWORD version = 0;
     std::memcpy(&version, data, sizeof version);
@@ -137,7 +137,7 @@ std::int32_t readExtraHeader(WdchHelper& helper, void* data, std::uint64_t* size
         return WDLT_E_INVALID_ARGUMENT;
     if (room > *size - kExtraHeaderHead) {
         *size = kExtraHeaderHead + room;
-        return WDLT_E_BUFFER_SIZE; // the record says that it is longer than it is
+        return WDLT_E_BUFFER_SIZE; // dwSize exceeds the buffer
     }
     std::uint64_t dataBytes = 0;
     SettingsCipher cipher(helper);
@@ -244,7 +244,7 @@ std::int32_t readQuery(WdchHelper& helper, void* data, std::uint64_t* size) {
     return status;
 }
 
-// A list of one file: what a setting names it by, and the line when it can't be read.
+// Reads a list from the file that a registry value names; `unread` is the log line when that fails.
 template <class Store, class List>
 std::int32_t readList(WdchHelper& helper, void* data, std::uint64_t* size, const ListFileName& name,
                       const EventLine& unread) {
@@ -254,7 +254,7 @@ std::int32_t readList(WdchHelper& helper, void* data, std::uint64_t* size, const
     if (const std::int32_t status = findListFile(helper, kUrlFilterFileReport, name, path); status != WDLT_OK)
         return status;
     const std::int32_t status = Store().Read(path.c_str(), data, size);
-    // Nobody has to have logged anything yet.
+    // A missing file is an empty list: nothing may have been logged yet.
     if (status == WDLT_E_FILE_NOT_FOUND && name.defaultName != nullptr) {
         std::memset(data, 0, sizeof(List::dwNumOfRecords));
         return WDLT_OK;

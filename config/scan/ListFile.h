@@ -1,4 +1,4 @@
-// Record files of the scan engines: a registry value names the file, the install directory is where it lies.
+// Record files of the scan engines: a registry value has the file's name, and the file is in the install directory.
 #pragma once
 
 #include "RecordFile.h"
@@ -10,21 +10,21 @@
 
 namespace wdlt {
 
-// An engine's lines for what goes wrong on the way to a file.
+// An engine's log lines for failures to find a file.
 struct ListFileReport {
     EventLine valueUnread = {}; // the value, the status
-    EventLine defaultUsed = {}; // the name that stands in
+    EventLine defaultUsed = {}; // the default name
     EventLine noInstallPath = {};
 };
 
 struct ListFileName {
     const char* item;                  // the registry value
     const char* defaultName = nullptr; // for a value that can't be read; null: that is a failure
-    bool isPath = false;               // stands as it is; else what is behind its last separator does
+    bool isPath = false;               // used as it is; else the directory is stripped from it
 };
 
-// The name directly behind the install directory, which ends in a backslash. A failure has the store's code;
-// WDLT_E_GENERAL without an install directory.
+// Appends the name to the install directory, which ends in a backslash. The store's status when the value can't be
+// read; WDLT_E_GENERAL without an install directory.
 [[nodiscard]] std::int32_t findListFile(WdchHelper& helper, const ListFileReport& report, const ListFileName& name,
                                         std::string& path);
 

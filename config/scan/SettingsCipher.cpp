@@ -16,14 +16,14 @@ namespace wdlt {
 namespace {
 
 constexpr std::size_t kMostPlainBytes = std::numeric_limits<std::int32_t>::max() - Rijndael::kBlockBytes;
-// Of a registry value, whatever room a caller says he has.
+// Most bytes of a registry value, however large the caller's buffer is.
 constexpr std::size_t kMostStoredBytes = std::size_t{1} << 20;
 
 std::unique_ptr<std::uint8_t[]> allocate(std::size_t bytes) {
     return std::unique_ptr<std::uint8_t[]>(new (std::nothrow) std::uint8_t[bytes]);
 }
 
-// For `count` plain bytes; they are wiped.
+// A buffer for `count` plain bytes, which is wiped at the end.
 class PlainBytes {
   public:
     explicit PlainBytes(std::size_t count) : m_bytes(allocate(count)), m_count(count) {}
@@ -50,7 +50,7 @@ std::int32_t SettingsCipher::read(const char* name, std::span<char> text) {
 std::int32_t SettingsCipher::read(const char* name, std::span<char> buffer, std::uint64_t& size) {
     m_rijndael.Init(Rijndael::kCbc, Rijndael::kDecrypt, kSettingsKey.data(), Rijndael::kKey16Bytes);
     std::ranges::fill(buffer, '\0');
-    // One read, into room for the longest message that can be right: a second one could find another value.
+    // One read, into a buffer for the longest valid message: a second read could find another value.
     auto storedBytes = static_cast<DWORD>(std::min(buffer.size(), kMostStoredBytes) + Rijndael::kBlockBytes);
     const auto stored = allocate(storedBytes);
     if (stored == nullptr)

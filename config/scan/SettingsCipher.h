@@ -1,5 +1,5 @@
 // The values that the URL filter keeps enciphered in the registry: REG_BINARY, one padded message under the settings
-// key; an empty one is an empty value. Serves one operation of the helper that it belongs to.
+// key; an empty text is an empty value. Used for one operation of its helper.
 #pragma once
 
 #include "Rijndael.h"
@@ -17,8 +17,8 @@ class SettingsCipher final : public ProtectedValues {
     explicit SettingsCipher(WdchHelper& helper) : m_helper(helper) {}
 
     [[nodiscard]] std::int32_t read(const char* name, std::span<char> text) override;
-    // As much as the buffer holds, cleared before. `size`: the plain bytes, or those needed where the result is
-    // WDLT_E_BUFFER_SIZE. WDLT_E_GENERAL for what doesn't decipher; else the store's code.
+    // Clears the buffer and reads into it. `size` becomes the number of plain bytes, or of those needed when the result
+    // is WDLT_E_BUFFER_SIZE. WDLT_E_GENERAL for a value that can't be deciphered; else the store's code.
     [[nodiscard]] std::int32_t read(const char* name, std::span<char> buffer, std::uint64_t& size);
     [[nodiscard]] std::int32_t write(const char* name, std::string_view text) override;
 

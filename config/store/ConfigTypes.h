@@ -1,4 +1,4 @@
-// The config types of a helper that serves several: a row each, found by the type's name.
+// The config types of a helper that serves several: a row each, found by the type's number.
 #pragma once
 
 #include "WdchHelper.h"

@@ -1,4 +1,5 @@
-// Records of one size each: what a helper checks before it reads or writes one, and what it answers, as a table.
+// Fixed-size records: what a helper checks before it reads or writes one, and what it returns if a check fails, as a
+// table.
 #pragma once
 
 #include "ValueMap.h"
@@ -13,13 +14,13 @@
 namespace wdlt {
 
 struct RecordFrame {
-    enum class First : std::uint8_t { Data, Size }; // with Size an asker without data learns the size
+    enum class First : std::uint8_t { Data, Size }; // Size: a caller without data learns the size
     enum class Fits : std::uint8_t { Exactly, Larger };
 
     First readFirst = First::Data;
-    Fits readFits = Fits::Exactly; // Larger: all of the caller's buffer is cleared
+    Fits readFits = Fits::Exactly; // Larger: the caller's whole buffer is cleared
     std::int32_t noDataRead = WDLT_E_INVALID_ARGUMENT;
-    std::int32_t wrongSizeRead = WDLT_E_BUFFER_SIZE; // which tells the size that it has
+    std::int32_t wrongSizeRead = WDLT_E_BUFFER_SIZE; // this one also stores the size needed
     Fits writeFits = Fits::Exactly;
     std::int32_t noDataWritten = WDLT_E_INVALID_ARGUMENT;
     std::int32_t wrongSizeWritten = WDLT_E_INVALID_ARGUMENT;
@@ -30,7 +31,7 @@ struct RecordFrame {
     EventLine wrongSizeWrittenLine = {}; // the size, and what it should be
 };
 
-// WDLT_OK for a record of `needed` bytes that can be read into; else what the frame says.
+// WDLT_OK when a record of `needed` bytes can be read or written; else the frame's code.
 [[nodiscard]] std::int32_t checkRead(const RecordFrame& frame, std::uint64_t needed, void* data, std::uint64_t* size);
 [[nodiscard]] std::int32_t checkWrite(const RecordFrame& frame, std::uint64_t needed, const void* data,
                                       std::uint64_t size);
@@ -45,7 +46,7 @@ template <class Record, std::size_t Count>
     return readValues(access, rows, *record);
 }
 
-// `rows`: the record's, or a part or another order of them.
+// `rows`: the record's rows, or some of them, or in another order.
 template <class Record, class Rows>
 [[nodiscard]] std::int32_t writeRecord(const RecordFrame& frame, const ValueAccess& access, const Rows& rows,
                                        void* data, std::uint64_t size) {

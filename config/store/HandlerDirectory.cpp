@@ -33,7 +33,7 @@ std::string HandlerDirectory::path(DWORD protocol) {
         return m_last->path;
     const std::string folder = std::string(kBasePath).append("\\ProtocolHandler");
     std::vector<std::string> names;
-    static_cast<void>(enumerateKeys(folder, names)); // logged; the names that there are count
+    static_cast<void>(enumerateKeys(folder, names)); // logged; goes on with the names found
     for (const std::string& name : names) {
         std::string path = std::string(folder).append("\\").append(name);
         DWORD type = 0;

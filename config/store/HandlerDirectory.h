@@ -1,4 +1,5 @@
-// Where the protocol handlers stand in the registry: each has a key with a name of its own, found by the protocol in it.
+// Finds the protocol handlers in the registry: each has a key with a name of its own, identified by the protocol stored
+// in it.
 #pragma once
 
 #include <platform/base.h>
@@ -18,7 +19,7 @@ class HandlerDirectory {
     // The folder of its scan items below Scan; none without a handler, or with a folder that can't be read.
     std::optional<std::string> scanFolder(DWORD protocol);
 
-    // The handler looked at last is remembered, so that a record's values cost one walk over all of them.
+    // Drops the cached handler. The last one found is cached, so that all values of a record cost one search.
     void forget() { m_last.reset(); }
 
   private:
@@ -31,8 +32,8 @@ class HandlerDirectory {
 };
 
 // The key path of an address; empty when it has none, as for a protocol without a handler. A feature's own settings
-// (protocol below 10000) stand in the subkey "config", which is appended to an empty path too: the registry refuses what
-// comes of it.
+// (protocol below 10000) are in the subkey "config", which is appended even to an empty path: the registry refuses the
+// result.
 std::string composeSection(HandlerDirectory& handlers, DWORD protocol, DWORD scan, DWORD input, const char* section);
 
 } // namespace wdlt

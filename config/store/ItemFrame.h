@@ -1,4 +1,4 @@
-// What the records of scan items have in common: the size comes first, and everything else is WDLT_E_GENERAL.
+// Common to the records of scan items: a read checks the size first, and every other misuse is WDLT_E_GENERAL.
 #pragma once
 
 #include "FixedRecord.h"

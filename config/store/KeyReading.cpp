@@ -17,7 +17,7 @@ LONG openForReading(const std::string& path, OpenKey& key) {
     return answered(RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, key.out()));
 }
 
-// Opens the key and asks `query` of it.
+// Opens the key and calls `query` with it.
 template <class Query>
 std::int32_t readAt(const std::string& path, Query&& query) {
     OpenKey key;

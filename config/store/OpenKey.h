@@ -1,4 +1,4 @@
-// A registry key open for one operation, and what a read of it came to.
+// A registry key held open for one operation, and a check of a read's error.
 #pragma once
 
 #include <platform/registry.h>
@@ -15,7 +15,7 @@ class OpenKey {
     OpenKey(const OpenKey&) = delete;
     OpenKey& operator=(const OpenKey&) = delete;
 
-    // For the call that opens it; once an object.
+    // For the call that opens it, once per object.
     HKEY* out() { return &m_key; }
     HKEY get() const { return m_key; }
 
@@ -23,8 +23,8 @@ class OpenKey {
     HKEY m_key = nullptr;
 };
 
-// The error of a registry's read. One that had no memory is no answer: taken for one, the default of its value would be
-// written back.
+// Returns the error of a registry read, but throws if it ran out of memory: handled as an error, it would give the
+// value its default, which might then be written back.
 inline LONG answered(LONG error) {
     if (static_cast<DWORD>(error) == ERROR_NOT_ENOUGH_MEMORY)
         throw std::bad_alloc();

@@ -34,7 +34,7 @@ std::size_t lengthUpTo(const Character (&text)[Size], std::size_t limit) {
 
 class RedirectLock {
   public:
-    // Whoever only reads goes on without it.
+    // Best effort for reads, which go on without the lock.
     bool isHeld() const { return m_lock.isHeld(); }
 
   private:
@@ -42,13 +42,13 @@ class RedirectLock {
     WdltSingleLock m_lock{&m_mutex};
 };
 
-// The record and its session's name in the code page, or the status of a call that can't be served.
+// The caller's record, and its session's name in the code page.
 struct Request {
     WdchSystemRedirect redirect{};
     std::array<char, kSessionSize> session{};
 
-    // What is wrong with the name, for the log; null when it has a place. Two names must not become one key, so it has
-    // to come back from the code page as it is.
+    // Converts the session's name. Returns what is wrong with it, for the log, or null. Two names must not become one
+    // key, so the conversion has to be reversible.
     const char* narrowSession() {
         const std::u16string_view name(redirect.sessionType, lengthUpTo(redirect.sessionType, kSessionLength));
         if (name.empty())
@@ -143,7 +143,7 @@ WdchSystemRedirect Redirects::readOne(const std::string& name) const {
     return redirect;
 }
 
-// The one value that names an image or a process, as the flag says, cut to its field.
+// Reads the one value that names an image or a process, depending on the flag, cut to its field.
 void Redirects::readTarget(const char* section, WdchSystemRedirect& redirect) const {
     const bool isImage = (redirect.flag & WDLT_REDIRECT_IMAGE) != 0;
     const std::span<std::byte> field = isImage ? std::span<std::byte>(std::as_writable_bytes(std::span(redirect.image)))
@@ -229,7 +229,7 @@ std::int32_t Redirects::add(const void* data, std::uint64_t size) const {
         if (status != WDLT_OK)
             break;
     }
-    // The lines are written outside the batch: a log may wait for the disk.
+    // Logged outside the batch: a log may wait for the disk.
     if (batch.end() != 0 && status == WDLT_OK)
         status = WDLT_E_REGISTRY;
     if (passesFlagOver)

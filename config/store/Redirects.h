@@ -1,5 +1,5 @@
-// The redirects of one protocol handler: subkeys of its key's "Redirect", one for each session. Every operation holds
-// wdlt_config_redirect_mutex, made for that operation alone, so the list is seen whole by all processes.
+// The redirects of one protocol handler: subkeys of its key's "Redirect", one for each session. Every operation takes
+// wdlt_config_redirect_mutex, with a handle of its own; if it can't, a change fails and a read goes on without it.
 #pragma once
 
 #include "WdchHelper.h"
@@ -22,11 +22,11 @@ class Redirects {
     // default.
     void read(std::span<BYTE> records) const;
 
-    // One WdchSystemRedirect. WDLT_E_GENERAL for another size, WDLT_E_INVALID_ARGUMENT without a session's name,
-    // without data, and without anything that the rule could apply to; else the store's status. An existing session is
-    // written over value by value.
+    // One WdchSystemRedirect. WDLT_E_GENERAL for another size or without the mutex, WDLT_E_INVALID_ARGUMENT without a
+    // session's name, without data, and without anything that the rule could apply to; else the store's status. The
+    // values of an existing session are overwritten one by one.
     [[nodiscard]] std::int32_t add(const void* data, std::uint64_t size) const;
-    // Its sessionType counts. WDLT_E_NOT_FOUND for a session that isn't there.
+    // Deletes the session of its sessionType. WDLT_E_NOT_FOUND when there is none.
     [[nodiscard]] std::int32_t remove(const void* data, std::uint64_t size) const;
 
   private:

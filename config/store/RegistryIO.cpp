@@ -104,7 +104,7 @@ std::int32_t CRegistryIO::WriteValue(DWORD protocol, DWORD scan, DWORD input, co
     return RegSetValueExW(key.get(), wideName.data(), 0, type, bytes, size) == 0 ? WDLT_OK : WDLT_E_REGISTRY;
 }
 
-// Both deletions: `deleteIn` works on the section's open key and gives the registry's code.
+// Both deletions: `deleteIn` works on the section's open key and returns the registry's error.
 template <class DeleteIn>
 std::int32_t CRegistryIO::deleteIn(DWORD protocol, DWORD scan, DWORD input, const char* section, const char* operation,
                                    DeleteIn deleteIn) {

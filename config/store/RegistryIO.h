@@ -25,8 +25,8 @@ class CRegistryIO final : public WdchIO {
     std::string ComposeSection(DWORD protocol, DWORD scan, DWORD input, const char* section) {
         return wdlt::composeSection(m_handlers, protocol, scan, input, section);
     }
-    // For a write or a deletion: what an earlier read found may have moved since, by this call's own writes or by another
-    // process, and a value that is written where no handler is any more would be lost.
+    // For a write or a deletion: searches for the handler again. An earlier result may be stale, because of this call's
+    // own writes or another process, and a value written to a key that is no longer a handler would be lost.
     std::string composeAnew(DWORD protocol, DWORD scan, DWORD input, const char* section);
 
     template <class DeleteIn>

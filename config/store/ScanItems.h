@@ -5,8 +5,8 @@
 
 namespace wdlt {
 
-// Key name of a scan item; null for a scan that has none. Scan 1 and scan 0x20000 hold two items, told apart by the
-// input.
+// Key name of a scan item; null for a scan that has none. WDLT_SCAN_VIRUS and WDLT_SCAN_HTTP_MANAGER have two items
+// each, which differ by the input.
 const char* scanItemName(DWORD scan, DWORD input);
 
 } // namespace wdlt

@@ -44,7 +44,7 @@ std::int32_t CSystemConfig::ReadConfig(std::uint64_t, void* data, std::uint64_t*
 
 void CSystemConfig::readHandlerList(WdchSystemData& record) {
     std::vector<std::string> handlers;
-    static_cast<void>(store->EnumSubSections(protocol, scan, input, kHandlerFolder, handlers)); // likewise
+    static_cast<void>(store->EnumSubSections(protocol, scan, input, kHandlerFolder, handlers)); // partial on failure
     for (const std::string& handler : handlers) {
         const std::string section = std::string(kHandlerFolder).append("\\").append(handler);
         DWORD enable = 0;

@@ -96,7 +96,7 @@ std::int32_t CSystemProtocolCfg::WriteConfig(std::uint64_t configType, void* dat
 }
 
 std::int32_t CSystemProtocolCfg::writeHandler(void* data, std::uint64_t size) {
-    const std::uint64_t behind = size - kHeaderSize; // of a size below the header's: no multiple either
+    const std::uint64_t behind = size - kHeaderSize; // wraps for a smaller size, which is refused
     if (size < kHeaderSize || behind % kRedirectSize != 0) {
         WDLOG_ERROR("WriteConfig WdchSystemProtocolHandler size error : (%d / %d / %d)", static_cast<int>(behind),
                     static_cast<int>(kHeaderSize), static_cast<int>(kRedirectSize));

@@ -1,5 +1,4 @@
-// The file of a scan item for all protocols, WdchSystemScanCommon, at (10000, scan, any). The config type isn't looked
-// at.
+// The file of a scan item for all protocols, WdchSystemScanCommon, at (10000, scan, any). The config type is ignored.
 #pragma once
 
 #include "WdchHelper.h"

@@ -1,5 +1,5 @@
 // The HTTPS filter's item, WdltHttpsConfig, at (10000 + p, WDLT_SCAN_HTTP_MANAGER, 2): its switch, a set of bits here,
-// and the files shown to users. The config type isn't looked at.
+// and the files shown to users. The config type is ignored.
 #pragma once
 
 #include "SystemScanCfg.h"

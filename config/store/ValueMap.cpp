@@ -48,8 +48,8 @@ void fill(std::span<char> field, std::string_view content) {
     std::ranges::fill(field.subspan(kept), '\0');
 }
 
-// The whole stored text, however long. The field keeps what fits. A text that has grown since its size was told is
-// asked for again, but nobody is followed for ever.
+// Reads the whole stored text, however long, and keeps what fits into the field. A text that has grown since its size
+// was queried is read again, but not for ever.
 std::int32_t readCut(const ValueAccess& access, const char* name, std::span<char> field, DWORD size) {
     std::vector<char> whole;
     std::int32_t status = WDLT_E_BUFFER_SIZE;
@@ -62,7 +62,7 @@ std::int32_t readCut(const ValueAccess& access, const char* name, std::span<char
     return status;
 }
 
-// A stored text may lack its terminator. One that leaves no room for it in the field is too long, as if it were longer.
+// A stored text may lack its terminator. One that fills the field, leaving no room for it, counts as too long.
 std::int32_t readText(const ValueAccess& access, const Field& row, const char* name, std::span<char> field) {
     std::ranges::fill(field, '\0');
     DWORD size = row.limit;
@@ -106,7 +106,7 @@ std::int32_t readNames(const ValueAccess& access, const Field& row, std::span<ch
     return WDLT_OK;
 }
 
-// Cut so that what is stored can be read again with its terminator.
+// Cut so that it can be read back with its terminator.
 std::string namesAsText(const Field& row, std::span<char> slots) {
     CCsv names;
     for (; !slots.empty() && slots.front() != '\0'; slots = slots.subspan(row.slotBytes))
@@ -138,7 +138,7 @@ std::int32_t readOnce(const ValueAccess& access, const Field& row, const char* n
     case FieldKind::NameList:
         return readNames(access, row, textIn(row, record));
     case FieldKind::NumberList:
-        break; // no value's
+        break; // has no value
     }
     return WDLT_E_GENERAL;
 }

@@ -1,6 +1,6 @@
-// How a helper reads and writes its record by the rows of a table (Field.h), one after the other. A helper that does
-// nothing else is its table; where it does something special, plain code stands between two tables. A record whose order
-// of writing differs has a second table made of the same rows.
+// Reads and writes a helper's record by the rows of a table (Field.h), one after another. A helper that does nothing
+// else is just its table; anything special is plain code between two tables. A record that is written in another order
+// than it is read has a second table, made of the same rows.
 #pragma once
 
 #include "Field.h"
@@ -20,18 +20,18 @@
 
 namespace wdlt {
 
-// What a helper tells of a failing value: its log lines, and a code in place of the store's where it has one.
+// How a helper reports a failing value: its log lines, and a code in place of the store's, if it has one.
 struct ValueReport {
     EventLine readFailed = {};  // the field, the status
     EventLine writeFailed = {}; // likewise
-    EventLine defaultUsed = {}; // likewise, of a default from a record of them
-    EventLine nameSkipped = {}; // the field, and the name in its list that has no slot
-    EventLine corrected = {};   // the field and what is stored, where the row says so
+    EventLine defaultUsed = {}; // likewise; its default was taken from the record of defaults
+    EventLine nameSkipped = {}; // the field, and a name from its list that was left out
+    EventLine corrected = {};   // the field and the stored number, if the row asks for the line
     std::int32_t readCode = 0;  // 0: the store's own
     std::int32_t writeCode = 0;
 };
 
-// Values that a helper keeps enciphered. `text` is the field, already zeroed; both give a status.
+// Values that a helper keeps enciphered; both functions return a status. In a read `text` is the field, already zeroed.
 class ProtectedValues {
   public:
     virtual ~ProtectedValues() = default;
@@ -49,18 +49,18 @@ struct ValueAccess {
 
 [[nodiscard]] std::int32_t readValue(const ValueAccess& access, const Field& row, void* record, const void* defaults);
 
-// Writes one value without a line for its failure; WDLT_E_INVALID_ARGUMENT for a text without its terminator.
+// Writes one value without logging a failure; WDLT_E_INVALID_ARGUMENT for a text without its terminator.
 [[nodiscard]] std::int32_t writeValue(const ValueAccess& access, const Field& row, void* record);
 [[nodiscard]] std::int32_t writeFailed(const ValueAccess& access, const Field& row, std::int32_t status);
 
 // False for a text that fills its field, or a list's slot, without a terminator: stored, it could never be read again.
 bool isTerminated(const Field& row, void* record);
-// A line for the row's failure, and WDLT_E_INVALID_ARGUMENT.
+// Logs the row's failure and returns WDLT_E_INVALID_ARGUMENT.
 [[nodiscard]] std::int32_t notTerminated(const ValueAccess& access, const Field& row);
 
-// Reads the rows in order into a record that the caller has cleared. The first failure that isn't covered ends it:
-// fields read before it stay. `rows`: a table or a part of one; `defaults`: a whole record for the rows that take
-// theirs from one.
+// Reads the rows in order into a record that the caller has cleared. The first failure without a default ends it:
+// fields read before it stay. `rows`: a table or a part of one; `defaults`: the record of defaults, for the rows that
+// use it.
 template <class Rows, class Record>
 [[nodiscard]] std::int32_t readValues(const ValueAccess& access, const Rows& rows, Record& record,
                                       const Record* defaults = nullptr) {
@@ -89,16 +89,16 @@ template <class Rows, class Record>
         if (status != WDLT_OK)
             break;
     }
-    // The line is written outside the batch: a log may wait for the disk. A batch that can't be committed has lost all.
+    // Logged outside the batch: a log may wait for the disk. A batch that can't be committed has stored nothing.
     const LONG error = batch.end();
     if (status == WDLT_OK && error != 0)
         status = WDLT_E_REGISTRY;
     return status == WDLT_OK || last == nullptr ? status : writeFailed(access, *last, status);
 }
 
-// A caller's record at any alignment: a copy to work on. When the scope ends, the bytes that were changed are handed
-// back, and no others: a record that a write doesn't correct may be constant, or in use by other threads. The copies
-// are wiped, since a record may hold a password.
+// A working copy of a caller's record, which may be unaligned. When the scope ends, only the bytes that were changed
+// are copied back: a record that a write doesn't correct may be constant, or in use by other threads. The copies are
+// wiped, since a record may hold a password.
 template <class Record>
 class CallersRecord {
   public:

@@ -32,7 +32,7 @@ std::string WdchHelper::GetTempPath() {
 
 namespace {
 
-// `character(at, bytes)` for each character of the text, of one byte or two.
+// Calls `character(at, bytes)` for each character of the text, of one byte or two.
 template <class Character>
 void eachCharacter(const char* text, std::size_t length, Character&& character) {
     for (std::size_t at = 0; at < length;) {
@@ -57,7 +57,7 @@ void WdchHelper::StripPath(char* path, std::size_t size) {
 
 void WdchHelper::EndInBackslash(char* path, std::size_t size) {
     const std::size_t length = strnlen(path, size);
-    bool isThere = true; // nothing is needed behind an empty one
+    bool isThere = true; // an empty path needs none
     eachCharacter(path, length, [&](std::size_t at, std::size_t bytes) { isThere = bytes == 1 && path[at] == '\\'; });
     if (!isThere && length + 1 < size)
         path[length] = '\\';

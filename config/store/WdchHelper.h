@@ -11,10 +11,10 @@
 #include <string>
 #include <utility>
 
-// How often a value is asked for whose size was told, and that has grown since.
+// How often to read a value again that has grown since its size was queried.
 inline constexpr int kTriesForGrowing = 16;
 
-// Where a helper's record lies.
+// Where a helper's record is.
 struct HelperAddress {
     DWORD protocol;
     DWORD scan;
@@ -40,24 +40,24 @@ class WdchHelper {
     [[nodiscard]] std::int32_t WriteItem(const char* section, const char* name, DWORD type, const void* data,
                                          DWORD size, bool wide);
 
-    // Texts of the system's own key, at most 259 bytes, empty when they can't be read. Both folders end in a backslash
-    // when the system's record wrote them.
+    // Texts of the system's own key, at most 259 bytes, empty when they can't be read. As stored: no trailing backslash
+    // is added.
     std::string GetInstallPath() { return systemText("InstallPath"); }
-    // The install directory where none is stored: a temporary file never lands in a caller's current folder.
+    // Falls back to the install directory, so that a temporary file never lands in the caller's current directory.
     std::string GetTempPath();
 
-    // Strips the directory from the path in a field of `size` bytes: what stands behind the last `\` or `/` stays. Knows
+    // Strips the directory from the path in a field of `size` bytes: keeps what follows the last `\` or `/`. Aware of
     // double-byte characters.
     static void StripPath(char* path, std::size_t size);
-    // Gives a path that isn't empty a backslash at its end where it has none and its field has room for one. The second
-    // byte of a double-byte character is none.
+    // Appends a backslash to a non-empty path that doesn't end in one, if the field has room. Aware of double-byte
+    // characters.
     static void EndInBackslash(char* path, std::size_t size);
 
     const std::unique_ptr<WdchIO> store;
     const DWORD protocol;
     const DWORD scan;
     const DWORD input;
-    bool skipChangeEvent = false; // a write that the running service isn't told of
+    bool skipChangeEvent = false; // set by a write that the running service isn't notified of
 
   private:
     std::string systemText(const char* name);

@@ -1,6 +1,6 @@
 // The named-value store, addressed by (protocol, scan, input) and a section: a relative path below the address's own
-// key, empty for that key itself. Names are narrow text; `wide` asks for a text's data in UTF-16. Each call stands
-// alone.
+// key, empty for that key itself. Names are narrow text; `wide` asks for a text's data in UTF-16. Calls are independent
+// of each other.
 #pragma once
 
 #include <platform/base.h>
@@ -16,9 +16,9 @@ class WdchIO {
     WdchIO(const WdchIO&) = delete;
     WdchIO& operator=(const WdchIO&) = delete;
 
-    // Reads one value's bytes, whatever its type. `size`: the buffer's bytes in, the value's out; null `data` asks for
+    // Reads one value's bytes, whatever its type. `size` is the buffer's size in, the value's out; null `data` asks for
     // the size. An empty `name` gives the last component of the key's path instead of a value. WDLT_E_BUFFER_SIZE: the
-    // buffer is too small and `size` says what it takes; WDLT_E_INVALID_ARGUMENT: the address has no path;
+    // buffer is too small, and `size` is the size needed; WDLT_E_INVALID_ARGUMENT: the address has no path;
     // WDLT_E_REGISTRY: the key can't be opened; WDLT_E_NOT_FOUND: no such value.
     [[nodiscard]] virtual std::int32_t ReadValue(DWORD protocol, DWORD scan, DWORD input, const char* section,
                                                  const char* name, void* data, DWORD* size, bool wide) = 0;

@@ -1,16 +1,16 @@
 /* The charsets in which privacy items are searched for: the bits of PrivacyControlData's dwCharSetEntry and
-   dwDefaultCharSet and of PrivacySearchRecord's dwCharSet. One list makes the constants and their names. C11 and C++11
-   or later. */
+   dwDefaultCharSet and of PrivacySearchRecord's dwCharSet. One list generates the constants and their names. C11 and
+   C++11 or later. */
 #ifndef WDLTCFG_CHARSETS_H
 #define WDLTCFG_CHARSETS_H
 
 #include <stdint.h>
 
-/* Constant, number of the bit, name. */
+/* Constant, bit number, name. */
 /* clang-format off */
 #define WDLT_CHARSET_LIST(CHARSET)                                                                                     \
-    CHARSET(WDLT_CHARSET_UCS_2, 0, "ucs-2") /* 16-bit units, the lower byte first; all others are texts of bytes */    \
-    CHARSET(WDLT_CHARSET_US_ASCII, 1, "us-ascii") /* an item that this one lacks is no failure */                      \
+    CHARSET(WDLT_CHARSET_UCS_2, 0, "ucs-2") /* 16-bit units, little-endian; all others are byte strings */             \
+    CHARSET(WDLT_CHARSET_US_ASCII, 1, "us-ascii") /* a text that it can't represent is no failure */                   \
     CHARSET(WDLT_CHARSET_ISO_686, 2, "iso-686")                                                                        \
     CHARSET(WDLT_CHARSET_UTF_8, 3, "utf-8")                                                                            \
     CHARSET(WDLT_CHARSET_ISO_8859_1, 4, "iso-8859-1")                                                                  \
@@ -50,7 +50,7 @@ enum { WDLT_CHARSET_LIST(WDLT_CHARSET_CONSTANT) };
 #endif
 #undef WDLT_CHARSET_CONSTANT
 
-/* "utf-8" for WDLT_CHARSET_UTF_8; "" for what isn't one of the bits. */
+/* "utf-8" for WDLT_CHARSET_UTF_8; "" for anything but one of the bits. */
 static inline const char* wdltCharsetName(uint32_t charset) {
     switch (charset) {
 #define WDLT_CHARSET_CASE(constant, bit, name)                                                                         \

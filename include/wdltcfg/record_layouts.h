@@ -1,5 +1,6 @@
-/* The layouts of records.h: the sizes of all records, and the places where alignment or a reserved field decides.
-   Included by records.h alone, so that a caller whose compiler lays a record out otherwise learns it at once. */
+/* Checks the layouts of records.h: the size of every record, and the offsets that depend on alignment or a reserved
+   field. Included only by records.h, so that a compiler that lays a record out differently rejects the caller's
+   code. */
 #ifndef WDLTCFG_RECORD_LAYOUTS_H
 #define WDLTCFG_RECORD_LAYOUTS_H
 

@@ -1,11 +1,11 @@
 /* Every record that crosses the library's boundary, through a feature function or through WdltReadConfig and
-   WdltWriteConfig. The layouts are part of the interface: 64-bit little-endian, natural alignment, checked at the end
-   of this file for whoever compiles it. C11 and C++11 or later.
+   WdltWriteConfig. The layouts are part of the interface: 64-bit little-endian, natural alignment, checked by the
+   compiler at the end of this file. C11 and C++11 or later.
 
-   In all of them: texts are zero-terminated in their field, narrow ones in the system code page, wide ones UTF-16. Where
-   fewer bytes can be read back than a field holds, that is said; elsewhere all but the terminator's. A field bears the
-   name of the registry value behind it, with dw, dbl, sz or by in front. Numbers whose meaning isn't told are the
-   service's own: the library carries them. Fields called reserved are zero on read and not looked at on write. */
+   In every record: texts are zero-terminated within their field, narrow ones in the system code page, wide ones in
+   UTF-16. A text that fills its field up to the terminator can be read back, unless a comment gives a smaller limit. A
+   field has the name of its registry value, prefixed with dw, dbl, sz or by. Numbers whose meaning isn't given belong
+   to the service: the library only passes them on. Fields named reserved are zero on read and ignored on write. */
 #ifndef WDLTCFG_RECORDS_H
 #define WDLTCFG_RECORDS_H
 
@@ -15,10 +15,10 @@
 #ifdef __cplusplus
 typedef char16_t wdlt_wchar;
 #else
-typedef uint_least16_t wdlt_wchar; /* what u"…" is made of */
+typedef uint_least16_t wdlt_wchar; /* the element type of u"…" */
 #endif
 
-/* Room of the lists, in entries. The privacy and address lists have theirs in the registry. */
+/* Capacities of the lists, in entries. Those of the privacy and address lists are in the registry. */
 #define WDLT_MAX_HANDLERS 16
 #define WDLT_MAX_SPYWARE_RECORDS 256
 #define WDLT_MAX_URL_RECORDS 500
@@ -36,11 +36,11 @@ typedef uint_least16_t wdlt_wchar; /* what u"…" is made of */
 
 /* The service, its handlers and scan items: system views. */
 
-/* (10000, 0). Written: proxyPort, the three paths and bmFlag; the rest can only be read. */
+/* (10000, 0). A write stores proxyPort, the three paths and bmFlag; the rest is read only. */
 typedef struct WdchSystemData {
     uint16_t proxyPort;                       /* 6999 when unset */
-    char installPath[260];                    /* ends in a backslash: file names are put directly behind it */
-    char tempPath[260];                       /* read with a backslash at its end, unless empty */
+    char installPath[260];                    /* ends in a backslash: file names are appended to it directly */
+    char tempPath[260];                       /* read with a trailing backslash, unless empty */
     char logPath[260];                        /* likewise */
     uint32_t bmFlag;                          /* 1: the Bm feature is on; stored inverted, as DisableBm */
     uint32_t handlerCount;                    /* entries in use in handlerTypes */
@@ -52,14 +52,14 @@ typedef struct WdchSystemData {
 /* One redirect of a handler: for a session, the process, image or port it applies to. */
 typedef struct WdchSystemRedirect {
     uint8_t reserved[96];
-    wdlt_wchar sessionType[11]; /* its name: no backslash, 1 to 10 bytes of the code page, which it must be text of */
+    wdlt_wchar sessionType[11]; /* session's name: no backslash, 1 to 10 bytes in the code page and convertible back */
     uint8_t reserved2[2];
     uint32_t cancelAfMask;
     uint32_t direction;
     uint16_t port; /* 0: none; then process or image is needed */
     uint8_t reserved3[2];
     uint32_t flagPresent;       /* read only: 1 when a flag is stored */
-    uint32_t flag;              /* WDLT_REDIRECT_IMAGE: image counts, not process. 0 isn't stored: an old flag stays */
+    uint32_t flag;              /* WDLT_REDIRECT_IMAGE: image is used, not process. 0 isn't stored: an old flag stays */
     int32_t tcpAutoTuningLevel; /* -1 when unset */
     uint8_t reserved4[8];
     char process[16];      /* written without a terminator, it is cut to 15 bytes */
@@ -68,10 +68,10 @@ typedef struct WdchSystemRedirect {
 
 #define WDLT_REDIRECT_IMAGE UINT32_C(0x10)
 
-/* (10000 + p, 0). The header; the redirects stand behind it in the caller's buffer. A write takes filename, type,
-   enable and scan; redirects change by config types of their own. The type is what the address finds the handler by: write
-   back the one that was read. With another the handler is no longer at this address; the write ends behind the type with
-   -1, and only the registry itself can put it right. */
+/* (10000 + p, 0). The header; in the caller's buffer the redirects follow it. A write takes filename, type, enable and
+   scan; redirects have config types of their own. The address finds the handler by its type: write back the type that
+   was read. Another type removes the handler from this address: the write ends after the type with WDLT_E_GENERAL, and
+   this can only be repaired in the registry itself. */
 typedef struct WdchSystemProtocolHandler {
     char name[31]; /* of the handler's key; read only */
     char filename[260];
@@ -224,11 +224,11 @@ typedef struct WdpeUrlfUUC {
     uint32_t dwUntestedURLNonBlock;
 } WdpeUrlfUUC;
 
-/* The size of the whole is dwSize + 12, though the data begins at byte 8: the last four bytes carry nothing. */
+/* The record's size is dwSize + 12, although the data begins at byte 8: the last four bytes are unused. */
 typedef struct WdpeUrlfExtraHeader {
-    uint32_t dwVersion; /* 0 asks which version is spoken; else WDLT_EXTRA_HEADER_VERSION */
+    uint32_t dwVersion; /* 0 asks for the supported version; else WDLT_EXTRA_HEADER_VERSION */
     uint32_t dwSize;    /* bytes of data */
-    uint8_t byData[4];  /* the first ones of dwSize */
+    uint8_t byData[4];  /* the first of dwSize bytes */
 } WdpeUrlfExtraHeader;
 
 #define WDLT_EXTRA_HEADER_VERSION 1
@@ -275,7 +275,7 @@ typedef struct WdpeUrlfLogIndexList {
     WdpeUrlfLogIndex records[WDLT_MAX_LOG_INDEXES];
 } WdpeUrlfLogIndexList;
 
-/* A question whether URLs are on a list, answered in the entries. */
+/* Asks whether URLs are on a list; each entry receives its answer. */
 typedef struct WdpeUrlfQueryEntry {
     char szUrl[2084];
     uint32_t dwExists; /* cleared by the asker; 1 when the URL matches a record */
@@ -284,7 +284,7 @@ typedef struct WdpeUrlfQueryEntry {
 typedef struct WdpeUrlfQuery {
     uint32_t dwListType;
     int32_t dwCount;
-    WdpeUrlfQueryEntry* pUrls; /* the caller's, dwCount of them, aligned */
+    WdpeUrlfQueryEntry* pUrls; /* the caller's array of dwCount entries, aligned */
 } WdpeUrlfQuery;
 
 /* WdpeUrlfData without its proxy. */
@@ -326,7 +326,7 @@ typedef struct WdpeHosfData {
     char szExclusionExtensions[768];
 } WdpeHosfData;
 
-/* Opaque: the caller's and the service's. */
+/* Opaque: only callers and the service know its content. */
 typedef struct WdpeHosfHostRecord {
     uint8_t byHost[306];
 } WdpeHosfHostRecord;
@@ -345,36 +345,36 @@ typedef struct WdltDrsConfig {
 } WdltDrsConfig;
 
 typedef struct WdltDrsWhiteListItem {
-    uint32_t Index; /* 1 to WDLT_MAX_DRS_INDEX, of one rule only */
+    uint32_t Index; /* 1 to WDLT_MAX_DRS_INDEX, unique */
     wdlt_wchar ProcessImageName[300];
-    wdlt_wchar RuleName[200]; /* of one rule only */
+    wdlt_wchar RuleName[200]; /* unique */
     wdlt_wchar DomainName[256];
 } WdltDrsWhiteListItem;
 
 /* Privacy data protection: (0, WDLT_SCAN_PRIVACY). */
 
-/* Of these a write stores dwItemEntryCount alone, and works with the charsets and file names that it is given. */
+/* A write stores only dwItemEntryCount; it uses the charsets and file names given in this record. */
 typedef struct PrivacyControlData {
     uint32_t dwCharSetEntry;     /* mask of the charsets (charsets.h) that items are searched in */
     uint32_t dwExtCharSetEntry;  /* not used */
-    uint32_t dwDefaultCharSet;   /* the one bit of the charset that callers' texts are in */
-    uint32_t dwAccessRetryCount; /* more tries when another access is under way */
+    uint32_t dwDefaultCharSet;   /* bit of the charset of callers' texts */
+    uint32_t dwAccessRetryCount; /* retries while another access is under way */
     uint32_t dwAccessWaitTime;   /* milliseconds between tries */
     uint32_t dwItemEntryMax;     /* view items allowed, above 0 */
-    uint32_t dwItemEntryCount;   /* view items behind this record */
+    uint32_t dwItemEntryCount;   /* view items after this record */
     char szDataBaseName[16];     /* bare file name in the install directory, 1 to 14 bytes */
     char szBackUpDBName[16];     /* likewise */
 } PrivacyControlData;
 
 typedef struct PrivacyViewItem {
-    uint32_t dwItemIndex; /* 0 to 31, of one item only */
+    uint32_t dwItemIndex; /* 0 to 31, unique */
     uint32_t dwScanTarget;
     char szItemName[36];
     char szDescription[68];
     char szPrivacyData[48]; /* in dwDefaultCharSet, cut to 32 bytes when stored; empty: kept, not searched for */
 } PrivacyViewItem;
 
-/* What stands in front of the exclusion items. */
+/* Precedes the exclusion items. */
 typedef struct PrivacyExclusionListHead {
     uint32_t dwExclusionCount;
     uint32_t dwExclusionItemMax; /* read only: items allowed, 100 when unset */
@@ -388,7 +388,7 @@ typedef struct PrivacyExclusionItem {
 
 #define WDLT_PRIVACY_EXCLUSION_TARGET UINT32_C(16)
 
-/* The head of the privacy database, as it stands in the file. */
+/* The header of the privacy database, as it is in the file. */
 typedef struct PrivacyDBHeader {
     char szMagic[28];
     uint32_t dwReserved;
@@ -402,10 +402,10 @@ typedef struct PrivacyDBHeader {
 
 /* One item in one charset. */
 typedef struct PrivacySearchRecord {
-    uint32_t dwSearchIndex; /* running number in the file, from 0 */
+    uint32_t dwSearchIndex; /* sequence number in the file, from 0 */
     uint32_t dwItemIndex;   /* of the PrivacyViewItem */
     uint32_t dwCharSet;     /* one bit */
-    uint8_t byPattern[128]; /* 112 bytes of pattern, filled up with zeros, and a zero; the rest carries nothing */
+    uint8_t byPattern[128]; /* 112 bytes of pattern, zero-padded, then a zero; the rest is unused */
 } PrivacySearchRecord;
 
 /* Mail. */
@@ -425,7 +425,7 @@ typedef struct WdphSmtp {
     uint32_t dwMaxSessionCount; /* 100 when unset, read as at least 1 */
 } WdphSmtp;
 
-/* (0, WDLT_SCAN_MAIL_MANAGER). A write takes dwAddressCacheDirection alone. */
+/* (0, WDLT_SCAN_MAIL_MANAGER). A write stores only dwAddressCacheDirection. */
 typedef struct WdsmMailConfig {
     uint32_t dwAddressCacheDirection;
     char szDisclaimerFile[16];
@@ -448,7 +448,7 @@ typedef struct WdsmMailConfig {
     uint32_t dwMaxAddressCacheCount; /* 100 when unset */
 } WdsmMailConfig;
 
-/* What stands in front of the records of the address cache. */
+/* Precedes the records of the address cache. */
 typedef struct MailAddressListHead {
     uint32_t dwCount;
 } MailAddressListHead;
@@ -470,7 +470,7 @@ typedef struct WdpeAspmCommonData {
     char szPrefixBlack[17];
     uint32_t dwEnableImageDetection; /* 0 or 1 */
     uint32_t dwEnableInTheCloud;     /* 0 or 1 */
-    uint32_t dwInTheCloudTimeout;    /* 100 to 10000, else 2000: in the caller's record too, on a write */
+    uint32_t dwInTheCloudTimeout;    /* 100 to 10000, else 2000: a write corrects the caller's record too */
 } WdpeAspmCommonData;
 
 /* (0, WDLT_SCAN_ANTI_SPAM) with WDLT_CONFIG_ASPM_RULE_PATH */
@@ -480,13 +480,13 @@ typedef struct WdpeAspmRulePath {
 } WdpeAspmRulePath;
 
 typedef struct WdpeAspmEntry {
-    char szEntry[256]; /* one line of text, without its end; an empty one isn't read back */
+    char szEntry[256]; /* one line of text, without its line end; an empty one isn't read back */
 } WdpeAspmEntry;
 
 /* (WDLT_PROTOCOL_POP3, WDLT_SCAN_ANTI_SPAM) */
 typedef struct WdpeAspmData {
     uint32_t dwLevel;          /* 0 to 2 */
-    uint32_t dwUnreadLists;    /* which lists are empty since their files couldn't be read: WDLT_ASPM_UNREAD */
+    uint32_t dwUnreadLists;    /* which lists are empty because their files couldn't be read: WDLT_ASPM_UNREAD */
     double dblLow;             /* read only: above 0, at most 100 */
     double dblMedium;          /* likewise */
     double dblHigh;            /* likewise */
@@ -528,8 +528,8 @@ typedef struct WdphHttp {
     uint32_t dwSockRequestBufSize;  /* 1024 when unset */
 } WdphHttp;
 
-/* (0, WDLT_SCAN_HTTP_MANAGER). File fields hold bare names, of which at most 255 bytes can be read back; a write cuts
-   folders off in the caller's record too. */
+/* (0, WDLT_SCAN_HTTP_MANAGER). File fields hold bare names, of which at most 255 bytes can be read back; a write strips
+   directories in the caller's record too. */
 typedef struct WdsmHttpConfig {
     char szUrlHistoryFile[257];
     uint32_t dwMaxUrlHistoryCount;
@@ -553,14 +553,14 @@ typedef struct WdsmWebMailData {
 /* HTTP file events. */
 typedef struct WdpeHfeData {
     uint32_t dwHfeTargetMethod;      /* 1 when unset */
-    uint32_t dwHfeMaxDecompressSize; /* 65536 when unset or 0, and at most that in the store */
+    uint32_t dwHfeMaxDecompressSize; /* 65536 when unset or 0; a larger one is stored as 65536 */
 } WdpeHfeData;
 
 /* HTTPS filter and plug-ins. */
 
 /* (10003, WDLT_SCAN_HTTP_MANAGER, WDLT_INPUT_HTTPS_FILTER). All five files must be stored for a read to succeed. */
 typedef struct WdltHttpsConfig {
-    uint32_t enable; /* bits: WDLT_HTTPS_SCAN, the others are the callers' */
+    uint32_t enable; /* bits: WDLT_HTTPS_SCAN; the others belong to callers and the service */
     char HostFilterAlertFile[257];
     char HostFilterErrorFile[257];
     char PrivacyDataAlertFile[257];
@@ -590,10 +590,10 @@ typedef struct WdltSalConfig {
     uint32_t dwQueryIP;
     uint32_t dwTakeAction;
     uint32_t dwAddandScanMode;
-    char szBlockImages[513]; /* likewise; empty on a write: the stored text stays */
+    char szBlockImages[513]; /* at most 511 bytes can be read back; empty on a write: the stored text stays */
 } WdltSalConfig;
 
-/* Sizes and offsets, checked. */
+/* Checks sizes and offsets. */
 #include "record_layouts.h"
 
 #endif

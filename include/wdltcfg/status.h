@@ -1,48 +1,48 @@
-/* Status codes of the library: 0 is success, a negative value one of these. One list makes the constants, their names
-   and their meanings. C11 and C++11 or later. */
+/* Status codes of the library: 0 is success, a negative value one of these. One list generates the constants, their
+   names and their meanings. C11 and C++11 or later. */
 #ifndef WDLTCFG_STATUS_H
 #define WDLTCFG_STATUS_H
 
 #include <stdint.h>
 
-/* Constant, value, meaning; the comment says what a caller does about it. */
+/* Constant, value, meaning; the comment says what a caller can do about it. */
 /* clang-format off */
 #define WDLT_STATUS_LIST(STATUS)                                                                                       \
     STATUS(WDLT_OK, 0, "success")                                                                                      \
-    /* The address names nothing, or a record's size is wrong for a write: a fault of the caller, or a store that */   \
-    /* lacks what the address needs. The log tells which. */                                                           \
+    /* No such address, or a record of the wrong size for a write: the caller's mistake; or the registry lacks */      \
+    /* something that the address needs. The log says which. */                                                        \
     STATUS(WDLT_E_GENERAL, -1, "general failure")                                                                      \
-    /* Read again with a buffer of the size, or room for the count, that the call has stored. */                       \
+    /* Call again with a buffer of the size, or room for the count, that the call has stored. */                       \
     STATUS(WDLT_E_BUFFER_SIZE, -2, "buffer size is wrong for the record")                                              \
     /* Correct the argument or the field; nothing was stored. */                                                       \
     STATUS(WDLT_E_INVALID_ARGUMENT, -3, "invalid argument")                                                            \
     /* Report it: the library was built without a key. */                                                              \
     STATUS(WDLT_E_CIPHER_KEY, -4, "no cipher key")                                                                     \
-    /* Install the library that the log names beside this one. */                                                      \
+    /* Install the library named in the log, in this library's folder. */                                              \
     STATUS(WDLT_E_LIBRARY, -5, "a needed library can't be loaded or a cipher is not set up")                           \
-    /* Take the list as empty, or write it first. */                                                                   \
+    /* Treat the list as empty, or write it first. */                                                                  \
     STATUS(WDLT_E_FILE_NOT_FOUND, -6, "file not found")                                                                \
     /* Free memory and try again. */                                                                                   \
     STATUS(WDLT_E_NO_MEMORY, -7, "out of memory, or damaged padding in a protected value")                             \
-    /* Look at rights, space and the soundness of the file that the log names. */                                      \
+    /* Check the permissions and integrity of the file that the log names, and the disk space. */                      \
     STATUS(WDLT_E_FILE, -8, "file can't be read or written, or is damaged")                                            \
-    /* Look at the rights on the tree, and whether the key is there at all. */                                         \
+    /* Check the permissions of the registry, and whether the key exists. */                                           \
     STATUS(WDLT_E_REGISTRY, -9, "registry failure")                                                                    \
     /* Report it: the charset library was used before it was started. */                                               \
     STATUS(WDLT_E_CHARSET_HANDLE, -10, "charset library is not started")                                               \
-    /* Look at rights and space of the temporary directory (TempPath) and of the install directory. */                 \
+    /* Check the permissions and space of the temporary directory (TempPath) and the install directory. */             \
     STATUS(WDLT_E_TEMP_FILE, -13, "temporary file can't be made or put in place")                                      \
     /* Check the text against the charsets it is to be kept in. */                                                     \
     STATUS(WDLT_E_CHARSET, -14, "charset conversion failed")                                                           \
-    /* Take the setting as unset, or write it first. */                                                                \
+    /* Treat the setting as unset, or write it first. */                                                               \
     STATUS(WDLT_E_NOT_FOUND, -16, "key or value doesn't exist")                                                        \
-    /* The change is stored; the service will know it after its next start. Try again to tell it now. */               \
+    /* The change is stored; the service will see it after its next start. Call again to notify it now. */             \
     STATUS(WDLT_E_NO_ANSWER, -26, "stored, but the service did not answer in time")                                    \
-    /* Only in the result word of an item, never returned: change that item's text. */                                 \
+    /* Only in an item's result, never returned: change that item's text. */                                           \
     STATUS(WDLT_E_ITEM_CONVERSION, -34, "item can't be converted")                                                     \
-    /* Ask for the version that is spoken (version 0) and use that. */                                                 \
+    /* Ask for the supported version (pass version 0) and use that. */                                                 \
     STATUS(WDLT_E_VERSION, -38, "record version is not supported")                                                     \
-    /* Install the charset library anew, with its data. */                                                             \
+    /* Reinstall the charset library with its data. */                                                                 \
     STATUS(WDLT_E_CHARSET_START, -9999, "charset library failed to start")
 /* clang-format on */
 
@@ -55,7 +55,7 @@ enum { WDLT_STATUS_LIST(WDLT_STATUS_CONSTANT) };
 #endif
 #undef WDLT_STATUS_CONSTANT
 
-/* "WDLT_E_NOT_FOUND" for -16; "unknown status" for a number that is none. */
+/* "WDLT_E_NOT_FOUND" for -16; "unknown status" for any other number. */
 static inline const char* wdltStatusName(int32_t status) {
     switch (status) {
 #define WDLT_STATUS_CASE(name, value, meaning)                                                                         \
@@ -68,7 +68,7 @@ static inline const char* wdltStatusName(int32_t status) {
     }
 }
 
-/* "key or value doesn't exist" for -16; "unknown status" for a number that is none. */
+/* "key or value doesn't exist" for -16; "unknown status" for any other number. */
 static inline const char* wdltStatusText(int32_t status) {
     switch (status) {
 #define WDLT_STATUS_CASE(name, value, meaning)                                                                         \

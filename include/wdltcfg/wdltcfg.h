@@ -1,50 +1,51 @@
 /* wdltcfg: reads and changes the settings of the content-scanning proxy service Wardlet. 103 functions, 101 of them
    distinct. C11 and C++11 or later; 64-bit.
 
-   Results. int32_t: WDLT_OK (0) or a negative code of status.h. A function whose name asks (…IsEnabled,
-   …IsRecordExists, WdltHfeIsEnablePluginEvent) answers 1 or 0 instead. While the library isn't
-   attached, as when memory gave out at its start, they answer 0 and every other function gives WDLT_E_GENERAL; a later
-   call tries the start again, at most once a second.
+   Results. int32_t: WDLT_OK (0) or a negative code of status.h. Functions that ask a question (…IsEnabled,
+   …IsRecordExists, WdltHfeIsEnablePluginEvent) return 1 or 0 instead. While the library isn't attached, for example
+   because it ran out of memory at its start, these return 0 and all others WDLT_E_GENERAL; a later call tries the start
+   again, at most once a second.
 
-   Buffers are the caller's: the library neither keeps nor frees them. Records and lists of them need no alignment;
-   pointers to a number, as a size or a count, point to one as the language has it. A null pointer is
-   WDLT_E_INVALID_ARGUMENT, unless a comment or the table below says otherwise. A feature function that fails leaves the
-   caller's record, entries and count alone, unless its comment says otherwise.
+   Buffers belong to the caller: the library neither keeps nor frees them. Records and lists of them need no alignment;
+   pointers to a number, such as a size or a count, must be aligned as usual. A null pointer is WDLT_E_INVALID_ARGUMENT,
+   unless a comment or the table below says otherwise. A feature function that fails leaves the caller's record, entries
+   and count alone, unless its comment says otherwise.
 
-   Texts have a terminator in their field: a write of one that fills it without is WDLT_E_INVALID_ARGUMENT, and nothing
-   of the record is stored, unless records.h says that it is cut. Where records.h says that fewer bytes can be read back
-   than a field holds, a longer text is stored and makes the read of its record fail, or takes its default: whoever
-   writes keeps to that number.
+   Texts end with a terminator within their field. Writing one that fills its field without a terminator is
+   WDLT_E_INVALID_ARGUMENT and stores nothing of the record, unless records.h says that it is cut. Where records.h gives
+   a smaller number of bytes that can be read back, a longer text is stored, but a read of its record then fails or
+   gives the default: don't write more than that number.
 
-   Threads. There is no open or close: any function, from any thread, any number at once. A record that one thread
-   writes must not be in another's hands meanwhile. A thread that is cancelled inside a function comes to its end first.
+   Threads. There is no open or close: any thread may call any function at any time. While a call fills or corrects a
+   record, no other thread may use that record. A thread that is cancelled inside a function finishes the call first.
 
-   Waiting. One reader/writer lock spans all features and all processes: [R], [W] and [-] at the end of a comment tell
-   whether a function holds it for reading, for writing, or not at all. A wait for it has no time-out; each minute of it
-   is logged. A function that stores something then waits for other writers, and tells the service of each record that it
-   stores: at once when none runs, else up to 60 s for its answer, and 100 ms more. Nothing is stored or told where
-   nothing differs and the comment says so.
+   Waiting. One reader/writer lock covers all features and all processes: [R], [W] or [-] at the end of a comment says
+   that the function holds it for reading, for writing, or not at all. Waiting for it has no time-out; each minute of
+   waiting is logged. A function that stores something then waits for other writers and notifies the service of each
+   record stored. With no service running, that takes no time; otherwise up to 60 s until the service answers, and 100
+   ms more. Where a comment says so, unchanged settings are not stored, and the service isn't notified.
 
-   A service that dies while it is told isn't waited for, unless another has taken its place within 100 ms: then the
-   minute passes. When a writer died while it told the service, the next one waits for that answer first, within the same
-   minute.
+   A service that dies during a notification isn't waited for, unless another has started within 100 ms: then the wait
+   lasts the full minute. When a writer has died during its notification, the next writer first waits for that answer,
+   as part of its own minute.
 
-   Several values of one record are stored one after the other. The first failure ends a write: values before it stay
-   stored, those behind it stay as they were, and the service isn't told of that record.
+   The values of a record are stored one after another. The first failure ends the write: values before it stay stored,
+   those after it stay as they were, and the service isn't notified of that record.
 
-   An exception leaves a function only when memory is exhausted; it is logged first, and ends a program that can't catch
+   A function throws only when memory is exhausted; the exception is logged first, and ends a program that can't catch
    it.
 
-   Caveats. The environment's WARDLET_HOME says whose settings these are, unless the program is set-user-id;
-   docs/security.md tells whose they may be. Who may not read them gets defaults, not errors, from the functions that
-   have defaults. In the program that loads it the library handles SIGBUS (others' go on to the handler that was there),
-   registers fork handlers, keeps descriptors open, none below 3 and each closed by exec, and writes to standard error
-   only what docs/security.md lists. The URL that is being asked about can be read by whoever may enter the home.
+   Caveats. The environment variable WARDLET_HOME selects whose settings these are, unless the program is set-user-id;
+   see docs/security.md for the kinds of homes. Callers without permission to read them get defaults, not errors, from
+   the functions that have defaults. The library handles SIGBUS in the process that loads it (signals that concern other
+   memory go on to the previous handler), registers fork handlers, keeps descriptors open (close-on-exec, none below 3),
+   and writes to standard error only what docs/security.md lists. While the service is asked about a URL, everybody who
+   may enter the home can read that URL.
 
-   Feature functions "enable" in two steps: the scan item, then the protocol handler that it needs. A handler goes on
-   only with at least one of its scan items on, and off only with all of them off. A feature counts as on when both are
-   on. When the second step fails, the first stays done. Neither stores or tells anything that is so already. An item
-   that can't be read counts as off: switching it off then gives 0 and stores nothing. */
+   Feature functions enable in two steps: first the scan item, then the protocol handler that it needs. A handler is
+   switched on only while at least one of its scan items is on, and off only when all are off. A feature counts as on
+   when both are on. If the second step fails, the first stays done. A step that would change nothing stores nothing and
+   notifies nobody. An item that can't be read counts as off: switching it off then returns 0 and stores nothing. */
 #ifndef WDLTCFG_WDLTCFG_H
 #define WDLTCFG_WDLTCFG_H
 
@@ -64,13 +65,14 @@ extern "C" {
 #endif
 
 /* Any setting, by its address (addresses.h). No reader/writer lock: a record that another process is writing may be
-   seen half new.
+   read partly old and partly new.
 
-   Each record with its size, and what a call gives for null data of that size (null) and for data of another (size):
-   -1 WDLT_E_GENERAL, -2 WDLT_E_BUFFER_SIZE with the size needed stored, -3 WDLT_E_INVALID_ARGUMENT. >= takes a larger
-   size too; + stands for the records behind the head. "asks": null data with a size of 0 gives -2 and the size. Input 0
-   where none is told, p is any protocol, and s any scan of addresses.h. Any other address is -1, any other config type -3
-   where types are told apart.
+   Each record with its size, and the result for null data of that size (null) and for data of another size (size).
+   Results: -1 WDLT_E_GENERAL, -2 WDLT_E_BUFFER_SIZE with the size needed stored, -3 WDLT_E_INVALID_ARGUMENT. >= accepts
+   a larger size too; + stands for the records after the head. "asks": null data with a size of 0 returns
+   WDLT_E_BUFFER_SIZE and the size needed. The input is 0 unless given; p is any protocol, and s any scan of
+   addresses.h. Any other address is WDLT_E_GENERAL; another config type is WDLT_E_INVALID_ARGUMENT where the address
+   distinguishes types.
 
    Record                      Address, input, config type    Read size  null  size  asks    Write size  null  size
 
@@ -120,17 +122,17 @@ extern "C" {
      WdphSmtp                  (2, 0)                                16    -3    -2    no            16    -3    -3
      WdphHttp                  (3, 0)                               588    -3    -3    no           588    -3    -3
 
-   (0, 4), type 13 is a text of any size: -2 when it doesn't fit. */
+   (0, 4), type 13 is a text of any size: WDLT_E_BUFFER_SIZE when it doesn't fit. */
 
-/* Reads a record into `data`, of *size bytes. A list type, a query or a version in the record is looked at first: `data`
-   is in and out. After a failure it may be partly filled. Input is WDLT_INPUT_NONE.
+/* Reads a record into `data`, of *size bytes. `data` is in and out: a list type, a query or a version in it is read
+   first. After a failure it may be partly filled. Input is WDLT_INPUT_NONE.
 
-   The service's own record (10000, 0) never fails for its values: one that can't be read takes its default, all of them
-   where the registry can't be read (no rights, no descriptors). Whoever changes a field of it and writes it back looks at
-   installPath first: it is empty then, and a write would store that. [-] */
+   The service's own record (10000, 0) never fails because of its values: one that can't be read takes its default, and
+   all of them do when the registry can't be read (no permission, no descriptors left). Before writing the record back
+   with a field changed, check installPath: it is empty then, and the write would store that. [-] */
 WDLTCFG_API int32_t WdltReadConfig(uint32_t protocol, uint32_t scan, uint64_t configType, void* data, uint64_t* size);
-/* Stores a record of `size` bytes. Values out of their limits are put right in the caller's record too where records.h
-   says so, and nothing else of it is touched. Tells the service, and gives 0 whatever becomes of its answer. [-] */
+/* Stores a record of `size` bytes. Where records.h says so, values outside their limits are corrected in the caller's
+   record too; nothing else in it is modified. Notifies the service; a missing answer is no error. [-] */
 WDLTCFG_API int32_t WdltWriteConfig(uint32_t protocol, uint32_t scan, uint64_t configType, void* data, uint64_t size);
 /* WdltReadConfig with an input. [-] */
 WDLTCFG_API int32_t WdltReadConfigEx(uint32_t protocol, uint32_t scan, uint32_t input, uint64_t configType, void* data,
@@ -149,7 +151,7 @@ WDLTCFG_API int32_t WdltPvsEnable(int32_t enable);
 WDLTCFG_API int32_t WdltPvsIsEnabled(void);
 /* Reads all nine fields. [R] */
 WDLTCFG_API int32_t WdltPvsReadConfig(WdltVsConfig* config);
-/* Stores all nine fields; what the two records hold besides stays. A failure at the second leaves the first stored.
+/* Stores all nine fields; the other fields of the two records stay. A failure at the second leaves the first stored.
    [W] */
 WDLTCFG_API int32_t WdltPvsWriteConfig(const WdltVsConfig* config);
 
@@ -184,65 +186,66 @@ WDLTCFG_API int32_t WdltHfsVirusReadConfig(WdltVsConfig* config);
 /* As WdltPvsWriteConfig: the virus scan of files. [W] */
 WDLTCFG_API int32_t WdltHfsVirusWriteConfig(const WdltVsConfig* config);
 
-/* The spyware list; listType isn't looked at. Null records: *count becomes the number stored. Else at most *count
-   records are copied, and *count is lowered to the number stored; a smaller one truncates without complaint. [R] */
+/* Reads the spyware list; listType is ignored. With null records, *count becomes the number stored. Otherwise at most
+   *count records are copied, and *count is lowered to the number stored; if it is smaller, the list is cut without an
+   error. [R] */
 WDLTCFG_API int32_t WdltSpyReadRecordList(uint32_t listType, WdpeSpyRecord* records, int32_t* count);
-/* Replaces the list by `count` records, at most WDLT_MAX_SPYWARE_RECORDS. An empty text or one without a terminator,
-   too many records or null ones: WDLT_E_INVALID_ARGUMENT, the stored list stays. [W] */
+/* Replaces the list with `count` records, at most WDLT_MAX_SPYWARE_RECORDS. An empty text or one without a terminator,
+   too many records or null `records`: WDLT_E_INVALID_ARGUMENT, and the stored list stays. [W] */
 WDLTCFG_API int32_t WdltSpyWriteRecordList(uint32_t listType, const WdpeSpyRecord* records, int32_t count);
 
-/* URL filter, of HTTP. Its settings are one record: a write reads it first, so that it fails while a value that has no
-   default is missing. */
+/* URL filter, of HTTP. Its settings are one record, which a write reads first: it fails while a value without a default
+   is missing. */
 
 /* As WdltPvsEnable. [W] */
 WDLTCFG_API int32_t WdltUrlfEnable(int32_t enable);
 /* As WdltPvsIsEnabled. [R] */
 WDLTCFG_API int32_t WdltUrlfIsEnabled(void);
-/* Reads the settings but for the proxy. [R] */
+/* Reads the settings except the proxy. [R] */
 WDLTCFG_API int32_t WdltUrlfReadConfig(WdltUrlfConfig* config);
 /* Stores the settings; the proxy stays. [W] */
 WDLTCFG_API int32_t WdltUrlfWriteConfig(const WdltUrlfConfig* config);
 /* Reads the white or black list: *count is the room in `records`, and becomes the number stored. Too little room, or
    null records: WDLT_E_BUFFER_SIZE and nothing is copied. [R] */
 WDLTCFG_API int32_t WdltUrlfReadRecordList(uint32_t listType, WdpeUrlfUrlRecord* records, int32_t* count);
-/* Replaces the list by `count` records, at most WDLT_MAX_URL_RECORDS; null records and 0 empty it. An empty text, one
-   without a terminator or another list type: WDLT_E_INVALID_ARGUMENT, the stored list stays. [W] */
+/* Replaces the list with `count` records, at most WDLT_MAX_URL_RECORDS; null records with a count of 0 empty it. An
+   empty text, one without a terminator or another list type: WDLT_E_INVALID_ARGUMENT, and the stored list stays. [W] */
 WDLTCFG_API int32_t WdltUrlfWriteRecordList(uint32_t listType, const WdpeUrlfUrlRecord* records, int32_t count);
-/* Reads the groups, with counts as in WdltSpyReadRecordList. Nothing here writes them. [R] */
+/* Reads the category groups; the count works as in WdltSpyReadRecordList. No function writes them. [R] */
 WDLTCFG_API int32_t WdltUrlfReadCategoryGroup(WdpeUrlfCategoryGroup* records, int32_t* count);
 /* Reads the categories, likewise. [R] */
 WDLTCFG_API int32_t WdltUrlfReadCategory(WdpeUrlfCategory* records, int32_t* count);
-/* Reads the proxy, its texts plain. [R] */
+/* Reads the proxy, with user and password in plain text. [R] */
 WDLTCFG_API int32_t WdltUrlfReadProxy(WdltUrlfProxy* proxy);
 /* Stores the proxy; the other settings stay. [W] */
 WDLTCFG_API int32_t WdltUrlfWriteProxy(const WdltUrlfProxy* proxy);
-/* 1 when the URL matches a record of the white list (0) or the black list (any other type). Asks the service, up to 60
-   s; without its answer, the list file. 0 also when neither could tell, and for a null URL. `url` is a whole record of
-   2084 bytes. [R] */
+/* 1 when the URL matches a record of the white list (type 0) or the black list (any other type). Asks the service, for
+   up to 60 s; without its answer, searches the list's file. 0 also when neither can answer, and for a null URL. `url`
+   is a whole record of 2084 bytes. [R] */
 WDLTCFG_API int32_t WdltUrlfIsRecordExists(uint32_t listType, const WdpeUrlfUrlRecord* url);
-/* Stores the header, dwSize + 12 bytes at `header`. dwVersion 0 stores nothing and returns the version spoken, 1;
-   another version than that is WDLT_E_VERSION. [R] */
+/* Stores the header, dwSize + 12 bytes at `header`. dwVersion 0 stores nothing and returns the supported version, 1;
+   any other version is WDLT_E_VERSION. [R] */
 WDLTCFG_API int32_t WdltUrlfSetExtraHeader(const WdpeUrlfExtraHeader* header);
 /* Reads the rating server. [R] */
 WDLTCFG_API int32_t WdltUrlfReadRSInfo(WdpeUrlfRSInfo* info);
-/* Stores the rating server. It needs a server's name, and one that is stored already. [W] */
+/* Stores the rating server. Fails for an empty server name, and while no server is stored. [W] */
 WDLTCFG_API int32_t WdltUrlfWriteRSInfo(const WdpeUrlfRSInfo* info);
-/* Reads the check of untested URLs. [R] */
+/* Reads the settings for untested URLs. [R] */
 WDLTCFG_API int32_t WdltUrlfReadUUC(WdpeUrlfUUC* config);
-/* Stores the check of untested URLs; what is stored already is neither stored nor told again. [W] */
+/* Stores the settings for untested URLs; unchanged ones are not stored, and the service isn't notified. [W] */
 WDLTCFG_API int32_t WdltUrlfWriteUUC(const WdpeUrlfUUC* config);
 /* Stores whether the backup query is tried. [R] */
 WDLTCFG_API int32_t WdltUrlfEnableBackupLKQRetry(uint32_t enable);
-/* 1 also when that is unset or can't be read. [W] */
+/* 1 also when unset or unreadable. [W] */
 WDLTCFG_API int32_t WdltUrlfIsBackupLKQRetryEnabled(void);
-/* Stores the socket family: 0, 1 or 2, any other number as 0. Gives 0 always: failures stand in the log. [R] */
+/* Stores the socket family: 0, 1 or 2, any other number as 0. Always returns 0: failures are only logged. [R] */
 WDLTCFG_API int32_t WdltUrlfSetSocketFamily(uint32_t family);
-/* Reads the socket family. Gives 0 always: a failure stands in the log and leaves *family alone; null does nothing.
+/* Reads the socket family. Always returns 0: a failure is only logged and leaves *family alone; null does nothing.
    [R] */
 WDLTCFG_API int32_t WdltUrlfGetSocketFamily(uint32_t* family);
-/* Stores a zero-terminated text, enciphered. Gives 0 always: failures stand in the log, and null does nothing. [R] */
+/* Stores a zero-terminated text, enciphered. Always returns 0: failures are only logged, and null does nothing. [R] */
 WDLTCFG_API int32_t WdltUrlfSetQXNGuid(const char* guid);
-/* There is no list of the URL history: touches nothing and gives 0. [R] */
+/* There is no URL history list: does nothing and returns 0. [R] */
 WDLTCFG_API int32_t WdltUrlhReadRecordList(void* records, int32_t* count);
 
 /* Host filter, of HTTP. */
@@ -253,96 +256,100 @@ WDLTCFG_API int32_t WdltHosfEnable(int32_t enable);
 WDLTCFG_API int32_t WdltHosfIsEnabled(void);
 /* Reads the settings. No value has a default: it fails while one is missing. [R] */
 WDLTCFG_API int32_t WdltHosfReadConfig(WdpeHosfData* config);
-/* Stores the settings, behind a read of them, which fails likewise. [W] */
+/* Stores the settings. Reads them first, and fails likewise. [W] */
 WDLTCFG_API int32_t WdltHosfWriteConfig(const WdpeHosfData* config);
-/* The host list, counts as in WdltSpyReadRecordList. A list that was never written is WDLT_E_FILE_NOT_FOUND. [R] */
+/* Reads the host list; the count works as in WdltSpyReadRecordList. A list that was never written is
+   WDLT_E_FILE_NOT_FOUND. [R] */
 WDLTCFG_API int32_t WdltHosfReadRecordList(WdpeHosfHostRecord* records, int32_t* count);
-/* Replaces the list by `count` records, at most WDLT_MAX_HOST_RECORDS. Null records are an error even with 0. [W] */
+/* Replaces the list with `count` records, at most WDLT_MAX_HOST_RECORDS. Null records are an error even with a count of
+   0. [W] */
 WDLTCFG_API int32_t WdltHosfWriteRecordList(const WdpeHosfHostRecord* records, int32_t count);
 
-/* DRS. A change is stored, then told to the service, up to 60 s: WDLT_E_NO_ANSWER. The registry's failures are
-   WDLT_E_GENERAL. */
+/* DRS. A change is stored, then the service is notified: WDLT_E_NO_ANSWER when it doesn't answer within 60 s. Registry
+   failures are WDLT_E_GENERAL. */
 
 /* Switches DRS. With 1, the URL filter and the plug-in manager are switched on first; a failure there is the result,
    and DRS stays as it was. [W] */
 WDLTCFG_API int32_t WdltDRSEnable(uint32_t enable);
 /* 0 when unset. [-] */
 WDLTCFG_API int32_t WdltDRSIsEnabled(void);
-/* A stored number that is missing or out of its limits reads as 0. [-] */
+/* A stored number that is missing or outside its limits reads as 0. [-] */
 WDLTCFG_API int32_t WdltDRSReadConfig(WdltDrsConfig* config);
-/* A number out of its limits is WDLT_E_INVALID_ARGUMENT. [W] */
+/* A number outside its limits is WDLT_E_INVALID_ARGUMENT. [W] */
 WDLTCFG_API int32_t WdltDRSWriteConfig(const WdltDrsConfig* config);
 /* Switches the white list and stores its option. [W] */
 WDLTCFG_API int32_t WdltEnableDRSWhiteList(uint32_t enable, uint32_t option);
 /* 0 when unset. [-] */
 WDLTCFG_API int32_t WdltIsDRSWhiteListEnabled(void);
-/* Adds a rule. An index out of its limits, a text without a terminator, an empty rule name or one with a backslash, a
-   rule name or an index that is there already: WDLT_E_INVALID_ARGUMENT. [W] */
+/* Adds a rule. An index outside its limits, a text without a terminator, an empty rule name or one with a backslash, or
+   a rule name or index that is already in use: WDLT_E_INVALID_ARGUMENT. [W] */
 WDLTCFG_API int32_t WdltAddDRSWhiteListItem(const WdltDrsWhiteListItem* item);
 /* Deletes the rule with this index, or with 0 all of them. An index that no rule has is no error; with 0, a rule that
    can't be deleted isn't either. [W] */
 WDLTCFG_API int32_t WdltDeleteDRSWhiteListItem(uint32_t index);
-/* Reads the rules: *count is the room in `items`, and becomes the number found. Above the room, WDLT_E_BUFFER_SIZE:
-   what fits is filled, and the number counts rules that weren't looked at. Null items ask for it; *count isn't read
-   then. A rule that is deleted meanwhile may leave an item of zeros, with Index 0. WDLT_E_GENERAL leaves *count alone;
-   some items may be filled. [-] */
+/* Reads the rules: *count is the room in `items`, and becomes the number found. If there are more, what fits is filled
+   and the result is WDLT_E_BUFFER_SIZE; the number then includes rules that weren't checked. Null items only ask for
+   the number; *count isn't read then. A rule that is deleted during the call may leave an item of zeros, with Index 0.
+   WDLT_E_GENERAL leaves *count alone; some items may be filled. [-] */
 WDLTCFG_API int32_t WdltGetAllDRSWhiteListItem(WdltDrsWhiteListItem* items, int32_t* count);
 
-/* Privacy data protection, of SMTP, HTTP and the protocols 4 to 7; `types` is made of WDLT_PRIVACY_ bits. Items are
-   read and written one access at a time in all processes: a call waits for another's as long as the settings say, and
-   then fails with WDLT_E_GENERAL. */
+/* Privacy data protection, of SMTP, HTTP and the protocols 4 to 7; `types` is made of WDLT_PRIVACY_ bits. Across all
+   processes only one call at a time reads or writes items: another one retries as long as the settings say, and then
+   fails with WDLT_E_GENERAL. */
 
 /* Switches all protocols, in ascending order; the first failure ends it, and those before it stay switched. [W] */
 WDLTCFG_API int32_t WdltPdpEnable(int32_t enable);
-/* The same for some protocols; none gives 0. [W] */
+/* The same for some protocols; returns 0 for none. [W] */
 WDLTCFG_API int32_t WdltPdpProtocolEnable(int32_t enable, uint32_t types);
 /* 1 when the feature is on for all protocols. [R] */
 WDLTCFG_API int32_t WdltPdpIsEnabled(void);
-/* 1 when it is on for all of these, of which there must be one. [R] */
+/* 1 when it is on for all protocols in `types`, which must contain at least one. [R] */
 WDLTCFG_API int32_t WdltPdpIsProtocolEnabled(uint32_t types);
-/* Reads the items, counts as in WdltSpyReadRecordList. A text comes back cut to its first 32 bytes. [R] */
+/* Reads the items; the count works as in WdltSpyReadRecordList. A text comes back cut to its first 32 bytes. [R] */
 WDLTCFG_API int32_t WdltPdpReadItemList(PrivacyViewItem* items, int32_t* count);
 /* Reads the exclusions, likewise. [R] */
 WDLTCFG_API int32_t WdltPdpReadExItemList(PrivacyExclusionItem* items, int32_t* count);
 /* Replaces the items, and the patterns that are searched for. An index used twice or above 31, a name or description
-   without its terminator, or more items than are allowed: WDLT_E_INVALID_ARGUMENT. An item that can't be converted to a
-   charset wanted fails the call; in both cases all stays as it was. [W] */
+   without its terminator, or more items than are allowed: WDLT_E_INVALID_ARGUMENT. An item that can't be converted to
+   one of the configured charsets fails the call; in both cases the stored items stay as they were. [W] */
 WDLTCFG_API int32_t WdltPdpWriteItemList(const PrivacyViewItem* items, int32_t count);
-/* Replaces the exclusions. An empty text, another target or too many items: WDLT_E_INVALID_ARGUMENT, all stays. [W] */
+/* Replaces the exclusions. An empty text, another target or too many items: WDLT_E_INVALID_ARGUMENT, and nothing
+   changes. [W] */
 WDLTCFG_API int32_t WdltPdpWriteExItemList(const PrivacyExclusionItem* items, int32_t count);
-/* Tries the items out and stores nothing: results[i] becomes 0 or WDLT_E_ITEM_CONVERSION, as an unsigned number. A
-   failed item doesn't fail the call. A count of 0 or below is 0 and leaves `results` alone. [W] */
+/* Checks whether the items can be converted; stores nothing. results[i] becomes 0 or WDLT_E_ITEM_CONVERSION, as an
+   unsigned number. A failed item doesn't fail the call. A count of 0 or less checks nothing and leaves `results` alone.
+   [W] */
 WDLTCFG_API int32_t WdltPdpVerifyItems(const PrivacyViewItem* items, int32_t count, uint32_t* results);
 
-/* The mail address cache, counts as in WdltSpyReadRecordList. WDLT_E_FILE_NOT_FOUND: there is none yet. Fails also
-   when the mail settings can't be read. Written through WdltWriteConfig. [R] */
+/* Reads the mail address cache; the count works as in WdltSpyReadRecordList. WDLT_E_FILE_NOT_FOUND: there is none yet.
+   Fails also when the mail settings can't be read. Written through WdltWriteConfig. [R] */
 WDLTCFG_API int32_t WdltMahReadRecordList(MailAddressRecord* records, int32_t* count);
 
-/* Anti-spam, of POP3. Its settings are two records: common, and with level and lists.
+/* Anti-spam, of POP3. Its settings are two records: a common one, and one with the level and the lists.
 
-   Every write rewrites both list files from what it has just read of them. So it costs a list the lines behind the
-   500th, cuts those above 255 bytes in pieces, and drops empty lines and what somebody appends between the read and the
-   write; bytes of any encoding pass as they are, a zero byte ends its line, and each line gets the end that this system
-   has. A list that couldn't be read is read as empty, and is not written, whatever it is to become: WDLT_E_FILE, while
-   the settings and the other list are stored. A list without a file name is WDLT_E_FILE too. After WDLT_E_FILE the
-   service isn't told. */
+   Every write rewrites both list files from what it has just read of them. So a list loses the lines after the 500th,
+   empty lines, and whatever is appended between the read and the write; lines longer than 255 bytes are split. Bytes of
+   any encoding are kept, a zero byte ends its line, and each line gets this system's line end. A list that couldn't be
+   read is read as empty, and isn't written, whatever its new content: the result is WDLT_E_FILE, while the settings and
+   the other list are stored. A list without a file name is WDLT_E_FILE too. After WDLT_E_FILE the service isn't
+   notified. */
 
 /* As WdltPvsEnable. [W] */
 WDLTCFG_API int32_t WdltAspmEnable(int32_t enable);
 /* As WdltPvsIsEnabled. [R] */
 WDLTCFG_API int32_t WdltAspmIsEnabled(void);
-/* Reads the settings. Fails also when one of the three thresholds isn't stored as it must be. [R] */
+/* Reads the settings. Fails also when one of the three stored thresholds is missing or invalid. [R] */
 WDLTCFG_API int32_t WdltAspmReadConfig(WdltAspmConfig* config);
-/* Stores the common record, then the other with both lists. A level above 2 is stored, and fails all reads then, those
-   of a later write too. [W] */
+/* Stores the common record, then the other with both lists. A level above 2 is stored, but makes all further reads
+   fail, those of a later write too. [W] */
 WDLTCFG_API int32_t WdltAspmWriteConfig(const WdltAspmConfig* config);
-/* Reads the white or black list, counts as in WdltSpyReadRecordList. A list file that can't be read is an empty list.
-   Who adds to a list reads it by its address: dwUnreadLists of WdpeAspmData tells them apart. [R] */
+/* Reads the white or black list; the count works as in WdltSpyReadRecordList. A list whose file can't be read comes
+   back empty. To add to a list, read it by its address: dwUnreadLists of WdpeAspmData tells the two cases apart. [R] */
 WDLTCFG_API int32_t WdltAspmReadRecordList(uint32_t listType, WdpeAspmEntry* records, int32_t* count);
-/* Replaces the list by `count` entries, at most WDLT_MAX_ASPM_RECORDS. An entry without a terminator, with a newline or
-   with a carriage return at its end, and null entries, even with 0: WDLT_E_INVALID_ARGUMENT, and nothing changes.
-   WDLT_E_FILE also when the list can't be read during the call: it stays. What an earlier call read isn't known here.
-   By its address such a list can be replaced (WDLT_ASPM_UNREAD). [W] */
+/* Replaces the list with `count` entries, at most WDLT_MAX_ASPM_RECORDS. An entry without a terminator, with a newline
+   or with a trailing carriage return, or null records, even with a count of 0: WDLT_E_INVALID_ARGUMENT, and nothing
+   changes. WDLT_E_FILE also when the list can't be read during the call: it stays. This function doesn't know what an
+   earlier call couldn't read. Such a list can be replaced by its address (WDLT_ASPM_UNREAD). [W] */
 WDLTCFG_API int32_t WdltAspmWriteRecordList(uint32_t listType, const WdpeAspmEntry* records, int32_t count);
 
 /* HTTP file events. */
@@ -360,34 +367,34 @@ WDLTCFG_API int32_t WdltHfeEnablePluginEvent(int32_t enable);
 /* 0 when unset. [-] */
 WDLTCFG_API int32_t WdltHfeIsEnablePluginEvent(void);
 
-/* HTTPS filter and browser plug-ins. Switching one on, by a function that says so, switches the URL filter and the
-   plug-in manager on first: a failure there is the result, and nothing else is done. Switching off leaves those two
-   alone. */
+/* HTTPS filter and browser plug-ins. Where a comment says so, switching one on first switches on what it needs: the URL
+   filter, then the plug-in manager. A failure there is the result, and nothing else is done. Switching off leaves those
+   two alone. */
 
 /* Reads the HTTPS filter's record. Fails with WDLT_E_NOT_FOUND while one of the files is unset. [W] */
 WDLTCFG_API int32_t WdltHttpsReadConfig(WdltHttpsConfig* config);
-/* Another name of WdltHttpsReadConfig. [W] */
+/* Another name for WdltHttpsReadConfig. [W] */
 WDLTCFG_API int32_t WdltPluginReadConfig(WdltHttpsConfig* config);
 /* Stores the HTTPS filter's record; with an enable other than 0 what it needs is switched on first. [W] */
 WDLTCFG_API int32_t WdltHttpsWriteConfig(const WdltHttpsConfig* config);
-/* Another name of WdltHttpsWriteConfig. [W] */
+/* Another name for WdltHttpsWriteConfig. [W] */
 WDLTCFG_API int32_t WdltPluginWriteConfig(const WdltHttpsConfig* config);
 /* Sets or clears WDLT_HTTPS_SCAN and switches the handler; with 1 what it needs first. [W] */
 WDLTCFG_API int32_t WdltHttpsScanEnable(uint32_t enable);
 /* 1 when WDLT_HTTPS_SCAN is set and the handler is on. [W] */
 WDLTCFG_API int32_t WdltHttpsScanIsEnabled(void);
-/* Replaces all the bits; if any is set, what they need goes on first. The HTTP handler is asked to go on even with 0.
-   [W] */
+/* Replaces all the bits; if any is set, what they need is switched on first. Tries to switch the HTTP handler on even
+   with 0. [W] */
 WDLTCFG_API int32_t WdltPluginScanSetEnableFlag(uint32_t flags);
 /* Reads all the bits. [-] */
 WDLTCFG_API int32_t WdltPluginScanGetEnableFlag(uint32_t* flags);
-/* Reads the plug-in manager's record, whole or not at all. A value that is unset is WDLT_E_REGISTRY, one of the wrong
-   type WDLT_E_NOT_FOUND. [-] */
+/* Reads the plug-in manager's record, completely or not at all. A value that is unset is WDLT_E_REGISTRY, one of the
+   wrong type WDLT_E_NOT_FOUND. [-] */
 WDLTCFG_API int32_t WdltPluginManagerReadConfig(WdltPluginManagerConfig* config);
 /* Stores the plug-in manager's record; with dwEnable 1 the HTTP handler is switched on first. A file name without a
-   terminator loses its last byte. WDLT_E_NO_ANSWER: stored, and not told. [W] */
+   terminator loses its last byte. WDLT_E_NO_ANSWER: stored, but the service didn't answer. [W] */
 WDLTCFG_API int32_t WdltPluginManagerWriteConfig(const WdltPluginManagerConfig* config);
-/* Switches one browser's plug-in. WDLT_E_NO_ANSWER: stored, and not told. [W] */
+/* Switches one browser's plug-in. WDLT_E_NO_ANSWER: stored, but the service didn't answer. [W] */
 WDLTCFG_API int32_t WdltIEPlugInEnable(uint32_t enable);
 /* 1 also when unset or unreadable. [-] */
 WDLTCFG_API int32_t WdltIEPlugInIsEnabled(void);
@@ -406,10 +413,10 @@ WDLTCFG_API int32_t WdltChromeExtensionIsEnabled(void);
 WDLTCFG_API int32_t WdltSalEnable(uint32_t enable);
 /* As WdltPvsIsEnabled. [-] */
 WDLTCFG_API int32_t WdltSalIsEnabled(void);
-/* Reads whether SAL is on, and its settings, none of which must be there. [-] */
+/* Reads whether SAL is on, and its settings, each of which has a default. [-] */
 WDLTCFG_API int32_t WdltSalReadConfig(WdltSalConfig* config);
 /* Stores the settings, then switches SAL by dwEnable; a failure there leaves the settings stored. An empty
-   szBlockImages keeps the stored text, also one that can't be read. [W] */
+   szBlockImages keeps the stored text, even one that can't be read. [W] */
 WDLTCFG_API int32_t WdltSalWriteConfig(const WdltSalConfig* config);
 
 #ifdef __cplusplus

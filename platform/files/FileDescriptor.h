@@ -1,5 +1,5 @@
-// A file descriptor with one owner, and the two things done with small text files. Only for files that nobody locks
-// with POSIX record locks: closing any descriptor of such a file drops them all.
+// A file descriptor with one owner, and helpers for small files. Not for files that anybody locks with POSIX record
+// locks: closing any descriptor of such a file drops all of the process's locks on it.
 #pragma once
 
 #include "SystemCalls.h"
@@ -27,7 +27,7 @@ class FileDescriptor {
     int get() const { return m_file; }
     bool valid() const { return m_file >= 0; }
     int release() { return std::exchange(m_file, -1); }
-    // Leaves errno alone: it runs on the way out of failures. The descriptor is gone whatever close says.
+    // Leaves errno alone: it runs on error paths. The descriptor is gone whatever close returns.
     void reset() {
         if (m_file < 0)
             return;
@@ -40,7 +40,8 @@ class FileDescriptor {
     int m_file = -1;
 };
 
-// Takes the space from the file's start on, so that a full disk shows here and not as a signal; false with errno.
+// Allocates disk space from the file's start, so that a full disk is an error here and not a signal later; false with
+// errno.
 inline bool reserve(int file, off_t length) {
     while (sys::fallocate(file, 0, length) != 0)
         if (errno != EINTR)
@@ -52,14 +53,14 @@ inline bool isSameFile(const struct stat& one, const struct stat& other) {
     return one.st_ino == other.st_ino && one.st_dev == other.st_dev;
 }
 
-// Whether a file of a folder that strangers may write to is one to write to: a plain file that has no other name, since
-// that may be anybody's. One that everybody may write to needs no such care, and one that begins with `magic` is ours:
-// those a stranger may give a second name without shutting anybody out.
+// Whether a file in a folder that strangers may write to is safe to write to: a regular file without a second name,
+// since a hard link may lead to anybody's file. A file that everybody may write to needs no such check, nor does one
+// that begins with `magic`, which is ours: a stranger may give those a second name without shutting anybody out.
 bool isSafeToWrite(int file, const struct stat& status, std::uint32_t magic);
 
-// A new file that appears with its mode, whatever the process's mask is, so that nobody is shut out in between or by a
-// creator that dies. Not valid with errno, EEXIST for a name that is taken. Where the file system can't make a file
-// without a name, the mode follows a step later.
+// A new file that appears with its mode, whatever the process's umask is, so that nobody is shut out in between or by a
+// creator that dies. Invalid with errno; EEXIST when the name is taken. Where the file system can't make a file without
+// a name, the mode follows a step later.
 FileDescriptor createWithMode(int directory, const char* name, mode_t mode);
 
 // Writes all of it; false with errno.

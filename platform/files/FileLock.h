@@ -1,5 +1,5 @@
-// Locks on single bytes of an open file. They belong to the open file, not to the process: another descriptor of the
-// same process meets them, and closing one loses no other's. They don't meet those of flock.
+// OFD locks on single bytes of an open file. They belong to the open file, not to the process: opened again by the same
+// process, the file conflicts with them, and closing that one drops none. They are independent of flock's.
 #pragma once
 
 #include "SystemCalls.h"
@@ -17,8 +17,8 @@ inline struct flock lockOfBytes(short type, off_t first, off_t count) {
     return lock;
 }
 
-// F_RDLCK, F_WRLCK or F_UNLCK. False with errno, which is EAGAIN or EACCES when another has it. F_OFD_SETLKW as the
-// command waits for it.
+// F_RDLCK, F_WRLCK or F_UNLCK. False with errno, which is EAGAIN or EACCES when another has the lock. With F_OFD_SETLKW
+// as the command it waits for the lock.
 inline bool lockByte(int file, off_t byte, short type, int command = F_OFD_SETLK) {
     struct flock lock = lockOfBytes(type, byte, 1);
     while (sys::fcntl_lock(file, command, &lock) != 0)

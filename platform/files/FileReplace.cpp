@@ -14,14 +14,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t kCopyBytes = std::size_t{64} * 1024;
+constexpr std::size_t kCopyBytes = std::size_t{16} * 1024;
 constexpr int kLinks = 40; // as many as the system follows
 
-// The file that becomes the target. It gets its name beside the target when it is whole; whoever finds the name taken
-// by a file that nobody holds removes that, which may be anybody's, and never writes to it.
+// The file that becomes the target. It gets its name beside the target when it is complete. If the name is taken by a
+// file that nobody holds, that file may be anybody's: it is removed, and never written to.
 class Partial {
   public:
-    // Targets whose long names are cut to the same one take turns.
+    // Targets whose long names are truncated to the same one take turns.
     Partial(const FileDescriptor& folder, const fs::path& target) : m_folder(folder.get()), m_name(1, '.') {
         m_name.append(target.filename().native(), 0, NAME_MAX - 1 - kSuffix.size()).append(kSuffix);
     }
@@ -51,7 +51,7 @@ class Partial {
   private:
     static constexpr std::string_view kSuffix = ".new";
 
-    // Before another try for the name. False with errno when waiting won't change anything, or has lasted too long.
+    // Clears the way for another try for the name. False with errno when waiting won't help, or has lasted too long.
     bool makeWay(const Deadline& deadline) const {
         if (errno == EEXIST && (HeldFile::removeLeftBehind(m_folder, m_name.c_str()) || errno == ENOENT))
             return true;
@@ -69,8 +69,8 @@ class Partial {
     bool m_isPlaced = false;
 };
 
-// Owner first: a change of the owner takes special bits from the mode. Who may write a file but not give it away leaves
-// it with the group alone.
+// Owner first: a change of the owner clears special bits of the mode. Who may write a file but not give it away sets
+// the group alone.
 bool keepOwnerAndMode(int file, const struct stat& old) {
     struct stat made {};
     if (sys::fstat(file, &made) != 0)
@@ -82,25 +82,25 @@ bool keepOwnerAndMode(int file, const struct stat& old) {
     return sys::fchmod(file, old.st_mode & 07777) == 0;
 }
 
-// Of a file that takes another one's place. Where a member of the home's group may not keep that one's group, the
-// home's gets what everybody had.
+// For a file that takes another one's place. When a member of the home's group may not keep the old file's group, the
+// home's group gets the rights that others had.
 bool takeRights(int file, const struct stat& old) {
     return keepOwnerAndMode(file, old) || (errno == EPERM && home().hasGroup() && home().admit(file, &old));
 }
 
-// Writing to a file takes those bits from its mode that lend its owner's rights.
+// Writing to a file clears its set-user-ID and set-group-ID bits: this sets them again.
 bool keepMode(int file, const struct stat& old) {
     return (old.st_mode & (S_ISUID | S_ISGID)) == 0 || sys::fchmod(file, old.st_mode & 07777) == 0;
 }
 
-// Opened before anything changes: where it can't be, a replacement couldn't be made to last.
+// Opened before anything changes: if that fails, a replacement couldn't be made durable.
 FileDescriptor openFolderOf(const fs::path& file) {
     const fs::path folder = file.has_parent_path() ? file.parent_path() : fs::path(".");
     return FileDescriptor(sys::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0));
 }
 
-// After a rename: the new file stands, and no failure would take it back, so that whoever heard of one would believe in
-// the old file. What the folder's disk then loses is lost with a power cut alone.
+// After a rename. A failure isn't reported: the new file is in place, and the caller would believe in the old one. What
+// isn't synced can be lost to a power cut only.
 void syncFolder(const FileDescriptor& folder) {
     sys::fsync(folder.get());
 }
@@ -119,13 +119,13 @@ bool copyWhole(int from, int to) {
     }
 }
 
-// Leads a path that is a symbolic link to the file that is meant, which need not be there. False with errno.
+// Resolves a path that is a symbolic link to the file it means, which need not exist. False with errno.
 bool followLinks(fs::path& path) {
     std::array<char, PATH_MAX> text;
     for (int i = 0; i < kLinks; ++i) {
         const ssize_t length = sys::readlink(path.c_str(), text.data(), text.size());
         if (length < 0)
-            return errno == EINVAL || errno == ENOENT; // no link, or nothing
+            return errno == EINVAL || errno == ENOENT; // not a link, or nothing there
         if (!mayFollow(path))
             return false;
         path = path.parent_path() / std::string_view(text.data(), static_cast<std::size_t>(length));
@@ -134,17 +134,17 @@ bool followLinks(fs::path& path) {
     return false;
 }
 
-// One that may not be written may not be replaced either; but among the members of a home's group the folder decides,
-// so that what one of them left with rights of its own stops no other. A file marked read-only stays.
+// A file that may not be written may not be replaced either; but among the members of a home's group the folder
+// decides, so that a file that one of them left with rights of its own stops no other. A file marked read-only stays.
 bool mayReplace(const fs::path& target, const struct stat& old) {
     const FileDescriptor writable(sys::open(target.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK, 0));
     return writable.valid() || errno == ETXTBSY ||
            (errno == EACCES && (old.st_mode & S_IWUSR) != 0 && home().hasGroup());
 }
 
-// The file that is to be replaced.
+// Finds the file that is to be replaced.
 DWORD resolve(fs::path& target, bool& isThere, struct stat& old) {
-    // Before the links are followed by hand: the system refuses those that a stranger laid in everybody's folder.
+    // Before followLinks: the system refuses links that a stranger placed in a folder that everybody may write to.
     isThere = sys::stat(target.c_str(), &old) == 0;
     if (!isThere && errno != ENOENT)
         return systemError();
@@ -159,7 +159,7 @@ DWORD resolve(fs::path& target, bool& isThere, struct stat& old) {
     return mayReplace(target, old) ? ERROR_SUCCESS : systemError();
 }
 
-// A new file gets what the home gives, and no more than `source` has.
+// A new file gets the rights of the home's files, and no more than `source` has.
 template <class Write>
 DWORD replaceWith(fs::path target, const struct stat* source, Write&& write) {
     bool isThere = false;

@@ -1,4 +1,4 @@
-// Files as callers know them: handles beside those of the kernel objects, sharing kept by locks that the kernel drops
+// The exported functions on files: handles in the table of the kernel objects, sharing by locks that the kernel drops
 // with the process, and replacements that a crash can't leave half done.
 #include "CodePage.h"
 #include "FileReplace.h"
@@ -32,15 +32,15 @@ BOOL succeeded(DWORD error) {
     return failed(error) == 0 ? TRUE : FALSE;
 }
 
-// Of reading or writing: the descriptor is good, so EBADF says that it was opened for the other one only.
+// The error of a read or write: the descriptor is valid, so EBADF means that the file wasn't opened for it.
 DWORD transferError() {
     return errno == EBADF ? DWORD{ERROR_ACCESS_DENIED} : wd::systemError();
 }
 
-// An open file's descriptor for one call; its handle can't go meanwhile.
+// An open file's descriptor for one call; it isn't closed meanwhile.
 class FileUse {
   public:
-    // False with GetLastError 6 for anything but an open file's handle.
+    // False with ERROR_INVALID_HANDLE for anything but an open file's handle.
     bool acquire(HANDLE handle) {
         if (m_use.acquire(handle) && m_use.payload().file.valid())
             return true;
@@ -65,7 +65,7 @@ constexpr Disposition kDispositions[] = {
     {true, false, false, false},  {true, true, false, false}, {true, false, false, true},
 };
 
-// Opens or makes the file; `existed` tells which.
+// Opens or creates the file; `existed` says which.
 DWORD openFile(const fs::path& path, int access, const Disposition& disposition, wd::LockedFile& file, bool& existed) {
     constexpr int kFlags = O_CLOEXEC | O_NONBLOCK | O_NOCTTY; // a pipe or a device doesn't make the call wait
     const auto opens = [&](int flags) {
@@ -73,7 +73,8 @@ DWORD openFile(const fs::path& path, int access, const Disposition& disposition,
             [&] { return wd::FileDescriptor(sys::open(path.c_str(), access | kFlags | flags, kOwnMode)); });
         return file.valid();
     };
-    // What couldn't be given to whom it belongs doesn't stay: who opened it next would find it there, his or not.
+    // A new file that can't be given the home's group is removed: whoever opened it next would find it there, with the
+    // wrong rights.
     const auto makes = [&](int flags) {
         if (!opens(flags | O_CREAT))
             return false;
@@ -98,7 +99,7 @@ DWORD openFile(const fs::path& path, int access, const Disposition& disposition,
             return ERROR_SUCCESS;
         if (file.valid() || errno != EEXIST || disposition.mustBeNew)
             return wd::errorOfPath(path);
-        // There and not there: a symbolic link to what is missing, which is made then. Or somebody was quicker.
+        // It exists and doesn't: a symbolic link to a missing file, which is created then. Or somebody was quicker.
         struct stat status {};
         if (sys::lstat(path.c_str(), &status) != 0 || !S_ISLNK(status.st_mode))
             continue;
@@ -106,13 +107,13 @@ DWORD openFile(const fs::path& path, int access, const Disposition& disposition,
     }
 }
 
-// Nothing is changed in a file before its lock is had.
+// Takes the lock that stands for the share mode. Nothing in a file is changed before.
 DWORD share(wd::LockedFile& file, DWORD mode) {
     const bool shares = (mode & (FILE_SHARE_READ | FILE_SHARE_WRITE)) != 0;
     return file.tryLock(shares ? LOCK_SH : LOCK_EX) ? DWORD{ERROR_SUCCESS} : wd::systemError();
 }
 
-// A byte that looks like a separator may be the second one of a character.
+// A byte that looks like a separator may be a trail byte of a double-byte character.
 bool endsInSeparator(std::string_view path) {
     bool separator = false;
     for (std::size_t i = 0; i < path.size(); ++i) {
@@ -238,7 +239,7 @@ DWORD SetFilePointer(HANDLE handle, LONG distance, LONG* distanceHigh, DWORD met
         *distanceHigh = static_cast<LONG>(position >> 32);
     const auto low = static_cast<DWORD>(position & 0xFFFFFFFF);
     if (low == INVALID_SET_FILE_POINTER)
-        SetLastError(ERROR_SUCCESS); // a position that looks like the failure
+        SetLastError(ERROR_SUCCESS); // a position that equals the failure value
     return low;
 }
 
@@ -269,7 +270,7 @@ BOOL ReplaceFileA(LPCSTR replaced, LPCSTR replacement, LPCSTR backup, DWORD /*fl
         return succeeded(wd::replaceFileBy(wd::mapPath(replaced), wd::mapPath(replacement)));
     });
     if (replacement != nullptr)
-        wd::letGoOfTemporary(replacement); // it stays after a failure too, as one left behind
+        wd::letGoOfTemporary(replacement); // after a failure too: the file stays, as one left behind
     return done;
 }
 
@@ -306,7 +307,7 @@ BOOL DeleteFileA(LPCSTR name) {
     return done;
 }
 
-// The name is made in the caller's form of the folder, so that it leads to the same file when it is given back.
+// Builds the name from the folder as the caller wrote it, so that it leads to the same file when it is passed back.
 UINT GetTempFileNameA(LPCSTR folder, LPCSTR prefix, UINT unique, LPSTR buffer) {
     return wd::withinMemory(UINT{0}, [&]() -> UINT {
         constexpr std::size_t kPrefixBytes = 3;

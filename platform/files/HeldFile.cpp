@@ -11,7 +11,7 @@ namespace {
 constexpr mode_t kOwnMode = 0600;
 constexpr off_t kLockByte = 0;
 
-// The name that an open file without one is linked by.
+// The path by which an open file without a name is linked.
 struct OwnName {
     explicit OwnName(int file) { std::snprintf(text, sizeof text, "/proc/self/fd/%d", file); }
     char text[32];
@@ -50,7 +50,7 @@ bool HeldFile::make(int folder, const char* name) {
     return false;
 }
 
-// One that has its name already may have been taken for left behind before it was locked: whoever did removes it.
+// A file that was created with its name may have been taken for left behind before it was locked: then it is removed.
 bool HeldFile::hold(int folder, const char* name) {
     struct stat status {};
     if (lockByte(m_file.get(), kLockByte, F_WRLCK) && sys::fstat(m_file.get(), &status) == 0) {
@@ -79,7 +79,7 @@ bool HeldFile::removeLeftBehind(int folder, const char* name) {
     constexpr int kFlags = O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
     const LockDescriptor left =
         LockDescriptor::from([&] { return FileDescriptor(sys::openat(folder, name, kFlags, 0)); });
-    // One remover at a time, so that the name stays this file's to the end.
+    // One remover at a time, so that the name stays this file's until it is unlinked.
     return left.valid() && sys::flock(left.get(), LOCK_EX | LOCK_NB) == 0 && lockByte(left.get(), kLockByte, F_RDLCK) &&
            leadsTo(folder, name, left.get()) && sys::unlinkat(folder, name, 0) == 0;
 }

@@ -1,7 +1,7 @@
-// A descriptor that a lock is held through. Such a lock (flock, or one of an open file description) belongs to the open
-// file, which the child of a fork shares: a child that kept the descriptor would keep its parent's lock, also when the
-// parent is dead. So the child closes all of them before fork returns in it, whichever thread had them: there every
-// LockDescriptor is empty. (The child of a bare clone(), which runs no handlers, keeps them.)
+// A descriptor through which a lock is held. Such a lock (flock's, or an OFD lock) belongs to the open file, which the
+// child of a fork shares: a child that kept the descriptor would keep its parent's lock, even when the parent is dead.
+// So the child closes all of them before fork returns in it, whichever thread had them: there every LockDescriptor is
+// empty. (The child of a bare clone(), which runs no handlers, keeps them.)
 #pragma once
 
 #include "FileDescriptor.h"
@@ -13,12 +13,12 @@ namespace wd {
 
 class LockDescriptor {
   public:
-    // Guards the list of those that are valid.
+    // Guards the list of valid ones.
     static inline constinit ForkMutex<LockDescriptor, ForkOrder::LockDescriptors> s_mutex;
 
     LockDescriptor() = default;
-    // The file that `open()` gives, a FileDescriptor; empty with errno when that isn't valid. It runs with forks kept
-    // out, so that no child can have the open file unseen.
+    // The file that `open()` returns, a FileDescriptor; empty with errno when that isn't valid. Forks are held off
+    // while `open` runs, so that no child inherits the open file unnoticed.
     template <class Open>
     static LockDescriptor from(Open&& open) {
         LockDescriptor made;
@@ -36,10 +36,10 @@ class LockDescriptor {
 
     int get() const { return m_file.get(); }
     bool valid() const { return m_file.valid(); }
-    // Closes it. The lock is given up before that, by whoever took it.
+    // Closes it. Whoever took the lock has released it before.
     void reset();
 
-    // Of the fork handler: the forking thread holds the mutex.
+    // For the fork handler: the forking thread holds the mutex.
     static void closeAllInChild() WD_REQUIRES(s_mutex);
 
   private:

@@ -1,6 +1,6 @@
-// An open file with flock's lock on it, which is given up before the descriptor is closed: closing alone wouldn't do it
-// where a bare clone has the descriptor too, and with it the lock. In that clone the lock is its parent's, and only the
-// descriptor is closed. The child of a fork has neither.
+// An open file with flock's lock on it. The lock is released before the descriptor is closed: closing alone wouldn't
+// release it where a bare clone shares the open file. In that clone the lock is its parent's, and only the descriptor
+// is closed. The child of a fork has neither.
 #pragma once
 
 #include "Deadline.h"
@@ -11,14 +11,14 @@
 
 namespace wd {
 
-// For the few steps of whoever else has a lock. Whoever may read a file may lock it for good, so none is waited for
-// without a limit.
+// How long another holder may need for its few steps. Whoever may read a file may lock it forever, so no such lock is
+// waited for without a limit.
 inline constexpr std::chrono::seconds kLockPatience{5};
 
 class LockedFile {
   public:
     LockedFile() = default;
-    // The file that `open()` gives, not locked yet; as LockDescriptor::from.
+    // The file that `open()` returns, not locked yet; see LockDescriptor::from.
     template <class Open>
     static LockedFile from(Open&& open) {
         LockedFile made;
@@ -36,14 +36,14 @@ class LockedFile {
     int get() const { return m_file.get(); }
     bool valid() const { return m_file.valid(); }
 
-    // flock's LOCK_SH or LOCK_EX, without waiting. False with errno, EWOULDBLOCK while another has the file.
+    // flock's LOCK_SH or LOCK_EX, without waiting. False with errno; EWOULDBLOCK while another has the lock.
     bool tryLock(int operation) {
         if (sys::flock(get(), operation | LOCK_NB) != 0)
             return false;
         m_owner = ::getpid();
         return true;
     }
-    // The same as long as the others' patience lasts; EBUSY then.
+    // The same, waiting for kLockPatience at most; EBUSY then.
     bool lock(int operation) {
         for (const Deadline deadline(kLockPatience); !tryLock(operation);) {
             if (errno != EWOULDBLOCK && errno != EINTR)
@@ -67,7 +67,7 @@ class LockedFile {
 
   private:
     LockDescriptor m_file;
-    pid_t m_owner = 0; // of the lock; 0: none
+    pid_t m_owner = 0; // the process that took the lock; 0: none
 };
 
 } // namespace wd

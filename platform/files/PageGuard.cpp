@@ -12,7 +12,7 @@ namespace wd {
 
 namespace {
 
-// Read by the signal handler at any moment: the end is stored last, and taken back first.
+// Read by the signal handler at any moment: the end is stored last, and cleared first.
 struct Range {
     std::atomic<std::uintptr_t> begin{0}; // 0: unused
     std::atomic<std::uintptr_t> end{0};
@@ -20,7 +20,7 @@ struct Range {
 };
 constinit std::array<Range, 1024> ranges{};
 
-// Of PageFaults.
+// The state of PageFaults.
 constinit thread_local std::atomic<bool> isCatching{false};
 constinit thread_local std::atomic<bool> hasCaught{false};
 
@@ -38,7 +38,7 @@ Range* rangeOf(std::uintptr_t address) {
     return nullptr;
 }
 
-// The signal as it would have been without the guard.
+// Does what the signal would have done without the guard.
 void passOn(int signal, siginfo_t* info, void* context) {
     if ((previous.sa_flags & SA_SIGINFO) != 0) {
         previous.sa_sigaction(signal, info, context);
@@ -69,7 +69,7 @@ void watch() {
     ::sigaction(SIGBUS, &action, &previous);
 }
 
-// Nobody waits for another thread here, which a fork could cut off.
+// Without waiting for another thread, which a fork could cut off.
 void watchOnce() {
     static constinit std::atomic<bool> watched{false};
     if (!watched.exchange(true))

@@ -1,8 +1,8 @@
-// Against strangers who cut short a file that this process has mapped: the system ends a process with SIGBUS that
-// touches a page behind the file's end. Inside guarded memory such a page becomes an empty one of this process alone,
-// and the call goes on with what stands there, as it does with any other nonsense in shared memory. Elsewhere the
-// signal does what it did before. The handler is set by the first of these calls; a program that sets its own later
-// is without this guard.
+// Protects against strangers who truncate a file that this process has mapped: the system sends SIGBUS to a process
+// that touches a page beyond the file's end. In guarded memory such a page is replaced by an empty one that is private
+// to this process, and the call goes on with that content, as with any other nonsense in shared memory. Elsewhere the
+// signal does what it did before. The first of these calls installs the handler; a program that installs its own later
+// loses the guard.
 #pragma once
 
 #include <atomic>
@@ -10,12 +10,12 @@
 
 namespace wd {
 
-// Guards mapped memory until unguardPages. Gives the word that becomes true when a page is lost, for whoever asks at
-// each call; null, and no guard, when too much is guarded already. Any thread.
+// Guards mapped memory until unguardPages. Returns the flag that becomes true when a page is lost, for whoever checks
+// it at each call; null, and no guard, when too many ranges are guarded already. Any thread.
 const std::atomic<bool>* guardPages(void* address, std::size_t size);
 void unguardPages(void* address);
 
-// While it lives, the same holds for whatever its thread touches: for the time in which a map isn't known yet.
+// While it lives, guards whatever its thread touches: for as long as a map's address isn't known yet.
 class PageFaults {
   public:
     PageFaults();
@@ -26,7 +26,7 @@ class PageFaults {
     bool happened() const;
 };
 
-// Whether a page of the guarded memory was lost: it isn't what other processes see any more.
+// Whether a page of the guarded memory was lost: the memory isn't what other processes see any more.
 bool pagesWereLost(const void* address);
 
 } // namespace wd

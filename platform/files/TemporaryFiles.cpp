@@ -61,7 +61,7 @@ DWORD makeTemporary(const fs::path& path) {
 
 void letGoOfTemporary(std::string_view path) {
     const std::string_view name = path.substr(path.find_last_of("/\\") + 1);
-    std::unique_ptr<Temporary> found; // goes after the lock, for its file takes another one
+    std::unique_ptr<Temporary> found; // destroyed after the lock: closing its file takes another mutex
     const ForkLock lock(temporariesMutex);
     for (Temporary** link = &firstTemporary; *link != nullptr; link = &(*link)->next)
         if (const std::string_view own = (*link)->path.native(); own.substr(own.rfind('/') + 1) == name) {

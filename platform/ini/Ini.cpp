@@ -1,5 +1,5 @@
-// INI files: each call reads the file anew, and a write replaces it as a whole. Writers of one folder take turns by a
-// lock on the folder itself, which goes with its holder; readers take none and see the old file or the new one.
+// INI files: each call reads the file again, and a write replaces all of it. Writers in one folder serialize on a lock
+// on the folder itself, which dies with its holder; readers take none and see the old file or the new one.
 #include "FileReplace.h"
 #include "Home.h"
 #include "IniText.h"
@@ -27,8 +27,8 @@ bool isThere(const std::filesystem::path& file) {
     return sys::stat(file.c_str(), &status) == 0;
 }
 
-// A plain name is a file of the home. So is the settings file when none stands in the folder given: an installation for
-// all may be set up by each home.
+// A name without a folder is a file of the home. So is the settings file when the given folder has none: each home may
+// have its own settings for a shared installation.
 std::filesystem::path fileOf(LPCSTR name) {
     const char* const plain = PathFindFileNameA(name);
     if (plain == name)
@@ -39,9 +39,9 @@ std::filesystem::path fileOf(LPCSTR name) {
     return file;
 }
 
-// Content of a regular file; nothing with errno.
+// Content of a regular file; nothing, with errno set, on failure.
 std::optional<std::string> contentOf(const std::filesystem::path& path) {
-    // A pipe in the file's place must not hold the caller up.
+    // O_NONBLOCK: a pipe in the file's place must not block the caller.
     const FileDescriptor file(sys::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK, 0));
     struct stat status {};
     if (!file.valid() || sys::fstat(file.get(), &status) != 0)
@@ -57,7 +57,7 @@ std::optional<std::string> contentOf(const std::filesystem::path& path) {
     return readWhole(file.get(), static_cast<std::size_t>(status.st_size));
 }
 
-// The value as it stands in the file; nothing when file, section or name is missing.
+// The value in the file; nothing when file, section or name is missing.
 std::optional<std::string> valueOf(LPCSTR section, LPCSTR name, LPCSTR file) {
     if (section == nullptr || name == nullptr || file == nullptr || *file == '\0')
         return std::nullopt;

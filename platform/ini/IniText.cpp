@@ -20,7 +20,7 @@ std::string_view unquoted(std::string_view text) {
 enum class LineKind { Other, Header, Value };
 
 struct Line {
-    std::string_view whole; // its end included
+    std::string_view whole; // line end included
     LineKind kind = LineKind::Other;
     std::string_view name;  // of the section or of the value
     std::string_view value; // trimmed
@@ -49,7 +49,7 @@ Line parseLine(std::string_view whole) {
     return line;
 }
 
-// Walks the lines; the bytes before the first one, a byte order mark, belong to none.
+// Iterates over the lines; a byte order mark before the first belongs to none.
 class Lines {
   public:
     explicit Lines(std::string_view content) : m_rest(content) {
@@ -70,10 +70,10 @@ class Lines {
     std::string_view m_rest;
 };
 
-// What a change needs to know of the section: offsets into the content.
+// What a change needs to know about the section.
 struct SectionPlace {
     bool found = false;
-    std::size_t insertAt = 0;                       // behind its last line that isn't blank
+    std::size_t insertAt = 0;                       // offset after its last line that isn't blank
     std::optional<std::string_view> firstValueLine; // with the name asked for
 };
 
@@ -102,7 +102,7 @@ std::string_view lineEndOf(std::string_view content) {
     return end != std::string_view::npos && end > 0 && content[end - 1] == '\r' ? "\r\n" : "\n";
 }
 
-// Takes out every line of every section of that name which `drop` wants gone: a second one must not come to light.
+// Removes the lines that `drop` selects from every section of that name, so that no duplicate takes their place.
 template <class Drop>
 std::string without(std::string_view content, std::string_view section, Drop&& drop) {
     std::string result(content.substr(0, content.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0));

@@ -12,7 +12,7 @@ const void* thisThread() {
     return &anchor;
 }
 
-// Every section, so that a child can look at each.
+// Every section of the process, so that a child can reset each.
 constinit ForkMutex<Section, ForkOrder::Sections> sectionsMutex;
 constinit Section* firstSection WD_GUARDED_BY(sectionsMutex) = nullptr;
 
@@ -63,7 +63,7 @@ void Section::leave() {
     m_mutex.unlock();
 }
 
-// A mutex locked by a thread that isn't there can't be unlocked by anybody: a new one takes its place.
+// Nobody can unlock a mutex whose owner doesn't exist in the child: a new one takes its place.
 void Section::resetInChild() {
     if (m_owner.load(std::memory_order_relaxed) == thisThread())
         return;

@@ -1,5 +1,5 @@
-// How long something is tried again. By the clock: a signal cuts a pause short, so that under a profiling timer a count
-// of pauses would be over at once.
+// A time limit for retries. Measured by the clock: a signal cuts a pause short, so under a profiling timer a fixed
+// number of pauses would be over at once.
 #pragma once
 
 #include "SystemCalls.h"
@@ -13,7 +13,7 @@ class Deadline {
     explicit Deadline(std::chrono::milliseconds allowed) : m_end(std::chrono::steady_clock::now() + allowed) {}
 
     bool isOver() const { return std::chrono::steady_clock::now() >= m_end; }
-    // A millisecond before the next try, or less; false without one when the time is over.
+    // Sleeps a millisecond at most before the next try; false, without a sleep, when the time is over.
     bool pause() const {
         constexpr struct timespec kPause { 0, 1'000'000 };
         if (isOver())

@@ -1,6 +1,6 @@
-// A table of open handles. A handle is a number (generation, slot, mark), checked at each use and never followed, so a
-// closed or made-up one is told from an open one, and one table's from another's. Lock-free: any thread, and a child of
-// a fork goes on with the handles of its parent. Slots are never freed; one in use by another thread at the moment of a
+// A table of open handles. A handle is a number (generation, slot, mark), checked at each use and never dereferenced,
+// so that closed or made-up handles and those of another table are recognised. Lock-free; any thread. A child of a fork
+// goes on with its parent's handles. A slot's memory is never freed; a slot in use by another thread at the moment of a
 // fork is lost to the child.
 #pragma once
 
@@ -15,11 +15,11 @@
 
 namespace wd {
 
-// One table for each Payload, what a handle stands for. It is written before its handle is open and only read while it
-// is; `closed()` is called on it when the handle is closed and nobody works with it any more.
+// One table per Payload, which is what a handle stands for. It is written before its handle is open and only read while
+// it is; `closed()` is called on it when the handle is closed and no call uses it any more.
 template <class Payload, std::uint8_t kMark>
 class HandleTable {
-    // state: generation (32 bits) | open (1) | number of uses (31). Who brings "not open, no use" about frees the slot;
+    // state: generation (32 bits) | open (1) | number of uses (31). Whoever makes it "not open, no use" frees the slot;
     // a slot gets its next generation when it is opened again.
     struct alignas(kCacheLineBytes) Slot {
         std::atomic<std::uint64_t> state{0};
@@ -40,7 +40,7 @@ class HandleTable {
         Use(const Use&) = delete;
         Use& operator=(const Use&) = delete;
 
-        // False for a handle that isn't open. Once an object.
+        // False for a handle that isn't open. At most once per Use.
         bool acquire(const void* handle) {
             std::uint64_t generation = 0;
             Slot* slot = slotOf(handle, generation);
@@ -61,7 +61,7 @@ class HandleTable {
         Slot* m_slot = nullptr;
     };
 
-    // `fill(payload)` lays down what the handle stands for. Null when memory or the table's range is exhausted.
+    // `fill(payload)` sets what the handle stands for. Null when memory or the table's range is exhausted.
     template <class Fill>
     static void* open(Fill&& fill) {
         Slot* slot = popFree();
@@ -94,7 +94,7 @@ class HandleTable {
         return true;
     }
 
-    // Calls `visit(payload)` for each handle that is open, and stays so meanwhile.
+    // Calls `visit(payload)` for each open handle; the slot isn't reused meanwhile.
     template <class Visit>
     static void forEach(Visit&& visit) {
         const std::uint32_t made = s_made.load(std::memory_order_acquire);
@@ -108,7 +108,7 @@ class HandleTable {
     }
 
   private:
-    // A handle: generation << 32 | slot index << 8 | mark. It is never a predefined key, whose upper half is 0.
+    // A handle: generation << 32 | slot index << 8 | mark. It never equals a predefined key, whose upper half is 0.
     static constexpr std::uint64_t kOpen = std::uint64_t{1} << 31;
     static constexpr std::uint64_t kUses = kOpen - 1;
     static constexpr unsigned kGenerationShift = 32;
@@ -119,7 +119,7 @@ class HandleTable {
 
     using Chunk = std::array<Slot, kChunkSlots>;
 
-    // Stacks of free slots. The top is a count of pops, against the same index coming back unnoticed, and the index.
+    // Stacks of free slots. The top holds a count of pops (against the ABA problem) and a slot's index.
     struct alignas(kCacheLineBytes) FreeStack {
         std::atomic<std::uint64_t> top{kNone};
     };
@@ -177,7 +177,7 @@ class HandleTable {
         }
     }
 
-    // Slots closed by other threads lie on other stacks: all are tried before a new slot is made.
+    // Slots closed by other threads are on other stacks: all are tried before a new slot is made.
     static Slot* popFree() {
         const std::size_t start = threadShard();
         for (std::size_t i = 0; i < kShards; ++i)

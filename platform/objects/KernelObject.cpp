@@ -17,10 +17,10 @@ namespace wd {
 
 namespace {
 
-// Stands in the words of private objects, where no other process looks.
+// The tag in the words of private objects, which no other process sees.
 constexpr Tag kPrivateTag = makeTag(0, 1);
 
-// Every object of this process, with its owner.
+// Owns every object of this process.
 using Objects = std::unordered_map<const KernelObject*, std::unique_ptr<KernelObject>>;
 
 Objects& allObjects() WD_REQUIRES(objectsMutex) {
@@ -34,17 +34,18 @@ KernelObject& own(std::unique_ptr<KernelObject> object) WD_REQUIRES(objectsMutex
     return kept;
 }
 
-// The process that opened what is open.
+// The process that opened the objects.
 constinit std::atomic<const ProcessState*> owner{nullptr};
 
 bool enterSlowly(const ProcessState* process) {
-    const auto viewed = viewedInChild(); // before the mutex that comes behind its own
+    const auto viewed = viewedInChild(); // takes viewsMutex, which comes before objectsMutex
     const ForkLock lock(objectsMutex);
     const ProcessState* const before = owner.load(std::memory_order_relaxed);
     if (before != nullptr && before != process) {
         if (const DWORD error = ObjectSpace::claimAllInChild())
             return failed(error) == 0;
-        // All or none: a lock is made of several objects, and half of one would let two in. The next call tries again.
+        // All or none: a lock may consist of several objects, and with half of them two could hold it. The next call
+        // tries again.
         if (const DWORD error = KernelObject::reopenAllInChild(viewed))
             return failed(error) == 0;
     }
@@ -52,8 +53,8 @@ bool enterSlowly(const ProcessState* process) {
     return true;
 }
 
-// At the end of the process other threads may be anywhere: if one of them is at work here, files stay, for the next
-// creator to lay down afresh.
+// At the end of the process other threads may still run: if one of them holds the mutex, the files stay, for the next
+// creator to initialise anew.
 __attribute__((destructor)) void discardObjects() {
     if (!objectsAreOwn() || !objectsMutex.try_lock())
         return;
@@ -61,7 +62,7 @@ __attribute__((destructor)) void discardObjects() {
     objectsMutex.unlock();
 }
 
-// Of an object that is made anew as it was: a mutex that somebody held then was left by one who is gone.
+// The word of an object that is recreated from a copy: a mutex that was held then counts as abandoned.
 std::uint64_t wordWithoutHolder(ObjectKind kind, std::uint64_t word) {
     switch (kind) {
     case ObjectKind::Mutex:
@@ -155,7 +156,7 @@ void KernelObject::dropLocked() {
 }
 
 DWORD KernelObject::reopenAllInChild(const std::unordered_set<const KernelObject*>& viewed) {
-    DWORD passing = ERROR_SUCCESS; // a failure that may be none next time
+    DWORD passing = ERROR_SUCCESS; // a passing failure: the next call may succeed
     std::unordered_set<const KernelObject*> usable = viewed;
     KernelHandles::forEach([&](const HandleTarget& target) {
         if (target.object != nullptr && (target.thread == 0 || target.thread == threadNumber()))
@@ -166,7 +167,7 @@ DWORD KernelObject::reopenAllInChild(const std::unordered_set<const KernelObject
         objects.push_back(owned.get());
     keepHeldInChild();
     for (KernelObject* object : objects) {
-        // One without any handle was on its way to its first, or from its last, in another thread.
+        // An object without any handle was being opened or closed by another thread.
         const bool isOthers = object->isNamed() && !usable.contains(object);
         const DWORD error = object->isNamed() && !isOthers ? object->reopenFile() : DWORD{ERROR_SUCCESS};
         if (error == ERROR_NOT_ENOUGH_MEMORY || error == ERROR_TOO_MANY_OPEN_FILES || error == ERROR_DISK_FULL)
@@ -175,8 +176,8 @@ DWORD KernelObject::reopenAllInChild(const std::unordered_set<const KernelObject
         if (isOthers)
             object->m_space->forget(*object);
         const std::uint64_t holder = object->ownerThread.load(std::memory_order_relaxed);
-        // What this thread holds of its own it still holds; everything else is held by threads that aren't here, which
-        // may have been anywhere between taking the word and saying so.
+        // This thread still holds its private mutexes; all others are held by threads that the child doesn't have,
+        // which may have taken the word without having set ownerThread yet.
         if (!object->isNamed() && holder == threadNumber())
             continue;
         const bool isTaken = (object->word().load(std::memory_order_relaxed) & kTaken) != 0;
@@ -191,8 +192,8 @@ DWORD KernelObject::reopenAllInChild(const std::unordered_set<const KernelObject
     return passing;
 }
 
-// The parent may have closed the object meanwhile: then this makes it anew, as it was but for who held it. Its memory
-// is copied first, since to lay it down may empty that very file.
+// The parent may have closed the object meanwhile: then this recreates it as it was, except for its holder. The memory
+// is copied first, since initialising the object may truncate that very file.
 DWORD KernelObject::reopenFile() {
     const std::string text = loadText(*m_header);
     ObjectPlan plan;
@@ -241,20 +242,20 @@ bool ObjectUse::find(HANDLE handle, ObjectKind kind) {
 
 namespace {
 
-// Error of a name that no object can have; else the name of its file.
+// ERROR_FILENAME_EXCED_RANGE for a name that no object can have; else 0 and the name of its file.
 DWORD fileOf(const char* name, std::string& file) {
     const std::string_view text(name);
     file = text.size() < MAX_PATH ? objectFileName(text) : std::string();
     return file.empty() ? ERROR_FILENAME_EXCED_RANGE : ERROR_SUCCESS;
 }
 
-// How deep the calling thread is in stretches whose handles are its own.
+// How deep the calling thread is in beginOwnHandles.
 constinit thread_local unsigned ownHandles = 0;
 
 KernelObject* openNamed(ObjectPlan plan, const char* name, bool& existed, DWORD& error) {
     std::string file;
     error = fileOf(name, file);
-    // What the home lacks is made before the mutex is taken: it may have to wait for another process.
+    // What the home lacks is made before the mutex is taken, since that may wait for another process.
     if (error == ERROR_SUCCESS && ObjectSpace::known() == nullptr)
         error = home().ensureObjects();
     if (error != ERROR_SUCCESS)
@@ -287,7 +288,7 @@ KernelObject* openPrivate(const ObjectPlan& plan, DWORD& error) {
 
 void beginOwnHandles() {
     ++ownHandles;
-    watchThreadEnd(); // now, when it holds nothing; without memory the first wait says so
+    watchThreadEnd(); // now, while it holds nothing; if memory is exhausted, the first wait reports it
 }
 
 void endOwnHandles() {

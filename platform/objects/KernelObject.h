@@ -1,9 +1,9 @@
-// Kernel objects as one process has them. Each named object is open once in a process, however many handles and views
-// stand for it; what only this process knows about it (which thread holds a mutex, and how often) stands here.
+// The kernel objects of this process. Each named object is open once per process, however many handles and views refer
+// to it; what only this process knows about it (which thread holds a mutex, and how often) is kept here.
 //
-// An object lives while something refers to it: a handle, a view, or the thread that holds it. The last reference
-// closes it, under the lock of all objects; to find an object by its name takes the same lock. A child of a fork opens
-// every object anew at its first call (enterObjects), since it has none of its parent's locks on their files.
+// An object lives while something refers to it: a handle, a view, or the thread that holds it. Dropping the last
+// reference closes it under objectsMutex; finding an object by its name takes the same mutex. A child of a fork reopens
+// every object at its first call (enterObjects), since it has none of its parent's locks on their files.
 #pragma once
 
 #include "ForkMutex.h"
@@ -24,14 +24,14 @@ class ObjectSpace;
 class ProcessTable;
 
 // Guards which objects this process has open, and under which names. Held across a fork, and for the few system calls
-// that closing takes; opening waits for others without it.
+// of closing; opening doesn't hold it while it waits for other processes.
 inline constinit ForkMutex<class KernelObject, ForkOrder::Objects> objectsMutex;
 
 class KernelObject {
   public:
-    // A named object, open in `file`; the first reference is the caller's.
+    // A named object, open in `file`; the caller gets the first reference.
     static KernelObject& keep(ObjectSpace& space, ObjectFile file) WD_REQUIRES(objectsMutex);
-    // One of this process alone, likewise; null with an error.
+    // A private object, likewise; null with an error.
     static KernelObject* makePrivate(const ObjectPlan& plan, DWORD& error) WD_REQUIRES(objectsMutex);
     ~KernelObject();
     KernelObject(const KernelObject&) = delete;
@@ -47,7 +47,7 @@ class KernelObject {
     ObjectSpace* space() const { return m_space; }
     ObjectFile& file() { return m_file; }
 
-    // This process, as it stands in the words of its objects.
+    // This process's tag, as it is in the words of its objects.
     Tag ownTag() const;
     bool isAlive(Tag tag) const;
 
@@ -57,19 +57,19 @@ class KernelObject {
 
     std::atomic<std::uint32_t> handles{0};
 
-    // Of a mutex: the thread of this process that holds it (0: none), how often, and which other one it holds. Only
-    // that thread writes them.
+    // For a mutex: the thread of this process that holds it (0: none), how often, and the next mutex that this thread
+    // holds. Only that thread writes them.
     std::atomic<std::uint64_t> ownerThread{0};
     std::uint32_t depth = 0;
     KernelObject* nextHeld = nullptr;
 
-    // In a child of a fork: opens every object anew, at the same address; it may be another one of its name by now. Not
-    // so those that no handle leads to but other threads' own, and no view of those in `viewed`. The error of a lack of
-    // memory, descriptors or room: then it is to be called again.
+    // In a child of a fork: reopens every object at the same address; its name may lead to another object by now. Marks
+    // as lost the named ones that are not in `viewed` and have no handle but other threads' own. Returns the error when
+    // memory, descriptors or disk space ran out: then it is to be called again.
     static DWORD reopenAllInChild(const std::unordered_set<const KernelObject*>& viewed) WD_REQUIRES(objectsMutex);
-    // The child couldn't have it: every use is refused.
+    // The child couldn't reopen it: every use is refused.
     bool isLost() const { return m_lost; }
-    // Says on stderr, once, that somebody has removed the object's file: others may hold a second one by now.
+    // Reports on stderr, once, that the object's file was removed: others may have made a second object by now.
     void noticeRemoval();
 
   private:
@@ -94,7 +94,7 @@ class KernelObject {
 // What a handle stands for: an object, or an open file.
 struct HandleTarget {
     KernelObject* object = nullptr;
-    std::uint64_t thread = 0; // whose own the handle is; 0: the process's
+    std::uint64_t thread = 0; // the thread whose own handle it is; 0: the process's
     LockedFile file;
 
     void closed() {
@@ -106,10 +106,11 @@ struct HandleTarget {
 };
 using KernelHandles = HandleTable<HandleTarget, 0xA5>;
 
-// A handle in use by one call: the object can't go meanwhile.
+// A handle in use by one call: the object stays alive meanwhile.
 class ObjectUse {
   public:
-    // Of this kind; Any takes every kind. Otherwise false, with GetLastError 6.
+    // False with GetLastError: ERROR_INVALID_HANDLE when it isn't the handle of an object of this kind (Any: of any
+    // kind).
     bool acquire(HANDLE handle, ObjectKind kind);
     // The same without touching GetLastError.
     bool find(HANDLE handle, ObjectKind kind);
@@ -120,29 +121,29 @@ class ObjectUse {
     KernelHandles::Use m_use;
 };
 
-// To be called first by every function on kernel objects: in a child of a fork it opens anew what the process has.
-// False with GetLastError when this process can have no objects.
+// Called first by every function on kernel objects: in a child of a fork it reopens the objects. False with
+// GetLastError when this process can have no objects.
 bool enterObjects();
-// Whether the calling process is the one that opened them: not so in a child of a fork before its first call.
+// Whether the calling process is the one that opened the objects: false in a child of a fork before its first call.
 bool objectsAreOwn();
 
 // Creates or opens an object and makes a handle for it; a null or empty name is private. Null with GetLastError; with a
-// handle it is 183 for an object that was there already, else 0.
+// handle that is ERROR_ALREADY_EXISTS for an object that existed, else 0.
 HANDLE openObject(const ObjectPlan& plan, const char* name);
 
-// The object of this name with a reference for the caller, whatever its kind; null with an error.
+// The object of this name, whatever its kind, with a reference for the caller; null with an error.
 KernelObject* findObject(const char* name, DWORD& error);
 
-// The process table of the home, with this process in it; null with GetLastError.
+// The home's process table, with a row for this process; null with GetLastError.
 const ProcessTable* ownProcesses();
 
-// Named objects' handles that the calling thread opens between the two are its own (platform/robust.h).
+// Handles of named objects that the calling thread opens between these two calls are its own (platform/robust.h).
 void beginOwnHandles();
 void endOwnHandles();
-// The calling thread between the two; else 0.
+// The calling thread's number between the two, else 0.
 std::uint64_t ownerOfHandles();
 
-// A number for the calling thread, never 0, that no other thread of this process has or had.
+// A number for the calling thread: never 0, and no other thread of this process has or had it.
 std::uint64_t threadNumber();
 
 } // namespace wd

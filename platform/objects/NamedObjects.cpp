@@ -1,4 +1,4 @@
-// The functions on kernel objects, as callers know them.
+// The exported functions on kernel objects.
 #include "KernelObject.h"
 #include "LastError.h"
 #include "ProcessTable.h"

@@ -16,10 +16,10 @@ namespace wd {
 namespace {
 
 constexpr int kOpenFlags = O_RDWR | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
-// To find the object in a state to use, against others that come and go.
+// How long to try to get the object into a usable state while others come and go.
 constexpr std::chrono::milliseconds kSettleTime{1000};
 constexpr std::chrono::milliseconds kCreatorTime{5000}; // how long a creator may need for its few steps
-constexpr std::chrono::milliseconds kWriterTime{100};   // how long the few stores of a text may need
+constexpr std::chrono::milliseconds kWriterTime{100};   // how long a writer may need to store a text
 constexpr off_t kLockByte = 0;                          // locked for reading by whoever has the object
 constexpr std::size_t kBlockBytes = 512;                // the unit of st_blocks
 
@@ -34,7 +34,7 @@ bool isLockHeldElsewhere() {
 } // namespace
 
 void storeText(ObjectHeader& header, std::string_view text) {
-    // One writer at a time; one that died in the middle is waited for, but not for long.
+    // One writer at a time; a writer that died midway is waited for, but not for long.
     std::uint32_t before = header.textChanges.load(std::memory_order_relaxed);
     const Deadline patience(kWriterTime);
     while (before % 2 != 0 ||
@@ -130,10 +130,10 @@ DWORD ObjectFile::acquire(const ObjectPlan& plan, bool& existed) {
     return ERROR_INVALID_DATA;
 }
 
-// Opening comes before making, since the system may refuse O_CREAT on another's file in a sticky directory. Between the
-// two another process may be first: then the error says to try again.
+// Opens before it creates, since the system may refuse O_CREAT on another user's file in a sticky directory. When
+// another process creates the file in between, the error makes the caller try again.
 DWORD ObjectFile::openOrMake(const ObjectPlan& plan) {
-    unmap(); // what it had mapped was another's, or its parent's
+    unmap(); // an old mapping is of another file, or the parent's
     m_file = LockDescriptor::from([&] {
         FileDescriptor file(sys::openat(m_directory, m_name.c_str(), kOpenFlags, 0));
         if (!file.valid() && errno == ENOENT && plan.mayCreate)
@@ -158,14 +158,14 @@ ObjectFile::Step ObjectFile::settle(const ObjectPlan& plan, bool& existed, DWORD
                 return Step::Failed;
             }
         }
-        // Whoever was in the way may have died, or only looked for an object that nobody has.
+        // Whoever held it may have died, or only looked for an object that nobody has.
         alone = lockFile(m_file.get(), F_WRLCK);
     }
     existed = !alone;
     return alone ? create(plan, error) : join(plan, error);
 }
 
-// Under either lock: whether the file still is the object's, and one to use.
+// Under either lock: whether the file is still the object's, and safe to use.
 ObjectFile::Step ObjectFile::examine(struct stat& status, DWORD& error) const {
     if (sys::fstat(m_file.get(), &status) != 0)
         error = systemError();
@@ -200,8 +200,8 @@ ObjectFile::Step ObjectFile::create(const ObjectPlan& plan, DWORD& error) {
     return Step::Done;
 }
 
-// What stood there is over, whatever becomes of this call: also for several who wait for the lock together, none of
-// whom is alone when it goes.
+// Voids the old content, whatever becomes of this call. Else several processes that wait for the lock together, none of
+// which is alone when it is released, would join that content.
 void ObjectFile::invalidate(const struct stat& status) const {
     const std::uint32_t none = 0;
     if (m_memory != nullptr)
@@ -282,7 +282,7 @@ void* ObjectFile::mapAt(void* place, std::size_t size) const {
     if (sys::fstat(m_file.get(), &own) != 0 || sys::fstat(other.get(), &named) != 0)
         return MAP_FAILED;
     if (!isSameFile(own, named)) {
-        errno = EBUSY; // removed by hand under our lock, and made by somebody else since
+        errno = EBUSY; // removed by hand in spite of our lock, and made anew by somebody else
         return MAP_FAILED;
     }
     return sys::mmap(place, size, PROT_READ | PROT_WRITE, MAP_SHARED | (place != nullptr ? MAP_FIXED : 0), other.get(),
@@ -339,7 +339,7 @@ void ObjectFile::discard() {
             removeIfAlone();
         else if (m_kind == ObjectKind::Mapping && m_memory != nullptr && lockFile(m_file.get(), F_WRLCK))
             std::fill_n(static_cast<std::byte*>(m_memory) + kObjectPage, m_mapped - kObjectPage,
-                        std::byte{0}); // not for whoever looks at the file
+                        std::byte{0}); // whoever looks at the file must not see it
         leave();
     }
     forget();
@@ -370,7 +370,7 @@ bool ObjectFile::wasRemoved() const {
     return sys::fstat(m_file.get(), &own) == 0 && own.st_nlink == 0;
 }
 
-// Under the write lock, so that whoever opened the file before finds it without a name and starts over.
+// Under the write lock, so that whoever has opened the file already finds it without a name and starts over.
 void ObjectFile::removeName() const {
     struct stat own {};
     struct stat named {};

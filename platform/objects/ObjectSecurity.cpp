@@ -23,7 +23,7 @@ DWORD query(KernelObject& object, ObjectSecurity& security) {
     return error;
 }
 
-// The kernel's permission first: a text that promises more than the kernel gives would mislead whoever reads it.
+// Changes the kernel's permission first: a text that promises more than the kernel grants would mislead its readers.
 DWORD change(KernelObject& object, const ObjectSecurity& security) {
     if (security.sddl.size() > ObjectSecurity::kTextLimit)
         return ERROR_INSUFFICIENT_BUFFER;

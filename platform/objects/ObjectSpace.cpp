@@ -10,17 +10,17 @@ namespace wd {
 
 namespace {
 
-// All of this process; objects keep pointing to them.
+// All spaces of this process; never destroyed, since objects point to them.
 std::vector<std::unique_ptr<ObjectSpace>>& spaces() {
     static auto* const all = std::make_unique<std::vector<std::unique_ptr<ObjectSpace>>>().release();
     return *all;
 }
 
-// Written under the mutex, the home last, and never back.
+// Written under objectsMutex, the home last; never reset.
 constinit std::atomic<const Home*> currentHome{nullptr};
 constinit std::atomic<ObjectSpace*> currentSpace{nullptr};
 
-// Of this process and those before it.
+// Of this process and its ancestors.
 constinit std::atomic<std::uint64_t> forks{0};
 
 __attribute__((constructor)) void countForks() {
@@ -74,8 +74,8 @@ DWORD ObjectSpace::open() {
     return error;
 }
 
-// A child that began by closing all descriptors, as daemons do, may have the number for something else by now: it isn't
-// closed then.
+// A child that first closed all descriptors, as daemons do, may have the number in use for something else by now: then
+// it isn't closed.
 DWORD ObjectSpace::reopenDirectory() {
     struct stat status {};
     if (sys::fstat(m_directory.get(), &status) == 0 && status.st_dev == m_device && status.st_ino == m_inode)
@@ -125,7 +125,7 @@ ObjectFile ObjectSpace::takeClosedAt(std::size_t index) {
     return taken;
 }
 
-// What was closed before a fork is one open file with the copy of a child that ran no handlers: a lock on it would stay
+// An object closed before a fork shares its open file with a child that ran no fork handlers: a lock on it would stay
 // with that child.
 ObjectFile ObjectSpace::takeClosed(const std::string& file) {
     if (m_forksSeen != forks.load(std::memory_order_relaxed)) {

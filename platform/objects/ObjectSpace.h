@@ -1,5 +1,5 @@
-// The named objects of one home in this process: the directory, the process table, what is open by name, and a few
-// dozen closed objects that stay mapped, since a mutex made for one operation will be made for the next. Never
+// The named objects of one home in this process: the directory, the process table, the open objects by name, and a few
+// dozen closed objects that stay mapped, since a mutex made for one operation will be made again for the next. Never
 // destroyed: objects and the locks on their files refer to it. Everything but the process table is guarded by
 // objectsMutex.
 #pragma once
@@ -19,34 +19,34 @@ namespace wd {
 
 class ObjectSpace {
   public:
-    // Of the home of this process, with this process in its table; null with an error.
+    // The space of this process's home, with this process in its table; null with an error.
     static ObjectSpace* current(DWORD& error) WD_REQUIRES(objectsMutex);
-    // The same if it is known already; takes no lock.
+    // The same if it exists already, else null; takes no lock.
     static ObjectSpace* known();
-    // In a child of a fork: every space gets a row for it, and no closed object is kept.
+    // In a child of a fork: claims a row for it in every space, and drops all closed objects.
     static DWORD claimAllInChild() WD_REQUIRES(objectsMutex);
-    // At the end of the process: objects that are their creator's alone leave no file behind that would shut others
+    // At the end of the process: removes the files of objects that are their creator's alone, which would shut others
     // out.
     static void discardAll() WD_REQUIRES(objectsMutex);
 
     const ProcessTable& processes() const { return m_processes; }
-    // Of an object that is its creator's alone.
+    // What ObjectPlan::kCreatorAlone stands for here.
     mode_t creatorsMode() const { return m_creatorsMode; }
-    // An object's file, not open yet.
+    // The file of an object, not opened yet.
     ObjectFile file(const std::string& name) const { return {m_directory.get(), name}; }
 
-    // To open an object takes three steps: find; prepare, and ObjectFile::acquire of what it gives; keep. The second
+    // Opening an object takes three steps: find; prepare, and ObjectFile::acquire of its result; keep. Only acquire
     // goes without the mutex, since it may wait for others.
     //
-    // The object of a file's name, when this process has it, with one more reference. Null with an error, which is 0
-    // when the process doesn't have it.
+    // The object of a file's name that this process has open, with one more reference. Null with an error, which is 0
+    // when it has none.
     KernelObject* find(const std::string& file, const ObjectPlan& plan, DWORD& error) WD_REQUIRES(objectsMutex);
     ObjectFile prepare(const std::string& file, ObjectPlan& plan) WD_REQUIRES(objectsMutex);
     // The object of the acquired file, likewise; another thread's, when that was quicker.
     KernelObject* keep(ObjectFile file, const ObjectPlan& plan, DWORD& error) WD_REQUIRES(objectsMutex);
-    // Nothing refers to it any more; its memory may be gone.
+    // Nothing refers to the object any more; its memory may be unmapped.
     void close(KernelObject& object) WD_REQUIRES(objectsMutex);
-    // In a child of a fork: the object isn't the child's, which may open one of that name anew.
+    // In a child of a fork: the object isn't the child's, which may open another one of that name.
     void forget(KernelObject& object) WD_REQUIRES(objectsMutex);
 
   private:
@@ -70,7 +70,7 @@ class ObjectSpace {
     std::map<std::string, KernelObject*, std::less<>> m_named WD_GUARDED_BY(objectsMutex);
     std::array<ObjectFile, kClosedLimit> m_closed WD_GUARDED_BY(objectsMutex); // the oldest first
     std::size_t m_closedCount WD_GUARDED_BY(objectsMutex) = 0;
-    std::uint64_t m_forksSeen WD_GUARDED_BY(objectsMutex) = 0; // by then m_closed was emptied
+    std::uint64_t m_forksSeen WD_GUARDED_BY(objectsMutex) = 0; // fork count when m_closed was last emptied
 };
 
 } // namespace wd

@@ -34,15 +34,15 @@ bool lockRow(int file, std::uint32_t row, short type) {
     return lockByte(file, static_cast<off_t>(row), type);
 }
 
-// What the system tells of a process.
+// What the system says about a process.
 struct Process {
-    bool isOver = false;     // it has ended, and only waits for its parent to hear of it
-    std::uint64_t start = 0; // when it began, in the system's own unit
+    bool isOver = false;     // a zombie: it has ended, its parent hasn't waited for it
+    std::uint64_t start = 0; // when it started, in the system's own unit
 };
 
-// Nothing when that can't be told: it may not be there, or hidden from this one.
+// Nothing when that can't be told: the process may not exist, or be hidden from this one.
 std::optional<Process> lookAt(std::uint32_t number) {
-    constexpr int kThreads = 20; // numbers of the fields, of which the second is the name
+    constexpr int kThreads = 20; // field numbers; field 2 is the name
     constexpr int kStart = 22;
     std::array<char, 64> path{};
     std::snprintf(path.data(), path.size(), "/proc/%u/stat", number);
@@ -65,23 +65,23 @@ std::optional<Process> lookAt(std::uint32_t number) {
         if (field == kStart)
             process.start = std::strtoull(at, nullptr, 10);
     }
-    // The first thread of a process may have ended before the others.
+    // The main thread of a process may have ended before the others.
     process.isOver = (state == 'Z' || state == 'X') && threads <= 1;
     return process;
 }
 
-// What the numbers and times of processes are told in: elsewhere they are another process's. 0 when that can't be told.
+// The namespaces in which process numbers and times are valid: elsewhere they mean another process. 0 when unknown.
 std::uint64_t ownNamespaces() {
     struct stat numbers {};
     struct stat times {};
     if (sys::stat("/proc/self/ns/pid", &numbers) != 0)
         return 0;
-    sys::stat("/proc/self/ns/time", &times); // an older system has but one
+    sys::stat("/proc/self/ns/time", &times); // missing on older kernels
     return std::uint64_t{numbers.st_ino} << 32 ^ times.st_ino;
 }
 
 // Tells, with the process's number, this run of a program from every other: from the one before an exec, and from a
-// process of long ago with the same number. A digest, since its source is the source of secrets of the process.
+// process of long ago with the same number. A digest, since AT_RANDOM also seeds secrets of the process.
 std::uint64_t ownIdentity(std::uint64_t start) {
     sha256_ctx context;
     sha256_init(&context);
@@ -99,7 +99,7 @@ struct ProcessTable::Row {
     std::atomic<std::uint32_t> generation;
     std::atomic<std::uint32_t> process;
     std::atomic<std::uint64_t> identity;
-    std::atomic<std::uint64_t> start; // 0: not known, as the next
+    std::atomic<std::uint64_t> start; // 0: unknown; the same for `namespaces`
     std::atomic<std::uint64_t> namespaces;
 };
 
@@ -128,7 +128,7 @@ DWORD ProcessTable::open(int directory) {
         return systemError();
     if (!isSafeToWrite(file.get(), status, kMagic))
         return ERROR_ACCESS_DENIED;
-    // Whoever comes first makes it as long as it stays; to do so twice changes nothing.
+    // The first process gives it its final length; doing so twice changes nothing.
     if (!reserve(file.get(), sizeof(Layout)))
         return systemError();
     const FileDescriptor other = openFile(directory);
@@ -136,20 +136,20 @@ DWORD ProcessTable::open(int directory) {
     if (!other.valid() || sys::fstat(other.get(), &mapped) != 0)
         return systemError();
     if (mapped.st_ino != status.st_ino)
-        return ERROR_SHARING_VIOLATION; // somebody removes it by hand
+        return ERROR_SHARING_VIOLATION; // somebody is removing it by hand
     void* memory = sys::mmap(nullptr, sizeof(Layout), PROT_READ | PROT_WRITE, MAP_SHARED, other.get(), 0);
     if (memory == MAP_FAILED || memory == nullptr)
         return systemError();
-    // The memory that a child has of its parent's stays mapped: it may be looked at.
+    // In a child the parent's mapping stays mapped: it may still be read.
     m_layout = static_cast<Layout*>(memory);
     guardPages(memory, sizeof(Layout));
     m_file = std::move(file);
     return ERROR_SUCCESS;
 }
 
-// A table that nobody uses is laid down afresh, whatever stands in it.
+// Initialises a table that nobody uses, whatever its content.
 DWORD ProcessTable::checkLayout() {
-    constexpr std::chrono::milliseconds kLayDownTime{1000}; // how long another process may need to lay it down
+    constexpr std::chrono::milliseconds kLayDownTime{1000}; // how long another process may need to initialise it
     const auto isLaidDown = [this] {
         return m_layout->magic.load(std::memory_order_acquire) == kMagic &&
                m_layout->version.load(std::memory_order_relaxed) == kVersion;
@@ -160,8 +160,8 @@ DWORD ProcessTable::checkLayout() {
             return ERROR_SUCCESS;
         WD_STEP("processes.new");
         if (!lockRow(m_file.get(), 0, F_WRLCK))
-            continue; // another process lays it down
-        // Another may have done so, and be using it, between the look above and the lock.
+            continue; // another process is initialising it
+        // Between the check above and the lock another process may have initialised it, and be using it.
         bool good = isLaidDown();
         bool used = true;
         if (!good && askForLock(m_file.get(), 1, kRows - 1, used) && !used) {
@@ -208,7 +208,7 @@ DWORD ProcessTable::claim(int directory) {
         row.identity.store(identity, std::memory_order_relaxed);
         row.start.store(start, std::memory_order_relaxed);
         row.namespaces.store(m_namespaces, std::memory_order_relaxed);
-        row.generation.store(generation, std::memory_order_release); // last: who sees it sees the process
+        row.generation.store(generation, std::memory_order_release); // last: whoever sees it sees the rest
         m_own.store(makeTag(number, generation), std::memory_order_relaxed);
         return ERROR_SUCCESS;
     }
@@ -227,7 +227,7 @@ bool ProcessTable::isAlive(Tag tag) const {
     bool locked = true;
     if (askForLock(m_file.get(), rowOf(tag), 1, locked) && !locked)
         return false;
-    // To ask the system takes ten times as long, and whoever waits for a busy lock asks at each turn.
+    // Asking the system takes ten times as long, and a waiter for a busy lock asks at each turn.
     constexpr std::uint32_t kLookMs = 50;
     std::atomic<std::uint32_t>& seen = m_seen[rowOf(tag)];
     const auto now = static_cast<std::uint32_t>(::GetTickCount64());
@@ -239,8 +239,8 @@ bool ProcessTable::isAlive(Tag tag) const {
     return true;
 }
 
-// Whether the process that claimed a row is surely not there any more, whoever has its lock. A row that is claimed
-// meanwhile may hold numbers of two processes; but then the first of them is dead.
+// Whether the process that claimed a row is certainly gone, whoever has its lock. A row that is being claimed may hold
+// numbers of two processes; but then the first of them is dead.
 bool ProcessTable::isGone(const Row& row) const {
     const std::uint32_t number = row.process.load(std::memory_order_relaxed);
     const std::uint64_t start = row.start.load(std::memory_order_relaxed);

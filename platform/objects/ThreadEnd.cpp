@@ -11,7 +11,7 @@ constinit std::array<void (*)(), static_cast<std::size_t>(AtThreadEnd::Count)> a
 constinit thread_local bool watched = false;
 
 void atThreadEnd(void* /*value*/) {
-    watched = false; // another key's destructor may come back to us: then there is another round
+    watched = false; // another key's destructor may call the layer again: then there is another round
     for (auto* const action : actions)
         if (action != nullptr)
             action();
@@ -23,7 +23,7 @@ struct Key {
     pthread_key_t key{};
     bool isMade;
 };
-const Key threadEnd; // never given back: threads may end behind everything else
+const Key threadEnd; // never deleted: threads may end after everything else
 
 } // namespace
 

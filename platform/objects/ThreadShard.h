@@ -1,5 +1,5 @@
-// Spreads what all threads count or take from over several places, so that threads seldom meet at one. A thread keeps
-// its place for life; which one it is means nothing.
+// Spreads what all threads count or take from over several shards, so that threads rarely contend. A thread keeps its
+// shard for life; which one it is means nothing.
 #pragma once
 
 #include <atomic>

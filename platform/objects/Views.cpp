@@ -11,7 +11,7 @@ struct View {
     const void* address;
     KernelObject* mapping;
     std::uint32_t count;
-    std::uint64_t thread; // whose own they all are; 0: the process's
+    std::uint64_t thread; // the thread whose own they all are; 0: the process's
 };
 
 constinit ForkMutex<View, ForkOrder::Views> viewsMutex;
@@ -37,7 +37,7 @@ void addView(KernelObject& mapping) {
             known->thread = 0;
         return;
     }
-    views().push_back({address, &mapping, 1, ownerOfHandles()}); // first: it may fail for want of memory
+    views().push_back({address, &mapping, 1, ownerOfHandles()}); // first: it may run out of memory
     mapping.addReference();
 }
 

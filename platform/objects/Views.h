@@ -1,5 +1,5 @@
-// The views of mappings that this process has: addresses that callers were given. Each mapping is mapped once, so a
-// view is an address in it and a count. Any thread.
+// This process's views of mappings: addresses that callers were given. Each mapping is mapped once, so a view is an
+// address in it and a count. Any thread.
 #pragma once
 
 #include "KernelObject.h"
@@ -8,9 +8,9 @@
 
 namespace wd {
 
-// A view more of a mapping; it keeps the object alive.
+// Adds a view of a mapping, which keeps the object alive.
 void addView(KernelObject& mapping);
-// A view less; false for an address that isn't one.
+// Removes a view; false for an address that isn't one.
 bool removeView(const void* address);
 // The mappings of which a child of a fork has a view that isn't another thread's own (beginOwnHandles).
 std::unordered_set<const KernelObject*> viewedInChild();

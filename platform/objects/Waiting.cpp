@@ -33,7 +33,7 @@ void wake(SharedWord& word, int sleepers) {
     sys::futex_wake(&word, sleepers);
 }
 
-// False only for a failure that would make every other sleep fail too.
+// False only for a failure that every other sleep would meet too.
 bool sleepOn(SharedWord& word, std::uint64_t seen, std::uint64_t until) {
     const struct timespec time { static_cast<time_t>(until / kSecond), static_cast<long>(until % kSecond) };
     return sys::futex_wait(&word, static_cast<std::uint32_t>(seen & 0xFFFFFFFF), &time) == 0 || errno == EAGAIN ||
@@ -53,8 +53,8 @@ void forgetHeld(const KernelObject& mutex) {
         }
 }
 
-// A thread that ends leaves what it holds abandoned. A child of a fork that never called in here still looks like its
-// parent, whose mutexes are none of its own.
+// Leaves the mutexes of a thread that ends abandoned. In a child of a fork that hasn't called in here yet, the list is
+// still that of its parent, whose mutexes aren't the child's.
 void abandonHeld() {
     if (!objectsAreOwn())
         return;
@@ -72,7 +72,7 @@ __attribute__((constructor)) void watchThreadEnds() {
 
 constexpr DWORD kNotTaken = WAIT_TIMEOUT;
 
-// One try to take each kind. `slept`: others may sleep too, which the word must go on to say.
+// One attempt for each kind. `slept`: others may be asleep too, so the word must stay marked as contended.
 
 DWORD tryMutex(KernelObject& mutex, bool slept) {
     const std::uint64_t thread = threadNumber();
@@ -85,7 +85,7 @@ DWORD tryMutex(KernelObject& mutex, bool slept) {
     if ((word & kTaken) != 0) {
         if (!slept)
             return kNotTaken;
-        // A sleeper's look: the holder may have died.
+        // A waiter about to sleep checks whether the holder has died.
         if (mutex.isAlive(takerOf(word)))
             return kNotTaken;
         died = true;
@@ -120,7 +120,7 @@ DWORD trySemaphore(KernelObject& semaphore, bool slept) {
     const std::uint64_t taken = std::uint64_t{left} << kGenerationShift | (contended ? kContended : 0);
     if (!semaphore.word().compare_exchange_strong(word, taken, std::memory_order_acquire, std::memory_order_relaxed))
         return kNotTaken;
-    // Two releases may have woken one sleeper: it passes the wake on.
+    // Two releases may have woken only one sleeper: it passes the wake-up on.
     if (slept && left > 0)
         wake(semaphore.word(), 1);
     return WAIT_OBJECT_0;
@@ -146,7 +146,7 @@ bool isFree(const KernelObject& object, std::uint64_t word) {
     return object.kind() == ObjectKind::Semaphore ? countOf(word) != 0 : (word & kTaken) == 0;
 }
 
-// Sleeps until the word changes, at most until the next look. Marks the word first, so that whoever frees it wakes.
+// Sleeps until the word changes, at most until the next check. Marks the word first, so that whoever frees it wakes us.
 bool sleepOnce(KernelObject& object, std::uint64_t deadline) {
     SharedWord& word = object.word();
     std::uint64_t seen = word.load(std::memory_order_relaxed);
@@ -160,7 +160,7 @@ bool sleepOnce(KernelObject& object, std::uint64_t deadline) {
     return sleepOn(word, seen, std::min(deadline, now() + kLookNanoseconds));
 }
 
-// Frees a word that holds `tag`, and nothing else: whoever took it over keeps it.
+// Frees a word that holds `tag`, and no other: whoever took it over keeps it.
 bool freeFrom(SharedWord& shared, Tag tag, std::uint64_t freed) {
     std::uint64_t word = shared.load(std::memory_order_relaxed);
     do {

@@ -1,5 +1,5 @@
-// Taking and freeing the words of kernel objects, and sleeping until they are free. A sleeper looks every 100 ms,
-// unscaled, whether a holder has died; so the memory can't keep it from its time-out, whatever a stranger writes there.
+// Takes and frees the words of kernel objects, and sleeps until they are free. A sleeper checks every 100 ms, unscaled,
+// whether the holder has died; so nothing that a stranger writes into the memory keeps it beyond its time-out.
 #pragma once
 
 #include "KernelObject.h"
@@ -8,7 +8,6 @@
 
 namespace wd {
 
-// How a wait is to be done, beyond its object.
 struct WaitOptions {
     DWORD milliseconds = INFINITE; // before scaling
     DWORD role = WD_ROLE_NONE;     // left in an event that the wait takes
@@ -19,14 +18,14 @@ struct WaitOptions {
 // WAIT_OBJECT_0, WAIT_ABANDONED, WAIT_TIMEOUT, WAIT_FAILED with GetLastError.
 DWORD waitFor(KernelObject& object, const WaitOptions& options);
 
-// Makes the calling thread, whose end is watched (ThreadEnd.h), the holder of a mutex whose word has this process's tag
-// already.
+// Makes the calling thread the holder of a mutex whose word already has this process's tag. The thread's end must be
+// watched (ThreadEnd.h).
 void adoptMutex(KernelObject& mutex);
-// In a child of a fork: what its thread still holds, which is what has no name.
+// In a child of a fork: keeps what its thread still holds, which is the mutexes without a name.
 void keepHeldInChild();
-// A mutex held by the calling thread; false with 288.
+// Releases a mutex held by the calling thread; false with ERROR_NOT_OWNER.
 bool releaseMutex(KernelObject& mutex);
-// All at once, as the last close does. Nothing for a thread that doesn't hold it.
+// Releases it at all depths, as the last close does. Does nothing for a thread that doesn't hold it.
 void releaseWholly(KernelObject& mutex);
 
 void signalEvent(KernelObject& event);
@@ -35,7 +34,7 @@ void resetEvent(KernelObject& event);
 // False when the count would pass the maximum.
 bool releaseSemaphore(KernelObject& semaphore, std::uint32_t count, std::uint32_t& previous);
 
-// Of the system's own waits: milliseconds scaled by the home, never below 1 unless 0.
+// Nanoseconds of a wait, scaled by the home's time scale: at least 1 ms unless 0.
 std::uint64_t scaledNanoseconds(DWORD milliseconds);
 
 } // namespace wd

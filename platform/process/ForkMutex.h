@@ -1,6 +1,6 @@
-// A mutex that a forking thread holds across the fork, so that the child finds it free and what it guards whole. For
-// short stretches of code that wait for nothing; one instance for each Tag. Its handler is entered when the layer is
-// loaded: a first use that entered it could itself be cut in two by another thread's fork.
+// A mutex that a forking thread holds across the fork, so that the child finds it free and what it guards consistent.
+// For short stretches of code that wait for nothing; one instance for each Tag. Its handler is registered while the
+// layer is loaded: a first use that did so could itself be interrupted by another thread's fork.
 #pragma once
 
 #include <platform/thread_annotations.h>
@@ -10,7 +10,7 @@
 
 namespace wd {
 
-// The order in which a fork takes them, and in which a thread that needs two takes them.
+// The order in which a fork locks them, and a thread that needs two.
 enum class ForkOrder : std::size_t { Clock, Modules, Sections, Views, Objects, Temporaries, LockDescriptors, Count };
 
 struct ForkHandler {
@@ -18,7 +18,8 @@ struct ForkHandler {
     void (*inParent)();
     void (*inChild)();
 };
-// Called while the layer is loaded. What the handlers of the child do before they unlock sees all of it as it was.
+// Called while the layer is loaded. What a child's handler does before it unlocks sees everything as it was at the
+// fork.
 bool enterForkHandler(ForkOrder order, const ForkHandler& handler);
 
 template <class Tag, ForkOrder kOrder>
@@ -27,13 +28,13 @@ class WD_CAPABILITY("mutex") ForkMutex {
     using Action = void (*)();
 
     void lock() WD_ACQUIRE() {
-        static_cast<void>(s_entered); // a variable of a template that nobody names isn't made
+        static_cast<void>(s_entered); // a static member that nothing uses isn't instantiated
         s_mutex.lock();
     }
     bool try_lock() WD_TRY_ACQUIRE(true) { return s_mutex.try_lock(); }
     void unlock() WD_RELEASE() { s_mutex.unlock(); }
 
-    // What the child does while it still has the mutex. Set while the layer is loaded.
+    // What the child does before it unlocks the mutex. Set while the layer is loaded.
     static void setInChild(Action inChild) { s_inChild = inChild; }
 
   private:

@@ -75,12 +75,12 @@ fs::path homeFromEnvironment() {
     if (isDirectory(system))
         return system;
     const char* state = variable("XDG_STATE_HOME");
-    if (state != nullptr && *state == '/') // a relative one counts as unset, as its rule has it
+    if (state != nullptr && *state == '/') // its rules say that a relative one counts as unset
         return fs::path(state) / "wardlet";
     return userDirectory() / ".local/state/wardlet";
 }
 
-// Bytes of a lone surrogate U+DC80–U+DCFF stand for themselves; everything else becomes UTF-8.
+// A lone surrogate U+DC80–U+DCFF stands for the byte 80–FF; everything else becomes UTF-8.
 std::string fileNameFromWide(std::u16string_view text) {
     std::string name;
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -106,8 +106,8 @@ std::string fileNameFromWide(std::u16string_view text) {
     return name;
 }
 
-// The path with `/` alone as separator, in the bytes of the file system. A trail byte of a double-byte character may
-// look like a backslash, so other code pages than UTF-8 are taken apart as UTF-16.
+// The path with `/` as its only separator, in the file system's bytes. A trail byte of a double-byte character may look
+// like a backslash, so paths in code pages other than UTF-8 are split as UTF-16.
 std::string withSlashes(std::string_view path, unsigned codePage) {
     const bool plain =
         codePage == kUtf8 || std::all_of(path.begin(), path.end(), [](char c) { return (c & 0x80) == 0; });
@@ -125,7 +125,7 @@ bool hasDrive(std::string_view path) {
     return path.size() >= 2 && path[1] == ':' && std::isalpha(static_cast<unsigned char>(path[0])) != 0;
 }
 
-// `..` at the top of a drive stays at its top.
+// `..` at the top of a drive stays there.
 fs::path belowDrive(const fs::path& drive, std::string_view rest) {
     std::vector<std::string_view> parts;
     while (!rest.empty()) {
@@ -159,7 +159,7 @@ DWORD makeDirectories(const fs::path& path, const Home::Modes& modes) {
     }
     if (!modes.hasGroup())
         return ERROR_SUCCESS;
-    // The bit goes with a change of the group, and the process's mask must not keep members out.
+    // A change of the group clears the set-group-ID bit, and the process's umask must not keep members out.
     const FileDescriptor made(sys::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | O_NOFOLLOW, 0));
     return made.valid() && sys::fchown(made.get(), kSame, modes.group) == 0 &&
                    sys::fchmod(made.get(), modes.directory) == 0
@@ -180,7 +180,7 @@ Home::Home(fs::path path) : m_path(std::move(path)) {
     loadSettings();
 }
 
-// Every call of a refused home fails, but one line on stderr is enough.
+// Every call on a refused home fails, but one line on stderr is enough.
 bool Home::mayReport() const {
     return !m_reported.exchange(true, std::memory_order_relaxed);
 }
@@ -192,7 +192,7 @@ void Home::adopt(const HomeSettings& settings) const {
 
 DWORD Home::loadSettings() const {
     const fs::path file = m_path / "settings";
-    const FileDescriptor settingsFile(sys::open(file.c_str(), O_RDONLY | O_CLOEXEC, 0));
+    const FileDescriptor settingsFile(sys::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC, 0));
     if (!settingsFile.valid())
         return systemError();
     const auto text = readWhole(settingsFile.get(), kSettingsLimit);
@@ -228,7 +228,7 @@ DWORD Home::registryModes(Modes& modes) const {
 DWORD Home::fileModes(Modes& modes) const {
     const DWORD error = registryModes(modes);
     const bool isNoHome = error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
-    return isNoHome || error == ERROR_ACCESS_DENIED ? DWORD{ERROR_SUCCESS} : error; // no member gets no access
+    return isNoHome || error == ERROR_ACCESS_DENIED ? DWORD{ERROR_SUCCESS} : error; // denied: not a member
 }
 
 bool Home::hasGroup() const {
@@ -236,7 +236,8 @@ bool Home::hasGroup() const {
     return registryModes(modes) == ERROR_SUCCESS && modes.hasGroup();
 }
 
-// The group first: a change of it takes special bits from the mode. Who isn't in the group has the file to himself.
+// The group first: a change of it clears special bits of the mode. A user who isn't in the group keeps the file to
+// himself.
 bool Home::admit(int file, const struct stat* source) const {
     Modes modes;
     if (fileModes(modes) != ERROR_SUCCESS)
@@ -246,12 +247,12 @@ bool Home::admit(int file, const struct stat* source) const {
     if (sys::fchown(file, kSame, modes.group) != 0)
         return errno == EPERM;
     mode_t mode = modes.file;
-    if (source != nullptr) // whose rights the group has there, or those of all others
+    if (source != nullptr) // the group gets what it may do there, or what others may
         mode &= S_IRWXU | (source->st_gid == modes.group ? source->st_mode : (source->st_mode & S_IRWXO) << 3);
     return sys::fchmod(file, mode) == 0;
 }
 
-// Sticky, so that nobody removes another's object. The group goes on to the objects as it does to the registry.
+// Sticky, so that nobody removes another user's object. The objects inherit the group as the registry does.
 DWORD Home::objectModes(Modes& modes) const {
     const DWORD error = registryModes(modes);
     modes.directory = 01777 | (modes.directory & S_ISGID);
@@ -276,8 +277,8 @@ DWORD Home::ensureObjects() const {
 
 namespace {
 
-// Makes `name` in the home appear whole: written beside, then renamed. Runs under the home's lock, which is why the
-// name beside it can be a fixed one: what a crash left there is written over.
+// Makes the settings appear complete: written beside, then renamed. Runs under the home's lock, so the name beside them
+// can be fixed: what a crash left there is removed.
 DWORD placeSettings(const fs::path& home, bool durable, mode_t mode) {
     const fs::path beside = home / "settings.new";
     if (sys::unlink(beside.c_str()) != 0 && errno != ENOENT)
@@ -293,8 +294,8 @@ DWORD placeSettings(const fs::path& home, bool durable, mode_t mode) {
 DWORD placeDirectory(const fs::path& target, mode_t mode) {
     fs::path beside = target;
     beside += ".new";
-    // What a dead process was making may be another user's, whose mode only he can change. With something in it, it has
-    // had its mode and only its name is missing.
+    // What a dead process was making may be another user's, whose mode only that user can change. If it isn't empty, it
+    // has its mode already and only its name is missing.
     const bool isLeft = sys::rmdir(beside.c_str()) != 0 && errno != ENOENT;
     if (isLeft && errno != ENOTEMPTY && errno != EEXIST)
         return systemError();
@@ -313,7 +314,7 @@ DWORD Home::create() const {
     const bool isPrivate = variable("WARDLET_HOME") == nullptr;
     if (const DWORD error = makeDirectories(m_path, isPrivate ? kPrivateHome : kSharedHome))
         return error;
-    // The lock on the directory itself goes with its holder, whatever way that dies.
+    // A lock on the directory itself is released with its holder, however that dies.
     LockedFile directory = LockedFile::from(
         [this] { return FileDescriptor(sys::open(m_path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC, 0)); });
     if (!directory.valid() || !directory.lock(LOCK_EX))
@@ -324,7 +325,7 @@ DWORD Home::create() const {
         struct stat status {};
         if (sys::fstat(directory.get(), &status) != 0)
             return systemError();
-        // They hold no secret: whoever may enter the home, for the objects that are everybody's, needs them.
+        // The settings hold no secret: whoever may enter the home, for the objects that are everybody's, needs them.
         const mode_t enterable = status.st_mode & (S_IXGRP | S_IXOTH);
         Modes modes;
         error = registryModes(modes);
@@ -379,7 +380,7 @@ fs::path mapPath(std::string_view path) {
 } // namespace wd
 
 void WdTestRereadEnvironment() {
-    // Old homes stay to the end: keys opened before belong to them still.
+    // Old homes stay to the end: keys opened before still belong to them.
     static auto* const homes = std::make_unique<std::deque<wd::Home>>().release();
     wd::currentHome.store(&homes->emplace_back(), std::memory_order_release);
 }

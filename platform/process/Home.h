@@ -1,6 +1,6 @@
-// The home: the directory of the layer's state, what its `settings` file says, and the environment variables that
-// override it. One object a process, made at the first call of home(); never destroyed, since open keys and locks refer
-// to it. Safe from any thread and in the child of a fork: no lock of this process is involved.
+// The home: the directory with the layer's state, what its `settings` file says, and the environment variables that
+// override it. One object per process, made at the first call of home(); never destroyed, since open keys and locks
+// refer to it. Safe from any thread and in the child of a fork: it takes no lock of this process.
 #pragma once
 
 #include <platform/base.h>
@@ -24,14 +24,14 @@ struct HomeSettings {
     unsigned folding = kFolding;
     bool durable = true; // commits are on the disk when they return; else safe against killed processes only
 
-    // Unknown names are passed over, so that a newer library may add some; no value for a text that isn't settings.
+    // Ignores unknown names, so that a newer library may add some; no value for a text that isn't settings.
     static std::optional<HomeSettings> parse(std::string_view text);
     std::string text() const;
 };
 
 class Home {
   public:
-    // Looks at the environment and at the settings, makes nothing.
+    // Reads the environment and the settings, makes nothing.
     Home();
     explicit Home(std::filesystem::path path);
     Home(const Home&) = delete;
@@ -47,18 +47,18 @@ class Home {
     double timeScale() const { return m_timeScale; }
 
     // Makes what is missing: the directory, its settings, the registry's directory. However many processes do so at
-    // once, each thing appears whole and all agree. 0, or the error; a home with a newer layout is refused with a line
-    // on stderr.
+    // once, each thing appears complete and all agree. 0, or the error; a home with a newer layout is refused with a
+    // line on stderr.
     DWORD ensure() const;
-    // The same for the objects' directory too, which is everybody's; a home made before there were any lacks it.
+    // The same for the objects' directory too, which everybody may use; homes of early versions lack it.
     DWORD ensureObjects() const;
 
     // The file that a path means: `\` and `/` separate, a leading "X:" is the directory drive_x of the home, which ".."
-    // doesn't leave; other paths are the system's own. `path` is in the system code page.
+    // can't leave; other paths are the system's own. `path` is in the system code page.
     std::filesystem::path mapPath(std::string_view path) const;
 
-    // Whether the home has a group of its own (its set-group-id bit), to which what is made in it then belongs, and the
-    // modes that follow from it. Without one everything is its owner's alone.
+    // Whether the home has a group of its own (its set-group-ID bit), which then owns what is made in it, and the modes
+    // that follow from that. Without one everything is its owner's alone.
     struct Modes {
         mode_t directory = 0700;
         mode_t file = 0600;
@@ -67,14 +67,14 @@ class Home {
         bool hasGroup() const { return group != static_cast<gid_t>(-1); }
     };
     DWORD registryModes(Modes& modes) const;
-    // Of files and folders that are made for callers, in the home or elsewhere. A home that isn't there, or that this
-    // account doesn't get to, has no group.
+    // For files and folders that are made for callers, in the home or elsewhere. A home that doesn't exist, or that
+    // this account can't reach, has no group.
     DWORD fileModes(Modes& modes) const;
     bool hasGroup() const;
-    // Gives a new file, its maker's alone so far, to whom the home's files belong; but to nobody who has no rights in
-    // the `source` of its content. False with errno.
+    // Gives a new file, so far its creator's alone, the group and mode of the home's files; but nobody gets rights that
+    // he doesn't have in the `source` of its content. False with errno.
     bool admit(int file, const struct stat* source = nullptr) const;
-    // Of the objects' directory, and of an object that is its creator's alone.
+    // For the objects' directory, and for an object that is its creator's alone.
     DWORD objectModes(Modes& modes) const;
 
   private:
@@ -96,7 +96,7 @@ class Home {
 
 // The home of this process.
 const Home& home();
-// mkdir -p; 0 or an error. A directory that another process makes meanwhile is as good.
+// mkdir -p; 0 or an error. A directory that another process makes meanwhile will do.
 DWORD makeDirectories(const std::filesystem::path& path, const Home::Modes& modes);
 
 // mapPath of the home of this process.

@@ -42,7 +42,7 @@ bool parseLine(std::string_view line, HomeSettings& settings) {
 
 std::optional<HomeSettings> HomeSettings::parse(std::string_view text) {
     HomeSettings settings;
-    settings.layout = 0; // the one line that must be there: without it this is some other file, or a cut one
+    settings.layout = 0; // the one required line: without it this is another file, or a truncated one
     while (!text.empty()) {
         const auto line = text.substr(0, text.find('\n'));
         if (!parseLine(line, settings))

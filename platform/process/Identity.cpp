@@ -1,5 +1,5 @@
-// Who and where this process is. Nothing is kept between calls but the clock's time zone, which the C library reads
-// under a lock of its own.
+// Who and where this process is. Nothing is kept between calls but the time zone, which the C library reads under a
+// lock of its own.
 #include "FileDescriptor.h"
 #include "ForkMutex.h"
 #include "LastError.h"
@@ -43,7 +43,7 @@ bool isHexDigit(char c) {
     return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f');
 }
 
-// The machine's own number; nothing on a machine that was never given one.
+// The machine's id; nothing on a machine that was never given one.
 std::optional<std::string> machineId() {
     std::optional<std::string> id = readSmallFile("/etc/machine-id");
     if (!id || id->size() < kMachineIdLength)
@@ -59,7 +59,7 @@ std::optional<std::string> rootFileSystemId() {
     return std::to_string(status.f_fsid);
 }
 
-// The machine's number itself is confidential: only a digest with a word of our own leaves this file.
+// The machine's id is confidential: only a digest of it, salted with a text of our own, leaves this file.
 DWORD serialOf(std::string_view machine) {
     const std::string text = "volume serial " + std::string(machine);
     sha256_ctx context{};
@@ -75,7 +75,7 @@ void clearName(LPSTR name, DWORD size) {
         *name = '\0';
 }
 
-// The session's number, nothing when there is no such process.
+// The session's number; nothing when there is no such process.
 std::optional<DWORD> sessionOf(DWORD processId) {
     const bool isSelf = processId == static_cast<DWORD>(getpid());
     const std::string folder = isSelf ? "/proc/self" : "/proc/" + std::to_string(processId);
@@ -90,8 +90,8 @@ std::optional<DWORD> sessionOf(DWORD processId) {
     return session == kNoLoginSession ? 0 : session;
 }
 
-// The C library's time zone is behind a lock that a child of a fork could find taken: with this one around it no
-// thread of ours is in there meanwhile.
+// The C library guards its time zone with a lock that the child of a fork could find taken. With this mutex around the
+// call, no thread of ours is in there during a fork.
 struct ClockTag;
 constinit ForkMutex<ClockTag, ForkOrder::Clock> clockMutex;
 
@@ -100,11 +100,6 @@ tm localTime(time_t seconds) {
     const ForkLock lock(clockMutex);
     localtime_r(&seconds, &broken);
     return broken;
-}
-
-BOOL fail(DWORD error) {
-    SetLastError(error);
-    return FALSE;
 }
 
 } // namespace
@@ -172,7 +167,7 @@ BOOL CreateWellKnownSid(WELL_KNOWN_SID_TYPE type, void* domainSid, void* sid, LP
 BOOL CheckTokenMembership(HANDLE token, void* sid, BOOL* isMember) {
     if (token != nullptr || sid == nullptr || isMember == nullptr)
         return wd::fail(ERROR_INVALID_PARAMETER);
-    // Revision and number of parts come first and say how long a SID is.
+    // The first two bytes, revision and number of parts, say how long a SID is.
     const bool sameShape = std::memcmp(sid, wd::kLocalSystemSid.data(), 2) == 0;
     const bool isLocalSystem =
         sameShape && std::memcmp(sid, wd::kLocalSystemSid.data(), wd::kLocalSystemSid.size()) == 0;

@@ -1,6 +1,6 @@
-// Libraries loaded at run time. A module handle is the C library's own; each one that comes in is looked up among the
-// loaded modules before it is used. Loading and freeing are serialised by the loader's lock, which the entry of a
-// library runs under: it may load others.
+// Libraries loaded at run time. A module handle is the C library's own; each one that a caller passes is looked up
+// among the loaded modules before it is used. Loading and freeing are serialised by loaderLock, under which a library's
+// entry runs: it may load others.
 #include "Loader.h"
 #include "CodePage.h"
 #include "CriticalSection.h"
@@ -20,7 +20,6 @@
 #include <dlfcn.h>
 #include <link.h>
 #include <mutex>
-#include <new>
 #include <string>
 #include <strings.h>
 #include <vector>
@@ -31,7 +30,7 @@ namespace {
 using LibraryEntry = int (*)(void* module, std::uint32_t reason);
 constexpr const char* kEntryName = "WdLibraryEntry";
 
-// Modules loaded here and how often. Changed under the loader's lock; the mutex keeps a fork from copying it half
+// Modules loaded here and how often. Changed under loaderLock; the mutex keeps a fork from copying the list half
 // changed.
 struct LoadedTag;
 constinit ForkMutex<LoadedTag, ForkOrder::Modules> loadedMutex;
@@ -44,7 +43,7 @@ std::vector<Loaded>& loadedModules() WD_REQUIRES(loadedMutex) {
     return *modules;
 }
 
-// Made while the layer is loaded, and never ended: a first use that made it could be cut in two by a fork.
+// Made while the layer is loaded, and never destroyed: a first use that made it could be interrupted by a fork.
 Section& loaderLock = []() -> Section& {
     CRITICAL_SECTION made{};
     InitializeCriticalSection(&made);
@@ -59,7 +58,13 @@ class LoaderLock {
     LoaderLock& operator=(const LoaderLock&) = delete;
 };
 
-// Returns how many references there are then.
+void makeRoom() {
+    const ForkLock lock(loadedMutex);
+    auto& modules = loadedModules();
+    modules.reserve(modules.size() + 1);
+}
+
+// Returns the new number of references.
 unsigned addReference(HMODULE module) {
     const ForkLock lock(loadedMutex);
     auto& modules = loadedModules();
@@ -91,7 +96,7 @@ bool endsWithDll(std::string_view name) {
            strncasecmp(name.data() + name.size() - kSuffix.size(), kSuffix.data(), kSuffix.size()) == 0;
 }
 
-// "X.dll", and "X" likewise, is libX.so here.
+// Here "X.dll", and "X" alone, is libX.so.
 std::string fileNameOf(std::string_view name) {
     const bool isDll = endsWithDll(name);
     if (!isDll && name.find('.') != std::string_view::npos)
@@ -99,7 +104,7 @@ std::string fileNameOf(std::string_view name) {
     return "lib" + std::string(isDll ? name.substr(0, name.size() - 4) : name) + ".so";
 }
 
-// As it is when the working directory can't be told.
+// The path itself when the working directory is unknown.
 std::filesystem::path absolutePath(const std::filesystem::path& path) {
     std::error_code error;
     std::filesystem::path whole = std::filesystem::absolute(path, error);
@@ -115,7 +120,7 @@ void* openLibrary(std::string_view folder, const std::string& file) {
     if (!folder.empty())
         return dlopen(absolutePath(mapPath(folder) / file).c_str(), RTLD_NOW | RTLD_LOCAL);
     const std::filesystem::path beside = ownFolder() / file;
-    // One that stands there is meant, even when it can't be loaded: no other one takes its place unseen.
+    // A file there is the one that is meant, even when it can't be loaded: no other may silently take its place.
     return dlopen(isThere(beside) ? beside.c_str() : file.c_str(), RTLD_NOW | RTLD_LOCAL);
 }
 
@@ -128,6 +133,7 @@ HMODULE load(std::string_view path) {
     const std::string text(path);
     const std::string_view name = PathFindFileNameA(text.c_str());
     const LoaderLock lock;
+    makeRoom(); // so that an opened module is never left without its count
     void* const module = openLibrary(path.substr(0, path.size() - name.size()), fileNameOf(name));
     if (module == nullptr) {
         SetLastError(ERROR_MOD_NOT_FOUND);
@@ -142,7 +148,7 @@ HMODULE load(std::string_view path) {
     return module;
 }
 
-// A module handle comes from a caller: it is compared with those of all modules, never followed before.
+// A module handle comes from a caller: it is compared with those of all modules, and not dereferenced before.
 bool isLoadedModule(HMODULE module) {
     std::vector<const void*> addresses;
     const auto collect = [](dl_phdr_info* info, std::size_t, void* context) {
@@ -150,7 +156,7 @@ bool isLoadedModule(HMODULE module) {
         static_cast<std::vector<const void*>*>(context)->push_back(info->dlpi_phdr);
         return 0;
     };
-    // Looking a module up takes the lock that this walk holds before another of the loader's, so it comes after.
+    // Modules are looked up after the walk: inside it, that would take the loader's locks in the wrong order.
     dl_iterate_phdr(collect, &addresses);
     return std::any_of(addresses.begin(), addresses.end(),
                        [module](const void* address) { return moduleOf(address) == module; });
@@ -171,15 +177,10 @@ std::string pathOf(HMODULE module) {
     return *name == '\0' ? programPath() : absolutePath(name).string();
 }
 
-DWORD fail(DWORD error) {
-    SetLastError(error);
-    return 0;
-}
-
 } // namespace
 
 link_map* moduleOf(const void* address) {
-    // Unlike dladdr it doesn't go through the module's symbols.
+    // Unlike dladdr it doesn't search the module's symbols.
     dl_find_object object{};
     return _dl_find_object(const_cast<void*>(address), &object) == 0 ? object.dlfo_link_map : nullptr;
 }
@@ -198,23 +199,20 @@ HMODULE LoadLibraryA(LPCSTR name) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return nullptr;
     }
-    try {
-        return wd::load(name);
-    } catch (const std::bad_alloc&) {
-        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-        return nullptr;
-    }
+    return wd::withinMemory(HMODULE{}, [&] { return wd::load(name); });
 }
 
 FARPROC GetProcAddress(HMODULE module, LPCSTR name) {
-    if (name == nullptr || !wd::isLoadedModule(module)) {
-        SetLastError(name == nullptr ? ERROR_INVALID_PARAMETER : ERROR_MOD_NOT_FOUND);
-        return nullptr;
-    }
-    const auto address = reinterpret_cast<FARPROC>(dlsym(module, name));
-    if (address == nullptr)
-        SetLastError(ERROR_PROC_NOT_FOUND);
-    return address;
+    return wd::withinMemory(FARPROC{}, [&]() -> FARPROC {
+        if (name == nullptr || !wd::isLoadedModule(module)) {
+            SetLastError(name == nullptr ? ERROR_INVALID_PARAMETER : ERROR_MOD_NOT_FOUND);
+            return nullptr;
+        }
+        const auto address = reinterpret_cast<FARPROC>(dlsym(module, name));
+        if (address == nullptr)
+            SetLastError(ERROR_PROC_NOT_FOUND);
+        return address;
+    });
 }
 
 BOOL FreeLibrary(HMODULE module) {
@@ -232,26 +230,28 @@ BOOL FreeLibrary(HMODULE module) {
 }
 
 DWORD GetModuleFileNameW(HMODULE module, LPWSTR buffer, DWORD size) {
-    const std::u16string path = wd::wideFromCodePage(wd::pathOf(module));
-    if (path.empty())
-        return wd::fail(ERROR_MOD_NOT_FOUND);
-    if (buffer == nullptr || size == 0)
-        return wd::fail(ERROR_INSUFFICIENT_BUFFER);
-    const std::size_t length = std::min<std::size_t>(path.size(), size - 1);
-    std::copy_n(path.begin(), length, buffer);
-    buffer[length] = u'\0';
-    if (length == path.size())
-        return static_cast<DWORD>(length);
-    SetLastError(ERROR_INSUFFICIENT_BUFFER);
-    return size;
+    return wd::withinMemory(DWORD{0}, [&]() -> DWORD {
+        const std::u16string path = wd::wideFromCodePage(wd::pathOf(module));
+        if (path.empty())
+            return wd::fail<DWORD>(ERROR_MOD_NOT_FOUND);
+        if (buffer == nullptr || size == 0)
+            return wd::fail<DWORD>(ERROR_INSUFFICIENT_BUFFER);
+        const std::size_t length = std::min<std::size_t>(path.size(), size - 1);
+        std::copy_n(path.begin(), length, buffer);
+        buffer[length] = u'\0';
+        if (length == path.size())
+            return static_cast<DWORD>(length);
+        SetLastError(ERROR_INSUFFICIENT_BUFFER);
+        return size;
+    });
 }
 
 DWORD GetShortPathNameW(LPCWSTR path, LPWSTR buffer, DWORD size) {
     if (path == nullptr)
-        return wd::fail(ERROR_INVALID_PARAMETER);
+        return wd::fail<DWORD>(ERROR_INVALID_PARAMETER);
     const std::u16string_view text(path);
     if (text.size() >= UINT_MAX)
-        return wd::fail(ERROR_FILENAME_EXCED_RANGE);
+        return wd::fail<DWORD>(ERROR_FILENAME_EXCED_RANGE);
     if (buffer == nullptr || size <= text.size())
         return static_cast<DWORD>(text.size() + 1);
     // The buffers may be the same one.

@@ -7,10 +7,10 @@ struct link_map;
 
 namespace wd {
 
-// The module that `address` lies in, null when it lies in none.
+// The module that contains `address`; null when none does.
 link_map* moduleOf(const void* address);
 
-// Where the layer's own library stands: libraries named without a folder are looked for there first.
+// The folder of the layer's own library: libraries named without a folder are looked for there first.
 std::filesystem::path ownFolder();
 
 } // namespace wd

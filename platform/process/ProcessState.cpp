@@ -19,7 +19,7 @@ namespace {
 
 using StatePointer = std::atomic<const ProcessState*>;
 
-// Where the pointer stands when no page can be wiped; the fork handler wipes it then.
+// Holds the pointer when no page can be wiped on fork; a fork handler clears it then.
 constinit StatePointer plainPointer{nullptr};
 constinit std::atomic<StatePointer*> place{nullptr};
 
@@ -27,7 +27,7 @@ void wipePlainPointer() {
     plainPointer.store(nullptr, std::memory_order_relaxed);
 }
 
-// The fork handler alone would do for fork(), but not for a bare clone(), which runs no handlers.
+// A fork handler alone would do for fork(), but a bare clone() runs no handlers.
 StatePointer* makePlace() {
     void* page = sys::mmap(nullptr, kPageBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (page != MAP_FAILED) {

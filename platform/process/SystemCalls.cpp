@@ -37,7 +37,7 @@ bool CallEntry::isDue() {
 
 namespace {
 
-// The function that stands in for a call while a test wants it to fail: counts, then passes on.
+// Stands in for a call while a test wants it to fail: counts, then calls the real function.
 template <auto& call, typename FunctionType>
 struct Failing;
 template <auto& call, typename Result, typename... Args>
@@ -55,7 +55,7 @@ struct Failing<call, Result(Args...)> {
 template <auto& call>
 constexpr auto failing = &Failing<call, typename std::remove_reference_t<decltype(call)>::Signature>::function;
 
-// With one of its own above the standard ones, of the same open file.
+// Replaces a standard descriptor by one above them, of the same open file.
 int aboveStandard(int file) {
     if (file < 0 || file > STDERR_FILENO)
         return file;
@@ -68,7 +68,7 @@ int aboveStandard(int file) {
 
 } // namespace
 
-// Functions with variable arguments or another way to fail get a wrapper; all others stand as they are.
+// Functions with variable arguments or another way to fail get a wrapper; the others are used as they are.
 constinit decltype(open) open{
     "open", [](const char* path, int flags, mode_t mode) { return aboveStandard(::open(path, flags, mode)); },
     failing<open>};

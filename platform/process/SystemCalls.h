@@ -1,10 +1,11 @@
 // Every system call of the layer that can fail, each behind one pointer, so that a test can make the n-th one fail or
-// be the process's last (platform/testing.h). Code of the layer calls wd::sys::open and its like, never the plain
-// function; the cost is one indirect call. A call fails as in C: -1 (of a pointer: (void*)-1) and errno. Interrupted
-// calls are not repeated here: whoever waits repeats them. A new call: a line here and one in SystemCalls.cpp.
+// kill the process there (platform/testing.h). Code of the layer calls wd::sys::open and so on, never the plain
+// function; the cost is one indirect call. A call fails as in C: -1 (a pointer: (void*)-1) and errno. Interrupted calls
+// are not repeated here: code that waits repeats them. A new call needs a declaration here, and a definition and an
+// entry in kCalls in SystemCalls.cpp.
 //
-// open and openat give no descriptor below 3: in a program that was started without standard ones, its own output would
-// go into a file of ours.
+// open and openat return no descriptor below 3: in a program that was started without the standard ones, its own output
+// would go into a file of ours.
 #pragma once
 
 #include <atomic>
@@ -22,7 +23,7 @@ inline constexpr std::size_t kPageBytes = 4096;
 
 namespace wd::sys {
 
-// What the test hook needs of an entry, whatever the call's signature.
+// What the test hook needs of a call, whatever its signature.
 class CallEntry {
   public:
     constexpr explicit CallEntry(const char* name) : m_name(name) {}
@@ -30,9 +31,9 @@ class CallEntry {
     CallEntry& operator=(const CallEntry&) = delete;
 
     const char* name() const { return m_name; }
-    // Makes the `nth` call from now fail with `error` (0: end the process); 0 for `nth` takes it back.
+    // Makes the `nth` call from now fail with `error` (0: kill the process); 0 for `nth` undoes that.
     void failAt(int nth, int error);
-    // Whether this call is the one to fail; ends the process when it is to be the last. Sets errno.
+    // Whether this call is the one to fail: then sets errno, or kills the process.
     bool isDue();
 
   protected:
@@ -103,7 +104,7 @@ extern Call<int(void*, size_t)> munmap;
 extern Call<int(void*, size_t, int)> madvise;
 extern Call<ssize_t(void*, size_t, unsigned)> getrandom;
 extern Call<int(const struct timespec*, struct timespec*)> nanosleep;
-// Until somebody wakes the word, it isn't `expected`, or CLOCK_MONOTONIC reaches `until`; between processes.
+// Waits until somebody wakes the word, it isn't `expected`, or CLOCK_MONOTONIC reaches `until`; between processes too.
 extern Call<int(const void*, std::uint32_t, const struct timespec*)> futex_wait;
 extern Call<int(const void*, int)> futex_wake;
 

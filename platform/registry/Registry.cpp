@@ -1,5 +1,5 @@
-// The registry's calls: arguments checked, handles resolved, one read or one change on the store. Each A and W pair is
-// one template over the form of its texts. No lock of its own.
+// The registry's calls: they check arguments, resolve handles, and make one read or one change on the store. Each A and
+// W pair is one template over the form of its texts. No lock of its own.
 #include "Home.h"
 #include "LastError.h"
 #include "RegistryBatch.h"
@@ -19,8 +19,8 @@ namespace {
 
 constexpr DWORD kMaxDataBytes = DWORD{1} << 20;
 
-// The key behind a handle, for the length of one call. An error is ERROR_INVALID_HANDLE, or what keeps the home from
-// being used at all.
+// The key behind a handle, for one call. The error is ERROR_INVALID_HANDLE, or the reason why the home can't be used at
+// all.
 class KeyUse {
   public:
     explicit KeyUse(HKEY handle) {
@@ -57,13 +57,13 @@ LONG fail(LONG error) {
     return failed(static_cast<DWORD>(error));
 }
 
-// Every write that a batch doesn't get to see but that fails counts as a failing write of it.
+// A write that fails before the batch sees it still counts as a failing write of the batch.
 LONG failWrite(LONG error) {
     Batch* batch = error == ERROR_SUCCESS ? nullptr : Batch::current();
     return fail(batch == nullptr ? error : batch->refuse(error));
 }
 
-// The two kinds of calls, each as the interface's function makes it: exhausted memory is ERROR_NOT_ENOUGH_MEMORY.
+// The two kinds of calls, each around the body of an exported function: exhausted memory is ERROR_NOT_ENOUGH_MEMORY.
 template <typename Body>
 LONG readCall(Body&& body) {
     return fail(withinMemory(body));
@@ -83,7 +83,7 @@ LONG makeHandle(const KeyUse& base, std::string_view path, std::uint64_t identit
     return static_cast<LONG>(*result == nullptr ? ERROR_NO_SYSTEM_RESOURCES : ERROR_SUCCESS);
 }
 
-// A key below `base`, or `base` itself when `path` adds nothing to it.
+// Finds a key below `base`, or `base` itself when `path` adds nothing to it.
 LONG lookUp(const KeyUse& base, const KeyPath& path, std::uint64_t& identity) {
     return base.store().read([&](Transaction& transaction) -> LONG {
         RecordView record;
@@ -112,7 +112,7 @@ LONG openKey(HKEY key, const Char* subKey, REGSAM access, HKEY* result) {
     return makeHandle(base, path.folded(), identity, access, result);
 }
 
-// Most creations find the key: that takes no writer's lock.
+// Most creations find the key, and then take no writer lock.
 template <typename Char>
 LONG createKey(HKEY key, const Char* subKey, DWORD options, REGSAM access, HKEY* result, DWORD* disposition) {
     if (result == nullptr || options != REG_OPTION_NON_VOLATILE)
@@ -168,7 +168,7 @@ LONG giveValue(const RecordValue& value, DWORD* type, BYTE* data, DWORD* size) {
     if (bytes.size() > room)
         return ERROR_MORE_DATA;
     std::memcpy(data, bytes.data(), bytes.size());
-    // No data, and what older builds stored; the size doesn't count it.
+    // A text without data, or one that older versions stored without a terminator; the size doesn't count it.
     if (lacksTerminator<Text>(value.type, bytes) && room - bytes.size() >= sizeof(typename Text::Char))
         std::memset(data + bytes.size(), 0, sizeof(typename Text::Char));
     return ERROR_SUCCESS;

@@ -17,7 +17,7 @@ namespace wd {
 
 namespace {
 
-// The calling thread's, in the place below. It ends with the thread.
+// The calling thread's batch, which is in batchPlace. It ends with the thread.
 constinit thread_local Batch* currentBatch = nullptr;
 alignas(Batch) constinit thread_local std::array<std::byte, sizeof(Batch)> batchPlace{};
 
@@ -41,7 +41,7 @@ void Batch::begin(DWORD mode) {
         ++currentBatch->m_depth;
         return;
     }
-    watchThreadEnd(); // without memory for that a thread that ends in a batch leaves it to the process's end
+    watchThreadEnd(); // if memory is exhausted, a batch that its thread never ends stays until the process ends
     currentBatch = ::new (batchPlace.data()) Batch(mode);
 }
 
@@ -64,7 +64,7 @@ void Batch::abandon() {
         endBatch();
 }
 
-// A thread that ends inside a batch has not ended the batch: nothing of it is kept.
+// A thread that ends inside a batch hasn't ended the batch: none of it is kept.
 Batch::~Batch() {
     currentBatch = nullptr;
     dropIfInherited();
@@ -101,7 +101,7 @@ LONG Batch::write(RegistryStore& store, const std::shared_ptr<RegistryChange>& c
     return error == ERROR_SUCCESS ? error : fail(error);
 }
 
-// Room first: what has been applied must be remembered, and what throws hasn't been applied.
+// Reserves room first: a change that was applied must be remembered, and one that throws hasn't been applied.
 LONG Batch::add(const std::shared_ptr<RegistryChange>& change) {
     if (m_done.size() == m_done.capacity())
         m_done.reserve(std::max<std::size_t>(32, 2 * m_done.size()));
@@ -127,8 +127,9 @@ LONG Batch::repair() {
     return error == ERROR_SUCCESS ? error : fail(error);
 }
 
-// After a failure of the engine: removes its cause and does again what was done. Others may have written in between, so
-// even what succeeded before can be refused now; then that refusal is the result, and the transaction holds the rest.
+// After a failure of the engine: removes its cause and redoes the changes. Others may have written in between, so even
+// a change that succeeded before can be refused now; then that refusal is the result, and the transaction has the
+// changes before it.
 LONG Batch::redo() {
     return withinMemory([this]() -> LONG {
         for (;;) {
@@ -142,7 +143,7 @@ LONG Batch::redo() {
     });
 }
 
-// False when the engine failed once more. A transaction that lacks a part for want of memory isn't kept.
+// False when the engine failed again. A transaction that is incomplete for lack of memory is ended.
 bool Batch::redoOnce(LONG& result) {
     if (!m_environment->beginWrite(m_transaction))
         return false;
@@ -173,7 +174,7 @@ LONG Batch::fail(LONG error) {
         discard(error);
         return error;
     }
-    // A transaction that the engine threw away is made once more without the change that broke it.
+    // A transaction that the engine threw away is redone without the change that broke it.
     m_state = State::Over;
     LONG result = ERROR_SUCCESS;
     m_recovery = {};
@@ -198,7 +199,7 @@ LONG Batch::finish() {
         return m_error;
     const LONG error = commit();
     if (m_mode == WD_BATCH_KEEP_WRITTEN)
-        commit(); // what is left when another process's change stood against doing it all again
+        commit(); // what could be redone when another process's change got in the way of the rest
     else
         m_transaction.end();
     return error;

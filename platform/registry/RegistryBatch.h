@@ -1,7 +1,7 @@
 // A thread's batch of registry writes: one transaction from the first write to the end. Belongs to its thread; holds
-// the gate of its environment and the engine's writer lock while the transaction runs. What it has done is kept, to be
-// done again when the engine throws the transaction away (a map that must grow does that). A batch that a fork carried
-// into a child is over there; its transaction is the parent's and is left alone.
+// its environment's gate and the engine's writer lock while the transaction runs. Its changes are remembered, to be
+// redone when the engine throws the transaction away (it does that when the map must grow). A batch that was inherited
+// by the child of a fork is over there; its transaction is the parent's and is left alone.
 #pragma once
 
 #include "RegistryChange.h"
@@ -16,7 +16,7 @@ class RegistryStore;
 
 class Batch {
   public:
-    // The calling thread's batch; null outside of any.
+    // The calling thread's batch; null outside of one.
     static Batch* current();
     static void begin(DWORD mode);
     static LONG end();
@@ -27,22 +27,22 @@ class Batch {
     Batch(const Batch&) = delete;
     Batch& operator=(const Batch&) = delete;
 
-    // The open transaction, when it is on this store; else null.
+    // The open transaction if it is on this store, else null.
     Transaction* transactionOn(const RegistryStore& store);
     // After a read through the open transaction met a failure of the engine: 0 when the transaction runs again with all
-    // that was done, else the read's error, and the batch is over.
+    // its changes, else the read's error, and the batch is over.
     LONG repair();
-    // False when the write is none of this batch's and has to be made by itself.
+    // False when the write isn't the batch's and must be made by itself.
     bool takes(const RegistryStore& store);
     LONG write(RegistryStore& store, const std::shared_ptr<RegistryChange>& change);
-    // A write that was refused before it reached a store: it counts as a failing write. Gives the error back.
+    // A write that was refused before it reached a store: it counts as a failing write. Returns the error.
     LONG refuse(LONG error);
 
   private:
     enum class State {
-        Running, // from the first write on its transaction is open
+        Running, // its transaction is open from the first write on
         Over,    // writes are made one by one
-        Failed   // all or nothing: nothing it is
+        Failed   // all or nothing: nothing is kept
     };
 
     LONG add(const std::shared_ptr<RegistryChange>& change);

@@ -12,8 +12,8 @@ namespace wd {
 
 namespace {
 
-// A number that no other key of this registry has, so that a handle to a deleted key doesn't take a later key of the
-// same name for it. Zero is the root's.
+// A number that no other key of this registry has, so that a handle to a deleted key isn't taken for one to a later key
+// of the same name. Zero is the root's.
 std::uint64_t newIdentity() {
     static constinit std::atomic<std::uint64_t> count{0};
     std::uint64_t number = processState()->seed + 0x9E3779B97F4A7C15u * count.fetch_add(1, std::memory_order_relaxed);
@@ -74,7 +74,7 @@ LONG SetValueChange::apply(Transaction& transaction) {
     RecordView record;
     if (const LONG error = findOpenKey(transaction, m_key.path, m_key.identity, record))
         return error;
-    // Most values of a record that is written again are what they were: nothing to write then, and nothing to sync.
+    // Most values of a record that is rewritten are unchanged: then there is nothing to write, and nothing to sync.
     RecordValue stored;
     if (record.findValue(m_folded, stored) == Lookup::Found && stored.type == m_type && stored.form == m_form &&
         stored.data == m_data)

@@ -1,6 +1,6 @@
-// The four changes that the registry knows, each as an object that owns all it needs, so that a batch can make it again
-// when the engine has thrown the transaction away. apply() checks everything and makes everything that takes memory
-// before it stores anything: a change that gives an error or throws has changed nothing.
+// The registry's four changes, each as an object that owns all it needs, so that a batch can make it again when the
+// engine has thrown the transaction away. apply() does all checks and all allocations before it stores anything: a
+// change that returns an error or throws has changed nothing.
 #pragma once
 
 #include "RegistryRecord.h"
@@ -13,16 +13,16 @@ namespace wd {
 
 class Transaction;
 
-// A key as an open handle knows it: an identity that is no longer the record's means that the key was deleted since.
+// A key as an open handle knows it: if the record's identity is another one, the key was deleted since.
 struct KeyReference {
     std::string path;
     std::uint64_t identity = 0;
 };
 
-// The record of an open key: 0, 1018 when the key is gone, 1015 for bytes that aren't a record. After an engine failure
-// (Transaction::failure) the result means nothing.
+// The record of an open key: 0, ERROR_KEY_DELETED, or ERROR_REGISTRY_CORRUPT for bytes that aren't a record. After an
+// engine failure (Transaction::failure) the result means nothing.
 LONG findOpenKey(Transaction& transaction, std::string_view path, std::uint64_t identity, RecordView& record);
-// The record of any key: 0, 2, 1015.
+// The record of any key: 0, ERROR_FILE_NOT_FOUND, ERROR_REGISTRY_CORRUPT.
 LONG findKey(Transaction& transaction, std::string_view path, RecordView& record);
 
 class RegistryChange {
@@ -59,13 +59,13 @@ class DeleteValueChange final : public RegistryChange {
     const std::string m_folded;
 };
 
-// Makes the key at `path`, which is `base` and the folded form of `written`, with all that is missing between.
+// Makes the key at `path`, which is `base` and the folded form of `written`, with every missing key in between.
 class CreateKeyChange final : public RegistryChange {
   public:
     CreateKeyChange(KeyReference base, std::string_view path, std::string_view written);
     LONG apply(Transaction& transaction) override;
 
-    // After apply.
+    // Valid after apply.
     bool created() const { return m_created; }
     std::uint64_t identity() const { return m_identity; }
 
@@ -75,7 +75,7 @@ class CreateKeyChange final : public RegistryChange {
     const KeyReference m_base;
     const std::string m_path;
     const std::string m_written;
-    const std::vector<std::uint64_t> m_newIdentities; // one a component: the same when the change is made again
+    const std::vector<std::uint64_t> m_newIdentities; // one per component: the same when the change is made again
     bool m_created = false;
     std::uint64_t m_identity = 0;
 };

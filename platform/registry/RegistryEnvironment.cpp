@@ -14,11 +14,11 @@ namespace wd {
 
 namespace {
 
-// No codes of the engine or of errno.
+// Neither codes of the engine nor of errno.
 constexpr int kClosed = -1;  // the environment isn't open
-constexpr int kMapLost = -2; // somebody made the file shorter: what the map shows is no longer what it holds
+constexpr int kMapLost = -2; // somebody truncated the file: the map no longer shows what it holds
 
-constexpr std::chrono::milliseconds kOpenPatience{80}; // before a file counts as damaged
+constexpr std::chrono::milliseconds kOpenPatience{80}; // how long it takes until a file counts as damaged
 constexpr struct timespec kOpenPause { 0, 20'000'000 };
 constexpr int kReopenAttempts = 2;  // for one call
 constexpr int kResizeAttempts = 40; // for one call: each doubles the map or follows another process
@@ -30,7 +30,7 @@ MDB_val engineText(std::string_view text) {
     return {text.size(), const_cast<char*>(text.data())}; // the engine doesn't write there
 }
 
-// Failures after which the environment can't be trusted any more, or isn't there.
+// Failures after which the environment can't be trusted any more, or is missing.
 bool isFatal(int code) {
     switch (code) {
     case kClosed:
@@ -51,7 +51,7 @@ bool isFatal(int code) {
 
 } // namespace
 
-// A lost page explains whatever came of it.
+// A lost page takes precedence: it explains any other failure.
 bool Transaction::note(int code) {
     if (m_failure == 0)
         m_failure = m_lost != nullptr && m_lost->load(std::memory_order_relaxed) ? kMapLost : code;
@@ -121,8 +121,8 @@ int RegistryEnvironment::startReader(Transaction& transaction) {
             transaction.m_handle = reader;
             return 0;
         }
-        // A reader that has lost its place to another process must not be ended: that would write into the place. What
-        // it holds is a few hundred bytes, lost once.
+        // A reader that has lost its slot to another process must not be ended: that would write into the slot. This
+        // leaks a few hundred bytes, once.
         if (code != MDB_BAD_RSLOT) {
             givePooled(reader);
             return code;
@@ -131,7 +131,7 @@ int RegistryEnvironment::startReader(Transaction& transaction) {
     const int code = makeReader(transaction.m_handle);
     if (code != MDB_READERS_FULL)
         return code;
-    // All places are taken by the living. The writer's transaction needs none: slower, but an answer.
+    // All slots are taken by living processes. A write transaction needs none: slower, but an answer.
     transaction.m_isWriter = true;
     return startWriter(transaction.m_handle);
 }
@@ -148,7 +148,7 @@ int RegistryEnvironment::makeReader(MDB_txn*& reader) {
     return code;
 }
 
-// The turn at the readers' table too: a writer that follows a dead one looks for dead readers.
+// Takes the readers' turn too: a writer that follows a dead one clears dead readers.
 int RegistryEnvironment::startWriter(MDB_txn*& writer) {
     int code = m_writing.take(m_namespace);
     if (code != 0)
@@ -186,7 +186,7 @@ bool RegistryEnvironment::beginWrite(Transaction& transaction) WD_NO_THREAD_SAFE
     m_gate.enter();
     start(transaction, true);
     if (m_engine != nullptr)
-        forgetDeadReadersOfGrownFile(); // before the turn at writing: no turn is taken behind the engine's mutex
+        forgetDeadReadersOfGrownFile(); // before startWriter: no turn is taken while holding the engine's mutex
     if (!transaction.note(m_engine == nullptr ? kClosed : startWriter(transaction.m_handle)))
         end(transaction);
     return transaction.isRunning();
@@ -215,27 +215,30 @@ int RegistryEnvironment::forgetDeadReaders(int& cleared) {
     return code;
 }
 
-// A reader that was killed holds the pages of its moment until somebody looks for the dead, and the file grows by all
-// that is written meanwhile. So whoever finds it grown by a quarter looks.
+// A killed reader keeps the pages of its snapshot until somebody looks for dead readers, and the file grows by all that
+// is written meanwhile. So whoever finds it grown by a quarter looks.
 void RegistryEnvironment::forgetDeadReadersOfGrownFile() {
     MDB_envinfo info{};
     mdb_env_info(m_engine, &info);
     if (info.me_last_pgno < m_pagesToLookAt.load(std::memory_order_relaxed))
         return;
     int cleared = 0;
-    forgetDeadReaders(cleared);
+    static_cast<void>(forgetDeadReaders(cleared)); // the next look comes when the file has grown again
     m_pagesToLookAt.store(info.me_last_pgno + info.me_last_pgno / 4 + kPagesBetweenLooks, std::memory_order_relaxed);
 }
 
-// The engine never makes its file shorter. It would write into one that somebody else has cut or removed, and call that
-// a success.
+// The engine never makes its file shorter. It would write into one that somebody else has truncated or removed, and
+// call that a success.
 bool RegistryEnvironment::fileWasCut() {
     mdb_filehandle_t file = -1;
     struct stat status {};
-    if (mdb_env_get_fd(m_engine, &file) != 0 || sys::fstat(file, &status) != 0)
+    mdb_env_get_fd(m_engine, &file);
+    const bool isKnown = sys::fstat(file, &status) == 0;
+    if (!isKnown && errno != EBADF)
         return false;
-    const off_t before = std::exchange(m_fileBytes, status.st_size);
-    return status.st_size < before || status.st_nlink == 0;
+    m_isBereft = !isKnown || !isSameFile(status, m_dataFile);
+    const struct stat before = std::exchange(m_dataFile, status);
+    return m_isBereft || status.st_size < before.st_size || status.st_nlink == 0;
 }
 
 bool RegistryEnvironment::commit(Transaction& transaction) WD_NO_THREAD_SAFETY_ANALYSIS {
@@ -274,11 +277,11 @@ DWORD RegistryEnvironment::resize(std::uint64_t epoch, bool grow) {
     if (m_epoch != epoch || m_engine == nullptr)
         return ERROR_SUCCESS;
     ++m_epoch;
-    std::size_t bytes = 0; // the size that another process has given it
+    std::size_t bytes = 0; // 0: the size that another process gave it
     if (grow) {
         int cleared = 0;
         if (forgetDeadReaders(cleared) == 0 && cleared > 0)
-            return ERROR_SUCCESS; // what the dead held may be enough
+            return ERROR_SUCCESS; // what dead readers held may be enough
         MDB_envinfo info{};
         mdb_env_info(m_engine, &info);
         if (info.me_mapsize >= kMaxMapBytes)
@@ -289,14 +292,14 @@ DWORD RegistryEnvironment::resize(std::uint64_t epoch, bool grow) {
     int code = mdb_env_set_mapsize(m_engine, bytes);
     if (code == 0)
         code = openDatabase();
-    if (code == 0 || code == MDB_MAP_RESIZED) // it has grown once more: the next call follows
+    if (code == 0 || code == MDB_MAP_RESIZED) // it has grown again: the next call follows
         return ERROR_SUCCESS;
     // The old map is gone by now: only a new environment has one again.
     close();
     return errorFromEngine(code);
 }
 
-// The next call opens the file anew and sees what it holds then.
+// The next call reopens the file and sees what it holds then.
 DWORD RegistryEnvironment::giveUpLostMap(std::uint64_t epoch) {
     const GateShut shut(m_gate);
     if (m_epoch == epoch)
@@ -309,7 +312,8 @@ void RegistryEnvironment::close() {
     for (auto& place : m_pool)
         if (MDB_txn* reader = place.reader.exchange(nullptr, std::memory_order_acquire))
             mdb_txn_abort(reader);
-    mdb_env_close(m_engine);
+    if (!std::exchange(m_isBereft, false)) // else it is leaked: it would close the program's files
+        mdb_env_close(m_engine);
     m_engine = nullptr;
     ++m_epoch;
 }
@@ -331,7 +335,7 @@ DWORD RegistryEnvironment::openWithPatience() {
 
 namespace {
 
-// Gives the locks up again unless the opening succeeds, whatever ends it.
+// Releases the locks unless the opening succeeds, whatever ends it.
 class Opening {
   public:
     explicit Opening(NamespaceGuard& guard) : m_guard(guard) {}
@@ -370,22 +374,23 @@ DWORD RegistryEnvironment::openOnce() {
 }
 
 DWORD RegistryEnvironment::openEngine() {
-    const std::string path = m_home.registryPath(); // before there is an environment, which wouldn't survive a failure
-    const PageFaults faults;                        // where the map is, is known at the end
+    const std::string path = m_home.registryPath(); // may throw: not once there is an environment to leak
+    const PageFaults faults;                        // the map's address is known only at the end
     int code = mdb_env_create(&m_engine);
     if (code == 0)
         code = mdb_env_set_maxreaders(m_engine, RegistryFiles::kReaders);
-    // Without its syncs a commit still survives a killed process: the pages are the system's by then, in their order.
+    // Without syncs a commit still survives a killed process: its pages are with the system by then, in their order.
     const unsigned flags = MDB_NOTLS | (m_home.durable() ? 0u : unsigned{MDB_NOSYNC});
     if (code == 0)
         code = mdb_env_open(m_engine, path.c_str(), flags, 0600);
     mdb_filehandle_t file = -1;
     if (code == 0)
         code = mdb_env_get_fd(m_engine, &file);
-    if (code == 0 && sys::fcntl_setfd(file, FD_CLOEXEC) != 0) // the engine's one descriptor without it
+    if (code == 0 && sys::fcntl_setfd(file, FD_CLOEXEC) != 0) // the one descriptor that the engine opens without it
         code = errno;
-    m_fileBytes = 0;
-    fileWasCut();
+    m_dataFile = {};
+    if (code == 0 && sys::fstat(file, &m_dataFile) != 0)
+        code = errno;
     int cleared = 0;
     if (code == 0)
         code = forgetDeadReaders(cleared);
@@ -399,7 +404,7 @@ DWORD RegistryEnvironment::openEngine() {
     return errorFromEngine(code);
 }
 
-// The main database of the file needs a handle too, which any transaction may ask for.
+// Even the file's main database needs a handle, which any transaction may open.
 int RegistryEnvironment::openDatabase() {
     MDB_txn* transaction = nullptr;
     int code = makeReader(transaction);
@@ -417,8 +422,8 @@ int RegistryEnvironment::openDatabase() {
     return code;
 }
 
-// The engine doesn't tell where its map is; but a record lies in it, and each page begins with its number. False when
-// the root's record isn't there, which is so in no registry.
+// The engine doesn't say where its map is; but a record lies in it, and each page begins with its number. False when
+// the root's record is missing, which no registry lacks.
 bool RegistryEnvironment::guardMap(MDB_txn* transaction) {
     const RecordKey recordKey("");
     MDB_val key = engineText(recordKey.view());
@@ -460,12 +465,12 @@ bool RegistryEnvironment::isDiskFull() const {
 }
 
 DWORD RegistryEnvironment::errorFromEngine(int code) const {
-    if (code > 0 && code != EIO && code != EINVAL && code != EBADF) // those would speak of the caller's arguments
+    if (code > 0 && code != EIO && code != EINVAL && code != EBADF) // those would blame the caller's arguments
         return errorFromErrno(code);
     switch (code) {
     case 0:
         return ERROR_SUCCESS;
-    case EIO: // the engine says this of a write that came back short, too
+    case EIO: // the engine also returns this for a short write
         return isDiskFull() ? ERROR_DISK_FULL : ERROR_REGISTRY_IO_FAILED;
     case MDB_MAP_FULL:
         return ERROR_DISK_FULL;

@@ -1,10 +1,10 @@
-// The database engine's environment for one home in one process: opened at the first call, shared by all threads, never
-// closed but to be opened again after a fatal error. Owns the pool of read transactions and the gate that keeps calls
-// out while the map grows or the environment is replaced. A child of a fork makes an environment of its own and never
+// The database engine's environment for one home in one process: opened at the first call, shared by all threads,
+// closed only to be reopened, after a fatal error. Owns the pool of read transactions and the gate that keeps calls out
+// while the map grows or the environment is replaced. A child of a fork makes an environment of its own and never
 // touches its parent's: the parent's writer may have been anywhere inside it, and what it maps is shared.
 //
-// Lock order: gate (entered), the turn at writing, the turn at the readers' table, the engine's own. Whoever needs the
-// gate shut has left it and holds none of them.
+// Lock order: gate (entered), the writing turn, the readers' turn, the engine's own locks. A thread that shuts the gate
+// has left it and holds none of them.
 #pragma once
 
 #include "ProcessState.h"
@@ -16,15 +16,16 @@
 #include <cstdint>
 #include <lmdb.h>
 #include <string_view>
+#include <sys/stat.h>
 
 namespace wd {
 
 class RegistryEnvironment;
 
-// A transaction of either kind, to be used by the thread that began it. While it runs it is inside its environment's
-// gate, and a writer has the turn at writing; whatever ends it, an exception too, gives both back and leaves nothing of
-// what wasn't committed. Keeps the first failure: after that it finds and stores nothing, and whoever runs the
-// transaction decides what the failure means.
+// A transaction of either kind, used by the thread that began it. While it runs it is inside its environment's gate,
+// and a writer has the writing turn; whatever ends it, even an exception, gives both back and leaves nothing
+// uncommitted behind. Keeps the first failure: after that it finds and stores nothing, and whoever runs the transaction
+// decides what the failure means.
 class Transaction {
   public:
     Transaction() = default;
@@ -32,19 +33,19 @@ class Transaction {
     Transaction(const Transaction&) = delete;
     Transaction& operator=(const Transaction&) = delete;
 
-    // The record of the key at a folded path. It stays valid until the next put or erase, or the transaction's end.
-    // False: no such key, or a failure.
+    // The record of the key at a folded path, valid until the next put or erase, or the transaction's end. False: no
+    // such key, or a failure.
     bool find(std::string_view path, std::string_view& record);
     bool put(std::string_view path, std::string_view record);
     bool erase(std::string_view path);
 
     int failure() const { return m_failure; }
-    // Whether nothing has failed, what was read of found records included.
+    // Whether nothing has failed, including what was read of the records that were found.
     bool isSound() { return note(0); }
     bool isRunning() const { return m_environment != nullptr; }
-    // Ends it, unless it has ended, without a commit.
+    // Ends it without a commit, if it still runs.
     void end();
-    // In the child of a fork: it is the parent's, and stays as it is.
+    // In the child of a fork: the transaction is the parent's, and stays as it is.
     void forget() { m_environment = nullptr; }
 
   private:
@@ -71,7 +72,7 @@ class RegistryEnvironment {
     // The process that may use it.
     const ProcessState* owner() const { return m_owner; }
 
-    // Runs `body(Transaction&)` on one state of the registry; it may be run again when the engine wants that.
+    // Runs `body(Transaction&)` on one state of the registry; it may run again when the engine requires it.
     template <typename Body>
     LONG read(Body&& body) {
         Recovery recovery;
@@ -89,23 +90,23 @@ class RegistryEnvironment {
         }
     }
 
-    // A write transaction. Between its begin and its end the thread makes no other call of this environment. False: a
-    // failure, and the transaction is over.
+    // A write transaction. Between its begin and its end the thread makes no other call on this environment. False: a
+    // failure, and the transaction has ended.
     bool beginWrite(Transaction& transaction);
     bool commit(Transaction& transaction);
 
-    // What has been tried for one call, so that nothing is tried without end.
+    // What has been tried for one call, to limit retries.
     struct Recovery {
         int reopened = 0;
         int resized = 0;
     };
-    // After a failure: does what lets the call be tried again and gives 0, or gives the error.
+    // After a failure: makes it possible to retry the call and returns 0, or returns the error.
     DWORD recover(const Transaction& transaction, Recovery& recovery);
 
-    // Brings to the disk what commits left to the system.
+    // Syncs what commits left to the system.
     DWORD flush();
 
-    // In the child of a fork, on the environment of its parent.
+    // In the child of a fork, called on its parent's environment.
     void leaveToParent() WD_NO_THREAD_SAFETY_ANALYSIS { m_namespace.forget(); }
 
   private:
@@ -118,11 +119,11 @@ class RegistryEnvironment {
     bool beginRead(Transaction& transaction);
     void start(Transaction& transaction, bool isWriter) WD_REQUIRES_SHARED(m_gate);
     void end(Transaction& transaction);
-    int startReader(Transaction& transaction) WD_REQUIRES_SHARED(m_gate);
-    int makeReader(MDB_txn*& reader) WD_REQUIRES_SHARED(m_gate);
-    int startWriter(MDB_txn*& writer) WD_REQUIRES_SHARED(m_gate);
+    [[nodiscard]] int startReader(Transaction& transaction) WD_REQUIRES_SHARED(m_gate);
+    [[nodiscard]] int makeReader(MDB_txn*& reader) WD_REQUIRES_SHARED(m_gate);
+    [[nodiscard]] int startWriter(MDB_txn*& writer) WD_REQUIRES_SHARED(m_gate);
     bool fileWasCut() WD_REQUIRES_SHARED(m_gate);
-    int forgetDeadReaders(int& cleared) WD_REQUIRES_SHARED(m_gate);
+    [[nodiscard]] int forgetDeadReaders(int& cleared) WD_REQUIRES_SHARED(m_gate);
     void forgetDeadReadersOfGrownFile() WD_REQUIRES_SHARED(m_gate);
     MDB_txn* takePooled();
     void givePooled(MDB_txn* reader);
@@ -133,7 +134,7 @@ class RegistryEnvironment {
     DWORD openWithPatience() WD_REQUIRES(m_gate);
     DWORD openOnce() WD_REQUIRES(m_gate);
     DWORD openEngine() WD_REQUIRES(m_gate);
-    int openDatabase() WD_REQUIRES(m_gate);
+    [[nodiscard]] int openDatabase() WD_REQUIRES(m_gate);
     bool guardMap(MDB_txn* transaction) WD_REQUIRES(m_gate);
     void unguardMap() WD_REQUIRES(m_gate);
     void close() WD_REQUIRES(m_gate);
@@ -145,17 +146,19 @@ class RegistryEnvironment {
     Gate m_gate;
     MDB_env* m_engine WD_GUARDED_BY(m_gate) = nullptr;
     MDB_dbi m_database WD_GUARDED_BY(m_gate) = 0;
-    // Counts the changes behind the gate: who finds it moved on tries again before changing anything itself.
+    // Counts the changes made while the gate was shut: whoever finds it raised retries before changing anything itself.
     std::uint64_t m_epoch WD_GUARDED_BY(m_gate) = 0;
     NamespaceGuard m_namespace WD_GUARDED_BY(m_gate);
     void* m_map WD_GUARDED_BY(m_gate) = nullptr; // what the page guard watches
     const std::atomic<bool>* m_lost WD_GUARDED_BY(m_gate) = nullptr;
-    // The data file's size when it was last looked at; belongs to whoever has the turn at writing.
-    off_t m_fileBytes = 0;
+    // The data file when it was last checked; guarded by the writing turn or the shut gate.
+    struct stat m_dataFile {};
+    // The program has closed the engine's descriptors, and may have files of its own under their numbers.
+    bool m_isBereft = false;
     EngineTurn m_writing{EngineTurn::At::Writing};
     EngineTurn m_readers{EngineTurn::At::Readers};
-    std::atomic<std::size_t> m_pagesToLookAt{0}; // size of the file at which dead readers are looked for again
-    std::array<PoolPlace, kShards> m_pool;       // reset read transactions, which hold no page but a reader's place
+    std::atomic<std::size_t> m_pagesToLookAt{0}; // file size at which to look for dead readers again
+    std::array<PoolPlace, kShards> m_pool;       // reset read transactions: they hold no page, only a reader slot
 };
 
 inline void Transaction::end() {

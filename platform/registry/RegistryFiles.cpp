@@ -23,7 +23,7 @@ constexpr off_t kUserByte = 0;
 constexpr off_t kOpenerByte = 1;
 constexpr std::size_t kNamespaceLimit = 64;
 
-// Opens a file of the registry for reading and writing, or makes it with exactly `mode`, whatever the process's mask
+// Opens a file of the registry for reading and writing, or makes it with exactly `mode`, whatever the process's umask
 // is.
 FileDescriptor openOrMake(const fs::path& path, mode_t mode) {
     constexpr int kFlags = O_RDWR | O_CLOEXEC | O_NOFOLLOW;
@@ -43,7 +43,7 @@ DWORD syncDirectory(const fs::path& path) {
     return directory.valid() && sys::fsync(directory.get()) == 0 ? ERROR_SUCCESS : systemError();
 }
 
-// Device and inode of this process's process-id namespace; empty when it can't be told.
+// Device and inode of this process's process-id namespace; empty when unknown.
 std::string ownNamespace() {
     struct stat status {};
     if (sys::stat("/proc/self/ns/pid", &status) != 0)
@@ -97,8 +97,8 @@ DWORD NamespaceGuard::acquire(const Home& home) {
     return error;
 }
 
-// Whoever finds the byte free is the only user and lays the namespace down; the change from the write lock to the read
-// lock is one step, so no one else can find it free meanwhile.
+// Whoever finds the byte unlocked is the only user and writes the namespace; the write lock becomes the read lock
+// atomically, so nobody else can find it unlocked meanwhile.
 DWORD NamespaceGuard::enter(const Home& home, const std::string& file) {
     const std::string own = ownNamespace();
     if (own.empty()) {
@@ -162,12 +162,12 @@ StandardDescriptors::StandardDescriptors(const Home& home) {
 
 namespace {
 
-// The engine takes as many readers as the file has room for: a header of 192 bytes with the first reader in it, then 64
-// bytes a reader. It maps the file as long as it finds it, and initialises it when nobody else has it open.
+// The engine allows as many readers as the file has room for: a header of 192 bytes with the first reader in it, then
+// 64 bytes a reader. It maps the file at the length it finds, and initialises it when nobody else has it open.
 constexpr off_t kLockFileBytes = 192 + off_t{64} * (RegistryFiles::kReaders - 1);
 constexpr off_t kBlockBytes = 512; // unit of st_blocks
 
-// The engine's file format, version 1: enough of its two head pages to tell a database from anything else before the
+// The engine's file format, version 1: enough of its two meta pages to tell a database from anything else before the
 // engine computes with their numbers.
 struct EngineHead {
     static constexpr std::size_t kPageHeadBytes = 16;
@@ -202,13 +202,13 @@ struct EngineHead {
             return false;
         return mapBytes <= kMaxMapBytes && lastPage >= 1 && lastPage < mapBytes / pageBytes;
     }
-    // Asked of the newer head alone: after a commit that couldn't be finished, the engine leaves roots that don't
-    // belong to the rest in the other.
+    // Checked in the newer one alone: after a commit that couldn't be finished, the engine leaves roots in the other
+    // that don't match the rest.
     bool holdsItsTrees() const {
         const auto isRoot = [this](std::uint64_t page) { return page == kNoPage || (page > 1 && page <= lastPage); };
         return isRoot(free.root) && isRoot(main.root);
     }
-    // How long the file is when all its pages are there.
+    // The file's length when all its pages are there.
     std::uint64_t dataBytes() const { return (lastPage + 1) * free.pad; }
 };
 static_assert(sizeof(EngineHead) == 136);
@@ -218,11 +218,11 @@ bool readHead(int file, off_t offset, EngineHead& head) {
            static_cast<ssize_t>(sizeof head);
 }
 
-// The last pages may never have been written when they were free again before their transaction ended; but a file that
-// something has cut shorter than that would end us by a signal when its pages are read. Making it as long as it says
-// settles both: pages that are missing read as zeros, which the engine refuses. With other users about, whose writer
-// may be at work, it must be a call that only ever lengthens; where that finds no space, they have used the file before
-// us.
+// The last pages were perhaps never written, if they were freed before their transaction ended; but in a file that
+// something has truncated, reading a missing page would kill us with a signal. Extending the file to the length that it
+// claims settles both: missing pages read as zeros, which the engine refuses. With other users around, whose writer may
+// be at work, it must be a call that only ever extends; if that finds no space, the others have used the file as it is
+// before us.
 DWORD checkDatabase(int file, bool isFirst) {
     EngineHead first{};
     EngineHead second{};
@@ -272,14 +272,12 @@ int putRoot(MDB_env* environment) {
 }
 
 DWORD errorFromEngine(int code) {
-    if (code == 0)
-        return ERROR_SUCCESS;
     if (code == MDB_SUCCESS)
         return ERROR_SUCCESS;
     return code > 0 ? errorFromErrno(code) : ERROR_BADDB;
 }
 
-// A database in one file of its own, without the engine's lock file: nobody else knows its name yet.
+// A database in a single file, without the engine's lock file: nobody else knows its name yet.
 DWORD buildDatabase(const fs::path& path, bool durable) {
     MDB_env* raw = nullptr;
     int code = mdb_env_create(&raw);
@@ -318,7 +316,7 @@ DWORD RegistryFiles::prepareDataFile(const Home& home, const NamespaceGuard& gua
         return checkDatabase(file.get(), guard.isFirst());
     if (errno != ENOENT)
         return systemError();
-    // Others use a database that somebody has removed: a new one must not meet their lock file.
+    // Others use a database that somebody has removed: a new one must not be used with their lock file.
     if (!guard.isFirst())
         return ERROR_BADDB;
 

@@ -1,7 +1,7 @@
-// Lets many calls inside at once, or one change of what they all stand on. Entering is one atomic addition, on a
-// counter that few other threads use; a change shuts the gate, waits until the last call has left, and then has
-// everything for itself. A thread that is inside must not enter again: a change that waits for it would keep it out.
-// Who enters leaves on the same thread. Private to one process; a child of a fork makes another.
+// Lets many calls in at once, or one change of what they all use. Entering is one atomic addition, on a counter that
+// few other threads use; a change shuts the gate, waits until the last call has left, and is then alone. A thread that
+// is inside must not enter again: a change that waits for it would keep it out. A thread that enters leaves by itself.
+// Private to one process; a child of a fork makes another.
 #pragma once
 
 #include "ThreadShard.h"
@@ -17,8 +17,8 @@ namespace wd {
 
 class WD_CAPABILITY("gate") Gate {
   public:
-    // The order of all accesses matters: a call counts itself, then looks at the gate; a change shuts the gate, then
-    // looks at the counts. So one of them sees the other.
+    // Sequential consistency is needed here: a call counts itself, then checks the gate; a change shuts the gate, then
+    // checks the counts. So one of them sees the other.
     void enter() WD_ACQUIRE_SHARED() {
         auto& inside = m_counts[threadShard()].inside;
         for (;;) {

@@ -15,7 +15,7 @@ namespace wd {
 
 class RegistryStore;
 
-// What an open key stands for: a record of a store, by path and identity, and what its holder may do.
+// What an open key stands for: a record of a store, by path and identity, and the access that it gives.
 struct OpenKey {
     RegistryStore* store = nullptr;
     std::string_view path; // folded, from the root
@@ -23,12 +23,12 @@ struct OpenKey {
     REGSAM access = 0;
 };
 
-// An open key with its path's text in the slot; only a longer one needs the heap.
+// An open key with its path's text in the slot; only a longer path needs the heap.
 class KeptKey {
   public:
     static constexpr std::size_t kInlineBytes = 160;
 
-    // `longPath` is the path when it is longer than the slot has room for.
+    // `longPath` holds the path when it is too long for the slot.
     void keep(const OpenKey& key, std::string&& longPath) noexcept {
         m_key = key;
         if (key.path.size() <= m_path.size()) {

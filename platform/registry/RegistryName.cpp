@@ -34,7 +34,7 @@ void foldAscii(std::string_view text, char* target) {
     }
 }
 
-// Of either form: an ASCII name has as many bytes as units.
+// For either form: an ASCII name has as many bytes as units.
 template <typename View>
 bool fitsLimits(View name) {
     return name.size() <= kMaxNameUnits;
@@ -44,7 +44,7 @@ std::u16string_view terminated(LPCWSTR text) {
     return text == nullptr ? std::u16string_view() : std::u16string_view(text);
 }
 
-// Walks the components of a path that has lost its trailing backslash, until `check` refuses one.
+// Walks the components of a path, whose trailing backslash was removed, until `check` refuses one.
 template <typename View, typename Check>
 DWORD checkComponents(View path, Check check) {
     for (;;) {

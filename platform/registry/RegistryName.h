@@ -1,5 +1,5 @@
-// Names and paths of the registry: their limits, their folded form, and how they stand in records and in the database.
-// Inside, a name is text of UTF-16 units, each unit encoded by itself in one to three bytes as UTF-8 would encode that
+// Names and paths of the registry: their limits, their folded form, and their encoding in records and in the database.
+// Inside, a name is UTF-16 text with each unit encoded by itself in one to three bytes, as UTF-8 would encode that
 // number, so that any unit sequence survives and byte order is unit order. Used by the registry's calls; no state.
 #pragma once
 
@@ -17,19 +17,19 @@ namespace wd {
 inline constexpr std::size_t kMaxNameUnits = 255;   // of a component or a value's name
 inline constexpr std::size_t kMaxPathBytes = 32767; // of a folded path as coded here
 
-// Whether every byte is below 0x80; such a text is the same bytes in the code page and as coded here.
+// Whether every byte is below 0x80; such a text has the same bytes in the code page and as coded here.
 bool isAscii(std::string_view text);
 
 std::string codeUnits(std::u16string_view units);
 // No value for bytes that codeUnits can't have made.
 std::optional<std::u16string> unitsFromCoded(std::string_view coded);
-// Each unit in simple upper case; the result is what names are compared and ordered by.
+// Each unit in simple upper case; names are compared and ordered by the result.
 std::string foldCoded(std::u16string_view units);
 
-// A coded name in the form of a call.
+// A coded name in the system code page.
 std::string narrowName(std::string_view coded);
 
-// A buffer that needs the heap for unusually long texts only: opening and querying are to allocate nothing.
+// A buffer that needs the heap only for unusually long texts: opening and querying are to allocate nothing.
 template <std::size_t InlineBytes>
 class SmallText {
   public:
@@ -70,7 +70,7 @@ class SmallText {
 // A value's name, folded and as written. Null stands for the empty name.
 class ValueName {
   public:
-    // 0, or 87 for a name beyond the limits.
+    // 0, or ERROR_INVALID_PARAMETER for a name beyond the limits.
     DWORD set(LPCSTR name);
     DWORD set(LPCWSTR name);
 
@@ -85,14 +85,14 @@ class ValueName {
     std::string m_coded;
 };
 
-// A key's path from the root, folded, components joined by `\`; the root's is empty. The part that a caller brought is
-// kept as written too.
+// A key's path from the root, folded, components joined by `\`; the root's is empty. The part that a caller gave is
+// also kept as written.
 class KeyPath {
   public:
     explicit KeyPath(std::string_view foldedBase) { m_folded.append(foldedBase); }
 
-    // Adds a sub-key path; null and empty add nothing. 0, 161 for a leading backslash or an empty component, 87 beyond
-    // the limits. One trailing backslash is passed over.
+    // Adds a sub-key path; null and empty add nothing. 0, ERROR_BAD_PATHNAME for a leading backslash or an empty
+    // component, ERROR_INVALID_PARAMETER beyond the limits. One trailing backslash is ignored.
     DWORD append(LPCSTR subKey);
     DWORD append(LPCWSTR subKey);
 
@@ -115,7 +115,7 @@ std::string_view takeComponent(std::string_view& path);
 std::string_view parentPath(std::string_view folded);
 std::string_view lastComponent(std::string_view folded);
 
-// The database's key for a path. One that is too long for it is found by its beginning and a digest of the whole.
+// The database's key for a path. One that is too long for it is represented by its beginning and a digest of all of it.
 class RecordKey {
   public:
     explicit RecordKey(std::string_view foldedPath);

@@ -19,7 +19,7 @@ constexpr std::size_t kOffsetBytes = 4;
 constexpr std::size_t kValueHeadBytes = 13;
 constexpr std::size_t kSubkeyHeadBytes = 4;
 
-// Takes numbers and texts off the front; once something is missing, everything is, and ok() says so.
+// Takes numbers and texts off the front; once something is missing, so is all that follows, and ok() is false.
 class Reader {
   public:
     explicit Reader(std::string_view bytes) : m_rest(bytes) {}
@@ -79,8 +79,7 @@ bool isName(std::string_view coded) {
     return units && units->size() <= kMaxNameUnits;
 }
 
-// That the folded name is the fold of the written one isn't asked: a later edition of the case tables may see it
-// otherwise.
+// Doesn't check that the folded name is the fold of the written one: later case tables may fold it otherwise.
 template <typename Entry>
 bool isNamed(const Entry& entry) {
     return isName(entry.written) && isName(entry.folded);
@@ -203,7 +202,7 @@ Lookup RecordView::subkeyAt(std::uint32_t index, RecordSubkey& subkey) const {
 bool RecordView::isWellFormed() const {
     if (!isName(m_name))
         return false;
-    // Each entry begins where the one before it ends, and its name comes behind the one before it.
+    // Each entry begins where the previous one ends, and its name is ordered after the previous one's.
     std::size_t end = kHeaderBytes + (std::size_t{m_valueCount} + m_subkeyCount) * kOffsetBytes + m_name.size();
     RecordValue value;
     for (std::uint32_t i = 0; i < m_valueCount; ++i) {

@@ -1,14 +1,16 @@
-// The record of one registry key: its name as written, its values, the names of its subkeys. A view reads a record
-// where it lies, checks each length before it uses it and so never leaves the record whatever its bytes are; an editor
-// makes the next version of it. Neither knows the database. The bytes belong to whoever handed them in.
+// The record of one registry key: its name as written, its values, the names of its subkeys. A view reads a record in
+// place, checks each length before it uses it and so never leaves the record, whatever its bytes are; an editor makes
+// the next version of it. Neither knows the database. The bytes belong to whoever passed them.
 //
-//   header     magic (with the format's version), size of the whole, identity, number of values, of subkeys, size of
-//   name offsets    a 32-bit offset for each value, then for each subkey, both in the order of the folded names name as
-//   written values     type, size of data, sizes of folded and written name, form, folded name, written name, data
+//   header     magic (with the format's version), size of the record, identity, number of values, of subkeys, size of
+//              the name
+//   offsets    a 32-bit offset for each value, then for each subkey, both in the order of the folded names
+//   name       as written
+//   values     type, size of data, sizes of folded and written name, form, folded name, written name, data
 //   subkeys    sizes of folded and written name, folded name, written name
 //
-// Numbers are little-endian and unaligned, names coded as in RegistryName.h, and the parts follow each other without
-// gaps.
+// Numbers are little-endian and unaligned, names are coded as in RegistryName.h, and the parts follow each other
+// without gaps.
 #pragma once
 
 #include <platform/base.h>
@@ -21,7 +23,7 @@
 
 namespace wd {
 
-// How a value's bytes were written: text in the code page, text in UTF-16, or bytes that are no text.
+// How a value's bytes were written: text in the code page, text in UTF-16, or bytes that aren't text.
 enum class Form : std::uint8_t { Bytes = 0, Narrow = 1, Wide = 2 };
 
 struct RecordValue {
@@ -41,7 +43,7 @@ enum class Lookup { Found, Missing, Malformed };
 
 class RecordView {
   public:
-    // No value for bytes that don't begin as a record of their own size does.
+    // No value unless the bytes begin as a record of exactly their size does.
     static std::optional<RecordView> open(std::string_view bytes);
 
     std::uint64_t identity() const { return m_identity; }
@@ -55,7 +57,7 @@ class RecordView {
     std::string_view name() const { return m_name; }
     std::string_view bytes() const { return m_bytes; }
 
-    // Whether the whole record is exactly as an editor makes it: what is written back must not carry damage along.
+    // Whether all of the record is exactly as an editor makes it: what is written back must not carry damage along.
     bool isWellFormed() const;
 
   private:
@@ -74,16 +76,16 @@ class RecordEditor {
   public:
     // A key without values and subkeys.
     RecordEditor(std::string_view name, std::uint64_t identity) : m_name(name), m_identity(identity) {}
-    // An existing record; no value for a malformed one. The texts stay where they are until build().
+    // An existing record; no value for a malformed one. The texts aren't copied: they must stay valid until build().
     static std::optional<RecordEditor> open(std::string_view bytes);
 
-    // Replaces the value of that name, which keeps its name as first written, or adds it.
+    // Replaces the value of that name, which keeps its spelling, or adds it.
     void setValue(const RecordValue& value);
     bool removeValue(std::string_view folded);
     bool addSubkey(const RecordSubkey& subkey);
     bool removeSubkey(std::string_view folded);
 
-    // No value when the record would be larger than any record may be.
+    // No value when the record would be larger than kMaxBytes.
     std::optional<std::string> build() const;
 
     static constexpr std::size_t kMaxBytes = std::size_t{64} << 20;

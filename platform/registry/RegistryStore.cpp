@@ -14,7 +14,7 @@ struct HomeEntry {
     HomeEntry* next;
 };
 
-// Both lists only grow, at their heads: they are read and added to without a lock, which a fork could leave locked.
+// Both lists only grow, at their heads: they are read and extended without a lock, which a fork could leave locked.
 constinit std::atomic<HomeEntry*> homeEntries{nullptr};
 constinit std::atomic<RegistryStore*> stores{nullptr};
 
@@ -75,7 +75,7 @@ RegistryEnvironment& RegistryStore::environment() {
     return makeEnvironment(environment);
 }
 
-// A stale environment is a parent's. But for its locks it stays as it is, mappings included: another thread may have
+// A stale environment is a parent's. Except for its locks it stays as it is, mappings included: another thread may have
 // been inside it at the fork, and ending a transaction in it would write into what the parent still uses.
 RegistryEnvironment& RegistryStore::makeEnvironment(RegistryEnvironment* stale) {
     auto made = std::make_unique<RegistryEnvironment>(m_home, processState());
@@ -117,7 +117,7 @@ LONG RegistryStore::writeNow(RegistryChange& change) {
 DWORD RegistryStore::flush() {
     Batch* batch = Batch::current();
     if (batch != nullptr && batch->transactionOn(*this) != nullptr)
-        return ERROR_SUCCESS; // its end does that
+        return ERROR_SUCCESS; // the batch's end does that
     return environment().flush();
 }
 

@@ -1,5 +1,5 @@
 // The registry of one home as the calls see it: reads and changes, each routed into the calling thread's batch when
-// that has a transaction open here. One object a home (found by device and inode of its registry directory), never
+// that has a transaction open here. One object per home (found by device and inode of its registry directory), never
 // destroyed, since open keys refer to it. Any thread; a child of a fork gets an environment of its own behind the same
 // object.
 #pragma once
@@ -16,7 +16,7 @@ namespace wd {
 
 class RegistryStore {
   public:
-    // The store of a home, which is made when it isn't there yet. Null with the error.
+    // The home's store, which is made when it doesn't exist yet. Null with the error.
     static RegistryStore* of(const Home& home, DWORD& error);
 
     template <typename Body>
@@ -40,7 +40,7 @@ class RegistryStore {
 
     DWORD flush();
 
-    // The environment of this process.
+    // This process's environment.
     RegistryEnvironment& environment();
 
   private:

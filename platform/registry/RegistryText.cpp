@@ -14,7 +14,7 @@ std::string_view NarrowText::name(std::string_view coded, std::string& storage) 
     return storage;
 }
 
-// Half a unit at the end of a text, which only an odd size can have left there, has no narrow form.
+// Half a unit at the end of a text, left there by an odd size, has no narrow form.
 std::string NarrowText::convert(std::string_view bytes) {
     std::u16string units(bytes.size() / sizeof(WCHAR), u'\0');
     std::memcpy(units.data(), bytes.data(), units.size() * sizeof(WCHAR));

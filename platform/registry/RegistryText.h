@@ -1,5 +1,5 @@
-// The form in which a call gives and takes texts: names, and the data of values that are texts. One class for the A
-// calls, one for the W calls, so that each call is written once.
+// How a call passes texts: names, and the data of text values. One class for the A calls, one for the W calls, so that
+// each call is written once.
 #pragma once
 
 #include "RegistryRecord.h"
@@ -18,9 +18,9 @@ constexpr bool isTextType(DWORD type) {
 struct NarrowText {
     using Char = char;
     static constexpr Form kForm = Form::Narrow;
-    // A name as it stands in a record, in this form. A plain name is given where it lies, another one in `storage`.
+    // A record's name in this form. An ASCII name is returned in place, another one in `storage`.
     static std::string_view name(std::string_view coded, std::string& storage);
-    // The bytes of a text of the other form, in this one.
+    // Converts the bytes of a text from the other form to this one.
     static std::string convert(std::string_view bytes);
 };
 
@@ -31,13 +31,13 @@ struct WideText {
     static std::string convert(std::string_view bytes);
 };
 
-// The form under which a call of `Text` stores data of a type.
+// The form in which a call of `Text` stores data of a type.
 template <typename Text>
 constexpr Form storedForm(DWORD type) {
     return isTextType(type) ? Text::kForm : Form::Bytes;
 }
 
-// Whether data of a type is a text without an end. A wide one with half a unit too much is no text.
+// Whether data of a type is a text without its terminator. A wide one with half a unit too much isn't a text.
 template <typename Text>
 bool lacksTerminator(DWORD type, std::string_view bytes) {
     constexpr std::size_t kUnit = sizeof(typename Text::Char);
@@ -46,7 +46,7 @@ bool lacksTerminator(DWORD type, std::string_view bytes) {
     return bytes.empty() || bytes.substr(bytes.size() - kUnit).find_first_not_of('\0') != std::string_view::npos;
 }
 
-// Data as it is stored: a text has its terminator, also where the caller's size leaves it out. No data stays none.
+// Data as it is stored: a text has its terminator, even if the caller's size leaves it out. Empty data stays empty.
 template <typename Text>
 std::string_view storedData(DWORD type, std::string_view bytes, std::string& storage) {
     if (bytes.empty() || !lacksTerminator<Text>(type, bytes))
@@ -56,7 +56,7 @@ std::string_view storedData(DWORD type, std::string_view bytes, std::string& sto
     return storage;
 }
 
-// A value's data in the form of the call; converted in `storage` only when it was written in the other one.
+// A value's data in the form of the call; converted into `storage` only when it was written in the other form.
 template <typename Text>
 std::string_view dataInForm(const RecordValue& value, std::string& storage) {
     if (value.form == Form::Bytes || value.form == Text::kForm || !isTextType(value.type))

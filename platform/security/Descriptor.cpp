@@ -24,7 +24,7 @@ void append(std::vector<BYTE>& bytes, const T& value) {
     bytes.insert(bytes.end(), from, from + sizeof value);
 }
 
-// Where the parts of a caller's descriptor stand, null where it has none.
+// The parts of a caller's descriptor; null for those it lacks.
 struct Places {
     WORD control = 0;
     const void* owner = nullptr;
@@ -33,7 +33,7 @@ struct Places {
     const void* dacl = nullptr;
 };
 
-// Null for distance 0. False when the place would be in the head itself.
+// Null for distance 0. False when the part would lie inside the header.
 bool locate(const void* begin, DWORD distance, const void*& result) {
     result = distance == 0 ? nullptr : static_cast<const BYTE*>(begin) + distance;
     return distance == 0 || distance >= sizeof(SECURITY_DESCRIPTOR_RELATIVE);
@@ -44,7 +44,7 @@ DWORD findPlaces(const void* descriptor, Places& places) {
         return ERROR_INVALID_PARAMETER;
     if (*static_cast<const BYTE*>(descriptor) != SECURITY_DESCRIPTOR_REVISION)
         return ERROR_UNKNOWN_REVISION;
-    // Revision and control stand at the same place in both forms.
+    // Revision and control are at the same offset in both forms.
     const auto head = load<SECURITY_DESCRIPTOR_RELATIVE>(descriptor);
     places.control = head.Control;
     if ((head.Control & SE_SELF_RELATIVE) == 0) {
@@ -74,7 +74,7 @@ DWORD readPart(const ListKind& kind, WORD control, const void* from, Descriptor&
     return from == nullptr ? ERROR_SUCCESS : readList(kind, from, list.emplace());
 }
 
-// The entry at the begin of `bytes`, and how many it takes; 0 for a malformed one or one that doesn't belong there.
+// Appends the entry at the start of `bytes` to `list`. Returns its size; 0 if it is malformed or doesn't belong there.
 std::size_t readAce(const ListKind& kind, std::span<const BYTE> bytes, AceList& list) {
     if (bytes.size() < kAceHeadBytes)
         return 0;
@@ -92,14 +92,14 @@ bool isEverybody(const Sid& sid) {
     return sid == kEveryone || sid == kAuthenticatedUsers || sid == kAllApplicationPackages;
 }
 
-// All that the kinds of object have in common: who may give himself the other rights needs to be granted none.
+// The full rights that all kinds of object have in common: their holder may grant himself the others.
 bool isFullAccess(ACCESS_MASK mask) {
     constexpr ACCESS_MASK kOwnersRights = STANDARD_RIGHTS_REQUIRED | 1;
     return (mask & GENERIC_ALL) != 0 || (mask & kOwnersRights) == kOwnersRights;
 }
 
-// The first entry that speaks of a right decides. The kernel can't shut out some and let in others, so whoever denies
-// anything to anyone before everybody is let in gets the narrower of the two.
+// The first entry about a right decides. The kernel can't shut out some and let in others, so a list that denies
+// anything to anyone before it lets everybody in gets the narrower mode.
 bool letsEverybodyIn(const Descriptor& descriptor) {
     if ((descriptor.control & SE_DACL_PRESENT) == 0)
         return false;
@@ -182,7 +182,7 @@ std::vector<BYTE> bytesOf(const Descriptor& descriptor) {
     SECURITY_DESCRIPTOR_RELATIVE head{};
     head.Revision = SECURITY_DESCRIPTOR_REVISION;
     head.Control = static_cast<WORD>(descriptor.control | SE_SELF_RELATIVE);
-    // Every part is a multiple of four bytes, so that the next one is aligned.
+    // The size of every part is a multiple of four, so that the next one is aligned.
     const auto lay = [&bytes](DWORD& distance, const auto& part, auto&& appendPart) {
         if (!part)
             return;

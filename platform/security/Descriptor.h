@@ -1,5 +1,5 @@
-// Security descriptors as values: read from the two forms that callers hand over, laid down in one piece, and judged by
-// what the layer enforces. All sizes and counts inside the bytes are checked. No lock applies.
+// Security descriptors as values: read from either form that callers pass, written in the self-relative form, and
+// reduced to what the layer enforces. All sizes and counts in the bytes are checked. No lock is needed.
 #pragma once
 
 #include "Security.h"
@@ -22,7 +22,7 @@ struct Ace {
 
 using AceList = std::vector<Ace>;
 
-// The two lists of a descriptor, and the bits of its control word that tell of each.
+// The two lists of a descriptor, and the bits of its control word that describe each.
 struct ListKind {
     WORD present;
     WORD defaulted;
@@ -40,41 +40,43 @@ inline constexpr ListKind kSacl{SE_SACL_PRESENT, SE_SACL_DEFAULTED, SE_SACL_AUTO
                                 SE_SACL_PROTECTED};
 
 struct Descriptor {
-    WORD control = 0; // bits of the two kinds of list, of those that are present
+    WORD control = 0; // the bits of the lists that are present
     std::optional<Sid> owner;
     std::optional<Sid> group;
-    std::optional<AceList> dacl; // nothing though SE_DACL_PRESENT: a null DACL
+    std::optional<AceList> dacl; // no value with SE_DACL_PRESENT: a null DACL
     std::optional<AceList> sacl;
 
     friend bool operator==(const Descriptor&, const Descriptor&) = default;
 };
 
-// Only labels stand in a SACL here, and no label in a DACL.
+// A SACL has only labels here, a DACL no label.
 bool fits(const ListKind& kind, BYTE aceType);
 
-// 0 or 1336. `bytes` is the memory that the list may fill.
+// ERROR_SUCCESS or ERROR_INVALID_ACL. `bytes` is the memory that the list may fill.
 DWORD readList(const ListKind& kind, std::span<const BYTE> bytes, AceList& list);
-// A caller's, which reaches as far as its own size says.
+// A caller's list, which is as long as its header says.
 DWORD readList(const ListKind& kind, const void* acl, AceList& list);
-// Of the list as bytes; a list must not have more than kMostListBytes.
+// Size of the list in bytes, at most kMostListBytes.
 std::size_t sizeOf(const AceList& list);
 inline constexpr std::size_t kMostListBytes = 0xFFFC;
 void appendTo(std::vector<BYTE>& bytes, const AceList& list);
 
-// Absolute or self-relative. 0, 87, 1305, 1336, 1337 or 1338.
+// Reads an absolute or a self-relative descriptor. ERROR_SUCCESS, ERROR_INVALID_PARAMETER, ERROR_UNKNOWN_REVISION,
+// ERROR_INVALID_ACL, ERROR_INVALID_SID or ERROR_INVALID_SECURITY_DESCR.
 DWORD readDescriptor(const void* descriptor, Descriptor& result);
-// Self-relative.
+// In the self-relative form.
 std::vector<BYTE> bytesOf(const Descriptor& descriptor);
 
-// Where a list stands in a caller's descriptor, null or not. 0, 87, 1305 or 1338.
+// Finds a list in a caller's descriptor; null when it has none. ERROR_SUCCESS, ERROR_INVALID_PARAMETER,
+// ERROR_UNKNOWN_REVISION or ERROR_INVALID_SECURITY_DESCR.
 DWORD findList(const ListKind& kind, const void* descriptor, WORD& control, const void*& acl);
 
-// Keeps the parts that `parts` names.
+// Removes all parts that `parts` doesn't name.
 void keepParts(Descriptor& descriptor, SECURITY_INFORMATION parts);
-// The bits that tell of one list become `bits`.
+// Sets the control bits of one list to those in `bits`.
 void setControl(Descriptor& descriptor, const ListKind& kind, WORD bits);
 
-// As an object keeps it. 0, or 122 when its text is too long for that.
+// The form that an object stores. ERROR_SUCCESS, or ERROR_INSUFFICIENT_BUFFER when its text is too long for that.
 DWORD objectSecurityOf(const Descriptor& descriptor, ObjectSecurity& security);
 
 } // namespace wd

@@ -1,4 +1,4 @@
-// What the security calls hand out to their callers, who free it with LocalFree.
+// Memory that the security calls hand out to their callers, who free it with LocalFree.
 #pragma once
 
 #include <cstddef>

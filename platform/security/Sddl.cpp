@@ -33,7 +33,7 @@ constexpr Word kRights[] = {
     {"CR", 0x100},
 };
 
-// Names of several rights at once: of files and of registry keys.
+// Names for sets of rights: of files, then of registry keys.
 constexpr Word kRightSets[] = {
     {"FA", 0x1F01FF}, {"FR", 0x120089}, {"FW", 0x120116}, {"FX", 0x1200A0},
     {"KA", 0xF003F},  {"KR", 0x20019},  {"KW", 0x20006},  {"KX", 0x20019},
@@ -56,7 +56,7 @@ bool take(std::string_view& text, std::string_view prefix) {
     return true;
 }
 
-// Takes one of the words off `text` and adds its bits.
+// Takes one of the words off the front of `text` and adds its bits.
 bool takeWord(std::span<const Word> words, std::string_view& text, DWORD& bits) {
     for (const Word& word : words)
         if (take(text, word.text)) {
@@ -106,7 +106,7 @@ bool splitAce(std::string_view body, std::array<std::string_view, kAceFields>& f
     return body.find(';') == std::string_view::npos;
 }
 
-// type;flags;rights;object;inherited object;account. The two objects are those of a directory service: none here.
+// type;flags;rights;object;inherited object;account. The two objects are for directory services and must be empty.
 DWORD parseAce(const ListKind& kind, std::string_view body, AceList& list) {
     std::array<std::string_view, kAceFields> fields;
     if (!splitAce(body, fields))
@@ -129,7 +129,7 @@ DWORD parseAce(const ListKind& kind, std::string_view body, AceList& list) {
     return ERROR_SUCCESS;
 }
 
-// Takes flags and entries off `text`, up to the next part.
+// Takes flags and entries off the front of `text`, up to the next part.
 DWORD parseList(const ListKind& kind, std::string_view& text, Descriptor& descriptor, std::optional<AceList>& list) {
     if ((descriptor.control & kind.present) != 0)
         return ERROR_INVALID_PARAMETER;
@@ -152,7 +152,7 @@ DWORD parseList(const ListKind& kind, std::string_view& text, Descriptor& descri
     return sizeOf(*list) <= kMostListBytes ? ERROR_SUCCESS : ERROR_INVALID_ACL;
 }
 
-// Takes a SID off `text`. It has no ':', so it ends before the letter of the next one.
+// Takes a SID off the front of `text`. It has no ':', so it ends before the letter in front of the next one.
 DWORD parseOwner(std::string_view& text, std::optional<Sid>& sid) {
     if (sid)
         return ERROR_INVALID_PARAMETER;
@@ -172,7 +172,7 @@ DWORD parsePart(std::string_view& text, Descriptor& descriptor) {
         return parseList(kDacl, text, descriptor, descriptor.dacl);
     if (take(text, "S:"))
         return parseList(kSacl, text, descriptor, descriptor.sacl);
-    // After a list: what can't be an entry of it.
+    // After a list this is a malformed entry, else an unknown part.
     return descriptor.control != 0 ? ERROR_INVALID_ACL : ERROR_INVALID_PARAMETER;
 }
 

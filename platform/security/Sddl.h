@@ -1,6 +1,6 @@
 // Security descriptors as text, both ways: "O:BAD:P(A;OICI;GA;;;AU)(A;;0x1f0003;;;S-1-5-18)S:(ML;;NW;;;LW)". The text
-// of a null list is NO_ACCESS_CONTROL, that of an empty descriptor is empty. What can't be read is an error: a right or
-// a type of entry that would be passed over could let in somebody who should stay out.
+// of a null list is NO_ACCESS_CONTROL, that of an empty descriptor is empty. What can't be parsed is an error: ignoring
+// a right or a type of entry could let in somebody who should stay out.
 #pragma once
 
 #include "Descriptor.h"
@@ -10,7 +10,8 @@
 
 namespace wd {
 
-// 0; 87: no such part, or one twice; 1336: in a list; 1337: a SID.
+// ERROR_SUCCESS; ERROR_INVALID_PARAMETER for an unknown or repeated part, ERROR_INVALID_ACL in a list,
+// ERROR_INVALID_SID for a SID.
 DWORD parseSddl(std::string_view text, Descriptor& descriptor);
 std::string writeSddl(const Descriptor& descriptor);
 

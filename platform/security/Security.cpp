@@ -13,7 +13,7 @@ namespace wd {
 
 namespace {
 
-// The result of a call whose steps give a code; the code becomes the last error.
+// Runs the steps of a call, which return an error; a failure's becomes the last error.
 template <class Steps>
 BOOL succeeded(Steps&& steps) {
     try {
@@ -24,7 +24,7 @@ BOOL succeeded(Steps&& steps) {
     }
 }
 
-// The bytes of a text that may only hold ASCII: anything else becomes what no text of SDDL has.
+// SDDL is ASCII: any other unit becomes '?', which SDDL doesn't have.
 std::string narrowed(LPCWSTR text) {
     std::string result;
     for (; *text != 0; ++text)

@@ -1,5 +1,5 @@
-// Security descriptors as the kernel objects carry them: the text that tells who may what, and what of it the kernel is
-// asked to enforce, which is whether everybody is let in or the creator alone.
+// The security of kernel objects: the descriptor that an object stores as text, and the part of it that the Linux
+// kernel enforces, which is whether everybody is let in or the creator alone.
 #pragma once
 
 #include <platform/base.h>
@@ -10,14 +10,15 @@
 namespace wd {
 
 struct ObjectSecurity {
-    static constexpr std::size_t kTextLimit = 2048; // bytes that an object keeps of it
+    static constexpr std::size_t kTextLimit = 2048; // the longest text that an object can store, in bytes
 
     std::string sddl;       // empty: default security
-    bool everybody = false; // the mode is 0666, else the creator's alone
+    bool everybody = false; // mode 0666; else the creator's alone
 };
 
-// Of an object to be made. Null attributes or a null descriptor are default security. 0, or the error of a descriptor
-// that can't be read (8, 87, 1305, 1336, 1337, 1338), or that doesn't fit (122).
+// The security of an object to be created. Null attributes or a null descriptor mean default security. ERROR_SUCCESS,
+// the error of readDescriptor, ERROR_INSUFFICIENT_BUFFER when the text is too long to store, or
+// ERROR_NOT_ENOUGH_MEMORY.
 DWORD securityOf(const SECURITY_ATTRIBUTES* attributes, ObjectSecurity& security);
 
 } // namespace wd

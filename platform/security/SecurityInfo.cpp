@@ -1,5 +1,6 @@
-// Looks at and changes the security of kernel objects, by handle and by name, and edits access lists. The text that an
-// object keeps may have been written by anybody who may open it: what can't be read in it is error 1338.
+// Queries and changes the security of kernel objects, by handle and by name, and edits access lists. The text that an
+// object stores may have been written by anybody who may open it: if it can't be parsed, that is
+// ERROR_INVALID_SECURITY_DESCR.
 #include "Descriptor.h"
 #include "LastError.h"
 #include "LocalMemory.h"
@@ -17,7 +18,7 @@ constexpr SECURITY_INFORMATION kSaclParts = SACL_SECURITY_INFORMATION | LABEL_SE
 constexpr SECURITY_INFORMATION kAllParts =
     OWNER_SECURITY_INFORMATION | GROUP_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION | kSaclParts;
 
-// What a caller gives for the parts that he names.
+// The new values of the parts that a caller names.
 struct NewParts {
     SECURITY_INFORMATION parts;
     const void* owner;
@@ -32,7 +33,7 @@ DWORD codeOf(Steps&& steps) {
     try {
         error = steps();
     } catch (const std::bad_alloc&) {
-        // the code stands
+        // error is set already
     }
     return static_cast<DWORD>(failed(error));
 }
@@ -43,7 +44,7 @@ DWORD checkRequest(SE_OBJECT_TYPE type, SECURITY_INFORMATION parts) {
     return (parts & ~kAllParts) == 0 ? ERROR_SUCCESS : ERROR_INVALID_PARAMETER;
 }
 
-// Nothing said is default security, whose list has the owner alone.
+// A text without a DACL is default security, where the DACL has the owner alone.
 DWORD parseKept(const std::string& sddl, Descriptor& descriptor) {
     if (parseSddl(sddl, descriptor) != ERROR_SUCCESS)
         return ERROR_INVALID_SECURITY_DESCR;
@@ -95,7 +96,7 @@ DWORD change(Object object, SE_OBJECT_TYPE type, const NewParts& given) {
         error = objectSecurityOf(descriptor, security);
     if (error != ERROR_SUCCESS)
         return error;
-    // The kept text may be a stranger's: without a list of the caller's own it changes nothing about who is let in.
+    // The stored text may be a stranger's: unless the caller gives a DACL, it must not change who is let in.
     if ((given.parts & DACL_SECURITY_INFORMATION) == 0)
         security.everybody = everybodyBefore;
     return changeSecurity(object, security);
@@ -107,7 +108,7 @@ void store(T* result, T value) {
         *result = value;
 }
 
-// Every distance in a descriptor of our own leads to a part or is 0.
+// Every distance in a descriptor of our own points to a part or is 0.
 void* partAt(void* descriptor, DWORD distance) {
     return distance == 0 ? nullptr : static_cast<BYTE*>(descriptor) + distance;
 }

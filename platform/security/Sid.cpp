@@ -99,7 +99,7 @@ std::optional<Sid> Sid::fromText(std::string_view text) {
     for (const Alias& alias : kAliases)
         if (alias.letters == text)
             return alias.sid;
-    // A '-' at the end would promise one more number.
+    // A '-' at the end would need one more number.
     if (!text.starts_with("S-1-") || text.ends_with('-'))
         return std::nullopt;
     text.remove_prefix(4);

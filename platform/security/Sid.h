@@ -1,5 +1,5 @@
-// Security identifiers: the bytes that a descriptor holds, the text "S-1-5-32-544", and the two letters that SDDL has
-// for the usual ones. Values; no lock applies.
+// Security identifiers: the bytes that a descriptor holds, the text "S-1-5-32-544", and the two-letter SDDL aliases of
+// the well-known ones. Plain values; no lock is needed.
 #pragma once
 
 #include <platform/security.h>
@@ -25,15 +25,15 @@ class Sid {
         : m_authority(authority), m_count(static_cast<BYTE>(parts.size())) {
         std::copy(parts.begin(), parts.end(), m_parts.begin());
     }
-    // The SID at the begin of `bytes`; what stands behind it is not looked at.
+    // The SID at the start of `bytes`; what follows it is ignored.
     static std::optional<Sid> fromBytes(std::span<const BYTE> bytes);
-    // A caller's, which reaches as far as its own count says.
+    // A caller's SID, which is as long as its own count says.
     static std::optional<Sid> fromPointer(const void* sid);
-    // "S-1-…", numbers decimal or 0x…, or the letters of SDDL.
+    // "S-1-…", numbers decimal or 0x…, or an SDDL alias.
     static std::optional<Sid> fromText(std::string_view text);
 
     std::string text() const;
-    // The letters where there are some, else the text.
+    // The SDDL alias if it has one, else the text.
     std::string sddl() const;
     std::size_t size() const { return kHeadBytes + m_count * sizeof(DWORD); }
     void appendTo(std::vector<BYTE>& bytes) const;

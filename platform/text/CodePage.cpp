@@ -24,7 +24,7 @@ const CodePageTable* tableFor(UINT number) {
     return CodePageTable::of(number == CP_ACP ? home().codePage() : number);
 }
 
-// Writes what fits and counts all.
+// Writes what fits, counts everything.
 template <class Unit>
 class Sink {
   public:
@@ -71,7 +71,7 @@ std::size_t asciiPrefix(std::u16string_view text) {
     return length;
 }
 
-// One character that isn't ASCII, from `text`'s begin: its bytes and its code point, negative when they are invalid.
+// The non-ASCII character at the start of a text: its bytes, and its code point, negative when they are invalid.
 struct Decoded {
     std::size_t bytes;
     UChar32 character;
@@ -125,7 +125,7 @@ bool isEscape(char16_t unit) {
     return unit >= kEscapeBase + kFirstHighByte && unit <= kEscapeBase + 0xFF;
 }
 
-// One character that isn't ASCII; returns its units. False in `clean` when the substitute was put.
+// Encodes one non-ASCII character; returns its units. Sets `clean` to false when it writes the substitute.
 std::size_t encodeOne(const CodePageTable* table, std::u16string_view text, Sink<char>& sink, const char* substitute,
                       bool& clean) {
     const char16_t unit = text[0];

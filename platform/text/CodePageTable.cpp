@@ -99,7 +99,8 @@ bool CodePageTable::fillWide(UConverter* converter) {
     return true;
 }
 
-// All units in one call: what the code page lacks is skipped, the offsets tell which unit each byte belongs to.
+// Converts all units in one call: ICU skips what the code page lacks, and the offsets say which unit each byte belongs
+// to.
 bool CodePageTable::fillNarrow(UConverter* converter) {
     UErrorCode status = U_ZERO_ERROR;
     ucnv_setFromUCallBack(converter, UCNV_FROM_U_CALLBACK_SKIP, nullptr, nullptr, nullptr, &status);
@@ -126,7 +127,7 @@ bool CodePageTable::fillNarrow(UConverter* converter) {
             ++end;
         const auto lead = static_cast<BYTE>(bytes[begin]);
         std::uint16_t code = 0;
-        // A character never turns into ASCII by likeness: a look-alike of `\` must not become a separator.
+        // No best-fit mapping to ASCII: a look-alike of `\` must not become a separator.
         if (end - begin == 1 && lead >= kFirstHighByte && !isLeadByte(lead))
             code = lead;
         else if (end - begin == 2 && isLeadByte(lead))
@@ -154,7 +155,7 @@ const CodePageName* findCodePage(UINT number) {
     return index < kCodePageCount ? &kCodePages[index] : nullptr;
 }
 
-// Racing callers both build and one of them publishes: a child of a fork never meets a lock whose holder it lacks.
+// Takes no lock, whose holder the child of a fork might lack: racing callers both build, and one of them publishes.
 const CodePageTable* CodePageTable::of(UINT number) {
     static constinit std::array<std::atomic<const CodePageTable*>, kCodePageCount> tables{};
     const std::size_t index = indexOf(number);

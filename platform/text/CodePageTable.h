@@ -1,5 +1,5 @@
-// Code pages beside UTF-8 as tables, taken from ICU at the first use of each. A published table never changes and is
-// never freed: other threads may still read it while the process ends.
+// Code pages other than UTF-8 as tables, taken from ICU at the first use of each. A published table never changes and
+// is never freed: other threads may still read it while the process ends.
 #pragma once
 
 #include <platform/base.h>
@@ -17,7 +17,7 @@ struct ByteRange {
     BYTE last;
 };
 
-// A row of the list of code pages: what is known of one without ICU.
+// A row of the list of code pages: what is known about one without ICU.
 struct CodePageName {
     bool isLead(std::size_t byte) const;
 
@@ -26,23 +26,23 @@ struct CodePageName {
     const char* icuName;
 };
 
-// Null when the layer has no such code page beside UTF-8.
+// Null for UTF-8, and when the layer has no such code page.
 const CodePageName* findCodePage(UINT number);
 
 inline constexpr std::size_t kFirstHighByte = 0x80;
 
-// Bytes to units and back. kNoUnit stands where the code page has no character.
+// Maps bytes to units and back. kNoUnit: the code page has no character there.
 class CodePageTable {
   public:
     static constexpr char16_t kNoUnit = 0xFFFF; // a noncharacter, which no code page has
 
-    // The table of a code page, null for UTF-8, for an unknown one, and for what ICU's data lacks.
+    // The table of a code page; null for UTF-8, for an unknown one, and for one that ICU's data lacks.
     static const CodePageTable* of(UINT number);
 
     bool isLeadByte(BYTE byte) const { return m_name.isLead(byte); }
     char16_t single(BYTE byte) const { return m_single[byte]; }
     char16_t pair(BYTE lead, BYTE trail) const { return m_pairs[pairIndex(lead, trail)]; }
-    // 0: the code page lacks the unit; up to 0xFF one byte, above lead and trail.
+    // 0: the code page lacks the unit; up to 0xFF a single byte, above that lead and trail byte.
     std::uint16_t narrow(char16_t unit) const { return m_narrow[unit]; }
 
   private:

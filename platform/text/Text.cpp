@@ -1,6 +1,7 @@
 // The text calls of the interface: argument checks and error codes around CodePage.h.
 #include "CodePage.h"
 #include "Home.h"
+#include "LastError.h"
 
 #include <platform/text.h>
 
@@ -11,7 +12,7 @@
 
 namespace {
 
-// The source as a view, the terminator included when it was measured here. False for lengths that make no sense.
+// The source as a view, with its terminator when the length is -1. False for invalid arguments.
 template <class Unit>
 bool sourceView(const Unit* source, int length, std::basic_string_view<Unit>& view) {
     if (source == nullptr || length == 0 || length < -1)
@@ -26,16 +27,11 @@ bool isCodePage(UINT codePage) {
     return codePage == CP_ACP || wd::isKnownCodePage(codePage);
 }
 
-int fail(DWORD error) {
-    SetLastError(error);
-    return 0;
-}
-
 int finish(std::size_t length, int targetLength) {
     if (length > INT_MAX)
-        return fail(ERROR_INVALID_PARAMETER);
+        return wd::fail(ERROR_INVALID_PARAMETER);
     if (targetLength != 0 && length > static_cast<std::size_t>(targetLength))
-        return fail(ERROR_INSUFFICIENT_BUFFER);
+        return wd::fail(ERROR_INSUFFICIENT_BUFFER);
     return static_cast<int>(length);
 }
 
@@ -61,7 +57,7 @@ BOOL IsDBCSLeadByte(BYTE byte) {
 LPSTR CharNextA(LPCSTR text) {
     if (text == nullptr || *text == '\0')
         return const_cast<LPSTR>(text);
-    // A lead byte right before the terminator stands alone: the walk must not step over the end.
+    // A lead byte right before the terminator counts as one character: the walk must not step over the end.
     const bool isPair = text[1] != '\0' && wd::isLeadByte(static_cast<BYTE>(*text));
     return const_cast<LPSTR>(text + (isPair ? 2 : 1));
 }
@@ -71,15 +67,15 @@ int MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR source, int sourceLen
     const bool known = (flags & ~(MB_PRECOMPOSED | MB_ERR_INVALID_CHARS)) == 0 && isCodePage(codePage);
     if (!known || !sourceView(source, sourceLength, text) || targetLength < 0 ||
         (target == nullptr && targetLength != 0))
-        return fail(ERROR_INVALID_PARAMETER);
+        return wd::fail(ERROR_INVALID_PARAMETER);
     try {
         const auto result =
             wd::convertToWide(codePage, text, targetSpan(target, targetLength), wd::InvalidBytes::Replace);
         if (!result.clean && (flags & MB_ERR_INVALID_CHARS) != 0)
-            return fail(ERROR_NO_UNICODE_TRANSLATION);
+            return wd::fail(ERROR_NO_UNICODE_TRANSLATION);
         return finish(result.length, targetLength);
     } catch (const std::bad_alloc&) {
-        return fail(ERROR_NOT_ENOUGH_MEMORY);
+        return wd::fail(ERROR_NOT_ENOUGH_MEMORY);
     }
 }
 
@@ -88,18 +84,18 @@ int WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR source, int sourceLe
     std::u16string_view text;
     if (flags != 0 || !isCodePage(codePage) || !sourceView(source, sourceLength, text) || targetLength < 0 ||
         (target == nullptr && targetLength != 0))
-        return fail(ERROR_INVALID_PARAMETER);
+        return wd::fail(ERROR_INVALID_PARAMETER);
     try {
         const auto result = wd::convertToNarrow(codePage, text, targetSpan(target, targetLength), defaultChar);
         if (usedDefaultChar != nullptr)
             *usedDefaultChar = result.clean ? FALSE : TRUE;
         return finish(result.length, targetLength);
     } catch (const std::bad_alloc&) {
-        return fail(ERROR_NOT_ENOUGH_MEMORY);
+        return wd::fail(ERROR_NOT_ENOUGH_MEMORY);
     }
 }
 
-// A separator counts only when a name stands behind it: "C:\dir\" gives "dir\".
+// A separator counts only when a name follows it: "C:\dir\" gives "dir\".
 LPSTR PathFindFileNameA(LPCSTR path) {
     LPCSTR name = path;
     for (LPCSTR at = path; at != nullptr && *at != '\0'; at = CharNextA(at)) {

@@ -1,18 +1,18 @@
 // libWdDbg64.so: a trace library that appends lines to a file.
 //
-// The file is <LogFolder>/<LogPrefix><LogFile>.<LogExtension>; an empty LogFile is the log's tag. In LogFolder `\` and
-// `/` both separate, and "X:\..." is the folder drive_x of $WARDLET_HOME. An empty LogFolder is $WARDLET_HOME/log, or
-// without that variable the system's folder for temporary files, where the file must be the user's own. A folder that
-// would depend on the working directory, or leads out of its drive, is refused. Folder and file are made for the first
-// line: a log that writes nothing leaves nothing. In a folder with the set-group-id bit they are its group's, elsewhere
-// their owner's alone; a home that isn't there isn't made.
+// The file is <LogFolder>/<LogPrefix><LogFile>.<LogExtension>; an empty LogFile is the log's tag. In LogFolder both `\`
+// and `/` are separators, and "X:\..." is the folder drive_x of $WARDLET_HOME. An empty LogFolder is $WARDLET_HOME/log,
+// or without that variable the system's folder for temporary files, where the file must be the user's own. A folder
+// that would depend on the working directory, or leads out of its drive, is refused. Folder and file are created with
+// the first line: a log that writes nothing leaves nothing behind. In a folder with the set-group-ID bit they belong to
+// its group, elsewhere to their owner alone; a missing home is not created.
 //
-// Any number of processes share one file: a line is one appending write, and the file that a line would take beyond
-// 4 MiB becomes <file>.1, that one .2, that one .3, and the last one goes. "Robust" syncs after each line, "Debugger"
-// writes each line to stderr too. "LogProcess" and "LogUnitType" mean nothing here.
+// Any number of processes share one file: a line is one appending write. Before a line would take the file beyond 4
+// MiB, the file is rotated to <file>.1, older ones to .2 and .3, and the oldest is dropped. "Robust" syncs after each
+// line, "Debugger" writes each line to stderr too. "LogProcess" and "LogUnitType" are ignored here.
 //
-// A handle is used by one thread at a time: the caller sees to it. No lock is held between calls, so a forked child may
-// go on with its parent's handle.
+// The caller makes sure that a handle is used by one thread at a time. No lock is held between calls, so a forked child
+// may go on with its parent's handle.
 #include <array>
 #include <cerrno>
 #include <cstddef>
@@ -61,17 +61,17 @@ constexpr int kSuccess = 0;
 constexpr int kFailure = -1;
 constexpr off_t kMaxFileSize = off_t{4} << 20;
 constexpr int kKeptFiles = 3;
-constexpr int kRetries = 100; // of a file that others rotate away again and again
+constexpr int kRetries = 100; // while others keep rotating the file away
 
 bool sameFile(const struct stat& a, const struct stat& b) {
     return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
-// Closes only the file that it was made for: a program that closes all descriptors, as a daemon does, may have the
-// number for a file of its own by then.
+// Closes only the file that it was made for: a program that closes all descriptors, as a daemon does, may have reused
+// the number by then.
 class Descriptor {
   public:
-    // One of the first three becomes another: a program without standard streams may yet give them to what it prints.
+    // Moves off the first three numbers: a program without standard streams may yet open them for what it prints.
     explicit Descriptor(int file) : m_file(file) {
         if (file >= 0 && file <= STDERR_FILENO) {
             m_file = fcntl(file, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
@@ -119,7 +119,7 @@ void appendUtf8(std::string& out, char32_t character) {
     }
 }
 
-// A surrogate without its other half becomes U+FFFD.
+// A lone surrogate becomes U+FFFD.
 std::string utf8Of(std::u16string_view text) {
     constexpr char32_t kReplacement = 0xFFFD;
     std::string out;
@@ -156,11 +156,11 @@ bool leadsUp(const fs::path& path) {
     return false;
 }
 
-// The folder for the files of the log and whether it is one that strangers write to as well.
+// The folder for the files of the log, and whether strangers write to it as well.
 struct Folder {
     fs::path path;
     bool isShared = false;
-    fs::path home = {}; // that it lies in, if any
+    fs::path home = {}; // the home that it lies in, if any
 };
 
 std::optional<Folder> folderOf(std::string text) {
@@ -203,14 +203,14 @@ bool belongsToGroup(const fs::path& folder) {
     return stat(folder.c_str(), &status) == 0 && (status.st_mode & S_ISGID) != 0;
 }
 
-// A folder that can't be made shows when the file is opened.
+// Failures are ignored: they show when the file is opened.
 void makeFolder(const fs::path& folder) {
     bool isMade = mkdir(folder.c_str(), 0700) == 0;
     if (!isMade && errno == ENOENT && folder.has_relative_path()) {
         makeFolder(folder.parent_path());
         isMade = mkdir(folder.c_str(), 0700) == 0;
     }
-    if (isMade && belongsToGroup(folder)) // as the folder above does
+    if (isMade && belongsToGroup(folder)) // inherited from the folder above
         chmod(folder.c_str(), 02770);
 }
 
@@ -241,7 +241,7 @@ class LogFile {
     Descriptor m_file{-1};
 };
 
-// What stands in the file's place must be a file; in a folder of everybody's, this user's own and no link to another.
+// Opens a regular file only; in a shared folder it must be this user's own, with no other hard link.
 int LogFile::openPath() const {
     constexpr int kFlags = O_WRONLY | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
     int file = ::open(m_path.c_str(), kFlags);
@@ -269,7 +269,7 @@ std::unique_ptr<LogFile> LogFile::make(const Config& config) {
     return std::unique_ptr<LogFile>(new LogFile(*folder, *name, config));
 }
 
-// False before the first line, and once the file was rotated away or removed by whomever.
+// False before the first line, and once anybody has rotated or removed the file.
 bool LogFile::isCurrent() const {
     struct stat open {};
     struct stat standing {};
@@ -293,10 +293,10 @@ bool LogFile::isFull(off_t size, std::size_t lineSize) const {
     return size > 0 && size + static_cast<off_t>(lineSize) > kMaxFileSize;
 }
 
-// Under a lock on the file itself, by a descriptor of this call's own: a forked child shares its parent's, and a lock
-// held through that would be held by both. It isn't waited for, since whoever may read the log may have it for good:
-// the full file takes the line then. Whoever gets the lock after another's rotation finds another file standing. False
-// when the file can't be moved away.
+// Rotates under a lock on the file itself, through a descriptor of this call's own: a forked child shares its parent's,
+// and both would hold a lock taken through that. Doesn't wait for the lock, since anybody who may read the log could
+// hold it for good: the full file then takes the line. After another's rotation, whoever gets the lock finds a
+// different file in place. False when the file can't be rotated.
 bool LogFile::rotate(std::size_t lineSize) const {
     const Descriptor lock(::open(m_path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
     if (!lock.valid())
@@ -304,7 +304,7 @@ bool LogFile::rotate(std::size_t lineSize) const {
     if (flock(lock.get(), LOCK_EX | LOCK_NB) != 0)
         return false;
     const bool rotated = rotateLocked(lock.get(), lineSize);
-    flock(lock.get(), LOCK_UN); // a child that was forked meanwhile has the descriptor too
+    flock(lock.get(), LOCK_UN); // a child that was forked meanwhile shares the descriptor
     return rotated;
 }
 
@@ -320,7 +320,7 @@ bool LogFile::rotateLocked(int file, std::size_t lineSize) const {
     return rename(m_path.c_str(), kept(1).c_str()) == 0;
 }
 
-// One write, so that lines of several processes stay whole. Only a full disk cuts one.
+// One write, so that lines of several processes stay whole. Only a full disk cuts one short.
 bool LogFile::append(std::string_view line) const {
     ssize_t written = 0;
     do {
@@ -329,8 +329,7 @@ bool LogFile::append(std::string_view line) const {
     return written == static_cast<ssize_t>(line.size());
 }
 
-// A line that another process's rotation overtakes between the look and the write is whole too, in the file that was
-// rotated.
+// If another process rotates the file between the check and the write, the line is whole too, in the rotated file.
 bool LogFile::writeLine(std::string_view line) {
     if (m_debugger)
         static_cast<void>(!write(STDERR_FILENO, line.data(), line.size()));

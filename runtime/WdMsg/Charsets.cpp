@@ -13,8 +13,8 @@ namespace {
 
 struct Charset {
     const char* name;
-    const char* icu;                      // the converter's name there
-    const ShiftedForm* shifted = nullptr; // made from the one that the form names
+    const char* icu;                      // ICU's name of the converter
+    const ShiftedForm* shifted = nullptr; // set: converted through that form's EUC charset
 };
 
 constexpr Charset kCharsets[] = {
@@ -50,7 +50,7 @@ constexpr Charset kCharsets[] = {
     {"UTF-16LE", "UTF-16LE"},
 };
 
-// Lengths in ICU are signed; a unit takes at most four bytes, and a shift a few more.
+// ICU's lengths are signed 32-bit numbers; a unit takes at most four bytes, and a shift a few more.
 constexpr std::size_t kMostBytes = std::numeric_limits<std::int32_t>::max() / 16;
 
 const Charset* findCharset(const char* name) {
@@ -60,7 +60,7 @@ const Charset* findCharset(const char* name) {
     return nullptr;
 }
 
-// ICU's own callback of this kind drops characters that are invisible, such as soft hyphens.
+// ICU's own stopping callback drops invisible characters, such as soft hyphens.
 void stop(const void*, UConverterFromUnicodeArgs*, const UChar*, std::int32_t, UChar32, UConverterCallbackReason,
           UErrorCode*) {}
 
@@ -80,7 +80,7 @@ Converter openConverter(const char* name) {
     return U_FAILURE(error) ? nullptr : std::move(converter);
 }
 
-// `convert` is given room and an error, and returns the length needed.
+// `convert` takes buffer, room and error, and returns the length needed; it is called again if the text doesn't fit.
 template <class Text, class Convert>
 std::optional<Text> convertInto(std::size_t room, Convert convert) {
     Text text(room, {});

@@ -1,4 +1,4 @@
-// The charsets of the library, by their names, and texts from one into another.
+// The library's charsets by name, and the conversion between them.
 #pragma once
 
 #include "WipedText.h"
@@ -8,11 +8,12 @@
 
 namespace wdmsg {
 
-// Names regardless of case. Nothing for an unknown name, a text that isn't one of the source charset, or a character
-// that the target charset lacks: no character is dropped or replaced by a similar one. Throws when memory is exhausted.
+// Names are case-insensitive. Nothing for an unknown name, a text that is malformed in the source charset, or a
+// character that the target charset lacks: no character is dropped or replaced by a similar one. Throws when memory is
+// exhausted.
 std::optional<Text> convert(std::string_view text, const char* from, const char* to);
 
-// Whether the charsets' tables are there.
+// Whether ICU's tables are available.
 bool startCharsets();
 
 } // namespace wdmsg

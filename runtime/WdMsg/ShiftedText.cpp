@@ -25,7 +25,7 @@ bool isPair(const ShiftedForm& form, std::string_view text) {
            byteOf(text[1]) >= kFirstOfPair && byteOf(text[1]) <= kLastOfPair;
 }
 
-// An ASCII character that would be taken for a part of a shift or a header.
+// Whether an ASCII character would be read as part of a shift or a header.
 bool isReserved(const ShiftedForm& form, char c) {
     return form.doubled == '\0' && (c == kEscape || c == form.toPairs[0] || c == form.toAscii[0]);
 }
@@ -37,7 +37,7 @@ bool take(std::string_view& text, std::string_view prefix) {
     return true;
 }
 
-// One character in front of `text`, in the ASCII state.
+// Takes one character off the front of `text`, in the ASCII state.
 bool takeAscii(const ShiftedForm& form, std::string_view& text, Text& euc) {
     const char c = text.front();
     text.remove_prefix(1);
@@ -47,7 +47,7 @@ bool takeAscii(const ShiftedForm& form, std::string_view& text, Text& euc) {
         euc += c;
         return true;
     }
-    // Twice it is itself; in front of a line's end it joins the next line.
+    // Doubled, it stands for itself; before a line end it joins the next line.
     if (text.empty() || (text.front() != form.doubled && text.front() != '\n'))
         return false;
     if (text.front() == form.doubled)
@@ -110,7 +110,7 @@ std::optional<Text> eucFromShifted(const ShiftedForm& form, std::string_view tex
         } else if (inPairs && text.front() != '\r' && text.front() != '\n') {
             return std::nullopt;
         } else {
-            inPairs = false; // a line's end shifts back by itself
+            inPairs = false; // a line end shifts back to ASCII by itself
             if (!takeAscii(form, text, euc))
                 return std::nullopt;
         }

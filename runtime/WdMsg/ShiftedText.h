@@ -1,6 +1,6 @@
-// Charsets that switch between ASCII and characters of two bytes: the same pairs as in a charset of the EUC kind,
-// without the high bits, between two shifts. They are made from that one here, since ICU's own refuse a backslash in
-// iso-2022-kr and leave hz-gb-2312 open at its end.
+// Charsets that shift between ASCII and two-byte characters: the same pairs as in an EUC charset, without the high
+// bits. They are converted to and from EUC here, since ICU's own converters refuse a backslash in iso-2022-kr and don't
+// shift back at the end of hz-gb-2312.
 #pragma once
 
 #include "WipedText.h"
@@ -13,7 +13,7 @@ namespace wdmsg {
 
 struct ShiftedForm {
     const char* euc;         // ICU's name of the charset with the same pairs
-    std::string_view header; // stands in front of a text's first pair; none when empty
+    std::string_view header; // begins a text that has pairs; none when empty
     std::string_view toPairs;
     std::string_view toAscii;
     char doubled;          // the ASCII character that is written twice; 0: none
@@ -23,8 +23,8 @@ struct ShiftedForm {
 inline constexpr ShiftedForm kIso2022Kr = {"euc-kr", "\x1B$)C", "\x0E", "\x0F", '\0', 0x7E};
 inline constexpr ShiftedForm kHzGb2312 = {"gb2312", "", "~{", "~}", '~', 0x77};
 
-// A text that has no pairs gets neither header nor shift, and one that ends in a pair is shifted back. Nothing when the
-// text can't be in this form.
+// A text without pairs gets neither header nor shift, and one that ends in a pair is shifted back. Nothing when the
+// text has no such form.
 std::optional<Text> shiftedFromEuc(const ShiftedForm& form, std::string_view euc);
 // Nothing when the text is malformed.
 std::optional<Text> eucFromShifted(const ShiftedForm& form, std::string_view text);

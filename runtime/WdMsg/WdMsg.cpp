@@ -1,8 +1,8 @@
-// libWdMsg.so: a charset library. A locator wraps a buffer of its caller's; a conversion goes from the content of one
-// to the buffer of another.
+// libWdMsg.so: a charset library. A locator wraps a caller's buffer; a conversion goes from the content of one to the
+// buffer of another.
 //
-// Any number of callers in a process may start and stop it, each start with a stop of its own; any thread may convert
-// in between. A conversion that is refused leaves zeros in the whole target buffer.
+// Any number of callers in a process may start and stop it, each start with its own stop; any thread may convert in
+// between. A conversion that fails zeroes the whole target buffer, unless an argument was null.
 #include "Charsets.h"
 
 #include <algorithm>
@@ -16,7 +16,7 @@
 
 namespace {
 
-constexpr int kMemory = 1; // the one kind of locator that there is
+constexpr int kMemory = 1; // the only kind of locator
 constexpr std::uint32_t kLoading = 1;
 
 constexpr std::uint8_t kYes = 1;
@@ -59,7 +59,7 @@ std::int32_t convertContent(const Locator& source, const char* from, Locator& ta
 
 #define WDMSG_ENTRY extern "C" __attribute__((visibility("default")))
 
-// The loader's: without its tables the library doesn't load.
+// Called by the loader. Without ICU's tables the library doesn't load.
 WDMSG_ENTRY int WdLibraryEntry(void*, std::uint32_t reason) {
     return reason != kLoading || wdmsg::startCharsets() ? 1 : 0;
 }
@@ -77,7 +77,7 @@ WDMSG_ENTRY std::uint8_t WdMsg_UnInitialize() {
     return count != 0 ? kYes : kNo;
 }
 
-// The last argument selects nothing here. Null for a null buffer, an unknown kind, more content than buffer.
+// The last argument is ignored. Null for a null buffer, an unknown kind, or more content than buffer.
 WDMSG_ENTRY void* WdMsg_CreateResourceLocator(void* buffer, int kind, std::uint32_t bufferSize,
                                               std::uint32_t contentSize, std::uint8_t) {
     if (buffer == nullptr || kind != kMemory || contentSize > bufferSize)
@@ -89,8 +89,8 @@ WDMSG_ENTRY void WdMsg_DeleteResourceLocator(void* locator) {
     const std::unique_ptr<Locator> owned(static_cast<Locator*>(locator));
 }
 
-// `size`, which bounds the target buffer, takes the number of bytes converted. What can't be converted is refused, so
-// no substitute is ever put in.
+// `size` limits the use of the target buffer, and receives the number of bytes written. What can't be converted is
+// refused, so the substitute is never used.
 WDMSG_ENTRY std::int32_t WdMsg_CharsetConverterResource(void* source, const char* from, void* target, const char* to,
                                                         std::uint32_t* size, std::uint8_t,
                                                         std::uint8_t /*substitute*/) {

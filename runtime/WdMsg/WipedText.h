@@ -1,4 +1,4 @@
-// A text that is cleared before its memory is given back: what callers have converted may be kept enciphered elsewhere.
+// A text that is wiped before its memory is freed: callers convert secrets that are enciphered everywhere else.
 #pragma once
 
 #include <cstddef>
@@ -33,7 +33,7 @@ class WipedText : public std::basic_string<Character, std::char_traits<Character
     WipedText(WipedText&&) noexcept = default;
     WipedText& operator=(const WipedText&) = default;
     WipedText& operator=(WipedText&&) noexcept = default;
-    // A short one stands in the object itself, as does what is left of one that grew out of it.
+    // A short text is stored in the object itself, and so are the remains of one that grew out of it.
     ~WipedText() {
         explicit_bzero(this->data(), this->capacity() * sizeof(Character));
         this->clear();

@@ -1,6 +1,6 @@
-// Any address, config type and size, at random: what isn't served is refused, what is served is read and written in its
-// own size alone, nothing is written beyond the caller's buffer, and nothing is stored where nothing should be. The
-// features' own settings aren't drawn.
+// Random addresses, config types and sizes: what isn't served is refused, what is served is read and written only with
+// the right size, nothing is written beyond the caller's buffer, and nothing is stored where nothing should be. The
+// features' own settings are left out.
 #include "LoadedLibrary.h"
 #include "Seed.h"
 #include "Tree.h"
@@ -25,7 +25,7 @@ using testing::ElementsAre;
 using testing::ElementsAreArray;
 
 constexpr int kRounds = 20'000;
-constexpr std::size_t kFront = 61; // no alignment
+constexpr std::size_t kFront = 61; // makes the data unaligned
 constexpr std::size_t kRoom = 4096;
 constexpr BYTE kGuard = 0xEE;
 
@@ -48,7 +48,7 @@ class Dice {
     explicit Dice(std::uint64_t seed) : m_any(seed) {}
 
     bool oneIn(std::uint64_t n) { return m_any() % n == 0; }
-    // Mostly numbers that mean something, else any at all.
+    // Mostly meaningful numbers, sometimes arbitrary ones.
     Call call() {
         Call drawn{};
         drawn.protocol =
@@ -61,7 +61,7 @@ class Dice {
         drawn.configType = oneIn(8) ? m_any() : m_any() % 16;
         drawn.size = oneIn(10) ? m_any() : oneIn(4) ? m_any() % kRoom : oneOf<std::uint64_t>({0, 1, 260, 516, 1096});
         drawn.withData = !oneIn(6);
-        constexpr std::uint32_t kFeatures = 0x302CD; // whose records fill a buffer of any size that is enough
+        constexpr std::uint32_t kFeatures = 0x302CD; // their records accept any buffer that is large enough
         if (drawn.protocol < WDLT_PROTOCOL_SYSTEM && (drawn.scan == 0 || (drawn.scan & kFeatures) != 0))
             drawn.protocol += WDLT_PROTOCOL_SYSTEM;
         return drawn;
@@ -109,7 +109,7 @@ class AddressSpace : public testing::TestWithParam<std::vector<std::uint32_t>> {
         ASSERT_EQ(std::count(buffer.begin() + kFront + filled, buffer.end(), kGuard),
                   buffer.end() - buffer.begin() - std::ptrdiff_t{kFront} - filled);
     }
-    // Any record: a number, and texts with their terminators.
+    // Writes an arbitrary record: a number, then zeros, so that every text has its terminator.
     void tryWrite(const Call& call, std::uint64_t needed) {
         std::ranges::fill(buffer, BYTE{0});
         buffer[kFront] = '7';
@@ -144,11 +144,11 @@ TEST_P(AddressSpace, EachCallIsServedInItsSizeOrRefused) {
         if (dice.oneIn(2)) {
             tryRead(call, needed);
         } else {
-            call.withData = call.withData && !call.isOfHandler(); // whose key such a record would take away
+            call.withData = call.withData && !call.isOfHandler(); // the record would change the handler's type
             tryWrite(call, needed);
         }
     }
-    EXPECT_GT(written, kRounds / 1000); // the dice do reach what is served
+    EXPECT_GT(written, kRounds / 1000); // enough of the random addresses are served
     EXPECT_THAT(tree::subkeys(""), ElementsAre("SOFTWARE"));
     EXPECT_THAT(tree::subkeys(tree::path("ProtocolHandler")), ElementsAreArray(handlers));
     EXPECT_THAT(tree::subkeys(tree::path("Scan")), ElementsAreArray(folders));

@@ -1,5 +1,5 @@
-// The lists of anti-spam as callers of the library have them: files that people edit too, what can be written to them,
-// and files that can't be had.
+// The lists of anti-spam, through the library: files that people also edit, what can be written to them, and files that
+// can't be read.
 #include "AntiSpamTree.h"
 #include "ListReads.h"
 #include "TestFiles.h"
@@ -41,7 +41,7 @@ TEST_F(AntiSpamLists, ListFilesAsPeopleLeaveThem) {
         putFile("black.txt", c.content);
         const auto record = readLists();
         EXPECT_EQ(textsOf(record->blacklist, record->dwBlacklistCount), c.entries);
-        EXPECT_EQ(record->dwUnreadLists, 0u); // the other has no file
+        EXPECT_EQ(record->dwUnreadLists, 0u); // the other list has no file, which is no failure
     }
 }
 
@@ -73,7 +73,7 @@ TEST_F(AntiSpamLists, AWriteTouchesEverythingButTheThresholds) {
     EXPECT_EQ(getFile("white.txt"), "w1\nw2\n");
     EXPECT_EQ(getFile("other.txt"), "b1\n");
     EXPECT_TRUE(library.logged("WriteConfig (ret=0, Level=2)"));
-    put(record->szWhitelistFile, ""); // the other list is saved all the same
+    put(record->szWhitelistFile, ""); // the other list is saved nevertheless
     put(record->blacklist[0].szEntry, "b2");
     EXPECT_EQ(write(WDLT_PROTOCOL_POP3, 0, *record), WDLT_E_FILE);
     EXPECT_EQ(getFile("other.txt"), "b2\n");
@@ -120,8 +120,8 @@ TEST_F(AntiSpamLists, WhatAFileCouldntGiveBackIsRefusedWhole) {
     EXPECT_FALSE(std::filesystem::exists(home / "install" / "white.txt"));
 }
 
-// Whoever read a list as empty because its file couldn't be had must not lose its entries by writing back what he read,
-// nor by what he has added to it. All else that he writes is stored.
+// A caller that read a list as empty because its file couldn't be read must not destroy it by writing back what it
+// read, with or without additions. Everything else that it writes is stored.
 TEST_F(AntiSpamLists, AListThatCouldntBeReadIsNotReplaced) {
     putFile("white.txt", "w\n");
     putFile("black.txt", "b\n");
@@ -136,26 +136,26 @@ TEST_F(AntiSpamLists, AListThatCouldntBeReadIsNotReplaced) {
         EXPECT_EQ(tree::storedText(kCommonKey, "PrefixSpam"), std::string("new\0", 4));
     };
     const Handle mutex = makeMutex("Global\\WDPE_AspmList_Access_Mutex");
-    const auto abandon = [&] { ASSERT_EQ(waitElsewhere(mutex, INFINITE), WAIT_OBJECT_0); }; // its holder has died
+    const auto abandon = [&] { ASSERT_EQ(waitElsewhere(mutex, INFINITE), WAIT_OBJECT_0); }; // leaves it abandoned
     abandon();
     EXPECT_THAT(list(WDLT_LIST_WHITE), IsEmpty());
-    EXPECT_THAT(list(WDLT_LIST_WHITE), ElementsAre("w")); // it was given back by the one that found it abandoned
+    EXPECT_THAT(list(WDLT_LIST_WHITE), ElementsAre("w")); // the call that found it abandoned has released it
     abandon();
-    auto record = readLists(); // a caller of the address itself
+    auto record = readLists(); // read at its address
     EXPECT_EQ(record->dwUnreadLists, WDLT_ASPM_UNREAD | WDLT_ASPM_UNREAD_WHITE);
-    for (const std::uint32_t count : {0u, 1u}) { // unchanged, and with what was added
+    for (const std::uint32_t count : {0u, 1u}) { // unchanged, and with an addition
         record->dwWhitelistCount = count;
         put(record->whitelist[0].szEntry, "x");
         EXPECT_EQ(write(WDLT_PROTOCOL_POP3, 0, *record), WDLT_E_FILE);
     }
     EXPECT_TRUE(library.logged("WriteConfig: a list that couldn't be read isn't replaced (file=white.txt)"));
     EXPECT_EQ(getFile("white.txt"), "w\n");
-    record->dwUnreadLists = 0; // who means it
+    record->dwUnreadLists = 0; // replaces the list on purpose
     EXPECT_EQ(write(WDLT_PROTOCOL_POP3, 0, *record), WDLT_OK);
     EXPECT_EQ(getFile("white.txt"), "x\n");
 
     ASSERT_EQ(waitFor(mutex, INFINITE), WAIT_OBJECT_0);
-    // The library would take it again in this thread.
+    // In another thread: in this one the library would take the mutex recursively.
     std::thread([&] {
         EXPECT_THAT(list(WDLT_LIST_WHITE), IsEmpty());
         config();
@@ -165,27 +165,28 @@ TEST_F(AntiSpamLists, AListThatCouldntBeReadIsNotReplaced) {
     EXPECT_EQ(getFile("white.txt"), "x\n");
     EXPECT_EQ(getFile("black.txt"), "b\n");
 
-    // Nobody can say where the files are when they are read; when they are written it is known again.
+    // The files' location is unknown when they are read, and known again when they are written.
     tree::setText("", "InstallPath", "");
     record = readLists();
     tree::setText("", "InstallPath", (home / "install").string() + "/");
     EXPECT_EQ(record->dwUnreadLists, WDLT_ASPM_UNREAD | WDLT_ASPM_UNREAD_WHITE | WDLT_ASPM_UNREAD_BLACK);
     EXPECT_EQ(write(WDLT_PROTOCOL_POP3, 0, *record), WDLT_E_FILE);
 
-    // Something stands where the file should be. Without the mark, too, it stays, and the other list is stored.
+    // A directory in the file's place stays even when the caller clears the mark, and the other list is stored.
     std::filesystem::remove(home / "install" / "white.txt");
     std::filesystem::create_directory(home / "install" / "white.txt");
     config();
     record = readLists();
     EXPECT_EQ(record->dwUnreadLists, WDLT_ASPM_UNREAD | WDLT_ASPM_UNREAD_WHITE);
-    record->dwUnreadLists = 0xEEEEEEEE; // as a caller may leave what he doesn't know
+    record->dwUnreadLists = 0xEEEEEEEE; // as left by a caller that doesn't know the field
     put(record->blacklist[0].szEntry, "c");
     EXPECT_EQ(write(WDLT_PROTOCOL_POP3, 0, *record), WDLT_E_FILE);
     EXPECT_EQ(getFile("black.txt"), "c\n");
     EXPECT_TRUE(std::filesystem::is_directory(home / "install" / "white.txt"));
 }
 
-// Whichever system call of a read fails, of the first piece or the second: the whole list, or the mark and none of it.
+// Whichever read call fails, for the first part of the file or the second: a read gives the whole list, or the mark and
+// no entries.
 TEST_F(AntiSpamLists, AReadThatFailsIsNoShorterList) {
     std::string lines;
     for (int i = 0; i < 300; ++i)
@@ -205,7 +206,8 @@ TEST_F(AntiSpamLists, AReadThatFailsIsNoShorterList) {
     EXPECT_GE(unread, 2);
 }
 
-// No file can be made beside it, the folder being another's: some refused call but the one that opens the file itself.
+// Each call of open fails in turn: when it is the one that creates the new file, as in another user's folder, the old
+// file is written in place.
 TEST_F(AntiSpamLists, WhereNoFileCanBeMadeBesideItTheFileIsWrittenInPlace) {
     int inPlace = 0;
     for (int nth = 1; nth < 20; ++nth) {

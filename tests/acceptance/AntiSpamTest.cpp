@@ -1,5 +1,5 @@
-// The settings of anti-spam as callers of the library have them: the common record, the level and the thresholds, and
-// the functions that join them.
+// The settings of anti-spam, through the library: the common record, the level and the thresholds, and the functions
+// that combine them.
 #include "AntiSpamTree.h"
 
 #include <gmock/gmock.h>
@@ -83,11 +83,11 @@ TEST_F(AntiSpam, LevelAndThresholdsMustBeWhatTheyMayBe) {
     struct Case {
         const char* name;
         DWORD type;
-        std::string bytes;           // empty: there is no such value
-        std::optional<double> value; // none: WDLT_E_REGISTRY
+        std::string bytes;           // empty: the value is missing
+        std::optional<double> value; // nullopt: WDLT_E_REGISTRY
         const char* line = nullptr;
     };
-    const std::string longText = "5" + std::string(254, '0'); // of 255 characters
+    const std::string longText = "5" + std::string(254, '0'); // 255 characters
     const Case cases[] = {
         {"Level", REG_DWORD, numberBytes(2), 2},
         {"Level", REG_DWORD, numberBytes(3), {}, "Reg value invalid (key=Level, value=3)"},
@@ -120,7 +120,7 @@ TEST_F(AntiSpam, LevelAndThresholdsMustBeWhatTheyMayBe) {
         } else {
             EXPECT_TRUE(library.logged(c.line));
         }
-        WdltAspmConfig config; // the prefixes can't be read either, then
+        WdltAspmConfig config; // one bad value fails the combined record too
         EXPECT_EQ(WDLT_CALL(library, WdltAspmReadConfig)(&config), c.value ? WDLT_OK : WDLT_E_REGISTRY);
         EXPECT_EQ(library.logged("CFuncAspm::ConfigRead(): Failed to read config: -9"), !c.value);
     }
@@ -133,7 +133,7 @@ TEST_F(AntiSpam, SettingsAreTwoRecordsAndTwoChanges) {
     std::memset(&config, 0xEE, sizeof config);
     ASSERT_EQ(WDLT_CALL(library, WdltAspmReadConfig)(&config), WDLT_OK);
     config = {7, 2, "s", "p", "m", "u", "sixteen letters!", 9, 1};
-    std::memset(config.szPrefixSpam, 'S', sizeof config.szPrefixSpam); // no end, and so nothing is stored
+    std::memset(config.szPrefixSpam, 'S', sizeof config.szPrefixSpam); // no terminator, so nothing is stored
     EXPECT_EQ(WDLT_CALL(library, WdltAspmWriteConfig)(&config), WDLT_E_INVALID_ARGUMENT);
     EXPECT_THAT(service.heard(), IsEmpty());
     put(config.szPrefixSpam, std::string(16, 'S'));
@@ -147,7 +147,7 @@ TEST_F(AntiSpam, SettingsAreTwoRecordsAndTwoChanges) {
     EXPECT_EQ(getFile("black.txt"), "b\n");
     EXPECT_EQ(getFile("white.txt"), ""); // both files are written
 
-    // The common record is stored before the second write fails, and nobody hears of that one.
+    // The common record is stored and reported before the second write fails, which isn't reported.
     std::filesystem::remove(home / "install" / "black.txt");
     tree::setText(kPopKey, "Blacklist", "");
     EXPECT_EQ(WDLT_CALL(library, WdltAspmWriteConfig)(&config), WDLT_E_FILE);

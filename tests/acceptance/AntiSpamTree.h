@@ -1,4 +1,4 @@
-// The tree and the list files that the tests of anti-spam work on, and what they call.
+// The tree, list files and calls for the tests of anti-spam.
 #pragma once
 
 #include "FieldCases.h"
@@ -60,7 +60,7 @@ class AntiSpam : public testing::Test {
         setAll();
     }
 
-    // Every value that a read needs.
+    // Sets every value that a read needs.
     static void setAll() {
         tree::setNumber(kCommonKey, "ScanType", 3);
         for (const char* const prefix : kPrefixes)

@@ -1,5 +1,5 @@
-/* A program in C that is linked with the library: a switch, a list and a size, on the tree of the web
-   features. Its exit status is the number of the first step that went wrong. */
+/* A C program linked with the library: a switch, a list and a size, on the tree of the web features. Its exit status is
+   the number of the first step that failed. */
 #include <wdltcfg/wdltcfg.h>
 
 #include <string.h>

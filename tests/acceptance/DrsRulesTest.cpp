@@ -1,4 +1,4 @@
-// DRS's white list: rules as the registry may hold them, and as callers add and delete them.
+// DRS's white list: rules in any state that the registry may hold, and as callers add and delete them.
 #include "DrsService.h"
 #include "RegistryRefusal.h"
 #include "WebTree.h"
@@ -59,15 +59,15 @@ class DrsRules : public WebFeatures {
     }
 };
 
-// One rule as somebody else laid it down, and what is read of it.
+// A rule as another program may have stored it, and what is read.
 TEST_F(DrsRules, EachRuleThatTheRegistryMayHold) {
     const auto number = [](DWORD value) { return std::string(reinterpret_cast<const char*>(&value), sizeof value); };
     const auto text = [](std::size_t length) { return std::string(length, 't') + '\0'; };
     const std::u16string longest(299, u't');
     const struct {
-        const char* value; // besides an index of 5
+        const char* value; // besides Index 5
         DWORD type;
-        std::string data; // narrow, as it is read wide
+        std::string data; // stored narrow, read wide
         std::vector<WdltDrsWhiteListItem> expected;
     } cases[] = {
         {"Other", REG_SZ, "", {itemOf(5, u"R", u"", u"")}},
@@ -89,7 +89,7 @@ TEST_F(DrsRules, EachRuleThatTheRegistryMayHold) {
         tree::set(ruleKey("R"), c.value, c.type, c.data);
         EXPECT_THAT(rules(), ElementsAreArray(c.expected));
         std::int32_t count = 77;
-        EXPECT_EQ(get(nullptr, count), WDLT_E_BUFFER_SIZE); // nobody looks at it then
+        EXPECT_EQ(get(nullptr, count), WDLT_E_BUFFER_SIZE); // the count isn't read without an array
         EXPECT_EQ(count, 1);
     }
     EXPECT_TRUE(library.logged("RegQueryValueExW fail to query ProcessImageName. (lRet=234)"));
@@ -100,7 +100,7 @@ TEST_F(DrsRules, TheFirstOfAnIndexWins) {
     for (const auto& [rule, index] : {std::pair("c", 7u), {"B", 7u}, {"a", 0u}, {"d", 8u}})
         tree::setNumber(ruleKey(rule), "Index", index);
     EXPECT_THAT(rules(), ElementsAre(itemOf(7, u"B", u"", u""), itemOf(8, u"d", u"", u"")));
-    // One that was left out takes no index from the others.
+    // A rule that is left out of the list doesn't occupy its index.
     tree::setText(ruleKey("B"), "DomainName", std::string(300, 'x'));
     EXPECT_THAT(rules(), ElementsAre(itemOf(7, u"c", u"", u""), itemOf(8, u"d", u"", u"")));
 }
@@ -109,7 +109,7 @@ TEST_F(DrsRules, AsMuchAsThereIsRoomFor) {
     std::int32_t count = 5;
     EXPECT_EQ(get(nullptr, count), WDLT_OK);
     EXPECT_EQ(count, 0);
-    // The second is no rule.
+    // Rules 2 and 5 have no valid index.
     for (const auto& [rule, index] : {std::pair("1", 1u), {"2", 0u}, {"3", 3u}, {"4", 4u}, {"5", 0u}})
         tree::setNumber(ruleKey(rule), "Index", index);
     const auto expectRead = [&](std::int32_t room, std::int32_t status, std::int32_t told, std::uint32_t filled) {
@@ -122,12 +122,12 @@ TEST_F(DrsRules, AsMuchAsThereIsRoomFor) {
             EXPECT_EQ(items[i].Index, i < filled ? indexes[i] : 99u) << room;
     };
     expectRead(-1, WDLT_E_BUFFER_SIZE, 5, 0);
-    expectRead(2, WDLT_E_BUFFER_SIZE, 4, 2); // four and five are counted without a look
+    expectRead(2, WDLT_E_BUFFER_SIZE, 4, 2); // once the array is full, keys are counted unread
     expectRead(3, WDLT_E_BUFFER_SIZE, 4, 3);
     expectRead(4, WDLT_OK, 3, 3);
 }
 
-// A key's name may be longer than a rule's; the rules behind it are there all the same.
+// A key's name may be longer than a rule's; the rules after it are still found.
 TEST_F(DrsRules, NamesOfAnyKeyInTheList) {
     tree::setNumber(ruleKey(std::string(199, 'm')), "Index", 1);
     tree::setNumber(ruleKey(std::string(200, 'n')), "Index", 2);
@@ -158,13 +158,13 @@ TEST_F(DrsRules, WhatIsRefusedChangesNothing) {
     DrsService service;
     ASSERT_EQ(add(itemOf(7, u"Rule")), WDLT_OK);
     tree::setNumber(ruleKey("out"), "Index", 9);
-    tree::setText(ruleKey("out"), "DomainName", std::string(300, 'x')); // left out of the list: its index is free
+    tree::setText(ruleKey("out"), "DomainName", std::string(300, 'x')); // left out of the list, so its index is free
     ASSERT_EQ(service.heard(), 1);
     const std::string before = dumpTree();
     const std::u16string filled(300, u'f');
     const struct {
         WdltDrsWhiteListItem item;
-        const char* line; // behind the operation's name
+        const char* line; // after the operation's name
     } cases[] = {
         {itemOf(0, u"new"), ": Invalid index:0"},
         {itemOf(1001, u"new"), ": Invalid index:1001"},
@@ -193,7 +193,7 @@ TEST_F(DrsRules, RulesAreDeletedByIndexOrAll) {
     EXPECT_EQ(service.heard(), 0); // no list, no signal
     EXPECT_FALSE(tree::keyExists(kDrsKey));
     ASSERT_EQ(WDLT_CALL(library, WdltEnableDRSWhiteList)(1, 3), WDLT_OK);
-    tree::setNumber(ruleKey("0"), "Other", 1); // no index: passed over
+    tree::setNumber(ruleKey("0"), "Other", 1); // no index: skipped
     for (const auto& [rule, index] : {std::pair("b", 6u), {"c", 6u}, {"d", 2000u}})
         tree::setNumber(ruleKey(rule), "Index", index);
     tree::setNumber(ruleKey("b\\below\\deeper"), "x", 1);
@@ -204,14 +204,14 @@ TEST_F(DrsRules, RulesAreDeletedByIndexOrAll) {
         EXPECT_EQ(tree::subkeys(tree::path(kWhiteListKey)), left) << removed;
     };
     expectLeft(99, {"0", "b", "c", "d"});
-    expectLeft(6, {"0", "c", "d"}); // the first of the two, with what lies under it
+    expectLeft(6, {"0", "c", "d"}); // the first of the two, with its subkeys
     expectLeft(2000, {"0", "c"});
     expectLeft(0, {});
     EXPECT_EQ(tree::number(kWhiteListKey, "UseWhiteList"), 1u);
     EXPECT_EQ(tree::number(kWhiteListKey, "Option"), 3u);
 }
 
-// An index that can't be compared isn't taken; what can't be deleted holds up nothing else.
+// Nothing is added while the indexes can't be read; a rule that can't be deleted doesn't stop the others.
 TEST_F(DrsRules, WhenTheListCantBeHad) {
     DrsService service;
     for (const auto& [rule, index] : {std::pair("a", 5u), {"c", 6u}})
@@ -247,6 +247,7 @@ TEST_F(DrsRules, WhenTheListCantBeHad) {
     const FailingCommit failing;
     EXPECT_EQ(remove(0), WDLT_E_GENERAL);
     EXPECT_EQ(service.heard(), 0);
+    EXPECT_THAT(tree::subkeys(tree::path(kWhiteListKey)), ElementsAre("c"));
 }
 
 TEST_F(DrsRules, AFullListTakesOneOfEachIndex) {

@@ -1,5 +1,5 @@
-// The running service's side of the DRS signal, for tests: its two events, named after the machine, and a thread that
-// answers as the test says.
+// The service's side of the DRS signal, for tests: its two events, named after the machine, and a thread that answers
+// as the test wants.
 #pragma once
 
 #include "MachineKey.h"
@@ -22,7 +22,7 @@ class DrsEvents {
 
 class DrsService {
   public:
-    // `hear` is called before each answer, in the service's thread.
+    // `hear` is called before each answer, on the service's thread.
     explicit DrsService(std::function<void()> hear = {}) : m_hear(std::move(hear)) {}
     ~DrsService() {
         m_isStopped = true;
@@ -52,5 +52,5 @@ class DrsService {
     DrsEvents m_events;
     std::atomic<bool> m_isStopped{false};
     std::atomic<int> m_heard{0};
-    std::thread m_thread{[this] { serve(); }}; // last: it uses the others
+    std::thread m_thread{[this] { serve(); }}; // last: it uses the other members
 };

@@ -1,4 +1,4 @@
-// DRS's switches and settings through their exports, and the signal by which the service hears of them.
+// DRS's switches and settings through their exports, and the signal that tells the service about them.
 #include "Child.h"
 #include "DrsService.h"
 #include "FakeService.h"
@@ -67,14 +67,14 @@ TEST_F(Drs, SettingsOutOfTheirLimitsReadAsZero) {
     };
     for (const auto& c : cases) {
         if (c.type != REG_NONE)
-            for (const char* const name : {"DRSCredBlock", "DRSScoreThresHold"}) // as the URL filter writes the second
+            for (const char* const name : {"DRSCredBlock", "DRSScoreThresHold"}) // as the URL filter spells the second
                 tree::set(kDrsSettingsKey, name, c.type, c.data);
         EXPECT_EQ(read(), std::pair(c.mode, c.threshold)) << c.type << ' ' << c.data;
     }
 }
 
 TEST_F(Drs, SettingsOutOfTheirLimitsAreNotStored) {
-    tree::setNumber(kDrsSettingsKey, "DRSScoreThresHold", 7); // the same value as the next
+    tree::setNumber(kDrsSettingsKey, "DRSScoreThresHold", 7); // names ignore case: the value that is written
     EXPECT_EQ(write(library, 1, 100), WDLT_OK);
     EXPECT_EQ(read(), std::pair(1u, 100u));
     EXPECT_EQ(tree::number(kDrsSettingsKey, "DRSScoreThresHold"), 100u);
@@ -137,7 +137,7 @@ TEST_F(Drs, SwitchesStoreWhatTheyAreGiven) {
     EXPECT_THAT(service.heard(), IsEmpty());
 }
 
-// What is needed is told first, then the signal, behind what it tells of and inside the locks.
+// The service hears of the needed features first; the signal comes after the change is stored, with the locks held.
 TEST_F(Drs, SwitchedOnBehindWhatItNeeds) {
     ChangeListener service;
     std::vector<std::pair<std::optional<DWORD>, std::size_t>> seen;
@@ -149,7 +149,7 @@ TEST_F(Drs, SwitchedOnBehindWhatItNeeds) {
     EXPECT_THAT(seen, ElementsAre(std::pair(std::optional<DWORD>(1), std::size_t{3})));
 }
 
-// A service that isn't there, is half there, or never answers.
+// A service that isn't running, has only one of its events, or never answers.
 TEST_F(Drs, EachServiceThatCallersFear) {
     for (const char* const suffix : {"none", "814B", "A9FF"}) {
         clearLog();
@@ -160,7 +160,7 @@ TEST_F(Drs, EachServiceThatCallersFear) {
     }
     const TimeScale impatient{"0.0005"};
     const DrsEvents silent;
-    SetEvent(silent.reply.get()); // an answer that came too late for somebody else's signal
+    SetEvent(silent.reply.get()); // a late answer to an earlier signal
     EXPECT_EQ(enable(library, 4), WDLT_E_NO_ANSWER);
     EXPECT_EQ(tree::number(kDrsKey, "enable"), 4u);
     EXPECT_EQ(waitFor(silent.request), DWORD{WAIT_OBJECT_0});
@@ -168,7 +168,8 @@ TEST_F(Drs, EachServiceThatCallersFear) {
     EXPECT_EQ(enableList(library, 1, 1), WDLT_E_NO_ANSWER);
 }
 
-// Its answer would end the next writer's wait before the service has heard of the next change.
+// Otherwise the answer to the killed writer would end the next writer's wait before the service has heard of its
+// change.
 TEST_F(Drs, AKilledWritersAnswerIsAwaitedFirst) {
     const DrsEvents service;
     Child killed([&] { return enable(library, 2); });

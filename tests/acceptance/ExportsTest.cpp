@@ -1,4 +1,4 @@
-// The boundary itself: the header and the built library must agree on names and addresses.
+// The exported interface: header and built library must agree on each export, its status and its lock.
 #include "Child.h"
 #include "DrsService.h"
 #include "FakeService.h"
@@ -35,10 +35,10 @@ namespace {
 
 struct Export {
     std::string name;
-    char lock; // as whom it waits: 'R' behind a writer of a feature, 'W' behind its readers too, '-' behind nobody
+    char lock; // 'R' waits for a writer of a feature, 'W' for its readers too, '-' for nobody
 };
 
-// What the header says; that there are no others is the interface list's to say.
+// The exports in the header; that the library has no others is checked against the interface list.
 std::vector<Export> exports() {
     std::ostringstream text;
     text << std::ifstream(WDLT_HEADER).rdbuf();
@@ -51,7 +51,7 @@ std::vector<Export> exports() {
     return found;
 }
 
-// With all its arguments zero: switches and questions say no, nothing else goes without a record.
+// The status of a call with all arguments zero: switches and queries give WDLT_OK, most others need a record.
 std::int32_t statusOfZeros(const std::string& name) {
     static const std::map<std::string, std::int32_t> others{
         {"WdltWriteConfig", WDLT_E_GENERAL},          {"WdltWriteConfigEx", WDLT_E_GENERAL},
@@ -66,7 +66,7 @@ std::int32_t statusOfZeros(const std::string& name) {
     return isSwitch ? WDLT_OK : WDLT_E_INVALID_ARGUMENT;
 }
 
-// The four generic functions hand each argument on in its place.
+// The four generic functions pass on each argument in its place.
 TEST(Exports, AnyAddressCanBeReadAndWritten) {
     const LoadedLibrary library{LoadedLibrary::withLog};
     const auto read = WDLT_CALL(library, WdltReadConfig);
@@ -102,11 +102,11 @@ callWithZeros(const LoadedLibrary& library, const std::string& name) {
     return reinterpret_cast<AnyExport>(library.symbol(name.c_str()))(0, 0, 0, 0, 0, 0);
 }
 
-// What a process has of the system: a call must leave none of it behind.
+// Resources of the process: a call must not leak any.
 struct Held {
     std::ptrdiff_t descriptors = openDescriptors();
     std::ptrdiff_t maps = [] {
-        std::ifstream lines(kIsSanitized ? "/dev/null" : "/proc/self/maps"); // the sanitizers map as they like
+        std::ifstream lines(kIsSanitized ? "/dev/null" : "/proc/self/maps"); // the sanitizers change the maps
         return std::count(std::istreambuf_iterator<char>(lines), {}, '\n');
     }();
     std::size_t objects = objectFiles().size();
@@ -118,7 +118,7 @@ std::ostream& operator<<(std::ostream& out, const Held& held) {
                << held.bytes << " bytes";
 }
 
-// On a tree with the web features, beside a service that answers everything.
+// On a tree with the web features.
 class EachExport : public testing::Test {
   protected:
     EachExport() { layOutWebTree(); }
@@ -144,7 +144,7 @@ TEST_F(EachExport, GivesItsStatusAndLeavesNothingOpen) {
     }
 }
 
-// Another lock object of the same name, as another process has one.
+// Takes the lock through another object of the same name, as another process would.
 void hold(CWdRWLockEx& lock, bool forWriting) WD_NO_THREAD_SAFETY_ANALYSIS {
     forWriting ? lock.LockWrite() : lock.LockRead();
 }

@@ -1,4 +1,4 @@
-// The tree that records stand in, and what every record told as rows is tried with.
+// The tree and the calls for testing records that are described as rows.
 #pragma once
 
 #include "FieldCases.h"
@@ -32,7 +32,7 @@ class FieldRecord : public testing::Test {
   protected:
     FieldRecord() { layDownHandlers(); }
 
-    // The default config type of an address.
+    // WDLT_CONFIG_DEFAULT unless given.
     template <class Record>
     std::int32_t read(std::uint32_t protocol, std::uint32_t scan, Record& record, std::uint64_t configType = 0) const {
         std::uint64_t size = sizeof record;

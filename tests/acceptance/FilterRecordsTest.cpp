@@ -1,5 +1,5 @@
-// The records of the URL filter, the host filter and what all virus scans have in common, at their addresses; what the
-// rating server, the extra header and enciphered values have of their own.
+// The records of the URL filter, the host filter and the settings common to all virus scans, at their addresses; and
+// the special cases of the rating server, the extra header and enciphered values.
 #include "FieldRecords.h"
 #include "UrlFilterTree.h"
 
@@ -56,7 +56,7 @@ RecordCase urlFilter() {
 #undef URL
 }
 
-// The same and more, which can only be read.
+// The same settings and more, in a record that can only be read.
 RecordCase allSettings() {
 #define FULL(member) offsetof(WdpeUrlfDrsData, full.member), sizeof(WdpeUrlfFullData::member)
     RecordCase record = urlFilter();
@@ -181,7 +181,7 @@ class FilterRecord : public FieldRecord {
     std::int32_t write(std::uint64_t configType, Record& record) const {
         return FieldRecord::write(0, WDLT_SCAN_URL_FILTER, record, configType);
     }
-    // Of records whose size isn't that of their type.
+    // For records whose size differs from that of their type.
     std::int32_t readBytes(std::uint64_t configType, std::string& bytes, std::uint64_t& size) const {
         return WDLT_CALL(library, WdltReadConfig)(0, WDLT_SCAN_URL_FILTER, configType, bytes.data(), &size);
     }
@@ -205,7 +205,7 @@ TEST_F(FilterRecord, WhatCanOnlyBeRead) {
 
 TEST_F(FilterRecord, EncipheredValues) {
     FieldRunner(library, urlFilter()).layDown(0);
-    const auto ciphered = [&](std::size_t plainBytes) { // made by the library itself, which enciphers any text so
+    const auto ciphered = [&](std::size_t plainBytes) { // let the library encipher a text of that size
         EXPECT_EQ(writeBytes(WDLT_CONFIG_URLF_QXN_GUID, std::string(plainBytes, 'g')), WDLT_OK);
         return tree::get(kUrlKey, "QXNGuid")->data;
     };
@@ -248,8 +248,8 @@ TEST_F(FilterRecord, TheRatingServerMustExistToBeChanged) {
     EXPECT_EQ(write(WDLT_CONFIG_URLF_RS_INFO, server), WDLT_E_NOT_FOUND);
     EXPECT_TRUE(library.logged("CEngineUrlFCommon: Failed to ReadRSInfo in WriteRSInfo (ret=-16)"));
     tree::set(kUrlKey, "LookupServer", REG_BINARY, "");
-    EXPECT_EQ(write(WDLT_CONFIG_URLF_FULL, server), WDLT_OK);     // any of its config types
-    EXPECT_EQ(tree::number(kUrlKey, "LookupPort"), std::nullopt); // 80 is what an absent one reads as
+    EXPECT_EQ(write(WDLT_CONFIG_URLF_FULL, server), WDLT_OK);     // works with each of its config types
+    EXPECT_EQ(tree::number(kUrlKey, "LookupPort"), std::nullopt); // unchanged: an absent one reads as 80
 }
 
 TEST_F(FilterRecord, ExtraHeader) {
@@ -269,7 +269,7 @@ TEST_F(FilterRecord, ExtraHeader) {
     tree::setNumber(kUrlKey, "Mode", 0);
     EXPECT_EQ(writeBytes(kType, header(0, 20, data)), WDLT_EXTRA_HEADER_VERSION);
     EXPECT_EQ(writeBytes(kType, header(2, 20, data)), WDLT_E_VERSION);
-    EXPECT_EQ(writeBytes(kType, header(1, 21, data)), WDLT_E_INVALID_ARGUMENT); // more than the record has
+    EXPECT_EQ(writeBytes(kType, header(1, 21, data)), WDLT_E_INVALID_ARGUMENT); // more than the record holds
     expectRead(0, 20, 32, WDLT_EXTRA_HEADER_VERSION, 32);
     expectRead(1, 20, 32, WDLT_E_NOT_FOUND, 32);
     EXPECT_EQ(writeBytes(kType, header(1, 20, data)), WDLT_OK);

@@ -16,7 +16,7 @@ inline std::string keyOf(const std::string& session) {
     return kWebKey + "\\Redirect\\" + session;
 }
 
-// The field's text, cut to it and without a terminator where it fills it.
+// Copies a text into a field, truncated to it; one that fills the field has no terminator.
 template <class Character, std::size_t Size>
 void put(Character (&field)[Size], const std::basic_string<Character>& text) {
     std::memset(field, 0, sizeof field);
@@ -26,7 +26,7 @@ void put(Character (&field)[Size], const std::basic_string<Character>& text) {
 inline WdchSystemRedirect redirect(const std::u16string& session, std::uint16_t port = 80, std::uint32_t flag = 0,
                                    const std::string& process = "", const std::u16string& image = u"") {
     WdchSystemRedirect entry;
-    std::memset(&entry, 0xEE, sizeof entry); // what is reserved isn't looked at
+    std::memset(&entry, 0xEE, sizeof entry); // reserved fields are ignored
     put(entry.sessionType, session);
     entry.port = port;
     entry.flag = flag;
@@ -41,7 +41,7 @@ class Handlers : public FieldRecord {
         WdchSystemProtocolHandler head{};
         std::vector<WdchSystemRedirect> redirects;
     };
-    // In two steps; nothing is aligned.
+    // Asks for the size, then reads into an unaligned buffer.
     Handler readHandler(std::uint32_t protocol = kWeb) const {
         const auto read = WDLT_CALL(library, WdltReadConfig);
         std::uint64_t size = 0;

@@ -1,5 +1,5 @@
-// The record of a protocol handler: its values and the scan items that are on; and what becomes of it when its key stops
-// being a handler's in the middle.
+// The record of a protocol handler: its values and the scan items that are on; and what happens when its key gets
+// another type in the middle of a write.
 #include "Handlers.h"
 
 #include <gmock/gmock.h>
@@ -60,12 +60,12 @@ TEST_F(Handlers, TheScanItemsThatAreOn) {
         const char* folder = "Web";
     } cases[] = {
         {"Virus", 1, 1},
-        {"Virus", 2, 0},               // only 1 counts
-        {"HttpFileScan", 2, 1},        // here any number does
-        {"HttpFileScan", 1, 0, 10001}, // HTTP's is no other protocol's
+        {"Virus", 2, 0},               // only 1 means on
+        {"HttpFileScan", 2, 1},        // here any nonzero number does
+        {"HttpFileScan", 1, 0, 10001}, // only HTTP has this item
         {"Virus", 1, 1, 10001, "In"},
         {"HttpManager", 1, 0x20000},
-        {"HttpsFilter", 1, 0}, // its input isn't looked at
+        {"HttpsFilter", 1, 0}, // items with an input aren't counted
         {"TestManager", 1, 0x80000000},
         {"Unheard", 1, 0},
     };
@@ -77,7 +77,7 @@ TEST_F(Handlers, TheScanItemsThatAreOn) {
     for (const char* const item : {"Virus", "SAL"})
         tree::setNumber(std::string("Scan\\Web\\") + item, "Enable", 1);
     EXPECT_EQ(readHandler().head.dependentScanEngine, 0x201u);
-    EXPECT_TRUE(library.logged("(0) : protocol = 10003,  type = 00000200,  enable = 1")); // of each bit
+    EXPECT_TRUE(library.logged("(0) : protocol = 10003,  type = 00000200,  enable = 1")); // one line per bit
 }
 
 TEST_F(Handlers, OtherSizesAndTypesAreRefusedWithALine) {
@@ -85,12 +85,12 @@ TEST_F(Handlers, OtherSizesAndTypesAreRefusedWithALine) {
     const struct {
         std::uint64_t configType, size;
         std::int32_t status;
-        std::string line; // empty: it is written
+        std::string line; // empty: the write succeeds
         bool withData = true;
     } cases[] = {
-        {0, kHead + 2 * kEntry, 0, ""}, // what stands behind the head isn't looked at
+        {0, kHead + 2 * kEntry, 0, ""}, // the redirects after the head are ignored
         {0, kHead + 1, -1, sizeError + "1 / 328 / 768)"},
-        {0, 72, -1, sizeError + "-256 / 328 / 768)"}, // wraps to a multiple
+        {0, 72, -1, sizeError + "-256 / 328 / 768)"}, // minus the head it wraps to a multiple of the entry's size
         {0, kHead, -3, "data is NULL", false},
         {3, kHead, -3, "WriteConfig config type (3)"},
         {1, 767, -1, "[CSystemProtocolCfg::AddRedirect] Invalid buffer size (767)"},
@@ -115,7 +115,7 @@ TEST_F(Handlers, OtherSizesAndTypesAreRefusedWithALine) {
     }
 }
 
-// What another thread puts into the caller's record meanwhile stays there.
+// What another thread writes to the caller's record meanwhile is kept.
 TEST_F(Handlers, AWriteHandsBackNothingThatItDidNotChange) {
     WdchSystemProtocolHandler head = readHandler().head;
     const AfterEachRead others([&](const std::string& name) {
@@ -126,7 +126,7 @@ TEST_F(Handlers, AWriteHandsBackNothingThatItDidNotChange) {
     EXPECT_STREQ(head.filename, "x");
 }
 
-// The second value takes the key away from the address: the third has no place any more.
+// The second value changes the type, so that the address no longer finds the key and the third value can't be stored.
 TEST_F(Handlers, AWriteThatChangesTheTypeEndsThere) {
     ChangeListener service;
     WdchSystemProtocolHandler head = readHandler().head;

@@ -1,4 +1,4 @@
-// Compiles only where records.h and the others need nothing before them; the layouts are checked by records.h itself.
+// Compiles only if the public headers are self-contained; records.h itself checks the layouts.
 #include <wdltcfg/records.h>
 
 #include <wdltcfg/wdltcfg.h>

@@ -1,4 +1,4 @@
-// The files that the settings of a scan name: where they lie, and the list of tolerated spyware in one.
+// The files that are named in a scan's settings: where they are, and the list of tolerated spyware.
 #include "FieldRecords.h"
 #include "TestHome.h"
 #include "UrlFilterTree.h"
@@ -32,16 +32,16 @@ class ListFiles : public FieldRecord {
     const std::filesystem::path home = TestHome::instance().path() / "lists";
 };
 
-// Any list that is read or written: its file is named by a value, and lies in the install directory.
+// A list whose file is named by a registry value and is in the install directory.
 struct List {
     std::uint32_t scan;
     std::uint64_t configType;
     std::size_t size;
     const char* key;
     const char* value;
-    const char* file;        // of the name "sub/list.dat": the folder is taken off
-    std::int32_t withoutIt;  // read while there is no such value
-    std::int32_t withoutAny; // and while there is no such file
+    const char* file;        // where "sub/list.dat" is written: most lists drop the folder
+    std::int32_t withoutIt;  // status of a read without the value
+    std::int32_t withoutAny; // status of a read without the file
     bool isWritten = true;
 };
 const List kLists[] = {
@@ -49,7 +49,7 @@ const List kLists[] = {
      WDLT_E_NOT_FOUND, WDLT_E_FILE_NOT_FOUND},
     {WDLT_SCAN_HOST_FILTER, WDLT_CONFIG_HOSF_LIST, sizeof(WdpeHosfHostList), kHostKey.c_str(), "Whitelist", "list.dat",
      WDLT_E_NOT_FOUND, WDLT_E_FILE_NOT_FOUND},
-    // It stands behind the install directory as it is, and has a name of its own.
+    // The only one whose folder is kept; without the value it has a default name.
     {WDLT_SCAN_VIRUS, WDLT_CONFIG_SPYWARE_LIST, sizeof(WdpeSpyList), kVirusKey.c_str(), "WhiteList", "sub/list.dat",
      WDLT_OK, WDLT_OK},
     {WDLT_SCAN_URL_FILTER, WDLT_CONFIG_URLF_CATEGORIES, sizeof(WdpeUrlfCategoryList), kUrlKey.c_str(), "CategoryFile",
@@ -57,7 +57,7 @@ const List kLists[] = {
     {WDLT_SCAN_URL_FILTER, WDLT_CONFIG_URLF_CATEGORY_GROUPS, sizeof(WdpeUrlfCategoryGroupList), kUrlKey.c_str(),
      "CategoryGroupFile", nullptr, WDLT_E_NOT_FOUND, WDLT_E_FILE_NOT_FOUND, false},
     {WDLT_SCAN_URL_FILTER, WDLT_CONFIG_URLF_LOG_INDEX, sizeof(WdpeUrlfLogIndexList), kUrlKey.c_str(), "LogIndexFile",
-     nullptr, WDLT_OK, WDLT_OK, false}, // nobody has to have logged anything
+     nullptr, WDLT_OK, WDLT_OK, false}, // there may be no log yet
 };
 
 TEST_F(ListFiles, LieInTheInstallDirectory) {
@@ -71,7 +71,7 @@ TEST_F(ListFiles, LieInTheInstallDirectory) {
         const auto write = [&] {
             return WDLT_CALL(library, WdltWriteConfig)(0, list.scan, list.configType, bytes.data(), list.size);
         };
-        tree::setNumber(list.key, "Unrelated", 0); // the key is there
+        tree::setNumber(list.key, "Unrelated", 0); // creates the key
         EXPECT_EQ(read(), list.withoutIt);
         tree::setText(list.key, list.value, "sub/list.dat");
         EXPECT_EQ(read(), list.withoutAny);
@@ -79,7 +79,7 @@ TEST_F(ListFiles, LieInTheInstallDirectory) {
             EXPECT_EQ(write(), WDLT_OK);
             EXPECT_TRUE(std::filesystem::remove(home / "install" / list.file));
             EXPECT_TRUE(std::filesystem::is_empty(home / "temp"));
-            bytes[0] = 2; // of a list type that it doesn't have
+            bytes[0] = 2; // an unknown list type
             EXPECT_EQ(read(), WDLT_E_INVALID_ARGUMENT);
             EXPECT_EQ(write(), WDLT_E_INVALID_ARGUMENT);
             EXPECT_TRUE(library.logged("Invalid value (dwListType=2)"));
@@ -101,7 +101,7 @@ TEST_F(ListFiles, AnEmptyPatternFolderIsTheInstallDirectory) {
     const struct {
         std::string install, folder;
     } cases[] = {
-        {"C:\\I", "C:\\I\\"}, {longest, longest + '\\'}, {"", ""}, // the read ends there, and is no failure
+        {"C:\\I", "C:\\I\\"}, {longest, longest + '\\'}, {"", ""}, // "": the read ends early, but succeeds
     };
     for (const auto& c : cases) {
         tree::setText("", "InstallPath", c.install);
@@ -132,7 +132,7 @@ TEST_F(ListFiles, SpywareThroughItsOwnFunctions) {
     expectCount(0); // no file yet
     EXPECT_TRUE(library.logged("CEngineSCANXCommon: Failed to get file name in registry. Use SpyAList.dat"));
     const std::vector<WdpeSpyRecord> five(5, spyware(std::string(128, 's')));
-    EXPECT_EQ(writeList(9, five.data(), 5), WDLT_OK); // the type is passed over
+    EXPECT_EQ(writeList(9, five.data(), 5), WDLT_OK); // the type is ignored
     EXPECT_THAT(service.heard(), ElementsAre(Change{0, WDLT_SCAN_VIRUS}));
     for (const std::int32_t room : {1, 9}) {
         std::vector<WdpeSpyRecord> some(9, spyware("untouched"));
@@ -150,7 +150,7 @@ TEST_F(ListFiles, SpywareThroughItsOwnFunctions) {
     many[200] = spyware(std::string(129, 'y')); // without a terminator
     EXPECT_EQ(writeList(0, many.data(), 256), WDLT_E_INVALID_ARGUMENT);
     EXPECT_THAT(service.heard(), IsEmpty());
-    expectCount(5); // none of it changed anything
+    expectCount(5); // no refused write has changed anything
     many[200] = spyware("y");
     EXPECT_EQ(writeList(0, many.data(), 256), WDLT_OK);
     expectCount(256);

@@ -1,4 +1,4 @@
-// Lists of which a read gives as many records as there is room for.
+// For lists whose read returns as many records as fit.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <vector>
 
-// `read(records, &count)`; `keyOf` tells records apart, also from those that are `untouched`.
+// Calls `read(records, &count)`; `keyOf` gives a value that distinguishes the records, also from `untouched`.
 template <class Read, class Record, class KeyOf, class Key>
 void expectReadAsFarAsThereIsRoom(Read read, const Record& untouched, KeyOf keyOf, const std::vector<Key>& stored) {
     const auto whole = static_cast<std::int32_t>(stored.size());

@@ -1,8 +1,7 @@
-// The mail manager's settings and the address cache, as callers of the library have them: each value absent, damaged
-// and at its limits, the cache's file by the byte, and whatever may stand in its place.
+// The mail manager's settings and the address cache, through the library: each value absent, damaged and at its limits,
+// the cache's file byte by byte, and whatever else may be in its place.
+#include "Enciphered.h"
 #include "FieldRecords.h"
-#include "Rijndael.h"
-#include "StoreKeys.h"
 #include "TestHome.h"
 #include "TestObject.h"
 
@@ -79,7 +78,7 @@ constexpr Change kChange{WDLT_PROTOCOL_COMMON, WDLT_SCAN_MAIL_MANAGER};
 
 class MailManager : public FieldRecord {
   protected:
-    MailManager() { tree::setNumber(kMailKey, "AddressCacheDirection", 0); } // the key is there
+    MailManager() { tree::setNumber(kMailKey, "AddressCacheDirection", 0); } // creates the key
 
     std::int32_t read(std::uint64_t type, void* data, std::uint64_t& size) {
         return WDLT_CALL(library, WdltReadConfig)(0, WDLT_SCAN_MAIL_MANAGER, type, data, &size);
@@ -108,14 +107,9 @@ std::string bytesOf(std::uint32_t number) {
     return bytesOf(&number, sizeof number);
 }
 
-// As the file has it, made here.
-std::string sealed(const MailAddressRecord& record, std::int32_t plainBytes = 255) {
-    Rijndael cipher;
-    cipher.Init(Rijndael::kCbc, Rijndael::kEncrypt, wdlt::kAddressCacheKey.data(), Rijndael::kKey16Bytes);
-    std::string text(256 + 16, '\0');
-    cipher.PadEncrypt(reinterpret_cast<const std::uint8_t*>(record.szAddress), plainBytes,
-                      reinterpret_cast<std::uint8_t*>(text.data()));
-    return bytesOf(record.dwAddressTag) + text.substr(0, 256);
+// A record as in the file, enciphered without the library.
+std::string sealed(const MailAddressRecord& record, std::size_t plainBytes = 255) {
+    return bytesOf(record.dwAddressTag) + enciphered(wdlt::kAddressCacheKey, {record.szAddress, plainBytes});
 }
 std::string headerOf(std::uint32_t count, std::uint32_t version = 1) {
     return "Wardlet:MailManager:AddressCache" + bytesOf(version) + bytesOf(count);
@@ -147,7 +141,7 @@ class AddressCache : public MailManager {
         std::string buffer = bufferOf(records);
         return write(WDLT_CONFIG_MAIL_ADDRESS_CACHE, buffer.data(), buffer.size());
     }
-    // Asks for the size, then reads; `bytes` is the whole buffer.
+    // Asks for the size, then reads; `bytes` becomes the whole buffer.
     std::int32_t readCache(std::string& bytes) {
         std::uint64_t size = 0;
         std::int32_t status = read(WDLT_CONFIG_MAIL_ADDRESS_CACHE, nullptr, size);
@@ -160,7 +154,7 @@ class AddressCache : public MailManager {
     }
     std::int32_t count(std::int32_t& number) { return WDLT_CALL(library, WdltMahReadRecordList)(nullptr, &number); }
 
-    // With bytes behind a terminator, which belong to the record, and a text that fills its field.
+    // One has bytes after its terminator, which belong to the record; another fills its field.
     const std::vector<MailAddressRecord> records{
         addressOf(7, "a@b.c"), addressOf(0xFFFFFFFF, std::string("hidden\0behind", 13)), addressOf(0, ""),
         addressOf(3, std::string(255, 'l')), addressOf(4, "e@f.g")};
@@ -170,7 +164,7 @@ class AddressCache : public MailManager {
 TEST_F(AddressCache, TheFileByTheByte) {
     ChangeListener service;
     std::vector<MailAddressRecord> written = records;
-    written[3].szAddress[255] = 'x'; // its last byte is the terminator's
+    written[3].szAddress[255] = 'x'; // the last byte is stored as the terminator
     EXPECT_EQ(writeCache(written), WDLT_OK);
     EXPECT_THAT(service.heard(), ElementsAre(kChange));
     std::string expected = headerOf(5);
@@ -198,7 +192,7 @@ TEST_F(AddressCache, AsManyRecordsAsThereIsRoomFor) {
         EXPECT_EQ(std::memcmp(some.data(), records.data(), read * sizeof some[0]), 0);
         EXPECT_STREQ(some[read].szAddress, "untouched");
     }
-    tree::deleteValue(kMailKey, "HdrPerEnt"); // settings that can't be read give no cache either
+    tree::deleteValue(kMailKey, "HdrPerEnt"); // the cache can't be read without the settings
     EXPECT_EQ(count(number), WDLT_E_NOT_FOUND);
 }
 
@@ -241,7 +235,7 @@ TEST_F(AddressCache, WhatIsNoWholeListIsNotWritten) {
     } cases[] = {
         {two.substr(0, 523), WDLT_E_INVALID_ARGUMENT},
         {bytesOf(0xFFFFFFFF) + two, WDLT_E_INVALID_ARGUMENT},
-        {bufferOf(std::vector<MailAddressRecord>(101)), WDLT_E_INVALID_ARGUMENT}, // one too many
+        {bufferOf(std::vector<MailAddressRecord>(101)), WDLT_E_INVALID_ARGUMENT}, // one above the maximum
         {two + "more", WDLT_OK, 560},
         {bufferOf(std::vector<MailAddressRecord>(100)), WDLT_OK, 26040},
     };
@@ -256,7 +250,7 @@ TEST_F(AddressCache, WhatIsNoWholeListIsNotWritten) {
 
 TEST_F(AddressCache, WhereTheFileIs) {
     for (const std::string file : {"sixteen___chars1", "up.dat"}) {
-        tree::setText(kMailKey, "AddressCacheFile", file == "up.dat" ? "..\\up.dat" : file); // not out of the folder
+        tree::setText(kMailKey, "AddressCacheFile", file == "up.dat" ? "..\\up.dat" : file); // stays in the folder
         EXPECT_EQ(writeCache({records[0]}), WDLT_OK);
         EXPECT_TRUE(std::filesystem::exists(home / "install" / file)) << file;
     }
@@ -278,13 +272,13 @@ TEST_F(AddressCache, WhereTheFileIs) {
         c.spoil();
         const FreshLog fresh;
         std::string bytes;
-        EXPECT_EQ(readCache(bytes), c.status); // the store's code, and no size with it
+        EXPECT_EQ(readCache(bytes), c.status); // the store's status, and no size
         EXPECT_EQ(writeCache({}), c.status);
         EXPECT_TRUE(library.logged(c.line)) << c.line;
     }
 }
 
-// Whatever stands in the file, no record comes out of it that isn't in it.
+// Whatever the file holds, a read gives only records that are in it.
 TEST_F(AddressCache, DamagedFiles) {
     const std::string record = sealed(records[0]);
     const std::string whole = headerOf(2) + record + sealed(records[1]);
@@ -310,7 +304,7 @@ TEST_F(AddressCache, DamagedFiles) {
         SCOPED_TRACE(c.line);
         putFile(c.content);
         const FreshLog fresh;
-        EXPECT_EQ(readCache(bytes), c.status); // nobody is asked to make room for what isn't there
+        EXPECT_EQ(readCache(bytes), c.status); // a forged count doesn't ask for a larger buffer
         EXPECT_TRUE(library.logged(c.line));
         EXPECT_TRUE(c.status != WDLT_OK || bytes == bufferOf({records[0], records[1]}));
     }
@@ -323,9 +317,9 @@ TEST_F(AddressCache, AFileInUseOrNoFileAtAll) {
         const Handle user(CreateFileA((home / "install" / "cache.dat").c_str(), GENERIC_READ,
                                       FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL,
                                       nullptr));
-        EXPECT_EQ(readCache(bytes), WDLT_E_FILE); // it shares with nobody
+        EXPECT_EQ(readCache(bytes), WDLT_E_FILE); // the read opens it exclusively
         EXPECT_TRUE(library.logged("ReadConfigAddressCache: ::CreateFile() failed (err=32, file="));
-        EXPECT_EQ(writeCache({records[4]}), WDLT_OK); // and is replaced nevertheless
+        EXPECT_EQ(writeCache({records[4]}), WDLT_OK); // a write replaces it nevertheless
     }
     EXPECT_EQ(readCache(bytes), WDLT_OK);
     EXPECT_EQ(bytes, bufferOf({records[4]}));
@@ -340,7 +334,7 @@ TEST_F(AddressCache, AFileInUseOrNoFileAtAll) {
         EXPECT_TRUE(library.logged(std::string("WriteConfigAddressCache: ") + line)) << line;
 }
 
-// Both passes go on without the mutex.
+// Reads and writes go on without the mutex.
 TEST_F(AddressCache, AMutexThatIsNotToBeHad) {
     const char* const name = "Global\\WardletMailManagerConfigMutex";
     const TimeScale impatient{"0.001"};
@@ -354,12 +348,12 @@ TEST_F(AddressCache, AMutexThatIsNotToBeHad) {
         }).join();
         ReleaseMutex(mutex.get());
         EXPECT_TRUE(library.logged("CManagerMailCommon::Lock : WaitForSingleObject() fails (WAIT_TIMEOUT)"));
-        ASSERT_EQ(waitElsewhere(mutex, INFINITE), WAIT_OBJECT_0); // its holder dies with it
+        ASSERT_EQ(waitElsewhere(mutex, INFINITE), WAIT_OBJECT_0); // abandons it
         EXPECT_EQ(writeCache(records), WDLT_OK);
         EXPECT_TRUE(library.logged("CManagerMailCommon::Lock : WaitForSingleObject() fails (WAIT_ABANDONED)"));
     }
     {
-        const Handle event = makeEvent(name, false, false); // an object of another kind under the name
+        const Handle event = makeEvent(name, false, false); // an object of another kind with that name
         EXPECT_EQ(readCache(bytes), WDLT_OK);
         EXPECT_EQ(bytes, bufferOf(records));
         EXPECT_TRUE(library.logged("CManagerMailCommon::Lock : CreateMutex() fails (err=6)"));

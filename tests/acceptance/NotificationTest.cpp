@@ -1,5 +1,5 @@
-// What the running service hears of a write, and what a write makes of a service that isn't there, is half there or
-// never answers; the order of the locks on the way.
+// What the running service hears of a write, and how a write handles a service that isn't running, lacks some of its
+// objects or never answers; and the order of the locks.
 #include "Child.h"
 #include "FakeService.h"
 #include "LockState.h"
@@ -37,16 +37,16 @@ std::int32_t writeItem(Library library, std::uint32_t scan, std::uint32_t enable
     return WDLT_CALL(library, WdltWriteConfig)(WDLT_PROTOCOL_SYSTEM_HTTP, scan, 0, &item, sizeof item);
 }
 
-// Each way by which the service is told, and the value in which it stores a 1.
+// Each way of notifying the service, and the value in which it stores a 1.
 struct Teller {
     const char* what;
     std::int32_t (*write)(Library library);
     std::string key;
     const char* value;
     Change told;
-    bool locks;              // a raw address doesn't take the reader/writer lock
-    std::int32_t unanswered; // its status then
-    const char* who;         // of its lines
+    bool locks;              // takes the reader/writer lock; a raw address doesn't
+    std::int32_t unanswered; // status when the service doesn't answer
+    const char* who;         // what its log lines begin with
 };
 const Teller kTellers[] = {
     {"a switch", [](Library library) { return WDLT_CALL(library, WdltSalEnable)(1); }, kSalKey, "Enable",
@@ -75,7 +75,7 @@ TEST_F(Notification, EachServiceThatCallersFear) {
         const char* what;
         DWORD bytes;
         bool withEvents;
-        bool isTold; // in vain
+        bool isTold; // a notification is tried, in vain
         const char* line;
     } services[] = {
         {"none", 0, false, false, "@@@ <WdltCfg> "},
@@ -130,7 +130,7 @@ TEST_F(Notification, NobodyHearsOfRedirectsNorOfWhatIsRefused) {
     WdchSystemScan item{};
     EXPECT_EQ(write(10003, WDLT_SCAN_SAL, 0, &item, 7), WDLT_E_GENERAL);
     EXPECT_THAT(service.heard(), IsEmpty());
-    EXPECT_EQ(WDLT_CALL(library, WdltSalEnable)(1), WDLT_OK); // the handler goes on, and keeps them
+    EXPECT_EQ(WDLT_CALL(library, WdltSalEnable)(1), WDLT_OK); // switches the handler on, keeping its redirects
     EXPECT_THAT(service.heard(), ElementsAre(Change{10003, WDLT_SCAN_SAL}, Change{10003, 0}));
     EXPECT_EQ(tree::number("ProtocolHandler\\Web\\Redirect\\S", "port"), 80u);
 }
@@ -143,12 +143,12 @@ TEST_F(Notification, AnAnswerThatComesTooLateIsNobodys) {
         EXPECT_EQ(writeItem(library, scan, 1), WDLT_OK);
         EXPECT_TRUE(library.logged("Failed to send in ConfigChangeSender"));
         ASSERT_TRUE(objects.hears(0));
-        EXPECT_EQ(Change::in(objects.memory()), (Change{10003, scan})); // what was laid down stays
+        EXPECT_EQ(Change::in(objects.memory()), (Change{10003, scan})); // the record stays in the memory
         objects.reply();
     }
 }
 
-// The memory has room for one notice: the next one waits until the service has read it.
+// The memory holds only one notification: the next one waits until the service has read it.
 TEST_F(Notification, AChangeWhoseWriterDiedIsNotOverwritten) {
     const ServiceObjects objects(kChangeObjects, sizeof(Change));
     Child writer([&] { return writeItem(library, WDLT_SCAN_SAL, 1); });
@@ -164,7 +164,7 @@ TEST_F(Notification, AChangeWhoseWriterDiedIsNotOverwritten) {
     next.join();
 }
 
-// Neither a cancellation nor an unload takes the code or the locks from a thread that is inside.
+// Neither a cancellation nor an unload takes the code or the locks from a thread inside a call.
 TEST_F(Notification, AThreadInsideIsLeftAlone) {
     std::atomic<bool> isBack{false};
     const auto enable = WDLT_CALL(library, WdltSalEnable);

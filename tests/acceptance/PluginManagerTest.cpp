@@ -71,11 +71,11 @@ TEST_F(PluginManager, EachValueMissingOrOfAnotherKind) {
 }
 
 TEST_F(PluginManager, TheWholeFieldIsStored) {
-    tree::setNumber(kPluginManagerKey, "enableIE", 0); // of another export
+    tree::setNumber(kPluginManagerKey, "enableIE", 0); // belongs to another export
     WdltPluginManagerConfig config = configOf(0x80000007, std::string(260, 'f'));
-    config.szFilename[7] = '\0'; // what stands behind a terminator goes with it
+    config.szFilename[7] = '\0'; // bytes after a terminator are stored too
     EXPECT_EQ(write(config), WDLT_OK);
-    config.szFilename[259] = '\0'; // that it could be read again
+    config.szFilename[259] = '\0'; // the last byte is stored as the terminator
     EXPECT_EQ(tree::storedText(kPluginManagerKey, "filename"),
               std::string(config.szFilename, sizeof config.szFilename));
     WdltPluginManagerConfig again{};
@@ -84,11 +84,11 @@ TEST_F(PluginManager, TheWholeFieldIsStored) {
     EXPECT_EQ(tree::number(kPluginManagerKey, "enableIE"), 0u);
 }
 
-// The handler is asked to go on by an enable of 1 alone, and follows only with an item of its own.
+// Only an enable of 1 asks for the handler, which is switched on only if one of its own items is on.
 TEST_F(PluginManager, AsksForTheHandler) {
     ChangeListener service;
     const struct {
-        DWORD item; // another feature's
+        DWORD item; // switch of another feature's item
         std::uint32_t enable;
         DWORD handler;
         std::vector<Change> told;
@@ -127,7 +127,7 @@ TEST_F(PluginManager, BrowsersAreOnUnlessTheyAreSwitchedOff) {
         DWORD type;
         std::string data;
         std::int32_t isEnabled;
-        const char* line; // behind the value's name; empty: no error is told
+        const char* line; // after the value's name; empty: no error is logged
     } cases[] = {
         {REG_NONE, "", 1, "error 2. Return default 1"},
         {REG_DWORD, std::string(4, '\0'), 0, ""},

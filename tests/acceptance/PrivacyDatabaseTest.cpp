@@ -1,5 +1,5 @@
-// The privacy database to the byte: what a write makes of items and exclusions, and what is read of a file that was laid
-// out by hand, damaged or made by an older build.
+// The privacy database byte by byte: how a write stores items and exclusions, and what is read from a file that was
+// made by hand or damaged.
 #include "PrivacyLists.h"
 
 #include <functional>
@@ -43,9 +43,9 @@ TEST_F(PrivacyDatabase, PatternsLoseWhatSwitchesTheirCharsetAndWhatIsTooLong) {
         std::string pattern;
     } cases[] = {
         {WDLT_CHARSET_ISO_2022_JP, WDLT_CHARSET_UTF_8, "日本", "\x46\x7C\x4B\x5C"},
-        {WDLT_CHARSET_ISO_2022_JP, WDLT_CHARSET_UTF_8, "no", ""}, // too short for an escape sequence
+        {WDLT_CHARSET_ISO_2022_JP, WDLT_CHARSET_UTF_8, "no", ""}, // shorter than an escape sequence
         {WDLT_CHARSET_HZ_GB_2312, WDLT_CHARSET_UTF_8, "中文", "\x56\x50\x4E\x44"},
-        {WDLT_CHARSET_UCS_2, WDLT_CHARSET_ISO_8859_1, std::string(48, 'y'), wide}, // no terminator of its own
+        {WDLT_CHARSET_UCS_2, WDLT_CHARSET_ISO_8859_1, std::string(48, 'y'), wide}, // without a terminator
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << std::hex << c.charSet << ' ' << c.text);
@@ -58,7 +58,7 @@ TEST_F(PrivacyDatabase, PatternsLoseWhatSwitchesTheirCharsetAndWhatIsTooLong) {
     }
 }
 
-// Of any length; and those that are there stay where the other list is written.
+// Exclusions of any length; and a write of one list keeps the other.
 TEST_F(PrivacyDatabase, ExclusionsByLength) {
     const std::string head = header(1) + record(0, 3, WDLT_CHARSET_UTF_8, "searched");
     for (const auto& [length, messageBytes] : {std::pair{1u, 16u}, {14u, 16u}, {15u, 32u}, {2083u, 2096u}}) {
@@ -68,17 +68,17 @@ TEST_F(PrivacyDatabase, ExclusionsByLength) {
         ASSERT_EQ(writeExclusions({exclusionItem(5, text), exclusionItem(6, "x")}), WDLT_OK);
         const std::string records = exclusion(5, text) + exclusion(6, "x");
         EXPECT_EQ(records.size(), 12 + messageBytes + 28);
-        EXPECT_EQ(get(kDatabase), head + exclusionHeader(2, records.size()) + records); // date and time too
+        EXPECT_EQ(get(kDatabase), head + exclusionHeader(2, records.size()) + records); // date and time are kept too
         EXPECT_EQ(readExclusions().items.at(0).szText, text);
     }
-    const std::vector most(100, exclusionItem(1, std::string(2083, 'm'))); // many pieces of a copy
+    const std::vector most(100, exclusionItem(1, std::string(2083, 'm'))); // copied in several pieces
     ASSERT_EQ(writeExclusions(most), WDLT_OK);
     const std::string behind = get(kDatabase).substr(head.size());
     ASSERT_EQ(writeItems({item(9, "nine")}), WDLT_OK);
     EXPECT_TRUE(get(kDatabase).substr(64) == record(0, 9, WDLT_CHARSET_US_ASCII, "nine") + behind);
 }
 
-// Files that no writer makes. A write changes nothing where it can't carry the other list over.
+// Files that no writer makes. A write that can't carry over the other list changes nothing.
 TEST_F(PrivacyDatabase, EachDamage) {
     constexpr std::int32_t kOk = WDLT_OK;
     constexpr std::int32_t kBad = WDLT_E_GENERAL;
@@ -100,9 +100,9 @@ TEST_F(PrivacyDatabase, EachDamage) {
     const struct {
         const char* what;
         std::string file;
-        std::int32_t search, exclusions;           // reads
-        std::int32_t keepsExclusions, keepsSearch; // writes of the other list
-        const char* line;                          // of the reads; null: no error
+        std::int32_t search, exclusions;           // status of reading each list
+        std::int32_t keepsExclusions, keepsSearch; // status of writing the other list
+        const char* line;                          // logged by the reads; null: no error
     } cases[] = {
         {"nothing", "", kBad, kBad, kBad, kBad, "GetPrivacyDBHeader() - dwReadByte was invalid. dwReadByte=0"},
         {"another magic", flipped(27), kBad, kBad, kBad, kBad, "GUID of database was invalid."},
@@ -147,7 +147,7 @@ TEST_F(PrivacyDatabase, EachDamage) {
     }
 }
 
-// A write of which a step fails: what database, backup, temporary file and registry are then.
+// A write with a failing step: the state of database, backup, temporary file and registry afterwards.
 TEST_F(PrivacyDatabase, EachStepThatFails) {
     const PrivacyViewItem fine = item(1, "fine");
     const auto with = [](std::uint32_t charSets, std::uint32_t standard = WDLT_CHARSET_UTF_8) {

@@ -18,7 +18,7 @@ class PrivacyLists : public privacy_files::PrivacyTest {
         std::vector<Item> items;
     };
 
-    // As callers read: the size first.
+    // Asks for the size, then reads.
     template <class Head, class Item>
     List<Head, Item> read(std::uint64_t type) {
         List<Head, Item> list;
@@ -26,7 +26,7 @@ class PrivacyLists : public privacy_files::PrivacyTest {
         list.status = readInto(type, nullptr, size);
         if (list.status != WDLT_E_BUFFER_SIZE)
             return list;
-        std::vector<char> buffer(size + 1); // at an odd address
+        std::vector<char> buffer(size + 1); // read to an unaligned address
         list.status = readInto(type, buffer.data() + 1, size);
         if (list.status != WDLT_OK)
             return list;
@@ -56,7 +56,7 @@ class PrivacyLists : public privacy_files::PrivacyTest {
     std::int32_t write(std::uint64_t type, std::vector<char> buffer) {
         return WDLT_CALL(library, WdltWriteConfig)(0, WDLT_SCAN_PRIVACY, type, buffer.data() + 1, buffer.size() - 1);
     }
-    // What a row says of the log: its line, or that no error stands there. Then the log is cleared for the next one.
+    // Expects a row's log line, or no error; then clears the log for the next row.
     void expectLine(const char* line) {
         EXPECT_TRUE(line != nullptr ? library.logged(line) : !library.logged("!!! ")) << line;
         clearLog();

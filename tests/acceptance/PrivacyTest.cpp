@@ -1,5 +1,5 @@
-// The lists of privacy items and exclusions: what is stored where, limits, what bad input and settings give, who is
-// told, and how accesses keep each other out.
+// The lists of privacy items and exclusions: what is stored where, limits, the results of bad input and settings,
+// change notifications, and mutual exclusion of accesses.
 #include "FakeService.h"
 #include "ListReads.h"
 #include "PrivacyLists.h"
@@ -35,14 +35,14 @@ TEST_F(PrivacyItems, ItemsAreKeptByTheirPlace) {
     ASSERT_EQ(writeItems({longest, item(31, ""), item(0, "x"), item(1, "y")}), WDLT_OK);
     EXPECT_EQ(tree::number(kKey, "ItemIndex00"), 3u);
     EXPECT_EQ(tree::number(kKey, "ScanTarget01"), 310u);
-    EXPECT_EQ(tree::get(kKey, "PrivacyData00")->data, message(std::string(32, 'd'))); // the rest is searched for alone
+    EXPECT_EQ(tree::get(kKey, "PrivacyData00")->data, message(std::string(32, 'd'))); // the rest is only in the pattern
     EXPECT_EQ(patternOf(readSearch().items[0]), std::string(47, 'd'));
     const auto list = readItems();
     EXPECT_STREQ(list.head.szBackUpDBName, "pdp.bak");
     privacy_files::put(longest.szPrivacyData, std::string(32, 'd'));
     EXPECT_EQ(std::memcmp(&list.items.at(0), &longest, sizeof longest), 0);
 
-    ASSERT_EQ(writeItems({item(9, "z"), item(8, "y")}), WDLT_OK); // a shorter list leaves nothing behind
+    ASSERT_EQ(writeItems({item(9, "z"), item(8, "y")}), WDLT_OK); // no leftovers of the longer list
     EXPECT_EQ(state().values.size(), 1u + 2 * 5);
     ASSERT_EQ(writeItems({}), WDLT_OK);
     EXPECT_EQ(state().values.size(), 1u);
@@ -64,25 +64,25 @@ TEST_F(PrivacyItems, ListsAreReadAsFarAsThereIsRoom) {
 TEST_F(PrivacyItems, SizesAreToldBeforeAnythingIsLookedAt) {
     const Handle somebody = makeMutex(kPresence);
     std::uint64_t size = 0;
-    EXPECT_EQ(readInto(WDLT_CONFIG_PRIVACY_ITEMS, nullptr, size), WDLT_E_BUFFER_SIZE); // by the settings alone
+    EXPECT_EQ(readInto(WDLT_CONFIG_PRIVACY_ITEMS, nullptr, size), WDLT_E_BUFFER_SIZE); // needs only the settings
     EXPECT_EQ(size, 32u * 160 + 60);
     size = 0;
-    tree::setNumber(kKey, "CharSetEntry", 0x80000007); // three: the highest bit is none
+    tree::setNumber(kKey, "CharSetEntry", 0x80000007); // three charsets: the highest bit isn't one
     EXPECT_EQ(readInto(WDLT_CONFIG_PRIVACY_SEARCH, nullptr, size), WDLT_E_BUFFER_SIZE);
     EXPECT_EQ(size, 3 * 32u * 140 + 64);
     size = 0;
     EXPECT_EQ(readInto(4, nullptr, size), WDLT_E_INVALID_ARGUMENT);
-    EXPECT_EQ(readInto(WDLT_CONFIG_PRIVACY_EXCLUSIONS, nullptr, size), WDLT_E_GENERAL); // the file knows
+    EXPECT_EQ(readInto(WDLT_CONFIG_PRIVACY_EXCLUSIONS, nullptr, size), WDLT_E_GENERAL); // needs the file
     expectLine("*** CEnginePDPCommon::ReadConfig() - Failed to CheckGlobalMutex().");
 }
 
-// Each value, missing or wrong; what a read of both lists gives, and a write of items.
+// Each setting, missing or wrong: the status of reading both lists and of writing items.
 TEST_F(PrivacyItems, SettingsHaveNoDefaultsAndItemsMayBeDamaged) {
     constexpr std::int32_t kMissing = WDLT_E_NOT_FOUND;
     constexpr std::int32_t kGeneral = WDLT_E_GENERAL;
     const struct {
         const char* name;
-        std::optional<std::string> data; // none: the value is missing
+        std::optional<std::string> data; // nullopt: the value is missing
         DWORD type;
         std::int32_t items, exclusions, writes;
         const char* line;
@@ -126,7 +126,7 @@ TEST_F(PrivacyItems, SettingsHaveNoDefaultsAndItemsMayBeDamaged) {
     }
 }
 
-// What a caller may put together wrongly: nothing is touched, not even a backup made, and nobody told.
+// Invalid input from a caller: nothing changes, not even a backup is made, and the service isn't notified.
 TEST_F(PrivacyItems, BadItemsChangeNothing) {
     using Head = PrivacyControlData;
     using Items = std::vector<PrivacyViewItem>;
@@ -180,7 +180,7 @@ TEST_F(PrivacyItems, BadItemsChangeNothing) {
     EXPECT_EQ(state(), before);
     EXPECT_THAT(service.heard(), IsEmpty());
     const Head head = control();
-    EXPECT_EQ(write(WDLT_CONFIG_DEFAULT, bufferOf(head, Items{})), WDLT_OK); // as items
+    EXPECT_EQ(write(WDLT_CONFIG_DEFAULT, bufferOf(head, Items{})), WDLT_OK); // the default type means items
     EXPECT_EQ(state().values.size(), 1u);
 }
 
@@ -191,7 +191,7 @@ TEST_F(PrivacyItems, BadExclusionsChangeNoDatabase) {
     PrivacyExclusionItem endless = exclusionItem(2, "");
     std::memset(endless.szText, 'e', sizeof endless.szText);
     const struct {
-        std::vector<PrivacyExclusionItem> items; // behind a good one
+        std::vector<PrivacyExclusionItem> items; // after a valid one
         const char* line;
     } cases[] = {
         {{exclusionItem(2, "")}, "Exclusion item size is zero."},
@@ -213,15 +213,15 @@ TEST_F(PrivacyItems, BadExclusionsChangeNoDatabase) {
     expectLine("*** CEnginePDPCommon::WriteConfigExclusionItems() - Invalid input buffer size.");
     EXPECT_EQ(get(kDatabase), before);
 
-    EXPECT_EQ(writeAll(hundred), WDLT_OK); // takes the backup away
+    EXPECT_EQ(writeAll(hundred), WDLT_OK); // removes the backup
     EXPECT_FALSE(std::filesystem::exists(at(kBackup)));
     tree::setNumber(kKey, "ExclusionItemMax", 99);
     EXPECT_EQ(readExclusions().status, WDLT_E_GENERAL);
-    EXPECT_EQ(writeAll(hundred), WDLT_E_GENERAL); // what can't be read isn't written over
+    EXPECT_EQ(writeAll(hundred), WDLT_E_GENERAL); // a list that can't be read isn't overwritten
     EXPECT_GT(get(kDatabase).size(), 100u * 28);
 }
 
-// The file names of a write are the caller's, those of everything else the settings'.
+// A write of items takes the file names from the caller's record, any other access from the settings.
 TEST_F(PrivacyItems, NamesInTheSettingsAreBareWhateverStandsThere) {
     tree::setText(kKey, "DataBaseName", "..\\pdp.db");
     EXPECT_EQ(readExclusions().status, WDLT_OK);
@@ -245,11 +245,11 @@ TEST_F(PrivacyItems, AccessesKeepEachOtherOut) {
         const Handle somebody = makeMutex(name);
         expectAll(WDLT_E_GENERAL);
     }
-    tree::setNumber(kKey, "AccessRetryCount", 0xFFFFFFFF); // one more than that is none
+    tree::setNumber(kKey, "AccessRetryCount", 0xFFFFFFFF); // plus one it wraps to no tries
     expectAll(WDLT_E_GENERAL);
     tree::setNumber(kKey, "AccessRetryCount", 0);
     tree::setNumber(kKey, "AccessWaitTime", 0xFFFFFFFF);
-    expectAll(WDLT_OK); // a single look waits for nothing
+    expectAll(WDLT_OK); // a single try never waits
 }
 
 TEST_F(PrivacyItems, ItemsAreTriedOut) {
@@ -262,11 +262,11 @@ TEST_F(PrivacyItems, ItemsAreTriedOut) {
     } cases[] = {
         {WDLT_CHARSET_US_ASCII | WDLT_CHARSET_UTF_8 | WDLT_CHARSET_ISO_8859_1,
          WDLT_CHARSET_UTF_8,
-         {0, kBad, 0, 0, kBad}}, // what us-ascii lacks is passed over
+         {0, kBad, 0, 0, kBad}}, // characters that us-ascii lacks are ignored
         {WDLT_CHARSET_US_ASCII, WDLT_CHARSET_US_ASCII, {0, kBad, 0, kBad, kBad}},
-        {0x40000000, WDLT_CHARSET_UTF_8, {kBad, kBad, 0, kBad, kBad}}, // no charset at all
+        {0x40000000, WDLT_CHARSET_UTF_8, {kBad, kBad, 0, kBad, kBad}}, // not a charset
     };
-    const Handle somebody = makeMutex(kPresence); // doesn't matter
+    const Handle somebody = makeMutex(kPresence); // another access, which doesn't matter here
     const auto verify = WDLT_CALL(library, WdltPdpVerifyItems);
     std::vector<std::uint32_t> results(5);
     for (const auto& c : cases) {

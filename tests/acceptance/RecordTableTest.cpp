@@ -1,4 +1,4 @@
-// What the public header's table promises of every record, held against the library; and the lines of what is refused.
+// Checks the library against what the public header's table promises for every record; and the log lines of refusals.
 #include "FreshLog.h"
 #include "LoadedLibrary.h"
 #include "PrivacyFiles.h"
@@ -18,7 +18,7 @@
 
 namespace {
 
-// One direction of a row; without a size there is none.
+// A row's promise for reading or for writing; size 0: not possible.
 struct Promise {
     std::uint64_t size = 0;
     bool takesMore = false;
@@ -121,7 +121,7 @@ TEST_F(RecordTable, LinesOfOtherSizesAndTypes) {
         std::uint64_t type, size;
         const char* read;
         const char* written;
-        std::int32_t status = 0; // 0: the table has it
+        std::int32_t status = 0; // 0: any error; the table says which
     } cases[] = {
         {10000, 0, 0, 863, "", "> WriteConfig size is invalid (863 / 864)"},
         {2, 0, 0, 15, "", "[WdltCfg.dll] WriteConfig size is invalid (15 / 16)"},

@@ -1,5 +1,5 @@
-// The redirects of a handler: what may be added, how it is stored and read back, at the limits of every field and in code
-// pages of several bytes a character; a list that changes while it is read.
+// The redirects of a handler: what may be added, how it is stored and read back, at the limits of every field and in
+// multi-byte code pages; a list that changes while it is read.
 #include "Handlers.h"
 
 #include <gmock/gmock.h>
@@ -27,7 +27,7 @@ RecordCase redirectOfSession() {
                  .whenAbsent(quietlyReadsAs(""))
                  .whenTooLarge(quietlyReadsAs(std::string(15, 'a')))
                  .reads({{"", ""}, {longest, longest}, {longest + "p", longest}})
-                 .writes({{"", ""}, {longest, longest}, {longest + "p", longest}}), // filled, it is cut
+                 .writes({{"", ""}, {longest, longest}, {longest + "p", longest}}), // truncated when it fills the field
              numberCase("TcpAutoTuningLevel", REDIRECT(tcpAutoTuningLevel)).whenUnreadable(quietlyReadsAs(0xFFFFFFFFu)),
              numberCase("port", REDIRECT(port))
                  .whenUnreadable(quietlyReadsAs(0u))
@@ -66,9 +66,9 @@ TEST_F(Redirects, ARedirectNeedsSomethingToApplyTo) {
         std::uint32_t flag;
         const char* process;
         const char16_t* image;
-        const char* line = nullptr; // none: it is added
+        const char* line = nullptr; // null: it is added
     } cases[] = {
-        {1, 0, "", u""}, // a port alone
+        {1, 0, "", u""}, // only a port
         {0, 0, "p", u""},
         {0, 0x10, "", u"i"},
         {0, 0xEF, "", u"i", "Both process name and port number are not specified"},
@@ -91,13 +91,13 @@ TEST_F(Redirects, AFlagOfZeroIsNotWritten) {
     EXPECT_EQ(readOne().flagPresent, 0u);
     EXPECT_TRUE(library.logged("Failed to read Redirect\\S \"Flag\". set Flag to zero."));
     EXPECT_EQ(add(redirect(u"S", 80, 4)), WDLT_OK);
-    EXPECT_EQ(add(redirect(u"s", 81)), WDLT_OK); // the same session, written over value by value: the old flag stays
+    EXPECT_EQ(add(redirect(u"s", 81)), WDLT_OK); // overwrites the same session's values: the old flag stays
     EXPECT_EQ(readOne().flagPresent, 1u);
     EXPECT_EQ(readOne().flag, 4u);
     EXPECT_EQ(readOne().port, 81u);
 }
 
-// One value, which is read as the flag says.
+// Both are stored in the same value; the flag says which it is.
 TEST_F(Redirects, AnImageIsWideAndAProcessNarrow) {
     EXPECT_EQ(add(redirect(u"S", 0, WDLT_REDIRECT_IMAGE, "ignored", u"C:\\Prog\u00E4\\x.exe")), WDLT_OK);
     EXPECT_EQ(tree::storedText(keyOf("S"), "process"), std::string("C:\\Prog\u00E4\\x.exe") + '\0');
@@ -128,14 +128,14 @@ TEST_F(Redirects, ASessionsNameHasTenCharactersAndTenBytes) {
     const struct {
         const char* codePage;
         std::u16string session;
-        const char* wrong = nullptr; // what the log says of it
+        const char* wrong = nullptr; // the reason in the log; null: accepted
     } cases[] = {
         {"65001", u"1234567890"},
         {"65001", u"12345678901", "too long"}, // fills the field
         {"65001", u"\u00E4\u00E4\u00E4\u00E4\u00E4"},
         {"65001", u"\u00E4\u00E4\u00E4\u00E4\u00E4x", "too long in the code page"}, // eleven bytes
         {"932", u"\u65E5\u672C\u8A9E\u8868\u793Ax", "too long in the code page"},
-        {"1252", u"\u65E5", "no text of the code page"}, // "?", as any other would be
+        {"1252", u"\u65E5", "no text of the code page"}, // would become "?", like any other it lacks
         {"65001", u"\xD800", "no text of the code page"},
         {"65001", u"a\\b", "no name of a key"}, // would be two keys
         {"65001", u"", "not specified"},
@@ -178,12 +178,12 @@ TEST_F(Redirects, DeletingTellsWhatWasNotThere) {
     EXPECT_EQ(remove(u"s"), WDLT_OK);
     EXPECT_EQ(std::u16string(readOne().sessionType), u"T");
     tree::setNumber(keyOf("T\\below"), "x", 1);
-    EXPECT_EQ(remove(u"T"), WDLT_E_REGISTRY);               // it has keys of its own
-    EXPECT_EQ(add(redirect(u"S"), 10005), WDLT_E_REGISTRY); // nobody's protocol
+    EXPECT_EQ(remove(u"T"), WDLT_E_REGISTRY);               // it has subkeys
+    EXPECT_EQ(add(redirect(u"S"), 10005), WDLT_E_REGISTRY); // no handler has this protocol
     EXPECT_EQ(tree::subkeys(tree::path("ProtocolHandler")).size(), 4u);
 }
 
-// What others do between two reads of the list.
+// Changes by others between two reads of the list.
 TEST_F(Redirects, AListThatChangesMeanwhile) {
     tree::setNumber(keyOf("S"), "port", 1);
     std::vector<BYTE> buffer(kHead + 2 * kEntry, 0xEE);
@@ -200,7 +200,7 @@ TEST_F(Redirects, AListThatChangesMeanwhile) {
     }
     EXPECT_EQ(std::count(buffer.end() - kEntry, buffer.end(), BYTE{0xEE}), std::ptrdiff_t{kEntry});
     EXPECT_EQ(reinterpret_cast<const WdchSystemProtocolHandler*>(buffer.data())->redirectCount, 1u);
-    EXPECT_EQ(redirects().size(), 2u); // it was there
+    EXPECT_EQ(redirects().size(), 2u); // it had been added
 }
 
 TEST_F(Redirects, TheListsMutexIsHeldWhileItIsReadAndNeededToChangeIt) {
@@ -217,10 +217,10 @@ TEST_F(Redirects, TheListsMutexIsHeldWhileItIsReadAndNeededToChangeIt) {
         EXPECT_TRUE(wasHeld);
         CloseHandle(mutex);
     }
-    HANDLE const event = CreateEventA(nullptr, FALSE, FALSE, name); // so that there can be no mutex
+    HANDLE const event = CreateEventA(nullptr, FALSE, FALSE, name); // occupies the mutex's name
     EXPECT_EQ(add(redirect(u"T")), WDLT_E_GENERAL);
     EXPECT_EQ(remove(u"S"), WDLT_E_GENERAL);
-    EXPECT_EQ(redirects().size(), 1u); // who only reads goes on
+    EXPECT_EQ(redirects().size(), 1u); // a read goes on without the mutex
     CloseHandle(event);
 }
 

@@ -58,7 +58,7 @@ TEST_F(Sal, EachSettingOnItsWay) {
     FieldRunner(library, settings()).tryAll();
 }
 
-// The settings stay as far as they were written; behind a failure nothing is switched.
+// Settings that were already written stay; after a failure nothing is switched.
 TEST_F(Sal, AWriteThatFails) {
     ChangeListener service;
     const struct {
@@ -89,9 +89,9 @@ TEST_F(Sal, OneWriteStoresAndSwitches) {
     config.dwEnable = config.dwTakeAction = 1;
     EXPECT_EQ(std::memcmp(&again, &config, sizeof again), 0);
 
-    // An empty text changes none, also none that nobody can read; one without its end changes nothing at all.
+    // An empty text leaves the stored one alone, even one that can't be read; one without a terminator fails the write.
     for (const std::string& stored : {std::string("b.png"), std::string(600, 'b')}) {
-        tree::setText(kSalKey, "BlockImages", stored); // as others store it, terminated
+        tree::setText(kSalKey, "BlockImages", stored); // stored with its terminator, as others do
         config = {0, 1, 1, 1, ""};
         EXPECT_EQ(write(config), WDLT_OK);
         EXPECT_EQ(tree::storedText(kSalKey, "BlockImages"), stored + '\0');

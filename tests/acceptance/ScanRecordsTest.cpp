@@ -176,7 +176,7 @@ TEST_F(ScanRecord, TheActionOnSpywareMattersOnlyWhileItIsLookedFor) {
     tree::setNumber(scan.key, "SpywareScan", 0);
     WdpeVsData record{};
     ASSERT_EQ(read(scan.protocol, WDLT_SCAN_VIRUS, record), WDLT_OK);
-    EXPECT_NE(record.dwSpywareAction, 0u); // what is stored counts nevertheless
+    EXPECT_NE(record.dwSpywareAction, 0u); // a stored one is read nevertheless
     tree::deleteValue(scan.key, "SpywareAction");
     ASSERT_EQ(read(scan.protocol, WDLT_SCAN_VIRUS, record), WDLT_OK);
     EXPECT_EQ(record.dwSpywareAction, 0u);
@@ -185,7 +185,7 @@ TEST_F(ScanRecord, TheActionOnSpywareMattersOnlyWhileItIsLookedFor) {
     EXPECT_TRUE(library.logged("ReadConfig fails (-9) : WdpeVsData::dwFirstAction"));
 }
 
-// Somebody stores a longer text whenever a reader has looked at the old one.
+// Another program stores a longer text each time the reader has read the old one.
 TEST_F(ScanRecord, ATextThatGrowsUnderItsReader) {
     const RecordCase record = fileScan();
     FieldRunner(library, record).layDown(0);
@@ -201,7 +201,7 @@ TEST_F(ScanRecord, ATextThatGrowsUnderItsReader) {
               std::string(255, 't'));
 }
 
-// A handler's folder has ten characters and a terminator, or there is no place for its items.
+// A handler's folder name has at most ten characters and a terminator; with another one its items can't be stored.
 TEST_F(ScanRecord, AFolderOfAHandlersItems) {
     const struct {
         DWORD type;

@@ -1,5 +1,5 @@
-// What is kept enciphered everywhere else: nothing of it stays on a thread's stack, in memory that was given back, or in
-// any file of the home.
+// What is otherwise kept enciphered must not remain as plain text on a thread's stack, in freed memory, or in any file
+// of the home.
 #include "PrivacyLists.h"
 #include "UrlFilterTree.h"
 
@@ -18,7 +18,7 @@
 
 namespace {
 
-// What no memory that is given back may hold, while it is looked for, and how often it did.
+// The text that freed memory must not contain (null: don't search), and how often it did.
 const char* g_secret = nullptr;
 int g_found = 0;
 
@@ -29,7 +29,7 @@ void lookFor(const void* memory, std::size_t bytes) {
 
 } // namespace
 
-// The library's too: it finds this one first. The sanitizers have their own.
+// Replaces the library's operator delete too, since the linker finds this one first. The sanitizers have their own.
 #if !defined(WDLT_ADDRESS_SANITIZER) && !defined(WDLT_THREAD_SANITIZER)
 void operator delete(void* memory) noexcept {
     lookFor(memory, malloc_usable_size(memory));
@@ -52,7 +52,7 @@ class Secrets : public PrivacyLists {
 };
 
 TEST_F(Secrets, EachCallWipesThem) {
-    // The callers' own copies.
+    // The callers' own copies: static, so that they aren't searched.
     static WdltUrlfProxy proxy{1, "proxy.example", 3128, "user", ""};
     static WdltUrlfConfig config{};
     static WdpeUrlfData whole{};

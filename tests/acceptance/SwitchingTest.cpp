@@ -1,5 +1,5 @@
-// Features on and off through the exports: which item and which handler each one switches, what both steps say when
-// they fail, and what the running service hears of it.
+// Switching features through the exports: which item and handler each one switches, what is logged when either step
+// fails, and what the running service hears.
 #include "FakeService.h"
 #include "FreshLog.h"
 #include "LoadedLibrary.h"
@@ -33,7 +33,7 @@ using testing::IsEmpty;
 
 using Library = const LoadedLibrary&;
 
-// A handler of each protocol that a feature switches, by the name of its key and of its folder.
+// The protocols that features switch; each gets a handler, with its number in the names of its key and folder.
 constexpr std::uint32_t kProtocols[] = {1, 2, 3, 4, 5, 6, 7};
 
 std::string handlerKey(std::uint32_t protocol) {
@@ -65,7 +65,7 @@ struct Feature {
     std::uint32_t protocol;
     std::uint32_t scan;
     const char* item;
-    const char* itemWords; // of the lines that tell a failure
+    const char* itemWords; // in the log lines of failures
     const char* handlerWords;
     std::int32_t (*enable)(Library library, bool on);
     std::int32_t (*isEnabled)(Library library);
@@ -75,12 +75,12 @@ void PrintTo(const Feature& feature, std::ostream* out) {
     *out << feature.name;
 }
 
-// The line that tells that `words` couldn't be switched.
+// The log line for a failure to switch `words`.
 std::string told(bool enable, const char* words) {
     return std::string("!!! <WdltCfg> Failed to ").append(enable ? "enable " : "disable ").append(words).append(": -1");
 }
 
-constexpr std::int32_t kOn = 0x100; // any number that isn't 0, and 1 is stored
+constexpr std::int32_t kOn = 0x100; // any nonzero number; 1 is stored
 
 #define WDLT_SWITCH(name)                                                                                              \
     [](Library library, bool on) { return WDLT_CALL(library, name##Enable)(on ? kOn : 0); },                           \
@@ -123,7 +123,7 @@ class EveryFeature : public Switches, public testing::WithParamInterface<Feature
 };
 
 TEST_P(EveryFeature, SwitchesItsItemFirstAndItsHandlerSecond) {
-    // What is stored when the service hears of it: the change comes first, the notification second.
+    // What is stored when the service hears of it: a change is stored before it is notified.
     std::vector<std::pair<bool, bool>> seen;
     ChangeListener service([&](const Change&) {
         seen.emplace_back(isItemOn(), isHandlerOn());
@@ -136,7 +136,7 @@ TEST_P(EveryFeature, SwitchesItsItemFirstAndItsHandlerSecond) {
         EXPECT_THAT(service.heard(), ElementsAre(itemChange(), handlerChange()));
         EXPECT_THAT(seen, ElementsAre(std::pair(on, !on), std::pair(on, on)));
         EXPECT_EQ(feature.isEnabled(library), on ? 1 : 0);
-        EXPECT_EQ(feature.enable(library, on), WDLT_OK); // all is so already: nothing to tell
+        EXPECT_EQ(feature.enable(library, on), WDLT_OK); // nothing changes, so nothing is notified
         EXPECT_THAT(service.heard(), IsEmpty());
     }
     // No other item and no other handler was touched.
@@ -168,7 +168,7 @@ TEST_P(EveryFeature, StaysOnItsHandlerWhileAnotherItemNeedsIt) {
     EXPECT_THAT(service.heard(), ElementsAre(itemChange()));
     EXPECT_TRUE(isHandlerOn());
 
-    // An item above bit 15 doesn't need it.
+    // An item above bit 15 doesn't need the handler.
     tree::setNumber(itemKey(feature.protocol, other), "Enable", 0);
     tree::setNumber(itemKey(feature.protocol, "ImManager"), "Enable", 1);
     EXPECT_EQ(feature.enable(library, false), WDLT_OK);
@@ -177,18 +177,18 @@ TEST_P(EveryFeature, StaysOnItsHandlerWhileAnotherItemNeedsIt) {
 }
 
 TEST_P(EveryFeature, TellsWhenItsItemFails) {
-    tree::setText(handlerKey(feature.protocol), "Scan", "ElevenChars"); // too long: no item has a place
+    tree::setText(handlerKey(feature.protocol), "Scan", "ElevenChars"); // too long: items can't be stored
     tree::setNumber(handlerKey(feature.protocol), "Enable", 1);
     EXPECT_EQ(feature.enable(library, true), WDLT_E_GENERAL);
     EXPECT_TRUE(library.logged(told(true, feature.itemWords)));
     EXPECT_EQ(feature.isEnabled(library), 0);
 
-    // Switching off finds the item off; then the handler goes off too.
+    // Switching off finds the item off already, and switches the handler off.
     EXPECT_EQ(feature.enable(library, false), WDLT_OK);
     EXPECT_FALSE(isHandlerOn());
 }
 
-// Between the handler's read and its write, which waits for the mutex of all writers, the handler goes.
+// The handler disappears between its read and its write, which waits for the mutex of all writers.
 TEST_P(EveryFeature, TellsWhenItsHandlerFails) {
     for (const bool on : {true, false}) {
         layOutTree();
@@ -201,7 +201,7 @@ TEST_P(EveryFeature, TellsWhenItsHandlerFails) {
         const std::string line = std::string("Trying to ").append(on ? "enable" : "disable").append(" Folder");
         while (!LogFile::fileContains(line + std::to_string(feature.protocol)))
             std::this_thread::yield();
-        EXPECT_FALSE(isLockFree()); // who waits for the mutex has the features' lock already
+        EXPECT_FALSE(isLockFree()); // the caller holds the features' lock while it waits for the mutex
         tree::setNumber(handlerKey(feature.protocol), "Type", 99);
         ReleaseMutex(mutex.get());
         caller.join();
@@ -244,18 +244,18 @@ TEST_F(Privacy, TheTypesMeanProtocols) {
     const auto enable = WDLT_CALL(library, WdltPdpProtocolEnable);
     const auto isEnabled = WDLT_CALL(library, WdltPdpIsProtocolEnabled);
     EXPECT_EQ(enable(1, 0), WDLT_OK);
-    EXPECT_EQ(enable(1, 0xFFEEEEEE), WDLT_OK); // all bits that mean none
+    EXPECT_EQ(enable(1, 0xFFEEEEEE), WDLT_OK); // only bits without a protocol
     EXPECT_THAT(protocolsOn(), IsEmpty());
     EXPECT_EQ(enable(1, 0x10 | 0x1000 | 0x2), WDLT_OK);
     EXPECT_THAT(protocolsOn(), ElementsAre(3, 5));
-    for (const std::uint32_t types : {0x10u, 0x1000u, 0x1012u}) // all protocols that they name
+    for (const std::uint32_t types : {0x10u, 0x1000u, 0x1012u}) // unknown bits are ignored
         EXPECT_EQ(isEnabled(types), 1) << types;
     for (const std::uint32_t types : {0u, 0x1011u, 0x2u, 0xFFFFFFFFu})
         EXPECT_EQ(isEnabled(types), 0) << types;
     EXPECT_EQ(WDLT_CALL(library, WdltPdpIsEnabled)(), 0);
     for (const auto& [on, type, left] : {std::tuple(1, 0x100u, std::vector{3u, 4u, 5u}),
                                          {1, 0x10000u, {3, 4, 5, 6}},
-                                         {0, 0x1001u, {3, 4, 6}}}) { // the others stay as they are
+                                         {0, 0x1001u, {3, 4, 6}}}) { // the others keep their state
         EXPECT_EQ(enable(on, type), WDLT_OK);
         EXPECT_THAT(protocolsOn(), ElementsAreArray(left)) << type;
     }
@@ -267,7 +267,7 @@ TEST_F(Privacy, TheFirstFailureEndsIt) {
     EXPECT_THAT(protocolsOn(), ElementsAre(2, 3));
     EXPECT_TRUE(library.logged(told(true, "PDP PE for PH 4")));
     EXPECT_FALSE(tree::keyExists(itemKey(5, "PrivacyProtection")));
-    EXPECT_EQ(WDLT_CALL(library, WdltPdpEnable)(0), WDLT_OK); // one that isn't there is off
+    EXPECT_EQ(WDLT_CALL(library, WdltPdpEnable)(0), WDLT_OK); // a missing handler counts as off
 }
 
 } // namespace

@@ -1,5 +1,5 @@
-// The service's record through the exports of the library as a caller loads it: each field, the list of handlers; then
-// what hangs on no record: refusals, unloading.
+// The system record through the exports: each field, and the list of handlers. Also refusals, and unloading the
+// library.
 #include "FieldRecords.h"
 
 #include <gmock/gmock.h>
@@ -15,7 +15,7 @@ using testing::ElementsAre;
 RecordCase systemRecord() {
 #define SYSTEM(member) WDLT_FIELD(WdchSystemData, member)
     const auto folder = [](const char* value, const char* field, std::size_t offset, std::size_t size) {
-        const std::string last(258, 'p'); // with room for a backslash
+        const std::string last(258, 'p'); // leaves room for a backslash
         const std::string longest(259, 'p');
         return textCase(value, offset, size)
             .with("C:\\One\\", "D:\\Two\\")
@@ -66,7 +66,7 @@ class SystemRecord : public FieldRecord {
     std::vector<DWORD> handlers() const {
         WdchSystemData record{};
         EXPECT_EQ(read(WDLT_PROTOCOL_SYSTEM, 0, record), WDLT_OK);
-        EXPECT_EQ(record.defRedirectFlag, 0u); // what stands behind the array
+        EXPECT_EQ(record.defRedirectFlag, 0u); // the field after the array
         const auto types = std::span(record.handlerTypes).first(record.handlerCount);
         return {types.begin(), types.end()};
     }
@@ -83,7 +83,7 @@ TEST_F(SystemRecord, EachFieldOnItsWay) {
 TEST_F(SystemRecord, HandlersThatAreOnAreListedInOrder) {
     addHandler("SMTP", 2, 1);
     addHandler("HTTP", 3, 1);
-    addHandler("Odd", 5, 2); // only 1 counts
+    addHandler("Odd", 5, 2); // only 1 means on
     addHandler("Last", 16, 1);
     addHandler("Beyond", 17, 1);
     addHandler("Zero", 0, 1);
@@ -102,7 +102,7 @@ TEST_F(SystemRecord, WhatMustBeRefusedIs) {
     EXPECT_EQ(WDLT_CALL(library, WdltWriteConfigEx)(0, 1, 2, 0, data, sizeof data), WDLT_E_GENERAL);
     EXPECT_EQ(WDLT_CALL(library, WdltWriteConfig)(WDLT_PROTOCOL_SMTP, 0, 0, data, sizeof data), WDLT_E_REGISTRY);
     EXPECT_TRUE(library.logged("!!! <WdltCfg> No config helper [protocol=0, scan=1]"));
-    EXPECT_TRUE(tree::subkeys("").empty()); // a mail handler that there isn't has no key
+    EXPECT_TRUE(tree::subkeys("").empty()); // no key was created for the missing mail handler
 }
 
 TEST_F(SystemRecord, TheLibraryCanBeUnloadedAndLoadedAgain) {
@@ -112,7 +112,7 @@ TEST_F(SystemRecord, TheLibraryCanBeUnloadedAndLoadedAgain) {
         const LoadedLibrary again(LoadedLibrary::withLog);
         EXPECT_EQ(WDLT_CALL(again, WdltReadConfig)(WDLT_PROTOCOL_SYSTEM, 0, 0, &record, &size), WDLT_OK);
         if (round == 2)
-            library.unload(); // the next one is alone
+            library.unload(); // the next round's is the only one loaded
     }
 }
 

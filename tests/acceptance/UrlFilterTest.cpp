@@ -1,5 +1,5 @@
-// The URL filter and the host filter as callers of the library have them: settings, lists, and the question whether a
-// URL is on a list, with a service that answers, one that doesn't, and none.
+// The URL filter and the host filter, through the library: settings, lists, and the question whether a URL is on a
+// list, with a service that answers, one that doesn't, and none.
 #include "FakeService.h"
 #include "FreshLog.h"
 #include "ListReads.h"
@@ -92,7 +92,7 @@ TEST_F(UrlFilter, SettingsAndProxyLeaveEachOtherAlone) {
     EXPECT_EQ(std::memcmp(&readProxy, &proxy, sizeof proxy), 0);
 
     tree::deleteValue(kUrlKey, "NotifyAll");
-    EXPECT_EQ(WDLT_CALL(library, WdltUrlfWriteConfig)(&config), WDLT_E_NOT_FOUND); // a first write can't create them
+    EXPECT_EQ(WDLT_CALL(library, WdltUrlfWriteConfig)(&config), WDLT_E_NOT_FOUND); // a write can't create settings
     EXPECT_THAT(service.heard(), IsEmpty());
     EXPECT_TRUE(library.logged("CFuncUrlf::ConfigWrite(): Failed to read config: -16"));
 }
@@ -114,7 +114,7 @@ TEST_F(UrlFilter, AListIsReadWholeOrNotAtAll) {
     EXPECT_TRUE(library.logged("CFuncUrlf::RecordListWrite(): count 501 exceeds the maximum"));
     EXPECT_EQ(writeList(WDLT_LIST_WHITE, {"a", ""}), WDLT_E_INVALID_ARGUMENT);
     EXPECT_THAT(service.heard(), IsEmpty());
-    for (const std::int32_t room : {0, 2, 3, 4}) { // none of it changed anything
+    for (const std::int32_t room : {0, 2, 3, 4}) { // no refused write has changed anything
         records.assign(4, urlOf("untouched"));
         count = room;
         EXPECT_EQ(read(WDLT_LIST_WHITE, room == 0 ? nullptr : records.data(), &count),
@@ -147,7 +147,7 @@ TEST_F(UrlFilter, CategoriesAreReadAsFarAsThereIsRoom) {
 }
 
 TEST_F(UrlFilter, WithoutAServiceTheListsFileAnswers) {
-    EXPECT_EQ(isOnList(WDLT_LIST_WHITE, "http://a.b/c"), 0); // nor a file
+    EXPECT_EQ(isOnList(WDLT_LIST_WHITE, "http://a.b/c"), 0); // no file either
     EXPECT_TRUE(library.logged("CFuncUrlf::IsUrlRecordExistsInDB: Failed to query DB: -6"));
     ASSERT_EQ(writeList(WDLT_LIST_WHITE, {"http://a.b/*"}), WDLT_OK);
     ASSERT_EQ(writeList(WDLT_LIST_BLACK, {"*bad*"}), WDLT_OK);
@@ -156,7 +156,7 @@ TEST_F(UrlFilter, WithoutAServiceTheListsFileAnswers) {
     EXPECT_EQ(isOnList(7, "http://x.bad/"), 1); // anything but white is black
 }
 
-// A URL that fills its field, at the end of what memory there is.
+// A URL that fills its field, directly before an unmapped page.
 TEST_F(UrlFilter, AUrlWithoutATerminatorEndsWithItsField) {
     ASSERT_EQ(writeList(WDLT_LIST_WHITE, {"*end"}), WDLT_OK);
     constexpr std::size_t kPage = 4096;
@@ -177,7 +177,7 @@ TEST_F(UrlFilter, TheServiceAnswersBeforeTheFile) {
         const char* what;
         std::uint32_t listType;
         const char* url;
-        std::uint32_t flag; // of the answer
+        std::uint32_t flag; // the service's answer
         std::int32_t reply;
         std::int32_t result;
     } cases[] = {
@@ -197,7 +197,7 @@ TEST_F(UrlFilter, TheServiceAnswersBeforeTheFile) {
             const auto question = viewOf<BYTE>(mapping, 2093);
             EXPECT_EQ(std::memcmp(&question[0], &c.listType, sizeof c.listType), 0);
             EXPECT_STREQ(reinterpret_cast<const char*>(&question[4]), c.url);
-            EXPECT_EQ(question[2088], 0); // the answer's place
+            EXPECT_EQ(question[2088], 0); // where the answer goes
             std::memcpy(&question[2088], &c.flag, sizeof c.flag);
             std::memcpy(memory, &c.reply, sizeof c.reply);
             return true;
@@ -206,7 +206,7 @@ TEST_F(UrlFilter, TheServiceAnswersBeforeTheFile) {
     }
 }
 
-// Half there or deaf, or one whose mutex can't be had.
+// A service that lacks some of its objects or doesn't answer, or a mutex that can't be taken.
 TEST_F(UrlFilter, EachServiceThatAskersFear) {
     const struct {
         DWORD bytes;
@@ -229,12 +229,12 @@ TEST_F(UrlFilter, EachServiceThatAskersFear) {
     }
 }
 
-// Their records are tried at their addresses; each function has its own.
+// Only their functions: the records are tested at their addresses elsewhere.
 TEST_F(UrlFilter, SmallSettings) {
     ChangeListener service;
     WdpeUrlfUUC uuc{};
     WdpeUrlfUUC again{};
-    EXPECT_EQ(WDLT_CALL(library, WdltUrlfWriteUUC)(&uuc), WDLT_OK); // as it is stored
+    EXPECT_EQ(WDLT_CALL(library, WdltUrlfWriteUUC)(&uuc), WDLT_OK); // unchanged, so nothing is notified
     EXPECT_THAT(service.heard(), IsEmpty());
     uuc = {1, 0, 1};
     EXPECT_EQ(WDLT_CALL(library, WdltUrlfWriteUUC)(&uuc), WDLT_OK);

@@ -1,5 +1,4 @@
-// The virus scans of the four places, the file scan's settings and the file events, as callers of the library have
-// them.
+// The virus scans of the four places, the file scan's settings and the file events, through the library.
 #include "FakeService.h"
 #include "FieldRecords.h"
 #include "RegistryRefusal.h"
@@ -32,10 +31,10 @@ struct Place {
     std::string limitKey;
     const char* limit;
     const char* limitOther;    // another value of the limit's record, which a write leaves alone
-    std::int32_t withoutLimit; // what both give then
+    std::int32_t withoutLimit; // status of read and write without the limit
     Change scanChange;
     Change limitChange;
-    std::string lines; // what they begin with
+    std::string lines; // what its log lines begin with
 };
 
 void PrintTo(const Place& place, std::ostream* out) {
@@ -95,13 +94,13 @@ TEST_P(VirusScan, AllFieldsComeBackAndNothingElseIsTouched) {
     EXPECT_EQ(tree::number(place.limitKey, place.limitOther), 10u);
     EXPECT_TRUE(library.logged("C" + place.lines + "Read(): IN"));
     EXPECT_TRUE(library.logged("C" + place.lines + "Write(): OUT"));
-    const RegistryRefusal refusal("RegSetValueEx", place.limit); // behind the scan's values
+    const RegistryRefusal refusal("RegSetValueEx", place.limit); // comes after the scan's values
     EXPECT_EQ(place.write(library, &config), WDLT_E_REGISTRY);
     EXPECT_THAT(service.heard(), ElementsAre(place.scanChange));
     EXPECT_TRUE(library.logged(place.lines + "Write(): Failed to write data: -9"));
 }
 
-// The limit's record comes first: the scan's has defaults, but that is of no use then.
+// The limit's record is read first: without it the scan's defaults don't help.
 TEST_P(VirusScan, WithoutTheLimit) {
     tree::deleteValue(place.limitKey, place.limit);
     const ChangeListener service;

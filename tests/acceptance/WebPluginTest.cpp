@@ -1,4 +1,4 @@
-// The HTTPS filter through its exports, and what it and DRS switch on before themselves.
+// The HTTPS filter through its exports, and the features that it and DRS switch on first.
 #include "FakeService.h"
 #include "RegistryRefusal.h"
 #include "WebTree.h"
@@ -57,7 +57,7 @@ TEST_F(WebFeatures, HttpsRecordThroughItsOwnFunctions) {
     EXPECT_EQ(read(&again), WDLT_OK);
     EXPECT_STREQ(again.UrlFilterCredAlertFile, "UrlFilterCredAlertFile.htm");
 
-    // Nothing of a record that can't be read whole.
+    // A record that can't be read completely leaves the caller's untouched.
     tree::deleteValue(kHttpsKey, "UrlFilterCredAlertFile");
     WdltHttpsConfig untouched;
     std::memset(&untouched, 0xEE, sizeof untouched);
@@ -71,7 +71,7 @@ TEST_F(WebFeatures, HttpsRecordThroughItsOwnFunctions) {
     EXPECT_TRUE(library.logged("CFuncBrowserPlugin::ConfigRead(): Failed to read config: -16"));
 }
 
-// Which bits a switch changes, and what is told of it.
+// Which bits a switch changes, and what the service hears.
 TEST_F(WebFeatures, FlagsAreSwitchedTogetherAndBitZeroAlone) {
     struct Case {
         DWORD stored;
@@ -102,16 +102,16 @@ TEST_F(WebFeatures, FlagsAreSwitchedTogetherAndBitZeroAlone) {
     EXPECT_TRUE(library.logged("Succee httpsfilter 0x80000006"));
 }
 
-// The filter's own item is none of those that a handler goes by.
+// The filter's own item doesn't count for its handler.
 TEST_F(WebFeatures, TheHandlerGoesByItsOtherItems) {
     ChangeListener service;
     tree::setNumber(kHttpsKey, "Enable", 2);
     EXPECT_EQ(WDLT_CALL(library, WdltPluginScanSetEnableFlag)(0), WDLT_OK);
-    EXPECT_THAT(service.heard(), ElementsAre(kHttpsChange)); // asked to go on, it has no reason to
+    EXPECT_THAT(service.heard(), ElementsAre(kHttpsChange)); // the handler is asked for, but no other item is on
     EXPECT_EQ(tree::number(kHandlerKey, "Enable"), 0u);
     tree::setNumber(kUrlFilterItemKey, "Enable", 1);
     EXPECT_EQ(WDLT_CALL(library, WdltPluginScanSetEnableFlag)(0), WDLT_OK);
-    EXPECT_THAT(service.heard(), ElementsAre(kHandlerChange)); // asked even by no flags that are stored already
+    EXPECT_THAT(service.heard(), ElementsAre(kHandlerChange)); // asked for even if the flags don't change
     EXPECT_EQ(WDLT_CALL(library, WdltHttpsScanEnable)(0), WDLT_OK);
     EXPECT_EQ(tree::number(kHandlerKey, "Enable"), 1u);
     tree::setNumber(kUrlFilterItemKey, "Enable", 0);
@@ -126,7 +126,7 @@ TEST_F(WebFeatures, TheHandlerGoesByItsOtherItems) {
     EXPECT_TRUE(library.logged("CFuncBrowserPlugin::ConfigWrite(): Failed to write config: -1"));
     EXPECT_EQ(WDLT_CALL(library, WdltHttpsScanEnable)(0), WDLT_E_GENERAL);
     EXPECT_TRUE(library.logged("CFuncBrowserPlugin::ScanEnable(): Failed to disable HttpS Filter PE: -1"));
-    EXPECT_EQ(WDLT_CALL(library, WdltHttpsScanEnable)(2), WDLT_E_GENERAL); // on already; then the handler
+    EXPECT_EQ(WDLT_CALL(library, WdltHttpsScanEnable)(2), WDLT_E_GENERAL); // the item is on already; the handler fails
     EXPECT_TRUE(library.logged("CFuncBrowserPlugin::ScanEnable(): Failed to enable HTTP PH: -1"));
     EXPECT_EQ(WDLT_CALL(library, WdltPluginScanSetEnableFlag)(0), WDLT_E_GENERAL);
     EXPECT_TRUE(library.logged("CFuncBrowserPlugin::SetEnableFlag(): Failed to set HttpS Filter: -1"));
@@ -135,12 +135,12 @@ TEST_F(WebFeatures, TheHandlerGoesByItsOtherItems) {
     EXPECT_TRUE(library.logged("CFuncBrowserPlugin::SetEnableFlag(): Failed to enable HTTP PH: -1"));
 }
 
-// With each argument that tells them so or not.
+// The four operations with arguments that need the other features, and with ones that don't.
 struct Dependent {
     const char* name;
     Call call;
     bool needs;
-    std::vector<Change> own; // what is told behind the step
+    std::vector<Change> own; // its own notifications, after those of the needed features
 };
 const Dependent kDependents[] = {
     {"the record, off", writeRecord(0), false, {kHttpsChange}},
@@ -154,7 +154,7 @@ const Dependent kDependents[] = {
     {"DRS, on", drsEnable(1), true, {}},
 };
 
-// What is on already isn't switched again, and a manager that is neither 0 nor 1 isn't on.
+// A feature that is on isn't switched again, and a plug-in manager that is neither 0 nor 1 isn't on.
 TEST_F(WebFeatures, WhatIsNeededIsSwitchedOnFirst) {
     ChangeListener service;
     for (const Dependent& dependent : kDependents)
@@ -179,7 +179,7 @@ TEST_F(WebFeatures, WhatIsNeededIsSwitchedOnFirst) {
 
 TEST_F(WebFeatures, AFailureOfWhatIsNeededIsTheResult) {
     const struct {
-        const char* refused; // value
+        const char* refused; // name of the value that can't be written
         std::int32_t status;
         std::vector<Change> heard;
     } cases[] = {
@@ -200,10 +200,10 @@ TEST_F(WebFeatures, AFailureOfWhatIsNeededIsTheResult) {
             const RegistryRefusal refusal("RegSetValueEx", c.refused);
             EXPECT_EQ(dependent.call(library), c.status);
             EXPECT_THAT(service.heard(), ElementsAreArray(c.heard));
-            EXPECT_EQ(WDLT_CALL(library, WdltUrlfIsEnabled)(), c.heard.empty() ? 0 : 1); // the first stays on
+            EXPECT_EQ(WDLT_CALL(library, WdltUrlfIsEnabled)(), c.heard.empty() ? 0 : 1); // the first feature stays on
             expectNothingOfItsOwn();
         }
-        // A service that doesn't answer: the plug-in manager is on, and that is all. The next call goes on from there.
+        // With a service that doesn't answer only the needed features are on; the next call goes on from there.
         layOutWebTree();
         const TimeScale impatient{"0.0005"};
         const ServiceObjects silent("wdlt_config_change_evt", sizeof(Change));

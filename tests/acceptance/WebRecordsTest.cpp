@@ -189,7 +189,7 @@ class WebRecord : public FieldRecord {
     FieldRunner::Bytes bytes;
 };
 
-// Quotes, commas inside names, and names that would not come back.
+// Quotes, commas inside names, and a list that gets too long.
 TEST_F(WebRecord, ListsOfNames) {
     const auto slot = [&](std::size_t index) { return std::string(reinterpret_cast<const char*>(&bytes[17 * index])); };
     runner.layDown(0);
@@ -199,7 +199,7 @@ TEST_F(WebRecord, ListsOfNames) {
     EXPECT_EQ(runner.write(bytes), WDLT_OK);
     EXPECT_EQ(tree::storedText(kHttpKey, "TargetRequestMethods"), std::string("\"A,B\",C\"\"D,E\0", 13));
 
-    // A text that gets too long is cut so that it can be read.
+    // A list that gets too long is truncated where it can still be parsed.
     for (std::size_t i = 0; i < 32; ++i)
         std::memset(&bytes[17 * i], '"', 16);
     EXPECT_EQ(runner.write(bytes), WDLT_OK);
@@ -208,7 +208,7 @@ TEST_F(WebRecord, ListsOfNames) {
     EXPECT_EQ(slot(0), std::string(16, '"'));
 }
 
-// What is put right or left out on the way has a line, once it happens.
+// Each correction or omission is logged.
 TEST_F(WebRecord, LinesOfWhatIsDiscarded) {
     const struct {
         RecordCase record;

@@ -1,5 +1,5 @@
-// A tree for the web plug-in features: the HTTP handler, the HTTPS filter's item with its files, the plug-in manager;
-// all of it off. And the library on it, with its log.
+// A tree for the web plug-in features: the HTTP handler, the HTTPS filter's item with its files, and the plug-in
+// manager, all switched off. And the library on that tree, with its log.
 #pragma once
 
 #include "FreshLog.h"
@@ -45,7 +45,7 @@ class WebFeatures : public testing::Test {
     LoadedLibrary library{LoadedLibrary::withLog};
 };
 
-// Everything below the service's key: a write that changed nothing leaves it as it was.
+// Everything below the service's key as text, to check that a write changed nothing.
 inline std::string dumpTree(const std::string& key = tree::path("")) {
     std::string text = "[" + key + "]";
     const TestKey handle = TestKey::open(key.c_str());

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# What a caller's binary leans on, held against the kept list beside this file: the exported names with their version, and
-# the records with their sizes: abi.sh BUILD [--update]
-# A name or a size that changes breaks callers; one that is added belongs into the list in the same commit.
+# Compares what a caller's binary depends on with the list kept beside this file: the exported names with their version,
+# and the records with their sizes: abi.sh BUILD [--update]
+# A changed name or size breaks callers; an added one goes into the list in the same commit.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Runs every benchmark of a build, briefly: that they work, and their ratios for the record: bench.sh BUILD
-# No figure fails it: a machine may be busy.
+# Runs every benchmark of a build briefly, to see that they work and to print their ratios: bench.sh BUILD
+# No figure fails it, since the machine may be busy.
 set -euo pipefail
 for program in "$1"/bin/*_bench; do
     printf '\n-- %s\n' "${program##*/}"

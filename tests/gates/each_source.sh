@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Each source of the library by itself, as a plain build takes it and no batch does: one that includes less than it uses
-# doesn't compile. each_source.sh BUILD JOBS, over a tree that is only configured.
+# Compiles each source of the library by itself, as a plain build does and no batch does, so that a missing include
+# shows: each_source.sh BUILD JOBS, over a tree that is only configured.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Runs every fuzz target of a build for some seconds each, from its kept corpus: fuzz.sh BUILD SECONDS JOBS
-# What a target finds worth keeping stays in the build; a crash's input is left there and its name printed.
+# Runs every fuzz target of a build for some seconds, starting from its kept corpus: fuzz.sh BUILD SECONDS JOBS
+# New inputs that a target finds worth keeping stay in the build; so does the input of a crash, whose name is printed.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 build=$1 seconds=$2 jobs=$3

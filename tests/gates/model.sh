@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Walks the model of the reader/writer lock whole, and then with each rule of the lock left out, which the checker must
-# notice: model.sh [JOBS]. `model.sh long` walks more rounds instead, which takes a minute or two.
+# Checks all states of the model of the reader/writer lock, and then the model with each rule of the lock left out,
+# which the checker must notice: model.sh [JOBS]. `model.sh long` checks more rounds instead, which takes a minute or
+# two.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 model=$PWD/docs/model/rwlock.pml
@@ -20,8 +21,8 @@ fi
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-# search LEVEL OPTION...: what the checker finds in the model so built: "sound", "fault", or why it can't tell. The
-# compiler's level is a matter of time: a short search isn't worth a long compilation.
+# search LEVEL OPTION...: builds the model with the options and prints what the checker finds: "sound", "fault", or why
+# it can't tell. LEVEL is the compiler's: a short search isn't worth a long compilation.
 search() {
     local level=$1 dir result
     shift
@@ -44,7 +45,7 @@ search() {
     fi
 }
 
-# One line of the work: "sound OPTION..." or "mistake NAME".
+# check: one job, "sound OPTION..." or "mistake NAME".
 check() {
     local kind=$1 found
     shift
@@ -63,7 +64,7 @@ check() {
 export -f search check
 export model work small wide
 
-# The same steps in the lock and in its model.
+# The lock and its model must have the same steps.
 steps() { grep -o "$1(\"[a-z.]*\")" "$2" | grep -o '"[^"]*"' | sort -u; }
 if ! difference=$(diff <(steps WD_STEP "$lock") <(steps '\bSTEP' "$model")); then
     echo "model: its steps aren't those of the lock:"

@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
 # tests/gates/mutations.sh [--check] [ROOM[:PATTERN]...]
-# Plants one small fault at a time in a copy of the checkout, builds what it touches and lets the tests look for it: those
-# of the fault's room first, then all others. Says which case caught each, and fails when one wasn't. Takes an hour or
-# more for all; of a room only the faults whose names have PATTERN in them. A fault is a line of mutations/ROOM.txt:
+# Plants one small fault at a time in a copy of the checkout, builds what it touches, and runs the tests: those of the
+# fault's room first, then all others. Prints which case caught each fault, and fails when one wasn't caught. All faults
+# take an hour or more; PATTERN selects those of a room whose names contain it. A fault is a line of mutations/ROOM.txt:
 #   its name|source|sed -E script
-# One whose line is no longer there, or that can't be built, stops the script: the list is to be kept up. With --check it
-# only looks for the lines.
+# A fault whose line is no longer there, or that can't be built, stops the script: the list must be kept current. With
+# --check it only looks for the lines.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 
@@ -18,7 +18,7 @@ if [ "${1:-}" = --check ]; then
 fi
 [ $# -gt 0 ] || set -- $(basename -s .txt "$list"/*.txt)
 
-# The programs in which a room's faults are looked for first.
+# The test programs that look for a room's faults first.
 programs_of() {
     case "$1" in
         platform) echo platform_ ;;
@@ -60,8 +60,8 @@ cd "$copy"
 
 build() { cmake --build build -j "$jobs" >build.log 2>&1; }
 
-# look CTEST-ARGUMENT...: the first case that fails; nothing when none does. In a session of its own, so that what hangs
-# in a child goes with it.
+# look CTEST-ARGUMENT...: prints the first case that fails, if any. Runs in a session of its own, so that a child that
+# hangs is killed with it.
 look() {
     setsid ctest --test-dir build -j $((jobs * 2)) --stop-on-failure --no-tests=error "$@" >ctest.log 2>&1 &
     local session=$!

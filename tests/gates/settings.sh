@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# docs/settings.md is what the tables of the records say: settings.sh PROGRAM
+# Checks that docs/settings.md is what the tables of the records say: settings.sh PROGRAM
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# tests/gates/shares.sh: what each room has of the lines that are neither blank, comment nor include, in sources, scripts
-# and build files; fails when the tests have more than a third of all, or one of their files 400 lines.
+# tests/gates/shares.sh: prints each room's share of the lines that are neither blank, comment nor include, in sources,
+# scripts and build files; fails when more than a third of all are tests, or a test file has 400 lines.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 

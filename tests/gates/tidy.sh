@@ -7,8 +7,8 @@ build=$1 jobs=$2
 sources=$(grep -o '"file": "[^"]*"' "$build/compile_commands.json" | cut -d'"' -f4 | sort -u |
     grep -E "^$PWD/(platform|Common|Lib|config|runtime|tools)/|/Unity/")
 
-# look_through FILES CHECKS ANALYZER_OPTION...: CHECKS come behind those of .clang-tidy. With a ninth of the analyzer's usual
-# steps through each function; with a third of them the whole takes a third longer.
+# look_through FILES CHECKS ANALYZER_OPTION...: CHECKS are added to those of .clang-tidy. The analyzer takes a ninth of
+# its usual steps through each function; with a third of them the run takes a third longer.
 look_through() {
     local files=$1 output option options=(--quiet -p "$build" --checks="$2")
     for option in -analyzer-config max-nodes=25000 "${@:3}"; do
@@ -20,9 +20,9 @@ look_through() {
     fi
 }
 
-# What a batch includes are our sources. Of the tools' batches the analyzer sees nothing: they are the templates of others,
-# and take it as long as all the rest. Parameters taken by value cost a tool nothing, and looking for them a third of its
-# time.
+# A batch includes our sources, so the analyzer must look into what is included. Not for the tools: third-party
+# templates would take it as long as all the rest. Parameters taken by value cost a tool nothing, and looking for them
+# takes a third of the time.
 tools=$(grep "/tools/.*/Unity/" <<<"$sources")
 batches=$(grep -v "/tools/" <<<"$sources" | grep /Unity/)
 look_through "$tools" -performance-unnecessary-value-param

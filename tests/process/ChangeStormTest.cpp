@@ -1,6 +1,6 @@
-// Many processes that switch and write through the exports of the built library, beside one that answers as the running
-// service does. Each change is heard once, in order; processes killed on the way don't stop the others.
-// WDLT_STORM_SECONDS: how long, over all tests (5).
+// Many processes switch and write through the exports of the built library, while another answers as the running
+// service does. Each change is heard once, in order; processes that are killed don't stop the others.
+// WDLT_STORM_SECONDS: how long all tests together take (5).
 #include "FakeService.h"
 #include "LoadedLibrary.h"
 #include "TimeScale.h"
@@ -23,10 +23,11 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t kWorkers = 8;
-constexpr std::size_t kMostLives = 8192; // with those that replace killed ones
+constexpr std::size_t kMostLives = 8192; // including replacements of killed workers
 constexpr std::size_t kMostHeard = 1 << 20;
 
-// What is switched by features, and what is written with numbers of the processes' own.
+// What the service is notified of: a switch of a feature, or a record into which each process writes numbers of its
+// own.
 struct Item {
     Change change;
     const char* key;
@@ -53,11 +54,11 @@ std::uint32_t numberOf(std::uint32_t life, std::uint32_t sequence) {
 struct Board {
     std::atomic<bool> stopped;
     std::atomic<bool> serviceStopped;
-    std::uint32_t written[kMostLives]; // writes of each life that came back
+    std::uint32_t written[kMostLives]; // writes that have returned, per life
     std::atomic<std::uint32_t> heardCount;
     struct {
         Change change;
-        std::uint32_t value; // that is stored at that moment
+        std::uint32_t value; // stored when the change was heard
     } heard[kMostHeard];
 };
 
@@ -75,7 +76,7 @@ void serve(Board& board, const Pipe& ready) {
     }
 }
 
-// Uses the library until the board says stop.
+// Uses the library until the board is stopped.
 void work(Board& board, const Life& life, const char* timeScale) {
     const TimeScale scale(timeScale);
     const LoadedLibrary library;
@@ -106,15 +107,15 @@ void layOutTree() {
         tree::setNumber(item.key, "Enable", 0);
 }
 
-// The workers, and the service beside them.
+// The workers and the service.
 class Storm {
   public:
     explicit Storm(const char* timeScale)
         : m_service([this] { serve(*m_board, m_ready); }), m_isServed(m_ready.await()),
           m_workers(kWorkers, m_seed, [this, timeScale](const Life& life) { work(*m_board, life, timeScale); }) {}
 
-    // Kills one after the other, for its share of the time, and puts another in its place; at any moment, or anywhere
-    // but between a write and its answer, since the mutex of all writers is held then. At last everybody ends.
+    // For `percent` of the time, kills one worker after another and replaces it: at any moment or, if not
+    // `inExchanges`, never between a write and its answer, by holding the mutex of all writers. Then stops everybody.
     void blow(int percent, bool inExchanges) {
         const char* const given = std::getenv("WDLT_STORM_SECONDS");
         const long seconds = given != nullptr ? std::strtol(given, nullptr, 10) : 5;
@@ -139,9 +140,9 @@ class Storm {
         CloseHandle(request);
         EXPECT_EQ(m_service.wait(), 0);
     }
-    // Each change was heard once and in order. A switch is only told when it changes, so what is heard of it
-    // alternates; a write tells its number, which counts up for each process, and the last of a killed one may not have
-    // come back.
+    // Checks that each change was heard once and in order. A switch is only notified when it changes, so its values
+    // alternate. Written numbers count up for each process; the last write of a killed one may have been heard without
+    // having returned.
     void checkHeard() const {
         std::map<const Item*, std::uint32_t> switches;
         std::map<unsigned, std::uint32_t> sequences;
@@ -168,13 +169,13 @@ class Storm {
     const Shared<Board> m_board;
     const Pipe m_ready;
     Child m_service;
-    const bool m_isServed; // before anybody works
+    const bool m_isServed; // waits for the service before the workers start
     Workers m_workers;
     std::set<unsigned> m_killed;
 };
 
-// What is heard of those who are killed in the middle of an exchange may be lost or told twice, but the others go on,
-// and afterwards all is as before.
+// Changes of processes that are killed in the middle of an exchange may be lost or heard twice, but the others go on,
+// and a second storm without such kills is flawless.
 TEST(ChangeStorm, EveryChangeIsHeardOnceWhileProcessesAreKilled) {
     layOutTree();
     Storm("0.005").blow(40, true);

@@ -25,11 +25,11 @@ const Calls kWaiting{SYS_read,  SYS_pread64, SYS_write, SYS_pwrite64,        SYS
                      SYS_fcntl, SYS_flock,   SYS_futex, SYS_clock_nanosleep, SYS_fallocate};
 const Calls kTransfers{SYS_read, SYS_pread64, SYS_write, SYS_pwrite64, SYS_writev};
 const Calls kCleaning{SYS_unlink, SYS_unlinkat};
-// What others see the effect of. A death behind any other call is that before it.
+// Calls with effects that others can see. A death after any other call is the same as one before it.
 const Calls kChanging{SYS_open,      SYS_openat, SYS_close,    SYS_write, SYS_pwrite64, SYS_writev, SYS_ftruncate,
                       SYS_fallocate, SYS_fchmod, SYS_fchown,   SYS_chmod, SYS_mkdir,    SYS_rmdir,  SYS_rename,
                       SYS_linkat,    SYS_unlink, SYS_unlinkat, SYS_flock, SYS_fcntl,    SYS_futex,  SYS_munmap};
-// What no other process sees.
+// Calls with no effect that another process can see.
 const Calls kOwnAffairs{SYS_brk,          SYS_getpid,        SYS_gettid,  SYS_tgkill,   SYS_rt_sigprocmask,
                         SYS_rt_sigaction, SYS_clock_gettime, SYS_geteuid, SYS_getuid,   SYS_mprotect,
                         SYS_madvise,      SYS_sched_yield,   SYS_prctl,   SYS_prlimit64};
@@ -44,7 +44,8 @@ const Fault kFaults[] = {
     {"death behind", kChanging, false, {Fate::EndsBehind}},
 };
 
-// What can't fail: an unlock, a wake-up; an interruption of what doesn't wait; half a transfer of one byte.
+// Calls that can't fail that way: an unlock or wake-up, an interrupted call that doesn't wait, a short transfer of one
+// byte.
 bool isSure(const TracedChild& child, const SystemCall& call, const Fate& fate) {
     if (fate.what == Fate::ComesShort)
         return call.arguments[2] < 2;
@@ -80,7 +81,7 @@ bool Disturbance::metCleaning() const {
     return kCleaning.contains(number);
 }
 
-// The C library's own, of libraries and of a program's streams, isn't made again.
+// Calls made by the C library itself, when it loads libraries or for a program's streams: it doesn't retry them.
 bool Disturbance::isOthers(const TracedChild& child, const SystemCall& call) const {
     if (call.number == SYS_write)
         return m_isLoaded && call.arguments[0] == STDOUT_FILENO;
@@ -98,7 +99,7 @@ Fate Disturbance::before(const TracedChild& child, const SystemCall& call) {
     number = call.number;
     Fate fate = m_fault.fate;
     if (fate.what == Fate::Fails && call.number == SYS_close)
-        fate.what = Fate::FailsBehind; // it is closed all the same
+        fate.what = Fate::FailsBehind; // a failed close has closed the file all the same
     if (fate.error == EIO && call.number == SYS_mmap)
         fate.error = ENOMEM;
     if (fate.error == EIO && (call.number == SYS_fcntl || call.number == SYS_flock))

@@ -1,4 +1,4 @@
-// What can happen to a system call, and a watcher that lets it happen once.
+// Faults that can happen to a system call, and a watcher that makes one happen once.
 #pragma once
 
 #include "TracedChild.h"
@@ -15,28 +15,29 @@ using Calls = std::set<long>;
 struct Fault {
     const char* name;
     const Calls& calls;
-    bool meetsOthers; // than those
+    bool meetsOthers; // than those: hits all calls except `calls`
     TracedChild::Fate fate;
 };
 
 std::span<const Fault> faults();
 
-// Lets the fault happen behind the first `count` calls that it fits.
+// Skips the first `count` calls that the fault applies to, and makes it happen at the next one.
 class Disturbance final : public TracedChild::Watcher {
   public:
-    // What the loader does first isn't looked at: the operation has begun when it opens something in the home.
+    // `isLoaded`: the process starts by loading something. The loader's calls are skipped then: the operation begins
+    // when something in the home is opened.
     Disturbance(const Fault& fault, std::size_t count, const std::filesystem::path& home, bool isLoaded)
         : m_fault(fault), m_left(count), m_home(home), m_isLoaded(isLoaded), m_hasBegun(!isLoaded) {}
 
     TracedChild::Fate before(const TracedChild& child, const SystemCall& call) override;
     bool hasSeenAll() const override { return wasMet; }
-    // Nobody is to hear of one.
+    // An interruption must be handled without the caller noticing.
     bool isInterruption() const { return m_fault.fate.error == EINTR; }
-    // Of a call that only cleans up.
+    // The fault hit a call that only cleans up.
     bool metCleaning() const;
 
     bool wasMet = false;
-    long number = -1; // of the call that was met
+    long number = -1; // of the system call that was hit
 
   private:
     bool isOthers(const TracedChild& child, const SystemCall& call) const;

@@ -1,6 +1,6 @@
-// A caller among many, for ExportStormTest.cpp. `export_storm SEED SECONDS` makes each of its calls once, then any of
-// them at random for a while; `export_storm names` lists them, each by the exports in it. A call that answers as it
-// never should ends the program with 1.
+// One caller among many, for ExportStormTest.cpp. `export_storm SEED SECONDS` makes each of its calls once, then random
+// ones for a while; `export_storm names` lists the calls by the exports that they use. A call that returns what it
+// never should ends the program with status 1.
 #include <wdltcfg/wdltcfg.h>
 
 #include <algorithm>
@@ -16,7 +16,7 @@
 
 namespace {
 
-// What a call has of chance: whether it switches on, and what it writes.
+// The random parts of a call: whether it switches on, and what it writes.
 std::minstd_rand g_dice;
 std::uint32_t number() {
     return static_cast<std::uint32_t>(g_dice());
@@ -40,7 +40,7 @@ struct Call {
         std::string(#call).substr(0, std::string_view(#call).find('(')), allowed, [] { return call; }                  \
     }
 
-// A record as it is read is written back; what others wrote in between is lost, as with any two callers.
+// Writes a record back as it was read; what others wrote in between is lost, as with any two callers.
 #define WRITTEN_BACK(read, write) writtenBack(#read "+" #write, read, write)
 template <class T>
 Call writtenBack(const char* name, std::int32_t (*read)(T*), std::int32_t (*write)(const T*)) {
@@ -60,11 +60,11 @@ Call switched(const char* name, std::int32_t (*enable)(T), std::int32_t (*isEnab
             }};
 }
 
-// A record of its own and a switch of its own.
+// For a feature with a record and a switch of its own.
 #define FEATURE(name)                                                                                                  \
     WRITTEN_BACK(Wdlt##name##ReadConfig, Wdlt##name##WriteConfig), SWITCHED(Wdlt##name##Enable, Wdlt##name##IsEnabled)
 
-// What a call is given: zeros to read into, how many of them there are, a record to write.
+// Arguments for calls: zeroed records to read into, their count, a record to write.
 template <class T>
 T* zeros(std::size_t count) {
     static std::vector<T> records;
@@ -115,7 +115,7 @@ PrivacyExclusionItem* exclusion() {
     return item;
 }
 
-constexpr std::uint32_t kPrivacyTypes = WDLT_PRIVACY_SMTP | WDLT_PRIVACY_HTTP; // those that a fresh tree serves
+constexpr std::uint32_t kPrivacyTypes = WDLT_PRIVACY_SMTP | WDLT_PRIVACY_HTTP; // with handlers in a fresh tree
 
 const std::vector<Call> kCalls = {
     {"WdltReadConfig+WdltWriteConfig", kDone,

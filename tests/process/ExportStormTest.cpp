@@ -1,6 +1,6 @@
-// Eight processes that call every export at once, beside a service: none gets an answer that it never should, and what
-// is left is whole. That each write is told as often as it was made is ChangeStormTest.cpp's. WDLT_STORM_SECONDS: how
-// long (3).
+// Eight processes call every export at the same time, with a service running: none gets a result that it never should,
+// and the stored state is consistent afterwards. ChangeStormTest.cpp checks that each write is notified exactly once.
+// WDLT_STORM_SECONDS: how long it takes (3).
 #include "FakeService.h"
 #include "RunProgram.h"
 #include "Seed.h"

@@ -28,9 +28,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr unsigned kLimitSeconds = 10; // for what takes milliseconds
+constexpr unsigned kLimitSeconds = 10; // for operations that take milliseconds
 constexpr int kMostFailures = 3;       // of one operation, before its walk ends
-constexpr std::int32_t kThrew = 1000;  // no status
+constexpr std::int32_t kThrew = 1000;  // not a status of the library
 constexpr std::size_t kBatch = 16;     // allocations that fail in one process
 constexpr int kKilled = Child::kSignal + SIGKILL;
 constexpr bool kCallsCanFail = !kIsSanitized; // the sanitizers have calls of their own, which must not fail
@@ -39,7 +39,7 @@ std::string told(int ending) {
     return ending == Child::kSignal + SIGALRM ? "hangs" : "ended with " + std::to_string(ending);
 }
 
-// In memory, where a sync takes no time; what a sync is for, the power cuts show.
+// In memory if possible, where a sync takes no time; the power cuts test what syncs are for.
 fs::path makeFolder() {
     for (std::string name : {std::string("/dev/shm"), TestHome::instance().path().string()})
         if (mkdtemp(name.append("/wdlt-walk-XXXXXX").data()) != nullptr)
@@ -55,7 +55,7 @@ void beQuiet() {
 
 struct Report {
     std::int32_t status;
-    std::size_t points; // of allocations
+    std::size_t points; // allocations that failed
     bool wasMet;
     bool isStuck;
     std::ptrdiff_t descriptors;
@@ -78,7 +78,7 @@ class Walk {
     std::size_t points() const { return m_calls + m_allocations + m_cuts; }
 
   private:
-    // Makes what it is given; whether a fault was met.
+    // Runs its argument with faults armed; returns whether one was met.
     using Around = std::function<bool(const std::function<void()>&)>;
 
     void restore() const;
@@ -92,7 +92,7 @@ class Walk {
 
     const Operation& m_operation;
     const std::size_t m_stride;
-    std::size_t m_begin = Seed() % m_stride; // each fault's first point, so that all of them together meet more
+    std::size_t m_begin = Seed() % m_stride; // differs between faults, so that together they cover more points
     const fs::path m_folder = makeFolder();
     const fs::path m_home = m_folder / "home";
     std::vector<std::string> m_program;
@@ -100,7 +100,7 @@ class Walk {
     HomeState m_before;
     HomeState m_behind;
     std::optional<DiskRecord> m_record; // of the undisturbed operation
-    std::ptrdiff_t m_descriptors = 0;   // that it leaves open
+    std::ptrdiff_t m_descriptors = 0;   // left open by it
     Shared<Report> m_report;
     std::size_t m_calls = 0; // points met
     std::size_t m_allocations = 0;
@@ -113,7 +113,7 @@ Walk::Walk(const Operation& operation, std::size_t stride)
     umask(0);
     fs::permissions(m_folder, fs::perms(0755));
     fs::create_directory(m_home);
-    // Without the right to look into other users' processes all are one user's.
+    // Without the right to trace other users' processes, all processes run as one user.
     m_hasUsers = geteuid() == 0 && prctl(PR_CAPBSET_READ, CAP_SYS_PTRACE) == 1 &&
                  chown(m_home.c_str(), 0, kHomeGroup) == 0 && m_program.empty() &&
                  asMember(kOneUser, [] { return access(WDLT_LIBRARY, R_OK); }) == 0;
@@ -157,7 +157,7 @@ void Walk::restore() const {
     fs::copy(m_folder / "snapshot", m_home, fs::copy_options::recursive);
 }
 
-// In a child.
+// Called in a child.
 void Walk::become(uid_t user) const {
     umask(022);
     beQuiet();
@@ -174,8 +174,8 @@ std::int32_t Walk::make(const LoadedLibrary& library) const {
     }
 }
 
-// The process that the fault happens to. Behind its second mark it stands until the next ones have done theirs, with
-// whatever it has kept, and then makes the operation once more.
+// The process that the fault hits. It stops at its second mark, with whatever it still holds, until the next process
+// has finished, and then repeats the operation.
 int Walk::first(const Around& around) const {
     become(kOneUser);
     if (!m_program.empty()) {
@@ -192,7 +192,7 @@ int Walk::first(const Around& around) const {
                 if (m_operation.loadsInside)
                     library.emplace();
                 m_report->status = make(*library);
-            } catch (const std::exception&) { // it can't be loaded
+            } catch (const std::exception&) { // the library can't be loaded
             }
         });
     };
@@ -210,14 +210,14 @@ int Walk::first(const Around& around) const {
     std::int32_t status = make(*library);
     if (m_report->isStuck)
         return status == m_operation.stuck ? 0 : 1;
-    // A library that couldn't be attached tries again a second later.
+    // A library that failed to attach tries again after a second.
     for (; m_operation.loadsInside && status != WDLT_OK; status = make(*library))
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
     m_report->descriptors = std::distance(fs::directory_iterator("/proc/self/fd"), {});
     return status == WDLT_OK || status == m_operation.again ? 0 : 1;
 }
 
-// A process that comes behind: what it finds, and that it goes on.
+// Another process comes afterwards: checks what it finds, and that it can make the operation. Returns a complaint.
 std::string Walk::next(const Between& between) const {
     const auto look = [&]() -> std::string {
         become(kOtherUser);
@@ -244,7 +244,7 @@ std::string Walk::next(const Between& between) const {
     return complaint.empty() ? complaint : "another process " + complaint;
 }
 
-// What went wrong; empty when nothing did.
+// Runs the operation with one fault. Returns what went wrong; empty if nothing.
 std::string Walk::point(const Around& around, Disturbance* disturbance) const {
     restore();
     *m_report = {};
@@ -263,12 +263,12 @@ std::string Walk::point(const Around& around, Disturbance* disturbance) const {
     if (disturbance != nullptr && disturbance->isInterruption() && status != WDLT_OK)
         return "told of an interruption: status " + std::to_string(status);
     const bool isDone = status == WDLT_OK && !m_operation.tellsNothing;
-    // A write that fails leaves what was written before it. Whoever dies, has no memory for it or is refused it can't
-    // clean up, and leaves that to the next one.
+    // A failing write keeps the values written before it. A process that dies, lacks the memory or fails to clean up
+    // leaves the cleaning to the next one.
     const bool inSteps = m_operation.inSteps || !died;
     const bool mayLeave =
         died || disturbance == nullptr || disturbance->metCleaning() || (m_operation.keepsWork && !isDone);
-    // Under a sanitizer the process itself is what is looked at; a value that is stuck is told by the next one alone.
+    // Under a sanitizer only the process itself is checked, but only the next process can tell that a value is stuck.
     if (!kIsSanitized || m_operation.stuck != WDLT_OK)
         if (const std::string complaint = next({m_before, m_behind, isDone, inSteps, mayLeave}); !complaint.empty())
             return "status " + std::to_string(status) + ", and " + complaint;
@@ -297,7 +297,7 @@ void Walk::meet(const Fault& fault) {
     }
 }
 
-// How many a call makes in a process that has made one before.
+// The number of allocations in a call, in a process that has made the call before.
 std::size_t Walk::allocations() {
     constexpr int kMany = 1'000'000'000;
     restore();
@@ -319,9 +319,9 @@ std::size_t Walk::allocations() {
     return m_report->points;
 }
 
-// Several points share a process, as long as each is sure to be met: the call that goes through, which stores over what
-// those without memory left, has a process of its own. What a process takes for its first call alone is the business of
-// the row that loads inside.
+// Several points share a process, as long as each is sure to be met. The call that succeeds, and overwrites what the
+// failed ones left, gets a process of its own. Allocations made only by a process's first call are tested by the
+// operation with loadsInside.
 void Walk::exhaustMemory() {
     constexpr std::size_t kUnsure = 8; // a call may make a few more or fewer than the one before it
     const bool isAlone = m_operation.loadsInside || m_operation.onFreshThread || m_operation.stuck != WDLT_OK ||
@@ -349,8 +349,8 @@ void Walk::exhaustMemory() {
     }
 }
 
-// At each moment: nothing is lost of what wasn't synced, all of it, or one change alone. Behind the last change all of
-// it at every stride: that is what a status of 0 promises.
+// Cuts the power after each change: none of the unsynced changes is lost, all of them, or a single one. After the last
+// change, losing all of them is tested at every stride: surviving that is what WDLT_OK promises.
 void Walk::cutPower() {
     std::size_t n = m_begin++;
     for (std::size_t count = 0; count <= m_record->count(); ++count) {
@@ -386,7 +386,7 @@ void walk(const Operation& operation, std::size_t stride) {
     std::printf("%s: %zu points met, every %zu\n", operation.name.c_str(), walk.points(), stride);
     const bool hasMet = walk.hasMet(callsFail ? 1 : 0, memoryFails ? 1 : 0);
     if (!hasMet && stride > 1 && !testing::Test::HasFailure())
-        return walk::walk(operation, stride / 2); // it has fewer points than that
+        return walk::walk(operation, stride / 2); // it has fewer points than the stride
     EXPECT_TRUE(hasMet);
 }
 

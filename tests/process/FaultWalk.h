@@ -1,12 +1,13 @@
-// The walk: an operation is made again and again, each time with one thing failing inside it, the first, the second and
-// so on, until nothing fails any more. Whatever failed or died, what is found behind it is old or new, whole; no lock is
-// held and no file left beyond the rule; a status of 0 means that all is stored; another process, of another member of
-// the home's group, and the same one make the operation with success. (Under a sanitizer allocations alone fail, and the
-// process itself alone is looked at.) A table of operations and a table of faults; a
-// new row of either is walked with all of the other.
+// The fault walk repeats an operation, each time with one point failing in it: the first, the second and so on, until
+// nothing fails any more. Whatever failed or died, everything found afterwards is completely old or completely new; no
+// lock is still held, and no file left over except where a row allows it; WDLT_OK means that everything is stored; then
+// another process (of another member of the home's group) and the same one succeed with the operation. Under a
+// sanitizer only allocations fail, and only the process itself is checked. There is a table of operations and one of
+// faults; a new row in either is combined with all rows of the other.
 //
-// System calls are met where the system takes them (TracedChild.h): those of the registry's engine, of other libraries
-// and of programs too, which neither a table of our own calls nor functions laid over a library's would meet.
+// System calls are intercepted at the kernel (TracedChild.h), so that those of the registry's engine, of other
+// libraries and of programs are included, which neither a table of our own calls nor interposed library functions would
+// cover.
 #pragma once
 
 #include "LoadedLibrary.h"
@@ -23,26 +24,26 @@ struct Operation {
     using Call = std::function<std::int32_t(const LoadedLibrary&)>;
 
     std::string name;
-    // The same result each time it is made. The status of its first call that fails.
+    // Must have the same result each time. Returns the status of the first of its calls that fails.
     Call call = {};
-    // The home as each point finds it, beyond what a fresh installation has.
+    // Prepares the home for each point, beyond a fresh installation.
     Call layDown = {};
-    // Instead of a call: a program that stands beside the test's, and its arguments. $HOME is the home.
+    // Instead of a call: a program in the test's directory, and its arguments. $HOME is the home.
     std::vector<std::string> program = {};
-    std::size_t every = 1;      // of its points, in a walk of all: for a row that goes another row's way
-    bool inSteps = false;       // several writes to the registry, of which death may leave the first ones
-    bool keepsWork = false;     // what couldn't take its place stays as a temporary file
-    bool tellsNothing = false;  // its status is 0 whatever happens
-    bool loadsInside = false;   // loading the library is part of what is disturbed
-    bool onFreshThread = false; // of a process that has made it before on another; memory alone fails there
-    std::int32_t again = 0;     // the status of one more call behind one that has stored
-    std::int32_t stuck = 0;     // the status of each call behind one that has failed between its values
+    std::size_t every = 1;      // smallest stride, for a row that takes the same path as another
+    bool inSteps = false;       // makes several writes to the registry; death may keep only the first ones
+    bool keepsWork = false;     // a file that couldn't be renamed to its target stays as a temporary file
+    bool tellsNothing = false;  // its status is WDLT_OK whatever happens
+    bool loadsInside = false;   // loading the library is subject to the faults too
+    bool onFreshThread = false; // runs on a new thread, after a call on another; only allocations fail
+    std::int32_t again = 0;     // expected status of a repeated call after one that has stored
+    std::int32_t stuck = 0;     // expected status of all calls after one that failed between its values
 };
 inline std::ostream& operator<<(std::ostream& out, const Operation& operation) {
     return out << operation.name;
 }
 
-// Walks every `stride`-th point of each fault and prints how many; each complaint at one is a failure of the test.
+// Walks every `stride`-th point of each fault and prints how many; each complaint is a test failure.
 void walk(const Operation& operation, std::size_t stride);
 
 } // namespace walk

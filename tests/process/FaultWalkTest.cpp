@@ -1,4 +1,4 @@
-// The operations that are walked. WDLT_WALK_STRIDE: every how many points (11); 1 for all.
+// The operations that are walked. WDLT_WALK_STRIDE=N tests every Nth point (default 11); 1 tests all.
 #include "FaultWalk.h"
 
 #include "ExhaustedMemory.h"
@@ -34,16 +34,16 @@ namespace {
 namespace fs = std::filesystem;
 using walk::Operation;
 
-// The whole table in 40 seconds on two cores; sanitizers take their time, and let nothing but memory fail.
+// The whole table takes 40 seconds on two cores; sanitizers are slow, and let only allocations fail.
 constexpr std::size_t kStride = kIsSanitized ? 37 : 11;
 
-// An export with its arguments.
+// A call of an export with its arguments.
 #define EXPORT(function, ...)                                                                                          \
     Operation {                                                                                                        \
         .name = #function,                                                                                             \
         .call = [](const LoadedLibrary& library) -> std::int32_t { return WDLT_CALL(library, function)(__VA_ARGS__); } \
     }
-// One whose argument is a record.
+// A call of an export whose argument is a record.
 #define RECORD(function, ...)                                                                                          \
     Operation {                                                                                                        \
         .name = #function, .call = [](const LoadedLibrary& library) -> std::int32_t {                                  \
@@ -51,19 +51,19 @@ constexpr std::size_t kStride = kIsSanitized ? 37 : 11;
             return WDLT_CALL(library, function)(&record);                                                              \
         }                                                                                                              \
     }
-// One that makes several writes to the registry.
+// An operation that makes several writes to the registry.
 Operation inSteps(Operation operation) {
     operation.inSteps = true;
     return operation;
 }
 
-// One that gives 0 whatever happens.
+// An operation that returns WDLT_OK whatever happens.
 Operation tellingNothing(Operation operation) {
     operation.tellsNothing = true;
     return operation;
 }
 
-// The record of an address, of zeros but for a few fields.
+// Writes the record of an address, all zeros but for a few fields.
 template <class Record>
 Operation address(const char* name, std::uint32_t protocol, std::uint32_t scan, std::uint64_t type,
                   const Record& record) {
@@ -72,13 +72,13 @@ Operation address(const char* name, std::uint32_t protocol, std::uint32_t scan, 
                 return WDLT_CALL(library, WdltWriteConfig)(protocol, scan, type, &copy, sizeof copy);
             }};
 }
-// A record over another one.
+// Overwrites one record with another.
 Operation over(const Operation& before, Operation operation) {
     operation.layDown = before.call;
     return operation;
 }
 
-// A list of three over one of two, each record of it filled by its number.
+// Overwrites a list of two with one of three; `fill` makes each record from its number.
 template <class Record, class Write>
 Operation list(const char* name, void (*fill)(Record&, std::uint32_t), Write write) {
     const auto writes = [=](std::uint32_t count, std::uint32_t number) {
@@ -109,7 +109,7 @@ void fillExclusion(PrivacyExclusionItem& item, std::uint32_t number) {
     item.dwScanTarget = WDLT_PRIVACY_EXCLUSION_TARGET;
     std::memset(item.szText, static_cast<int>(number), 7);
 }
-// The file that can't take its place stays.
+// A new file that can't replace the old one stays.
 Operation privacy(Operation operation, std::int32_t stuck) {
     operation.keepsWork = true;
     operation.stuck = stuck;
@@ -117,7 +117,7 @@ Operation privacy(Operation operation, std::int32_t stuck) {
 }
 
 std::int32_t setExtraHeader(const LoadedLibrary& library) {
-    // Twelve bytes more than the header's data are read.
+    // A read takes twelve bytes more than the header's data.
     constexpr struct {
         WdpeUrlfExtraHeader header{WDLT_EXTRA_HEADER_VERSION, 4, {'a', ':', 'b', 0}};
         std::uint8_t rest[4]{};
@@ -133,7 +133,7 @@ std::int32_t writeAddresses(const LoadedLibrary& library, const MailAddressRecor
                                                WDLT_CONFIG_MAIL_ADDRESS_CACHE, buffer.data(), buffer.size());
 }
 
-// A rule that was stored by half keeps its name and index taken.
+// A rule that was stored only partly still occupies its name and index.
 Operation rule(Operation operation, std::int32_t again, std::int32_t stuck) {
     operation.layDown = RECORD(WdltAddDRSWhiteListItem, WdltDrsWhiteListItem{1, u"old", u"old", u"old"}).call;
     operation.again = again;
@@ -146,7 +146,7 @@ Operation redirect(std::uint64_t type, std::uint16_t port) {
                    WdchSystemRedirect{.sessionType = u"S", .port = port});
 }
 
-// The layer's own replacements, of a file in the home.
+// The layer's own replacements of files, for a file in the home.
 fs::path homeFile(const char* name) {
     return fs::path(std::getenv("WARDLET_HOME")) / "install" / name;
 }
@@ -162,7 +162,7 @@ std::int32_t layFiles(const LoadedLibrary&) {
 std::int32_t replaceBy(const fs::path& from) {
     return ReplaceFileA(homeFile("target").c_str(), from.c_str(), nullptr, 1, nullptr, nullptr) ? 0 : 2;
 }
-// In everybody's folder, on the disk, where the home is in memory.
+// The source is in a folder open to everybody, on the disk, while the home may be in memory.
 std::int32_t replaceFromElsewhere(const LoadedLibrary&) {
     const fs::path folder = TestHome::instance().path() / "elsewhere";
     std::error_code unremoved;
@@ -200,7 +200,7 @@ std::int32_t layImport(const LoadedLibrary&) {
 }
 
 const std::vector<Operation> kOperations{
-    // What takes longest is begun first.
+    // The slowest comes first.
     {.name = "ToolInit",
      .layDown = removeInstallation,
      .program = {"wdltctl", "init", "--force", "--install", "$HOME/install"},
@@ -232,11 +232,11 @@ const std::vector<Operation> kOperations{
     address("PrivacyTable", WDLT_PROTOCOL_HTTP, WDLT_SCAN_PRIVACY, WDLT_CONFIG_PRIVACY_TABLE_WRITE, std::uint32_t{1}),
     over(redirect(WDLT_CONFIG_REDIRECT_ADD, 90), redirect(WDLT_CONFIG_REDIRECT_ADD, 80)),
     list<MailAddressRecord>("Addresses", fillText, writeAddresses),
-    inSteps(RECORD(WdltPvsWriteConfig, WdltVsConfig{.dwLimitSize = 5})),  // and the protocol's limit
-    inSteps(RECORD(WdltSvsWriteConfig, WdltVsConfig{.dwLimitSize = 5})),  // and the protocol's limit
-    inSteps(RECORD(WdltWmvsWriteConfig, WdltVsConfig{.dwLimitSize = 5})), // and the protocol's limit
+    inSteps(RECORD(WdltPvsWriteConfig, WdltVsConfig{.dwLimitSize = 5})),  // also writes the protocol's limit
+    inSteps(RECORD(WdltSvsWriteConfig, WdltVsConfig{.dwLimitSize = 5})),  // also writes the protocol's limit
+    inSteps(RECORD(WdltWmvsWriteConfig, WdltVsConfig{.dwLimitSize = 5})), // also writes the protocol's limit
     RECORD(WdltHfsWriteConfig, WdltHfsConfig{.dwActionSizeThreshold = 5}),
-    inSteps(RECORD(WdltHfsVirusWriteConfig, WdltVsConfig{.dwLimitSize = 5})), // and the protocol's limit
+    inSteps(RECORD(WdltHfsVirusWriteConfig, WdltVsConfig{.dwLimitSize = 5})), // also writes the protocol's limit
     RECORD(WdltUrlfWriteConfig, WdltUrlfConfig{.dwMode = 1}),
     RECORD(WdltUrlfWriteProxy,
            WdltUrlfProxy{.dwEnableProxy = 1, .szProxyServer = "walked", .szProxyPassword = "walked"}),
@@ -310,7 +310,7 @@ TEST_P(FaultWalk, OldOrNewWhole) {
 INSTANTIATE_TEST_SUITE_P(Of, FaultWalk, testing::ValuesIn(kOperations),
                          [](const auto& test) { return test.param.name; });
 
-// Whatever memory there is, the answer is what is stored, or none: the default isn't an answer.
+// However little memory there is, a read gives what is stored or fails: it never falls back to the default.
 TEST(Reads, WithoutMemoryTellNothingElse) {
     if (!ExhaustedMemory::kIsPossible)
         GTEST_SKIP() << "no operator new of our own";

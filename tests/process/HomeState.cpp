@@ -16,7 +16,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr std::string_view kRoot = "SOFTWARE";
-// Of the privacy database, in which the moment of the write stands.
+// The privacy database begins with this, and contains the time of its last write.
 constexpr std::string_view kDatedFile = "__PRIVACY_DATA_PROTECTION__";
 constexpr std::size_t kDateAt = 48;
 constexpr std::size_t kDateBytes = 8;
@@ -36,7 +36,7 @@ void addKey(HomeState& state, const std::string& path) {
             throw std::runtime_error(path + " has a value that is too large to look at");
         if (error != 0)
             break;
-        const std::string value = data.substr(0, size); // a text is the same with all of its field behind it
+        const std::string value = data.substr(0, size); // a text is compared without the rest of its field
         state[path + "\\" + name] = std::to_string(type) + (type == REG_SZ ? value.c_str() : value);
     }
     for (const std::string& below : tree::subkeys(path))
@@ -52,13 +52,13 @@ std::optional<std::string> contentOf(const HomeState& state, const std::string& 
 
 HomeState lookAtHome(const fs::path& home) {
     HomeState state;
-    // A folder without its rights yet holds nothing.
+    // A folder that doesn't have its permissions yet is still empty.
     for (const auto& entry : fs::recursive_directory_iterator(home, fs::directory_options::skip_permission_denied)) {
         const std::string name = entry.path().lexically_relative(home);
         if (name == "objects" || name.starts_with("objects/"))
             continue;
         if (entry.is_directory() && entry.path().extension() == ".new")
-            state[name] = "half made"; // other folders are there with their files
+            state[name] = "half made"; // other folders show by their files
         if (!entry.is_regular_file())
             continue;
         std::string& content = state[name];
@@ -69,7 +69,7 @@ HomeState lookAtHome(const fs::path& home) {
         if (content.starts_with(kDatedFile))
             content.replace(kDateAt, kDateBytes, kDateBytes, '?');
     }
-    addKey(state, std::string(kRoot)); // behind the files, some of which the layer makes anew
+    addKey(state, std::string(kRoot)); // after the files, since the layer recreates some of them
     return state;
 }
 
@@ -117,7 +117,7 @@ std::string Between::complaint(const HomeState& found) const {
         const std::string kind = fs::path(name).extension();
         const bool isBackup = kind == ".bak" && !content->empty() &&
                               std::ranges::any_of(before, [&](const auto& entry) { return entry.second == *content; });
-        const bool isHomes = name == "settings.new" || name == "registry/data.new"; // made anew by whoever opens it
+        const bool isHomes = name == "settings.new" || name == "registry/data.new"; // recreated when the home is opened
         const bool isRest = isBackup || isHomes ? mayLeave || !isDone : mayLeave && (kind == ".new" || kind == ".tmp");
         if (!isRest || !left.insert(kind).second)
             return name + " is left";

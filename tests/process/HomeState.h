@@ -1,5 +1,5 @@
-// All that a home holds for its callers: the registry's keys and values and the files, by name. Looked at through the
-// layer, in a process of its own.
+// Everything that a home holds for its callers, by name: the registry's keys and values, and the files. Call lookAtHome
+// in a process of its own, since it uses the layer.
 #pragma once
 
 #include <filesystem>
@@ -8,20 +8,20 @@
 
 using HomeState = std::map<std::string, std::string>;
 
-// Of the registry's own files the names alone.
+// Includes only the names of the registry's own files, not their content.
 HomeState lookAtHome(const std::filesystem::path& home);
 
 void writeState(const HomeState& state, const std::filesystem::path& file);
 HomeState readState(const std::filesystem::path& file);
 
-// What a home may hold while an operation leads from the one to the other.
+// Which states of a home are allowed while an operation changes it from `before` to `behind`.
 struct Between {
     const HomeState& before;
     const HomeState& behind;
-    bool isDone = true;    // all is as behind it
-    bool inSteps = false;  // each value is old or new; else all of them are
-    bool mayLeave = false; // a file that was to take another's name and a temporary one
+    bool isDone = true;    // everything must be as in `behind`
+    bool inSteps = false;  // each value may be old or new; otherwise all are old or all are new
+    bool mayLeave = false; // one unfinished .new file and one temporary file may be left
 
-    // What is neither; empty when all is well. A whole backup may stay as long as what it is of hasn't been replaced.
+    // Says what isn't allowed; empty if all is well. A complete backup may stay until its original has been replaced.
     std::string complaint(const HomeState& found) const;
 };

@@ -1,7 +1,7 @@
-// Another user's process that may open the objects which everybody may use, and does its worst: random bytes in every
-// file, file locks, links and other things under objects' names, files cut short. Ours may get wrong answers and
-// errors; they must not crash, write elsewhere, or wait longer than they said. When the neighbour is gone and nobody
-// has the objects any more, all is well. Needs the administrator's rights, to be another user.
+// Another user's process may open the objects that are open to everybody, and does its worst: random bytes in every
+// file, file locks, links and pipes under objects' names, truncated files. Our processes may get wrong results and
+// errors; they must not crash, write elsewhere, or wait longer than their time-out. When the neighbour is gone and
+// nobody has the objects open any more, everything works again. Needs root, to be another user.
 #include "RWLock.h"
 #include "Workers.h"
 
@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <platform/robust.h>
+#include <platform/shield.h>
 
 #include <cstring>
 #include <fcntl.h>
@@ -29,7 +30,7 @@ fs::path fileOf(const std::string& object) {
     return objectsFolder() / object;
 }
 
-// After all of it: every object is new, and does what it is for.
+// Afterwards every object is created anew, and works.
 void expectAllIsWell() {
     Everybody everybody;
     for (const std::string name : kNames) {
@@ -48,21 +49,21 @@ void expectAllIsWell() {
     }
 }
 
-// This process itself calls nothing of the layer: it would have a place in the home's table of processes.
+// This process itself must not call the layer: it would take a row in the home's process table.
 class HostileNeighbour : public testing::Test {
   protected:
     void SetUp() override {
         if (geteuid() != 0)
             GTEST_SKIP() << "only the administrator can be several users";
-        fs::permissions(TestHome::instance().path(), fs::perms(0755)); // the way to the home
+        fs::permissions(TestHome::instance().path(), fs::perms(0755)); // makes the home reachable
         useFreshHome();
         inChild([] { EXPECT_TRUE(makeMutex("the home is there")); });
     }
 };
 
-// Processes that use everything, whatever comes of it.
+// Uses all kinds of objects and ignores the results.
 void use(const Life& life) {
-    constexpr DWORD kShort = 200; // 2 ms in the tests' time
+    constexpr DWORD kShort = 200; // 2 ms in the tests' time scale
     std::mt19937 random(life.seed);
     Everybody everybody;
     std::vector<Handle> kept;
@@ -92,18 +93,18 @@ void use(const Life& life) {
 
         kept.push_back(makeMutex(mutexName.c_str(), true, everybody.get()));
         if (random() % 4 == 0)
-            kept.clear(); // what nobody has any more is whole the next time
+            kept.clear(); // an object that nobody has open is whole when it is next created
     } while (life.goesOn());
 }
 
-// What stands under an object's name and is no file of one.
+// Removes links and pipes under objects' names.
 void unsquat() {
     std::error_code ignored;
     for (const char* name : kNames)
         if (!fs::is_regular_file(fs::symlink_status(fileOf(name), ignored)))
             fs::remove(fileOf(name), ignored);
 }
-// What the neighbour does to one file after the other.
+// One attack of the neighbour on a random file.
 void act(std::mt19937& random, const fs::path& victim) {
     if (random() % 8 == 0) {
         const fs::path path = fileOf(kNames[random() % std::size(kNames)]);
@@ -120,21 +121,21 @@ void act(std::mt19937& random, const fs::path& victim) {
         const std::uint64_t number = std::uint64_t{random()} << 32 | random();
         return random() % 3 == 0 ? number & 31 : number;
     };
-    constexpr off_t kWord = 64; // the object's own, in its header
+    constexpr off_t kWord = 64; // the object's state, in its header
     constexpr off_t kHeader = 192;
     struct stat status {};
     if (fstat(file, &status) == 0 && S_ISREG(status.st_mode) && status.st_size >= kHeader)
         switch (random() % 4) {
-        case 0: // anything, mostly in the header, but seldom in its first bytes: without them nobody even joins
+        case 0: // random words, mostly in the header, but rarely in its first bytes: without those nobody even opens it
             for (int i = 0; i < 50; ++i) {
                 const off_t at = static_cast<off_t>(random()) % ((random() % 4 == 0 ? status.st_size : kHeader) - 8);
                 put(at < 8 && random() % 20 != 0 ? kWord : at, word());
             }
             break;
-        case 1: // its own word, or the text behind it
+        case 1: // the object's state, or the text after it
             put(random() % 2 == 0 ? kWord : kWord * 2, word());
             break;
-        case 2: { // a lock
+        case 2: { // a file lock
             struct flock lock {};
             lock.l_type = random() % 2 == 0 ? F_RDLCK : F_WRLCK;
             lock.l_start = static_cast<off_t>(random() % 5000);
@@ -142,7 +143,7 @@ void act(std::mt19937& random, const fs::path& victim) {
             std::this_thread::sleep_for(std::chrono::milliseconds(2));
             break;
         }
-        default: { // the tag of somebody who lives, with all roles
+        default: { // a tag like a live process's, in any role
             const std::uint64_t row = 1 + random() % 4095;
             std::uint32_t generation = 0;
             std::ifstream table(fileOf(".processes"), std::ios::binary);
@@ -154,8 +155,8 @@ void act(std::mt19937& random, const fs::path& victim) {
     close(file);
 }
 
-// One of the users has another user's rights, and three have a lock beside the objects. The lock's waits never give up,
-// so whoever has it may stand still until he is killed.
+// Three processes use the objects, one of them as another user, and three a reader/writer lock. Waits for the lock have
+// no time-out, so these may hang until they are killed.
 TEST_F(HostileNeighbour, ScribblesOverEverything) {
     const std::string content(9000, 'v');
     const fs::path victim = TestHome::instance().write("victim", content);
@@ -178,14 +179,14 @@ TEST_F(HostileNeighbour, ScribblesOverEverything) {
         std::mt19937 random(seed);
         for (int i = 0; i < 20 && !HasFailure(); ++i) {
             const int status = as(kNeighbour, [&] {
-                                   signal(SIGBUS, SIG_DFL); // ours may make a file shorter under it
+                                   signal(SIGBUS, SIG_DFL); // our processes may truncate a file that it has mapped
                                    for (int acts = 0; acts < 200; ++acts)
                                        act(random, victim);
                                    unsquat();
                                    return 0;
                                }).wait();
             ASSERT_TRUE(status == 0 || status == Child::kSignal + SIGBUS) << status;
-            random.discard(1000); // that was the child's own
+            random.discard(1000); // the child used a copy of the generator
             objects.awaitRounds(1);
             locks.killOne();
         }
@@ -201,8 +202,8 @@ TEST_F(HostileNeighbour, ScribblesOverEverything) {
     });
 }
 
-// Whoever may write to a file may give it a second name, for good, somewhere else. That shuts nobody out,
-// whatever he writes into it besides.
+// Whoever can write to a file can give it a second, permanent name elsewhere. That locks nobody out, whatever is
+// written to the file as well.
 TEST_F(HostileNeighbour, MakesHardLinks) {
     Child user = childWith([] {
         EXPECT_TRUE(becomeUser(kOtherUser, kNoGroup));
@@ -221,7 +222,7 @@ TEST_F(HostileNeighbour, MakesHardLinks) {
     EXPECT_EQ(as(kOtherUser, expectAllIsWell).wait(), 0);
 }
 
-// A lock on an object's file that never ends looks like a creator at work: whoever wants the object gives up.
+// A file lock that is never released looks like a creator at work: others give up on the object.
 TEST_F(HostileNeighbour, KeepsACreatorsLock) {
     Child neighbour = childWith([] {
         EXPECT_TRUE(becomeUser(kNeighbour, kNoGroup));
@@ -239,8 +240,8 @@ TEST_F(HostileNeighbour, KeepsACreatorsLock) {
     inChild(expectAllIsWell);
 }
 
-// Memory whose file was cut short is this process's own from then on, with zeros where the file ended. An object that
-// lost pages isn't taken up again from what stays mapped.
+// When a mapped file is truncated, the process goes on with private memory, zeroed beyond the file's new end, though its
+// thread blocks all signals. An object that lost pages isn't reused from the cached mapping.
 TEST_F(HostileNeighbour, CutsFilesShort) {
     for (const off_t length : {0, 1, 5000})
         for (const char* cut : {"mapping0", "mutex0", "event0", ".processes"}) {
@@ -252,6 +253,10 @@ TEST_F(HostileNeighbour, CutsFilesShort) {
                 const Handle mutex = makeMutex("mutex0", true, everybody.get());
                 const Handle event = makeEvent("event0", false, true, everybody.get());
                 stop();
+                sigset_t all;
+                sigfillset(&all);
+                pthread_sigmask(SIG_BLOCK, &all, nullptr);
+                const int shield = WdShieldThread();
                 std::memset(view.get(), 'p', 20'000);
                 EXPECT_TRUE(view[0] == 'p' && view[19'999] == 'p');
                 waitFor(mutex);
@@ -263,6 +268,10 @@ TEST_F(HostileNeighbour, CutsFilesShort) {
                 mapping = makeMapping("mapping0", 20'000, everybody.get());
                 view = viewOf<char>(mapping);
                 EXPECT_TRUE(*cut != 'm' || cut[1] != 'a' || (view != nullptr && view[19'999] == '\0'));
+                WdUnshieldThread(shield);
+                sigset_t before;
+                EXPECT_EQ(pthread_sigmask(SIG_UNBLOCK, &all, &before), 0);
+                EXPECT_EQ(sigismember(&before, SIGBUS), 1);
             });
             ASSERT_TRUE(user.awaitStop());
             EXPECT_EQ(as(kNeighbour, [&] { return truncate(fileOf(cut).c_str(), length) == 0 ? 0 : errno; }).wait(), 0);
@@ -271,10 +280,10 @@ TEST_F(HostileNeighbour, CutsFilesShort) {
         }
 }
 
-// The guard is for objects' memory alone: elsewhere such a signal does what it did.
+// The guard handles SIGBUS only for objects' memory: elsewhere the signal keeps its effect.
 TEST(PageGuard, OtherMemoryFailsAsEver) {
     useFreshHome();
-    const auto touch = [](void (*before)(int)) { // memory behind a file's end
+    const auto touch = [](void (*before)(int)) { // touches mapped memory beyond the end of its file
         return Child([before] {
                    signal(SIGBUS, before); // before its first object
                    const Handle mutex = makeMutex("m");
@@ -284,7 +293,7 @@ TEST(PageGuard, OtherMemoryFailsAsEver) {
                })
             .wait();
     };
-    EXPECT_EQ(touch(SIG_DFL), Child::kSignal + SIGBUS); // a sanitizer has its own
+    EXPECT_EQ(touch(SIG_DFL), Child::kSignal + SIGBUS); // a sanitizer would have a handler of its own
     EXPECT_EQ(touch([](int) { _exit(7); }), 7);
 }
 

@@ -1,5 +1,5 @@
-// What a child of a fork has of its parent's kernel objects: its handles and views, but nothing that a thread of the
-// parent holds; whoever of the two closes or ends first.
+// What a forked child inherits of its parent's kernel objects: its handles and views, but nothing that a thread of the
+// parent holds, whichever of the two closes or ends first.
 #include <Child.h>
 #include <Sanitizers.h>
 #include <TestKey.h>
@@ -38,7 +38,7 @@ TEST_F(KernelObjectFork, AChildAndItsOwnUseWhatItsParentOpened) {
         EXPECT_EQ(waitFor(mutex), WAIT_TIMEOUT) << "its parent holds it, and lives";
     };
     Child child([&] {
-        inChild(isTheParents); // this one hasn't called yet
+        inChild(isTheParents); // this process hasn't called the layer yet
         isTheParents();
         inChild(isTheParents);
         EXPECT_TRUE(WdOwnTag(WD_ROLE_ALONE) != parent && WdTagIsAlive(parent));
@@ -46,7 +46,7 @@ TEST_F(KernelObjectFork, AChildAndItsOwnUseWhatItsParentOpened) {
         view[0] = 'c';
         EXPECT_EQ(viewOf<char>(mapping).get(), view.get());
         SetEvent(event.get());
-        EXPECT_TRUE(waitFor(mutex, INFINITE) == WAIT_OBJECT_0 && waitFor(mutex) == WAIT_OBJECT_0); // and ends with it
+        EXPECT_TRUE(waitFor(mutex, INFINITE) == WAIT_OBJECT_0 && waitFor(mutex) == WAIT_OBJECT_0); // ends as its owner
     });
     EXPECT_EQ(waitFor(event, INFINITE), WAIT_OBJECT_0);
     EXPECT_EQ(view[0], 'c');
@@ -55,7 +55,7 @@ TEST_F(KernelObjectFork, AChildAndItsOwnUseWhatItsParentOpened) {
     EXPECT_EQ(waitFor(mutex), WAIT_ABANDONED);
 }
 
-// Whether the child calls the layer for the first time before its parent closes or dies, or after.
+// The parameter: whether the child's first call of the layer comes before its parent closes or dies, or after.
 class ForkOrder : public KernelObjectFork, public testing::WithParamInterface<bool> {};
 
 TEST_P(ForkOrder, AChildGoesOnWithWhatItsParentClosed) {
@@ -105,7 +105,7 @@ TEST_P(ForkOrder, AChildGoesOnWhenItsParentDies) {
     EXPECT_TRUE(*isRight);
     EXPECT_TRUE(memoryExists() && openMutex("m")) << "the grandchild has them";
     parent.goOn();
-    while (openMutex("m")) // until its end is done
+    while (openMutex("m")) // until the grandchild has ended
         std::this_thread::yield();
     EXPECT_FALSE(memoryExists());
 }
@@ -113,7 +113,7 @@ TEST_P(ForkOrder, AChildGoesOnWhenItsParentDies) {
 INSTANTIATE_TEST_SUITE_P(Calls, ForkOrder, testing::Bool(),
                          [](const auto& before) { return before.param ? "Before" : "After"; });
 
-// A child ends, by itself or with a thread, and closes what its parent holds: nothing of that is its parent's loss.
+// A child that ends, starts a thread, or closes what its parent holds takes nothing from its parent.
 TEST_F(KernelObjectFork, TheEndOfAChildDisturbsNobody) {
     const Handle mutex = makeMutex("m", true);
     const auto files = objectFiles();
@@ -132,19 +132,19 @@ TEST_F(KernelObjectFork, TheEndOfAChildDisturbsNobody) {
     }
 }
 
-// A child that never calls the layer keeps nothing of what its parent had open, or opened again behind the fork.
+// A child that never calls the layer keeps nothing alive that its parent had open or reopened after the fork.
 TEST_F(KernelObjectFork, ASilentChildKeepsNothing) {
     const Shared<std::atomic<pid_t>> silent;
     Child parent = childWith([&] {
         Handle open = makeMutex("open");
         makeMutex("closed").reset();
         if (fork() == 0) {
-            *silent = getpid(); // by now its handlers are through
+            *silent = getpid(); // the fork handlers have run
             pauseForever();
         }
         while (*silent == 0)
             std::this_thread::yield();
-        return std::pair(std::move(open), makeMutex("closed")); // open again
+        return std::pair(std::move(open), makeMutex("closed")); // reopened
     });
     EXPECT_TRUE(openMutex("closed") && openMutex("open"));
     parent.kill();
@@ -152,7 +152,7 @@ TEST_F(KernelObjectFork, ASilentChildKeepsNothing) {
     kill(*silent, SIGKILL);
 }
 
-// The presence of a thread in some operation ends with it, also when another thread has forked meanwhile.
+// An object that marks a thread's presence in an operation ends with its handle, even if another thread has forked.
 TEST_F(KernelObjectFork, AHandleOfAThreadsOwnIsNoneOfAnothersChild) {
     Handle presence;
     std::thread([&] {
@@ -178,13 +178,13 @@ TEST_F(KernelObjectFork, ADaemonThatClosesAllDescriptorsGoesOn) {
     inChild([&] {
         for (int file = 3; file < 1024; ++file)
             close(file);
-        const int others = open("/", O_RDONLY | O_DIRECTORY); // in the place of one that the layer had
+        const int others = open("/", O_RDONLY | O_DIRECTORY); // reuses a descriptor number of the layer's
         EXPECT_TRUE(waitFor(mutex) == WAIT_OBJECT_0 && makeMutex("other"));
         EXPECT_NE(fcntl(others, F_GETFD), -1);
     });
 }
 
-// No descriptor of the layer takes the place of a standard one that its program was started without.
+// The layer never uses the number of a standard descriptor that the program was started without.
 TEST_F(KernelObjectFork, StandardDescriptorsStayClosed) {
     inChild([] {
         for (const int file : {0, 1, 2})
@@ -197,7 +197,7 @@ TEST_F(KernelObjectFork, StandardDescriptorsStayClosed) {
     });
 }
 
-// Threads at work on objects and the registry while children are made, which find everything free or in use, never stuck.
+// Forks while threads use objects and the registry: the children find everything free or in use, never stuck.
 TEST_F(KernelObjectFork, ForksInTheMiddleOfOtherThreadsCalls) {
     if (kIsSanitized)
         GTEST_SKIP() << "the sanitizer's own allocator locks don't survive such a fork";

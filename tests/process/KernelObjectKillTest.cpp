@@ -1,5 +1,5 @@
-// Processes that make, use and close objects are killed at each step and at each system call: the next creator always
-// succeeds, with a fresh object or a whole one that somebody has.
+// Processes that create, use and close objects are killed at each step and at each system call: the next creator always
+// succeeds, with a fresh object or an intact one that somebody has open.
 #include "LockSteps.h"
 
 #include <Child.h>
@@ -25,7 +25,7 @@ class KernelObjectKill : public testing::Test {
     }
 };
 
-// From whoever has it, or died with it.
+// Waits for the owner, dead or alive.
 bool isTaken(const Handle& mutex) {
     const DWORD result = waitFor(mutex, INFINITE);
     return result == WAIT_OBJECT_0 || result == WAIT_ABANDONED;
@@ -38,7 +38,7 @@ void create() {
     std::memset(view.get(), 'v', kBytes);
 }
 void createInAnotherSize() {
-    makeMapping("map", 100).reset(); // stays mapped
+    makeMapping("map", 100).reset(); // stays cached
     create();
 }
 void createAndUse() {
@@ -52,13 +52,13 @@ void closeMany() {
         makeMutex(std::to_string(i).c_str()).reset();
 }
 
-// What a process dies at, behind what it doesn't die at. It ends by exit, so that the end of a program is part of it.
+// What a process dies in; it doesn't die in `prepare`. It ends with exit, so that the end of a program is included.
 struct Deed {
     const char* name;
     void (*run)();
-    std::set<std::string> steps; // some of those that it has
+    std::set<std::string> steps; // some of the steps that it must pass
     void (*prepare)() = [] {};
-    bool ofHolderToo = true; // also while another process has the objects
+    bool ofHolderToo = true; // also tested while another process has the objects open
 };
 void PrintTo(const Deed& deed, std::ostream* out) {
     *out << deed.name;
@@ -71,7 +71,7 @@ const Deed kDeeds[] = {
     {"create beside many, of which the oldest goes", create, {"object.closing"}, closeMany},
 };
 
-// What others find after a death, when `held` says that somebody has the objects.
+// What others must find after a death; `held`: a live process has the objects open.
 void expectAllWell(bool held) {
     const DWORD error = held ? ERROR_ALREADY_EXISTS : ERROR_SUCCESS;
     const Handle mapping = makeMapping("map", kBytes);
@@ -85,7 +85,7 @@ void expectAllWell(bool held) {
     EXPECT_TRUE(isTaken(mutex) && ReleaseMutex(mutex.get()));
 }
 
-// A process that has the objects all the time.
+// A process that keeps the objects open.
 Child startHolder() {
     return childWith([] {
         auto mapping = makeMapping("map", kBytes);
@@ -95,7 +95,7 @@ Child startHolder() {
     });
 }
 
-// Lets `deed` die at every point that `arm` can choose, from the first to the last; how many there were.
+// Lets `deed` die at every point that `arm` can select, from the first to the last; returns their number.
 unsigned dieEverywhere(
     const Deed& deed, bool held, const std::function<void(unsigned)>& arm, const std::function<void()>& died = [] {}) {
     for (unsigned nth = 1; !testing::Test::HasFailure(); ++nth) {
@@ -107,7 +107,7 @@ unsigned dieEverywhere(
                                std::exit(testing::Test::HasFailure() ? 1 : 0);
                            }).wait();
         inChild([held] { expectAllWell(held); });
-        expectAllWell(held); // by this one too, which may keep them mapped
+        expectAllWell(held); // in this process too, which may have them cached
         if (status != Child::kKilled) {
             EXPECT_EQ(status, 0);
             return nth - 1;
@@ -134,7 +134,7 @@ TEST_P(KernelObjectDeath, AtEachStepAndEachSystemCall) {
             deed, held, [&](unsigned nth) { steps::dieAt(nth, *grave); }, [&] { steps.insert(grave->step.load()); });
         for (const char* call :
              {"openat", "fcntl_lock", "fstat", "fchmod", "ftruncate", "fallocate", "mmap", "unlinkat", "linkat"})
-            if (deed.prepare != closeMany) // nothing that the steps didn't show
+            if (deed.prepare != closeMany) // would test nothing that the steps don't
                 calls +=
                     dieEverywhere(deed, held, [&](unsigned nth) { WdTestFailCall(call, static_cast<int>(nth), 0); });
     }
@@ -144,11 +144,11 @@ TEST_P(KernelObjectDeath, AtEachStepAndEachSystemCall) {
 
 INSTANTIATE_TEST_SUITE_P(Deeds, KernelObjectDeath, testing::ValuesIn(kDeeds));
 
-// A dead process left the object looking whole. A creator finds another at its file, who goes without laying it down
-// anew, and a third one that gets the lock with it: it must not take the dead one's object for a living one, though it
-// isn't alone at the file then.
+// A dead process left an object that looks whole. A creator finds another process at the file, which leaves without
+// recreating the object, and a third one that gets the file lock at the same time: though not alone at the file, the
+// creator must not take the dead object for a live one.
 TEST_F(KernelObjectKill, ADeadObjectIsNeverJoined) {
-    Everybody everybody; // so that the file stays
+    Everybody everybody; // makes the file stay
     for (int round = 0; round < 10; ++round) {
         childWith([&] {
             Handle mapping = makeMapping("map", kBytes, everybody.get());
@@ -188,7 +188,7 @@ TEST_F(KernelObjectKill, ADeadObjectIsNeverJoined) {
     }
 }
 
-// The process table of a fresh home is laid down, and used, while another process is about to do the same.
+// The process table of a fresh home is created, and used, while another process is about to create it too.
 TEST_F(KernelObjectKill, TheFirstUsersOfAHomeMayComeTogether) {
     useFreshHome();
     SteppedChild slow([](const SteppedChild::Stop& stop) {

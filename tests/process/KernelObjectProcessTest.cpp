@@ -1,4 +1,4 @@
-// Kernel objects between processes: how long one exists, who gets what a killed process held, whose file is removed, a
+// Kernel objects between processes: their lifetime, who gets what a killed process held, when files are removed, a
 // second copy of the layer, a full disk.
 #include <Child.h>
 #include <Sanitizers.h>
@@ -24,7 +24,7 @@ class KernelObjectProcess : public testing::Test {
     KernelObjectProcess() { useFreshHome(); }
 };
 
-// Looks without a trace.
+// Checks without keeping the mutex open.
 bool exists(const char* mutex) {
     return openMutex(mutex) != nullptr;
 }
@@ -54,7 +54,7 @@ TEST_F(KernelObjectProcess, AnObjectEndsWithItsLastLivingHolder) {
     EXPECT_TRUE(objectFiles().empty());
 }
 
-// The process goes on, but it isn't the one that had the objects.
+// After exec the process goes on, but no longer has the objects.
 TEST_F(KernelObjectProcess, AProgramThatTakesAnothersPlaceHasNothingOfIts) {
     const Handle mutex = makeMutex("m");
     const Pipe told;
@@ -94,7 +94,7 @@ TEST_F(KernelObjectProcess, WhatAKilledProcessHeldIsToldOnceWithOwnership) {
     EXPECT_EQ(abandoned, 1);
 }
 
-// Were a sleeper not woken, each turn would last until its next look.
+// If sleepers weren't woken, each turn would take until the sleeper's next look.
 TEST_F(KernelObjectProcess, TwoProcessesPassATurnToAndFro) {
     const Handle there = makeEvent("there", false, false);
     const Handle back = makeEvent("back", false, false);
@@ -110,7 +110,7 @@ TEST_F(KernelObjectProcess, TwoProcessesPassATurnToAndFro) {
     EXPECT_EQ(partner.wait(), 0);
 }
 
-// Several copies of the layer would undo each other's locks.
+// Two copies of the layer in one process would release each other's file locks.
 TEST_F(KernelObjectProcess, ASecondCopyOfTheLayerIsRefused) {
     const Handle mutex = makeMutex("m", true);
     const fs::path copy = TestHome::instance().path() / "libCopy.so";
@@ -126,7 +126,7 @@ TEST_F(KernelObjectProcess, ASecondCopyOfTheLayerIsRefused) {
     inChild([] { EXPECT_EQ(waitFor(openMutex("m")), WAIT_TIMEOUT); });
 }
 
-// The place for objects on a disk that is really full.
+// The objects' folder is on a disk that is really full.
 TEST_F(KernelObjectProcess, AFullDiskIsToldAndSparesWhatIsThere) {
     const fs::path disk = TestHome::instance().path() / "disk";
     fs::create_directory(disk);

@@ -1,5 +1,5 @@
-// Kernel objects between users: whom default security shuts out, whom an empty list lets in, and the home with a group.
-// Needs the administrator's rights, to be other users.
+// Kernel objects between users: whom default security keeps out, whom a null DACL admits, and a home with a group.
+// Needs root, to become other users.
 #include <Child.h>
 #include <TestObject.h>
 
@@ -19,12 +19,12 @@ class KernelObjectUser : public testing::Test {
     void SetUp() override {
         if (geteuid() != 0)
             GTEST_SKIP() << "only the administrator can be several users";
-        fs::permissions(TestHome::instance().path(), fs::perms(0755)); // the way to the home
+        fs::permissions(TestHome::instance().path(), fs::perms(0755)); // makes the home reachable
         useFreshHome();
     }
 };
 
-// 0, or the error of each, in a process of that user's.
+// The error of the call, or 0, in a process of that user.
 enum class Call { Open, Create, CreateForEverybody };
 DWORD errorOf(uid_t user, Call call, gid_t group = kNoGroup) {
     const auto make = [call] {
@@ -37,7 +37,7 @@ DWORD errorOf(uid_t user, Call call, gid_t group = kNoGroup) {
     return static_cast<DWORD>(as(user, make, group).wait());
 }
 
-// Whom an object lets in by its creator's security, in a home without a group or with one.
+// Who gets access to an object by its creator's security, in a home without a group or with one.
 TEST_F(KernelObjectUser, WhoIsLetIn) {
     const struct {
         const char* name;
@@ -62,7 +62,7 @@ TEST_F(KernelObjectUser, WhoIsLetIn) {
             fs::create_directories(home);
             ASSERT_TRUE(chown(home.c_str(), 0, kHomeGroup) == 0 && chmod(home.c_str(), 02775) == 0);
         }
-        EXPECT_EQ(errorOf(kAdministrator, Call::Open), ERROR_FILE_NOT_FOUND); // the home is there
+        EXPECT_EQ(errorOf(kAdministrator, Call::Open), ERROR_FILE_NOT_FOUND); // creates the home
         Child maker = childWith([&] { // a process of its own, so that the others inherit nothing
             if (row.creator != kAdministrator && !becomeUser(row.creator, row.creatorsGroup))
                 std::abort();
@@ -79,13 +79,13 @@ TEST_F(KernelObjectUser, WhoIsLetIn) {
             EXPECT_EQ(errorOf(row.creator, call, row.creatorsGroup), ERROR_SUCCESS);
             EXPECT_EQ(errorOf(kAdministrator, call), ERROR_SUCCESS) << "who passes always";
         }
-        maker.kill(); // its file stays, for whom it was
+        maker.kill(); // its file stays, with its mode
         EXPECT_EQ(errorOf(kOtherUser, row.forEverybody ? Call::CreateForEverybody : Call::Create, kHomeGroup),
                   expectedError(row.letsMembersIn));
     }
 }
 
-// A child of a fork that becomes another user before its first call can't have what its parent had to itself.
+// A forked child that becomes another user before its first call has no access to its parent's private objects.
 TEST_F(KernelObjectUser, AChildThatChangesUsersLosesWhatIsNotItsOwn) {
     Everybody everybody;
     const Handle alone = makeMutex("m", true);
@@ -102,8 +102,8 @@ TEST_F(KernelObjectUser, AChildThatChangesUsersLosesWhatIsNotItsOwn) {
     EXPECT_TRUE(ReleaseMutex(alone.get()) && ReleaseMutex(ours.get()));
 }
 
-// Whoever closes last can't remove another's file. It stands for nothing, and is anybody's next object; the next one's
-// security is its own, where the file's owner lays it down.
+// The last to close can't remove another user's file. The file no longer counts as an object, and anybody may reuse it
+// for the next one, which has its own security if the file's owner creates it.
 TEST_F(KernelObjectUser, TheLastOfAnotherUserLeavesAFileForTheNext) {
     Everybody everybody;
     Handle mutex = makeMutex("m", false, everybody.get());

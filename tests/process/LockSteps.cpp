@@ -8,11 +8,11 @@
 
 namespace {
 
-unsigned stepsLeft = 0;      // to the last one; 0: no end is set
-std::string_view lastStep{}; // the only one that counts, when there is a name
+unsigned stepsLeft = 0;      // until this process dies; 0: never
+std::string_view lastStep{}; // if not empty, only steps of this name count
 steps::Grave* ownGrave = nullptr;
 std::atomic<unsigned> looksPassed{0};
-constinit const steps::At* firstAction = nullptr; // steps are passed when all static objects are gone
+constinit const steps::At* firstAction = nullptr; // used even after static objects are destroyed
 
 } // namespace
 

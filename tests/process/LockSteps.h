@@ -1,5 +1,5 @@
-// The steps inside the locks as these tests see them: WD_STEP calls wdStep, which counts, and ends the process at the
-// step that was chosen.
+// Steps inside the locks, for these tests: WD_STEP calls wdStep, which counts, and kills the process at the chosen
+// step.
 #pragma once
 
 #include <atomic>
@@ -8,17 +8,17 @@
 
 namespace steps {
 
-// Of a process that died at a step: which. In memory shared with its parent.
+// Records the step at which a process died. In memory shared with its parent.
 struct Grave {
     std::atomic<const char*> step{nullptr}; // a literal, at the same address in parent and child
 };
 
-// From here on this process dies at its `nth` step of all (1 is the next; 0: at none) or of one name.
+// Makes this process die at its `nth` step from now on (1 is the next; 0: never), or at the next step of that name.
 void dieAt(unsigned nth, Grave& grave);
 void dieAt(const char* step, Grave& grave);
-// The steps of the test itself, besides those of the locks.
+// Passes a step of the test itself.
 void pass(const char* name);
-// While it exists, the last made going first: what this process does at each pass of a step.
+// While it exists, `action` is called each time this process passes the step; the newest At comes first.
 class At {
   public:
     At(const char* step, std::function<void()> action);
@@ -37,7 +37,7 @@ class At {
     std::function<void()> m_action;
     const At* m_next;
 };
-// How often a wait of this process has looked after dead holders.
+// How often waits of this process have looked for dead holders.
 unsigned looks();
 
 } // namespace steps

@@ -1,5 +1,5 @@
-// The program that takes another's place in a test: object_program <descriptor> <mutex>. Makes the mutex, if there is a
-// name, sends a byte to the descriptor when that is done, and waits to be killed.
+// The program that replaces another by exec in a test: object_program <descriptor> <mutex>. Creates the mutex, if there
+// is a name, sends a byte to the descriptor when that is done, and waits to be killed.
 #include <platform/sync.h>
 
 #include <cstdlib>

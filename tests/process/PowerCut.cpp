@@ -18,7 +18,7 @@ struct stat statusOf(const fs::path& path) {
     return status;
 }
 
-// Where a process's open file stands, and its flags.
+// The position and flags of a process's open file.
 std::pair<std::size_t, int> stateOf(const fs::path& descriptor) {
     std::ifstream info(descriptor.parent_path().parent_path() / "fdinfo" / descriptor.filename());
     std::string word;
@@ -69,8 +69,7 @@ void DiskRecord::rename(const std::string& from, const std::string& to) {
         m_events.push_back({Event::Named, statusOf(m_home / to).st_ino, to, from});
 }
 
-// Folders are taken for durable as soon as they are made. What a call that isn't here does, no file of a home has done
-// to it.
+// New folders are assumed to be durable at once. Calls that aren't handled here are never made on a home's files.
 void DiskRecord::behind(const TracedChild& child, const SystemCall& call, std::int64_t result) {
     const auto& a = call.arguments;
     const auto here = static_cast<std::uint64_t>(AT_FDCWD);

@@ -1,5 +1,5 @@
-// The table of a home's processes: rows of the dead are used again under another generation, and a table that is full
-// or isn't a table is told.
+// The table of a home's processes: rows of dead processes are reused with a new generation, and a full or invalid table
+// is reported.
 #include <Child.h>
 #include <TestObject.h>
 
@@ -14,21 +14,21 @@
 
 namespace {
 
-constexpr std::uint32_t kRows = 4096; // the first is nobody's
+constexpr std::uint32_t kRows = 4096; // the first is unused
 
-// As it stands in the file.
+// The table's header in the file.
 struct Head {
     std::uint32_t magic;
     std::uint32_t version;
     std::uint64_t reserved;
 };
-constexpr std::size_t kRowBytes = 32; // its generation first
+constexpr std::size_t kRowBytes = 32; // begins with the generation
 
 class ProcessTable : public testing::Test {
   protected:
     ProcessTable() {
         useFreshHome();
-        inChild([] { EXPECT_TRUE(makeMutex("m")); }); // the table is there
+        inChild([] { EXPECT_TRUE(makeMutex("m")); }); // creates the table
     }
 };
 
@@ -41,7 +41,7 @@ void put(std::size_t at, const Part& part) {
     EXPECT_EQ(pwrite(file, &part, sizeof part, static_cast<off_t>(at)), static_cast<ssize_t>(sizeof part));
     close(file);
 }
-// A child that holds all rows but one as living processes would, but without the layer.
+// A child that holds all rows but one, as live processes would, but without using the layer.
 Child holdAllRows(std::uint32_t except) {
     return childWith([=] {
         const int file = openTable();
@@ -60,7 +60,7 @@ std::uint32_t rowOf(WD_TAG tag) {
     return static_cast<std::uint32_t>(tag >> 16 & 0xFFFF);
 }
 
-// What a process that comes now gets for its first object.
+// The error that a new process gets for its first object.
 DWORD errorOfAnother() {
     return static_cast<DWORD>(Child([] { return makeMutex("m") ? 0 : static_cast<int>(GetLastError()); }).wait());
 }
@@ -71,7 +71,7 @@ TEST_F(ProcessTable, ARowIsUsedAgainUnderAnotherGeneration) {
     put(sizeof(Head) + kRow * kRowBytes, 0xFFFFFFFD);
     const Shared<std::atomic<WD_TAG>> tag;
     std::vector<WD_TAG> before;
-    for (const std::uint32_t generation : {0xFFFFFFFE, 0xFFFFFFFF, 1u, 2u}) { // 0 is nobody's
+    for (const std::uint32_t generation : {0xFFFFFFFE, 0xFFFFFFFF, 1u, 2u}) { // 0 is never used
         inChild([&] {
             *tag = WdOwnTag(WD_ROLE_NONE);
             EXPECT_TRUE(WdTagIsAlive(*tag));
@@ -84,8 +84,8 @@ TEST_F(ProcessTable, ARowIsUsedAgainUnderAnotherGeneration) {
     }
 }
 
-// What a process does to its table by itself, and what a copy of its open files does that ran no handlers, changes
-// nothing about its life.
+// Neither closing the table's file in the process itself, nor a clone that ran no fork handlers and shares its open
+// files, changes whether the process counts as alive.
 TEST_F(ProcessTable, AProcessLivesNoLongerAndNoShorterThanItDoes) {
     const Shared<std::atomic<WD_TAG>> tag;
     const Shared<std::atomic<int>> copy;
@@ -104,10 +104,10 @@ TEST_F(ProcessTable, AProcessLivesNoLongerAndNoShorterThanItDoes) {
     kill(*copy, SIGKILL);
 }
 
-// A process that can't enter the table has nothing, not even the child of one that could; either can as soon as there
-// is room. What the parent has goes on.
+// A process that can't get a row can use no objects, not even as the child of one that has a row; it can as soon as
+// there is room. The parent's objects go on.
 TEST_F(ProcessTable, AProcessWithoutARowIsRefusedUntilThereIsRoom) {
-    const Handle elsewhere = makeMutex("m"); // in another home, whose table has room all the time
+    const Handle elsewhere = makeMutex("m"); // in another home, whose table has room
     useFreshHome();
     const Handle mutex = makeMutex("m", true);
     Child others = holdAllRows(rowOf(WdOwnTag(WD_ROLE_NONE)));
@@ -125,7 +125,7 @@ TEST_F(ProcessTable, AProcessWithoutARowIsRefusedUntilThereIsRoom) {
     EXPECT_TRUE(ReleaseMutex(mutex.get()));
 }
 
-// Of another layout, or nonsense: refused while somebody uses it, laid down afresh when nobody does.
+// A table of another layout, or garbage, is refused while somebody uses it and recreated when nobody does.
 TEST_F(ProcessTable, ATableOfAnotherLayout) {
     constexpr std::uint32_t kMagic = 0x54505744;
     for (const Head& other : {Head{kMagic, 1, 0}, Head{0, 0, 0}, Head{0x12345678, 1, 0}}) {

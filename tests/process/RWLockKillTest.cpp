@@ -1,5 +1,5 @@
-// A process is ended at each step of the reader/writer lock in turn, in every role; whoever is left must get both locks
-// with two looks at most and find the count as it should be. Looks are counted, never time.
+// A process is killed at each step of the reader/writer lock in turn, in every role; the survivors must get the read
+// and the write lock after at most two looks for dead holders, and find the right count. Looks are counted, never time.
 #include "Child.h"
 #include "LockMemory.h"
 #include "LockSteps.h"
@@ -17,7 +17,7 @@
 
 namespace {
 
-// The locks' own, and those of the test.
+// The steps of the locks and of the test.
 const std::set<std::string> kSteps{
     "guard",         "guard.end",     "enter.row",     "enter.count",   "enter.token",  "leave.row",    "leave.count",
     "leave.token",   "write.token",   "write.end",     "look",          "look.writer",  "recount.rows", "recount.count",
@@ -31,7 +31,7 @@ std::unique_ptr<CWdRWLockEx> openLock(const std::string& name) {
     return lock;
 }
 
-// What the process does that is to die, and the others beside it. Where nobody was there before, opening is part of it.
+// What the dying process does, and the survivors after it. Where nobody had the lock open, opening it is part of that.
 using Role = void (*)(std::unique_ptr<CWdRWLockEx>& lock);
 
 void readOnce(std::unique_ptr<CWdRWLockEx>& lock) {
@@ -47,18 +47,18 @@ void write(std::unique_ptr<CWdRWLockEx>& lock) {
     const CWdRWWriteLock hold(lock.get());
     steps::pass("test.writing");
 }
-// In which state the lock is when it comes.
+// Who holds the lock when the dying process comes.
 enum class Holder { Nobody, Reader, Writer };
 struct Scene {
     const char* name;
-    bool isOpen = true;             // somebody has its objects
-    Holder holder = Holder::Nobody; // lives, and lets go when the process that is to die has waited for two looks
+    bool isOpen = true;             // somebody has its objects open
+    Holder holder = Holder::Nobody; // alive; releases the lock when the dying process has looked twice
     struct {
         Role role;
         const char* step;
     } died[2] = {};
 };
-constexpr const char* kWithoutToken = "enter.count"; // a first reader, with the guard, its row and the count
+constexpr const char* kWithoutToken = "enter.count"; // a first reader that has the guard, its row and the count
 const Scene kUnused{"unused", false};
 const Scene kFree{"free"};
 const Scene kLiveReader{"a reader", true, Holder::Reader};
@@ -75,12 +75,12 @@ const Scene kDead[] = {
 
 class RWLockKill : public testing::Test {
   protected:
-    // Every death of a role in a scene.
+    // Kills a process in each role at every step.
     void killAtEachStep(const Scene& scene, std::initializer_list<Role> roles) {
         for (const Role role : roles)
             for (unsigned nth = 1; !HasFailure(); ++nth) {
                 if (nth == 1 || !scene.isOpen)
-                    m_name = "kill" + std::to_string(++m_locks); // not even a file of an earlier one is there
+                    m_name = "kill" + std::to_string(++m_locks); // a new name, without files of an earlier lock
                 const std::string step = killAtStep(scene, role, nth);
                 if (step.empty())
                     break;
@@ -91,13 +91,13 @@ class RWLockKill : public testing::Test {
     std::set<std::string> m_died;
 
   private:
-    // The step's name; empty when the role was through before.
+    // Returns the step's name; empty when the role has fewer steps.
     std::string killAtStep(const Scene& scene, Role role, unsigned nth) WD_NO_THREAD_SAFETY_ANALYSIS {
         SCOPED_TRACE(testing::Message() << scene.name << ", step " << nth);
         std::unique_ptr<CWdRWLockEx> lock;
         if (scene.isOpen) {
             lock = openLock(m_name);
-            readOnce(lock); // it has a row, so that only who died makes it count anew
+            readOnce(lock); // gets its row now, so that only a dead process makes it recount
         }
         for (const auto& [dyingRole, dyingStep] : scene.died)
             if (dyingRole != nullptr)
@@ -121,7 +121,7 @@ class RWLockKill : public testing::Test {
         });
         waited.closeSender();
         if (scene.holder != Holder::Nobody) {
-            waited.await(); // ends with its life too
+            waited.await(); // also returns when the child has died
             EXPECT_EQ(LockMemory(m_name).taker(),
                       WdOwnTag(scene.holder == Holder::Reader ? WD_ROLE_GROUP : WD_ROLE_ALONE))
                 << "a holder that lives was robbed";
@@ -131,7 +131,7 @@ class RWLockKill : public testing::Test {
         const std::string step = died ? grave->step.load() : "";
         SCOPED_TRACE(died ? "killed at " + step : "not killed");
         EXPECT_EQ(died, grave->step != nullptr);
-        // Whoever is left may come with either wish, and with a row in the table or without one.
+        // Survivors may want to read or to write first, and may have a row in the table or not.
         if (lock == nullptr)
             lock = openLock(m_name);
         goOn(lock, nth % 2 == 0);
@@ -140,7 +140,7 @@ class RWLockKill : public testing::Test {
         return step;
     }
 
-    // Another process, inside the lock.
+    // Lets another process die inside the lock.
     void dieAt(Role role, const char* step) const {
         const Shared<steps::Grave> grave;
         Child child([&] {

@@ -1,4 +1,4 @@
-// The reader/writer lock between processes that live, or that die at an awkward moment of another.
+// The reader/writer lock between live processes, or when one dies at an awkward moment for another.
 #include "Child.h"
 #include "LockMemory.h"
 #include "LockSteps.h"
@@ -28,7 +28,7 @@ std::unique_ptr<CWdRWLockEx> openLock() {
     return lock;
 }
 
-// The two halves of an operation stand apart in these tests, which the analysis doesn't follow.
+// These tests lock and unlock in different functions, which the thread-safety analysis can't follow.
 enum class Mode { Read, Write };
 
 void enter(CWdRWLock& lock, Mode mode) WD_NO_THREAD_SAFETY_ANALYSIS {
@@ -39,7 +39,7 @@ void leave(CWdRWLock& lock, Mode mode) WD_NO_THREAD_SAFETY_ANALYSIS {
     mode == Mode::Read ? lock.UnlockRead() : lock.UnlockWrite();
 }
 
-// A child that holds the lock until it is told to let go.
+// A child that holds the lock until told to release it.
 class LockHolder {
   public:
     explicit LockHolder(Mode mode)
@@ -64,9 +64,9 @@ class LockHolder {
     SteppedChild m_child;
 };
 
-// A wait for a holder that lives warns once a slice, and ends when the holder lets go.
+// A wait for a live holder logs a warning per time slice, and ends when the holder releases the lock.
 TEST(RWLockProcess, WaitsForALivingHolderHoweverLong) {
-    const TimeScale scale("0.0005"); // 60 seconds are 30 milliseconds
+    const TimeScale scale("0.0005"); // 60 seconds become 30 milliseconds
     const struct {
         Mode holder;
         Mode waiter;
@@ -96,7 +96,7 @@ TEST(RWLockProcess, WaitsForALivingHolderHoweverLong) {
     }
 }
 
-// What the child of a reader does with its copy of the lock, and the count that it leaves.
+// What a reader's forked child does with its copy of the lock, and the resulting count.
 TEST(RWLockProcess, AForkedChildOfAReaderHoldsNothing) {
     auto lock = openLock();
     const LockMemory memory(kName);
@@ -119,19 +119,19 @@ TEST(RWLockProcess, AForkedChildOfAReaderHoldsNothing) {
     EXPECT_EQ(memory.taker(), WD_GROUP_TAG);
     other.letGo();
     other.expectEnd();
-    LockHolder writer(Mode::Write); // what the dead child left is looked after
+    LockHolder writer(Mode::Write); // cleans up after the dead child
     writer.letGo();
     writer.expectEnd();
     EXPECT_TRUE(LockMemory(kName).isAtRest());
 }
 
-// Two that wait see the same dead writer. The slower one must not take the token from the other.
+// Two waiting processes see the same dead writer. The slower one must not take the token from the faster.
 TEST(RWLockProcess, ALateLookRobsNobody) {
     const auto lock = openLock();
     LockHolder(Mode::Write).kill();
     std::unique_ptr<LockHolder> faster;
     const steps::At slow("look.writer", [&, first = true]() mutable {
-        if (std::exchange(first, false)) // not in the child, too
+        if (std::exchange(first, false)) // only in this process, not in the child
             faster = std::make_unique<LockHolder>(Mode::Write);
     });
     const steps::At next("look", [&] {
@@ -147,13 +147,13 @@ TEST(RWLockProcess, ALateLookRobsNobody) {
     EXPECT_TRUE(LockMemory(kName).isAtRest());
 }
 
-// A reader died as the first one, and whoever counts anew after it takes it for alive: a new process has its place in
-// the process table, but hasn't raised the generation there yet. The count says that there is a reader, and no reader
-// has the token.
+// The first reader died, but looks alive to a process that recounts: a new process has taken over its row in the
+// process table and hasn't raised the generation yet. So the count says that there is a reader, but no reader has the
+// token.
 TEST(RWLockProcess, AFirstReaderThatLooksAliveAgainKeepsNoWriterIn) {
     const auto lock = openLock();
     const LockMemory memory(kName);
-    enter(*lock, Mode::Read); // a row, so that no other count is made
+    enter(*lock, Mode::Read); // gets a row now, so that no other recount happens
     leave(*lock, Mode::Read);
     const Shared<std::atomic<WD_TAG>> dead;
     const Shared<steps::Grave> grave;
@@ -175,7 +175,7 @@ TEST(RWLockProcess, AFirstReaderThatLooksAliveAgainKeepsNoWriterIn) {
             place.l_type = F_WRLCK;
             place.l_start = static_cast<off_t>(*dead >> 16 & 0xFFFF); // the row's byte
             place.l_len = 1;
-            // Its own number and start already stand in the row, of which nothing is known here.
+            // The new process would already have written its pid and start time to the row: here 0, unknown.
             const std::uint64_t unknown = 0;
             const off_t start = 16 + place.l_start * 32 + 16;
             EXPECT_EQ(pwrite(file, &unknown, sizeof unknown, start), static_cast<ssize_t>(sizeof unknown));

@@ -1,6 +1,6 @@
-// Processes that read, nest and write are ended at random instants and at random steps, while a checker beside the lock
-// sees whether a writer was ever inside with anybody else. Several locks at once, since most of the time is spent
-// asleep, and of two users where there can be, who make and close their objects side by side.
+// Processes that read, nest and write are killed at random instants and at random steps, while a check independent of
+// the lock detects whether a writer was ever inside with anybody else. Uses several locks at once, since most of the
+// time is spent asleep, and if possible two users, who create and close the objects at the same time.
 #include "LockMemory.h"
 #include "LockSteps.h"
 #include "RWLock.h"
@@ -18,9 +18,9 @@ constexpr std::size_t kPerLock = 4; // processes
 
 enum State : std::uint32_t { kOutside, kReading, kWriting };
 
-// What each lock's processes say to be. One tells it after the lock is taken and takes it back before it is let go, and
-// then looks at all others: of two that are inside together at least one sees the other. All of it is sequentially
-// consistent. What a life said counts no longer when it is to be killed.
+// The state that each process claims to be in. A process sets it after taking the lock and resets it before the
+// release, and each time looks at all others': of two that are inside together at least one sees the other, since all
+// accesses are sequentially consistent. The claim of a process that is about to be killed no longer counts.
 struct Board {
     std::atomic<std::uint64_t> said[kLocks * kPerLock]; // life and state
 };
@@ -59,7 +59,7 @@ class Worker {
             read(0, kReading);
         say(behind);
     }
-    // Lets others try to come in.
+    // Gives others a chance to enter.
     void stay(State state) {
         say(state);
         sched_yield();

@@ -1,5 +1,5 @@
-// The registry under many processes at once: whole values and no lost one, processes killed at any moment, races for a
-// new home, other process-id namespaces, a full table of readers.
+// The registry used by many processes at once: values are whole and none is lost, processes are killed at any moment,
+// races for a new home, other process-id namespaces, a full reader table.
 #include "Workers.h"
 
 #include <Child.h>
@@ -29,7 +29,7 @@ std::string numbered(const char* text, unsigned long number) {
     return std::string(text).append(std::to_string(number));
 }
 
-// Nor does a child of it that outlives it and never calls in.
+// Nothing stays in effect through a child that outlives the writer and never calls the layer, either.
 TEST(RegistryProcess, AWriterKilledInsideItsBatchLeavesNothingOfIt) {
     const TestKey key = TestKey::create("Victim");
     ASSERT_EQ(key.set("v", 1), 0);
@@ -52,13 +52,13 @@ TEST(RegistryProcess, AWriterKilledInsideItsBatchLeavesNothingOfIt) {
     kill(*survivor, SIGKILL);
 }
 
-// Of its text's length and letter, which both follow from the number.
+// A text whose length and letter both follow from the number.
 std::string textOf(DWORD number) {
     return std::string(number % 3000, static_cast<char>('a' + number % 26));
 }
 
-// Workers count in batches, make and delete trees, and read what others do. Whoever is killed, what is left is whole
-// for all, and of what was told as stored nothing is lost.
+// Workers count in batches, create and delete trees, and read what others write. Whoever is killed, the registry stays
+// consistent for all, and nothing that was reported as stored is lost.
 class KillTest {
   public:
     void count(const Life& life) {
@@ -66,7 +66,7 @@ class KillTest {
             const TestKey key = TestKey::open("Count", KEY_ALL_ACCESS);
             {
                 RegistryBatch batch;
-                key.set("writer", life.number); // from the first write on no one else writes
+                key.set("writer", life.number); // the first write keeps out other writers
                 const DWORD number = key.number("n").value_or(0) + 1;
                 EXPECT_TRUE(key.set("n", number) == 0 && key.setBytes("text", textOf(number)) == 0 && batch.end() == 0);
                 ++*m_stored;
@@ -78,14 +78,14 @@ class KillTest {
             wholeNumber();
         } while (life.goesOn());
     }
-    // How far they have come, looked at from here; the last of each of the `lives` may be there or not.
+    // Checks how far the workers have come; the last write of each of the `lives` may or may not be stored.
     void check(unsigned lives) const {
         const DWORD least = *m_stored;
         const DWORD number = wholeNumber();
         EXPECT_TRUE(number >= least && number <= *m_stored + lives) << number << " of " << least;
         const TestKey trees = TestKey::open("Trees");
         LONG error = 0;
-        for (DWORD index = 0; error == 0; ++index) { // a name that is listed has a key, unless it went meanwhile
+        for (DWORD index = 0; error == 0; ++index) { // each listed name has a key, unless deleted meanwhile
             char name[512];
             DWORD length = sizeof name;
             error = RegEnumKeyExA(trees.get(), index, name, &length, nullptr, nullptr, nullptr, nullptr);
@@ -94,7 +94,7 @@ class KillTest {
     }
 
   private:
-    // From its first write on a batch reads one state: what is read there belongs together.
+    // From its first write on, a batch reads a single state: values read in it are consistent.
     static DWORD wholeNumber() {
         const TestKey key = TestKey::open("Count", KEY_ALL_ACCESS);
         RegistryBatch batch;
@@ -104,7 +104,7 @@ class KillTest {
         return number;
     }
 
-    const Shared<std::atomic<DWORD>> m_stored; // by all of them
+    const Shared<std::atomic<DWORD>> m_stored; // by all workers
 };
 
 TEST(RegistryProcess, KillsAtRandomInstantsLeaveItWhole) {
@@ -119,8 +119,8 @@ TEST(RegistryProcess, KillsAtRandomInstantsLeaveItWhole) {
     }
 }
 
-// The engine by itself in a process of its own, with read transactions that never end: one, or as many as there is room
-// for.
+// A process that uses the engine directly, with read transactions that never end: one, or as many as the reader table
+// holds.
 Child readForever(bool everyPlace) {
     return childWith([everyPlace] {
         MDB_env* environment = nullptr;
@@ -136,7 +136,7 @@ Child readForever(bool everyPlace) {
     });
 }
 
-// Old pages that a reader needs are kept for it, but not for a dead one.
+// Old pages are kept for a reader that needs them, but not for a dead one.
 TEST(RegistryProcess, AKilledReaderKeepsNoPages) {
     const TestKey key = TestKey::create("Pages");
     ASSERT_EQ(key.set("v", 0), 0);
@@ -150,10 +150,10 @@ TEST(RegistryProcess, AKilledReaderKeepsNoPages) {
 
 TEST(RegistryProcess, AFullTableOfReadersStopsNobody) {
     const TestKey key = TestKey::create("Readers");
-    ASSERT_TRUE(key.set("v", 1) == 0 && key.number("v") == 1u); // and this one's place is taken
+    ASSERT_TRUE(key.set("v", 1) == 0 && key.number("v") == 1u); // this process has its slot
     SteppedChild reader([&](const SteppedChild::Stop& stop) {
         EXPECT_EQ(key.set("v", 2), 0);
-        stop(); // without a place yet
+        stop(); // has no slot yet
         EXPECT_EQ(key.number("v"), 2u);
     });
     ASSERT_TRUE(reader.awaitStop());
@@ -187,9 +187,9 @@ TEST(RegistryProcess, RacingProcessesMakeOneHome) {
     }
 }
 
-// The database tells processes by number, so two namespaces would take each other's processes for dead.
+// The database identifies processes by pid, so two namespaces would take each other's processes for dead.
 TEST(RegistryProcess, AnotherProcessNamespaceIsRefusedWhileTheHomeIsInUse) {
-    const auto errorElsewhere = [] { // 77: no right to make a namespace
+    const auto errorElsewhere = [] { // 77: not allowed to create a namespace
         return static_cast<DWORD>(Child([] {
                                       return unshare(CLONE_NEWPID) != 0
                                                  ? 77

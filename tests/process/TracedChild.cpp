@@ -66,7 +66,7 @@ bool TracedChild::run(Watcher* watcher) {
             return true;
         }
         if (WSTOPSIG(status) != kSystemCallStop)
-            signal = WSTOPSIG(status) == SIGTRAP ? 0 : WSTOPSIG(status); // SIGTRAP: it has started a program
+            signal = WSTOPSIG(status) == SIGTRAP ? 0 : WSTOPSIG(status); // SIGTRAP: after exec
         else if (watcher != nullptr && !std::exchange(m_isInside, !m_isInside))
             enter(*watcher);
         else if (watcher != nullptr)
@@ -81,7 +81,7 @@ void TracedChild::enter(Watcher& watcher) {
     std::copy_n(info.entry.args, m_call.arguments.size(), m_call.arguments.begin());
     m_fate = watcher.before(*this, m_call);
     if (m_fate.what == Fate::Fails || m_fate.what == Fate::EndsBefore)
-        trace(PTRACE_POKEUSER, m_process, kNumber, -1L); // a call that there isn't
+        trace(PTRACE_POKEUSER, m_process, kNumber, -1L); // an invalid call number
     if (m_fate.what == Fate::EndsBefore)
         kill(m_process, SIGKILL);
     if (m_fate.what == Fate::ComesShort)
@@ -101,7 +101,7 @@ void TracedChild::leave(Watcher& watcher) {
 
 std::string TracedChild::bytes(std::uint64_t address, std::size_t count) const {
     std::string copy(count, '\0');
-    constexpr std::size_t kPage = 4096; // a text may end with the last page that is there
+    constexpr std::size_t kPage = 4096; // a text may end at the last mapped page
     std::size_t done = 0;
     while (done < count) {
         const std::size_t piece = std::min(count - done, kPage - (address + done) % kPage);

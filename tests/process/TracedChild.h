@@ -1,5 +1,5 @@
-// A child that stands still before and behind each of its system calls, whoever makes them: our code, the registry's
-// engine, the C library, the loader, in a program started anew too. What happens to a call is decided while it stands.
+// A child that stops before and after each of its system calls, whoever makes them: our code, the registry's engine,
+// the C library or the loader, also after exec. While it is stopped, a watcher decides what happens to the call.
 #pragma once
 
 #include <array>
@@ -19,37 +19,37 @@ class TracedChild {
         enum What { Made, Fails, FailsBehind, ComesShort, EndsBefore, EndsBehind } what = Made;
         int error = 0;
     };
-    // Who decides, and hears of what was made with success.
+    // Decides before each call what happens to it, and is told afterwards of each call that succeeded.
     class Watcher {
       public:
         virtual Fate before(const TracedChild& child, const SystemCall& call) = 0;
         virtual void behind(const TracedChild&, const SystemCall&, std::int64_t) {}
-        // From then on the child goes at its full speed.
+        // When true, the child goes on untraced, at full speed.
         virtual bool hasSeenAll() const { return false; }
 
       protected:
         ~Watcher() = default;
     };
 
-    // Whether this machine and its rights allow it.
+    // Whether this machine and our permissions allow tracing.
     static bool isPossible();
 
-    // Stands still before `body` begins. Killed at the latest when its object goes, and with its parent.
+    // The child stops before `body` begins. It is killed with its parent, at the latest by the destructor.
     explicit TracedChild(const std::function<int()>& body);
     TracedChild(const TracedChild&) = delete;
     TracedChild& operator=(const TracedChild&) = delete;
     ~TracedChild();
 
-    // In the child: stands still until it is run on.
+    // Called in the child: stops until the next run().
     static void mark();
-    // To the child's next mark; false when it ended before. Without a watcher at its full speed.
+    // Runs to the child's next mark; false when it ended before. Without a watcher it runs at full speed.
     bool run(Watcher* watcher = nullptr);
-    // Exit status, or Child::kSignal and the signal, of one that has ended.
+    // Exit status, or Child::kSignal plus the signal, of a child that has ended.
     int ending() const { return m_ending; }
 
     std::string bytes(std::uint64_t address, std::size_t count) const;
     std::string text(std::uint64_t address) const { return bytes(address, 4096).c_str(); }
-    // What stands behind a descriptor, as a path in /proc that leads to it.
+    // The path in /proc that leads to a descriptor's file.
     std::string descriptor(std::uint64_t file) const;
 
   private:

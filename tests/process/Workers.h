@@ -1,5 +1,5 @@
-// Processes at work, one in each place, of which one after the other is killed and replaced by another. Each life has a
-// number and a seed of its own.
+// Worker processes, one per place, which are killed one after another and replaced. Each life has a number and a seed
+// of its own.
 #pragma once
 
 #include <Child.h>
@@ -18,7 +18,7 @@
 #include <utility>
 #include <vector>
 
-// How often the random tests kill.
+// The number of kills in the random tests.
 inline unsigned wantedKills() {
     const char* const given = std::getenv("WDLT_KILLS");
     return given == nullptr ? 300 : static_cast<unsigned>(std::strtoul(given, nullptr, 10));
@@ -27,30 +27,30 @@ inline unsigned wantedKills() {
 struct Life {
     struct Place {
         std::atomic<unsigned> rounds;
-        std::atomic<unsigned> over; // the last life that is, or is about to be
+        std::atomic<unsigned> over; // the last life that has ended or is about to end
     };
     static constexpr std::size_t kMostPlaces = 64;
 
     std::size_t place;
-    unsigned number; // from 1, over all places
+    unsigned number; // counts from 1, over all places
     unsigned seed;
     Place* places;
 
-    // At the end of each round: false when an expectation of its own didn't hold.
+    // Call at the end of each round: false when an expectation of this process has failed.
     bool goesOn() const {
         ++places[place].rounds;
         return !testing::Test::HasFailure();
     }
-    // From here on it may die at any moment.
+    // From now on this life may end at any moment.
     void expectEnd() const { places[place].over = number; }
-    // To be left where others look who is there.
+    // Identifies this life in data that other processes check.
     std::uint64_t mark() const { return number * kMostPlaces + place; }
     bool isOver(std::uint64_t mark) const { return mark / kMostPlaces <= places[mark % kMostPlaces].over; }
 };
 
 class Workers {
   public:
-    // For as long as its life goes on. One that comes to an end without having been told to has found something wrong.
+    // Runs until its life is ended. A worker that returns by itself has found something wrong.
     using Work = std::function<void(const Life&)>;
 
     Workers(std::size_t places, unsigned seed, Work work) : m_random(seed), m_work(std::move(work)) {
@@ -60,7 +60,7 @@ class Workers {
 
     unsigned lives() const { return m_lives; }
 
-    // Any of them; its number.
+    // Kills and replaces a random one; returns the number of the killed life.
     unsigned killOne() {
         const std::size_t place = m_random() % m_workers.size();
         const Life life = m_workers[place].life;
@@ -76,7 +76,7 @@ class Workers {
                 awaitRounds(1);
         }
     }
-    // Until each place has gone on by so many: nobody stands still.
+    // Waits until each place has made so many more rounds, so that nobody is stuck.
     void awaitRounds(unsigned more) {
         alarm(kPatience);
         std::vector<unsigned> goals;
@@ -89,7 +89,7 @@ class Workers {
             }
         alarm(0);
     }
-    // Those who may end by themselves, if the work is of that kind.
+    // Waits for the workers to end by themselves, for work that does.
     void awaitEnd() {
         alarm(kPatience);
         for (Worker& worker : m_workers)

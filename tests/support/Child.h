@@ -1,6 +1,5 @@
-// Processes of a test: a child of a fork or a program started anew, a pipe to tell each other how far one is, and
-// memory that a test shares with its children. A test must not start children while threads of its own run, but where
-// forks in the middle are what it is about.
+// Processes of a test: forked children and other programs, a pipe for signals between them, and memory that a test
+// shares with its children. A test must not start children while threads of its own run, unless that is what it tests.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -21,13 +20,13 @@
 #include <utility>
 #include <vector>
 
-// Killed at the latest when its object goes, and with its parent.
+// Killed with its parent, at the latest by the destructor.
 class Child {
   public:
-    static constexpr int kSignal = 1000; // added to the signal that ended it
+    static constexpr int kSignal = 1000; // plus the signal that ended it
     static constexpr int kKilled = kSignal + SIGKILL;
 
-    // `body` gives the exit status. One that gives nothing has expectations of its own: 0 when all of them held.
+    // `body` returns the exit status. If it returns void, the status is 0 when all its expectations held, else 1.
     template <std::invocable Body>
     explicit Child(Body&& body) : m_process(flushAndFork()) {
         if (m_process != 0)
@@ -41,11 +40,11 @@ class Child {
             _exit(static_cast<int>(body()));
         }
     }
-    // Another program, by its path and arguments; it has the environment and the pipes of this one.
+    // Runs another program, by its path and arguments; it inherits the environment and pipes.
     static Child run(const std::vector<std::string>& words) {
         return Child([&] { return become(words); });
     }
-    // In a child: the same, in its place. Returns only when there is no such program.
+    // Called in a child: executes the program in its place. Returns only when that fails.
     static int become(std::vector<std::string> words) {
         std::vector<char*> arguments;
         for (std::string& word : words)
@@ -61,7 +60,7 @@ class Child {
     }
     ~Child() { kill(); }
 
-    // Its exit status, or kSignal and the signal.
+    // Returns the exit status, or kSignal plus the signal.
     int wait() {
         int status = 0;
         if (waitpid(std::exchange(m_process, -1), &status, 0) < 0)
@@ -69,7 +68,7 @@ class Child {
         return WIFEXITED(status) ? WEXITSTATUS(status) : kSignal + WTERMSIG(status);
     }
     void signal(int number) const { ::kill(m_process, number); }
-    // As wait: one that had ended by itself before shows its own status.
+    // Kills and returns the same as wait: a child that had already ended keeps its own status.
     int kill() {
         if (m_process <= 0)
             return -1;
@@ -77,7 +76,7 @@ class Child {
         return wait();
     }
 
-    // Whether wait would give its status at once.
+    // Whether wait would return at once.
     bool hasEnded() const {
         siginfo_t ended{};
         return waitid(P_PID, static_cast<id_t>(m_process), &ended, WEXITED | WNOHANG | WNOWAIT) == 0 &&
@@ -86,7 +85,7 @@ class Child {
 
   private:
     static pid_t flushAndFork() {
-        std::fflush(stdout); // else the child has it in its buffer too
+        std::fflush(stdout); // otherwise the child would have a copy of the buffer
         return fork();
     }
 
@@ -98,24 +97,24 @@ class Child {
         pause();
 }
 
-// A child's expectations, as if they were this process's.
+// Runs expectations in a child; a failure there fails this process's test.
 template <class Body>
 void inChild(Body&& body) {
     EXPECT_EQ(Child(body).wait(), 0) << "in a child";
 }
 
-// In a child: the administrator becomes this user, with no other group. No user or group of any machine has the
-// numbers.
+// Called in a child of root: becomes this user, with only this group. The numbers are assumed to be unused on any
+// machine.
 inline constexpr uid_t kOneUser = 61'001;
 inline constexpr uid_t kOtherUser = 61'002;
 inline constexpr gid_t kHomeGroup = 61'100;
 inline bool becomeUser(uid_t user, gid_t group) {
     const bool done = setgroups(0, nullptr) == 0 && setgid(group) == 0 && setuid(user) == 0;
-    prctl(PR_SET_PDEATHSIG, SIGKILL); // changing users took it back
+    prctl(PR_SET_PDEATHSIG, SIGKILL); // cleared by the change of user
     return done;
 }
 
-// A child of that user's; only the administrator can have another's.
+// A child that runs as `user`; only root can run one as somebody else.
 inline constexpr gid_t kNoGroup = 61'200;
 template <class Body>
 Child as(uid_t user, Body&& body, gid_t group = kNoGroup) {
@@ -126,7 +125,7 @@ Child as(uid_t user, Body&& body, gid_t group = kNoGroup) {
     });
 }
 
-// What `body` gives in a process of that user's, a member of the home's group, where this one can be several.
+// The result of `body` in a process of that user, as a member of the home's group; without root it runs as this user.
 inline int asMember(uid_t user, const std::function<int()>& body) {
     return Child([&] { return geteuid() != 0 || becomeUser(user, kHomeGroup) ? body() : 100; }).wait();
 }
@@ -148,7 +147,7 @@ class Pipe {
         if (write(m_ends[1], "", 1) != 1)
             std::abort();
     }
-    // Until a byte comes, or the last process that could send one has closed its end.
+    // Waits for a byte; false when every sender has closed its end.
     bool await() const {
         char byte = 0;
         return receive(byte);
@@ -158,14 +157,14 @@ class Pipe {
         if (m_ends[1] >= 0)
             close(std::exchange(m_ends[1], -1));
     }
-    // For a program started anew.
+    // The descriptor to pass to another program.
     int sender() const { return m_ends[1]; }
 
   private:
     int m_ends[2];
 };
 
-// A child that waits at each `stop` of its body until it may go on.
+// A child that waits at each `stop` of its body until goOn().
 class SteppedChild {
   public:
     using Stop = std::function<void()>;
@@ -173,7 +172,7 @@ class SteppedChild {
     template <std::invocable<const Stop&> Body>
     explicit SteppedChild(Body&& body)
         : m_child([&] {
-              m_goOn.closeSender(); // so that the end of the test wakes it, and its children
+              m_goOn.closeSender(); // so that the end of the test wakes this child and its children
               return body(Stop([this] {
                   m_stopped.signal();
                   m_goOn.await();
@@ -182,12 +181,12 @@ class SteppedChild {
         m_stopped.closeSender();
     }
 
-    // False when it ended, or was killed, on the way.
+    // False when it ended or was killed before the stop.
     bool awaitStop() const { return m_stopped.await(); }
     void goOn() const { m_goOn.signal(); }
     int wait() { return m_child.wait(); }
     int kill() { return m_child.kill(); }
-    // From its last stop to its end.
+    // Lets it go on from its last stop; returns its exit status.
     int end() {
         goOn();
         return wait();
@@ -199,7 +198,7 @@ class SteppedChild {
     Child m_child;
 };
 
-// A child that does `begin` and keeps what that gave until it is killed.
+// A child that calls `begin` and keeps the result until it is killed.
 template <class Begin>
 Child childWith(Begin&& begin) {
     Pipe begun;
@@ -213,7 +212,7 @@ Child childWith(Begin&& begin) {
     return child;
 }
 
-// A T of zeros, the same one in this process and in its children.
+// A zeroed T that is shared by this process and its children.
 template <class T>
 class Shared {
   public:

@@ -5,7 +5,7 @@
 
 #ifndef WDLT_THREAD_SANITIZER
 
-// All forms, so that what comes from one of them goes back to the other.
+// All forms are replaced, so that each operator delete matches its operator new.
 void* operator new(std::size_t size) {
     void* const memory = operator new(size, std::nothrow);
     return memory != nullptr ? memory : throw std::bad_alloc();

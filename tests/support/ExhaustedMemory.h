@@ -1,10 +1,10 @@
-// Lets one allocation of the calling thread fail. The program that links this has an operator new of its own, which its
-// libraries use too; but the thread sanitizer brings one that can't be replaced: a test of this skips itself there.
+// Lets one allocation of the calling thread fail. The program that links this has its own operator new, which its
+// libraries use too. The thread sanitizer has one that can't be replaced, so tests that need this are skipped there.
 #pragma once
 
 #include "Sanitizers.h"
 
-// The allocation that comes after `count` others fails, once, while this object lives.
+// While this object lives, the allocation after `count` others fails, once.
 class ExhaustedMemory {
   public:
     explicit ExhaustedMemory(int count) { t_allocationsLeft = count; }
@@ -21,11 +21,11 @@ class ExhaustedMemory {
     static bool wasMet() {
         return t_allocationsLeft < 0;
     }
-    // Of `count`, those that are still to come.
+    // How many of the `count` allocations are left.
     static int left() {
         return t_allocationsLeft;
     }
-    // For an allocation: whether it is the one.
+    // Called by each allocation: whether it is the one that fails.
     static bool isMet() {
         return t_allocationsLeft >= 0 && t_allocationsLeft-- == 0;
     }

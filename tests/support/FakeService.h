@@ -1,5 +1,4 @@
-// The running service's side of an exchange, for tests: its memory and events, and a thread that answers as the test
-// says.
+// The service's side of an exchange, for tests: its memory and events, and a thread that answers as the test wants.
 #pragma once
 
 #include "TestObject.h"
@@ -18,7 +17,7 @@
 #include <utility>
 #include <vector>
 
-// What the service makes of one exchange; without memory (0 bytes) or events it is half there.
+// The service's objects for one exchange; without memory (0 bytes) or events they are incomplete.
 class ServiceObjects {
   public:
     explicit ServiceObjects(const std::string& name, DWORD bytes, bool withEvents = true) {
@@ -54,7 +53,7 @@ class ServiceObjects {
 
 class FakeService {
   public:
-    // Called in the service's thread for each request, with its memory: whether it answers.
+    // Called on the service's thread for each request, with its memory; returns whether to answer.
     using Hear = std::function<bool(BYTE* memory)>;
 
     FakeService(const std::string& name, DWORD bytes, Hear hear)
@@ -90,16 +89,16 @@ struct Change {
     }
 };
 
-inline constexpr Change kHandlerChange{10003, 0}; // of the web handlers
+inline constexpr Change kHandlerChange{10003, 0}; // of the web handler
 
 inline std::ostream& operator<<(std::ostream& out, const Change& change) {
     return out << '(' << change.protocol << ", " << change.scan << ')';
 }
 
-// A service that keeps the notifications it hears.
+// A service that records the notifications it hears.
 class ChangeListener {
   public:
-    // `hear` is called before each answer, in the service's thread; without one every notification is answered.
+    // `hear` is called before each answer, on the service's thread; without it every notification is answered.
     explicit ChangeListener(std::function<bool(const Change&)> hear = {})
         : m_hear(std::move(hear)), m_service("wdlt_config_change_evt", sizeof(Change),
                                              [this](BYTE* memory) { return note(Change::in(memory)); }) {}
@@ -122,5 +121,5 @@ class ChangeListener {
     std::function<bool(const Change&)> m_hear;
     std::mutex m_mutex;
     std::vector<Change> m_heard;
-    FakeService m_service; // last: its thread uses the others
+    FakeService m_service; // last: its thread uses the other members
 };

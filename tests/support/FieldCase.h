@@ -1,4 +1,4 @@
-// A record that is kept value by value, told as rows: a field of it each, and all that is special about it.
+// Describes a record that is stored value by value: one row per field, with everything that is special about it.
 #pragma once
 
 #include <array>
@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-// A number or a text; a list of names as its text with commas.
+// A number or a text; a list of names is a text with commas.
 struct Content {
     Content(std::uint32_t itsNumber) : number(itsNumber) {}
     Content(const char* itsText) : text(itsText) {}
@@ -21,13 +21,13 @@ struct Content {
     std::string text;
 };
 
-// An enciphered text is tried empty alone, which no bytes stand for.
+// An enciphered text is only tested empty, which is stored as no bytes.
 enum class FieldShape { Number, Text, Names, Enciphered };
 
-// What a read makes of a value that it can't have.
+// What a read does about a value that it can't read.
 struct Unread {
-    std::optional<Content> content; // none: the read ends there
-    bool isTold = true;             // by the record's line; else the log has no such line
+    std::optional<Content> content; // nullopt: the read fails there
+    bool isTold = true;             // the record's line is logged; false: it must not be
 };
 inline Unread readsAs(Content content) {
     return {std::move(content), true};
@@ -38,14 +38,14 @@ inline Unread quietlyReadsAs(Content content) {
 
 using Passages = std::vector<std::pair<Content, Content>>;
 
-// One field; made by numberCase, textCase or namesCase below. Each word tells one thing more of it.
+// One field; made by numberCase, textCase or namesCase below. Each member function adds one property.
 struct FieldCase {
     const char* value; // its name in the registry
     std::size_t offset;
     std::size_t size;
     FieldShape shape;
-    std::array<Content, 2> samples; // two legal contents
-    std::size_t slotSize = 0;       // of a list of names
+    std::array<Content, 2> samples; // two valid contents
+    std::size_t slotSize = 0;       // in a list of names
     Unread absent{};
     Unread tooLarge{};
     Passages asRead{};
@@ -55,7 +55,7 @@ struct FieldCase {
     bool isFixed = false;
     const char* logName = value;
     const char* logNameOnWrite = value;
-    std::optional<std::array<Content, 2>> storedSamples{}; // where they aren't the same
+    std::optional<std::array<Content, 2>> storedSamples{}; // if stored differently
 
     FieldCase& with(Content first, Content second) {
         samples = {std::move(first), std::move(second)};
@@ -65,7 +65,7 @@ struct FieldCase {
         storedSamples = {std::move(first), std::move(second)};
         return *this;
     }
-    // What the record's address hangs on.
+    // The record's address depends on this value, so it must not change.
     FieldCase& fixedTo(const Content& content) {
         isFixed = true;
         return with(content, content);
@@ -82,17 +82,17 @@ struct FieldCase {
         absent = tooLarge = unread;
         return *this;
     }
-    // Stored, and what the record has of it; else the least and the most that its field holds.
+    // Pairs of what is stored and what is read; by default the least and the most that the field holds.
     FieldCase& reads(Passages passages) {
         asRead = std::move(passages);
         return *this;
     }
-    // In the record, and what is stored of it; else likewise.
+    // Pairs of what is written and what is stored; by default likewise.
     FieldCase& writes(Passages passages) {
         asWritten = std::move(passages);
         return *this;
     }
-    // What is stored goes into the caller's record too.
+    // As writes, and what is stored is copied back to the caller's record.
     FieldCase& writesBack(Passages passages) {
         correctsRecord = true;
         return writes(std::move(passages));
@@ -101,7 +101,7 @@ struct FieldCase {
         isWritten = false;
         return *this;
     }
-    // As the log calls it, where that isn't the value's name.
+    // The field's name in the log, if it isn't the value's name.
     FieldCase& named(const char* name, const char* nameOnWrite = nullptr) {
         logName = name;
         logNameOnWrite = nameOnWrite != nullptr ? nameOnWrite : name;
@@ -109,7 +109,7 @@ struct FieldCase {
     }
 };
 
-// Of a number without samples the runner makes some.
+// The runner makes the samples of a number that has none.
 inline FieldCase numberCase(const char* value, std::size_t offset, std::size_t size) {
     return {value, offset, size, FieldShape::Number, {Content(0u), Content(0u)}};
 }
@@ -133,17 +133,17 @@ struct RecordCase {
     std::size_t size = 0;
     std::vector<FieldCase> fields{};       // in the order of reading
     std::vector<std::string> writeOrder{}; // of values; empty: the order of reading
-    // With {field} and {status} in it. Empty: a failed read has no line at all.
+    // Log lines, with {field} and {status} as placeholders. Empty: nothing is logged.
     std::string unreadLine{};
     std::string unwrittenLine{};
-    std::int32_t readCode = 0; // in place of the store's, as the next
+    std::int32_t readCode = 0; // instead of the store's status, like the next
     std::int32_t writeCode = 0;
 
-    // What else a read gives and a write is given; and what of it no test can tell beforehand.
+    // Fills in the rest of the record; and which bytes a test can't predict.
     std::function<void(BYTE* record)> rest{};
     std::vector<std::pair<std::size_t, std::size_t>> unseen{}; // offset and bytes
-    std::size_t head = 0;                                      // bytes in front of the record in a read buffer
-    std::optional<std::uint64_t> writeType{};                  // where it isn't the one for reading
+    std::size_t head = 0;                                      // bytes before the record in a read buffer
+    std::optional<std::uint64_t> writeType{};                  // if it differs from the one for reading
 };
 
 inline void PrintTo(const RecordCase& record, std::ostream* out) {

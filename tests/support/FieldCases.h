@@ -1,6 +1,6 @@
-// What is tried with every record that is told as rows (FieldCase.h), through the exports: each value absent and too
-// large, at and around its limits, on reading and on writing; what a write leaves that fails at any of its values; what
-// the service hears. The log is empty before each try. Other sizes are RecordTableTest's.
+// The tests for every record that is described as rows (FieldCase.h), through the exports: each value absent, too
+// large, and at and around its limits, on reading and on writing; what a write leaves that fails at any of its values;
+// what the service hears. The log is cleared before each try. RecordTableTest tests wrong sizes.
 #pragma once
 
 #include "FakeService.h"
@@ -40,7 +40,7 @@ class FieldRunner {
 
     using Bytes = std::vector<BYTE>;
 
-    // The record in which each field has its first (0) or second (1) sample, and the same in the registry.
+    // The record in which each field has its first (0) or second (1) sample; layDown stores the same in the registry.
     Bytes sample(std::size_t which) const {
         Bytes bytes = emptyRecord();
         for (const FieldCase& field : m_record.fields)
@@ -52,7 +52,7 @@ class FieldRunner {
             store(field, storedSample(field, which));
     }
 
-    // At an odd address, as any caller may.
+    // Uses an unaligned address, as any caller may.
     std::int32_t read(Bytes& bytes) const {
         std::uint64_t size = m_record.head + m_record.size;
         Bytes unaligned(1 + size, 0xEE);
@@ -130,7 +130,7 @@ class FieldRunner {
             }
     }
 
-    // A text that fills its field, or its list's slot: it would never be read again.
+    // A text that fills its field, or its list's slot, is refused: it could never be read back.
     void tryTextsWithoutTerminator() const {
         for (const FieldCase& field : m_record.fields) {
             if (field.shape == FieldShape::Number)
@@ -152,7 +152,7 @@ class FieldRunner {
         }
     }
 
-    // Into a tree with the values and into one without; each write is told.
+    // Writes to a tree with the values and to one without; each write is notified.
     void tryWriting() const {
         ChangeListener service;
         for (const bool isThere : {false, true}) {
@@ -175,7 +175,7 @@ class FieldRunner {
         }
     }
 
-    // Fails a write at each of its values in turn; none is told.
+    // Fails a write at each of its values in turn; none is notified.
     void tryFailingWrites() const {
         const ChangeListener service([](const Change&) { return ADD_FAILURE(), true; });
         const std::vector<std::string> order = writeOrder();
@@ -272,10 +272,10 @@ class FieldRunner {
     std::optional<Stored> storedValue(const FieldCase& field) const {
         auto value = tree::get(m_record.key, field.value);
         if (value && value->type == REG_SZ && value->data.empty())
-            value->data = '\0'; // written without its terminator, an empty text has no bytes at all
+            value->data = '\0'; // an empty text written without its terminator has no bytes
         return value ? std::optional(Stored{value->type, value->data}) : std::nullopt;
     }
-    // The values of the first sample, but for those that have the second.
+    // All values must have the first sample, except those in `changed`, which have the second.
     void expectStored(const std::vector<std::string>& changed) const {
         for (const FieldCase& field : m_record.fields) {
             const bool isChanged = std::ranges::find(changed, field.value) != changed.end();

@@ -1,11 +1,11 @@
-// Lets a test that loads the library see its own log alone, when several share a process. Stands before the library.
+// Lets a test that loads the library see only its own log, when several share a process. Declare it before the library.
 #pragma once
 
 #include "TestHome.h"
 
 #include <filesystem>
 
-// For the next row of a table, while the library is there.
+// Clears the log while the library is loaded, for the next row of a table.
 inline void clearLog() {
     std::error_code none;
     std::filesystem::resize_file(TestHome::instance().path() / "log" / "test.log", 0, none);

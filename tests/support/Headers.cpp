@@ -1,1 +1,1 @@
-// Nothing of its own: a program of the headers that the tests share, where those are precompiled.
+// Empty: a target for precompiling the headers that the tests share.

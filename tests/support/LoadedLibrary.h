@@ -15,7 +15,7 @@ class LoadedLibrary {
   public:
     enum Log { withoutLog, withLog };
 
-    // With a log, all three levels go to a file in the home; the settings file must stand there before the load.
+    // With a log, all three levels go to a file in the home; its settings file must exist before the load.
     explicit LoadedLibrary(Log log = withoutLog) {
         if (log == withLog)
             LogFile::writeSettings();

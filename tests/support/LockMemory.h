@@ -1,5 +1,5 @@
-// What stands in the shared objects of a reader/writer lock, read past the lock itself. Has the objects open for the
-// length of a call only, so that it keeps no lock alive.
+// Reads the shared objects of a reader/writer lock directly. Opens the objects only during a call, so that it doesn't
+// keep the lock alive.
 #pragma once
 
 #include "TestObject.h"
@@ -19,7 +19,7 @@ class LockMemory {
   public:
     explicit LockMemory(std::string base) : m_prefix("Global\\" + std::move(base)) {}
 
-    // ~0 where the lock has no such memory.
+    // ~0 if the lock's memory doesn't exist.
     std::uint32_t count() const {
         const auto bytes = copy("_RW_MEMORY");
         std::uint32_t count = ~std::uint32_t{0};
@@ -43,7 +43,7 @@ class LockMemory {
         }
         return sum;
     }
-    // Whether somebody sleeps until the token is free: a mark that goes with its release.
+    // Whether somebody sleeps until the token is free: a mark that is cleared when the token is released.
     bool hasSleepers() const {
         constexpr std::streamoff kWord = 64; // in the object's file
         constexpr std::uint64_t kContended = 2;
@@ -56,7 +56,7 @@ class LockMemory {
                     .read(reinterpret_cast<char*>(&word), sizeof word);
         return (word & kContended) != 0;
     }
-    // Who took the token; 0 when it is signalled.
+    // Who has the token; 0 when it is free.
     WD_TAG taker() const {
         const Handle event(OpenEventA(EVENT_ALL_ACCESS, FALSE, (m_prefix + "_RW_EVENT").c_str()));
         return event ? WdEventTaker(event.get()) : ~WD_TAG{0};

@@ -1,4 +1,4 @@
-// Whether the locks of all writers are free, as another thread sees them.
+// Whether the mutex of all writers and the features' lock are free; ask on a thread that doesn't hold them.
 #pragma once
 
 #include <platform/win32.h>
@@ -7,7 +7,7 @@ inline HANDLE openConfigMutex() {
     return CreateMutexA(nullptr, FALSE, "Global\\wdlt_config_mutex");
 }
 
-// Whether nobody has it, nor another thread of this process.
+// Whether nobody holds it, not even another thread of this process.
 inline bool isFree(HANDLE object, BOOL (*letGo)(HANDLE)) {
     const bool isFree = WaitForSingleObject(object, 0) == WAIT_OBJECT_0;
     if (isFree)

@@ -10,7 +10,7 @@
 LogFile::LogFile(unsigned level) {
     std::filesystem::remove_all(TestHome::instance().path() / "log");
     writeSettings(level);
-    // Without a folder the settings are the home's, and the trace library stands beside the layer's own.
+    // Without a folder the settings are read from the home, and the trace library from the layer's directory.
     if (!wdlt::startLog("Test", {WdCommon::Storage::kIniFile, "", "Wardlet.ini"}))
         throw std::runtime_error("the log didn't start");
 }

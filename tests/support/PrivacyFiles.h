@@ -1,9 +1,8 @@
-// The privacy items as their tests see them: settings, files by layout, made and enciphered here, apart from the
-// library's own code, and all that an operation may change, to be compared.
+// Privacy items for tests: their settings, their files, laid out and enciphered here without the library's code, and
+// everything that an operation may change, for comparison.
 #pragma once
 
-#include "Rijndael.h"
-#include "StoreKeys.h"
+#include "Enciphered.h"
 
 #include <TestFiles.h>
 #include <Tree.h>
@@ -35,12 +34,7 @@ inline std::string number(std::uint32_t value) {
 }
 
 inline std::string message(const std::string& plain) {
-    Rijndael cipher;
-    cipher.Init(Rijndael::kCbc, Rijndael::kEncrypt, wdlt::kPrivacyKey.data(), Rijndael::kKey16Bytes);
-    std::string bytes((plain.size() / 16 + 1) * 16, '\0');
-    cipher.PadEncrypt(reinterpret_cast<const std::uint8_t*>(plain.data()), static_cast<std::int32_t>(plain.size()),
-                      reinterpret_cast<std::uint8_t*>(bytes.data()));
-    return bytes;
+    return enciphered(wdlt::kPrivacyKey, plain);
 }
 
 inline std::string filled(std::string text, std::size_t bytes) {
@@ -61,7 +55,7 @@ inline std::string patternOf(const PrivacySearchRecord& record) {
 inline std::string exclusionHeader(std::uint32_t count, std::size_t bytes) {
     return number(count) + number(static_cast<std::uint32_t>(bytes));
 }
-// Of a plain message as it is; a writer's has the text's zero at its end.
+// Enciphers `plain` as it is; one made by a writer ends in the text's terminator.
 inline std::string rawExclusion(std::uint32_t id, std::uint32_t target, const std::string& plain) {
     const std::string text = message(plain);
     return number(id) + number(target) + number(static_cast<std::uint32_t>(text.size())) + text;
@@ -72,7 +66,7 @@ inline std::string exclusion(std::uint32_t id, const std::string& text) {
 inline std::string emptyFile() {
     return header(0) + exclusionHeader(0, 0);
 }
-// Two records and two exclusions.
+// A file with two records and two exclusions.
 inline std::string smallFile() {
     const std::string exclusions = exclusion(7, "www.example.com") + exclusion(8, "intranet");
     return header(2) + record(0, 3, WDLT_CHARSET_US_ASCII, "4711 0815") + record(1, 4, WDLT_CHARSET_US_ASCII, "2") +
@@ -106,7 +100,7 @@ inline PrivacyControlData control(std::uint32_t charSets = WDLT_CHARSET_US_ASCII
     return {charSets, 0, WDLT_CHARSET_UTF_8, 1, 1, 32, 0, "pdp.db", "pdp.bak"};
 }
 
-// A write's buffer, at an odd address.
+// A buffer for a write; the record begins at the second byte, unaligned.
 template <class Head, class Item>
 std::vector<char> bufferOf(const Head& head, const std::vector<Item>& items) {
     std::vector<char> bytes(1 + sizeof head + items.size() * sizeof(Item));
@@ -119,7 +113,7 @@ inline std::vector<char> bufferOf(const std::vector<PrivacyExclusionItem>& items
     return bufferOf(PrivacyExclusionListHead{static_cast<std::uint32_t>(items.size()), 0xEEEEEEEE}, items);
 }
 
-// All that a write may change. Date and time of the database are taken as equal.
+// Everything that a write may change. The database's date and time are ignored.
 struct State {
     std::string database;
     std::string backup; // "-" when there is none

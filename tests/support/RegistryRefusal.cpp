@@ -18,11 +18,11 @@ std::atomic<int> write{0}; // calls until the one that fails
 
 namespace {
 
-std::atomic<bool> g_acts{false}; // behind the next read
+std::atomic<bool> g_acts{false}; // whether g_act is called after reads
 std::function<void(const std::string&)> g_act;
 
 std::mutex g_mutex;
-std::string g_call; // guarded by it, as the next
+std::string g_call; // guarded by g_mutex, like the next
 std::string g_name;
 
 template <class Char>
@@ -73,8 +73,10 @@ LONG RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, LPDWORD size, LPDWORD res
 
 LONG WdRegEndBatch() {
     static const auto real = WDLT_LAYERS(WdRegEndBatch);
-    const LONG error = real();
-    return registry_faults::commit != 0 ? LONG{ERROR_DISK_FULL} : error;
+    if (registry_faults::commit == 0)
+        return real();
+    WdRegAbandonBatch();
+    return ERROR_DISK_FULL;
 }
 
 #define WDLT_REFUSING(call, function, path, ...)                                                                       \

@@ -1,13 +1,13 @@
-// Calls of the registry that fail as a full disk or a missing right would make them fail, or that others come between:
-// the program that links this has its own definitions of them before the layer's, for a library that it loads too.
+// Lets registry calls fail as with a full disk or a missing permission, or lets others act between them: the program
+// that links this has its own definitions, which replace the layer's, also for a library that it loads.
 #pragma once
 
 #include <atomic>
 #include <functional>
 #include <string>
 
-// While it lives, the calls of that name (without its A or W) fail with error 5 when they are about that value or key:
-// the last name of a path. In all threads; one at a time.
+// While it lives, calls of that name (without A or W) for that value or key (the last part of a path) fail with
+// ERROR_ACCESS_DENIED, on all threads. Only one at a time.
 class RegistryRefusal {
   public:
     RegistryRefusal(const char* call, std::string name);
@@ -31,15 +31,15 @@ extern std::atomic<int> commit;
 extern std::atomic<int> write;
 } // namespace registry_faults
 
-// An enumeration of keys in their wide form fails with error 1015, as a damaged record makes it fail.
+// RegEnumKeyExW fails with ERROR_REGISTRY_CORRUPT, as with a damaged record.
 using FailingEnumeration = WhileItLives<registry_faults::enumeration>;
-// The end of a batch says that nothing could be put on disk.
+// The end of a batch reports ERROR_DISK_FULL.
 using FailingCommit = WhileItLives<registry_faults::commit>;
-// The n-th value that any thread writes is refused, with error 112.
+// The nth write of a value, on any thread, fails with ERROR_DISK_FULL.
 using FailingWrite = WhileItLives<registry_faults::write>;
 
-// While it lives, this is called behind each read of a value, with its name: what somebody else does in that moment.
-// Not in its own reads; one at a time.
+// While it lives, `act` is called after each read of a value, with the value's name, to simulate another process acting
+// at that moment. Reads in `act` itself don't count. Only one at a time.
 class AfterEachRead {
   public:
     explicit AfterEachRead(std::function<void(const std::string& name)> act);

@@ -1,4 +1,4 @@
-// Runs the built programs, which stand beside the test's own, in the test's home.
+// Runs the built programs, from the test program's directory, in the test's home.
 #pragma once
 
 #include "Child.h"
@@ -17,7 +17,7 @@ inline Child startProgram(std::vector<std::string> words, const std::string& red
 }
 
 struct ProgramResult {
-    int status; // as a Child has it
+    int status; // as returned by Child::wait
     std::string out;
     std::string err;
 };
@@ -29,14 +29,14 @@ inline ProgramResult runProgram(const std::vector<std::string>& words, std::stri
     return {status, home.read("run/out"), home.read("run/err")};
 }
 
-// A program that runs beside the test: its standard output comes line by line, its standard error is the test's.
+// A program that runs alongside the test: its standard output is read line by line, its standard error is the test's.
 class RunningProgram {
   public:
     explicit RunningProgram(const std::vector<std::string>& words)
         : m_child(startProgram(words, ">/dev/fd/" + std::to_string(m_output.sender()))) {
         m_output.closeSender();
     }
-    // Waits for the line. Empty when the program ended before it.
+    // Waits for a line; empty when the program ended first.
     std::string readLine() const {
         std::string line;
         for (char c = 0; m_output.receive(c) && c != '\n';)

@@ -1,4 +1,4 @@
-// What a test can't do under the sanitizers, and what they must not take for a fault.
+// Constants for what tests can't do under the sanitizers, and suppressions of false reports.
 #pragma once
 
 #if defined(__SANITIZE_ADDRESS__)
@@ -21,7 +21,7 @@ inline constexpr bool kIsSanitized = true;
 inline constexpr bool kIsSanitized = false;
 #endif
 
-// A child of a fork forgets its parent's state, on purpose; one that ends as programs do is looked at for leaks.
+// A forked child forgets its parent's state on purpose; if it ends with exit it is checked for leaks.
 #ifdef WDLT_ADDRESS_SANITIZER
 // NOLINTNEXTLINE(bugprone-reserved-identifier): the runtime's name
 extern "C" __attribute__((used, weak)) inline const char* __lsan_default_suppressions() {

@@ -1,5 +1,5 @@
-// The seed of what a test draws at random: WDLT_SEED, so that a failure can be repeated, or another each time. Printed,
-// and told with every failure of the case while the object lives.
+// The seed of a random test: WDLT_SEED, to repeat a failure, else a new one each time. It is printed, and shown with
+// every failure while the object lives.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -13,7 +13,7 @@ class Seed {
   public:
     Seed() {
         std::printf("%s\n", m_trace.c_str());
-        std::fflush(stdout); // before there are children with the same buffer
+        std::fflush(stdout); // before children inherit the buffer
     }
     operator unsigned() const { return m_seed; }
 

@@ -1,5 +1,5 @@
-// A folder for tests of the layer's files, looked at without the layer. The layer's calls give their error here, 0 for
-// none.
+// A folder for tests of the layer's files, accessed without the layer. Wrappers of the layer's calls return the error,
+// 0 for none.
 #pragma once
 
 #include "Child.h"
@@ -17,19 +17,19 @@ class TestFiles : public testing::Test {
         umask(022);
         std::filesystem::permissions(TestHome::instance().path(), std::filesystem::perms(0755)); // for other users
         std::filesystem::create_directory(folder);
-        std::fflush(stdout); // before there are children with the same buffer
+        std::fflush(stdout); // before children inherit the buffer
         if (homeHasGroup)
             giveHomeToGroup();
-        GetFileAttributesA(folder.c_str()); // the layer finds its home, with system calls that no test counts
+        GetFileAttributesA(folder.c_str()); // makes the layer's start-up calls now, before tests count calls
     }
     ~TestFiles() override {
         std::filesystem::remove_all(folder);
         std::filesystem::remove_all(TestHome::instance().path() / "drive_c");
     }
 
-    // For a suite whose homes have a group from their start.
+    // True in a suite whose homes have a group from the start.
     static inline bool homeHasGroup = false;
-    // From here on the home has a group of its own, if it takes an administrator to give it one; so has this folder.
+    // Gives the home and this folder a group of their own, if run as root; else only their mode changes.
     void giveHomeToGroup() const {
         for (const auto& [path, mode] : {std::pair{TestHome::instance().path(), 02775u}, std::pair{folder, 02770u}}) {
             EXPECT_TRUE(geteuid() != 0 || chown(path.c_str(), 0, kHomeGroup) == 0);
@@ -38,7 +38,7 @@ class TestFiles : public testing::Test {
     }
 
     std::filesystem::path at(const std::string& name) const { return folder / name; }
-    // Without a mode the file keeps its own.
+    // With mode 0 the file's mode isn't changed.
     std::filesystem::path put(const std::string& name, const std::string& content, unsigned mode = 0) const {
         TestHome::instance().write(at(name).string(), content);
         if (mode != 0)
@@ -46,7 +46,7 @@ class TestFiles : public testing::Test {
         return at(name);
     }
     std::string get(const std::string& name) const { return TestHome::instance().read(at(name).string()); }
-    // Names that begin with a dot: what is written before it takes a file's place.
+    // Names that begin with a dot: new files that haven't replaced the old ones yet.
     std::vector<std::string> partials() const { return objectFiles(folder, true); }
 
     static Handle open(const std::filesystem::path& name, DWORD access, DWORD disposition = OPEN_EXISTING,

@@ -1,4 +1,4 @@
-// A private home for the test process: made before the first test, removed after the last.
+// A private home for the test process: created before the first test, removed after the last.
 #pragma once
 
 #include <filesystem>
@@ -7,8 +7,7 @@
 
 class TestHome {
   public:
-    // The home of this process. Main.cpp makes it first and sets WARDLET_HOME, so that the layer and every child see
-    // it.
+    // This process's home. Main.cpp creates it first and sets WARDLET_HOME, so that the layer and every child use it.
     static TestHome& instance();
 
     const std::filesystem::path& path() const { return m_path; }
@@ -22,5 +21,5 @@ class TestHome {
   private:
     TestHome();
     std::filesystem::path m_path;
-    int m_owner; // a forked child that ends through main's end must not remove its parent's home
+    int m_owner; // a forked child that returns from main must not remove its parent's home
 };

@@ -1,4 +1,4 @@
-// A registry key that closes itself, for tests: each call gives the code of the layer's own call.
+// A registry key that closes itself, for tests: each function returns the error code of the layer's call.
 #pragma once
 
 #include <platform/win32.h>
@@ -17,7 +17,7 @@ class TestKey {
             RegCloseKey(m_handle);
     }
 
-    // No key (false) when the call failed; the thread's last error says why.
+    // Converts to false when the call failed; the thread's last error says why.
     static TestKey create(const char* path, HKEY below = HKEY_LOCAL_MACHINE) {
         HKEY handle = nullptr;
         if (RegCreateKeyExA(below, path, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &handle, nullptr) != 0)

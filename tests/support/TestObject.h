@@ -1,4 +1,4 @@
-// Kernel objects for tests: handles that close themselves, security for everybody, and the files behind the names.
+// Kernel objects for tests: handles that close themselves, security for everybody, and the objects' files.
 #pragma once
 
 #include "TestHome.h"
@@ -19,13 +19,13 @@ struct HandleCloser {
 };
 using Handle = std::unique_ptr<void, HandleCloser>;
 
-// Of a call of the layer's: 0 where it succeeded.
+// The error of a call of the layer; 0 if it succeeded.
 template <class Succeeded>
 DWORD errorOf(Succeeded succeeded) {
     return static_cast<bool>(succeeded) ? ERROR_SUCCESS : GetLastError();
 }
 
-// A descriptor that lets everybody in, for as long as this lives.
+// A security descriptor that gives everybody access; valid while this lives.
 class Everybody {
   public:
     Everybody() {
@@ -42,7 +42,7 @@ class Everybody {
     SECURITY_ATTRIBUTES m_attributes{sizeof(SECURITY_ATTRIBUTES), &m_descriptor, FALSE};
 };
 
-// Each kind under a name, as its creating call makes it; null with GetLastError.
+// Create or open a named object of each kind; null on failure, see GetLastError.
 inline Handle makeMutex(const char* name, bool owned = false, LPSECURITY_ATTRIBUTES security = nullptr) {
     return Handle(CreateMutexA(security, owned ? TRUE : FALSE, name));
 }
@@ -59,7 +59,7 @@ inline Handle makeMapping(const char* name, DWORD bytes, LPSECURITY_ATTRIBUTES s
     return Handle(CreateFileMappingA(INVALID_HANDLE_VALUE, security, PAGE_READWRITE, 0, bytes, name));
 }
 
-// The memory of a mapping, for as long as this lives; null when it can't be had.
+// A view of a mapping, unmapped by its destructor; null on failure.
 struct ViewCloser {
     void operator()(void* view) const { UnmapViewOfFile(view); }
 };
@@ -70,7 +70,7 @@ View<T> viewOf(const Handle& mapping, std::size_t bytes = 0, DWORD access = FILE
     return View<T>(static_cast<T*>(MapViewOfFile(mapping.get(), access, 0, 0, bytes)));
 }
 
-// A home below the test's own that no process has used yet. Whatever is open belongs to the one before still.
+// Switches to an unused home below the test's own. What is open still belongs to the previous one.
 inline void useFreshHome() {
     static int homes = 0;
     const std::filesystem::path home = TestHome::instance().path() / ("home" + std::to_string(++homes));
@@ -80,7 +80,7 @@ inline void useFreshHome() {
 inline std::filesystem::path objectsFolder() {
     return std::filesystem::path(getenv("WARDLET_HOME")) / "objects";
 }
-// Names of the files of all objects, or of those that aren't one.
+// Names of all objects' files, or with `dotted` of the other files.
 inline std::vector<std::string> objectFiles(const std::filesystem::path& folder = objectsFolder(),
                                             bool dotted = false) {
     std::vector<std::string> names;
@@ -95,7 +95,7 @@ inline std::vector<std::string> objectFiles(const std::filesystem::path& folder 
 inline DWORD waitFor(const Handle& object, DWORD time = 0) {
     return WaitForSingleObject(object.get(), time);
 }
-// By a thread of its own, which ends then: what it took it leaves abandoned.
+// Waits on a new thread, which then ends: a mutex that it got is abandoned.
 inline DWORD waitElsewhere(const Handle& object, DWORD time = 0) {
     DWORD result = WAIT_FAILED;
     std::thread([&] { result = waitFor(object, time); }).join();

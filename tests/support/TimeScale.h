@@ -1,4 +1,4 @@
-// How much of the system's waits a scope takes.
+// Scales the layer's wait times within a scope.
 #pragma once
 
 #include <platform/testing.h>

@@ -1,4 +1,4 @@
-// The registry as a test lays it out and looks at it: paths are relative to the service's base key.
+// Sets up and inspects the registry for a test: paths are relative to the service's base key.
 #pragma once
 
 #include "TestKey.h"
@@ -60,7 +60,7 @@ inline std::optional<DWORD> number(std::string_view key, const char* name) {
     return value && value->type == REG_DWORD ? open(key).number(name) : std::nullopt;
 }
 
-// A text with what is stored behind it: the terminator shows as '\0'.
+// A text with all its stored bytes: the terminator shows as '\0'.
 inline std::optional<std::string> storedText(std::string_view key, const char* name) {
     const auto value = get(key, name);
     return value && value->type == REG_SZ ? std::optional(value->data) : std::nullopt;
@@ -75,7 +75,7 @@ inline void deleteValue(std::string_view key, const char* name) {
         RegDeleteValueA(handle.get(), name);
 }
 
-// Names below a key, which is given from the root, empty for the root itself.
+// Names below a key; its path is relative to the root, empty for the root itself.
 template <class Enumerate>
 std::vector<std::string> namesIn(const std::string& key, Enumerate&& enumerate) {
     std::vector<std::string> names;
@@ -95,7 +95,7 @@ inline std::vector<std::string> values(const std::string& key) {
     return namesIn(key, RegEnumValueA);
 }
 
-// Deletes everything, so that cases of one program don't see each other's tree when they share a process.
+// Deletes everything below the key, so that cases that share a process don't see each other's tree.
 inline void clear(const std::string& key = "SOFTWARE") {
     for (const std::string& name : subkeys(key))
         clear(key + "\\" + name);

@@ -1,4 +1,4 @@
-// The stand-in of the running service, as senders and its user see it.
+// The stand-in for the running service, as senders and its user see it.
 #include "TimeScale.h"
 #include "Typed.h"
 
@@ -37,12 +37,12 @@ void expectObjects(bool memory, bool events) {
     }
 }
 
-// The sending side by hand: its steps one at a time.
+// The sending side, one step at a time.
 struct Sender {
     explicit Sender(const std::string& base)
         : memory(openMemory(base)), request(openEvent(base + "_WdEvent")), reply(openEvent(base + "_WdEvent_ret")) {}
 
-    // The first number of the record behind `numbers`, once they are in it.
+    // Writes `numbers`, if any, to the start of the record; returns its first number.
     std::uint32_t put(std::vector<std::uint32_t> numbers) const {
         void* const view = MapViewOfFile(memory.get(), FILE_MAP_ALL_ACCESS, 0, 0, 0);
         std::uint32_t first = 0;
@@ -67,7 +67,7 @@ class Peer {
     explicit Peer(const std::string& options = "") : program(wordsOf("wardlet-peer " + options)) {
         EXPECT_EQ(heard(), "ready");
     }
-    // The kind and the numbers of the next line.
+    // The kind and the numbers in the next line.
     std::string heard() {
         const std::string line = program.readLine();
         const auto document = nlohmann::ordered_json::parse(line, nullptr, false);
@@ -83,7 +83,7 @@ class Peer {
 };
 
 TEST_F(Wdltctl, ThePeerHearsEachChangeInItsOrderAndOnce) {
-    const TimeScale scale("0.05"); // how long the senders wait for its answer
+    const TimeScale scale("0.05"); // shortens the senders' wait for an answer
     Peer peer;
     const struct {
         std::string line;
@@ -179,14 +179,14 @@ TEST(Peer, ASecondIsRefusedAndTheFirstGoesOn) {
     expectRefused({{"wardlet-peer", 1, "its objects exist"}});
 }
 
-// A sender that waits for a service which was killed holds its events. What it had asked isn't taken for the next
-// one's: its record is gone. Nor does the claim on the home outlive it, though another looks at it.
+// A sender that waits for a killed service keeps its events open. The next peer doesn't take the pending request for
+// its own, since the record is gone. The killed peer's claim on the home ends too, though others have its mutex open.
 TEST(Peer, StartsBehindAKilledOne) {
     Peer killed("--silent config");
     const Object claim(OpenMutexA(MUTEX_ALL_ACCESS, FALSE, "Global\\wardlet_peer_mutex"));
     ASSERT_NE(claim, nullptr);
     Sender waiting(kConfig);
-    waiting.memory.reset(); // as a sender of a change does before it asks
+    waiting.memory.reset(); // as a sender of a change does before asking
     waiting.ask();
     EXPECT_EQ(killed.heard(), "config 0 0 true");
     EXPECT_EQ(killed.endedBy(SIGKILL), Child::kKilled);

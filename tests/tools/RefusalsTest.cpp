@@ -1,4 +1,4 @@
-// What the tools refuse: nothing is changed, nothing printed, and the words say why.
+// What the tools refuse: nothing is changed or printed, and the message says why.
 #include "Typed.h"
 
 namespace {

@@ -1,5 +1,5 @@
-// The text of registry files: each form of a value as it is read and written, and the place of what is wrong. What the
-// forms mean to the registry is WdltregTest.cpp's.
+// The text of registry files: each form of a value as it is read and written, and the positions of errors.
+// WdltregTest.cpp tests what the forms mean to the registry.
 #include "RegText.h"
 
 #include "Utf.h"
@@ -37,7 +37,7 @@ std::string zeros(std::size_t count) {
 TEST(RegText, EachValueIsReadAndWritten) {
     const struct {
         std::string text;
-        std::string written = {}; // where it is another
+        std::string written = {}; // if it differs
     } rows[] = {
         {R"("q\"\\"="\\\"x\\")"},
         {R"(@="")"},
@@ -47,7 +47,7 @@ TEST(RegText, EachValueIsReadAndWritten) {
         {R"("a"=hex(4):01,02)"},
         {R"("a"=hex:)" + zeros(23) + "\\\n  " + zeros(25) + "\\\n  00"},
         {R"("a"=hex(ffffffff):01)"},
-        // Texts that quotes can't give back: lines, a zero or half a pair inside, no end, half a character.
+        // Texts that can't be quoted: with a newline, a zero or a lone surrogate, without a terminator, or of odd size.
         {R"("a"=hex(1):61,00,0d,00,0a,00,62,00,00,00)"},
         {R"("a"=hex(1):61,00,00,00,62,00,00,00)"},
         {R"("a"=hex(1):3d,d8,20,00,00,00)"},

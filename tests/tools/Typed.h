@@ -1,4 +1,5 @@
-// Lines as a user types them, and what comes of them. They are wdltctl's where they begin with no other program's name.
+// Command lines as a user types them, and their results. Lines that don't begin with another program's name are
+// wdltctl's.
 #pragma once
 
 #include "RunProgram.h"
@@ -18,7 +19,7 @@
 
 using nlohmann::json;
 
-// Between single quotes a word may have spaces, or nothing.
+// A word in single quotes may contain spaces, or be empty.
 inline std::vector<std::string> wordsOf(const std::string& line) {
     std::vector<std::string> words;
     std::istringstream stream(line);
@@ -29,12 +30,12 @@ inline std::vector<std::string> wordsOf(const std::string& line) {
     return words;
 }
 
-// `input` stands at the program's standard input.
+// Runs the line with `input` as its standard input.
 inline ProgramResult typed(const std::string& line, std::string_view input = {}) {
     return runProgram(wordsOf(line), input);
 }
 
-// What it printed; it must succeed.
+// Runs the line, which must succeed; returns what it printed.
 inline std::string done(const std::string& line, std::string_view input = {}) {
     const ProgramResult result = typed(line, input);
     EXPECT_EQ(result.status, 0) << line;
@@ -48,7 +49,7 @@ inline json doneJson(const std::string& line) {
 
 struct Typed {
     std::string line;
-    std::string out; // compared as a document where the line asks for JSON
+    std::string out; // compared as a JSON document if the line ends in --json
     std::string input = {};
 };
 
@@ -67,8 +68,8 @@ inline const std::string& install() {
     return path;
 }
 
-// All that a user could lose: the registry's text and the files of the installation, but for the copy of the privacy
-// items that a write makes first.
+// Everything that a user could lose: the registry's text and the files of the installation, except for the backup of
+// the privacy items that a write makes first.
 inline std::map<std::string, std::string> stored() {
     std::map<std::string, std::string> content{{"registry", runProgram({"wdltreg", "export"}).out}};
     if (std::filesystem::exists(install()))
@@ -80,12 +81,12 @@ inline std::map<std::string, std::string> stored() {
 
 struct Refused {
     std::string line;
-    int status; // 1: it failed, 2: it makes no sense
+    int status; // 1: it failed, 2: usage error
     std::string words;
     std::string input = {};
 };
 
-// They print nothing, say why, and leave all that is stored.
+// Each line must print nothing, give its reason and change nothing that is stored.
 inline void expectRefused(const std::vector<Refused>& rows) {
     auto before = stored();
     for (const Refused& row : rows) {

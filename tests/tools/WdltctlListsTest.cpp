@@ -1,4 +1,4 @@
-// wdltctl's lists of texts and privacy items, and check-url with wardlet-peer running and without it.
+// wdltctl's lists of texts and privacy items, and check-url with and without wardlet-peer running.
 #include "TimeScale.h"
 #include "Typed.h"
 
@@ -66,7 +66,7 @@ TEST_F(WdltctlLists, AListThatCannotBeReadIsNotTakenForAnEmptyOne) {
     EXPECT_EQ(done("list spam black"), "x\n");
 }
 
-// The service may keep more than a text in a host's block.
+// The service may store more than a text in a host's block.
 TEST_F(WdltctlLists, AHostThatIsNoTextComesAndGoesAsDigits) {
     const std::string zeros(2 * 306 - 6, '0');
     expectOutputs({{"import hosts -", "", "hex:6100ff" + zeros + "\na.b\n"},
@@ -92,7 +92,7 @@ TEST_F(WdltctlLists, ExclusionsKeepTheirNumbers) {
 }
 
 TEST_F(WdltctlLists, UrlsAreCheckedWithAndWithoutTheService) {
-    const TimeScale scale("0.05"); // how long a question waits for its answer
+    const TimeScale scale("0.05"); // shortens the wait for an answer
     done("add urls black *a.b/*");
     for (const bool isAsked : {false, true}) {
         std::unique_ptr<RunningProgram> peer;
@@ -110,7 +110,7 @@ TEST_F(WdltctlLists, UrlsAreCheckedWithAndWithoutTheService) {
         EXPECT_THAT(peer->readLine(), HasSubstr(R"("list":1,"url":"http://a.b/c","found":true,"reply":0)"));
         EXPECT_THAT(peer->readLine(), HasSubstr(R"("url":"http://x.y/","found":false,"reply":0)"));
         EXPECT_THAT(peer->readLine(), HasSubstr(R"("url":"http://a.b/c")"));
-        // Without the list's file it refuses, and neither road has an answer.
+        // Without the list's file the peer refuses, and the library's own look-up fails too.
         EXPECT_EQ(typed("check-url http://a.b/c --list white").status, 1);
         EXPECT_THAT(peer->readLine(), HasSubstr(R"("found":false,"reply":-6)"));
     }
@@ -159,12 +159,12 @@ TEST_F(WdltctlLists, ItemsAreStoredInTheStoresCharset) {
     EXPECT_THAT(done(kItems), HasSubstr(sixteen));
     expectRefused({{"add items n 日" + sixteen, 2, "34 bytes in Shift_JIS, at most 32"},
                    {"add items n größe", 2, "not a text that Shift_JIS can hold"}});
-    setNumber("DefaultCharSet", "0x20000000"); // UTF-16LE, in which a field would end inside
+    setNumber("DefaultCharSet", "0x20000000"); // UTF-16LE, whose zero bytes would end the field early
     expectRefused({{"add items n a", 2, "not a text that UTF-16LE can hold"}});
     setNumber("DefaultCharSet", "3");
     expectRefused({{"add items n a", 1, "0x3 is no charset's bit"}});
     setNumber("DefaultCharSet", "0x8"); // utf-8
-    setNumber("CharSetEntry", "0x1a");  // us-ascii, utf-8 and iso-8859-1 are searched
+    setNumber("CharSetEntry", "0x1a");  // us-ascii, utf-8 and iso-8859-1
     done("remove items 0");
     const ProgramResult verified = typed("verify 4711 größe 日本");
     EXPECT_EQ(verified.status, 1);

@@ -1,4 +1,4 @@
-// wdltctl's settings: what is laid down, switched, set and shown.
+// wdltctl's settings: what init writes, and what is switched, set and shown.
 #include "Catalog.h"
 #include "Tree.h"
 #include "Typed.h"
@@ -31,7 +31,7 @@ TEST_F(Wdltctl, InitReplacesWhatIsThereOnlyByForce) {
     expectOutputs({{"get system tempPath", "D:\\Guard\\Temp\\\n"}, {"get system logPath", "D:\\Guard\\Log\\\n"}});
 }
 
-// Whether a key is one that the catalog means.
+// Whether a key matches a pattern of the catalog.
 bool isMeant(std::string_view pattern, std::string_view key) {
     for (;;) {
         const std::string_view wanted = pattern.substr(0, pattern.find('\\'));
@@ -45,7 +45,7 @@ bool isMeant(std::string_view pattern, std::string_view key) {
     }
 }
 
-// The directories are init's own.
+// Directories aren't compared: init sets them.
 void expectFresh(const wdlt::Field& field, const std::string& key) {
     const auto value = tree::get(key, field.value);
     const std::string where = key + "\\" + field.value;
@@ -124,7 +124,7 @@ TEST_F(Wdltctl, SwitchesTellWhatTheyChange) {
         {"disable pvs", "Virus of POP3: off\nhandler POP3 stays on: AntiSpam on\n"},
         {"disable pvs", "handler POP3 stays on: AntiSpam on\n"},
         {"disable aspm", "AntiSpam of POP3: off\nhandler POP3: off\n"},
-        // The handler counts both virus scans of HTTP as one item; they are two here.
+        // The handler counts both virus scans of HTTP as one item; here they are two.
         {"enable hfs", "HttpFileScan of HTTP: on\nhandler HTTP: on\n"},
         {"enable wmvs", "Virus of HTTP: on\n"},
         {"enable pdp --protocol smtp", "PrivacyProtection of SMTP: on\nhandler SMTP: on\n"},
@@ -148,7 +148,7 @@ TEST_F(Wdltctl, SwitchesTellWhatTheyChange) {
         {"disable drs-white-list", "drs-white-list: off\n"},
         {"enable ie", "ie: on\n"},
         {"disable chrome", "chrome: off\n"},
-        // A manager is no reason to stay on.
+        // A manager item doesn't keep the handler on.
         {"wdltreg set " + kBase + "\\Scan\\HTTP\\HttpManager Enable dword 1", ""},
         {"disable wmvs", "Virus of HTTP: off\nhandler HTTP stays on: HttpFileScan on\n"},
         {"disable hfs", "HttpFileScan of HTTP: off\nhandler HTTP: off\n"},
@@ -166,14 +166,14 @@ TEST_F(Wdltctl, SwitchesTellWhatTheyChange) {
     });
 }
 
-// What was done before the failure is told.
+// Changes made before the failure are reported.
 TEST_F(Wdltctl, ASwitchThatFailsHalfWay) {
     const struct {
         std::string line;
         std::string out;
         std::string err;
     } rows[] = {
-        {"enable pdp", // of whose protocols the tree serves two
+        {"enable pdp", // the tree serves only two of its protocols
          "PrivacyProtection of SMTP: on\nhandler SMTP: on\nPrivacyProtection of HTTP: on\nhandler HTTP: on\n",
          "wdltctl: status -1 (general failure): no handler serves protocol 4, 5, 6, 7\n"},
         {"enable https", "URLFilter of HTTP: on\n", "status -9"},
@@ -210,7 +210,7 @@ TEST_F(Wdltctl, EveryFieldIsSetAndShown) {
             else
                 value = value.get<unsigned>() - 1;
             if (name == "dwZipLayer")
-                value = 4; // at least 1
+                value = 4; // must be at least 1
             line += ' ' + name + '=';
             line += value.is_array() ? "A,BC" : value.is_string() ? value.get<std::string>() : value.dump();
         }
@@ -226,7 +226,7 @@ TEST_F(Wdltctl, FieldsAreSetByTheirNames) {
         {"get system logPath", "E:\\\xC3\xA9 =\\\n"},
         {"wdltreg query " + kBase + " DisableBm", "REG_DWORD 1 (0x00000001)\n"},
         {"set system bmFlag=0 --json", R"({"bmFlag": 0})"},
-        {"set mail dwAddressCacheDirection=2", ""}, // the others of its fields are read only
+        {"set mail dwAddressCacheDirection=2", ""}, // its other fields are read only
         {"get mail dwAddressCacheDirection", "2\n"},
         {"set urlf dwUserDefinedCredLevel=-2147483648", ""},
         {"get urlf dwUserDefinedCredLevel", "-2147483648\n"},

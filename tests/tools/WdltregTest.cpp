@@ -35,7 +35,7 @@ TEST(Wdltreg, ExportsWhatWasImportedByteForByte) {
                    {"wdltreg export A", kHeader + body}});
 }
 
-// Texts of every odd shape, written narrow by programs, come back with their bytes from a file.
+// Odd texts, written by programs in narrow form, survive an export and import byte for byte.
 TEST(Wdltreg, OddTextsSurviveExportAndImport) {
     const HKEY root = HKEY_LOCAL_MACHINE; // NOLINT(performance-no-int-to-ptr): a handle by its number
     const std::pair<LPCSTR, std::string> values[] = {
@@ -78,7 +78,7 @@ TEST(Wdltreg, AFileThatFailsChangesNothing) {
     const std::string file = regFile(begin + "\"x\"=dword:g\n");
     expectRefused({{"wdltreg import " + file, 1, file + ":5:11: the number of a dword expected"}});
     done("wdltreg set A \xE4\xB8\x80 sz new");
-    setenv("WARDLET_ACP", "1252", 1); // which lacks the character of the name
+    setenv("WARDLET_ACP", "1252", 1); // lacks the character in the name
     done("wdltreg import " + regFile("[HKEY_LOCAL_MACHINE\\A]\n\"\xE4\xB8\x80\"=-\n"));
     unsetenv("WARDLET_ACP");
     EXPECT_EQ(done("wdltreg query A"), "n = REG_SZ old\n");
@@ -106,7 +106,7 @@ TEST(Wdltreg, SetsShowsAndDeletesValues) {
     for (const auto& row : rows)
         expectOutputs({{"wdltreg set HKLM\\K\\L Name " + row.type + " " + row.value, ""},
                        {"wdltreg query k\\l NAME", row.shown + "\n"}});
-    // Data that is none of its type, and texts with what a file escapes.
+    // Data that is malformed for its type, and texts with characters that a file escapes.
     done("wdltreg import -", kHeader + "[HKEY_LOCAL_MACHINE\\K]\n\"zero\"=hex(1):61,00,00,00,62,00,00,00\n"s +
                                  "\"short\"=hex(4):01,02\n\"odd\"=hex(7):41,00,00\n"
                                  "\"a\\\\\"=dword:0403feff\n\"\\\"b\"=\"\\\"C:\\\\\"\n");

@@ -92,7 +92,7 @@ bool narrowFromUtf8(std::string_view text, std::string& narrow) {
     const auto wide = utf16FromUtf8(text);
     if (!wide)
         return false;
-    // No code page takes more than four bytes a unit.
+    // No code page needs more than four bytes for one UTF-16 unit.
     narrow.assign(wide->size() * 4, '\0');
     const int length = wide->empty()
                            ? 0

@@ -1,4 +1,4 @@
-/* Whole files in and out; "-" is the standard input or output. A failure is a ToolError that names the file. */
+/* Reads and writes whole files; "-" is the standard input or output. A failure is a ToolError that names the file. */
 #pragma once
 
 #include <string>

@@ -9,7 +9,7 @@
 namespace wdlt {
 namespace {
 
-// Roots of other systems: taken for a relative name they would quietly become keys of their own.
+// Roots that this registry doesn't have: taken as relative names they would quietly become ordinary keys.
 constexpr std::u16string_view kForeignRoots[] = {u"HKEY_CURRENT_USER",
                                                  u"HKEY_USERS",
                                                  u"HKEY_CLASSES_ROOT",

@@ -1,4 +1,5 @@
-/* Failures of the platform layer in words. Every registry call of the tools ends in a LayerError that names the key. */
+/* Failures of the platform layer in words. Every registry call that fails in a tool throws a LayerError that names the
+   key. */
 #pragma once
 
 #include "ToolError.h"
@@ -8,7 +9,7 @@
 
 namespace wdlt {
 
-/* "no such key or value (error 2)"; a code without words of its own is given as the number alone. */
+/* "no such key or value (error 2)"; an unknown code gives the number alone. */
 std::string layerErrorText(LONG code);
 
 class LayerError : public ToolError {

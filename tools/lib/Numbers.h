@@ -1,4 +1,4 @@
-/* Numbers on the command line: decimal, or hexadecimal behind 0x. */
+/* Numbers on the command line: decimal, or hexadecimal with the prefix 0x. */
 #pragma once
 
 #include <charconv>

@@ -14,13 +14,13 @@ namespace wdlt {
 
 using Json = nlohmann::ordered_json;
 
-/* What stands for a secret's value unless it is asked for. */
+/* Shown in place of a secret's value unless secrets are asked for. */
 inline constexpr std::string_view kHiddenSecret = "(secret)";
 
 Json fieldJson(const Field& field, std::span<const BYTE> record, bool showSecrets);
 /* For people: a text without quotes, a list with spaces. */
 std::string fieldText(const Field& field, std::span<const BYTE> record, bool showSecrets);
-/* One line: what it is, and in brackets its range, its unit, what a fresh installation has, whether it is read only. */
+/* One line: what it is, and in brackets its range, unit, value in a fresh installation, and whether it is read only. */
 std::string fieldHelp(const Field& field);
 
 constexpr bool isReadOnly(const Field& field) {

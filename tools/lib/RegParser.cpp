@@ -15,7 +15,7 @@ struct Place {
     std::size_t column = 1;
 };
 
-/* Where `text` ends. */
+/* The line and column just after `text`. */
 Place placeBehind(std::u16string_view text) {
     Place place;
     for (const char16_t unit : text) {
@@ -72,8 +72,8 @@ DWORD hexDigit(char16_t unit) {
     return unit <= u'9' ? unit - u'0' : (unit | 0x20u) - u'a' + 10u;
 }
 
-/* Walks the text once; m_position never passes its end, where at() gives 0 (a zero in the text itself is refused
-   first). */
+/* Reads the text once from start to end. m_position never passes its end, where at() returns 0; a zero in the text
+   itself has been refused before. */
 class Parser {
   public:
     explicit Parser(std::u16string_view text) : m_text(text) {}
@@ -120,7 +120,7 @@ class Parser {
             ++position;
         return position;
     }
-    /* Blanks, and a backslash at the end of a line with the line's end. */
+    /* A backslash at the end of a line continues it on the next one. */
     void skipBlanksAndContinuation() {
         skipBlanks();
         while (here() == u'\\') {
@@ -179,7 +179,7 @@ class Parser {
         const std::size_t open = m_position++;
         RegKey key;
         key.isDeletion = take(u'-');
-        // A name may hold brackets: the last one of the line ends it.
+        // A name may contain brackets: the last one on the line ends it.
         const std::size_t lineEnd = findLineEnd();
         const std::u16string_view rest = m_text.substr(m_position, lineEnd - m_position);
         const std::size_t length = rest.rfind(u']');
@@ -192,7 +192,7 @@ class Parser {
         m_document.keys.push_back(std::move(key));
     }
 
-    /* Gives the path below the root. */
+    /* Returns the path below the root. */
     std::u16string_view parsePath(std::u16string_view name, std::size_t start) const {
         const std::u16string_view root = name.substr(0, name.find(u'\\'));
         if (!equalsIgnoringCase(root, kRootName))

@@ -1,7 +1,7 @@
-/* .reg text: the document that a file stands for, its reader and its writer. Pure functions on bytes, without the
-   registry: a file is read to its end before anything is done with it, and a subtree is one document before anything is
-   printed. Text data is UTF-16LE throughout, as the format has it in hex(1), hex(2) and hex(7), so that it doesn't
-   depend on a code page; bytes that are invalid in the code page come and go as surrogate halves (see Utf.h). */
+/* .reg text: the document that a file describes, its reader and its writer. Pure functions on bytes, without the
+   registry: a file is parsed to its end before anything is imported, and a subtree becomes a complete document before
+   anything is printed. Text data is UTF-16LE throughout, as the format has it in hex(1), hex(2) and hex(7), so that it
+   doesn't depend on a code page; bytes that are invalid in the code page become surrogate halves (see Utf.h). */
 #pragma once
 
 #include <cstddef>
@@ -17,21 +17,21 @@ struct RegValue {
     std::u16string name; /* empty: the key's default value */
     DWORD type = REG_NONE;
     std::vector<BYTE> data;
-    bool isDeletion = false; /* then neither type nor data counts */
+    bool isDeletion = false; /* then type and data are ignored */
 };
 
 struct RegKey {
     std::u16string path; /* below HKEY_LOCAL_MACHINE; empty for the root */
     std::vector<RegValue> values;
-    bool isDeletion = false; /* with all below it; then without values */
+    bool isDeletion = false; /* of the key and all below it; `values` is empty then */
 };
 
-/* Carried out from the first key to the last. */
+/* The keys are applied in order, first to last. */
 struct RegDocument {
     std::vector<RegKey> keys;
 };
 
-/* Limits of the registry itself, checked by the reader so that an error has a place in the file. */
+/* The registry's own limits, checked by the reader so that the error can give the place in the file. */
 inline constexpr std::size_t kMaxNameUnits = 255;
 inline constexpr std::size_t kMaxDataBytes = std::size_t{1} << 20;
 
@@ -48,17 +48,17 @@ class RegSyntaxError : public std::runtime_error {
     std::size_t m_column;
 };
 
-/* Reads UTF-8, with or without a mark, and UTF-16LE with one. Throws RegSyntaxError. */
+/* Reads UTF-8, with or without a byte order mark, and UTF-16LE with one. Throws RegSyntaxError. */
 RegDocument parseRegText(std::string_view bytes);
 
-/* UTF-8 without a mark, lines ended by LF; equal documents give equal bytes. Throws std::invalid_argument for a name
-   that holds a control character, since the format has no way to write one. */
+/* Writes UTF-8 without a byte order mark, with LF line endings; equal documents give equal bytes. Throws
+   std::invalid_argument for a name with a control character, which the format can't express. */
 std::string writeRegText(const RegDocument& document);
 
 /* REG_SZ data as UTF-16LE with its terminator, and the text of such data without it. */
 std::vector<BYTE> textData(std::u16string_view text);
 std::u16string textOf(const std::vector<BYTE>& data);
-/* Whether `data` is the data of a text as textData makes it: whole units, one terminator, at the end. */
+/* Whether `data` is text as textData makes it: whole units, with a single terminator, at the end. */
 bool isTerminatedText(const std::vector<BYTE>& data);
 
 } // namespace wdlt

@@ -25,7 +25,7 @@ void carryOut(const RegKey& key) {
 } // namespace
 
 void importDocument(const RegDocument& document) {
-    RegistryBatch batch(WD_BATCH_ALL_OR_NOTHING); // left by an exception it keeps nothing
+    RegistryBatch batch(WD_BATCH_ALL_OR_NOTHING); // an exception rolls it back
     for (const RegKey& key : document.keys)
         carryOut(key);
     if (const LONG error = batch.end())

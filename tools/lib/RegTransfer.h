@@ -1,4 +1,4 @@
-/* Documents into the registry and subtrees out of it. */
+/* Imports documents into the registry and exports subtrees from it. */
 #pragma once
 
 #include "RegText.h"
@@ -7,12 +7,12 @@
 
 namespace wdlt {
 
-/* Carries the document out in one transaction: all of it or, with a LayerError, nothing. Deleting what isn't there is
-   no failure. */
+/* Applies the document in one transaction: all of it or, with a LayerError, nothing. Deleting what isn't there is not
+   an error. */
 void importDocument(const RegDocument& document);
 
-/* `path` and all below it, in the order of the registry. A key that vanishes meanwhile is passed over; other changes
-   made meanwhile may be in the result or not. */
+/* `path` and all below it, in the registry's order. A key that is deleted meanwhile is skipped; other concurrent
+   changes may or may not be in the result. */
 RegDocument exportSubtree(const std::u16string& path);
 
 } // namespace wdlt

@@ -10,7 +10,7 @@
 namespace wdlt {
 namespace {
 
-// Bytes in hexadecimal go on in a new line before they reach this column.
+// Hexadecimal data is wrapped before it reaches this column.
 constexpr std::size_t kMaxHexColumn = 78;
 
 bool isControl(char16_t unit) {
@@ -34,7 +34,7 @@ std::string inQuotes(std::u16string_view text) {
     return out;
 }
 
-/* Texts that quotes can't give back byte for byte go out in hexadecimal. */
+/* Texts that don't survive quoting byte for byte are written in hexadecimal. */
 bool isPlainText(const RegValue& value) {
     if (value.type != REG_SZ || !isTerminatedText(value.data))
         return false;

@@ -16,7 +16,7 @@ HKEY rootKey() {
     return HKEY_LOCAL_MACHINE; // NOLINT(performance-no-int-to-ptr): a handle by its number
 }
 
-// A name has at most kMaxNameUnits, and its terminator needs room.
+// A name has at most kMaxNameUnits units, plus its terminator.
 using NameBuffer = std::array<WCHAR, kMaxNameUnits + 1>;
 
 bool isMissing(LONG code) {
@@ -98,7 +98,7 @@ std::vector<RegValue> RegistryKey::values() const {
             return values;
         if (error != 0)
             throw LayerError(describe({}), error);
-        // Read by name, so that type and data belong together whoever writes meanwhile.
+        // Read by name, so that type and data belong together even if somebody writes meanwhile.
         if (auto found = value(std::u16string(name.data(), length)))
             values.push_back(*std::move(found));
     }
@@ -126,7 +126,7 @@ void RegistryKey::setValue(const RegValue& value) const {
 }
 
 bool RegistryKey::deleteValue(const std::u16string& name) const {
-    // Looked for first: inside a batch a failing write, even this one, would discard the rest.
+    // Check first: inside a batch a failing write, even deleting a missing value, would discard the rest.
     if (!value(name))
         return false;
     const LONG error = RegDeleteValueW(m_key, name.c_str());

@@ -1,5 +1,5 @@
-/* An open registry key, closed with its object, and the plain operations on keys by path. Failures are LayerErrors that
-   name the key. Names and texts go through the wide calls, so that no code page stands between tools and tree. */
+/* An open registry key, closed by its destructor, and the plain operations on keys by path. Failures are LayerErrors
+   that name the key. Names and texts use the wide calls, so that no code page conversion is involved. */
 #pragma once
 
 #include "RegText.h"
@@ -17,7 +17,7 @@ class RegistryKey {
     static RegistryKey open(std::u16string path, REGSAM access = KEY_READ);
     /* Nothing when there is no such key. */
     static std::optional<RegistryKey> openIfThere(std::u16string path, REGSAM access = KEY_READ);
-    /* Makes what is missing on the path. */
+    /* Creates the missing keys on the path. */
     static RegistryKey create(std::u16string path);
 
     RegistryKey(RegistryKey&& other) noexcept;
@@ -25,7 +25,7 @@ class RegistryKey {
     ~RegistryKey();
 
     const std::u16string& path() const { return m_path; }
-    /* In the order of the registry. */
+    /* In the registry's order. */
     std::vector<std::u16string> subkeyNames() const;
     std::vector<RegValue> values() const;
     std::optional<RegValue> value(const std::u16string& name) const;
@@ -42,7 +42,7 @@ class RegistryKey {
     std::u16string m_path;
 };
 
-/* Visits `path` and all below it, each key before its subkeys. A key that vanishes on the way is passed over. */
+/* Visits `path` and all below it, each key before its subkeys. A key that is deleted meanwhile is skipped. */
 void walkKeys(const std::u16string& path, const std::function<void(const RegistryKey&, std::size_t depth)>& visit);
 
 /* Deletes a key with all below it; false when there is no such key. */

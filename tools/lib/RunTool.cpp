@@ -11,7 +11,7 @@ namespace wdlt {
 namespace {
 
 int fail(const Tool& tool, ExitStatus status, const char* message) {
-    // What was printed before the failure comes before its message when both go to one place.
+    // Keeps the output in order when stdout and stderr go to the same place.
     std::fflush(stdout);
     std::fprintf(stderr, "%s: %s\n", tool.name, message);
     return static_cast<int>(status);
@@ -32,7 +32,7 @@ int parseAndRun(const Tool& tool, int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         throw ToolError(ExitStatus::Usage, fmt::format("{} (--help shows the usage)", error.what()));
     }
-    // A full disk behind a redirection shows up here at the latest.
+    // A full disk, when the output is redirected to a file, shows up here at the latest.
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
         throw ToolError(ExitStatus::Failure, "the output can't be written");
     return static_cast<int>(ExitStatus::Success);

@@ -1,5 +1,5 @@
-/* The frame of every tool's main: parses, runs the chosen verb's callback, prints what went wrong behind the tool's
-   name and turns it into the exit status. */
+/* The frame of every tool's main: parses the command line, runs the chosen verb's callback, prints an error prefixed
+   with the tool's name and turns it into the exit status. */
 #pragma once
 
 namespace CLI {
@@ -12,9 +12,9 @@ struct Tool {
     const char* name;
     const char* description;
     const char* footer; /* examples, and what else --help should say */
-    /* Adds the verbs and the options that hold for all; options are accepted behind a verb too. */
+    /* Adds the verbs and the common options, which are accepted after a verb too. */
     void (*addVerbs)(CLI::App& app);
-    bool needsVerb = true; /* false: options alone, and a callback of the program itself */
+    bool needsVerb = true; /* false: the program has options only, and a callback of its own */
 };
 
 int runTool(const Tool& tool, int argc, char** argv);

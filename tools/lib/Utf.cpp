@@ -12,7 +12,7 @@ struct Decoded {
     std::size_t length;
 };
 
-/* Strict but for surrogate halves: no overlong forms, nothing above U+10FFFF. */
+/* Strict (no overlong forms, nothing above U+10FFFF), but surrogate halves are accepted. */
 std::optional<Decoded> decodeOne(std::string_view text) {
     const auto byteAt = [&](std::size_t i) { return static_cast<std::uint8_t>(text[i]); };
     const std::uint8_t lead = byteAt(0);
@@ -61,7 +61,7 @@ std::optional<std::u16string> utf16FromUtf8(std::string_view text, std::size_t* 
     out.reserve(text.size());
     for (std::size_t i = 0; i < text.size();) {
         const auto decoded = decodeOne(text.substr(i));
-        // Two halves spelled one by one would come back as one character: such text has no place.
+        // A surrogate pair spelled as two halves is invalid: it would be written back as one character.
         const bool splitPair = decoded && decoded->length == 3 && !out.empty() && isHighSurrogate(out.back()) &&
                                isLowSurrogate(static_cast<char16_t>(decoded->point));
         if (!decoded || splitPair) {

@@ -94,7 +94,7 @@ std::vector<BYTE> parseMultiData(std::string_view text) {
     std::u16string units;
     for (std::size_t begin = 0; begin < wide.size();) {
         const std::size_t end = std::min(wide.find(kSeparator, begin), wide.size());
-        // An empty text would end the list before its end.
+        // An empty text would terminate the list early.
         if (end == begin)
             refuse(text, "a text of the list is empty");
         units.append(wide, begin, end - begin).push_back(u'\0');

@@ -8,16 +8,17 @@
 
 namespace wdlt {
 
-/* "REG_SZ"; a type without a name is its number, as 0x.... */
+/* "REG_SZ"; an unknown type gives its number, as 0x.... */
 std::string typeName(DWORD type);
-/* The value on one line: a text as it is, a number in both bases, bytes in hexadecimal; what isn't as its type has it
-   (a text without a terminator, a dword of three bytes) is shown as bytes. */
+/* The value on one line: a text as it is, a number in both bases, bytes in hexadecimal; data that is malformed for its
+   type (a text without a terminator, a dword of three bytes) is shown as bytes. */
 std::string valueText(const RegValue& value);
-/* The value's name for a listing: "(default)" for the one without. */
+/* The value's name for a listing: "(default)" for the unnamed one. */
 std::string valueLabel(const RegValue& value);
 
-/* Type (sz, expand_sz, multi_sz, binary, dword, qword or none, with or without REG_) and text of a command line.
-   Numbers are decimal or 0x..., bytes hexadecimal with or without commas, the texts of a multi_sz parted by \0. */
+/* Makes a value of the type (sz, expand_sz, multi_sz, binary, dword, qword or none, with or without REG_) and the text
+   of a command line. Numbers are decimal or 0x..., bytes hexadecimal with or without commas, the texts of a multi_sz
+   separated by \0. */
 RegValue parseValueArguments(std::u16string name, std::string_view type, std::string_view text);
 
 } // namespace wdlt

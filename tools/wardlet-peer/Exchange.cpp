@@ -44,8 +44,8 @@ Exchange::Exchange(const ExchangeKind& kind, const Behaviour& behaviour) : m_kin
     if (behaviour.hasEvents) {
         auto request = createEvent(stem + kind.request);
         auto reply = createEvent(stem + kind.reply);
-        // Left over, held by a sender that still waits for a service that is gone. Its record went with that service:
-        // nothing is there that could be heard or answered.
+        // Left over from a service that is gone, kept open by a sender still waiting for its answer. The record of that
+        // request is gone too, so there is nothing to hear or answer.
         if (request.wasThere)
             ResetEvent(request.object.get());
         m_request = std::move(request.object);
@@ -64,7 +64,8 @@ void Exchange::serve(Journal& journal, HANDLE stopping, const std::function<void
         if (WaitForSingleObject(m_request.get(), INFINITE) != WAIT_OBJECT_0)
             throw LayerError(std::string(m_kind.name), static_cast<LONG>(GetLastError()));
         if (isSet(stopping)) {
-            // Who asked in this moment needn't wait its minute; when nobody did, the next exchange resets it first.
+            // Spares a sender that asked just now its time-out of a minute; when nobody asked, the next sender resets
+            // the event before it asks.
             if (!m_behaviour.isSilent)
                 SetEvent(m_reply.get());
             return;

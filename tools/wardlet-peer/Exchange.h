@@ -1,5 +1,5 @@
-/* The service's side of one exchange: the memory in which a sender lays its record, the event with which it asks, and
-   the event that answers it. A thread of its own waits for each exchange, since a wait takes one object. */
+/* The service's side of one exchange: the memory into which a sender writes its record, the event that it sets to ask,
+   and the event that answers it. Each exchange has its own waiting thread, since a wait takes only one object. */
 #pragma once
 
 #include "Journal.h"
@@ -15,14 +15,14 @@
 
 namespace wdlt {
 
-/* A record is 32-bit little-endian numbers, from the memory's start; without numbers there is no memory. */
+/* A record is a row of 32-bit little-endian numbers at the start of the memory; without numbers there is no memory. */
 struct ExchangeKind {
     std::string_view name;
-    std::string (*stem)(); /* of its objects' names */
+    std::string (*stem)(); /* what its objects' names begin with */
     const char* request;   /* what the events' names end in */
     const char* reply;
     std::span<const std::string_view> numbers;
-    bool hasReply; /* the first number is the service's to write */
+    bool hasReply; /* the service writes its reply into the first number */
 };
 
 extern const std::array<ExchangeKind, 3> kExchangeKinds; /* change notifications, actions and the DRS signal */
@@ -37,20 +37,20 @@ struct Behaviour {
 
 class Exchange {
   public:
-    /* Makes the objects; a LayerError when that fails. */
+    /* Creates the objects; throws a LayerError when that fails. */
     Exchange(const ExchangeKind& kind, const Behaviour& behaviour);
 
-    /* The memory of a notification is in a sender's hands only for a moment: who finds it there has found another
-       service. */
+    /* Whether the memory existed before. A sender has the memory of a change notification open only for a moment, so
+       finding it means that another service is running. */
     bool foundMemory() const { return m_foundMemory; }
 
-    /* Answers until `stopping` is set and wake() was called; `served` is called behind each exchange. */
+    /* Answers until `stopping` is set and wake() was called; calls `served` after each exchange. */
     void serve(Journal& journal, HANDLE stopping, const std::function<void()>& served);
     void wake();
     bool hasEvents() const { return m_request != nullptr; }
 
   private:
-    /* What to reply. */
+    /* Journals the request and returns the reply to it. */
     std::int32_t hear(Journal& journal) const;
     bool asksForUrl() const;
     static std::int32_t tellUrlAnswer(nlohmann::ordered_json& rest);

@@ -22,7 +22,7 @@ void Journal::tell(std::string_view kind, const nlohmann::ordered_json& rest) {
     const std::lock_guard hold(m_order);
     nlohmann::ordered_json line = {{"time", utcNow()}, {"kind", kind}};
     line.update(rest);
-    // The frame of the tool finds a stream that failed when the program ends.
+    // A failed stream is reported by runTool at the end of the program.
     fmt::print("{}\n", line.dump());
     std::fflush(stdout);
 }

@@ -1,5 +1,5 @@
-/* What the peer heard, on its standard output: one JSON object a line, each flushed before the exchange goes on, so
-   that whoever got an answer finds the line. Any thread. */
+/* Writes what the peer heard to its standard output: one JSON object per line, flushed before the exchange goes on, so
+   that whoever got an answer finds the line. Thread-safe. */
 #pragma once
 
 #include <mutex>
@@ -10,11 +10,11 @@ namespace wdlt {
 
 class Journal {
   public:
-    /* The time (UTC) and the kind, then the members of `rest`. */
+    /* Writes the time (UTC) and the kind, then the members of `rest`. */
     void tell(std::string_view kind, const nlohmann::ordered_json& rest);
 
   private:
-    std::mutex m_order; /* a line is one line, and times don't go back */
+    std::mutex m_order; /* keeps lines whole and in the order of their times */
 };
 
 } // namespace wdlt

@@ -1,5 +1,5 @@
-/* wardlet-peer: stands in for the running service. Makes the objects that the library's senders look for, tells on its
-   standard output what it hears, and answers; whether a URL is on a list it looks up in the list's file. For
+/* wardlet-peer: stands in for the running service. Creates the objects that the library's senders look for, prints what
+   it hears to its standard output, and answers; it looks up in the list's file whether a URL is on a list. For
    demonstrations, tests and callers' own experiments; it does nothing else with what it hears. */
 
 #include "Exchange.h"
@@ -46,7 +46,8 @@ struct Arguments {
     throw ToolError(ExitStatus::Failure, "a service runs in this home already: its objects exist");
 }
 
-/* The exchange's own objects don't tell a running peer: a sender may still hold those of one that is gone. */
+/* Takes a mutex of its own: the exchanges' objects don't prove that a peer is running, since a sender may still hold
+   those of one that is gone. */
 Object claimHome() {
     auto mutex = createMutex("wardlet_peer_mutex").object;
     const DWORD result = WaitForSingleObject(mutex.get(), 0);
@@ -55,7 +56,7 @@ Object claimHome() {
     return mutex;
 }
 
-/* One thread an exchange; ends them, whatever happens to its owner. */
+/* Runs one thread per exchange; the destructor ends them, also when the owner leaves by an exception. */
 class Servers {
   public:
     Servers(std::deque<Exchange>& exchanges, Journal& journal, const std::function<void()>& served)

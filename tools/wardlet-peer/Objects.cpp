@@ -5,7 +5,7 @@
 namespace wdlt {
 namespace {
 
-/* A null access list: everybody is let in. Points into itself. */
+/* A null DACL: everybody has access. Points into itself, so it must not be moved. */
 class OpenToAll {
   public:
     OpenToAll() {
@@ -23,7 +23,7 @@ class OpenToAll {
     SECURITY_ATTRIBUTES m_attributes{};
 };
 
-/* `create` takes the attributes and the whole name. */
+/* `create` takes the security attributes and the full name. */
 template <class Create>
 Created<Object> createNamed(const std::string& name, Create create) {
     OpenToAll security;

@@ -1,5 +1,5 @@
-/* Kernel objects of the peer: named for all sessions and open to every user's processes, as the library's senders open
-   them by name. Each lives as long as its owner here. */
+/* Kernel objects of the peer: in the global namespace and open to every user's processes, since the library's senders
+   open them by name. Each is closed with its owner here. */
 #pragma once
 
 #include <memory>
@@ -21,16 +21,16 @@ using Memory = std::unique_ptr<BYTE, UnmapMemory>;
 template <class T>
 struct Created {
     T object;
-    bool wasThere; /* some living process had it already */
+    bool wasThere; /* some live process had it open already */
 };
 
-/* `name` without the prefix of its session. A failure is a LayerError. */
+/* `name` is given without the Global\ prefix. A failure is a LayerError. */
 Created<Object> createMutex(const std::string& name);
 Created<Object> createEvent(const std::string& name);
 /* Mapped: the view keeps the memory alive. */
 Created<Memory> createMemory(const std::string& name, DWORD bytes);
 
-/* Of this process alone; stays signalled. */
+/* An unnamed manual-reset event. */
 Object createLatch();
 
 } // namespace wdlt

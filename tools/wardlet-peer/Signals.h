@@ -1,14 +1,14 @@
-/* SIGTERM and SIGINT as a wait of the main thread instead of as an interruption, so that everything is taken down in
-   order. The one place of the tools that speaks to the system itself: the layer has no name for this. */
+/* The main thread waits for SIGTERM and SIGINT instead of being interrupted by them, so that everything is torn down in
+   order. The only place in the tools that calls the system itself: the layer has nothing for this. */
 #pragma once
 
 namespace wdlt {
 
-/* For the whole process: before the first thread is started, which inherits it. */
+/* Blocks the signals. Call before the first thread is started: threads inherit the mask. */
 void holdEndSignals();
-/* Returns when one of the signals has come, or came since they were held. */
+/* Returns when one of the signals arrives, or has arrived since holdEndSignals. */
 void waitForEndSignal();
-/* From any thread: as if a user had sent one. */
+/* As if a user had sent one; from any thread. */
 void sendEndSignal();
 
 } // namespace wdlt

@@ -12,7 +12,7 @@
 
 namespace wdlt {
 
-/* A usage error, which begins with `name`, for what doesn't fit with its terminator or has one inside. */
+/* A text that doesn't fit with its terminator, or has one inside, is a usage error that begins with `name`. */
 template <std::size_t size>
 void setNarrow(char (&field)[size], std::string_view name, const std::string& argument) {
     std::string text;
@@ -21,7 +21,7 @@ void setNarrow(char (&field)[size], std::string_view name, const std::string& ar
     std::fill(std::copy(text.begin(), text.end(), std::begin(field)), std::end(field), '\0');
 }
 
-/* As it is stored, whether or not it has a terminator. */
+/* Works with or without a terminator in the field. */
 template <std::size_t size>
 std::string narrowOf(const char (&field)[size]) {
     return {field, strnlen(field, size)};

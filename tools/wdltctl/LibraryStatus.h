@@ -1,4 +1,4 @@
-/* Statuses of the library in words. */
+/* Status codes of the library in words. */
 #pragma once
 
 #include <cstdint>
@@ -6,8 +6,8 @@
 
 namespace wdlt {
 
-/* Nothing for 0 and for the positive results, which are answers; else a ToolError that names the status, with `detail`
-   behind it. */
+/* Does nothing for WDLT_OK and for positive results, which are answers; otherwise throws a ToolError that names the
+   status, followed by `detail`. */
 void checkStatus(std::int32_t status, std::string_view detail = {});
 
 } // namespace wdlt

@@ -1,5 +1,5 @@
-/* wdltctl: the control panel on the command line. What it does it does through the library's exports, so that any
-   caller can do the same; only init works on the registry, since the library has no call that makes a tree. */
+/* wdltctl: the control panel on the command line. It uses only the library's exports, so that any caller can do the
+   same; only init works on the registry directly, since the library has no call that creates a tree. */
 
 #include "Files.h"
 #include "RunTool.h"
@@ -36,7 +36,7 @@ constexpr const char* kExamples = "Examples:\n"
                                   "Exit status: 0 done, 1 failed (the library's status is named), 2 wrong usage.";
 
 void addVerbs(CLI::App& app) {
-    // The callbacks refer to it for as long as the program runs.
+    // Static: the callbacks refer to it for as long as the program runs.
     static Options options;
     app.add_flag("--json", options.json, "Print JSON");
     app.add_flag("--secrets", options.secrets, "Show passwords and keys");

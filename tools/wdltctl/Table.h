@@ -1,4 +1,4 @@
-/* Rows of text in columns as wide as they need. */
+/* Rows of text in columns as wide as their widest cell. */
 #pragma once
 
 #include <string>
@@ -8,7 +8,7 @@ namespace wdlt {
 
 using TableRow = std::vector<std::string>;
 
-/* To the standard output: two spaces between columns, none behind the last. The first row is the heading. */
+/* Prints to the standard output: two spaces between columns, none after the last. The first row is the heading. */
 void printTable(const std::vector<TableRow>& rows);
 
 } // namespace wdlt

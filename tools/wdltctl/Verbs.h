@@ -1,5 +1,5 @@
-/* The verbs of wdltctl. Each stands in a file of its own and has one row in Main's table; it adds its subcommand and
-   runs from that subcommand's callback. */
+/* The verbs of wdltctl. Each has a file of its own and one row in Main's table; it adds its subcommand and runs from
+   that subcommand's callback. */
 #pragma once
 
 #include "RecordFields.h"
@@ -10,7 +10,7 @@ class App;
 
 namespace wdlt {
 
-/* Options that hold for every verb; filled before a callback runs, alive as long as the program. */
+/* Options common to all verbs; filled in before a callback runs, alive as long as the program. */
 struct Options {
     bool json = false;
     bool secrets = false;
@@ -26,7 +26,7 @@ void addCheckUrl(CLI::App& app, const Options& options);
 void addVerify(CLI::App& app, const Options& options);
 void addRaw(CLI::App& app, const Options& options);
 
-/* The one way in which a document goes to the standard output. */
+/* All JSON output goes through here. */
 void printJson(const Json& document);
 
 } // namespace wdlt

@@ -13,13 +13,13 @@
 
 namespace wdlt {
 
-/* As it is stored, whether or not it has a terminator. */
+/* Works with or without a terminator in the field. */
 template <std::size_t size>
 std::u16string textOf(const wdlt_wchar (&field)[size]) {
     return {std::begin(field), std::find(std::begin(field), std::end(field), u'\0')};
 }
 
-/* A usage error, which begins with `name`, for what doesn't fit with its terminator. */
+/* A text that doesn't fit with its terminator is a usage error that begins with `name`. */
 template <std::size_t size>
 void setWide(wdlt_wchar (&field)[size], std::string_view name, const std::string& argument) {
     const auto text = utf16FromArgument(argument);

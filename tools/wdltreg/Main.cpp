@@ -1,5 +1,5 @@
-/* wdltreg: the registry on the command line, for administrators and scripts. Works on the platform layer alone, so it
-   also shows and mends a tree that the library can't read. */
+/* wdltreg: the registry on the command line, for administrators and scripts. Uses only the platform layer, so it can
+   also show and repair a tree that the library can't read. */
 
 #include "Display.h"
 #include "Files.h"
@@ -28,7 +28,7 @@ constexpr const char* kExamples =
     "  wdltreg export -o backup.reg && wdltreg import backup.reg\n"
     "Exit status: 0 done, 1 failed, 2 wrong usage.";
 
-/* What the verbs take; one verb runs in a process. */
+/* The arguments of all verbs: only one verb runs per process. */
 struct Arguments {
     std::string file;
     std::string output{kStandardStream};
@@ -78,7 +78,7 @@ void queryValue(const Arguments& arguments) {
 void setValue(const Arguments& arguments) {
     const auto path = parseKeyArgument(arguments.key);
     const auto value = parseValueArguments(utf16FromArgument(arguments.name), arguments.type, arguments.value);
-    // One transaction, so that a value that is refused leaves no new key behind.
+    // In one transaction, so that a refused value doesn't leave a new key.
     importDocument({{RegKey{path, {value}, false}}});
 }
 

@@ -68,7 +68,7 @@ bool isLocalSystem() {
            CheckTokenMembership(nullptr, sid.data(), &isMember) != FALSE && isMember != FALSE;
 }
 
-// Whether this process runs in the session of services. What can't be told counts as interactive.
+// Whether this process runs in the session of services. Assumes an interactive one when it can't tell.
 bool isServiceSession() {
     OSVERSIONINFOA version{};
     version.dwOSVersionInfoSize = sizeof version;
@@ -113,7 +113,7 @@ Settings readSettings(Storage::Base& storage, const Storage::Key& key, bool serv
     return settings;
 }
 
-// The system code page's text as UTF-16, whatever its length. Empty when it can't be converted.
+// Text of the system code page as UTF-16, at most its first 64 KiB. Empty when it can't be converted.
 std::u16string wideOf(std::string_view text) {
     const auto length = static_cast<int>(std::min<std::size_t>(text.size(), 0x10000));
     std::u16string wide(static_cast<std::size_t>(length), u'\0');
@@ -179,11 +179,11 @@ std::u16string_view fileNameOf(const WCHAR* file) {
     return separator == std::u16string_view::npos ? path : path.substr(separator + 1);
 }
 
-// Message and tail behind `line`, which has date and head already.
+// Appends message and tail to `line`, which has date and head already.
 template <class Unit>
 void finish(std::basic_string<Unit>& line, const Unit* file, unsigned number, const Unit* format,
             std::span<const wdlt::LogArgument> arguments) {
-    // The longest message that any of the buffers of 256, 1024 and 4096 takes is that of the last one.
+    // A message that is too long is left out; head and tail stay.
     const std::size_t begin = line.size();
     const wdlt::LogFormatResult result = wdlt::formatLog(line, format, arguments);
     if (result != wdlt::LogFormatResult::Done)
@@ -210,7 +210,7 @@ std::u16string lineOf(const std::string& begin, const WCHAR* file, unsigned numb
     return line;
 }
 
-// A log line often stands between a failing call and the code that looks at its error.
+// A log line often comes between a failing call and the code that looks at its error.
 class KeepLastError {
   public:
     KeepLastError() = default;
@@ -224,8 +224,8 @@ class KeepLastError {
 
 } // namespace
 
-// The two locks: m_traceLock around the library and each call of it, so that lines don't interleave; m_stateLock around
-// the flags, for a few instructions. m_traceLock is taken before m_stateLock. A line is built under neither.
+// m_traceLock guards the library and each call of it, so that lines don't interleave; m_stateLock guards the flags, for
+// a few instructions. m_traceLock is taken before m_stateLock. A line is built under neither.
 class DebugLog {
   public:
     DebugLog() = default;
@@ -327,7 +327,7 @@ bool DebugLog::Stop() {
     return wasStarted;
 }
 
-// The tag when a line of this level is to be written; else nothing, and what Trace gives.
+// The tag if a line of this level is to be written; else nothing, with Trace's result in `result`.
 std::optional<std::string> DebugLog::tagIfWanted(DWORD level, bool& result) {
     const Synchronize::SingleLock lock(&m_stateLock);
     result = m_state.started && !m_state.enabled;
@@ -352,7 +352,7 @@ bool DebugLog::Trace(const Unit* file, unsigned line, DWORD level, const Unit* f
 
 namespace {
 
-// Never destroyed: calls are harmless until the last instruction of the process, from other threads too.
+// Never destroyed: calls are safe until the process ends, from other threads too.
 DebugLog& debugLog() {
     alignas(DebugLog) static std::array<std::byte, sizeof(DebugLog)> memory;
     static DebugLog* const log = std::construct_at(reinterpret_cast<DebugLog*>(memory.data()));

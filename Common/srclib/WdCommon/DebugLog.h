@@ -1,6 +1,6 @@
-// The process-wide debug log: decides whether a line is wanted, builds it, and hands it to the trace library that
-// stands beside the module. Nothing here ever fails towards a caller, changes the thread's last error, or throws. Lines
-// may be logged from any thread, before startLog and after stopLog too, and in the child of a fork.
+// The process-wide debug log: decides whether a line is wanted, builds it, and hands it to the trace library beside the
+// module. Nothing here throws, changes the thread's last error, or needs its result checked. Lines may be logged from
+// any thread, before startLog and after stopLog too, and in the child of a fork.
 #pragma once
 
 #include "WdCommon/LogFormat.h"
@@ -9,7 +9,7 @@
 #include <atomic>
 #include <string>
 
-// A line of the level given: the arguments are looked at only when the line is wanted.
+// Logs a line at a level: the arguments are evaluated only when the line is wanted.
 #define WDLOG(level, ...)                                                                                              \
     do {                                                                                                               \
         const DWORD wdlogLevel = (level);                                                                              \
@@ -35,14 +35,14 @@ inline constexpr DWORD kLogTrace = 16;
 inline constexpr DWORD kLogError = 256;
 
 // The levels that are wanted now: the mask while the log is started and enabled, else 0. Written by the log alone; a
-// relaxed load is enough, since Trace looks again under the lock.
+// relaxed load is enough, since Trace checks again under the lock.
 extern constinit std::atomic<DWORD> g_wantedLevels;
 
 inline bool isLogged(DWORD level) {
     return (g_wantedLevels.load(std::memory_order_relaxed) & level) != 0;
 }
 
-// Reads the settings and starts the log; started already, it only reads the settings again.
+// Reads the settings and starts the log; if it is started already, only reads the settings again.
 bool startLog(const char* tag, const WdCommon::Storage::Key& key);
 // True when the log was started.
 bool stopLog();

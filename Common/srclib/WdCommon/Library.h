@@ -1,5 +1,5 @@
-// Libraries loaded at run time, and the trace library among them: its entries and the record it is started with.
-// A library object is guarded by its owner.
+// Libraries loaded at run time, among them the trace library: its functions and the record that it is started with. The
+// owner of a library object guards it.
 #pragma once
 
 #include <platform/identity.h>
@@ -17,7 +17,7 @@ class Base {
     Base(const Base&) = delete;
     Base& operator=(const Base&) = delete;
 
-    // False with `error` set, or with 0 there when a module is held already.
+    // False with `error` set; with ERROR_SUCCESS when a module is held already.
     bool Load(const char* path, DWORD& error);
     bool Free();
     FARPROC Find(const char* name) const;
@@ -26,13 +26,13 @@ class Base {
     HMODULE m_module = nullptr;
 };
 
-// Adds entries that are looked up after loading.
+// Adds functions that are looked up after loading.
 class Wrapper : public Base {
   public:
     // Called after loading with true and after unloading with false.
     virtual bool Bind(bool load, DWORD& error) = 0;
 
-    // Loads and binds; a library that lacks an entry is unloaded again.
+    // Loads and binds; a library that lacks a function is unloaded again.
     bool LoadAndBind(const char* path, DWORD& error);
     void Unload();
     bool isLoaded() const { return m_loaded; }
@@ -44,7 +44,7 @@ class Wrapper : public Base {
     bool m_loaded = false;
 };
 
-// The record that starts the trace library: its layout is the library's.
+// The record that the trace library is started with: the library dictates its layout.
 struct WdDbgConfig {
     BYTE serviceSession;
     BYTE robust;
@@ -71,13 +71,17 @@ class WdDbg final : public Wrapper {
 
     bool Bind(bool load, DWORD& error) override;
 
-    // Only while isLoaded. 0 is success; a success without a handle is none.
-    int Initialize(void** handle, const WdDbgConfig* config) const { return m_initialize(handle, config); }
+    // Only while isLoaded. 0 is success; a success without a handle counts as a failure.
+    [[nodiscard]] int Initialize(void** handle, const WdDbgConfig* config) const {
+        return m_initialize(handle, config);
+    }
     int Uninitialize(void* handle) const { return m_uninitialize(handle); }
-    int Trace(void* handle, const SYSTEMTIME* time, const WCHAR* line) const { return m_trace(handle, time, line); }
+    [[nodiscard]] int Trace(void* handle, const SYSTEMTIME* time, const WCHAR* line) const {
+        return m_trace(handle, time, line);
+    }
 
   private:
-    // Records cross as plain memory: the two sides share their layout and no type.
+    // Records are passed as void*: the two sides share a layout but no type.
     int (*m_initialize)(void** handle, const void* config) = nullptr;
     int (*m_uninitialize)(void* handle) = nullptr;
     int (*m_trace)(void* handle, const void* time, const WCHAR* line) = nullptr;

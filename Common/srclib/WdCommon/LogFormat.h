@@ -1,6 +1,6 @@
-// Formats of log texts: checked against their arguments while the caller is compiled, filled in by one function that is
-// no template. Knows %d %i %u %x %X %c %s %ws %p %% with flags, width and precision, and the sizes l, ll and z.
-// `l` counts 32 bits, as the system's own `long` does, whatever the compiler's says.
+// Log formats: checked against their arguments at compile time, formatted by one function that is no template. Numbers are
+// %d %u %x %X, with a width of at most two digits that 0 fills with zeros, and the size l, which means 32 bits like the
+// platform interface's LONG, whatever the compiler's long is. Texts are %s %hs %ws, a pointer's 16 digits %p.
 #pragma once
 
 #include <platform/base.h>
@@ -34,60 +34,41 @@ struct LogArgument {
 
 enum class LogFormatResult : BYTE { Done, TooLong, Failed };
 
-// Appends what is formatted, at most kMaxMessage characters. What was appended means nothing unless it's Done.
+// Appends the formatted text, at most kMaxMessage characters. Unless it returns Done, what was appended is meaningless.
 LogFormatResult formatLog(std::string& out, const char* format, std::span<const LogArgument> arguments);
 LogFormatResult formatLog(std::u16string& out, const WCHAR* format, std::span<const LogArgument> arguments);
 
 namespace format {
 
-// What a conversion wants. WideText of a UTF-16 format is its plain %s.
-enum class Wants : BYTE { Number32, NumberLong, Number64, NumberSize, Narrow, Wide, Pointer, Percent, Bad };
+// The argument that a conversion takes. In a UTF-16 format a plain %s is Wide.
+enum class Wants : BYTE { Number, Long, Narrow, Wide, Pointer, Percent, Bad };
 
-// A conversion at the begin of `text`, its % included.
+// The conversion at the start of a text, its % included.
 struct Conversion {
     std::size_t length = 0;
-    std::size_t headLength = 0; // of the %, flags, width and precision
     char letter = '\0';
+    bool isZeroFilled = false;
+    int width = 0;
     Wants wants = Wants::Bad;
 };
 
-template <class Unit>
-constexpr bool isOneOf(Unit unit, std::string_view set) {
-    for (const char c : set) {
-        if (unit == static_cast<Unit>(c))
-            return true;
-    }
-    return false;
-}
-
-constexpr Wants numberOfSize(std::string_view size) {
-    if (size.empty())
-        return Wants::Number32;
-    if (size == "l")
-        return Wants::NumberLong;
-    if (size == "ll")
-        return Wants::Number64;
-    return size == "z" ? Wants::NumberSize : Wants::Bad;
-}
-
-constexpr Wants wantsOf(char letter, std::string_view size, bool isWideFormat) {
+constexpr Wants wantsOf(char letter, char size, bool hasWidth, bool isWideFormat) {
     switch (letter) {
     case 'd':
-    case 'i':
     case 'u':
     case 'x':
     case 'X':
-        return numberOfSize(size);
-    case 'c':
-        return size.empty() ? Wants::Number32 : Wants::Bad;
+        if (size == 'l')
+            return Wants::Long;
+        return size == '\0' ? Wants::Number : Wants::Bad;
     case 's':
-        if (size == "w" || (size.empty() && isWideFormat))
-            return Wants::Wide;
-        return size.empty() || size == "h" ? Wants::Narrow : Wants::Bad;
+        if (hasWidth || size == 'l')
+            return Wants::Bad;
+        return size == 'w' || (size == '\0' && isWideFormat) ? Wants::Wide : Wants::Narrow;
     case 'p':
-        return size.empty() ? Wants::Pointer : Wants::Bad;
+        return size == '\0' && !hasWidth ? Wants::Pointer : Wants::Bad;
     case '%':
-        return size.empty() ? Wants::Percent : Wants::Bad;
+        return size == '\0' && !hasWidth ? Wants::Percent : Wants::Bad;
     default:
         return Wants::Bad;
     }
@@ -96,28 +77,26 @@ constexpr Wants wantsOf(char letter, std::string_view size, bool isWideFormat) {
 template <class Unit>
 constexpr Conversion parse(std::basic_string_view<Unit> text) {
     std::size_t at = 1;
-    const auto skipWhile = [&](std::string_view set) {
-        while (at < text.size() && isOneOf(text[at], set))
-            ++at;
-    };
-    skipWhile("-+ #0");
-    skipWhile("0123456789");
-    if (at < text.size() && text[at] == static_cast<Unit>('.')) {
-        ++at;
-        skipWhile("0123456789");
-    }
+    // '\0' at the end, and for a unit that no conversion has.
+    const auto unit = [&] { return at < text.size() && text[at] < 0x80 ? static_cast<char>(text[at]) : '\0'; };
+    const auto isDigit = [&] { return unit() >= '0' && unit() <= '9'; };
     Conversion result;
-    result.headLength = at;
-    std::array<char, 2> size{};
-    std::size_t sizeLength = 0;
-    while (at < text.size() && sizeLength < size.size() && isOneOf(text[at], "lzwh"))
-        size[sizeLength++] = static_cast<char>(text[at++]);
-    if (at == text.size() || result.headLength > 8)
+    if (unit() == '0') {
+        result.isZeroFilled = true;
+        ++at;
+    }
+    for (; isDigit() && result.width < 10; ++at)
+        result.width = result.width * 10 + (unit() - '0');
+    char size = '\0';
+    if (unit() == 'l' || unit() == 'h' || unit() == 'w') {
+        size = unit();
+        ++at;
+    }
+    if (unit() == '\0')
         return result;
-    result.letter = static_cast<char>(text[at]);
+    result.letter = unit();
     result.length = at + 1;
-    if (text[at] < 0x80)
-        result.wants = wantsOf(result.letter, {size.data(), sizeLength}, sizeof(Unit) > 1);
+    result.wants = wantsOf(result.letter, size, at + 1 > 2 + std::size_t{size != '\0'}, sizeof(Unit) > 1);
     return result;
 }
 
@@ -133,14 +112,10 @@ constexpr bool accepts(Wants wants) {
     using Plain = std::decay_t<T>;
     constexpr bool isLong = std::same_as<Plain, long> || std::same_as<Plain, unsigned long>;
     switch (wants) {
-    case Wants::Number32:
+    case Wants::Number:
         return Number<Plain> && sizeof(Plain) <= sizeof(DWORD);
-    case Wants::NumberLong:
+    case Wants::Long:
         return isLong;
-    case Wants::Number64:
-        return Number<Plain> && sizeof(Plain) == sizeof(ULONGLONG);
-    case Wants::NumberSize:
-        return Number<Plain> && sizeof(Plain) == sizeof(std::size_t);
     case Wants::Narrow:
         return NarrowText<Plain>;
     case Wants::Wide:
@@ -179,7 +154,7 @@ constexpr const char* faultOf(std::basic_string_view<Unit> text) {
     return used == kCount ? nullptr : "more arguments than conversions";
 }
 
-// Neither constexpr nor defined: reaching it is the compile error, which shows what is wrong.
+// Neither constexpr nor defined: the call is the compile error, and its argument says what is wrong.
 void badLogFormat(const char* fault);
 
 } // namespace format

@@ -32,7 +32,7 @@ const char* orEmpty(const char* text) {
     return text == nullptr ? "" : text;
 }
 
-// Runs a throwing form for its Try form.
+// Makes a Try form out of a throwing one.
 template <class Read>
 bool caught(DWORD& error, Read&& read) {
     error = ERROR_SUCCESS;
@@ -57,7 +57,8 @@ void check(LONG error, DWORD line) {
 
 } // namespace
 
-// A folder may end with a double-byte character whose second byte looks like a backslash: its end is found by walking.
+// The folder's last character may be a double-byte one whose second byte looks like a backslash, so it is found by
+// walking.
 std::string withSeparator(const char* folder) {
     std::string text = orEmpty(folder);
     char last = '\\';
@@ -145,8 +146,8 @@ bool IniFile::GetString(std::string& out, const char* name, const char* defaultT
     out = orEmpty(defaultText);
     requireName(name);
     try {
-        // A result of size - 1 may be a text that was cut. Steps that double keep a very long text from taking
-        // minutes: each try reads the file.
+        // A result of size - 1 may be truncated. The size doubles since each try reads the file: small steps could take
+        // minutes for a very long text.
         for (std::size_t size = kTextStep; size <= std::numeric_limits<DWORD>::max(); size += size) {
             std::string text(size, '\0');
             const DWORD length = GetPrivateProfileStringA(m_section.c_str(), name, orEmpty(defaultText), text.data(),
@@ -247,7 +248,7 @@ bool Registry::Flush() {
     return true;
 }
 
-// Size first, then data. Another process may store a longer value in between: then once more.
+// Size first, then data; again if another process stored a longer value in between.
 DWORD Registry::query(const char* name, std::vector<BYTE>& data) const {
     HKEY key = requireKey();
     try {
@@ -334,7 +335,7 @@ bool Registry::SetNumber(const char* name, DWORD value) {
 
 namespace {
 
-// Collects names until the call says that there are no more; a name that doesn't fit is asked for again.
+// Collects names until the call says that there are no more; retries with a larger buffer when a name doesn't fit.
 template <class Next>
 void collectNames(std::vector<std::string>& names, Next&& next) {
     names.clear();

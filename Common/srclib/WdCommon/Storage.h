@@ -1,6 +1,6 @@
-// A named set of numbers and texts that lives in an INI file or in a registry key: the debug log's settings are its
-// user. A storage object belongs to one call, no lock applies. An operation that fails throws a Storage::Exception by
-// pointer, the Try forms don't; what a class doesn't have gives false.
+// A named set of numbers and texts in an INI file or a registry key; the debug log keeps its settings in one. A storage
+// object belongs to one call and needs no lock. An operation that fails throws a Storage::Exception by pointer, the Try
+// forms don't; an operation that a class doesn't support returns false.
 #pragma once
 
 #include "WdCommon/Exception.h"
@@ -40,7 +40,7 @@ class Base {
     Base(const Base&) = delete;
     Base& operator=(const Base&) = delete;
 
-    // The order is that of the slots.
+    // In vtable order.
     virtual bool OpenRead(const Key& key, const char* section) = 0;
     virtual bool OpenCreate(const Key& key, const char* section) = 0;
     virtual bool OpenWrite(const Key& key, const char* section);
@@ -49,7 +49,7 @@ class Base {
     virtual bool Flush() = 0;
     virtual bool TryGetBinary(const char* name, std::vector<BYTE>& data, DWORD& error);
     virtual bool GetBinary(const char* name, std::vector<BYTE>& data);
-    // `error` is 0 after a success. `out` takes the default first, so that it stands after a failure.
+    // `error` is ERROR_SUCCESS after a success. After a failure `out` is the default.
     virtual bool TryGetString(std::string& out, const char* name, const char* defaultText, DWORD& error);
     virtual bool GetString(std::string& out, const char* name, const char* defaultText) = 0;
     virtual DWORD TryGetNumber(const char* name, DWORD defaultNumber, DWORD& error);
@@ -118,7 +118,7 @@ class Registry final : public Base {
     std::string m_path;
 };
 
-// The folder with the separator behind it that a file name needs; an empty folder stays empty.
+// The folder with a separator at its end, as a file name needs it; an empty folder stays empty.
 std::string withSeparator(const char* folder);
 
 } // namespace WdCommon::Storage

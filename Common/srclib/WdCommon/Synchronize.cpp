@@ -10,7 +10,7 @@ CriticalSection::~CriticalSection() {
     DeleteCriticalSection(&m_section);
 }
 
-// The analysis sees this object as the lock and knows nothing of the one behind it.
+// The thread-safety analysis sees this object as the lock and doesn't know the section behind it.
 void CriticalSection::Lock() WD_NO_THREAD_SAFETY_ANALYSIS {
     EnterCriticalSection(&m_section);
 }

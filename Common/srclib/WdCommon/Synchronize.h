@@ -1,5 +1,4 @@
-// Locks of the WdCommon classes, inside one process. A critical section may be entered again by the thread that holds
-// it.
+// Locks of the WdCommon classes, within one process. A critical section is recursive.
 #pragma once
 
 #include <platform/sync.h>

@@ -1,4 +1,4 @@
-// What one protocol keeps for the privacy feature: a number that the running service gives its meaning.
+// The privacy setting of one protocol: a number that only the running service interprets.
 #pragma once
 
 #include "WdchHelper.h"

@@ -35,7 +35,7 @@ constexpr std::uint64_t exclusionBytes(DWORD count) {
     return sizeof(PrivacyExclusionListHead) + std::uint64_t{count} * sizeof(PrivacyExclusionItem);
 }
 
-// A setting was raised between the question for the size and its use: the caller asks again.
+// Whether a setting was raised since the buffer's size was checked: the caller then has to ask again.
 bool hasOutgrown(std::uint64_t needed, std::uint64_t* size) {
     if (needed <= *size)
         return false;
@@ -43,7 +43,7 @@ bool hasOutgrown(std::uint64_t needed, std::uint64_t* size) {
     return true;
 }
 
-// A head and the records behind it, as callers have them.
+// Copies a head, and the records after it, to the caller's buffer.
 template <class Head, class Records>
 void handOver(void* buffer, const Head& head, const Records& records) {
     std::memcpy(buffer, &head, sizeof head);
@@ -290,7 +290,7 @@ std::int32_t CEnginePDPCommon::WriteConfigViewData(const void* buffer, std::uint
     return writeItems(operation, control, items, oldCount);
 }
 
-// Takes the items from behind the control record.
+// Checks the items after the control record and copies them to `items`.
 std::int32_t CEnginePDPCommon::checkItems(const PrivacyControlData& control, const void* buffer,
                                           WipedVector<PrivacyViewItem>& items) {
     if (!PrivacySwap::areFileNames(control)) {
@@ -312,7 +312,7 @@ std::int32_t CEnginePDPCommon::checkItems(const PrivacyControlData& control, con
                         static_cast<unsigned long>(item->dwItemIndex));
             return WDLT_E_INVALID_ARGUMENT;
         }
-        // Stored, they could never be read again.
+        // Stored without a terminator, they could never be read again.
         if (!isTerminated(item->szItemName) || !isTerminated(item->szDescription)) {
             WDLOG_ERROR("*** CEnginePDPCommon::WriteConfigViewData() - Item text has no terminator. Index=%lu",
                         static_cast<unsigned long>(item->dwItemIndex));
@@ -324,8 +324,8 @@ std::int32_t CEnginePDPCommon::checkItems(const PrivacyControlData& control, con
     return WDLT_OK;
 }
 
-// One transaction: what a failing value leaves is told by the step that fails, a process that dies leaves the old items
-// or the new ones.
+// One transaction: a process that dies leaves the old items or the new ones. After a failing value those before it
+// stay, and the step that fails is logged.
 std::int32_t CEnginePDPCommon::writeItems(PrivacyOperation& operation, const PrivacyControlData& control,
                                           std::span<const PrivacyViewItem> items, DWORD oldCount) {
     PrivacyItems stored(*this);
@@ -450,7 +450,7 @@ std::int32_t CEnginePDPCommon::GetMaxBufferSize(std::uint64_t dwReadSwitch, std:
         WDLOG_ERROR("*** CEnginePDPCommon::GetMaxBufferSize() - dwRegValue was invalid value.");
         return WDLT_E_GENERAL;
     }
-    size = 0; // of exclusions only the file knows it
+    size = 0; // that of the exclusions is known only to the file
     if (dwReadSwitch == WDLT_CONFIG_PRIVACY_ITEMS)
         size = viewBytes(itemEntryMax);
     if (dwReadSwitch == WDLT_CONFIG_PRIVACY_SEARCH) {
@@ -477,7 +477,7 @@ std::unique_ptr<CGMutex> CEnginePDPCommon::CheckGlobalMutex() {
                     static_cast<long>(status));
         return nullptr;
     }
-    const DWORD attempts = retryCount + 1; // none for the largest count
+    const DWORD attempts = retryCount + 1; // wraps to 0 for the largest count
     for (DWORD attempt = 0; attempt < attempts; ++attempt) {
         if (attempt != 0)
             Sleep(waitTime);

@@ -1,6 +1,6 @@
-// The privacy items: their view data in the registry, the search data that is made of them and the exclusion items in
-// the privacy database. Every access to them goes by the presence mutex, which nobody waits for: it is looked for
-// AccessRetryCount + 1 times, AccessWaitTime milliseconds apart, and readers keep each other out as well as writers.
+// The privacy items: their view data in the registry, the search data made of them and the exclusion items in the
+// privacy database. An access needs the presence mutex, which nobody waits for: up to AccessRetryCount + 1 attempts to
+// create it, AccessWaitTime milliseconds apart. Readers exclude each other as well as writers.
 #pragma once
 
 #include "GMutex.h"
@@ -23,12 +23,12 @@ class CEnginePDPCommon final : public WdchHelper, private wdlt::PrivacyDatabase 
     // The config type selects view data (1), search data (2) or exclusion items (3). Null data with a size of 0 asks
     // for the size.
     [[nodiscard]] std::int32_t ReadConfig(std::uint64_t dwReadSwitch, void* _pData, std::uint64_t* size) override;
-    // View data, and the search data with them (0 or 1), or exclusion items (3). The database comes first: a text that
-    // can't be converted leaves everything as it was.
+    // View data, and the search data with them (0 or 1), or exclusion items (3). The database is written first: a text
+    // that can't be converted leaves everything as it was.
     [[nodiscard]] std::int32_t WriteConfig(std::uint64_t dwWriteSwitch, void* _pData, std::uint64_t size) override;
 
-    // Tries `count` items on the charsets of the settings. Each one's result becomes 0 or WDLT_E_ITEM_CONVERSION; a
-    // failed item doesn't fail the call. Takes no mutex and no file.
+    // Tries to convert `count` items to the configured charsets. Each one's result becomes 0 or WDLT_E_ITEM_CONVERSION;
+    // a failed item doesn't fail the call. Takes no mutex and no file.
     [[nodiscard]] std::int32_t VerifyItems(const PrivacyViewItem* _viewData, std::int32_t count,
                                            std::uint32_t* _result);
 
@@ -45,7 +45,8 @@ class CEnginePDPCommon final : public WdchHelper, private wdlt::PrivacyDatabase 
     [[nodiscard]] std::int32_t verify(const PrivacyViewItem* _viewData, std::int32_t count, std::uint32_t* _result);
 
     [[nodiscard]] std::int32_t GetMaxBufferSize(std::uint64_t dwReadSwitch, std::uint64_t& size);
-    // Held as long as the object lives; null when somebody else has it, or the settings can't be read.
+    // The presence mutex, held as long as the object lives; null when somebody else has it, or the settings can't be
+    // read.
     std::unique_ptr<CGMutex> CheckGlobalMutex();
     [[nodiscard]] std::int32_t OpenDatabaseToRead(wdlt::BufferedFile& file);
 

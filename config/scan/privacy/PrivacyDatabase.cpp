@@ -22,7 +22,7 @@ constexpr std::string_view kMagic{"__PRIVACY_DATA_PROTECTION__", sizeof PrivacyD
 constexpr std::string_view kVersion{"01.01.00", sizeof PrivacyDBHeader::szVersion};
 
 constexpr DWORD kChunkBytes = 8192;
-constexpr DWORD kMostMessageBytes = 2100; // of an exclusion, as read; no writer makes more than 2096
+constexpr DWORD kMostMessageBytes = 2100; // read limit of an exclusion; no writer makes more than 2096
 
 struct ExclusionHead {
     DWORD dwExclusionId;
@@ -73,7 +73,7 @@ Rijndael privacyCipher(int direction) {
     return cipher;
 }
 
-// False for what doesn't decipher. The plain bytes and a zero take the pattern's place.
+// Replaces the pattern with its plain bytes and a zero; false if it can't be deciphered.
 bool decipherPattern(Rijndael& cipher, PrivacySearchRecord& record) {
     Wiped<std::array<std::uint8_t, sizeof record.byPattern>> plain;
     const std::int32_t plainBytes =
@@ -89,7 +89,7 @@ bool decipherPattern(Rijndael& cipher, PrivacySearchRecord& record) {
     return true;
 }
 
-// The next item, and the bytes of its message; none when the walk ends before it.
+// Reads the next item. Returns the size of its message; none when it can't be read.
 std::optional<DWORD> readExclusion(BufferedFile& file, Rijndael& cipher, PrivacyExclusionItem& item) {
     ExclusionHead head{};
     if (const auto moved = file.read(&head, sizeof head); !moved.done || moved.bytes != sizeof head)
@@ -120,7 +120,7 @@ std::optional<DWORD> readExclusion(BufferedFile& file, Rijndael& cipher, Privacy
     return head.dwSize;
 }
 
-// The text's message behind its head.
+// Makes the item's record: the head, then the text's message.
 std::int32_t encipherExclusion(Rijndael& cipher, const PrivacyExclusionItem& item, std::vector<std::uint8_t>& record) {
     const std::size_t length = strnlen(item.szText, sizeof item.szText);
     if (length == 0) {
@@ -181,7 +181,6 @@ std::int32_t PrivacyDatabase::GetPrivacyDBExclusionHeader(BufferedFile& file,
 }
 
 std::int32_t PrivacyDatabase::GetBinaryData(BufferedFile& file, std::uint64_t size, std::string& bytes) {
-    // Nothing is kept of a file that has less.
     if (!file.hasAhead(size)) {
         WDLOG_ERROR("*** CEnginePDPCommon::GetBinaryData() - dwReadByte was invalid. dwReadByte=%ld", 0L);
         return WDLT_E_GENERAL;
@@ -197,10 +196,10 @@ std::int32_t PrivacyDatabase::GetBinaryData(BufferedFile& file, std::uint64_t si
     return WDLT_OK;
 }
 
-// A record that the file ends in is none.
+// A record that is cut off by the end of the file doesn't count.
 std::int32_t PrivacyDatabase::GetPrivacySearchData(BufferedFile& file, DWORD dwDataCount,
                                                    WipedVector<PrivacySearchRecord>& records) {
-    constexpr DWORD kReserved = 1024; // a count is believed so far
+    constexpr DWORD kReserved = 1024; // a damaged count reserves no more
     records.reserve(std::min(dwDataCount, kReserved));
     Rijndael cipher = privacyCipher(Rijndael::kDecrypt);
     while (records.size() < dwDataCount) {

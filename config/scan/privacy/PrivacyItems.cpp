@@ -25,7 +25,7 @@ constexpr std::int32_t kDataBytes = 32;
 constexpr std::int32_t kStoredDataBytes = 48;
 static_assert(Rijndael::cipherBytes(kDataBytes) == kStoredDataBytes);
 
-constexpr ValueReport kNoLines; // each operation has lines of its own, which tell the entry too
+constexpr ValueReport kNoLines; // the operations log failures themselves, with the entry's name
 
 std::string numbered(const char* name, DWORD position) {
     std::array<char, 16> digits{};
@@ -33,7 +33,7 @@ std::string numbered(const char* name, DWORD position) {
     return std::string(name).append(digits.data());
 }
 
-// The row with the value's name at a place of the list.
+// The row with a numbered value's name, which must outlive it.
 FieldOf<PrivacyViewItem> at(const FieldOf<PrivacyViewItem>& row, const std::string& name) {
     FieldOf<PrivacyViewItem> numberedRow = row;
     numberedRow.value = name.c_str();
@@ -98,7 +98,7 @@ std::int32_t PrivacyItems::GetPrivacyViewData(DWORD count, WipedVector<PrivacyVi
     return WDLT_OK;
 }
 
-// The first bytes of the field, whatever stands behind the text's end.
+// Stores the first bytes of the field, whatever follows the text's terminator.
 std::int32_t PrivacyItems::writeData(const char* name, const PrivacyViewItem& item) {
     Rijndael cipher;
     cipher.Init(Rijndael::kCbc, Rijndael::kEncrypt, kPrivacyKey.data(), Rijndael::kKey16Bytes);

@@ -1,5 +1,5 @@
-// The view items in the registry: five numbered values for each, by its place in the list. The privacy data is kept
-// enciphered, 32 bytes of it.
+// The view items in the registry: five values for each, numbered by its place in the list. The privacy data is kept
+// enciphered and cut to 32 bytes.
 #pragma once
 
 #include "WdchHelper.h"
@@ -14,15 +14,15 @@ namespace wdlt {
 
 class PrivacyItems {
   public:
-    // Of the helper's own address.
+    // Uses the helper's own address.
     explicit PrivacyItems(WdchHelper& helper) : m_helper(helper) {}
 
     // Appends the first `count` items. The first value that can't be read ends it.
     [[nodiscard]] std::int32_t GetPrivacyViewData(DWORD count, WipedVector<PrivacyViewItem>& items);
     // The first value that can't be written ends it; those before it stay.
     [[nodiscard]] std::int32_t WritePrivacyViewData(std::span<const PrivacyViewItem> items);
-    // The items from the place `from` up to but without `to`. A privacy data that can't be deleted doesn't end it; the
-    // status is that of the last one.
+    // Deletes the items from the place `from` up to, but not including, `to`. A failure ends it, except that of an
+    // item's privacy data; the status is then that of the last item.
     [[nodiscard]] std::int32_t DeletePrivacyViewData(DWORD from, DWORD to);
 
   private:

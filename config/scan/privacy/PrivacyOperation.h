@@ -1,4 +1,4 @@
-// The lines of one whole operation of the privacy classes: that it begins and ends, and which of its steps fails.
+// Logs one operation of the privacy classes: its begin and end, and the step that fails.
 #pragma once
 
 #include "WdCommon/DebugLog.h"
@@ -25,7 +25,7 @@ class PrivacyOperation {
         return status == WDLT_OK;
     }
     // Of the last step.
-    std::int32_t status() const { return m_status; }
+    [[nodiscard]] std::int32_t status() const { return m_status; }
     const char* name() const { return m_name; }
 
   private:

@@ -20,17 +20,17 @@ namespace {
 constexpr DWORD kConverted = 128; // bytes of a converter's input and output
 constexpr int kCharSetBits = 32;
 
-// A text before and behind its conversion; what comes out has a zero behind it, whatever the converter leaves.
+// A text before and after its conversion; the output always ends in a zero, whatever the converter leaves.
 struct Conversion {
     std::array<char, kConverted> input;
     std::array<char, kConverted + 1> output;
 };
 
-// What an operation says of a charset that us-ascii's rule lets pass.
+// Logs that an operation ignores a failed conversion to us-ascii.
 using IgnoredLine = void (*)();
 
-// Converts the item to each charset of the mask, in ascending order. `use` gets the charset and what it was converted
-// to, and gives a status; the first failure of either ends the walk.
+// Converts the item to each charset of the mask, in ascending order. `use` gets the charset and the converted text, and
+// returns a status; the first failure of either ends the walk.
 template <class Use>
 std::int32_t walkCharSets(const CCharSetConverter& converter, DWORD defaultCharSet, DWORD charSetEntry,
                           const PrivacyViewItem& viewItem, const char* operation, IgnoredLine ignored, Use&& use) {
@@ -59,7 +59,7 @@ std::int32_t walkCharSets(const CCharSetConverter& converter, DWORD defaultCharS
     return WDLT_OK;
 }
 
-// The bytes to search for, without what switches between charsets at either end.
+// The bytes to search for, without the sequences at either end that switch between charsets.
 std::string patternOf(DWORD charSet, const std::array<char, kConverted + 1>& converted) {
     constexpr DWORD kIso2022 =
         WDLT_CHARSET_ISO_2022_JP | WDLT_CHARSET_ISO_2022_KR | WDLT_CHARSET_ISO_2022_CN | WDLT_CHARSET_ISO_2022_CN_EXT;
@@ -76,7 +76,7 @@ std::string patternOf(DWORD charSet, const std::array<char, kConverted + 1>& con
     return {converted.data(), length};
 }
 
-// The pattern, cut and filled up to what a record has.
+// Enciphers the pattern, cut or zero-padded to the size that a record has.
 std::int32_t encipherPattern(const std::string& pattern, PrivacySearchRecord& record) {
     Wiped<std::array<std::uint8_t, PrivacyDatabase::kPatternBytes>> plain;
     std::copy_n(pattern.begin(), std::min(pattern.size(), plain->size()), plain->begin());

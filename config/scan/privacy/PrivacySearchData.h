@@ -1,4 +1,4 @@
-// The search data: each privacy item as it would look in the traffic, once for every charset that is asked for.
+// The search data: each privacy item as it would look in the traffic, once for every configured charset.
 #pragma once
 
 #include "BufferedFile.h"
@@ -13,11 +13,11 @@
 
 namespace wdlt {
 
-// A converter that stops with its scope, an exception's too.
+// A converter that is stopped when its scope ends, even by an exception.
 class StartedConverter final : public CCharSetConverter {
   public:
     ~StartedConverter() override;
-    // 0, WDLT_E_CHARSET_START or WDLT_E_CHARSET, with the operation's lines for a failure.
+    // 0, WDLT_E_CHARSET_START or WDLT_E_CHARSET; a failure is logged in the name of `operation`.
     [[nodiscard]] std::int32_t start(const char* operation);
 
   private:
@@ -25,15 +25,15 @@ class StartedConverter final : public CCharSetConverter {
 };
 
 struct PrivacySearchData {
-    // Makes the records of all items, whose texts aren't empty, and then writes them. WDLT_E_CHARSET_START when the
-    // charset library fails to start, WDLT_E_CHARSET when it can't be had otherwise, the converter's status for an item
-    // that can't be in one of the charsets (that us-ascii lacks it is no failure, unless the text is in us-ascii),
-    // WDLT_E_FILE for the file.
+    // Makes the records of all items, whose texts must not be empty, and then writes them. WDLT_E_CHARSET_START when
+    // the charset library fails to start, WDLT_E_CHARSET when it is unavailable for another reason, the converter's
+    // status for an item that can't be converted to one of the charsets (except us-ascii, unless the text is in
+    // us-ascii), WDLT_E_FILE when the file can't be written.
     [[nodiscard]] static std::int32_t WritePrivacySearchData(BufferedFile& file, DWORD defaultCharSet,
                                                              DWORD charSetEntry,
                                                              std::span<const PrivacyViewItem> viewItems);
-    // The records of one item, enciphered as they stand in the file, in ascending order of their charsets' bits. The
-    // converter is started. A failure leaves the records of the charsets before it.
+    // Appends the records of one item, enciphered as they are in the file, in ascending order of their charsets' bits.
+    // The converter must be started. A failure leaves the records of the charsets before it.
     [[nodiscard]] static std::int32_t CreatePrivacySearchData(const CCharSetConverter& converter, DWORD defaultCharSet,
                                                               DWORD charSetEntry, const PrivacyViewItem& viewItem,
                                                               std::vector<PrivacySearchRecord>& records,

@@ -15,16 +15,16 @@ class PrivacySettings {
 
     // WDLT_E_GENERAL for the first value that can't be read. File names come without a path.
     [[nodiscard]] std::int32_t GetPrivacyControlData(PrivacyControlData& control);
-    // The count of items alone. WDLT_E_GENERAL when it can't be written.
+    // Writes only the count of items. WDLT_E_GENERAL when it can't be written.
     [[nodiscard]] std::int32_t WritePrivacyControlData(const PrivacyControlData& control);
     [[nodiscard]] std::int32_t GetMaxExclusionCount(DWORD& maximum);
-    // Where the database lies. The install directory may be unknown: then this is a bare name.
+    // The path of the database; a bare name if the install directory is unknown.
     [[nodiscard]] std::int32_t findDatabase(std::string& path);
 
-    // The store's status; `operation` is whose lines tell of a failure.
+    // The store's status; a failure is logged in the name of `operation`.
     [[nodiscard]] std::int32_t readItemEntryMax(const char* operation, DWORD& maximum);
     [[nodiscard]] std::int32_t readCharSetEntry(const char* operation, DWORD& charSets);
-    // No line.
+    // Doesn't log.
     [[nodiscard]] std::int32_t readNumber(const char* name, DWORD& number);
 
   private:

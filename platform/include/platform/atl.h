@@ -1,6 +1,6 @@
-/* The four ATL classes of security that are used: values that build a descriptor and hand it to a creating call as
-   SECURITY_ATTRIBUTES. A failing call throws an ATL::CAtlException by value, and exhausted memory is std::bad_alloc.
-   For one thread at a time. */
+/* The four ATL security classes that are used: values that build a descriptor and pass it to a creating call as
+   SECURITY_ATTRIBUTES. A failing call throws an ATL::CAtlException by value; exhausted memory is std::bad_alloc. For
+   one thread at a time. */
 #ifndef PLATFORM_ATL_H
 #define PLATFORM_ATL_H
 
@@ -23,7 +23,7 @@ class CAtlException {
     HRESULT m_hr;
 };
 
-/* A Windows code as an HRESULT has the facility 7 above it. */
+/* A Windows code as an HRESULT has the facility number 7 in its upper half. */
 [[noreturn]] inline void AtlThrowLastWin32() {
     throw CAtlException(static_cast<HRESULT>(0x80070000 | (GetLastError() & 0xFFFF)));
 }
@@ -82,7 +82,7 @@ class CDacl {
   public:
     CDacl() : m_bytes(sizeof(ACL)) { setHead(ACL{ACL_REVISION, 0, sizeof(ACL), 0, 0}); }
 
-    /* False, with GetLastError 1336, when the list can't grow. */
+    /* False, with GetLastError ERROR_INVALID_ACL, when the list can't grow. */
     bool AddAllowedAce(const CSid& sid, ACCESS_MASK mask, BYTE flags = 0) {
         const std::size_t size = sizeof(ACE_HEADER) + sizeof mask + sid.GetLength();
         if (m_bytes.size() + size > 0xFFFF) {

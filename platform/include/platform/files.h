@@ -1,7 +1,7 @@
 /* Files. Paths are in the system code page; `\` and `/` both separate, a leading "X:" is the folder drive_x of the
-   home. A failing call sets GetLastError: 2 for a missing file, 3 for a missing folder on the way, 5 without
-   permission, 32 when another user of the layer has the file open in a way that doesn't share it, 80 when it must not
-   exist and does, 112 on a full disk. */
+   home. A failing call sets GetLastError: ERROR_FILE_NOT_FOUND for a missing file, ERROR_PATH_NOT_FOUND for a missing
+   folder on the way, ERROR_ACCESS_DENIED without permission, ERROR_SHARING_VIOLATION when another user of the layer has
+   the file open in a way that doesn't share it, ERROR_FILE_EXISTS when it must not exist and does, ERROR_DISK_FULL. */
 #ifndef PLATFORM_FILES_H
 #define PLATFORM_FILES_H
 
@@ -24,28 +24,29 @@ inline constexpr DWORD FILE_BEGIN = 0;
 inline constexpr DWORD FILE_CURRENT = 1;
 inline constexpr DWORD FILE_END = 2;
 
-/* INVALID_HANDLE_VALUE on failure. Sharing is kept among users of the layer: without any, nobody else may have the file
-   open; FILE_SHARE_READ lets in those who share it too. On success GetLastError is 183 when CREATE_ALWAYS or
-   OPEN_ALWAYS found a file, else 0. Closed with CloseHandle.
-   The child of a fork has none of its parent's file handles. */
+/* INVALID_HANDLE_VALUE on failure. Share modes hold among users of the layer: without any, nobody else may have the
+   file open; FILE_SHARE_READ or FILE_SHARE_WRITE admits others who share it too. On success GetLastError is
+   ERROR_ALREADY_EXISTS when CREATE_ALWAYS or OPEN_ALWAYS found a file, else 0. Closed with CloseHandle. The child of a
+   fork has none of its parent's file handles. */
 WD_API HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES attributes, DWORD disposition,
                           DWORD flags, HANDLE templateFile);
-/* Fewer bytes than asked only at the end of the file. `overlapped` must be null, here and below. */
+/* Reads fewer bytes than asked only at the end of the file. `overlapped` must be null, here and below. */
 WD_API BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD bytes, LPDWORD bytesRead, void* overlapped);
 WD_API BOOL WriteFile(HANDLE file, const void* buffer, DWORD bytes, LPDWORD bytesWritten, void* overlapped);
-/* The lower half of the new position; 131 for one before the file's start. */
+/* The lower half of the new position; ERROR_NEGATIVE_SEEK for one before the file's start. */
 WD_API DWORD SetFilePointer(HANDLE file, LONG distance, LONG* distanceHigh, DWORD method);
 
-/* The target is the old file or the new one after any crash, never a part of either; it keeps its mode and owner. A
+/* After any crash the target is the old file or the new one, never a part of either; it keeps its mode and owner. A
    file that others have open is replaced too: they keep what they opened. */
 WD_API BOOL CopyFileA(LPCSTR existing, LPCSTR target, BOOL failIfExists);
-/* `replacement` takes the place and the mode of `replaced` and is gone from its own; both are on disk on return.
-   `backup` and the last two must be null. */
+/* `replacement` takes the place and the mode of `replaced` and loses its own name; both are on disk on return. `backup`
+   and the last two must be null. */
 WD_API BOOL ReplaceFileA(LPCSTR replaced, LPCSTR replacement, LPCSTR backup, DWORD flags, LPVOID exclude,
                          LPVOID reserved);
 WD_API BOOL DeleteFileA(LPCSTR name);
-/* Makes an empty file "<folder>\<first 3 of the prefix><hex>.tmp", this user's alone, when `unique` is 0; otherwise
-   only forms the name with that number. `buffer` has MAX_PATH bytes. The number, or 0 on failure. */
+/* Makes an empty file "<folder>\<first 3 of the prefix><hex>.tmp" with the rights of the home's files when `unique` is
+   0; otherwise only forms the name with that number. `buffer` has MAX_PATH bytes. Returns the number, or 0 on failure.
+   */
 WD_API UINT GetTempFileNameA(LPCSTR folder, LPCSTR prefix, UINT unique, LPSTR buffer);
 WD_API DWORD GetFileAttributesA(LPCSTR name);
 

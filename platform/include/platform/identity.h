@@ -41,11 +41,11 @@ WD_API BOOL GetVersionExA(OSVERSIONINFOA* info);
 /* 0 for a process without a login session, as services are; else the session's number. */
 WD_API BOOL ProcessIdToSessionId(DWORD processId, LPDWORD sessionId);
 WD_API BOOL CreateWellKnownSid(WELL_KNOWN_SID_TYPE type, void* domainSid, void* sid, LPDWORD size);
-/* Whether the calling process has the identity `sid`; Local System is the superuser. `token` must be null. */
+/* Whether the calling process has the identity `sid`; root counts as Local System. `token` must be null. */
 WD_API BOOL CheckTokenMembership(HANDLE token, void* sid, BOOL* isMember);
 
 WD_API void GetLocalTime(SYSTEMTIME* time);
-/* Milliseconds since the machine started; the same for all processes, and never put back. */
+/* Milliseconds since the machine started; the same for all processes, and never set back. */
 WD_API ULONGLONG GetTickCount64();
 WD_API DWORD GetCurrentProcessId();
 WD_API DWORD GetCurrentThreadId();

@@ -6,15 +6,16 @@
 
 using FARPROC = void (*)();
 
-/* Looks in the folder given; without one, in the folder of the layer's own library, then by the loader's search. A
-   library that exports `WdLibraryEntry(void* module, uint32_t reason)` (bool-valued int) has it called with 1 after
-   loading and 0 before unloading. Null with GetLastError 126 (not found), 1114 (its entry refused). */
+/* Looks in the folder given; without one, in the folder of the layer's own library, then by the loader's search. If the
+   library exports `WdLibraryEntry(void* module, uint32_t reason)` (bool-valued int), that is called with 1 after
+   loading and with 0 before unloading. Null with GetLastError ERROR_MOD_NOT_FOUND, or ERROR_DLL_INIT_FAILED when its
+   entry refused. */
 WD_API HMODULE LoadLibraryA(LPCSTR name);
-/* Null with GetLastError 127 when the library has no such name. */
+/* Null with GetLastError ERROR_PROC_NOT_FOUND when the library has no such name. */
 WD_API FARPROC GetProcAddress(HMODULE module, LPCSTR name);
 WD_API BOOL FreeLibrary(HMODULE module);
-/* Path of the module's own file; null is the program. Returns the length; a path that doesn't fit is cut, terminated,
-   and gives `size` with GetLastError 122. */
+/* Path of the module's own file; null is the program. Returns the length; a path that doesn't fit is truncated,
+   null-terminated, and gives `size` with GetLastError ERROR_INSUFFICIENT_BUFFER. */
 WD_API DWORD GetModuleFileNameW(HMODULE module, LPWSTR buffer, DWORD size);
 /* The same path again (there are no short names here). Returns the length, or the size needed. */
 WD_API DWORD GetShortPathNameW(LPCWSTR path, LPWSTR buffer, DWORD size);

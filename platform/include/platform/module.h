@@ -1,6 +1,6 @@
 /* The loader's side of a module entry: runs `Entry(module, 1)` when the shared object is loaded and `Entry(module, 0)`
-   at the end of the process. Written once in a source file of the shared object, which is linked so that it is never
-   unmapped (-z nodelete); the macro is all that a build against another system's loader would drop. */
+   at the end of the process. Used once, in one source file of a shared object that is linked so that it is never
+   unmapped (-z nodelete). A build for another system's loader would drop this macro only. */
 #ifndef PLATFORM_MODULE_H
 #define PLATFORM_MODULE_H
 

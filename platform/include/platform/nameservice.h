@@ -1,5 +1,5 @@
-/* The system's own name service: getaddrinfo, freeaddrinfo and the address structures. Callers here pass
-   AI_NUMERICHOST, so that no call ever waits for a name server. */
+/* The system's own name service: getaddrinfo, freeaddrinfo and the address structures. Callers pass AI_NUMERICHOST, so
+   that no call waits for a name server. */
 #ifndef PLATFORM_NAMESERVICE_H
 #define PLATFORM_NAMESERVICE_H
 

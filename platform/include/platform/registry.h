@@ -1,6 +1,6 @@
-/* The registry: a tree of keys with typed values, shared by all processes of one home. Key and value names compare
-   without regard to case; every call is one transaction that other processes see whole or not at all, and a write is on
-   disk when the call returns. All functions return an error code (0 is success) and may be called from any thread.
+/* The registry: a tree of keys with typed values, shared by all processes of one home. Key and value names are
+   case-insensitive; every call is one transaction, which other processes see completely or not at all, and a write is
+   on disk when the call returns. All functions return an error code (0 is success) and may be called from any thread.
    The A forms take text in the system code page, the W forms UTF-16. */
 #ifndef PLATFORM_REGISTRY_H
 #define PLATFORM_REGISTRY_H
@@ -28,20 +28,22 @@ inline constexpr DWORD REG_OPTION_NON_VOLATILE = 0;
 inline constexpr DWORD REG_CREATED_NEW_KEY = 1;
 inline constexpr DWORD REG_OPENED_EXISTING_KEY = 2;
 
-/* Opens an existing key below `key`; a null or empty sub-key opens `key` itself again. 2: no such key, 161: a malformed
-   path, 87: a component too long, 6: a stale or foreign handle. Each opened key is closed with RegCloseKey. */
+/* Opens an existing key below `key`; a null or empty sub-key opens `key` itself again. ERROR_FILE_NOT_FOUND: no such
+   key, ERROR_BAD_PATHNAME: a malformed path, ERROR_INVALID_PARAMETER: a component too long, ERROR_INVALID_HANDLE: a
+   stale or foreign handle. Each opened key is closed with RegCloseKey. */
 WD_API LONG RegOpenKeyExA(HKEY key, LPCSTR subKey, DWORD options, REGSAM access, HKEY* result);
 WD_API LONG RegOpenKeyExW(HKEY key, LPCWSTR subKey, DWORD options, REGSAM access, HKEY* result);
 
-/* Opens a key or creates it with all that is missing on its path. `disposition` may be null. */
+/* Opens a key, or creates it with every missing key on its path. `disposition` may be null. */
 WD_API LONG RegCreateKeyExA(HKEY key, LPCSTR subKey, DWORD reserved, LPSTR className, DWORD options, REGSAM access,
                             void* securityAttributes, HKEY* result, LPDWORD disposition);
 WD_API LONG RegCreateKeyExW(HKEY key, LPCWSTR subKey, DWORD reserved, LPWSTR className, DWORD options, REGSAM access,
                             void* securityAttributes, HKEY* result, LPDWORD disposition);
 
 /* The name of the subkey at `index`, in case-insensitive order. `nameLength` counts characters (bytes in the A form):
-   in, the buffer's size with room for the terminator; out, the name's length without it. 259: no more, 234: too small.
-   The last write time isn't kept: a non-null `lastWriteTime` is left alone. */
+   in, the buffer's size with room for the terminator; out, the name's length without it. ERROR_NO_MORE_ITEMS: no more,
+   ERROR_MORE_DATA: the buffer is too small. The last write time isn't kept: a non-null `lastWriteTime` is left alone.
+   */
 WD_API LONG RegEnumKeyExA(HKEY key, DWORD index, LPSTR name, LPDWORD nameLength, LPDWORD reserved, LPSTR className,
                           LPDWORD classLength, void* lastWriteTime);
 WD_API LONG RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameLength, LPDWORD reserved, LPWSTR className,
@@ -53,16 +55,18 @@ WD_API LONG RegEnumValueA(HKEY key, DWORD index, LPSTR name, LPDWORD nameLength,
 WD_API LONG RegEnumValueW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameLength, LPDWORD reserved, LPDWORD type,
                           LPBYTE data, LPDWORD size);
 
-/* A value's type and bytes. Null `data` with `size` gives the size and 0; too small a buffer gives 234 and the size,
-   and leaves the buffer alone; 2: no such value. A text is given in the form (A or W) of the call. */
+/* A value's type and bytes. Null `data` with `size` gives the size and 0; too small a buffer gives ERROR_MORE_DATA and
+   the size, and is left alone; ERROR_FILE_NOT_FOUND: no such value. A text is given in the form (A or W) of the call.
+   */
 WD_API LONG RegQueryValueExA(HKEY key, LPCSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size);
 WD_API LONG RegQueryValueExW(HKEY key, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size);
 
-/* Stores a value. 87: more than 1 MiB of data, 112: no space, 5: no right to write. */
+/* Stores a value. ERROR_INVALID_PARAMETER: more than 1 MiB of data, ERROR_DISK_FULL: no space, ERROR_ACCESS_DENIED: no
+   right to write. */
 WD_API LONG RegSetValueExA(HKEY key, LPCSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size);
 WD_API LONG RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size);
 
-/* Deletes a subkey that has no subkeys (else 5), with its values. 2: no such key. */
+/* Deletes a subkey with its values. ERROR_ACCESS_DENIED: it has subkeys, ERROR_FILE_NOT_FOUND: no such key. */
 WD_API LONG RegDeleteKeyA(HKEY key, LPCSTR subKey);
 WD_API LONG RegDeleteKeyW(HKEY key, LPCWSTR subKey);
 WD_API LONG RegDeleteValueA(HKEY key, LPCSTR name);

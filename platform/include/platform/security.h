@@ -1,13 +1,14 @@
-/* Who may do what with an object: SIDs, access lists and descriptors in the layouts of the Windows headers, their texts
-   (SDDL), and the routines that look at and change the security of a kernel object. Of all that a descriptor says, the
-   layer enforces whether everybody is let in or the creator alone; the rest is kept as told. Any thread.
+/* Access control of objects: SIDs, access lists and descriptors in the layouts of the Windows headers, their text form
+   (SDDL), and the calls that read and change the security of a kernel object. Of all that a descriptor says, the layer
+   enforces only whether everybody has access or the creator alone; the rest is stored as given. Any thread.
 
    A pointer to a SID, a list or a descriptor must reach as far as its own counts and sizes say; nothing is read beyond
    them, and what contradicts itself is refused. What a call hands out is freed by LocalFree. Calls with a BOOL result
-   say why they failed by GetLastError, calls with a DWORD result give the code, and set it too:
-   6 not an object's handle, 2 nobody has an object of that name, 5 no permission, 8 no memory, 50 not a kernel object,
-   87 an argument that makes no sense, 122 more than an object can keep, 1305 unknown revision, 1336 a malformed or
-   unknown access list, 1337 SID, 1338 descriptor. */
+   say by GetLastError why they failed, calls with a DWORD result return the code, and set it too: ERROR_INVALID_HANDLE:
+   not an object's handle, ERROR_FILE_NOT_FOUND: nobody has an object of that name, ERROR_ACCESS_DENIED: no permission,
+   ERROR_NOT_ENOUGH_MEMORY, ERROR_NOT_SUPPORTED: not a kernel object, ERROR_INVALID_PARAMETER: an argument that makes no
+   sense, ERROR_INSUFFICIENT_BUFFER: more than an object can keep, ERROR_UNKNOWN_REVISION, ERROR_INVALID_ACL: a
+   malformed or unknown access list, ERROR_INVALID_SID, ERROR_INVALID_SECURITY_DESCR. */
 #ifndef PLATFORM_SECURITY_H
 #define PLATFORM_SECURITY_H
 
@@ -23,7 +24,7 @@ using SECURITY_DESCRIPTOR_CONTROL = WORD;
 inline constexpr BYTE SID_REVISION = 1;
 inline constexpr BYTE SID_MAX_SUB_AUTHORITIES = 15;
 struct SID_IDENTIFIER_AUTHORITY {
-    BYTE Value[6]; /* the number's highest byte first */
+    BYTE Value[6]; /* big-endian */
 };
 struct SID {
     BYTE Revision;
@@ -37,7 +38,7 @@ inline constexpr BYTE ACL_REVISION = 2;
 struct ACL {
     BYTE AclRevision;
     BYTE Sbz1;
-    WORD AclSize; /* bytes: this header and the entries behind it */
+    WORD AclSize; /* bytes: this header and the entries after it */
     WORD AceCount;
     WORD Sbz2;
 };
@@ -88,7 +89,7 @@ struct SECURITY_DESCRIPTOR {
     PACL Dacl; /* null: access for everybody */
 };
 static_assert(sizeof(SECURITY_DESCRIPTOR) == 40);
-/* The form in one piece, marked by SE_SELF_RELATIVE: distances from its begin, 0 for null. */
+/* The form in one piece, marked by SE_SELF_RELATIVE: offsets from its start, 0 for null. */
 struct SECURITY_DESCRIPTOR_RELATIVE {
     BYTE Revision;
     BYTE Sbz1;
@@ -134,10 +135,10 @@ struct EXPLICIT_ACCESS_A {
 };
 static_assert(sizeof(EXPLICIT_ACCESS_A) == 48);
 
-/* Frees what a call of this header handed out. Null, always. */
+/* Frees what a call of this header handed out. Always returns null. */
 WD_API HLOCAL LocalFree(HLOCAL memory);
 
-/* An absolute descriptor of 40 bytes: without a DACL, which is default security. */
+/* Sets up an absolute descriptor of 40 bytes without a DACL, which means default security. */
 WD_API BOOL InitializeSecurityDescriptor(PSECURITY_DESCRIPTOR descriptor, DWORD revision);
 /* The list stays the caller's and must outlive the descriptor. `descriptor` must be absolute. */
 WD_API BOOL SetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor, BOOL present, PACL dacl, BOOL defaulted);
@@ -145,35 +146,35 @@ WD_API BOOL SetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor, BOOL pres
 WD_API BOOL GetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor, BOOL* present, PACL* dacl, BOOL* defaulted);
 WD_API BOOL GetSecurityDescriptorSacl(PSECURITY_DESCRIPTOR descriptor, BOOL* present, PACL* sacl, BOOL* defaulted);
 
-/* SDDL: O:, G:, D: and S:, entries of the types A and D in D:, ML in S:. Gives a self-relative descriptor; its size
-   where `size` isn't null. */
+/* SDDL: O:, G:, D: and S:, entries of the types A and D in D:, ML in S:. Gives a self-relative descriptor, and its size
+   unless `size` is null. */
 inline constexpr DWORD SDDL_REVISION_1 = 1;
 WD_API BOOL ConvertStringSecurityDescriptorToSecurityDescriptorA(LPCSTR text, DWORD revision,
                                                                  PSECURITY_DESCRIPTOR* descriptor, LPDWORD size);
 WD_API BOOL ConvertStringSecurityDescriptorToSecurityDescriptorW(LPCWSTR text, DWORD revision,
                                                                  PSECURITY_DESCRIPTOR* descriptor, LPDWORD size);
-/* The parts that `parts` names; the length counts the terminator. */
+/* The parts that `parts` selects; the length counts the terminator. */
 WD_API BOOL ConvertSecurityDescriptorToStringSecurityDescriptorA(PSECURITY_DESCRIPTOR descriptor, DWORD revision,
                                                                  SECURITY_INFORMATION parts, LPSTR* text,
                                                                  LPDWORD length);
-/* "S-1-...", or two letters of SDDL. */
+/* "S-1-...", or a two-letter alias of SDDL. */
 WD_API BOOL ConvertStringSidToSidA(LPCSTR text, PSID* sid);
 WD_API BOOL ConvertSidToStringSidA(PSID sid, LPSTR* text);
 
-/* Replaces the parts that `parts` names and keeps the others; a null DACL lets everybody in. One call is one change,
-   but of two processes that change one object at the same time, one may undo the other's part. */
+/* Replaces the parts that `parts` selects and keeps the others; a null DACL gives everybody access. One call is one
+   change, but when two processes change an object at the same time, one may undo the other's part. */
 WD_API DWORD SetSecurityInfo(HANDLE object, SE_OBJECT_TYPE type, SECURITY_INFORMATION parts, PSID owner, PSID group,
                              PACL dacl, PACL sacl);
 WD_API DWORD SetNamedSecurityInfoA(LPSTR name, SE_OBJECT_TYPE type, SECURITY_INFORMATION parts, PSID owner, PSID group,
                                    PACL dacl, PACL sacl);
-/* The outputs, each of which may be null but the last, point into `descriptor`. Default security shows as a list that
-   has its owner alone. */
+/* The outputs, all of which but the last may be null, point into `descriptor`. Default security shows as a list that
+   contains its owner alone. */
 WD_API DWORD GetNamedSecurityInfoA(LPCSTR name, SE_OBJECT_TYPE type, SECURITY_INFORMATION parts, PSID* owner,
                                    PSID* group, PACL* dacl, PACL* sacl, PSECURITY_DESCRIPTOR* descriptor);
 
-/* A new list: `oldAcl` (null: empty) with the entries in their order, those that deny first. SET_ACCESS takes the place
-   of all that the list says of the trustee, GRANT_ACCESS and DENY_ACCESS add, REVOKE_ACCESS takes what is allowed.
-   Trustees by SID. */
+/* A new list: `oldAcl` (null: empty) with the entries in their order, those that deny first. SET_ACCESS replaces all
+   that the list says about the trustee, GRANT_ACCESS and DENY_ACCESS add, REVOKE_ACCESS removes what is allowed.
+   Trustees are given by SID. */
 WD_API DWORD SetEntriesInAclA(DWORD count, EXPLICIT_ACCESS_A* entries, PACL oldAcl, PACL* newAcl);
 
 #endif

@@ -1,5 +1,5 @@
-/* Named steps inside the locks, for tests that end a process at each of them. Only objects built with WDLT_STEPS call
-   the function, which the test program defines; everywhere else nothing is left of a step. */
+/* Named steps inside the locks, for tests that kill a process at each of them. Only objects built with WDLT_STEPS call
+   the function, which the test program defines; everywhere else a step compiles to nothing. */
 #ifndef PLATFORM_STEPS_H
 #define PLATFORM_STEPS_H
 

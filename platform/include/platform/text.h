@@ -17,15 +17,16 @@ WD_API BOOL IsDBCSLeadByte(BYTE byte);
 /* The next character; at the terminator, `text` itself. In UTF-8 it steps by one byte. */
 WD_API LPSTR CharNextA(LPCSTR text);
 
-/* Converts; lengths in characters of their side, -1 for a terminated source (the terminator is then converted and
-   counted). A target length of 0 asks for the length. Returns the length, or 0 with GetLastError 87, 122 (target too
-   small), 1113 (invalid text under MB_ERR_INVALID_CHARS; without the flag invalid bytes become U+FFFD). */
+/* Converts text. Each length counts characters of its own side, -1 stands for a null-terminated source (the terminator
+   is then converted and counted). A target length of 0 asks for the length. Returns the length, or 0 with GetLastError
+   ERROR_INVALID_PARAMETER, ERROR_INSUFFICIENT_BUFFER (target too small), ERROR_NO_UNICODE_TRANSLATION (invalid text
+   under MB_ERR_INVALID_CHARS; without the flag invalid bytes become U+FFFD). */
 WD_API int MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR source, int sourceLength, LPWSTR target,
                                int targetLength);
 WD_API int WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR source, int sourceLength, LPSTR target,
                                int targetLength, LPCSTR defaultChar, BOOL* usedDefaultChar);
 
-/* The part of a path behind its last `\` or `/` (or `:`); the whole text when there is none. Double-byte aware. */
+/* The part of a path after its last `\` or `/` (or `:`); the whole text when there is none. Double-byte aware. */
 WD_API LPSTR PathFindFileNameA(LPCSTR path);
 
 #endif

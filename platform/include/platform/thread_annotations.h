@@ -1,4 +1,4 @@
-/* Names for clang's thread-safety attributes; gcc sees nothing. */
+/* Names for clang's thread-safety attributes; other compilers see nothing. */
 #ifndef PLATFORM_THREAD_ANNOTATIONS_H
 #define PLATFORM_THREAD_ANNOTATIONS_H
 

@@ -1,4 +1,4 @@
-/* The part of the Windows programming interface that the library is written against, by its names. */
+/* All of the Windows programming interface that the library is written against. */
 #ifndef PLATFORM_WIN32_H
 #define PLATFORM_WIN32_H
 

@@ -1,4 +1,5 @@
-// The converter and any library with the five functions: what each failure gives and leaves, and the two trims.
+// The converter, with any library that has the five functions: the result and leftovers of each failure, and the two
+// trims.
 #include "CharSetConverter.h"
 #include "LogFile.h"
 
@@ -18,7 +19,7 @@ namespace {
 constexpr DWORD kUtf8Index = 4;
 constexpr DWORD kFullSize = 128;
 
-// With its separator.
+// The programs' folder, with a trailing separator.
 const std::string kPrograms = (std::filesystem::read_symlink("/proc/self/exe").parent_path() / "").string();
 
 TEST(CharSetConverter, ArgumentsAreCheckedInOrder) {
@@ -41,9 +42,9 @@ TEST(CharSetConverter, ArgumentsAreCheckedInOrder) {
          false},
         {output.data(), tooLong.c_str(), kUtf8Index, 31, WDLT_E_BUFFER_SIZE,
          "length of _lptszInString was over specified _MaxOutBufSize.", false},
-        {output.data(), "a", kUtf8Index, 31, WDLT_E_INVALID_ARGUMENT, "", false}, // nameless
+        {output.data(), "a", kUtf8Index, 31, WDLT_E_INVALID_ARGUMENT, "", false}, // a charset without a name
         {output.data(), longest.c_str(), kUtf8Index, kUtf8Index, WDLT_E_CHARSET_HANDLE,
-         "m_lpFuncCreateResourceLocator was invalid handle.", true}, // not loaded
+         "m_lpFuncCreateResourceLocator was invalid handle.", true}, // the library isn't loaded
     };
     const CCharSetConverter converter;
     for (const auto& c : cases) {
@@ -58,8 +59,8 @@ TEST(CharSetConverter, ArgumentsAreCheckedInOrder) {
     }
 }
 
-// Start, the source's and the target's locator, conversion and stop: each refused in turn leaves no locator behind, and
-// a converter that can be started again.
+// Start, the source's and the target's locator, conversion and stop: whichever is refused, no locator is leaked and the
+// converter can be started again.
 TEST(CharSetConverter, ALibraryThatRefusesACall) {
     const std::string path = kPrograms + "charset/";
     HMODULE const library = LoadLibraryA((path + "charset_double.dll").c_str());
@@ -129,7 +130,7 @@ TEST(CharSetConverter, TrimsWhatOpensAndWhatCloses) {
     } cases[] = {
         {iso, "\x1B$BF|K\x1B(B", "F|K"},
         {iso, "\x1B$BF|K\x1B(", "F|K\x1B("},
-        {iso, "\x1B$)C\x0EGQ\x0F", "C\x0EGQ\x0F"}, // four bytes open this one, of which three go
+        {iso, "\x1B$)C\x0EGQ\x0F", "C\x0EGQ\x0F"}, // three of this charset's four opening bytes are trimmed
         {iso, "\x1B$B\x1B(B", ""},
         {iso, "\x1B$B", ""},
         {iso, "ab", ""}, // too short

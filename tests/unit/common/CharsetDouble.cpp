@@ -1,4 +1,4 @@
-// A charset library of the tests' own: counts its locators and refuses the call that it is told to.
+// A charset library for tests: counts its locators and refuses a chosen call.
 #include <cstdint>
 #include <cstdlib>
 
@@ -7,7 +7,7 @@
 namespace {
 
 int callsToRefusal = 0; // 0: none is refused
-int locators = 0;       // that live
+int locators = 0;       // that exist
 
 bool isRefused() {
     return callsToRefusal > 0 && --callsToRefusal == 0;

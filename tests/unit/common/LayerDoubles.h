@@ -1,5 +1,5 @@
-// Some calls of the layer as this program has them: its own definitions stand before the layer's, note the call while a
-// test of the calling thread listens, and do the layer's work.
+// Interposes some calls of the layer: this program's own definitions record the call while a Recording exists on the
+// calling thread, and forward it to the layer.
 #pragma once
 
 #include <functional>
@@ -20,7 +20,8 @@ class Recording {
     const std::vector<std::string>& calls() const;
 };
 
-// What happens elsewhere while this thread makes the mapping whose name ends so, before its creator's next step.
+// While it lives: when this thread has created the mapping whose name ends in `nameEnd`, calls `happens` before the
+// creator's next step.
 class WhenMappingIsMade {
   public:
     WhenMappingIsMade(std::string nameEnd, std::function<void()> happens);

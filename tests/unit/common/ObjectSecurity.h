@@ -1,4 +1,4 @@
-// Who may use an object, as text.
+// An object's security as text.
 #pragma once
 
 #include <platform/win32.h>

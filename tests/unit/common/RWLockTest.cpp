@@ -1,5 +1,5 @@
-// The reader/writer locks between threads: writers alone, readers together, no token lost on the way, and a line in the
-// log for what can't be had. Between processes: tests/process.
+// The reader/writer locks between threads: writers are exclusive, readers shared, no token is lost, and failures are
+// logged. tests/process tests them between processes.
 #include "RWLock.h"
 #include "LayerDoubles.h"
 #include "LockMemory.h"
@@ -35,7 +35,7 @@ std::unique_ptr<CWdRWLock> makeShared() {
 TEST(RWLock, WritersExcludeEverybody) {
     constexpr int kRounds = 5'000;
     const auto lock = makeShared();
-    long first = 0; // plain numbers that only the lock keeps equal
+    long first = 0; // not atomic: only the lock keeps both equal
     long second = 0;
     std::vector<std::jthread> threads;
     for (int i = 0; i < 2; ++i) {
@@ -57,7 +57,7 @@ TEST(RWLock, WritersExcludeEverybody) {
     EXPECT_EQ(first, 2 * kRounds);
 }
 
-// Nested reads are allowed, but clang's analysis doesn't know locks of that kind.
+// Nested reads are allowed, but clang's thread-safety analysis doesn't support them.
 void readTwice(CWdRWLock& lock, std::barrier<>& inside) WD_NO_THREAD_SAFETY_ANALYSIS {
     lock.LockRead();
     inside.arrive_and_wait();
@@ -75,10 +75,10 @@ TEST(RWLock, ReadersHoldItTogetherAndTwice) {
     for (int i = 0; i < kReaders; ++i)
         readers.emplace_back([&] { readTwice(*lock, inside); });
     readers.clear();
-    const CWdRWWriteLock hold(lock.get()); // the readers have given the token back
+    const CWdRWWriteLock hold(lock.get()); // the readers have released the token
 }
 
-// Two objects of one process share the lock like two processes, and the end of one takes nothing from the other.
+// Two objects in one process share the lock like two processes; destroying one takes nothing from the other.
 TEST(RWLock, ObjectsOfOneNameAreOneLock) {
     const auto first = makeShared();
     const LockMemory memory("test");
@@ -91,7 +91,7 @@ TEST(RWLock, ObjectsOfOneNameAreOneLock) {
     EXPECT_EQ(memory.taker(), WD_GROUP_TAG);
 }
 
-// Who joins while the creator is still at the lock's memory may be inside before the creator goes on.
+// A reader that joins while the creator is still setting up the lock's memory may enter before the creator goes on.
 TEST(RWLock, AReaderBetweenTheCreatorsStepsIsntForgotten) {
     for (const char* memoryName : {"_RW_MEMORY", "_RW_HOLDERS"}) {
         SCOPED_TRACE(memoryName);
@@ -130,14 +130,14 @@ TEST(RWLock, WhatCantBeMadeFailsWithALine) {
     }
 }
 
-// A scope that couldn't have the lock gives nothing back: neither another's token nor another thread's read.
+// A scope that failed to lock must not release anything: neither another's token nor another thread's read lock.
 void refuseScopes(CWdRWLock* lock) WD_NO_THREAD_SAFETY_ANALYSIS {
     HANDLE const token = OpenEventA(EVENT_ALL_ACCESS, FALSE, "Global\\test_RW_EVENT");
     lock->LockWrite();
     ASSERT_TRUE(WdTestFailCall("futex_wait", 1, 22));
     { const CWdRWWriteLock refused(lock); }
     ASSERT_TRUE(WdTestFailCall("futex_wait", 1, 22));
-    EXPECT_FALSE(lock->LockRead()); // and doesn't run beside the writer
+    EXPECT_FALSE(lock->LockRead()); // and isn't inside together with the writer
     WdTestFailCall("futex_wait", 0, 0);
     EXPECT_EQ(WaitForSingleObject(token, 0), WAIT_TIMEOUT);
     lock->UnlockWrite();

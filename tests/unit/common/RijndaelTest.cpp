@@ -1,4 +1,4 @@
-// The record cipher and the machine's digest against the published vectors, and all that callers rely on beyond those.
+// The record cipher and the machine's digest: the published test vectors, and everything else that callers rely on.
 #include "Rijndael.h"
 #include "Digests.h"
 #include "MachineKey.h"
@@ -24,7 +24,7 @@ Bytes hex(std::string_view digits) {
     return bytes;
 }
 
-// Set up under the key of these tests unless another is given.
+// Uses these tests' key unless another is given.
 class Cipher {
   public:
     explicit Cipher(int direction, const Bytes& key = Bytes(16, 3), const Bytes& vector = {}) {
@@ -41,7 +41,7 @@ class Cipher {
         output.resize(static_cast<std::size_t>(written));
         return output;
     }
-    // Nothing but the code when it fails.
+    // Returns the result and the plain bytes; none when it fails.
     std::pair<std::int32_t, Bytes> decrypt(const Bytes& input, bool chained = false) {
         Bytes output(input.size(), 0xEE);
         const auto call = chained ? &Rijndael::PadDecryptChained : &Rijndael::PadDecrypt;
@@ -62,7 +62,7 @@ Bytes sequence(std::size_t size) {
     return bytes;
 }
 
-// SP 800-38A F.2.1, in the mode and with the key length that all files have.
+// SP 800-38A F.2.1: the mode and key length that all files use.
 TEST(Rijndael, ThePublishedVector) {
     const Bytes key = hex("2b7e151628aed2a6abf7158809cf4f3c");
     const Bytes vector = hex("000102030405060708090a0b0c0d0e0f");
@@ -100,7 +100,7 @@ TEST(Rijndael, SetUpAndItsCodes) {
         const std::uint8_t* key;
         std::int32_t set, encrypted, decrypted;
     } cases[] = {
-        {3, 2, nullptr, -1, -5, -5}, // what fails leaves nothing to work with
+        {3, 2, nullptr, -1, -5, -5}, // after a failed Init nothing works
         {Rijndael::kCbc, Rijndael::kEncrypt, nullptr, -4, -5, -5},
         {Rijndael::kCbc, Rijndael::kEncrypt, key.data(), 0, 32, -6},
         {Rijndael::kCbc, Rijndael::kDecrypt, key.data(), 0, -5, -7},
@@ -114,7 +114,7 @@ TEST(Rijndael, SetUpAndItsCodes) {
         EXPECT_EQ(cipher.PadDecrypt(out.data(), length, out.data()), code) << length;
 }
 
-// The padding of a last block, laid down by enciphering whole blocks and dropping the block that the cipher adds.
+// Wrong padding is made by enciphering a whole block and dropping the block that the cipher adds.
 TEST(Rijndael, WrongPaddingIsRefusedAndLeavesTheChain) {
     Cipher encryptor(Rijndael::kEncrypt);
     Cipher decryptor(Rijndael::kDecrypt);

@@ -1,4 +1,4 @@
-// Who may use the registry's keys; who may use an object is asked of the shared memory.
+// Who may use the registry's keys. ShareMemoryTest.cpp tests who may use an object.
 #include "SecurityAttributes.h"
 #include "ObjectSecurity.h"
 

@@ -1,4 +1,4 @@
-// Named memory: who makes it, who joins it, what stays of it after a failure, and the lines for each.
+// Named memory: creating and joining it, its state after a failure, and the log lines of each.
 #include "ShareMemory.h"
 
 #include "LogFile.h"
@@ -32,9 +32,9 @@ TEST(ShareMemory, TheFirstOneMakesItOthersJoinAndTheLastOneEndsIt) {
     char* const written = mapped(first);
     EXPECT_EQ(std::string(written, kSize), std::string(kSize, '\0'));
     std::memcpy(written, "content", 8);
-    ASSERT_TRUE(second.Create(kName, kSize, true)); // asks for zeroes, and leaves what is there
+    ASSERT_TRUE(second.Create(kName, kSize, true)); // asks for zeros, but keeps the content
     EXPECT_STREQ(mapped(second), "content");
-    // What is open stays open.
+    // An open object must be closed first.
     EXPECT_FALSE(second.Create("other", kSize, true));
     EXPECT_FALSE(second.Open("other"));
     first.Close();
@@ -44,7 +44,7 @@ TEST(ShareMemory, TheFirstOneMakesItOthersJoinAndTheLastOneEndsIt) {
     second.Close();
     second.Close(); // nothing left to close
     EXPECT_FALSE(second.Open(kName));
-    EXPECT_TRUE(second.Create(kName, kSize, true)); // a failure leaves the object ready for the next try
+    EXPECT_TRUE(second.Create(kName, kSize, true)); // works again after a failure
     const std::string made = "@@@ CreateFileMapping succeeded: size = 64, name = Global\\shared";
     EXPECT_THAT(log.messages(),
                 ElementsAre(made, made, "!!! Map file has already opened.", "!!! Map file has already opened.",
@@ -82,7 +82,7 @@ TEST(ShareMemory, WhatCantBeMadeOrMappedIsLogged) {
 TEST(ShareMemory, ItIsOpenToEverybody) {
     const LogFile log(256);
     CWdShareMemory memory;
-    CWdShareMemory joined; // adds nothing to it
+    CWdShareMemory joined; // doesn't change the security
     EXPECT_TRUE(memory.Create(kName, kSize, true) && joined.Create(kName, kSize, true));
     EXPECT_EQ(securityOf("Global\\shared"), "D:(A;;GA;;;AC)(A;;GA;;;WD)S:(ML;;NW;;;LW)");
     EXPECT_TRUE(log.lines().empty());

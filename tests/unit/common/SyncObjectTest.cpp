@@ -1,4 +1,4 @@
-// The mutex between processes, the guard of a scope, and the names under which all of it stands.
+// The mutex between processes, the scope guard, and the names of the objects.
 #include "SyncObject.h"
 #include "Child.h"
 #include "Mutex.h"
@@ -26,7 +26,7 @@ TEST(WdMutex, AScopeHoldsIt) {
     });
     ASSERT_EQ(holder.wait(), 1000 + SIGKILL);
     {
-        const WdltSingleLock lock(&mutex); // taken from a dead holder like from any other
+        const WdltSingleLock lock(&mutex); // an abandoned mutex is taken like any other
         EXPECT_TRUE(lock.isHeld());
         EXPECT_FALSE(isFree());
     }

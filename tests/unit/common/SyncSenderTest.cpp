@@ -1,5 +1,5 @@
-// One exchange with the service, from this side: the order of its steps, and a service that dies in the middle. What one
-// that is half there, silent or late makes of it is asked through the exports.
+// One exchange with the service, on the sending side: the order of its steps, and a service that dies in the middle.
+// Incomplete, silent and late services are tested through the exports.
 #include "SyncSender.h"
 
 #include "Child.h"
@@ -56,13 +56,13 @@ TEST(SyncSender, AServiceThatDiesInTheMiddleIsNotWaitedFor) {
         Sender sender;
         const auto* const memory = static_cast<const BYTE*>(sender.OpenMemory(kExchangeBytes));
         ASSERT_NE(memory, nullptr);
-        alarm(30); // its minute is not waited out
+        alarm(30); // fails the test if the full time-out of a minute is waited
         EXPECT_FALSE(sender.Send(false));
         alarm(0);
         EXPECT_EQ(service.wait(), 1000 + SIGKILL);
-        EXPECT_EQ(memory[0], 7); // what it had laid down can still be read
+        EXPECT_EQ(memory[0], 7); // what it had written can still be read
     }
-    Sender sender; // nobody has the objects any more
+    Sender sender; // nobody has the objects open any more
     EXPECT_EQ(sender.OpenMemory(kExchangeBytes), nullptr);
     EXPECT_FALSE(sender.Send(false));
 }

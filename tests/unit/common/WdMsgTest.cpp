@@ -41,7 +41,7 @@ class Converter {
     Converter(const Converter&) = delete;
     Converter& operator=(const Converter&) = delete;
 
-    // Up to the first zero byte; nothing when it is refused, and then every byte must be zero.
+    // The result up to the first zero byte; nullopt when refused, and then every byte must be zero.
     std::optional<std::string> convert(const std::string& text, DWORD from, DWORD to, DWORD size = kSize) const {
         std::string output(size, 'x');
         const std::int32_t status = m_converter.ConvertResource(output.data(), text.c_str(), from, to, size);
@@ -57,7 +57,7 @@ class Converter {
 };
 
 TEST(WdMsg, EachCharsetsBytesBothWays) {
-    // No byte of these is zero: the wide charsets' texts end there too.
+    // None of these bytes is zero, which would end even a text in a wide charset.
     const struct {
         DWORD charset;
         const char* utf8;
@@ -109,7 +109,7 @@ TEST(WdMsg, EachCharsetsBytesBothWays) {
     EXPECT_EQ(std::count(tried.begin(), tried.end(), false), 1);
 }
 
-// Whatever a user types on a plain keyboard can be searched for in every charset.
+// Every printable ASCII character can be searched for in every charset.
 TEST(WdMsg, AllOfAsciiPassesThroughEachCharset) {
     std::string printable;
     for (char c = ' '; c < '\x7F'; ++c)
@@ -167,9 +167,9 @@ TEST(WdMsg, ShiftsThatOtherWritersPut) {
         std::string bytes;
         const char* utf8;
     } cases[] = {
-        {kHz, "~}a~{VP", "a中"},   // idle, and none at the end
-        {kHz, "~{VP\na", "中\na"}, // a line's end shifts back
-        {kHz, "ab~\ncd", "abcd"},  // and joins the next line behind a tilde
+        {kHz, "~}a~{VP", "a中"},   // a redundant shift, and none at the end
+        {kHz, "~{VP\na", "中\na"}, // a newline shifts back
+        {kHz, "ab~\ncd", "abcd"},  // after a tilde it joins the next line
         {kIso2022Kr, "\x1B$)C\x0EGQ\r\na\0161[", "한\r\na글"},
         {kIso2022Kr, "\x1B$)Cabc", "abc"},
     };
@@ -178,14 +178,14 @@ TEST(WdMsg, ShiftsThatOtherWritersPut) {
         EXPECT_EQ(converter.convert(c.bytes, c.charset, kUtf8), c.utf8);
 }
 
-// A result takes the whole buffer without a terminator; a byte less refuses it, and leaves zeros.
+// A result may fill the buffer without a terminator; if it is one byte short, it is refused and leaves zeros.
 TEST(WdMsg, TheTargetsSize) {
     const Converter converter;
     EXPECT_EQ(converter.convert("日本", kUtf8, kIso2022Jp, 10), "\x1B$BF|K\\\x1B(B");
     EXPECT_EQ(converter.convert("日本", kUtf8, kIso2022Jp, 9), std::nullopt);
     EXPECT_EQ(converter.convert("\xA4", 17, kUtf8, 3), "€");
     EXPECT_EQ(converter.convert("\xA4", 17, kUtf8, 2), std::nullopt);
-    { const Converter another; } // whose end is its own
+    { const Converter another; } // its end doesn't stop the first one
     const std::string whole(kSize, 'a');
     EXPECT_EQ(converter.convert(whole, kUtf8, kAscii), whole);
     EXPECT_EQ(converter.convert(whole, kUtf8, kHz), whole);

@@ -1,5 +1,4 @@
-// Reading and writing through the configuration interface, which is the test's own here, and the question to the
-// service.
+// Reading and writing through the configuration interface, here a double, and the action query to the service.
 #include "CfgData.h"
 #include "CfgHelper.h"
 #include "CfgIF.h"
@@ -23,10 +22,10 @@
 
 namespace {
 
-// What each call of a read gives in turn.
+// The result of each successive read call.
 struct Step {
     std::int32_t status;
-    std::uint64_t size; // as it is afterwards
+    std::uint64_t size; // returned size
 };
 class ScriptedIF : public CCfgIF {
   public:
@@ -64,14 +63,14 @@ std::string bytesOf(const CCfgData& cfgData) {
 TEST(Cfg, OldDataNeverPassesForWhatWasRead) {
     const Step size{WDLT_E_BUFFER_SIZE, 6};
     const struct {
-        std::uint64_t size; // 0: asked for first
+        std::uint64_t size; // 0: the size is queried first
         std::vector<Step> steps;
         std::int32_t status;
         const char* bytes;
         const char* line;
     } cases[] = {
         {6, {{WDLT_OK, 6}}, WDLT_OK, "record", ""},
-        {0, {size, {WDLT_OK, 3}}, WDLT_OK, "rec", ""}, // less than its size
+        {0, {size, {WDLT_OK, 3}}, WDLT_OK, "rec", ""}, // shorter than the queried size
         {0, {{WDLT_E_REGISTRY, 6}}, WDLT_E_REGISTRY, "old", "size from WdltReadConfig(): -9"},
         {0, {size, {WDLT_E_GENERAL, 6}}, WDLT_E_GENERAL, "", "err=-1, proto=10001, scan=0x00000040, input=5, size=6"},
     };
@@ -79,7 +78,7 @@ TEST(Cfg, OldDataNeverPassesForWhatWasRead) {
         SCOPED_TRACE(c.line);
         ScriptedIF interface(c.steps);
         CCfg cfg;
-        cfg.SetInterface(&interface);
+        ASSERT_EQ(cfg.SetInterface(&interface), WDLT_OK);
         CCfgData cfgData(10001, 0x40, 7, 5);
         ASSERT_EQ(cfgData.SetData("old", 3), WDLT_OK);
         const LogFile log;
@@ -94,10 +93,10 @@ TEST(Cfg, WhereMemoryGivesOut) {
         GTEST_SKIP() << "no operator new of our own";
     ScriptedIF interface({});
     CCfg cfg;
-    cfg.SetInterface(&interface);
+    ASSERT_EQ(cfg.SetInterface(&interface), WDLT_OK);
     CCfgData cfgData(10001, 0x40, 7, 5);
     ASSERT_EQ(cfgData.SetData("old", 3), WDLT_OK);
-    ASSERT_EQ(cfgData.SetData(cfgData.GetData() + 1, 1), WDLT_OK); // of its own bytes
+    ASSERT_EQ(cfgData.SetData(cfgData.GetData() + 1, 1), WDLT_OK); // a part of its own data
     const LogFile log;
     {
         const ExhaustedMemory exhausted(0);
@@ -114,10 +113,10 @@ std::int32_t ask() {
     return CCfgHelper().ActionEventSender({3, 4, 300, 1});
 }
 
-// The exchange has room for one, and says not whose answer it is.
+// The exchange holds only one request, and an answer doesn't say whose it is.
 TEST(ActionEvent, AnAnswerThatMayBeAnothersIsNotBelieved) {
     const struct {
-        bool isKilled; // else it gives up
+        bool isKilled; // the first sender; otherwise it times out
         bool isHeard;
     } cases[] = {{true, true}, {false, true}, {false, false}};
     for (const auto& c : cases) {
@@ -137,7 +136,7 @@ TEST(ActionEvent, AnAnswerThatMayBeAnothersIsNotBelieved) {
         Child service([&] {
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
             if (c.isHeard)
-                answer(7); // to the first, before it takes the next
+                answer(7); // the first sender's answer, before the next request is taken
             while (objects.hears()) {
                 std::this_thread::sleep_for(std::chrono::milliseconds(5));
                 answer(0);

@@ -1,4 +1,4 @@
-// What the writer of a setting does with the service; what comes of it is asked through the exports.
+// How the writer of a setting talks to the service; the results are tested through the exports.
 #include "ChangeNotice.h"
 
 #include "FakeService.h"

@@ -1,5 +1,5 @@
-// The six record stores from list to file and back: sizes, limits and codes, a mutex in other hands, places where nothing
-// can be written, and reads of a piece that fail.
+// The six record stores, from list to file and back: sizes, limits and codes, a mutex held by others, places that can't
+// be written, and failing reads.
 #include "StoreFiles.h"
 
 #include <LogFile.h>
@@ -27,11 +27,11 @@ using testing::ElementsAre;
 using testing::StartsWith;
 
 int g_readsToFailure = 0; // 0: none fails
-int g_failures = 0;       // one behind the other
+int g_failures = 0;       // consecutive
 
 } // namespace
 
-// Fails as it is told to, and then leaves the file where the read would have left it.
+// Fails when requested, but moves the file position as the read would have.
 BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD bytes, LPDWORD got, void* overlapped) {
     static const auto layers = reinterpret_cast<decltype(&ReadFile)>(dlsym(RTLD_NEXT, "ReadFile"));
     const BOOL done = layers(file, buffer, bytes, got, overlapped);
@@ -54,7 +54,7 @@ class RecordStores : public StoreTest, public testing::WithParamInterface<Subjec
     const Subject& s = GetParam();
     const bool isChained = s.form == Form::Chained;
     const std::string untouched = std::string(s.listBytes(), kUntouched);
-    const std::string frame = isChained ? "!!! CEncryptedDB" : "!!! CUrlFilterDB"; // how its lines begin
+    const std::string frame = isChained ? "!!! CEncryptedDB" : "!!! CUrlFilterDB"; // what its log lines begin with
 };
 
 INSTANTIATE_TEST_SUITE_P(Each, RecordStores, testing::ValuesIn(subjects()),
@@ -155,7 +155,7 @@ TEST_P(RecordStores, FilesOfAnotherStoreAreRefused) {
         EXPECT_TRUE(got.code == WDLT_E_FILE || (isChained && got.code == WDLT_E_GENERAL)) << other << ": " << got.code;
         EXPECT_TRUE(got.list == untouched) << other;
     }
-    // The store's own with a foreign key.
+    // The store's own format, enciphered with another key.
     put("list", FileMaker(s, 1, wdlt::kPrivacyKey).records(1).content());
     EXPECT_EQ(read(s, "list").code, WDLT_E_GENERAL);
 }
@@ -206,7 +206,7 @@ TEST_F(StoreTest, ATextOfNoBytesOrWithoutAnEndIsRefused) {
     for (const auto& c : cases)
         for (const bool isEmpty : {true, false}) {
             const Subject& s = subject(c.store);
-            std::string list = listOf(s, s.maximum); // behind whose last slot the list ends
+            std::string list = listOf(s, s.maximum); // the buffer ends with the last slot
             std::fill_n(list.end() - static_cast<std::ptrdiff_t>(s.slotBytes), s.slotBytes, isEmpty ? '\0' : 'x');
             const LogFile log;
             EXPECT_EQ(write(s, "list", list), WDLT_E_INVALID_ARGUMENT);
@@ -220,7 +220,7 @@ TEST_P(RecordStores, WhatCannotBeWrittenHasItsCodeAndLine) {
     const std::string before = fileOf(s, 1);
     const std::string list = listOf(s, 2);
     put("list", before);
-    EXPECT_EQ(read(s, "list").code, 0); // a home's first mutex has writes of its own
+    EXPECT_EQ(read(s, "list").code, 0); // a home's first mutex would add writes
     const struct {
         const char* target;
         const char* temp;
@@ -248,7 +248,7 @@ TEST_P(RecordStores, WhatCannotBeWrittenHasItsCodeAndLine) {
     }
 }
 
-// Failing once it is a piece of the file, which is read again item by item; failing again it is an item's own read.
+// One failure hits the read of a piece, which is then read again item by item; a second one hits the read of an item.
 TEST_P(RecordStores, APieceThatCantBeReadCostsNoRecord) {
     const Got whole{0, listOf(s, s.maximum)};
     put("list", fileOf(s, s.maximum));

@@ -1,5 +1,5 @@
-// Files of the record stores that are cut at every byte, have every bit flipped, or hold what no writer puts: the code,
-// the records told before the damage, and the lines.
+// Files of the record stores that are truncated at every byte, have every bit flipped, or hold what no writer writes:
+// the code, the records read before the damage, and the log lines.
 #include "StoreFiles.h"
 
 #include <LogFile.h>
@@ -18,7 +18,7 @@ namespace {
 
 using namespace store_files;
 
-// Reads one small file again and again and compares as much of the list as its records reach.
+// Reads one small file repeatedly, and compares only the part of the list that its records reach.
 class DamagedStore : public StoreTest, public testing::WithParamInterface<Subject> {
   protected:
     static constexpr std::uint32_t kRecords = 3;
@@ -42,7 +42,7 @@ class DamagedStore : public StoreTest, public testing::WithParamInterface<Subjec
     bool isWhole(std::uint32_t record) const {
         return m_list.compare(s.slotAt(record), s.slotBytes, m_whole, s.slotAt(record), s.slotBytes) == 0;
     }
-    // A list of three records whose first ones are as they were.
+    // Expects a count of three, and that the records before `record` are intact.
     void expectWholeBefore(std::uint32_t record) const {
         EXPECT_EQ(m_list.substr(s.headBytes() - 4, 4), number(kRecords));
         for (std::uint32_t i = 0; i < record; ++i)
@@ -51,7 +51,7 @@ class DamagedStore : public StoreTest, public testing::WithParamInterface<Subjec
     void write(std::size_t at, char byte) const {
         ASSERT_EQ(pwrite(m_descriptor, &byte, 1, static_cast<off_t>(at)), 1);
     }
-    // Which one a byte of the file belongs to; the header's to none.
+    // The record that a byte of the file belongs to; nullopt for the header.
     std::optional<std::uint32_t> recordOf(std::size_t byte) const {
         const auto next = std::ranges::upper_bound(m_begins, byte);
         return next == m_begins.begin() ? std::nullopt : std::optional(std::uint32_t(next - m_begins.begin() - 1));
@@ -63,7 +63,7 @@ class DamagedStore : public StoreTest, public testing::WithParamInterface<Subjec
     const std::string m_whole = listOf(s, kRecords);
     const std::size_t m_looked = s.slotAt(kRecords + 1);
     std::string m_list = std::string(s.listBytes(), kUntouched);
-    std::vector<std::size_t> m_begins; // of the records, and the file's end
+    std::vector<std::size_t> m_begins; // offsets of the records, and of the file's end
     int m_descriptor;
 };
 
@@ -71,7 +71,7 @@ INSTANTIATE_TEST_SUITE_P(Each, DamagedStore, testing::ValuesIn(subjects()),
                          [](const auto& info) { return std::string(info.param.name); });
 
 TEST_P(DamagedStore, CutAnywhere) {
-    const std::size_t count = isChained ? m_begins.front() : 36; // a list without its count is an empty one
+    const std::size_t count = isChained ? m_begins.front() : 36; // without the count the list is empty
     for (std::size_t bytes = m_file.size(); bytes-- > 0 && !HasFailure();) {
         SCOPED_TRACE(testing::Message() << bytes << " of " << m_file.size() << " bytes");
         ASSERT_EQ(ftruncate(m_descriptor, static_cast<off_t>(bytes)), 0);
@@ -87,7 +87,7 @@ TEST_P(DamagedStore, CutAnywhere) {
     }
 }
 
-// A bit that changes is told, or changes its own record and no other: nothing takes it for what was written.
+// A flipped bit is reported as an error, or changes only its own record: a damaged record never reads as the original.
 TEST_P(DamagedStore, FlippedAnywhere) {
     for (std::size_t i = 0; i < m_file.size() && !HasFailure(); ++i)
         for (unsigned bit = 1; bit < 256; bit <<= 1) {
@@ -104,7 +104,7 @@ TEST_P(DamagedStore, FlippedAnywhere) {
                 EXPECT_TRUE(isUntouched(s.slotAt(code == WDLT_OK ? kRecords : *record + 1)));
             } else if (isChained || i < 36) {
                 EXPECT_TRUE(code != WDLT_OK && isUntouched(0));
-            } else if (code != WDLT_E_GENERAL) { // another count, and the records that there are
+            } else if (code != WDLT_E_GENERAL) { // another count, with the records that exist
                 const std::uint32_t count = kRecords ^ bit << (i - 36) * 8;
                 EXPECT_EQ(code, count < kRecords ? WDLT_OK : WDLT_E_FILE);
                 EXPECT_EQ(m_list.substr(s.headBytes() - 4, 4), number(std::min(count, s.maximum)));
@@ -119,7 +119,7 @@ std::string zeros(std::size_t count) {
     return std::string(count, '\0');
 }
 
-// A file of two records that lacks the second.
+// A file whose header says two records, but which lacks the second.
 FileMaker half(const char* store) {
     FileMaker file(subject(store), 2);
     file.records(1);

@@ -1,5 +1,4 @@
-// The six record stores as their tests see them: lists and files by layout, made and enciphered here, apart from the
-// stores' own code.
+// The six record stores for tests: their lists and files, laid out and enciphered here without the stores' code.
 #pragma once
 
 #include "HostListDB.h"
@@ -26,15 +25,15 @@ namespace store_files {
 enum class Form { Lengthed, Fixed, Chained };
 
 struct Subject {
-    const char* name; // of the class
+    const char* name; // the class's name
     std::string mutex;
     std::string magic;
     const wdlt::StoreKey& key;
     Form form;
     std::size_t slotBytes;
     std::uint32_t maximum;
-    std::size_t mostText;            // 0: the records are no texts
-    std::vector<std::size_t> fields; // of a fixed record, in the list; what stands in front of them isn't enciphered
+    std::size_t mostText;            // 0: the records aren't texts
+    std::vector<std::size_t> fields; // field sizes of a fixed record in the list; bytes before them are plain
     const char* golden;
     std::unique_ptr<wdlt::RecordFile> (*make)();
 
@@ -86,7 +85,7 @@ inline const Subject& subject(const std::string& name) {
     throw std::out_of_range(name);
 }
 
-// Of n plain bytes as a message.
+// The size of an enciphered message with that many plain bytes.
 constexpr std::size_t padded(std::size_t plainBytes) {
     return (plainBytes / 16 + 1) * 16;
 }
@@ -98,10 +97,10 @@ inline std::string number(std::uint32_t value) {
     return bytes;
 }
 
-// What a list holds where nothing is to be read into it.
+// Fills the parts of a list that a read must not touch.
 constexpr char kUntouched = '\xA5';
 
-// A text's length; the last records of a full list are the shortest, one of whole blocks, and the longest.
+// A text's length; the last three records of a full list have the shortest, one of whole blocks, and the longest.
 inline std::size_t textLength(const Subject& subject, std::uint32_t record) {
     switch (subject.maximum - record) {
     case 3:
@@ -115,8 +114,8 @@ inline std::size_t textLength(const Subject& subject, std::uint32_t record) {
     }
 }
 
-// A record in its slot. Texts have bytes of all values but 0, opaque records and fields all; what stands behind a text
-// is no part of it, what stands behind the terminator of a field is.
+// A record in its slot. Texts use all byte values but 0, opaque records and fields all values. Bytes after a text don't
+// belong to it; bytes after the terminator of a field do.
 inline std::string slotOf(const Subject& subject, std::uint32_t record) {
     std::string slot(subject.slotBytes, kUntouched);
     if (subject.mostText != 0) {
@@ -134,7 +133,7 @@ inline std::string slotOf(const Subject& subject, std::uint32_t record) {
     return slot;
 }
 
-// A whole list with a count and the first `told` records.
+// A whole list that says `count` and has the first `told` records.
 inline std::string listOf(const Subject& subject, std::uint32_t count, std::uint32_t told) {
     std::string list(subject.listBytes(), kUntouched);
     list.replace(subject.headBytes() - 4, 4, number(count));
@@ -156,14 +155,14 @@ class FileMaker {
             m_content += subject.form == Form::Chained ? message(field) : field;
     }
 
-    // As they are.
+    // Appends bytes as they are.
     FileMaker& raw(const std::string& bytes) {
         m_content += bytes;
         return *this;
     }
-    // Enciphered, in the chain where there is one.
+    // Appends enciphered bytes, chained if the store is.
     FileMaker& enciphered(const std::string& plain) { return raw(message(plain)); }
-    // With its length in front.
+    // Appends enciphered bytes after their length.
     FileMaker& lengthed(const std::string& plain) {
         const bool chained = m_subject.form == Form::Chained;
         raw(chained ? message(number(static_cast<std::uint32_t>(plain.size())))
@@ -195,10 +194,9 @@ class FileMaker {
         const auto* const from = reinterpret_cast<const std::uint8_t*>(plain.data());
         auto* const to = reinterpret_cast<std::uint8_t*>(cipher.data());
         const auto size = static_cast<std::int32_t>(plain.size());
-        if (m_subject.form == Form::Chained)
-            m_cipher.PadEncryptChained(from, size, to);
-        else
-            m_cipher.PadEncrypt(from, size, to);
+        EXPECT_GE(m_subject.form == Form::Chained ? m_cipher.PadEncryptChained(from, size, to)
+                                                  : m_cipher.PadEncrypt(from, size, to),
+                  0);
         return cipher;
     }
 
@@ -211,7 +209,7 @@ inline std::string fileOf(const Subject& subject, std::uint32_t count) {
     return FileMaker(subject, count).records(count).content();
 }
 
-// A mutex whose last holder ended with it, for as long as the handle lives.
+// An abandoned mutex, for as long as the handle lives.
 inline Handle abandonedMutex(const std::string& name) {
     Handle mutex = makeMutex(("Global\\" + name).c_str());
     EXPECT_EQ(waitElsewhere(mutex, INFINITE), WAIT_OBJECT_0);
@@ -227,7 +225,7 @@ class StoreTest : public TestFiles {
         bool operator==(const Got&) const = default;
     };
 
-    // Before the layer has a home: one that it made by itself would be forgotten when the environment is read again.
+    // Must come before the layer sets up a home: rereading the environment would make it forget that home.
     static void SetUpTestSuite() { WdTestRereadEnvironment(); }
 
     StoreTest() { std::filesystem::create_directory(at("temp")); }

@@ -1,5 +1,5 @@
-// URLs against records: the rules by example. Patterns and texts of all kinds are held against a slow, plain matcher in
-// fuzz/, from a corpus with those that are hard.
+// URLs against records: examples of the rules. fuzz/ compares arbitrary patterns and texts with a slow, simple matcher,
+// starting from a corpus of hard ones.
 #include "UrlMatching.h"
 
 #include <gtest/gtest.h>
@@ -43,10 +43,10 @@ TEST(UrlMatching, RecordsAgainstUrls) {
         {"*/*", {"http://a/b"}, {}},
         {"*ab*ab", {"abab", "xab-ab"}, {"ab", "aba"}},
         {"*", {"http://anything/at/all?x", ""}, {}},
-        {"http://a.b/%2A", {"http://a.b/*"}, {"http://a.b/c"}}, // an encoded star is no wildcard
+        {"http://a.b/%2A", {"http://a.b/*"}, {"http://a.b/c"}}, // an encoded star isn't a wildcard
         {"http://a.b/100%zz%4", {"http://a.b/100%zz%4"}, {}},
         {"http://a.b/\xE4*", {"http://a.b/\xE4\xF6"}, {}},
-        {"http://a.b/\xC4", {}, {"http://a.b/\xE4"}}, // only ASCII letters lose their case
+        {"http://a.b/\xC4", {}, {"http://a.b/\xE4"}}, // case is ignored only for ASCII letters
     };
     for (const auto& c : cases) {
         for (const char* url : c.matched)

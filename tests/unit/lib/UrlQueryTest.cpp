@@ -14,7 +14,7 @@ namespace {
 using namespace store_files;
 using testing::Contains;
 
-constexpr std::uint32_t kAsBefore = 7; // an entry that nothing was said about
+constexpr std::uint32_t kAsBefore = 7; // an entry that wasn't answered
 
 class UrlQuery : public StoreTest {
   protected:
@@ -67,7 +67,7 @@ TEST_F(UrlQuery, ReadsNoFartherThanItMust) {
     EXPECT_EQ(ask(damaged, {"two", "one"}), (Answer{0, {1, 1}}));
     EXPECT_EQ(ask(damaged, {"one", "none", "two"}), (Answer{WDLT_E_FILE, {1, 0, 1}}))
         << "what was found before stays found";
-    // No entry left to find: the first record is read all the same, the second isn't.
+    // Without entries the first record is read nevertheless, but not the second.
     EXPECT_EQ(ask(list({"one"}, 1).raw("damaged"), {}), (Answer{0, {}}));
     EXPECT_EQ(ask(list({}, 1).raw("damaged"), {}), (Answer{WDLT_E_FILE, {}}));
 }

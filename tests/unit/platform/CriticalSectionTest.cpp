@@ -10,7 +10,7 @@
 
 #if defined(__has_feature)
 #if __has_feature(thread_sanitizer)
-// A child with threads of its own is what is tested here.
+// This tests a forked child with threads of its own.
 extern "C" const char* __tsan_default_options() {
     return "die_after_fork=0";
 }
@@ -28,7 +28,7 @@ struct Section : CRITICAL_SECTION {
     void leave() { LeaveCriticalSection(this); }
 };
 
-// What a child finds: sections of threads that aren't there are free, the forking thread's own are held.
+// In a forked child, sections held by threads that no longer exist are free; the forking thread's own are held.
 TEST(CriticalSection, AForkFreesWhatOtherThreadsHeld) {
     Section others;
     Section own;
@@ -45,7 +45,7 @@ TEST(CriticalSection, AForkFreesWhatOtherThreadsHeld) {
     own.enter();
     own.enter();
     Child child([&] {
-        alarm(20); // a child that waits for a thread it lacks is ended
+        alarm(20); // ends a child that waits for a thread it doesn't have
         others.enter();
         others.leave();
         std::atomic<int> order{0};

@@ -1,4 +1,4 @@
-// Copies and replacements: what they keep, what they refuse, and what lies beside the target.
+// Copies and replacements: what they keep, what they refuse, and obstacles next to the target.
 #include <Child.h>
 #include <TestFiles.h>
 
@@ -106,7 +106,7 @@ TEST_F(FileReplace, RefusalsChangeNothing) {
         {"from", "none/target", ERROR_PATH_NOT_FOUND},
         {"from", "dir/", ERROR_ACCESS_DENIED},
         {"from", std::string(256, 'n'), ERROR_FILENAME_EXCED_RANGE},
-        {"target", "second name", ERROR_SHARING_VIOLATION, ERROR_SUCCESS}, // the copy parts them
+        {"target", "second name", ERROR_SHARING_VIOLATION, ERROR_SUCCESS}, // the copy breaks the hard link
         {"from", "new", ERROR_FILE_NOT_FOUND, ERROR_SUCCESS},
     };
     const auto before = openDescriptors();
@@ -125,7 +125,7 @@ TEST_F(FileReplace, WhatLiesBesideTheTarget) {
     const struct {
         const char* what;
         std::function<void()> lay;
-        DWORD error; // links are neither followed nor waited for, and folders stay
+        DWORD error; // links aren't followed, pipes not waited for, and folders stay
     } rows[] = {
         {"what a crash left", [&] { std::ofstream(beside) << "a longer content than the new one has"; }, ERROR_SUCCESS},
         {"a pipe", [&] { ASSERT_EQ(mkfifo(beside.c_str(), 0600), 0); }, ERROR_SUCCESS},
@@ -142,7 +142,7 @@ TEST_F(FileReplace, WhatLiesBesideTheTarget) {
     }
     EXPECT_EQ(get("victim"), "untouched");
 
-    // One that another process writes is waited for, and taken when its writer has gone.
+    // A temporary file that another process is writing is waited for, and reused when its writer is gone.
     const int writer = ::open(put(".target.new", "half").c_str(), O_WRONLY | O_CLOEXEC);
     const auto lock = [&](short type) {
         struct flock byte {};
@@ -177,7 +177,7 @@ TEST_F(FileReplace, WhatAUserMayNotWriteItMayNotReplace) {
         {"unreadable folder", 0300, kUser, kUser, 0644, ERROR_ACCESS_DENIED},
         {"a group's of ours", 0755, 0, kGroup, 0664, ERROR_SUCCESS},
         {"a group's of others", 0755, 0, 0, 0666, ERROR_ACCESS_DENIED},
-        // In a home with a group: what another member left, however he left it.
+        // In a home with a group: another member's file, whatever its mode.
         {"home's group", 0755, 0, kGroup, 0600, ERROR_SUCCESS},
     };
     const auto asUser = [&](const std::function<DWORD()>& act) {
@@ -213,7 +213,7 @@ TEST_F(FileReplace, WhatAUserMayNotWriteItMayNotReplace) {
     }
 }
 
-// Where others may write, they could lead the administrator to any file.
+// In a folder where others can write, a link could lead root to any file.
 TEST_F(FileReplace, ALinkThatAnotherUserLaidIsNotFollowed) {
     if (geteuid() != 0)
         GTEST_SKIP() << "only the administrator can be another user";

@@ -1,4 +1,4 @@
-// Files by their handles: what opens and what doesn't, sharing, positions, temporary names, attributes.
+// File handles: what opens and what doesn't, sharing, positions, temporary names, attributes.
 #include <Child.h>
 #include <TestFiles.h>
 #include <TestKey.h>
@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 
 constexpr DWORD kBoth = GENERIC_READ | GENERIC_WRITE;
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE;
-constexpr DWORD kUntouched = 77; // last error of before a call
+constexpr DWORD kUntouched = 77; // the last error before a call
 
 class Files : public TestFiles {
   protected:
@@ -35,8 +35,8 @@ TEST_F(Files, WhatIsThereDecidesWithTheDisposition) {
     const struct {
         DWORD disposition;
         const char* name;
-        const char* old; // null where there is none
-        DWORD error;     // or what a success leaves
+        const char* old; // old content; null: no file
+        DWORD error;     // the last error, also after a success
         const char* content;
     } rows[] = {
         {CREATE_ALWAYS, "file", nullptr, ERROR_SUCCESS, ""},
@@ -75,13 +75,13 @@ TEST_F(Files, OnlyFilesOpen) {
     EXPECT_EQ(openDescriptors(), before);
 }
 
-// A program that a caller starts has none of the layer's files.
+// A program started by the caller inherits none of the layer's files.
 TEST_F(Files, NothingOutlivesAnExec) {
     const auto descriptors = [] {
         std::vector<int> numbers;
         for (const auto& entry : fs::directory_iterator("/proc/self/fd"))
             numbers.push_back(std::stoi(entry.path().filename()));
-        std::erase_if(numbers, [](int number) { return fcntl(number, F_GETFD) < 0; }); // the walk's own
+        std::erase_if(numbers, [](int number) { return fcntl(number, F_GETFD) < 0; }); // the iterator's own
         return numbers;
     };
     const std::vector<int> inherited = descriptors();
@@ -117,7 +117,7 @@ TEST_F(Files, SharingKeepsOthersOutUntilTheHandleOrItsProcessIsGone) {
         EXPECT_EQ(openError(file, kBoth, disposition), ERROR_SHARING_VIOLATION);
     EXPECT_EQ(get("file"), "old") << "emptied under its holder";
     holder.kill();
-    // A child of a fork has the descriptor too, and neither takes the lock from its parent nor keeps it.
+    // A forked child has the descriptor too, but neither takes the lock from its parent nor keeps it alive.
     Handle held = open(file, kBoth, OPEN_EXISTING, 0);
     ASSERT_TRUE(held);
     const Child child([&] {
@@ -159,14 +159,14 @@ TEST_F(Files, ReadsWritesAndPositions) {
         LONG distance;
         LONG high;
         DWORD method;
-        std::int64_t position; // or minus the error
+        std::int64_t position; // or the negated error
     } moves[] = {
         {4, 0, FILE_BEGIN, 4},
         {-8, -1, FILE_CURRENT, -std::int64_t{ERROR_NEGATIVE_SEEK}},
-        {1, 0, FILE_CURRENT, 5}, // no failure moved it
+        {1, 0, FILE_CURRENT, 5}, // the failures haven't moved it
         {0, 0, FILE_END, 10},
-        {-1, 0, FILE_BEGIN, 0xFFFFFFFF},                                        // looks like the failure
-        {-1, 0x7FFFFFFF, FILE_CURRENT, -std::int64_t{ERROR_INVALID_PARAMETER}}, // farther than there are numbers
+        {-1, 0, FILE_BEGIN, 0xFFFFFFFF},                                        // looks like INVALID_SET_FILE_POINTER
+        {-1, 0x7FFFFFFF, FILE_CURRENT, -std::int64_t{ERROR_INVALID_PARAMETER}}, // out of range
         {8, 0, FILE_BEGIN, 8},
     };
     for (const auto& m : moves) {
@@ -224,12 +224,12 @@ TEST_F(Files, TemporaryNames) {
     const struct {
         std::string folder;
         DWORD error;
-        int link; // how that call fails
+        int link; // the error of linkat; 0: succeeds
     } rows[] = {
         {"C:\\none", ERROR_PATH_NOT_FOUND, 0},
         {"", ERROR_PATH_NOT_FOUND, 0}, // not the working directory
         {std::string(MAX_PATH - 9, 'n'), ERROR_FILENAME_EXCED_RANGE, 0},
-        {"C:\\t", ERROR_SUCCESS, EEXIST}, // a name that is taken is passed over
+        {"C:\\t", ERROR_SUCCESS, EEXIST}, // a name that is taken is skipped
     };
     for (const auto& row : rows) {
         ASSERT_TRUE(WdTestFailCall("linkat", row.link != 0 ? 1 : 0, row.link));
@@ -237,7 +237,8 @@ TEST_F(Files, TemporaryNames) {
     }
     EXPECT_EQ(std::distance(fs::directory_iterator(made), {}), 1);
 
-    // The last byte of this folder's name in its code page is that of a backslash. In a child: it changes the home.
+    // In code page 932 the last byte of this folder's name is that of a backslash. In a child, since it changes the
+    // home.
     fs::create_directories(TestHome::instance().path() / "drive_c/\xE3\x82\xBD");
     EXPECT_EQ(Child([] {
                   setenv("WARDLET_ACP", "932", 1);
@@ -247,7 +248,7 @@ TEST_F(Files, TemporaryNames) {
               0);
 }
 
-// Held from its making to its end, in use or not, by its maker alone: not by a child that outlives him.
+// The creator holds the file from creation to its own end, in use or not; a child that outlives it doesn't.
 TEST_F(Files, ATemporaryFileOfADeadProcessIsRemovedByTheNext) {
     for (const char* others : {"url0000000.tmp", "url0000000G.tmp", "url00000000", "adr00000000.tmp", "kept"})
         put(others, "");
@@ -279,7 +280,8 @@ TEST_F(Files, ATemporaryFileOfADeadProcessIsRemovedByTheNext) {
     done.closeSender();
 }
 
-// Without a group of the home what is made is its maker's alone, with one it is the group's, whatever the mask is.
+// In a home without a group new files are private to their creator, with one they belong to the group, whatever the
+// umask.
 TEST_F(Files, WhatIsMadeBelongsToWhomTheHomeDoes) {
     umask(0);
     put("wide", "x", 0666);
@@ -287,7 +289,7 @@ TEST_F(Files, WhatIsMadeBelongsToWhomTheHomeDoes) {
     for (const bool group : {false, true}) {
         if (group) {
             giveHomeToGroup();
-            ASSERT_EQ(chmod(folder.c_str(), 0777), 0); // one that hands nothing on
+            ASSERT_EQ(chmod(folder.c_str(), 0777), 0); // without setgid, so nothing inherits the group
             umask(077);
         }
         open(at("new"), kBoth, CREATE_NEW);

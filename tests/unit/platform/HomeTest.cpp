@@ -1,4 +1,4 @@
-// The home: where it is, what its settings say, how it is made, and how paths of drives map into it.
+// The home: its location and settings, how it is created, and how drive paths map into it.
 #include "Home.h"
 
 #include <TestFiles.h>
@@ -43,11 +43,11 @@ TEST(HomeSettings, ForgivesWhatItDoesNotKnowAndNothingElse) {
         EXPECT_FALSE(HomeSettings::parse(bad)) << bad;
 }
 
-// At first need, whatever the process's mask is. A group of its own opens the registry to it.
+// Created when first needed, whatever the process's umask. A home with a group opens its registry to that group.
 TEST_F(HomeTest, IsMadeAtFirstNeedWithPrivateRegistry) {
     const struct {
         const char* name;
-        mode_t home; // 0: it isn't there
+        mode_t home; // 0: it doesn't exist yet
         mode_t registry;
         mode_t objects;
         mode_t file;
@@ -60,7 +60,7 @@ TEST_F(HomeTest, IsMadeAtFirstNeedWithPrivateRegistry) {
         if (row.home != 0) {
             fs::create_directory(home.path());
             ASSERT_EQ(chmod(home.path().c_str(), row.home), 0);
-            // Of one who died between its mode and its name, when others could put something in already.
+            // Left by a process that died between setting its mode and its name; others may have put something in.
             fs::create_directories(home.path() / "objects.new" / "another's");
             ASSERT_EQ(chmod((home.path() / "objects.new").c_str(), row.objects), 0);
         }
@@ -88,7 +88,7 @@ TEST_F(HomeTest, SettingsCountAndVariablesOverrideThem) {
     EXPECT_EQ(Home(path).codePage(), 932u);
     EXPECT_TRUE(Home(path).durable());
     EXPECT_EQ(Home(path).timeScale(), 0.25);
-    for (const char* const none : {"0", "-1", "nan", "1e99", "x"}) { // no waits, or waits for ever
+    for (const char* const none : {"0", "-1", "nan", "1e99", "x"}) { // values that would mean no waits or infinite ones
         setenv("WARDLET_TIME_SCALE", none, 1);
         EXPECT_EQ(Home(path).timeScale(), 1.0) << none;
     }
@@ -98,7 +98,7 @@ TEST_F(HomeTest, SettingsCountAndVariablesOverrideThem) {
 
 TEST_F(HomeTest, SettingsThatItCannotUseStayAsTheyAre) {
     const std::pair<std::string, DWORD> rows[] = {
-        {"layout = 2\n", ERROR_BADDB}, // a newer library's
+        {"layout = 2\n", ERROR_BADDB}, // written by a newer library
         {"layout = 1\nfolding = 2\n", ERROR_BADDB},
         {std::string(100, '\0'), ERROR_INVALID_DATA},
     };

@@ -1,4 +1,4 @@
-// Settings files: what is read, cut and found.
+// Settings files: what is read, truncated and found.
 #include <TestHome.h>
 
 #include <platform/win32.h>
@@ -74,7 +74,7 @@ TEST(Ini, WhereAFileIsLookedFor) {
     EXPECT_EQ(text("S", "N", "pipe.ini"), "<none>") << "nobody waits for a writer";
     EXPECT_EQ(text("S", "N", "plain.ini"), "home");
     EXPECT_EQ(text("S", "N", (folder + "\\plain.ini").c_str()), "drive");
-    // Only the settings file falls back to the home, and only where the folder has none.
+    // Only the settings file falls back to the home, and only if the folder has none.
     EXPECT_EQ(text("S", "N", (folder + "/other.ini").c_str()), "<none>");
     EXPECT_EQ(text("S", "N", (folder + "/Wardlet.ini").c_str()), "home");
     home.write("drive_c/dir/Wardlet.ini", "[S]\nN=beside");

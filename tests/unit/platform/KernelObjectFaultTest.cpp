@@ -1,5 +1,5 @@
-// Kernel objects when the system doesn't help: each system call failing in turn, and files under objects' names that
-// are no objects of this layout, held by somebody or by nobody.
+// Kernel objects when the system fails: each system call failing in turn, and files under objects' names that aren't
+// objects of this layout, held by somebody or by nobody.
 #include <Child.h>
 #include <TestObject.h>
 
@@ -25,11 +25,11 @@ class KernelObjectFault : public testing::Test {
   protected:
     KernelObjectFault() {
         useFreshHome();
-        makeMutex("other").reset(); // so that the home is there, and only an object's own steps fail
+        makeMutex("other").reset(); // creates the home, so that only an object's own steps fail
     }
 };
 
-// The header of an object's file, as it stands there.
+// The header of an object's file.
 struct Header {
     std::uint32_t magic;
     std::uint16_t version;
@@ -46,7 +46,7 @@ constexpr std::uint16_t kMapping = 4;
 constexpr Header kGood{kMagic, 1, kMapping, 0, 0, 5000};
 constexpr std::size_t kSize = std::size_t{3} * 4096;
 
-// A file under an object's name that another process made. While it is held, the object exists.
+// A file under an object's name, as if made by another process. While it is held, the object exists.
 class ForeignFile {
   public:
     ForeignFile(const std::string& name, const Header& header, std::size_t size, bool isHeld)
@@ -114,7 +114,7 @@ TEST_F(KernelObjectFault, FilesOfOthersAreJoinedRefusedOrLaidDownAfresh) {
         {"another magic, held", {kMagic + 1, 1, kMapping, 0, 0, 5000}, kSize, true, ERROR_INVALID_DATA},
         {"garbage, longer, held by nobody", {1, 2, 3, 4, 5, 6}, 100 * 4096, false, 0},
         {"empty, held by nobody", {}, 0, false, 0},
-        {"empty, held", {}, 0, true, ERROR_INVALID_DATA}, // after a second of tries
+        {"empty, held", {}, 0, true, ERROR_INVALID_DATA}, // after trying for a second
     };
     for (const auto& row : rows) {
         if (!row.isHeld) {
@@ -132,7 +132,7 @@ TEST_F(KernelObjectFault, FilesOfOthersAreJoinedRefusedOrLaidDownAfresh) {
     }
 }
 
-// A link or a thing of another kind under an object's name is never written to, followed or waited for.
+// A link, pipe or directory under an object's name is never written to, followed or waited for.
 TEST_F(KernelObjectFault, WhatIsNoFileOfItsOwnIsRefused) {
     const fs::path victim = TestHome::instance().write("victim", std::string(5000, 'v'));
     const fs::path name = objectsFolder() / "m";
@@ -156,8 +156,8 @@ TEST_F(KernelObjectFault, WhatIsNoFileOfItsOwnIsRefused) {
     }
 }
 
-// Objects too large to be kept, whose end is at once. Another's file of the name isn't this one's to remove, and a
-// child of a fork that ran no handlers keeps no lock.
+// Objects that are too large to be cached end at once. Another process's file of the same name must not be removed, and
+// a child that ran no fork handlers keeps no lock.
 TEST_F(KernelObjectFault, TheEndOfAnObjectIsItsOwn) {
     constexpr DWORD kLarge = 3u << 20;
     const fs::path name = objectsFolder() / "map";
@@ -168,7 +168,7 @@ TEST_F(KernelObjectFault, TheEndOfAnObjectIsItsOwn) {
     EXPECT_TRUE(fs::exists(name));
     fs::remove(name);
 
-    Everybody everybody; // whose file stays for the next
+    Everybody everybody; // makes the file stay for the next object
     mapping = makeMapping("map", kLarge, everybody.get());
     const pid_t child = _Fork();
     if (child == 0) {
@@ -182,7 +182,7 @@ TEST_F(KernelObjectFault, TheEndOfAnObjectIsItsOwn) {
     waitpid(child, nullptr, 0);
 }
 
-// Also where a copy of it that ran no handlers has its lock.
+// A process counts as dead even if a clone that ran no fork handlers still has its lock.
 TEST_F(KernelObjectFault, AProcessIsOverBeforeItsParentHearsOfIt) {
     const Shared<WD_TAG> tag;
     const Shared<pid_t> copy;

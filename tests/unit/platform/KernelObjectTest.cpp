@@ -1,4 +1,4 @@
-// Kernel objects in one process: each call's codes, and what a name, a handle and a view stand for.
+// Kernel objects in one process: each call's codes, and the meaning of names, handles and views.
 #include <TestKey.h>
 #include <TestObject.h>
 
@@ -73,11 +73,11 @@ TEST_F(KernelObject, WhatIsRefused) {
     EXPECT_EQ(objectFiles(), (std::vector<std::string>{"e", "m", "map"}));
 }
 
-// Closed, closed twice, another table's, made up: told apart from open ones whatever came into their place.
+// Handles that are closed, closed twice, of another table or made up are told from open ones, even in a reused slot.
 TEST_F(KernelObject, AHandleThatIsntOpenIsRefused) {
     const HANDLE closed = makeMutex("m", true).release();
     EXPECT_TRUE(CloseHandle(closed));
-    const Handle open = makeEvent("e", true, true); // where the closed one stood
+    const Handle open = makeEvent("e", true, true); // reuses the closed one's slot
     const TestKey key = TestKey::create("K");
     int local = 0;
     const auto madeUp = [&](std::uintptr_t add) {
@@ -130,9 +130,9 @@ TEST_F(KernelObject, AViewIsTheMemoryAndKeepsIt) {
     EXPECT_EQ(errorOf(OpenFileMappingA(FILE_MAP_READ, FALSE, "map")), ERROR_FILE_NOT_FOUND) << "nothing is left of it";
 }
 
-// A closed object stays mapped for the next one of its name, of which nobody must see more than speed.
+// A closed object stays cached for the next one of its name, which must not be noticeable except in speed.
 TEST_F(KernelObject, AClosedObjectIsGone) {
-    for (DWORD bytes : {100u, 5000u, 200u, 3u << 20}) { // the last is too large to be kept
+    for (DWORD bytes : {100u, 5000u, 200u, 3u << 20}) { // the last is too large to be cached
         const Handle mapping = makeMapping("map", bytes);
         ASSERT_NE(mapping, nullptr);
         EXPECT_EQ(GetLastError(), ERROR_SUCCESS);
@@ -142,12 +142,12 @@ TEST_F(KernelObject, AClosedObjectIsGone) {
         std::memset(view.get(), 'x', bytes);
     }
     EXPECT_EQ(errorOf(OpenFileMappingA(FILE_MAP_READ, FALSE, "map")), ERROR_FILE_NOT_FOUND);
-    makeEvent("map", true, true).reset(); // another kind now
+    makeEvent("map", true, true).reset(); // now another kind of object
     EXPECT_EQ(errorOf(OpenEventA(EVENT_ALL_ACCESS, FALSE, "map")), ERROR_FILE_NOT_FOUND);
     const Handle event = makeEvent("map", false, false);
     EXPECT_EQ(GetLastError(), ERROR_SUCCESS);
     EXPECT_EQ(waitFor(event), WAIT_TIMEOUT);
-    // Nor are many of them kept.
+    // The cache is limited, too.
     for (int i = 0; i < 40; ++i)
         makeMutex(std::string("closed").append(std::to_string(i)).c_str());
     EXPECT_LE(objectFiles().size(), 32u + 1);

@@ -1,5 +1,5 @@
-// Kernel objects as the threads of one process take them, wait for them and give them back: who holds a mutex, whom a
-// signal wakes, how long waits last.
+// Threads of one process take, wait for and release kernel objects: who owns a mutex, whom a signal wakes, how long
+// waits last.
 #include <TestObject.h>
 #include <TimeScale.h>
 
@@ -26,14 +26,14 @@ namespace {
 
 std::atomic<int> asleep{0}; // threads in a wait of the layer, or on their way there
 std::atomic<int> woken{0};
-std::atomic<bool> isHeldUp{false}; // whoever is woken doesn't get on yet
+std::atomic<bool> isHeldUp{false}; // delays threads that have been woken
 
 } // namespace
 
-// The layer's calls for its words pass here, and are counted.
+// Interposes and counts the layer's futex calls.
 WD_API long syscall(long number, ...) noexcept {
     using Call = long (*)(long, ...);
-    static constinit std::atomic<Call> known{nullptr}; // no guarded static: that may call here itself
+    static constinit std::atomic<Call> known{nullptr}; // no guarded static: its guard might call this function
     Call real = known;
     if (real == nullptr)
         known = real = reinterpret_cast<Call>(dlsym(RTLD_NEXT, "syscall"));
@@ -63,7 +63,7 @@ class KernelObjectWait : public testing::Test {
     KernelObjectWait() { useFreshHome(); }
 };
 
-// In a thread of its own, which ends.
+// Runs `work` on a new thread and waits for its end.
 void elsewhere(const std::function<void()>& work) {
     std::thread(work).join();
 }
@@ -73,7 +73,7 @@ TEST_F(KernelObjectWait, AMutexIsItsThreadsHoweverOftenItTookIt) {
     const Handle same(OpenMutexA(MUTEX_ALL_ACCESS, FALSE, "m"));
     EXPECT_EQ(waitFor(same, INFINITE), WAIT_OBJECT_0);
     elsewhere([&] { EXPECT_EQ(errorOf(ReleaseMutex(mutex.get())), ERROR_NOT_OWNER); });
-    openMutex("m").reset(); // one of its handles
+    openMutex("m").reset(); // closes only one of its handles
     for (const Handle* held : {&mutex, &same}) {
         EXPECT_EQ(waitElsewhere(mutex), WAIT_TIMEOUT);
         EXPECT_TRUE(ReleaseMutex(held->get()));
@@ -131,7 +131,7 @@ TEST_F(KernelObjectWait, TheLastCloseByAnotherThreadLeavesItHeld) {
 TEST_F(KernelObjectWait, Events) {
     const Handle turn = makeEvent("turn", false, true);
     const Handle gate = makeEvent("gate", true, true);
-    const Handle joined = makeEvent("gate", false, true); // joins what there is
+    const Handle joined = makeEvent("gate", false, true); // joins the existing one
     const auto twice = [](const Handle& event) { return std::pair{waitFor(event), waitFor(event)}; };
     using Results = std::pair<DWORD, DWORD>;
     EXPECT_EQ(twice(turn), Results(WAIT_OBJECT_0, WAIT_TIMEOUT));
@@ -153,7 +153,7 @@ TEST_F(KernelObjectWait, AnEventTellsWhoTookIt) {
     for (const DWORD role : {WD_ROLE_ALONE, WD_ROLE_GROUP, WD_ROLE_NONE}) {
         const WD_TAG tag = WdOwnTag(role);
         EXPECT_EQ(WdWaitForEvent(event.get(), role, 0, nullptr, nullptr), WAIT_OBJECT_0);
-        EXPECT_TRUE(ResetEvent(event.get())); // of one that is taken: that stays so
+        EXPECT_TRUE(ResetEvent(event.get())); // doesn't change that it is taken
         EXPECT_EQ(WdEventTaker(event.get()), tag);
         EXPECT_FALSE(WdSignalAgain(event.get(), tag ^ (WD_TAG{1} << 32)) || WdSignalAgain(event.get(), 0));
         EXPECT_EQ(waitFor(event), WAIT_TIMEOUT);
@@ -163,27 +163,27 @@ TEST_F(KernelObjectWait, AnEventTellsWhoTookIt) {
     EXPECT_EQ(WdOwnTag(WD_ROLE_GROUP), WD_TAG{WD_GROUP_TAG});
     for (const WD_TAG nobody : {WD_TAG{0}, WD_TAG{WD_GROUP_TAG}, ~WD_TAG{0}, own + (WD_TAG{1} << 32), own ^ 0x70000})
         EXPECT_FALSE(WdTagIsAlive(nobody)) << std::hex << nobody;
-    int looks = 0; // somebody looks before each sleep
+    int looks = 0; // a wait calls `look` before each sleep
     EXPECT_EQ(waitFor(event), WAIT_OBJECT_0);
     const auto look = [](void* context) { ++*static_cast<int*>(context); };
     EXPECT_EQ(WdWaitForEvent(event.get(), WD_ROLE_ALONE, 1, look, &looks), WAIT_TIMEOUT);
     EXPECT_GE(looks, 1);
 }
 
-// Threads of this process that the system shows asleep.
+// The number of this process's threads that the system reports as sleeping.
 int sleepers() {
     int count = 0;
     for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
         std::ifstream status(thread.path() / "stat");
         const std::string text{std::istreambuf_iterator<char>(status), {}};
-        const auto end = text.rfind(')'); // of its name; the state follows
+        const auto end = text.rfind(')'); // ends the thread's name; the state follows
         count += end != std::string::npos && end + 2 < text.size() && text[end + 2] == 'S' ? 1 : 0;
     }
     return count;
 }
 
-// A sleeper whose wake was forgotten would find out at its next look, 100 ms later. One that happens to look while it
-// is woken needs no wake: there are several rounds.
+// A sleeper that isn't woken would notice only at its next look, 100 ms later. One that happens to look just then needs
+// no wake-up, so there are several rounds.
 TEST_F(KernelObjectWait, WhoeverSleepsIsWoken) {
     const Handle mutex = makeMutex("m");
     const Handle turn = makeEvent("turn", false, false);
@@ -229,7 +229,7 @@ TEST_F(KernelObjectWait, WaitsLastAsLongAsAskedInTheHomesTime) {
         milliseconds least;
     } rows[] = {{"0.01", 5000, milliseconds(50)},
                 {"3", 10, milliseconds(30)},
-                {"1", 130, milliseconds(130)}}; // longer than a look
+                {"1", 130, milliseconds(130)}}; // longer than the time between looks
     for (const auto& row : rows) {
         const TimeScale scale(row.scale);
         const Handle event = makeEvent("e", false, false);

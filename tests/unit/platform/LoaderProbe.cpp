@@ -1,4 +1,4 @@
-// A library for the loader's tests: counts the calls of its entry, and refuses to be loaded when told so.
+// A library for the loader's tests: counts the calls of its entry point, and can refuse to be loaded.
 #include <cstdint>
 #include <cstdlib>
 

@@ -1,4 +1,4 @@
-// Libraries loaded at run time: where they are looked for, and when their entry is called.
+// Libraries loaded at run time: where they are searched for, and when their entry point is called.
 #include "TestObject.h"
 
 #include <platform/module.h>
@@ -17,7 +17,7 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::string_literals;
 
-// The folder that all that was built stands in.
+// The folder of everything that was built.
 fs::path binFolder() {
     return fs::read_symlink("/proc/self/exe").parent_path();
 }
@@ -43,15 +43,15 @@ TEST(Loader, NamesAreLookedUpBesideTheLayerOrInTheFolderGiven) {
         EXPECT_EQ(fileName(module), "libLoaderProbe.so") << name;
         EXPECT_TRUE(FreeLibrary(module));
     }
-    // One that stands there and can't be loaded isn't passed over for another; files have case here, and a folder given
-    // is the only one.
+    // A library that exists but can't be loaded isn't skipped for another; file names are case-sensitive; and if a
+    // folder is given, no other is searched.
     TestHome::instance().write("drive_c/dir/libBroken.so", "no library");
     for (const std::string& name : {"C:\\dir\\Broken.dll"s, "LOADERPROBE.dll"s, home + "/LoaderProbe.dll", "None.dll"s})
         EXPECT_EQ(errorOf(LoadLibraryA(name.c_str())), ERROR_MOD_NOT_FOUND) << name;
 }
 
 TEST(Loader, TheEntryIsCalledOnceHoweverOftenALibraryIsLoaded) {
-    // Held open from elsewhere, so that the count can be looked at after the last free.
+    // Kept open separately, so that the count can be read after the last FreeLibrary.
     void* const held = dlopen((binFolder() / "libLoaderProbe.so").c_str(), RTLD_NOW);
     const HMODULE module = LoadLibraryA("LoaderProbe.dll");
     ASSERT_EQ(module, held);

@@ -1,4 +1,4 @@
-// What an object keeps of its security, and what the kernel enforces of it.
+// What an object stores of its security, and which part the kernel enforces.
 #include "ObjectSecurity.h"
 #include "SecurityText.h"
 
@@ -14,7 +14,7 @@ constexpr char kName[] = "Global\\security_test";
 constexpr SECURITY_INFORMATION kDacl = DACL_SECURITY_INFORMATION;
 constexpr SECURITY_INFORMATION kLabel = LABEL_SECURITY_INFORMATION;
 
-// A null text is a null descriptor.
+// A null text means a null descriptor.
 Handle makeWith(const char* sddl, const char* name = kName) {
     const Local<void> descriptor = sddl == nullptr ? nullptr : descriptorOf(sddl);
     SECURITY_ATTRIBUTES attributes{sizeof attributes, descriptor.get(), FALSE};
@@ -28,7 +28,7 @@ std::string securityOf() {
     return error == 0 ? textOf(Local<void>(descriptor).get()) : "error " + std::to_string(error);
 }
 
-// The mode of the one named object that there is.
+// The mode of the only named object's file.
 unsigned modeOfObject() {
     const auto files = objectFiles();
     EXPECT_EQ(files.size(), 1u);
@@ -37,7 +37,7 @@ unsigned modeOfObject() {
     return status.st_mode & 0777;
 }
 
-// The parts that a text has.
+// Changes `parts` of the object's security to those of the text.
 DWORD change(HANDLE object, const std::string& sddl, SECURITY_INFORMATION parts) {
     const Local<void> descriptor = descriptorOf(sddl);
     BOOL present = FALSE;
@@ -55,12 +55,13 @@ class ObjectSecurity : public testing::Test {
 
 TEST_F(ObjectSecurity, WhoIsLetIn) {
     const std::pair<unsigned, std::vector<const char*>> rows[] = {
-        // All that one of them is, or who is let in before others are shut out.
+        // Full access for everybody, or allowed before anyone is denied.
         {0666,
          {"D:NO_ACCESS_CONTROL", "D:(A;;GA;;;WD)", "D:(A;OICI;GA;;;AU)S:(ML;;NW;;;LW)", "D:(A;;GA;;;AC)",
           "D:(A;;0x1F0001;;;AU)", "D:(A;;0x1F0003;;;WD)", "D:(A;;0xF001F;;;WD)",
           "D:(A;;GA;;;OW)(A;;GR;;;BU)(A;;GA;;;WD)", "D:(A;;GA;;;WD)(D;;GW;;;BG)", "D:(D;IO;GW;;;BG)(A;;GA;;;WD)"}},
-        // To use it is less than to own it; what is inherited isn't meant; the kernel can't shut out guests alone.
+        // Less than full access; inherit-only entries, which don't apply; and denied guests, which the kernel can't
+        // express.
         {0600,
          {nullptr, "", "O:BAG:SY", "S:(ML;;NW;;;LW)", "D:", "D:(A;;0x100001;;;WD)", "D:(A;;GRGWGX;;;WD)",
           "D:(A;;GA;;;BA)(A;;GA;;;SY)(A;;GA;;;BU)(A;;GA;;;IU)", "D:(A;IOOICI;GA;;;WD)", "D:(D;;GW;;;BG)(A;;GA;;;WD)",
@@ -81,7 +82,7 @@ TEST_F(ObjectSecurity, EachPartIsChangedAlone) {
         const char* security;
         unsigned mode;
     } rows[] = {
-        {"S:(ML;;NW;;;LW)", kLabel, "D:(A;;GA;;;OW)S:(ML;;NW;;;LW)", 0600}, // which doesn't open it
+        {"S:(ML;;NW;;;LW)", kLabel, "D:(A;;GA;;;OW)S:(ML;;NW;;;LW)", 0600}, // doesn't open it to others
         {"D:(A;OICI;GA;;;AU)", kDacl, "D:(A;OICI;GA;;;AU)S:(ML;;NW;;;LW)", 0666},
         {"D:S:(ML;;NW;;;HI)", kLabel, "D:(A;OICI;GA;;;AU)S:(ML;;NW;;;HI)", 0666},
         {"D:", kDacl, "D:S:(ML;;NW;;;HI)", 0600},
@@ -115,8 +116,8 @@ TEST_F(ObjectSecurity, RefusalsChangeNothing) {
     EXPECT_EQ(modeOfObject(), 0600u);
 }
 
-// Whoever may open an object may write into its memory, the text of its security too. The owner who changes another
-// part takes nobody's word for who is let in.
+// Whoever can open an object can write to its memory, including the text of its security. When the owner changes
+// another part, a forged text must not decide who has access.
 TEST_F(ObjectSecurity, AForgedTextIsAnErrorAndOpensNothing) {
     const Handle mutex = makeMutex(kName);
     wd::ObjectSecurity kept;

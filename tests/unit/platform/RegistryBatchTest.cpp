@@ -1,4 +1,4 @@
-// Batches of registry writes: what they show to whom, what a failing write leaves, and how they end.
+// Batches of registry writes: who sees which state, what a failing write leaves, and how they end.
 #include <Child.h>
 #include <TestKey.h>
 
@@ -15,7 +15,7 @@
 
 namespace {
 
-// What another thread reads: committed values alone.
+// What another thread reads: only committed values.
 std::optional<DWORD> seenElsewhere(const char* path, const char* name) {
     std::optional<DWORD> seen;
     std::thread([&] { seen = TestKey::open(path).number(name); }).join();
@@ -29,7 +29,7 @@ TEST(RegistryBatch, ItsThreadSeesItsWritesAndOthersSeeThemAtTheEnd) {
     EXPECT_EQ(key.set("v", 2), 0);
     const TestKey made = TestKey::create("Sub\\Key", key.get());
     {
-        RegistryBatch inner(WD_BATCH_ALL_OR_NOTHING); // joins the outer
+        RegistryBatch inner(WD_BATCH_ALL_OR_NOTHING); // joins the outer batch
         EXPECT_EQ(made.set("w", 3), 0);
         EXPECT_EQ(inner.end(), 0);
     }
@@ -43,7 +43,7 @@ TEST(RegistryBatch, ItsThreadSeesItsWritesAndOthersSeeThemAtTheEnd) {
     EXPECT_EQ(made.set("w", 4), 0) << "a handle opened inside goes on behind the end";
 }
 
-// A write that is refused for its arguments is a failing write too.
+// A write with invalid arguments counts as a failing write too.
 TEST(RegistryBatch, AFailingWriteEndsItAsItsModeSays) {
     const struct {
         const char* what;
@@ -92,7 +92,7 @@ TEST(RegistryBatch, AnAbandonedOneKeepsNothing) {
     };
     EXPECT_THROW(leaveByAnException(), std::bad_alloc);
     EXPECT_EQ(key.number("v"), std::nullopt);
-    std::thread([&] { // which ends inside one
+    std::thread([&] { // a thread that ends inside a batch
         WdRegBeginBatch(WD_BATCH_KEEP_WRITTEN);
         EXPECT_EQ(key.set("v", 1), 0);
     })
@@ -109,7 +109,7 @@ TEST(RegistryBatch, WithoutAWriteItLocksNobodyOut) {
     EXPECT_EQ(key.number("v"), 1u);
 }
 
-// 40 MiB in a map that begins with 16: the transaction is thrown away twice and made again, keys made in it included.
+// 40 MiB in a map that begins with 16: the transaction is rolled back and replayed twice, including keys created in it.
 TEST(RegistryBatch, GrowsTheMapInTheMiddle) {
     const TestKey key = TestKey::create("Grow");
     RegistryBatch batch;
@@ -124,7 +124,7 @@ TEST(RegistryBatch, GrowsTheMapInTheMiddle) {
         EXPECT_EQ(TestKey::open(("Grow\\part" + std::to_string(i)).c_str()).bytes("v"), large) << i;
 }
 
-// The parent's transaction stays the parent's: the child sees none of it, and its own writes wait for the parent's end.
+// The transaction remains the parent's: the child sees none of it, and its own writes wait until the parent ends it.
 TEST(RegistryBatch, AForkInTheMiddleLeavesItToTheParent) {
     const TestKey key = TestKey::create("Fork");
     ASSERT_EQ(key.set("v", 1), 0);

@@ -1,5 +1,5 @@
-// The registry when the system doesn't help: a failing engine, damaged, changed or missing files, a map that has been
-// grown elsewhere.
+// The registry when the system fails: a failing engine, damaged, changed or missing files, a map that has been grown by
+// another process.
 #include <TestFiles.h>
 #include <TestKey.h>
 
@@ -9,6 +9,7 @@
 #include <platform/testing.h>
 #include <platform/win32.h>
 
+#include <algorithm>
 #include <atomic>
 #include <fcntl.h>
 #include <filesystem>
@@ -18,6 +19,7 @@
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -27,7 +29,7 @@ using namespace std::string_literals;
 constexpr LONG kBad = ERROR_BADDB;
 constexpr LONG kCorrupt = ERROR_REGISTRY_CORRUPT;
 
-// Runs something in a process of its own and gives its exit status.
+// Runs `body` in a process of its own and returns its exit status.
 int inChild(const std::function<int()>& body) {
     return Child(body).wait();
 }
@@ -36,7 +38,7 @@ void putBytes(const fs::path& file, const std::string& bytes) {
     std::ofstream(file, std::ios::binary) << bytes;
 }
 
-// A home that no process has open yet.
+// A home that no process has opened yet.
 class RegistryFault : public testing::Test {
   protected:
     RegistryFault() : m_home(TestHome::instance().path() / "fault") {
@@ -47,7 +49,7 @@ class RegistryFault : public testing::Test {
 
     fs::path registry(const char* file = "") const { return m_home / "registry" / file; }
     static std::string data() { return TestHome::instance().read("fault/registry/data.mdb"); }
-    // A registry with one key in it, left by a process that has ended.
+    // Creates a registry with one key, in a process that has ended.
     void makeRegistry() const {
         ASSERT_EQ(inChild([] { return TestKey::create("Key").set("v", 1) == 0 ? 0 : 1; }), 0);
     }
@@ -73,7 +75,7 @@ TEST_F(RegistryFault, WithoutAPageThatForksWipeAChildOpensItsOwnRegistryToo) {
     EXPECT_EQ(TestKey::open("Key").number("v"), 2u);
 }
 
-// The descriptor that the engine writes a commit's last page through: an error there leaves its environment unusable.
+// The descriptor to which the engine writes a commit's last page: an error there makes its environment unusable.
 int commitDescriptor(const fs::path& data) {
     for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
         std::error_code gone;
@@ -111,7 +113,7 @@ TEST_F(RegistryFault, ADamagedDataFileIsAnErrorAndStaysAsItIs) {
     for (const std::string& damaged : {""s, whole.substr(0, 100), whole.substr(0, 4096), whole.substr(0, 8192),
                                        std::string(whole.size(), '\0'), std::string(whole.size(), 'x')}) {
         putBytes(registry("data.mdb"), damaged);
-        for (int process = 0; process < 2; ++process) // the first one makes nothing in its place
+        for (int process = 0; process < 2; ++process) // the first one must not replace it
             EXPECT_EQ(inChild([] {
                           const LONG error = openError("Key");
                           return (error == kBad || error == kCorrupt) && !TestKey::create("New") ? 0 : 1;
@@ -123,7 +125,7 @@ TEST_F(RegistryFault, ADamagedDataFileIsAnErrorAndStaysAsItIs) {
     }
 }
 
-// As a copy over the file does it: shorter for a moment, then with its content again.
+// As when the file is overwritten by a copy: truncated for a moment, then with its content again.
 TEST_F(RegistryFault, ADataFileMadeShorterFailsTheCallAndLaterOnesLookAnew) {
     const TestKey key = TestKey::create("Key");
     ASSERT_EQ(key.set("v", 1), 0);
@@ -151,7 +153,30 @@ TEST_F(RegistryFault, ADataFileMadeShorterFailsTheCallAndLaterOnesLookAnew) {
         }
 }
 
-// What something else did to the files: their users go on, and a new one is told, who makes nothing in their place.
+// As daemons do. The numbers belong to the program by then, whatever it opens under them.
+TEST_F(RegistryFault, AfterAllDescriptorsAreClosedNothingOfTheProgramIsTouched) {
+    makeRegistry();
+    const std::string own = TestHome::instance().write("own", "content");
+    EXPECT_EQ(inChild([&] {
+                  if (!TestKey::create("A"))
+                      return 1;
+                  closefrom(3);
+                  std::vector<int> files;
+                  while (files.size() < 20)
+                      files.push_back(open(own.c_str(), O_RDWR | O_CLOEXEC));
+                  if (TestKey::create("B"))
+                      return 2;
+                  if (!TestKey::create("B") || openError("A") != 0)
+                      return 3;
+                  return std::ranges::all_of(files, [](int file) { return close(file) == 0; }) ? 0 : 4;
+              }),
+              0);
+    EXPECT_EQ(TestHome::instance().read("own"), "content");
+    EXPECT_EQ(inChild([] { return static_cast<int>(openError("B")); }), 0);
+}
+
+// When something else changes or removes the files, processes that use them go on; a new one gets an error and must not
+// replace them.
 TEST_F(RegistryFault, FilesThatAreChangedOrRemovedWhileOthersUseThem) {
     ASSERT_EQ(TestKey::create("Key").set("v", 1), 0);
     const std::string whole = TestHome::instance().read("fault/registry/namespace");
@@ -169,7 +194,7 @@ TEST_F(RegistryFault, FilesThatAreChangedOrRemovedWhileOthersUseThem) {
     EXPECT_FALSE(fs::exists(registry("data.mdb")));
 }
 
-// The record of "Odd" is found by its value's text in the data file and spoilt there, past the engine.
+// The record of "Odd" is found in the data file by its value's text, and damaged there without the engine.
 TEST_F(RegistryFault, AMalformedRecordIsToldAndTheRestGoesOn) {
     const std::string marker = "marker of this test";
     ASSERT_EQ(inChild([&] { return TestKey::create("Odd").setBytes("v", marker) == 0 ? 0 : 1; }), 0);
@@ -190,7 +215,7 @@ TEST_F(RegistryFault, AMapGrownByOneProcessIsFollowedByTheOthers) {
     const TestKey key = TestKey::create("Key");
     ASSERT_EQ(key.set("v", 1), 0);
     const Pipe start;
-    Child grower([&] { // before there are threads, which sanitizers want
+    Child grower([&] { // forked before there are threads, as sanitizers require
         bool good = start.await();
         for (int i = 0; i < 40; ++i)
             good = good && TestKey::create(big(i).c_str()).setBytes("v", std::string(1 << 20, 'x')) == 0;
@@ -216,7 +241,7 @@ TEST_F(RegistryFault, FilesHaveTheirSpaceAndAreTheGroupsWhereThereIsOne) {
     makeRegistry();
     for (const char* file : {"data.mdb", "lock.mdb", "namespace"})
         EXPECT_EQ(statusOf(registry(file)).st_mode & 07777, 0660u) << file;
-    const struct stat status = statusOf(registry("lock.mdb")); // which the engine maps
+    const struct stat status = statusOf(registry("lock.mdb")); // mapped by the engine
     EXPECT_GE(status.st_size, 2048 * 64);
     EXPECT_GE(status.st_blocks * 512, status.st_size);
 }

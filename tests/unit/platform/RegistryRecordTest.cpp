@@ -1,4 +1,4 @@
-// Records of keys as bytes: what else there may be isn't taken for one.
+// Records of keys as bytes: anything else isn't taken for a record.
 #include "RegistryRecord.h"
 #include "RegistryName.h"
 
@@ -25,7 +25,7 @@ std::string sampleRecord() {
     return editor.build().value();
 }
 
-// Also with the size field made to fit, so that the truncation has to be noticed further in.
+// Also with the size field adjusted, so that the truncation must be noticed further inside.
 TEST(RegistryRecord, NoTruncationIsARecord) {
     const std::string bytes = sampleRecord();
     EXPECT_EQ(RecordEditor::open(bytes)->build(), bytes);
@@ -53,7 +53,7 @@ TEST(RegistryRecord, DamageInOrderNamesOrFormsIsSeenBeforeAChange) {
     }
 }
 
-// In the order of the units, which enumeration relies on.
+// The coding also keeps the order of the units, which enumeration relies on.
 TEST(RegistryNames, UnitsSurviveTheirCoding) {
     std::u16string units;
     for (unsigned unit = 1; unit < 0x10000; ++unit)

@@ -34,7 +34,7 @@ std::vector<std::string> subkeys(HKEY key) {
     }
 }
 
-// Each call on a key, by what it needs of a handle.
+// The calls on a key, grouped by the access that they need.
 using Calls = std::vector<std::function<LONG(HKEY)>>;
 HKEY unused = nullptr;
 const Calls kReads = {
@@ -69,9 +69,9 @@ TEST(RegistryValues, KeepTypeAndBytes) {
         std::string data;
     } rows[] = {
         {"", REG_SZ, std::string("the key's own\0", 14)},
-        {nullptr, REG_NONE, ""}, // the empty name too
+        {nullptr, REG_NONE, ""}, // means the empty name too
         {"unknown type", 4711, std::string("\xFF\0\x80", 3)},
-        {"UNKNOWN Type", REG_BINARY, std::string(1 << 20, 'x')}, // the largest, in another one's place
+        {"UNKNOWN Type", REG_BINARY, std::string(1 << 20, 'x')}, // the largest, replacing another
     };
     for (const auto& row : rows) {
         EXPECT_EQ(key.setBytes(row.name, row.data, row.type), 0);
@@ -91,7 +91,7 @@ TEST(RegistryValues, ASmallBufferIsLeftAloneAndTheSizeTold) {
     ASSERT_EQ(key.setBytes("value", "12345"), 0);
     ASSERT_TRUE(TestKey::create("five5", key.get()));
     const struct {
-        DWORD nameRoom; // also for the terminator
+        DWORD nameRoom; // including the terminator
         DWORD dataRoom;
         LONG name;
         LONG data;
@@ -117,9 +117,9 @@ TEST(RegistryValues, ASmallBufferIsLeftAloneAndTheSizeTold) {
 TEST(RegistryNames, CompareWithoutCaseAndKeepTheirSpellingAndOrder) {
     const std::pair<const char*, const char*> rows[] = {
         {"Port", "pORT"},
-        {"Gr\u00f6\u00dfe", "GR\u00d6\u00dfE"}, // the sharp s has no single upper case and stays itself
+        {"Gr\u00f6\u00dfe", "GR\u00d6\u00dfE"}, // the sharp s has no single upper-case letter and stays
         {"\u0434\u043e\u043c", "\u0414\u041e\u041c"},
-        {"\U00010428", "\U00010428"}, // folding goes by UTF-16 unit and leaves such a pair alone
+        {"\U00010428", "\U00010428"}, // folding works on UTF-16 units and leaves surrogates alone
     };
     const TestKey key = TestKey::create("Names");
     for (const auto& [written, other] : rows) {
@@ -138,7 +138,7 @@ TEST(RegistryNames, CompareWithoutCaseAndKeepTheirSpellingAndOrder) {
 TEST(RegistryKeys, CreationMakesThePathAndSaysWhatWasThere) {
     for (const auto& [path, expected] :
          {std::pair{"A\\B\\C", REG_CREATED_NEW_KEY}, {"a\\b\\", REG_OPENED_EXISTING_KEY}}) {
-        HKEY key = nullptr; // one trailing backslash is passed over
+        HKEY key = nullptr; // one trailing backslash is ignored
         DWORD found = 0;
         EXPECT_EQ(RegCreateKeyExA(HKEY_LOCAL_MACHINE, path, 0, nullptr, 0, KEY_READ, nullptr, &key, &found), 0);
         EXPECT_EQ(found, DWORD(expected)) << path;
@@ -159,7 +159,7 @@ TEST(RegistryKeys, DeletionRefusesWhatHasSubkeys) {
 }
 
 TEST(RegistryKeys, AHandleToADeletedKeySaysSoForGood) {
-    for (const bool thereAgain : {false, true}) { // another key of the same name
+    for (const bool thereAgain : {false, true}) { // whether a new key has the same name
         TestKey::create("Gone\\Sub");
         const TestKey key = TestKey::open("Gone\\Sub", KEY_ALL_ACCESS);
         ASSERT_EQ(RegDeleteKeyA(HKEY_LOCAL_MACHINE, "Gone\\Sub"), 0);
@@ -191,7 +191,8 @@ TEST(RegistryKeys, MalformedPathsAndLimits) {
     EXPECT_EQ(RegSetValueExA(key.get(), "data", 0, REG_BINARY, nullptr, 1), kInvalid);
 }
 
-// Paths beyond the database's key size are found by a digest; the two longest here differ in their last letter alone.
+// Paths beyond the database's key size are stored under a digest; the two longest here differ only in their last
+// letter.
 TEST(RegistryKeys, LongPathsAreKeysLikeAnyOther) {
     std::string path;
     for (int level = 0; level < 12; ++level)
@@ -210,7 +211,7 @@ TEST(RegistryKeys, LongPathsAreKeysLikeAnyOther) {
 TEST(RegistryHandles, StaleAndForeignOnesAreRefused) {
     TestKey::create("H").set("v", 1);
     HKEY stale = TestKey::open("H").get();
-    const TestKey again = TestKey::open("H"); // takes the place that became free
+    const TestKey again = TestKey::open("H"); // takes the slot that became free
     int onStack = 0;
     const auto open = reinterpret_cast<std::uintptr_t>(again.get());
     for (const std::uintptr_t number :

@@ -40,7 +40,7 @@ std::string firstSubkey(const TestKey& key) {
     return {name, length};
 }
 
-// With a terminator, also where the caller's size leaves it out.
+// Texts come back with a terminator, even if the caller's size left it out.
 TEST(RegistryText, EachFormComesBackByteForByteAndConvertsToTheOther) {
     const TestKey key = TestKey::create("Text");
     const struct {
@@ -51,7 +51,7 @@ TEST(RegistryText, EachFormComesBackByteForByteAndConvertsToTheOther) {
         {REG_SZ, "abc", u"abc"},
         {REG_MULTI_SZ, "a\0\u00e4"s, u"a\0\u00e4"s},
         {REG_EXPAND_SZ, "\u00e4\u20ac\U0001F600", u"\u00e4\u20ac\U0001F600"},
-        {REG_SZ, "a\xff\xc3(", u"a\xdcff\xdcc3("}, // bytes that are no text
+        {REG_SZ, "a\xff\xc3(", u"a\xdcff\xdcc3("}, // bytes that aren't valid text
     };
     for (const auto& row : rows)
         for (const std::size_t end : {std::size_t{0}, std::size_t{1}}) {
@@ -71,11 +71,11 @@ TEST(RegistryText, EachFormComesBackByteForByteAndConvertsToTheOther) {
     EXPECT_EQ(wideBytes(key.get(), WTEXT("w")), loneSurrogates);
 }
 
-// A reader that relies on the end finds one where there is room, and no size that counts it.
+// A reader that relies on a terminator finds one if there is room, but the size doesn't count it.
 TEST(RegistryText, SizesCountTheFormOfTheCall) {
     const TestKey key = TestKey::create("Count");
     ASSERT_EQ(key.setBytes("v", "abc\0"s, REG_SZ), 0);
-    ASSERT_EQ(setWide(key.get(), WTEXT("o"), REG_SZ, bytesOf(u"ab") + "c"), 0); // half a unit too much
+    ASSERT_EQ(setWide(key.get(), WTEXT("o"), REG_SZ, bytesOf(u"ab") + "c"), 0); // plus half a unit
     EXPECT_EQ(wideBytes(key.get(), WTEXT("o")), bytesOf(u"ab") + "c");
     for (const DWORD room : {2u, 3u, 7u, 8u}) {
         std::string buffer(8, '#');
@@ -116,8 +116,8 @@ TEST(RegistryText, NamesAreTheSameInBothForms) {
     EXPECT_EQ(std::u16string(wide), u"Stra\u00dfe");
 }
 
-// Names of any bytes are stored, listed and found again as they are, also those that are no text. In code page 932 the
-// second byte of a character may be a backslash: it parts nothing.
+// Names of any bytes are stored, listed and found unchanged, even if they aren't valid text. In code page 932 the
+// second byte of a character may be a backslash, which isn't a separator then.
 TEST(RegistryText, AnyBytesSurviveAsANarrowName) {
     const std::pair<const char*, std::vector<const char*>> rows[] = {
         {"65001", {"bad\xff\x80name", "a\xC3", "\xF0\x90\x80", "\xFD\xFE\xFF", "\xE2\x82\xAC"}},

@@ -9,7 +9,7 @@
 
 namespace {
 
-// There and back.
+// From text to descriptor and back.
 std::string roundTrip(const std::string& sddl) {
     const Local<void> descriptor = descriptorOf(sddl);
     return descriptor ? textOf(descriptor.get()) : "error " + std::to_string(GetLastError());
@@ -29,9 +29,9 @@ TEST(Sddl, IsReadAndWritten) {
         EXPECT_EQ(roundTrip(text), written);
 }
 
-// What isn't understood must not be passed over: it could let in somebody who should stay out.
+// What isn't understood must not be skipped: that could give access to somebody who should be kept out.
 TEST(Sddl, WhatIsntUnderstoodIsAnError) {
-    std::string huge = "D:"; // a list has at most 64 KiB
+    std::string huge = "D:"; // an ACL has at most 64 KiB
     for (int entry = 0; entry < 4000; ++entry)
         huge += "(A;;GA;;;WD)";
     const std::pair<const char*, std::vector<std::string>> rows[] = {
@@ -46,7 +46,7 @@ TEST(Sddl, WhatIsntUnderstoodIsAnError) {
     for (const auto& [error, texts] : rows)
         for (const std::string& text : texts)
             EXPECT_EQ(roundTrip(text), error) << text;
-    PSECURITY_DESCRIPTOR descriptor = nullptr; // U+0144 ends in the byte of 'D'
+    PSECURITY_DESCRIPTOR descriptor = nullptr; // the low byte of U+0144 is that of 'D'
     EXPECT_FALSE(ConvertStringSecurityDescriptorToSecurityDescriptorW(u"\u0144:", 1, &descriptor, nullptr));
 }
 
@@ -64,16 +64,16 @@ TEST(Descriptor, MalformedBytesAreRefused) {
         BYTE value;
         DWORD error;
     } rows[] = {
-        {4, 1, ERROR_INVALID_SECURITY_DESCR},   // the owner inside the head
+        {4, 1, ERROR_INVALID_SECURITY_DESCR},   // the owner inside the header
         {16, 19, ERROR_INVALID_SECURITY_DESCR}, // the DACL likewise
-        {kDacl + 2, 7, ERROR_INVALID_ACL},      // a size below that of its head
-        {kDacl + 2, 27, ERROR_INVALID_ACL},     // one below its entry
-        {kDacl + 4, 2, ERROR_INVALID_ACL},      // one entry more than it has
+        {kDacl + 2, 7, ERROR_INVALID_ACL},      // a size below that of its header
+        {kDacl + 2, 27, ERROR_INVALID_ACL},     // a size that cuts its entry
+        {kDacl + 4, 2, ERROR_INVALID_ACL},      // a count of one more entry than it has
         {kEntry, 0x11, ERROR_INVALID_ACL},      // a label in a DACL
-        {kEntry + 2, 19, ERROR_INVALID_ACL},    // an entry below its SID
-        {kEntry + 2, 21, ERROR_INVALID_ACL},    // one beyond the list
+        {kEntry + 2, 19, ERROR_INVALID_ACL},    // an entry too small for its SID
+        {kEntry + 2, 21, ERROR_INVALID_ACL},    // an entry beyond the list
         {kEntry + 9, 2, ERROR_INVALID_ACL},     // a SID beyond the entry
-        {kSacl + 8, 0, ERROR_INVALID_ACL},      // access in a SACL
+        {kSacl + 8, 0, ERROR_INVALID_ACL},      // an access entry in a SACL
     };
     for (const auto& row : rows) {
         std::vector<BYTE> bytes(static_cast<BYTE*>(converted), static_cast<BYTE*>(converted) + size);

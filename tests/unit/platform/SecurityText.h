@@ -1,4 +1,4 @@
-// Descriptors and their texts, for tests of what stands between.
+// Converts between descriptors and texts, for tests.
 #pragma once
 
 #include <platform/win32.h>
@@ -15,7 +15,7 @@ using Local = std::unique_ptr<T, LocalDeleter>;
 inline constexpr SECURITY_INFORMATION kAllParts =
     OWNER_SECURITY_INFORMATION | GROUP_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION | LABEL_SECURITY_INFORMATION;
 
-// Null, and GetLastError, for a text that is refused.
+// Null for a text that is refused; GetLastError says why.
 inline Local<void> descriptorOf(const std::string& sddl) {
     PSECURITY_DESCRIPTOR descriptor = nullptr;
     const BOOL converted =

@@ -1,4 +1,4 @@
-// Code pages: what converts, what is refused, and how a text is walked over.
+// Code pages: what converts, what is refused, and walking over a text by characters.
 #include "TestObject.h"
 
 #include <platform/testing.h>
@@ -18,7 +18,7 @@ void useCodePage(const char* number) {
     WdTestRereadEnvironment();
 }
 
-// A conversion with its length asked for first, which must agree.
+// Converts; the length that is queried first must agree.
 std::u16string widen(std::string_view text, DWORD flags = 0) {
     std::array<WCHAR, 300> buffer{};
     const auto size = static_cast<int>(text.size());
@@ -41,7 +41,7 @@ TEST(Text, Utf8IsStrict) {
     useCodePage("65001");
     const struct {
         std::string_view bytes;
-        std::u16string_view wide; // with U+FFFD for what is invalid
+        std::u16string_view wide; // with U+FFFD for invalid bytes
         bool valid;
     } cases[] = {
         {"plain ascii, more than eight", u"plain ascii, more than eight", true},
@@ -105,15 +105,14 @@ TEST(Text, CodePagesConvertTheirOwnCharacters) {
         EXPECT_EQ(widen(c.bytes, MB_ERR_INVALID_CHARS), c.wide) << c.codePage;
         EXPECT_EQ(narrow(c.wide), c.bytes) << c.codePage;
     }
-    // What a code page lacks: no look-alike, least of all of a separator.
+    // Characters that a code page lacks become no look-alike, least of all that of a separator.
     BOOL substituted = FALSE;
     EXPECT_EQ(narrow(u"\uFF3C\u0410\U0001F600z", nullptr, &substituted), "????z");
     EXPECT_EQ(substituted, TRUE);
     EXPECT_EQ(narrow(u"\u0410", "##"), "##");
 }
 
-// U+30BD and U+8868 have a backslash as their second byte. In UTF-8 each byte is looked at, and the last one ends
-// nothing.
+// In code page 932, U+30BD and U+8868 have a backslash as their second byte. In UTF-8 the walk goes byte by byte.
 TEST(Text, AWalkOverDoubleByteTextNeverMistakesATrailByte) {
     for (const auto& [path, name] :
          {std::pair{"..\\a\\b.c", "b.c"}, {"/usr/x\\y", "y"}, {"C:file", "file"}, {"a/b/", "b/"}})
@@ -125,7 +124,7 @@ TEST(Text, AWalkOverDoubleByteTextNeverMistakesATrailByte) {
     EXPECT_STREQ(PathFindFileNameA(kPath), "\x83\x5C\x95\x5C");
     EXPECT_TRUE(IsDBCSLeadByte(0x81) && IsDBCSLeadByte(0xFC) && !IsDBCSLeadByte(0xA0) && !IsDBCSLeadByte(0xFD));
     EXPECT_STREQ(CharNextA("\x83\x5C!"), "!");
-    EXPECT_STREQ(CharNextA("\x83"), ""); // a lead byte at the end stands alone
+    EXPECT_STREQ(CharNextA("\x83"), ""); // a lead byte at the end counts alone
     EXPECT_EQ(widen("\x83 \x83"), u"\uFFFD \uFFFD");
 }
 

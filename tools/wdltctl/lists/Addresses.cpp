@@ -17,7 +17,7 @@
 namespace wdlt {
 namespace {
 
-/* Where no cache was ever written there are no addresses. */
+/* Empty when the service has never written a cache. */
 std::vector<MailAddressRecord> readAddresses() {
     std::int32_t count = 0;
     std::int32_t status = WdltMahReadRecordList(nullptr, &count);

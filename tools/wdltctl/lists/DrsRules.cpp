@@ -1,4 +1,4 @@
-/* The white list of DRS: rules, each with an index and a name of its own, for a process and a domain. */
+/* The white list of DRS: rules for a process and a domain, each with a unique index and name. */
 
 #include "Display.h"
 #include "KeyPath.h"
@@ -26,14 +26,14 @@ using Rules = std::vector<WdltDrsWhiteListItem>;
 
 struct RuleArguments {
     std::string rule;
-    std::uint32_t index = 0; /* none given */
+    std::uint32_t index = 0; /* 0: none given */
     std::string process;
     std::string domain;
     std::vector<std::string> rules;
     bool all = false;
 };
 
-/* Whole: the room is asked for first, and again when the list has grown meanwhile. */
+/* Asks for the count first, and tries again when the list has grown meanwhile. */
 Rules readRules() {
     constexpr int kAttempts = 4;
     Rules rules;
@@ -76,7 +76,7 @@ std::uint32_t lowestFreeIndex(const Rules& rules) {
 
 void addRule(const RuleArguments& arguments, const Options& options) {
     WdltDrsWhiteListItem rule{};
-    // The name becomes a key's: with a separator it would be a key below another rule's.
+    // The name becomes a key's name: with a backslash the key would be a subkey of another rule's.
     if (arguments.rule.empty() || arguments.rule.find('\\') != std::string::npos)
         throw ToolError(ExitStatus::Usage, "RULE: 1 to 199 characters, none of them a backslash");
     setWide(rule.RuleName, "RULE", arguments.rule);
@@ -84,7 +84,7 @@ void addRule(const RuleArguments& arguments, const Options& options) {
     setWide(rule.DomainName, "--domain", arguments.domain);
     const Rules rules = readRules();
     rule.Index = arguments.index != 0 ? arguments.index : lowestFreeIndex(rules);
-    // The library refuses both with one status; its log tells which.
+    // The library refuses both with the same status; only its log says which it was.
     for (const WdltDrsWhiteListItem& other : rules) {
         if (other.Index == rule.Index)
             throw ToolError(ExitStatus::Failure,
@@ -97,7 +97,7 @@ void addRule(const RuleArguments& arguments, const Options& options) {
         printJson({{"index", rule.Index}, {"rule", arguments.rule}});
 }
 
-/* By name, without regard to case, or by index. */
+/* `argument` is a name, in any case, or an index. */
 std::uint32_t indexOf(const std::string& argument, const Rules& rules) {
     const auto number = parseNumber(argument);
     const auto name = utf16FromArgument(argument);
@@ -112,7 +112,7 @@ void removeRules(const RuleArguments& arguments) {
         throw ToolError(ExitStatus::Usage, "rules are needed, or --all");
     std::vector<std::uint32_t> indexes{0};
     if (!arguments.all) {
-        // All are looked up before one is removed.
+        // Look up all of them before removing any.
         const Rules rules = readRules();
         indexes.clear();
         for (const std::string& rule : arguments.rules)

@@ -38,7 +38,7 @@ class Converter {
     Converter& operator=(const Converter&) = delete;
 
     std::optional<std::string> convert(const std::string& text, const char* from, const char* to) const {
-        constexpr std::size_t kMostGrowth = 8; /* of a character, with its shifts */
+        constexpr std::size_t kMostGrowth = 8; /* bytes per character, with its shift sequences */
         std::string source = text;
         std::string target(text.size() * kMostGrowth + kMostGrowth, '\0');
         auto size = static_cast<DWORD>(target.size());

@@ -1,4 +1,4 @@
-/* The charset that the texts of privacy items are stored in, and these texts from and to UTF-8. */
+/* The charset that the texts of privacy items are stored in, with conversion from and to UTF-8. */
 #pragma once
 
 #include <cstdint>
@@ -9,11 +9,11 @@ namespace wdlt {
 
 class ItemCharset {
   public:
-    /* One bit of charsets.h; a ToolError for anything else. */
+    /* `charset` is one bit of charsets.h; anything else is a ToolError. */
     explicit ItemCharset(std::uint32_t charset);
 
     const char* name() const;
-    /* Nothing for a text that the charset can't hold, or that isn't valid. A ToolError when there is no converter. */
+    /* nullopt for a text that the charset can't represent or that isn't valid. A ToolError without a converter. */
     std::optional<std::string> fromUtf8(const std::string& text) const;
     std::optional<std::string> toUtf8(const std::string& text) const;
 

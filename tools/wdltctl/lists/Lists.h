@@ -1,12 +1,12 @@
-/* Lists whose entries are more than a text, and need subcommands of their own. A new one is a file with its parts and
-   one row in Lists.cpp; lists of texts are rows of TextLists.cpp. */
+/* Lists whose entries are more than a text and need subcommands of their own. A new one takes a file with its functions
+   and one row in Lists.cpp; lists of texts are rows of TextLists.cpp. */
 #pragma once
 
 #include "Verbs.h"
 
 namespace wdlt {
 
-/* Each adds the list's own subcommand to the verb it is named after. */
+/* Each function adds the list's subcommand to the verb that the function is named after. */
 struct List {
     void (*addList)(CLI::App& verb, const Options& options);
     void (*addAdd)(CLI::App& verb, const Options& options);              /* null: the list can only be read */

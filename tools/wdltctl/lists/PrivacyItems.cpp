@@ -1,5 +1,5 @@
-/* The items of privacy protection: list, add, remove, import, export, and verify. Their texts are secrets: they are
-   shown only when that is asked for. A file of items is JSON, the same that list prints. */
+/* The items of privacy protection: list, add, remove, import, export, and verify. Their texts are secrets, shown only
+   on request. A file of items is JSON, the same that list prints. */
 
 #include "FieldText.h"
 #include "Files.h"
@@ -20,7 +20,7 @@ namespace {
 
 using Items = std::vector<PrivacyViewItem>;
 
-/* Of a text in the store's charset: what the store keeps of the field. */
+/* In the store's charset; the store keeps only this much of the field. */
 constexpr std::size_t kMostTextBytes = 32;
 constexpr std::uint32_t kIndexes = 32;
 
@@ -35,7 +35,7 @@ struct ItemArguments {
     std::string text;
     std::string description;
     std::uint32_t target = WDLT_PRIVACY_EXCLUSION_TARGET;
-    std::uint32_t index = kIndexes; /* the lowest that is free */
+    std::uint32_t index = kIndexes; /* kIndexes: take the lowest free one */
     std::vector<std::uint32_t> indexes;
     std::vector<std::string> texts;
     std::string file;
@@ -45,7 +45,7 @@ PrivacyItems readItems() {
     return PrivacyItems::read();
 }
 
-/* The text itself isn't named: it is a secret. */
+/* Errors don't quote the text: it is a secret. */
 void setItemText(PrivacyViewItem& item, const ItemCharset& charset, const std::string& typed,
                  const std::string& where) {
     const auto text = charset.fromUtf8(typed);
@@ -57,7 +57,7 @@ void setItemText(PrivacyViewItem& item, const ItemCharset& charset, const std::s
     std::fill(std::copy(text->begin(), text->end(), item.szPrivacyData), std::end(item.szPrivacyData), '\0');
 }
 
-/* A stored text that isn't one of the charset is shown in the system code page. */
+/* A stored text that is invalid in the charset is shown as text in the system code page. */
 std::string shownText(const PrivacyViewItem& item, const ItemCharset& charset, bool showSecrets) {
     const std::string text = narrowOf(item.szPrivacyData);
     if (text.empty())
@@ -122,7 +122,7 @@ bool hasIndex(const Items& items, std::uint32_t index) {
     return std::ranges::find(items, index, &PrivacyViewItem::dwItemIndex) != items.end();
 }
 
-/* From the standard input its first line, so that it needs to stand in no command line. */
+/* "-" takes the first line of the standard input, so that the secret needn't appear in a command line. */
 std::string typedText(const std::string& argument) {
     if (argument != kStandardStream)
         return argument;
@@ -172,7 +172,7 @@ std::string stringOf(const Json& value, const std::string& where) {
     return value.get<std::string>();
 }
 
-/* A hidden text stands for the one that is stored under the same index. */
+/* A hidden text keeps the one that is stored under the same index. */
 void setImportedText(PrivacyViewItem& item, const PrivacyItems& store, const std::string& text,
                      const std::string& where) {
     if (text != kHiddenSecret)
@@ -233,7 +233,7 @@ void exportItems(const ItemArguments& arguments, const Options& options) {
     writeFile(arguments.file, document.dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
 }
 
-/* Tells the texts by their place: they are secrets. */
+/* Refers to the texts by position: they are secrets. */
 void verifyTexts(const ItemArguments& arguments, const Options& options) {
     const ItemCharset charset(readItems().head.dwDefaultCharSet);
     Items items(arguments.texts.size());

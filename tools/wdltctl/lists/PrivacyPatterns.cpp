@@ -1,5 +1,5 @@
-/* What privacy protection searches for: each item in each charset, as bytes. They tell the text as the item does, so
-   they are shown only when that is asked for. */
+/* What privacy protection searches for: each item in each charset, as bytes. They reveal the item's text, so they are
+   shown only on request. */
 
 #include "Lists.h"
 #include "PrivacyStore.h"
@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::size_t kPatternBytes = 112;
 
-/* Without the zeros that fill it up; those inside a text of 16-bit units stay. */
+/* Without the trailing padding zeros; those inside a text of 16-bit units stay. */
 std::string digitsOf(const PrivacySearchRecord& record) {
     const std::span bytes = std::span(record.byPattern).first(kPatternBytes);
     const auto last = std::find_if(bytes.rbegin(), bytes.rend(), [](auto byte) { return byte != 0; });

@@ -10,7 +10,7 @@ std::vector<char> readPrivacy(std::uint64_t configType) {
     std::vector<char> bytes;
     std::int32_t status = WDLT_E_BUFFER_SIZE;
     std::uint64_t size = 0;
-    // The list may grow between the question for its size and the read.
+    // The list may grow between the size query and the read.
     while (status == WDLT_E_BUFFER_SIZE) {
         bytes.resize(size);
         size = bytes.size();

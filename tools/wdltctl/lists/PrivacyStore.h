@@ -1,4 +1,4 @@
-/* The lists of privacy protection, each with the settings in front of it, as the address space gives them. */
+/* The lists of privacy protection, each preceded by its settings, as read at their addresses. */
 #pragma once
 
 #include <cstdint>
@@ -9,7 +9,7 @@
 
 namespace wdlt {
 
-/* A ToolError for a failure. `configType` of (0, WDLT_SCAN_PRIVACY). */
+/* Reads `configType` of (0, WDLT_SCAN_PRIVACY). A failure is a ToolError. */
 std::vector<char> readPrivacy(std::uint64_t configType);
 
 template <class Head, class Item, std::uint64_t ConfigType>

@@ -1,4 +1,4 @@
-/* The redirects of a handler: for a session, the process, image or port it applies to. */
+/* The redirects of a handler: each has a session, and the process, image or port it applies to. */
 
 #include "Display.h"
 #include "FieldText.h"
@@ -77,7 +77,7 @@ void listRedirects(const RedirectArguments& arguments, const Options& options) {
 
 WdchSystemRedirect redirectFrom(const RedirectArguments& arguments) {
     WdchSystemRedirect redirect{};
-    // The name becomes a key's: with a separator it would be a key below another session's.
+    // The name becomes a key's name: with a backslash the key would be a subkey of another session's.
     if (arguments.session.empty() || arguments.session.find('\\') != std::string::npos)
         throw ToolError(ExitStatus::Usage, "SESSION: 1 to 10 characters, none of them a backslash");
     setWide(redirect.sessionType, "SESSION", arguments.session);

@@ -1,4 +1,4 @@
-/* list, add, remove, import and export of a list of texts. A text file has one entry a line. */
+/* list, add, remove, import and export of a list of texts. A text file has one entry per line. */
 
 #include "Display.h"
 #include "Files.h"
@@ -80,7 +80,7 @@ void remove(const TextListRequest& request) {
     writeList(request, texts);
 }
 
-/* Empty lines are passed over. Nothing is written when a line can't be. */
+/* Empty lines are skipped. A line that can't be stored refuses the whole file. */
 void import(const TextListRequest& request) {
     const std::string content = readFile(request.file);
     Texts texts;
@@ -113,7 +113,7 @@ enum class Operand { None, Entries, File };
 
 constexpr struct Verb {
     std::string_view name;
-    const char* help; /* before what the entries are */
+    const char* help; /* followed by what the entries are */
     Operand operand;
     const char* operandHelp;
     void (*run)(const TextListRequest& request);

@@ -16,10 +16,10 @@
 namespace wdlt {
 namespace {
 
-/* The registry limits the list, and its write tells. */
+/* The limit is a setting in the registry; the list's write function checks and reports it. */
 constexpr std::size_t kLimitInStore = std::numeric_limits<std::size_t>::max();
 
-/* Reads as many records as a list can have. `call` is the export, with its list type bound. */
+/* Reads a list of at most `most` records. `call` is the export, with its list type bound. */
 template <class Record, class Call>
 std::int32_t readRecords(std::size_t most, std::vector<Record>& records, Call&& call) {
     records.resize(most);
@@ -29,7 +29,7 @@ std::int32_t readRecords(std::size_t most, std::vector<Record>& records, Call&& 
     return status;
 }
 
-/* Of records that are one terminated text, `Text` its field. */
+/* For records whose content is one null-terminated text, in the field `Text`. */
 template <class Record, auto Text, class Call>
 std::int32_t readTexts(std::size_t most, Texts& texts, Call&& call) {
     std::vector<Record> records;
@@ -39,7 +39,7 @@ std::int32_t readTexts(std::size_t most, Texts& texts, Call&& call) {
     return status;
 }
 
-/* An empty list has a record too, so that the library is given an array. */
+/* Allocates a record even for an empty list, so that the library never gets a null pointer. */
 template <class Record, auto Text, class Call>
 std::int32_t writeTexts(const Texts& texts, Call&& call) {
     std::vector<Record> records(std::max<std::size_t>(texts.size(), 1));
@@ -71,8 +71,8 @@ std::int32_t writeSpyware(std::uint32_t type, const Texts& texts) {
         texts, [&](const auto* records, auto count) { return WdltSpyWriteRecordList(type, records, count); });
 }
 
-/* The record that the lists stand in tells what the function for a list alone can't: that a list is empty because its
-   file couldn't be read. It must not be shown as empty then, nor be replaced by what is added to it. */
+/* Reads the anti-spam record, not the list's own export: only the record says that a list is empty because its file
+   couldn't be read. Such a list must not be shown as empty, nor replaced by what is added to it. */
 std::int32_t readSpam(std::uint32_t type, Texts& texts) {
     const auto record = std::make_unique<WdpeAspmData>();
     std::uint64_t size = sizeof *record;
@@ -93,8 +93,8 @@ std::int32_t writeSpam(std::uint32_t type, const Texts& texts) {
         texts, [&](const auto* records, auto count) { return WdltAspmWriteRecordList(type, records, count); });
 }
 
-/* A host is a block of bytes to the library. As a text it stands with zeros behind it; a block that is no such text is
-   shown, and taken, as its digits behind this word. */
+/* To the library a host is a block of bytes: a text padded with zeros. Any other block is shown, and accepted, as
+   hexadecimal digits after this word. */
 constexpr std::string_view kHexWord = "hex:";
 constexpr std::size_t kHostBytes = sizeof(WdpeHosfHostRecord::byHost);
 
@@ -150,7 +150,8 @@ std::int32_t writeHosts(std::uint32_t, const Texts& texts) {
     return WdltHosfWriteRecordList(hosts.data(), static_cast<std::int32_t>(texts.size()));
 }
 
-/* The library takes each exclusion's number from its callers: one that stays keeps it, a new one gets the next. */
+/* The library leaves numbering the exclusions to its callers: one that stays keeps its number, a new one gets the
+   next. */
 std::int32_t readExclusions(std::uint32_t, Texts& texts) {
     for (const PrivacyExclusionItem& item : PrivacyExclusions::read().items)
         texts.push_back(narrowOf(item.szText));
@@ -172,7 +173,7 @@ std::int32_t writeExclusions(std::uint32_t, const Texts& texts) {
             std::ranges::find_if(old.items, [&](const auto& item) { return narrowOf(item.szText) == texts[i]; });
         items[i].dwExclusionId = same != old.items.end() ? same->dwExclusionId : next++;
         if (same != old.items.end())
-            old.items.erase(same); // an equal one behind it has a number of its own
+            old.items.erase(same); // a later duplicate has a number of its own
     }
     return WdltPdpWriteExItemList(items.data(), static_cast<std::int32_t>(texts.size()));
 }

@@ -51,7 +51,7 @@ std::int32_t changeWhiteList(bool on, std::uint32_t option) {
     return WdltEnableDRSWhiteList(on ? 1 : 0, option);
 }
 
-/* No export switches it alone: its record is read and written. */
+/* No export switches the plug-in manager alone, so its record is read and written. */
 std::int32_t isPluginManagerOn(std::uint32_t) {
     WdltPluginManagerConfig manager{};
     const std::int32_t status = WdltPluginManagerReadConfig(&manager);

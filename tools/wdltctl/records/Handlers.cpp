@@ -43,7 +43,7 @@ constexpr Item kItems[] = {
     {WDLT_SCAN_TEST_MANAGER, WDLT_INPUT_NONE, "TestManager"},
 };
 
-/* Whole, whatever its size: that is asked for first, and again when the list has grown meanwhile. */
+/* Asks for the size first, and tries again when the record has grown meanwhile. */
 std::int32_t readSystemRecord(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input,
                               std::vector<unsigned char>& bytes) {
     constexpr int kAttempts = 4;
@@ -59,7 +59,7 @@ std::int32_t readSystemRecord(std::uint32_t protocol, std::uint32_t scan, std::u
 
 bool isOnOf(const Handler& handler, const Item& item) {
     const bool isHttp = handler.head.type == WDLT_PROTOCOL_HTTP;
-    // The handler's mask has one bit for both items of this scan, and none for the HTTPS filter.
+    // The handler's mask has one bit for both virus scans of HTTP, and none for the HTTPS filter.
     if (item.input != WDLT_INPUT_NONE || (isHttp && item.scan == WDLT_SCAN_VIRUS))
         return isHttp && itemIsOn(handler.head.type, item.scan, item.input).value_or(false);
     return (handler.head.dependentScanEngine & item.scan) != 0;
@@ -80,7 +80,7 @@ std::optional<Handler> handlerOf(std::uint32_t protocol) {
         return std::nullopt;
     std::memcpy(&handler.head, bytes.data(), sizeof handler.head);
     handler.head.redirects = nullptr;
-    // What no key serves reads as a record of nothing.
+    // A protocol without a handler reads as an empty record.
     if (handler.head.name[0] == '\0')
         return std::nullopt;
     handler.redirects.resize((bytes.size() - sizeof handler.head) / sizeof(WdchSystemRedirect));
@@ -115,11 +115,11 @@ Handler findHandler(std::string_view nameOrType) {
 
 std::optional<bool> itemIsOn(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input) {
     std::vector<unsigned char> bytes;
-    std::uint32_t enable = 0; // the first field of each record of an item
+    std::uint32_t enable = 0; // the first field of every item's record
     if (readSystemRecord(protocol, scan, input, bytes) != WDLT_OK || bytes.size() < sizeof enable)
         return std::nullopt;
     std::memcpy(&enable, bytes.data(), sizeof enable);
-    // The HTTPS filter has a set of flags there.
+    // For the HTTPS filter it is a set of flags.
     return (input == WDLT_INPUT_HTTPS_FILTER ? enable & WDLT_HTTPS_SCAN : enable) != 0;
 }
 

@@ -1,4 +1,4 @@
-/* The protocol handlers and their scan items, as the verbs see them: read anew at each call, through the exports. */
+/* The protocol handlers and their scan items, as the verbs see them: read through the exports at each call. */
 #pragma once
 
 #include <cstdint>
@@ -12,25 +12,25 @@
 namespace wdlt {
 
 struct Handler {
-    WdchSystemProtocolHandler head{}; /* its pointer to the redirects leads nowhere */
+    WdchSystemProtocolHandler head{}; /* its pointer to the redirects is null */
     std::vector<WdchSystemRedirect> redirects;
 
     std::string name() const;
     bool isOn() const { return head.enable != 0; }
 };
 
-/* In the order of their types; those that nothing serves are left out. */
+/* Ordered by type. */
 std::vector<Handler> allHandlers();
-/* Nothing when no handler serves the protocol. A failure of the library is a ToolError. */
+/* nullopt when no handler serves the protocol. A failure of the library is a ToolError. */
 std::optional<Handler> handlerOf(std::uint32_t protocol);
-/* By name, without regard to case, or by type. A ToolError that lists those there are when it isn't one. */
+/* By name, in any case, or by type. An unknown one is a ToolError that lists those there are. */
 Handler findHandler(std::string_view nameOrType);
 
-/* A scan item's switch; nothing when it can't be read. */
+/* A scan item's switch; nullopt when it can't be read. */
 std::optional<bool> itemIsOn(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input);
-/* As the registry has it; a number for a scan without a name. */
+/* As in the registry; a number for a scan without a name. */
 std::string itemName(std::uint32_t scan, std::uint32_t input);
-/* Of the items that are on; `mask` holds back others than these. */
+/* Names of the items that are on, of those in `mask`. */
 std::vector<std::string> itemsThatAreOn(const Handler& handler, std::uint32_t mask = UINT32_MAX);
 
 } // namespace wdlt

@@ -17,7 +17,7 @@
 namespace wdlt {
 namespace {
 
-/* The catalog's entry of that name, without how it is read and written; a name that isn't there doesn't compile. */
+/* The catalog's entry of that name; the caller adds how it is read and written. An unknown name doesn't compile. */
 constexpr Record described(std::string_view name, std::size_t size) {
     const Settings* const found = std::ranges::find(kSettings, name, &Settings::name);
     return {found->name, found->help, size, found->fields, nullptr, nullptr};
@@ -61,7 +61,7 @@ std::int32_t readHandler(const std::string& which, std::span<BYTE> record) {
     return WDLT_OK;
 }
 
-/* The head alone is a whole record: redirects change by a write of their own. */
+/* Writes the head alone: redirects have their own write. */
 std::int32_t writeHandler(const std::string&, std::span<BYTE> record) {
     WdchSystemProtocolHandler head;
     std::memcpy(&head, record.data(), sizeof head);
@@ -109,7 +109,7 @@ std::int32_t writeEngine(const std::string& which, std::span<BYTE> record) {
                              record.size());
 }
 
-/* Of all its places; what a fresh installation has differs from one to the other. */
+/* One table for all the engine's places, without fresh values, which differ between them. */
 constexpr auto kEngineFieldsOfAll = shown(kEngineFields);
 constexpr Record kEngineRecord{"virus",
                                "all that the scan engine is told in one place",

@@ -1,4 +1,4 @@
-/* The records that get and set know: what the catalog says of each (records/Catalog.h), and how it is read and written. */
+/* The records for get and set: what the catalog (records/Catalog.h) says about each, and how it is read and written. */
 #pragma once
 
 #include "RecordFields.h"
@@ -15,16 +15,16 @@ struct Record {
     const char* help;
     std::size_t size;
     std::span<const Field> fields;
-    /* Status of the library. The write may change the bytes that it is given. */
+    /* Both return the library's status. The write may change the bytes that it is given. */
     std::int32_t (*read)(const std::string& which, std::span<BYTE> record);
     std::int32_t (*write)(const std::string& which, std::span<BYTE> record);
-    /* A record of several: what tells them apart stands behind the record's name, and comes to `which`. */
+    /* For one of several like records: the word after the record's name that selects it, passed as `which`. */
     const char* whichName = nullptr;
     const char* whichHelp = "";
 };
 
 std::span<const Record> allRecords();
-/* By name; an unknown one is a usage error that lists those there are. */
+/* By name; an unknown one is a usage error that lists the known ones. */
 const Record& findRecord(std::string_view name);
 const Field& findField(const Record& record, std::string_view name);
 

@@ -7,7 +7,7 @@
 namespace wdlt {
 namespace {
 
-/* What stands behind the header and the search data: the number of exclusions and their bytes. */
+/* The header of the exclusions, which follows the header and the search data: their count and size in bytes. */
 constexpr std::size_t kExclusionHeaderBytes = 8;
 
 template <std::size_t size>

@@ -1,4 +1,4 @@
-/* The first privacy database of an installation, which the library changes and never makes. */
+/* The first privacy database of an installation: the library only changes one, it never creates it. */
 #pragma once
 
 #include <string>

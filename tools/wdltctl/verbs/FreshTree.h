@@ -1,4 +1,4 @@
-/* share/wardlet.reg, embedded when the program is built. */
+/* share/wardlet.reg, embedded at build time. */
 #pragma once
 
 #include <string_view>

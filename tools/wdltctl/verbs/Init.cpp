@@ -1,5 +1,5 @@
-/* init: lays down a fresh installation, its directories and its privacy database first, and then the tree, in one
-   transaction. Through the layer, not the library, whose writes need a tree that is there. */
+/* init: sets up a fresh installation: first its directories and privacy database, then the tree, in one transaction.
+   Uses the layer, not the library, whose writes need an existing tree. */
 
 #include "Display.h"
 #include "FreshDatabase.h"
@@ -29,7 +29,7 @@ constexpr std::u16string_view kBasePath = u"SOFTWARE\\Halvermoor\\PLK\\Wardlet";
 constexpr std::u16string_view kPrivacyPath =
     u"SOFTWARE\\Halvermoor\\PLK\\Wardlet\\Scan\\Common\\PrivacyProtection\\config";
 constexpr const char* kDefaultInstall = "C:\\Program Files\\Wardlet";
-// The record of the system has 260 bytes a directory.
+// The system record has 260 bytes for each directory.
 constexpr std::size_t kMaxDirectoryBytes = 259;
 
 struct InitArguments {
@@ -47,7 +47,7 @@ bool isAbsolute(std::u16string_view path) {
     return hasDrive || path.starts_with(u'/');
 }
 
-/* With the one backslash at its end that whoever joins a name to it relies on. */
+/* Ends in exactly one backslash, which whoever appends a name relies on. */
 std::u16string parseDirectory(const std::string& argument) {
     std::u16string path = utf16FromArgument(argument);
     if (!isAbsolute(path))
@@ -80,7 +80,7 @@ void makeFolder(const std::u16string& path) {
         throw LayerError(utf8FromUtf16(path), static_cast<LONG>(GetLastError()));
 }
 
-/* The library's writes need one that is there. */
+/* The library's writes need an existing database. */
 void makeDatabase(const std::u16string& path, bool force) {
     std::string name;
     narrowFromUtf8(utf8FromUtf16(path), name);
@@ -92,8 +92,8 @@ void makeDatabase(const std::u16string& path, bool force) {
         throw LayerError(utf8FromUtf16(path), static_cast<LONG>(GetLastError()));
 }
 
-/* The locks that readers of the lists take, whose files stay: a disk that is full later stops no reader then. What a
-   first read finds doesn't matter. */
+/* Creates the locks that readers of the lists take, by reading each list once. Their files stay, so that a disk that
+   fills up later doesn't stop readers. The results of the reads don't matter. */
 void makeLocksOfLists() {
     std::int32_t count = 0;
     for (const std::uint32_t list : {WDLT_LIST_WHITE, WDLT_LIST_BLACK}) {
@@ -107,7 +107,7 @@ void makeLocksOfLists() {
     WdltPdpReadExItemList(nullptr, &count);
 }
 
-/* Keys alone are nothing to lose: a look at the plug-in manager's switches makes its key. */
+/* Keys without values don't count: merely reading the plug-in manager's switches creates its key. */
 bool holdsValues(const std::u16string& path) {
     if (!RegistryKey::openIfThere(path))
         return false;

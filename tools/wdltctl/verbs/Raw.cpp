@@ -21,10 +21,10 @@
 namespace wdlt {
 namespace {
 
-// Larger than any record; a size above it comes from something broken.
+// Larger than any record; a bigger size is a sign of damage.
 constexpr std::uint64_t kMaxRecordBytes = std::uint64_t{64} << 20;
 
-/* As typed: numbers are decimal or 0x.... */
+/* As typed; numbers are decimal or 0x.... */
 struct RawArguments {
     std::string protocol;
     std::string scan;
@@ -59,7 +59,7 @@ Address parseAddress(const RawArguments& arguments) {
 
 struct Reply {
     std::int32_t status;
-    std::uint64_t size; /* the caller's in, the library's out */
+    std::uint64_t size; /* in: the buffer's; out: the library's */
     std::vector<BYTE> bytes;
 };
 
@@ -70,11 +70,11 @@ Reply readWith(const Address& address, std::uint64_t size) {
     return reply;
 }
 
-/* The size that the address asks for; 0 when a read of nothing succeeds. */
+/* The size that the address asks for; 0 when a read of zero bytes succeeds. */
 std::uint64_t queryRecordSize(const Address& address) {
     Reply reply = readWith(address, 0);
     if (reply.status == WDLT_E_INVALID_ARGUMENT) {
-        // Some addresses look at the buffer before the size, so they want one to answer at all.
+        // Some addresses check the buffer before the size, so they need one even for the size query.
         BYTE none[16] = {};
         reply.size = 0;
         reply.status = WdltReadConfigEx(address.protocol, address.scan, address.input, address.type, none, &reply.size);

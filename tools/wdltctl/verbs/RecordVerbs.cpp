@@ -16,7 +16,8 @@
 namespace wdlt {
 namespace {
 
-/* Behind a record's name: which of several it is, where it is one, then fields. */
+/* What follows a record's name on the command line: which of several like records, where there are several, then
+   fields. */
 class Request {
   public:
     Request(const std::string& recordName, const std::vector<std::string>& rest)
@@ -65,7 +66,7 @@ void get(const Request& request, const Options& options) {
     }
     const Field& field = findField(request.record, request.fields.front());
     const auto bytes = readRecord(request);
-    // One field alone is for scripts: its bare value.
+    // A single field is printed as its bare value, for scripts.
     if (options.json)
         printFields({&field, 1}, bytes, options);
     else
@@ -93,7 +94,7 @@ void set(const Request& request, const Options& options) {
     const auto assignments = parseAssignments(record, request.fields);
     if (assignments.empty())
         throw ToolError(ExitStatus::Usage, fmt::format("{}: FIELD=VALUE is needed", record.name));
-    // What makes no sense is refused before the library is asked for anything.
+    // Try the values on a blank record first: a usage error comes before any call of the library.
     std::vector<BYTE> trial(record.size);
     for (const auto& [field, text] : assignments)
         setField(*field, trial, text);

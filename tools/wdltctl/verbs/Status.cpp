@@ -28,7 +28,7 @@ Json stateJson(std::int32_t state) {
     return state < 0 ? Json(nullptr) : Json(state != 0);
 }
 
-/* A feature of several protocols has a row for all of them, and one for each that a handler serves. */
+/* A feature with several protocols has one row for the feature, and one for each protocol that a handler serves. */
 std::vector<const FeatureItem*> partsOf(const Feature& feature, const std::vector<Handler>& handlers) {
     std::vector<const FeatureItem*> parts;
     for (const FeatureItem& place : feature.places)

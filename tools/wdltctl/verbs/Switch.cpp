@@ -1,5 +1,5 @@
-/* enable and disable: one feature, by its export. What that changed is found by looking at the scan items and handlers
-   before and behind it, since a handler also depends on its other items. */
+/* enable and disable: one feature, by its export. To find what changed, the scan items and handlers are compared before
+   and after the call, since a handler also depends on its other items. */
 
 #include "Features.h"
 #include "Handlers.h"
@@ -19,7 +19,7 @@
 namespace wdlt {
 namespace {
 
-// Only these items of a handler hold it on or let it go on.
+// Only these items decide whether a handler is on.
 constexpr std::uint32_t kDecidingItems = 0xFFFF;
 
 struct SwitchArguments {
@@ -56,14 +56,14 @@ Selection select(const Feature& feature, const SwitchArguments& arguments) {
 
 struct Switch {
     std::string what;
-    std::optional<bool> isOn; /* nothing: not there, or unreadable */
+    std::optional<bool> isOn; /* nullopt: not there, or unreadable */
 };
 
 std::span<const FeatureItem> urlFilterPlaces() {
     return findFeature("urlf").places;
 }
 
-/* Each place's scan item, then its handler; the feature itself where it has no place. Before them what it needs. */
+/* Each place's scan item and its handler, or the feature itself if it has no places; first, the features it needs. */
 std::vector<Switch> switchesOf(const Feature& feature, std::span<const FeatureItem> places) {
     std::vector<Switch> switches;
     if (feature.needsWeb) {
@@ -87,7 +87,7 @@ std::vector<Switch> switchesOf(const Feature& feature, std::span<const FeatureIt
     return switches;
 }
 
-/* The handlers that aren't as the feature now is, and why. */
+/* The handlers that didn't follow the feature, and why. */
 std::vector<std::string> handlersThatStay(const std::vector<FeatureItem>& places, bool on) {
     std::vector<std::string> reasons;
     for (const FeatureItem& place : places) {
@@ -141,7 +141,7 @@ void printOutcome(const Feature& feature, const Outcome& outcome, bool on, const
         fmt::print("{}: {}\n", change.what, onOff(*change.isOn));
     for (const std::string& reason : outcome.staying)
         fmt::print("{}\n", reason);
-    // An option is stored whatever the switch was.
+    // A feature with an option may have stored a new one, though its switch didn't change.
     if (outcome.status == WDLT_OK && outcome.changes.empty() && outcome.staying.empty() && !feature.hasOption)
         fmt::print("{} is {} already\n", feature.name, onOff(on));
 }
@@ -150,7 +150,7 @@ void switchFeature(const SwitchArguments& arguments, bool on, const Options& opt
     const Feature& feature = findFeature(arguments.feature);
     const Selection selection = select(feature, arguments);
     const Outcome outcome = run(feature, selection, on);
-    // A failure may come behind a change: that is told first.
+    // A failure may follow a change: print the change first.
     printOutcome(feature, outcome, on, options);
     if (outcome.status != WDLT_OK)
         checkStatus(outcome.status, missingHandlers(feature.needsWeb ? urlFilterPlaces()
@@ -164,7 +164,7 @@ void addVerb(CLI::App& app, const Options& options, const char* name, const char
     verb->add_option("--protocol", arguments->protocols,
                      "For pdp: smtp, http, 4, 5, 6 or 7, parted by commas; without it, all of them, in this order")
         ->delimiter(',')
-        ->allow_extra_args(false); // or it would take the feature behind it for one more
+        ->allow_extra_args(false); // otherwise the feature's name after it would count as another protocol
     verb->add_option(
         "--option", arguments->option,
         "For drs-white-list: the option stored with its switch, 0 without it; what is stored can't be read");
