@@ -165,6 +165,24 @@ void Redirects::readTarget(const char* section, WdchSystemRedirect& redirect) co
     std::ranges::fill(status == WDLT_OK ? field.last(terminator) : field, std::byte{0});
 }
 
+namespace {
+
+std::int32_t checkAdded(Request& request) {
+    const WdchSystemRedirect& redirect = request.redirect;
+    if (const char* const wrong = request.narrowSession()) {
+        WDLOG_ERROR("[CSystemProtocolCfg::AddRedirect] sessionType %s", wrong);
+        return WDLT_E_INVALID_ARGUMENT;
+    }
+    const bool isImage = (redirect.flag & WDLT_REDIRECT_IMAGE) != 0;
+    if (redirect.port != 0 || (isImage ? redirect.image[0] != 0 : redirect.process[0] != '\0'))
+        return WDLT_OK;
+    WDLOG_ERROR("[CSystemProtocolCfg::AddRedirect] Both %s name and port number are not specified",
+                isImage ? "image" : "process");
+    return WDLT_E_INVALID_ARGUMENT;
+}
+
+} // namespace
+
 std::int32_t Redirects::add(const void* data, std::uint64_t size) const {
     if (size != sizeof(WdchSystemRedirect)) {
         WDLOG_ERROR("[CSystemProtocolCfg::AddRedirect] Invalid buffer size (%d)", loggedSize(size));
@@ -173,21 +191,11 @@ std::int32_t Redirects::add(const void* data, std::uint64_t size) const {
     Request request;
     if (data != nullptr)
         std::memcpy(&request.redirect, data, sizeof request.redirect);
-    WdchSystemRedirect& redirect = request.redirect;
-    if (const char* const wrong = request.narrowSession()) {
-        WDLOG_ERROR("[CSystemProtocolCfg::AddRedirect] sessionType %s", wrong);
-        return WDLT_E_INVALID_ARGUMENT;
-    }
-    const bool isImage = (redirect.flag & WDLT_REDIRECT_IMAGE) != 0;
-    if (redirect.port == 0 && isImage && redirect.image[0] == 0) {
-        WDLOG_ERROR("[CSystemProtocolCfg::AddRedirect] Both image name and port number are not specified");
-        return WDLT_E_INVALID_ARGUMENT;
-    }
-    if (redirect.port == 0 && !isImage && redirect.process[0] == '\0') {
-        WDLOG_ERROR("[CSystemProtocolCfg::AddRedirect] Both process name and port number are not specified");
-        return WDLT_E_INVALID_ARGUMENT;
-    }
+    if (const std::int32_t status = checkAdded(request); status != WDLT_OK)
+        return status;
 
+    WdchSystemRedirect& redirect = request.redirect;
+    const bool isImage = (redirect.flag & WDLT_REDIRECT_IMAGE) != 0;
     const DWORD port = redirect.port;
     const std::size_t imageLength = lengthUpTo(redirect.image, std::size(redirect.image) - 1);
     const std::size_t processLength = lengthUpTo(redirect.process, std::size(redirect.process) - 1);
