@@ -380,13 +380,6 @@ LONG RegDeleteValueW(HKEY key, LPCWSTR name) {
     return wd::writeCall([&] { return wd::deleteValue(key, name); });
 }
 
-LONG RegFlushKey(HKEY key) {
-    return wd::readCall([&]() -> LONG {
-        const wd::KeyUse use(key);
-        return use.error() != ERROR_SUCCESS ? use.error() : static_cast<LONG>(use.store().flush());
-    });
-}
-
 LONG RegCloseKey(HKEY key) {
     if (key == HKEY_LOCAL_MACHINE || wd::closeHandle(key))
         return ERROR_SUCCESS;

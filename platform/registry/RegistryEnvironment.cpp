@@ -449,15 +449,6 @@ void RegistryEnvironment::unguardMap() {
     m_lost = nullptr;
 }
 
-DWORD RegistryEnvironment::flush() {
-    if (m_home.durable())
-        return ERROR_SUCCESS;
-    return static_cast<DWORD>(read([this](Transaction& transaction) -> LONG {
-        const int code = mdb_env_sync(mdb_txn_env(transaction.m_handle), 1);
-        return static_cast<LONG>(errorFromEngine(code));
-    }));
-}
-
 bool RegistryEnvironment::isDiskFull() const {
     struct statvfs status {};
     return sys::statvfs(m_home.registryPath().c_str(), &status) == 0 &&

@@ -103,9 +103,6 @@ class RegistryEnvironment {
     // After a failure: makes it possible to retry the call and returns 0, or returns the error.
     DWORD recover(const Transaction& transaction, Recovery& recovery);
 
-    // Syncs what commits left to the system.
-    DWORD flush();
-
     // In the child of a fork, called on its parent's environment.
     void leaveToParent() WD_NO_THREAD_SAFETY_ANALYSIS { m_namespace.forget(); }
 

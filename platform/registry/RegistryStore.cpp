@@ -114,11 +114,4 @@ LONG RegistryStore::writeNow(RegistryChange& change) {
     }
 }
 
-DWORD RegistryStore::flush() {
-    Batch* batch = Batch::current();
-    if (batch != nullptr && batch->transactionOn(*this) != nullptr)
-        return ERROR_SUCCESS; // the batch's end does that
-    return environment().flush();
-}
-
 } // namespace wd

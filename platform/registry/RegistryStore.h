@@ -38,8 +38,6 @@ class RegistryStore {
     LONG write(const std::shared_ptr<RegistryChange>& change);
     LONG writeNow(RegistryChange& change);
 
-    DWORD flush();
-
     // This process's environment.
     RegistryEnvironment& environment();
 

@@ -180,16 +180,3 @@ BOOL ConvertStringSidToSidA(LPCSTR text, PSID* sid) {
         return ERROR_SUCCESS;
     });
 }
-
-BOOL ConvertSidToStringSidA(PSID sid, LPSTR* text) {
-    return wd::succeeded([&]() -> DWORD {
-        if (text == nullptr)
-            return ERROR_INVALID_PARAMETER;
-        const auto read = wd::Sid::fromPointer(sid);
-        if (!read)
-            return ERROR_INVALID_SID;
-        const std::string written = read->text();
-        *text = static_cast<LPSTR>(wd::localCopy(written.c_str(), written.size() + 1).release());
-        return ERROR_SUCCESS;
-    });
-}

@@ -133,65 +133,31 @@ DWORD takeSid(const TRUSTEE_A& trustee, std::optional<Sid>& sid) {
     return sid ? ERROR_SUCCESS : ERROR_INVALID_SID;
 }
 
-void forget(AceList& list, const Sid& sid, bool deniedToo) {
-    std::erase_if(list,
-                  [&](const Ace& ace) { return ace.sid == sid && (deniedToo || ace.type == ACCESS_ALLOWED_ACE_TYPE); });
-}
-
-// The new entries, those that deny and those that allow, and what is left of the old list.
-struct EditedLists {
-    AceList denied;
-    AceList allowed;
-    AceList old;
-};
-
-DWORD edit(const EXPLICIT_ACCESS_A& entry, EditedLists& lists) {
+DWORD setEntry(const EXPLICIT_ACCESS_A& entry, AceList& added, AceList& old) {
     constexpr DWORD kFlags =
         OBJECT_INHERIT_ACE | CONTAINER_INHERIT_ACE | NO_PROPAGATE_INHERIT_ACE | INHERIT_ONLY_ACE | INHERITED_ACE;
     std::optional<Sid> sid;
     if (const DWORD error = takeSid(entry.Trustee, sid))
         return error;
-    if ((entry.grfInheritance & ~kFlags) != 0)
+    if (entry.grfAccessMode != SET_ACCESS || (entry.grfInheritance & ~kFlags) != 0)
         return ERROR_INVALID_PARAMETER;
-    const auto flags = static_cast<BYTE>(entry.grfInheritance);
-    switch (entry.grfAccessMode) {
-    case SET_ACCESS:
-        forget(lists.old, *sid, true);
-        [[fallthrough]];
-    case GRANT_ACCESS:
-        lists.allowed.push_back({ACCESS_ALLOWED_ACE_TYPE, flags, entry.grfAccessPermissions, *sid});
-        return ERROR_SUCCESS;
-    case DENY_ACCESS:
-        lists.denied.push_back({ACCESS_DENIED_ACE_TYPE, flags, entry.grfAccessPermissions, *sid});
-        return ERROR_SUCCESS;
-    case REVOKE_ACCESS:
-        forget(lists.old, *sid, false);
-        return ERROR_SUCCESS;
-    default:
-        return ERROR_INVALID_PARAMETER;
-    }
-}
-
-// Denied before allowed, new before old.
-AceList joined(EditedLists& lists) {
-    const auto firstAllowed = std::find_if(lists.old.begin(), lists.old.end(),
-                                           [](const Ace& ace) { return ace.type == ACCESS_ALLOWED_ACE_TYPE; });
-    AceList list = std::move(lists.denied);
-    list.insert(list.end(), lists.old.begin(), firstAllowed);
-    list.insert(list.end(), lists.allowed.begin(), lists.allowed.end());
-    list.insert(list.end(), firstAllowed, lists.old.end());
-    return list;
+    std::erase_if(old, [&](const Ace& ace) { return ace.sid == *sid; });
+    added.push_back(
+        {ACCESS_ALLOWED_ACE_TYPE, static_cast<BYTE>(entry.grfInheritance), entry.grfAccessPermissions, *sid});
+    return ERROR_SUCCESS;
 }
 
 DWORD setEntries(std::span<const EXPLICIT_ACCESS_A> entries, const void* oldAcl, PACL* newAcl) {
-    EditedLists lists;
+    AceList list;
     if (oldAcl != nullptr)
-        if (const DWORD error = readList(kDacl, oldAcl, lists.old))
+        if (const DWORD error = readList(kDacl, oldAcl, list))
             return error;
+    AceList added;
     for (const EXPLICIT_ACCESS_A& entry : entries)
-        if (const DWORD error = edit(entry, lists))
+        if (const DWORD error = setEntry(entry, added, list))
             return error;
-    const AceList list = joined(lists);
+    // Denied before allowed, new before old.
+    list.insert(std::ranges::find(list, BYTE{ACCESS_ALLOWED_ACE_TYPE}, &Ace::type), added.begin(), added.end());
     if (sizeOf(list) > kMostListBytes)
         return ERROR_INVALID_ACL;
     std::vector<BYTE> bytes;

@@ -72,7 +72,6 @@ WD_API LONG RegDeleteKeyW(HKEY key, LPCWSTR subKey);
 WD_API LONG RegDeleteValueA(HKEY key, LPCSTR name);
 WD_API LONG RegDeleteValueW(HKEY key, LPCWSTR name);
 
-WD_API LONG RegFlushKey(HKEY key);
 WD_API LONG RegCloseKey(HKEY key);
 
 #endif

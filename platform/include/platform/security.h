@@ -159,7 +159,6 @@ WD_API BOOL ConvertSecurityDescriptorToStringSecurityDescriptorA(PSECURITY_DESCR
                                                                  LPDWORD length);
 /* "S-1-...", or a two-letter alias of SDDL. */
 WD_API BOOL ConvertStringSidToSidA(LPCSTR text, PSID* sid);
-WD_API BOOL ConvertSidToStringSidA(PSID sid, LPSTR* text);
 
 /* Replaces the parts that `parts` selects and keeps the others; a null DACL gives everybody access. One call is one
    change, but when two processes change an object at the same time, one may undo the other's part. */
@@ -172,9 +171,8 @@ WD_API DWORD SetNamedSecurityInfoA(LPSTR name, SE_OBJECT_TYPE type, SECURITY_INF
 WD_API DWORD GetNamedSecurityInfoA(LPCSTR name, SE_OBJECT_TYPE type, SECURITY_INFORMATION parts, PSID* owner,
                                    PSID* group, PACL* dacl, PACL* sacl, PSECURITY_DESCRIPTOR* descriptor);
 
-/* A new list: `oldAcl` (null: empty) with the entries in their order, those that deny first. SET_ACCESS replaces all
-   that the list says about the trustee, GRANT_ACCESS and DENY_ACCESS add, REVOKE_ACCESS removes what is allowed.
-   Trustees are given by SID. */
+/* A new list: `oldAcl` (null: empty) with the entries in their order, behind what it denies. Each replaces all that the
+   old list says about its trustee, which is given by SID; SET_ACCESS is the only mode. */
 WD_API DWORD SetEntriesInAclA(DWORD count, EXPLICIT_ACCESS_A* entries, PACL oldAcl, PACL* newAcl);
 
 #endif
