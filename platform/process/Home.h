@@ -52,6 +52,8 @@ class Home {
     DWORD ensure() const;
     // The same for the objects' directory too, which everybody may use; homes of early versions lack it.
     DWORD ensureObjects() const;
+    // Whether the home is there and this account may use it; makes nothing. `path` gets what the result is about.
+    DWORD look(std::filesystem::path& path) const;
 
     // The file that a path means: `\` and `/` separate, a leading "X:" is the directory drive_x of the home, which ".."
     // can't leave; other paths are the system's own. `path` is in the system code page.

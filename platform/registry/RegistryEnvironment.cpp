@@ -20,7 +20,8 @@ constexpr int kMapLost = -2; // somebody truncated the file: the map no longer s
 
 constexpr std::chrono::milliseconds kOpenPatience{80}; // how long it takes until a file counts as damaged
 constexpr struct timespec kOpenPause { 0, 20'000'000 };
-constexpr int kReopenAttempts = 2;  // for one call
+constexpr std::chrono::milliseconds kDamageRemembered{1000}; // meanwhile nobody waits for it to pass
+constexpr int kReopenAttempts = 2;                           // for one call
 constexpr int kResizeAttempts = 40; // for one call: each doubles the map or follows another process
 constexpr std::size_t kPagesBetweenLooks = 64;
 constexpr std::size_t kMaxMapBytes = std::size_t{1} << 40;
@@ -327,8 +328,13 @@ DWORD RegistryEnvironment::openWithPatience() {
         error = openOnce();
         if (error != ERROR_BADDB && error != ERROR_REGISTRY_CORRUPT && error != ERROR_REGISTRY_IO_FAILED)
             return error;
-        if (patience.isOver())
+        // A call may ask hundreds of times: only the first of them waits.
+        if (!m_foundDamaged.isOver())
             return error;
+        if (patience.isOver()) {
+            m_foundDamaged = Deadline(kDamageRemembered);
+            return error;
+        }
         sys::nanosleep(&kOpenPause, nullptr);
     }
 }

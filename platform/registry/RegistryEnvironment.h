@@ -7,6 +7,7 @@
 // has left it and holds none of them.
 #pragma once
 
+#include "Deadline.h"
 #include "ProcessState.h"
 #include "RegistryFiles.h"
 #include "RegistryGate.h"
@@ -150,6 +151,7 @@ class RegistryEnvironment {
     const std::atomic<bool>* m_lost WD_GUARDED_BY(m_gate) = nullptr;
     // The data file when it was last checked; guarded by the writing turn or the shut gate.
     struct stat m_dataFile {};
+    Deadline m_foundDamaged WD_GUARDED_BY(m_gate){std::chrono::milliseconds(0)}; // till when that is remembered
     // The program has closed the engine's descriptors, and may have files of its own under their numbers.
     bool m_isBereft = false;
     EngineTurn m_writing{EngineTurn::At::Writing};

@@ -168,7 +168,7 @@ TEST(Peer, ASecondIsRefusedAndTheFirstGoesOn) {
     {
         Peer peer;
         for (const std::string options : {"", "--no-events", "--no-memory", "--once"})
-            expectRefused({{"wardlet-peer " + options, 1, "its objects exist"}});
+            expectRefused({{"wardlet-peer " + options, 5, "its objects exist"}});
         const Sender sender(kConfig);
         sender.ask();
         EXPECT_TRUE(sender.isAnswered());
@@ -176,7 +176,7 @@ TEST(Peer, ASecondIsRefusedAndTheFirstGoesOn) {
     }
     const Object memory(
         CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 8, (kConfig + "_WdMemory").c_str()));
-    expectRefused({{"wardlet-peer", 1, "its objects exist"}});
+    expectRefused({{"wardlet-peer", 5, "its objects exist"}});
 }
 
 // A sender that waits for a killed service keeps its events open. The next peer doesn't take the pending request for

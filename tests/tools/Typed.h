@@ -81,7 +81,7 @@ inline std::map<std::string, std::string> stored() {
 
 struct Refused {
     std::string line;
-    int status; // 1: it failed, 2: usage error
+    int status;
     std::string words;
     std::string input = {};
 };

@@ -15,14 +15,11 @@ using WdltctlLists = Wdltctl;
 TEST_F(WdltctlLists, AListIsChangedAndReadBack) {
     const struct {
         std::string words;
-        std::string name;
         std::size_t mostBytes;
         int mostEntries;
     } lists[] = {
-        {"urls black", "black list", 2083, 500},      {"urls white", "white list", 2083, 500},
-        {"hosts", "hosts list", 305, 1024},           {"spyware", "spyware list", 128, 256},
-        {"exclusions", "exclusions list", 2083, 100}, {"spam white", "white list", 255, 500},
-        {"spam black", "black list", 255, 500},
+        {"urls black", 2083, 500}, {"urls white", 2083, 500}, {"hosts", 305, 1024},     {"spyware", 128, 256},
+        {"exclusions", 2083, 100}, {"spam white", 255, 500},  {"spam black", 255, 500},
     };
     for (const auto& list : lists) {
         std::string most;
@@ -34,44 +31,74 @@ TEST_F(WdltctlLists, AListIsChangedAndReadBack) {
         const auto with = [&](const char* verb, const std::string& entries) {
             return verb + (" " + list.words) + " " + entries;
         };
+        const std::string all = std::to_string(list.mostEntries);
+        const auto counted = [](const std::string& entries, const std::string& added, const std::string& removed) {
+            return entries + " entries: " + added + " added, " + removed + " removed";
+        };
         expectOutputs({
             {exported, ""},
-            {imported, "", "*a.b/*\r\n\nhttp://c.d/"},
+            {imported, counted("2", "2", "0") + "\n", "*a.b/*\r\n\nhttp://c.d/"},
             {exported, "*a.b/*\nhttp://c.d/\n"},
-            {with("add", "x y*"), ""},
-            {with("remove", "*a.b/* x"), ""},
+            {with("add", "x y* x"), "x: on the list already\n2 added\n"},
+            {with("remove", "*a.b/* x z"), "z: not on the list\n2 removed\n"},
             {with("list", "--json"), R"(["http://c.d/", "y*"])"},
-            {imported, "", most},
+            {imported + " --merge --dry-run", counted("3", "1", "0") + "; nothing is stored\n", "new\ny*\n"},
+            {imported + " --merge", counted("3", "1", "0") + "\n", "new\ny*\n"},
+            {imported, counted("2", "0", "1") + ", 1 were there twice\n", "y*\nnew\nnew\n"},
+            {imported, counted(all, all, "2") + "\n", most},
             {exported, most},
-            {imported, "", longest + "\ny*\n"},
+            {imported, counted("2", "2", all) + "\n", longest + "\ny*\n"},
             {exported, longest + "\ny*\n"},
         });
         expectRefused({
-            {imported, 1, "line 3: a is there twice", "a\nb\na\n"},
             {imported, 2, "line 2: 1 to " + std::to_string(list.mostBytes) + " bytes", "a\n" + longest + "x\n"},
-            {imported, 1, "records, at most " + std::to_string(list.mostEntries), most + "0\n"},
-            {with("import", "/nowhere/at/all"), 1, "/nowhere/at/all"},
-            {with("add", "new y*"), 1, "y* is on the " + list.name + " already"},
-            {with("remove", "y* z"), 1, "z isn't on the " + list.name},
+            {imported, 2, "records, at most " + std::to_string(list.mostEntries), most + "0\n"},
+            {imported, 2, "--allow-empty", "# nothing\n"},
+            {with("import", "/nowhere/at/all"), 5, "/nowhere/at/all"},
         });
-        expectOutputs({{imported, "", ""}, {exported, ""}});
+        expectOutputs({{imported + " --allow-empty", counted("0", "0", "2") + "\n"}, {exported, ""}});
     }
 }
 
+TEST_F(WdltctlLists, AFileOfEntriesComesBackTheSame) {
+    const std::string escaped = "\\#a\n\\\\b\n\\ c\nd\\ \n\\ \\ \n\\\\\\ \na b\n\\\\\n";
+    const std::string utf16("\xFF\xFE"
+                            "a\0\n\0\xE9\0",
+                            8);
+    expectOutputs({
+        {"import hosts -", "8 entries: 8 added, 0 removed\n", "\xEF\xBB\xBF # a comment\r\n \t\r\n" + escaped},
+        {"export hosts -", escaped},
+        {"list hosts --json", R"(["#a", "\\b", " c", "d ", "  ", "\\ ", "a b", "\\"])"},
+        {"import hosts -", "1 entries: 1 added, 8 removed\n", "  \tx\\y  \r\n"},
+        {"export hosts -", "x\\y\n"},
+        {"import hosts -", "2 entries: 2 added, 1 removed\n", utf16},
+        {"export hosts -", "a\n\xC3\xA9\n"},
+    });
+}
+
 TEST_F(WdltctlLists, AListThatCannotBeReadIsNotTakenForAnEmptyOne) {
-    expectOutputs({{"add spam white a@b.c", ""}, {"add spam black x", ""}});
+    expectOutputs({{"add spam white a@b.c", "1 added\n"}, {"add spam black x", "1 added\n"}});
     std::filesystem::remove(install() + "/SpamWhite.txt");
     std::filesystem::create_directory(install() + "/SpamWhite.txt");
-    expectRefused({{"list spam white", 1, "white list"}, {"add spam white d@e.f", 1, "white list"}});
+    expectRefused({{"list spam white", 5, "white list"}, {"add spam white d@e.f", 5, "white list"}});
     EXPECT_EQ(done("list spam black"), "x\n");
+    done("add spyware a b");
+    {
+        const HANDLE other =
+            CreateFileA((install() + "/SpyAList.dat").c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+        ASSERT_NE(other, INVALID_HANDLE_VALUE);
+        expectRefused({{"list spyware", 5, "SpyAList.dat: in use"}, {"add spyware c", 5, "SpyAList.dat: in use"}});
+        CloseHandle(other);
+    }
+    EXPECT_EQ(done("list spyware"), "a\nb\n");
 }
 
 // The service may store more than a text in a host's block.
 TEST_F(WdltctlLists, AHostThatIsNoTextComesAndGoesAsDigits) {
     const std::string zeros(2 * 306 - 6, '0');
-    expectOutputs({{"import hosts -", "", "hex:6100ff" + zeros + "\na.b\n"},
+    expectOutputs({{"import hosts -", "2 entries: 2 added, 0 removed\n", "hex:6100ff" + zeros + "\na.b\n"},
                    {"export hosts -", "hex:6100ff" + zeros + "\na.b\n"},
-                   {"import hosts -", "", "hex:612e62" + zeros},
+                   {"import hosts -", "1 entries: 1 added, 2 removed\n", "hex:612e62" + zeros},
                    {"list hosts", "a.b\n"}});
     expectRefused({{"add hosts hex:6100ff0" + zeros, 2, "HOST: 1 to 305 bytes"}});
 }
@@ -86,7 +113,9 @@ TEST_F(WdltctlLists, ExclusionsKeepTheirNumbers) {
     };
     done("add exclusions a b c");
     EXPECT_EQ(numbers(), "00 01 02 ");
-    expectOutputs({{"remove exclusions b", ""}, {"import exclusions -", "", "d\nc\na\n"}, {"add items n x", ""}});
+    expectOutputs({{"remove exclusions b", "1 removed\n"},
+                   {"import exclusions -", "3 entries: 1 added, 0 removed\n", "d\nc\na\n"},
+                   {"add items n x", ""}});
     EXPECT_EQ(numbers(), "03 02 00 ");
     EXPECT_EQ(done("export exclusions -"), "d\nc\na\n");
 }
@@ -145,7 +174,7 @@ TEST_F(WdltctlLists, ItemsStayHiddenUnlessAskedFor) {
                    {"--secrets list items --json", changed.dump()},
                    {"remove items 0 1 31", ""},
                    {kItems, "[]\n"}});
-    expectRefused({{"import items -", 1, "item 1, text: hidden, and no item has the index 0", hidden.dump()}});
+    expectRefused({{"import items -", 2, "item 1, text: hidden, and no item has the index 0", hidden.dump()}});
     expectOutputs({{"import items -", "", whole}, {"--secrets list items --json", whole}});
 }
 
@@ -162,7 +191,7 @@ TEST_F(WdltctlLists, ItemsAreStoredInTheStoresCharset) {
     setNumber("DefaultCharSet", "0x20000000"); // UTF-16LE, whose zero bytes would end the field early
     expectRefused({{"add items n a", 2, "not a text that UTF-16LE can hold"}});
     setNumber("DefaultCharSet", "3");
-    expectRefused({{"add items n a", 1, "0x3 is no charset's bit"}});
+    expectRefused({{"add items n a", 5, "0x3 is no charset's bit"}});
     setNumber("DefaultCharSet", "0x8"); // utf-8
     setNumber("CharSetEntry", "0x1a");  // us-ascii, utf-8 and iso-8859-1
     done("remove items 0");
@@ -172,9 +201,9 @@ TEST_F(WdltctlLists, ItemsAreStoredInTheStoresCharset) {
               "1: can be searched for\n2: can be searched for\n3: can't be in each charset that is searched\n");
     EXPECT_EQ(verified.err, "wdltctl: 1 of 3 can't be searched for\n");
     expectOutputs({{"verify größe --json", "[true]"}, {"add items n größe", ""}});
-    expectRefused({{"add items n 日本", 1, "the text of item 1 can't be in each charset that is searched"}});
+    expectRefused({{"add items n 日本", 5, "the text of item 1 can't be in each charset that is searched"}});
     setNumber("ItemEntryMax", "1");
-    expectRefused({{"add items n a", 1, "2 records, at most 1"}});
+    expectRefused({{"add items n a", 2, "2 records, at most 1"}});
 }
 
 } // namespace

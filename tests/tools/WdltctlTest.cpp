@@ -18,12 +18,14 @@ TEST_F(Wdltctl, InitReplacesWhatIsThereOnlyByForce) {
     const std::string fresh = stored()["registry"];
     const std::string init = "init --install " + install();
     expectOutputs({{"wdltreg set " + kBase + "\\Extra n sz x", ""}, {"add items card 4711", ""}});
-    expectRefused({{init, 1, "there already; --force replaces it"}});
+    expectRefused({{init, 5, "there already; --force replaces it"}});
     done("wdltreg delete " + kBase);
-    expectRefused({{init, 1, "Privacy.dat is there already; --force replaces it"},
-                   {"init --install " + TestHome::instance().write("file", "").string() + "/below", 1, "file/below"},
-                   {"get pvs", 1, "nothing is laid down here, wdltctl init does that"}});
-    EXPECT_THAT(done("status"), EndsWith("No handler is there; wdltctl init lays down those of an installation.\n"));
+    expectRefused({{init, 5, "Privacy.dat is there already; --force replaces it"},
+                   {"init --install " + TestHome::instance().write("file", "").string() + "/below", 5, "file/below"},
+                   {"get pvs", 3, "nothing is laid down in " + TestHome::instance().path().string() + ": wdltctl init"},
+                   {"status", 3, "nothing is laid down in "},
+                   {"set system proxyPort=1", 3, "nothing is laid down in "},
+                   {"enable pvs", 3, "nothing is laid down in "}});
     done(init + " --force");
     EXPECT_EQ(stored()["registry"], fresh);
     EXPECT_EQ(done("export items -"), "[]\n");
@@ -181,7 +183,7 @@ TEST_F(Wdltctl, ASwitchThatFailsHalfWay) {
     done("wdltreg delete " + kBase + "\\PluginManager filename");
     for (const auto& row : rows) {
         const ProgramResult result = typed(row.line);
-        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(result.status, 6);
         EXPECT_EQ(result.out, row.out);
         EXPECT_THAT(result.err, HasSubstr(row.err));
     }

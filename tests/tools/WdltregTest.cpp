@@ -76,7 +76,7 @@ TEST(Wdltreg, AFileThatFailsChangesNothing) {
     done("wdltreg set A n sz old");
     const std::string begin = "[HKEY_LOCAL_MACHINE\\A]\n\"n\"=\"new\"\n[HKEY_LOCAL_MACHINE\\B]\n";
     const std::string file = regFile(begin + "\"x\"=dword:g\n");
-    expectRefused({{"wdltreg import " + file, 1, file + ":5:11: the number of a dword expected"}});
+    expectRefused({{"wdltreg import " + file, 2, file + ":5:11: the number of a dword expected"}});
     done("wdltreg set A \xE4\xB8\x80 sz new");
     setenv("WARDLET_ACP", "1252", 1); // lacks the character in the name
     done("wdltreg import " + regFile("[HKEY_LOCAL_MACHINE\\A]\n\"\xE4\xB8\x80\"=-\n"));

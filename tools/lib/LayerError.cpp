@@ -18,6 +18,7 @@ constexpr ErrorWords kErrorWords[] = {
     {ERROR_TOO_MANY_OPEN_FILES, "too many open files"},
     {ERROR_ACCESS_DENIED, "access denied"},
     {ERROR_INVALID_HANDLE, "invalid handle"},
+    {ERROR_SHARING_VIOLATION, "in use by another process"},
     {ERROR_NOT_ENOUGH_MEMORY, "out of memory"},
     {ERROR_INVALID_DATA, "invalid data"},
     {ERROR_INVALID_PARAMETER, "a name or the data is too long"},
@@ -31,6 +32,18 @@ constexpr ErrorWords kErrorWords[] = {
     {ERROR_KEY_DELETED, "the key has been deleted meanwhile"},
 };
 
+ExitStatus statusOf(LONG code) {
+    switch (static_cast<DWORD>(code)) {
+    case ERROR_ACCESS_DENIED:
+    case ERROR_WRITE_PROTECT:
+    case ERROR_BADDB:
+    case ERROR_REGISTRY_CORRUPT:
+        return ExitStatus::Unknown;
+    default:
+        return ExitStatus::Failed;
+    }
+}
+
 } // namespace
 
 std::string layerErrorText(LONG code) {
@@ -42,6 +55,6 @@ std::string layerErrorText(LONG code) {
 }
 
 LayerError::LayerError(const std::string& subject, LONG code)
-    : ToolError(ExitStatus::Failure, fmt::format("{}: {}", subject, layerErrorText(code))), m_code(code) {}
+    : ToolError(statusOf(code), fmt::format("{}: {}", subject, layerErrorText(code))), m_code(code) {}
 
 } // namespace wdlt

@@ -54,7 +54,9 @@ std::u16string decodeUtf8(std::string_view bytes) {
     failBehind(utf16FromUtf8(bytes.substr(0, badByte)).value_or(u""), "not valid UTF-8");
 }
 
-std::u16string decode(std::string_view bytes) {
+} // namespace
+
+std::u16string decodeText(std::string_view bytes) {
     if (bytes.starts_with("\xFF\xFE"))
         return decodeUtf16(bytes.substr(2));
     if (bytes.starts_with("\xFE\xFF"))
@@ -63,6 +65,8 @@ std::u16string decode(std::string_view bytes) {
         bytes.remove_prefix(3);
     return decodeUtf8(bytes);
 }
+
+namespace {
 
 bool isHexDigit(char16_t unit) {
     return (unit >= u'0' && unit <= u'9') || (unit >= u'a' && unit <= u'f') || (unit >= u'A' && unit <= u'F');
@@ -331,7 +335,7 @@ class Parser {
 } // namespace
 
 RegDocument parseRegText(std::string_view bytes) {
-    const std::u16string text = decode(bytes);
+    const std::u16string text = decodeText(bytes);
     return Parser(text).parse();
 }
 

@@ -49,6 +49,9 @@ class RegSyntaxError : public std::runtime_error {
 };
 
 /* Reads UTF-8, with or without a byte order mark, and UTF-16LE with one. Throws RegSyntaxError. */
+/* The text of a file: UTF-8, or little-endian UTF-16 with its byte order mark. A RegSyntaxError where it is neither. */
+std::u16string decodeText(std::string_view bytes);
+
 RegDocument parseRegText(std::string_view bytes);
 
 /* Writes UTF-8 without a byte order mark, with LF line endings; equal documents give equal bytes. Throws

@@ -34,8 +34,8 @@ int parseAndRun(const Tool& tool, int argc, char** argv) {
     }
     // A full disk, when the output is redirected to a file, shows up here at the latest.
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)
-        throw ToolError(ExitStatus::Failure, "the output can't be written");
-    return static_cast<int>(ExitStatus::Success);
+        throw ToolError(ExitStatus::Failed, "the output can't be written");
+    return static_cast<int>(ExitStatus::Done);
 }
 
 } // namespace
@@ -46,7 +46,7 @@ int runTool(const Tool& tool, int argc, char** argv) {
     } catch (const ToolError& error) {
         return fail(tool, error.status(), error.what());
     } catch (const std::exception& error) {
-        return fail(tool, ExitStatus::Failure, error.what());
+        return fail(tool, ExitStatus::Failed, error.what());
     }
 }
 

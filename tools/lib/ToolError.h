@@ -7,9 +7,13 @@
 namespace wdlt {
 
 enum class ExitStatus : int {
-    Success = 0,
-    Failure = 1, /* the work couldn't be done */
-    Usage = 2,   /* the request makes no sense as given */
+    Done = 0,    /* or yes */
+    No = 1,      /* the answer to a question */
+    Usage = 2,   /* the words or the input are wrong; nothing was tried */
+    Unknown = 3, /* it can't be told, or isn't permitted */
+    Untold = 4,  /* stored, but the service wasn't told */
+    Failed = 5,  /* the library or the system failed; nothing changed */
+    Partial = 6, /* failed half way; what was done has been printed */
 };
 
 class ToolError : public std::runtime_error {

@@ -43,7 +43,7 @@ struct Arguments {
 };
 
 [[noreturn]] void refuse() {
-    throw ToolError(ExitStatus::Failure, "a service runs in this home already: its objects exist");
+    throw ToolError(ExitStatus::Failed, "a service runs in this home already: its objects exist");
 }
 
 /* Takes a mutex of its own: the exchanges' objects don't prove that a peer is running, since a sender may still hold
@@ -118,7 +118,7 @@ void run(const Arguments& arguments) {
     });
     waitForEndSignal();
     if (servers.failed())
-        throw ToolError(ExitStatus::Failure, "an exchange failed");
+        throw ToolError(ExitStatus::Failed, "an exchange failed");
 }
 
 void addOptions(CLI::App& app) {

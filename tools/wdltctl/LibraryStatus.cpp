@@ -3,31 +3,22 @@
 #include "ToolError.h"
 
 #include <fmt/format.h>
-#include <wdltcfg/addresses.h>
-#include <wdltcfg/records.h>
 #include <wdltcfg/status.h>
-#include <wdltcfg/wdltcfg.h>
 
 namespace wdlt {
-namespace {
 
-bool isInstalled() {
-    WdchSystemData system{};
-    std::uint64_t size = sizeof system;
-    return WdltReadConfig(WDLT_PROTOCOL_SYSTEM, WDLT_SCAN_NONE, WDLT_CONFIG_DEFAULT, &system, &size) == WDLT_OK &&
-           system.installPath[0] != '\0';
+std::string statusText(std::int32_t status) {
+    const char* words = wdltStatusText(status);
+    return fmt::format("status {} ({})", status, words != nullptr ? words : "unknown");
 }
-
-} // namespace
 
 void checkStatus(std::int32_t status, std::string_view detail) {
     if (status >= WDLT_OK)
         return;
-    const char* words = wdltStatusText(status);
-    throw ToolError(ExitStatus::Failure,
-                    fmt::format("status {} ({}){}{}{}", status, words != nullptr ? words : "unknown",
-                                detail.empty() ? "" : ": ", detail,
-                                isInstalled() ? "" : "; nothing is laid down here, wdltctl init does that"));
+    const std::string text = fmt::format("{}{}{}", statusText(status), detail.empty() ? "" : ": ", detail);
+    if (status == WDLT_E_NO_ANSWER)
+        throw ToolError(ExitStatus::Untold, "stored, but the service wasn't told: " + text);
+    throw ToolError(ExitStatus::Failed, text);
 }
 
 } // namespace wdlt

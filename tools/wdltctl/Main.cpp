@@ -1,12 +1,19 @@
 /* wdltctl: the control panel on the command line. It uses only the library's exports, so that any caller can do the
    same; only init works on the registry directly, since the library has no call that creates a tree. */
 
+#include "ChangeLock.h"
 #include "Files.h"
+#include "HomeLook.h"
+#include "RegistryKey.h"
 #include "RunTool.h"
+#include "ToolError.h"
 #include "Verbs.h"
 
 #include <CLI/CLI.hpp>
+#include <fmt/format.h>
 #include <nlohmann/json.hpp>
+#include <optional>
+#include <utility>
 
 namespace wdlt {
 
@@ -16,24 +23,38 @@ void printJson(const Json& document) {
 
 namespace {
 
+void lookAtTree() {
+    std::string path;
+    if (lookAtHome(path)) {
+        const auto base = RegistryKey::openIfThere(u"SOFTWARE\\Halvermoor\\PLK\\Wardlet");
+        // Merely asking for the plug-in manager's switches makes keys: only values are an installation.
+        if (base && !base->values().empty())
+            return;
+    }
+    throw ToolError(ExitStatus::Unknown, fmt::format("nothing is laid down in {}: wdltctl init", path));
+}
+
 using AddVerb = void (*)(CLI::App& app, const Options& options);
 
 constexpr AddVerb kVerbs[] = {addInit, addStatus, addSwitch, addGet, addSet, addLists, addCheckUrl, addVerify, addRaw};
 
-constexpr const char* kExamples = "Examples:\n"
-                                  "  wdltctl init --install /opt/wardlet\n"
-                                  "  wdltctl status\n"
-                                  "  wdltctl enable pvs\n"
-                                  "  wdltctl enable pdp --protocol smtp\n"
-                                  "  wdltctl get system\n"
-                                  "  wdltctl set system proxyPort=8080 bmFlag=0\n"
-                                  "  wdltctl get handler POP3 enable\n"
-                                  "  wdltctl add redirects POP3 Mail --port 110\n"
-                                  "  wdltctl add urls black '*example.com/*'\n"
-                                  "  wdltctl check-url http://example.com/page --list black\n"
-                                  "  wdltctl add items 'My card' '4711 0815'\n"
-                                  "  wdltctl raw read 10000 0 --json\n"
-                                  "Exit status: 0 done, 1 failed (the library's status is named), 2 wrong usage.";
+constexpr const char* kExamples =
+    "Examples:\n"
+    "  wdltctl init --install /opt/wardlet\n"
+    "  wdltctl status\n"
+    "  wdltctl enable pvs\n"
+    "  wdltctl enable pdp --protocol smtp\n"
+    "  wdltctl get system\n"
+    "  wdltctl set system proxyPort=8080 bmFlag=0\n"
+    "  wdltctl get handler POP3 enable\n"
+    "  wdltctl add redirects POP3 Mail --port 110\n"
+    "  wdltctl add urls black '*example.com/*'\n"
+    "  wdltctl check-url http://example.com/page --list black\n"
+    "  wdltctl add items 'My card' '4711 0815'\n"
+    "  wdltctl raw read 10000 0 --json\n"
+    "Exit status: 0 done or yes, 1 no, 2 the words or the input are wrong, 3 it can't be told "
+    "or isn't permitted, 4 stored but the service wasn't told, 5 failed and nothing "
+    "changed, 6 failed half way.";
 
 void addVerbs(CLI::App& app) {
     // Static: the callbacks refer to it for as long as the program runs.
@@ -45,6 +66,17 @@ void addVerbs(CLI::App& app) {
 }
 
 } // namespace
+
+void runs(CLI::App& verb, Needs needs, std::function<void()> body) {
+    verb.callback([needs, body = std::move(body)] {
+        lookAtTree();
+        std::optional<ChangeLock> lock;
+        if (needs == Needs::Change)
+            lock.emplace();
+        body();
+    });
+}
+
 } // namespace wdlt
 
 int main(int argc, char** argv) {

@@ -4,6 +4,8 @@
 
 #include "RecordFields.h"
 
+#include <functional>
+
 namespace CLI {
 class App;
 }
@@ -15,6 +17,15 @@ struct Options {
     bool json = false;
     bool secrets = false;
 };
+
+/* What a verb needs of the home. */
+enum class Needs {
+    Tree,   /* that an installation is there and can be read */
+    Change, /* the same, and that nobody else changes its settings meanwhile */
+};
+
+/* Runs `body` when the verb is typed, and the home has what it needs; otherwise a ToolError says what is missing. */
+void runs(CLI::App& verb, Needs needs, std::function<void()> body);
 
 void addInit(CLI::App& app, const Options& options);
 void addGet(CLI::App& app, const Options& options);

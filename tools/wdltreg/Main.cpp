@@ -1,8 +1,10 @@
 /* wdltreg: the registry on the command line, for administrators and scripts. Uses only the platform layer, so it can
    also show and repair a tree that the library can't read. */
 
+#include "ChangeLock.h"
 #include "Display.h"
 #include "Files.h"
+#include "HomeLook.h"
 #include "KeyPath.h"
 #include "LayerError.h"
 #include "RegTransfer.h"
@@ -26,7 +28,37 @@ constexpr const char* kExamples =
     "  wdltreg query 'HKLM\\SOFTWARE\\Halvermoor\\PLK\\Wardlet' ProxyPort\n"
     "  wdltreg set 'HKLM\\SOFTWARE\\Halvermoor\\PLK\\Wardlet' ProxyPort dword 6999\n"
     "  wdltreg export -o backup.reg && wdltreg import backup.reg\n"
-    "Exit status: 0 done, 1 failed, 2 wrong usage.";
+    "Exit status: 0 done, 1 no such key or value, 2 the words or the input are wrong, 3 it can't be told or isn't "
+    "permitted, 5 failed and nothing changed.";
+
+/* Runs `body` when the verb is typed and there is a home. */
+template <class Body>
+void reads(CLI::App* verb, Body&& body) {
+    verb->callback([body = std::forward<Body>(body)] {
+        if (std::string path; !lookAtHome(path))
+            throw ToolError(ExitStatus::Unknown, "no registry is in " + path);
+        body();
+    });
+}
+
+/* The same, and while nobody else changes settings. The home may have to be made. */
+template <class Body>
+void changes(CLI::App* verb, Body&& body) {
+    verb->callback([body = std::forward<Body>(body)] {
+        std::string path;
+        lookAtHome(path);
+        const ChangeLock lock;
+        body();
+    });
+}
+
+RegistryKey openKey(const std::string& argument, REGSAM access = KEY_READ) {
+    const auto path = parseKeyArgument(argument);
+    auto key = RegistryKey::openIfThere(path, access);
+    if (!key)
+        throw ToolError(ExitStatus::No, fmt::format("{}: no such key", fullKeyName(path)));
+    return std::move(*key);
+}
 
 /* The arguments of all verbs: only one verb runs per process. */
 struct Arguments {
@@ -44,14 +76,14 @@ void importFile(const Arguments& arguments) {
     try {
         document = parseRegText(text);
     } catch (const RegSyntaxError& error) {
-        throw ToolError(ExitStatus::Failure,
+        throw ToolError(ExitStatus::Usage,
                         fmt::format("{}:{}:{}: {}", arguments.file, error.line(), error.column(), error.what()));
     }
     importDocument(document);
 }
 
 void exportKey(const Arguments& arguments) {
-    writeFile(arguments.output, writeRegText(exportSubtree(parseKeyArgument(arguments.key))));
+    writeFile(arguments.output, writeRegText(exportSubtree(openKey(arguments.key).path())));
 }
 
 void printValues(const RegistryKey& key, std::size_t indent) {
@@ -60,18 +92,17 @@ void printValues(const RegistryKey& key, std::size_t indent) {
 }
 
 void queryKey(const Arguments& arguments) {
-    const RegistryKey key = RegistryKey::open(parseKeyArgument(arguments.key));
+    const RegistryKey key = openKey(arguments.key);
     printValues(key, 0);
     for (const auto& name : key.subkeyNames())
         fmt::print("[{}]\n", displayText(name));
 }
 
 void queryValue(const Arguments& arguments) {
-    const RegistryKey key = RegistryKey::open(parseKeyArgument(arguments.key));
+    const RegistryKey key = openKey(arguments.key);
     const auto value = key.value(utf16FromArgument(arguments.name));
     if (!value)
-        throw ToolError(ExitStatus::Failure,
-                        fmt::format("{}: no value \"{}\"", fullKeyName(key.path()), arguments.name));
+        throw ToolError(ExitStatus::No, fmt::format("{}: no value \"{}\"", fullKeyName(key.path()), arguments.name));
     fmt::print("{} {}\n", typeName(value->type), valueText(*value));
 }
 
@@ -86,20 +117,19 @@ void deleteKey(const Arguments& arguments) {
     const auto path = parseKeyArgument(arguments.key);
     if (path.empty())
         throw ToolError(ExitStatus::Usage, "HKEY_LOCAL_MACHINE itself can't be deleted");
-    RegistryKey::open(path);
+    openKey(arguments.key);
     importDocument({{RegKey{path, {}, true}}});
 }
 
 void deleteValue(const Arguments& arguments) {
-    const RegistryKey key = RegistryKey::open(parseKeyArgument(arguments.key), KEY_ALL_ACCESS);
+    const RegistryKey key = openKey(arguments.key, KEY_ALL_ACCESS);
     if (!key.deleteValue(utf16FromArgument(arguments.name)))
-        throw ToolError(ExitStatus::Failure,
-                        fmt::format("{}: no value \"{}\"", fullKeyName(key.path()), arguments.name));
+        throw ToolError(ExitStatus::No, fmt::format("{}: no value \"{}\"", fullKeyName(key.path()), arguments.name));
 }
 
 void printTree(const Arguments& arguments) {
     constexpr std::size_t kIndent = 2;
-    walkKeys(parseKeyArgument(arguments.key), [&](const RegistryKey& key, std::size_t depth) {
+    walkKeys(openKey(arguments.key).path(), [&](const RegistryKey& key, std::size_t depth) {
         const auto& path = key.path();
         const auto name = depth == 0 ? joinPath(kRootName, path) : path.substr(path.rfind(u'\\') + 1);
         fmt::print("{:{}}[{}]\n", "", depth * kIndent, displayText(name));
@@ -113,17 +143,17 @@ void addVerbs(CLI::App& app) {
 
     auto* importVerb = app.add_subcommand("import", "Carry out a .reg file, all of it or nothing");
     importVerb->add_option("FILE", arguments->file, "File to read, - for the standard input")->required();
-    importVerb->callback([arguments] { importFile(*arguments); });
+    changes(importVerb, [arguments] { importFile(*arguments); });
 
     auto* exportVerb = app.add_subcommand("export", "Write a key with all below it as .reg text");
     addKey(exportVerb)->default_str("HKEY_LOCAL_MACHINE");
     exportVerb->add_option("-o,--output", arguments->output, "File to write, - for the standard output");
-    exportVerb->callback([arguments] { exportKey(*arguments); });
+    reads(exportVerb, [arguments] { exportKey(*arguments); });
 
     auto* query = app.add_subcommand("query", "Show the values and subkeys of a key, or one value");
     addKey(query)->required();
     auto* queryName = query->add_option("NAME", arguments->name, "Value to show");
-    query->callback([arguments, queryName] { queryName->count() > 0 ? queryValue(*arguments) : queryKey(*arguments); });
+    reads(query, [arguments, queryName] { queryName->count() > 0 ? queryValue(*arguments) : queryKey(*arguments); });
 
     auto* set = app.add_subcommand("set", "Store a value, with the keys that are missing on its path");
     addKey(set)->required();
@@ -132,17 +162,17 @@ void addVerbs(CLI::App& app) {
     set->add_option("VALUE", arguments->value,
                     "Text; number, decimal or 0x...; bytes, hexadecimal; texts parted by \\0 for multi_sz")
         ->required();
-    set->callback([arguments] { setValue(*arguments); });
+    changes(set, [arguments] { setValue(*arguments); });
 
     auto* deleteVerb = app.add_subcommand("delete", "Delete a key with all below it, or one value");
     addKey(deleteVerb)->required();
     auto* deleteName = deleteVerb->add_option("NAME", arguments->name, "Value to delete");
-    deleteVerb->callback(
-        [arguments, deleteName] { deleteName->count() > 0 ? deleteValue(*arguments) : deleteKey(*arguments); });
+    changes(deleteVerb,
+            [arguments, deleteName] { deleteName->count() > 0 ? deleteValue(*arguments) : deleteKey(*arguments); });
 
     auto* tree = app.add_subcommand("tree", "Show a key with all below it");
     addKey(tree)->default_str("HKEY_LOCAL_MACHINE");
-    tree->callback([arguments] { printTree(*arguments); });
+    reads(tree, [arguments] { printTree(*arguments); });
 }
 
 } // namespace

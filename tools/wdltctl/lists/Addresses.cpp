@@ -51,9 +51,8 @@ void listAddresses(const Options& options) {
 }
 
 void addAddressList(CLI::App& verb, const Options& options) {
-    verb.add_subcommand("addresses", "Show the mail addresses that the service remembers")->callback([&options] {
-        listAddresses(options);
-    });
+    runs(*verb.add_subcommand("addresses", "Show the mail addresses that the service remembers"), Needs::Tree,
+         [&options] { listAddresses(options); });
 }
 
 } // namespace

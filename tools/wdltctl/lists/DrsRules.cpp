@@ -71,7 +71,7 @@ std::uint32_t lowestFreeIndex(const Rules& rules) {
     for (std::uint32_t index = 1; index <= WDLT_MAX_DRS_INDEX; ++index)
         if (std::ranges::find(rules, index, &WdltDrsWhiteListItem::Index) == rules.end())
             return index;
-    throw ToolError(ExitStatus::Failure, fmt::format("all {} indexes are taken", WDLT_MAX_DRS_INDEX));
+    throw ToolError(ExitStatus::Failed, fmt::format("all {} indexes are taken", WDLT_MAX_DRS_INDEX));
 }
 
 void addRule(const RuleArguments& arguments, const Options& options) {
@@ -87,10 +87,10 @@ void addRule(const RuleArguments& arguments, const Options& options) {
     // The library refuses both with the same status; only its log says which it was.
     for (const WdltDrsWhiteListItem& other : rules) {
         if (other.Index == rule.Index)
-            throw ToolError(ExitStatus::Failure,
+            throw ToolError(ExitStatus::Usage,
                             fmt::format("index {} is that of {}", rule.Index, displayText(textOf(other.RuleName))));
         if (equalsIgnoringCase(textOf(other.RuleName), textOf(rule.RuleName)))
-            throw ToolError(ExitStatus::Failure, fmt::format("there is a rule {} already", arguments.rule));
+            throw ToolError(ExitStatus::Usage, fmt::format("there is a rule {} already", arguments.rule));
     }
     checkStatus(WdltAddDRSWhiteListItem(&rule), fmt::format("rule {}", arguments.rule));
     if (options.json)
@@ -104,7 +104,7 @@ std::uint32_t indexOf(const std::string& argument, const Rules& rules) {
     for (const WdltDrsWhiteListItem& rule : rules)
         if (number == rule.Index || equalsIgnoringCase(textOf(rule.RuleName), name))
             return rule.Index;
-    throw ToolError(ExitStatus::Failure, fmt::format("{}: no such rule", argument));
+    throw ToolError(ExitStatus::Usage, fmt::format("{}: no such rule", argument));
 }
 
 void removeRules(const RuleArguments& arguments) {
@@ -118,12 +118,21 @@ void removeRules(const RuleArguments& arguments) {
         for (const std::string& rule : arguments.rules)
             indexes.push_back(indexOf(rule, rules));
     }
-    for (const std::uint32_t index : indexes)
-        checkStatus(WdltDeleteDRSWhiteListItem(index), index == 0 ? "all rules" : fmt::format("rule {}", index));
+    std::size_t removed = 0;
+    for (const std::uint32_t index : indexes) {
+        const std::int32_t status = WdltDeleteDRSWhiteListItem(index);
+        if (status != WDLT_OK && removed != 0) {
+            fmt::print("{} removed\n", removed);
+            throw ToolError(ExitStatus::Partial, fmt::format("rule {}: {}", index, statusText(status)));
+        }
+        checkStatus(status, index == 0 ? "all rules" : fmt::format("rule {}", index));
+        ++removed;
+    }
 }
 
 void addRuleList(CLI::App& verb, const Options& options) {
-    verb.add_subcommand("rules", "Show the rules of DRS's white list")->callback([&options] { listRules(options); });
+    runs(*verb.add_subcommand("rules", "Show the rules of DRS's white list"), Needs::Tree,
+         [&options] { listRules(options); });
 }
 
 void addRuleAdd(CLI::App& verb, const Options& options) {
@@ -134,7 +143,7 @@ void addRuleAdd(CLI::App& verb, const Options& options) {
         ->check(CLI::Range(1, WDLT_MAX_DRS_INDEX));
     rules->add_option("--process", arguments->process, "Name of the process's image, at most 299 characters");
     rules->add_option("--domain", arguments->domain, "Name of the domain, at most 255 characters");
-    rules->callback([arguments, &options] { addRule(*arguments, options); });
+    runs(*rules, Needs::Change, [arguments, &options] { addRule(*arguments, options); });
 }
 
 void addRuleRemove(CLI::App& verb, const Options& /*options*/) {
@@ -142,7 +151,7 @@ void addRuleRemove(CLI::App& verb, const Options& /*options*/) {
     auto* rules = verb.add_subcommand("rules", "Remove rules from DRS's white list");
     rules->add_option("RULE", arguments->rules, "Their indexes or names");
     rules->add_flag("--all", arguments->all, "Remove all of them, those too that no list shows");
-    rules->callback([arguments] { removeRules(*arguments); });
+    runs(*rules, Needs::Change, [arguments] { removeRules(*arguments); });
 }
 
 } // namespace

@@ -28,7 +28,7 @@ class Converter {
         if (!m_module)
             throw LayerError(fmt::format("charset library {}", kLibrary), static_cast<LONG>(GetLastError()));
         if (entryOf<Start>(m_module.get(), "WdMsg_Initialize")() == 0)
-            throw ToolError(ExitStatus::Failure, fmt::format("charset library {} doesn't start", kLibrary));
+            throw ToolError(ExitStatus::Failed, fmt::format("charset library {} doesn't start", kLibrary));
         m_create = entryOf<CreateLocator>(m_module.get(), "WdMsg_CreateResourceLocator");
         m_delete = entryOf<DeleteLocator>(m_module.get(), "WdMsg_DeleteResourceLocator");
         m_convert = entryOf<Convert>(m_module.get(), "WdMsg_CharsetConverterResource");
@@ -87,7 +87,7 @@ const char* utf8Name() {
 
 ItemCharset::ItemCharset(std::uint32_t charset) : m_charset(charset) {
     if (*name() == '\0')
-        throw ToolError(ExitStatus::Failure,
+        throw ToolError(ExitStatus::Failed,
                         fmt::format("privacy items: the default charset {:#x} is no charset's bit", charset));
 }
 

@@ -105,8 +105,8 @@ bool isVerified(std::uint32_t result) {
 
 void writeItems(const PrivacyItems& store) {
     if (store.items.size() > store.head.dwItemEntryMax)
-        throw ToolError(ExitStatus::Failure, fmt::format("privacy items: {} records, at most {}", store.items.size(),
-                                                         store.head.dwItemEntryMax));
+        throw ToolError(ExitStatus::Usage, fmt::format("privacy items: {} records, at most {}", store.items.size(),
+                                                       store.head.dwItemEntryMax));
     Items items = store.items;
     items.reserve(1); // an empty list needs an address too
     const std::int32_t status = WdltPdpWriteItemList(items.data(), static_cast<std::int32_t>(items.size()));
@@ -139,9 +139,9 @@ void addItem(const ItemArguments& arguments, const Options& options) {
         for (item.dwItemIndex = 0; item.dwItemIndex < kIndexes && hasIndex(store.items, item.dwItemIndex);)
             ++item.dwItemIndex;
     else if (hasIndex(store.items, arguments.index))
-        throw ToolError(ExitStatus::Failure, fmt::format("index {} has an item already", arguments.index));
+        throw ToolError(ExitStatus::Usage, fmt::format("index {} has an item already", arguments.index));
     if (item.dwItemIndex == kIndexes)
-        throw ToolError(ExitStatus::Failure, fmt::format("all {} indexes have an item", kIndexes));
+        throw ToolError(ExitStatus::Failed, fmt::format("all {} indexes have an item", kIndexes));
     item.dwScanTarget = arguments.target;
     setNarrow(item.szItemName, "NAME", arguments.name);
     setNarrow(item.szDescription, "--description", arguments.description);
@@ -156,7 +156,7 @@ void removeItems(const ItemArguments& arguments) {
     PrivacyItems store = readItems();
     for (const std::uint32_t index : arguments.indexes)
         if (std::erase_if(store.items, [&](const auto& item) { return item.dwItemIndex == index; }) == 0)
-            throw ToolError(ExitStatus::Failure, fmt::format("no item has the index {}", index));
+            throw ToolError(ExitStatus::Usage, fmt::format("no item has the index {}", index));
     writeItems(store);
 }
 
@@ -179,7 +179,7 @@ void setImportedText(PrivacyViewItem& item, const PrivacyItems& store, const std
         return setItemText(item, ItemCharset(store.head.dwDefaultCharSet), text, where);
     const auto stored = std::ranges::find(store.items, item.dwItemIndex, &PrivacyViewItem::dwItemIndex);
     if (stored == store.items.end())
-        throw ToolError(ExitStatus::Failure,
+        throw ToolError(ExitStatus::Usage,
                         fmt::format("{}: hidden, and no item has the index {}", where, item.dwItemIndex));
     std::copy(std::begin(stored->szPrivacyData), std::end(stored->szPrivacyData), item.szPrivacyData);
 }
@@ -222,7 +222,7 @@ void importItems(const ItemArguments& arguments) {
         const std::string where = fmt::format("item {}", store.items.size() + 1);
         const PrivacyViewItem item = itemFrom(element, old, where);
         if (hasIndex(store.items, item.dwItemIndex))
-            throw ToolError(ExitStatus::Failure, fmt::format("{}: index {} is there twice", where, item.dwItemIndex));
+            throw ToolError(ExitStatus::Usage, fmt::format("{}: index {} is there twice", where, item.dwItemIndex));
         store.items.push_back(item);
     }
     writeItems(store);
@@ -252,7 +252,7 @@ void verifyTexts(const ItemArguments& arguments, const Options& options) {
     else
         writeFile(std::string(kStandardStream), lines);
     if (const auto good = std::ranges::count_if(results, isVerified); good != std::ssize(results))
-        throw ToolError(ExitStatus::Failure,
+        throw ToolError(ExitStatus::No,
                         fmt::format("{} of {} can't be searched for", std::ssize(results) - good, results.size()));
 }
 
@@ -262,7 +262,7 @@ CLI::App* addItems(CLI::App& verb, const char* help) {
 
 void addItemList(CLI::App& verb, const Options& options) {
     auto* items = addItems(verb, "Show the privacy items; their texts with --secrets");
-    items->callback([&options] { listItems(options); });
+    runs(*items, Needs::Tree, [&options] { listItems(options); });
 }
 
 void addItemAdd(CLI::App& verb, const Options& options) {
@@ -276,28 +276,28 @@ void addItemAdd(CLI::App& verb, const Options& options) {
     items->add_option("--target", arguments->target, "Scan target, for the service")->capture_default_str();
     items->add_option("--index", arguments->index, "Its index; else the lowest that is free")
         ->check(CLI::Range(kIndexes - 1));
-    items->callback([arguments, &options] { addItem(*arguments, options); });
+    runs(*items, Needs::Change, [arguments, &options] { addItem(*arguments, options); });
 }
 
 void addItemRemove(CLI::App& verb, const Options& /*options*/) {
     const auto arguments = std::make_shared<ItemArguments>();
     auto* items = addItems(verb, "Remove privacy items");
     items->add_option("INDEX", arguments->indexes, "Their indexes")->required();
-    items->callback([arguments] { removeItems(*arguments); });
+    runs(*items, Needs::Change, [arguments] { removeItems(*arguments); });
 }
 
 void addItemImport(CLI::App& verb, const Options& /*options*/) {
     const auto arguments = std::make_shared<ItemArguments>();
     auto* items = addItems(verb, "Replace the privacy items by those of a JSON file; a hidden text stays as it is");
     items->add_option("FILE", arguments->file, "The file, - for the standard input")->required();
-    items->callback([arguments] { importItems(*arguments); });
+    runs(*items, Needs::Change, [arguments] { importItems(*arguments); });
 }
 
 void addItemExport(CLI::App& verb, const Options& options) {
     const auto arguments = std::make_shared<ItemArguments>();
     auto* items = addItems(verb, "Write the privacy items to a JSON file; their texts with --secrets");
     items->add_option("FILE", arguments->file, "The file, - for the standard output")->required();
-    items->callback([arguments, &options] { exportItems(*arguments, options); });
+    runs(*items, Needs::Tree, [arguments, &options] { exportItems(*arguments, options); });
 }
 
 } // namespace
@@ -309,7 +309,7 @@ void addVerify(CLI::App& app, const Options& options) {
     auto* verb = app.add_subcommand("verify", "Try whether texts could be privacy items; nothing is stored");
     verb->add_option("TEXT", arguments->texts, "The texts; - for a line of the standard input")->required();
     verb->footer("Exit status 0 when all of them can be in each charset that is searched, 1 when not.");
-    verb->callback([arguments, &options] { verifyTexts(*arguments, options); });
+    runs(*verb, Needs::Tree, [arguments, &options] { verifyTexts(*arguments, options); });
 }
 
 } // namespace wdlt

@@ -46,8 +46,8 @@ void listPatterns(const Options& options) {
 }
 
 void addPatternList(CLI::App& verb, const Options& options) {
-    verb.add_subcommand("patterns", "Show the bytes that privacy items are searched by, in each charset")
-        ->callback([&options] { listPatterns(options); });
+    runs(*verb.add_subcommand("patterns", "Show the bytes that privacy items are searched by, in each charset"),
+         Needs::Tree, [&options] { listPatterns(options); });
 }
 
 } // namespace

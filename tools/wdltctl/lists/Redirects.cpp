@@ -112,7 +112,7 @@ CLI::App* addRedirects(CLI::App& verb, const char* help, const std::shared_ptr<R
 void addRedirectList(CLI::App& verb, const Options& options) {
     const auto arguments = std::make_shared<RedirectArguments>();
     auto* redirects = addRedirects(verb, "Show a handler's redirects", arguments);
-    redirects->callback([arguments, &options] { listRedirects(*arguments, options); });
+    runs(*redirects, Needs::Tree, [arguments, &options] { listRedirects(*arguments, options); });
 }
 
 void addRedirectAdd(CLI::App& verb, const Options& options) {
@@ -128,14 +128,14 @@ void addRedirectAdd(CLI::App& verb, const Options& options) {
     redirects->add_option("--level", arguments->level, "TCP auto-tuning level, -1 for unset");
     redirects->add_option("--cancel-mask", arguments->cancelMask, "Cancel mask");
     redirects->footer("One of --process, --image and --port is needed.");
-    redirects->callback([arguments, &options] { write(*arguments, WDLT_CONFIG_REDIRECT_ADD, options); });
+    runs(*redirects, Needs::Change, [arguments, &options] { write(*arguments, WDLT_CONFIG_REDIRECT_ADD, options); });
 }
 
 void addRedirectRemove(CLI::App& verb, const Options& options) {
     const auto arguments = std::make_shared<RedirectArguments>();
     auto* redirects = addRedirects(verb, "Remove a session's redirect", arguments);
     redirects->add_option("SESSION", arguments->session, "Its name")->required();
-    redirects->callback([arguments, &options] { write(*arguments, WDLT_CONFIG_REDIRECT_DELETE, options); });
+    runs(*redirects, Needs::Change, [arguments, &options] { write(*arguments, WDLT_CONFIG_REDIRECT_DELETE, options); });
 }
 
 } // namespace

@@ -3,12 +3,15 @@
 #include "Display.h"
 #include "Files.h"
 #include "LibraryStatus.h"
+#include "RegText.h"
 #include "TextLists.h"
 #include "ToolError.h"
+#include "Utf.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <fmt/format.h>
+#include <iterator>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <set>
@@ -23,6 +26,9 @@ struct TextListRequest {
     std::string typeWord;
     std::vector<std::string> entries;
     std::string file;
+    bool allowEmpty = false;
+    bool merge = false;
+    bool dryRun = false;
 
     std::uint32_t type() const {
         const auto found = std::ranges::find(list.types, typeWord);
@@ -41,8 +47,8 @@ Texts readList(const TextListRequest& request) {
 
 void writeList(const TextListRequest& request, const Texts& texts) {
     if (texts.size() > request.list.mostEntries)
-        throw ToolError(ExitStatus::Failure, fmt::format("{}: {} records, at most {}", request.name(), texts.size(),
-                                                         request.list.mostEntries));
+        throw ToolError(ExitStatus::Usage, fmt::format("{}: {} records, at most {}", request.name(), texts.size(),
+                                                       request.list.mostEntries));
     checkStatus(request.list.write(request.type(), texts), request.name());
 }
 
@@ -61,51 +67,168 @@ void show(const TextListRequest& request) {
     writeFile(std::string(kStandardStream), lines);
 }
 
+/* Prints what was done, and the entries that were on the list already or weren't on it: that is no failure. */
+void report(const TextListRequest& request, const char* done, std::size_t count, const Texts& others,
+            const char* reason) {
+    if (request.options.json) {
+        Json document = {{done, count}, {reason, Json::array()}};
+        for (const std::string& other : others)
+            document[reason].push_back(other);
+        printJson(document);
+        return;
+    }
+    std::string lines;
+    for (const std::string& other : others)
+        lines += fmt::format("{}: {}\n", displayText(utf16FromArgument(other)), reason);
+    writeFile(std::string(kStandardStream), lines + fmt::format("{} {}\n", count, done));
+}
+
 void add(const TextListRequest& request) {
     Texts texts = readList(request);
+    const std::size_t before = texts.size();
+    Texts known;
     for (const std::string& entry : request.entries) {
         const std::string text = storedText(request.list, entry, request.list.noun);
         if (std::ranges::find(texts, text) != texts.end())
-            throw ToolError(ExitStatus::Failure, fmt::format("{} is on the {} already", entry, request.name()));
-        texts.push_back(text);
+            known.push_back(entry);
+        else
+            texts.push_back(text);
     }
-    writeList(request, texts);
+    if (texts.size() != before)
+        writeList(request, texts);
+    report(request, "added", texts.size() - before, known, "on the list already");
 }
 
 void remove(const TextListRequest& request) {
     Texts texts = readList(request);
+    const std::size_t before = texts.size();
+    Texts unknown;
     for (const std::string& entry : request.entries)
         if (std::erase(texts, storedText(request.list, entry, request.list.noun)) == 0)
-            throw ToolError(ExitStatus::Failure, fmt::format("{} isn't on the {}", entry, request.name()));
-    writeList(request, texts);
+            unknown.push_back(entry);
+    if (texts.size() != before)
+        writeList(request, texts);
+    report(request, "removed", before - texts.size(), unknown, "not on the list");
 }
 
-/* Empty lines are skipped. A line that can't be stored refuses the whole file. */
-void import(const TextListRequest& request) {
-    const std::string content = readFile(request.file);
-    Texts texts;
+/* A file has one entry on a line, without the blanks around it; empty lines and those that begin with # don't count. A
+   backslash takes its meaning from a #, a backslash or a blank at the beginning of an entry, and from a blank at its
+   end. */
+constexpr std::string_view kBlanks = " \t\r";
+
+bool isBlank(char c) {
+    return kBlanks.find(c) != std::string_view::npos;
+}
+
+bool isMarked(char first) {
+    return first == '#' || first == '\\' || isBlank(first);
+}
+
+std::string entryOf(std::string_view line) {
+    line.remove_prefix(std::min(line.find_first_not_of(kBlanks), line.size()));
+    if (line.starts_with('#'))
+        return {};
+    std::string entry;
+    if (line.size() > 1 && line.front() == '\\' && isMarked(line[1])) {
+        entry = line[1];
+        line.remove_prefix(2);
+    }
+    const std::size_t last = line.find_last_not_of(kBlanks);
+    if (last == std::string_view::npos)
+        return entry;
+    const bool endsInBlank = line[last] == '\\' && last + 1 < line.size();
+    entry += line.substr(0, last + (endsInBlank ? 0 : 1));
+    return endsInBlank ? entry + line[last + 1] : entry;
+}
+
+std::string lineOf(std::string entry) {
+    if (entry.size() > 1 && isBlank(entry.back()))
+        entry.insert(entry.size() - 1, "\\");
+    return isMarked(entry.front()) ? "\\" + entry : entry;
+}
+
+std::string textOfFile(const std::string& file) {
+    try {
+        return utf8FromUtf16(decodeText(readFile(file)));
+    } catch (const RegSyntaxError& error) {
+        throw ToolError(ExitStatus::Usage, fmt::format("line {}: {}", error.line(), error.what()));
+    }
+}
+
+struct Imported {
+    Texts texts; /* each of them once */
+    std::size_t duplicates = 0;
+};
+
+/* A line that can't be stored refuses the whole file. */
+Imported entriesOf(const TextListRequest& request) {
+    const std::string content = textOfFile(request.file);
+    Imported imported;
     std::set<std::string> known;
     std::size_t line = 0;
     for (std::size_t at = 0; at < content.size();) {
         const std::size_t end = std::min(content.find('\n', at), content.size());
-        std::string text = content.substr(at, end - at);
+        const std::string entry = entryOf(std::string_view(content).substr(at, end - at));
         at = end + 1;
         ++line;
-        if (text.ends_with('\r'))
-            text.pop_back();
-        if (text.empty())
+        if (entry.empty())
             continue;
-        texts.push_back(storedText(request.list, text, fmt::format("line {}", line)));
-        if (!known.insert(texts.back()).second)
-            throw ToolError(ExitStatus::Failure, fmt::format("line {}: {} is there twice", line, text));
+        const std::string text = storedText(request.list, entry, fmt::format("line {}", line));
+        if (known.insert(text).second)
+            imported.texts.push_back(text);
+        else
+            ++imported.duplicates;
     }
-    writeList(request, texts);
+    return imported;
+}
+
+/* Those of `texts` that aren't in `others`. */
+Texts without(const Texts& texts, const Texts& others) {
+    const std::set<std::string> known(others.begin(), others.end());
+    Texts rest;
+    std::ranges::copy_if(texts, std::back_inserter(rest),
+                         [&](const std::string& text) { return !known.contains(text); });
+    return rest;
+}
+
+void import(const TextListRequest& request) {
+    const Imported imported = entriesOf(request);
+    if (imported.texts.empty() && !request.allowEmpty && !request.merge)
+        throw ToolError(ExitStatus::Usage, "no entry is there; --allow-empty empties the list");
+    Texts before;
+    const std::int32_t status = request.list.read(request.type(), before);
+    if (request.merge && status != WDLT_E_FILE_NOT_FOUND) // otherwise what can't be read is replaced
+        checkStatus(status, request.name());
+    const Texts added = without(imported.texts, before);
+    Texts texts = imported.texts;
+    if (request.merge) {
+        texts = before;
+        texts.insert(texts.end(), added.begin(), added.end());
+    }
+    const std::size_t removed = without(before, texts).size();
+    if (!request.dryRun && (status != WDLT_OK || texts != before))
+        writeList(request, texts);
+    if (request.options.json) {
+        printJson({{"entries", texts.size()},
+                   {"added", added.size()},
+                   {"removed", removed},
+                   {"duplicates", imported.duplicates},
+                   {"stored", !request.dryRun}});
+        return;
+    }
+    fmt::print("{} entries: {} added, {} removed{}{}\n", texts.size(), added.size(), removed,
+               imported.duplicates == 0 ? "" : fmt::format(", {} were there twice", imported.duplicates),
+               request.dryRun ? "; nothing is stored" : "");
 }
 
 void exportTo(const TextListRequest& request) {
     std::string lines;
-    for (const std::string& text : readList(request))
-        lines += utf8FromNarrow(text) + "\n";
+    for (const std::string& text : readList(request)) {
+        if (text.find('\n') != std::string::npos)
+            throw ToolError(ExitStatus::Failed,
+                            fmt::format("{}: {} has a line's end inside", request.name(), displayNarrow(text)));
+        lines += lineOf(utf8FromNarrow(text)) + "\n";
+    }
     writeFile(request.file, lines);
 }
 
@@ -116,13 +239,16 @@ constexpr struct Verb {
     const char* help; /* followed by what the entries are */
     Operand operand;
     const char* operandHelp;
+    Needs needs;
     void (*run)(const TextListRequest& request);
 } kListVerbs[] = {
-    {"list", "Show", Operand::None, "", show},
-    {"add", "Add to", Operand::Entries, "What to add", add},
-    {"remove", "Remove from", Operand::Entries, "What to remove, as it stands on the list", remove},
-    {"import", "Replace by the lines of a file:", Operand::File, "The file, - for the standard input", import},
-    {"export", "Write to a file, one a line:", Operand::File, "The file, - for the standard output", exportTo},
+    {"list", "Show", Operand::None, "", Needs::Tree, show},
+    {"add", "Add to", Operand::Entries, "What to add", Needs::Change, add},
+    {"remove", "Remove from", Operand::Entries, "What to remove, as it stands on the list", Needs::Change, remove},
+    {"import", "Replace by the lines of a file:", Operand::File, "The file, - for the standard input", Needs::Change,
+     import},
+    {"export", "Write to a file, one a line:", Operand::File, "The file, - for the standard output", Needs::Tree,
+     exportTo},
 };
 
 } // namespace
@@ -140,7 +266,8 @@ std::string storedText(const TextList& list, const std::string& typed, const std
 void addTextListVerb(std::string_view name, const TextList& list, CLI::App& verb, const Options& options) {
     const auto* found = std::ranges::find(kListVerbs, name, &Verb::name);
     auto* command = verb.add_subcommand(std::string(list.name), fmt::format("{} {}", found->help, list.help));
-    const auto request = std::make_shared<TextListRequest>(TextListRequest{list, options, {}, {}, {}});
+    const auto request =
+        std::make_shared<TextListRequest>(TextListRequest{list, options, {}, {}, {}, false, false, false});
     if (!list.types.empty())
         command->add_option("LIST", request->typeWord, fmt::format("{}", fmt::join(list.types, " or ")))
             ->required()
@@ -149,7 +276,16 @@ void addTextListVerb(std::string_view name, const TextList& list, CLI::App& verb
         command->add_option(list.noun, request->entries, found->operandHelp)->required();
     if (found->operand == Operand::File)
         command->add_option("FILE", request->file, found->operandHelp)->required();
-    command->callback([request, run = found->run] { run(*request); });
+    if (found->run == import) {
+        command->add_flag("--merge", request->merge, "Add the lines to what is there");
+        command->add_flag("--allow-empty", request->allowEmpty, "Let a file without an entry empty the list");
+        command->add_flag("--dry-run", request->dryRun, "Tell what would change, store nothing");
+        command->footer(
+            "UTF-8 or UTF-16. Blanks around an entry, empty lines and lines that begin with # don't count; a "
+            "backslash before a #, a backslash or a blank at an entry's beginning, or before a blank at its "
+            "end, makes it part of the entry, as export writes it.");
+    }
+    runs(*command, found->needs, [request, run = found->run] { run(*request); });
 }
 
 } // namespace wdlt

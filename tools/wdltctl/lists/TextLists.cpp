@@ -1,7 +1,11 @@
 #include "TextLists.h"
 
 #include "FieldText.h"
+#include "LayerError.h"
+#include "LibraryStatus.h"
 #include "PrivacyStore.h"
+#include "RegistryKey.h"
+#include "Utf.h"
 
 #include <algorithm>
 #include <cstring>
@@ -61,7 +65,39 @@ std::int32_t writeUrls(std::uint32_t type, const Texts& texts) {
         texts, [&](const auto* records, auto count) { return WdltUrlfWriteRecordList(type, records, count); });
 }
 
+/* The library reads a spyware list whose file can't be opened as an empty one, and what is added to it would replace the
+   file. So the file is opened first, and held while the list is read. */
+class HeldSpywareFile {
+  public:
+    HeldSpywareFile() {
+        WdchSystemData system{};
+        std::uint64_t size = sizeof system;
+        checkStatus(WdltReadConfig(WDLT_PROTOCOL_SYSTEM, WDLT_SCAN_NONE, WDLT_CONFIG_DEFAULT, &system, &size),
+                    "system");
+        std::string name = "SpyAList.dat";
+        if (const auto key =
+                RegistryKey::openIfThere(u"SOFTWARE\\Halvermoor\\PLK\\Wardlet\\Scan\\Common\\Virus\\config"))
+            if (const auto value = key->value(u"WhiteList"); value && value->type == REG_SZ)
+                narrowFromUtf8(utf8FromUtf16(textOf(value->data)), name);
+        const std::string file = narrowOf(system.installPath) + name;
+        m_file = CreateFileA(file.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
+        const DWORD error = m_file == INVALID_HANDLE_VALUE ? GetLastError() : DWORD{ERROR_SUCCESS};
+        if (error != ERROR_SUCCESS && error != ERROR_FILE_NOT_FOUND && error != ERROR_PATH_NOT_FOUND)
+            throw LayerError(displayNarrow(file), static_cast<LONG>(error));
+    }
+    ~HeldSpywareFile() {
+        if (m_file != INVALID_HANDLE_VALUE)
+            CloseHandle(m_file);
+    }
+    HeldSpywareFile(const HeldSpywareFile&) = delete;
+    HeldSpywareFile& operator=(const HeldSpywareFile&) = delete;
+
+  private:
+    HANDLE m_file;
+};
+
 std::int32_t readSpyware(std::uint32_t type, Texts& texts) {
+    const HeldSpywareFile held;
     return readTexts<WdpeSpyRecord, &WdpeSpyRecord::szText>(
         WDLT_MAX_SPYWARE_RECORDS, texts,
         [&](auto* records, auto* count) { return WdltSpyReadRecordList(type, records, count); });
@@ -160,8 +196,8 @@ std::int32_t readExclusions(std::uint32_t, Texts& texts) {
 std::int32_t writeExclusions(std::uint32_t, const Texts& texts) {
     PrivacyExclusions old = PrivacyExclusions::read();
     if (texts.size() > old.head.dwExclusionItemMax)
-        throw ToolError(ExitStatus::Failure, fmt::format("exclusions list: {} records, at most {}", texts.size(),
-                                                         old.head.dwExclusionItemMax));
+        throw ToolError(ExitStatus::Usage, fmt::format("exclusions list: {} records, at most {}", texts.size(),
+                                                       old.head.dwExclusionItemMax));
     std::uint32_t next = 0;
     for (const PrivacyExclusionItem& item : old.items)
         next = std::max(next, item.dwExclusionId + 1);

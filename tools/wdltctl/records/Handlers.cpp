@@ -108,9 +108,9 @@ Handler findHandler(std::string_view nameOrType) {
             return std::move(handler);
         names += fmt::format("{}{} ({})", names.empty() ? "" : ", ", handler.name(), handler.head.type);
     }
-    throw ToolError(ExitStatus::Failure, names.empty()
-                                             ? "no handler is there; wdltctl init lays down those of an installation"
-                                             : fmt::format("{}: no such handler; there is {}", nameOrType, names));
+    throw ToolError(ExitStatus::Usage, names.empty()
+                                           ? "no handler is there"
+                                           : fmt::format("{}: no such handler; there is {}", nameOrType, names));
 }
 
 std::optional<bool> itemIsOn(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input) {

@@ -1,6 +1,7 @@
 /* check-url: whether URLs are on one of the URL filter's lists. */
 
 #include "Files.h"
+#include "LibraryStatus.h"
 #include "TextLists.h"
 #include "ToolError.h"
 
@@ -9,6 +10,7 @@
 #include <fmt/format.h>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <wdltcfg/status.h>
 #include <wdltcfg/wdltcfg.h>
 
 namespace wdlt {
@@ -24,21 +26,28 @@ void checkUrls(const CheckArguments& arguments, const Options& options) {
     Json document = Json::object();
     std::string text;
     std::size_t missing = 0;
+    std::int32_t failure = WDLT_OK;
     for (const std::string& url : arguments.urls) {
         WdpeUrlfUrlRecord record{};
         storedText(list, url, list.noun).copy(record.szUrl, list.mostBytes);
-        const bool isOn =
-            WdltUrlfIsRecordExists(arguments.list == "white" ? WDLT_LIST_WHITE : WDLT_LIST_BLACK, &record) == 1;
-        missing += isOn ? 0 : 1;
-        document[url] = isOn;
-        text += fmt::format("{}: {}\n", url, isOn ? "on the list" : "not on the list");
+        const std::int32_t answer =
+            WdltUrlfIsRecordExists(arguments.list == "white" ? WDLT_LIST_WHITE : WDLT_LIST_BLACK, &record);
+        failure = std::min(failure, answer);
+        missing += answer == 0 ? 1 : 0;
+        document[url] = answer < 0 ? Json(nullptr) : Json(answer != 0);
+        text += fmt::format("{}: {}\n", url,
+                            answer < 0    ? "can't be told"
+                            : answer == 0 ? "not on the list"
+                                          : "on the list");
     }
     if (options.json)
         printJson(document);
     else
         writeFile(std::string(kStandardStream), text);
+    if (failure != WDLT_OK)
+        throw ToolError(ExitStatus::Unknown, fmt::format("the {} list: {}", arguments.list, statusText(failure)));
     if (missing != 0)
-        throw ToolError(ExitStatus::Failure,
+        throw ToolError(ExitStatus::No,
                         fmt::format("{} of {} not on the {} list", missing, arguments.urls.size(), arguments.list));
 }
 
@@ -51,8 +60,8 @@ void addCheckUrl(CLI::App& app, const Options& options) {
     verb->add_option("--list", arguments->list, "white or black")->required()->check(CLI::IsMember({"white", "black"}));
     verb->footer(
         "The running service is asked; without one the list's file decides. Exit status 0 when all of them are "
-        "on the list, 1 when not.");
-    verb->callback([arguments, &options] { checkUrls(*arguments, options); });
+        "on the list, 1 when one isn't, 3 when it can't be told.");
+    runs(*verb, Needs::Tree, [arguments, &options] { checkUrls(*arguments, options); });
 }
 
 } // namespace wdlt

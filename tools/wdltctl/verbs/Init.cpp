@@ -1,9 +1,11 @@
 /* init: sets up a fresh installation: first its directories and privacy database, then the tree, in one transaction.
    Uses the layer, not the library, whose writes need an existing tree. */
 
+#include "ChangeLock.h"
 #include "Display.h"
 #include "FreshDatabase.h"
 #include "FreshTree.h"
+#include "HomeLook.h"
 #include "KeyPath.h"
 #include "LayerError.h"
 #include "RegTransfer.h"
@@ -85,7 +87,7 @@ void makeDatabase(const std::u16string& path, bool force) {
     std::string name;
     narrowFromUtf8(utf8FromUtf16(path), name);
     if (!force && GetFileAttributesA(name.c_str()) != INVALID_FILE_ATTRIBUTES)
-        throw ToolError(ExitStatus::Failure,
+        throw ToolError(ExitStatus::Failed,
                         fmt::format("{} is there already; --force replaces it", utf8FromUtf16(path)));
     const std::string bytes = freshPrivacyDatabase();
     if (WdReplaceContent(name.c_str(), bytes.data(), static_cast<DWORD>(bytes.size())) == FALSE)
@@ -131,12 +133,14 @@ void init(const InitArguments& arguments, const Options& options) {
     for (const RegKey& key : document.keys)
         valueCount += key.values.size();
 
+    std::string home;
+    lookAtHome(home);
+    const ChangeLock lock;
     const std::u16string base(kBasePath);
     if (arguments.force)
         document.keys.insert(document.keys.begin(), RegKey{base, {}, true});
     else if (holdsValues(base))
-        throw ToolError(ExitStatus::Failure,
-                        fmt::format("{} is there already; --force replaces it", fullKeyName(base)));
+        throw ToolError(ExitStatus::Failed, fmt::format("{} is there already; --force replaces it", fullKeyName(base)));
     for (const auto& [name, path] : folders)
         makeFolder(path);
     makeDatabase(install + textOf(valueOf(document, kPrivacyPath, u"DataBaseName").data), arguments.force);

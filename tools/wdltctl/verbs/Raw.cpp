@@ -84,7 +84,7 @@ std::uint64_t queryRecordSize(const Address& address) {
     if (reply.status != WDLT_E_BUFFER_SIZE)
         checkStatus(reply.status);
     if (reply.size > kMaxRecordBytes)
-        throw ToolError(ExitStatus::Failure, fmt::format("the address asks for {} bytes", reply.size));
+        throw ToolError(ExitStatus::Failed, fmt::format("the address asks for {} bytes", reply.size));
     return reply.size;
 }
 
@@ -157,13 +157,13 @@ void addRaw(CLI::App& app, const Options& options) {
     addAddress(readVerb, *arguments);
     readVerb->add_option("--size", arguments->size, "Read with this size, without asking for it");
     readVerb->add_option("--out", arguments->file, "File for the bytes, - for the standard output");
-    readVerb->callback([arguments, &options] { rawRead(*arguments, options); });
+    runs(*readVerb, Needs::Tree, [arguments, &options] { rawRead(*arguments, options); });
 
     auto* writeVerb = raw->add_subcommand("write", "Write a record, as it is");
     addAddress(writeVerb, *arguments);
     writeVerb->add_option("FILE", arguments->file, "File with the record's bytes, - for the standard input")
         ->required();
-    writeVerb->callback([arguments, &options] { rawWrite(*arguments, options); });
+    runs(*writeVerb, Needs::Change, [arguments, &options] { rawWrite(*arguments, options); });
 }
 
 } // namespace wdlt

@@ -136,7 +136,7 @@ void addGet(CLI::App& app, const Options& options) {
     verb->add_option("RECORD", arguments->record, "Name of the record")->required();
     verb->add_option("FIELD", arguments->rest, "Name of a field; before it, which of several records")->expected(0, 2);
     verb->footer(recordHelp(false));
-    verb->callback([arguments, &options] { get({arguments->record, arguments->rest}, options); });
+    runs(*verb, Needs::Tree, [arguments, &options] { get({arguments->record, arguments->rest}, options); });
 }
 
 void addSet(CLI::App& app, const Options& options) {
@@ -151,7 +151,7 @@ void addSet(CLI::App& app, const Options& options) {
                      "Fields with their new values; before them, which of several records")
         ->required();
     verb->footer(recordHelp(true));
-    verb->callback([arguments, &options] { set({arguments->record, arguments->rest}, options); });
+    runs(*verb, Needs::Change, [arguments, &options] { set({arguments->record, arguments->rest}, options); });
 }
 
 } // namespace wdlt

@@ -48,7 +48,7 @@ void printStatus(const std::vector<Handler>& handlers) {
     }
     printTable(rows);
     if (handlers.empty()) {
-        fmt::print("\nNo handler is there; wdltctl init lays down those of an installation.\n");
+        fmt::print("\nNo handler is there.\n");
         return;
     }
     rows = {{"HANDLER", "TYPE", "STATE", "ITEMS THAT ARE ON"}};
@@ -91,7 +91,7 @@ void addStatus(CLI::App& app, const Options& options) {
     auto* verb = app.add_subcommand("status", "Show every feature and handler, on or off");
     verb->footer("A feature with a scan item is on when that and its handler are on. \"not available\": whether it is "
                  "on can't be read.");
-    verb->callback([&options] { status(options); });
+    runs(*verb, Needs::Tree, [&options] { status(options); });
 }
 
 } // namespace wdlt

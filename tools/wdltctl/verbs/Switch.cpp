@@ -152,9 +152,12 @@ void switchFeature(const SwitchArguments& arguments, bool on, const Options& opt
     const Outcome outcome = run(feature, selection, on);
     // A failure may follow a change: print the change first.
     printOutcome(feature, outcome, on, options);
-    if (outcome.status != WDLT_OK)
-        checkStatus(outcome.status, missingHandlers(feature.needsWeb ? urlFilterPlaces()
-                                                                     : std::span<const FeatureItem>(selection.places)));
+    const std::string missing =
+        missingHandlers(feature.needsWeb ? urlFilterPlaces() : std::span<const FeatureItem>(selection.places));
+    if (outcome.status < WDLT_OK && outcome.status != WDLT_E_NO_ANSWER && !outcome.changes.empty())
+        throw ToolError(ExitStatus::Partial,
+                        fmt::format("{}{}{}", statusText(outcome.status), missing.empty() ? "" : ": ", missing));
+    checkStatus(outcome.status, missing);
 }
 
 void addVerb(CLI::App& app, const Options& options, const char* name, const char* help, bool on) {
@@ -175,7 +178,7 @@ void addVerb(CLI::App& app, const Options& options, const char* name, const char
                             "scan items is. https and drs switch the URL filter and the plug-in manager on before "
                             "themselves, and off never. Each change is told to the running service, which may take a "
                             "minute to answer.");
-    verb->callback([arguments, on, &options] { switchFeature(*arguments, on, options); });
+    runs(*verb, Needs::Change, [arguments, on, &options] { switchFeature(*arguments, on, options); });
 }
 
 } // namespace

@@ -1,0 +1,32 @@
+#include "ChangeLock.h"
+
+#include "LayerError.h"
+
+#include <cstdio>
+#include <unistd.h>
+
+namespace wdlt {
+
+ChangeLock::ChangeLock() : m_mutex(CreateMutexA(nullptr, FALSE, kName)) {
+    constexpr DWORD kUntold = 500;
+    if (m_mutex == nullptr)
+        throw LayerError(kName, static_cast<LONG>(GetLastError()));
+    DWORD result = WaitForSingleObject(m_mutex, kUntold);
+    if (result == WAIT_TIMEOUT) {
+        if (::isatty(STDERR_FILENO) == 1)
+            std::fputs("waiting for another change of these settings\n", stderr);
+        result = WaitForSingleObject(m_mutex, INFINITE);
+    }
+    if (result != WAIT_FAILED)
+        return;
+    const auto error = static_cast<LONG>(GetLastError());
+    CloseHandle(m_mutex);
+    throw LayerError(kName, error);
+}
+
+ChangeLock::~ChangeLock() {
+    ReleaseMutex(m_mutex);
+    CloseHandle(m_mutex);
+}
+
+} // namespace wdlt
