@@ -50,15 +50,15 @@ run() {
     [[ $output == *"$text"* ]] || fail "expected \"$text\" from: $*"
 }
 
-# refused TEXT COMMAND...: the command ends with status 1, TEXT on standard error and, unless printed_too is set, no
+# refused STATUS TEXT COMMAND...: the command ends with STATUS, TEXT on standard error and, unless printed_too is set, no
 # output.
 refused() {
-    local text=$1 status=0
-    shift
+    local wanted=$1 text=$2 status=0
+    shift 2
     show "$@"
     output=$("$@" 2>"$home/refusal") || status=$?
     cat "$home/refusal"
-    [ "$status" -eq 1 ] || fail "status $status, not 1, from: $*"
+    [ "$status" -eq "$wanted" ] || fail "status $status, not $wanted, from: $*"
     printf '%s' "${output:+$output
 }"
     [ -z "$output" ] || [ -n "${printed_too:-}" ] || fail "output from a refused command: $*"
@@ -93,7 +93,7 @@ base='HKLM\SOFTWARE\Halvermoor\PLK\Wardlet'
 
 step "A fresh installation's settings"
 run 'laid down' wdltctl init --install 'D:\Wardlet'
-refused 'there already' wdltctl init
+refused 5 'there already' wdltctl init
 run '[SMTP]' wdltreg query "$base\\ProtocolHandler"
 run 'ReceiveTimeout = REG_DWORD 0' wdltreg tree "$base\\ProtocolHandler\\HTTP"
 
@@ -149,7 +149,7 @@ run 'utf-8    e5 b1 b1 e7 94 b0 e5 a4 aa e9 83 8e' wdltctl --secrets list patter
 run '1: can be searched for' wdltctl verify '山田太郎'
 run '' wdltreg set "$base\\Scan\\Common\\PrivacyProtection\\config" CharSetEntry REG_DWORD 0x19 # adds iso-8859-1
 printed_too=1
-refused "1 of 1 can't be searched for" wdltctl verify '山田太郎'
+refused 1 "1 of 1 can't be searched for" wdltctl verify '山田太郎'
 printed_too=
 
 step "URLs against a list: from its file, and from the running service"
@@ -159,7 +159,7 @@ run '' wdltctl import urls black "$home/urls"
 run 'test.example' wdltctl list urls black
 run 'http://www.example.com/a: on the list' wdltctl check-url http://www.example.com/a --list black
 printed_too=1
-refused 'not on the black list' wdltctl check-url http://test.example/other --list black
+refused 1 'not on the black list' wdltctl check-url http://test.example/other --list black
 printed_too=
 start_peer
 run 'on the list' wdltctl check-url http://test.example/page --list black
@@ -191,7 +191,7 @@ show timeout 0.5 wdltctl status
 timeout 0.5 wdltctl status || status=$?
 [ "$status" -eq 124 ] || fail "status $status, not 124: nobody held the lock"
 end_peer
-echo '$ kill -KILL %1'
+echo "\$ kill -KILL $writer"
 begin=${EPOCHREALTIME/[.,]/}
 { kill -KILL "$writer" && wait "$writer"; } 2>/dev/null || true
 writer=
@@ -210,11 +210,11 @@ for section in ServiceSession InteractiveSession; do
 done >"$home/Wardlet.ini"
 
 step "A wrong size is refused, and the needed one told"
-refused 'the record takes 864 bytes' wdltctl raw read 10000 0 --size 100
-refused 'status -1' wdltctl raw write 10000 0 share/wardlet.reg
+refused 5 'the record takes 864 bytes' wdltctl raw read 10000 0 --size 100
+refused 5 'status -1' wdltctl raw write 10000 0 share/wardlet.reg
 
 step "An address without a helper is refused"
-refused 'status -1' wdltctl raw read 4 0
+refused 5 'status -1' wdltctl raw read 4 0
 
 step "What the library logged about it"
 run 'No config helper [protocol=4, scan=00000000]' cat "$home/wdltdemo.log"
