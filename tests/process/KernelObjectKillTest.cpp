@@ -11,7 +11,11 @@
 
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
+#include <fstream>
 #include <set>
+#include <string>
+#include <sys/stat.h>
 
 namespace {
 
@@ -144,6 +148,18 @@ TEST_P(KernelObjectDeath, AtEachStepAndEachSystemCall) {
 
 INSTANTIATE_TEST_SUITE_P(Deeds, KernelObjectDeath, testing::ValuesIn(kDeeds));
 
+// How many sleep until they get a file lock that another has.
+std::size_t lockWaiters(const std::filesystem::path& file) {
+    struct stat status {};
+    stat(file.c_str(), &status);
+    const std::string inode = ":" + std::to_string(status.st_ino) + " ";
+    std::ifstream locks("/proc/locks");
+    std::size_t waiters = 0;
+    for (std::string line; std::getline(locks, line);)
+        waiters += line.find("->") != line.npos && line.find(inode) != line.npos ? 1 : 0;
+    return waiters;
+}
+
 // A dead process left an object that looks whole. A creator finds another process at the file, which leaves without
 // recreating the object, and a third one that gets the file lock at the same time: though not alone at the file, the
 // creator must not take the dead object for a live one.
@@ -179,7 +195,8 @@ TEST_F(KernelObjectKill, ADeadObjectIsNeverJoined) {
         });
         while (*timesOpened < 1)
             std::this_thread::yield();
-        std::this_thread::sleep_for(std::chrono::milliseconds(20)); // until both wait for the lock
+        while (lockWaiters(objectsFolder() / "map") < 1) // the third; the creator asks again and again
+            std::this_thread::yield();
         EXPECT_EQ(inTheWay.end(), 0);
         while (*timesOpened < 2 && !creator.hasEnded())
             std::this_thread::yield();
