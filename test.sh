@@ -56,6 +56,10 @@ tidy() {
     cmake --preset clang -B build/tidy -DWDLT_BUILD_TESTS=OFF -DWDLT_QUICK_BUILD=ON \
         -DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON -DCMAKE_UNITY_BUILD_BATCH_SIZE=16 >/dev/null && tests/gates/tidy.sh build/tidy "$jobs"
 }
+each_source() {
+    cmake --preset release -B build/each -DWDLT_BUILD_TESTS=OFF -DWDLT_QUICK_BUILD=OFF >/dev/null &&
+        tests/gates/each_source.sh build/each "$jobs"
+}
 storms() { WDLT_STORM_SECONDS=12 "$1/process_config_tests"; }
 
 stage "build" 6 build all release -DWDLT_BUILD_TESTS=ON
@@ -68,6 +72,7 @@ if $all; then
     stage "model" 2 tests/gates/model.sh "$jobs"
     stage "storms" 1 storms build/release/bin
     stage "format" 1 bash -c "git ls-files '*.cpp' '*.h' '*.c' | xargs clang-format --dry-run --Werror"
+    stage "each source" 2 each_source
     stage "clang-tidy" 8 tidy
     # clang's warnings and its thread-safety analysis are errors in this build and the next.
     stage "asan build" 5 build all asan

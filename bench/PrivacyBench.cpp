@@ -127,9 +127,10 @@ class Workbench {
         for (const PrivacyViewItem& item : items)
             for (std::uint32_t bit = 1; bit != 0; bit <<= 1)
                 if ((charSets & bit) != 0)
-                    converter.ConvertResource(output.data(), item.szPrivacyData,
-                                              wdlt::PrivacyDatabase::GetEnumCharSetType(WDLT_CHARSET_UTF_8),
-                                              wdlt::PrivacyDatabase::GetEnumCharSetType(bit), 128);
+                    benchmark::DoNotOptimize(
+                        converter.ConvertResource(output.data(), item.szPrivacyData,
+                                                  wdlt::PrivacyDatabase::GetEnumCharSetType(WDLT_CHARSET_UTF_8),
+                                                  wdlt::PrivacyDatabase::GetEnumCharSetType(bit), 128));
         converter.UnInitialize();
     }
     static void startConverter() {
