@@ -160,7 +160,7 @@ WdpeHosfHostRecord hostOf(const std::string& text) {
     return host;
 }
 
-std::string textOf(const WdpeHosfHostRecord& host) {
+std::string shownHost(const WdpeHosfHostRecord& host) {
     const std::span bytes(host.byHost);
     const auto end = std::find(bytes.begin(), bytes.end(), BYTE{0});
     const auto isControl = [](BYTE byte) { return byte < 0x20 || byte == 0x7F; };
@@ -177,7 +177,7 @@ std::int32_t readHosts(std::uint32_t, Texts& texts) {
         return WdltHosfReadRecordList(records, count);
     });
     for (const WdpeHosfHostRecord& host : hosts)
-        texts.push_back(textOf(host));
+        texts.push_back(shownHost(host));
     return status;
 }
 std::int32_t writeHosts(std::uint32_t, const Texts& texts) {
