@@ -26,7 +26,7 @@ namespace {
 void lookAtTree() {
     std::string path;
     if (lookAtHome(path)) {
-        const auto base = RegistryKey::openIfThere(u"SOFTWARE\\Halvermoor\\PLK\\Wardlet");
+        const auto base = RegistryKey::openIfThere(std::u16string(kBasePath));
         // Merely asking for the plug-in manager's switches makes keys: only values are an installation.
         if (base && !base->values().empty())
             return;

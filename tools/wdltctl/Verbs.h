@@ -5,6 +5,7 @@
 #include "RecordFields.h"
 
 #include <functional>
+#include <string_view>
 
 namespace CLI {
 class App;
@@ -17,6 +18,9 @@ struct Options {
     bool json = false;
     bool secrets = false;
 };
+
+/* The key of all settings. */
+inline constexpr std::u16string_view kBasePath = u"SOFTWARE\\Halvermoor\\PLK\\Wardlet";
 
 /* What a verb needs of the home. */
 enum class Needs {

@@ -119,15 +119,21 @@ void removeRules(const RuleArguments& arguments) {
             indexes.push_back(indexOf(rule, rules));
     }
     std::size_t removed = 0;
+    std::int32_t untold = WDLT_OK; // a rule that the service didn't hear of is removed all the same
     for (const std::uint32_t index : indexes) {
         const std::int32_t status = WdltDeleteDRSWhiteListItem(index);
-        if (status != WDLT_OK && removed != 0) {
+        const std::string what = index == 0 ? "all rules" : fmt::format("rule {}", index);
+        if (status == WDLT_E_NO_ANSWER) {
+            untold = status;
+        } else if (status != WDLT_OK && removed != 0) {
             fmt::print("{} removed\n", removed);
-            throw ToolError(ExitStatus::Partial, fmt::format("rule {}: {}", index, statusText(status)));
+            throw ToolError(ExitStatus::Partial, fmt::format("{}: {}", what, statusText(status)));
+        } else {
+            checkStatus(status, what);
         }
-        checkStatus(status, index == 0 ? "all rules" : fmt::format("rule {}", index));
         ++removed;
     }
+    checkStatus(untold, fmt::format("{} removed", arguments.all ? "all rules" : std::to_string(removed)));
 }
 
 void addRuleList(CLI::App& verb, const Options& options) {

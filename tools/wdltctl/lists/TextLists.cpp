@@ -75,8 +75,7 @@ class HeldSpywareFile {
         checkStatus(WdltReadConfig(WDLT_PROTOCOL_SYSTEM, WDLT_SCAN_NONE, WDLT_CONFIG_DEFAULT, &system, &size),
                     "system");
         std::string name = "SpyAList.dat";
-        if (const auto key =
-                RegistryKey::openIfThere(u"SOFTWARE\\Halvermoor\\PLK\\Wardlet\\Scan\\Common\\Virus\\config"))
+        if (const auto key = RegistryKey::openIfThere(std::u16string(kBasePath) + u"\\Scan\\Common\\Virus\\config"))
             if (const auto value = key->value(u"WhiteList"); value && value->type == REG_SZ)
                 narrowFromUtf8(utf8FromUtf16(textOf(value->data)), name);
         const std::string file = narrowOf(system.installPath) + name;

@@ -27,7 +27,6 @@
 namespace wdlt {
 namespace {
 
-constexpr std::u16string_view kBasePath = u"SOFTWARE\\Halvermoor\\PLK\\Wardlet";
 constexpr std::u16string_view kPrivacyPath =
     u"SOFTWARE\\Halvermoor\\PLK\\Wardlet\\Scan\\Common\\PrivacyProtection\\config";
 constexpr const char* kDefaultInstall = "C:\\Program Files\\Wardlet";
