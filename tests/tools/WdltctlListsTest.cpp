@@ -120,6 +120,18 @@ TEST_F(WdltctlLists, ExclusionsKeepTheirNumbers) {
     EXPECT_EQ(done("export exclusions -"), "d\nc\na\n");
 }
 
+TEST_F(WdltctlLists, RulesGoToTheLastThoughTheServiceHearsOfNone) {
+    done("add rules a");
+    done("add rules b");
+    const TimeScale scale("0.005");
+    RunningProgram peer({"wardlet-peer", "--silent", "drs"});
+    ASSERT_THAT(peer.readLine(), HasSubstr("ready"));
+    const ProgramResult removed = typed("remove rules a b");
+    EXPECT_EQ(removed.status, 4);
+    EXPECT_THAT(removed.err, HasSubstr("2 removed"));
+    EXPECT_EQ(doneJson("list rules"), json::array());
+}
+
 TEST_F(WdltctlLists, UrlsAreCheckedWithAndWithoutTheService) {
     const TimeScale scale("0.05"); // shortens the wait for an answer
     done("add urls black *a.b/*");

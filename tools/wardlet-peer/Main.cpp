@@ -31,7 +31,7 @@ constexpr const char* kExplanation =
     "  wardlet-peer --silent config            a service that hangs: each change takes its caller a minute\n"
     "  wardlet-peer --once --reply 1           answers one question with 1, then ends\n"
     "Ends by SIGTERM or SIGINT, its objects with it. Waits are scaled by WARDLET_TIME_SCALE, --delay too.\n"
-    "Exit status: 0 ended, 1 failed (another service runs in this home), 2 wrong usage.";
+    "Exit status: 0 ended, 5 failed (another service runs in this home), 2 wrong usage.";
 
 struct Arguments {
     std::vector<std::string> silent;
