@@ -1,6 +1,6 @@
 /* Every record that crosses the library's boundary, through a feature function or through WdltReadConfig and
    WdltWriteConfig. The layouts are part of the interface: 64-bit little-endian, natural alignment, checked by the
-   compiler at the end of this file. C11 and C++11 or later.
+   compiler below each record. C11 and C++11 or later.
 
    In every record: texts are zero-terminated within their field, narrow ones in the system code page, wide ones in
    UTF-16. A text that fills its field up to the terminator can be read back, unless a comment gives a smaller limit. A
@@ -34,6 +34,15 @@ typedef uint_least16_t wdlt_wchar; /* the element type of u"…" */
 /* The largest size limit of the scans of mail, web mail and files. */
 #define WDLT_MAX_SCAN_SIZE UINT32_C(0x9FFFF)
 
+/* The compiler of a caller holds each record's size, and the offsets that depend on alignment or a reserved field. */
+#ifdef __cplusplus
+#define WDLT_CHECK(condition) static_assert(condition, #condition)
+#else
+#define WDLT_CHECK(condition) _Static_assert(condition, #condition)
+#endif
+#define WDLT_SIZE(record, size) WDLT_CHECK(sizeof(record) == (size))
+#define WDLT_AT(record, field, offset) WDLT_CHECK(offsetof(record, field) == (offset))
+
 /* The service, its handlers and scan items: system views. */
 
 /* (10000, 0). A write stores proxyPort, the three paths and bmFlag; the rest is read only. */
@@ -48,6 +57,11 @@ typedef struct WdchSystemData {
     uint32_t defRedirectFlag;
     uint32_t tcpAutoTuningLevel; /* 2 when unset */
 } WdchSystemData;
+WDLT_SIZE(WdchSystemData, 864);
+WDLT_AT(WdchSystemData, installPath, 2);
+WDLT_AT(WdchSystemData, bmFlag, 784);
+WDLT_AT(WdchSystemData, handlerTypes, 792);
+WDLT_AT(WdchSystemData, defRedirectFlag, 856);
 
 /* One redirect of a handler: for a session, the process, image or port it applies to. */
 typedef struct WdchSystemRedirect {
@@ -65,6 +79,16 @@ typedef struct WdchSystemRedirect {
     char process[16];      /* written without a terminator, it is cut to 15 bytes */
     wdlt_wchar image[300]; /* likewise, to 299 units */
 } WdchSystemRedirect;
+WDLT_SIZE(WdchSystemRedirect, 768);
+WDLT_AT(WdchSystemRedirect, sessionType, 96);
+WDLT_AT(WdchSystemRedirect, cancelAfMask, 120);
+WDLT_AT(WdchSystemRedirect, direction, 124);
+WDLT_AT(WdchSystemRedirect, port, 128);
+WDLT_AT(WdchSystemRedirect, flagPresent, 132);
+WDLT_AT(WdchSystemRedirect, flag, 136);
+WDLT_AT(WdchSystemRedirect, tcpAutoTuningLevel, 140);
+WDLT_AT(WdchSystemRedirect, process, 152);
+WDLT_AT(WdchSystemRedirect, image, 168);
 
 #define WDLT_REDIRECT_IMAGE UINT32_C(0x10)
 
@@ -82,17 +106,25 @@ typedef struct WdchSystemProtocolHandler {
     uint32_t redirectCount;        /* read only */
     WdchSystemRedirect* redirects; /* read only: the first one, inside the buffer that was read into */
 } WdchSystemProtocolHandler;
+WDLT_SIZE(WdchSystemProtocolHandler, 328);
+WDLT_AT(WdchSystemProtocolHandler, filename, 31);
+WDLT_AT(WdchSystemProtocolHandler, type, 292);
+WDLT_AT(WdchSystemProtocolHandler, scan, 300);
+WDLT_AT(WdchSystemProtocolHandler, dependentScanEngine, 312);
+WDLT_AT(WdchSystemProtocolHandler, redirects, 320);
 
 /* (10000 + p, scan): the switch of a scan item. */
 typedef struct WdchSystemScan {
     uint32_t enable;
     char logExtension[256];
 } WdchSystemScan;
+WDLT_SIZE(WdchSystemScan, 260);
 
 /* (10000, scan): the item's file, for all protocols. */
 typedef struct WdchSystemScanCommon {
     char filename[260];
 } WdchSystemScanCommon;
+WDLT_SIZE(WdchSystemScanCommon, 260);
 
 /* Virus and spyware scan. */
 
@@ -109,6 +141,7 @@ typedef struct WdpeVsData {
     uint32_t dwSpywareScan;
     uint32_t dwSpywareAction;
 } WdpeVsData;
+WDLT_SIZE(WdpeVsData, 40);
 
 /* (0, WDLT_SCAN_VIRUS, 0) */
 typedef struct WdpeVsCommon {
@@ -118,16 +151,20 @@ typedef struct WdpeVsCommon {
     uint32_t dwPurgeBadPattern;
     uint32_t dwEngineType; /* read only */
 } WdpeVsCommon;
+WDLT_SIZE(WdpeVsCommon, 276);
+WDLT_AT(WdpeVsCommon, dwKeepNumber, 264);
 
 typedef struct WdpeSpyRecord {
     char szText[129]; /* 1 to 128 bytes */
 } WdpeSpyRecord;
+WDLT_SIZE(WdpeSpyRecord, 129);
 
 typedef struct WdpeSpyList {
     uint32_t dwListType; /* 0, set before a read too */
     uint32_t dwNumOfRecords;
     WdpeSpyRecord records[WDLT_MAX_SPYWARE_RECORDS];
 } WdpeSpyList;
+WDLT_SIZE(WdpeSpyList, 33032);
 
 /* Of WdltPvs…, WdltSvs…, WdltWmvs… and WdltHfsVirus… */
 typedef struct WdltVsConfig {
@@ -141,6 +178,7 @@ typedef struct WdltVsConfig {
     uint32_t dwSpywareScan;
     uint32_t dwSpywareAction;
 } WdltVsConfig;
+WDLT_SIZE(WdltVsConfig, 36);
 
 /* HTTP file scan. */
 
@@ -152,204 +190,18 @@ typedef struct WdpeHttpFileScanData {
     char szTargetTypes[256];
     uint8_t reserved[4];
 } WdpeHttpFileScanData;
+WDLT_SIZE(WdpeHttpFileScanData, 272);
+WDLT_AT(WdpeHttpFileScanData, szTargetTypes, 12);
 
 typedef struct WdltHfsConfig {
     uint32_t dwHttpActionMode;
     uint32_t dwActionSizeThreshold;
     char szTargetTypes[256];
 } WdltHfsConfig;
+WDLT_SIZE(WdltHfsConfig, 264);
 
-/* URL filter: (0, WDLT_SCAN_URL_FILTER). */
-
-typedef struct WdpeUrlfData {
-    uint32_t dwMode;
-    uint32_t dwEnableServerLookup;
-    char szBlockCategoryGroups[768]; /* at most 766 bytes can be read back */
-    uint32_t dwEnableProxy;
-    char szProxyServer[257];   /* at most 256 bytes */
-    uint32_t dwProxyPort;      /* 80 when unset */
-    char szProxyUser[128];     /* plain here, enciphered in the store */
-    char szProxyPassword[128]; /* likewise */
-    uint32_t dwEnableCategoryChk;
-    uint32_t dwEnablePharm;
-    uint32_t dwCategoryNonBlock;
-    uint32_t dwPharmingNonBlock;
-    uint32_t dwNotifyAll;
-    uint32_t dwEnableCredibilityChk;
-    uint32_t dwCredibilityNonBlock;
-    int32_t dwUserDefinedCredLevel; /* -1 when unset */
-    uint32_t dwUseCredibilityScore;
-    int32_t dwCredScoreThresHold; /* -1 when unset */
-    uint32_t dwEnablePhishChk;
-    uint32_t dwPhishNonBlock;
-    char szBlockPhishCategoryGrps[768]; /* as szBlockCategoryGroups */
-    uint32_t dwEnableWdlDns;            /* 1 when unset */
-    uint32_t dwEnableWdufeDns;          /* 1 when unset */
-} WdpeUrlfData;
-
-/* Read only; a write of its config type takes a WdpeUrlfRSInfo. */
-typedef struct WdpeUrlfFullData {
-    WdpeUrlfData settings;
-    uint32_t dwCacheSize;
-    uint32_t dwCacheLifetime;
-    char szLookupServer[257];
-    uint32_t dwLookupPort; /* 80 when unset */
-    char szLookupVID[256];
-    uint32_t dwLookupTimeout;
-    char szExclusionExtensions[768];
-    uint32_t dwErrMode;
-    uint32_t dwRatingType;
-    uint32_t dwEnableWDUFELog;
-    uint32_t dwWDUFELogLevel;
-} WdpeUrlfFullData;
-
-/* Read only, as WdpeUrlfFullData. */
-typedef struct WdpeUrlfDrsData {
-    WdpeUrlfFullData full;
-    uint32_t dwDRSScoreThresHold; /* 0 when unset */
-    uint32_t dwDRSCredBlock;      /* 1 when unset */
-    uint32_t dwSize;              /* of this record, in bytes */
-} WdpeUrlfDrsData;
-
-/* The rating server. */
-typedef struct WdpeUrlfRSInfo {
-    char szRatingServer[257]; /* stored as LookupServer */
-    uint32_t dwRatingPort;    /* stored as LookupPort */
-} WdpeUrlfRSInfo;
-
-/* The check of untested URLs: flags, 0 or 1 on read and in the store. */
-typedef struct WdpeUrlfUUC {
-    uint32_t dwEnableUntestedURLChk;
-    uint32_t dwBlockUntestedURL;
-    uint32_t dwUntestedURLNonBlock;
-} WdpeUrlfUUC;
-
-/* The record's size is dwSize + 12, although the data begins at byte 8: the last four bytes are unused. */
-typedef struct WdpeUrlfExtraHeader {
-    uint32_t dwVersion; /* 0 asks for the supported version; else WDLT_EXTRA_HEADER_VERSION */
-    uint32_t dwSize;    /* bytes of data */
-    uint8_t byData[4];  /* the first of dwSize bytes */
-} WdpeUrlfExtraHeader;
-
-#define WDLT_EXTRA_HEADER_VERSION 1
-
-/* A URL pattern of a list, or a URL to be looked up. */
-typedef struct WdpeUrlfUrlRecord {
-    char szUrl[2084]; /* 1 to 2083 bytes */
-} WdpeUrlfUrlRecord;
-
-typedef struct WdpeUrlfUrlList {
-    uint32_t dwListType; /* WDLT_LIST_WHITE or _BLACK, set before a read too */
-    uint32_t dwNumOfRecords;
-    WdpeUrlfUrlRecord records[WDLT_MAX_URL_RECORDS];
-} WdpeUrlfUrlList;
-
-typedef struct WdpeUrlfCategory {
-    uint8_t byId[3];
-    char szName[128];
-} WdpeUrlfCategory;
-
-typedef struct WdpeUrlfCategoryList {
-    uint32_t dwNumOfRecords;
-    WdpeUrlfCategory records[WDLT_MAX_CATEGORIES];
-} WdpeUrlfCategoryList;
-
-typedef struct WdpeUrlfCategoryGroup {
-    uint8_t byId[3];
-    char szName[128];
-    char szCategories[768];
-} WdpeUrlfCategoryGroup;
-
-typedef struct WdpeUrlfCategoryGroupList {
-    uint32_t dwNumOfRecords;
-    WdpeUrlfCategoryGroup records[WDLT_MAX_CATEGORY_GROUPS];
-} WdpeUrlfCategoryGroupList;
-
-typedef struct WdpeUrlfLogIndex {
-    uint32_t dwLogIndex;
-    char szCategories[768];
-} WdpeUrlfLogIndex;
-
-typedef struct WdpeUrlfLogIndexList {
-    uint32_t dwNumOfRecords;
-    WdpeUrlfLogIndex records[WDLT_MAX_LOG_INDEXES];
-} WdpeUrlfLogIndexList;
-
-/* Asks whether URLs are on a list; each entry receives its answer. */
-typedef struct WdpeUrlfQueryEntry {
-    char szUrl[2084];
-    uint32_t dwExists; /* cleared by the asker; 1 when the URL matches a record */
-} WdpeUrlfQueryEntry;
-
-typedef struct WdpeUrlfQuery {
-    uint32_t dwListType;
-    int32_t dwCount;
-    WdpeUrlfQueryEntry* pUrls; /* the caller's array of dwCount entries, aligned */
-} WdpeUrlfQuery;
-
-/* WdpeUrlfData without its proxy. */
-typedef struct WdltUrlfConfig {
-    uint32_t dwMode;
-    uint32_t dwEnableServerLookup;
-    char szBlockCategoryGroups[768];
-    uint32_t dwEnableCategoryChk;
-    uint32_t dwEnablePharm;
-    uint32_t dwCategoryNonBlock;
-    uint32_t dwPharmingNonBlock;
-    uint32_t dwNotifyAll;
-    uint32_t dwEnableCredibilityChk;
-    uint32_t dwCredibilityNonBlock;
-    int32_t dwUserDefinedCredLevel;
-    uint32_t dwUseCredibilityScore;
-    int32_t dwCredScoreThresHold;
-    uint32_t dwEnablePhishChk;
-    uint32_t dwPhishNonBlock;
-    char szBlockPhishCategoryGrps[768];
-    uint32_t dwEnableWdlDns;
-    uint32_t dwEnableWdufeDns;
-} WdltUrlfConfig;
-
-/* The proxy of WdpeUrlfData. */
-typedef struct WdltUrlfProxy {
-    uint32_t dwEnableProxy;
-    char szProxyServer[257];
-    uint32_t dwProxyPort;
-    char szProxyUser[128];
-    char szProxyPassword[128];
-} WdltUrlfProxy;
-
-/* Host filter: (0, WDLT_SCAN_HOST_FILTER). */
-
-typedef struct WdpeHosfData {
-    uint32_t dwEnablePrivateIPCheck;
-    uint32_t dwNonBlock;
-    char szExclusionExtensions[768];
-} WdpeHosfData;
-
-/* Opaque: only callers and the service know its content. */
-typedef struct WdpeHosfHostRecord {
-    uint8_t byHost[306];
-} WdpeHosfHostRecord;
-
-typedef struct WdpeHosfHostList {
-    uint32_t dwListType; /* 0, set before a read too */
-    uint32_t dwNumOfRecords;
-    WdpeHosfHostRecord records[WDLT_MAX_HOST_RECORDS];
-} WdpeHosfHostList;
-
-/* DRS. */
-
-typedef struct WdltDrsConfig {
-    uint32_t ActionMode;     /* 0 or 1 */
-    uint32_t ScoreThreshold; /* 0 to 100 */
-} WdltDrsConfig;
-
-typedef struct WdltDrsWhiteListItem {
-    uint32_t Index; /* 1 to WDLT_MAX_DRS_INDEX, unique */
-    wdlt_wchar ProcessImageName[300];
-    wdlt_wchar RuleName[200]; /* unique */
-    wdlt_wchar DomainName[256];
-} WdltDrsWhiteListItem;
+/* URL filter, host filter and DRS. */
+#include "url_records.h"
 
 /* Privacy data protection: (0, WDLT_SCAN_PRIVACY). */
 
@@ -365,6 +217,8 @@ typedef struct PrivacyControlData {
     char szDataBaseName[16];     /* bare file name in the install directory, 1 to 14 bytes */
     char szBackUpDBName[16];     /* likewise */
 } PrivacyControlData;
+WDLT_SIZE(PrivacyControlData, 60);
+WDLT_AT(PrivacyControlData, szDataBaseName, 28);
 
 typedef struct PrivacyViewItem {
     uint32_t dwItemIndex; /* 0 to 31, unique */
@@ -373,18 +227,22 @@ typedef struct PrivacyViewItem {
     char szDescription[68];
     char szPrivacyData[48]; /* in dwDefaultCharSet, cut to 32 bytes when stored; empty: kept, not searched for */
 } PrivacyViewItem;
+WDLT_SIZE(PrivacyViewItem, 160);
+WDLT_AT(PrivacyViewItem, szPrivacyData, 112);
 
 /* Precedes the exclusion items. */
 typedef struct PrivacyExclusionListHead {
     uint32_t dwExclusionCount;
     uint32_t dwExclusionItemMax; /* read only: items allowed, 100 when unset */
 } PrivacyExclusionListHead;
+WDLT_SIZE(PrivacyExclusionListHead, 8);
 
 typedef struct PrivacyExclusionItem {
     uint32_t dwExclusionId;
     uint32_t dwScanTarget; /* WDLT_PRIVACY_EXCLUSION_TARGET */
     char szText[2084];     /* 1 to 2083 bytes */
 } PrivacyExclusionItem;
+WDLT_SIZE(PrivacyExclusionItem, 2092);
 
 #define WDLT_PRIVACY_EXCLUSION_TARGET UINT32_C(16)
 
@@ -399,6 +257,10 @@ typedef struct PrivacyDBHeader {
     uint32_t dwSearchDataCount;
     uint32_t dwReserved2;
 } PrivacyDBHeader;
+WDLT_SIZE(PrivacyDBHeader, 64);
+WDLT_AT(PrivacyDBHeader, szVersion, 32);
+WDLT_AT(PrivacyDBHeader, dwDate, 48);
+WDLT_AT(PrivacyDBHeader, dwSearchDataCount, 56);
 
 /* One item in one charset. */
 typedef struct PrivacySearchRecord {
@@ -407,6 +269,8 @@ typedef struct PrivacySearchRecord {
     uint32_t dwCharSet;     /* one bit */
     uint8_t byPattern[128]; /* 112 bytes of pattern, zero-padded, then a zero; the rest is unused */
 } PrivacySearchRecord;
+WDLT_SIZE(PrivacySearchRecord, 140);
+WDLT_AT(PrivacySearchRecord, byPattern, 12);
 
 /* Mail. */
 
@@ -416,6 +280,7 @@ typedef struct WdphPop3 {
     uint32_t dwIntervalLength;
     uint32_t dwWaitTime;
 } WdphPop3;
+WDLT_SIZE(WdphPop3, 12);
 
 /* (WDLT_PROTOCOL_SMTP, 0) */
 typedef struct WdphSmtp {
@@ -424,6 +289,7 @@ typedef struct WdphSmtp {
     uint32_t dwWaitTime;
     uint32_t dwMaxSessionCount; /* 100 when unset, read as at least 1 */
 } WdphSmtp;
+WDLT_SIZE(WdphSmtp, 16);
 
 /* (0, WDLT_SCAN_MAIL_MANAGER). A write stores only dwAddressCacheDirection. */
 typedef struct WdsmMailConfig {
@@ -447,16 +313,21 @@ typedef struct WdsmMailConfig {
     uint32_t dwBytesPerEntHdr;
     uint32_t dwMaxAddressCacheCount; /* 100 when unset */
 } WdsmMailConfig;
+WDLT_SIZE(WdsmMailConfig, 1408);
+WDLT_AT(WdsmMailConfig, szSpywareExtension, 1124);
+WDLT_AT(WdsmMailConfig, dwEnableDisclaimer, 1380);
 
 /* Precedes the records of the address cache. */
 typedef struct MailAddressListHead {
     uint32_t dwCount;
 } MailAddressListHead;
+WDLT_SIZE(MailAddressListHead, 4);
 
 typedef struct MailAddressRecord {
     uint32_t dwAddressTag;
     char szAddress[256]; /* written without a terminator, it is cut to 255 bytes */
 } MailAddressRecord;
+WDLT_SIZE(MailAddressRecord, 260);
 
 /* Anti-spam. */
 
@@ -472,16 +343,20 @@ typedef struct WdpeAspmCommonData {
     uint32_t dwEnableInTheCloud;     /* 0 or 1 */
     uint32_t dwInTheCloudTimeout;    /* 100 to 10000, else 2000: a write corrects the caller's record too */
 } WdpeAspmCommonData;
+WDLT_SIZE(WdpeAspmCommonData, 104);
+WDLT_AT(WdpeAspmCommonData, dwEnableImageDetection, 92);
 
 /* (0, WDLT_SCAN_ANTI_SPAM) with WDLT_CONFIG_ASPM_RULE_PATH */
 typedef struct WdpeAspmRulePath {
     char szRulePath[260]; /* at most 258 bytes can be read back, with a backslash added */
     uint8_t byReserved[264];
 } WdpeAspmRulePath;
+WDLT_SIZE(WdpeAspmRulePath, 524);
 
 typedef struct WdpeAspmEntry {
     char szEntry[256]; /* one line of text, without its line end; an empty one isn't read back */
 } WdpeAspmEntry;
+WDLT_SIZE(WdpeAspmEntry, 256);
 
 /* (WDLT_PROTOCOL_POP3, WDLT_SCAN_ANTI_SPAM) */
 typedef struct WdpeAspmData {
@@ -497,6 +372,12 @@ typedef struct WdpeAspmData {
     WdpeAspmEntry whitelist[WDLT_MAX_ASPM_RECORDS];
     WdpeAspmEntry blacklist[WDLT_MAX_ASPM_RECORDS];
 } WdpeAspmData;
+WDLT_SIZE(WdpeAspmData, 256560);
+WDLT_AT(WdpeAspmData, dblLow, 8);
+WDLT_AT(WdpeAspmData, dwWhitelistCount, 292);
+WDLT_AT(WdpeAspmData, dwBlacklistCount, 556);
+WDLT_AT(WdpeAspmData, whitelist, 560);
+WDLT_AT(WdpeAspmData, blacklist, 128560);
 
 typedef struct WdltAspmConfig {
     uint32_t dwScanType;
@@ -509,6 +390,8 @@ typedef struct WdltAspmConfig {
     uint32_t dwEnableImageDetection;
     uint32_t dwEnableInTheCloud;
 } WdltAspmConfig;
+WDLT_SIZE(WdltAspmConfig, 104);
+WDLT_AT(WdltAspmConfig, dwEnableImageDetection, 96);
 
 /* HTTP. */
 
@@ -527,6 +410,8 @@ typedef struct WdphHttp {
     uint32_t dwSockResponseBufSize; /* 8192 when unset */
     uint32_t dwSockRequestBufSize;  /* 1024 when unset */
 } WdphHttp;
+WDLT_SIZE(WdphHttp, 588);
+WDLT_AT(WdphHttp, dwMessageBodyMemorySizeLimit, 544);
 
 /* (0, WDLT_SCAN_HTTP_MANAGER). File fields hold bare names, of which at most 255 bytes can be read back; a write strips
    directories in the caller's record too. */
@@ -542,6 +427,10 @@ typedef struct WdsmHttpConfig {
     uint32_t dwMaxWebMailScanSize; /* limited to 0x9FFFF by a write, in the caller's record too */
     uint32_t WdsmHttpNotifyExFlag; /* 0 when unset */
 } WdsmHttpConfig;
+WDLT_SIZE(WdsmHttpConfig, 1944);
+WDLT_AT(WdsmHttpConfig, dwMaxUrlHistoryCount, 260);
+WDLT_AT(WdsmHttpConfig, szUrlFilterAlertFile, 648);
+WDLT_AT(WdsmHttpConfig, dwMaxWebMailScanSize, 1936);
 
 /* (0, WDLT_SCAN_HTTP_MANAGER) with WDLT_CONFIG_HTTP_WEB_MAIL */
 typedef struct WdsmWebMailData {
@@ -549,12 +438,14 @@ typedef struct WdsmWebMailData {
     uint32_t dwMaxWebMailScanSize;         /* 3072 when unset, stored as at most 0x9FFFF */
     uint32_t dwWebMailActionSizeThreshold; /* 256 when unset, stored as at most 0x9FFFF */
 } WdsmWebMailData;
+WDLT_SIZE(WdsmWebMailData, 12);
 
 /* HTTP file events. */
 typedef struct WdpeHfeData {
     uint32_t dwHfeTargetMethod;      /* 1 when unset */
     uint32_t dwHfeMaxDecompressSize; /* 65536 when unset or 0; a larger one is stored as 65536 */
 } WdpeHfeData;
+WDLT_SIZE(WdpeHfeData, 8);
 
 /* HTTPS filter and plug-ins. */
 
@@ -567,6 +458,8 @@ typedef struct WdltHttpsConfig {
     char UrlFilterAlertFile[257];
     char UrlFilterCredAlertFile[257];
 } WdltHttpsConfig;
+WDLT_SIZE(WdltHttpsConfig, 1292);
+WDLT_AT(WdltHttpsConfig, UrlFilterCredAlertFile, 1032);
 
 #define WDLT_HTTPS_SCAN UINT32_C(1)
 
@@ -574,6 +467,7 @@ typedef struct WdltPluginManagerConfig {
     uint32_t dwEnable;
     char szFilename[260];
 } WdltPluginManagerConfig;
+WDLT_SIZE(WdltPluginManagerConfig, 264);
 
 /* SAL. */
 
@@ -584,6 +478,7 @@ typedef struct WdpeSalData {
     uint32_t dwAddandScanMode; /* 0 or 1 */
     char szBlockImages[516];   /* at most 511 bytes can be read back */
 } WdpeSalData;
+WDLT_SIZE(WdpeSalData, 528);
 
 typedef struct WdltSalConfig {
     uint32_t dwEnable; /* whether SAL is on: a write switches it */
@@ -592,8 +487,10 @@ typedef struct WdltSalConfig {
     uint32_t dwAddandScanMode;
     char szBlockImages[513]; /* at most 511 bytes can be read back; empty on a write: the stored text stays */
 } WdltSalConfig;
+WDLT_SIZE(WdltSalConfig, 532);
 
-/* Checks sizes and offsets. */
-#include "record_layouts.h"
+#undef WDLT_AT
+#undef WDLT_SIZE
+#undef WDLT_CHECK
 
 #endif

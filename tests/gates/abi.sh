@@ -15,7 +15,7 @@ nm -D --defined-only "$1/bin/libWdltCfg.so" | awk '$2 != "A" {print "export " $3
     echo '#include <stdio.h>'
     echo '#include <wdltcfg/records.h>'
     echo 'int main(void) {'
-    sed -n 's/^} \([A-Za-z0-9]*\);.*/printf("record \1 %zu\\n", sizeof(\1));/p' include/wdltcfg/records.h
+    sed -n 's/^} \([A-Za-z0-9]*\);.*/printf("record \1 %zu\\n", sizeof(\1));/p' include/wdltcfg/{records,url_records}.h
     echo 'return 0; }'
 } >"$now/sizes.c"
 cc -std=c11 -Iinclude -o "$now/sizes" "$now/sizes.c"
