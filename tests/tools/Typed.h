@@ -102,6 +102,32 @@ inline void expectRefused(const std::vector<Refused>& rows) {
     }
 }
 
+// A line, how it ends, and what is stored after it.
+struct Outcome {
+    std::string line;
+    int status;
+    std::string out; // within what is printed; empty: nothing is
+    std::string err; // within the message; empty: there is none
+    std::string then = {};
+    std::string shows = {}; // all that the line `then` prints
+    std::string input = {};
+};
+
+inline void expectOutcomes(const std::vector<Outcome>& rows) {
+    const auto expectWithin = [](const std::string& text, const std::string& part, const std::string& line) {
+        EXPECT_EQ(text.empty(), part.empty()) << line << '\n' << text;
+        EXPECT_THAT(text, testing::HasSubstr(part)) << line;
+    };
+    for (const Outcome& row : rows) {
+        const ProgramResult result = typed(row.line, row.input);
+        EXPECT_EQ(result.status, row.status) << row.line;
+        expectWithin(result.out, row.out, row.line);
+        expectWithin(result.err, row.err, row.line);
+        if (!row.then.empty())
+            EXPECT_EQ(typed(row.then).out, row.shows) << row.line;
+    }
+}
+
 inline const std::string kBase = "HKLM\\SOFTWARE\\Halvermoor\\PLK\\Wardlet";
 
 class Wdltctl : public testing::Test {
