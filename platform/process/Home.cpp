@@ -49,6 +49,16 @@ std::optional<Number> numericVariable(const char* name) {
     return number;
 }
 
+fs::path locksOfReadOnly(const fs::path& home) {
+    struct statvfs system {};
+    struct stat status {};
+    if (sys::statvfs(home.c_str(), &system) != 0 || (system.f_flag & ST_RDONLY) == 0 ||
+        sys::stat(home.c_str(), &status) != 0)
+        return {};
+    return "/dev/shm/wardlet-" + std::to_string(::geteuid()) + '-' + std::to_string(status.st_dev) + '-' +
+           std::to_string(status.st_ino);
+}
+
 bool isDirectory(const fs::path& path) {
     struct stat status {};
     return sys::stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
@@ -169,7 +179,7 @@ DWORD makeDirectories(const fs::path& path, const Home::Modes& modes) {
 
 Home::Home() : Home(homeFromEnvironment()) {}
 
-Home::Home(fs::path path) : m_path(std::move(path)) {
+Home::Home(fs::path path) : m_path(std::move(path)), m_locks(locksOfReadOnly(m_path)) {
     m_codePageOverride = numericVariable<unsigned>("WARDLET_ACP");
     if (const char* durability = variable("WARDLET_DURABILITY"))
         m_durableOverride = std::string_view(durability) != "process";
@@ -263,7 +273,9 @@ DWORD Home::ensure() const {
     if (m_ready.load(std::memory_order_acquire))
         return ERROR_SUCCESS;
     DWORD error = loadSettings();
-    if (error == ERROR_FILE_NOT_FOUND || (error == ERROR_SUCCESS && !isDirectory(registryPath())))
+    if (error == ERROR_SUCCESS && isReadOnly())
+        error = createLocks();
+    else if (error == ERROR_FILE_NOT_FOUND || (error == ERROR_SUCCESS && !isDirectory(registryPath())))
         error = create();
     if (error == ERROR_SUCCESS)
         m_ready.store(true, std::memory_order_release);
@@ -309,6 +321,18 @@ DWORD placeDirectory(const fs::path& target, mode_t mode) {
 }
 
 } // namespace
+
+// Anybody may make directories there: one that isn't this account's alone is refused.
+DWORD Home::createLocks() const {
+    if (sys::mkdir(m_locks.c_str(), 0700) != 0 && errno != EEXIST)
+        return systemError();
+    struct stat status {};
+    if (sys::lstat(m_locks.c_str(), &status) != 0)
+        return systemError();
+    if (!S_ISDIR(status.st_mode) || status.st_uid != ::geteuid() || (status.st_mode & 0077) != 0)
+        return ERROR_ACCESS_DENIED;
+    return sys::mkdir(objectsPath().c_str(), 0700) == 0 || errno == EEXIST ? DWORD{ERROR_SUCCESS} : systemError();
+}
 
 DWORD Home::create() const {
     const bool isPrivate = variable("WARDLET_HOME") == nullptr;

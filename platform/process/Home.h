@@ -39,7 +39,12 @@ class Home {
 
     const std::filesystem::path& path() const { return m_path; }
     std::filesystem::path registryPath() const { return m_path / "registry"; }
-    std::filesystem::path objectsPath() const { return m_path / "objects"; }
+    std::filesystem::path objectsPath() const { return locksPath() / "objects"; }
+    // On a read-only file system nobody changes settings, but locks and named objects need files: they lie in memory
+    // then, in a directory of this account alone. Looked at once: a process that is there when the file system becomes
+    // writable still reads only.
+    bool isReadOnly() const { return !m_locks.empty(); }
+    const std::filesystem::path& locksPath() const { return isReadOnly() ? m_locks : m_path; }
 
     unsigned codePage() const { return m_codePage.load(std::memory_order_relaxed); }
     bool durable() const { return m_durable.load(std::memory_order_relaxed); }
@@ -83,9 +88,11 @@ class Home {
     void adopt(const HomeSettings& settings) const;
     DWORD loadSettings() const;
     DWORD create() const;
+    DWORD createLocks() const;
     bool mayReport() const;
 
     std::filesystem::path m_path;
+    std::filesystem::path m_locks; // empty: in the home
     double m_timeScale = 1.0;
     std::optional<unsigned> m_codePageOverride;
     std::optional<bool> m_durableOverride;

@@ -15,19 +15,17 @@ namespace {
 namespace fs = std::filesystem;
 
 DWORD lookError() {
-    if (errno == ENOTDIR)
-        return ERROR_DIRECTORY;
-    return errno == EROFS ? DWORD{ERROR_WRITE_PROTECT} : systemError();
+    return errno == ENOTDIR ? DWORD{ERROR_DIRECTORY} : systemError();
 }
 
 // Whether this account may read and write what is there; the effective rights count, as when it is opened.
-DWORD lookAt(const fs::path& path, bool isDirectory) {
+DWORD lookAt(const fs::path& path, bool isDirectory, bool isReadOnly) {
     struct stat status {};
     if (::stat(path.c_str(), &status) != 0)
         return lookError();
     if (isDirectory && !S_ISDIR(status.st_mode))
         return ERROR_DIRECTORY;
-    const int rights = R_OK | W_OK | (isDirectory ? X_OK : 0);
+    const int rights = R_OK | (isReadOnly ? 0 : W_OK) | (isDirectory ? X_OK : 0);
     return ::faccessat(AT_FDCWD, path.c_str(), rights, AT_EACCESS) == 0 ? DWORD{ERROR_SUCCESS} : lookError();
 }
 
@@ -49,9 +47,9 @@ DWORD Home::look(fs::path& path) const {
         bool isNeeded;
     } parts[] = {
         {registryPath(), true, true},
+        {registryPath() / "data.mdb", false, true},
         {registryPath() / "namespace", false, false},
         {registryPath() / "lock.mdb", false, false},
-        {registryPath() / "data.mdb", false, true},
         {objectsPath(), true, false},
     };
     bool isMissing = error == ERROR_FILE_NOT_FOUND;
@@ -59,14 +57,14 @@ DWORD Home::look(fs::path& path) const {
         if (error != ERROR_SUCCESS)
             break;
         path = part.path;
-        error = lookAt(path, part.isDirectory);
+        error = lookAt(path, part.isDirectory, isReadOnly());
         isMissing = error == ERROR_FILE_NOT_FOUND && part.isNeeded;
         if (error == ERROR_FILE_NOT_FOUND && !part.isNeeded)
             error = ERROR_SUCCESS;
     }
     if (isMissing || error == ERROR_SUCCESS)
         path = m_path;
-    return error;
+    return error == ERROR_SUCCESS && isReadOnly() ? DWORD{ERROR_WRITE_PROTECT} : error;
 }
 
 } // namespace wd

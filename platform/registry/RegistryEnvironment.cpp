@@ -386,7 +386,8 @@ DWORD RegistryEnvironment::openEngine() {
     if (code == 0)
         code = mdb_env_set_maxreaders(m_engine, RegistryFiles::kReaders);
     // Without syncs a commit still survives a killed process: its pages are with the system by then, in their order.
-    const unsigned flags = MDB_NOTLS | (m_home.durable() ? 0u : unsigned{MDB_NOSYNC});
+    const unsigned flags = MDB_NOTLS | (m_home.durable() ? 0u : unsigned{MDB_NOSYNC}) |
+                           (m_home.isReadOnly() ? unsigned{MDB_RDONLY | MDB_NOLOCK} : 0u);
     if (code == 0)
         code = mdb_env_open(m_engine, path.c_str(), flags, 0600);
     mdb_filehandle_t file = -1;

@@ -82,7 +82,7 @@ void NamespaceGuard::release() {
 DWORD NamespaceGuard::acquire(const Home& home) {
     release();
     m_isFirst = false;
-    const std::string path = home.registryPath() / "namespace";
+    const std::string path = (home.isReadOnly() ? home.locksPath() : home.registryPath()) / "namespace";
     Home::Modes modes{};
     if (const DWORD error = home.registryModes(modes))
         return error;
@@ -294,7 +294,10 @@ DWORD buildDatabase(const fs::path& path, bool durable) {
 
 } // namespace
 
+// The engine needs none on a read-only file system.
 DWORD RegistryFiles::prepareLockFile(const Home& home) {
+    if (home.isReadOnly())
+        return ERROR_SUCCESS;
     const fs::path path = home.registryPath() / "lock.mdb";
     struct stat status {};
     if (sys::stat(path.c_str(), &status) == 0 && status.st_size >= kLockFileBytes &&
@@ -311,10 +314,11 @@ DWORD RegistryFiles::prepareLockFile(const Home& home) {
 
 DWORD RegistryFiles::prepareDataFile(const Home& home, const NamespaceGuard& guard) {
     const fs::path path = home.registryPath() / "data.mdb";
-    const FileDescriptor file(sys::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW, 0));
+    const int access = home.isReadOnly() ? O_RDONLY : O_RDWR;
+    const FileDescriptor file(sys::open(path.c_str(), access | O_CLOEXEC | O_NOFOLLOW, 0));
     if (file.valid())
         return checkDatabase(file.get(), guard.isFirst());
-    if (errno != ENOENT)
+    if (errno != ENOENT || home.isReadOnly())
         return systemError();
     // Others use a database that somebody has removed: a new one must not be used with their lock file.
     if (!guard.isFirst())

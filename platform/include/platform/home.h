@@ -7,8 +7,8 @@
 /* Whether the home of this process is there, and this account may read and write it. Makes nothing. `path` gets the
    path that the result is about, in the file system's bytes, cut to `size` with its terminator; the home's own for 0.
    ERROR_FILE_NOT_FOUND: there is no home yet. ERROR_DIRECTORY: something on the way isn't a directory.
-   ERROR_ACCESS_DENIED, ERROR_WRITE_PROTECT (a read-only file system), ERROR_INVALID_DATA (not the settings of a home),
-   ERROR_BADDB (a newer library's home), or another error. */
+   ERROR_WRITE_PROTECT: it can be read, on a read-only file system. ERROR_ACCESS_DENIED, ERROR_INVALID_DATA (not the
+   settings of a home), ERROR_BADDB (a newer library's home), or another error. */
 WD_API DWORD WdLookAtHome(LPSTR path, DWORD size);
 
 #endif
