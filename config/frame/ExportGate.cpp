@@ -12,10 +12,10 @@ bool ExportGate::enterSlowly() {
     if (m_attach == nullptr || now < nextTry ||
         !m_nextTry.compare_exchange_strong(nextTry, now + kPauseMs, std::memory_order_relaxed))
         return false;
-    return tryToOpen();
+    return open();
 }
 
-bool ExportGate::tryToOpen() {
+bool ExportGate::open() {
     std::uint32_t state = m_state.load(std::memory_order_acquire);
     const std::uint32_t own = GetCurrentProcessId();
     if (state == own || state == kOpen || !m_state.compare_exchange_strong(state, own, std::memory_order_acquire))

@@ -2,8 +2,8 @@
 // can't refuse a library goes on after a failed attach, a later call retries it: what stopped it (no memory, a full
 // disk, too many processes) may have passed. Calls in progress aren't counted: the library is never unmapped, and
 // nothing that an export uses is destroyed. A thread is shielded inside, since one that is cancelled or killed by SIGBUS
-// would leave locks behind that all processes share. Handles opened inside are marked as the thread's own, so that a child forked by
-// another thread doesn't keep their objects alive.
+// would leave locks behind that all processes share. Handles opened inside are marked as the thread's own, so that a
+// child forked by another thread doesn't keep their objects alive.
 #pragma once
 
 #include <platform/robust.h>
@@ -23,16 +23,13 @@ class ExportGate {
   public:
     using Attach = bool (*)();
 
-    // Opens when `attach` succeeds, now or at a later call.
-    bool open(Attach attach) {
-        m_attach = attach;
-        return tryToOpen();
-    }
+    // What opens the gate when it succeeds: at open(), or at a later call.
+    void set(Attach attach) { m_attach = attach; }
+    bool open();
     bool enter() { return m_state.load(std::memory_order_acquire) == kOpen || enterSlowly(); }
 
   private:
     bool enterSlowly();
-    bool tryToOpen();
 
     static constexpr ULONGLONG kPauseMs = 1000; // between two attempts
     static constexpr std::uint32_t kShut = 0;

@@ -6,6 +6,7 @@
 #include "WdCommon/DebugLog.h"
 #include "WdCommon/Storage.h"
 
+#include <platform/home.h>
 #include <platform/module.h>
 #include <platform/win32.h>
 
@@ -71,8 +72,10 @@ bool moduleEntry(HMODULE module, DWORD reason) {
     switch (reason) {
     case DLL_PROCESS_ATTACH: {
         const int shield = WdShieldThread();
+        wdlt::g_exportGate.set(attach);
         g_module = module;
-        const bool isAttached = wdlt::g_exportGate.open(attach);
+        // Merely loading the library makes no home: where there is none yet, the first call attaches.
+        const bool isAttached = WdLookAtHome(nullptr, 0) == ERROR_FILE_NOT_FOUND || wdlt::g_exportGate.open();
         WdUnshieldThread(shield);
         return isAttached;
     }
