@@ -3,6 +3,7 @@
 #include "WdCommon/Library.h"
 #include "WdCommon/Synchronize.h"
 
+#include <platform/log.h>
 #include <platform/win32.h>
 
 #include <algorithm>
@@ -12,6 +13,7 @@
 #include <new>
 #include <optional>
 #include <string_view>
+#include <type_traits>
 
 namespace wdlt {
 
@@ -196,6 +198,18 @@ void finish(std::basic_string<Unit>& line, const Unit* file, unsigned number, co
     line.append(tail.data(), tail.data() + length);
 }
 
+// What the listener gets: nothing of a message that couldn't be built.
+template <class Unit>
+std::u16string messageOf(const Unit* format, std::span<const wdlt::LogArgument> arguments) {
+    std::basic_string<Unit> message;
+    if (wdlt::formatLog(message, format, arguments) != wdlt::LogFormatResult::Done)
+        return {};
+    if constexpr (std::is_same_v<Unit, char>)
+        return wideOf(message);
+    else
+        return message;
+}
+
 std::u16string lineOf(const std::string& begin, const char* file, unsigned number, const char* format,
                       std::span<const wdlt::LogArgument> arguments) {
     std::string line = begin;
@@ -235,6 +249,7 @@ class DebugLog {
 
     bool Start(const char* tag, const Storage::Key& key) WD_EXCLUDES(m_traceLock, m_stateLock);
     bool Stop() WD_EXCLUDES(m_traceLock, m_stateLock);
+    void listen(DWORD levels) WD_EXCLUDES(m_stateLock);
 
     template <class Unit>
     bool Trace(const Unit* file, unsigned line, DWORD level, const Unit* format,
@@ -249,11 +264,13 @@ class DebugLog {
 
     State state() WD_EXCLUDES(m_stateLock);
     void setState(const State& state) WD_EXCLUDES(m_stateLock);
+    void storeWanted() WD_REQUIRES(m_stateLock);
     bool startLibrary(const Settings& settings, const Storage::Key& key, bool serviceSession) WD_REQUIRES(m_traceLock)
         WD_EXCLUDES(m_stateLock);
     std::optional<std::string> tagIfWanted(DWORD level, bool& result) WD_EXCLUDES(m_stateLock);
 
     State m_state WD_GUARDED_BY(m_stateLock);
+    std::atomic<DWORD> m_listened{0}; // levels that a listener in this process gets
     Synchronize::CriticalSection m_stateLock;
     std::string m_tag WD_GUARDED_BY(m_stateLock);
     Library::WdDbg m_library WD_GUARDED_BY(m_traceLock);
@@ -269,7 +286,18 @@ DebugLog::State DebugLog::state() {
 void DebugLog::setState(const State& state) {
     const Synchronize::SingleLock lock(&m_stateLock);
     m_state = state;
-    wdlt::g_wantedLevels.store(state.started && state.enabled ? state.mask : 0, std::memory_order_relaxed);
+    storeWanted();
+}
+
+void DebugLog::listen(DWORD levels) {
+    const Synchronize::SingleLock lock(&m_stateLock);
+    m_listened.store(levels, std::memory_order_relaxed);
+    storeWanted();
+}
+
+void DebugLog::storeWanted() {
+    const DWORD logged = m_state.started && m_state.enabled ? m_state.mask : 0;
+    wdlt::g_wantedLevels.store(logged | m_listened.load(std::memory_order_relaxed), std::memory_order_relaxed);
 }
 
 bool DebugLog::startLibrary(const Settings& settings, const Storage::Key& key, bool serviceSession) {
@@ -339,6 +367,8 @@ std::optional<std::string> DebugLog::tagIfWanted(DWORD level, bool& result) {
 template <class Unit>
 bool DebugLog::Trace(const Unit* file, unsigned line, DWORD level, const Unit* format,
                      std::span<const wdlt::LogArgument> arguments) {
+    if ((m_listened.load(std::memory_order_relaxed) & level) != 0)
+        WdTellListener(level, messageOf(format, arguments).c_str());
     bool result = false;
     const std::optional<std::string> tag = tagIfWanted(level, result);
     if (!tag)
@@ -377,6 +407,7 @@ namespace wdlt {
 
 bool startLog(const char* tag, const WdCommon::Storage::Key& key) {
     const WdCommon::KeepLastError keep;
+    WdOfferLog([](DWORD levels) { WdCommon::debugLog().listen(levels); });
     try {
         return WdCommon::debugLog().Start(tag, key);
     } catch (const std::bad_alloc&) {

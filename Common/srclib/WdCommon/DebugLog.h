@@ -34,8 +34,9 @@ inline constexpr DWORD kLogEntry = 1;
 inline constexpr DWORD kLogTrace = 16;
 inline constexpr DWORD kLogError = 256;
 
-// The levels that are wanted now: the mask while the log is started and enabled, else 0. Written by the log alone; a
-// relaxed load is enough, since Trace checks again under the lock.
+// The levels that are wanted now: the mask while the log is started and enabled, and those that a listener in this
+// process (platform/log.h) gets in any case. Written by the log alone; a relaxed load is enough, since Trace checks
+// again under the lock.
 extern constinit std::atomic<DWORD> g_wantedLevels;
 
 inline bool isLogged(DWORD level) {
