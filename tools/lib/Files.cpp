@@ -18,7 +18,7 @@ struct CloseFile {
 using OwnedFile = std::unique_ptr<std::FILE, CloseFile>;
 
 ToolError fileError(const std::string& file, int error) {
-    return {ExitStatus::Failed, fmt::format("{}: {}", file, std::generic_category().message(error))};
+    return {ExitStatus::Failed, fmt::format("{}: {}", file, std::generic_category().message(error)), {.path = file}};
 }
 
 OwnedFile openFile(const std::string& file, const char* mode) {

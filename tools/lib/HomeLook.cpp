@@ -9,35 +9,37 @@
 
 namespace wdlt {
 
-bool lookAtHome(std::string& path) {
+bool lookAtHome(std::string& path, HomeUse use) {
     std::array<char, PATH_MAX> found{};
     DWORD error = WdLookAtHome(found.data(), static_cast<DWORD>(found.size()));
     path = found.data();
     if (error == ERROR_FILE_NOT_FOUND)
         return false;
-    if (error == ERROR_SUCCESS) {
+    if (error == ERROR_SUCCESS || (error == ERROR_WRITE_PROTECT && use == HomeUse::Read)) {
         HKEY root = nullptr;
         error = static_cast<DWORD>(RegOpenKeyExW(HKEY_LOCAL_MACHINE, WTEXT(""), 0, KEY_READ, &root));
-        if (error == ERROR_SUCCESS)
+        if (error == ERROR_SUCCESS) {
             RegCloseKey(root);
-        else
-            path += "/registry";
+            return true;
+        }
+        path += "/registry";
     }
+    const auto refuse = [&](const std::string& message) -> bool {
+        throw ToolError(ExitStatus::Unknown, message, {.path = path});
+    };
     switch (error) {
-    case ERROR_SUCCESS:
-        return true;
     case ERROR_ACCESS_DENIED:
-        throw ToolError(ExitStatus::Unknown, "access denied: " + path);
+        return refuse("access denied: " + path);
     case ERROR_WRITE_PROTECT:
-        throw ToolError(ExitStatus::Unknown, "a read-only file system: " + path);
+        return refuse("a read-only file system: " + path);
     case ERROR_DIRECTORY:
-        throw ToolError(ExitStatus::Unknown, "not a directory: " + path);
+        return refuse("not a directory: " + path);
     case ERROR_BADDB:
     case ERROR_REGISTRY_CORRUPT:
     case ERROR_INVALID_DATA:
-        throw ToolError(ExitStatus::Unknown, "damaged: " + path);
+        return refuse("damaged: " + path + "; wdltctl check tells more");
     default:
-        throw ToolError(ExitStatus::Unknown, fmt::format("{}: {}", path, layerErrorText(static_cast<LONG>(error))));
+        return refuse(fmt::format("{}: {}", path, layerErrorText(static_cast<LONG>(error))));
     }
 }
 

@@ -1,12 +1,14 @@
-/* What a verb looks at before it does anything: that the home is there, that this account may use it, that its registry
-   can be opened. Otherwise a ToolError of ExitStatus::Unknown names the path and the reason. */
+/* A look at the home before a verb runs, so that what can't be told is never told wrong. */
 #pragma once
 
 #include <string>
 
 namespace wdlt {
 
-/* False when there is no home; otherwise its registry has been opened. Makes nothing. `path`: the home's. */
-bool lookAtHome(std::string& path);
+enum class HomeUse { Read, Change };
+
+/* False where there is no home yet. One that can't be used so is a ToolError with its path: access denied, not a
+   directory, a read-only file system, or damaged, the registry's file too. `path` gets the home's. Makes nothing. */
+bool lookAtHome(std::string& path, HomeUse use);
 
 } // namespace wdlt

@@ -20,6 +20,7 @@ constexpr ErrorWords kErrorWords[] = {
     {ERROR_INVALID_HANDLE, "invalid handle"},
     {ERROR_SHARING_VIOLATION, "in use by another process"},
     {ERROR_NOT_ENOUGH_MEMORY, "out of memory"},
+    {ERROR_WRITE_PROTECT, "a read-only file system"},
     {ERROR_INVALID_DATA, "invalid data"},
     {ERROR_INVALID_PARAMETER, "a name or the data is too long"},
     {ERROR_DISK_FULL, "no space left"},
@@ -55,6 +56,7 @@ std::string layerErrorText(LONG code) {
 }
 
 LayerError::LayerError(const std::string& subject, LONG code)
-    : ToolError(statusOf(code), fmt::format("{}: {}", subject, layerErrorText(code))), m_code(code) {}
+    : ToolError(statusOf(code), fmt::format("{}: {}", subject, layerErrorText(code)), {.where = subject}),
+      m_code(code) {}
 
 } // namespace wdlt

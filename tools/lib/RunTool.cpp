@@ -3,19 +3,56 @@
 #include "ToolError.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <fmt/format.h>
+#include <new>
+#include <nlohmann/json.hpp>
+#include <span>
+#include <string_view>
+#include <unistd.h>
 
 namespace wdlt {
 namespace {
 
-int fail(const Tool& tool, ExitStatus status, const char* message) {
+/* Before a --, which may precede operands of that name. An error may come before the command line is understood. */
+bool asksForJson(int argc, char** argv) {
+    const std::span<char*> words(argv, static_cast<std::size_t>(argc));
+    const auto end =
+        std::ranges::find(words, std::string_view("--"), [](const char* word) { return std::string_view(word); });
+    return std::any_of(words.begin(), end, [](const char* word) { return std::string_view(word) == "--json"; });
+}
+
+std::string errorJson(ExitStatus status, const char* message, const ErrorPlace& place) {
+    nlohmann::ordered_json error = {{"status", static_cast<int>(status)}};
+    if (!place.name.empty())
+        error["name"] = place.name;
+    error["message"] = message;
+    if (!place.path.empty())
+        error["path"] = place.path;
+    if (!place.where.empty())
+        error["where"] = place.where;
+    return nlohmann::ordered_json{{"error", error}}.dump(2, ' ', false,
+                                                         nlohmann::ordered_json::error_handler_t::replace);
+}
+
+int fail(const Tool& tool, bool asJson, ExitStatus status, const char* message, const ErrorPlace& place = {}) {
     // Keeps the output in order when stdout and stderr go to the same place.
     std::fflush(stdout);
-    std::fprintf(stderr, "%s: %s\n", tool.name, message);
+    if (asJson)
+        fmt::print(stderr, "{}\n", errorJson(status, message, place));
+    else
+        fmt::print(stderr, "{}: {}\n", tool.name, message);
     return static_cast<int>(status);
 }
+
+/* The one run of this process, for an end that comes from another thread. */
+struct Run {
+    const Tool* tool = nullptr;
+    bool asJson = false;
+};
+Run g_run;
 
 int parseAndRun(const Tool& tool, int argc, char** argv) {
     CLI::App app(tool.description, tool.name);
@@ -41,13 +78,27 @@ int parseAndRun(const Tool& tool, int argc, char** argv) {
 } // namespace
 
 int runTool(const Tool& tool, int argc, char** argv) {
+    const bool asJson = asksForJson(argc, argv);
+    g_run = {&tool, asJson};
     try {
         return parseAndRun(tool, argc, argv);
     } catch (const ToolError& error) {
-        return fail(tool, error.status(), error.what());
+        return fail(tool, asJson, error.status(), error.what(), error.place());
+    } catch (const std::bad_alloc&) {
+        return fail(tool, asJson, ExitStatus::Failed, "out of memory");
     } catch (const std::exception& error) {
-        return fail(tool, ExitStatus::Failed, error.what());
+        return fail(tool, asJson, ExitStatus::Failed, error.what());
     }
+}
+
+void endInterrupted(const std::string& message) {
+    // The main thread may be printing; then it has its buffer for itself.
+    if (::ftrylockfile(stdout) == 0)
+        ::fflush_unlocked(stdout);
+    const std::string line = g_run.asJson ? errorJson(ExitStatus::Interrupted, message.c_str(), {}) + "\n"
+                                          : fmt::format("{}: {}\n", g_run.tool->name, message);
+    [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, line.data(), line.size());
+    ::_exit(static_cast<int>(ExitStatus::Interrupted));
 }
 
 } // namespace wdlt

@@ -2,6 +2,8 @@
    with the tool's name and turns it into the exit status. */
 #pragma once
 
+#include <string>
+
 namespace CLI {
 class App;
 }
@@ -18,5 +20,8 @@ struct Tool {
 };
 
 int runTool(const Tool& tool, int argc, char** argv);
+
+/* Ends the tool from another thread, with the message and ExitStatus::Interrupted. */
+[[noreturn]] void endInterrupted(const std::string& message);
 
 } // namespace wdlt

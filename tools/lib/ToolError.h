@@ -3,6 +3,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace wdlt {
 
@@ -14,15 +15,26 @@ enum class ExitStatus : int {
     Untold = 4,  /* stored, but the service wasn't told */
     Failed = 5,  /* the library or the system failed; nothing changed */
     Partial = 6, /* failed half way; what was done has been printed */
+    Interrupted = 130,
+};
+
+/* What a script may want of an error besides its words; empty where it doesn't apply. */
+struct ErrorPlace {
+    std::string name = {};  /* of the library's status: "WDLT_E_REGISTRY" */
+    std::string path = {};  /* the file or directory */
+    std::string where = {}; /* the record, list, key or value */
 };
 
 class ToolError : public std::runtime_error {
   public:
-    ToolError(ExitStatus status, const std::string& message) : std::runtime_error(message), m_status(status) {}
+    ToolError(ExitStatus status, const std::string& message, ErrorPlace place = {})
+        : std::runtime_error(message), m_status(status), m_place(std::move(place)) {}
     ExitStatus status() const { return m_status; }
+    const ErrorPlace& place() const { return m_place; }
 
   private:
     ExitStatus m_status;
+    ErrorPlace m_place;
 };
 
 } // namespace wdlt

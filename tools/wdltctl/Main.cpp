@@ -4,6 +4,7 @@
 #include "ChangeLock.h"
 #include "Files.h"
 #include "HomeLook.h"
+#include "LibraryWatch.h"
 #include "RegistryKey.h"
 #include "RunTool.h"
 #include "ToolError.h"
@@ -23,16 +24,18 @@ void printJson(const Json& document) {
 
 namespace {
 
-void lookAtTree() {
+void lookAtTree(Needs needs) {
     std::string path;
-    if (lookAtHome(path)) {
+    if (lookAtHome(path, needs == Needs::Change ? HomeUse::Change : HomeUse::Read)) {
         const auto base = RegistryKey::openIfThere(std::u16string(kBasePath));
         // Merely asking for the plug-in manager's switches makes keys: only values are an installation.
         if (base && !base->values().empty())
             return;
     }
-    throw ToolError(ExitStatus::Unknown, fmt::format("nothing is laid down in {}: wdltctl init", path));
+    throw ToolError(ExitStatus::Unknown, fmt::format("nothing is laid down in {}: wdltctl init", path), {.path = path});
 }
+
+constexpr const char* kToolName = "wdltctl";
 
 using AddVerb = void (*)(CLI::App& app, const Options& options);
 
@@ -54,33 +57,44 @@ constexpr const char* kExamples =
     "  wdltctl raw read 10000 0 --json\n"
     "Exit status: 0 done or yes, 1 no, 2 the words or the input are wrong, 3 it can't be told "
     "or isn't permitted, 4 stored but the service wasn't told, 5 failed and nothing "
-    "changed, 6 failed half way.";
+    "changed, 6 failed half way, 130 interrupted.";
+
+/* The callbacks refer to it for as long as the program runs. */
+Options& options() {
+    static Options all;
+    return all;
+}
 
 void addVerbs(CLI::App& app) {
-    // Static: the callbacks refer to it for as long as the program runs.
-    static Options options;
-    app.add_flag("--json", options.json, "Print JSON");
-    app.add_flag("--secrets", options.secrets, "Show passwords and keys");
+    app.add_flag("--json", options().json, "Print JSON");
+    app.add_flag("--secrets", options().secrets, "Show passwords and keys");
+    app.add_flag("-v,--verbose", options().verbose, "Show the library's errors as it logs them");
     for (const auto addVerb : kVerbs)
-        addVerb(app, options);
+        addVerb(app, options());
 }
 
 } // namespace
 
 void runs(CLI::App& verb, Needs needs, std::function<void()> body) {
-    verb.callback([needs, body = std::move(body)] {
-        lookAtTree();
+    const std::string parent = verb.get_parent()->get_name();
+    const std::string name = parent == kToolName ? verb.get_name() : parent + " " + verb.get_name();
+    verb.callback([name, needs, body = std::move(body)] {
+        lookAtTree(needs);
+        LibraryWatch watch(name, options().verbose);
         std::optional<ChangeLock> lock;
-        if (needs == Needs::Change)
+        if (needs == Needs::Change) {
             lock.emplace();
+            watch.expectChanges();
+        }
         body();
+        watch.end();
     });
 }
 
 } // namespace wdlt
 
 int main(int argc, char** argv) {
-    return wdlt::runTool(
-        {"wdltctl", "Shows and changes the settings of the content-scanning service.", wdlt::kExamples, wdlt::addVerbs},
-        argc, argv);
+    return wdlt::runTool({wdlt::kToolName, "Shows and changes the settings of the content-scanning service.",
+                          wdlt::kExamples, wdlt::addVerbs},
+                         argc, argv);
 }

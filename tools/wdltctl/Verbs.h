@@ -17,6 +17,7 @@ namespace wdlt {
 struct Options {
     bool json = false;
     bool secrets = false;
+    bool verbose = false;
 };
 
 /* The key of all settings. */

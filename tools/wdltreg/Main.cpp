@@ -35,7 +35,7 @@ constexpr const char* kExamples =
 template <class Body>
 void reads(CLI::App* verb, Body&& body) {
     verb->callback([body = std::forward<Body>(body)] {
-        if (std::string path; !lookAtHome(path))
+        if (std::string path; !lookAtHome(path, HomeUse::Read))
             throw ToolError(ExitStatus::Unknown, "no registry is in " + path);
         body();
     });
@@ -46,7 +46,7 @@ template <class Body>
 void changes(CLI::App* verb, Body&& body) {
     verb->callback([body = std::forward<Body>(body)] {
         std::string path;
-        lookAtHome(path);
+        lookAtHome(path, HomeUse::Change);
         const ChangeLock lock;
         body();
     });

@@ -133,7 +133,7 @@ void init(const InitArguments& arguments, const Options& options) {
         valueCount += key.values.size();
 
     std::string home;
-    lookAtHome(home);
+    lookAtHome(home, HomeUse::Change);
     const ChangeLock lock;
     const std::u16string base(kBasePath);
     if (arguments.force)

@@ -1,0 +1,163 @@
+#include "LibraryWatch.h"
+
+#include "Display.h"
+#include "RegistryKey.h"
+#include "RunTool.h"
+#include "Verbs.h"
+
+#include <chrono>
+#include <csignal>
+#include <fmt/format.h>
+#include <mutex>
+#include <platform/log.h>
+#include <pthread.h>
+#include <string_view>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+namespace wdlt {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr DWORD kEntryLines = 1;
+constexpr DWORD kErrorLines = 256;
+constexpr auto kUntoldWait = std::chrono::milliseconds(500);
+
+struct Heard {
+    std::string verb;
+    bool isVerbose = false;
+    std::mutex mutex; /* of what follows */
+    std::string lastError;
+    std::optional<Clock::time_point> waitingSince;
+    unsigned unanswered = 0;
+};
+
+Heard& heard() {
+    static Heard all;
+    return all;
+}
+
+void hear(DWORD level, LPCWSTR message) {
+    const std::u16string_view line(message);
+    const std::lock_guard lock(heard().mutex);
+    if ((level & kErrorLines) != 0) {
+        heard().lastError = displayText(line);
+        if (heard().isVerbose)
+            fmt::print(stderr, "wdltctl: log: {}\n", heard().lastError);
+    } else if (line == u"***Waiting response...") {
+        heard().waitingSince = Clock::now();
+    } else if (line == u"***Waiting was successful..." || line == u"***Waiting has timeout...") {
+        heard().waitingSince.reset();
+        heard().unanswered += line == u"***Waiting has timeout..." ? 1 : 0;
+    }
+}
+
+bool isWaiting(std::chrono::milliseconds time) {
+    const std::lock_guard lock(heard().mutex);
+    return heard().waitingSince && Clock::now() - *heard().waitingSince >= time;
+}
+
+sigset_t interrupts() {
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGINT);
+    return set;
+}
+
+LibraryWatch::Values storedValues() {
+    LibraryWatch::Values values;
+    walkKeys(std::u16string(kBasePath), [&](const RegistryKey& key, std::size_t) {
+        for (RegValue& value : key.values())
+            values.emplace(key.path() + u'\\' + value.name, std::move(value.data));
+    });
+    return values;
+}
+
+std::vector<std::string> changesBetween(const LibraryWatch::Values& before, const LibraryWatch::Values& after) {
+    std::vector<std::string> names;
+    const auto note = [&](const std::u16string& name) {
+        names.push_back(displayText(std::u16string_view(name).substr(kBasePath.size() + 1)));
+    };
+    for (const auto& [name, data] : after)
+        if (const auto found = before.find(name); found == before.end() || found->second != data)
+            note(name);
+    for (const auto& [name, data] : before)
+        if (!after.contains(name))
+            note(name);
+    return names;
+}
+
+} // namespace
+
+LibraryWatch::LibraryWatch(const std::string& verb, bool verbose) {
+    heard().verb = verb;
+    heard().isVerbose = verbose;
+    WdListenToLog(kEntryLines | kErrorLines, hear);
+    const sigset_t set = interrupts();
+    pthread_sigmask(SIG_BLOCK, &set, nullptr);
+    m_thread = std::jthread([this](const std::stop_token& stop) { watch(stop); });
+}
+
+LibraryWatch::~LibraryWatch() {
+    m_thread.request_stop();
+    pthread_kill(m_thread.native_handle(), SIGINT); // ends its wait
+    m_thread.join();
+    WdListenToLog(0, nullptr);
+}
+
+void LibraryWatch::expectChanges() {
+    m_before = storedValues();
+}
+
+void LibraryWatch::end() const {
+    if (heard().unanswered != 0)
+        fmt::print(stderr,
+                   "wdltctl: warning: {}: stored, but the service didn't answer; it may use the old settings "
+                   "until it is started again\n",
+                   heard().verb);
+}
+
+const std::string& LibraryWatch::verb() {
+    return heard().verb;
+}
+
+std::string LibraryWatch::takeLastError() {
+    const std::lock_guard lock(heard().mutex);
+    return std::exchange(heard().lastError, {});
+}
+
+void LibraryWatch::watch(const std::stop_token& stop) {
+    constexpr timespec kPause{0, 100'000'000};
+    const sigset_t set = interrupts();
+    bool isTold = ::isatty(STDERR_FILENO) != 1;
+    for (;;) {
+        const int signal = sigtimedwait(&set, nullptr, &kPause);
+        if (stop.stop_requested())
+            return;
+        if (signal == SIGINT)
+            interrupted();
+        if (!isTold && isWaiting(kUntoldWait)) {
+            fmt::print(stderr, "waiting for the service (up to 60 s for each record)\n");
+            isTold = true;
+        }
+    }
+}
+
+/* The main thread is inside the library all the while; what that has stored stays, as after any other death. */
+void LibraryWatch::interrupted() {
+    std::string done = "nothing is changed";
+    if (m_before) {
+        const auto changed = changesBetween(*m_before, storedValues());
+        if (!changed.empty())
+            done = fmt::format("changed so far: {}", fmt::join(changed, ", "));
+        else if (isWaiting(std::chrono::milliseconds(0)))
+            done = "what was to change is stored, but the service hasn't answered";
+        else
+            done = "no setting is changed, and a list is old or new as a whole";
+    }
+    endInterrupted(fmt::format("{}: interrupted; {}", heard().verb, done));
+}
+
+} // namespace wdlt

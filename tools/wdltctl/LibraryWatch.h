@@ -1,0 +1,42 @@
+/* Looks over the library's shoulder while a verb runs: it hears the lines of its log, whether or not that is on, so that
+   the tool can say why a call failed, that it waits for the service, and what is done when the user interrupts it. */
+#pragma once
+
+#include <map>
+#include <optional>
+#include <platform/base.h>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace wdlt {
+
+class LibraryWatch {
+  public:
+    using Values = std::map<std::u16string, std::vector<BYTE>>; /* by their paths */
+
+    /* `verb` is what the user typed: "add urls". Verbose: each error line is printed as it comes. */
+    LibraryWatch(const std::string& verb, bool verbose);
+    ~LibraryWatch();
+    LibraryWatch(const LibraryWatch&) = delete;
+    LibraryWatch& operator=(const LibraryWatch&) = delete;
+
+    /* From here on the verb may change settings: what it has changed is told when it is interrupted. */
+    void expectChanges();
+    /* The verb has succeeded: warns when the service left a call without an answer. */
+    void end() const;
+
+    /* What the user typed. */
+    static const std::string& verb();
+    /* The last error that the library has logged since this was called last; empty when it has logged none. */
+    static std::string takeLastError();
+
+  private:
+    void watch(const std::stop_token& stop);
+    [[noreturn]] void interrupted();
+
+    std::optional<Values> m_before;
+    std::jthread m_thread; /* waits for SIGINT, which all other threads block */
+};
+
+} // namespace wdlt
