@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <exception>
 #include <fmt/format.h>
+#include <string>
 
 namespace wdlt {
 namespace {
@@ -15,6 +16,14 @@ int fail(const Tool& tool, ExitStatus status, const char* message) {
     std::fflush(stdout);
     std::fprintf(stderr, "%s: %s\n", tool.name, message);
     return static_cast<int>(status);
+}
+
+/* A text that begins with - is taken for an option. */
+std::string dashHint(const CLI::App& app) {
+    for (const std::string& word : app.remaining(true))
+        if (word.starts_with('-'))
+            return fmt::format("; {} is taken for an option: a text that begins with - goes after --", word);
+    return {};
 }
 
 int parseAndRun(const Tool& tool, int argc, char** argv) {
@@ -30,7 +39,7 @@ int parseAndRun(const Tool& tool, int argc, char** argv) {
     } catch (const CLI::Success& request) {
         return app.exit(request);
     } catch (const CLI::ParseError& error) {
-        throw ToolError(ExitStatus::Usage, fmt::format("{} (--help shows the usage)", error.what()));
+        throw ToolError(ExitStatus::Usage, fmt::format("{}{} (--help shows the usage)", error.what(), dashHint(app)));
     }
     // A full disk, when the output is redirected to a file, shows up here at the latest.
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)

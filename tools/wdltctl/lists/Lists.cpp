@@ -28,6 +28,8 @@ void addLists(CLI::App& app, const Options& options) {
     for (const auto& each : verbs) {
         auto* verb = app.add_subcommand(each.name, each.help);
         verb->require_subcommand(1);
+        if (each.part == &List::addList)
+            verb->footer("Tables are for people, and their columns may change: --json is for scripts.");
         for (const List* list : kLists)
             if (list->*each.part != nullptr)
                 (list->*each.part)(*verb, options);
