@@ -15,6 +15,7 @@
 #include <fmt/format.h>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 #include <wdltcfg/wdltcfg.h>
@@ -96,6 +97,8 @@ void addRule(const RuleArguments& arguments, const Options& options) {
     checkStatus(WdltAddDRSWhiteListItem(&rule), fmt::format("rule {}", arguments.rule));
     if (options.json)
         printJson({{"index", rule.Index}, {"rule", arguments.rule}});
+    else
+        fmt::print("added with index {}\n", rule.Index);
 }
 
 /* By their names, in any case, and by their indexes. */
@@ -115,12 +118,13 @@ std::vector<std::uint32_t> indexesOf(const RuleArguments& arguments) {
     for (const std::uint32_t index : arguments.indexes) {
         if (std::ranges::find(rules, index, &WdltDrsWhiteListItem::Index) == rules.end())
             throw ToolError(ExitStatus::Usage, fmt::format("no rule has the index {}", index));
-        indexes.push_back(index);
+        if (std::ranges::find(indexes, index) == indexes.end())
+            indexes.push_back(index);
     }
     return indexes;
 }
 
-void removeRules(const RuleArguments& arguments) {
+void removeRules(const RuleArguments& arguments, const Options& options) {
     if (arguments.all == (!arguments.rules.empty() || !arguments.indexes.empty()))
         throw ToolError(ExitStatus::Usage, "rules are needed, or --all");
     // Look up all of them before removing any. An index of 0 stands for all.
@@ -141,6 +145,7 @@ void removeRules(const RuleArguments& arguments) {
         ++removed;
     }
     checkStatus(untold, fmt::format("{} removed", arguments.all ? "all rules" : std::to_string(removed)));
+    printRemoved(arguments.all ? std::nullopt : std::optional(removed), options);
 }
 
 void addRuleList(CLI::App& verb, const Options& options) {
@@ -159,7 +164,7 @@ void addRuleAdd(CLI::App& verb, const Options& options) {
     runs(*rules, Needs::Change, [arguments, &options] { addRule(*arguments, options); });
 }
 
-void addRuleRemove(CLI::App& verb, const Options& /*options*/) {
+void addRuleRemove(CLI::App& verb, const Options& options) {
     const auto arguments = std::make_shared<RuleArguments>();
     auto* rules = verb.add_subcommand("rules", "Remove rules from DRS's white list");
     rules->add_option("RULE", arguments->rules, "Their names");
@@ -167,7 +172,7 @@ void addRuleRemove(CLI::App& verb, const Options& /*options*/) {
         ->delimiter(',')
         ->allow_extra_args(false); // otherwise a name after it would count as another index
     rules->add_flag("--all", arguments->all, "Remove all of them, those too that no list shows");
-    runs(*rules, Needs::Change, [arguments] { removeRules(*arguments); });
+    runs(*rules, Needs::Change, [arguments, &options] { removeRules(*arguments, options); });
 }
 
 } // namespace

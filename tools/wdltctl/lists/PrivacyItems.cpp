@@ -156,6 +156,8 @@ void addItem(const ItemArguments& arguments, const Options& options) {
     writeItems(store);
     if (options.json)
         printJson({{kIndex, item.dwItemIndex}});
+    else
+        fmt::print("added with index {}\n", item.dwItemIndex);
 }
 
 /* Several items may have one name. */
@@ -172,7 +174,7 @@ std::uint32_t indexOfItem(const std::string& name, const Items& items) {
     return indexes.front();
 }
 
-void removeItems(const ItemArguments& arguments) {
+void removeItems(const ItemArguments& arguments, const Options& options) {
     if (arguments.indexes.empty() && arguments.names.empty())
         throw ToolError(ExitStatus::Usage, "an INDEX or --name is needed");
     PrivacyItems store = readItems();
@@ -183,6 +185,7 @@ void removeItems(const ItemArguments& arguments) {
         if (std::erase_if(store.items, [&](const auto& item) { return item.dwItemIndex == index; }) == 0)
             throw ToolError(ExitStatus::Usage, fmt::format("no item has the index {}", index));
     writeItems(store);
+    printRemoved(indexes.size(), options);
 }
 
 std::uint32_t numberOf(const Json& value, const std::string& where) {
@@ -304,13 +307,13 @@ void addItemAdd(CLI::App& verb, const Options& options) {
     runs(*items, Needs::Change, [arguments, &options] { addItem(*arguments, options); });
 }
 
-void addItemRemove(CLI::App& verb, const Options& /*options*/) {
+void addItemRemove(CLI::App& verb, const Options& options) {
     const auto arguments = std::make_shared<ItemArguments>();
     auto* items = addItems(verb, "Remove privacy items");
     items->add_option("INDEX", arguments->indexes, "Their indexes");
     items->add_option("--name", arguments->names, "Name of an item that no other has; may be repeated")
         ->allow_extra_args(false); // otherwise an index after it would count as another name
-    runs(*items, Needs::Change, [arguments] { removeItems(*arguments); });
+    runs(*items, Needs::Change, [arguments, &options] { removeItems(*arguments, options); });
 }
 
 void addItemImport(CLI::App& verb, const Options& /*options*/) {

@@ -101,6 +101,9 @@ void write(const RedirectArguments& arguments, std::uint64_t configType, const O
                 fmt::format("session {} of {}", arguments.session, handler.name()));
     if (options.json)
         printJson({{"handler", handler.name()}, {"session", arguments.session}});
+    else
+        fmt::print("session {} of {} {}\n", arguments.session, handler.name(),
+                   configType == WDLT_CONFIG_REDIRECT_ADD ? "stored" : "removed");
 }
 
 CLI::App* addRedirects(CLI::App& verb, const char* help, const std::shared_ptr<RedirectArguments>& arguments) {

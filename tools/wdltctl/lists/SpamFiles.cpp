@@ -12,7 +12,6 @@
 #include <memory>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 #include <wdltcfg/addresses.h>
 #include <wdltcfg/wdltcfg.h>
@@ -22,16 +21,25 @@ namespace {
 
 constexpr std::size_t kMostLineBytes = sizeof(WdpeAspmEntry::szEntry) - 1;
 
-/* What a read doesn't give back, and the numbers of the lines, from 1. */
-struct Loss {
+/* What a read doesn't give back, or a write doesn't take, of one line. */
+struct Trouble {
     const char* what;
-    std::vector<std::size_t> lines;
+    bool (*isIn)(std::string_view line, std::size_t entries); /* `entries`: how many there are with this line */
 };
 
-/* "2, 5 to 7 and 12 more". */
-std::string numbersText(const std::vector<std::size_t>& numbers) {
+constexpr Trouble kTroubles[] = {
+    {"over 255 bytes", [](std::string_view line, std::size_t) { return line.size() > kMostLineBytes; }},
+    {"a zero byte", [](std::string_view line, std::size_t) { return line.find('\0') != line.npos; }},
+    {"not text in the system code page", [](std::string_view line, std::size_t) { return !isCodePageText(line); }},
+    {"a carriage return before its end", [](std::string_view line, std::size_t) { return line.ends_with('\r'); }},
+    {"after the 500th entry",
+     [](std::string_view line, std::size_t entries) { return !line.empty() && entries > WDLT_MAX_ASPM_RECORDS; }},
+};
+
+/* "lines 2, 5 to 7 and 12 more". */
+std::string linesText(const std::vector<std::size_t>& numbers) {
     constexpr int kMostRuns = 4;
-    std::string text;
+    std::string text = numbers.size() == 1 ? "line" : "lines";
     int runs = 0;
     for (std::size_t at = 0; at < numbers.size(); ++runs) {
         if (runs == kMostRuns)
@@ -39,7 +47,7 @@ std::string numbersText(const std::vector<std::size_t>& numbers) {
         std::size_t last = at;
         while (last + 1 < numbers.size() && numbers[last + 1] == numbers[last] + 1)
             ++last;
-        text += fmt::format("{}{}", text.empty() ? "" : ", ", numbers[at]);
+        text += fmt::format("{} {}", runs == 0 ? "" : ",", numbers[at]);
         if (last != at)
             text += fmt::format(" to {}", numbers[last]);
         at = last + 1;
@@ -51,33 +59,28 @@ bool isUtf16(std::string_view content) {
     return content.starts_with("\xFF\xFE") || content.starts_with("\xFE\xFF");
 }
 
-std::vector<Loss> lossesOf(std::string_view content) {
+/* "lines 2, 5 to 7: over 255 bytes; line 501: after the 500th entry; "; empty where there is no trouble. */
+std::string troublesOf(std::string_view content) {
     if (isUtf16(content))
-        return {{"begins a text in UTF-16", {1}}};
-    Loss losses[] = {{"has more than 255 bytes", {}},
-                     {"has a zero byte", {}},
-                     {"isn't text in the system code page", {}},
-                     {"comes after 500 entries", {}}};
-    auto& [longOnes, zeros, foreign, beyond] = losses;
+        return "UTF-16; ";
+    std::vector<std::size_t> lines[std::size(kTroubles)];
     std::size_t entries = 0;
     for (std::size_t number = 1; !content.empty(); ++number) {
         const std::size_t end = std::min(content.find('\n'), content.size());
         std::string_view line = content.substr(0, end);
-        content.remove_prefix(std::min(end + 1, content.size()));
-        if (line.ends_with('\r'))
+        if (end != content.size() && line.ends_with('\r'))
             line.remove_suffix(1);
+        content.remove_prefix(std::min(end + 1, content.size()));
         entries += (line.size() + kMostLineBytes - 1) / kMostLineBytes; // a long line is read as several
-        const std::pair<Loss&, bool> found[] = {{longOnes, line.size() > kMostLineBytes},
-                                                {zeros, line.find('\0') != line.npos},
-                                                {foreign, !isCodePageText(line)},
-                                                {beyond, !line.empty() && entries > WDLT_MAX_ASPM_RECORDS}};
-        for (const auto& [loss, isFound] : found)
-            if (isFound)
-                loss.lines.push_back(number);
+        for (std::size_t i = 0; i < std::size(kTroubles); ++i)
+            if (kTroubles[i].isIn(line, entries))
+                lines[i].push_back(number);
     }
-    std::vector<Loss> some;
-    std::ranges::copy_if(losses, std::back_inserter(some), [](const Loss& loss) { return !loss.lines.empty(); });
-    return some;
+    std::string text;
+    for (std::size_t i = 0; i < std::size(kTroubles); ++i)
+        if (!lines[i].empty())
+            text += fmt::format("{}: {}; ", linesText(lines[i]), kTroubles[i].what);
+    return text;
 }
 
 std::string contentOf(const std::string& path) {
@@ -101,18 +104,14 @@ void lookAtSpamFiles(bool isForced) {
     const auto record = std::make_unique<WdpeAspmData>();
     checkStatus(readSpamRecord(*record), "the spam lists");
     for (const std::string& name : {narrowOf(record->szWhitelistFile), narrowOf(record->szBlacklistFile)}) {
-        const std::string path = installedFile(name);
-        const std::string content = contentOf(path);
-        if (isForced)
+        if (name.empty())
             continue;
-        std::string text;
-        for (const Loss& loss : lossesOf(content))
-            text += fmt::format("{}line {} {}", text.empty() ? "" : ", ", numbersText(loss.lines), loss.what);
-        if (!text.empty())
+        const std::string path = installedFile(name);
+        const std::string troubles = troublesOf(contentOf(path));
+        if (!troubles.empty() && !isForced)
             throw ToolError(ExitStatus::Failed,
-                            fmt::format("{}: {}; every change of anti-spam rewrites both lists and would lose that: "
-                                        "--force does it all the same",
-                                        displayPath(displayNarrow(path)), text));
+                            fmt::format("{}: {}a change of anti-spam rewrites both lists: --force does it all the same",
+                                        displayPath(displayNarrow(path)), troubles));
     }
 }
 

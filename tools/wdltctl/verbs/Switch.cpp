@@ -126,6 +126,8 @@ void printOutcome(const Feature& feature, const Selection& selection, const Outc
         for (const auto& [what, state] : outcome.changes)
             document["changed"][what] = state;
         document["staying"] = outcome.staying;
+        if (!selection.note.empty())
+            document["note"] = selection.note;
         printJson(document);
         return;
     }
