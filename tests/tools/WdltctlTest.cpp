@@ -323,7 +323,7 @@ TEST_F(Wdltctl, RulesComeAndGo) {
                        "3      third\n"},
         {"add rules été --index 4", "added with index 4\n"},
         {"remove rules BANK 4 --index 3", "3 removed\n"},
-        {"list rules", "INDEX  RULE  PROCESS  DOMAIN\n4      été\n"},
+        {"list rules", "INDEX  RULE   PROCESS  DOMAIN\n4      été\n"},
         {"add rules 9", "added with index 1\n"},
         {"remove rules --index 1 --json", R"({"removed": 1})"},
         {"remove rules --all", "all removed\n"},

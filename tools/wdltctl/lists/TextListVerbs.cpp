@@ -48,11 +48,11 @@ Texts readList(const TextListRequest& request) {
 }
 
 void writeList(const TextListRequest& request, const Texts& texts) {
+    if (request.list.lookBeforeWrite != nullptr)
+        request.list.lookBeforeWrite(request.force);
     if (texts.size() > request.list.mostEntries)
         throw ToolError(ExitStatus::Usage, fmt::format("{}: {} records, at most {}", request.name(), texts.size(),
                                                        request.list.mostEntries));
-    if (request.list.lookBeforeWrite != nullptr)
-        request.list.lookBeforeWrite(request.force);
     checkStatus(request.list.write(request.type(), texts), request.name());
 }
 
