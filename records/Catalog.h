@@ -94,9 +94,9 @@ inline constexpr FieldOf<NoRecord> kExclusions[] = {
 inline constexpr FieldOf<NoRecord> kSearchTable[] = {
     lone(FieldKind::Number, "SearchTableIndex").fresh(0).is("its number")};
 inline constexpr FieldOf<NoRecord> kBrowsers[] = {
-    lone(FieldKind::Number, "enableIE").unreadable(1).fresh(1).flag("Internet Explorer"),
-    lone(FieldKind::Number, "enableFirefox").unreadable(1).fresh(1).flag("Firefox"),
-    lone(FieldKind::Number, "enableChrome").unreadable(1).fresh(1).flag("Chrome"),
+    lone(FieldKind::Number, "enableIE").unreadable(1).fresh(0).flag("Internet Explorer"),
+    lone(FieldKind::Number, "enableFirefox").unreadable(1).fresh(0).flag("Firefox"),
+    lone(FieldKind::Number, "enableChrome").unreadable(1).fresh(0).flag("Chrome"),
 };
 inline constexpr FieldOf<NoRecord> kDrsSwitch[] = {
     lone(FieldKind::Number, "enable").unreadable(0).fresh(0).flag("DRS is on")};

@@ -10,6 +10,8 @@ std::string many(int count, const std::string& text = "x") {
 TEST_F(Wdltctl, AndItsNeighboursRefuseWhatMakesNoSense) {
     done("add rules Bank --index 2");
     done("add items card 4711");
+    done("add items twice");
+    done("add items twice");
     done("wdltreg set A n sz x");
     expectRefused({
         {"", 2, "A subcommand is required (--help shows the usage)"},
@@ -48,21 +50,32 @@ TEST_F(Wdltctl, AndItsNeighboursRefuseWhatMakesNoSense) {
         {"add redirects POP3 Mail --process 1234567890123456", 2, "--process: at most 15 bytes"},
         {"add redirects POP3 Mail --process x --flag 16", 2, "an image is meant"},
 
+        {"add redirects POP3 Mail --port 70000", 2, "--port: Value 70000 not in range 0 to 65535"},
+        {"add urls black -x", 2, "; -x is taken for an option: a text that begins with - goes after --"},
+
         {"add rules bank", 2, "there is a rule bank already"},
         {"add rules new --index 2", 2, "index 2 is that of Bank"},
         {"add rules a\\b", 2, "RULE: 1 to 199 characters, none of them a backslash"},
         {"add rules " + many(200), 2, "RULE: at most 199 characters"},
         {"add rules new --domain " + many(256), 2, "--domain: at most 255 characters"},
         {"remove rules", 2, "rules are needed, or --all"},
-        {"remove rules 2 nobody", 2, "nobody: no such rule"},
+        {"remove rules Bank nobody", 2, "nobody: no such rule"},
+        {"remove rules 2", 2, "2: no such rule; --index 2 removes by index"},
+        {"remove rules Bank --index 1", 2, "no rule has the index 1"},
 
         {"add items n " + many(33), 2, "TEXT: 33 bytes in utf-8, at most 32"},
+        {"add items Empty ''", 2, "TEXT: an empty text is never found"},
+        {"add items Empty -", 2, "TEXT: an empty text is never found", "\nmore"},
         {"add items n \xFF", 2, "TEXT: not a text that utf-8 can hold"},
         {"add items " + many(36), 2, "NAME: at most 35 bytes"},
         {"add items n --description " + many(68), 2, "--description: at most 67 bytes"},
         {"add items n --index 0", 2, "index 0 has an item already"},
         {"add items n --index 32", 2, "--index: Value 32 not in range 0 to 31"},
         {"remove items 0 7", 2, "no item has the index 7"},
+        {"remove items", 2, "an INDEX or --name is needed"},
+        {"remove items --name Card", 2, "no item has the name Card"},
+        {"remove items --name twice", 2, "2 items have the name twice: their indexes are 1, 2"},
+        {"remove items --name card 0", 2, "no item has the index 0"},
         {"import items -", 2, "not a JSON list", "{}"},
         {"import items -", 2, "item 1: not an object", "[1]"},
         {"import items -", 2, "item 1: an index is 0 to 31", "[{}]"},

@@ -87,19 +87,62 @@ TEST_F(WdltctlLists, AListThatCannotBeReadIsNotTakenForAnEmptyOne) {
         const HANDLE other =
             CreateFileA((install() + "/SpyAList.dat").c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
         ASSERT_NE(other, INVALID_HANDLE_VALUE);
-        expectRefused({{"list spyware", 5, "SpyAList.dat: in use"}, {"add spyware c", 5, "SpyAList.dat: in use"}});
+        expectRefused({{"list spyware", 5, "SpyAList.dat: in use"},
+                       {"add spyware c", 5, "SpyAList.dat: in use"},
+                       {"import spyware -", 5, "SpyAList.dat: in use by another process (error 32); --force", "c\n"}});
         CloseHandle(other);
     }
     EXPECT_EQ(done("list spyware"), "a\nb\n");
+    TestHome::instance().write("install/UrlBlack.dat", "damaged");
+    expectRefused({{"import urls black -", 5, "--force replaces it", "u\n"},
+                   {"import urls black - --merge --force", 5, "black list", "u\n"}});
+    expectOutputs(
+        {{"import urls black - --force", "1 entries: 1 added, 0 removed\n", "u\n"}, {"list urls black", "u\n"}});
+}
+
+// A write rewrites both files from what is read of them.
+TEST_F(WdltctlLists, ASpamFileThatHoldsMoreThanIsReadIsNotRewritten) {
+    const std::string white = install() + "/SpamWhite.txt";
+    std::string many;
+    for (int i = 1; i <= 502; ++i)
+        many += std::to_string(i) + "\n\r\n";
+    const struct {
+        std::string content;
+        std::string words;
+    } files[] = {
+        {many, white + ": lines 1001, 1003: after the 500th entry; a change of anti-spam rewrites both lists: --force"},
+        {"a\r\n" + std::string(255, 'x') + "\r\n" + std::string(256, 'x'), "txt: line 3: over 255 bytes; a"},
+        {"#\n\xFF\n\xFF\nb\n\xFF", "lines 2 to 3, 5: not text in the system code page"},
+        {"\xFF\xFE#", "UTF-16"},
+        {std::string("a\0b", 3), "line 1: a zero byte"},
+        {"a\r", "line 1: a carriage return before its end"},
+    };
+    for (const auto& [content, words] : files) {
+        TestHome::instance().write("install/SpamWhite.txt", content);
+        expectRefused({{"add spam white z", 5, words},
+                       {"import spam black -", 5, words, "z\n"},
+                       {"set aspm dwLevel=2", 5, words}});
+    }
+    TestHome::instance().write("install/SpamWhite.txt", "a\n" + std::string(256, 'x'));
+    expectOutputs({{"set aspm dwLevel=2 --force", ""},
+                   {"list spam white", "a\n" + std::string(255, 'x') + "\nx\n"},
+                   {"remove spam white x", "1 removed\n"}});
+    std::filesystem::remove(install() + "/SpamBlack.txt");
+    std::filesystem::create_directory(install() + "/SpamBlack.txt");
+    expectRefused({{"add spam white z --force", 5, "SpamBlack.txt: access denied (error 5)"},
+                   {"set aspm dwLevel=1 --force", 5, "move that file away first"}});
 }
 
 // The service may store more than a text in a host's block.
 TEST_F(WdltctlLists, AHostThatIsNoTextComesAndGoesAsDigits) {
     const std::string zeros(2 * 306 - 6, '0');
     expectOutputs({{"import hosts -", "2 entries: 2 added, 0 removed\n", "hex:6100ff" + zeros + "\na.b\n"},
-                   {"export hosts -", "hex:6100ff" + zeros + "\na.b\n"},
-                   {"import hosts -", "1 entries: 1 added, 2 removed\n", "hex:612e62" + zeros},
-                   {"list hosts", "a.b\n"}});
+                   {"export hosts -", "hex:6100ff\na.b\n"},
+                   {"import hosts -", "1 entries: 0 added, 1 removed\n", "hex:612e62" + zeros},
+                   {"add hosts hex:612e6200 a\x01 hex:x hex:ff hex:00 a\x01",
+                    "hex:612e6200: on the list already\na\\x01: on the list already\n4 added\n"},
+                   {"list hosts", "a.b\nhex:6101\nhex:6865783a78\nhex:ff\nhex:00\n"},
+                   {"remove hosts hex:6101 hex:x", "2 removed\n"}});
     expectRefused({{"add hosts hex:6100ff0" + zeros, 2, "HOST: 1 to 305 bytes"}});
 }
 
@@ -115,7 +158,7 @@ TEST_F(WdltctlLists, ExclusionsKeepTheirNumbers) {
     EXPECT_EQ(numbers(), "00 01 02 ");
     expectOutputs({{"remove exclusions b", "1 removed\n"},
                    {"import exclusions -", "3 entries: 1 added, 0 removed\n", "d\nc\na\n"},
-                   {"add items n x", ""}});
+                   {"add items n x", "added with index 0\n"}});
     EXPECT_EQ(numbers(), "03 02 00 ");
     EXPECT_EQ(done("export exclusions -"), "d\nc\na\n");
 }
@@ -145,7 +188,7 @@ TEST_F(WdltctlLists, UrlsAreCheckedWithAndWithoutTheService) {
         EXPECT_EQ(checked.status, 1);
         EXPECT_EQ(checked.out, "http://a.b/c: on the list\nhttp://x.y/: not on the list\n");
         EXPECT_EQ(checked.err, "wdltctl: 1 of 2 not on the black list\n");
-        expectOutputs({{"check-url http://a.b/c --list black --json", R"({"http://a.b/c": true})"}});
+        expectOutputs({{"check-url http://a.b/c --list black --json", R"([{"url": "http://a.b/c", "found": true}])"}});
         if (!isAsked)
             continue;
         EXPECT_THAT(peer->readLine(), HasSubstr(R"("list":1,"url":"http://a.b/c","found":true,"reply":0)"));
@@ -166,8 +209,8 @@ TEST_F(WdltctlLists, ItemsStayHiddenUnlessAskedFor) {
   {"index": 1, "name": "later", "description": "", "scanTarget": 16, "text": ""}])";
     expectOutputs({
         {kItems, "[]\n"},
-        {"add items card '4711 0815'", ""},
-        {"add items street - --description home --target 3 --index 31", "", "Große Straße\nmore"},
+        {"add items card '4711 0815'", "added with index 0\n"},
+        {"add items street - --description home --target 3 --index 31", "added with index 31\n", "Große Straße\nmore"},
         {"add items later --json", R"({"index": 1})"},
         {"--secrets list items --json", whole},
     });
@@ -184,7 +227,7 @@ TEST_F(WdltctlLists, ItemsStayHiddenUnlessAskedFor) {
     hidden[1]["name"] = changed[1]["name"] = "road";
     expectOutputs({{"import items -", "", hidden.dump()},
                    {"--secrets list items --json", changed.dump()},
-                   {"remove items 0 1 31", ""},
+                   {"remove items 0 31 --name later", "3 removed\n"},
                    {kItems, "[]\n"}});
     expectRefused({{"import items -", 2, "item 1, text: hidden, and no item has the index 0", hidden.dump()}});
     expectOutputs({{"import items -", "", whole}, {"--secrets list items --json", whole}});
@@ -212,7 +255,7 @@ TEST_F(WdltctlLists, ItemsAreStoredInTheStoresCharset) {
     EXPECT_EQ(verified.out,
               "1: can be searched for\n2: can be searched for\n3: can't be in each charset that is searched\n");
     EXPECT_EQ(verified.err, "wdltctl: 1 of 3 can't be searched for\n");
-    expectOutputs({{"verify größe --json", "[true]"}, {"add items n größe", ""}});
+    expectOutputs({{"verify größe --json", "[true]"}, {"add items n größe", "added with index 0\n"}});
     expectRefused({{"add items n 日本", 5, "the text of item 1 can't be in each charset that is searched"}});
     setNumber("ItemEntryMax", "1");
     expectRefused({{"add items n a", 2, "2 records, at most 1"}});

@@ -17,7 +17,7 @@ using testing::StartsWith;
 TEST_F(Wdltctl, InitReplacesWhatIsThereOnlyByForce) {
     const std::string fresh = stored()["registry"];
     const std::string init = "init --install " + install();
-    expectOutputs({{"wdltreg set " + kBase + "\\Extra n sz x", ""}, {"add items card 4711", ""}});
+    expectOutputs({{"wdltreg set " + kBase + "\\Extra n sz x", ""}, {"add items card 4711", "added with index 0\n"}});
     expectRefused({{init, 5, "there already; --force replaces it"}});
     done("wdltreg delete " + kBase);
     expectRefused({{init, 5, "Privacy.dat is there already; --force replaces it"},
@@ -106,7 +106,7 @@ TEST_F(Wdltctl, EachFeatureIsSwitchedAlone) {
         for (const auto& [name, state] : status["features"].items())
             if (state["enabled"] == true)
                 on.insert(name);
-        EXPECT_EQ(on, (std::set<std::string>{"chrome", "firefox", "ie", feature}));
+        EXPECT_EQ(on, (std::set<std::string>{feature}));
         for (const json& each : status["handlers"])
             EXPECT_EQ(each["items"], each["name"] == handler ? json::array({item}) : json::array()) << feature;
         const json off = {{"feature", feature},
@@ -124,21 +124,25 @@ TEST_F(Wdltctl, SwitchesTellWhatTheyChange) {
         {"enable pvs", "Virus of POP3: on\nhandler POP3: on\n"},
         {"enable aspm", "AntiSpam of POP3: on\n"},
         {"disable pvs", "Virus of POP3: off\nhandler POP3 stays on: AntiSpam on\n"},
-        {"disable pvs", "handler POP3 stays on: AntiSpam on\n"},
+        {"disable pvs", "pvs is off already\n"},
         {"disable aspm", "AntiSpam of POP3: off\nhandler POP3: off\n"},
         // The handler counts both virus scans of HTTP as one item; here they are two.
         {"enable hfs", "HttpFileScan of HTTP: on\nhandler HTTP: on\n"},
         {"enable wmvs", "Virus of HTTP: on\n"},
-        {"enable pdp --protocol smtp", "PrivacyProtection of SMTP: on\nhandler SMTP: on\n"},
-        {"disable pdp --protocol smtp", "PrivacyProtection of SMTP: off\nhandler SMTP: off\n"},
-        {"enable pdp --protocol smtp", "PrivacyProtection of SMTP: on\nhandler SMTP: on\n"},
+        {"enable pdp", "pdp: smtp, http have a handler\n"
+                       "PrivacyProtection of SMTP: on\nhandler SMTP: on\nPrivacyProtection of HTTP: on\n"},
+        {"enable pdp", "pdp: smtp, http have a handler\npdp is on already\n"},
+        {"disable pdp --protocol http",
+         "PrivacyProtection of HTTP: off\nhandler HTTP stays on: Virus, HttpFileScan on\n"},
+        {"disable pdp --protocol http", "pdp (http) is off already\n"},
         {"enable hfe-plugin", "hfe-plugin: on\n"},
         {"enable hfe-plugin", "hfe-plugin is on already\n"},
         {"enable plugin-manager", "plugin-manager: on\n"},
-        {"disable ie", "ie: off\n"},
-        {"disable firefox", "firefox: off\n"},
-        {"enable drs-white-list --option 5", "drs-white-list: on\n"},
-        {"wdltreg query " + kBase + "\\PluginManager\\DRS\\WhiteList Option", "REG_DWORD 5 (0x00000005)\n"},
+        {"disable ie", "ie is off already\n"},
+        {"enable firefox", "firefox: on\n"},
+        {"enable drs-white-list --option 5", "drs-white-list: on\noption of drs-white-list: 5\n"},
+        {"enable drs-white-list", "drs-white-list is on already\n"},
+        {"enable drs-white-list --option 5", "drs-white-list is on already\n"},
     });
     EXPECT_THAT(done("status"),
                 AllOf(StartsWith("FEATURE         STATE\npvs             off    virus scan of POP3\n"),
@@ -148,8 +152,9 @@ TEST_F(Wdltctl, SwitchesTellWhatTheyChange) {
         {"disable plugin-manager", "plugin-manager: off\n"},
         {"disable hfe-plugin", "hfe-plugin: off\n"},
         {"disable drs-white-list", "drs-white-list: off\n"},
+        {"wdltreg query " + kBase + "\\PluginManager\\DRS\\WhiteList Option", "REG_DWORD 5 (0x00000005)\n"},
         {"enable ie", "ie: on\n"},
-        {"disable chrome", "chrome: off\n"},
+        {"enable chrome", "chrome: on\n"},
         // A manager item doesn't keep the handler on.
         {"wdltreg set " + kBase + "\\Scan\\HTTP\\HttpManager Enable dword 1", ""},
         {"disable wmvs", "Virus of HTTP: off\nhandler HTTP stays on: HttpFileScan on\n"},
@@ -160,7 +165,7 @@ TEST_F(Wdltctl, SwitchesTellWhatTheyChange) {
         {"set https-flags enable=0x7", ""},
         {"disable https", "HttpsFilter of HTTP: off\nhandler HTTP stays on: URLFilter on\n"},
         {"get https-flags enable", "6\n"},
-        {"disable https", "handler HTTP stays on: URLFilter on\n"},
+        {"disable https", "https is off already\n"},
         {"disable plugin-manager", "plugin-manager: off\n"},
         {"disable drs", "drs: off\n"},
         {"enable drs --json",
@@ -175,10 +180,9 @@ TEST_F(Wdltctl, ASwitchThatFailsHalfWay) {
         std::string out;
         std::string err;
     } rows[] = {
-        {"enable pdp", // the tree serves only two of its protocols
-         "PrivacyProtection of SMTP: on\nhandler SMTP: on\nPrivacyProtection of HTTP: on\nhandler HTTP: on\n",
-         "wdltctl: status -1 (general failure): no handler serves protocol 4, 5, 6, 7\n"},
-        {"enable https", "URLFilter of HTTP: on\n", "status -9"},
+        {"enable pdp --protocol smtp,4,5", "PrivacyProtection of SMTP: on\nhandler SMTP: on\n",
+         "wdltctl: status -1 (general failure): no handler serves protocol 4, 5\n"},
+        {"enable https", "URLFilter of HTTP: on\nhandler HTTP: on\n", "status -9"},
     };
     done("wdltreg delete " + kBase + "\\PluginManager filename");
     for (const auto& row : rows) {
@@ -187,7 +191,35 @@ TEST_F(Wdltctl, ASwitchThatFailsHalfWay) {
         EXPECT_EQ(result.out, row.out);
         EXPECT_THAT(result.err, HasSubstr(row.err));
     }
-    EXPECT_EQ(doneJson("status")["features"]["plugin-manager"], json({{"available", false}, {"enabled", nullptr}}));
+    EXPECT_EQ(doneJson("status")["features"]["plugin-manager"],
+              (json{{"available", false}, {"enabled", nullptr}, {"state", "not available"}}));
+    EXPECT_THAT(typed("disable pdp --json").out, HasSubstr("smtp, http have a handler"));
+    done("wdltreg delete " + kBase + "\\ProtocolHandler\\HTTP");
+    EXPECT_THAT(done("enable pdp"), StartsWith("pdp: smtp has a handler\n"));
+    done("wdltreg delete " + kBase + "\\ProtocolHandler\\SMTP");
+    EXPECT_THAT(typed("enable pdp").err, HasSubstr("none of its protocols has a handler"));
+}
+
+// Whatever a feature needs may be off while its own switch is on.
+TEST_F(Wdltctl, AFeatureThatIsOnInPart) {
+    const auto expectPart = [](const std::string& feature, const json& off, const std::string& shown) {
+        const json state = doneJson("status")["features"][feature];
+        EXPECT_EQ(state["state"], "part") << feature;
+        EXPECT_EQ(state["enabled"], false) << feature;
+        EXPECT_EQ(state["off"], off) << feature;
+        EXPECT_THAT(done("status"), HasSubstr(shown));
+    };
+    done("enable pdp --protocol smtp");
+    expectPart("pdp", {"PrivacyProtection of HTTP", "handler HTTP"}, "part   privacy data protection; off: Privacy");
+    done("enable https");
+    done("enable drs");
+    done("disable plugin-manager");
+    expectPart("drs", {"plugin-manager"}, "\ndrs             part   DRS; off: plugin-manager\n");
+    done("disable urlf");
+    expectPart("https", {"URLFilter of HTTP", "handler HTTP", "plugin-manager"},
+               "part   HTTPS scan; off: URLFilter of");
+    done("wdltreg set " + kBase + "\\Scan\\POP3\\Virus Enable dword 1");
+    expectPart("pvs", {"handler POP3"}, "\npvs             part   virus scan of POP3; off: handler POP3\n");
 }
 
 TEST_F(Wdltctl, EveryFieldIsSetAndShown) {
@@ -250,7 +282,7 @@ TEST_F(Wdltctl, FieldsAreSetByTheirNames) {
 
 TEST_F(Wdltctl, HandlersAreRecordsByNameOrType) {
     expectOutputs({
-        {"add redirects smtp Mail --port 25", ""},
+        {"add redirects smtp Mail --port 25", "session Mail of SMTP stored\n"},
         {"set handler smtp filename=New.dll enable=1 scan=1234567890", ""},
         {"get handler 2 --json", R"({"name": "SMTP", "filename": "New.dll", "type": 2, "enable": 1,
                                      "scan": "1234567890", "dependentScanEngine": 0, "redirectCount": 1})"},
@@ -268,11 +300,12 @@ TEST_F(Wdltctl, RedirectsComeAndGo) {
                                   "flag": 16, "level": 2, "cancelMask": 0})";
     expectOutputs({
         {"list redirects POP3 --json", "[]"},
-        {"add redirects POP3 Mail --process mail.exe --port 110 --direction 2 --flag 3 --cancel-mask 0xff", ""},
+        {"add redirects POP3 Mail --process mail.exe --port 110 --direction 2 --flag 3 --cancel-mask 0xff",
+         "session Mail of POP3 stored\n"},
         {"list redirects POP3", "SESSION  PROCESS   IMAGE  PORT  DIRECTION  FLAG  LEVEL  CANCEL MASK\n"
                                 "Mail     mail.exe         110   2          0x3   -1     0xff\n"},
-        {"add redirects 1 été --image C:\\一.exe --level 2", ""},
-        {"remove redirects POP3 mail", ""},
+        {"add redirects 1 été --image C:\\一.exe --level 2", "session été of POP3 stored\n"},
+        {"remove redirects POP3 mail", "session mail of POP3 removed\n"},
         {"list redirects pop3 --json", "[" + image + "]"},
         {"list redirects SMTP --json", "[]"},
     });
@@ -280,17 +313,20 @@ TEST_F(Wdltctl, RedirectsComeAndGo) {
 
 TEST_F(Wdltctl, RulesComeAndGo) {
     expectOutputs({
-        {"add rules Bank --index 2 --process bank.exe --domain *.bank.example", ""},
+        {"add rules Bank --index 2 --process bank.exe --domain *.bank.example", "added with index 2\n"},
         {"list rules --json", R"([{"index": 2, "rule": "Bank", "process": "bank.exe", "domain": "*.bank.example"}])"},
-        {"add rules été", ""},
+        {"add rules 4", "added with index 1\n"},
         {"add rules third --json", R"({"index": 3, "rule": "third"})"},
         {"list rules", "INDEX  RULE   PROCESS   DOMAIN\n"
+                       "1      4\n"
                        "2      Bank   bank.exe  *.bank.example\n"
-                       "3      third\n"
-                       "1      été\n"},
-        {"remove rules BANK 1", ""},
-        {"list rules", "INDEX  RULE   PROCESS  DOMAIN\n3      third\n"},
-        {"remove rules --all", ""},
+                       "3      third\n"},
+        {"add rules été --index 4", "added with index 4\n"},
+        {"remove rules BANK 4 --index 3", "3 removed\n"},
+        {"list rules", "INDEX  RULE   PROCESS  DOMAIN\n4      été\n"},
+        {"add rules 9", "added with index 1\n"},
+        {"remove rules --index 1 --json", R"({"removed": 1})"},
+        {"remove rules --all", "all removed\n"},
         {"list rules --json", "[]"},
     });
 }

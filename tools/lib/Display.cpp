@@ -59,6 +59,12 @@ std::string displayNarrow(std::string_view text) {
     return displayText(wideFromNarrow(text));
 }
 
+std::string displayPath(std::string path) {
+    const bool hasSlash = path.starts_with('/');
+    std::ranges::replace(path, hasSlash ? '\\' : '/', hasSlash ? '/' : '\\');
+    return path;
+}
+
 std::string hexDump(std::span<const BYTE> bytes) {
     std::string out;
     std::span<const BYTE> previous;
@@ -100,6 +106,11 @@ bool narrowFromUtf8(std::string_view text, std::string& narrow) {
                                                  static_cast<int>(narrow.size()), nullptr, nullptr);
     narrow.resize(static_cast<std::size_t>(length));
     return wideFromNarrow(narrow) == *wide;
+}
+
+bool isCodePageText(std::string_view bytes) {
+    std::string again;
+    return narrowFromUtf8(utf8FromNarrow(bytes), again) && again == bytes;
 }
 
 } // namespace wdlt

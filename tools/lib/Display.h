@@ -14,6 +14,8 @@ namespace wdlt {
 std::string displayText(std::u16string_view text);
 /* Bytes in the system code page likewise; what is invalid there becomes U+FFFD. */
 std::string displayNarrow(std::string_view text);
+/* A path in UTF-8 with separators of one kind: those of its root. */
+std::string displayPath(std::string path);
 
 /* Each line has an offset, sixteen bytes and their ASCII characters; a run of repeated lines becomes one *, and the
    last line is the size. */
@@ -24,5 +26,7 @@ std::string hexDigits(std::span<const BYTE> bytes);
 /* Text in the system code page to UTF-8, and back; the latter fails when the code page lacks a character. */
 std::string utf8FromNarrow(std::string_view text);
 bool narrowFromUtf8(std::string_view text, std::string& narrow);
+/* Whether the bytes are a text of the system code page. */
+bool isCodePageText(std::string_view bytes);
 
 } // namespace wdlt

@@ -10,6 +10,7 @@
 #include <new>
 #include <nlohmann/json.hpp>
 #include <span>
+#include <string>
 #include <string_view>
 #include <unistd.h>
 
@@ -54,6 +55,14 @@ struct Run {
 };
 Run g_run;
 
+/* A text that begins with - is taken for an option. */
+std::string dashHint(const CLI::App& app) {
+    for (const std::string& word : app.remaining(true))
+        if (word.starts_with('-'))
+            return fmt::format("; {} is taken for an option: a text that begins with - goes after --", word);
+    return {};
+}
+
 int parseAndRun(const Tool& tool, int argc, char** argv) {
     CLI::App app(tool.description, tool.name);
     app.footer(tool.footer);
@@ -67,7 +76,7 @@ int parseAndRun(const Tool& tool, int argc, char** argv) {
     } catch (const CLI::Success& request) {
         return app.exit(request);
     } catch (const CLI::ParseError& error) {
-        throw ToolError(ExitStatus::Usage, fmt::format("{} (--help shows the usage)", error.what()));
+        throw ToolError(ExitStatus::Usage, fmt::format("{}{} (--help shows the usage)", error.what(), dashHint(app)));
     }
     // A full disk, when the output is redirected to a file, shows up here at the latest.
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)

@@ -15,6 +15,7 @@
 #include <fmt/format.h>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 #include <wdltcfg/wdltcfg.h>
@@ -27,6 +28,7 @@ using Rules = std::vector<WdltDrsWhiteListItem>;
 struct RuleArguments {
     std::string rule;
     std::uint32_t index = 0; /* 0: none given */
+    std::vector<std::uint32_t> indexes;
     std::string process;
     std::string domain;
     std::vector<std::string> rules;
@@ -95,29 +97,38 @@ void addRule(const RuleArguments& arguments, const Options& options) {
     checkStatus(WdltAddDRSWhiteListItem(&rule), fmt::format("rule {}", arguments.rule));
     if (options.json)
         printJson({{"index", rule.Index}, {"rule", arguments.rule}});
+    else
+        fmt::print("added with index {}\n", rule.Index);
 }
 
-/* `argument` is a name, in any case, or an index. */
-std::uint32_t indexOf(const std::string& argument, const Rules& rules) {
-    const auto number = parseNumber(argument);
-    const auto name = utf16FromArgument(argument);
-    for (const WdltDrsWhiteListItem& rule : rules)
-        if (number == rule.Index || equalsIgnoringCase(textOf(rule.RuleName), name))
-            return rule.Index;
-    throw ToolError(ExitStatus::Usage, fmt::format("{}: no such rule", argument));
-}
-
-void removeRules(const RuleArguments& arguments) {
-    if (arguments.all == !arguments.rules.empty())
-        throw ToolError(ExitStatus::Usage, "rules are needed, or --all");
-    std::vector<std::uint32_t> indexes{0};
-    if (!arguments.all) {
-        // Look up all of them before removing any.
-        const Rules rules = readRules();
-        indexes.clear();
-        for (const std::string& rule : arguments.rules)
-            indexes.push_back(indexOf(rule, rules));
+/* By their names, in any case, and by their indexes. */
+std::vector<std::uint32_t> indexesOf(const RuleArguments& arguments) {
+    const Rules rules = readRules();
+    std::vector<std::uint32_t> indexes;
+    for (const std::string& name : arguments.rules) {
+        const auto wanted = utf16FromArgument(name);
+        const auto rule = std::ranges::find_if(
+            rules, [&](const auto& each) { return equalsIgnoringCase(textOf(each.RuleName), wanted); });
+        if (rule == rules.end())
+            throw ToolError(ExitStatus::Usage,
+                            fmt::format("{}: no such rule{}", name,
+                                        parseNumber(name) ? fmt::format("; --index {} removes by index", name) : ""));
+        indexes.push_back(rule->Index);
     }
+    for (const std::uint32_t index : arguments.indexes) {
+        if (std::ranges::find(rules, index, &WdltDrsWhiteListItem::Index) == rules.end())
+            throw ToolError(ExitStatus::Usage, fmt::format("no rule has the index {}", index));
+        if (std::ranges::find(indexes, index) == indexes.end())
+            indexes.push_back(index);
+    }
+    return indexes;
+}
+
+void removeRules(const RuleArguments& arguments, const Options& options) {
+    if (arguments.all == (!arguments.rules.empty() || !arguments.indexes.empty()))
+        throw ToolError(ExitStatus::Usage, "rules are needed, or --all");
+    // Look up all of them before removing any. An index of 0 stands for all.
+    const auto indexes = arguments.all ? std::vector<std::uint32_t>{0} : indexesOf(arguments);
     std::size_t removed = 0;
     std::int32_t untold = WDLT_OK; // a rule that the service didn't hear of is removed all the same
     for (const std::uint32_t index : indexes) {
@@ -134,6 +145,7 @@ void removeRules(const RuleArguments& arguments) {
         ++removed;
     }
     checkStatus(untold, fmt::format("{} removed", arguments.all ? "all rules" : std::to_string(removed)));
+    printRemoved(arguments.all ? std::nullopt : std::optional(removed), options);
 }
 
 void addRuleList(CLI::App& verb, const Options& options) {
@@ -152,12 +164,15 @@ void addRuleAdd(CLI::App& verb, const Options& options) {
     runs(*rules, Needs::Change, [arguments, &options] { addRule(*arguments, options); });
 }
 
-void addRuleRemove(CLI::App& verb, const Options& /*options*/) {
+void addRuleRemove(CLI::App& verb, const Options& options) {
     const auto arguments = std::make_shared<RuleArguments>();
     auto* rules = verb.add_subcommand("rules", "Remove rules from DRS's white list");
-    rules->add_option("RULE", arguments->rules, "Their indexes or names");
+    rules->add_option("RULE", arguments->rules, "Their names");
+    rules->add_option("--index", arguments->indexes, "Indexes of rules, parted by commas")
+        ->delimiter(',')
+        ->allow_extra_args(false); // otherwise a name after it would count as another index
     rules->add_flag("--all", arguments->all, "Remove all of them, those too that no list shows");
-    runs(*rules, Needs::Change, [arguments] { removeRules(*arguments); });
+    runs(*rules, Needs::Change, [arguments, &options] { removeRules(*arguments, options); });
 }
 
 } // namespace

@@ -3,6 +3,9 @@
 #include "TextLists.h"
 
 #include <CLI/CLI.hpp>
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+#include <string>
 
 namespace wdlt {
 namespace {
@@ -12,6 +15,13 @@ constexpr const List* kLists[] = {
 };
 
 } // namespace
+
+void printRemoved(std::optional<std::size_t> count, const Options& options) {
+    if (options.json)
+        printJson({{"removed", count ? Json(*count) : Json("all")}});
+    else
+        fmt::print("{} removed\n", count ? std::to_string(*count) : "all");
+}
 
 void addLists(CLI::App& app, const Options& options) {
     const struct {
@@ -28,6 +38,8 @@ void addLists(CLI::App& app, const Options& options) {
     for (const auto& each : verbs) {
         auto* verb = app.add_subcommand(each.name, each.help);
         verb->require_subcommand(1);
+        if (each.part == &List::addList)
+            verb->footer("Tables are for people, and their columns may change: --json is for scripts.");
         for (const List* list : kLists)
             if (list->*each.part != nullptr)
                 (list->*each.part)(*verb, options);

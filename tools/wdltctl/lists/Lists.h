@@ -4,6 +4,9 @@
 
 #include "Verbs.h"
 
+#include <cstddef>
+#include <optional>
+
 namespace wdlt {
 
 /* Each function adds the list's subcommand to the verb that the function is named after. */
@@ -14,6 +17,9 @@ struct List {
     void (*addImport)(CLI::App& verb, const Options& options) = nullptr; /* null: not as plain text */
     void (*addExport)(CLI::App& verb, const Options& options) = nullptr;
 };
+
+/* Prints how many entries were removed: "2 removed", or "all removed". */
+void printRemoved(std::optional<std::size_t> count, const Options& options);
 
 extern const List kDrsRuleList;
 extern const List kPrivacyItemList;

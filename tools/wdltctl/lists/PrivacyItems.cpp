@@ -13,6 +13,7 @@
 #include <CLI/CLI.hpp>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <wdltcfg/wdltcfg.h>
 
 namespace wdlt {
@@ -32,11 +33,12 @@ constexpr const char* kText = "text";
 
 struct ItemArguments {
     std::string name;
-    std::string text;
+    std::optional<std::string> text; /* nullopt: the item has none */
     std::string description;
     std::uint32_t target = WDLT_PRIVACY_EXCLUSION_TARGET;
     std::uint32_t index = kIndexes; /* kIndexes: take the lowest free one */
     std::vector<std::uint32_t> indexes;
+    std::vector<std::string> names;
     std::vector<std::string> texts;
     std::string file;
 };
@@ -145,19 +147,45 @@ void addItem(const ItemArguments& arguments, const Options& options) {
     item.dwScanTarget = arguments.target;
     setNarrow(item.szItemName, "NAME", arguments.name);
     setNarrow(item.szDescription, "--description", arguments.description);
-    setItemText(item, ItemCharset(store.head.dwDefaultCharSet), typedText(arguments.text), "TEXT");
+    const ItemCharset charset(store.head.dwDefaultCharSet);
+    if (arguments.text)
+        setItemText(item, charset, typedText(*arguments.text), "TEXT");
+    if (arguments.text && item.szPrivacyData[0] == '\0')
+        throw ToolError(ExitStatus::Usage, "TEXT: an empty text is never found; without a TEXT, the item is only kept");
     store.items.push_back(item);
     writeItems(store);
     if (options.json)
         printJson({{kIndex, item.dwItemIndex}});
+    else
+        fmt::print("added with index {}\n", item.dwItemIndex);
 }
 
-void removeItems(const ItemArguments& arguments) {
+/* Several items may have one name. */
+std::uint32_t indexOfItem(const std::string& name, const Items& items) {
+    std::vector<std::uint32_t> indexes;
+    for (const PrivacyViewItem& item : items)
+        if (utf8FromNarrow(narrowOf(item.szItemName)) == name)
+            indexes.push_back(item.dwItemIndex);
+    if (indexes.empty())
+        throw ToolError(ExitStatus::Usage, fmt::format("no item has the name {}", name));
+    if (indexes.size() > 1)
+        throw ToolError(ExitStatus::Usage, fmt::format("{} items have the name {}: their indexes are {}",
+                                                       indexes.size(), name, fmt::join(indexes, ", ")));
+    return indexes.front();
+}
+
+void removeItems(const ItemArguments& arguments, const Options& options) {
+    if (arguments.indexes.empty() && arguments.names.empty())
+        throw ToolError(ExitStatus::Usage, "an INDEX or --name is needed");
     PrivacyItems store = readItems();
-    for (const std::uint32_t index : arguments.indexes)
+    std::vector<std::uint32_t> indexes = arguments.indexes;
+    for (const std::string& name : arguments.names)
+        indexes.push_back(indexOfItem(name, store.items));
+    for (const std::uint32_t index : indexes)
         if (std::erase_if(store.items, [&](const auto& item) { return item.dwItemIndex == index; }) == 0)
             throw ToolError(ExitStatus::Usage, fmt::format("no item has the index {}", index));
     writeItems(store);
+    printRemoved(indexes.size(), options);
 }
 
 std::uint32_t numberOf(const Json& value, const std::string& where) {
@@ -279,11 +307,13 @@ void addItemAdd(CLI::App& verb, const Options& options) {
     runs(*items, Needs::Change, [arguments, &options] { addItem(*arguments, options); });
 }
 
-void addItemRemove(CLI::App& verb, const Options& /*options*/) {
+void addItemRemove(CLI::App& verb, const Options& options) {
     const auto arguments = std::make_shared<ItemArguments>();
     auto* items = addItems(verb, "Remove privacy items");
-    items->add_option("INDEX", arguments->indexes, "Their indexes")->required();
-    runs(*items, Needs::Change, [arguments] { removeItems(*arguments); });
+    items->add_option("INDEX", arguments->indexes, "Their indexes");
+    items->add_option("--name", arguments->names, "Name of an item that no other has; may be repeated")
+        ->allow_extra_args(false); // otherwise an index after it would count as another name
+    runs(*items, Needs::Change, [arguments, &options] { removeItems(*arguments, options); });
 }
 
 void addItemImport(CLI::App& verb, const Options& /*options*/) {

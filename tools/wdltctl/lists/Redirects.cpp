@@ -101,6 +101,9 @@ void write(const RedirectArguments& arguments, std::uint64_t configType, const O
                 fmt::format("session {} of {}", arguments.session, handler.name()));
     if (options.json)
         printJson({{"handler", handler.name()}, {"session", arguments.session}});
+    else
+        fmt::print("session {} of {} {}\n", arguments.session, handler.name(),
+                   configType == WDLT_CONFIG_REDIRECT_ADD ? "stored" : "removed");
 }
 
 CLI::App* addRedirects(CLI::App& verb, const char* help, const std::shared_ptr<RedirectArguments>& arguments) {
@@ -122,7 +125,7 @@ void addRedirectAdd(CLI::App& verb, const Options& options) {
     auto* process = redirects->add_option("--process", arguments->process, "Name of the process, at most 15 bytes");
     redirects->add_option("--image", arguments->image, "Name of the image, at most 299 characters; adds 16 to the flag")
         ->excludes(process);
-    redirects->add_option("--port", arguments->port, "Port, 0 for none");
+    redirects->add_option("--port", arguments->port, "Port, 0 for none")->check(CLI::Range(UINT16_MAX));
     redirects->add_option("--direction", arguments->direction, "Direction");
     redirects->add_option("--flag", arguments->flag, "Flags; 0 leaves a stored one");
     redirects->add_option("--level", arguments->level, "TCP auto-tuning level, -1 for unset");

@@ -14,6 +14,7 @@
 #include <iterator>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <set>
 #include <wdltcfg/status.h>
 
@@ -29,6 +30,7 @@ struct TextListRequest {
     bool allowEmpty = false;
     bool merge = false;
     bool dryRun = false;
+    bool force = false;
 
     std::uint32_t type() const {
         const auto found = std::ranges::find(list.types, typeWord);
@@ -46,6 +48,8 @@ Texts readList(const TextListRequest& request) {
 }
 
 void writeList(const TextListRequest& request, const Texts& texts) {
+    if (request.list.lookBeforeWrite != nullptr)
+        request.list.lookBeforeWrite(request.force);
     if (texts.size() > request.list.mostEntries)
         throw ToolError(ExitStatus::Usage, fmt::format("{}: {} records, at most {}", request.name(), texts.size(),
                                                        request.list.mostEntries));
@@ -191,14 +195,25 @@ Texts without(const Texts& texts, const Texts& others) {
     return rest;
 }
 
+/* What an import replaces. Nothing when that can't be read and is replaced all the same. */
+std::optional<Texts> replacedList(const TextListRequest& request) {
+    try {
+        return readList(request);
+    } catch (const ToolError& error) {
+        if (request.merge || request.list.force != Force::Replaces)
+            throw;
+        if (!request.force)
+            throw ToolError(error.status(), fmt::format("{}; --force replaces it", error.what()));
+        return std::nullopt;
+    }
+}
+
 void import(const TextListRequest& request) {
     const Imported imported = entriesOf(request);
     if (imported.texts.empty() && !request.allowEmpty && !request.merge)
         throw ToolError(ExitStatus::Usage, "no entry is there; --allow-empty empties the list");
-    Texts before;
-    const std::int32_t status = request.list.read(request.type(), before);
-    if (request.merge && status != WDLT_E_FILE_NOT_FOUND) // otherwise what can't be read is replaced
-        checkStatus(status, request.name());
+    const std::optional<Texts> replaced = replacedList(request);
+    const Texts before = replaced.value_or(Texts());
     const Texts added = without(imported.texts, before);
     Texts texts = imported.texts;
     if (request.merge) {
@@ -206,7 +221,7 @@ void import(const TextListRequest& request) {
         texts.insert(texts.end(), added.begin(), added.end());
     }
     const std::size_t removed = without(before, texts).size();
-    if (!request.dryRun && (status != WDLT_OK || texts != before))
+    if (!request.dryRun && texts != replaced)
         writeList(request, texts);
     if (request.options.json) {
         printJson({{"entries", texts.size()},
@@ -257,17 +272,22 @@ std::string storedText(const TextList& list, const std::string& typed, const std
     std::string narrow;
     if (!narrowFromUtf8(typed, narrow))
         throw ToolError(ExitStatus::Usage, where + ": not a text of the system code page");
-    const bool isSpecial = list.isSpecial != nullptr && list.isSpecial(narrow);
-    if (narrow.empty() || narrow.find('\0') != std::string::npos || (narrow.size() > list.mostBytes && !isSpecial))
+    std::optional<std::string> stored;
+    if (!narrow.empty() && narrow.find('\0') == std::string::npos) {
+        if (list.canonical != nullptr)
+            stored = list.canonical(narrow);
+        else if (narrow.size() <= list.mostBytes)
+            stored = narrow;
+    }
+    if (!stored)
         throw ToolError(ExitStatus::Usage, fmt::format("{}: 1 to {} bytes", where, list.mostBytes));
-    return narrow;
+    return *stored;
 }
 
 void addTextListVerb(std::string_view name, const TextList& list, CLI::App& verb, const Options& options) {
     const auto* found = std::ranges::find(kListVerbs, name, &Verb::name);
     auto* command = verb.add_subcommand(std::string(list.name), fmt::format("{} {}", found->help, list.help));
-    const auto request =
-        std::make_shared<TextListRequest>(TextListRequest{list, options, {}, {}, {}, false, false, false});
+    const auto request = std::make_shared<TextListRequest>(TextListRequest{list, options, {}, {}, {}});
     if (!list.types.empty())
         command->add_option("LIST", request->typeWord, fmt::format("{}", fmt::join(list.types, " or ")))
             ->required()
@@ -276,7 +296,11 @@ void addTextListVerb(std::string_view name, const TextList& list, CLI::App& verb
         command->add_option(list.noun, request->entries, found->operandHelp)->required();
     if (found->operand == Operand::File)
         command->add_option("FILE", request->file, found->operandHelp)->required();
+    if (list.force == Force::Loses && found->needs == Needs::Change)
+        command->add_flag("--force", request->force, "Go on although the lists' files have lines that are lost by it");
     if (found->run == import) {
+        if (list.force == Force::Replaces)
+            command->add_flag("--force", request->force, "Replace a list that can't be read, too");
         command->add_flag("--merge", request->merge, "Add the lines to what is there");
         command->add_flag("--allow-empty", request->allowEmpty, "Let a file without an entry empty the list");
         command->add_flag("--dry-run", request->dryRun, "Tell what would change, store nothing");

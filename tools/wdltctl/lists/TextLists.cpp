@@ -1,10 +1,11 @@
 #include "TextLists.h"
 
 #include "FieldText.h"
-#include "LayerError.h"
 #include "LibraryStatus.h"
+#include "ListFile.h"
 #include "PrivacyStore.h"
 #include "RegistryKey.h"
+#include "SpamFiles.h"
 #include "Utf.h"
 
 #include <algorithm>
@@ -65,38 +66,18 @@ std::int32_t writeUrls(std::uint32_t type, const Texts& texts) {
         texts, [&](const auto* records, auto count) { return WdltUrlfWriteRecordList(type, records, count); });
 }
 
+std::string spywareFile() {
+    std::string name = "SpyAList.dat";
+    if (const auto key = RegistryKey::openIfThere(std::u16string(kBasePath) + u"\\Scan\\Common\\Virus\\config"))
+        if (const auto value = key->value(u"WhiteList"); value && value->type == REG_SZ)
+            narrowFromUtf8(utf8FromUtf16(textOf(value->data)), name);
+    return installedFile(name);
+}
+
 /* The library reads a spyware list whose file can't be opened as an empty one, and what is added to it would replace the
    file. So the file is opened first, and held while the list is read. */
-class HeldSpywareFile {
-  public:
-    HeldSpywareFile() {
-        WdchSystemData system{};
-        std::uint64_t size = sizeof system;
-        checkStatus(WdltReadConfig(WDLT_PROTOCOL_SYSTEM, WDLT_SCAN_NONE, WDLT_CONFIG_DEFAULT, &system, &size),
-                    "system");
-        std::string name = "SpyAList.dat";
-        if (const auto key = RegistryKey::openIfThere(std::u16string(kBasePath) + u"\\Scan\\Common\\Virus\\config"))
-            if (const auto value = key->value(u"WhiteList"); value && value->type == REG_SZ)
-                narrowFromUtf8(utf8FromUtf16(textOf(value->data)), name);
-        const std::string file = narrowOf(system.installPath) + name;
-        m_file = CreateFileA(file.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
-        const DWORD error = m_file == INVALID_HANDLE_VALUE ? GetLastError() : DWORD{ERROR_SUCCESS};
-        if (error != ERROR_SUCCESS && error != ERROR_FILE_NOT_FOUND && error != ERROR_PATH_NOT_FOUND)
-            throw LayerError(displayNarrow(file), static_cast<LONG>(error));
-    }
-    ~HeldSpywareFile() {
-        if (m_file != INVALID_HANDLE_VALUE)
-            CloseHandle(m_file);
-    }
-    HeldSpywareFile(const HeldSpywareFile&) = delete;
-    HeldSpywareFile& operator=(const HeldSpywareFile&) = delete;
-
-  private:
-    HANDLE m_file;
-};
-
 std::int32_t readSpyware(std::uint32_t type, Texts& texts) {
-    const HeldSpywareFile held;
+    const ListFile held(spywareFile(), FILE_SHARE_READ);
     return readTexts<WdpeSpyRecord, &WdpeSpyRecord::szText>(
         WDLT_MAX_SPYWARE_RECORDS, texts,
         [&](auto* records, auto* count) { return WdltSpyReadRecordList(type, records, count); });
@@ -110,10 +91,7 @@ std::int32_t writeSpyware(std::uint32_t type, const Texts& texts) {
    couldn't be read. Such a list must not be shown as empty, nor replaced by what is added to it. */
 std::int32_t readSpam(std::uint32_t type, Texts& texts) {
     const auto record = std::make_unique<WdpeAspmData>();
-    std::uint64_t size = sizeof *record;
-    const std::int32_t status =
-        WdltReadConfig(WDLT_PROTOCOL_POP3, WDLT_SCAN_ANTI_SPAM, WDLT_CONFIG_DEFAULT, record.get(), &size);
-    if (status != WDLT_OK)
+    if (const std::int32_t status = readSpamRecord(*record); status != WDLT_OK)
         return status;
     const bool isWhite = type == WDLT_LIST_WHITE;
     if ((record->dwUnreadLists & (isWhite ? WDLT_ASPM_UNREAD_WHITE : WDLT_ASPM_UNREAD_BLACK)) != 0)
@@ -129,17 +107,19 @@ std::int32_t writeSpam(std::uint32_t type, const Texts& texts) {
 }
 
 /* To the library a host is a block of bytes: a text padded with zeros. Any other block is shown, and accepted, as
-   hexadecimal digits after this word. */
+   hexadecimal digits after this word, without the zeros at its end. */
 constexpr std::string_view kHexWord = "hex:";
 constexpr std::size_t kHostBytes = sizeof(WdpeHosfHostRecord::byHost);
 
 std::optional<WdpeHosfHostRecord> hostOfDigits(std::string_view text) {
-    if (!text.starts_with(kHexWord) || text.size() != kHexWord.size() + 2 * kHostBytes)
+    if (!text.starts_with(kHexWord))
+        return std::nullopt;
+    const std::string_view digits = text.substr(kHexWord.size());
+    if (digits.empty() || digits.size() % 2 != 0 || digits.size() > 2 * kHostBytes)
         return std::nullopt;
     WdpeHosfHostRecord host{};
-    for (std::size_t i = 0; i < 2 * kHostBytes; ++i) {
-        constexpr std::string_view kDigits = "0123456789abcdef";
-        const std::size_t digit = kDigits.find(text[kHexWord.size() + i]);
+    for (std::size_t i = 0; i < digits.size(); ++i) {
+        const std::size_t digit = std::string_view("0123456789abcdef").find(digits[i]);
         if (digit == std::string_view::npos)
             return std::nullopt;
         host.byHost[i / 2] = static_cast<BYTE>(std::size_t{host.byHost[i / 2]} << 4 | digit);
@@ -147,11 +127,7 @@ std::optional<WdpeHosfHostRecord> hostOfDigits(std::string_view text) {
     return host;
 }
 
-bool isHostOfDigits(std::string_view text) {
-    return hostOfDigits(text).has_value();
-}
-
-WdpeHosfHostRecord hostOf(const std::string& text) {
+WdpeHosfHostRecord hostOf(std::string_view text) {
     if (const auto host = hostOfDigits(text))
         return *host;
     WdpeHosfHostRecord host{};
@@ -161,13 +137,20 @@ WdpeHosfHostRecord hostOf(const std::string& text) {
 
 std::string shownHost(const WdpeHosfHostRecord& host) {
     const std::span bytes(host.byHost);
-    const auto end = std::find(bytes.begin(), bytes.end(), BYTE{0});
+    const auto isZero = [](BYTE byte) { return byte == 0; };
     const auto isControl = [](BYTE byte) { return byte < 0x20 || byte == 0x7F; };
-    std::string text(bytes.begin(), end);
-    if (!text.empty() && std::count(end, bytes.end(), BYTE{0}) == bytes.end() - end && end != bytes.end() &&
-        std::none_of(bytes.begin(), end, isControl) && !text.starts_with(kHexWord))
+    const auto end = std::find_if_not(bytes.rbegin(), bytes.rend(), isZero).base();
+    const std::string text(bytes.begin(), end);
+    if (!text.empty() && text.size() < kHostBytes && std::none_of(bytes.begin(), end, isControl) &&
+        isCodePageText(text) && !text.starts_with(kHexWord))
         return text;
-    return fmt::format("{}{:02x}", kHexWord, fmt::join(bytes, ""));
+    return fmt::format("{}{:02x}", kHexWord, fmt::join(bytes.first(std::max<std::size_t>(text.size(), 1)), ""));
+}
+
+std::optional<std::string> canonicalHost(std::string_view text) {
+    if (text.size() >= kHostBytes && !hostOfDigits(text))
+        return std::nullopt;
+    return shownHost(hostOf(text));
 }
 
 std::int32_t readHosts(std::uint32_t, Texts& texts) {
@@ -215,7 +198,7 @@ std::int32_t writeExclusions(std::uint32_t, const Texts& texts) {
 
 constexpr TextList kTextLists[] = {
     {"urls", "URL", "the URL filter's patterns, in which * stands for any text", sizeof(WdpeUrlfUrlRecord::szUrl) - 1,
-     WDLT_MAX_URL_RECORDS, readUrls, writeUrls, kWhiteAndBlack},
+     WDLT_MAX_URL_RECORDS, readUrls, writeUrls, kWhiteAndBlack, Force::Replaces},
     {"hosts",
      "HOST",
      "the host filter's white list",
@@ -224,13 +207,21 @@ constexpr TextList kTextLists[] = {
      readHosts,
      writeHosts,
      {},
-     isHostOfDigits},
-    {"spyware", "NAME", "spyware that the virus scan lets pass", sizeof(WdpeSpyRecord::szText) - 1,
-     WDLT_MAX_SPYWARE_RECORDS, readSpyware, writeSpyware},
+     Force::Replaces,
+     canonicalHost},
+    {"spyware",
+     "NAME",
+     "spyware that the virus scan lets pass",
+     sizeof(WdpeSpyRecord::szText) - 1,
+     WDLT_MAX_SPYWARE_RECORDS,
+     readSpyware,
+     writeSpyware,
+     {},
+     Force::Replaces},
     {"exclusions", "TEXT", "what privacy protection lets pass", sizeof(PrivacyExclusionItem::szText) - 1, kLimitInStore,
      readExclusions, writeExclusions},
     {"spam", "ENTRY", "what anti-spam of POP3 lets pass or holds back", sizeof(WdpeAspmEntry::szEntry) - 1,
-     WDLT_MAX_ASPM_RECORDS, readSpam, writeSpam, kWhiteAndBlack},
+     WDLT_MAX_ASPM_RECORDS, readSpam, writeSpam, kWhiteAndBlack, Force::Loses, nullptr, lookAtSpamFiles},
 };
 
 } // namespace

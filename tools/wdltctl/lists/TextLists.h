@@ -5,6 +5,7 @@
 #include "Verbs.h"
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -13,6 +14,13 @@
 namespace wdlt {
 
 using Texts = std::vector<std::string>; /* in the system code page, as they are stored */
+
+/* What the option --force of a list does. */
+enum class Force {
+    None,     /* there is no such option */
+    Replaces, /* import replaces a list that can't be read, too */
+    Loses,    /* a change goes on although lookBeforeWrite finds what it loses */
+};
 
 struct TextList {
     std::string_view name; /* its word on the command line */
@@ -24,8 +32,11 @@ struct TextList {
     std::int32_t (*read)(std::uint32_t type, Texts& texts);
     std::int32_t (*write)(std::uint32_t type, const Texts& texts);
     std::span<const std::string_view> types = {}; /* words that choose one of several lists; empty: only one */
-    /* Whether a text that is too long, or otherwise irregular, can be stored after all; null: never. */
-    bool (*isSpecial)(std::string_view text) = nullptr;
+    Force force = Force::None;
+    /* The form in which a list shows the text; nullopt: it can't be stored. Null: as it is, up to mostBytes. */
+    std::optional<std::string> (*canonical)(std::string_view text) = nullptr;
+    /* Before a write: a ToolError when it would lose something, unless `isForced`. Null: it never does. */
+    void (*lookBeforeWrite)(bool isForced) = nullptr;
 };
 
 std::span<const TextList> allTextLists();

@@ -1,8 +1,11 @@
 #include "Features.h"
 
+#include "RegistryKey.h"
 #include "ToolError.h"
+#include "Verbs.h"
 
 #include <algorithm>
+#include <cstring>
 #include <fmt/format.h>
 #include <iterator>
 #include <string>
@@ -51,6 +54,16 @@ std::int32_t changeWhiteList(bool on, std::uint32_t option) {
     return WdltEnableDRSWhiteList(on ? 1 : 0, option);
 }
 
+/* 0 where there is none, or no number. */
+std::uint32_t storedWhiteListOption() {
+    std::uint32_t option = 0;
+    if (const auto key = RegistryKey::openIfThere(std::u16string(kBasePath) + u"\\PluginManager\\DRS\\WhiteList"))
+        if (const auto value = key->value(u"Option");
+            value && value->type == REG_DWORD && value->data.size() == sizeof option)
+            std::memcpy(&option, value->data.data(), sizeof option);
+    return option;
+}
+
 /* No export switches the plug-in manager alone, so its record is read and written. */
 std::int32_t isPluginManagerOn(std::uint32_t) {
     WdltPluginManagerConfig manager{};
@@ -77,9 +90,10 @@ constexpr Feature kFeatures[] = {
     {"hfe", "HTTP file events", ask<WdltHfeIsEnabled>, change<WdltHfeEnable>, kFileEventsPlaces},
     {"sal", "SAL", ask<WdltSalIsEnabled>, change<WdltSalEnable>, kSalPlaces},
     {"pdp", "privacy data protection", WdltPdpIsProtocolEnabled, changePrivacy, kPrivacyPlaces},
-    {"https", "HTTPS scan", ask<WdltHttpsScanIsEnabled>, change<WdltHttpsScanEnable>, kHttpsFilterPlaces, false, true},
-    {"drs", "DRS", ask<WdltDRSIsEnabled>, change<WdltDRSEnable>, {}, false, true},
-    {"drs-white-list", "white list of DRS", ask<WdltIsDRSWhiteListEnabled>, changeWhiteList, {}, true},
+    {"https", "HTTPS scan", ask<WdltHttpsScanIsEnabled>, change<WdltHttpsScanEnable>, kHttpsFilterPlaces, nullptr,
+     true},
+    {"drs", "DRS", ask<WdltDRSIsEnabled>, change<WdltDRSEnable>, {}, nullptr, true},
+    {"drs-white-list", "white list of DRS", ask<WdltIsDRSWhiteListEnabled>, changeWhiteList, {}, storedWhiteListOption},
     {"hfe-plugin",
      "file events of the plug-ins",
      ask<WdltHfeIsEnablePluginEvent>,

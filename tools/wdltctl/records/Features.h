@@ -24,8 +24,9 @@ struct Feature {
     /* `detail`: the types, or the option of a feature that has one. */
     std::int32_t (*enable)(bool on, std::uint32_t detail);
     std::span<const FeatureItem> places; /* empty: it has a switch of its own */
-    bool hasOption = false;              /* a number that is stored with its switch and never read back */
-    bool needsWeb = false;               /* switching it on first switches on the URL filter and plug-in manager */
+    /* The number that is stored with its switch, which no export reads; null: it has none. */
+    std::uint32_t (*storedOption)() = nullptr;
+    bool needsWeb = false; /* switching it on first switches on the URL filter and plug-in manager */
 };
 
 std::span<const Feature> allFeatures();

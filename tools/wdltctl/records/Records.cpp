@@ -2,6 +2,7 @@
 
 #include "Catalog.h"
 #include "Handlers.h"
+#include "SpamFiles.h"
 #include "ToolError.h"
 
 #include <algorithm>
@@ -127,6 +128,12 @@ std::int32_t writeHttpsFlags(const HttpsFlags* flags) {
     return WdltPluginScanSetEnableFlag(flags->enable);
 }
 
+constexpr Record antiSpamRecord() {
+    Record record = exportedRecord<WdltAspmConfig, WdltAspmReadConfig, WdltAspmWriteConfig>("aspm");
+    record.lookBeforeWrite = lookAtSpamFiles;
+    return record;
+}
+
 constexpr Record kRecords[] = {
     addressedRecord<WdchSystemData, WDLT_PROTOCOL_SYSTEM, WDLT_SCAN_NONE>("system"),
     handlerRecord(),
@@ -155,7 +162,7 @@ constexpr Record kRecords[] = {
         "plugin-manager"),
     exportedRecord<WdltDrsConfig, WdltDRSReadConfig, WdltDRSWriteConfig>("drs"),
     exportedRecord<WdltSalConfig, WdltSalReadConfig, WdltSalWriteConfig>("sal"),
-    exportedRecord<WdltAspmConfig, WdltAspmReadConfig, WdltAspmWriteConfig>("aspm"),
+    antiSpamRecord(),
     addressedRecord<WdsmMailConfig, WDLT_PROTOCOL_COMMON, WDLT_SCAN_MAIL_MANAGER>("mail"),
 };
 

@@ -21,6 +21,8 @@ struct Record {
     /* For one of several like records: the word after the record's name that selects it, passed as `which`. */
     const char* whichName = nullptr;
     const char* whichHelp = "";
+    /* Before a write: a ToolError when it would lose something, unless `isForced`. Null: it never does. */
+    void (*lookBeforeWrite)(bool isForced) = nullptr;
 };
 
 std::span<const Record> allRecords();

@@ -23,7 +23,7 @@ struct CheckArguments {
 
 void checkUrls(const CheckArguments& arguments, const Options& options) {
     const TextList& list = *std::ranges::find(allTextLists(), "urls", &TextList::name);
-    Json document = Json::object();
+    Json document = Json::array();
     std::string text;
     std::size_t missing = 0;
     std::int32_t failure = WDLT_OK;
@@ -34,7 +34,7 @@ void checkUrls(const CheckArguments& arguments, const Options& options) {
             WdltUrlfIsRecordExists(arguments.list == "white" ? WDLT_LIST_WHITE : WDLT_LIST_BLACK, &record);
         failure = std::min(failure, answer);
         missing += answer == 0 ? 1 : 0;
-        document[url] = answer < 0 ? Json(nullptr) : Json(answer != 0);
+        document.push_back({{"url", url}, {"found", answer < 0 ? Json(nullptr) : Json(answer != 0)}});
         text += fmt::format("{}: {}\n", url,
                             answer < 0    ? "can't be told"
                             : answer == 0 ? "not on the list"

@@ -78,7 +78,7 @@ RegValue& valueOf(RegDocument& document, std::u16string_view path, std::u16strin
 
 void makeFolder(const std::u16string& path) {
     if (WdMakeFolder(narrowPath(path).c_str()) == FALSE)
-        throw LayerError(utf8FromUtf16(path), static_cast<LONG>(GetLastError()));
+        throw LayerError(displayPath(utf8FromUtf16(path)), static_cast<LONG>(GetLastError()));
 }
 
 /* The library's writes need an existing database. */
@@ -87,10 +87,10 @@ void makeDatabase(const std::u16string& path, bool force) {
     narrowFromUtf8(utf8FromUtf16(path), name);
     if (!force && GetFileAttributesA(name.c_str()) != INVALID_FILE_ATTRIBUTES)
         throw ToolError(ExitStatus::Failed,
-                        fmt::format("{} is there already; --force replaces it", utf8FromUtf16(path)));
+                        fmt::format("{} is there already; --force replaces it", displayPath(utf8FromUtf16(path))));
     const std::string bytes = freshPrivacyDatabase();
     if (WdReplaceContent(name.c_str(), bytes.data(), static_cast<DWORD>(bytes.size())) == FALSE)
-        throw LayerError(utf8FromUtf16(path), static_cast<LONG>(GetLastError()));
+        throw LayerError(displayPath(utf8FromUtf16(path)), static_cast<LONG>(GetLastError()));
 }
 
 /* Creates the locks that readers of the lists take, by reading each list once. Their files stay, so that a disk that
@@ -153,7 +153,7 @@ void init(const InitArguments& arguments, const Options& options) {
                    {"installPath", utf8FromUtf16(install)}});
     else
         fmt::print("{} keys and {} values laid down in {}, installed in {}\n", keyCount, valueCount, fullKeyName(base),
-                   utf8FromUtf16(install));
+                   displayPath(utf8FromUtf16(install)));
 }
 
 } // namespace

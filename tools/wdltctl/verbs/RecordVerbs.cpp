@@ -89,7 +89,7 @@ std::vector<Assignment> parseAssignments(const Record& record, const std::vector
     return assignments;
 }
 
-void set(const Request& request, const Options& options) {
+void set(const Request& request, bool isForced, const Options& options) {
     const Record& record = request.record;
     const auto assignments = parseAssignments(record, request.fields);
     if (assignments.empty())
@@ -105,6 +105,8 @@ void set(const Request& request, const Options& options) {
         setField(*field, bytes, text);
         changed.push_back(*field);
     }
+    if (record.lookBeforeWrite != nullptr)
+        record.lookBeforeWrite(isForced);
     checkStatus(record.write(request.which, bytes));
     if (options.json)
         printFields(changed, bytes, options);
@@ -143,6 +145,7 @@ void addSet(CLI::App& app, const Options& options) {
     struct Arguments {
         std::string record;
         std::vector<std::string> rest;
+        bool isForced = false;
     };
     auto* verb = app.add_subcommand("set", "Change fields of a record: it is read, and written once");
     const auto arguments = std::make_shared<Arguments>();
@@ -150,8 +153,12 @@ void addSet(CLI::App& app, const Options& options) {
     verb->add_option("FIELD=VALUE", arguments->rest,
                      "Fields with their new values; before them, which of several records")
         ->required();
+    verb->add_flag("--force", arguments->isForced,
+                   "For aspm: go on although the spam lists' files have lines that are lost by it");
     verb->footer(recordHelp(true));
-    runs(*verb, Needs::Change, [arguments, &options] { set({arguments->record, arguments->rest}, options); });
+    runs(*verb, Needs::Change, [arguments, &options] {
+        set({arguments->record, arguments->rest}, arguments->isForced, options);
+    });
 }
 
 } // namespace wdlt

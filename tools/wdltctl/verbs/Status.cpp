@@ -1,50 +1,29 @@
 /* status: every feature and every handler, on or off. */
 
-#include "Features.h"
+#include "FeatureState.h"
 #include "Handlers.h"
-#include "LibraryStatus.h"
 #include "Table.h"
 #include "Verbs.h"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
-#include <wdltcfg/status.h>
 
 namespace wdlt {
 namespace {
 
-bool isServed(const FeatureItem& place, const std::vector<Handler>& handlers) {
-    return std::any_of(handlers.begin(), handlers.end(),
-                       [&](const Handler& handler) { return handler.head.type == place.protocol; });
-}
-
-std::string stateText(std::int32_t state) {
-    return state < 0 ? "not available" : std::string(onOff(state != 0));
-}
-
-Json stateJson(std::int32_t state) {
-    return state < 0 ? Json(nullptr) : Json(state != 0);
-}
-
-/* A feature with several protocols has one row for the feature, and one for each protocol that a handler serves. */
-std::vector<const FeatureItem*> partsOf(const Feature& feature, const std::vector<Handler>& handlers) {
-    std::vector<const FeatureItem*> parts;
-    for (const FeatureItem& place : feature.places)
-        if (place.type != 0 && isServed(place, handlers))
-            parts.push_back(&place);
-    return parts;
-}
-
+/* A feature with several protocols has a row for each that a handler serves, below its own. */
 void printStatus(const std::vector<Handler>& handlers) {
     std::vector<TableRow> rows = {{"FEATURE", "STATE", ""}};
     for (const Feature& feature : allFeatures()) {
-        const auto parts = partsOf(feature, handlers);
-        rows.push_back({std::string(feature.name), stateText(feature.isEnabled(WDLT_PRIVACY_ALL)),
-                        fmt::format("{}{}", feature.help, parts.empty() ? "" : ", all its protocols")});
-        for (const FeatureItem* part : parts)
-            rows.push_back({fmt::format("  {}", part->protocolName), stateText(feature.isEnabled(part->type)), ""});
+        const FeatureState state = stateOf(feature);
+        rows.push_back({std::string(feature.name), std::string(state.word),
+                        fmt::format("{}{}{}", feature.help,
+                                    state.offOnes.empty() ? "" : "; off: ", fmt::join(state.offOnes, ", "))});
+        for (const FeatureItem& place : placesInUse(feature))
+            if (place.type != 0)
+                rows.push_back({fmt::format("  {}", place.protocolName),
+                                std::string(onOff(feature.isEnabled(place.type) == 1)), ""});
     }
     printTable(rows);
     if (handlers.empty()) {
@@ -62,10 +41,15 @@ void printStatus(const std::vector<Handler>& handlers) {
 Json statusJson(const std::vector<Handler>& handlers) {
     Json document = {{"features", Json::object()}, {"handlers", Json::array()}};
     for (const Feature& feature : allFeatures()) {
-        const std::int32_t state = feature.isEnabled(WDLT_PRIVACY_ALL);
-        Json row = {{"available", state >= 0}, {"enabled", stateJson(state)}};
-        for (const FeatureItem* part : partsOf(feature, handlers))
-            row["protocols"][std::string(part->protocolName)] = stateJson(feature.isEnabled(part->type));
+        const FeatureState state = stateOf(feature);
+        Json row = {{"available", state.isOn.has_value()},
+                    {"enabled", state.isOn ? Json(*state.isOn) : Json(nullptr)},
+                    {"state", state.word}};
+        if (!state.offOnes.empty())
+            row["off"] = state.offOnes;
+        for (const FeatureItem& place : placesInUse(feature))
+            if (place.type != 0)
+                row["protocols"][std::string(place.protocolName)] = feature.isEnabled(place.type) == 1;
         document["features"][std::string(feature.name)] = std::move(row);
     }
     for (const Handler& handler : handlers)
@@ -89,8 +73,11 @@ void status(const Options& options) {
 
 void addStatus(CLI::App& app, const Options& options) {
     auto* verb = app.add_subcommand("status", "Show every feature and handler, on or off");
-    verb->footer("A feature with a scan item is on when that and its handler are on. \"not available\": whether it is "
-                 "on can't be read.");
+    verb->footer(
+        "A feature with a scan item is on when that and its handler are on; https and drs, when the URL filter "
+        "and the plug-in manager are on too; pdp, in each protocol that has a handler. \"part\": it is switched "
+        "on, but something that it needs is off, which is named. \"not available\": whether it is on can't be "
+        "read. With --json, \"enabled\" is true only for \"on\", and null for \"not available\".");
     runs(*verb, Needs::Tree, [&options] { status(options); });
 }
 

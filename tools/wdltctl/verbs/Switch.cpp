@@ -1,7 +1,7 @@
 /* enable and disable: one feature, by its export. To find what changed, the scan items and handlers are compared before
    and after the call, since a handler also depends on its other items. */
 
-#include "Features.h"
+#include "FeatureState.h"
 #include "Handlers.h"
 #include "LibraryStatus.h"
 #include "ToolError.h"
@@ -14,6 +14,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <span>
+#include <utility>
 #include <wdltcfg/status.h>
 
 namespace wdlt {
@@ -29,62 +30,48 @@ struct SwitchArguments {
 };
 
 struct Selection {
+    std::string subject; /* the feature, with its protocols when they were given */
     std::vector<FeatureItem> places;
-    std::uint32_t detail = WDLT_PRIVACY_ALL; /* types, or the option */
+    std::uint32_t detail = 0; /* types, or the option */
+    std::string note;         /* which protocols were taken, when none was given */
 };
+
+std::string protocolNames(const std::vector<FeatureItem>& places) {
+    std::string names;
+    for (const FeatureItem& place : places)
+        names.append(names.empty() ? "" : ", ").append(place.protocolName);
+    return names;
+}
+
+const FeatureItem& placeOf(const Feature& feature, const std::string& protocol) {
+    const auto place = std::ranges::find_if(
+        feature.places, [&](const FeatureItem& each) { return each.protocolName == protocol && each.type != 0; });
+    if (place == feature.places.end())
+        throw ToolError(ExitStatus::Usage, fmt::format("{}: {} has no such protocol", protocol, feature.name));
+    return *place;
+}
 
 Selection select(const Feature& feature, const SwitchArguments& arguments) {
-    Selection selection{{feature.places.begin(), feature.places.end()}};
-    if (feature.hasOption)
-        selection.detail = arguments.option.value_or(0);
+    Selection selection{std::string(feature.name), {}, 0, {}};
+    if (feature.storedOption != nullptr)
+        selection.detail = arguments.option ? *arguments.option : feature.storedOption();
     else if (arguments.option)
         throw ToolError(ExitStatus::Usage, fmt::format("--option: {} has none", feature.name));
-    if (arguments.protocols.empty())
-        return selection;
-    selection = {{}, 0};
-    for (const std::string& protocol : arguments.protocols) {
-        const auto place = std::find_if(feature.places.begin(), feature.places.end(), [&](const FeatureItem& each) {
-            return each.protocolName == protocol && each.type != 0;
-        });
-        if (place == feature.places.end())
-            throw ToolError(ExitStatus::Usage, fmt::format("{}: {} has no such protocol", protocol, feature.name));
-        selection.places.push_back(*place);
-        selection.detail |= place->type;
+    for (const std::string& protocol : arguments.protocols)
+        selection.places.push_back(placeOf(feature, protocol));
+    if (!selection.places.empty()) {
+        selection.subject += fmt::format(" ({})", protocolNames(selection.places));
+    } else {
+        selection.places = placesInUse(feature);
+        if (selection.places.empty() && !feature.places.empty())
+            throw ToolError(ExitStatus::Failed, fmt::format("{}: none of its protocols has a handler", feature.name));
+        if (!selection.places.empty() && selection.places.front().type != 0)
+            selection.note = fmt::format("{}: {} {} a handler", feature.name, protocolNames(selection.places),
+                                         selection.places.size() == 1 ? "has" : "have");
     }
+    for (const FeatureItem& place : selection.places)
+        selection.detail |= place.type;
     return selection;
-}
-
-struct Switch {
-    std::string what;
-    std::optional<bool> isOn; /* nullopt: not there, or unreadable */
-};
-
-std::span<const FeatureItem> urlFilterPlaces() {
-    return findFeature("urlf").places;
-}
-
-/* Each place's scan item and its handler, or the feature itself if it has no places; first, the features it needs. */
-std::vector<Switch> switchesOf(const Feature& feature, std::span<const FeatureItem> places) {
-    std::vector<Switch> switches;
-    if (feature.needsWeb) {
-        switches = switchesOf(findFeature("urlf"), urlFilterPlaces());
-        const auto manager = switchesOf(findFeature("plugin-manager"), {});
-        switches.insert(switches.end(), manager.begin(), manager.end());
-    }
-    if (places.empty()) {
-        const std::int32_t state = feature.isEnabled(WDLT_PRIVACY_ALL);
-        switches.push_back({std::string(feature.name), state < 0 ? std::nullopt : std::optional(state != 0)});
-    }
-    for (const FeatureItem& place : places) {
-        const auto handler = handlerOf(place.protocol);
-        const auto name = handler ? handler->name() : fmt::format("protocol {}", place.protocol);
-        switches.push_back({fmt::format("{} of {}", itemName(place.scan, place.input), name),
-                            itemIsOn(place.protocol, place.scan, place.input)});
-        const std::string handlerNamed = fmt::format("handler {}", name);
-        if (std::ranges::find(switches, handlerNamed, &Switch::what) == switches.end())
-            switches.push_back({handlerNamed, handler ? std::optional(handler->isOn()) : std::nullopt});
-    }
-    return switches;
 }
 
 /* The handlers that didn't follow the feature, and why. */
@@ -112,38 +99,46 @@ std::string missingHandlers(std::span<const FeatureItem> places) {
 
 struct Outcome {
     std::int32_t status;
-    std::vector<Switch> changes;
+    std::vector<std::pair<std::string, std::string>> changes; /* what changed, and what it is now */
     std::vector<std::string> staying;
 };
 
 Outcome run(const Feature& feature, const Selection& selection, bool on) {
     const auto before = switchesOf(feature, selection.places);
+    const std::uint32_t option = feature.storedOption != nullptr ? feature.storedOption() : 0;
     Outcome outcome{feature.enable(on, selection.detail), {}, {}};
     const auto after = switchesOf(feature, selection.places);
     for (std::size_t i = 0; i < after.size(); ++i)
         if (after[i].isOn && after[i].isOn != before[i].isOn)
-            outcome.changes.push_back(after[i]);
-    if (outcome.status == WDLT_OK)
+            outcome.changes.emplace_back(after[i].what, onOff(*after[i].isOn));
+    if (feature.storedOption != nullptr && feature.storedOption() != option)
+        outcome.changes.emplace_back(fmt::format("option of {}", feature.name), std::to_string(feature.storedOption()));
+    // A handler that others keep on is news only together with a change.
+    if (outcome.status == WDLT_OK && (on || !outcome.changes.empty()))
         outcome.staying = handlersThatStay(selection.places, on);
     return outcome;
 }
 
-void printOutcome(const Feature& feature, const Outcome& outcome, bool on, const Options& options) {
+void printOutcome(const Feature& feature, const Selection& selection, const Outcome& outcome, bool on,
+                  const Options& options) {
     if (options.json) {
         Json document = {{"feature", feature.name}, {"status", outcome.status}, {"changed", Json::object()}};
-        for (const Switch& change : outcome.changes)
-            document["changed"][change.what] = onOff(*change.isOn);
+        for (const auto& [what, state] : outcome.changes)
+            document["changed"][what] = state;
         document["staying"] = outcome.staying;
+        if (!selection.note.empty())
+            document["note"] = selection.note;
         printJson(document);
         return;
     }
-    for (const Switch& change : outcome.changes)
-        fmt::print("{}: {}\n", change.what, onOff(*change.isOn));
+    if (!selection.note.empty())
+        fmt::print("{}\n", selection.note);
+    for (const auto& [what, state] : outcome.changes)
+        fmt::print("{}: {}\n", what, state);
     for (const std::string& reason : outcome.staying)
         fmt::print("{}\n", reason);
-    // A feature with an option may have stored a new one, though its switch didn't change.
-    if (outcome.status == WDLT_OK && outcome.changes.empty() && outcome.staying.empty() && !feature.hasOption)
-        fmt::print("{} is {} already\n", feature.name, onOff(on));
+    if (outcome.status == WDLT_OK && outcome.changes.empty() && outcome.staying.empty())
+        fmt::print("{} is {} already\n", selection.subject, onOff(on));
 }
 
 void switchFeature(const SwitchArguments& arguments, bool on, const Options& options) {
@@ -151,9 +146,9 @@ void switchFeature(const SwitchArguments& arguments, bool on, const Options& opt
     const Selection selection = select(feature, arguments);
     const Outcome outcome = run(feature, selection, on);
     // A failure may follow a change: print the change first.
-    printOutcome(feature, outcome, on, options);
+    printOutcome(feature, selection, outcome, on, options);
     const std::string missing =
-        missingHandlers(feature.needsWeb ? urlFilterPlaces() : std::span<const FeatureItem>(selection.places));
+        missingHandlers(feature.needsWeb ? findFeature("urlf").places : std::span<const FeatureItem>(selection.places));
     if (outcome.status < WDLT_OK && outcome.status != WDLT_E_NO_ANSWER && !outcome.changes.empty())
         throw ToolError(ExitStatus::Partial,
                         fmt::format("{}{}{}", statusText(outcome.status), missing.empty() ? "" : ": ", missing));
@@ -165,12 +160,11 @@ void addVerb(CLI::App& app, const Options& options, const char* name, const char
     const auto arguments = std::make_shared<SwitchArguments>();
     verb->add_option("FEATURE", arguments->feature, "Name of the feature")->required();
     verb->add_option("--protocol", arguments->protocols,
-                     "For pdp: smtp, http, 4, 5, 6 or 7, parted by commas; without it, all of them, in this order")
+                     "For pdp: smtp, http, 4, 5, 6 or 7, parted by commas; without it, those that have a handler")
         ->delimiter(',')
         ->allow_extra_args(false); // otherwise the feature's name after it would count as another protocol
-    verb->add_option(
-        "--option", arguments->option,
-        "For drs-white-list: the option stored with its switch, 0 without it; what is stored can't be read");
+    verb->add_option("--option", arguments->option,
+                     "For drs-white-list: the option stored with its switch; without it, the stored one stays");
     std::string features = "Features:\n";
     for (const Feature& feature : allFeatures())
         features += fmt::format("  {:16}{}\n", feature.name, feature.help);
