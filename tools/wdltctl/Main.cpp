@@ -36,7 +36,7 @@ void lookAtTree() {
 
 using AddVerb = void (*)(CLI::App& app, const Options& options);
 
-constexpr AddVerb kVerbs[] = {addInit, addStatus, addSwitch, addGet, addSet, addLists, addCheckUrl, addVerify, addRaw};
+constexpr AddVerb kVerbs[] = {addInit, addStatus, addSwitch, addGet, addSet, addReset, addLists, addCheckUrl, addVerify, addRaw};
 
 constexpr const char* kExamples =
     "Examples:\n"
