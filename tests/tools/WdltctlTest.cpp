@@ -190,37 +190,6 @@ TEST_F(Wdltctl, ASwitchThatFailsHalfWay) {
     EXPECT_EQ(doneJson("status")["features"]["plugin-manager"], json({{"available", false}, {"enabled", nullptr}}));
 }
 
-TEST_F(Wdltctl, EveryFieldIsSetAndShown) {
-    const std::set<std::string> readOnly = {"dwMultiInfection",  "dwReqSockOptSndBuf", "dwEngineType",
-                                            "handlerCount",      "handlerTypes",       "defRedirectFlag",
-                                            "tcpAutoTuningLevel"};
-    std::istringstream records("urlf,urlf-proxy,urlf-rating-server,urlf-untested,hosf,pvs,svs,wmvs,hfs-virus,hfs,hfe,"
-                               "virus smtp,virus files,virus-common,pop3,smtp,http,http-manager,web-mail,https,"
-                               "https-flags,plugin-manager,drs,sal,aspm,system");
-    for (std::string record; std::getline(records, record, ',');) {
-        json expected = doneJson("--secrets get " + record);
-        std::string line = "set " + record;
-        for (auto& [name, value] : expected.items()) {
-            if (readOnly.contains(name))
-                continue;
-            if (value.is_array())
-                value = json::array({"A", "BC"});
-            else if (value.is_string())
-                value = name.ends_with("Path") ? "C:\\P\\" : "new.txt";
-            else if (value == 0 || value == 1)
-                value = 1 - value.get<int>();
-            else
-                value = value.get<unsigned>() - 1;
-            if (name == "dwZipLayer")
-                value = 4; // must be at least 1
-            line += ' ' + name + '=';
-            line += value.is_array() ? "A,BC" : value.is_string() ? value.get<std::string>() : value.dump();
-        }
-        done(line);
-        EXPECT_EQ(doneJson("--secrets get " + record), expected) << record;
-    }
-}
-
 TEST_F(Wdltctl, FieldsAreSetByTheirNames) {
     expectOutputs({
         {"set system proxyPort=0x1F90 bmFlag=0 'logPath=E:\\\xC3\xA9 =\\'", ""},

@@ -104,11 +104,13 @@ void store(const Request& request, Change& change, const Options& options) {
     const auto namesBefore = valueNamesIn(key.path);
     std::vector<BYTE> written = change.asked;
     const std::int32_t status = request.record->write(request.which, written);
-    if (status != WDLT_E_NO_ANSWER)
-        checkStatus(status);
+    const bool isWhole = status >= WDLT_OK || status == WDLT_E_NO_ANSWER;
 
     std::vector<BYTE> stored(written.size());
-    if (const std::int32_t unread = request.record->read(request.which, stored); unread < WDLT_OK)
+    const std::int32_t unread = request.record->read(request.which, stored);
+    if (!isWhole && (unread < WDLT_OK || stored == change.before))
+        checkStatus(status);
+    if (unread < WDLT_OK)
         throw ToolError(ExitStatus::Partial, "stored, but it can't be read back: " + statusText(unread));
     printFields(change.fields, stored, options,
                 [&](const Field& field) { return whyOther(field, change, stored, options.secrets); });
@@ -116,6 +118,8 @@ void store(const Request& request, Change& change, const Options& options) {
     for (const Field& field : change.fields)
         if (field.member == "installPath")
             tellLeftBehind(field, change, stored);
+    if (!isWhole)
+        throw ToolError(ExitStatus::Partial, "stored in part: " + statusText(status));
     checkStatus(status);
 }
 
@@ -217,20 +221,21 @@ std::string freshText(const Field& field) {
                                            : std::string(field.freshText);
 }
 
+/* The values are laid down first, since the library writes only a record that it can read, and not every text that may
+   be fresh; then it writes the record, so that everybody is told. */
 void reset(const Request& request, const Options& options) {
     Change change;
     change.before.resize(request.record->size);
     const std::int32_t unread = request.record->read(request.which, change.before);
     const RecordKey key = keyOf(*request.record, request.which);
     change.fields = fieldsToReset(request, key.settings);
-    if (unread < WDLT_OK) {
-        for (const std::string& name : layDownFresh(key, change.fields, request.words.empty()))
-            tell(fmt::format("{}: couldn't be read, and is as in a fresh installation", name));
-        if (const std::int32_t still = request.record->read(request.which, change.before); still < WDLT_OK)
-            throw ToolError(ExitStatus::Partial, fmt::format("reset, but {} still can't be read: {}",
-                                                             request.record->name, statusText(still)));
-    }
-    change.asked = change.before;
+    for (const std::string& name : layDownFresh(key, change.fields, unread < WDLT_OK && request.words.empty()))
+        tell(fmt::format("{}: couldn't be read, and is as in a fresh installation", name));
+
+    change.asked.resize(request.record->size);
+    if (const std::int32_t still = request.record->read(request.which, change.asked); still < WDLT_OK)
+        throw ToolError(ExitStatus::Partial,
+                        fmt::format("reset, but {} can't be read: {}", request.record->name, statusText(still)));
     for (const Field& field : change.fields)
         setField(field, change.asked, freshText(field));
     store(request, change, options);
