@@ -50,7 +50,7 @@ std::string assigned(const Field& field, const json& value) {
 
 // One more than the most is refused, as a number or as a text's length.
 void expectLimit(const std::string& set, const Field& field) {
-    if (most(field) == UINT32_MAX)
+    if (most(field) == UINT32_MAX || field.isFlag)
         return;
     const std::string text =
         field.kind == FieldKind::Number ? std::to_string(most(field) + 1) : "/" + std::string(most(field), 'm');
@@ -95,6 +95,47 @@ TEST_F(Wdltctl, WhatSetTakesIsWhatGetShows) {
             done("set " + record + left);
         EXPECT_EQ(doneJson("--secrets get " + record), before) << record;
     }
+}
+
+TEST_F(Wdltctl, SetSaysWhatIsStored) {
+    const std::string password = "--secrets get urlf-proxy szProxyPassword";
+    const std::string file = TestHome::instance().write("secret", "from a file\n");
+    done("wdltreg delete " + kBase + "\\ProtocolHandler\\SMTP\\config MaxSessionCount");
+    expectOutcomes({
+        {"set http-manager szUrlHistoryFile=a\\b.dat dwMaxUrlHistoryCount=7", 0,
+         "szUrlHistoryFile      b.dat: a\\b.dat without its folder\ndwMaxUrlHistoryCount  7\n", ""},
+        {"set sal szBlockImages=", 0, "szBlockImages  \n", ""},
+        {"set sal szBlockImages=x", 0, "szBlockImages  x\n", ""},
+        {"set sal szBlockImages=", 0, "szBlockImages  x: an empty text was asked for\n", ""},
+        {"set smtp dwWaitTime=61", 0, "dwWaitTime  61\n", "MaxSessionCount: had no value"},
+        {"set virus-common dwKeepNumber=4", 0, "dwKeepNumber  4\n", "",
+         "wdltreg query " + kBase + "\\Scan\\Common\\Virus\\config PatternPath", "REG_SZ \n"},
+        {"set urlf-proxy szProxyPassword=@-", 0, "szProxyPassword  (secret)\n", "", password, "@p4 ss\n", "@p4 ss\r\n"},
+        {"set urlf-proxy szProxyPassword=(secret)", 0, "", "szProxyPassword: unchanged", password, "@p4 ss\n"},
+        {"set urlf-proxy szProxyUser=@me szProxyPassword=@" + file, 0, "szProxyUser      @me\n", "", password,
+         "from a file\n"},
+        {"set system installPath=/other", 0, "installPath  /other\\\n",
+         "left behind in " + install() + ": Privacy.dat"},
+    });
+}
+
+TEST_F(Wdltctl, ResetMendsWhatCannotBeRead) {
+    const std::string config = kBase + "\\ProtocolHandler\\HTTP\\config ";
+    done("set system proxyPort=1 bmFlag=0");
+    done("set virus smtp dwSecondAction=5");
+    done("wdltreg set " + config + "MaxLineSize sz broken");
+    done("wdltreg delete " + config + "MaxHeaderCount");
+    done("wdltreg delete " + kBase + "\\Scan\\Common\\MailManager\\config EntPerMsg");
+    expectOutcomes({
+        {"reset http dwMaxHeaderCount", 6, "", "http can't be read", "wdltreg query " + config + "MaxHeaderCount",
+         "REG_DWORD 256 (0x00000100)\n"},
+        {"reset http", 0, "dwMaxLineSize                 16384\n", "", "get http dwMaxLineSize", "16384\n"},
+        {"reset mail", 0, "dwAddressCacheDirection  0\n", "EntPerMsg: couldn't be read", "get mail dwEntPerMsg",
+         "1024\n"},
+        {"reset virus smtp second-action --json", 0, "\"dwSecondAction\": 101", ""},
+        {"reset system", 0, "proxyPort  6999\nbmFlag     1\n", "", "get system installPath", install() + "\\\n"},
+        {"reset system logPath", 0, "logPath  C:\\Program Files\\Wardlet\\Log\\\n", ""},
+    });
 }
 
 } // namespace

@@ -94,7 +94,8 @@ void tellLeftBehind(const Field& field, const Change& change, std::span<const BY
         }
     }
     if (from != to && !left.empty())
-        tell(fmt::format("{}: left behind in {}: {}", field.member, from, fmt::join(left, ", ")));
+        tell(fmt::format("{}: left behind in {}: {}", field.member,
+                         std::string_view(from).substr(0, from.find_last_not_of('\\') + 1), fmt::join(left, ", ")));
 }
 
 /* Writes, reads back and prints. */
