@@ -65,10 +65,12 @@ std::vector<std::string> valueNamesIn(const std::u16string& path) {
     return names;
 }
 
-std::string registryText(const std::u16string& path, const Field& field) {
+std::optional<std::string> registryText(const std::u16string& path, const Field& field) {
+    if (field.kind != FieldKind::Text || field.value == nullptr)
+        return std::nullopt;
     const auto key = RegistryKey::openIfThere(path);
-    const auto value = key && field.value != nullptr ? key->value(wideName(field.value)) : std::nullopt;
-    return value && value->type == REG_SZ ? utf8FromUtf16(textOf(value->data)) : std::string();
+    const auto value = key ? key->value(wideName(field.value)) : std::nullopt;
+    return value ? std::optional(utf8FromUtf16(textOf(value->data))) : std::nullopt;
 }
 
 std::vector<std::string> layDownFresh(const RecordKey& key, const std::vector<Field>& fields, bool mends) {

@@ -4,6 +4,7 @@
 #include "Catalog.h"
 #include "Records.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,8 +19,8 @@ RecordKey keyOf(const Record& record, const std::string& which);
 
 /* In UTF-8; none when there is no such key. */
 std::vector<std::string> valueNamesIn(const std::u16string& path);
-/* The text that is stored, in UTF-8; empty where there is none. */
-std::string registryText(const std::u16string& path, const Field& field);
+/* What is stored for a text, in UTF-8. */
+std::optional<std::string> registryText(const std::u16string& path, const Field& field);
 
 /* Stores the fresh values of `fields` in the registry, and if `mends` those of all other values of the key that can't
    be read. The library isn't asked, and nobody is told. Returns the names of the others. */

@@ -25,13 +25,13 @@
 namespace wdlt {
 namespace {
 
-void tell(const std::string& text) {
+void addRemark(const std::string& text) {
     std::fflush(stdout);
     fmt::print(stderr, "wdltctl: {}\n", text);
 }
 
 /* A record on its way: as it was read, and as it is to be. */
-struct Change {
+struct RecordChange {
     std::vector<Field> fields; /* those that are meant */
     std::vector<BYTE> before;
     std::vector<BYTE> asked;
@@ -43,13 +43,13 @@ struct Change {
 };
 
 /* A folder that is stored as an empty text reads as another one: unless it is meant, it stays empty. */
-void keepEmptyTexts(const Request& request, const RecordKey& key, Change& change) {
+void keepEmptyTexts(const Request& request, const RecordKey& key, RecordChange& change) {
     for (const Field& field : request.record->fields)
-        if (field.isDirectory && !change.means(field.value) && registryText(key.path, field).empty())
+        if (field.isDirectory && !change.means(field.value) && registryText(key.path, field) == "")
             setField(field, change.asked, "");
 }
 
-std::string whyOther(const Field& field, const Change& change, std::span<const BYTE> stored, bool showSecrets) {
+std::string whyOther(const Field& field, const RecordChange& change, std::span<const BYTE> stored, bool showSecrets) {
     const std::string asked = fieldText(field, change.asked, true);
     if (asked == fieldText(field, stored, true))
         return "";
@@ -60,22 +60,22 @@ std::string whyOther(const Field& field, const Change& change, std::span<const B
 }
 
 /* The library writes the whole record: what had no value has its default then. */
-void tellStoredToo(const RecordKey& key, const std::vector<std::string>& namesBefore, const Change& change) {
+void tellStoredToo(const RecordKey& key, const std::vector<std::string>& namesBefore, const RecordChange& change) {
     std::string names;
     for (const std::string& name : valueNamesIn(key.path))
         if (std::ranges::find(namesBefore, name) == namesBefore.end() && !change.means(name))
             names.append(names.empty() ? "" : ", ").append(name);
     if (!names.empty())
-        tell(fmt::format("{}: had no value; stored with the record, as the default", names));
+        addRemark(fmt::format("{}: had no value; stored with the record, as the default", names));
 }
 
-bool isFile(const std::string& path) {
+bool isPlainFile(const std::string& path) {
     const DWORD attributes = GetFileAttributesA(path.c_str());
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
 }
 
 /* The files of the lists are wherever the install directory is. */
-void tellLeftBehind(const Field& field, const Change& change, std::span<const BYTE> stored) {
+void tellLeftBehind(const Field& field, const RecordChange& change, std::span<const BYTE> stored) {
     const std::string from = fieldText(field, change.before, true);
     const std::string to = fieldText(field, stored, true);
     std::set<std::string> left;
@@ -83,23 +83,22 @@ void tellLeftBehind(const Field& field, const Change& change, std::span<const BY
         if (settings.key.find('*') != std::string_view::npos)
             continue;
         for (const Field& each : settings.fields) {
-            const std::string name = each.kind == FieldKind::Text
-                                         ? registryText(joinPath(kBasePath, utf16FromArgument(settings.key)), each)
-                                         : std::string();
+            const auto name = registryText(joinPath(kBasePath, utf16FromArgument(settings.key)), each);
             std::string old;
             std::string now;
-            if (!name.empty() && narrowFromUtf8(from + name, old) && narrowFromUtf8(to + name, now) && isFile(old) &&
-                !isFile(now))
-                left.insert(name);
+            if (name && !name->empty() && narrowFromUtf8(from + *name, old) && narrowFromUtf8(to + *name, now) &&
+                isPlainFile(old) && !isPlainFile(now))
+                left.insert(*name);
         }
     }
-    if (from != to && !left.empty())
-        tell(fmt::format("{}: left behind in {}: {}", field.member,
-                         std::string_view(from).substr(0, from.find_last_not_of('\\') + 1), fmt::join(left, ", ")));
+    if (!from.empty() && !left.empty())
+        addRemark(fmt::format("{}: left behind in {}: {}", field.member,
+                              std::string_view(from).substr(0, from.find_last_not_of('\\') + 1),
+                              fmt::join(left, ", ")));
 }
 
 /* Writes, reads back and prints. */
-void store(const Request& request, Change& change, const Options& options) {
+void writeAndShow(const Request& request, RecordChange& change, const Options& options) {
     const RecordKey key = keyOf(*request.record, request.which);
     keepEmptyTexts(request, key, change);
     const auto namesBefore = valueNamesIn(key.path);
@@ -131,6 +130,8 @@ struct Assignment {
 
 /* A secret may come from a file, so that the command line doesn't hold it. */
 std::string secretFrom(const Field& field, const std::string& file) {
+    if (file.empty())
+        throw ToolError(ExitStatus::Usage, fmt::format("{}: a file's name after the @, or -", field.member));
     std::string secret = readFile(file);
     for (const char end : {'\n', '\r'})
         if (secret.ends_with(end))
@@ -169,11 +170,12 @@ struct SetRequest {
     SetRequest(const std::string& recordName, const std::vector<std::string>& rest)
         : request(recordName, rest), assignments(parseAssignments(*request.record, request.words)) {
         // What get shows in place of a secret, given back, leaves it as it is.
-        const auto isHidden = [](const Assignment& each) { return each.field->isSecret && each.text == kHiddenSecret; };
-        for (const Assignment& each : assignments)
-            if (isHidden(each))
-                tell(fmt::format("{}: unchanged", each.field->member));
-        std::erase_if(assignments, isHidden);
+        std::erase_if(assignments, [&](const Assignment& each) {
+            const bool isHidden = each.field->isSecret && each.text == kHiddenSecret;
+            if (isHidden)
+                unchanged.push_back(each.field->member);
+            return isHidden;
+        });
         // Try the values on a blank record first: a usage error comes before any call of the library.
         std::vector<BYTE> trial(request.record->size);
         for (const auto& [field, text] : assignments)
@@ -182,10 +184,11 @@ struct SetRequest {
 
     Request request;
     std::vector<Assignment> assignments;
+    std::vector<std::string_view> unchanged;
 };
 
 void set(const SetRequest& wanted, const Options& options) {
-    Change change;
+    RecordChange change;
     change.before = change.asked = readRecord(wanted.request);
     for (const auto& [field, text] : wanted.assignments) {
         setField(*field, change.asked, text);
@@ -194,7 +197,9 @@ void set(const SetRequest& wanted, const Options& options) {
     if (change.fields.empty())
         printFields({}, change.before, options);
     else
-        store(wanted.request, change, options);
+        writeAndShow(wanted.request, change, options);
+    for (const std::string_view member : wanted.unchanged)
+        addRemark(fmt::format("{}: unchanged", member));
 }
 
 std::vector<Field> fieldsToReset(const Request& request, const Settings& settings) {
@@ -225,13 +230,13 @@ std::string freshText(const Field& field) {
 /* The values are laid down first, since the library writes only a record that it can read, and not every text that may
    be fresh; then it writes the record, so that everybody is told. */
 void reset(const Request& request, const Options& options) {
-    Change change;
+    RecordChange change;
     change.before.resize(request.record->size);
     const std::int32_t unread = request.record->read(request.which, change.before);
     const RecordKey key = keyOf(*request.record, request.which);
     change.fields = fieldsToReset(request, key.settings);
     for (const std::string& name : layDownFresh(key, change.fields, unread < WDLT_OK && request.words.empty()))
-        tell(fmt::format("{}: couldn't be read, and is as in a fresh installation", name));
+        addRemark(fmt::format("{}: couldn't be read, and is as in a fresh installation", name));
 
     change.asked.resize(request.record->size);
     if (const std::int32_t still = request.record->read(request.which, change.asked); still < WDLT_OK)
@@ -239,10 +244,10 @@ void reset(const Request& request, const Options& options) {
                         fmt::format("reset, but {} can't be read: {}", request.record->name, statusText(still)));
     for (const Field& field : change.fields)
         setField(field, change.asked, freshText(field));
-    store(request, change, options);
+    writeAndShow(request, change, options);
 }
 
-struct Arguments {
+struct ChangeWords {
     std::string record;
     std::vector<std::string> rest;
     std::optional<SetRequest> wanted;
@@ -252,7 +257,7 @@ struct Arguments {
 
 void addSet(CLI::App& app, const Options& options) {
     auto* verb = app.add_subcommand("set", "Change fields of a record: it is read, written once, and read back");
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<ChangeWords>();
     verb->add_option("RECORD", arguments->record, "Name of the record")->required();
     verb->add_option("FIELD=VALUE", arguments->rest,
                      "Fields with their new values; before them, which of several records")
@@ -267,7 +272,7 @@ void addSet(CLI::App& app, const Options& options) {
 
 void addReset(CLI::App& app, const Options& options) {
     auto* verb = app.add_subcommand("reset", "Set a record, or fields of it, to what a fresh installation has");
-    const auto arguments = std::make_shared<Arguments>();
+    const auto arguments = std::make_shared<ChangeWords>();
     verb->add_option("RECORD", arguments->record, "Name of the record, which may be one that can't be read")
         ->required();
     verb->add_option("FIELD", arguments->rest,
