@@ -103,7 +103,7 @@ run '"tcpAutoTuningLevel": 2' wdltctl get system --json
 
 step "A new port, set through the library and found in the registry"
 run 'REG_DWORD 6999' wdltreg query "$base" ProxyPort
-run '' wdltctl set system proxyPort=8080 bmFlag=0
+run 'proxyPort  8080' wdltctl set system proxyPort=8080 bmFlag=0
 run 'REG_DWORD 8080' wdltreg query "$base" ProxyPort
 run '8080' wdltctl get system proxyPort
 
@@ -131,11 +131,11 @@ run '' wdltctl set pvs dwFirstAction=5 dwZipLayer=3
 hears '"protocol":1,"scan":1'
 hears '"protocol":1,"scan":0'
 run 'REG_DWORD 5' wdltreg query "$base\\Scan\\POP3\\Virus\\config" Action
-run '' wdltctl set wmvs dwLimitSize=700000
+run '' wdltctl set wmvs dwLimitSize=4000
 hears '"protocol":3,"scan":1'
 hears '"protocol":0,"scan":131072'
-run 'REG_DWORD 655359' wdltreg query "$base\\Scan\\Common\\HttpManager\\config" MaxWebMailScanSize
-run '655359' wdltctl get wmvs dwLimitSize
+run 'REG_DWORD 4000' wdltreg query "$base\\Scan\\Common\\HttpManager\\config" MaxWebMailScanSize
+run '4000' wdltctl get wmvs dwLimitSize
 end_peer
 
 step "A private text, kept enciphered: the charsets in which it is searched for, and one that lacks it"

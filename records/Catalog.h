@@ -42,9 +42,10 @@ inline constexpr auto kScanLimit = number(WDLT_IN(WdltVsConfig, dwLimitSize), nu
                                        .reads(atMost(WDLT_MAX_SCAN_SIZE))
                                        .is("largest that is scanned; stored with the limits of its protocol");
 inline constexpr auto kSalSwitch =
-    number(WDLT_IN(WdltSalConfig, dwEnable), nullptr).flag("SAL is on; the HTTP handler is asked to go on");
+    number(WDLT_IN(WdltSalConfig, dwEnable), nullptr).fresh(0).flag("SAL is on; the HTTP handler is asked to go on");
 inline constexpr auto kSpamLevel = number(WDLT_IN(WdltAspmConfig, dwLevel), nullptr)
                                        .takes(0, kHighestSpamLevel)
+                                       .fresh(1)
                                        .is("level of detection; stored with POP3's");
 inline constexpr FieldOf<HttpsFlags> kHttpsFlagsFields[] = {
     exportedAs(WDLT_IN(HttpsFlags, enable), rowOf(kHttpsFields, WDLT_IN(WdltHttpsConfig, enable)))
@@ -112,10 +113,10 @@ inline constexpr auto kUrlFilterProxy = exported(kUrlFilterProxyPairs, kUrlFilte
 inline constexpr auto kRatingServer = shown(kRatingServerFields);
 inline constexpr auto kUntestedUrls = shown(kUntestedUrlFields);
 inline constexpr auto kHostFilter = shown(kHostFilterFields);
-inline constexpr auto kPop3Scan = exported(kVirusScanPairs, kPop3Engine, kScanLimit);
-inline constexpr auto kSmtpScan = exported(kVirusScanPairs, kSmtpEngine, kScanLimit);
-inline constexpr auto kWebMailScan = exported(kVirusScanPairs, kHttpEngine, kScanLimit);
-inline constexpr auto kFileVirusScan = exported(kVirusScanPairs, kFileEngine, kScanLimit);
+inline constexpr auto kPop3Scan = exported(kVirusScanPairs, kPop3Engine, kScanLimit.fresh(5120));
+inline constexpr auto kSmtpScan = exported(kVirusScanPairs, kSmtpEngine, kScanLimit.fresh(5120));
+inline constexpr auto kWebMailScan = exported(kVirusScanPairs, kHttpEngine, kScanLimit.fresh(3072));
+inline constexpr auto kFileVirusScan = exported(kVirusScanPairs, kFileEngine, kScanLimit.fresh(5120));
 inline constexpr auto kFileScan = exported(kFileScanPairs, kFileScanFields);
 inline constexpr auto kFileEvents = shown(kFileEventsFields);
 inline constexpr auto kEngineOfPop3 = shown(kPop3Engine);

@@ -121,6 +121,7 @@ struct Field {
     const char* help = ""; // one line; for a flag, what 1 means
     const char* unit = ""; // of a number, where it has one
     bool isFlag = false;
+    bool isDirectory = false;        // the tools take only a path in full, and end it in a backslash
     bool isSecret = false;           // shown only on request
     bool isNeverRead = false;        // never read by the library
     bool isKept = false;             // tools never change it, although a write of the record would
@@ -244,6 +245,9 @@ struct FieldOf : Field {
     }
     constexpr FieldOf in(const char* content) const {
         return with([=](FieldOf& field) { field.unit = content; });
+    }
+    constexpr FieldOf directory() const {
+        return with([](FieldOf& field) { field.isDirectory = true; });
     }
     constexpr FieldOf secret() const {
         return with([](FieldOf& field) { field.isSecret = true; });

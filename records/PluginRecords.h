@@ -27,7 +27,7 @@ static_assert(cover(kSalFields));
 
 inline constexpr FieldOf<WdltPluginManagerConfig> kPluginManagerFields[] = {
     number(WDLT_IN(WdltPluginManagerConfig, dwEnable), "enable")
-        .is("1 when it is on; the HTTP handler is asked to go on")
+        .flag("it is on; the HTTP handler is asked to go on")
         .fresh(0),
     text(WDLT_IN(WdltPluginManagerConfig, szFilename), "filename").is("file of the plug-in").fresh("WdPlugIn.dll"),
 };

@@ -79,7 +79,8 @@ constexpr const char* kIntroduction = R"(# Settings
 Every setting. Field: the two names by which `wdltctl get RECORD FIELD` takes it; Value: the registry's name. This page is
 made of the tables in `records/` (`settings_page` prints it), and a gate holds it against them.
 
-Fresh is what `wdltctl init` lays down. The type of a value isn't looked at: a number is its first bytes. Unreadable is one
+Range is what `wdltctl set` takes, and after it what the library makes of any other number, unless it is the tools that
+refuse it. Fresh is what `wdltctl init` lays down. The type of a value isn't looked at: a number is its first bytes. Unreadable is one
 that has more bytes than the field takes, or that the registry fails to give. Privacy items and redirects are lists, and
 not here. Keys stand below `SOFTWARE\Halvermoor\PLK\Wardlet`; `*` is any name.
 )";

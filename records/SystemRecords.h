@@ -12,23 +12,27 @@ inline constexpr FieldOf<WdchSystemData> kSystemFields[] = {
     number(WDLT_IN(WdchSystemData, proxyPort), "ProxyPort")
         .namedAsMember()
         .unreadable(6999, Told::Quietly)
-        .is("port of the service, 1 to 65535")
+        .takes(1, UINT16_MAX)
+        .is("port of the service")
         .fresh(6999),
     text(WDLT_IN(WdchSystemData, installPath), "InstallPath")
         .namedAsMember()
         .unreadable("", Told::Quietly)
+        .directory()
         .is("install directory, with a backslash at its end")
         .fresh("C:\\Program Files\\Wardlet\\"),
     text(WDLT_IN(WdchSystemData, tempPath), "TempPath")
         .namedAsMember()
         .unreadable("", Told::Quietly)
         .folder()
+        .directory()
         .is("directory of temporary files")
         .fresh("C:\\Program Files\\Wardlet\\Temp\\"),
     text(WDLT_IN(WdchSystemData, logPath), "LogPath")
         .namedAsMember()
         .unreadable("", Told::Quietly)
         .folder()
+        .directory()
         .is("directory of the service's logs")
         .fresh("C:\\Program Files\\Wardlet\\Log\\"),
     number(WDLT_IN(WdchSystemData, bmFlag), "DisableBm")

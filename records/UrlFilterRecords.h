@@ -26,7 +26,11 @@ inline constexpr FieldOf<WdpeUrlfData> kUrlFilterFields[] = {
         .flag("the rating server is reached through it")
         .fresh(0),
     text(WDLT_IN(WdpeUrlfData, szProxyServer), "ProxyServer").absent("").is("its name").fresh(""),
-    number(WDLT_IN(WdpeUrlfData, dwProxyPort), "ProxyPort").absent(kDefaultPort).is("its port").fresh(kDefaultPort),
+    number(WDLT_IN(WdpeUrlfData, dwProxyPort), "ProxyPort")
+        .absent(kDefaultPort)
+        .takes(1, UINT16_MAX)
+        .is("its port")
+        .fresh(kDefaultPort),
     sealedText(WDLT_IN(WdpeUrlfData, szProxyUser), "ProxyUser", 127).absent("").is("user, stored enciphered").fresh(""),
     sealedText(WDLT_IN(WdpeUrlfData, szProxyPassword), "ProxyPassword", 127)
         .absent("")
@@ -132,7 +136,11 @@ inline constexpr FieldOf<WdpeUrlfRSInfo> kRatingServerFields[] = {
     sealedText(WDLT_IN(WdpeUrlfRSInfo, szRatingServer), "LookupServer", 256)
         .is("its name, stored enciphered")
         .fresh(""),
-    number(WDLT_IN(WdpeUrlfRSInfo, dwRatingPort), "LookupPort").absent(kDefaultPort).is("its port").fresh(kDefaultPort),
+    number(WDLT_IN(WdpeUrlfRSInfo, dwRatingPort), "LookupPort")
+        .absent(kDefaultPort)
+        .takes(1, UINT16_MAX)
+        .is("its port")
+        .fresh(kDefaultPort),
 };
 static_assert(cover(kRatingServerFields));
 

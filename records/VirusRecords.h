@@ -102,6 +102,7 @@ inline constexpr FieldOf<WdpeVsCommon> kEngineCommonFields[] = {
     text(WDLT_IN(WdpeVsCommon, szPatternPath), "PatternPath", 259)
         .namedAsMember()
         .failsToldAs(Told::AsTrace)
+        .directory()
         .is("folder of the pattern files; empty reads as the install directory")
         .fresh(""),
     number(WDLT_IN(WdpeVsCommon, dwKeepNumber), "KeepNumber")

@@ -67,10 +67,11 @@ void putNumber(const Field& field, std::span<BYTE> record, std::uint64_t number)
 }
 
 void setNumber(const Field& field, std::span<BYTE> record, std::string_view text) {
-    const std::uint64_t limit = std::min<std::uint64_t>(field.most, UINT32_MAX >> (32 - 8 * field.bytes));
+    const Range range = rangeOf(field);
+    const std::uint64_t limit = std::min<std::uint64_t>(range.high, UINT32_MAX >> (32 - 8 * field.bytes));
     const auto number = parseNumber(text);
-    if (!number || *number < field.least || *number > limit)
-        refuse(field, fmt::format("\"{}\" isn't a number from {} to {}", text, field.least, limit));
+    if (!number || *number < range.low || *number > limit)
+        refuse(field, fmt::format("\"{}\" isn't a number from {} to {}", text, range.low, limit));
     putNumber(field, record, *number);
 }
 
@@ -87,8 +88,10 @@ void setText(const Field& field, std::span<BYTE> record, std::string_view text) 
     std::string narrow;
     if (!narrowFromUtf8(text, narrow))
         refuse(field, "the system code page lacks a character of the text");
-    if (narrow.size() >= field.bytes)
-        refuse(field, fmt::format("the text takes {} bytes, {} have room", narrow.size(), field.bytes - 1));
+    if (narrow.size() > mostBytes(field))
+        refuse(field, fmt::format("the text takes {} bytes, {} have room", narrow.size(), mostBytes(field)));
+    if (narrow.find('\0') != std::string::npos)
+        refuse(field, "the text has a zero byte");
     const auto target = record.subspan(field.offset, field.bytes);
     std::fill(target.begin(), target.end(), BYTE{0});
     std::transform(narrow.begin(), narrow.end(), target.begin(), [](char c) { return static_cast<BYTE>(c); });

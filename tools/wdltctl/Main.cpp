@@ -1,5 +1,6 @@
 /* wdltctl: the control panel on the command line. It uses only the library's exports, so that any caller can do the
-   same; only init works on the registry directly, since the library has no call that creates a tree. */
+   same; only init and reset work on the registry directly, since the library has no call that creates a tree or mends
+   it. */
 
 #include "ChangeLock.h"
 #include "Files.h"
@@ -39,7 +40,8 @@ constexpr const char* kToolName = "wdltctl";
 
 using AddVerb = void (*)(CLI::App& app, const Options& options);
 
-constexpr AddVerb kVerbs[] = {addInit, addStatus, addSwitch, addGet, addSet, addLists, addCheckUrl, addVerify, addRaw};
+constexpr AddVerb kVerbs[] = {addInit,  addStatus, addSwitch,   addGet,    addSet,
+                              addReset, addLists,  addCheckUrl, addVerify, addRaw};
 
 constexpr const char* kExamples =
     "Examples:\n"
@@ -50,6 +52,7 @@ constexpr const char* kExamples =
     "  wdltctl get system\n"
     "  wdltctl set system proxyPort=8080 bmFlag=0\n"
     "  wdltctl get handler POP3 enable\n"
+    "  wdltctl reset system proxyPort\n"
     "  wdltctl add redirects POP3 Mail --port 110\n"
     "  wdltctl add urls black '*example.com/*'\n"
     "  wdltctl check-url http://example.com/page --list black\n"

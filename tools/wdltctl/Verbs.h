@@ -35,6 +35,7 @@ void runs(CLI::App& verb, Needs needs, std::function<void()> body);
 void addInit(CLI::App& app, const Options& options);
 void addGet(CLI::App& app, const Options& options);
 void addSet(CLI::App& app, const Options& options);
+void addReset(CLI::App& app, const Options& options);
 void addStatus(CLI::App& app, const Options& options);
 void addSwitch(CLI::App& app, const Options& options);
 void addLists(CLI::App& app, const Options& options);

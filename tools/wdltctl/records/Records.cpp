@@ -139,7 +139,9 @@ constexpr Record kRecords[] = {
     handlerRecord(),
     exportedRecord<WdltUrlfConfig, WdltUrlfReadConfig, WdltUrlfWriteConfig>("urlf"),
     exportedRecord<WdltUrlfProxy, WdltUrlfReadProxy, WdltUrlfWriteProxy>("urlf-proxy"),
-    exportedRecord<WdpeUrlfRSInfo, WdltUrlfReadRSInfo, WdltUrlfWriteRSInfo>("urlf-rating-server"),
+    // The family's write refuses an empty name, which a fresh installation has.
+    addressedRecord<WdpeUrlfRSInfo, WDLT_PROTOCOL_COMMON, WDLT_SCAN_URL_FILTER, WDLT_INPUT_NONE,
+                    WDLT_CONFIG_URLF_RS_INFO>("urlf-rating-server"),
     exportedRecord<WdpeUrlfUUC, WdltUrlfReadUUC, WdltUrlfWriteUUC>("urlf-untested"),
     exportedRecord<WdpeHosfData, WdltHosfReadConfig, WdltHosfWriteConfig>("hosf"),
     exportedRecord<WdltVsConfig, WdltPvsReadConfig, WdltPvsWriteConfig>("pvs"),

@@ -2,6 +2,7 @@
    Uses the layer, not the library, whose writes need an existing tree. */
 
 #include "ChangeLock.h"
+#include "Directory.h"
 #include "Display.h"
 #include "FreshDatabase.h"
 #include "FreshTree.h"
@@ -30,43 +31,11 @@ namespace {
 constexpr std::u16string_view kPrivacyPath =
     u"SOFTWARE\\Halvermoor\\PLK\\Wardlet\\Scan\\Common\\PrivacyProtection\\config";
 constexpr const char* kDefaultInstall = "C:\\Program Files\\Wardlet";
-// The system record has 260 bytes for each directory.
-constexpr std::size_t kMaxDirectoryBytes = 259;
 
 struct InitArguments {
     std::string install = kDefaultInstall;
     bool force = false;
 };
-
-bool isSeparator(char16_t unit) {
-    return unit == u'\\' || unit == u'/';
-}
-
-bool isAbsolute(std::u16string_view path) {
-    const auto isLetter = [](char16_t unit) { return (unit | 0x20) >= u'a' && (unit | 0x20) <= u'z'; };
-    const bool hasDrive = path.size() >= 3 && isLetter(path[0]) && path[1] == u':' && isSeparator(path[2]);
-    return hasDrive || path.starts_with(u'/');
-}
-
-/* Ends in exactly one backslash, which whoever appends a name relies on. */
-std::u16string parseDirectory(const std::string& argument) {
-    std::u16string path = utf16FromArgument(argument);
-    if (!isAbsolute(path))
-        throw ToolError(ExitStatus::Usage,
-                        fmt::format("{}: a directory is given in full, as X:\\... or /...", argument));
-    while (isSeparator(path.back()) && path.size() > 1)
-        path.pop_back();
-    path.push_back(u'\\');
-    return path;
-}
-
-std::string narrowPath(const std::u16string& path) {
-    std::string narrow;
-    if (!narrowFromUtf8(utf8FromUtf16(path), narrow) || narrow.size() > kMaxDirectoryBytes)
-        throw ToolError(ExitStatus::Usage, fmt::format("{}: a directory has at most {} bytes in the system code page",
-                                                       utf8FromUtf16(path), kMaxDirectoryBytes));
-    return narrow;
-}
 
 RegValue& valueOf(RegDocument& document, std::u16string_view path, std::u16string_view name) {
     for (RegKey& key : document.keys)

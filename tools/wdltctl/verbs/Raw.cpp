@@ -125,12 +125,22 @@ void rawRead(const RawArguments& arguments, const Options& options) {
     }
 }
 
+/* The address tells its size only while its record can be read. */
+std::string sizesText(const Address& address, std::size_t given) {
+    const std::string text = fmt::format("the file has {} bytes", given);
+    try {
+        return fmt::format("{}, the address takes {}", text, queryRecordSize(address));
+    } catch (const ToolError&) {
+        return text;
+    }
+}
+
 void rawWrite(const RawArguments& arguments, const Options& options) {
     const Address address = parseAddress(arguments);
     std::string bytes = readFile(arguments.file);
     const std::int32_t status =
         WdltWriteConfigEx(address.protocol, address.scan, address.input, address.type, bytes.data(), bytes.size());
-    checkStatus(status, fmt::format("the file has {} bytes", bytes.size()));
+    checkStatus(status, status < WDLT_OK ? sizesText(address, bytes.size()) : "");
     if (options.json) {
         Json document = addressJson(address);
         document["status"] = status;

@@ -1,48 +1,36 @@
-/* get and set: a record's fields by name. */
+/* get: a record's fields by name. */
 
 #include "LibraryStatus.h"
-#include "Records.h"
+#include "RecordRequest.h"
 #include "ToolError.h"
-#include "Verbs.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <fmt/format.h>
 #include <memory>
 #include <nlohmann/json.hpp>
-#include <utility>
-#include <vector>
 
 namespace wdlt {
-namespace {
 
-/* What follows a record's name on the command line: which of several like records, where there are several, then
-   fields. */
-class Request {
-  public:
-    Request(const std::string& recordName, const std::vector<std::string>& rest)
-        : record(findRecord(recordName)), fields(rest) {
-        if (record.whichName == nullptr)
-            return;
-        if (fields.empty())
-            throw ToolError(ExitStatus::Usage,
-                            fmt::format("{}: {} is needed, {}", record.name, record.whichName, record.whichHelp));
-        which = fields.front();
-        fields.erase(fields.begin());
-    }
-
-    const Record& record;
-    std::string which;
-    std::vector<std::string> fields;
-};
+Request::Request(const std::string& recordName, const std::vector<std::string>& rest)
+    : record(&findRecord(recordName)), words(rest) {
+    if (record->whichName == nullptr)
+        return;
+    if (words.empty())
+        throw ToolError(ExitStatus::Usage,
+                        fmt::format("{}: {} is needed, {}", record->name, record->whichName, record->whichHelp));
+    which = words.front();
+    words.erase(words.begin());
+}
 
 std::vector<BYTE> readRecord(const Request& request) {
-    std::vector<BYTE> bytes(request.record.size);
-    checkStatus(request.record.read(request.which, bytes));
+    std::vector<BYTE> bytes(request.record->size);
+    checkStatus(request.record->read(request.which, bytes));
     return bytes;
 }
 
-void printFields(std::span<const Field> fields, std::span<const BYTE> bytes, const Options& options) {
+void printFields(std::span<const Field> fields, std::span<const BYTE> bytes, const Options& options,
+                 const std::function<std::string(const Field&)>& remark) {
     if (options.json) {
         Json document = Json::object();
         for (const Field& field : fields)
@@ -54,62 +42,8 @@ void printFields(std::span<const Field> fields, std::span<const BYTE> bytes, con
     for (const Field& field : fields)
         width = std::max(width, field.member.size());
     for (const Field& field : fields)
-        fmt::print("{:{}}  {}\n", field.member, width, fieldText(field, bytes, options.secrets));
-}
-
-void get(const Request& request, const Options& options) {
-    if (request.fields.size() > 1)
-        throw ToolError(ExitStatus::Usage, fmt::format("{}: one field, or none for all", request.fields[1]));
-    if (request.fields.empty()) {
-        printFields(request.record.fields, readRecord(request), options);
-        return;
-    }
-    const Field& field = findField(request.record, request.fields.front());
-    const auto bytes = readRecord(request);
-    // A single field is printed as its bare value, for scripts.
-    if (options.json)
-        printFields({&field, 1}, bytes, options);
-    else
-        fmt::print("{}\n", fieldText(field, bytes, options.secrets));
-}
-
-using Assignment = std::pair<const Field*, std::string_view>;
-
-std::vector<Assignment> parseAssignments(const Record& record, const std::vector<std::string>& texts) {
-    std::vector<Assignment> assignments;
-    for (const std::string_view text : texts) {
-        const std::size_t equals = text.find('=');
-        if (equals == std::string_view::npos)
-            throw ToolError(ExitStatus::Usage, fmt::format("{}: FIELD=VALUE expected", text));
-        const Field& field = findField(record, text.substr(0, equals));
-        if (std::ranges::find(assignments, &field, &Assignment::first) != assignments.end())
-            throw ToolError(ExitStatus::Usage, fmt::format("{}: the field is given twice", field.member));
-        assignments.emplace_back(&field, text.substr(equals + 1));
-    }
-    return assignments;
-}
-
-void set(const Request& request, bool isForced, const Options& options) {
-    const Record& record = request.record;
-    const auto assignments = parseAssignments(record, request.fields);
-    if (assignments.empty())
-        throw ToolError(ExitStatus::Usage, fmt::format("{}: FIELD=VALUE is needed", record.name));
-    // Try the values on a blank record first: a usage error comes before any call of the library.
-    std::vector<BYTE> trial(record.size);
-    for (const auto& [field, text] : assignments)
-        setField(*field, trial, text);
-
-    auto bytes = readRecord(request);
-    std::vector<Field> changed;
-    for (const auto& [field, text] : assignments) {
-        setField(*field, bytes, text);
-        changed.push_back(*field);
-    }
-    if (record.lookBeforeWrite != nullptr)
-        record.lookBeforeWrite(isForced);
-    checkStatus(record.write(request.which, bytes));
-    if (options.json)
-        printFields(changed, bytes, options);
+        fmt::print("{:{}}  {}{}\n", field.member, width, fieldText(field, bytes, options.secrets),
+                   remark ? remark(field) : "");
 }
 
 std::string recordHelp(bool writableOnly) {
@@ -126,6 +60,24 @@ std::string recordHelp(bool writableOnly) {
     return help;
 }
 
+namespace {
+
+void get(const Request& request, const Options& options) {
+    if (request.words.size() > 1)
+        throw ToolError(ExitStatus::Usage, fmt::format("{}: one field, or none for all", request.words[1]));
+    if (request.words.empty()) {
+        printFields(request.record->fields, readRecord(request), options);
+        return;
+    }
+    const Field& field = findField(*request.record, request.words.front());
+    const auto bytes = readRecord(request);
+    // A single field is printed as its bare value, for scripts.
+    if (options.json)
+        printFields({&field, 1}, bytes, options);
+    else
+        fmt::print("{}\n", fieldText(field, bytes, options.secrets));
+}
+
 } // namespace
 
 void addGet(CLI::App& app, const Options& options) {
@@ -139,26 +91,6 @@ void addGet(CLI::App& app, const Options& options) {
     verb->add_option("FIELD", arguments->rest, "Name of a field; before it, which of several records")->expected(0, 2);
     verb->footer(recordHelp(false));
     runs(*verb, Needs::Tree, [arguments, &options] { get({arguments->record, arguments->rest}, options); });
-}
-
-void addSet(CLI::App& app, const Options& options) {
-    struct Arguments {
-        std::string record;
-        std::vector<std::string> rest;
-        bool isForced = false;
-    };
-    auto* verb = app.add_subcommand("set", "Change fields of a record: it is read, and written once");
-    const auto arguments = std::make_shared<Arguments>();
-    verb->add_option("RECORD", arguments->record, "Name of the record")->required();
-    verb->add_option("FIELD=VALUE", arguments->rest,
-                     "Fields with their new values; before them, which of several records")
-        ->required();
-    verb->add_flag("--force", arguments->isForced,
-                   "For aspm: go on although the spam lists' files have lines that are lost by it");
-    verb->footer(recordHelp(true));
-    runs(*verb, Needs::Change, [arguments, &options] {
-        set({arguments->record, arguments->rest}, arguments->isForced, options);
-    });
 }
 
 } // namespace wdlt
