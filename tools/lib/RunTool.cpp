@@ -1,5 +1,6 @@
 #include "RunTool.h"
 
+#include "Suggestion.h"
 #include "ToolError.h"
 
 #include <CLI/CLI.hpp>
@@ -21,6 +22,8 @@ int parseAndRun(const Tool& tool, int argc, char** argv) {
     CLI::App app(tool.description, tool.name);
     app.footer(tool.footer);
     app.fallthrough();
+    app.ignore_case(); // of the verbs' names
+    app.set_version_flag("--version", fmt::format("{} {}", tool.name, WDLT_VERSION), "Print the version");
     if (tool.needsVerb)
         app.require_subcommand(1);
     app.get_formatter()->column_width(34);
@@ -30,7 +33,7 @@ int parseAndRun(const Tool& tool, int argc, char** argv) {
     } catch (const CLI::Success& request) {
         return app.exit(request);
     } catch (const CLI::ParseError& error) {
-        throw ToolError(ExitStatus::Usage, fmt::format("{} (--help shows the usage)", error.what()));
+        throw usageError(app, error);
     }
     // A full disk, when the output is redirected to a file, shows up here at the latest.
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)

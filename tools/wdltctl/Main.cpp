@@ -2,7 +2,6 @@
    same; only init works on the registry directly, since the library has no call that creates a tree. */
 
 #include "ChangeLock.h"
-#include "Files.h"
 #include "HomeLook.h"
 #include "RegistryKey.h"
 #include "RunTool.h"
@@ -11,16 +10,10 @@
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <utility>
 
 namespace wdlt {
-
-void printJson(const Json& document) {
-    writeFile(std::string(kStandardStream), document.dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
-}
-
 namespace {
 
 void lookAtTree() {
@@ -36,7 +29,8 @@ void lookAtTree() {
 
 using AddVerb = void (*)(CLI::App& app, const Options& options);
 
-constexpr AddVerb kVerbs[] = {addInit, addStatus, addSwitch, addGet, addSet, addLists, addCheckUrl, addVerify, addRaw};
+constexpr AddVerb kVerbs[] = {addInit, addWhere, addStatus,   addSwitch, addDescribe, addGet,
+                              addSet,  addLists, addCheckUrl, addVerify, addRaw};
 
 constexpr const char* kExamples =
     "Examples:\n"
@@ -44,8 +38,10 @@ constexpr const char* kExamples =
     "  wdltctl status\n"
     "  wdltctl enable pvs\n"
     "  wdltctl enable pdp --protocol smtp\n"
+    "  wdltctl list records\n"
+    "  wdltctl describe system proxy-port\n"
     "  wdltctl get system\n"
-    "  wdltctl set system proxyPort=8080 bmFlag=0\n"
+    "  wdltctl set system proxy-port=8080 bm-flag=0\n"
     "  wdltctl get handler POP3 enable\n"
     "  wdltctl add redirects POP3 Mail --port 110\n"
     "  wdltctl add urls black '*example.com/*'\n"

@@ -4,6 +4,7 @@
 #include "Files.h"
 #include "LibraryStatus.h"
 #include "RegText.h"
+#include "Suggestion.h"
 #include "TextLists.h"
 #include "ToolError.h"
 #include "Utf.h"
@@ -271,7 +272,10 @@ void addTextListVerb(std::string_view name, const TextList& list, CLI::App& verb
     if (!list.types.empty())
         command->add_option("LIST", request->typeWord, fmt::format("{}", fmt::join(list.types, " or ")))
             ->required()
-            ->check(CLI::IsMember(std::vector<std::string>(list.types.begin(), list.types.end())));
+            ->transform([&list](const std::string& word) {
+                return std::string(
+                    findNamed(list.types, word, fmt::format("{} list", list.name), [](auto type) { return type; }));
+            });
     if (found->operand == Operand::Entries)
         command->add_option(list.noun, request->entries, found->operandHelp)->required();
     if (found->operand == Operand::File)

@@ -25,8 +25,7 @@ class Request {
         if (record.whichName == nullptr)
             return;
         if (fields.empty())
-            throw ToolError(ExitStatus::Usage,
-                            fmt::format("{}: {} is needed, {}", record.name, record.whichName, record.whichHelp));
+            throw whichIsNeeded(record);
         which = fields.front();
         fields.erase(fields.begin());
     }
@@ -59,7 +58,7 @@ void printFields(std::span<const Field> fields, std::span<const BYTE> bytes, con
 
 void get(const Request& request, const Options& options) {
     if (request.fields.size() > 1)
-        throw ToolError(ExitStatus::Usage, fmt::format("{}: one field, or none for all", request.fields[1]));
+        throw tooManyFields(request.fields[1]);
     if (request.fields.empty()) {
         printFields(request.record.fields, readRecord(request), options);
         return;
@@ -111,14 +110,14 @@ void set(const Request& request, const Options& options) {
 }
 
 std::string recordHelp(bool writableOnly) {
-    std::string help;
+    std::string help = "A field is named as here or as in the C record, in any case; describe tells more of it.\n";
     for (const Record& record : allRecords()) {
         help += fmt::format("{}: {}\n", record.name, record.help);
         if (record.whichName != nullptr)
             help += fmt::format("  {:28} {}, before the fields\n", record.whichName, record.whichHelp);
         for (const Field& field : record.fields) {
             if (!writableOnly || !isReadOnly(field))
-                help += fmt::format("  {:28} {}\n", field.member, fieldHelp(field));
+                help += fmt::format("  {:28} {}\n", nameOf(field), fieldHelp(field));
         }
     }
     return help;
@@ -134,7 +133,7 @@ void addGet(CLI::App& app, const Options& options) {
     auto* verb = app.add_subcommand("get", "Show a record, or one field's bare value");
     const auto arguments = std::make_shared<Arguments>();
     verb->add_option("RECORD", arguments->record, "Name of the record")->required();
-    verb->add_option("FIELD", arguments->rest, "Name of a field; before it, which of several records")->expected(0, 2);
+    verb->add_option("FIELD", arguments->rest, "Name of a field; before it, which of several records");
     verb->footer(recordHelp(false));
     runs(*verb, Needs::Tree, [arguments, &options] { get({arguments->record, arguments->rest}, options); });
 }

@@ -4,6 +4,7 @@
 #include "Features.h"
 #include "Handlers.h"
 #include "LibraryStatus.h"
+#include "Suggestion.h"
 #include "ToolError.h"
 #include "Verbs.h"
 
@@ -13,6 +14,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <ranges>
 #include <span>
 #include <wdltcfg/status.h>
 
@@ -43,13 +45,11 @@ Selection select(const Feature& feature, const SwitchArguments& arguments) {
         return selection;
     selection = {{}, 0};
     for (const std::string& protocol : arguments.protocols) {
-        const auto place = std::find_if(feature.places.begin(), feature.places.end(), [&](const FeatureItem& each) {
-            return each.protocolName == protocol && each.type != 0;
-        });
-        if (place == feature.places.end())
-            throw ToolError(ExitStatus::Usage, fmt::format("{}: {} has no such protocol", protocol, feature.name));
-        selection.places.push_back(*place);
-        selection.detail |= place->type;
+        auto places = feature.places | std::views::filter([](const FeatureItem& place) { return place.type != 0; });
+        const FeatureItem& place =
+            findNamed(places, protocol, fmt::format("protocol of {}", feature.name), &FeatureItem::protocolName);
+        selection.places.push_back(place);
+        selection.detail |= place.type;
     }
     return selection;
 }
