@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <cctype>
 #include <fmt/format.h>
+#include <set>
 
 namespace wdlt {
 namespace {
@@ -38,7 +39,7 @@ std::size_t editDistance(std::string_view a, std::string_view b) {
 /* Empty when no name is near. */
 std::string nearest(std::string_view name, const std::vector<std::string>& known) {
     const std::string typed = inLowerCase(name);
-    const std::size_t most = 1 + typed.size() / 4;
+    const std::size_t most = (typed.size() + 3) / 4;
     std::size_t least = most + 1;
     std::string best;
     for (const std::string& each : known) {
@@ -54,12 +55,12 @@ std::string nearest(std::string_view name, const std::vector<std::string>& known
 }
 
 std::vector<std::string> namesOfOptions(const CLI::App& app) {
-    std::vector<std::string> names;
+    std::set<std::string> names;
     for (const CLI::App* each = &app; each != nullptr; each = each->get_parent())
         for (const CLI::Option* option : each->get_options())
             for (const std::string& name : option->get_lnames())
-                names.push_back("--" + name);
-    return names;
+                names.insert("--" + name);
+    return {names.begin(), names.end()};
 }
 
 } // namespace
@@ -86,7 +87,7 @@ ToolError usageError(const CLI::App& app, const CLI::ParseError& error) {
         chosen = chosen->get_subcommands().front();
     const auto choices = chosen->get_subcommands([](const CLI::App*) { return true; });
     if (isAboutWords && !words.empty() && words[0].size() > 1 && words[0][0] == '-')
-        return {ExitStatus::Usage, fmt::format("{} (behind -- it is no option)",
+        return {ExitStatus::Usage, fmt::format("{} (behind -- a word may begin with -)",
                                                unknownName(words[0], "option", namesOfOptions(*chosen)).what())};
     if (isAboutWords && !words.empty() && !choices.empty()) {
         std::vector<std::string> names;

@@ -15,46 +15,53 @@
 namespace wdlt {
 namespace {
 
-/* A row is a line of the table, or an object whose members are named after the columns. */
+/* A row is a line of the table, or an object whose members are named after the columns. A cell is a word, a number or a
+   list of words. */
 struct Overview {
     TableRow columns;
-    std::vector<TableRow> rows;
+    std::vector<std::vector<Json>> rows;
 };
 
-void printOverview(Overview overview, const Options& options) {
-    if (!options.json) {
-        for (std::string& column : overview.columns)
-            std::ranges::transform(column, column.begin(), [](char c) { return static_cast<char>(c - 'a' + 'A'); });
-        overview.rows.insert(overview.rows.begin(), overview.columns);
-        printTable(overview.rows);
-        return;
-    }
+std::string cellText(const Json& cell) {
+    if (cell.is_array())
+        return fmt::format("{}", fmt::join(cell.get<std::vector<std::string>>(), " "));
+    return cell.is_string() ? cell.get<std::string>() : cell.dump();
+}
+
+void printOverview(const Overview& overview, const Options& options) {
     Json document = Json::array();
-    for (const TableRow& row : overview.rows) {
+    std::vector<TableRow> table = {overview.columns};
+    for (std::string& column : table[0])
+        std::ranges::transform(column, column.begin(), [](char c) { return static_cast<char>(c - 'a' + 'A'); });
+    for (const auto& row : overview.rows) {
         Json each = Json::object();
-        for (std::size_t i = 0; i < row.size(); ++i)
+        table.emplace_back();
+        for (std::size_t i = 0; i < row.size(); ++i) {
             each[overview.columns[i]] = row[i];
+            table.back().push_back(cellText(row[i]));
+        }
         document.push_back(std::move(each));
     }
-    printJson(document);
+    if (options.json)
+        printJson(document);
+    else
+        printTable(table);
 }
 
 Overview recordOverview() {
     Overview overview{{"record", "which", "help"}, {}};
     for (const Record& record : allRecords())
-        overview.rows.push_back(
-            {std::string(record.name), record.whichName == nullptr ? "" : record.whichHelp, record.help});
+        overview.rows.push_back({record.name, record.whichHelp, record.help});
     return overview;
 }
 
 Overview featureOverview() {
     Overview overview{{"feature", "protocols", "help"}, {}};
     for (const Feature& feature : allFeatures()) {
-        std::vector<std::string_view> protocols;
+        Json protocols = Json::array();
         for (const FeatureItem& place : feature.places)
             protocols.push_back(place.protocolName);
-        overview.rows.push_back(
-            {std::string(feature.name), fmt::format("{}", fmt::join(protocols, " ")), feature.help});
+        overview.rows.push_back({feature.name, protocols, feature.help});
     }
     return overview;
 }
@@ -62,8 +69,7 @@ Overview featureOverview() {
 Overview handlerOverview() {
     Overview overview{{"handler", "type", "state"}, {}};
     for (const Handler& handler : allHandlers())
-        overview.rows.push_back(
-            {handler.name(), std::to_string(handler.head.type), std::string(onOff(handler.isOn()))});
+        overview.rows.push_back({handler.name(), handler.head.type, onOff(handler.isOn())});
     return overview;
 }
 
@@ -74,18 +80,18 @@ bool hasList(const CLI::App& verb, const std::string& name) {
 }
 
 Overview listOverview(const CLI::App& list) {
-    constexpr const char* kVerbs[] = {"list", "add", "remove", "import", "export"};
+    constexpr const char* kListVerbs[] = {"list", "add", "remove", "import", "export"};
     Overview overview{{"list", "types", "verbs", "help"}, {}};
     for (const CLI::App* each : list.get_subcommands([](const CLI::App*) { return true; })) {
         if (each->get_group() == kOverviews)
             continue;
-        std::vector<std::string_view> verbs;
-        for (const char* const verb : kVerbs)
+        Json verbs = Json::array();
+        for (const char* const verb : kListVerbs)
             if (hasList(*list.get_parent()->get_subcommand(verb), each->get_name()))
                 verbs.push_back(verb);
         const CLI::Option* const types = each->get_option_no_throw("LIST");
-        overview.rows.push_back({each->get_name(), types == nullptr ? "" : types->get_description(),
-                                 fmt::format("{}", fmt::join(verbs, " ")), each->get_description()});
+        overview.rows.push_back(
+            {each->get_name(), types == nullptr ? "" : types->get_description(), verbs, each->get_description()});
     }
     return overview;
 }

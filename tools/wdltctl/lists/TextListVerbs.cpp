@@ -12,6 +12,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <fmt/format.h>
+#include <functional>
 #include <iterator>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -264,6 +265,10 @@ std::string storedText(const TextList& list, const std::string& typed, const std
     return narrow;
 }
 
+std::string typeNamed(const TextList& list, const std::string& word) {
+    return std::string(findNamed(list.types, word, fmt::format("{} list", list.name), std::identity()));
+}
+
 void addTextListVerb(std::string_view name, const TextList& list, CLI::App& verb, const Options& options) {
     const auto* found = std::ranges::find(kListVerbs, name, &Verb::name);
     auto* command = verb.add_subcommand(std::string(list.name), fmt::format("{} {}", found->help, list.help));
@@ -272,10 +277,7 @@ void addTextListVerb(std::string_view name, const TextList& list, CLI::App& verb
     if (!list.types.empty())
         command->add_option("LIST", request->typeWord, fmt::format("{}", fmt::join(list.types, " or ")))
             ->required()
-            ->transform([&list](const std::string& word) {
-                return std::string(
-                    findNamed(list.types, word, fmt::format("{} list", list.name), [](auto type) { return type; }));
-            });
+            ->transform([&list](const std::string& word) { return typeNamed(list, word); });
     if (found->operand == Operand::Entries)
         command->add_option(list.noun, request->entries, found->operandHelp)->required();
     if (found->operand == Operand::File)

@@ -105,7 +105,7 @@ void describeRecord(const Settings& settings, const Record& record, const Option
         return;
     }
     fmt::print("{}: {}\n{}\n\n", settings.name, record.help, keyOf(settings));
-    std::vector<TableRow> rows = {{"FIELD", "VALUE", "KIND", "WHEN MISSING", ""}};
+    std::vector<TableRow> rows = {{"FIELD", "VALUE", "KIND", "WHEN MISSING", "HELP"}};
     for (const Field& field : settings.fields)
         rows.push_back({nameOf(field), field.value == nullptr ? "" : field.value, kindOf(field),
                         whenMissing(field, kQuote), fieldHelp(field)});

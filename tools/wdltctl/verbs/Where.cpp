@@ -43,11 +43,11 @@ Place placeOf(std::string what, const std::string& path, std::string note = {}) 
     std::error_code failure;
     const fs::file_status status = fs::status(path, failure);
     if (status.type() == fs::file_type::not_found)
-        failure = std::make_error_code(std::errc::no_such_file_or_directory);
-    else if (fs::is_regular_file(status))
+        return {place.what, path, {}, place.note + (place.note.empty() ? "not there" : ", not there")};
+    if (fs::is_regular_file(status))
         place.bytes = fs::file_size(path, failure);
     if (failure)
-        place.note += fmt::format("{}{}", place.note.empty() ? "" : "; ", failure.message());
+        place.note += fmt::format("{}{}", place.note.empty() ? "" : ", ", failure.message());
     return place;
 }
 
@@ -132,7 +132,7 @@ std::vector<Place> allPlaces() {
     addTo(places, "home", [&]() -> std::vector<Place> {
         std::string path;
         isThere = lookAtHome(path);
-        return {placeOf("home", home, isThere ? layoutOf(home) : "")};
+        return {placeOf("home", home, isThere ? layoutOf(home) : "not set up")};
     });
     places.push_back(placeOf("registry", home / "registry/data.mdb"));
     addTo(places, "settings", [&]() -> std::vector<Place> {
@@ -163,7 +163,7 @@ void where(const Options& options) {
         printJson(document);
         return;
     }
-    std::vector<TableRow> rows = {{"WHAT", "BYTES", "WHERE", ""}};
+    std::vector<TableRow> rows = {{"WHAT", "BYTES", "WHERE", "NOTE"}};
     for (const Place& place : places)
         rows.push_back({place.what, place.bytes ? std::to_string(*place.bytes) : "", place.path, place.note});
     printTable(rows);
