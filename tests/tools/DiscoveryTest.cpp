@@ -14,6 +14,7 @@ TEST_F(Wdltctl, TellsWhatThereIs) {
         {"list lists", 0, "\nurls        white or black  list add remove import export  Show the URL filter's", ""},
         {"get --help", 0, "get [OPTIONS] RECORD [FIELD...]", ""},
         {"get --help", 0, "\n  proxy-port                   port of the service", ""},
+        {"describe urlf user-defined-cred-level", 0, "\nrange         -2147483648 to 2147483647\n", ""},
         {"describe virus", 2, "", "virus: PLACE is needed, pop3, smtp, http or files"},
         {"describe system", 0, "\nproxy-port             ProxyPort           number           6999 ", ""},
     });
@@ -38,7 +39,7 @@ TEST_F(Wdltctl, TellsWhatThereIs) {
              json(key + "\\Scan\\Common\\URLFilter\\config").dump() + "}"},
         {"describe system tcpAutoTuningLevel --json",
          R"({"field": "tcp-auto-tuning-level", "member": "tcpAutoTuningLevel", "value": "TcpAutoTuningLevel",
-             "kind": "number", "least": -2147483648, "most": 2147483647, "unit": "", "whenMissing": "2", "fresh": 2,
+             "kind": "number", "least": 0, "most": 4294967295, "unit": "", "whenMissing": "2", "fresh": 2,
              "secret": false, "readOnly": true, "help": "TCP auto-tuning level", "key": )" +
              json(key).dump() + "}"},
     });
@@ -47,7 +48,7 @@ TEST_F(Wdltctl, TellsWhatThereIs) {
 TEST_F(Wdltctl, TakesNamesInAnyCase) {
     expectOutputs({{"GET System PROXYPORT", "6999\n"},
                    {"get system Proxy-Port", "6999\n"},
-                   {"get virus SMTP ZipLayer --json", R"({"dwZipLayer": 1})"},
+                   {"get virus SMTP DWZIPLAYER --json", R"({"dwZipLayer": 1})"},
                    {"enable PVS", "Virus of POP3: on\nhandler POP3: on\n"},
                    {"enable pdp --protocol SMTP", "PrivacyProtection of SMTP: on\nhandler SMTP: on\n"},
                    {"add urls BLACK x", "1 added\n"},
@@ -61,7 +62,7 @@ TEST_F(Wdltctl, TellsWhereEverythingIs) {
     const json whole = doneJson("where");
     EXPECT_EQ(whole["home"], json({{"path", home}, {"bytes", nullptr}, {"note", "layout 1"}}));
     EXPECT_EQ(whole["registry"]["bytes"], std::filesystem::file_size(home + "/registry/data.mdb"));
-    EXPECT_EQ(whole["install"]["path"], install());
+    EXPECT_EQ(whole["install"]["path"], install() + "/");
     EXPECT_EQ(whole["privacy database"]["bytes"], std::filesystem::file_size(install() + "/Privacy.dat"));
     EXPECT_EQ(whole["urls white"]["path"], install() + "/UrlWhite.dat");
     EXPECT_EQ(whole["urls white"]["note"], "not there");

@@ -19,7 +19,7 @@ TEST_F(Wdltctl, AndItsNeighboursRefuseWhatMakesNoSense) {
         {"init --force --install 1:\\x", 2, "a directory is given in full"},
         {"init --force --install /" + many(255), 2, "at most 259 bytes"},
 
-        {"stauts", 2, "stauts: no such verb; did you mean status? ("},
+        {"stauts", 2, "stauts: no such verb; did you mean status?"},
         {"status --jsno", 2, "--jsno: no such option; did you mean --json?"},
         {"list nope", 2, "nope: no such list; there are redirects, rules, items, patterns"},
         {"list rulez", 2, "rulez: no such list; did you mean rules?"},
