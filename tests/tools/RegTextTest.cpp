@@ -75,7 +75,8 @@ TEST(RegText, KeysKeepTheirOrderInAnyEncoding) {
     std::string crlf;
     for (const char c : text)
         crlf += c == '\n' ? "\r\n" : std::string(1, c);
-    for (const auto& each : {text, crlf, "\xEF\xBB\xBF" + text, utf16LittleEndian(text), utf16LittleEndian(crlf)})
+    for (const auto& each : {text, crlf, "\xEF\xBB\xBF" + text, utf16LittleEndian(text), utf16LittleEndian(crlf),
+                             utf16LittleEndian(text).substr(2)})
         EXPECT_EQ(writeRegText(parseRegText(each)),
                   withHeader("[HKEY_LOCAL_MACHINE]\n\n[HKEY_LOCAL_MACHINE\\B\\c d]\n\"\xC3\xA9\"=\"\xF0\x9F\x98\x80\"\n"
                              "\n[-HKEY_LOCAL_MACHINE\\B]\n\n[HKEY_LOCAL_MACHINE\\odd]name;]"));
@@ -97,6 +98,9 @@ TEST(RegText, ErrorsHaveLineColumnAndWords) {
         {"", 1, 1, "first line"},
         {"Windows Registry Editor Version 5.000\n", 1, 37, "first line"},
         {"\xFE\xFF\0W"s, 1, 1, "big-endian"},
+        {"\0W"s, 1, 1, "big-endian"},
+        {"REGEDIT4\n; \xFF", 2, 3, "system code page"},
+        {"REGEDIT4\n[HKEY_LOCAL_MACHINE\\A]\n\"a\"=hex(2):ff", 3, 5, "system code page"},
         {utf16LittleEndian(withHeader("")) + "x", 4, 1, "middle of a character"},
         {withHeader(";\xC3\xA9\xE0\x80\x80"), 3, 3, "not valid UTF-8"},
         {withHeader(";\xED\xA0\xBD\xED\xB8\x80"), 3, 3, "not valid UTF-8"},

@@ -6,6 +6,7 @@
 namespace {
 
 using namespace std::string_literals;
+namespace fs = std::filesystem;
 
 constexpr const char* kHeader = "Windows Registry Editor Version 5.00\n";
 const std::string kRoot = "[HKEY_LOCAL_MACHINE]\n";
@@ -25,14 +26,31 @@ TEST(Wdltreg, ExportsWhatWasImportedByteForByte) {
                              "\"list\"=hex(7):41,00,00,00,42,00,00,00,00,00\n"
                              "\n[HKEY_LOCAL_MACHINE\\A\\B\\deep]\n"
                              "\n[HKEY_LOCAL_MACHINE\\A\\c]\n";
-    const std::string file = TestHome::instance().path() / "out.reg";
+    const std::string file = TestHome::instance().write("out.reg", "old");
+    const std::string link = file + ".link";
+    fs::permissions(file, fs::perms(0644)); // what is exported is its owner's alone all the same
+    fs::create_symlink(file, link);
     expectOutputs({{"wdltreg import " + regFile(body), ""},
                    {"wdltreg export A", kHeader + body},
                    {"wdltreg export", kHeader + ("\n" + kRoot) + body},
-                   {"wdltreg export hklm\\A\\ -o " + file, ""},
+                   {"wdltreg export hklm/A/ -o " + link, ""},
                    {"wdltreg delete A", ""},
                    {"wdltreg import " + file, ""},
                    {"wdltreg export A", kHeader + body}});
+    EXPECT_EQ(fs::status(file).permissions(), fs::perms(0600));
+    EXPECT_TRUE(fs::is_symlink(link));
+}
+
+// In a file of the older format the text is in the system code page, that in hexadecimal data too.
+TEST(Wdltreg, ReadsTheOlderFormat) {
+    setenv("WARDLET_ACP", "1252", 1);
+    expectOutputs({{"wdltreg import -", "",
+                    "REGEDIT4\r\n\r\n[HKEY_LOCAL_MACHINE\\A/b\\c]\r\n\"t\"=\"\xE9\"\r\n\"e\"=hex(2):25,e9,00\r\n"
+                    "\"m\"=hex(7):61,00,e9,00,00\r\n\"b\"=hex:e9\r\n"},
+                   {"wdltreg query -r HKLM\\A/b", "[HKEY_LOCAL_MACHINE\\A/b]\n[HKEY_LOCAL_MACHINE\\A/b\\c]\n"
+                                                  "b = REG_BINARY e9\ne = REG_EXPAND_SZ %\xC3\xA9\n"
+                                                  "m = REG_MULTI_SZ a\\0\xC3\xA9\nt = REG_SZ \xC3\xA9\n"}});
+    unsetenv("WARDLET_ACP");
 }
 
 // Odd texts, written by programs in narrow form, survive an export and import byte for byte.
@@ -110,19 +128,30 @@ TEST(Wdltreg, SetsShowsAndDeletesValues) {
     done("wdltreg import -", kHeader + "[HKEY_LOCAL_MACHINE\\K]\n\"zero\"=hex(1):61,00,00,00,62,00,00,00\n"s +
                                  "\"short\"=hex(4):01,02\n\"odd\"=hex(7):41,00,00\n"
                                  "\"a\\\\\"=dword:0403feff\n\"\\\"b\"=\"\\\"C:\\\\\"\n");
-    expectOutputs({{"wdltreg query K", "\"b = REG_SZ \"C:\\\na\\ = REG_DWORD 67370751 (0x0403feff)\n"
-                                       "odd = REG_MULTI_SZ 41 00 00\nshort = REG_DWORD 01 02\n"
-                                       "zero = REG_SZ 61 00 00 00 62 00 00 00\n[L]\n"},
-                   {"wdltreg delete K", ""},
-                   {"wdltreg set K\\L Name sz x", ""},
-                   {"wdltreg set K '' sz x", ""},
-                   {"wdltreg query HKEY_LOCAL_MACHINE\\K", "(default) = REG_SZ x\n[L]\n"},
-                   {"wdltreg delete K ''", ""},
-                   {"wdltreg query K", "[L]\n"},
-                   {"wdltreg delete K\\L name", ""},
-                   {"wdltreg tree K", "[HKEY_LOCAL_MACHINE\\K]\n  [L]\n"},
-                   {"wdltreg delete K", ""},
-                   {"wdltreg tree", kRoot}});
+    expectOutputs(
+        {{"wdltreg query K", "\"b = REG_SZ \"C:\\\na\\ = REG_DWORD 67370751 (0x0403feff)\n"
+                             "odd = REG_MULTI_SZ 41 00 00\nshort = REG_DWORD 01 02\n"
+                             "zero = REG_SZ 61 00 00 00 62 00 00 00\n[L]\n"},
+         {"wdltreg query K/L --json",
+          R"({"key": "HKEY_LOCAL_MACHINE\\K\\L", "subkeys": [], "values": [
+                        {"name": "Name", "type": "REG_NONE", "value": null, "data": "00"}]})"},
+         {"wdltreg query K odd --json", R"({"name": "odd", "type": "REG_MULTI_SZ", "value": null, "data": "410000"})"},
+         {"wdltreg set K '' multi_sz a\\0b", ""},
+         {"wdltreg query K '' --json",
+          R"({"name": "", "type": "REG_MULTI_SZ", "value": ["a", "b"], "data": "61000000620000000000"})"},
+         {"wdltreg delete K", ""},
+         {"wdltreg set K\\L Name sz x", ""},
+         {"wdltreg query -r K/L --json",
+          R"([{"key": "HKEY_LOCAL_MACHINE\\K\\L", "subkeys": [], "values": [
+                        {"name": "Name", "type": "REG_SZ", "value": "x", "data": "78000000"}]}])"},
+         {"wdltreg set K '' sz x", ""},
+         {"wdltreg query HKEY_LOCAL_MACHINE\\K", "(default) = REG_SZ x\n[L]\n"},
+         {"wdltreg delete K ''", ""},
+         {"wdltreg query K", "[L]\n"},
+         {"wdltreg delete K\\L name", ""},
+         {"wdltreg tree K", "[HKEY_LOCAL_MACHINE\\K]\n  [L]\n"},
+         {"wdltreg delete K", ""},
+         {"wdltreg tree", kRoot}});
 }
 
 } // namespace

@@ -12,15 +12,6 @@ namespace {
 
 constexpr std::size_t kBytesALine = 16;
 
-std::u16string wideFromNarrow(std::string_view text) {
-    std::u16string wide(text.size(), u'\0');
-    const int length = text.empty() ? 0
-                                    : MultiByteToWideChar(CP_ACP, 0, text.data(), static_cast<int>(text.size()),
-                                                          wide.data(), static_cast<int>(wide.size()));
-    wide.resize(static_cast<std::size_t>(length));
-    return wide;
-}
-
 void appendDumpLine(std::string& out, std::size_t offset, std::span<const BYTE> line) {
     out += fmt::format("{:08x} ", offset);
     for (std::size_t i = 0; i < kBytesALine; ++i) {
@@ -56,7 +47,7 @@ std::string displayText(std::u16string_view text) {
 }
 
 std::string displayNarrow(std::string_view text) {
-    return displayText(wideFromNarrow(text));
+    return displayText(utf16FromNarrow(text));
 }
 
 std::string displayPath(std::string path) {
@@ -90,8 +81,21 @@ std::string hexDigits(std::span<const BYTE> bytes) {
     return out;
 }
 
+std::u16string utf16FromNarrow(std::string_view text, bool* isValid) {
+    std::u16string wide(text.size(), u'\0');
+    const auto convert = [&](DWORD flags) {
+        return text.empty() ? 0
+                            : MultiByteToWideChar(CP_ACP, flags, text.data(), static_cast<int>(text.size()),
+                                                  wide.data(), static_cast<int>(wide.size()));
+    };
+    if (isValid != nullptr)
+        *isValid = text.empty() || convert(MB_ERR_INVALID_CHARS) != 0;
+    wide.resize(static_cast<std::size_t>(convert(0)));
+    return wide;
+}
+
 std::string utf8FromNarrow(std::string_view text) {
-    return utf8FromUtf16(wideFromNarrow(text));
+    return utf8FromUtf16(utf16FromNarrow(text));
 }
 
 bool narrowFromUtf8(std::string_view text, std::string& narrow) {
@@ -105,7 +109,7 @@ bool narrowFromUtf8(std::string_view text, std::string& narrow) {
                            : WideCharToMultiByte(CP_ACP, 0, wide->data(), static_cast<int>(wide->size()), narrow.data(),
                                                  static_cast<int>(narrow.size()), nullptr, nullptr);
     narrow.resize(static_cast<std::size_t>(length));
-    return wideFromNarrow(narrow) == *wide;
+    return utf16FromNarrow(narrow) == *wide;
 }
 
 bool isCodePageText(std::string_view bytes) {

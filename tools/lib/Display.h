@@ -23,6 +23,8 @@ std::string hexDump(std::span<const BYTE> bytes);
 /* Two digits per byte, no separators. */
 std::string hexDigits(std::span<const BYTE> bytes);
 
+/* Text in the system code page; what is invalid there becomes U+FFFD, and makes `isValid` false. */
+std::u16string utf16FromNarrow(std::string_view text, bool* isValid = nullptr);
 /* Text in the system code page to UTF-8, and back; the latter fails when the code page lacks a character. */
 std::string utf8FromNarrow(std::string_view text);
 bool narrowFromUtf8(std::string_view text, std::string& narrow);

@@ -5,9 +5,13 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
 #include <fmt/format.h>
 #include <memory>
 #include <system_error>
+#include <unistd.h>
 
 namespace wdlt {
 namespace {
@@ -26,6 +30,33 @@ OwnedFile openFile(const std::string& file, const char* mode) {
     if (!opened)
         throw fileError(file, errno);
     return opened;
+}
+
+void writeTo(OwnedFile opened, const std::string& file, std::string_view content) {
+    const bool isWhole = std::fwrite(content.data(), 1, content.size(), opened.get()) == content.size() &&
+                         std::fflush(opened.get()) == 0 &&
+                         (::fsync(::fileno(opened.get())) == 0 || errno == EINVAL || errno == EROFS); // of a device
+    if (!isWhole || std::fclose(opened.release()) != 0)
+        throw fileError(file, errno);
+}
+
+/* Through a file beside it, which is this account's alone. A link is followed. */
+void replaceFile(const std::string& file, std::string_view content) {
+    std::error_code failure;
+    const auto resolved = std::filesystem::canonical(file, failure);
+    const std::string target = failure ? file : resolved.string();
+    std::string beside = target + ".XXXXXX";
+    const int descriptor = ::mkostemp(beside.data(), O_CLOEXEC);
+    if (descriptor < 0)
+        throw fileError(file, errno);
+    try {
+        writeTo(OwnedFile(::fdopen(descriptor, "wb")), file, content);
+        if (std::rename(beside.c_str(), target.c_str()) != 0)
+            throw fileError(file, errno);
+    } catch (const ToolError&) {
+        ::unlink(beside.c_str());
+        throw;
+    }
 }
 
 } // namespace
@@ -50,11 +81,12 @@ void writeFile(const std::string& file, std::string_view content) {
             throw fileError("standard output", errno);
         return;
     }
-    OwnedFile opened = openFile(file, "wb");
-    const bool whole = std::fwrite(content.data(), 1, content.size(), opened.get()) == content.size();
-    const bool closed = std::fclose(opened.release()) == 0;
-    if (!whole || !closed)
-        throw fileError(file, errno);
+    std::error_code failure;
+    if (const auto status = std::filesystem::status(file, failure);
+        std::filesystem::exists(status) && !std::filesystem::is_regular_file(status))
+        writeTo(openFile(file, "wb"), file, content);
+    else
+        replaceFile(file, content);
 }
 
 } // namespace wdlt

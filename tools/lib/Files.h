@@ -1,4 +1,6 @@
-/* Reads and writes whole files; "-" is the standard input or output. A failure is a ToolError that names the file. */
+/* Reads and writes whole files; "-" is the standard input or output. A failure is a ToolError that names the file. A
+   written file is its owner's alone, whatever rights an older one had, since settings hold secrets; it is replaced as a
+   whole, so that a failure leaves the older one. What is no regular file is written to as it is. */
 #pragma once
 
 #include <string>

@@ -19,19 +19,26 @@ constexpr std::u16string_view kForeignRoots[] = {u"HKEY_CURRENT_USER",
                                                  u"HKCR",
                                                  u"HKCC"};
 
-char16_t lower(char16_t unit) {
-    return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + 32) : unit;
+template <class Unit>
+bool areSame(std::basic_string_view<Unit> a, std::basic_string_view<Unit> b) {
+    const auto lower = [](Unit unit) { return unit >= 'A' && unit <= 'Z' ? static_cast<Unit>(unit + 32) : unit; };
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [&](Unit x, Unit y) { return lower(x) == lower(y); });
 }
 
 } // namespace
 
 bool equalsIgnoringCase(std::u16string_view a, std::u16string_view b) {
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                      [](char16_t x, char16_t y) { return lower(x) == lower(y); });
+    return areSame(a, b);
+}
+
+bool equalsIgnoringCase(std::string_view a, std::string_view b) {
+    return areSame(a, b);
 }
 
 std::u16string parseKeyArgument(std::string_view argument) {
     std::u16string path = utf16FromArgument(argument);
+    if (path.find(u'\\') == std::u16string::npos)
+        std::replace(path.begin(), path.end(), u'/', u'\\');
     if (path.size() > 1 && path.ends_with(u'\\'))
         path.pop_back();
 

@@ -3,16 +3,14 @@
 #pragma once
 
 #include "Field.h"
+#include "Json.h"
 
-#include <nlohmann/json_fwd.hpp>
 #include <platform/base.h>
 #include <span>
 #include <string>
 #include <string_view>
 
 namespace wdlt {
-
-using Json = nlohmann::ordered_json;
 
 /* Shown in place of a secret's value unless secrets are asked for. */
 inline constexpr std::string_view kHiddenSecret = "(secret)";

@@ -1,3 +1,4 @@
+#include "Display.h"
 #include "KeyPath.h"
 #include "RegText.h"
 #include "Utf.h"
@@ -9,6 +10,9 @@ namespace wdlt {
 namespace {
 
 constexpr std::u16string_view kHeader = u"Windows Registry Editor Version 5.00";
+constexpr std::u16string_view kNarrowHeader = u"REGEDIT4";
+constexpr std::string_view kNarrowBytes = "REGEDIT4";
+constexpr const char* kNoHeader = "the first line must be \"Windows Registry Editor Version 5.00\" or \"REGEDIT4\"";
 
 struct Place {
     std::size_t line = 1;
@@ -54,12 +58,27 @@ std::u16string decodeUtf8(std::string_view bytes) {
     failBehind(utf16FromUtf8(bytes.substr(0, badByte)).value_or(u""), "not valid UTF-8");
 }
 
+std::u16string decodeNarrow(std::string_view bytes) {
+    bool isValid = true;
+    std::u16string text = utf16FromNarrow(bytes, &isValid);
+    if (!isValid)
+        failBehind(text.substr(0, text.find(u'\uFFFD')), "not a character of the system code page");
+    return text;
+}
+
+/* Without a mark, text whose first character is of the Latin alphabet: no UTF-8 text has a zero. */
+bool hasZeroAt(std::size_t place, std::string_view bytes) {
+    return bytes.size() >= 2 && bytes[place] == '\0' && bytes[1 - place] != '\0';
+}
+
 } // namespace
 
 std::u16string decodeText(std::string_view bytes) {
     if (bytes.starts_with("\xFF\xFE"))
         return decodeUtf16(bytes.substr(2));
-    if (bytes.starts_with("\xFE\xFF"))
+    if (hasZeroAt(1, bytes))
+        return decodeUtf16(bytes);
+    if (bytes.starts_with("\xFE\xFF") || hasZeroAt(0, bytes))
         throw RegSyntaxError(1, 1, "big-endian UTF-16 isn't supported");
     if (bytes.starts_with("\xEF\xBB\xBF"))
         bytes.remove_prefix(3);
@@ -148,11 +167,12 @@ class Parser {
     }
 
     void parseHeader() {
-        if (!m_text.starts_with(kHeader))
-            failHere("the first line must be \"Windows Registry Editor Version 5.00\"");
-        m_position = kHeader.size();
+        m_isNarrow = m_text.starts_with(kNarrowHeader);
+        if (!m_isNarrow && !m_text.starts_with(kHeader))
+            failHere(kNoHeader);
+        m_position = (m_isNarrow ? kNarrowHeader : kHeader).size();
         skipBlanks();
-        finishLine("the first line must be \"Windows Registry Editor Version 5.00\"");
+        finishLine(kNoHeader);
     }
 
     void parseLine() {
@@ -262,11 +282,23 @@ class Parser {
             if (!take(u')') || !take(u':'))
                 failHere("a ): expected");
             value.data = parseBytes();
+            if (m_isNarrow && (value.type == REG_SZ || value.type == REG_EXPAND_SZ || value.type == REG_MULTI_SZ))
+                value.data = wideData(value.data, start);
         } else {
             failHere("a text in quotes, dword:, hex:, hex(...): or - expected");
         }
         if (value.data.size() > kMaxDataBytes)
             fail(start, "the value has more than 1 MiB of data");
+    }
+
+    /* Text as narrow bytes, with its terminators if it has them, as UTF-16. */
+    std::vector<BYTE> wideData(const std::vector<BYTE>& narrow, std::size_t start) const {
+        bool isValid = true;
+        auto data = textData(utf16FromNarrow({reinterpret_cast<const char*>(narrow.data()), narrow.size()}, &isValid));
+        if (!isValid)
+            fail(start, "the bytes are no text of the system code page");
+        data.resize(data.size() - sizeof(char16_t));
+        return data;
     }
 
     std::u16string parseQuoted() {
@@ -329,13 +361,14 @@ class Parser {
 
     std::u16string_view m_text;
     std::size_t m_position = 0;
+    bool m_isNarrow = false;
     RegDocument m_document;
 };
 
 } // namespace
 
 RegDocument parseRegText(std::string_view bytes) {
-    const std::u16string text = decodeText(bytes);
+    const std::u16string text = bytes.starts_with(kNarrowBytes) ? decodeNarrow(bytes) : decodeText(bytes);
     return Parser(text).parse();
 }
 

@@ -1,7 +1,7 @@
 /* .reg text: the document that a file describes, its reader and its writer. Pure functions on bytes, without the
    registry: a file is parsed to its end before anything is imported, and a subtree becomes a complete document before
    anything is printed. Text data is UTF-16LE throughout, as the format has it in hex(1), hex(2) and hex(7), so that it
-   doesn't depend on a code page; bytes that are invalid in the code page become surrogate halves (see Utf.h). */
+   doesn't depend on a code page, but for REGEDIT4 files; bytes that are invalid in the code page become surrogate halves (see Utf.h). */
 #pragma once
 
 #include <cstddef>
@@ -48,10 +48,12 @@ class RegSyntaxError : public std::runtime_error {
     std::size_t m_column;
 };
 
-/* Reads UTF-8, with or without a byte order mark, and UTF-16LE with one. Throws RegSyntaxError. */
-/* The text of a file: UTF-8, or little-endian UTF-16 with its byte order mark. A RegSyntaxError where it is neither. */
+/* The text of a file: UTF-8 or little-endian UTF-16, with or without a byte order mark. A RegSyntaxError where it is
+   neither. */
 std::u16string decodeText(std::string_view bytes);
 
+/* Reads such text; and files that begin with REGEDIT4, which are in the system code page, as is the text in their
+   hexadecimal data. Throws RegSyntaxError. */
 RegDocument parseRegText(std::string_view bytes);
 
 /* Writes UTF-8 without a byte order mark, with LF line endings; equal documents give equal bytes. Throws

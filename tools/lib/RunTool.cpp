@@ -1,5 +1,6 @@
 #include "RunTool.h"
 
+#include "Suggestion.h"
 #include "ToolError.h"
 
 #include <CLI/CLI.hpp>
@@ -55,18 +56,12 @@ struct Run {
 };
 Run g_run;
 
-/* A text that begins with - is taken for an option. */
-std::string dashHint(const CLI::App& app) {
-    for (const std::string& word : app.remaining(true))
-        if (word.starts_with('-'))
-            return fmt::format("; {} is taken for an option: a text that begins with - goes after --", word);
-    return {};
-}
-
 int parseAndRun(const Tool& tool, int argc, char** argv) {
     CLI::App app(tool.description, tool.name);
     app.footer(tool.footer);
     app.fallthrough();
+    app.ignore_case(); // of the verbs' names
+    app.set_version_flag("--version", fmt::format("{} {}", tool.name, WDLT_VERSION), "Print the version");
     if (tool.needsVerb)
         app.require_subcommand(1);
     app.get_formatter()->column_width(34);
@@ -76,7 +71,7 @@ int parseAndRun(const Tool& tool, int argc, char** argv) {
     } catch (const CLI::Success& request) {
         return app.exit(request);
     } catch (const CLI::ParseError& error) {
-        throw ToolError(ExitStatus::Usage, fmt::format("{}{} (--help shows the usage)", error.what(), dashHint(app)));
+        throw usageError(app, error);
     }
     // A full disk, when the output is redirected to a file, shows up here at the latest.
     if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0)

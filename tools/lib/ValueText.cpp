@@ -6,7 +6,11 @@
 #include "ToolError.h"
 #include "Utf.h"
 
+#include <algorithm>
 #include <fmt/format.h>
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <optional>
 
 namespace wdlt {
 namespace {
@@ -41,15 +45,25 @@ std::string bytesText(const std::vector<BYTE>& data) {
     return data.empty() ? "(empty)" : fmt::format("{:02x}", fmt::join(data, " "));
 }
 
-std::string multiText(const std::vector<BYTE>& data) {
+/* The texts of a multi_sz; nothing when the data is malformed. */
+std::optional<std::vector<std::u16string>> textsOf(const std::vector<BYTE>& data) {
     const std::u16string units = textOf(data);
     if (data.size() % 2 != 0 || data.size() < 2 || (!units.empty() && units.back() != u'\0'))
-        return bytesText(data);
-    std::string out;
+        return std::nullopt;
+    std::vector<std::u16string> texts;
     std::size_t begin = 0;
     for (std::size_t end = 0; (end = units.find(u'\0', begin)) != std::u16string::npos; begin = end + 1)
-        out += (out.empty() ? "" : "\\0") + displayText(std::u16string_view(units).substr(begin, end - begin));
-    return out;
+        texts.push_back(units.substr(begin, end - begin));
+    return texts;
+}
+
+std::string multiText(const std::vector<BYTE>& data) {
+    const auto texts = textsOf(data);
+    if (!texts)
+        return bytesText(data);
+    std::vector<std::string> shown;
+    std::ranges::transform(*texts, std::back_inserter(shown), displayText);
+    return fmt::format("{}", fmt::join(shown, "\\0"));
 }
 
 [[noreturn]] void refuse(std::string_view text, const char* what) {
@@ -128,6 +142,23 @@ std::string valueText(const RegValue& value) {
     default:
         return bytesText(value.data);
     }
+}
+
+Json valueJson(const RegValue& value) {
+    Json content = nullptr;
+    if ((value.type == REG_SZ || value.type == REG_EXPAND_SZ) && isTerminatedText(value.data))
+        content = utf8FromUtf16(textOf(value.data));
+    else if ((value.type == REG_DWORD && value.data.size() == 4) || (value.type == REG_QWORD && value.data.size() == 8))
+        content = littleEndian(value.data);
+    else if (const auto texts = value.type == REG_MULTI_SZ ? textsOf(value.data) : std::nullopt) {
+        content = Json::array();
+        for (const std::u16string& text : *texts)
+            content.push_back(utf8FromUtf16(text));
+    }
+    return {{"name", utf8FromUtf16(value.name)},
+            {"type", typeName(value.type)},
+            {"value", content},
+            {"data", hexDigits(value.data)}};
 }
 
 std::string valueLabel(const RegValue& value) {

@@ -1,6 +1,7 @@
 /* Registry values as a user reads and types them. */
 #pragma once
 
+#include "Json.h"
 #include "RegText.h"
 
 #include <string>
@@ -13,6 +14,9 @@ std::string typeName(DWORD type);
 /* The value on one line: a text as it is, a number in both bases, bytes in hexadecimal; data that is malformed for its
    type (a text without a terminator, a dword of three bytes) is shown as bytes. */
 std::string valueText(const RegValue& value);
+/* {"name", "type", "value", "data"}: the value is a text, a number or a list of texts, null for any other type or
+   malformed data; the data is in hexadecimal digits. */
+Json valueJson(const RegValue& value);
 /* The value's name for a listing: "(default)" for the unnamed one. */
 std::string valueLabel(const RegValue& value);
 

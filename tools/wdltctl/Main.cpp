@@ -3,7 +3,6 @@
    it. */
 
 #include "ChangeLock.h"
-#include "Files.h"
 #include "HomeLook.h"
 #include "LibraryWatch.h"
 #include "RegistryKey.h"
@@ -13,16 +12,10 @@
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <utility>
 
 namespace wdlt {
-
-void printJson(const Json& document) {
-    writeFile(std::string(kStandardStream), document.dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
-}
-
 namespace {
 
 void lookAtTree(Needs needs) {
@@ -40,8 +33,8 @@ constexpr const char* kToolName = "wdltctl";
 
 using AddVerb = void (*)(CLI::App& app, const Options& options);
 
-constexpr AddVerb kVerbs[] = {addInit,  addStatus, addSwitch,   addGet,    addSet,
-                              addReset, addLists,  addCheckUrl, addVerify, addRaw};
+constexpr AddVerb kVerbs[] = {addInit, addWhere, addStatus, addSwitch,   addDescribe, addGet,
+                              addSet,  addReset, addLists,  addCheckUrl, addVerify,   addRaw};
 
 constexpr const char* kExamples =
     "Examples:\n"
@@ -49,8 +42,10 @@ constexpr const char* kExamples =
     "  wdltctl status\n"
     "  wdltctl enable pvs\n"
     "  wdltctl enable pdp --protocol smtp\n"
+    "  wdltctl list records\n"
+    "  wdltctl describe system proxy-port\n"
     "  wdltctl get system\n"
-    "  wdltctl set system proxyPort=8080 bmFlag=0\n"
+    "  wdltctl set system proxy-port=8080 bm-flag=0\n"
     "  wdltctl get handler POP3 enable\n"
     "  wdltctl reset system proxyPort\n"
     "  wdltctl add redirects POP3 Mail --port 110\n"

@@ -2,6 +2,7 @@
    that subcommand's callback. */
 #pragma once
 
+#include "Json.h"
 #include "RecordFields.h"
 
 #include <functional>
@@ -36,14 +37,13 @@ void addInit(CLI::App& app, const Options& options);
 void addGet(CLI::App& app, const Options& options);
 void addSet(CLI::App& app, const Options& options);
 void addReset(CLI::App& app, const Options& options);
+void addDescribe(CLI::App& app, const Options& options);
+void addWhere(CLI::App& app, const Options& options);
 void addStatus(CLI::App& app, const Options& options);
 void addSwitch(CLI::App& app, const Options& options);
 void addLists(CLI::App& app, const Options& options);
 void addCheckUrl(CLI::App& app, const Options& options);
 void addVerify(CLI::App& app, const Options& options);
 void addRaw(CLI::App& app, const Options& options);
-
-/* All JSON output goes through here. */
-void printJson(const Json& document);
 
 } // namespace wdlt

@@ -16,15 +16,18 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <memory>
+#include <nlohmann/json.hpp>
 
 namespace wdlt {
 namespace {
 
 constexpr const char* kExamples =
-    "Keys are HKEY_LOCAL_MACHINE\\..., HKLM\\... or relative to HKEY_LOCAL_MACHINE. The name \"\" is a key's default "
-    "value.\n"
+    "Keys are HKEY_LOCAL_MACHINE\\..., HKLM\\... or relative to HKEY_LOCAL_MACHINE. A / parts them as well as a \\; in "
+    "a "
+    "key with a \\ it is part of a name: HKLM\\a/b. The name \"\" is a key's default value.\n"
     "Examples:\n"
     "  wdltreg tree 'SOFTWARE\\Halvermoor'\n"
+    "  wdltreg query -r --json SOFTWARE/Halvermoor/PLK/Wardlet/Scan\n"
     "  wdltreg query 'HKLM\\SOFTWARE\\Halvermoor\\PLK\\Wardlet' ProxyPort\n"
     "  wdltreg set 'HKLM\\SOFTWARE\\Halvermoor\\PLK\\Wardlet' ProxyPort dword 6999\n"
     "  wdltreg export -o backup.reg && wdltreg import backup.reg\n"
@@ -68,6 +71,8 @@ struct Arguments {
     std::string name;
     std::string type;
     std::string value;
+    bool json = false;
+    bool recursive = false;
 };
 
 void importFile(const Arguments& arguments) {
@@ -91,11 +96,39 @@ void printValues(const RegistryKey& key, std::size_t indent) {
         fmt::print("{:{}}{} = {} {}\n", "", indent, valueLabel(value), typeName(value.type), valueText(value));
 }
 
+Json keyJson(const RegistryKey& key) {
+    Json document = {{"key", fullKeyName(key.path())}, {"values", Json::array()}, {"subkeys", Json::array()}};
+    for (const RegValue& value : key.values())
+        document["values"].push_back(valueJson(value));
+    for (const auto& name : key.subkeyNames())
+        document["subkeys"].push_back(utf8FromUtf16(name));
+    return document;
+}
+
 void queryKey(const Arguments& arguments) {
     const RegistryKey key = openKey(arguments.key);
+    if (arguments.json) {
+        printJson(keyJson(key));
+        return;
+    }
     printValues(key, 0);
     for (const auto& name : key.subkeyNames())
         fmt::print("[{}]\n", displayText(name));
+}
+
+/* Each key in full, so that a line can be found and cut out. */
+void queryAllBelow(const Arguments& arguments) {
+    Json document = Json::array();
+    walkKeys(openKey(arguments.key).path(), [&](const RegistryKey& key, std::size_t) {
+        if (arguments.json) {
+            document.push_back(keyJson(key));
+            return;
+        }
+        fmt::print("[{}]\n", displayText(joinPath(kRootName, key.path())));
+        printValues(key, 0);
+    });
+    if (arguments.json)
+        printJson(document);
 }
 
 void queryValue(const Arguments& arguments) {
@@ -103,7 +136,10 @@ void queryValue(const Arguments& arguments) {
     const auto value = key.value(utf16FromArgument(arguments.name));
     if (!value)
         throw ToolError(ExitStatus::No, fmt::format("{}: no value \"{}\"", fullKeyName(key.path()), arguments.name));
-    fmt::print("{} {}\n", typeName(value->type), valueText(*value));
+    if (arguments.json)
+        printJson(valueJson(*value));
+    else
+        fmt::print("{} {}\n", typeName(value->type), valueText(*value));
 }
 
 void setValue(const Arguments& arguments) {
@@ -143,17 +179,26 @@ void addVerbs(CLI::App& app) {
 
     auto* importVerb = app.add_subcommand("import", "Carry out a .reg file, all of it or nothing");
     importVerb->add_option("FILE", arguments->file, "File to read, - for the standard input")->required();
+    importVerb->footer("UTF-8 or UTF-16; a file that begins with REGEDIT4 is in the system code page.");
     changes(importVerb, [arguments] { importFile(*arguments); });
 
     auto* exportVerb = app.add_subcommand("export", "Write a key with all below it as .reg text");
     addKey(exportVerb)->default_str("HKEY_LOCAL_MACHINE");
-    exportVerb->add_option("-o,--output", arguments->output, "File to write, - for the standard output");
+    exportVerb->add_option("-o,--output", arguments->output,
+                           "File to write, - for the standard output; it becomes yours alone (0600)");
     reads(exportVerb, [arguments] { exportKey(*arguments); });
 
     auto* query = app.add_subcommand("query", "Show the values and subkeys of a key, or one value");
     addKey(query)->required();
     auto* queryName = query->add_option("NAME", arguments->name, "Value to show");
-    reads(query, [arguments, queryName] { queryName->count() > 0 ? queryValue(*arguments) : queryKey(*arguments); });
+    query->add_flag("-r,--recursive", arguments->recursive, "Show all keys below it too")->excludes(queryName);
+    query->add_flag("--json", arguments->json, "Print JSON: an object, with -r a list of them");
+    reads(query, [arguments, queryName] {
+        if (queryName->count() > 0)
+            queryValue(*arguments);
+        else
+            arguments->recursive ? queryAllBelow(*arguments) : queryKey(*arguments);
+    });
 
     auto* set = app.add_subcommand("set", "Store a value, with the keys that are missing on its path");
     addKey(set)->required();

@@ -11,7 +11,7 @@ namespace wdlt {
 namespace {
 
 constexpr const List* kLists[] = {
-    &kRedirectList, &kDrsRuleList, &kPrivacyItemList, &kPrivacyPatternList, &kAddressList,
+    &kRedirectList, &kDrsRuleList, &kPrivacyItemList, &kPrivacyPatternList, &kAddressList, &kOverviewList,
 };
 
 } // namespace
@@ -29,7 +29,7 @@ void addLists(CLI::App& app, const Options& options) {
         const char* help;
         void (*List::*part)(CLI::App&, const Options&);
     } verbs[] = {
-        {"list", "Show a list", &List::addList},
+        {"list", "Show a list, or what there is", &List::addList},
         {"add", "Add to a list", &List::addAdd},
         {"remove", "Remove from a list", &List::addRemove},
         {"import", "Replace a list by a text file", &List::addImport},

@@ -26,5 +26,6 @@ extern const List kPrivacyItemList;
 extern const List kPrivacyPatternList;
 extern const List kRedirectList;
 extern const List kAddressList;
+extern const List kOverviewList;
 
 } // namespace wdlt

@@ -4,7 +4,7 @@
 #include "FieldText.h"
 #include "LayerError.h"
 #include "LibraryStatus.h"
-#include "ListFile.h"
+#include "HeldList.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -85,7 +85,7 @@ std::string troublesOf(std::string_view content) {
 
 std::string contentOf(const std::string& path) {
     try {
-        return ListFile(path, FILE_SHARE_READ | FILE_SHARE_WRITE).content();
+        return HeldList(path, FILE_SHARE_READ | FILE_SHARE_WRITE).content();
     } catch (const LayerError& error) {
         throw ToolError(
             ExitStatus::Failed,

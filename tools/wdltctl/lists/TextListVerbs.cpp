@@ -4,6 +4,7 @@
 #include "Files.h"
 #include "LibraryStatus.h"
 #include "RegText.h"
+#include "Suggestion.h"
 #include "TextLists.h"
 #include "ToolError.h"
 #include "Utf.h"
@@ -11,6 +12,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <fmt/format.h>
+#include <functional>
 #include <iterator>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -284,6 +286,10 @@ std::string storedText(const TextList& list, const std::string& typed, const std
     return *stored;
 }
 
+std::string typeNamed(const TextList& list, const std::string& word) {
+    return std::string(findNamed(list.types, word, fmt::format("{} list", list.name), std::identity()));
+}
+
 void addTextListVerb(std::string_view name, const TextList& list, CLI::App& verb, const Options& options) {
     const auto* found = std::ranges::find(kListVerbs, name, &Verb::name);
     auto* command = verb.add_subcommand(std::string(list.name), fmt::format("{} {}", found->help, list.help));
@@ -291,7 +297,7 @@ void addTextListVerb(std::string_view name, const TextList& list, CLI::App& verb
     if (!list.types.empty())
         command->add_option("LIST", request->typeWord, fmt::format("{}", fmt::join(list.types, " or ")))
             ->required()
-            ->check(CLI::IsMember(std::vector<std::string>(list.types.begin(), list.types.end())));
+            ->transform([&list](const std::string& word) { return typeNamed(list, word); });
     if (found->operand == Operand::Entries)
         command->add_option(list.noun, request->entries, found->operandHelp)->required();
     if (found->operand == Operand::File)

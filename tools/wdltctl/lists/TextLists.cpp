@@ -2,7 +2,7 @@
 
 #include "FieldText.h"
 #include "LibraryStatus.h"
-#include "ListFile.h"
+#include "HeldList.h"
 #include "PrivacyStore.h"
 #include "RegistryKey.h"
 #include "SpamFiles.h"
@@ -77,7 +77,7 @@ std::string spywareFile() {
 /* The library reads a spyware list whose file can't be opened as an empty one, and what is added to it would replace the
    file. So the file is opened first, and held while the list is read. */
 std::int32_t readSpyware(std::uint32_t type, Texts& texts) {
-    const ListFile held(spywareFile(), FILE_SHARE_READ);
+    const HeldList held(spywareFile(), FILE_SHARE_READ);
     return readTexts<WdpeSpyRecord, &WdpeSpyRecord::szText>(
         WDLT_MAX_SPYWARE_RECORDS, texts,
         [&](auto* records, auto* count) { return WdltSpyReadRecordList(type, records, count); });

@@ -44,6 +44,9 @@ std::span<const TextList> allTextLists();
 /* The text as it is stored; one that can't be stored is a usage error that begins with `where`. */
 std::string storedText(const TextList& list, const std::string& typed, const std::string& where);
 
+/* The word of `types` that is meant; an unknown one is a usage error. */
+std::string typeNamed(const TextList& list, const std::string& word);
+
 /* Adds the list's subcommand to the verb `name`: list, add, remove, import or export. */
 void addTextListVerb(std::string_view name, const TextList& list, CLI::App& verb, const Options& options);
 

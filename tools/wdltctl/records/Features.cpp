@@ -1,12 +1,11 @@
 #include "Features.h"
 
 #include "RegistryKey.h"
-#include "ToolError.h"
+#include "Suggestion.h"
 #include "Verbs.h"
 
 #include <algorithm>
 #include <cstring>
-#include <fmt/format.h>
 #include <iterator>
 #include <string>
 #include <wdltcfg/wdltcfg.h>
@@ -112,13 +111,7 @@ std::span<const Feature> allFeatures() {
 }
 
 const Feature& findFeature(std::string_view name) {
-    std::string names;
-    for (const Feature& feature : kFeatures) {
-        if (feature.name == name)
-            return feature;
-        names += fmt::format("{}{}", names.empty() ? "" : ", ", feature.name);
-    }
-    throw ToolError(ExitStatus::Usage, fmt::format("{}: no such feature; there is {}", name, names));
+    return findNamed(kFeatures, name, "feature", &Feature::name);
 }
 
 std::string_view onOff(bool on) {

@@ -30,7 +30,7 @@ struct Feature {
 };
 
 std::span<const Feature> allFeatures();
-/* An unknown name is a usage error that lists the known ones. */
+/* By name, in any case; an unknown one is a usage error that suggests another. */
 const Feature& findFeature(std::string_view name);
 std::string_view onOff(bool on);
 

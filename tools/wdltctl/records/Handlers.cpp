@@ -1,9 +1,9 @@
 #include "Handlers.h"
 
 #include "Display.h"
-#include "KeyPath.h"
 #include "LibraryStatus.h"
 #include "Numbers.h"
+#include "Suggestion.h"
 #include "ToolError.h"
 #include "Utf.h"
 
@@ -99,18 +99,12 @@ std::vector<Handler> allHandlers() {
 }
 
 Handler findHandler(std::string_view nameOrType) {
-    const auto type = parseNumber(nameOrType);
-    const auto wanted = utf16FromArgument(nameOrType);
-    std::string names;
-    for (auto& handler : allHandlers()) {
-        const auto name = utf16FromUtf8(handler.name());
-        if ((type && *type == handler.head.type) || (name && equalsIgnoringCase(*name, wanted)))
-            return std::move(handler);
-        names += fmt::format("{}{} ({})", names.empty() ? "" : ", ", handler.name(), handler.head.type);
-    }
-    throw ToolError(ExitStatus::Usage, names.empty()
-                                           ? "no handler is there"
-                                           : fmt::format("{}: no such handler; there is {}", nameOrType, names));
+    auto handlers = allHandlers();
+    if (const auto type = parseNumber(nameOrType))
+        if (const auto found = std::ranges::find(handlers, *type, [](const Handler& each) { return each.head.type; });
+            found != handlers.end())
+            return *found;
+    return findNamed(handlers, nameOrType, "handler", &Handler::name);
 }
 
 std::optional<bool> itemIsOn(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input) {

@@ -23,7 +23,7 @@ struct Handler {
 std::vector<Handler> allHandlers();
 /* nullopt when no handler serves the protocol. A failure of the library is a ToolError. */
 std::optional<Handler> handlerOf(std::uint32_t protocol);
-/* By name, in any case, or by type. An unknown one is a ToolError that lists those there are. */
+/* By name, in any case, or by type. An unknown one is a usage error that suggests another. */
 Handler findHandler(std::string_view nameOrType);
 
 /* A scan item's switch; nullopt when it can't be read. */

@@ -3,13 +3,11 @@
 #include "Catalog.h"
 #include "Handlers.h"
 #include "SpamFiles.h"
-#include "ToolError.h"
+#include "Suggestion.h"
 
 #include <algorithm>
 #include <cstring>
 #include <fmt/format.h>
-#include <functional>
-#include <iterator>
 #include <string>
 #include <wdltcfg/addresses.h>
 #include <wdltcfg/status.h>
@@ -92,10 +90,7 @@ constexpr EnginePlace kEnginePlaces[] = {
 };
 
 const EnginePlace& findEnginePlace(std::string_view name) {
-    const auto* const place = std::ranges::find(kEnginePlaces, name, &EnginePlace::name);
-    if (place == std::end(kEnginePlaces))
-        throw ToolError(ExitStatus::Usage, fmt::format("{}: no such place; there are pop3, smtp, http, files", name));
-    return *place;
+    return findNamed(kEnginePlaces, name, "place", &EnginePlace::name);
 }
 
 std::int32_t readEngine(const std::string& which, std::span<BYTE> record) {
@@ -168,14 +163,6 @@ constexpr Record kRecords[] = {
     addressedRecord<WdsmMailConfig, WDLT_PROTOCOL_COMMON, WDLT_SCAN_MAIL_MANAGER>("mail"),
 };
 
-template <typename Range, typename NameOf>
-std::string namesOf(const Range& range, NameOf nameOf) {
-    std::string names;
-    for (const auto& each : range)
-        names += (names.empty() ? "" : ", ") + std::string(std::invoke(nameOf, each));
-    return names;
-}
-
 } // namespace
 
 std::span<const Record> allRecords() {
@@ -183,20 +170,23 @@ std::span<const Record> allRecords() {
 }
 
 const Record& findRecord(std::string_view name) {
-    const auto* const found = std::ranges::find(kRecords, name, &Record::name);
-    if (found == std::end(kRecords))
-        throw ToolError(ExitStatus::Usage,
-                        fmt::format("{}: no such record; there is {}", name, namesOf(kRecords, &Record::name)));
-    return *found;
+    return findNamed(kRecords, name, "record", &Record::name);
 }
 
 const Field& findField(const Record& record, std::string_view name) {
-    const auto found = std::ranges::find_if(
-        record.fields, [&](const Field& field) { return field.member == name || nameOf(field) == name; });
-    if (found == record.fields.end())
-        throw ToolError(ExitStatus::Usage, fmt::format("{} {}: no such field; there are {}", record.name, name,
-                                                       namesOf(record.fields, &Field::member)));
-    return *found;
+    const auto found =
+        std::ranges::find_if(record.fields, [&](const Field& field) { return equalsIgnoringCase(field.member, name); });
+    return found != record.fields.end()
+               ? *found
+               : findNamed(record.fields, name, fmt::format("field of {}", record.name), nameOf);
+}
+
+ToolError whichIsNeeded(const Record& record) {
+    return {ExitStatus::Usage, fmt::format("{}: {} is needed, {}", record.name, record.whichName, record.whichHelp)};
+}
+
+ToolError tooManyFields(std::string_view field) {
+    return {ExitStatus::Usage, fmt::format("{}: one field, or none for all", field)};
 }
 
 } // namespace wdlt

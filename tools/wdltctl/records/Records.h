@@ -2,6 +2,7 @@
 #pragma once
 
 #include "RecordFields.h"
+#include "ToolError.h"
 
 #include <cstdint>
 #include <span>
@@ -26,8 +27,12 @@ struct Record {
 };
 
 std::span<const Record> allRecords();
-/* By name; an unknown one is a usage error that lists the known ones. */
+/* By name, in any case; a field by either of its names. An unknown one is a usage error that suggests another. */
 const Record& findRecord(std::string_view name);
 const Field& findField(const Record& record, std::string_view name);
+
+/* Which of several like records is meant: usage errors of all verbs that take a record and a field. */
+ToolError whichIsNeeded(const Record& record);
+ToolError tooManyFields(std::string_view field);
 
 } // namespace wdlt

@@ -21,8 +21,12 @@ struct CheckArguments {
     std::string list;
 };
 
+const TextList& urlList() {
+    return *std::ranges::find(allTextLists(), "urls", &TextList::name);
+}
+
 void checkUrls(const CheckArguments& arguments, const Options& options) {
-    const TextList& list = *std::ranges::find(allTextLists(), "urls", &TextList::name);
+    const TextList& list = urlList();
     Json document = Json::array();
     std::string text;
     std::size_t missing = 0;
@@ -57,7 +61,9 @@ void addCheckUrl(CLI::App& app, const Options& options) {
     const auto arguments = std::make_shared<CheckArguments>();
     auto* verb = app.add_subcommand("check-url", "Ask whether URLs are on a list");
     verb->add_option("URL", arguments->urls, "The URLs")->required();
-    verb->add_option("--list", arguments->list, "white or black")->required()->check(CLI::IsMember({"white", "black"}));
+    verb->add_option("--list", arguments->list, "white or black")->required()->transform([](const std::string& word) {
+        return typeNamed(urlList(), word);
+    });
     verb->footer(
         "The running service is asked; without one the list's file decides. Exit status 0 when all of them are "
         "on the list, 1 when one isn't, 3 when it can't be told.");

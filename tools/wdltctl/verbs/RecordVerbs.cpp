@@ -17,8 +17,7 @@ Request::Request(const std::string& recordName, const std::vector<std::string>& 
     if (record->whichName == nullptr)
         return;
     if (words.empty())
-        throw ToolError(ExitStatus::Usage,
-                        fmt::format("{}: {} is needed, {}", record->name, record->whichName, record->whichHelp));
+        throw whichIsNeeded(*record);
     which = words.front();
     words.erase(words.begin());
 }
@@ -47,14 +46,14 @@ void printFields(std::span<const Field> fields, std::span<const BYTE> bytes, con
 }
 
 std::string recordHelp(bool writableOnly) {
-    std::string help;
+    std::string help = "A field is named as here or as in the C record, in any case; describe tells more of it.\n";
     for (const Record& record : allRecords()) {
         help += fmt::format("{}: {}\n", record.name, record.help);
         if (record.whichName != nullptr)
             help += fmt::format("  {:28} {}, before the fields\n", record.whichName, record.whichHelp);
         for (const Field& field : record.fields) {
             if (!writableOnly || !isReadOnly(field))
-                help += fmt::format("  {:28} {}\n", field.member, fieldHelp(field));
+                help += fmt::format("  {:28} {}\n", nameOf(field), fieldHelp(field));
         }
     }
     return help;
@@ -64,7 +63,7 @@ namespace {
 
 void get(const Request& request, const Options& options) {
     if (request.words.size() > 1)
-        throw ToolError(ExitStatus::Usage, fmt::format("{}: one field, or none for all", request.words[1]));
+        throw tooManyFields(request.words[1]);
     if (request.words.empty()) {
         printFields(request.record->fields, readRecord(request), options);
         return;
@@ -88,7 +87,7 @@ void addGet(CLI::App& app, const Options& options) {
     auto* verb = app.add_subcommand("get", "Show a record, or one field's bare value");
     const auto arguments = std::make_shared<Arguments>();
     verb->add_option("RECORD", arguments->record, "Name of the record")->required();
-    verb->add_option("FIELD", arguments->rest, "Name of a field; before it, which of several records")->expected(0, 2);
+    verb->add_option("FIELD", arguments->rest, "Name of a field; before it, which of several records");
     verb->footer(recordHelp(false));
     runs(*verb, Needs::Tree, [arguments, &options] { get({arguments->record, arguments->rest}, options); });
 }

@@ -4,6 +4,7 @@
 #include "FeatureState.h"
 #include "Handlers.h"
 #include "LibraryStatus.h"
+#include "Suggestion.h"
 #include "ToolError.h"
 #include "Verbs.h"
 
@@ -13,6 +14,7 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <ranges>
 #include <span>
 #include <utility>
 #include <wdltcfg/status.h>
@@ -43,22 +45,16 @@ std::string protocolNames(const std::vector<FeatureItem>& places) {
     return names;
 }
 
-const FeatureItem& placeOf(const Feature& feature, const std::string& protocol) {
-    const auto place = std::ranges::find_if(
-        feature.places, [&](const FeatureItem& each) { return each.protocolName == protocol && each.type != 0; });
-    if (place == feature.places.end())
-        throw ToolError(ExitStatus::Usage, fmt::format("{}: {} has no such protocol", protocol, feature.name));
-    return *place;
-}
-
 Selection select(const Feature& feature, const SwitchArguments& arguments) {
     Selection selection{std::string(feature.name), {}, 0, {}};
     if (feature.storedOption != nullptr)
         selection.detail = arguments.option ? *arguments.option : feature.storedOption();
     else if (arguments.option)
         throw ToolError(ExitStatus::Usage, fmt::format("--option: {} has none", feature.name));
+    auto places = feature.places | std::views::filter([](const FeatureItem& place) { return place.type != 0; });
     for (const std::string& protocol : arguments.protocols)
-        selection.places.push_back(placeOf(feature, protocol));
+        selection.places.push_back(
+            findNamed(places, protocol, fmt::format("protocol of {}", feature.name), &FeatureItem::protocolName));
     if (!selection.places.empty()) {
         selection.subject += fmt::format(" ({})", protocolNames(selection.places));
     } else {

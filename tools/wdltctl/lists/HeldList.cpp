@@ -1,4 +1,4 @@
-#include "ListFile.h"
+#include "HeldList.h"
 
 #include "Display.h"
 #include "FieldText.h"
@@ -19,19 +19,19 @@ std::string installedFile(const std::string& name) {
     return narrowOf(system.installPath) + name;
 }
 
-ListFile::ListFile(std::string path, DWORD share) : m_path(std::move(path)) {
+HeldList::HeldList(std::string path, DWORD share) : m_path(std::move(path)) {
     m_file = CreateFileA(m_path.c_str(), GENERIC_READ, share, nullptr, OPEN_EXISTING, 0, nullptr);
     const DWORD error = m_file == INVALID_HANDLE_VALUE ? GetLastError() : DWORD{ERROR_SUCCESS};
     if (error != ERROR_SUCCESS && error != ERROR_FILE_NOT_FOUND && error != ERROR_PATH_NOT_FOUND)
         throw LayerError(displayPath(displayNarrow(m_path)), static_cast<LONG>(error));
 }
 
-ListFile::~ListFile() {
+HeldList::~HeldList() {
     if (m_file != INVALID_HANDLE_VALUE)
         CloseHandle(m_file);
 }
 
-std::string ListFile::content() const {
+std::string HeldList::content() const {
     std::string content;
     std::array<char, 65536> buffer{};
     DWORD bytes = m_file == INVALID_HANDLE_VALUE ? 0 : DWORD{buffer.size()};

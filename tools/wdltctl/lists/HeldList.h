@@ -10,13 +10,13 @@ namespace wdlt {
 std::string installedFile(const std::string& name);
 
 /* A file that is held open, shared with others as `share` says. */
-class ListFile {
+class HeldList {
   public:
     /* A file that is there and can't be opened is a LayerError that names it. */
-    ListFile(std::string path, DWORD share);
-    ~ListFile();
-    ListFile(const ListFile&) = delete;
-    ListFile& operator=(const ListFile&) = delete;
+    HeldList(std::string path, DWORD share);
+    ~HeldList();
+    HeldList(const HeldList&) = delete;
+    HeldList& operator=(const HeldList&) = delete;
 
     /* Empty for a file that isn't there. A failure is a LayerError. */
     std::string content() const;
