@@ -80,3 +80,15 @@ DWORD WdLookAtHome(LPSTR path, DWORD size) {
         return static_cast<LONG>(error);
     }));
 }
+
+DWORD WdPathOfName(LPCSTR name, LPSTR path, DWORD size) {
+    return static_cast<DWORD>(wd::withinMemory([&]() -> LONG {
+        if (name == nullptr || path == nullptr)
+            return ERROR_INVALID_PARAMETER;
+        const std::string mapped = wd::mapPath(name).native();
+        if (mapped.size() >= size)
+            return ERROR_MORE_DATA;
+        path[mapped.copy(path, size - 1)] = '\0';
+        return ERROR_SUCCESS;
+    }));
+}

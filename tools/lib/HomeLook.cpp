@@ -9,13 +9,13 @@
 
 namespace wdlt {
 
-bool lookAtHome(std::string& path) {
+bool lookAtHome(std::string& path, bool opensRegistry) {
     std::array<char, PATH_MAX> found{};
     DWORD error = WdLookAtHome(found.data(), static_cast<DWORD>(found.size()));
     path = found.data();
     if (error == ERROR_FILE_NOT_FOUND)
         return false;
-    if (error == ERROR_SUCCESS) {
+    if (error == ERROR_SUCCESS && opensRegistry) {
         HKEY root = nullptr;
         error = static_cast<DWORD>(RegOpenKeyExW(HKEY_LOCAL_MACHINE, WTEXT(""), 0, KEY_READ, &root));
         if (error == ERROR_SUCCESS)

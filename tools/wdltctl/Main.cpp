@@ -21,22 +21,24 @@ void printJson(const Json& document) {
     writeFile(std::string(kStandardStream), document.dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
 }
 
+bool hasTree() {
+    const auto base = RegistryKey::openIfThere(std::u16string(kBasePath));
+    return base && !base->values().empty();
+}
+
 namespace {
 
 void lookAtTree() {
     std::string path;
-    if (lookAtHome(path)) {
-        const auto base = RegistryKey::openIfThere(std::u16string(kBasePath));
-        // Merely asking for the plug-in manager's switches makes keys: only values are an installation.
-        if (base && !base->values().empty())
-            return;
-    }
+    if (lookAtHome(path) && hasTree())
+        return;
     throw ToolError(ExitStatus::Unknown, fmt::format("nothing is laid down in {}: wdltctl init", path));
 }
 
 using AddVerb = void (*)(CLI::App& app, const Options& options);
 
-constexpr AddVerb kVerbs[] = {addInit, addStatus, addSwitch, addGet, addSet, addLists, addCheckUrl, addVerify, addRaw};
+constexpr AddVerb kVerbs[] = {addInit,  addStatus,   addSwitch, addGet, addSet,
+                              addLists, addCheckUrl, addVerify, addRaw, addCheck};
 
 constexpr const char* kExamples =
     "Examples:\n"
@@ -52,6 +54,7 @@ constexpr const char* kExamples =
     "  wdltctl check-url http://example.com/page --list black\n"
     "  wdltctl add items 'My card' '4711 0815'\n"
     "  wdltctl raw read 10000 0 --json\n"
+    "  wdltctl check --repair\n"
     "Exit status: 0 done or yes, 1 no, 2 the words or the input are wrong, 3 it can't be told "
     "or isn't permitted, 4 stored but the service wasn't told, 5 failed and nothing "
     "changed, 6 failed half way.";

@@ -22,6 +22,10 @@ struct Options {
 /* The key of all settings. */
 inline constexpr std::u16string_view kBasePath = u"SOFTWARE\\Halvermoor\\PLK\\Wardlet";
 
+/* Whether an installation is laid down. Merely asking for the plug-in manager's switches makes keys: only values of the
+   settings' own key are one. */
+bool hasTree();
+
 /* What a verb needs of the home. */
 enum class Needs {
     Tree,   /* that an installation is there and can be read */
@@ -40,6 +44,7 @@ void addLists(CLI::App& app, const Options& options);
 void addCheckUrl(CLI::App& app, const Options& options);
 void addVerify(CLI::App& app, const Options& options);
 void addRaw(CLI::App& app, const Options& options);
+void addCheck(CLI::App& app, const Options& options);
 
 /* All JSON output goes through here. */
 void printJson(const Json& document);

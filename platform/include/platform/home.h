@@ -11,4 +11,12 @@
    ERROR_BADDB (a newer library's home), or another error. */
 WD_API DWORD WdLookAtHome(LPSTR path, DWORD size);
 
+/* The system's own path of a file that a setting names ("X:\..." is in the home), in the file system's bytes. `name` is
+   in the system code page. 0; ERROR_MORE_DATA where it doesn't fit; ERROR_INVALID_PARAMETER. */
+WD_API DWORD WdPathOfName(LPCSTR name, LPSTR path, DWORD size);
+
+/* Moves the home's registry, damaged or not, into a folder, so that the next call makes an empty one.
+   ERROR_SHARING_VIOLATION while any process uses it, this one included; 0 when it is gone or there was none. */
+WD_API DWORD WdSetRegistryAside(LPCSTR folder);
+
 #endif

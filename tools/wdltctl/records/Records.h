@@ -7,6 +7,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace wdlt {
 
@@ -21,6 +22,7 @@ struct Record {
     /* For one of several like records: the word after the record's name that selects it, passed as `which`. */
     const char* whichName = nullptr;
     const char* whichHelp = "";
+    std::vector<std::string> (*whichWords)() = nullptr; /* those that select one */
 };
 
 std::span<const Record> allRecords();
