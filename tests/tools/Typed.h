@@ -123,8 +123,9 @@ inline void expectOutcomes(const std::vector<Outcome>& rows) {
         EXPECT_EQ(result.status, row.status) << row.line;
         expectWithin(result.out, row.out, row.line);
         expectWithin(result.err, row.err, row.line);
-        if (!row.then.empty())
+        if (!row.then.empty()) {
             EXPECT_EQ(typed(row.then).out, row.shows) << row.line;
+        }
     }
 }
 
