@@ -108,8 +108,7 @@ void lookAtModes(Findings& findings, const std::string& home, const Installation
     for (const std::string& folder :
          {home + "/registry", home + "/backup", installation.install, installation.temp, installation.log})
         if (!folder.empty())
-            lookAtMode(findings, home, folder.ends_with('/') ? folder.substr(0, folder.size() - 1) : folder,
-                       folderMode);
+            lookAtMode(findings, home, folder, folderMode);
     for (const char* file : {"data.mdb", "lock.mdb", "namespace"})
         lookAtMode(findings, home, fmt::format("{}/registry/{}", home, file), fileMode);
     if (!installation.install.empty())

@@ -51,6 +51,11 @@ std::string pathIfSet(const std::string& narrowName) {
     return narrowName.empty() ? "" : pathOf(narrowName);
 }
 
+std::string folderIfSet(const std::string& narrowName) {
+    const std::string path = pathIfSet(narrowName);
+    return path.size() > 1 && path.ends_with('/') ? path.substr(0, path.size() - 1) : path;
+}
+
 } // namespace
 
 const DataFile& kPrivacyDatabase = kDataFiles[0];
@@ -81,8 +86,8 @@ Installation Installation::read() {
     WdchSystemData system{};
     std::uint64_t size = sizeof system;
     checkStatus(WdltReadConfig(WDLT_PROTOCOL_SYSTEM, WDLT_SCAN_NONE, WDLT_CONFIG_DEFAULT, &system, &size), "system");
-    return {pathIfSet(narrowOf(system.installPath)), pathIfSet(narrowOf(system.tempPath)),
-            pathIfSet(narrowOf(system.logPath))};
+    return {pathIfSet(narrowOf(system.installPath)), folderIfSet(narrowOf(system.installPath)),
+            folderIfSet(narrowOf(system.tempPath)), folderIfSet(narrowOf(system.logPath))};
 }
 
 std::string Installation::pathOf(const DataFile& file) const {
@@ -90,7 +95,7 @@ std::string Installation::pathOf(const DataFile& file) const {
     if (const auto key = RegistryKey::openIfThere(joinPath(kBasePath, utf16FromArgument(file.key))))
         if (const auto value = key->value(utf16FromArgument(file.value)))
             name = lastPart(*value);
-    return install + name;
+    return prefix + name;
 }
 
 std::vector<HandlerKey> allHandlerKeys() {

@@ -31,12 +31,14 @@ extern const DataFile& kAddressCache;
 std::string pathOf(const std::string& narrowName);
 
 struct Installation {
-    /* Empty where the setting is. */
+    /* What stands before a file's name: the install directory as it is stored, with the separator at its end. */
+    std::string prefix;
+    /* Without one. Empty where the setting is. */
     std::string install;
     std::string temp;
     std::string log;
 
-    /* As the settings say, with a separator at their ends; a ToolError when they can't be read. */
+    /* As the settings say; a ToolError when they can't be read. */
     static Installation read();
 
     /* The file's path; its fresh name where the setting can't be read. */

@@ -7,21 +7,29 @@
 #include <cstring>
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace wdlt {
 namespace {
 
-/* A registry of the most keys takes a tenth of this; a walk that goes round in damaged pages doesn't end. */
-constexpr unsigned kMostSeconds = 10;
+/* A walk that goes round in damaged pages doesn't end. Of the processor's time, so that a busy machine damages nothing:
+   a fresh tree takes some milliseconds of it. */
+constexpr unsigned kMostSeconds = 2;
+/* Another process may keep this one from opening the registry: that is no damage. */
+constexpr unsigned kPatience = 60;
 
 /* The exit status has too few bits for a code. */
 [[noreturn]] void walkAndTell(int teller) {
     // The engine's last words would come between the tool's own.
     if (const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC); nowhere >= 0)
         ::dup2(nowhere, STDERR_FILENO);
-    ::alarm(kMostSeconds);
+    const struct itimerval most {
+        {0, 0}, { kMostSeconds, 0 }
+    };
+    ::setitimer(ITIMER_PROF, &most, nullptr);
+    ::alarm(kPatience);
     LONG code = ERROR_SUCCESS;
     try {
         walkKeys(u"", [](const RegistryKey& key, std::size_t) { key.values(); });
@@ -68,9 +76,10 @@ std::string registryFault(const std::string& home) {
     ::waitpid(child, &status, 0);
     if (isTold)
         return faultOf(code, registry);
-    return WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM
-               ? fmt::format("damaged: reading it doesn't end in {} s", kMostSeconds)
-               : "damaged: reading it ends a process";
+    const int signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+    if (signal == SIGALRM || signal == SIGKILL || signal == SIGTERM)
+        throw ToolError(ExitStatus::Unknown, fmt::format("{}: can't be looked at: {}", registry, ::strsignal(signal)));
+    return signal == SIGPROF ? "damaged: reading it doesn't end" : "damaged: reading it ends a process";
 }
 
 } // namespace wdlt

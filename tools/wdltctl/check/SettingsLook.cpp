@@ -38,6 +38,11 @@ std::string failureOf(Call&& call) {
     }
 }
 
+/* A list that was never written has no file. */
+std::int32_t missingIsEmpty(std::int32_t status) {
+    return status == WDLT_E_FILE_NOT_FOUND ? std::int32_t{WDLT_OK} : status;
+}
+
 void lookAtRecord(Findings& findings, const Record& record, const std::string& which) {
     const std::string name = which.empty() ? std::string(record.name) : fmt::format("{} {}", record.name, which);
     std::vector<BYTE> bytes(record.size);
@@ -76,9 +81,8 @@ void lookAtHandlers(Findings& findings) {
                                                   handler.type, displayText(first->second))});
         const std::u16string folder = joinPath(joinPath(kBasePath, u"Scan"), handler.scan);
         if (handler.scan.empty() || !RegistryKey::openIfThere(folder))
-            findings.push_back({path, fmt::format("its scan items should be in Scan\\{}, which isn't there; "
-                                                  "wdltctl init --upgrade",
-                                                  displayText(handler.scan))});
+            findings.push_back(
+                {path, fmt::format("its folder of scan items, Scan\\{}, isn't there", displayText(handler.scan))});
     }
 }
 
@@ -91,13 +95,14 @@ void lookAtLists(Findings& findings, const Installation& installation) {
         if (file.list.empty())
             continue;
         const TextList& list = *std::ranges::find(allTextLists(), file.list, &TextList::name);
+        const std::string name =
+            list.types.empty() ? std::string(list.name) : fmt::format("{} {}", list.name, list.types[file.type]);
         Texts texts;
-        tell(installation.pathOf(file), file.list, failureOf([&] { return list.read(file.type, texts); }));
+        tell(installation.pathOf(file), name, failureOf([&] { return missingIsEmpty(list.read(file.type, texts)); }));
     }
     tell(installation.pathOf(kAddressCache), "addresses", failureOf([] {
              std::int32_t count = 0;
-             const std::int32_t status = WdltMahReadRecordList(nullptr, &count);
-             return status == WDLT_E_FILE_NOT_FOUND ? WDLT_OK : status;
+             return missingIsEmpty(WdltMahReadRecordList(nullptr, &count));
          }));
     tell(settingsKey("PluginManager\\DRS\\WhiteList"), "rules", failureOf([] {
              std::int32_t count = 0;
@@ -119,8 +124,8 @@ void lookAtDatabase(Findings& findings, const Installation& installation, HomeCo
 } // namespace
 
 void lookAtSettings(Findings& findings, const Installation& installation, HomeCopy& kept) {
+    lookAtHandlers(findings); // first: a record that can't be read may follow from it
     lookAtRecords(findings);
-    lookAtHandlers(findings);
     if (installation.install.empty()) {
         findings.push_back(
             {settingsKey(""), "InstallPath isn't there or is empty; wdltctl set system installPath=DIR"});

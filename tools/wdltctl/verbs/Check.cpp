@@ -87,7 +87,8 @@ void check(bool repairs, const Options& options) {
         std::ranges::for_each(findings, mend);
     printFindings(findings, options);
     if (const auto left = std::ranges::count(findings, false, &Finding::isMended); left != 0)
-        throw ToolError(ExitStatus::No, fmt::format("{} of {} findings are left", left, findings.size()));
+        throw ToolError(ExitStatus::No,
+                        repairs ? fmt::format("{} of {} left", left, findings.size()) : fmt::format("{} found", left));
 }
 
 } // namespace
