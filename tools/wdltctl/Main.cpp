@@ -4,6 +4,7 @@
 #include "ChangeLock.h"
 #include "Files.h"
 #include "HomeLook.h"
+#include "LayDown.h"
 #include "RegistryKey.h"
 #include "RunTool.h"
 #include "ToolError.h"
@@ -30,8 +31,12 @@ namespace {
 
 void lookAtTree() {
     std::string path;
-    if (lookAtHome(path) && hasTree())
+    const bool isHome = lookAtHome(path);
+    if (isHome && hasTree())
         return;
+    if (isHome && holdsValues(std::u16string(kBasePath)))
+        throw ToolError(ExitStatus::Unknown,
+                        fmt::format("the settings in {} are incomplete: wdltctl init --upgrade", path));
     throw ToolError(ExitStatus::Unknown, fmt::format("nothing is laid down in {}: wdltctl init", path));
 }
 

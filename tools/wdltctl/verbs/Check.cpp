@@ -5,6 +5,7 @@
 #include "Files.h"
 #include "Findings.h"
 #include "HomeLook.h"
+#include "LayDown.h"
 #include "ToolError.h"
 #include "Verbs.h"
 
@@ -49,7 +50,9 @@ Findings lookAtAll(const std::string& home, Installation& installation, HomeCopy
                             fault + "; records, lists and the installation can't be looked at. wdltctl init --force "
                                     "--install DIR keeps it and begins anew, wdltreg import brings an export back"});
     } else if (!hasTree()) {
-        findings.push_back({home, "nothing is laid down: wdltctl init"});
+        findings.push_back({home, holdsValues(std::u16string(kBasePath))
+                                      ? "the settings are incomplete: wdltctl init --upgrade"
+                                      : "nothing is laid down: wdltctl init"});
     } else {
         installation = Installation::read();
         lookAtSettings(findings, installation, kept);
