@@ -335,8 +335,8 @@ DWORD RegistryFiles::prepareDataFile(const Home& home, const NamespaceGuard& gua
     return home.durable() ? syncDirectory(home.registryPath()) : ERROR_SUCCESS;
 }
 
-// The guard lets nobody open the registry meanwhile. The engine's lock file goes too: what it says about readers and the
-// writer belongs to the old database.
+// The guard lets nobody open the registry meanwhile. The engine's lock file goes too: what it says about readers and
+// the writer belongs to the old database.
 DWORD RegistryFiles::setAside(const Home& home, const fs::path& folder) {
     if (const DWORD error = home.ensure())
         return error;

@@ -6,8 +6,8 @@
 
 namespace wdlt {
 
-/* False when there is no home; otherwise its registry has been opened, unless that is left to the caller. Makes nothing.
-   `path`: the home's. */
+/* False when there is no home; otherwise its registry has been opened, unless that is left to the caller. Makes
+   nothing. `path`: the home's. */
 bool lookAtHome(std::string& path, bool opensRegistry = true);
 
 } // namespace wdlt

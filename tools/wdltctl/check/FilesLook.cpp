@@ -37,8 +37,8 @@ bool isTemporaryName(std::string_view name) {
            name.substr(3, 8).find_first_not_of(kDigits) == std::string_view::npos;
 }
 
-/* A writer that is at work holds its file by a lock, which its death releases. So no age is needed to tell what is left:
-   one that is slow, or was stopped for an hour, loses nothing. */
+/* A writer that is at work holds its file by a lock, which its death releases. So no age is needed to tell what is
+   left: one that is slow, or was stopped for an hour, loses nothing. */
 void lookForLeftovers(Findings& findings, const std::string& folder) {
     for (const fs::path& file : entriesOf(folder)) {
         const std::string name = file.filename();

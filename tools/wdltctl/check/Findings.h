@@ -21,9 +21,9 @@ struct Finding {
 };
 using Findings = std::vector<Finding>;
 
-/* Whether the whole registry can be read, found out in a process of its own, since the database engine may end a process
-   over damaged pages. Empty when it can, else what is wrong. A ToolError when that can't be told. To be called before
-   this process has opened the registry. */
+/* Whether the whole registry can be read, found out in a process of its own, since the database engine may end a
+   process over damaged pages. Empty when it can, else what is wrong. A ToolError when that can't be told. To be called
+   before this process has opened the registry. */
 std::string registryFault(const std::string& home);
 
 /* Records, handlers, lists and the privacy database, by reading each. `kept` and `installation` must outlive the

@@ -1,5 +1,5 @@
-/* What is about to be replaced is kept in a folder of the home, as backup/2026-11-26T10-15-00: made when the first thing
-   goes there, for its maker alone whatever the home's modes are. Failures are ToolErrors. */
+/* What is about to be replaced is kept in a folder of the home, as backup/2026-11-26T10-15-00: made when the first
+   thing goes there, for its maker alone whatever the home's modes are. Failures are ToolErrors. */
 #pragma once
 
 #include <map>

@@ -1,5 +1,5 @@
-/* init: sets up a fresh installation: first its directories and privacy database, then the tree, in one transaction. With
-   --force it replaces one, of which it keeps a copy; with --upgrade it only adds to one. */
+/* init: sets up a fresh installation: first its directories and privacy database, then the tree, in one transaction.
+   With --force it replaces one, of which it keeps a copy; with --upgrade it only adds to one. */
 
 #include "ChangeLock.h"
 #include "Display.h"

@@ -1,5 +1,5 @@
-/* The parts of an installation as init makes them: its directories, the tree, the locks of its lists. Uses the layer, not
-   the library, whose writes need an existing tree. */
+/* The parts of an installation as init makes them: its directories, the tree, the locks of its lists. Uses the layer,
+   not the library, whose writes need an existing tree. */
 #pragma once
 
 #include "RegText.h"
@@ -27,8 +27,8 @@ struct Directories {
 RegDocument freshTree(const Directories& directories);
 std::size_t valuesIn(const RegDocument& document);
 
-/* What a newer version's tree has and the settings that are there lack: whole keys, and values. A handler whose protocol
-   another key serves isn't missing. */
+/* What a newer version's tree has and the settings that are there lack: whole keys, and values. A handler whose
+   protocol another key serves isn't missing. */
 RegDocument missingFrom(const RegDocument& fresh);
 
 /* Keys without values don't count: merely reading the plug-in manager's switches creates its key. */
