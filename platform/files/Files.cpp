@@ -2,6 +2,7 @@
 // with the process, and replacements that a crash can't leave half done.
 #include "CodePage.h"
 #include "FileReplace.h"
+#include "HeldFile.h"
 #include "Home.h"
 #include "KernelObject.h"
 #include "LastError.h"
@@ -14,6 +15,7 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
+#include <fcntl.h>
 #include <string>
 #include <sys/file.h>
 #include <unistd.h>
@@ -292,6 +294,22 @@ BOOL WdMakeFolder(LPCSTR name) {
         if (error == ERROR_SUCCESS)
             error = home.fileModes(modes);
         return succeeded(error != ERROR_SUCCESS ? error : wd::makeDirectories(wd::mapPath(name), modes));
+    });
+}
+
+BOOL WdIsLeftBehind(LPCSTR name) {
+    return wd::withinMemory(BOOL{FALSE}, [&]() -> BOOL {
+        return name != nullptr && wd::HeldFile::isLeftBehind(AT_FDCWD, wd::mapPath(name).c_str()) ? TRUE : FALSE;
+    });
+}
+
+BOOL WdRemoveLeftBehind(LPCSTR name) {
+    return wd::withinMemory(BOOL{FALSE}, [&]() -> BOOL {
+        if (name == nullptr)
+            return succeeded(ERROR_INVALID_PARAMETER);
+        const fs::path path = wd::mapPath(name);
+        return succeeded(wd::HeldFile::removeLeftBehind(AT_FDCWD, path.c_str()) ? DWORD{ERROR_SUCCESS}
+                                                                                : wd::errorOfPath(path));
     });
 }
 

@@ -75,10 +75,23 @@ void HeldFile::release() {
     m_file.reset();
 }
 
-bool HeldFile::removeLeftBehind(int folder, const char* name) {
+namespace {
+
+LockDescriptor openLeft(int folder, const char* name) {
     constexpr int kFlags = O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
-    const LockDescriptor left =
-        LockDescriptor::from([&] { return FileDescriptor(sys::openat(folder, name, kFlags, 0)); });
+    return LockDescriptor::from([&] { return FileDescriptor(sys::openat(folder, name, kFlags, 0)); });
+}
+
+} // namespace
+
+bool HeldFile::isLeftBehind(int folder, const char* name) {
+    const LockDescriptor left = openLeft(folder, name);
+    bool isHeld = false;
+    return left.valid() && askForLock(left.get(), kLockByte, 1, isHeld) && !isHeld;
+}
+
+bool HeldFile::removeLeftBehind(int folder, const char* name) {
+    const LockDescriptor left = openLeft(folder, name);
     // One remover at a time, so that the name stays this file's until it is unlinked.
     return left.valid() && sys::flock(left.get(), LOCK_EX | LOCK_NB) == 0 && lockByte(left.get(), kLockByte, F_RDLCK) &&
            leadsTo(folder, name, left.get()) && sys::unlinkat(folder, name, 0) == 0;

@@ -23,6 +23,8 @@ class HeldFile {
     // Releases the lock; what becomes of the file no longer concerns this process.
     void release();
 
+    // Whether a file of this name is there and nobody holds it.
+    static bool isLeftBehind(int folder, const char* name);
     // Removes the file of this name if nobody holds it. False with errno: EAGAIN when it is held, ENOENT when it is
     // gone.
     static bool removeLeftBehind(int folder, const char* name);

@@ -5,6 +5,8 @@
 #include "RegistryName.h"
 #include "RegistryRecord.h"
 
+#include <platform/home.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
@@ -337,4 +339,27 @@ DWORD RegistryFiles::prepareDataFile(const Home& home, const NamespaceGuard& gua
     return home.durable() ? syncDirectory(home.registryPath()) : ERROR_SUCCESS;
 }
 
+// The guard lets nobody open the registry meanwhile. The engine's lock file goes too: what it says about readers and
+// the writer belongs to the old database.
+DWORD RegistryFiles::setAside(const Home& home, const fs::path& folder) {
+    if (const DWORD error = home.ensure())
+        return error;
+    NamespaceGuard guard;
+    if (const DWORD error = guard.acquire(home))
+        return error;
+    if (!guard.isFirst())
+        return ERROR_SHARING_VIOLATION;
+    if (sys::rename((home.registryPath() / "data.mdb").c_str(), (folder / "data.mdb").c_str()) != 0 && errno != ENOENT)
+        return systemError();
+    if (sys::unlink((home.registryPath() / "lock.mdb").c_str()) != 0 && errno != ENOENT)
+        return systemError();
+    const DWORD error = syncDirectory(folder);
+    return error == ERROR_SUCCESS ? syncDirectory(home.registryPath()) : error;
+}
+
 } // namespace wd
+
+DWORD WdSetRegistryAside(LPCSTR folder) {
+    return static_cast<DWORD>(wd::withinMemory(
+        [&]() -> LONG { return static_cast<LONG>(wd::RegistryFiles::setAside(wd::home(), wd::mapPath(folder))); }));
+}

@@ -15,7 +15,13 @@ bool lookAtHome(std::string& path, HomeUse use) {
     path = found.data();
     if (error == ERROR_FILE_NOT_FOUND)
         return false;
-    if (error == ERROR_SUCCESS || (error == ERROR_WRITE_PROTECT && use == HomeUse::Read)) {
+    const bool mayChange = use == HomeUse::Change || use == HomeUse::Replace;
+    const bool opensRegistry = use == HomeUse::Read || use == HomeUse::Change;
+    if (error == ERROR_WRITE_PROTECT && !mayChange)
+        error = ERROR_SUCCESS;
+    if (error == ERROR_SUCCESS && !opensRegistry)
+        return true;
+    if (error == ERROR_SUCCESS) {
         HKEY root = nullptr;
         error = static_cast<DWORD>(RegOpenKeyExW(HKEY_LOCAL_MACHINE, WTEXT(""), 0, KEY_READ, &root));
         if (error == ERROR_SUCCESS) {

@@ -4,6 +4,7 @@
 
 #include "ChangeLock.h"
 #include "HomeLook.h"
+#include "LayDown.h"
 #include "LibraryWatch.h"
 #include "RegistryKey.h"
 #include "RunTool.h"
@@ -16,25 +17,33 @@
 #include <utility>
 
 namespace wdlt {
+
+bool hasTree() {
+    const auto base = RegistryKey::openIfThere(std::u16string(kBasePath));
+    return base && !base->values().empty();
+}
+
 namespace {
 
 void lookAtTree(Needs needs) {
     std::string path;
-    if (lookAtHome(path, needs == Needs::Change ? HomeUse::Change : HomeUse::Read)) {
-        const auto base = RegistryKey::openIfThere(std::u16string(kBasePath));
-        // Merely asking for the plug-in manager's switches makes keys: only values are an installation.
-        if (base && !base->values().empty())
-            return;
-    }
-    throw ToolError(ExitStatus::Unknown, fmt::format("nothing is laid down in {}: wdltctl init", path), {.path = path});
+    const bool isHome = lookAtHome(path, needs == Needs::Change ? HomeUse::Change : HomeUse::Read);
+    if (isHome && hasTree())
+        return;
+    // Merely asking for the plug-in manager's switches makes keys: only values are an installation.
+    const bool isPart = isHome && holdsValues(std::u16string(kBasePath));
+    throw ToolError(ExitStatus::Unknown,
+                    isPart ? fmt::format("the settings in {} are incomplete: wdltctl init --upgrade", path)
+                           : fmt::format("nothing is laid down in {}: wdltctl init", path),
+                    {.path = path});
 }
 
 constexpr const char* kToolName = "wdltctl";
 
 using AddVerb = void (*)(CLI::App& app, const Options& options);
 
-constexpr AddVerb kVerbs[] = {addInit, addWhere, addStatus, addSwitch,   addDescribe, addGet,
-                              addSet,  addReset, addLists,  addCheckUrl, addVerify,   addRaw};
+constexpr AddVerb kVerbs[] = {addInit, addWhere, addCheck, addStatus,   addSwitch, addDescribe, addGet,
+                              addSet,  addReset, addLists, addCheckUrl, addVerify, addRaw};
 
 constexpr const char* kExamples =
     "Examples:\n"
@@ -53,6 +62,7 @@ constexpr const char* kExamples =
     "  wdltctl check-url http://example.com/page --list black\n"
     "  wdltctl add items 'My card' '4711 0815'\n"
     "  wdltctl raw read 10000 0 --json\n"
+    "  wdltctl check --repair\n"
     "Exit status: 0 done or yes, 1 no, 2 the words or the input are wrong, 3 it can't be told "
     "or isn't permitted, 4 stored but the service wasn't told, 5 failed and nothing "
     "changed, 6 failed half way, 130 interrupted.";
@@ -77,7 +87,8 @@ void runs(CLI::App& verb, Needs needs, std::function<void()> body) {
     const std::string parent = verb.get_parent()->get_name();
     const std::string name = parent == kToolName ? verb.get_name() : parent + " " + verb.get_name();
     verb.callback([name, needs, body = std::move(body)] {
-        lookAtTree(needs);
+        if (needs != Needs::Nothing)
+            lookAtTree(needs);
         LibraryWatch watch(name, options().verbose);
         std::optional<ChangeLock> lock;
         if (needs == Needs::Change) {

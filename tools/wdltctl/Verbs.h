@@ -24,10 +24,15 @@ struct Options {
 /* The key of all settings. */
 inline constexpr std::u16string_view kBasePath = u"SOFTWARE\\Halvermoor\\PLK\\Wardlet";
 
+/* Whether an installation is laid down. Merely asking for the plug-in manager's switches makes keys: only values of the
+   settings' own key are one. */
+bool hasTree();
+
 /* What a verb needs of the home. */
 enum class Needs {
-    Tree,   /* that an installation is there and can be read */
-    Change, /* the same, and that nobody else changes its settings meanwhile */
+    Nothing, /* it looks itself */
+    Tree,    /* that an installation is there and can be read */
+    Change,  /* the same, and that nobody else changes its settings meanwhile */
 };
 
 /* Runs `body` when the verb is typed, and the home has what it needs; otherwise a ToolError says what is missing. */
@@ -45,5 +50,6 @@ void addLists(CLI::App& app, const Options& options);
 void addCheckUrl(CLI::App& app, const Options& options);
 void addVerify(CLI::App& app, const Options& options);
 void addRaw(CLI::App& app, const Options& options);
+void addCheck(CLI::App& app, const Options& options);
 
 } // namespace wdlt

@@ -13,4 +13,10 @@ WD_API BOOL WdReplaceContent(LPCSTR name, const void* content, DWORD bytes);
    where a file is in the way. */
 WD_API BOOL WdMakeFolder(LPCSTR name);
 
+/* Whether a temporary file, or one that was to replace another, was left by a process that died: whoever makes one
+   holds a lock on it from the beginning to the end, which nobody else takes. FALSE too where it can't be told. The
+   second removes it then. */
+WD_API BOOL WdIsLeftBehind(LPCSTR name);
+WD_API BOOL WdRemoveLeftBehind(LPCSTR name);
+
 #endif

@@ -15,4 +15,8 @@ WD_API DWORD WdLookAtHome(LPSTR path, DWORD size);
    in the system code page. 0; ERROR_MORE_DATA where it doesn't fit; ERROR_INVALID_PARAMETER. */
 WD_API DWORD WdPathOfName(LPCSTR name, LPSTR path, DWORD size);
 
+/* Moves the home's registry, damaged or not, into a folder, so that the next call makes an empty one.
+   ERROR_SHARING_VIOLATION while any process uses it, this one included; 0 when it is gone or there was none. */
+WD_API DWORD WdSetRegistryAside(LPCSTR folder);
+
 #endif

@@ -2,9 +2,9 @@
 
 #include "Display.h"
 #include "FieldText.h"
+#include "HeldList.h"
 #include "LayerError.h"
 #include "LibraryStatus.h"
-#include "HeldList.h"
 
 #include <algorithm>
 #include <fmt/format.h>

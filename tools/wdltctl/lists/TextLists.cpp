@@ -1,8 +1,8 @@
 #include "TextLists.h"
 
 #include "FieldText.h"
-#include "LibraryStatus.h"
 #include "HeldList.h"
+#include "LibraryStatus.h"
 #include "PrivacyStore.h"
 #include "RegistryKey.h"
 #include "SpamFiles.h"

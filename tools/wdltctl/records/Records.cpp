@@ -68,12 +68,20 @@ std::int32_t writeHandler(const std::string&, std::span<BYTE> record) {
                            record.size());
 }
 
+std::vector<std::string> handlerNames() {
+    std::vector<std::string> names;
+    for (const Handler& handler : allHandlers())
+        names.push_back(handler.name());
+    return names;
+}
+
 constexpr Record handlerRecord() {
     Record record = described("handler", sizeof(WdchSystemProtocolHandler));
     record.read = readHandler;
     record.write = writeHandler;
     record.whichName = "HANDLER";
     record.whichHelp = "its name or type: POP3, 1";
+    record.whichWords = handlerNames;
     return record;
 }
 
@@ -105,6 +113,13 @@ std::int32_t writeEngine(const std::string& which, std::span<BYTE> record) {
                              record.size());
 }
 
+std::vector<std::string> enginePlaceNames() {
+    std::vector<std::string> names;
+    for (const EnginePlace& place : kEnginePlaces)
+        names.emplace_back(place.name);
+    return names;
+}
+
 /* One table for all the engine's places, without fresh values, which differ between them. */
 constexpr auto kEngineFieldsOfAll = shown(kEngineFields);
 constexpr Record kEngineRecord{"virus",
@@ -114,7 +129,8 @@ constexpr Record kEngineRecord{"virus",
                                readEngine,
                                writeEngine,
                                "PLACE",
-                               "pop3, smtp, http or files"};
+                               "pop3, smtp, http or files",
+                               enginePlaceNames};
 
 std::int32_t readHttpsFlags(HttpsFlags* flags) {
     return WdltPluginScanGetEnableFlag(&flags->enable);

@@ -8,6 +8,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace wdlt {
 
@@ -22,6 +23,7 @@ struct Record {
     /* For one of several like records: the word after the record's name that selects it, passed as `which`. */
     const char* whichName = nullptr;
     const char* whichHelp = "";
+    std::vector<std::string> (*whichWords)() = nullptr; /* those that select one */
     /* Before a write: a ToolError when it would lose something, unless `isForced`. Null: it never does. */
     void (*lookBeforeWrite)(bool isForced) = nullptr;
 };

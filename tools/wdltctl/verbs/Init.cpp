@@ -1,16 +1,17 @@
 /* init: sets up a fresh installation: first its directories and privacy database, then the tree, in one transaction.
-   Uses the layer, not the library, whose writes need an existing tree. */
+   With --force it replaces one, of which it keeps a copy; with --upgrade it only adds to one. */
 
 #include "ChangeLock.h"
-#include "Directory.h"
 #include "Display.h"
-#include "FreshDatabase.h"
-#include "FreshTree.h"
+#include "Findings.h"
+#include "HomeCopy.h"
 #include "HomeLook.h"
+#include "Installation.h"
 #include "KeyPath.h"
+#include "LayDown.h"
 #include "LayerError.h"
+#include "PrivacyMend.h"
 #include "RegTransfer.h"
-#include "RegistryKey.h"
 #include "ToolError.h"
 #include "Utf.h"
 #include "Verbs.h"
@@ -19,110 +20,127 @@
 #include <fmt/format.h>
 #include <memory>
 #include <nlohmann/json.hpp>
-#include <platform/file_content.h>
+#include <optional>
 #include <platform/files.h>
-#include <stdexcept>
-#include <utility>
-#include <wdltcfg/wdltcfg.h>
+#include <platform/home.h>
 
 namespace wdlt {
 namespace {
 
-constexpr std::u16string_view kPrivacyPath =
-    u"SOFTWARE\\Halvermoor\\PLK\\Wardlet\\Scan\\Common\\PrivacyProtection\\config";
 constexpr const char* kDefaultInstall = "C:\\Program Files\\Wardlet";
 
 struct InitArguments {
-    std::string install = kDefaultInstall;
+    std::optional<std::string> install;
     bool force = false;
+    bool upgrade = false;
 };
 
-RegValue& valueOf(RegDocument& document, std::u16string_view path, std::u16string_view name) {
-    for (RegKey& key : document.keys)
-        for (RegValue& value : key.values)
-            if (value.name == name && equalsIgnoringCase(key.path, path))
-                return value;
-    throw std::logic_error("the fresh tree lacks a value that init sets");
+bool isFileThere(const std::string& file) {
+    return GetFileAttributesA(file.c_str()) != INVALID_FILE_ATTRIBUTES;
 }
 
-void makeFolder(const std::u16string& path) {
-    if (WdMakeFolder(narrowPath(path).c_str()) == FALSE)
-        throw LayerError(displayPath(utf8FromUtf16(path)), static_cast<LONG>(GetLastError()));
+/* The tree as text, and the files of the installation's directory. */
+void keepInstallation(HomeCopy& kept) {
+    kept.keepText("settings.reg", writeRegText(exportSubtree(std::u16string(kBasePath))));
+    const Installation old = Installation::read();
+    if (!old.install.empty())
+        for (const DataFile& file : allDataFiles())
+            kept.copyFile(old.pathOf(file));
+}
+
+/* The registry's file itself is all that is left of the settings. */
+void keepDamaged(HomeCopy& kept, const std::string& home, bool knowsInstall) {
+    if (!knowsInstall)
+        throw ToolError(ExitStatus::Usage, fmt::format("{}/registry is damaged and can't tell the install directory: "
+                                                       "--install is needed",
+                                                       home));
+    if (const DWORD error = WdSetRegistryAside(kept.folder().c_str()))
+        throw LayerError(home + "/registry", static_cast<LONG>(error));
 }
 
 /* The library's writes need an existing database. */
-void makeDatabase(const std::u16string& path, bool force) {
-    std::string name;
-    narrowFromUtf8(utf8FromUtf16(path), name);
-    if (!force && GetFileAttributesA(name.c_str()) != INVALID_FILE_ATTRIBUTES)
-        throw ToolError(ExitStatus::Failed,
-                        fmt::format("{} is there already; --force replaces it", displayPath(utf8FromUtf16(path))));
-    const std::string bytes = freshPrivacyDatabase();
-    if (WdReplaceContent(name.c_str(), bytes.data(), static_cast<DWORD>(bytes.size())) == FALSE)
-        throw LayerError(displayPath(utf8FromUtf16(path)), static_cast<LONG>(GetLastError()));
+void makeDatabase(const std::string& path, bool force, HomeCopy& kept) {
+    if (!force && isFileThere(path))
+        throw ToolError(ExitStatus::Failed, fmt::format("{} is there already; --force replaces it", path));
+    kept.copyFile(path);
+    writeFreshDatabase(path);
 }
 
-/* Creates the locks that readers of the lists take, by reading each list once. Their files stay, so that a disk that
-   fills up later doesn't stop readers. The results of the reads don't matter. */
-void makeLocksOfLists() {
-    std::int32_t count = 0;
-    for (const std::uint32_t list : {WDLT_LIST_WHITE, WDLT_LIST_BLACK}) {
-        WdltUrlfReadRecordList(list, nullptr, &count);
-        WdltSpyReadRecordList(list, nullptr, &count);
-        WdltAspmReadRecordList(list, nullptr, &count);
-    }
-    WdltHosfReadRecordList(nullptr, &count);
-    WdltMahReadRecordList(nullptr, &count);
-    WdltPdpReadItemList(nullptr, &count);
-    WdltPdpReadExItemList(nullptr, &count);
-}
-
-/* Keys without values don't count: merely reading the plug-in manager's switches creates its key. */
-bool holdsValues(const std::u16string& path) {
-    if (!RegistryKey::openIfThere(path))
-        return false;
-    bool found = false;
-    walkKeys(path, [&](const RegistryKey& key, std::size_t) { found = found || !key.values().empty(); });
-    return found;
+void printDone(Json document, const std::string& text, const HomeCopy& kept, const Options& options) {
+    if (!kept.path().empty())
+        document["kept"] = kept.path();
+    if (options.json)
+        printJson(document);
+    else
+        fmt::print("{}\n{}", text,
+                   kept.path().empty() ? ""
+                                       : fmt::format("what was there is kept in {}\n", displayNarrow(kept.path())));
 }
 
 void init(const InitArguments& arguments, const Options& options) {
-    const std::u16string install = parseDirectory(arguments.install);
-    RegDocument document = parseRegText(kFreshTree);
-    const std::pair<std::u16string_view, std::u16string> folders[] = {
-        {u"InstallPath", install}, {u"TempPath", install + u"Temp\\"}, {u"LogPath", install + u"Log\\"}};
-    for (const auto& [name, path] : folders) {
-        narrowPath(path);
-        valueOf(document, kBasePath, name).data = textData(path);
-    }
-
-    const std::size_t keyCount = document.keys.size();
-    std::size_t valueCount = 0;
-    for (const RegKey& key : document.keys)
-        valueCount += key.values.size();
-
+    std::optional<Directories> directories;
+    if (arguments.install)
+        directories = Directories::below(*arguments.install);
     std::string home;
-    lookAtHome(home, HomeUse::Change);
+    const bool isHome = lookAtHome(home, arguments.force ? HomeUse::Replace : HomeUse::Change);
     const ChangeLock lock;
+    HomeCopy kept(home);
     const std::u16string base(kBasePath);
-    if (arguments.force)
-        document.keys.insert(document.keys.begin(), RegKey{base, {}, true});
-    else if (holdsValues(base))
+    if (isHome && arguments.force && !registryFault(home).empty())
+        keepDamaged(kept, home, directories.has_value());
+    const bool isThere = holdsValues(base);
+    if (isThere && !arguments.force)
         throw ToolError(ExitStatus::Failed, fmt::format("{} is there already; --force replaces it", fullKeyName(base)));
-    for (const auto& [name, path] : folders)
-        makeFolder(path);
-    makeDatabase(install + textOf(valueOf(document, kPrivacyPath, u"DataBaseName").data), arguments.force);
+    if (isThere)
+        keepInstallation(kept);
+    if (!directories)
+        directories = Directories::stored();
+    if (!directories)
+        directories = Directories::below(kDefaultInstall);
+
+    directories->make();
+    RegDocument document = freshTree(*directories);
+    const std::size_t keys = document.keys.size();
+    document.keys.insert(document.keys.begin(), RegKey{base, {}, true});
+    const std::string install = utf8FromUtf16(directories->install);
+    std::string narrow;
+    narrowFromUtf8(install, narrow);
+    makeDatabase(pathOf(narrow + std::string(kPrivacyDatabase.freshName())), arguments.force, kept);
     importDocument(document);
     makeLocksOfLists();
+    printDone({{"key", fullKeyName(base)}, {"keys", keys}, {"values", valuesIn(document)}, {"installPath", install}},
+              fmt::format("{} keys and {} values laid down in {}, installed in {}", keys, valuesIn(document),
+                          fullKeyName(base), install),
+              kept, options);
+}
 
-    if (options.json)
-        printJson({{"key", fullKeyName(base)},
-                   {"keys", keyCount},
-                   {"values", valueCount},
-                   {"installPath", utf8FromUtf16(install)}});
-    else
-        fmt::print("{} keys and {} values laid down in {}, installed in {}\n", keyCount, valueCount, fullKeyName(base),
-                   displayPath(utf8FromUtf16(install)));
+/* What an administrator removed can't be told from what is new: all that is missing is added. */
+void upgrade(const InitArguments& arguments, const Options& options) {
+    std::string home;
+    const bool isHome = lookAtHome(home, HomeUse::Change);
+    const ChangeLock lock;
+    if (!isHome || !holdsValues(std::u16string(kBasePath)))
+        throw ToolError(ExitStatus::Unknown, fmt::format("nothing is laid down in {}: wdltctl init", home));
+    auto directories = Directories::stored();
+    if (directories && arguments.install)
+        throw ToolError(ExitStatus::Usage,
+                        fmt::format("--install: the install directory stays {}", utf8FromUtf16(directories->install)));
+    if (!directories && !arguments.install)
+        throw ToolError(ExitStatus::Usage, "the settings don't tell the install directory: --install is needed");
+    if (!directories)
+        directories = Directories::below(*arguments.install);
+
+    const RegDocument missing = missingFrom(freshTree(*directories));
+    directories->make();
+    importDocument(missing);
+    const Installation installation = Installation::read();
+    HomeCopy kept(home);
+    const bool lacksDatabase = !isFileThere(installation.pathOf(kPrivacyDatabase));
+    const std::string made = lacksDatabase ? mendDatabase(installation, kept) : "";
+    printDone({{"keys", missing.keys.size()}, {"values", valuesIn(missing)}, {"database", made}},
+              fmt::format("{} values added in {} keys{}", valuesIn(missing), missing.keys.size(),
+                          made.empty() ? "" : ", privacy database " + made),
+              kept, options);
 }
 
 } // namespace
@@ -130,10 +148,22 @@ void init(const InitArguments& arguments, const Options& options) {
 void addInit(CLI::App& app, const Options& options) {
     auto* verb = app.add_subcommand("init", "Lay down a fresh installation: directories, settings, privacy database");
     const auto arguments = std::make_shared<InitArguments>();
-    verb->add_option("--install", arguments->install, "Install directory, as X:\\... or /...")->capture_default_str();
-    verb->add_flag("--force", arguments->force,
-                   "Replace the settings and the privacy database that are there, all of them");
-    verb->callback([arguments, &options] { init(*arguments, options); });
+    verb->add_option(
+        "--install", arguments->install,
+        fmt::format("Install directory, as X:\\... or /...; else the one that is there, or {}", kDefaultInstall));
+    auto* force = verb->add_flag("--force", arguments->force,
+                                 "Replace the settings and the privacy database that are there, all of them; a copy of "
+                                 "them and of the lists is kept in the home's folder backup");
+    verb->add_flag("--upgrade", arguments->upgrade,
+                   "Add the settings that this version has and the installation lacks, also those that somebody "
+                   "removed, and the privacy database if it is missing; change nothing that is there")
+        ->excludes(force);
+    runs(*verb, Needs::Nothing, [arguments, &options] {
+        if (arguments->upgrade)
+            upgrade(*arguments, options);
+        else
+            init(*arguments, options);
+    });
 }
 
 } // namespace wdlt

@@ -3,9 +3,8 @@
 #include "Display.h"
 #include "Files.h"
 #include "HomeLook.h"
+#include "Installation.h"
 #include "KeyPath.h"
-#include "ListFiles.h"
-#include "RegistryKey.h"
 #include "Table.h"
 #include "ToolError.h"
 #include "Utf.h"
@@ -83,7 +82,7 @@ std::vector<Place> placesOfLog(const fs::path& library) {
     };
     std::string folder = textOf("LogFolder", "");
     if (!folder.empty())
-        folder = systemPath(folder);
+        folder = pathOf(folder);
     else if (const char* const home = variable("WARDLET_HOME"))
         folder = std::string(home) + "/log";
     else
@@ -99,19 +98,17 @@ std::vector<Place> placesOfLog(const fs::path& library) {
 }
 
 std::vector<Place> placesOfTree() {
-    constexpr std::pair<const char*, const char*> kFolders[] = {
-        {"install", "InstallPath"}, {"temporary files", "TempPath"}, {"service's logs", "LogPath"}};
+    const Installation installation = Installation::read();
     std::vector<Place> places;
     const auto named = [&](std::string_view what, const std::string& path) {
         places.push_back(path.empty() ? Place{std::string(what), "", {}, "no setting names it"}
                                       : placeOf(std::string(what), path));
     };
-    for (const auto& [what, value] : kFolders) {
-        const std::string path = settingText("", value);
-        named(what, path.empty() ? "" : systemPath(path));
-    }
-    for (const ListFile& file : listFiles())
-        named(file.name, file.path);
+    named("install", installation.install);
+    named("temporary files", installation.temp);
+    named("service's logs", installation.log);
+    for (const DataFile& file : allDataFiles())
+        named(file.what, installation.install.empty() ? "" : installation.pathOf(file));
     return places;
 }
 
@@ -127,7 +124,7 @@ void addTo(std::vector<Place>& places, const char* what, const std::function<std
 
 std::vector<Place> allPlaces() {
     std::vector<Place> places;
-    const fs::path home = fs::path(systemPath("C:\\")).parent_path(); // a drive is a folder of the home
+    const fs::path home = fs::path(pathOf("C:\\")).parent_path(); // a drive is a folder of the home
     bool isThere = false;
     addTo(places, "home", [&]() -> std::vector<Place> {
         std::string path;
@@ -137,8 +134,7 @@ std::vector<Place> allPlaces() {
     places.push_back(placeOf("registry", home / "registry/data.mdb"));
     addTo(places, "settings", [&]() -> std::vector<Place> {
         const std::string key = fullKeyName(kBasePath);
-        const auto base = isThere ? RegistryKey::openIfThere(std::u16string(kBasePath)) : std::nullopt;
-        isThere = base && !base->values().empty();
+        isThere = isThere && hasTree();
         return {{"settings", key, {}, isThere ? "" : "nothing is laid down: wdltctl init"}};
     });
     addTo(places, "install and lists", [&] {
@@ -174,7 +170,7 @@ void where(const Options& options) {
 void addWhere(CLI::App& app, const Options& options) {
     auto* verb = app.add_subcommand("where", "Show where everything is, its size and version");
     verb->footer("What can't be told has the reason in its row; the exit status is 0 all the same.");
-    verb->callback([&options] { where(options); });
+    runs(*verb, Needs::Nothing, [&options] { where(options); });
 }
 
 } // namespace wdlt

@@ -1,0 +1,166 @@
+/* Files and folders of the home and of the installation: what killed writers left, what no setting names, what others
+   than the home's accounts may read. */
+
+#include "Findings.h"
+
+#include "ToolError.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <fmt/format.h>
+#include <platform/file_content.h>
+#include <sys/stat.h>
+#include <system_error>
+
+namespace wdlt {
+namespace {
+
+namespace fs = std::filesystem;
+
+/* In name order, for the same findings at each call; nothing where there is no such folder. */
+std::vector<fs::path> entriesOf(const std::string& folder) {
+    std::vector<fs::path> entries;
+    std::error_code error;
+    for (auto entry = fs::directory_iterator(folder, error); !error && entry != fs::directory_iterator();
+         entry.increment(error))
+        entries.push_back(entry->path());
+    std::ranges::sort(entries);
+    return entries;
+}
+
+bool isTemporaryName(std::string_view name) {
+    constexpr std::string_view kPrefixes[] = {"url", "enc", "adr", "pdp"};
+    constexpr std::string_view kDigits = "0123456789ABCDEF";
+    const bool isLong = name.size() == 15 && name.ends_with(".tmp");
+    return isLong && std::ranges::find(kPrefixes, name.substr(0, 3)) != std::end(kPrefixes) &&
+           name.substr(3, 8).find_first_not_of(kDigits) == std::string_view::npos;
+}
+
+/* A writer that is at work holds its file by a lock, which its death releases. So no age is needed to tell what is
+   left: one that is slow, or was stopped for an hour, loses nothing. */
+void lookForLeftovers(Findings& findings, const std::string& folder) {
+    for (const fs::path& file : entriesOf(folder)) {
+        const std::string name = file.filename();
+        if (!isTemporaryName(name) && !(name.starts_with('.') && name.ends_with(".new")))
+            continue;
+        if (WdIsLeftBehind(file.c_str()) == FALSE)
+            continue;
+        findings.push_back({file, "left by a killed writer", false, [file] {
+                                if (WdRemoveLeftBehind(file.c_str()) == FALSE)
+                                    throw ToolError(ExitStatus::Failed, "it is in use again");
+                                return std::string("removed");
+                            }});
+    }
+}
+
+/* What makes the home is renamed when it is complete: where its second name is there, nobody is at it. */
+void lookForHalfHomes(Findings& findings, const fs::path& home) {
+    constexpr std::pair<const char*, const char*> kNames[] = {
+        {"settings.new", "settings"},
+        {"registry.new", "registry"},
+        {"objects.new", "objects"},
+        {"registry/data.new", "registry/data.mdb"},
+    };
+    std::error_code error;
+    for (const auto& [half, whole] : kNames)
+        if (const fs::path path = home / half;
+            fs::exists(fs::symlink_status(path, error)) && fs::exists(home / whole, error))
+            findings.push_back({path, "left by a killed writer", false, [path] {
+                                    fs::remove(path);
+                                    return std::string("removed");
+                                }});
+}
+
+bool isBelow(const std::string& path, const std::string& folder) {
+    return path.starts_with(folder + "/");
+}
+
+/* Others may have the use of a folder outside the home: of that one the administrator is asked. */
+void lookAtMode(Findings& findings, const std::string& home, const std::string& path, mode_t limit) {
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) != 0 || S_ISLNK(status.st_mode))
+        return;
+    const mode_t wide = status.st_mode & 0777 & ~limit;
+    if (wide == 0)
+        return;
+    const mode_t narrow = status.st_mode & 07777 & ~wide;
+    const bool isAsked = S_ISDIR(status.st_mode) && !isBelow(path, home);
+    findings.push_back({path, fmt::format("mode {:04o} is wider than the home's {:04o}", status.st_mode & 07777, limit),
+                        true,
+                        [path, narrow] {
+                            if (::chmod(path.c_str(), narrow) != 0)
+                                throw ToolError(ExitStatus::Failed, std::generic_category().message(errno));
+                            return fmt::format("now {:04o}", narrow);
+                        },
+                        isAsked ? "Take these rights away" : nullptr});
+}
+
+void lookAtModes(Findings& findings, const std::string& home, const Installation& installation) {
+    struct stat status {};
+    if (::stat(home.c_str(), &status) != 0)
+        return;
+    // As the layer makes them: in a home with a group they are the group's too.
+    const bool hasGroup = (status.st_mode & S_ISGID) != 0;
+    const mode_t folderMode = hasGroup ? 0770 : 0700;
+    const mode_t fileMode = hasGroup ? 0660 : 0600;
+    lookAtMode(findings, home, home + "/settings", fileMode | 0644); // what all of the home need, and no secret
+    for (const std::string& folder :
+         {home + "/registry", home + "/backup", installation.install, installation.temp, installation.log})
+        if (!folder.empty())
+            lookAtMode(findings, home, folder, folderMode);
+    for (const char* file : {"data.mdb", "lock.mdb", "namespace"})
+        lookAtMode(findings, home, fmt::format("{}/registry/{}", home, file), fileMode);
+    if (!installation.install.empty())
+        for (const DataFile& file : allDataFiles())
+            lookAtMode(findings, home, installation.pathOf(file), fileMode);
+}
+
+/* The names of fresh lists, and the ending that all but two of those have: what else is in that folder is the service's
+   own. */
+void lookForUnnamed(Findings& findings, const Installation& installation, HomeCopy& kept) {
+    const auto names = allNames();
+    for (const fs::path& file : entriesOf(installation.install)) {
+        const std::string name = file.filename();
+        const bool isList =
+            file.extension() == ".dat" ||
+            std::ranges::any_of(allDataFiles(), [&](const DataFile& each) { return each.freshName() == name; });
+        if (!isList || names.contains(name) || !fs::is_regular_file(fs::symlink_status(file)))
+            continue;
+        findings.push_back({file, "no setting names this list file", false,
+                            [file, &kept] { return "moved to " + kept.moveFile(file); },
+                            "Move it to a backup folder of the home"});
+    }
+}
+
+void lookForFolders(Findings& findings, const Installation& installation) {
+    std::error_code error;
+    if (!fs::is_directory(installation.install, error)) {
+        findings.push_back({installation.install, "the install directory isn't there"});
+        return;
+    }
+    for (const std::string& folder : {installation.temp, installation.log})
+        if (!folder.empty() && !fs::is_directory(folder, error))
+            findings.push_back({folder, "the folder isn't there", true, [folder] {
+                                    if (WdMakeFolder(folder.c_str()) == FALSE)
+                                        throw ToolError(ExitStatus::Failed, "it can't be made");
+                                    return std::string("made");
+                                }});
+}
+
+} // namespace
+
+void lookAtFiles(Findings& findings, const std::string& home, const Installation& installation, HomeCopy& kept) {
+    lookForHalfHomes(findings, home);
+    lookForLeftovers(findings, home);
+    lookAtModes(findings, home, installation);
+    if (!installation.temp.empty())
+        lookForLeftovers(findings, installation.temp);
+    if (installation.install.empty())
+        return;
+    lookForFolders(findings, installation);
+    lookForLeftovers(findings, installation.install);
+    lookForUnnamed(findings, installation, kept);
+}
+
+} // namespace wdlt

@@ -1,0 +1,60 @@
+/* The directories of the installation, and the files in them that settings give a name to. Paths are the file system's
+   own. */
+#pragma once
+
+#include <cstdint>
+#include <set>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace wdlt {
+
+/* A file with data of the user's: a list, the privacy database. */
+struct DataFile {
+    std::string_view what;
+    std::string_view key; /* of the setting that names it, below the service's */
+    std::string_view value;
+    std::string_view list = {}; /* the text list that it holds (TextLists.h); empty: none */
+    std::uint32_t type = 0;     /* which of them */
+
+    /* What a fresh installation calls it. */
+    std::string_view freshName() const;
+};
+
+std::span<const DataFile> allDataFiles();
+extern const DataFile& kPrivacyDatabase;
+extern const DataFile& kPrivacyBackup;
+extern const DataFile& kAddressCache;
+
+/* The path of a file or folder that is named as the registry has it. */
+std::string pathOf(const std::string& narrowName);
+
+struct Installation {
+    /* What stands before a file's name: the install directory as it is stored, with the separator at its end. */
+    std::string prefix;
+    /* Without one. Empty where the setting is. */
+    std::string install;
+    std::string temp;
+    std::string log;
+
+    /* As the settings say; a ToolError when they can't be read. */
+    static Installation read();
+
+    /* The file's path; its fresh name where the setting can't be read. */
+    std::string pathOf(const DataFile& file) const;
+};
+
+/* A key below ProtocolHandler that has a type; without one it is no handler. */
+struct HandlerKey {
+    std::u16string name;
+    std::uint32_t type;
+    std::u16string scan; /* folder of its items */
+};
+std::vector<HandlerKey> allHandlerKeys();
+
+/* Every text of the settings, without the folders in it: what isn't here is no file's name. */
+std::set<std::string> allNames();
+
+} // namespace wdlt
