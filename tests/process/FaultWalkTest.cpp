@@ -211,7 +211,7 @@ const std::vector<Operation> kOperations{
      .every = 2},
     {.name = "ToolSet", .program = {"wdltctl", "set", "system", "proxyPort=8080"}},
     {.name = "ToolImport", .layDown = layImport, .program = {"wdltreg", "import", "$HOME/install/import.reg"}},
-    {.name = "Load", .call = EXPORT(WdltIEPlugInEnable, 0).call, .loadsInside = true},
+    {.name = "Load", .call = EXPORT(WdltIEPlugInEnable, 1).call, .loadsInside = true},
 
     address("System", WDLT_PROTOCOL_SYSTEM, WDLT_SCAN_NONE, 0, WdchSystemData{.proxyPort = 8080}),
     address("Handler", WDLT_PROTOCOL_SYSTEM_HTTP, WDLT_SCAN_NONE, 0,
@@ -271,9 +271,9 @@ const std::vector<Operation> kOperations{
     inSteps(EXPORT(WdltHttpsScanEnable, 1)),
     inSteps(EXPORT(WdltPluginScanSetEnableFlag, 2)),
     inSteps(EXPORT(WdltSalEnable, 1)),
-    EXPORT(WdltIEPlugInEnable, 0),
-    EXPORT(WdltFirefoxExtensionEnable, 0),
-    EXPORT(WdltChromeExtensionEnable, 0),
+    EXPORT(WdltIEPlugInEnable, 1),
+    EXPORT(WdltFirefoxExtensionEnable, 1),
+    EXPORT(WdltChromeExtensionEnable, 1),
 
     LIST(WdltSpyWriteRecordList, WdpeSpyRecord, fillText, 0, ),
     LIST(WdltUrlfWriteRecordList, WdpeUrlfUrlRecord, fillText, WDLT_LIST_WHITE, ),
@@ -282,7 +282,7 @@ const std::vector<Operation> kOperations{
     privacy(LIST(WdltPdpWriteItemList, PrivacyViewItem, fillItem, ), WDLT_E_NOT_FOUND),
     privacy(LIST(WdltPdpWriteExItemList, PrivacyExclusionItem, fillExclusion, ), 0),
 
-    {.name = "FreshThread", .call = EXPORT(WdltIEPlugInEnable, 0).call, .onFreshThread = true},
+    {.name = "FreshThread", .call = EXPORT(WdltIEPlugInEnable, 1).call, .onFreshThread = true},
 
     {.name = "LayersCopy",
      .call = [](auto&) { return CopyFileA(homeFile("from").c_str(), homeFile("target").c_str(), FALSE) ? 0 : 2; },

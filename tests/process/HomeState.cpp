@@ -55,7 +55,7 @@ HomeState lookAtHome(const fs::path& home) {
     // A folder that doesn't have its permissions yet is still empty.
     for (const auto& entry : fs::recursive_directory_iterator(home, fs::directory_options::skip_permission_denied)) {
         const std::string name = entry.path().lexically_relative(home);
-        if (name == "objects" || name.starts_with("objects/"))
+        if (name == "objects" || name.starts_with("objects/") || name.starts_with("backup/")) // copies, under dates
             continue;
         if (entry.is_directory() && entry.path().extension() == ".new")
             state[name] = "half made"; // other folders show by their files

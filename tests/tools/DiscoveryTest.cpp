@@ -62,7 +62,7 @@ TEST_F(Wdltctl, TellsWhereEverythingIs) {
     const json whole = doneJson("where");
     EXPECT_EQ(whole["home"], json({{"path", home}, {"bytes", nullptr}, {"note", "layout 1"}}));
     EXPECT_EQ(whole["registry"]["bytes"], std::filesystem::file_size(home + "/registry/data.mdb"));
-    EXPECT_EQ(whole["install"]["path"], install() + "/");
+    EXPECT_EQ(whole["install"]["path"], install());
     EXPECT_EQ(whole["privacy database"]["bytes"], std::filesystem::file_size(install() + "/Privacy.dat"));
     EXPECT_EQ(whole["urls white"]["path"], install() + "/UrlWhite.dat");
     EXPECT_EQ(whole["urls white"]["note"], "not there");

@@ -66,7 +66,8 @@ TEST_F(Wdltctl, AndItsNeighboursRefuseWhatMakesNoSense) {
         {"add redirects POP3 Mail --process x --flag 16", 2, "an image is meant"},
 
         {"add redirects POP3 Mail --port 70000", 2, "--port: Value 70000 not in range 0 to 65535"},
-        {"add urls black -x", 2, "; -x is taken for an option: a text that begins with - goes after --"},
+        {"add urls black -x", 2,
+         "-x: no such option; there are --help, --json, --secrets, --verbose, --version (behind -- a word"},
 
         {"add rules bank", 2, "there is a rule bank already"},
         {"add rules new --index 2", 2, "index 2 is that of Bank"},

@@ -93,7 +93,9 @@ inline void expectRefused(const std::vector<Refused>& rows) {
         const ProgramResult result = typed(row.line, row.input);
         EXPECT_EQ(result.status, row.status) << row.line;
         EXPECT_EQ(result.out, "") << row.line;
-        EXPECT_THAT(result.err, testing::StartsWith(wordsOf(row.line)[0] + ": ")) << row.line;
+        const bool isJson = row.line.find(" --json") != std::string::npos;
+        EXPECT_THAT(result.err, testing::StartsWith(isJson ? "{\n  \"error\": {" : wordsOf(row.line)[0] + ": "))
+            << row.line;
         EXPECT_FALSE(row.words.empty()) << row.line;
         EXPECT_THAT(result.err, testing::HasSubstr(row.words)) << row.line;
         auto after = stored();

@@ -124,7 +124,7 @@ TEST_F(WdltctlLists, ASpamFileThatHoldsMoreThanIsReadIsNotRewritten) {
                        {"set aspm dwLevel=2", 5, words}});
     }
     TestHome::instance().write("install/SpamWhite.txt", "a\n" + std::string(256, 'x'));
-    expectOutputs({{"set aspm dwLevel=2 --force", ""},
+    expectOutputs({{"set aspm dwLevel=2 --force", "dwLevel  2\n"},
                    {"list spam white", "a\n" + std::string(255, 'x') + "\nx\n"},
                    {"remove spam white x", "1 removed\n"}});
     std::filesystem::remove(install() + "/SpamBlack.txt");

@@ -15,6 +15,7 @@
 #include <climits>
 #include <cstring>
 #include <platform/home.h>
+#include <stdexcept>
 #include <wdltcfg/addresses.h>
 #include <wdltcfg/records.h>
 #include <wdltcfg/wdltcfg.h>
@@ -47,6 +48,15 @@ std::string lastPart(const RegValue& value) {
     return utf8FromUtf16(std::u16string_view(text).substr(text.find_last_of(u"\\/") + 1));
 }
 
+const Field& rowOf(const DataFile& file) {
+    for (const Settings& settings : kSettings)
+        if (settings.key == file.key)
+            for (const Field& field : settings.fields)
+                if (field.value != nullptr && field.value == file.value)
+                    return field;
+    throw std::logic_error("no table has the setting of a file");
+}
+
 std::string pathIfSet(const std::string& narrowName) {
     return narrowName.empty() ? "" : pathOf(narrowName);
 }
@@ -63,12 +73,13 @@ const DataFile& kPrivacyBackup = kDataFiles[1];
 const DataFile& kAddressCache = kDataFiles[2];
 
 std::string_view DataFile::freshName() const {
-    for (const Settings& settings : kSettings)
-        if (settings.key == key)
-            for (const Field& field : settings.fields)
-                if (field.value != nullptr && field.value == value)
-                    return field.freshText;
-    return {};
+    return rowOf(*this).freshText;
+}
+
+std::string DataFile::name() const {
+    const auto opened = RegistryKey::openIfThere(joinPath(kBasePath, utf16FromArgument(key)));
+    const auto found = opened ? opened->value(utf16FromArgument(value)) : std::nullopt;
+    return found ? lastPart(*found) : std::string(rowOf(*this).text);
 }
 
 std::span<const DataFile> allDataFiles() {
@@ -91,11 +102,8 @@ Installation Installation::read() {
 }
 
 std::string Installation::pathOf(const DataFile& file) const {
-    std::string name(file.freshName());
-    if (const auto key = RegistryKey::openIfThere(joinPath(kBasePath, utf16FromArgument(file.key))))
-        if (const auto value = key->value(utf16FromArgument(file.value)))
-            name = lastPart(*value);
-    return prefix + name;
+    const std::string name = file.name();
+    return prefix + (name.empty() ? std::string(file.freshName()) : name);
 }
 
 std::vector<HandlerKey> allHandlerKeys() {

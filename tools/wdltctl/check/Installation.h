@@ -21,6 +21,8 @@ struct DataFile {
 
     /* What a fresh installation calls it. */
     std::string_view freshName() const;
+    /* As the setting says, without folders; the library's default where there is none, which may be no name. */
+    std::string name() const;
 };
 
 std::span<const DataFile> allDataFiles();
@@ -42,7 +44,7 @@ struct Installation {
     /* As the settings say; a ToolError when they can't be read. */
     static Installation read();
 
-    /* The file's path; its fresh name where the setting can't be read. */
+    /* The file's path; with its fresh name where the setting gives none. */
     std::string pathOf(const DataFile& file) const;
 };
 

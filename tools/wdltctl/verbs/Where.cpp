@@ -108,7 +108,7 @@ std::vector<Place> placesOfTree() {
     named("temporary files", installation.temp);
     named("service's logs", installation.log);
     for (const DataFile& file : allDataFiles())
-        named(file.what, installation.install.empty() ? "" : installation.pathOf(file));
+        named(file.what, installation.install.empty() || file.name().empty() ? "" : installation.pathOf(file));
     return places;
 }
 
