@@ -42,7 +42,7 @@ build() {
 run_tests() { ctest --test-dir "build/$1" -j "$((jobs * 2))" --output-on-failure --no-tests=error "${@:2}"; }
 rules_and_interface() {
     tests/gates/house_rules.sh && tests/gates/shares.sh && tests/gates/mutations.sh --check && tests/gates/abi.sh build/release &&
-        tests/gates/settings.sh build/release/bin/settings_page
+        tests/gates/settings.sh build/release/bin/settings_page && tests/gates/operating.sh build/release
 }
 kill_by_the_thousand() {
     WDLT_KILLS=3000 "$1/process_registry_tests" --gtest_filter='*Kill*' &&

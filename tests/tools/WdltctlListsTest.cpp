@@ -3,6 +3,7 @@
 #include "Typed.h"
 
 #include <memory>
+#include <platform/win32.h>
 
 namespace {
 
