@@ -91,6 +91,7 @@ ToolError usageError(const CLI::App& app, const CLI::ParseError& error) {
                                                unknownName(words[0], "option", namesOfOptions(*chosen)).what())};
     if (isAboutWords && !words.empty() && !choices.empty()) {
         std::vector<std::string> names;
+        names.reserve(choices.size());
         for (const CLI::App* choice : choices)
             names.push_back(choice->get_name());
         return unknownName(words[0], chosen == &app ? "verb" : "list", names);

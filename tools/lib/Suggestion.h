@@ -6,7 +6,7 @@
 
 #include <algorithm>
 #include <functional>
-#include <ranges>
+#include <iterator>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -27,11 +27,10 @@ template <class Rows, class NameOf>
 decltype(auto) findNamed(Rows&& rows, std::string_view name, std::string_view kind, NameOf nameOf) {
     const auto found = std::ranges::find_if(
         rows, [&](const auto& row) { return equalsIgnoringCase(std::string_view(std::invoke(nameOf, row)), name); });
-    if (found != std::ranges::end(rows))
+    if (found != std::end(rows))
         return *found;
-    std::vector<std::string> known;
-    for (const auto& row : rows)
-        known.emplace_back(std::invoke(nameOf, row));
+    std::vector<std::string> known(std::size(rows));
+    std::ranges::transform(rows, known.begin(), [&](const auto& row) { return std::string(std::invoke(nameOf, row)); });
     throw unknownName(name, kind, known);
 }
 

@@ -84,7 +84,7 @@ std::string mendDatabase(const Installation& installation, HomeCopy& kept) {
     const DWORD error = openError(database);
     if (error != ERROR_SUCCESS && error != ERROR_FILE_NOT_FOUND)
         throw LayerError(database, static_cast<LONG>(error));
-    const std::string made = fmt::format("made anew from {} items", store.items.size());
+    std::string made = fmt::format("made anew from {} items", store.items.size());
     // Before the first write: that replaces the backup by the database.
     kept.copyFile(database);
     const std::string older = kept.copyFile(backup);

@@ -140,7 +140,7 @@ std::string shownHost(const WdpeHosfHostRecord& host) {
     const auto isZero = [](BYTE byte) { return byte == 0; };
     const auto isControl = [](BYTE byte) { return byte < 0x20 || byte == 0x7F; };
     const auto end = std::find_if_not(bytes.rbegin(), bytes.rend(), isZero).base();
-    const std::string text(bytes.begin(), end);
+    std::string text(bytes.begin(), end);
     if (!text.empty() && text.size() < kHostBytes && std::none_of(bytes.begin(), end, isControl) &&
         isCodePageText(text) && !text.starts_with(kHexWord))
         return text;

@@ -16,7 +16,6 @@
 #include <fmt/format.h>
 #include <memory>
 #include <nlohmann/json.hpp>
-#include <ranges>
 
 namespace wdlt {
 namespace {
@@ -121,10 +120,11 @@ const Settings& settingsOf(const Record& record, std::vector<std::string>& words
         throw whichIsNeeded(record);
     const std::string name = fmt::format("{} {}", record.name, words.front());
     words.erase(words.begin());
-    auto places = kSettings | std::views::filter([&](const Settings& settings) {
-                      return settings.name.starts_with(std::string(record.name) + " ");
-                  });
-    return findNamed(places, name, "record", &Settings::name);
+    std::vector<const Settings*> places;
+    for (const Settings& settings : kSettings)
+        if (settings.name.starts_with(std::string(record.name) + " "))
+            places.push_back(&settings);
+    return *findNamed(places, name, "record", [](const Settings* settings) { return settings->name; });
 }
 
 void describe(const std::string& name, std::vector<std::string> words, const Options& options) {

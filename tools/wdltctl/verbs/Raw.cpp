@@ -127,7 +127,7 @@ void rawRead(const RawArguments& arguments, const Options& options) {
 
 /* The address tells its size only while its record can be read. */
 std::string sizesText(const Address& address, std::size_t given) {
-    const std::string text = fmt::format("the file has {} bytes", given);
+    std::string text = fmt::format("the file has {} bytes", given);
     try {
         return fmt::format("{}, the address takes {}", text, queryRecordSize(address));
     } catch (const ToolError&) {

@@ -14,9 +14,9 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
-#include <ranges>
 #include <span>
 #include <utility>
+#include <vector>
 #include <wdltcfg/status.h>
 
 namespace wdlt {
@@ -51,7 +51,8 @@ Selection select(const Feature& feature, const SwitchArguments& arguments) {
         selection.detail = arguments.option ? *arguments.option : feature.storedOption();
     else if (arguments.option)
         throw ToolError(ExitStatus::Usage, fmt::format("--option: {} has none", feature.name));
-    auto places = feature.places | std::views::filter([](const FeatureItem& place) { return place.type != 0; });
+    std::vector<FeatureItem> places(feature.places.begin(), feature.places.end());
+    std::erase_if(places, [](const FeatureItem& place) { return place.type == 0; });
     for (const std::string& protocol : arguments.protocols)
         selection.places.push_back(
             findNamed(places, protocol, fmt::format("protocol of {}", feature.name), &FeatureItem::protocolName));
