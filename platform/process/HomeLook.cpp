@@ -52,7 +52,9 @@ DWORD Home::look(fs::path& path) const {
         {registryPath() / "lock.mdb", false, false},
         {objectsPath(), true, false},
     };
-    bool isMissing = error == ERROR_FILE_NOT_FOUND;
+    bool isMissing = error == ERROR_FILE_NOT_FOUND && ::access(registryPath().c_str(), F_OK) != 0;
+    if (!isMissing && error == ERROR_FILE_NOT_FOUND) // lost: whoever opens the home makes them anew
+        error = ERROR_SUCCESS;
     for (const auto& part : parts) {
         if (error != ERROR_SUCCESS)
             break;

@@ -45,7 +45,7 @@ TEST_F(Wdltctl, CheckFindsWhatIsWrongAndMendsWhatLosesNothing) {
                              "install/UrlWhite.dat", "install/HostWhite.dat"})
         put(name, "x");
     for (const auto& [path, mode] :
-         {std::pair{outside, 0755}, {home("registry"), 0755}, {install() + "/Privacy.dat", 0644}})
+         {std::pair{outside, 0755U}, {home("registry"), 0755U}, {install() + "/Privacy.dat", 0644U}})
         ::chmod(path.c_str(), mode);
     done("wdltreg set " + kBase + " LogPath sz " + outside);
     done("wdltreg set " + kUrls + " Whitelist sz Other.dat");

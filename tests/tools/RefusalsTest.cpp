@@ -58,8 +58,7 @@ TEST_F(Wdltctl, AndItsNeighboursRefuseWhatMakesNoSense) {
         {"set http szTargetRequestMethods=" + many(17), 2, "isn't a name of 1 to 16 bytes"},
         {"set http szTargetRequestMethods=x" + many(32, ",x"), 2, "33 names, at most 32 have room"},
 
-        {"remove redirects POP3 Mail", 5, "status -16 (key or value doesn't exist): session Mail"},
-        {"add redirects POP3 Mail", 5, "status -3 (invalid argument)"},
+        {"add redirects POP3 Mail", 2, "one of --process, --image and --port is needed"},
         {"add redirects POP3 a\\b --port 1", 2, "none of them a backslash"},
         {"add redirects POP3 12345678901 --port 1", 2, "SESSION: at most 10 characters"},
         {"add redirects POP3 Mail --process 1234567890123456", 2, "--process: at most 15 bytes"},

@@ -2,15 +2,28 @@
 
 #include "LayerError.h"
 
+#include <array>
+#include <climits>
 #include <cstdio>
+#include <platform/home.h>
+#include <string>
 #include <unistd.h>
 
 namespace wdlt {
+namespace {
+
+std::string lockPath() {
+    std::array<char, PATH_MAX> home{};
+    WdLookAtHome(home.data(), static_cast<DWORD>(home.size()));
+    return std::string("the lock of changes in ") + home.data();
+}
+
+} // namespace
 
 ChangeLock::ChangeLock() : m_mutex(CreateMutexA(nullptr, FALSE, kName)) {
     constexpr DWORD kUntold = 500;
     if (m_mutex == nullptr)
-        throw LayerError(kName, static_cast<LONG>(GetLastError()));
+        throw LayerError(lockPath(), static_cast<LONG>(GetLastError()));
     DWORD result = WaitForSingleObject(m_mutex, kUntold);
     if (result == WAIT_TIMEOUT) {
         if (::isatty(STDERR_FILENO) == 1)
@@ -21,7 +34,7 @@ ChangeLock::ChangeLock() : m_mutex(CreateMutexA(nullptr, FALSE, kName)) {
         return;
     const auto error = static_cast<LONG>(GetLastError());
     CloseHandle(m_mutex);
-    throw LayerError(kName, error);
+    throw LayerError(lockPath(), error);
 }
 
 ChangeLock::~ChangeLock() {

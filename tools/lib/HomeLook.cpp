@@ -15,6 +15,7 @@ bool lookAtHome(std::string& path, HomeUse use) {
     path = found.data();
     if (error == ERROR_FILE_NOT_FOUND)
         return false;
+    const bool isSettings = path.ends_with("/settings");
     const bool mayChange = use == HomeUse::Change || use == HomeUse::Replace;
     const bool opensRegistry = use == HomeUse::Read || use == HomeUse::Change;
     if (error == ERROR_WRITE_PROTECT && !mayChange)
@@ -41,8 +42,13 @@ bool lookAtHome(std::string& path, HomeUse use) {
     case ERROR_DIRECTORY:
         return refuse("not a directory: " + path);
     case ERROR_BADDB:
-    case ERROR_REGISTRY_CORRUPT:
     case ERROR_INVALID_DATA:
+        if (isSettings)
+            return refuse(error == ERROR_BADDB
+                              ? path + ": a newer version's; this one can't use the home"
+                              : "damaged: " + path + "; without that file the home has the default code page");
+        [[fallthrough]];
+    case ERROR_REGISTRY_CORRUPT:
         return refuse("damaged: " + path + "; wdltctl check tells more");
     default:
         return refuse(fmt::format("{}: {}", path, layerErrorText(static_cast<LONG>(error))));

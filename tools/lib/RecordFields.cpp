@@ -122,7 +122,7 @@ void setNames(const Field& field, std::span<BYTE> record, std::string_view text)
 } // namespace
 
 Json fieldJson(const Field& field, std::span<const BYTE> record, bool showSecrets) {
-    if (field.isSecret && !showSecrets)
+    if (field.isSecret && !showSecrets && !textAt(field, record).empty())
         return std::string(kHiddenSecret);
     switch (field.kind) {
     case FieldKind::Text:
@@ -145,7 +145,7 @@ Json fieldJson(const Field& field, std::span<const BYTE> record, bool showSecret
 }
 
 std::string fieldText(const Field& field, std::span<const BYTE> record, bool showSecrets) {
-    if (field.isSecret && !showSecrets)
+    if (field.isSecret && !showSecrets && !textAt(field, record).empty())
         return std::string(kHiddenSecret);
     switch (field.kind) {
     case FieldKind::Text:

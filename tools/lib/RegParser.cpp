@@ -38,12 +38,12 @@ Place placeBehind(std::u16string_view text) {
     throw RegSyntaxError(place.line, place.column, message);
 }
 
-std::u16string decodeUtf16(std::string_view bytes) {
+std::u16string decodeUtf16(std::string_view bytes, std::size_t lowAt = 0) {
     std::u16string text;
     text.reserve(bytes.size() / 2);
     for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
-        const auto low = static_cast<unsigned char>(bytes[i]);
-        const auto high = static_cast<unsigned char>(bytes[i + 1]);
+        const auto low = static_cast<unsigned char>(bytes[i + lowAt]);
+        const auto high = static_cast<unsigned char>(bytes[i + 1 - lowAt]);
         text.push_back(static_cast<char16_t>(low | (high << 8)));
     }
     if (bytes.size() % 2 != 0)
@@ -76,10 +76,8 @@ bool hasZeroAt(std::size_t place, std::string_view bytes) {
 std::u16string decodeText(std::string_view bytes) {
     if (bytes.starts_with("\xFF\xFE"))
         return decodeUtf16(bytes.substr(2));
-    if (hasZeroAt(1, bytes))
-        return decodeUtf16(bytes);
-    if (bytes.starts_with("\xFE\xFF") || hasZeroAt(0, bytes))
-        throw RegSyntaxError(1, 1, "big-endian UTF-16 isn't supported");
+    if (bytes.starts_with("\xFE\xFF"))
+        return decodeUtf16(bytes.substr(2), 1);
     if (bytes.starts_with("\xEF\xBB\xBF"))
         bytes.remove_prefix(3);
     return decodeUtf8(bytes);
@@ -368,8 +366,11 @@ class Parser {
 } // namespace
 
 RegDocument parseRegText(std::string_view bytes) {
-    const std::u16string text = bytes.starts_with(kNarrowBytes) ? decodeNarrow(bytes) : decodeText(bytes);
-    return Parser(text).parse();
+    if (bytes.starts_with(kNarrowBytes))
+        return Parser(decodeNarrow(bytes)).parse();
+    if (hasZeroAt(1, bytes))
+        return Parser(decodeUtf16(bytes)).parse();
+    return Parser(hasZeroAt(0, bytes) ? decodeUtf16(bytes, 1) : decodeText(bytes)).parse();
 }
 
 } // namespace wdlt

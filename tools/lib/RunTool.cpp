@@ -58,7 +58,6 @@ Run g_run;
 
 int parseAndRun(const Tool& tool, int argc, char** argv) {
     CLI::App app(tool.description, tool.name);
-    app.footer(tool.footer);
     app.fallthrough();
     app.ignore_case(); // of the verbs' names
     app.set_version_flag("--version", fmt::format("{} {}", tool.name, WDLT_VERSION), "Print the version");
@@ -66,6 +65,7 @@ int parseAndRun(const Tool& tool, int argc, char** argv) {
         app.require_subcommand(1);
     app.get_formatter()->column_width(34);
     tool.addVerbs(app);
+    app.footer(tool.footer); // behind them, since a verb takes over what is there when it is added
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& request) {

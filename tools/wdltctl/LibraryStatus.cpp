@@ -30,6 +30,10 @@ std::string statusText(std::int32_t status) {
     return fmt::format("status {} ({})", status, wdltStatusText(status));
 }
 
+std::int32_t missingIsEmpty(std::int32_t status) {
+    return status == WDLT_E_FILE_NOT_FOUND ? WDLT_OK : status;
+}
+
 void checkStatus(std::int32_t status, std::string_view detail) {
     const std::string logged = LibraryWatch::takeLastError();
     if (status >= WDLT_OK)
@@ -40,7 +44,8 @@ void checkStatus(std::int32_t status, std::string_view detail) {
     if (!logged.empty())
         text += fmt::format(": \"{}\"", logged);
     const auto* const advice = std::ranges::find(kAdvice, status, &Advice::status);
-    if (advice != std::end(kAdvice))
+    const std::string& verb = LibraryWatch::verb();
+    if (advice != std::end(kAdvice) && verb != "check" && !verb.starts_with("raw "))
         text += fmt::format("; {}", advice->words);
     const ErrorPlace place{wdltStatusName(status), {}, std::string(detail)};
     if (status == WDLT_E_NO_ANSWER)

@@ -19,8 +19,6 @@
 namespace wdlt {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 constexpr DWORD kEntryLines = 1;
 constexpr DWORD kErrorLines = 256;
 constexpr auto kUntoldWait = std::chrono::milliseconds(500);
@@ -30,7 +28,7 @@ struct Heard {
     bool isVerbose = false;
     std::mutex mutex; /* of what follows */
     std::string lastError;
-    std::optional<Clock::time_point> waitingSince;
+    bool isWaiting = false; /* for the service's answer */
     unsigned unanswered = 0;
 };
 
@@ -47,16 +45,16 @@ void hear(DWORD level, LPCWSTR message) {
         if (heard().isVerbose)
             fmt::print(stderr, "wdltctl: log: {}\n", heard().lastError);
     } else if (line == u"***Waiting response...") {
-        heard().waitingSince = Clock::now();
+        heard().isWaiting = true;
     } else if (line == u"***Waiting was successful..." || line == u"***Waiting has timeout...") {
-        heard().waitingSince.reset();
+        heard().isWaiting = false;
         heard().unanswered += line == u"***Waiting has timeout..." ? 1 : 0;
     }
 }
 
-bool isWaiting(std::chrono::milliseconds time) {
+bool isWaiting() {
     const std::lock_guard lock(heard().mutex);
-    return heard().waitingSince && Clock::now() - *heard().waitingSince >= time;
+    return heard().isWaiting;
 }
 
 sigset_t interrupts() {
@@ -131,6 +129,7 @@ std::string LibraryWatch::takeLastError() {
 void LibraryWatch::watch(const std::stop_token& stop) {
     constexpr timespec kPause{0, 100'000'000};
     const sigset_t set = interrupts();
+    const auto begin = std::chrono::steady_clock::now();
     bool isTold = ::isatty(STDERR_FILENO) != 1;
     for (;;) {
         const int signal = sigtimedwait(&set, nullptr, &kPause);
@@ -138,8 +137,10 @@ void LibraryWatch::watch(const std::stop_token& stop) {
             return;
         if (signal == SIGINT)
             interrupted();
-        if (!isTold && isWaiting(kUntoldWait)) {
-            fmt::print(stderr, "waiting for the service (up to 60 s for each record)\n");
+        if (!isTold && std::chrono::steady_clock::now() - begin >= kUntoldWait) {
+            fmt::print(stderr, "{}\n",
+                       isWaiting() ? "waiting for the service (up to 60 s for each record)"
+                                   : "waiting for the service, or for another program's change");
             isTold = true;
         }
     }
@@ -152,7 +153,7 @@ void LibraryWatch::interrupted() {
         const auto changed = changesBetween(*m_before, storedValues());
         if (!changed.empty())
             done = fmt::format("changed so far: {}", fmt::join(changed, ", "));
-        else if (isWaiting(std::chrono::milliseconds(0)))
+        else if (isWaiting())
             done = "what was to change is stored, but the service hasn't answered";
         else
             done = "no setting is changed, and a list is old or new as a whole";

@@ -192,7 +192,7 @@ void addVerbs(CLI::App& app) {
     addKey(query)->required();
     auto* queryName = query->add_option("NAME", arguments->name, "Value to show");
     query->add_flag("-r,--recursive", arguments->recursive, "Show all keys below it too")->excludes(queryName);
-    query->add_flag("--json", arguments->json, "Print JSON: an object, with -r a list of them");
+    app.add_flag("--json", arguments->json, "Print JSON: for query an object, with -r a list of them");
     reads(query, [arguments, queryName] {
         if (queryName->count() > 0)
             queryValue(*arguments);

@@ -57,12 +57,8 @@ const Field& rowOf(const DataFile& file) {
     throw std::logic_error("no table has the setting of a file");
 }
 
-std::string pathIfSet(const std::string& narrowName) {
-    return narrowName.empty() ? "" : pathOf(narrowName);
-}
-
 std::string folderIfSet(const std::string& narrowName) {
-    const std::string path = pathIfSet(narrowName);
+    const std::string path = narrowName.empty() ? "" : pathOf(narrowName);
     return path.size() > 1 && path.ends_with('/') ? path.substr(0, path.size() - 1) : path;
 }
 
@@ -97,13 +93,15 @@ Installation Installation::read() {
     WdchSystemData system{};
     std::uint64_t size = sizeof system;
     checkStatus(WdltReadConfig(WDLT_PROTOCOL_SYSTEM, WDLT_SCAN_NONE, WDLT_CONFIG_DEFAULT, &system, &size), "system");
-    return {pathIfSet(narrowOf(system.installPath)), folderIfSet(narrowOf(system.installPath)),
+    return {narrowOf(system.installPath), folderIfSet(narrowOf(system.installPath)),
             folderIfSet(narrowOf(system.tempPath)), folderIfSet(narrowOf(system.logPath))};
 }
 
 std::string Installation::pathOf(const DataFile& file) const {
     const std::string name = file.name();
-    return prefix + (name.empty() ? std::string(file.freshName()) : name);
+    std::string narrow;
+    narrowFromUtf8(name.empty() ? std::string(file.freshName()) : name, narrow);
+    return wdlt::pathOf(prefix + narrow);
 }
 
 std::vector<HandlerKey> allHandlerKeys() {

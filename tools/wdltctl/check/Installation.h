@@ -34,9 +34,9 @@ extern const DataFile& kAddressCache;
 std::string pathOf(const std::string& narrowName);
 
 struct Installation {
-    /* What stands before a file's name: the install directory as it is stored, with the separator at its end. */
+    /* As it is stored, in the system code page: a file's name stands directly behind it. */
     std::string prefix;
-    /* Without one. Empty where the setting is. */
+    /* The directories, without a separator at the end. Empty where the setting is. */
     std::string install;
     std::string temp;
     std::string log;

@@ -38,11 +38,6 @@ std::string failureOf(Call&& call) {
     }
 }
 
-/* A list that was never written has no file. */
-std::int32_t missingIsEmpty(std::int32_t status) {
-    return status == WDLT_E_FILE_NOT_FOUND ? std::int32_t{WDLT_OK} : status;
-}
-
 void lookAtRecord(Findings& findings, const Record& record, const std::string& which) {
     const std::string name = which.empty() ? std::string(record.name) : fmt::format("{} {}", record.name, which);
     std::vector<BYTE> bytes(record.size);
@@ -77,8 +72,10 @@ void lookAtHandlers(Findings& findings) {
     for (const HandlerKey& handler : allHandlerKeys()) {
         const std::string path = settingsKey("ProtocolHandler\\" + utf8FromUtf16(handler.name));
         if (const auto [first, isFirst] = served.emplace(handler.type, handler.name); !isFirst)
-            findings.push_back({path, fmt::format("serves protocol {}, as {} does: only one of them is used",
-                                                  handler.type, displayText(first->second))});
+            findings.push_back(
+                {path,
+                 fmt::format("serves protocol {}, as {} does: only one of them is used; wdltreg delete removes a key",
+                             handler.type, displayText(first->second))});
         const std::u16string folder = joinPath(joinPath(kBasePath, u"Scan"), handler.scan);
         if (handler.scan.empty() || !RegistryKey::openIfThere(folder))
             findings.push_back(

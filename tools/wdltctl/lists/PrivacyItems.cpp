@@ -41,6 +41,8 @@ struct ItemArguments {
     std::vector<std::string> names;
     std::vector<std::string> texts;
     std::string file;
+    bool allowEmpty = false;
+    bool dryRun = false;
 };
 
 PrivacyItems readItems() {
@@ -240,7 +242,7 @@ PrivacyViewItem itemFrom(const Json& element, const PrivacyItems& store, const s
     return item;
 }
 
-void importItems(const ItemArguments& arguments) {
+void importItems(const ItemArguments& arguments, const Options& options) {
     const Json document = Json::parse(readFile(arguments.file), nullptr, false);
     if (!document.is_array())
         throw ToolError(ExitStatus::Usage, arguments.file + ": not a JSON list of items, as export writes it");
@@ -253,7 +255,15 @@ void importItems(const ItemArguments& arguments) {
             throw ToolError(ExitStatus::Usage, fmt::format("{}: index {} is there twice", where, item.dwItemIndex));
         store.items.push_back(item);
     }
-    writeItems(store);
+    if (store.items.empty() && !arguments.allowEmpty)
+        throw ToolError(ExitStatus::Usage, "no item is there; --allow-empty removes all of them");
+    if (!arguments.dryRun)
+        writeItems(store);
+    if (options.json)
+        printJson({{"items", store.items.size()}, {"before", old.items.size()}, {"stored", !arguments.dryRun}});
+    else
+        fmt::print("{} items in place of {}{}\n", store.items.size(), old.items.size(),
+                   arguments.dryRun ? "; nothing is stored" : "");
 }
 
 void exportItems(const ItemArguments& arguments, const Options& options) {
@@ -316,11 +326,13 @@ void addItemRemove(CLI::App& verb, const Options& options) {
     runs(*items, Needs::Change, [arguments, &options] { removeItems(*arguments, options); });
 }
 
-void addItemImport(CLI::App& verb, const Options& /*options*/) {
+void addItemImport(CLI::App& verb, const Options& options) {
     const auto arguments = std::make_shared<ItemArguments>();
     auto* items = addItems(verb, "Replace the privacy items by those of a JSON file; a hidden text stays as it is");
     items->add_option("FILE", arguments->file, "The file, - for the standard input")->required();
-    runs(*items, Needs::Change, [arguments] { importItems(*arguments); });
+    items->add_flag("--allow-empty", arguments->allowEmpty, "Let an empty list remove all items");
+    items->add_flag("--dry-run", arguments->dryRun, "Check the file, store nothing");
+    runs(*items, Needs::Change, [arguments, &options] { importItems(*arguments, options); });
 }
 
 void addItemExport(CLI::App& verb, const Options& options) {

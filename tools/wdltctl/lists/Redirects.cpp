@@ -95,15 +95,22 @@ WdchSystemRedirect redirectFrom(const RedirectArguments& arguments) {
 
 void write(const RedirectArguments& arguments, std::uint64_t configType, const Options& options) {
     WdchSystemRedirect redirect = redirectFrom(arguments);
+    if (configType == WDLT_CONFIG_REDIRECT_ADD && redirect.port == 0 && arguments.process.empty() &&
+        arguments.image.empty())
+        throw ToolError(ExitStatus::Usage, "one of --process, --image and --port is needed");
     const Handler handler = findHandler(arguments.handler);
-    checkStatus(WdltWriteConfig(WDLT_PROTOCOL_SYSTEM + handler.head.type, WDLT_SCAN_NONE, configType, &redirect,
-                                sizeof redirect),
-                fmt::format("session {} of {}", arguments.session, handler.name()));
+    const std::string session = fmt::format("session {} of {}", arguments.session, handler.name());
+    const std::int32_t status = WdltWriteConfig(WDLT_PROTOCOL_SYSTEM + handler.head.type, WDLT_SCAN_NONE, configType,
+                                                &redirect, sizeof redirect);
+    if (configType == WDLT_CONFIG_REDIRECT_DELETE && status == WDLT_E_NOT_FOUND) {
+        printRemoved(0, options);
+        return;
+    }
+    checkStatus(status, session);
     if (options.json)
         printJson({{"handler", handler.name()}, {"session", arguments.session}});
     else
-        fmt::print("session {} of {} {}\n", arguments.session, handler.name(),
-                   configType == WDLT_CONFIG_REDIRECT_ADD ? "stored" : "removed");
+        fmt::print("{} {}\n", session, configType == WDLT_CONFIG_REDIRECT_ADD ? "stored" : "removed");
 }
 
 CLI::App* addRedirects(CLI::App& verb, const char* help, const std::shared_ptr<RedirectArguments>& arguments) {

@@ -2,6 +2,7 @@
 
 #include "Display.h"
 #include "Files.h"
+#include "Installation.h"
 #include "LibraryStatus.h"
 #include "RegText.h"
 #include "Suggestion.h"
@@ -39,23 +40,35 @@ struct TextListRequest {
         return found == list.types.end() ? 0 : static_cast<std::uint32_t>(found - list.types.begin());
     }
     std::string name() const { return fmt::format("{} list", list.types.empty() ? list.name : typeWord); }
+    /* For errors: the file too, where the list has one. */
+    std::string place() const {
+        for (const DataFile& file : allDataFiles())
+            if (file.list == list.name && file.type == type())
+                return fmt::format("{}, {}", name(), displayNarrow(Installation::read().pathOf(file)));
+        return name();
+    }
 };
 
 Texts readList(const TextListRequest& request) {
     Texts texts;
     const std::int32_t status = request.list.read(request.type(), texts);
-    if (status != WDLT_E_FILE_NOT_FOUND)
-        checkStatus(status, request.name());
+    if (missingIsEmpty(status) < WDLT_OK)
+        checkStatus(status, request.place());
     return texts;
+}
+
+void checkCount(const TextListRequest& request, const Texts& texts) {
+    if (texts.size() > request.list.mostEntries)
+        throw ToolError(ExitStatus::Usage, fmt::format("{}: {} records, at most {}", request.name(), texts.size(),
+                                                       request.list.mostEntries));
 }
 
 void writeList(const TextListRequest& request, const Texts& texts) {
     if (request.list.lookBeforeWrite != nullptr)
         request.list.lookBeforeWrite(request.force);
-    if (texts.size() > request.list.mostEntries)
-        throw ToolError(ExitStatus::Usage, fmt::format("{}: {} records, at most {}", request.name(), texts.size(),
-                                                       request.list.mostEntries));
-    checkStatus(request.list.write(request.type(), texts), request.name());
+    checkCount(request, texts);
+    const std::int32_t status = request.list.write(request.type(), texts);
+    checkStatus(status, status < WDLT_OK ? request.place() : "");
 }
 
 void show(const TextListRequest& request) {
@@ -222,6 +235,7 @@ void import(const TextListRequest& request) {
         texts = before;
         texts.insert(texts.end(), added.begin(), added.end());
     }
+    checkCount(request, texts);
     const std::size_t removed = without(before, texts).size();
     if (!request.dryRun && texts != replaced)
         writeList(request, texts);
@@ -274,6 +288,8 @@ std::string storedText(const TextList& list, const std::string& typed, const std
     std::string narrow;
     if (!narrowFromUtf8(typed, narrow))
         throw ToolError(ExitStatus::Usage, where + ": not a text of the system code page");
+    if (narrow.find('\n') != std::string::npos)
+        throw ToolError(ExitStatus::Usage, where + ": a line's end inside");
     std::optional<std::string> stored;
     if (!narrow.empty() && narrow.find('\0') == std::string::npos) {
         if (list.canonical != nullptr)

@@ -141,6 +141,8 @@ std::string secretFrom(const Field& field, const std::string& file) {
     for (const char end : {'\n', '\r'})
         if (secret.ends_with(end))
             secret.pop_back();
+    if (secret.find('\n') != std::string::npos)
+        throw ToolError(ExitStatus::Usage, fmt::format("{}: more than one line", field.member));
     if (secret.empty())
         throw ToolError(ExitStatus::Usage, fmt::format("{0}: nothing in {1}; {0}= stores an empty one", field.member,
                                                        file == kStandardStream ? "the standard input" : file));

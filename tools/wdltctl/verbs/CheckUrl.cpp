@@ -30,12 +30,14 @@ void checkUrls(const CheckArguments& arguments, const Options& options) {
     Json document = Json::array();
     std::string text;
     std::size_t missing = 0;
-    std::int32_t failure = WDLT_OK;
+    const std::uint32_t type = arguments.list == "white" ? WDLT_LIST_WHITE : WDLT_LIST_BLACK;
+    // The library answers "no" for a list that it can't read.
+    Texts texts;
+    std::int32_t failure = missingIsEmpty(list.read(type, texts));
     for (const std::string& url : arguments.urls) {
         WdpeUrlfUrlRecord record{};
         storedText(list, url, list.noun).copy(record.szUrl, list.mostBytes);
-        const std::int32_t answer =
-            WdltUrlfIsRecordExists(arguments.list == "white" ? WDLT_LIST_WHITE : WDLT_LIST_BLACK, &record);
+        const std::int32_t answer = failure < 0 ? failure : WdltUrlfIsRecordExists(type, &record);
         failure = std::min(failure, answer);
         missing += answer == 0 ? 1 : 0;
         document.push_back({{"url", url}, {"found", answer < 0 ? Json(nullptr) : Json(answer != 0)}});

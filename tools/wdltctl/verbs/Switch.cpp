@@ -53,6 +53,8 @@ Selection select(const Feature& feature, const SwitchArguments& arguments) {
         throw ToolError(ExitStatus::Usage, fmt::format("--option: {} has none", feature.name));
     std::vector<FeatureItem> places(feature.places.begin(), feature.places.end());
     std::erase_if(places, [](const FeatureItem& place) { return place.type == 0; });
+    if (places.empty() && !arguments.protocols.empty())
+        throw ToolError(ExitStatus::Usage, fmt::format("--protocol: {} is switched as a whole", feature.name));
     for (const std::string& protocol : arguments.protocols)
         selection.places.push_back(
             findNamed(places, protocol, fmt::format("protocol of {}", feature.name), &FeatureItem::protocolName));

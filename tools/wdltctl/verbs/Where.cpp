@@ -126,16 +126,18 @@ std::vector<Place> allPlaces() {
     std::vector<Place> places;
     const fs::path home = fs::path(pathOf("C:\\")).parent_path(); // a drive is a folder of the home
     bool isThere = false;
+    bool isTold = false;
     addTo(places, "home", [&]() -> std::vector<Place> {
         std::string path;
         isThere = lookAtHome(path, HomeUse::Read);
+        isTold = true;
         return {placeOf("home", home, isThere ? layoutOf(home) : "not set up")};
     });
     places.push_back(placeOf("registry", home / "registry/data.mdb"));
     addTo(places, "settings", [&]() -> std::vector<Place> {
         const std::string key = fullKeyName(kBasePath);
         isThere = isThere && hasTree();
-        return {{"settings", key, {}, isThere ? "" : "nothing is laid down: wdltctl init"}};
+        return {{"settings", key, {}, isThere ? "" : isTold ? "nothing is laid down: wdltctl init" : "can't be told"}};
     });
     addTo(places, "install and lists", [&] {
         return isThere ? placesOfTree() : std::vector<Place>{{"install and lists", "", {}, "no setting names them"}};
