@@ -25,12 +25,10 @@ class ExportGate {
 
     // What opens the gate when it succeeds: at open(), or at a later call.
     void set(Attach attach) { m_attach = attach; }
-    bool open();
-    bool enter() { return m_state.load(std::memory_order_acquire) == kOpen || enterSlowly(); }
+    bool open(); // a call while another thread is opening it waits for that
+    bool enter() { return m_state.load(std::memory_order_acquire) == kOpen || open(); }
 
   private:
-    bool enterSlowly();
-
     static constexpr ULONGLONG kPauseMs = 1000; // between two attempts
     static constexpr std::uint32_t kShut = 0;
     static constexpr std::uint32_t kOpen = 0xFFFFFFFFu;

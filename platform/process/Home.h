@@ -40,9 +40,9 @@ class Home {
     const std::filesystem::path& path() const { return m_path; }
     std::filesystem::path registryPath() const { return m_path / "registry"; }
     std::filesystem::path objectsPath() const { return locksPath() / "objects"; }
-    // On a read-only file system nobody changes settings, but locks and named objects need files: they lie in memory
-    // then, in a directory of this account alone. Looked at once: a process that is there when the file system becomes
-    // writable still reads only.
+    // On a read-only file system settings can't be changed from here, but locks and named objects need files: they lie
+    // in memory then, in a directory of this account alone, and the registry is read from a copy. Looked at once: a
+    // process that is there when the file system becomes writable still reads what it found.
     bool isReadOnly() const { return !m_locks.empty(); }
     const std::filesystem::path& locksPath() const { return isReadOnly() ? m_locks : m_path; }
 

@@ -380,14 +380,20 @@ DWORD RegistryEnvironment::openOnce() {
 }
 
 DWORD RegistryEnvironment::openEngine() {
-    const std::string path = m_home.registryPath(); // may throw: not once there is an environment to leak
-    const PageFaults faults;                        // the map's address is known only at the end
+    // What may throw comes first: not once there is an environment to leak.
+    FileDescriptor copy;
+    if (m_home.isReadOnly())
+        if (const DWORD error = RegistryFiles::copyDataFile(m_home, copy))
+            return error;
+    const std::string path =
+        copy.valid() ? "/proc/self/fd/" + std::to_string(copy.get()) : m_home.registryPath().string();
+    const PageFaults faults; // the map's address is known only at the end
     int code = mdb_env_create(&m_engine);
     if (code == 0)
         code = mdb_env_set_maxreaders(m_engine, RegistryFiles::kReaders);
     // Without syncs a commit still survives a killed process: its pages are with the system by then, in their order.
     const unsigned flags = MDB_NOTLS | (m_home.durable() ? 0u : unsigned{MDB_NOSYNC}) |
-                           (m_home.isReadOnly() ? unsigned{MDB_RDONLY | MDB_NOLOCK} : 0u);
+                           (copy.valid() ? unsigned{MDB_RDONLY | MDB_NOLOCK | MDB_NOSUBDIR} : 0u);
     if (code == 0)
         code = mdb_env_open(m_engine, path.c_str(), flags, 0600);
     mdb_filehandle_t file = -1;

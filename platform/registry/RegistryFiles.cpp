@@ -13,6 +13,8 @@
 #include <cstring>
 #include <lmdb.h>
 #include <memory>
+#include <sys/mman.h>
+#include <sys/sendfile.h>
 #include <unistd.h>
 
 namespace wd {
@@ -316,11 +318,12 @@ DWORD RegistryFiles::prepareLockFile(const Home& home) {
 
 DWORD RegistryFiles::prepareDataFile(const Home& home, const NamespaceGuard& guard) {
     const fs::path path = home.registryPath() / "data.mdb";
-    const int access = home.isReadOnly() ? O_RDONLY : O_RDWR;
-    const FileDescriptor file(sys::open(path.c_str(), access | O_CLOEXEC | O_NOFOLLOW, 0));
+    if (home.isReadOnly())
+        return ERROR_SUCCESS; // a copy of it is read
+    const FileDescriptor file(sys::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW, 0));
     if (file.valid())
         return checkDatabase(file.get(), guard.isFirst());
-    if (errno != ENOENT || home.isReadOnly())
+    if (errno != ENOENT)
         return systemError();
     // Others use a database that somebody has removed: a new one must not be used with their lock file.
     if (!guard.isFirst())
@@ -337,6 +340,44 @@ DWORD RegistryFiles::prepareDataFile(const Home& home, const NamespaceGuard& gua
     if (sys::chmod(beside.c_str(), modes.file) != 0 || sys::rename(beside.c_str(), path.c_str()) != 0)
         return systemError();
     return home.durable() ? syncDirectory(home.registryPath()) : ERROR_SUCCESS;
+}
+
+// A file system that is read-only here may be written to elsewhere, through another mount of it, and no lock keeps its
+// pages from being used again below a reader. So each process reads a copy, as whole as the file was when it opened it:
+// no commit came in between, or the copy is made anew.
+DWORD RegistryFiles::copyDataFile(const Home& home, FileDescriptor& copy) {
+    const fs::path path = home.registryPath() / "data.mdb";
+    const FileDescriptor file(sys::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW, 0));
+    if (!file.valid())
+        return systemError();
+    const auto transactionOf = [&](std::uint64_t& newest) {
+        EngineHead first{};
+        EngineHead second{};
+        const bool isRead = readHead(file.get(), 0, first) && first.isPlausible() &&
+                            readHead(file.get(), static_cast<off_t>(first.free.pad), second);
+        newest = std::max(first.transaction, second.transaction);
+        return isRead;
+    };
+    constexpr int kAttempts = 20;
+    for (int i = 0; i < kAttempts; ++i) {
+        std::uint64_t before = 0;
+        std::uint64_t after = 0;
+        if (!transactionOf(before))
+            return ERROR_BADDB;
+        copy = FileDescriptor(::memfd_create("wardlet registry", MFD_CLOEXEC));
+        struct stat status {};
+        if (!copy.valid() || sys::fstat(file.get(), &status) != 0)
+            return systemError();
+        for (off_t at = 0; at < status.st_size;) {
+            const ssize_t bytes =
+                ::sendfile(copy.get(), file.get(), &at, static_cast<std::size_t>(status.st_size - at));
+            if (bytes <= 0)
+                return bytes == 0 ? DWORD{ERROR_BADDB} : systemError();
+        }
+        if (transactionOf(after) && before == after)
+            return checkDatabase(copy.get(), true);
+    }
+    return ERROR_SHARING_VIOLATION;
 }
 
 // The guard lets nobody open the registry meanwhile. The engine's lock file goes too: what it says about readers and
@@ -360,6 +401,8 @@ DWORD RegistryFiles::setAside(const Home& home, const fs::path& folder) {
 } // namespace wd
 
 DWORD WdSetRegistryAside(LPCSTR folder) {
+    if (folder == nullptr)
+        return ERROR_INVALID_PARAMETER;
     return static_cast<DWORD>(wd::withinMemory(
         [&]() -> LONG { return static_cast<LONG>(wd::RegistryFiles::setAside(wd::home(), wd::mapPath(folder))); }));
 }

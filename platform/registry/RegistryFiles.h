@@ -93,6 +93,8 @@ struct RegistryFiles {
     // Checks data.mdb, or makes it with a root key when the home has none. Called under the opener's lock.
     static DWORD prepareDataFile(const Home& home, const NamespaceGuard& guard);
     // Moves data.mdb into a folder of the same file system. ERROR_SHARING_VIOLATION while anybody uses the registry.
+    // For a read-only home: the data file in memory.
+    static DWORD copyDataFile(const Home& home, FileDescriptor& copy);
     static DWORD setAside(const Home& home, const std::filesystem::path& folder);
 };
 

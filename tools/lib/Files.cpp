@@ -16,6 +16,8 @@
 namespace wdlt {
 namespace {
 
+constexpr std::size_t kMostBytes = std::size_t{64} << 20; // more than any list or tree
+
 struct CloseFile {
     void operator()(std::FILE* file) const { std::fclose(file); }
 };
@@ -69,7 +71,9 @@ std::string readFile(const std::string& file) {
     std::string content;
     std::array<char, 65536> buffer{};
     while (const std::size_t got = std::fread(buffer.data(), 1, buffer.size(), source))
-        content.append(buffer.data(), got);
+        if (content.append(buffer.data(), got).size() > kMostBytes)
+            throw ToolError(ExitStatus::Usage, fmt::format("{}: more than {} MiB", file, kMostBytes >> 20),
+                            {.path = file});
     if (std::ferror(source) != 0)
         throw fileError(file, errno);
     return content;
@@ -81,10 +85,12 @@ void writeFile(const std::string& file, std::string_view content) {
             throw fileError("standard output", errno);
         return;
     }
+    // /dev/stdout and its like may lead to a file that a shell has opened: it isn't replaced, and keeps what it has.
+    const bool isOpened = file.starts_with("/dev/") || file.starts_with("/proc/");
     std::error_code failure;
-    if (const auto status = std::filesystem::status(file, failure);
-        std::filesystem::exists(status) && !std::filesystem::is_regular_file(status))
-        writeTo(openFile(file, "wb"), file, content);
+    const auto status = std::filesystem::status(file, failure);
+    if (isOpened || (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)))
+        writeTo(openFile(file, isOpened ? "ab" : "wb"), file, content);
     else
         replaceFile(file, content);
 }

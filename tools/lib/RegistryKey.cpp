@@ -5,6 +5,7 @@
 #include "LayerError.h"
 #include "Utf.h"
 
+#include <algorithm>
 #include <array>
 #include <fmt/format.h>
 #include <utility>
@@ -135,6 +136,22 @@ bool RegistryKey::deleteValue(const std::u16string& name) const {
     return error == 0;
 }
 
+namespace {
+
+// Damaged pages may lead in a circle.
+constexpr std::size_t kMostDepth = 512;
+constexpr std::size_t kMostPending = 1'000'000;
+
+/* Whether the key above names this one, which can't be opened. */
+bool isListed(const std::u16string& path) {
+    const std::size_t end = path.rfind(u'\\');
+    const auto above = RegistryKey::openIfThere(end == std::u16string::npos ? u"" : path.substr(0, end));
+    const auto names = above ? above->subkeyNames() : std::vector<std::u16string>();
+    return std::ranges::find(names, path.substr(end + 1)) != names.end();
+}
+
+} // namespace
+
 void walkKeys(const std::u16string& path, const std::function<void(const RegistryKey&, std::size_t)>& visit) {
     struct Pending {
         std::u16string path;
@@ -152,8 +169,12 @@ void walkKeys(const std::u16string& path, const std::function<void(const Registr
     while (!pending.empty()) {
         const Pending next = std::move(pending.back());
         pending.pop_back();
+        if (next.depth > kMostDepth || pending.size() > kMostPending)
+            throw LayerError(fullKeyName(next.path), static_cast<LONG>(ERROR_REGISTRY_CORRUPT));
         if (const auto key = RegistryKey::openIfThere(next.path))
             visitAndPush(*key, next.depth, pending);
+        else if (isListed(next.path))
+            throw LayerError(fullKeyName(next.path), static_cast<LONG>(ERROR_REGISTRY_CORRUPT));
     }
 }
 

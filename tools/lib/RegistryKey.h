@@ -42,7 +42,8 @@ class RegistryKey {
     std::u16string m_path;
 };
 
-/* Visits `path` and all below it, each key before its subkeys. A key that is deleted meanwhile is skipped. */
+/* Visits `path` and all below it, each key before its subkeys. A key that is deleted meanwhile is skipped; one that
+   is listed and isn't there, or a tree without an end, is ERROR_REGISTRY_CORRUPT. */
 void walkKeys(const std::u16string& path, const std::function<void(const RegistryKey&, std::size_t depth)>& visit);
 
 /* Deletes a key with all below it; false when there is no such key. */

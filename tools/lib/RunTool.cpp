@@ -95,6 +95,16 @@ int runTool(const Tool& tool, int argc, char** argv) {
     }
 }
 
+void printRemark(const std::string& text) {
+    std::fflush(stdout);
+    if (g_run.asJson)
+        fmt::print(stderr, "{}\n",
+                   nlohmann::ordered_json{{"warning", text}}.dump(-1, ' ', false,
+                                                                  nlohmann::ordered_json::error_handler_t::replace));
+    else
+        fmt::print(stderr, "{}: {}\n", g_run.tool->name, text);
+}
+
 void endInterrupted(const std::string& message) {
     // The main thread may be printing; then it has its buffer for itself.
     if (::ftrylockfile(stdout) == 0)

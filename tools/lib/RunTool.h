@@ -21,6 +21,9 @@ struct Tool {
 
 int runTool(const Tool& tool, int argc, char** argv);
 
+/* A warning on standard error, behind what has been printed; with --json an object as an error is. */
+void printRemark(const std::string& text);
+
 /* Ends the tool from another thread, with the message and ExitStatus::Interrupted. */
 [[noreturn]] void endInterrupted(const std::string& message);
 

@@ -41,7 +41,7 @@ void checkStatus(std::int32_t status, std::string_view detail) {
     std::string text = fmt::format("{}: {}", LibraryWatch::verb(), statusText(status));
     if (!detail.empty())
         text += fmt::format(": {}", detail);
-    if (!logged.empty())
+    if (!logged.empty() && status != WDLT_E_NO_ANSWER)
         text += fmt::format(": \"{}\"", logged);
     const auto* const advice = std::ranges::find(kAdvice, status, &Advice::status);
     const std::string& verb = LibraryWatch::verb();

@@ -89,7 +89,7 @@ std::vector<std::string> changesBetween(const LibraryWatch::Values& before, cons
 
 } // namespace
 
-LibraryWatch::LibraryWatch(const std::string& verb, bool verbose) {
+LibraryWatch::LibraryWatch(const std::string& verb, bool verbose, bool changesAnyway) : m_changesAnyway(changesAnyway) {
     heard().verb = verb;
     heard().isVerbose = verbose;
     WdListenToLog(kEntryLines | kErrorLines, hear);
@@ -106,15 +106,18 @@ LibraryWatch::~LibraryWatch() {
 }
 
 void LibraryWatch::expectChanges() {
-    m_before = storedValues();
+    Values values = storedValues();
+    const std::lock_guard lock(heard().mutex);
+    m_before = std::move(values);
 }
 
 void LibraryWatch::end() const {
-    if (heard().unanswered != 0)
-        fmt::print(stderr,
-                   "wdltctl: warning: {}: stored, but the service didn't answer; it may use the old settings "
-                   "until it is started again\n",
-                   heard().verb);
+    if (heard().unanswered == 0)
+        return;
+    printRemark(fmt::format("{}: {}", heard().verb,
+                            m_before ? "stored, but the service didn't answer; it may use the old settings until it is "
+                                       "started again"
+                                     : "the service didn't answer; this is what is stored"));
 }
 
 const std::string& LibraryWatch::verb() {
@@ -147,18 +150,27 @@ void LibraryWatch::watch(const std::stop_token& stop) {
 }
 
 /* The main thread is inside the library all the while; what that has stored stays, as after any other death. */
-void LibraryWatch::interrupted() {
-    std::string done = "nothing is changed";
-    if (m_before) {
-        const auto changed = changesBetween(*m_before, storedValues());
-        if (!changed.empty())
-            done = fmt::format("changed so far: {}", fmt::join(changed, ", "));
-        else if (isWaiting())
-            done = "what was to change is stored, but the service hasn't answered";
-        else
-            done = "no setting is changed, and a list is old or new as a whole";
+std::string LibraryWatch::whatIsDone() const {
+    std::optional<Values> before;
+    {
+        const std::lock_guard lock(heard().mutex);
+        before = m_before;
     }
-    endInterrupted(fmt::format("{}: interrupted; {}", heard().verb, done));
+    if (!before)
+        return m_changesAnyway ? "what it has done so far stays" : "nothing is changed";
+    try {
+        const auto changed = changesBetween(*before, storedValues());
+        if (!changed.empty())
+            return fmt::format("changed so far: {}", fmt::join(changed, ", "));
+    } catch (const std::exception&) {
+        return "what it has done so far stays";
+    }
+    return isWaiting() ? "what was to change is stored, but the service hasn't answered"
+                       : "no setting is changed, and a list is old or new as a whole";
+}
+
+void LibraryWatch::interrupted() {
+    endInterrupted(fmt::format("{}: interrupted; {}", heard().verb, whatIsDone()));
 }
 
 } // namespace wdlt

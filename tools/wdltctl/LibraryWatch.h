@@ -15,8 +15,8 @@ class LibraryWatch {
   public:
     using Values = std::map<std::u16string, std::vector<BYTE>>; /* by their paths */
 
-    /* `verb` is what the user typed: "add urls". Verbose: each error line is printed as it comes. */
-    LibraryWatch(const std::string& verb, bool verbose);
+    /* `verb` is what the user typed: "add urls". Verbose: each error line is printed as it comes. `changesAnyway`: the verb changes things and can't tell which. */
+    LibraryWatch(const std::string& verb, bool verbose, bool changesAnyway);
     ~LibraryWatch();
     LibraryWatch(const LibraryWatch&) = delete;
     LibraryWatch& operator=(const LibraryWatch&) = delete;
@@ -33,7 +33,10 @@ class LibraryWatch {
 
   private:
     void watch(const std::stop_token& stop);
+    std::string whatIsDone() const;
     [[noreturn]] void interrupted();
+
+    const bool m_changesAnyway;
 
     std::optional<Values> m_before;
     std::jthread m_thread; /* waits for SIGINT, which all other threads block */

@@ -5,6 +5,7 @@
 #include "ChangeLock.h"
 #include "HomeLook.h"
 #include "LayDown.h"
+#include "LayerError.h"
 #include "LibraryWatch.h"
 #include "RegistryKey.h"
 #include "RunTool.h"
@@ -12,6 +13,7 @@
 #include "Verbs.h"
 
 #include <CLI/CLI.hpp>
+#include <cstdio>
 #include <fmt/format.h>
 #include <optional>
 #include <utility>
@@ -25,11 +27,25 @@ bool hasTree() {
 
 namespace {
 
+/* The library takes a value that it can't read for one that isn't there: a damaged page would be told as "off". */
+void lookAtAllValues(const std::string& home) {
+    try {
+        walkKeys(std::u16string(kBasePath), [](const RegistryKey& key, std::size_t) { key.values(); });
+    } catch (const LayerError& error) {
+        if (error.status() != ExitStatus::Unknown)
+            throw;
+        throw ToolError(ExitStatus::Unknown, fmt::format("damaged: {}/registry; wdltctl check tells more", home),
+                        {.path = home + "/registry"});
+    }
+}
+
 void lookAtTree(Needs needs) {
     std::string path;
     const bool isHome = lookAtHome(path, needs == Needs::Change ? HomeUse::Change : HomeUse::Read);
-    if (isHome && hasTree())
+    if (isHome && hasTree()) {
+        lookAtAllValues(path);
         return;
+    }
     // Merely asking for the plug-in manager's switches makes keys: only values are an installation.
     const bool isPart = isHome && holdsValues(std::u16string(kBasePath));
     throw ToolError(ExitStatus::Unknown,
@@ -83,19 +99,23 @@ void addVerbs(CLI::App& app) {
 
 } // namespace
 
-void runs(CLI::App& verb, Needs needs, std::function<void()> body) {
+void runs(CLI::App& verb, Needs needs, std::function<void()> body, std::function<void()> before) {
     const std::string parent = verb.get_parent()->get_name();
     const std::string name = parent == kToolName ? verb.get_name() : parent + " " + verb.get_name();
-    verb.callback([name, needs, body = std::move(body)] {
+    verb.callback([name, needs, body = std::move(body), before = std::move(before)] {
         if (needs != Needs::Nothing)
             lookAtTree(needs);
-        LibraryWatch watch(name, options().verbose);
+        if (before)
+            before();
+        LibraryWatch watch(name, options().verbose, needs == Needs::Nothing);
         std::optional<ChangeLock> lock;
         if (needs == Needs::Change) {
             lock.emplace();
             watch.expectChanges();
         }
         body();
+        if (needs == Needs::Change && std::fflush(stdout) != 0)
+            throw ToolError(ExitStatus::Partial, "it is stored, but the output can't be written");
         watch.end();
     });
 }

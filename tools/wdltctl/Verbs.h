@@ -35,8 +35,9 @@ enum class Needs {
     Change,  /* the same, and that nobody else changes its settings meanwhile */
 };
 
-/* Runs `body` when the verb is typed, and the home has what it needs; otherwise a ToolError says what is missing. */
-void runs(CLI::App& verb, Needs needs, std::function<void()> body);
+/* Runs `body` when the verb is typed, and the home has what it needs; otherwise a ToolError says what is missing.
+   `before` comes first: it reads what may keep one waiting, such as the standard input, while others change settings. */
+void runs(CLI::App& verb, Needs needs, std::function<void()> body, std::function<void()> before = {});
 
 void addInit(CLI::App& app, const Options& options);
 void addGet(CLI::App& app, const Options& options);

@@ -44,12 +44,14 @@ void reads(CLI::App* verb, Body&& body) {
     });
 }
 
-/* The same, and while nobody else changes settings. The home may have to be made. */
+/* The same, and while nobody else changes settings. The home may have to be made, unless it must be there. */
+enum class Home { IsMade, IsThere };
 template <class Body>
-void changes(CLI::App* verb, Body&& body) {
-    verb->callback([body = std::forward<Body>(body)] {
+void changes(CLI::App* verb, Home home, Body&& body) {
+    verb->callback([home, body = std::forward<Body>(body)] {
         std::string path;
-        lookAtHome(path, HomeUse::Change);
+        if (!lookAtHome(path, HomeUse::Change) && home == Home::IsThere)
+            throw ToolError(ExitStatus::Unknown, "no registry is in " + path);
         const ChangeLock lock;
         body();
     });
@@ -180,7 +182,7 @@ void addVerbs(CLI::App& app) {
     auto* importVerb = app.add_subcommand("import", "Carry out a .reg file, all of it or nothing");
     importVerb->add_option("FILE", arguments->file, "File to read, - for the standard input")->required();
     importVerb->footer("UTF-8 or UTF-16; a file that begins with REGEDIT4 is in the system code page.");
-    changes(importVerb, [arguments] { importFile(*arguments); });
+    changes(importVerb, Home::IsMade, [arguments] { importFile(*arguments); });
 
     auto* exportVerb = app.add_subcommand("export", "Write a key with all below it as .reg text");
     addKey(exportVerb)->default_str("HKEY_LOCAL_MACHINE");
@@ -207,12 +209,12 @@ void addVerbs(CLI::App& app) {
     set->add_option("VALUE", arguments->value,
                     "Text; number, decimal or 0x...; bytes, hexadecimal; texts parted by \\0 for multi_sz")
         ->required();
-    changes(set, [arguments] { setValue(*arguments); });
+    changes(set, Home::IsMade, [arguments] { setValue(*arguments); });
 
     auto* deleteVerb = app.add_subcommand("delete", "Delete a key with all below it, or one value");
     addKey(deleteVerb)->required();
     auto* deleteName = deleteVerb->add_option("NAME", arguments->name, "Value to delete");
-    changes(deleteVerb,
+    changes(deleteVerb, Home::IsThere,
             [arguments, deleteName] { deleteName->count() > 0 ? deleteValue(*arguments) : deleteKey(*arguments); });
 
     auto* tree = app.add_subcommand("tree", "Show a key with all below it");

@@ -7,11 +7,15 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <fcntl.h>
 #include <filesystem>
 #include <fmt/format.h>
 #include <platform/file_content.h>
+#include <set>
+#include <string>
 #include <sys/stat.h>
 #include <system_error>
+#include <unistd.h>
 
 namespace wdlt {
 namespace {
@@ -37,20 +41,47 @@ bool isTemporaryName(std::string_view name) {
            name.substr(3, 8).find_first_not_of(kDigits) == std::string_view::npos;
 }
 
+/* What the layer writes beside a file that it replaces. */
+bool isHalfReplacement(std::string_view name, const std::set<std::string>& names) {
+    return name.starts_with('.') && name.ends_with(".new") &&
+           names.contains(std::string(name.substr(1, name.size() - 5)));
+}
+
+/* The files that are replaced, and those of a fresh installation. */
+std::set<std::string> replacedNames() {
+    std::set<std::string> names = {"settings"};
+    for (const DataFile& file : allDataFiles())
+        names.insert({std::string(file.freshName()), file.name()});
+    return names;
+}
+
+/* The file that a path leads to, links resolved, is in the home. What a setting names may be anywhere, and who may
+   write settings may make it mean a stranger's file. */
+bool isInHome(const fs::path& path, const std::string& home) {
+    std::error_code error;
+    const fs::path folder = fs::canonical(path.parent_path(), error);
+    const fs::path top = fs::canonical(home, error);
+    return !error && !fs::is_symlink(fs::symlink_status(path, error)) &&
+           (folder == top || folder.string().starts_with(top.string() + "/"));
+}
+
 /* A writer that is at work holds its file by a lock, which its death releases. So no age is needed to tell what is
    left: one that is slow, or was stopped for an hour, loses nothing. */
-void lookForLeftovers(Findings& findings, const std::string& folder) {
+void lookForLeftovers(Findings& findings, const std::string& home, const std::string& folder) {
+    const std::set<std::string> names = replacedNames();
     for (const fs::path& file : entriesOf(folder)) {
         const std::string name = file.filename();
-        if (!isTemporaryName(name) && !(name.starts_with('.') && name.ends_with(".new")))
+        if (!isTemporaryName(name) && !isHalfReplacement(name, names))
             continue;
         if (WdIsLeftBehind(file.c_str()) == FALSE)
             continue;
-        findings.push_back({file, "left by a killed writer", false, [file] {
+        findings.push_back({file, "left by a killed writer", false,
+                            [file] {
                                 if (WdRemoveLeftBehind(file.c_str()) == FALSE)
                                     throw ToolError(ExitStatus::Failed, "it is in use again");
                                 return std::string("removed");
-                            }});
+                            },
+                            isInHome(file, home) ? nullptr : "Remove it"});
     }
 }
 
@@ -72,11 +103,31 @@ void lookForHalfHomes(Findings& findings, const fs::path& home) {
                                 }});
 }
 
-bool isBelow(const std::string& path, const std::string& folder) {
-    return path.starts_with(folder + "/");
+/* Through a descriptor: what the path means may change meanwhile. */
+std::string narrowMode(const std::string& path, mode_t wide, const std::string& home) {
+    const int file = ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    const auto fail = [file](const std::string& why) {
+        if (file >= 0)
+            ::close(file);
+        throw ToolError(ExitStatus::Failed, why);
+    };
+    if (file < 0)
+        fail(std::generic_category().message(errno));
+    struct stat status {};
+    std::error_code error;
+    const fs::path opened = fs::read_symlink(fmt::format("/proc/self/fd/{}", file), error);
+    if (error || ::fstat(file, &status) != 0 || (S_ISREG(status.st_mode) && status.st_nlink > 1))
+        fail("it can't be told whose file it is");
+    if (!home.empty() && !isInHome(opened, home))
+        fail("it isn't in the home any more");
+    const mode_t narrow = status.st_mode & 07777 & ~wide;
+    if (::fchmod(file, narrow) != 0)
+        fail(std::generic_category().message(errno));
+    ::close(file);
+    return fmt::format("now {:04o}", narrow);
 }
 
-/* Others may have the use of a folder outside the home: of that one the administrator is asked. */
+/* Of what is outside the home, the administrator is asked. */
 void lookAtMode(Findings& findings, const std::string& home, const std::string& path, mode_t limit) {
     struct stat status {};
     if (::lstat(path.c_str(), &status) != 0 || S_ISLNK(status.st_mode))
@@ -84,16 +135,11 @@ void lookAtMode(Findings& findings, const std::string& home, const std::string& 
     const mode_t wide = status.st_mode & 0777 & ~limit;
     if (wide == 0)
         return;
-    const mode_t narrow = status.st_mode & 07777 & ~wide;
-    const bool isAsked = S_ISDIR(status.st_mode) && !isBelow(path, home);
-    findings.push_back({path, fmt::format("mode {:04o} is wider than the home's {:04o}", status.st_mode & 07777, limit),
-                        true,
-                        [path, narrow] {
-                            if (::chmod(path.c_str(), narrow) != 0)
-                                throw ToolError(ExitStatus::Failed, std::generic_category().message(errno));
-                            return fmt::format("now {:04o}", narrow);
-                        },
-                        isAsked ? "Take these rights away" : nullptr});
+    const bool isAsked = !isInHome(path, home);
+    findings.push_back(
+        {path, fmt::format("mode {:04o} is wider than the home's {:04o}", status.st_mode & 07777, limit), true,
+         [path, wide, inHome = isAsked ? std::string() : home] { return narrowMode(path, wide, inHome); },
+         isAsked ? "Take these rights away" : nullptr});
 }
 
 void lookAtModes(Findings& findings, const std::string& home, const Installation& installation) {
@@ -136,7 +182,8 @@ void lookForUnnamed(Findings& findings, const Installation& installation, HomeCo
 void lookForFolders(Findings& findings, const Installation& installation) {
     std::error_code error;
     if (!fs::is_directory(installation.install, error)) {
-        findings.push_back({installation.install, "the install directory isn't there"});
+        findings.push_back(
+            {installation.install, "the install directory isn't there: wdltctl init --upgrade makes it"});
         return;
     }
     for (const std::string& folder : {installation.temp, installation.log})
@@ -152,14 +199,14 @@ void lookForFolders(Findings& findings, const Installation& installation) {
 
 void lookAtFiles(Findings& findings, const std::string& home, const Installation& installation, HomeCopy& kept) {
     lookForHalfHomes(findings, home);
-    lookForLeftovers(findings, home);
+    lookForLeftovers(findings, home, home);
     lookAtModes(findings, home, installation);
     if (!installation.temp.empty())
-        lookForLeftovers(findings, installation.temp);
+        lookForLeftovers(findings, home, installation.temp);
     if (installation.install.empty())
         return;
     lookForFolders(findings, installation);
-    lookForLeftovers(findings, installation.install);
+    lookForLeftovers(findings, home, installation.install);
     lookForUnnamed(findings, installation, kept);
 }
 

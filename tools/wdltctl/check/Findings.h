@@ -21,6 +21,9 @@ struct Finding {
 };
 using Findings = std::vector<Finding>;
 
+/* Asks on a terminal; elsewhere nobody answers, and it isn't granted. */
+bool isGranted(const std::string& question);
+
 /* Whether the whole registry can be read, found out in a process of its own, since the database engine may end a
    process over damaged pages. Empty when it can, else what is wrong. A ToolError when that can't be told. To be called
    before this process has opened the registry. */

@@ -76,7 +76,7 @@ std::string databaseFault(const Installation& installation) {
     }
 }
 
-std::string mendDatabase(const Installation& installation, HomeCopy& kept) {
+std::string mendDatabase(const Installation& installation, HomeCopy& kept, bool mayLoseExclusions) {
     const PrivacyItems store = PrivacyItems::read();
     const std::string database = installation.pathOf(kPrivacyDatabase);
     const std::string backup = installation.pathOf(kPrivacyBackup);
@@ -92,6 +92,10 @@ std::string mendDatabase(const Installation& installation, HomeCopy& kept) {
         return made;
     if (!older.empty() && CopyFileA(older.c_str(), database.c_str(), FALSE) != FALSE && isMended())
         return made + ", its exclusions taken from " + backup;
+    if (error == ERROR_SUCCESS && !mayLoseExclusions)
+        throw ToolError(ExitStatus::Failed, fmt::format("its exclusions can't be read, and stand nowhere else; a copy "
+                                                        "is in {}",
+                                                        kept.path()));
     writeFreshDatabase(database);
     checkStatus(writeBack(store), "privacy items");
     return error == ERROR_SUCCESS

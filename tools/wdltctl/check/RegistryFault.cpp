@@ -48,6 +48,8 @@ std::string faultOf(LONG code, const std::string& registry) {
         return "";
     case ERROR_BADDB:
     case ERROR_REGISTRY_CORRUPT:
+    case ERROR_REGISTRY_IO_FAILED:
+    case ERROR_KEY_DELETED:
     case ERROR_INVALID_DATA:
         return fmt::format("damaged: {}", layerErrorText(code));
     default:

@@ -111,8 +111,17 @@ void lookAtLists(Findings& findings, const Installation& installation) {
 void lookAtDatabase(Findings& findings, const Installation& installation, HomeCopy& kept) {
     try {
         if (const std::string fault = databaseFault(installation); !fault.empty())
-            findings.push_back({installation.pathOf(kPrivacyDatabase), fault, true,
-                                [&installation, &kept] { return mendDatabase(installation, kept); }});
+            findings.push_back(
+                {installation.pathOf(kPrivacyDatabase), fault, true,
+                 [&installation, &kept, path = installation.pathOf(kPrivacyDatabase)] {
+                     try {
+                         return mendDatabase(installation, kept, false);
+                     } catch (const ToolError& error) {
+                         if (!isGranted(fmt::format("{}: {}. Make it anew without them", path, error.what())))
+                             throw;
+                         return mendDatabase(installation, kept, true);
+                     }
+                 }});
     } catch (const ToolError& error) {
         findings.push_back({settingsKey(kPrivacyDatabase.key), fmt::format("can't be read: {}", error.what())});
     }

@@ -41,6 +41,7 @@ struct ItemArguments {
     std::vector<std::string> names;
     std::vector<std::string> texts;
     std::string file;
+    std::string content;
     bool allowEmpty = false;
     bool dryRun = false;
 };
@@ -243,7 +244,7 @@ PrivacyViewItem itemFrom(const Json& element, const PrivacyItems& store, const s
 }
 
 void importItems(const ItemArguments& arguments, const Options& options) {
-    const Json document = Json::parse(readFile(arguments.file), nullptr, false);
+    const Json document = Json::parse(arguments.content, nullptr, false);
     if (!document.is_array())
         throw ToolError(ExitStatus::Usage, arguments.file + ": not a JSON list of items, as export writes it");
     const PrivacyItems old = readItems();
@@ -275,23 +276,33 @@ void exportItems(const ItemArguments& arguments, const Options& options) {
 void verifyTexts(const ItemArguments& arguments, const Options& options) {
     const ItemCharset charset(readItems().head.dwDefaultCharSet);
     Items items(arguments.texts.size());
+    std::vector<bool> isItem(items.size(), true); // whatever add takes
     for (std::size_t i = 0; i < items.size(); ++i)
-        setItemText(items[i], charset, typedText(arguments.texts[i]), fmt::format("text {}", i + 1));
+        try {
+            const std::string text = typedText(arguments.texts[i]);
+            setItemText(items[i], charset, text, "");
+            isItem[i] = !text.empty();
+        } catch (const ToolError&) {
+            isItem[i] = false;
+        }
     const std::vector<std::uint32_t> results = verifyItems(items);
     Json document = Json::array();
     std::string lines;
-    for (const std::uint32_t result : results) {
-        document.push_back(isVerified(result));
-        lines += fmt::format("{}: {}\n", document.size(),
-                             isVerified(result) ? "can be searched for" : "can't be in each charset that is searched");
+    for (std::size_t i = 0; i < items.size(); ++i) {
+        const bool inCharsets = isVerified(results[i]);
+        lines += fmt::format("{}: {}\n", i + 1,
+                             !isItem[i]   ? "can't be an item"
+                             : inCharsets ? "can be searched for"
+                                          : "can't be in each charset that is searched");
+        isItem[i] = isItem[i] && inCharsets;
+        document.push_back(bool{isItem[i]});
     }
     if (options.json)
         printJson(document);
     else
         writeFile(std::string(kStandardStream), lines);
-    if (const auto good = std::ranges::count_if(results, isVerified); good != std::ssize(results))
-        throw ToolError(ExitStatus::No,
-                        fmt::format("{} of {} can't be searched for", std::ssize(results) - good, results.size()));
+    if (const auto bad = std::ranges::count(isItem, false); bad != 0)
+        throw ToolError(ExitStatus::No, fmt::format("{} of {} can't be searched for", bad, isItem.size()));
 }
 
 CLI::App* addItems(CLI::App& verb, const char* help) {
@@ -332,7 +343,9 @@ void addItemImport(CLI::App& verb, const Options& options) {
     items->add_option("FILE", arguments->file, "The file, - for the standard input")->required();
     items->add_flag("--allow-empty", arguments->allowEmpty, "Let an empty list remove all items");
     items->add_flag("--dry-run", arguments->dryRun, "Check the file, store nothing");
-    runs(*items, Needs::Change, [arguments, &options] { importItems(*arguments, options); });
+    runs(
+        *items, Needs::Change, [arguments, &options] { importItems(*arguments, options); },
+        [arguments] { arguments->content = readFile(arguments->file); });
 }
 
 void addItemExport(CLI::App& verb, const Options& options) {

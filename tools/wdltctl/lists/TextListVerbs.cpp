@@ -25,11 +25,14 @@ namespace wdlt {
 namespace {
 
 struct TextListRequest {
+    TextListRequest(const TextList& meant, const Options& common) : list(meant), options(common) {}
+
     const TextList& list;
     const Options& options;
     std::string typeWord;
     std::vector<std::string> entries;
     std::string file;
+    std::string content; /* of the file, in UTF-8 */
     bool allowEmpty = false;
     bool merge = false;
     bool dryRun = false;
@@ -68,7 +71,13 @@ void writeList(const TextListRequest& request, const Texts& texts) {
         request.list.lookBeforeWrite(request.force);
     checkCount(request, texts);
     const std::int32_t status = request.list.write(request.type(), texts);
-    checkStatus(status, status < WDLT_OK ? request.place() : "");
+    if (status >= WDLT_OK)
+        return;
+    // Both spam lists are written, one after the other.
+    Texts stored;
+    if (request.list.read(request.type(), stored) == WDLT_OK && stored == texts)
+        throw ToolError(ExitStatus::Partial, fmt::format("{} is stored, but: {}", request.name(), statusText(status)));
+    checkStatus(status, request.place());
 }
 
 void show(const TextListRequest& request) {
@@ -144,6 +153,8 @@ bool isMarked(char first) {
 }
 
 std::string entryOf(std::string_view line) {
+    if (line.ends_with('\r'))
+        line.remove_suffix(1);
     line.remove_prefix(std::min(line.find_first_not_of(kBlanks), line.size()));
     if (line.starts_with('#'))
         return {};
@@ -181,7 +192,7 @@ struct Imported {
 
 /* A line that can't be stored refuses the whole file. */
 Imported entriesOf(const TextListRequest& request) {
-    const std::string content = textOfFile(request.file);
+    const std::string& content = request.content;
     Imported imported;
     std::set<std::string> known;
     std::size_t line = 0;
@@ -258,6 +269,9 @@ void exportTo(const TextListRequest& request) {
         if (text.find('\n') != std::string::npos)
             throw ToolError(ExitStatus::Failed,
                             fmt::format("{}: {} has a line's end inside", request.name(), displayNarrow(text)));
+        if (!isCodePageText(text))
+            throw ToolError(ExitStatus::Failed, fmt::format("{}: {} isn't text of the system code page",
+                                                            request.place(), displayNarrow(text)));
         lines += lineOf(utf8FromNarrow(text)) + "\n";
     }
     writeFile(request.file, lines);
@@ -309,7 +323,7 @@ std::string typeNamed(const TextList& list, const std::string& word) {
 void addTextListVerb(std::string_view name, const TextList& list, CLI::App& verb, const Options& options) {
     const auto* found = std::ranges::find(kListVerbs, name, &Verb::name);
     auto* command = verb.add_subcommand(std::string(list.name), fmt::format("{} {}", found->help, list.help));
-    const auto request = std::make_shared<TextListRequest>(TextListRequest{list, options, {}, {}, {}});
+    const auto request = std::make_shared<TextListRequest>(list, options);
     if (!list.types.empty())
         command->add_option("LIST", request->typeWord, fmt::format("{}", fmt::join(list.types, " or ")))
             ->required()
@@ -331,7 +345,12 @@ void addTextListVerb(std::string_view name, const TextList& list, CLI::App& verb
             "backslash before a #, a backslash or a blank at an entry's beginning, or before a blank at its "
             "end, makes it part of the entry, as export writes it.");
     }
-    runs(*command, found->needs, [request, run = found->run] { run(*request); });
+    runs(
+        *command, found->needs, [request, run = found->run] { run(*request); },
+        [request, reads = found->run == import] {
+            if (reads)
+                request->content = textOfFile(request->file);
+        });
 }
 
 } // namespace wdlt

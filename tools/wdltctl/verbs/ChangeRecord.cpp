@@ -7,6 +7,7 @@
 #include "LibraryStatus.h"
 #include "RecordRequest.h"
 #include "RegistryKey.h"
+#include "RunTool.h"
 #include "ToolError.h"
 #include "Utf.h"
 
@@ -24,11 +25,6 @@
 
 namespace wdlt {
 namespace {
-
-void addRemark(const std::string& text) {
-    std::fflush(stdout);
-    fmt::print(stderr, "wdltctl: {}\n", text);
-}
 
 /* A record on its way: as it was read, and as it is to be. */
 struct RecordChange {
@@ -66,7 +62,7 @@ void tellStoredToo(const RecordKey& key, const std::vector<std::string>& namesBe
         if (std::ranges::find(namesBefore, name) == namesBefore.end() && !change.means(name))
             names.append(names.empty() ? "" : ", ").append(name);
     if (!names.empty())
-        addRemark(fmt::format("{}: had no value; stored with the record, as the default", names));
+        printRemark(fmt::format("{}: had no value; stored with the record, as the default", names));
 }
 
 bool isPlainFile(const std::string& path) {
@@ -92,9 +88,9 @@ void tellLeftBehind(const Field& field, const RecordChange& change, std::span<co
         }
     }
     if (!from.empty() && !left.empty())
-        addRemark(fmt::format("{}: left behind in {}: {}", field.member,
-                              std::string_view(from).substr(0, from.find_last_not_of('\\') + 1),
-                              fmt::join(left, ", ")));
+        printRemark(fmt::format("{}: left behind in {}: {}", field.member,
+                                std::string_view(from).substr(0, from.find_last_not_of('\\') + 1),
+                                fmt::join(left, ", ")));
 }
 
 void lookBeforeWrite(const Request& request, bool isForced) {
@@ -207,7 +203,7 @@ void set(const SetRequest& wanted, bool isForced, const Options& options) {
     else
         writeAndShow(wanted.request, change, options);
     for (const std::string_view member : wanted.unchanged)
-        addRemark(fmt::format("{}: unchanged", member));
+        printRemark(fmt::format("{}: unchanged", member));
 }
 
 std::vector<Field> fieldsToReset(const Request& request, const Settings& settings) {
@@ -245,7 +241,7 @@ void reset(const Request& request, bool isForced, const Options& options) {
     const RecordKey key = keyOf(*request.record, request.which);
     change.fields = fieldsToReset(request, key.settings);
     for (const std::string& name : layDownFresh(key, change.fields, unread < WDLT_OK && request.words.empty()))
-        addRemark(fmt::format("{}: couldn't be read, and is as in a fresh installation", name));
+        printRemark(fmt::format("{}: couldn't be read, and is as in a fresh installation", name));
 
     change.asked.resize(request.record->size);
     if (const std::int32_t still = request.record->read(request.which, change.asked); still < WDLT_OK)
@@ -253,7 +249,12 @@ void reset(const Request& request, bool isForced, const Options& options) {
                         fmt::format("reset, but {} can't be read: {}", request.record->name, statusText(still)));
     for (const Field& field : change.fields)
         setField(field, change.asked, freshText(field));
-    writeAndShow(request, change, options);
+    try {
+        writeAndShow(request, change, options);
+    } catch (const ToolError& error) { // the values are laid down all the same
+        throw ToolError(error.status() == ExitStatus::Untold ? error.status() : ExitStatus::Partial, error.what(),
+                        error.place());
+    }
 }
 
 struct ChangeWords {

@@ -18,22 +18,22 @@
 #include <unistd.h>
 
 namespace wdlt {
-namespace {
 
-/* On a terminal; elsewhere nobody answers. */
-bool isGranted(const Finding& finding) {
-    if (finding.question == nullptr)
-        return true;
+bool isGranted(const std::string& question) {
     if (::isatty(STDIN_FILENO) != 1)
         return false;
-    fmt::print(stderr, "{}: {}. {} [y/N]? ", displayNarrow(finding.path), finding.what, finding.question);
+    fmt::print(stderr, "{} [y/N]? ", question);
     char answer[16] = {};
     return std::fgets(answer, sizeof answer, stdin) != nullptr && (answer[0] == 'y' || answer[0] == 'Y');
 }
 
+namespace {
+
 /* Then the finding says what was done, or why not. */
 void mend(Finding& finding) {
-    if (finding.mend == nullptr || !isGranted(finding))
+    if (finding.mend == nullptr ||
+        (finding.question != nullptr &&
+         !isGranted(fmt::format("{}: {}. {}", displayNarrow(finding.path), finding.what, finding.question))))
         return;
     try {
         finding.what += "; " + finding.mend();

@@ -41,7 +41,9 @@ bool isFileThere(const std::string& file) {
 
 /* The tree as text, and the files of the installation's directory. */
 void keepInstallation(HomeCopy& kept) {
-    kept.keepText("settings.reg", writeRegText(exportSubtree(std::u16string(kBasePath))));
+    RegDocument settings = exportSubtree(std::u16string(kBasePath));
+    settings.keys.insert(settings.keys.begin(), RegKey{std::u16string(kBasePath), {}, true}); // to come back alone
+    kept.keepText("settings.reg", writeRegText(settings));
     const Installation old = Installation::read();
     if (!old.install.empty())
         for (const DataFile& file : allDataFiles())
@@ -77,6 +79,14 @@ void printDone(Json document, const std::string& text, const HomeCopy& kept, con
                                        : fmt::format("what was there is kept in {}\n", displayNarrow(kept.path())));
 }
 
+ToolError keptError(const ToolError& error, ExitStatus status, const HomeCopy& kept) {
+    return {status,
+            kept.path().empty()
+                ? error.what()
+                : fmt::format("{}; what was there is kept in {}", error.what(), displayNarrow(kept.path())),
+            error.place()};
+}
+
 void init(const InitArguments& arguments, const Options& options) {
     std::optional<Directories> directories;
     if (arguments.install)
@@ -86,8 +96,11 @@ void init(const InitArguments& arguments, const Options& options) {
     const ChangeLock lock;
     HomeCopy kept(home);
     const std::u16string base(kBasePath);
-    if (isHome && arguments.force && !registryFault(home).empty())
+    if (isHome && arguments.force && !registryFault(home).empty()) {
+        if (directories)
+            directories->make();
         keepDamaged(kept, home, directories.has_value());
+    }
     const bool isThere = holdsValues(base);
     if (isThere && !arguments.force)
         throw ToolError(ExitStatus::Failed, fmt::format("{} is there already; --force replaces it", fullKeyName(base)));
@@ -105,8 +118,21 @@ void init(const InitArguments& arguments, const Options& options) {
     const std::string install = utf8FromUtf16(directories->install);
     std::string narrow;
     narrowFromUtf8(install, narrow);
-    makeDatabase(pathOf(narrow + std::string(kPrivacyDatabase.freshName())), arguments.force, kept);
-    importDocument(document);
+    const std::string database = pathOf(narrow + std::string(kPrivacyDatabase.freshName()));
+    try {
+        // The tree last: it makes an installation. But of one that is replaced, nothing goes while that may still fail.
+        if (!isThere)
+            makeDatabase(database, arguments.force, kept);
+        importDocument(document);
+    } catch (const ToolError& error) {
+        throw keptError(error, error.status(), kept);
+    }
+    try {
+        if (isThere)
+            makeDatabase(database, arguments.force, kept);
+    } catch (const ToolError& error) {
+        throw keptError(error, ExitStatus::Partial, kept);
+    }
     makeLocksOfLists();
     printDone({{"key", fullKeyName(base)}, {"keys", keys}, {"values", valuesIn(document)}, {"installPath", install}},
               fmt::format("{} keys and {} values laid down in {}, installed in {}", keys, valuesIn(document),
@@ -136,7 +162,13 @@ void upgrade(const InitArguments& arguments, const Options& options) {
     const Installation installation = Installation::read();
     HomeCopy kept(home);
     const bool lacksDatabase = !isFileThere(installation.pathOf(kPrivacyDatabase));
-    const std::string made = lacksDatabase ? mendDatabase(installation, kept) : "";
+    std::string made;
+    try {
+        made = lacksDatabase ? mendDatabase(installation, kept, true) : "";
+    } catch (const ToolError& error) {
+        throw ToolError(ExitStatus::Partial,
+                        fmt::format("{} values added, but the privacy database: {}", valuesIn(missing), error.what()));
+    }
     printDone({{"keys", missing.keys.size()}, {"values", valuesIn(missing)}, {"database", made}},
               fmt::format("{} values added in {} keys{}", valuesIn(missing), missing.keys.size(),
                           made.empty() ? "" : ", privacy database " + made),

@@ -10,6 +10,7 @@
 #include "Verbs.h"
 
 #include <algorithm>
+#include <fmt/format.h>
 #include <platform/file_content.h>
 #include <stdexcept>
 #include <utility>
@@ -81,12 +82,17 @@ std::optional<Directories> Directories::stored() {
     const std::string install = textIn(kInstallValue);
     if (install.empty())
         return std::nullopt;
-    Directories directories = below(install);
-    if (const std::string temp = textIn(kTempValue); !temp.empty())
-        directories.temp = parseDirectory(temp);
-    if (const std::string log = textIn(kLogValue); !log.empty())
-        directories.log = parseDirectory(log);
-    return directories;
+    try {
+        Directories directories = below(install);
+        if (const std::string temp = textIn(kTempValue); !temp.empty())
+            directories.temp = parseDirectory(temp);
+        if (const std::string log = textIn(kLogValue); !log.empty())
+            directories.log = parseDirectory(log);
+        return directories;
+    } catch (const ToolError& error) {
+        throw ToolError(ExitStatus::Usage,
+                        fmt::format("the settings' own directories: {}; --install is needed", error.what()));
+    }
 }
 
 void Directories::make() const {

@@ -32,6 +32,7 @@ struct RawArguments {
     std::string type = "0";
     std::string size;
     std::string file;
+    std::string content; /* of a file to write */
 };
 
 struct Address {
@@ -137,7 +138,7 @@ std::string sizesText(const Address& address, std::size_t given) {
 
 void rawWrite(const RawArguments& arguments, const Options& options) {
     const Address address = parseAddress(arguments);
-    std::string bytes = readFile(arguments.file);
+    std::string bytes = arguments.content;
     const std::int32_t status =
         WdltWriteConfigEx(address.protocol, address.scan, address.input, address.type, bytes.data(), bytes.size());
     checkStatus(status, status < WDLT_OK ? sizesText(address, bytes.size()) : "");
@@ -173,7 +174,9 @@ void addRaw(CLI::App& app, const Options& options) {
     addAddress(writeVerb, *arguments);
     writeVerb->add_option("FILE", arguments->file, "File with the record's bytes, - for the standard input")
         ->required();
-    runs(*writeVerb, Needs::Change, [arguments, &options] { rawWrite(*arguments, options); });
+    runs(
+        *writeVerb, Needs::Change, [arguments, &options] { rawWrite(*arguments, options); },
+        [arguments] { arguments->content = readFile(arguments->file); });
 }
 
 } // namespace wdlt
