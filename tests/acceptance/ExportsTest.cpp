@@ -194,4 +194,25 @@ TEST(NoLock, EachExportRefusesUntilItCanBeHad) {
               0);
 }
 
+// Where there is no home, the library attaches at its first call, and all that come at once wait for that.
+TEST(NoLock, FirstCallsAtOnceAreAllServed) {
+    if (dlopen(WDLT_LIBRARY, RTLD_NOW | RTLD_NOLOAD) != nullptr)
+        GTEST_SKIP() << "a case before had it";
+    EXPECT_EQ(Child([] {
+                  const std::filesystem::path home = TestHome::instance().path() / "none";
+                  setenv("WARDLET_HOME", home.c_str(), 1);
+                  WdTestRereadEnvironment();
+                  const LoadedLibrary library;
+                  EXPECT_FALSE(std::filesystem::exists(home));
+                  std::atomic<int> served{0};
+                  std::vector<std::thread> threads;
+                  for (int i = 0; i < 8; ++i)
+                      threads.emplace_back([&] { served += callWithZeros(library, "WdltUrlhReadRecordList") == 0; });
+                  for (std::thread& thread : threads)
+                      thread.join();
+                  return served.load();
+              }).wait(),
+              8);
+}
+
 } // namespace

@@ -28,6 +28,8 @@ TEST_F(Wdltctl, AHomeThatCantBeUsed) {
         {home + "/file", "not a directory: " + home + "/file"},
         {home + "/bad", "damaged: " + home + "/bad/registry; wdltctl check tells more"},
     };
+    fs::rename(home + "/settings", home + "/settings.kept"); // what is lost is made anew
+    done("status");
     for (const auto& row : rows) {
         setenv("WARDLET_HOME", row.home.c_str(), 1);
         for (const auto* line : {"status", "get system proxyPort", "check-url http://a/ --list black", "list hosts",
@@ -55,6 +57,10 @@ TEST_F(Wdltctl, AReadOnlyHomeIsReadAndAStrangerIsRefused) {
             return 100;
         return statusOf("list hosts", "| grep -qx here") * 10 + statusOf("add hosts b", "2>/dev/null");
     };
+    // A plain init's directory is on a drive of the home.
+    expectOutcomes(
+        {{"init --force --install D:\\Apps", 0, "installed in D:\\Apps\\", ""}, {"check", 0, "nothing found\n", ""}});
+    done("add hosts here");
     const int status = Child(readOnly).wait();
     EXPECT_TRUE(status == 100 || status == 3) << status;
     const auto stranger = [] {
@@ -69,11 +75,13 @@ TEST_F(Wdltctl, AnErrorSaysWhatWasTriedWhereAndWhy) {
     const json error = json::parse(typed("list urls black --json").err)["error"];
     EXPECT_EQ(error["status"], 5);
     EXPECT_EQ(error["name"], "WDLT_E_FILE");
-    EXPECT_EQ(error["where"], "black list");
+    EXPECT_EQ(error["where"], "black list, " + install() + "/UrlBlack.dat");
     EXPECT_THAT(error["message"].get<std::string>(), HasSubstr("list urls: status -8"));
     expectOutcomes({
         {"raw read 1 64 --size 1", 5, "",
          "raw read: status -3 (invalid argument): \"ReadConfig: parameter size error\""},
+        // A list that can't be read isn't one that the URL isn't on.
+        {"check-url http://a/ --list black", 3, "http://a/: can't be told\n", "the black list: status -8"},
         {"list urls black -v", 5, "", "wdltctl: log: CFuncUrlf::RecordListRead(): Failed to read config: -8\n"},
     });
 }

@@ -97,8 +97,8 @@ TEST(RegText, ErrorsHaveLineColumnAndWords) {
     } rows[] = {
         {"", 1, 1, "first line"},
         {"Windows Registry Editor Version 5.000\n", 1, 37, "first line"},
-        {"\xFE\xFF\0W"s, 1, 1, "big-endian"},
-        {"\0W"s, 1, 1, "big-endian"},
+        {"\xFE\xFF\0W"s, 1, 1, "first line"},
+        {"\xFE\xFF\0W\0"s, 1, 2, "middle of a character"},
         {"REGEDIT4\n; \xFF", 2, 3, "system code page"},
         {"REGEDIT4\n[HKEY_LOCAL_MACHINE\\A]\n\"a\"=hex(2):ff", 3, 5, "system code page"},
         {utf16LittleEndian(withHeader("")) + "x", 4, 1, "middle of a character"},

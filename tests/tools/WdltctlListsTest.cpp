@@ -226,12 +226,12 @@ TEST_F(WdltctlLists, ItemsStayHiddenUnlessAskedFor) {
     json hidden = json::parse(done("export items -"));
     json changed = json::parse(whole);
     hidden[1]["name"] = changed[1]["name"] = "road";
-    expectOutputs({{"import items -", "", hidden.dump()},
+    expectOutputs({{"import items -", "3 items in place of 3\n", hidden.dump()},
                    {"--secrets list items --json", changed.dump()},
                    {"remove items 0 31 --name later", "3 removed\n"},
                    {kItems, "[]\n"}});
     expectRefused({{"import items -", 2, "item 1, text: hidden, and no item has the index 0", hidden.dump()}});
-    expectOutputs({{"import items -", "", whole}, {"--secrets list items --json", whole}});
+    expectOutputs({{"import items -", "3 items in place of 0\n", whole}, {"--secrets list items --json", whole}});
 }
 
 TEST_F(WdltctlLists, ItemsAreStoredInTheStoresCharset) {

@@ -47,11 +47,14 @@ bool isHalfReplacement(std::string_view name, const std::set<std::string>& names
            names.contains(std::string(name.substr(1, name.size() - 5)));
 }
 
-/* The files that are replaced, and those of a fresh installation. */
-std::set<std::string> replacedNames() {
+/* The files that are replaced: those of a fresh installation, and what settings call them if those can be read. */
+std::set<std::string> replacedNames(const Installation& installation) {
     std::set<std::string> names = {"settings"};
-    for (const DataFile& file : allDataFiles())
-        names.insert({std::string(file.freshName()), file.name()});
+    for (const DataFile& file : allDataFiles()) {
+        names.insert(std::string(file.freshName()));
+        if (!installation.prefix.empty())
+            names.insert(file.name());
+    }
     return names;
 }
 
@@ -67,8 +70,9 @@ bool isInHome(const fs::path& path, const std::string& home) {
 
 /* A writer that is at work holds its file by a lock, which its death releases. So no age is needed to tell what is
    left: one that is slow, or was stopped for an hour, loses nothing. */
-void lookForLeftovers(Findings& findings, const std::string& home, const std::string& folder) {
-    const std::set<std::string> names = replacedNames();
+void lookForLeftovers(Findings& findings, const std::string& home, const std::string& folder,
+                      const Installation& installation) {
+    const std::set<std::string> names = replacedNames(installation);
     for (const fs::path& file : entriesOf(folder)) {
         const std::string name = file.filename();
         if (!isTemporaryName(name) && !isHalfReplacement(name, names))
@@ -199,14 +203,14 @@ void lookForFolders(Findings& findings, const Installation& installation) {
 
 void lookAtFiles(Findings& findings, const std::string& home, const Installation& installation, HomeCopy& kept) {
     lookForHalfHomes(findings, home);
-    lookForLeftovers(findings, home, home);
+    lookForLeftovers(findings, home, home, installation);
     lookAtModes(findings, home, installation);
     if (!installation.temp.empty())
-        lookForLeftovers(findings, home, installation.temp);
+        lookForLeftovers(findings, home, installation.temp, installation);
     if (installation.install.empty())
         return;
     lookForFolders(findings, installation);
-    lookForLeftovers(findings, home, installation.install);
+    lookForLeftovers(findings, home, installation.install, installation);
     lookForUnnamed(findings, installation, kept);
 }
 
