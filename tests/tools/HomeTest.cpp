@@ -75,7 +75,8 @@ TEST_F(Wdltctl, AnErrorSaysWhatWasTriedWhereAndWhy) {
     const json error = json::parse(typed("list urls black --json").err)["error"];
     EXPECT_EQ(error["status"], 5);
     EXPECT_EQ(error["name"], "WDLT_E_FILE");
-    EXPECT_EQ(error["where"], "black list, " + install() + "/UrlBlack.dat");
+    EXPECT_EQ(error["where"], "black list");
+    EXPECT_EQ(error["path"], install() + "/UrlBlack.dat");
     EXPECT_THAT(error["message"].get<std::string>(), HasSubstr("list urls: status -8"));
     expectOutcomes({
         {"raw read 1 64 --size 1", 5, "",

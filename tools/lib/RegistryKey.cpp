@@ -171,10 +171,14 @@ void walkKeys(const std::u16string& path, const std::function<void(const Registr
         pending.pop_back();
         if (next.depth > kMostDepth || pending.size() > kMostPending)
             throw LayerError(fullKeyName(next.path), static_cast<LONG>(ERROR_REGISTRY_CORRUPT));
-        if (const auto key = RegistryKey::openIfThere(next.path))
+        auto key = RegistryKey::openIfThere(next.path);
+        if (!key && isListed(next.path)) {
+            key = RegistryKey::openIfThere(next.path); // deleted and made again meanwhile
+            if (!key && isListed(next.path))
+                throw LayerError(fullKeyName(next.path), static_cast<LONG>(ERROR_REGISTRY_CORRUPT));
+        }
+        if (key)
             visitAndPush(*key, next.depth, pending);
-        else if (isListed(next.path))
-            throw LayerError(fullKeyName(next.path), static_cast<LONG>(ERROR_REGISTRY_CORRUPT));
     }
 }
 

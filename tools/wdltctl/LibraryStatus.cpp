@@ -34,20 +34,22 @@ std::int32_t missingIsEmpty(std::int32_t status) {
     return status == WDLT_E_FILE_NOT_FOUND ? WDLT_OK : status;
 }
 
-void checkStatus(std::int32_t status, std::string_view detail) {
+void checkStatus(std::int32_t status, std::string_view detail, std::string_view path) {
     const std::string logged = LibraryWatch::takeLastError();
     if (status >= WDLT_OK)
         return;
     std::string text = fmt::format("{}: {}", LibraryWatch::verb(), statusText(status));
     if (!detail.empty())
         text += fmt::format(": {}", detail);
+    if (!path.empty())
+        text += fmt::format(", {}", path);
     if (!logged.empty() && status != WDLT_E_NO_ANSWER)
         text += fmt::format(": \"{}\"", logged);
     const auto* const advice = std::ranges::find(kAdvice, status, &Advice::status);
     const std::string& verb = LibraryWatch::verb();
     if (advice != std::end(kAdvice) && verb != "check" && !verb.starts_with("raw "))
         text += fmt::format("; {}", advice->words);
-    const ErrorPlace place{wdltStatusName(status), {}, std::string(detail)};
+    const ErrorPlace place{wdltStatusName(status), std::string(path), std::string(detail)};
     if (status == WDLT_E_NO_ANSWER)
         throw ToolError(ExitStatus::Untold, "stored, but the service wasn't told: " + text, place);
     throw ToolError(ExitStatus::Failed, text, place);

@@ -15,7 +15,8 @@ class LibraryWatch {
   public:
     using Values = std::map<std::u16string, std::vector<BYTE>>; /* by their paths */
 
-    /* `verb` is what the user typed: "add urls". Verbose: each error line is printed as it comes. `changesAnyway`: the verb changes things and can't tell which. */
+    /* `verb` is what the user typed: "add urls". Verbose: each error line is printed as it comes. `changesAnyway`: the
+       verb changes things, and it can't be told which. */
     LibraryWatch(const std::string& verb, bool verbose, bool changesAnyway);
     ~LibraryWatch();
     LibraryWatch(const LibraryWatch&) = delete;

@@ -110,12 +110,12 @@ std::vector<HandlerKey> allHandlerKeys() {
     const auto all = RegistryKey::openIfThere(path);
     for (const std::u16string& name : all ? all->subkeyNames() : std::vector<std::u16string>()) {
         const auto key = RegistryKey::openIfThere(joinPath(path, name));
-        const auto type = key ? key->value(u"Type") : std::nullopt;
-        HandlerKey handler{name, 0, {}};
-        if (type && type->data.size() >= sizeof handler.type)
-            std::memcpy(&handler.type, type->data.data(), sizeof handler.type);
-        if (handler.type == 0)
+        if (!key || key->values().empty())
             continue;
+        const auto type = key->value(u"Type");
+        HandlerKey handler{name, 0, {}};
+        if (type && type->type == REG_DWORD && type->data.size() == sizeof handler.type)
+            std::memcpy(&handler.type, type->data.data(), sizeof handler.type);
         if (const auto scan = key->value(u"Scan"))
             handler.scan = textOf(scan->data);
         handlers.push_back(std::move(handler));

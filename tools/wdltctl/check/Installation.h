@@ -48,10 +48,10 @@ struct Installation {
     std::string pathOf(const DataFile& file) const;
 };
 
-/* A key below ProtocolHandler that has a type; without one it is no handler. */
+/* A key with values below ProtocolHandler. */
 struct HandlerKey {
     std::u16string name;
-    std::uint32_t type;
+    std::uint32_t type;  /* 0: it has none that can be read, and is no handler */
     std::u16string scan; /* folder of its items */
 };
 std::vector<HandlerKey> allHandlerKeys();

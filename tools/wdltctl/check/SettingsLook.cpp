@@ -71,6 +71,11 @@ void lookAtHandlers(Findings& findings) {
     std::map<std::uint32_t, std::u16string> served;
     for (const HandlerKey& handler : allHandlerKeys()) {
         const std::string path = settingsKey("ProtocolHandler\\" + utf8FromUtf16(handler.name));
+        if (handler.type == 0) {
+            findings.push_back(
+                {path, "its Type can't be read: wdltreg set KEY Type dword 1 (POP3), 2 (SMTP), 3 (HTTP)"});
+            continue;
+        }
         if (const auto [first, isFirst] = served.emplace(handler.type, handler.name); !isFirst)
             findings.push_back(
                 {path,

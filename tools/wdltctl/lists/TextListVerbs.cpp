@@ -43,12 +43,12 @@ struct TextListRequest {
         return found == list.types.end() ? 0 : static_cast<std::uint32_t>(found - list.types.begin());
     }
     std::string name() const { return fmt::format("{} list", list.types.empty() ? list.name : typeWord); }
-    /* For errors: the file too, where the list has one. */
-    std::string place() const {
+    /* For errors; empty where the list has no file of its own. */
+    std::string path() const {
         for (const DataFile& file : allDataFiles())
             if (file.list == list.name && file.type == type())
-                return fmt::format("{}, {}", name(), displayNarrow(Installation::read().pathOf(file)));
-        return name();
+                return displayNarrow(Installation::read().pathOf(file));
+        return {};
     }
 };
 
@@ -56,7 +56,7 @@ Texts readList(const TextListRequest& request) {
     Texts texts;
     const std::int32_t status = request.list.read(request.type(), texts);
     if (missingIsEmpty(status) < WDLT_OK)
-        checkStatus(status, request.place());
+        checkStatus(status, request.name(), request.path());
     return texts;
 }
 
@@ -77,7 +77,7 @@ void writeList(const TextListRequest& request, const Texts& texts) {
     Texts stored;
     if (request.list.read(request.type(), stored) == WDLT_OK && stored == texts)
         throw ToolError(ExitStatus::Partial, fmt::format("{} is stored, but: {}", request.name(), statusText(status)));
-    checkStatus(status, request.place());
+    checkStatus(status, request.name(), request.path());
 }
 
 void show(const TextListRequest& request) {
@@ -270,8 +270,8 @@ void exportTo(const TextListRequest& request) {
             throw ToolError(ExitStatus::Failed,
                             fmt::format("{}: {} has a line's end inside", request.name(), displayNarrow(text)));
         if (!isCodePageText(text))
-            throw ToolError(ExitStatus::Failed, fmt::format("{}: {} isn't text of the system code page",
-                                                            request.place(), displayNarrow(text)));
+            throw ToolError(ExitStatus::Failed, fmt::format("{}: {} isn't text of the system code page", request.name(),
+                                                            displayNarrow(text)));
         lines += lineOf(utf8FromNarrow(text)) + "\n";
     }
     writeFile(request.file, lines);
