@@ -390,6 +390,9 @@ DWORD RegistryFiles::setAside(const Home& home, const fs::path& folder) {
         return error;
     if (!guard.isFirst())
         return ERROR_SHARING_VIOLATION;
+    struct stat status {};
+    if (sys::stat(folder.c_str(), &status) != 0) // below, what isn't there is a registry that was never made
+        return systemError();
     if (sys::rename((home.registryPath() / "data.mdb").c_str(), (folder / "data.mdb").c_str()) != 0 && errno != ENOENT)
         return systemError();
     if (sys::unlink((home.registryPath() / "lock.mdb").c_str()) != 0 && errno != ENOENT)

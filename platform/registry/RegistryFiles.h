@@ -92,9 +92,9 @@ struct RegistryFiles {
     static DWORD prepareLockFile(const Home& home);
     // Checks data.mdb, or makes it with a root key when the home has none. Called under the opener's lock.
     static DWORD prepareDataFile(const Home& home, const NamespaceGuard& guard);
-    // Moves data.mdb into a folder of the same file system. ERROR_SHARING_VIOLATION while anybody uses the registry.
-    // For a read-only home: the data file in memory.
+    // For a read-only home: the data file in memory. ERROR_SHARING_VIOLATION when commits come without a pause.
     static DWORD copyDataFile(const Home& home, FileDescriptor& copy);
+    // Moves data.mdb into a folder of the same file system. ERROR_SHARING_VIOLATION while anybody uses the registry.
     static DWORD setAside(const Home& home, const std::filesystem::path& folder);
 };
 
