@@ -137,10 +137,10 @@ TEST_F(EachExport, GivesItsStatusAndLeavesNothingOpen) {
         const std::int32_t status = statusOfZeros(name);
         EXPECT_EQ(callWithZeros(library, name), status) << name;
         int others = 0;
-        const auto growth = [&] {
+        const auto growth = [&, &called = name] {
             const Held before;
             for (int call = 0; call < 100; ++call)
-                others += callWithZeros(library, name) == status ? 0 : 1;
+                others += callWithZeros(library, called) == status ? 0 : 1;
             return std::pair(before, Held());
         };
         auto [before, after] = growth();
