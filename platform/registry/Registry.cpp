@@ -8,6 +8,7 @@
 #include "RegistryStore.h"
 #include "RegistryText.h"
 
+#include <platform/home.h>
 #include <platform/registry.h>
 
 #include <cstring>
@@ -384,4 +385,18 @@ LONG RegCloseKey(HKEY key) {
     if (key == HKEY_LOCAL_MACHINE || wd::closeHandle(key))
         return ERROR_SUCCESS;
     return wd::failed(ERROR_INVALID_HANDLE);
+}
+
+LONG WdRegistryGeneration(ULONGLONG* generation) {
+    if (generation == nullptr)
+        return wd::failed(ERROR_INVALID_PARAMETER);
+    return wd::readCall([&]() -> LONG {
+        const wd::KeyUse root(HKEY_LOCAL_MACHINE);
+        if (root.error() != ERROR_SUCCESS)
+            return root.error();
+        return root.store().read([&](wd::Transaction& transaction) -> LONG {
+            *generation = transaction.generation();
+            return ERROR_SUCCESS;
+        });
+    });
 }

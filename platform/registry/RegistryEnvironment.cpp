@@ -89,6 +89,11 @@ bool Transaction::erase(std::string_view path) {
     return note(mdb_del(m_handle, m_database, &key, nullptr));
 }
 
+// A writer has the number that its own commit will have.
+std::uint64_t Transaction::generation() const {
+    return mdb_txn_id(m_handle) - (m_isWriter ? 1 : 0);
+}
+
 MDB_txn* RegistryEnvironment::takePooled() {
     const std::size_t start = threadShard();
     for (std::size_t i = 0; i < kShards; ++i) {

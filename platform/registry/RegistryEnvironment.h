@@ -40,6 +40,9 @@ class Transaction {
     bool put(std::string_view path, std::string_view record);
     bool erase(std::string_view path);
 
+    // Of the last commit before it.
+    std::uint64_t generation() const;
+
     int failure() const { return m_failure; }
     // Whether nothing has failed, including what was read of the records that were found.
     bool isSound() { return note(0); }

@@ -19,4 +19,9 @@ WD_API DWORD WdPathOfName(LPCSTR name, LPSTR path, DWORD size);
    ERROR_SHARING_VIOLATION while any process uses it, this one included; 0 when it is gone or there was none. */
 WD_API DWORD WdSetRegistryAside(LPCSTR folder);
 
+/* The registry's generation: a number that every change of any process raises, for as long as its file lives. While it is
+   the same, all that was read is still so. Changes of an open batch don't count before its end. In a home that can
+   only be read it is that of the copy that this process reads. Returns 0 or an error, as registry calls do. */
+WD_API LONG WdRegistryGeneration(ULONGLONG* generation);
+
 #endif

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <platform/home.h>
 #include <platform/registry_batch.h>
 #include <platform/win32.h>
 
@@ -41,6 +42,28 @@ TEST(RegistryBatch, ItsThreadSeesItsWritesAndOthersSeeThemAtTheEnd) {
     EXPECT_EQ(seenElsewhere("B", "v"), 2u);
     EXPECT_EQ(seenElsewhere("B\\Sub\\Key", "w"), 3u);
     EXPECT_EQ(made.set("w", 4), 0) << "a handle opened inside goes on behind the end";
+}
+
+ULONGLONG generation() {
+    ULONGLONG number = 0;
+    EXPECT_EQ(WdRegistryGeneration(&number), 0);
+    return number;
+}
+
+TEST(RegistryBatch, TheGenerationRisesWithWhatIsCommittedAndNothingElse) {
+    const TestKey key = TestKey::create("Generation");
+    const ULONGLONG before = generation();
+    EXPECT_EQ(key.number("v"), std::nullopt);
+    {
+        RegistryBatch batch;
+        EXPECT_EQ(key.set("v", 1), 0);
+        EXPECT_EQ(generation(), before) << "open";
+        batch.abandon();
+    }
+    EXPECT_EQ(generation(), before) << "abandoned";
+    EXPECT_EQ(Child([&] { return key.set("v", 1); }).wait(), 0);
+    EXPECT_GT(generation(), before) << "another process's";
+    EXPECT_EQ(WdRegistryGeneration(nullptr), ERROR_INVALID_PARAMETER);
 }
 
 // A write with invalid arguments counts as a failing write too.
