@@ -12,5 +12,7 @@ inline constexpr std::string_view kStandardStream = "-";
 
 std::string readFile(const std::string& file);
 void writeFile(const std::string& file, std::string_view content);
+/* Gone from the disk when it returns. One that isn't there is no failure. */
+void removeFile(const std::string& file);
 
 } // namespace wdlt

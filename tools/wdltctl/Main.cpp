@@ -4,6 +4,7 @@
 
 #include "ChangeLock.h"
 #include "HomeLook.h"
+#include "Journal.h"
 #include "LayDown.h"
 #include "LayerError.h"
 #include "LibraryWatch.h"
@@ -54,12 +55,24 @@ void lookAtTree(Needs needs) {
                     {.path = path});
 }
 
+/* A load that was killed is undone by the next verb; one that is at work holds the lock, and is left alone. */
+void settle() {
+    if (!Journal::isThere())
+        return;
+    try {
+        ChangeLock::ifFree(undoAbandonedLoad);
+    } catch (const ToolError& error) {
+        printRemark(error.what());
+    }
+}
+
 constexpr const char* kToolName = "wdltctl";
 
 using AddVerb = void (*)(CLI::App& app, const Options& options);
 
-constexpr AddVerb kVerbs[] = {addInit, addWhere, addCheck, addStatus,   addSwitch, addDescribe, addGet,
-                              addSet,  addReset, addLists, addCheckUrl, addVerify, addRaw};
+constexpr AddVerb kVerbs[] = {addInit, addWhere,   addCheck, addStatus,   addSwitch, addDescribe,
+                              addGet,  addSet,     addReset, addLists,    addDump,   addDiff,
+                              addLoad, addConfirm, addWatch, addCheckUrl, addVerify, addRaw};
 
 constexpr const char* kExamples =
     "Examples:\n"
@@ -77,6 +90,9 @@ constexpr const char* kExamples =
     "  wdltctl add urls black '*example.com/*'\n"
     "  wdltctl check-url http://example.com/page --list black\n"
     "  wdltctl add items 'My card' '4711 0815'\n"
+    "  wdltctl dump machine.json\n"
+    "  wdltctl diff machine.json\n"
+    "  wdltctl load machine.json --confirm-within 60s\n"
     "  wdltctl raw read 10000 0 --json\n"
     "  wdltctl check --repair\n"
     "Exit status: 0 done or yes, 1 no, 2 the words or the input are wrong, 3 it can't be told "
@@ -99,6 +115,11 @@ void addVerbs(CLI::App& app) {
 
 } // namespace
 
+void needTree() {
+    lookAtTree(Needs::Tree);
+    settle();
+}
+
 void runs(CLI::App& verb, Needs needs, std::function<void()> body, std::function<void()> before) {
     const std::string parent = verb.get_parent()->get_name();
     const std::string name = parent == kToolName ? verb.get_name() : parent + " " + verb.get_name();
@@ -109,8 +130,11 @@ void runs(CLI::App& verb, Needs needs, std::function<void()> body, std::function
             before();
         LibraryWatch watch(name, options().verbose, needs == Needs::Nothing);
         std::optional<ChangeLock> lock;
+        if (needs == Needs::Tree)
+            settle();
         if (needs == Needs::Change) {
             lock.emplace();
+            settle();
             watch.expectChanges();
         }
         body();
