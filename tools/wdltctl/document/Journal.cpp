@@ -11,9 +11,11 @@
 #include <array>
 #include <climits>
 #include <ctime>
+#include <filesystem>
 #include <fmt/format.h>
 #include <platform/home.h>
 #include <sys/stat.h>
+#include <system_error>
 #include <unistd.h>
 
 namespace wdlt {
@@ -31,6 +33,15 @@ std::string bootName() {
     std::string name = readFile("/proc/sys/kernel/random/boot_id");
     name.erase(std::min(name.find('\n'), name.size()));
     return name;
+}
+
+/* What a killed writer of the journal leaves, which has the secrets too. */
+void removeLeftOver() {
+    const std::filesystem::path journal = Journal::path();
+    std::error_code failure;
+    for (const auto& each : std::filesystem::directory_iterator(journal.parent_path(), failure))
+        if (each.path().filename().string().starts_with(journal.filename().string() + "."))
+            std::filesystem::remove(each.path(), failure);
 }
 
 /* Part of the state at each place where the load has changed something: goes back unless it has been changed since. */
@@ -121,6 +132,7 @@ void Journal::write() const {
                          {"after", after},
                          {"parts", parts},
                          {"due", due ? due->stored() : Json()}};
+    removeLeftOver();
     writeFile(path(), stored.dump());
     // Who may write the home may have to undo it.
     struct stat home {};
@@ -130,6 +142,7 @@ void Journal::write() const {
 }
 
 void Journal::remove() {
+    removeLeftOver();
     removeFile(path());
 }
 

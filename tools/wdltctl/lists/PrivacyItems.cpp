@@ -56,6 +56,8 @@ std::string shownText(const PrivacyViewItem& item, const ItemCharset& charset, b
 
 std::vector<std::uint32_t> verifyItems(const Items& items) {
     std::vector<std::uint32_t> results(items.size());
+    if (items.empty())
+        return results; // the library asks for one
     checkStatus(WdltPdpVerifyItems(items.data(), static_cast<std::int32_t>(items.size()), results.data()),
                 "privacy items");
     return results;
