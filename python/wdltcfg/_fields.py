@@ -140,6 +140,6 @@ class Record:
         return f"{type(self).__name__}({', '.join(shown)})"
 
     def __eq__(self, other: object) -> bool:
-        return type(other) is type(self) and bytes(other) == bytes(self)  # type: ignore[call-overload]
+        return type(other) is type(self) and all(getattr(self, name) == getattr(other, name) for name in self.FIELDS)
 
     __hash__ = None  # type: ignore[assignment]

@@ -3,6 +3,7 @@ from __future__ import annotations
 
 import ctypes
 import os
+import sysconfig
 import time
 from ctypes import byref, c_char_p, c_int, c_uint32, c_void_p
 from pathlib import Path
@@ -17,8 +18,8 @@ def _folder() -> Path | None:
     if built := os.environ.get("WDLTCFG_LIBRARY"):
         return Path(built)
     beside = Path(__file__).parents[3]  # of lib/python3/dist-packages/wdltcfg
-    found = [*beside.glob("libWdltCfg.so.1"), *beside.glob("*-linux-gnu/libWdltCfg.so.1")]
-    return found[0].parent if found else None
+    machine = beside / str(sysconfig.get_config_var("MULTIARCH"))
+    return next((folder for folder in (beside, machine) if (folder / "libWdltCfg.so.1").exists()), None)
 
 
 def _load(name: str) -> ctypes.CDLL:
