@@ -86,6 +86,10 @@ class Records(unittest.TestCase):
                             ("proxy_server", "a\0b"), ("proxy_server", "\udc41é")):
             with self.subTest(name, value=value), self.assertRaises(ValueError):
                 setattr(proxy, name, value)
+        for call, words in ((wdltcfg.read, ["pops"]), (wdltcfg.read, ["virus"]), (wdltcfg.read, ["handler", "files"]),
+                            (wdltcfg.enable, ["pv"]), (lists.urls, ["grey"]), (lists.remove_rule, [0])):
+            with self.subTest(words), self.assertRaises(ValueError):
+                call(*words)
         with self.assertRaises(AttributeError):
             wdltcfg.read("system").handler_count = 1
         proxy.proxy_password = "hidden"

@@ -28,7 +28,7 @@ from typing import Any, TypeVar, overload
 
 from . import interface, lists, records
 from ._fields import Address, Exports, Record
-from ._library import Error, change, check, function, installed, library, stored_value
+from ._library import Error, change, check, function, installed, library, named, stored_value
 
 __all__ = ["Error", "Record", "change", "check", "disable", "enable", "interface", "is_enabled", "library", "lists",
            "read", "records", "write"]
@@ -40,6 +40,7 @@ _PLACES = {"pop3": (interface.WDLT_PROTOCOL_POP3, interface.WDLT_INPUT_NONE),
            "smtp": (interface.WDLT_PROTOCOL_SMTP, interface.WDLT_INPUT_NONE),
            "http": (interface.WDLT_PROTOCOL_HTTP, interface.WDLT_INPUT_NONE),
            "files": (interface.WDLT_PROTOCOL_HTTP, interface.WDLT_INPUT_HTTP_FILE_SCAN)}
+_HANDLERS = {name: protocol for name, (protocol, _) in _PLACES.items() if name != "files"}
 _PRIVACY = interface.WDLT_PRIVACY_SMTP | interface.WDLT_PRIVACY_HTTP
 
 
@@ -47,9 +48,9 @@ def _place(kind: type[Record], which: str | int) -> Exports | Address:
     if kind._reached:
         return kind._reached
     if kind is records.Virus:
-        protocol, from_where = _PLACES[str(which).lower()]
+        protocol, from_where = named("place of virus", _PLACES, str(which))
         return Address(protocol, interface.WDLT_SCAN_VIRUS, from_where, interface.WDLT_CONFIG_DEFAULT)
-    protocol = which if isinstance(which, int) else _PLACES[which.lower()][0]
+    protocol = which if isinstance(which, int) else named("handler", _HANDLERS, which)
     return Address(interface.WDLT_PROTOCOL_SYSTEM + protocol, interface.WDLT_SCAN_NONE, 0, 0)
 
 
@@ -60,7 +61,7 @@ def read(record: str, which: str | int = "") -> Any: ...
 def read(record: type[Record] | str, which: str | int = "") -> Any:
     """The record of that name or class. `which` is the place of "virus" (pop3, smtp, http or files), and the protocol of
     "handler" (pop3, smtp, http, or its number)."""
-    kind = Record.KINDS[record.lower()] if isinstance(record, str) else record
+    kind = named("record", Record.KINDS, record) if isinstance(record, str) else record
     place = _place(kind, which)
     installed()
     data: Any = kind()
@@ -102,7 +103,7 @@ def is_enabled(feature: str, protocols: int = _PRIVACY) -> bool:
         return check(library.WdltPdpIsProtocolEnabled(protocols), feature) != 0
     if feature == "drs-white-list":
         return check(library.WdltIsDRSWhiteListEnabled(), feature) != 0
-    return check(function(records.FEATURES[feature].read)(), feature) != 0
+    return check(function(named("feature", records.FEATURES, feature).read)(), feature) != 0
 
 
 def enable(feature: str, on: bool = True, protocols: int = _PRIVACY) -> None:
@@ -119,7 +120,7 @@ def enable(feature: str, on: bool = True, protocols: int = _PRIVACY) -> None:
         option = int.from_bytes((stored_value("PluginManager\\DRS\\WhiteList", "Option") or b"")[:4], "little")
         check(library.WdltEnableDRSWhiteList(on, option), feature)
     else:
-        check(function(records.FEATURES[feature].write)(on), feature)
+        check(function(named("feature", records.FEATURES, feature).write)(on), feature)
 
 
 def disable(feature: str, protocols: int = _PRIVACY) -> None:

@@ -8,7 +8,7 @@ import time
 from ctypes import byref, c_char_p, c_int, c_uint32, c_void_p
 from pathlib import Path
 from types import TracebackType
-from typing import Any
+from typing import Any, Mapping, TypeVar
 
 from . import interface
 
@@ -185,3 +185,13 @@ def path_of(name: bytes) -> bytes:
 
 def function(name: str) -> Any:
     return getattr(library, name)
+
+
+V = TypeVar("V")
+
+
+def named(what: str, table: Mapping[str, V], name: str) -> V:
+    """What the table has under a name that a caller gave, in any case."""
+    if name.lower() not in table:
+        raise ValueError(f"{name!r} is no {what}: {', '.join(table)}")
+    return table[name.lower()]

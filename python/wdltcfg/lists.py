@@ -11,7 +11,7 @@ from dataclasses import dataclass
 from typing import Any, Callable, Iterator
 
 from . import interface as c
-from ._library import Error, change, check, decode, encode, installed, library, path_of, stored_value
+from ._library import Error, change, check, decode, encode, installed, library, named, path_of, stored_value
 
 _TYPES = {"white": c.WDLT_LIST_WHITE, "black": c.WDLT_LIST_BLACK}
 
@@ -84,7 +84,7 @@ class TextList:
 
 def urls(which: str) -> TextList:
     """The URL filter's white or black list: patterns, in which * stands for any text."""
-    kind = _TYPES[which]
+    kind = named("list", _TYPES, which)
     return TextList("urls", c.WdpeUrlfUrlRecord, "szUrl",
                     lambda records, count: library.WdltUrlfReadRecordList(kind, records, count),
                     lambda records, count: library.WdltUrlfWriteRecordList(kind, records, count))
@@ -93,7 +93,7 @@ def urls(which: str) -> TextList:
 def has_url(url: str, which: str) -> bool:
     """Whether a pattern of the list fits the URL; the service is asked, or else the list's file."""
     installed()
-    return bool(library.WdltUrlfIsRecordExists(_TYPES[which], byref(c.WdpeUrlfUrlRecord(encode(url)))))
+    return bool(library.WdltUrlfIsRecordExists(named("list", _TYPES, which), byref(c.WdpeUrlfUrlRecord(encode(url)))))
 
 
 class _Hosts(TextList):
@@ -134,7 +134,7 @@ def spyware() -> TextList:
 
 def spam(which: str) -> TextList:
     """Anti-spam's white or black list. A write makes both text files anew, of what can be read of them."""
-    kind = _TYPES[which]
+    kind = named("list", _TYPES, which)
 
     def read(records: Any, count: Any) -> int:
         whole = c.WdpeAspmData()  # only this says that a list is empty because it can't be read
