@@ -8,8 +8,8 @@ work=$(mktemp -d)
 peer=
 trap '[ -z "$peer" ] || kill "$peer"; rm -rf "$work"' EXIT
 
-cmake -S "$examples" -B "$work/build" -DCMAKE_PREFIX_PATH="$prefix" >"$work/log" && cmake --build "$work/build" >>"$work/log" ||
-    { cat "$work/log"; exit 1; }
+build() { cmake -S "$examples" -B "$work/build" -DCMAKE_PREFIX_PATH="$prefix" && cmake --build "$work/build"; }
+build >"$work/log" || { cat "$work/log"; exit 1; }
 
 export WARDLET_HOME=$work/home WARDLET_TIME_SCALE=0.05
 PATH=$work/build:$prefix/bin:$PATH
@@ -21,7 +21,7 @@ expect() {
     shift 2
     printed=$("$@" 2>&1) || status=$?
     [ "$status" = "$expected" ] && [ "$printed" = "$output" ] && return
-    printf 'examples: %s\nended with %s, not %s, and printed\n%s\nnot\n%s\n' "$*" "$status" "$expected" "$printed" "$output"
+    printf 'examples: %s\nended with %s, not %s\n%s\nis not\n%s\n' "$*" "$status" "$expected" "$printed" "$output"
     exit 1
 }
 
@@ -41,7 +41,8 @@ expect 0 '2 on the black list' block '*.example.com/*' '*.example.org/*'
 expect 0 $'*.example.com/*\n*.example.org/*' wdltctl list urls black
 
 cat >"$work/policy.json" <<END
-{"records": {"pop3": {"limit_size": 1024}}, "features": {"svs": true}, "blocked": ["*.example.com/*", "*.example.net/*"]}
+{"records": {"pop3": {"limit_size": 1024}}, "features": {"svs": true},
+ "blocked": ["*.example.com/*", "*.example.net/*"]}
 END
 pop3() { echo "Pop3(limit_size=$1, interval_length=10, wait_time=60)"; }
 expect 0 "pop3: $(pop3 5120) -> $(pop3 1024)"$'\nblocked: *.example.net/*\nsvs: on' policy "$work/policy.json"

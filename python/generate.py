@@ -64,7 +64,8 @@ def check(module: dict[str, object], text: str) -> None:
         assert ctypes.sizeof(module[name]) == int(size), name
     for name, member, offset in re.findall(r"^WDLT_AT\((\w+), (\w+), (\d+)\);", text, re.M):
         assert getattr(module[name], member).offset == int(offset), f"{name}.{member}"
-    unchecked = set(re.findall(r"^typedef struct (\w+)", text, re.M)) - set(re.findall(r"^WDLT_SIZE\((\w+)", text, re.M))
+    unchecked = set(re.findall(r"^typedef struct (\w+)", text, re.M))
+    unchecked -= set(re.findall(r"^WDLT_SIZE\((\w+)", text, re.M))
     assert not unchecked, f"no size given: {unchecked}"
 
 

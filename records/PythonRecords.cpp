@@ -85,10 +85,10 @@ const Settings& settingsOf(std::string_view record) {
     });
 }
 
-void printRecord(std::string_view name, std::string_view type, const std::string& reached) {
+void printRecord(const char* name, const char* type, const std::string& reached) {
     const Settings& settings = settingsOf(name);
-    std::printf("\nclass %s(Record, c.%s):\n    %s\n\n    RECORD = \"%s\"\n    _reached = %s\n", className(name).c_str(),
-                std::string(type).c_str(), quoted(settings.help).c_str(), std::string(name).c_str(), reached.c_str());
+    std::printf("\nclass %s(Record, c.%s):\n    %s\n\n    RECORD = \"%s\"\n    _reached = %s\n",
+                className(name).c_str(), type, quoted(settings.help).c_str(), name, reached.c_str());
     for (const Field& field : settings.fields)
         std::printf("    %s = %s(%s, %u, %u, %s%s%s%s)\n", attributeName(field).c_str(), typeOf(field),
                     quoted(field.member).c_str(), field.offset, field.bytes, quoted(field.help).c_str(),

@@ -9,16 +9,16 @@
     wdltcfg.enable("pvs")
     wdltcfg.lists.urls("black").add("*.example.com/*")
 
-A text is in the system code page there and a str here. A failure is a wdltcfg.Error. `read(records.Urlf)` is read("urlf")
-with its type known. Beneath it, `library` has all 103 functions under their own names with their arguments declared, and
-`interface` their constants and structures:
+A text is in the system code page there and a str here. A failure is a wdltcfg.Error. `read(records.Urlf)` is
+read("urlf") with its type known. Beneath it, `library` has all 103 functions under their own names with their arguments
+declared, and `interface` their constants and structures:
 
-    size = wdltcfg.interface.WdpeUrlfUUC()
-    wdltcfg.check(wdltcfg.library.WdltUrlfReadUUC(ctypes.byref(size)))
+    urls = wdltcfg.interface.WdpeUrlfUUC()
+    wdltcfg.check(wdltcfg.library.WdltUrlfReadUUC(ctypes.byref(urls)))
 
-Any thread may call anything; other threads run meanwhile. The libraries are looked for in the directory WDLTCFG_LIBRARY,
-if that is set (a build tree's bin); else beside the package where it is installed with them (PREFIX/lib, or below it in
-the machine's own, of PREFIX/lib/python3/dist-packages); else where the system's loader does.
+Any thread may call anything; other threads run meanwhile. The libraries are looked for in the directory
+WDLTCFG_LIBRARY, if that is set (a build tree's bin); else beside the package where it is installed with them (PREFIX/lib,
+or below it in the machine's own, of PREFIX/lib/python3/dist-packages); else where the system's loader does.
 """
 from __future__ import annotations
 
@@ -59,8 +59,8 @@ def read(record: type[R], which: str | int = "") -> R: ...
 @overload
 def read(record: str, which: str | int = "") -> Any: ...
 def read(record: type[Record] | str, which: str | int = "") -> Any:
-    """The record of that name or class. `which` is the place of "virus" (pop3, smtp, http or files), and the protocol of
-    "handler" (pop3, smtp, http, or its number)."""
+    """The record of that name or class. `which` is the place of "virus" (pop3, smtp, http or files), and the protocol
+    of "handler" (pop3, smtp, http, or its number)."""
     kind = named("record", Record.KINDS, record) if isinstance(record, str) else record
     place = _place(kind, which)
     installed()

@@ -33,8 +33,8 @@ def _records(call: Callable[[Any, Any], int], kind: Any, what: str) -> list[Any]
 
 
 class TextList:
-    """A list that is read and written as a whole. add and remove hold wdltcfg.change() meanwhile, as should be held from a
-    read() to the write() of what became of it."""
+    """A list that is read and written as a whole. add and remove hold wdltcfg.change() meanwhile, as should be held
+    from a read() to the write() of what became of it."""
 
     def __init__(self, what: str, kind: Any, member: str, read: Any, write: Any) -> None:
         self._what, self._kind, self._member, self._read, self._write = what, kind, member, read, write
