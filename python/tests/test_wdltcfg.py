@@ -34,8 +34,9 @@ def stored(*words):
     return json.loads(wdltctl(*words, "--json", "--secrets"))
 
 
-def in_python(code):
-    return subprocess.Popen([sys.executable, "-W", "error", "-c", f"import wdltcfg\n{code}"], stdout=subprocess.PIPE)
+def in_python(code, **environment):
+    return subprocess.Popen([sys.executable, "-W", "error", "-c", f"import wdltcfg\n{code}"], stdout=subprocess.PIPE,
+                            env={**os.environ, **environment})
 
 
 def another(field, value):
@@ -101,9 +102,8 @@ class Records(unittest.TestCase):
         self.assertEqual((caught.exception.status, caught.exception.name, caught.exception.words),
                          (-1, "WDLT_E_GENERAL", "general failure"))
         with tempfile.TemporaryDirectory() as empty:
-            os.environ["WARDLET_HOME"] = empty
-            child = in_python("try: wdltcfg.read('hfs')\nexcept wdltcfg.Error as error: print(error.name)")
-            os.environ["WARDLET_HOME"] = _home.name
+            child = in_python("try: wdltcfg.read('hfs')\nexcept wdltcfg.Error as error: print(error.name)",
+                              WARDLET_HOME=empty)
             self.assertEqual(child.communicate()[0], b"WDLT_E_REGISTRY\n")
 
 
@@ -123,7 +123,7 @@ class Lists(unittest.TestCase):
     def test_add_and_remove(self):
         many = [f"entry{i}" for i in range(100)]  # more than is asked for at first
         for words, entries in ((("urls", "white"), many), (("urls", "black"), ["*.example.com/*", "ü"]),
-                               (("hosts",), ["a", "hex:00ff", "hex:00"]), (("spyware",), many),
+                               (("hosts",), ["a", "hex:00ff", "hex:00", "hex:" + "61" * 306]), (("spyware",), many),
                                (("spam", "white"), ["é", "b"]), (("spam", "black"), many), (("exclusions",), many)):
             with self.subTest(words):
                 a_list = getattr(lists, words[0])(*words[1:])
@@ -142,6 +142,11 @@ class Lists(unittest.TestCase):
         urls.write(["caf\udce9"])
         self.assertEqual(urls.add("b"), ["b"])
         self.assertEqual(list(urls), ["caf\udce9", "b"])
+
+    def test_texts_are_in_the_code_page(self):
+        child = in_python("print(wdltcfg.encode('\u20ac'), ascii(wdltcfg.decode(b'\\x80')))\n"
+                          "try: wdltcfg.encode('\u0436')\nexcept ValueError: print('none')", WARDLET_ACP="1252")
+        self.assertEqual(child.communicate()[0], b"b'\\x80' '\\u20ac'\nnone\n")
 
     def test_a_list_that_cannot_be_read_is_not_replaced(self):
         file = Path(_home.name, "wardlet", "SpyAList.dat")

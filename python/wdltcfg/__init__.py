@@ -17,8 +17,8 @@ declared, and `interface` their constants and structures:
     wdltcfg.check(wdltcfg.library.WdltUrlfReadUUC(ctypes.byref(urls)))
 
 Any thread may call anything; other threads run meanwhile. The libraries are looked for in the directory
-WDLTCFG_LIBRARY, if that is set (a build tree's bin); else beside the package where it is installed with them (PREFIX/lib,
-or below it in the machine's own, of PREFIX/lib/python3/dist-packages); else where the system's loader does.
+WDLTCFG_LIBRARY, if that is set (a build tree's bin); else beside the package where it is installed with them
+(PREFIX/lib, or below it in the machine's own, of PREFIX/lib/python3/dist-packages); else where the system's loader does.
 """
 from __future__ import annotations
 
@@ -28,10 +28,10 @@ from typing import Any, TypeVar, overload
 
 from . import interface, lists, records
 from ._fields import Address, Exports, Record
-from ._library import Error, change, check, function, installed, library, named, stored_value
+from ._library import Error, change, check, decode, encode, function, installed, library, named, stored_value
 
-__all__ = ["Error", "Record", "change", "check", "disable", "enable", "interface", "is_enabled", "library", "lists",
-           "read", "records", "write"]
+__all__ = ["Error", "Record", "change", "check", "decode", "disable", "enable", "encode", "interface", "is_enabled",
+           "library", "lists", "read", "records", "write"]
 
 R = TypeVar("R", bound=Record)
 
@@ -96,6 +96,7 @@ def write(record: Record) -> None:
 
 def is_enabled(feature: str, protocols: int = _PRIVACY) -> bool:
     """Whether the feature is on, with its handler; "pdp" for all of `protocols`, bits of interface.WDLT_PRIVACY_…"""
+    feature = feature.lower()
     installed()
     if feature == "plugin-manager":
         return bool(read(records.PluginManager).enable)
@@ -107,20 +108,21 @@ def is_enabled(feature: str, protocols: int = _PRIVACY) -> bool:
 
 
 def enable(feature: str, on: bool = True, protocols: int = _PRIVACY) -> None:
-    """Switches a feature, and first on what it needs. WDLT_E_NO_ANSWER as with write."""
-    installed()
-    if feature == "plugin-manager":
-        with change():
+    """Switches a feature, and on first what it needs, holding change(). WDLT_E_NO_ANSWER as with write."""
+    feature = feature.lower()
+    with change():
+        installed()
+        if feature == "plugin-manager":
             manager = read(records.PluginManager)
             manager.enable = on
             write(manager)
-    elif feature == "pdp":
-        check(library.WdltPdpProtocolEnable(on, protocols), feature)
-    elif feature == "drs-white-list":
-        option = int.from_bytes((stored_value("PluginManager\\DRS\\WhiteList", "Option") or b"")[:4], "little")
-        check(library.WdltEnableDRSWhiteList(on, option), feature)
-    else:
-        check(function(named("feature", records.FEATURES, feature).write)(on), feature)
+        elif feature == "pdp":
+            check(library.WdltPdpProtocolEnable(on, protocols), feature)
+        elif feature == "drs-white-list":
+            option = (stored_value("PluginManager\\DRS\\WhiteList", "Option") or b"")[:4]
+            check(library.WdltEnableDRSWhiteList(on, int.from_bytes(option, "little")), feature)
+        else:
+            check(function(named("feature", records.FEATURES, feature).write)(on), feature)
 
 
 def disable(feature: str, protocols: int = _PRIVACY) -> None:

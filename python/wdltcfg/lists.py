@@ -48,9 +48,9 @@ class TextList:
         size = getattr(self._kind, self._member).size
         records = (self._kind * max(1, len(texts)))()
         for record, text in zip(records, texts):
-            content = self._stored(text)
-            if not 0 < len(content) < size:
-                raise ValueError(f"{self._what}: {text!r} has {len(content)} bytes, not 1 to {size - 1}")
+            content, most = self._stored(text, size)
+            if not 0 < len(content) <= most:
+                raise ValueError(f"{self._what}: {text!r} has {len(content)} bytes, not 1 to {most}")
             ctypes.memmove(byref(record, getattr(self._kind, self._member).offset), content, len(content))
         check(self._write(records, len(texts)), self._what)
 
@@ -78,8 +78,9 @@ class TextList:
     def _shown(self, content: Any) -> str:
         return decode(content)
 
-    def _stored(self, text: str) -> bytes:
-        return encode(text)
+    def _stored(self, text: str, size: int) -> tuple[bytes, int]:
+        """Its bytes, and how many there may be in a field of that size."""
+        return encode(text), size - 1
 
 
 def urls(which: str) -> TextList:
@@ -102,11 +103,13 @@ class _Hosts(TextList):
     def _shown(self, content: Any) -> str:
         data = bytes(content).rstrip(b"\0")
         text = decode(data)
-        is_text = text.isprintable() and 0 < len(data) < len(bytes(content)) and not text.startswith("hex:")
-        return text if is_text else "hex:" + (data or b"\0").hex()
+        is_plain = all(letter >= " " and letter != "\x7f" and not "\ud800" <= letter <= "\udfff" for letter in text)
+        if is_plain and 0 < len(data) < len(content) and not text.startswith("hex:"):
+            return text
+        return "hex:" + (data or b"\0").hex()
 
-    def _stored(self, text: str) -> bytes:
-        return bytes.fromhex(text[4:]) if text.startswith("hex:") else encode(text)
+    def _stored(self, text: str, size: int) -> tuple[bytes, int]:
+        return (bytes.fromhex(text[4:]), size) if text.startswith("hex:") else super()._stored(text, size)
 
 
 def hosts() -> TextList:
