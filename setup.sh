@@ -17,7 +17,7 @@ gates=(
     clang clang-format clang-tidy libclang-rt-14-dev # sanitizers, fuzzing
     spin                                   # checks the model of the lock
     mypy python3-pip python3-setuptools python3-wheel # types and wheel of the Python package
-    libbenchmark-dev libsqlite3-dev libre2-dev # benchmarks
+    libbenchmark-dev libsqlite3-dev sqlite3 libre2-dev # benchmarks
 )
 case "${1:-all}" in
     build) ;;

@@ -36,9 +36,11 @@ class FeaturePart : public Part {
         if (!m_isSplit)
             return asJson(own());
         Json state = Json::object();
-        for (const FeatureItem& place : placesInUse(m_feature))
-            if (const auto isOn = itemIsOn(place.protocol, place.scan, place.input))
-                state[std::string(place.protocolName)] = *isOn;
+        const std::vector<Handler> handlers = allHandlers();
+        for (const FeatureItem& place : m_feature.places)
+            if (std::ranges::any_of(handlers, [&](const Handler& each) { return each.head.type == place.protocol; }))
+                if (const auto isOn = itemIsOn(place.protocol, place.scan, place.input))
+                    state[std::string(place.protocolName)] = *isOn;
         return state;
     }
 

@@ -263,9 +263,11 @@ void addSet(CLI::App& app, const Options& options) {
     verb->add_option("FIELD=VALUE", arguments->rest,
                      "Fields with their new values; before them, which of several records")
         ->required();
-    verb->footer("A secret is best given as szProxyPassword=@FILE, or =@- for the standard input; its line end is cut\n"
-                 "off. A secret that begins with @ is given so too. (secret) leaves it as it is.\n" +
-                 recordHelp(true));
+    verb->footer([] {
+        return "A secret is best given as szProxyPassword=@FILE, or =@- for the standard input; its line end is cut\n"
+               "off. A secret that begins with @ is given so too. (secret) leaves it as it is.\n" +
+               recordHelp(true);
+    });
     addForce(*verb, *arguments);
     // The standard input may keep one waiting: it is read before the lock is taken.
     verb->parse_complete_callback([arguments] { arguments->wanted.emplace(arguments->record, arguments->rest); });
