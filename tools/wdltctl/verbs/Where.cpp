@@ -124,7 +124,7 @@ void addTo(std::vector<Place>& places, const char* what, const std::function<std
 
 std::vector<Place> allPlaces() {
     std::vector<Place> places;
-    const fs::path home = fs::path(pathOf("C:\\")).parent_path(); // a drive is a folder of the home
+    const fs::path home = homePath();
     bool isThere = false;
     bool isTold = false;
     addTo(places, "home", [&]() -> std::vector<Place> {
