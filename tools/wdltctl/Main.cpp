@@ -3,6 +3,7 @@
    it. */
 
 #include "ChangeLock.h"
+#include "Display.h"
 #include "HomeLook.h"
 #include "Interrupted.h"
 #include "LayDown.h"
@@ -68,9 +69,10 @@ void lookAtOwner(const std::string& home, Needs needs) {
     if (needs == Needs::Files)
         refuseOthers(home, install);
     if (const std::string warning = ownerWarning(home, install); !warning.empty())
-        printRemark(warning);
+        printRemark(fmt::format("{} {}", displayNarrow(install), warning));
     else if (const std::string gone = changes(needs) ? takeInstall(home, install) : ""; !gone.empty())
-        printRemark(fmt::format("{} belonged to the home {}, which is gone; it is this home's now", install, gone));
+        printRemark(fmt::format("{} belonged to the home {}, which is gone; it is this home's now",
+                                displayNarrow(install), displayNarrow(gone)));
 }
 
 constexpr const char* kToolName = "wdltctl";

@@ -64,7 +64,10 @@ void beginJournal(const std::string& home, std::string_view verb, std::string_vi
 void endJournal(const std::string& home, std::string_view verb) {
     const std::string journal = journalOf(home, verb);
     if (std::error_code error; !std::filesystem::remove(journal, error) && error)
-        throw ToolError(ExitStatus::Failed, fmt::format("{}: {}", journal, error.message()), {.path = journal});
+        throw ToolError(
+            ExitStatus::Partial,
+            fmt::format("{}: {}; as long as it is there, the next verb does what it holds", journal, error.message()),
+            {.path = journal});
 }
 
 void finishInterrupted() {

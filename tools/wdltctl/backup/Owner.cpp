@@ -86,14 +86,14 @@ std::string ownerWarning(const std::string& home, const std::string& install) {
     const std::string other = otherOwner(home, install);
     if (other.empty())
         return "";
-    return fmt::format("{} belongs to the home {}: this home, {}, has to get one of its own: wdltctl backup FILE, then "
-                       "wdltctl restore FILE --install DIR",
-                       displayNarrow(install), displayNarrow(other), displayNarrow(home));
+    return fmt::format("belongs to the home {}, and this one is {}: wdltctl backup FILE, then wdltctl restore FILE "
+                       "--install DIR give this one a directory of its own",
+                       displayNarrow(other), displayNarrow(home));
 }
 
 void refuseOthers(const std::string& home, const std::string& install) {
     if (const std::string warning = ownerWarning(home, install); !warning.empty())
-        throw ToolError(ExitStatus::Unknown, warning, {.path = install});
+        throw ToolError(ExitStatus::Unknown, fmt::format("{} {}", displayNarrow(install), warning), {.path = install});
 }
 
 std::string takeInstall(const std::string& home, const std::string& install) {

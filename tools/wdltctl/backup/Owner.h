@@ -14,9 +14,9 @@ inline constexpr const char* kInstalledFile = "installed";
 
 /* The other home that the directory belongs to; else empty. All are paths of the file system, also below. */
 std::string otherOwner(const std::string& home, const std::string& install);
-/* What to say of it, with the way out; empty when it belongs to no other home. */
+/* "belongs to the home …", with the way out; empty when it belongs to no other home. */
 std::string ownerWarning(const std::string& home, const std::string& install);
-/* A ToolError with those words. */
+/* A ToolError with the path and those words. */
 void refuseOthers(const std::string& home, const std::string& install);
 
 /* Makes it this home's. Returns the path of the home that it belonged to and that is gone; else empty. What can't be

@@ -76,7 +76,7 @@ void Replacement::lieBeside() {
         gone.insert(path);
         if (content == m_snapshot.files.end() || !placed.insert(path).second)
             continue;
-        const std::string beside = fmt::format("{}.{}.restored", m_install, file.name);
+        const std::string beside = fmt::format("{}.{}{}", m_install, file.name, kRestoredEnding);
         m_beside.emplace_back(pathOf(beside), path);
         if (WdReplaceContent(beside.c_str(), content->second.data(), static_cast<DWORD>(content->second.size())) ==
             FALSE)
@@ -123,12 +123,12 @@ std::string finishRestore(const std::string& home, const std::string& journal) {
     Replacement replacement(home, snapshot);
     replacement.store(!registryFault(home).empty(), kept);
     replacement.place();
-    return fmt::format("all of it is restored now, {}", toldOf(snapshot));
+    return fmt::format("all of it is restored now: {}", toldOf(snapshot));
 }
 
 std::string toldOf(const Snapshot& snapshot) {
-    return fmt::format("of {}, {} values and {} files, in {}", snapshot.made, valuesIn(snapshot.tree),
-                       snapshot.files.size(), displayNarrow(installIn(snapshot.tree)));
+    return fmt::format("{} values and {} files of {}, in {}", valuesIn(snapshot.tree), snapshot.files.size(),
+                       snapshot.made, displayNarrow(installIn(snapshot.tree)));
 }
 
 } // namespace wdlt

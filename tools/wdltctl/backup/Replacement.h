@@ -13,6 +13,9 @@ namespace wdlt {
 
 class HomeCopy;
 
+/* Of a file that lies beside its place. */
+inline constexpr const char* kRestoredEnding = ".restored.tmp";
+
 class Replacement {
   public:
     Replacement(std::string home, const Snapshot& snapshot);
@@ -40,7 +43,7 @@ class Replacement {
 /* For a restore that was killed. Returns what was done. */
 std::string finishRestore(const std::string& home, const std::string& journal);
 
-/* "of 2026-11-26 10:15:00, 212 values and 5 files, in /opt/wardlet" */
+/* "212 values and 5 files of 2026-11-26 10:15:00, in /opt/wardlet" */
 std::string toldOf(const Snapshot& snapshot);
 
 } // namespace wdlt

@@ -40,7 +40,7 @@ Snapshot snapshotOf(const RestoreArguments& arguments) {
 }
 
 void ask(const std::string& home, const Snapshot& snapshot) {
-    if (isGranted(fmt::format("Replace all that is in {} by the backup {}", displayNarrow(home), toldOf(snapshot))))
+    if (isGranted(fmt::format("Replace all that is in {} by {}", displayNarrow(home), toldOf(snapshot))))
         return;
     if (::isatty(STDIN_FILENO) == 1)
         throw ToolError(ExitStatus::No, "nothing is restored");
