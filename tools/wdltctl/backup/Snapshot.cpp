@@ -7,6 +7,7 @@
 #include "KeyPath.h"
 #include "LayDown.h"
 #include "LayerError.h"
+#include "Owner.h"
 #include "RegTransfer.h"
 #include "ToolError.h"
 #include "Utf.h"
@@ -17,6 +18,7 @@
 #include <cerrno>
 #include <chrono>
 #include <ctime>
+#include <exception>
 #include <filesystem>
 #include <fmt/chrono.h>
 #include <fmt/format.h>
@@ -100,11 +102,19 @@ std::optional<Snapshot> takeAtOnce() {
     const Look before = lookAtFilesOf(taken.tree);
     // Each read waits until a writer is through that has stored one half, in the tree or in a file, and not the other.
     makeLocksOfLists();
-    for (const auto& [what, file] : filesNamedIn(taken.tree))
-        if (before.files.contains(file.path))
-            taken.files.emplace(what, readFile(file.path));
-    const bool isSame = before.generation == generation && lookAtFilesOf(taken.tree) == before;
-    return isSame ? std::optional(std::move(taken)) : std::nullopt;
+    std::exception_ptr failure;
+    try {
+        for (const auto& [what, file] : filesNamedIn(taken.tree))
+            if (before.files.contains(file.path))
+                taken.files.emplace(what, readFile(file.path));
+    } catch (const ToolError&) { // it may be gone meanwhile, as the backup of the privacy database is
+        failure = std::current_exception();
+    }
+    if (before.generation != generation || lookAtFilesOf(taken.tree) != before)
+        return std::nullopt;
+    if (failure)
+        std::rethrow_exception(failure);
+    return taken;
 }
 
 Json describe(std::span<const ArchiveEntry> entries) {
@@ -211,7 +221,7 @@ std::map<std::string, NamedFile> filesNamedIn(const RegDocument& tree) {
         const std::string narrow = file.narrowNameIn(value);
         const std::string path = pathOf(prefix + narrow);
         const auto name = std::filesystem::path(path).filename();
-        if (std::filesystem::path(path).parent_path() != folder || name == "." || name == "..")
+        if (std::filesystem::path(path).parent_path() != folder || name == "." || name == ".." || name == kOwnerFile)
             throw ToolError(ExitStatus::Usage,
                             fmt::format("{}: not a file of the install directory", displayNarrow(path)));
         files.emplace(file.what, NamedFile{narrow, path});

@@ -1,6 +1,7 @@
 /* restore: a backup in the place of all that is there, or on a machine that has nothing yet. */
 
 #include "ChangeLock.h"
+#include "Directory.h"
 #include "Display.h"
 #include "Files.h"
 #include "Findings.h"
@@ -36,6 +37,7 @@ Snapshot snapshotOf(const RestoreArguments& arguments) {
         snapshot.moveTo(Directories::below(*arguments.install));
     if (installIn(snapshot.tree).empty())
         throw ToolError(ExitStatus::Usage, "the backup doesn't tell the install directory: --install is needed");
+    parseDirectory(utf8FromNarrow(installIn(snapshot.tree)));
     return snapshot;
 }
 
