@@ -130,7 +130,7 @@ std::string forged(const std::vector<std::pair<std::string, std::string>>& files
     auto entries = nlohmann::ordered_json::array(); // in the order of their fields
     for (const auto& [name, content] : files)
         entries.push_back({{"name", name}, {"size", content.size()}, {"sha256", sha256(content)}});
-    const json manifest = {{"format", 1}, {"made", ""}, {"codePage", 65001}, {"entries", entries}};
+    const nlohmann::ordered_json manifest = {{"format", 1}, {"made", ""}, {"codePage", 65001}, {"entries", entries}};
     std::string tar;
     const auto add = [&](const std::string& name, const std::string& content, char itsType) {
         char header[512] = {};
