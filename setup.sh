@@ -6,7 +6,7 @@
 set -euo pipefail
 
 packages=(
-    g++ cmake ninja-build                  # compiler and build
+    g++ cmake ninja-build python3          # compiler and build
     liblmdb-dev                            # the registry's store
     nettle-dev                             # AES, SHA-1, HMAC
     libicu-dev                             # code pages and charsets
@@ -17,6 +17,7 @@ tests=(git libgtest-dev libgmock-dev)
 gates=(
     clang clang-format clang-tidy libclang-rt-14-dev # sanitizers, fuzzing
     spin                                   # checks the model of the lock
+    mypy python3-pip python3-setuptools python3-wheel # types and wheel of the Python package
     libbenchmark-dev libsqlite3-dev libre2-dev # benchmarks
 )
 case "${1:-all}" in

@@ -44,6 +44,7 @@ rules_and_interface() {
     tests/gates/house_rules.sh && tests/gates/shares.sh && tests/gates/mutations.sh --check && tests/gates/abi.sh build/release &&
         tests/gates/settings.sh build/release/bin/settings_page && tests/gates/operating.sh build/release
 }
+types_of_python() { tests/gates/python.sh "$PWD/build/release"; }
 kill_by_the_thousand() {
     WDLT_KILLS=3000 "$1/process_registry_tests" --gtest_filter='*Kill*' &&
         WDLT_KILLS=8000 timeout 110 "$1/process_rwlock_tests" --gtest_filter='*RandomKills*'
@@ -69,6 +70,7 @@ stage "rules and interface" 1 rules_and_interface
 if $all; then
     stage "kills by the thousand" 2 kill_by_the_thousand build/release/bin
     stage "fault walk" 6 fault_walk
+    stage "types of Python" 1 types_of_python
     stage "model" 2 tests/gates/model.sh "$jobs"
     stage "storms" 1 storms build/release/bin
     stage "format" 1 bash -c "git ls-files '*.cpp' '*.h' '*.c' | xargs clang-format --dry-run --Werror"

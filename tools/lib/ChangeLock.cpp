@@ -18,12 +18,28 @@ std::string lockPath() {
     return std::string("the lock of changes in ") + home.data();
 }
 
+HANDLE openMutex() {
+    HANDLE const mutex = CreateMutexA(nullptr, FALSE, ChangeLock::kName);
+    if (mutex == nullptr)
+        throw LayerError(lockPath(), static_cast<LONG>(GetLastError()));
+    return mutex;
+}
+
 } // namespace
 
-ChangeLock::ChangeLock() : m_mutex(CreateMutexA(nullptr, FALSE, kName)) {
+void ChangeLock::ifFree(const std::function<void()>& body) {
+    HANDLE const mutex = openMutex();
+    const DWORD result = WaitForSingleObject(mutex, 0);
+    if (result == WAIT_TIMEOUT || result == WAIT_FAILED) {
+        CloseHandle(mutex);
+        return;
+    }
+    const ChangeLock lock(mutex);
+    body();
+}
+
+ChangeLock::ChangeLock() : m_mutex(openMutex()) {
     constexpr DWORD kUntold = 500;
-    if (m_mutex == nullptr)
-        throw LayerError(lockPath(), static_cast<LONG>(GetLastError()));
     DWORD result = WaitForSingleObject(m_mutex, kUntold);
     if (result == WAIT_TIMEOUT) {
         if (::isatty(STDERR_FILENO) == 1)

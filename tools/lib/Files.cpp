@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fmt/format.h>
 #include <memory>
+#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -42,6 +43,18 @@ void writeTo(OwnedFile opened, const std::string& file, std::string_view content
         throw fileError(file, errno);
 }
 
+/* So that a file's new name, or its end, outlives a loss of power. */
+void syncDirectoryOf(const std::string& file) {
+    const auto directory = std::filesystem::path(file).parent_path();
+    const int descriptor = ::open(directory.empty() ? "." : directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (descriptor < 0)
+        return; // one that may be written, but not read
+    const bool isSynced = ::fsync(descriptor) == 0 || errno == EINVAL;
+    ::close(descriptor);
+    if (!isSynced)
+        throw fileError(file, errno);
+}
+
 /* Through a file beside it, which is this account's alone. A link is followed. */
 void replaceFile(const std::string& file, std::string_view content) {
     std::error_code failure;
@@ -59,6 +72,7 @@ void replaceFile(const std::string& file, std::string_view content) {
         ::unlink(beside.c_str());
         throw;
     }
+    syncDirectoryOf(target);
 }
 
 } // namespace
@@ -93,6 +107,20 @@ void writeFile(const std::string& file, std::string_view content) {
         writeTo(openFile(file, isOpened ? "ab" : "wb"), file, content);
     else
         replaceFile(file, content);
+}
+
+std::string fileMark(const std::string& file) {
+    struct stat status {};
+    if (::stat(file.c_str(), &status) != 0)
+        return "-";
+    return fmt::format("{}:{}:{}:{}.{}:{}.{}", status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec,
+                       status.st_mtim.tv_nsec, status.st_ctim.tv_sec, status.st_ctim.tv_nsec);
+}
+
+void removeFile(const std::string& file) {
+    if (::unlink(file.c_str()) != 0 && errno != ENOENT)
+        throw fileError(file, errno);
+    syncDirectoryOf(file);
 }
 
 } // namespace wdlt

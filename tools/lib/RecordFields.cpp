@@ -57,8 +57,8 @@ std::vector<std::uint64_t> listAt(const Field& field, std::span<const BYTE> reco
     return numbers;
 }
 
-[[noreturn]] void refuse(const Field& field, const std::string& why) {
-    throw ToolError(ExitStatus::Usage, fmt::format("{}: {}", field.member, why));
+[[noreturn]] void refuse(const std::string& why) {
+    throw ToolError(ExitStatus::Usage, why);
 }
 
 void putNumber(const Field& field, std::span<BYTE> record, std::uint64_t number) {
@@ -71,7 +71,7 @@ void setNumber(const Field& field, std::span<BYTE> record, std::string_view text
     const std::uint64_t limit = std::min<std::uint64_t>(range.high, UINT32_MAX >> (32 - 8 * field.bytes));
     const auto number = parseNumber(text);
     if (!number || *number < range.low || *number > limit)
-        refuse(field, fmt::format("\"{}\" isn't a number from {} to {}", text, range.low, limit));
+        refuse(fmt::format("\"{}\" isn't a number from {} to {}", text, range.low, limit));
     putNumber(field, record, *number);
 }
 
@@ -80,18 +80,18 @@ void setSigned(const Field& field, std::span<BYTE> record, std::string_view text
     const bool isNegative = text.starts_with('-');
     const auto magnitude = parseNumber(isNegative ? text.substr(1) : text);
     if (!magnitude || *magnitude > (isNegative ? half : half - 1))
-        refuse(field, fmt::format("\"{}\" isn't a number from -{} to {}", text, half, half - 1));
+        refuse(fmt::format("\"{}\" isn't a number from -{} to {}", text, half, half - 1));
     putNumber(field, record, isNegative ? 0 - *magnitude : *magnitude);
 }
 
 void setText(const Field& field, std::span<BYTE> record, std::string_view text) {
     std::string narrow;
     if (!narrowFromUtf8(text, narrow))
-        refuse(field, "the system code page lacks a character of the text");
+        refuse("the system code page lacks a character of the text");
     if (narrow.size() > mostBytes(field))
-        refuse(field, fmt::format("the text takes {} bytes, {} have room", narrow.size(), mostBytes(field)));
+        refuse(fmt::format("the text takes {} bytes, {} have room", narrow.size(), mostBytes(field)));
     if (narrow.find('\0') != std::string::npos)
-        refuse(field, "the text has a zero byte");
+        refuse("the text has a zero byte");
     const auto target = record.subspan(field.offset, field.bytes);
     std::fill(target.begin(), target.end(), BYTE{0});
     std::transform(narrow.begin(), narrow.end(), target.begin(), [](char c) { return static_cast<BYTE>(c); });
@@ -100,21 +100,21 @@ void setText(const Field& field, std::span<BYTE> record, std::string_view text) 
 void setNames(const Field& field, std::span<BYTE> record, std::string_view text) {
     std::string narrow;
     if (!narrowFromUtf8(text, narrow))
-        refuse(field, "the system code page lacks a character of the text");
+        refuse("the system code page lacks a character of the text");
     std::vector<BYTE> slots;
     for (std::size_t begin = 0; !narrow.empty() && begin <= narrow.size();) {
         const std::size_t end = std::min(narrow.find(',', begin), narrow.size());
         if (end == begin || end - begin >= field.slotBytes)
-            refuse(field, fmt::format("\"{}\" isn't a name of 1 to {} bytes", narrow.substr(begin, end - begin),
-                                      field.slotBytes - 1));
+            refuse(fmt::format("\"{}\" isn't a name of 1 to {} bytes", narrow.substr(begin, end - begin),
+                               field.slotBytes - 1));
         slots.insert(slots.end(), narrow.begin() + static_cast<std::ptrdiff_t>(begin),
                      narrow.begin() + static_cast<std::ptrdiff_t>(end));
         slots.resize((slots.size() / field.slotBytes + 1) * field.slotBytes);
         begin = end + 1;
     }
     if (slots.size() > field.bytes)
-        refuse(field, fmt::format("{} names, at most {} have room", slots.size() / field.slotBytes,
-                                  field.bytes / field.slotBytes));
+        refuse(fmt::format("{} names, at most {} have room", slots.size() / field.slotBytes,
+                           field.bytes / field.slotBytes));
     slots.resize(field.bytes);
     std::copy(slots.begin(), slots.end(), record.begin() + static_cast<std::ptrdiff_t>(field.offset));
 }
@@ -184,9 +184,21 @@ std::string fieldHelp(const Field& field) {
                        details.empty() ? "" : fmt::format(" ({})", fmt::join(details, ", ")));
 }
 
-void setField(const Field& field, std::span<BYTE> record, std::string_view text) {
+bool isTextOfCodePage(const Field& field, std::span<const BYTE> record) {
+    switch (field.kind) {
+    case FieldKind::Text:
+    case FieldKind::SealedText:
+        return isCodePageText(textAt(field, record));
+    case FieldKind::NameList:
+        return std::ranges::all_of(namesAt(field, record), isCodePageText);
+    default:
+        return true;
+    }
+}
+
+void putField(const Field& field, std::span<BYTE> record, std::string_view text) {
     if (isReadOnly(field))
-        refuse(field, "the field is read only");
+        refuse("the field is read only");
     switch (field.kind) {
     case FieldKind::Text:
     case FieldKind::SealedText:
@@ -194,9 +206,17 @@ void setField(const Field& field, std::span<BYTE> record, std::string_view text)
     case FieldKind::NameList:
         return setNames(field, record, text);
     case FieldKind::NumberList:
-        return refuse(field, "a list isn't set"); // always read only
+        return refuse("a list isn't set"); // always read only
     case FieldKind::Number:
         return field.isSigned ? setSigned(field, record, text) : setNumber(field, record, text);
+    }
+}
+
+void setField(const Field& field, std::span<BYTE> record, std::string_view text) {
+    try {
+        putField(field, record, text);
+    } catch (const ToolError& error) {
+        throw ToolError(error.status(), fmt::format("{}: {}", field.member, error.what()));
     }
 }
 

@@ -27,5 +27,9 @@ constexpr bool isReadOnly(const Field& field) {
 /* Takes the value as a user types it. A value that the field can't hold, or a field that is read only, is a usage error
    and leaves the record as it is. */
 void setField(const Field& field, std::span<BYTE> record, std::string_view text);
+/* The same; the error doesn't name the field. */
+void putField(const Field& field, std::span<BYTE> record, std::string_view text);
+/* False when a text in the field isn't one of the system code page. */
+bool isTextOfCodePage(const Field& field, std::span<const BYTE> record);
 
 } // namespace wdlt

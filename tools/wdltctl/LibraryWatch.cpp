@@ -30,6 +30,8 @@ struct Heard {
     std::string lastError;
     bool isWaiting = false; /* for the service's answer */
     unsigned unanswered = 0;
+    bool lasts = false;
+    bool isUndone = false; /* what the verb does, by the next one, when it is interrupted */
 };
 
 Heard& heard() {
@@ -57,6 +59,11 @@ bool isWaiting() {
     return heard().isWaiting;
 }
 
+bool lasts() {
+    const std::lock_guard lock(heard().mutex);
+    return heard().lasts;
+}
+
 sigset_t interrupts() {
     sigset_t set;
     sigemptyset(&set);
@@ -73,7 +80,7 @@ LibraryWatch::Values storedValues() {
     return values;
 }
 
-std::vector<std::string> changesBetween(const LibraryWatch::Values& before, const LibraryWatch::Values& after) {
+std::vector<std::string> changedNames(const LibraryWatch::Values& before, const LibraryWatch::Values& after) {
     std::vector<std::string> names;
     const auto note = [&](const std::u16string& name) {
         names.push_back(displayText(std::u16string_view(name).substr(kBasePath.size() + 1)));
@@ -120,6 +127,16 @@ void LibraryWatch::end() const {
                                      : "the service didn't answer; this is what is stored"));
 }
 
+void LibraryWatch::expectToLast() {
+    const std::lock_guard lock(heard().mutex);
+    heard().lasts = true;
+}
+
+void LibraryWatch::expectUndoing() {
+    const std::lock_guard lock(heard().mutex);
+    heard().isUndone = true;
+}
+
 const std::string& LibraryWatch::verb() {
     return heard().verb;
 }
@@ -140,7 +157,7 @@ void LibraryWatch::watch(const std::stop_token& stop) {
             return;
         if (signal == SIGINT)
             interrupted();
-        if (!isTold && std::chrono::steady_clock::now() - begin >= kUntoldWait) {
+        if (!isTold && !lasts() && std::chrono::steady_clock::now() - begin >= kUntoldWait) {
             fmt::print(stderr, "{}\n",
                        isWaiting() ? "waiting for the service (up to 60 s for each record)"
                                    : "waiting for the service, or for another program's change");
@@ -154,12 +171,14 @@ std::string LibraryWatch::whatIsDone() const {
     std::optional<Values> before;
     {
         const std::lock_guard lock(heard().mutex);
+        if (heard().isUndone)
+            return "the next command undoes what it has done so far";
         before = m_before;
     }
     if (!before)
         return m_changesAnyway ? "what it has done so far stays" : "nothing is changed";
     try {
-        const auto changed = changesBetween(*before, storedValues());
+        const auto changed = changedNames(*before, storedValues());
         if (!changed.empty())
             return fmt::format("changed so far: {}", fmt::join(changed, ", "));
     } catch (const std::exception&) {

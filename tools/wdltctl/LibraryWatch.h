@@ -27,6 +27,10 @@ class LibraryWatch {
     /* The verb has succeeded: warns when the service left a call without an answer. */
     void end() const;
 
+    /* The verb takes as long as the user wants: nothing is told of waiting. */
+    static void expectToLast();
+    /* Interrupted from here on, the verb says so in place of what it has changed. */
+    static void expectUndoing();
     /* What the user typed. */
     static const std::string& verb();
     /* The last error that the library has logged since this was called last; empty when it has logged none. */

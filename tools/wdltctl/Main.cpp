@@ -5,7 +5,9 @@
 #include "ChangeLock.h"
 #include "Display.h"
 #include "HomeLook.h"
+#include "Installation.h"
 #include "Interrupted.h"
+#include "Journal.h"
 #include "LayDown.h"
 #include "LayerError.h"
 #include "LibraryWatch.h"
@@ -75,12 +77,25 @@ void lookAtOwner(const std::string& home, Needs needs) {
                                 displayNarrow(install), displayNarrow(gone)));
 }
 
+/* A load that was killed is undone by the next verb; one that is at work holds the lock, and is left alone; and so
+   is one of the home that this one is a copy of. */
+void settle() {
+    if (!Journal::isThere() || !otherOwner(homePath(), storedInstall()).empty())
+        return;
+    try {
+        ChangeLock::ifFree(undoAbandonedLoad);
+    } catch (const ToolError& error) {
+        printRemark(error.what());
+    }
+}
+
 constexpr const char* kToolName = "wdltctl";
 
 using AddVerb = void (*)(CLI::App& app, const Options& options);
 
-constexpr AddVerb kVerbs[] = {addInit,  addWhere, addCheck,    addStatus, addSwitch, addDescribe, addGet,    addSet,
-                              addReset, addLists, addCheckUrl, addVerify, addRaw,    addBackup,   addRestore};
+constexpr AddVerb kVerbs[] = {addInit,  addWhere,    addCheck,  addStatus, addSwitch, addDescribe, addGet,
+                              addSet,   addReset,    addLists,  addDump,   addDiff,   addLoad,     addConfirm,
+                              addWatch, addCheckUrl, addVerify, addRaw,    addBackup, addRestore};
 
 constexpr const char* kExamples =
     "Examples:\n"
@@ -98,6 +113,9 @@ constexpr const char* kExamples =
     "  wdltctl add urls black '*example.com/*'\n"
     "  wdltctl check-url http://example.com/page --list black\n"
     "  wdltctl add items 'My card' '4711 0815'\n"
+    "  wdltctl dump machine.json\n"
+    "  wdltctl diff machine.json\n"
+    "  wdltctl load machine.json --confirm-within 60s\n"
     "  wdltctl raw read 10000 0 --json\n"
     "  wdltctl check --repair\n"
     "  wdltctl backup wardlet.backup\n"
@@ -121,6 +139,12 @@ void addVerbs(CLI::App& app) {
 
 } // namespace
 
+void needTree() {
+    const std::string home = lookAtTree(Needs::Tree);
+    settle();
+    lookAtOwner(home, Needs::Tree);
+}
+
 void runs(CLI::App& verb, Needs needs, std::function<void()> body, std::function<void()> before) {
     const std::string parent = verb.get_parent()->get_name();
     const std::string name = parent == kToolName ? verb.get_name() : parent + " " + verb.get_name();
@@ -130,9 +154,12 @@ void runs(CLI::App& verb, Needs needs, std::function<void()> body, std::function
             before();
         LibraryWatch watch(name, options().verbose, needs == Needs::Nothing);
         std::optional<ChangeLock> lock;
+        if (needs == Needs::Tree)
+            settle();
         if (changes(needs)) {
             lock.emplace();
             finishInterrupted(); // of who had the lock until now
+            settle();
             watch.expectChanges();
         }
         if (!home.empty())

@@ -40,6 +40,9 @@ enum class Needs {
    `before` comes first: it reads what may keep one waiting, such as the standard input, while others change settings. */
 void runs(CLI::App& verb, Needs needs, std::function<void()> body, std::function<void()> before = {});
 
+/* For a verb that needs an installation only in some of its forms: what runs does for Needs::Tree. */
+void needTree();
+
 void addInit(CLI::App& app, const Options& options);
 void addGet(CLI::App& app, const Options& options);
 void addSet(CLI::App& app, const Options& options);
@@ -55,5 +58,10 @@ void addRaw(CLI::App& app, const Options& options);
 void addCheck(CLI::App& app, const Options& options);
 void addBackup(CLI::App& app, const Options& options);
 void addRestore(CLI::App& app, const Options& options);
+void addDump(CLI::App& app, const Options& options);
+void addDiff(CLI::App& app, const Options& options);
+void addLoad(CLI::App& app, const Options& options);
+void addConfirm(CLI::App& app, const Options& options);
+void addWatch(CLI::App& app, const Options& options);
 
 } // namespace wdlt

@@ -1,35 +1,23 @@
 #include "Archive.h"
 
-#include "Display.h"
+#include "Digest.h"
 
 #include <algorithm>
 #include <archive.h>
 #include <archive_entry.h>
-#include <array>
 #include <fmt/format.h>
 #include <memory>
-#include <nettle/sha2.h>
 #include <stdexcept>
 
 namespace wdlt {
 namespace {
 
 constexpr std::string_view kDigestFrame("\x50\x2A\x4D\x18\x20\0\0\0", 8); // one that is skipped, and its size
+constexpr std::size_t kDigestBytes = 32;
 constexpr std::size_t kMostEntries = 64;
 
-using Digest = std::array<BYTE, SHA256_DIGEST_SIZE>;
-
-Digest sha256(std::string_view bytes) {
-    sha256_ctx context{};
-    sha256_init(&context);
-    sha256_update(&context, bytes.size(), reinterpret_cast<const std::uint8_t*>(bytes.data()));
-    Digest digest{};
-    sha256_digest(&context, digest.size(), digest.data());
-    return digest;
-}
-
 std::string frameOf(std::string_view archived) {
-    const Digest digest = sha256(archived);
+    const auto digest = sha256(archived);
     return std::string(kDigestFrame).append(digest.begin(), digest.end());
 }
 
@@ -88,10 +76,6 @@ std::vector<ArchiveEntry> readEntries(std::string_view archived) {
 
 } // namespace
 
-std::string digestOf(std::string_view bytes) {
-    return hexDigits(sha256(bytes));
-}
-
 std::string packArchive(std::span<const ArchiveEntry> entries) {
     std::string bytes;
     const std::unique_ptr<archive, FreeArchive> to(archive_write_new());
@@ -119,7 +103,7 @@ std::string packArchive(std::span<const ArchiveEntry> entries) {
 }
 
 std::vector<ArchiveEntry> unpackArchive(std::string_view bytes) {
-    constexpr std::size_t kFrameBytes = kDigestFrame.size() + SHA256_DIGEST_SIZE;
+    constexpr std::size_t kFrameBytes = kDigestFrame.size() + kDigestBytes;
     const std::size_t archived = bytes.size() - std::min(bytes.size(), kFrameBytes);
     if (archived == 0 || bytes.substr(archived) != frameOf(bytes.substr(0, archived)))
         throw std::runtime_error("its digest doesn't fit");

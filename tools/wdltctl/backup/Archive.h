@@ -23,7 +23,4 @@ std::string packArchive(std::span<const ArchiveEntry> entries);
 /* In the archive's order. */
 std::vector<ArchiveEntry> unpackArchive(std::string_view bytes);
 
-/* SHA-256, in hexadecimal digits. */
-std::string digestOf(std::string_view bytes);
-
 } // namespace wdlt

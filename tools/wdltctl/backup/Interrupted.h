@@ -1,6 +1,6 @@
-/* What a verb had begun when it was killed, and what is all or nothing. Such a verb keeps a file in the home, its
-   journal, from before its first change to behind its last one; the next verb that finds it there while nobody holds
-   the change lock finishes the work. */
+/* A restore is all or nothing. It keeps a file in the home, its journal, from before its first change to behind its last
+   one, with all that it stores: when it is killed, the next verb finds that, and nobody who holds the change lock, and
+   does all of it again. */
 #pragma once
 
 #include <string>
@@ -8,17 +8,14 @@
 
 namespace wdlt {
 
-/* A verb's journal in a home. */
-std::string journalOf(const std::string& home, std::string_view verb);
-
 /* Writes it, whole and on disk, and removes it. Failures are ToolErrors. */
-void beginJournal(const std::string& home, std::string_view verb, std::string_view content);
-void endJournal(const std::string& home, std::string_view verb);
+void beginJournal(const std::string& home, std::string_view content);
+void endJournal(const std::string& home);
 
-/* Finishes what a killed verb of this home left, and says so. A ToolError when that fails: then the settings may be half
-   old and half new. To be called before this process has opened the registry. */
+/* Finishes a restore of this home that was killed, and says so. A ToolError when that fails: then the settings may be
+   half old and half new. */
 void finishInterrupted();
-/* For who replaces all of the settings anyway. */
+/* For who replaces all of the settings: nobody finishes a restore any more, or undoes a load. */
 void dropInterrupted(const std::string& home);
 
 } // namespace wdlt

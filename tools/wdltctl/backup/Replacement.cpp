@@ -4,6 +4,7 @@
 #include "Findings.h"
 #include "HomeCopy.h"
 #include "Installation.h"
+#include "Journal.h"
 #include "LayDown.h"
 #include "LayerError.h"
 #include "Owner.h"
@@ -53,9 +54,8 @@ void syncFolder(const std::string& folder) {
 
 } // namespace
 
-Replacement::Replacement(std::string home, const Snapshot& snapshot)
-    : m_home(std::move(home)), m_snapshot(snapshot), m_install(installIn(snapshot.tree)),
-      m_folder(folderIfSet(m_install)) {}
+Replacement::Replacement(std::string home, const SavedState& state)
+    : m_home(std::move(home)), m_state(state), m_install(installIn(state.tree)), m_folder(folderIfSet(m_install)) {}
 
 Replacement::~Replacement() {
     std::error_code ignored;
@@ -66,15 +66,15 @@ Replacement::~Replacement() {
 void Replacement::lieBeside() {
     std::set<std::string> gone = oldPathsIn(m_folder);
     std::set<std::string> placed;
-    for (const auto& [what, file] : filesNamedIn(m_snapshot.tree)) {
+    for (const auto& [what, file] : filesNamedIn(m_state.tree)) {
         const std::string& path = file.path;
         std::error_code error;
         if (const auto there = fs::symlink_status(path, error).type();
             there != fs::file_type::not_found && there != fs::file_type::regular && there != fs::file_type::symlink)
             throw ToolError(ExitStatus::Failed, displayNarrow(path) + ": isn't a file", {.path = path});
-        const auto content = m_snapshot.files.find(what);
+        const auto content = m_state.files.find(what);
         gone.insert(path);
-        if (content == m_snapshot.files.end() || !placed.insert(path).second)
+        if (content == m_state.files.end() || !placed.insert(path).second)
             continue;
         const std::string beside = fmt::format("{}.{}{}", m_install, file.name, kRestoredEnding);
         m_beside.emplace_back(pathOf(beside), path);
@@ -92,7 +92,7 @@ void Replacement::store(bool isDamaged, HomeCopy& kept) {
         if (const DWORD error = WdSetRegistryAside(kept.folder().c_str()))
             throw LayerError(m_home + "/registry", static_cast<LONG>(error));
     lieBeside();
-    RegDocument tree = m_snapshot.tree;
+    RegDocument tree = m_state.tree;
     tree.keys.insert(tree.keys.begin(), RegKey{std::u16string(kBasePath), {}, true});
     importDocument(tree);
 }
@@ -114,21 +114,22 @@ void Replacement::place() {
     } catch (const ToolError&) { // check finds the folder
     }
     makeLocksOfLists();
+    Journal::remove(); // what a load was to bring back is replaced, too
     takeInstall(m_home, m_folder);
 }
 
 std::string finishRestore(const std::string& home, const std::string& journal) {
-    const Snapshot snapshot = Snapshot::unpack(journal);
+    const SavedState state = SavedState::unpack(journal);
     HomeCopy kept(home);
-    Replacement replacement(home, snapshot);
+    Replacement replacement(home, state);
     replacement.store(!registryFault(home).empty(), kept);
     replacement.place();
-    return fmt::format("all of it is restored now: {}", toldOf(snapshot));
+    return fmt::format("all of it is restored now: {}", toldOf(state));
 }
 
-std::string toldOf(const Snapshot& snapshot) {
-    return fmt::format("{} values and {} files of {}, in {}", valuesIn(snapshot.tree), snapshot.files.size(),
-                       snapshot.made, displayNarrow(installIn(snapshot.tree)));
+std::string toldOf(const SavedState& state) {
+    return fmt::format("{} values and {} files of {}, in {}", valuesIn(state.tree), state.files.size(), state.made,
+                       displayNarrow(installIn(state.tree)));
 }
 
 } // namespace wdlt

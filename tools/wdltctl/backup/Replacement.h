@@ -1,9 +1,9 @@
-/* Puts a snapshot in the place of an installation. All that may fail comes before the first change: a damaged registry
+/* Puts a state in the place of an installation. All that may fail comes before the first change: a damaged registry
    is set aside, the files are laid down beside their places, and the tree is stored in one transaction. What is left
-   then is renaming. Who is killed in between has a journal with the snapshot, and the next verb does all of it again. */
+   then is renaming. Who is killed in between has a journal with the state, and the next verb does all of it again. */
 #pragma once
 
-#include "Snapshot.h"
+#include "SavedState.h"
 
 #include <string>
 #include <utility>
@@ -18,7 +18,7 @@ inline constexpr const char* kRestoredEnding = ".restored.tmp";
 
 class Replacement {
   public:
-    Replacement(std::string home, const Snapshot& snapshot);
+    Replacement(std::string home, const SavedState& state);
     /* Removes what lies beside. */
     ~Replacement();
     Replacement(const Replacement&) = delete;
@@ -33,17 +33,17 @@ class Replacement {
     void lieBeside();
 
     const std::string m_home;
-    const Snapshot& m_snapshot;
+    const SavedState& m_state;
     const std::string m_install;                               /* the directory, as it is stored */
     const std::string m_folder;                                /* its path */
     std::vector<std::pair<std::string, std::string>> m_beside; /* where a file lies, and where it belongs */
-    std::vector<std::string> m_gone;                           /* files that the snapshot lacks */
+    std::vector<std::string> m_gone;                           /* files that the state lacks */
 };
 
 /* For a restore that was killed. Returns what was done. */
 std::string finishRestore(const std::string& home, const std::string& journal);
 
 /* "212 values and 5 files of 2026-11-26 10:15:00, in /opt/wardlet" */
-std::string toldOf(const Snapshot& snapshot);
+std::string toldOf(const SavedState& state);
 
 } // namespace wdlt

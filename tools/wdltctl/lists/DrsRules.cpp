@@ -1,5 +1,7 @@
 /* The white list of DRS: rules for a process and a domain, each with a unique index and name. */
 
+#include "DrsRules.h"
+
 #include "Display.h"
 #include "KeyPath.h"
 #include "LibraryStatus.h"
@@ -17,23 +19,9 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
-#include <vector>
 #include <wdltcfg/wdltcfg.h>
 
 namespace wdlt {
-namespace {
-
-using Rules = std::vector<WdltDrsWhiteListItem>;
-
-struct RuleArguments {
-    std::string rule;
-    std::uint32_t index = 0; /* 0: none given */
-    std::vector<std::uint32_t> indexes;
-    std::string process;
-    std::string domain;
-    std::vector<std::string> rules;
-    bool all = false;
-};
 
 /* Asks for the count first, and tries again when the list has grown meanwhile. */
 Rules readRules() {
@@ -49,6 +37,26 @@ Rules readRules() {
     rules.resize(static_cast<std::size_t>(count));
     return rules;
 }
+
+/* The name becomes a key's name: with a backslash the key would be a subkey of another rule's. */
+void checkRuleName(const std::string& name) {
+    WdltDrsWhiteListItem rule{};
+    if (name.empty() || name.find('\\') != std::string::npos)
+        throw ToolError(ExitStatus::Usage, "RULE: 1 to 199 characters, none of them a backslash");
+    setWide(rule.RuleName, "RULE", name);
+}
+
+namespace {
+
+struct RuleArguments {
+    std::string rule;
+    std::uint32_t index = 0; /* 0: none given */
+    std::vector<std::uint32_t> indexes;
+    std::string process;
+    std::string domain;
+    std::vector<std::string> rules;
+    bool all = false;
+};
 
 void listRules(const Options& options) {
     const Rules rules = readRules();
@@ -78,9 +86,7 @@ std::uint32_t lowestFreeIndex(const Rules& rules) {
 
 void addRule(const RuleArguments& arguments, const Options& options) {
     WdltDrsWhiteListItem rule{};
-    // The name becomes a key's name: with a backslash the key would be a subkey of another rule's.
-    if (arguments.rule.empty() || arguments.rule.find('\\') != std::string::npos)
-        throw ToolError(ExitStatus::Usage, "RULE: 1 to 199 characters, none of them a backslash");
+    checkRuleName(arguments.rule);
     setWide(rule.RuleName, "RULE", arguments.rule);
     setWide(rule.ProcessImageName, "--process", arguments.process);
     setWide(rule.DomainName, "--domain", arguments.domain);

@@ -1,6 +1,8 @@
 /* The items of privacy protection: list, add, remove, import, export, and verify. Their texts are secrets, shown only
    on request. A file of items is JSON, the same that list prints. */
 
+#include "PrivacyItems.h"
+
 #include "FieldText.h"
 #include "Files.h"
 #include "ItemCharset.h"
@@ -19,32 +21,14 @@
 namespace wdlt {
 namespace {
 
-using Items = std::vector<PrivacyViewItem>;
-
 /* In the store's charset; the store keeps only this much of the field. */
 constexpr std::size_t kMostTextBytes = 32;
-constexpr std::uint32_t kIndexes = 32;
 
-constexpr const char* kIndex = "index";
-constexpr const char* kName = "name";
-constexpr const char* kDescription = "description";
-constexpr const char* kTarget = "scanTarget";
-constexpr const char* kText = "text";
+bool isVerified(std::uint32_t result) {
+    return result == WDLT_OK;
+}
 
-struct ItemArguments {
-    std::string name;
-    std::optional<std::string> text; /* nullopt: the item has none */
-    std::string description;
-    std::uint32_t target = WDLT_PRIVACY_EXCLUSION_TARGET;
-    std::uint32_t index = kIndexes; /* kIndexes: take the lowest free one */
-    std::vector<std::uint32_t> indexes;
-    std::vector<std::string> names;
-    std::vector<std::string> texts;
-    std::string file;
-    std::string content;
-    bool allowEmpty = false;
-    bool dryRun = false;
-};
+} // namespace
 
 PrivacyItems readItems() {
     return PrivacyItems::read();
@@ -69,6 +53,52 @@ std::string shownText(const PrivacyViewItem& item, const ItemCharset& charset, b
         return "";
     return showSecrets ? charset.toUtf8(text).value_or(utf8FromNarrow(text)) : std::string(kHiddenSecret);
 }
+
+std::vector<std::uint32_t> verifyItems(const Items& items) {
+    std::vector<std::uint32_t> results(items.size());
+    if (items.empty())
+        return results; // the library asks for one
+    checkStatus(WdltPdpVerifyItems(items.data(), static_cast<std::int32_t>(items.size()), results.data()),
+                "privacy items");
+    return results;
+}
+
+void writeItems(const PrivacyItems& store) {
+    if (store.items.size() > store.head.dwItemEntryMax)
+        throw ToolError(ExitStatus::Usage, fmt::format("privacy items: {} records, at most {}", store.items.size(),
+                                                       store.head.dwItemEntryMax));
+    Items items = store.items;
+    items.reserve(1); // an empty list needs an address too
+    const std::int32_t status = WdltPdpWriteItemList(items.data(), static_cast<std::int32_t>(items.size()));
+    if (status == WDLT_E_CHARSET)
+        for (const std::vector<std::uint32_t> results = verifyItems(items); const PrivacyViewItem& item : items)
+            if (!isVerified(results[static_cast<std::size_t>(&item - items.data())]))
+                checkStatus(status, fmt::format("the text of item {} can't be in each charset that is searched",
+                                                item.dwItemIndex));
+    checkStatus(status, "privacy items");
+}
+
+namespace {
+constexpr const char* kIndex = "index";
+constexpr const char* kName = "name";
+constexpr const char* kDescription = "description";
+constexpr const char* kTarget = "scanTarget";
+constexpr const char* kText = "text";
+
+struct ItemArguments {
+    std::string name;
+    std::optional<std::string> text; /* nullopt: the item has none */
+    std::string description;
+    std::uint32_t target = WDLT_PRIVACY_EXCLUSION_TARGET;
+    std::uint32_t index = kItemIndexes; /* kItemIndexes: take the lowest free one */
+    std::vector<std::uint32_t> indexes;
+    std::vector<std::string> names;
+    std::vector<std::string> texts;
+    std::string file;
+    std::string content;
+    bool allowEmpty = false;
+    bool dryRun = false;
+};
 
 Json itemsJson(const PrivacyItems& store, bool showSecrets) {
     const ItemCharset charset(store.head.dwDefaultCharSet);
@@ -97,32 +127,6 @@ void listItems(const Options& options) {
     printTable(rows);
 }
 
-std::vector<std::uint32_t> verifyItems(const Items& items) {
-    std::vector<std::uint32_t> results(items.size());
-    checkStatus(WdltPdpVerifyItems(items.data(), static_cast<std::int32_t>(items.size()), results.data()),
-                "privacy items");
-    return results;
-}
-
-bool isVerified(std::uint32_t result) {
-    return result == WDLT_OK;
-}
-
-void writeItems(const PrivacyItems& store) {
-    if (store.items.size() > store.head.dwItemEntryMax)
-        throw ToolError(ExitStatus::Usage, fmt::format("privacy items: {} records, at most {}", store.items.size(),
-                                                       store.head.dwItemEntryMax));
-    Items items = store.items;
-    items.reserve(1); // an empty list needs an address too
-    const std::int32_t status = WdltPdpWriteItemList(items.data(), static_cast<std::int32_t>(items.size()));
-    if (status == WDLT_E_CHARSET)
-        for (const std::vector<std::uint32_t> results = verifyItems(items); const PrivacyViewItem& item : items)
-            if (!isVerified(results[static_cast<std::size_t>(&item - items.data())]))
-                checkStatus(status, fmt::format("the text of item {} can't be in each charset that is searched",
-                                                item.dwItemIndex));
-    checkStatus(status, "privacy items");
-}
-
 bool hasIndex(const Items& items, std::uint32_t index) {
     return std::ranges::find(items, index, &PrivacyViewItem::dwItemIndex) != items.end();
 }
@@ -140,13 +144,13 @@ void addItem(const ItemArguments& arguments, const Options& options) {
     PrivacyItems store = readItems();
     PrivacyViewItem item{};
     item.dwItemIndex = arguments.index;
-    if (arguments.index == kIndexes)
-        for (item.dwItemIndex = 0; item.dwItemIndex < kIndexes && hasIndex(store.items, item.dwItemIndex);)
+    if (arguments.index == kItemIndexes)
+        for (item.dwItemIndex = 0; item.dwItemIndex < kItemIndexes && hasIndex(store.items, item.dwItemIndex);)
             ++item.dwItemIndex;
     else if (hasIndex(store.items, arguments.index))
         throw ToolError(ExitStatus::Usage, fmt::format("index {} has an item already", arguments.index));
-    if (item.dwItemIndex == kIndexes)
-        throw ToolError(ExitStatus::Failed, fmt::format("all {} indexes have an item", kIndexes));
+    if (item.dwItemIndex == kItemIndexes)
+        throw ToolError(ExitStatus::Failed, fmt::format("all {} indexes have an item", kItemIndexes));
     item.dwScanTarget = arguments.target;
     setNarrow(item.szItemName, "NAME", arguments.name);
     setNarrow(item.szDescription, "--description", arguments.description);
@@ -219,7 +223,7 @@ PrivacyViewItem itemFrom(const Json& element, const PrivacyItems& store, const s
     if (!element.is_object())
         throw ToolError(ExitStatus::Usage, where + ": not an object");
     PrivacyViewItem item{};
-    item.dwItemIndex = kIndexes;
+    item.dwItemIndex = kItemIndexes;
     item.dwScanTarget = WDLT_PRIVACY_EXCLUSION_TARGET;
     std::string text;
     for (const auto& [key, value] : element.items()) {
@@ -237,8 +241,8 @@ PrivacyViewItem itemFrom(const Json& element, const PrivacyItems& store, const s
         else
             throw ToolError(ExitStatus::Usage, field + ": no such field");
     }
-    if (item.dwItemIndex >= kIndexes)
-        throw ToolError(ExitStatus::Usage, fmt::format("{}: an index is 0 to {}", where, kIndexes - 1));
+    if (item.dwItemIndex >= kItemIndexes)
+        throw ToolError(ExitStatus::Usage, fmt::format("{}: an index is 0 to {}", where, kItemIndexes - 1));
     setImportedText(item, store, text, fmt::format("{}, {}", where, kText));
     return item;
 }
@@ -324,7 +328,7 @@ void addItemAdd(CLI::App& verb, const Options& options) {
     items->add_option("--description", arguments->description, "Its description, at most 67 bytes");
     items->add_option("--target", arguments->target, "Scan target, for the service")->capture_default_str();
     items->add_option("--index", arguments->index, "Its index; else the lowest that is free")
-        ->check(CLI::Range(kIndexes - 1));
+        ->check(CLI::Range(kItemIndexes - 1));
     runs(*items, Needs::Files, [arguments, &options] { addItem(*arguments, options); });
 }
 

@@ -1,5 +1,7 @@
 /* The redirects of a handler: each has a session, and the process, image or port it applies to. */
 
+#include "Redirects.h"
+
 #include "Display.h"
 #include "FieldText.h"
 #include "Handlers.h"
@@ -20,19 +22,34 @@
 #include <wdltcfg/wdltcfg.h>
 
 namespace wdlt {
-namespace {
 
-struct RedirectArguments {
-    std::string handler;
-    std::string session;
-    std::string process;
-    std::string image;
-    std::uint16_t port = 0;
-    std::uint32_t direction = 0;
-    std::uint32_t flag = 0;
-    std::int32_t level = -1;
-    std::uint32_t cancelMask = 0;
-};
+WdchSystemRedirect redirectFrom(const RedirectArguments& arguments) {
+    WdchSystemRedirect redirect{};
+    // The name becomes a key's name: with a backslash the key would be a subkey of another session's.
+    if (arguments.session.empty() || arguments.session.find('\\') != std::string::npos)
+        throw ToolError(ExitStatus::Usage, "SESSION: 1 to 10 characters, none of them a backslash");
+    setWide(redirect.sessionType, "SESSION", arguments.session);
+    setNarrow(redirect.process, "--process", arguments.process);
+    setWide(redirect.image, "--image", arguments.image);
+    redirect.port = arguments.port;
+    redirect.direction = arguments.direction;
+    redirect.flag = arguments.flag | (arguments.image.empty() ? 0 : WDLT_REDIRECT_IMAGE);
+    redirect.tcpAutoTuningLevel = arguments.level;
+    redirect.cancelAfMask = arguments.cancelMask;
+    if (!arguments.process.empty() && (redirect.flag & WDLT_REDIRECT_IMAGE) != 0)
+        throw ToolError(ExitStatus::Usage, "--process: with this --flag an image is meant");
+    return redirect;
+}
+
+bool appliesToSomething(const WdchSystemRedirect& redirect) {
+    return redirect.port != 0 || redirect.process[0] != '\0' || redirect.image[0] != u'\0';
+}
+
+std::int32_t storeRedirect(std::uint32_t handlerType, WdchSystemRedirect redirect, std::uint64_t configType) {
+    return WdltWriteConfig(WDLT_PROTOCOL_SYSTEM + handlerType, WDLT_SCAN_NONE, configType, &redirect, sizeof redirect);
+}
+
+namespace {
 
 std::string processOf(const WdchSystemRedirect& redirect) {
     return displayNarrow(narrowOf(redirect.process));
@@ -75,33 +92,13 @@ void listRedirects(const RedirectArguments& arguments, const Options& options) {
     printTable(rows);
 }
 
-WdchSystemRedirect redirectFrom(const RedirectArguments& arguments) {
-    WdchSystemRedirect redirect{};
-    // The name becomes a key's name: with a backslash the key would be a subkey of another session's.
-    if (arguments.session.empty() || arguments.session.find('\\') != std::string::npos)
-        throw ToolError(ExitStatus::Usage, "SESSION: 1 to 10 characters, none of them a backslash");
-    setWide(redirect.sessionType, "SESSION", arguments.session);
-    setNarrow(redirect.process, "--process", arguments.process);
-    setWide(redirect.image, "--image", arguments.image);
-    redirect.port = arguments.port;
-    redirect.direction = arguments.direction;
-    redirect.flag = arguments.flag | (arguments.image.empty() ? 0 : WDLT_REDIRECT_IMAGE);
-    redirect.tcpAutoTuningLevel = arguments.level;
-    redirect.cancelAfMask = arguments.cancelMask;
-    if (!arguments.process.empty() && (redirect.flag & WDLT_REDIRECT_IMAGE) != 0)
-        throw ToolError(ExitStatus::Usage, "--process: with this --flag an image is meant");
-    return redirect;
-}
-
 void write(const RedirectArguments& arguments, std::uint64_t configType, const Options& options) {
-    WdchSystemRedirect redirect = redirectFrom(arguments);
-    if (configType == WDLT_CONFIG_REDIRECT_ADD && redirect.port == 0 && arguments.process.empty() &&
-        arguments.image.empty())
+    const WdchSystemRedirect redirect = redirectFrom(arguments);
+    if (configType == WDLT_CONFIG_REDIRECT_ADD && !appliesToSomething(redirect))
         throw ToolError(ExitStatus::Usage, "one of --process, --image and --port is needed");
     const Handler handler = findHandler(arguments.handler);
     const std::string session = fmt::format("session {} of {}", arguments.session, handler.name());
-    const std::int32_t status = WdltWriteConfig(WDLT_PROTOCOL_SYSTEM + handler.head.type, WDLT_SCAN_NONE, configType,
-                                                &redirect, sizeof redirect);
+    const std::int32_t status = storeRedirect(handler.head.type, redirect, configType);
     if (configType == WDLT_CONFIG_REDIRECT_DELETE && status == WDLT_E_NOT_FOUND) {
         printRemoved(0, options);
         return;

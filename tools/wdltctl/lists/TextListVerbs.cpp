@@ -42,42 +42,36 @@ struct TextListRequest {
         const auto found = std::ranges::find(list.types, typeWord);
         return found == list.types.end() ? 0 : static_cast<std::uint32_t>(found - list.types.begin());
     }
-    std::string name() const { return fmt::format("{} list", list.types.empty() ? list.name : typeWord); }
-    /* For errors; empty where the list has no file of its own. */
-    std::string path() const {
-        for (const DataFile& file : allDataFiles())
-            if (file.list == list.name && file.type == type())
-                return displayNarrow(Installation::read().pathOf(file));
-        return {};
-    }
 };
 
+std::string nameOfList(const TextList& list, std::uint32_t type) {
+    return fmt::format("{} list", list.types.empty() ? list.name : list.types[type]);
+}
+
+/* For errors; empty where the list has no file of its own. */
+std::string pathOfList(const TextList& list, std::uint32_t type) {
+    for (const DataFile& file : allDataFiles())
+        if (file.list == list.name && file.type == type)
+            return displayNarrow(Installation::read().pathOf(file));
+    return {};
+}
+
 Texts readList(const TextListRequest& request) {
-    Texts texts;
-    const std::int32_t status = request.list.read(request.type(), texts);
-    if (missingIsEmpty(status) < WDLT_OK)
-        checkStatus(status, request.name(), request.path());
-    return texts;
+    return readTextList(request.list, request.type());
 }
 
 void checkCount(const TextListRequest& request, const Texts& texts) {
     if (texts.size() > request.list.mostEntries)
-        throw ToolError(ExitStatus::Usage, fmt::format("{}: {} records, at most {}", request.name(), texts.size(),
-                                                       request.list.mostEntries));
+        throw ToolError(ExitStatus::Usage,
+                        fmt::format("{}: {} records, at most {}", nameOfList(request.list, request.type()),
+                                    texts.size(), request.list.mostEntries));
 }
 
 void writeList(const TextListRequest& request, const Texts& texts) {
     if (request.list.lookBeforeWrite != nullptr)
         request.list.lookBeforeWrite(request.force);
     checkCount(request, texts);
-    const std::int32_t status = request.list.write(request.type(), texts);
-    if (status >= WDLT_OK)
-        return;
-    // Both spam lists are written, one after the other.
-    Texts stored;
-    if (request.list.read(request.type(), stored) == WDLT_OK && stored == texts)
-        throw ToolError(ExitStatus::Partial, fmt::format("{} is stored, but: {}", request.name(), statusText(status)));
-    checkStatus(status, request.name(), request.path());
+    writeTextList(request.list, request.type(), texts);
 }
 
 void show(const TextListRequest& request) {
@@ -268,10 +262,12 @@ void exportTo(const TextListRequest& request) {
     for (const std::string& text : readList(request)) {
         if (text.find('\n') != std::string::npos)
             throw ToolError(ExitStatus::Failed,
-                            fmt::format("{}: {} has a line's end inside", request.name(), displayNarrow(text)));
+                            fmt::format("{}: {} has a line's end inside", nameOfList(request.list, request.type()),
+                                        displayNarrow(text)));
         if (!isCodePageText(text))
-            throw ToolError(ExitStatus::Failed, fmt::format("{}: {} isn't text of the system code page", request.name(),
-                                                            displayNarrow(text)));
+            throw ToolError(ExitStatus::Failed,
+                            fmt::format("{}: {} isn't text of the system code page",
+                                        nameOfList(request.list, request.type()), displayNarrow(text)));
         lines += lineOf(utf8FromNarrow(text)) + "\n";
     }
     writeFile(request.file, lines);
@@ -297,6 +293,26 @@ constexpr struct Verb {
 };
 
 } // namespace
+
+Texts readTextList(const TextList& list, std::uint32_t type) {
+    Texts texts;
+    const std::int32_t status = list.read(type, texts);
+    if (missingIsEmpty(status) < WDLT_OK)
+        checkStatus(status, nameOfList(list, type), pathOfList(list, type));
+    return texts;
+}
+
+void writeTextList(const TextList& list, std::uint32_t type, const Texts& texts) {
+    const std::int32_t status = list.write(type, texts);
+    if (status >= WDLT_OK)
+        return;
+    // Both spam lists are written, one after the other.
+    Texts stored;
+    if (list.read(type, stored) == WDLT_OK && stored == texts)
+        throw ToolError(ExitStatus::Partial,
+                        fmt::format("{} is stored, but: {}", nameOfList(list, type), statusText(status)));
+    checkStatus(status, nameOfList(list, type), pathOfList(list, type));
+}
 
 std::string storedText(const TextList& list, const std::string& typed, const std::string& where) {
     std::string narrow;

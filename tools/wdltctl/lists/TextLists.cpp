@@ -196,6 +196,10 @@ std::int32_t writeExclusions(std::uint32_t, const Texts& texts) {
     return WdltPdpWriteExItemList(items.data(), static_cast<std::int32_t>(texts.size()));
 }
 
+std::size_t limitOfExclusions() {
+    return PrivacyExclusions::read().head.dwExclusionItemMax;
+}
+
 constexpr TextList kTextLists[] = {
     {"urls", "URL", "the URL filter's patterns, in which * stands for any text", sizeof(WdpeUrlfUrlRecord::szUrl) - 1,
      WDLT_MAX_URL_RECORDS, readUrls, writeUrls, kWhiteAndBlack, Force::Replaces},
@@ -218,8 +222,18 @@ constexpr TextList kTextLists[] = {
      writeSpyware,
      {},
      Force::Replaces},
-    {"exclusions", "TEXT", "what privacy protection lets pass", sizeof(PrivacyExclusionItem::szText) - 1, kLimitInStore,
-     readExclusions, writeExclusions},
+    {"exclusions",
+     "TEXT",
+     "what privacy protection lets pass",
+     sizeof(PrivacyExclusionItem::szText) - 1,
+     kLimitInStore,
+     readExclusions,
+     writeExclusions,
+     {},
+     Force::None,
+     nullptr,
+     nullptr,
+     limitOfExclusions},
     {"spam", "ENTRY", "what anti-spam of POP3 lets pass or holds back", sizeof(WdpeAspmEntry::szEntry) - 1,
      WDLT_MAX_ASPM_RECORDS, readSpam, writeSpam, kWhiteAndBlack, Force::Loses, nullptr, lookAtSpamFiles},
 };

@@ -37,9 +37,15 @@ struct TextList {
     std::optional<std::string> (*canonical)(std::string_view text) = nullptr;
     /* Before a write: a ToolError when it would lose something, unless `isForced`. Null: it never does. */
     void (*lookBeforeWrite)(bool isForced) = nullptr;
+    /* How many entries the settings allow, where they say. */
+    std::size_t (*limitInStore)() = nullptr;
 };
 
 std::span<const TextList> allTextLists();
+
+/* A list that can't be read or written is a ToolError. */
+Texts readTextList(const TextList& list, std::uint32_t type);
+void writeTextList(const TextList& list, std::uint32_t type, const Texts& texts);
 
 /* The text as it is stored; one that can't be stored is a usage error that begins with `where`. */
 std::string storedText(const TextList& list, const std::string& typed, const std::string& where);

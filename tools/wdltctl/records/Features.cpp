@@ -1,5 +1,6 @@
 #include "Features.h"
 
+#include "Reached.h"
 #include "RegistryKey.h"
 #include "Suggestion.h"
 #include "Verbs.h"
@@ -34,6 +35,7 @@ constexpr FeatureItem kPrivacyPlaces[] = {
     {"6", 6, WDLT_SCAN_PRIVACY, WDLT_INPUT_NONE, WDLT_PRIVACY_PROTOCOL_6},
     {"7", 7, WDLT_SCAN_PRIVACY, WDLT_INPUT_NONE, WDLT_PRIVACY_PROTOCOL_7},
 };
+constexpr std::span<const FeatureItem> kNoPlaces;
 
 template <auto function>
 std::int32_t ask(std::uint32_t) {
@@ -78,31 +80,19 @@ std::int32_t changePluginManager(bool on, std::uint32_t) {
     return WdltPluginManagerWriteConfig(&manager);
 }
 
-constexpr Feature kFeatures[] = {
-    {"pvs", "virus scan of POP3", ask<WdltPvsIsEnabled>, change<WdltPvsEnable>, kPop3VirusPlaces},
-    {"svs", "virus scan of SMTP", ask<WdltSvsIsEnabled>, change<WdltSvsEnable>, kSmtpVirusPlaces},
-    {"wmvs", "virus scan of web mail", ask<WdltWmvsIsEnabled>, change<WdltWmvsEnable>, kWebMailVirusPlaces},
-    {"hfs", "virus scan of files over HTTP", ask<WdltHfsIsEnabled>, change<WdltHfsEnable>, kFileVirusPlaces},
-    {"urlf", "URL filter", ask<WdltUrlfIsEnabled>, change<WdltUrlfEnable>, kUrlFilterPlaces},
-    {"hosf", "host filter", ask<WdltHosfIsEnabled>, change<WdltHosfEnable>, kHostFilterPlaces},
-    {"aspm", "anti-spam", ask<WdltAspmIsEnabled>, change<WdltAspmEnable>, kAntiSpamPlaces},
-    {"hfe", "HTTP file events", ask<WdltHfeIsEnabled>, change<WdltHfeEnable>, kFileEventsPlaces},
-    {"sal", "SAL", ask<WdltSalIsEnabled>, change<WdltSalEnable>, kSalPlaces},
-    {"pdp", "privacy data protection", WdltPdpIsProtocolEnabled, changePrivacy, kPrivacyPlaces},
-    {"https", "HTTPS scan", ask<WdltHttpsScanIsEnabled>, change<WdltHttpsScanEnable>, kHttpsFilterPlaces, nullptr,
-     true},
-    {"drs", "DRS", ask<WdltDRSIsEnabled>, change<WdltDRSEnable>, {}, nullptr, true},
-    {"drs-white-list", "white list of DRS", ask<WdltIsDRSWhiteListEnabled>, changeWhiteList, {}, storedWhiteListOption},
-    {"hfe-plugin",
-     "file events of the plug-ins",
-     ask<WdltHfeIsEnablePluginEvent>,
-     change<WdltHfeEnablePluginEvent>,
-     {}},
-    {"plugin-manager", "plug-in manager", isPluginManagerOn, changePluginManager, {}},
-    {"ie", "plug-in of IE", ask<WdltIEPlugInIsEnabled>, change<WdltIEPlugInEnable>, {}},
-    {"firefox", "extension of Firefox", ask<WdltFirefoxExtensionIsEnabled>, change<WdltFirefoxExtensionEnable>, {}},
-    {"chrome", "extension of Chrome", ask<WdltChromeExtensionIsEnabled>, change<WdltChromeExtensionEnable>, {}},
-};
+constexpr Feature kPrivacyFeature{"pdp", "privacy data protection", WdltPdpIsProtocolEnabled, changePrivacy,
+                                  kPrivacyPlaces};
+constexpr Feature kDrsWhiteListFeature{
+    "drs-white-list", "white list of DRS", ask<WdltIsDRSWhiteListEnabled>, changeWhiteList, {}, storedWhiteListOption};
+constexpr Feature kPluginManagerFeature{
+    "plugin-manager", "plug-in manager", isPluginManagerOn, changePluginManager, {}};
+
+/* clang-format off */
+#define WDLT_FEATURE_ROW(name, help, isOn, enable, places) {name, help, ask<isOn>, change<enable>, places},
+#define WDLT_WEB_FEATURE_ROW(name, help, isOn, enable, places) {name, help, ask<isOn>, change<enable>, places, nullptr, true},
+#define WDLT_OTHER_FEATURE_ROW(name, row) row,
+/* clang-format on */
+constexpr Feature kFeatures[] = {WDLT_FEATURE_LIST(WDLT_FEATURE_ROW, WDLT_WEB_FEATURE_ROW, WDLT_OTHER_FEATURE_ROW)};
 
 } // namespace
 

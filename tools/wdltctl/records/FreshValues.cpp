@@ -47,14 +47,25 @@ bool isSound(const Field& field, const std::optional<RegValue>& value) {
 
 } // namespace
 
+const Settings& settingsOf(const Record& record, const std::string& which) {
+    const std::string named = fmt::format("{} {}", record.name, which);
+    return *std::ranges::find_if(kSettings, [&](const Settings& settings) {
+        return settings.name == record.name || settings.name == named ||
+               (which.empty() && settings.name.starts_with(named));
+    });
+}
+
+std::string freshAsTyped(const Field& field) {
+    return field.kind == FieldKind::Number ? fmt::format("{}", field.onRead(field.freshNumber))
+                                           : std::string(field.freshText);
+}
+
 RecordKey keyOf(const Record& record, const std::string& which) {
-    const Settings* settings = std::ranges::find(kSettings, fmt::format("{} {}", record.name, which), &Settings::name);
-    if (settings == std::end(kSettings))
-        settings = std::ranges::find(kSettings, record.name, &Settings::name);
-    std::u16string path = joinPath(kBasePath, wideName(settings->key));
+    const Settings& settings = settingsOf(record, which);
+    std::u16string path = joinPath(kBasePath, wideName(settings.key));
     if (const std::size_t any = path.find(u'*'); any != std::u16string::npos)
         path.replace(any, 1, wideName(findHandler(which).name()));
-    return {*settings, path};
+    return {settings, path};
 }
 
 std::vector<std::string> valueNamesIn(const std::u16string& path) {

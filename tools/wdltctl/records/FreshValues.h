@@ -17,6 +17,12 @@ struct RecordKey {
 /* One of several like records must be there. */
 RecordKey keyOf(const Record& record, const std::string& which);
 
+/* What the catalog says of one of several like records; of the first of them where `which` is empty. */
+const Settings& settingsOf(const Record& record, const std::string& which);
+
+/* A field's fresh value as a user would type it. */
+std::string freshAsTyped(const Field& field);
+
 /* In UTF-8; none when there is no such key. */
 std::vector<std::string> valueNamesIn(const std::u16string& path);
 /* What is stored for a text, in UTF-8. */

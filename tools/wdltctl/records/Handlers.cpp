@@ -1,6 +1,7 @@
 #include "Handlers.h"
 
 #include "Display.h"
+#include "Installation.h"
 #include "LibraryStatus.h"
 #include "Numbers.h"
 #include "Suggestion.h"
@@ -11,6 +12,7 @@
 #include <cstring>
 #include <fmt/format.h>
 #include <iterator>
+#include <set>
 #include <wdltcfg/status.h>
 #include <wdltcfg/wdltcfg.h>
 
@@ -90,10 +92,17 @@ std::optional<Handler> handlerOf(std::uint32_t protocol) {
     return handler;
 }
 
+/* The keys tell which types to ask for: a call for each of the sixteen takes its time. */
 std::vector<Handler> allHandlers() {
+    std::set<std::uint32_t> types;
+    bool isTold = true; // of every key
+    for (const HandlerKey& key : allHandlerKeys()) {
+        types.insert(key.type);
+        isTold = isTold && key.type != 0;
+    }
     std::vector<Handler> handlers;
     for (std::uint32_t type = 1; type <= WDLT_MAX_HANDLERS; ++type)
-        if (auto handler = handlerOf(type))
+        if (auto handler = isTold && !types.contains(type) ? std::nullopt : handlerOf(type))
             handlers.push_back(std::move(*handler));
     return handlers;
 }

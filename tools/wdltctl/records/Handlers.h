@@ -30,6 +30,8 @@ Handler findHandler(std::string_view nameOrType);
 std::optional<bool> itemIsOn(std::uint32_t protocol, std::uint32_t scan, std::uint32_t input);
 /* As in the registry; a number for a scan without a name. */
 std::string itemName(std::uint32_t scan, std::uint32_t input);
+/* Only these items decide whether a handler is on. */
+inline constexpr std::uint32_t kDecidingItems = 0xFFFF;
 /* Names of the items that are on, of those in `mask`. */
 std::vector<std::string> itemsThatAreOn(const Handler& handler, std::uint32_t mask = UINT32_MAX);
 

@@ -2,6 +2,7 @@
 
 #include "Catalog.h"
 #include "Handlers.h"
+#include "Reached.h"
 #include "SpamFiles.h"
 #include "Suggestion.h"
 
@@ -9,8 +10,7 @@
 #include <cstring>
 #include <fmt/format.h>
 #include <string>
-#include <wdltcfg/addresses.h>
-#include <wdltcfg/status.h>
+#include <type_traits>
 #include <wdltcfg/wdltcfg.h>
 
 namespace wdlt {
@@ -37,11 +37,13 @@ constexpr Record exportedRecord(std::string_view name) {
         std::memcpy(&written, bytes.data(), sizeof written);
         return WriteExport(&written);
     };
+    if constexpr (std::is_same_v<T, WdltAspmConfig>)
+        record.lookBeforeWrite = lookAtSpamFiles;
     return record;
 }
 
 /* A record of type T at its address. */
-template <class T, std::uint32_t Protocol, std::uint32_t Scan, std::uint32_t Input = 0, std::uint64_t ConfigType = 0>
+template <class T, std::uint32_t Protocol, std::uint32_t Scan, std::uint32_t Input, std::uint64_t ConfigType>
 constexpr Record addressedRecord(std::string_view name) {
     Record record = described(name, sizeof(T));
     record.read = [](const std::string&, std::span<BYTE> bytes) {
@@ -84,6 +86,7 @@ constexpr Record handlerRecord() {
     record.whichWords = handlerNames;
     return record;
 }
+constexpr Record kHandlerRecord = handlerRecord();
 
 struct EnginePlace {
     std::string_view name;
@@ -139,45 +142,16 @@ std::int32_t writeHttpsFlags(const HttpsFlags* flags) {
     return WdltPluginScanSetEnableFlag(flags->enable);
 }
 
-constexpr Record antiSpamRecord() {
-    Record record = exportedRecord<WdltAspmConfig, WdltAspmReadConfig, WdltAspmWriteConfig>("aspm");
-    record.lookBeforeWrite = lookAtSpamFiles;
-    return record;
-}
+constexpr Record kHttpsFlagsRecord = exportedRecord<HttpsFlags, readHttpsFlags, writeHttpsFlags>("https-flags");
 
+/* clang-format off */
+#define WDLT_EXPORTED_ROW(name, Type, readExport, writeExport) exportedRecord<Type, readExport, writeExport>(name),
+#define WDLT_ADDRESSED_ROW(name, Type, protocol, scan, input, type) addressedRecord<Type, protocol, scan, input, type>(name),
+#define WDLT_PLACED_ROW(name, Type, row) row,
+#define WDLT_OTHER_ROW(row) row,
+/* clang-format on */
 constexpr Record kRecords[] = {
-    addressedRecord<WdchSystemData, WDLT_PROTOCOL_SYSTEM, WDLT_SCAN_NONE>("system"),
-    handlerRecord(),
-    exportedRecord<WdltUrlfConfig, WdltUrlfReadConfig, WdltUrlfWriteConfig>("urlf"),
-    exportedRecord<WdltUrlfProxy, WdltUrlfReadProxy, WdltUrlfWriteProxy>("urlf-proxy"),
-    // The family's write refuses an empty name, which a fresh installation has.
-    addressedRecord<WdpeUrlfRSInfo, WDLT_PROTOCOL_COMMON, WDLT_SCAN_URL_FILTER, WDLT_INPUT_NONE,
-                    WDLT_CONFIG_URLF_RS_INFO>("urlf-rating-server"),
-    exportedRecord<WdpeUrlfUUC, WdltUrlfReadUUC, WdltUrlfWriteUUC>("urlf-untested"),
-    exportedRecord<WdpeHosfData, WdltHosfReadConfig, WdltHosfWriteConfig>("hosf"),
-    exportedRecord<WdltVsConfig, WdltPvsReadConfig, WdltPvsWriteConfig>("pvs"),
-    exportedRecord<WdltVsConfig, WdltSvsReadConfig, WdltSvsWriteConfig>("svs"),
-    exportedRecord<WdltVsConfig, WdltWmvsReadConfig, WdltWmvsWriteConfig>("wmvs"),
-    exportedRecord<WdltVsConfig, WdltHfsVirusReadConfig, WdltHfsVirusWriteConfig>("hfs-virus"),
-    exportedRecord<WdltHfsConfig, WdltHfsReadConfig, WdltHfsWriteConfig>("hfs"),
-    exportedRecord<WdpeHfeData, WdltHfeReadConfig, WdltHfeWriteConfig>("hfe"),
-    kEngineRecord,
-    addressedRecord<WdpeVsCommon, WDLT_PROTOCOL_COMMON, WDLT_SCAN_VIRUS>("virus-common"),
-    addressedRecord<WdphPop3, WDLT_PROTOCOL_POP3, WDLT_SCAN_NONE>("pop3"),
-    addressedRecord<WdphSmtp, WDLT_PROTOCOL_SMTP, WDLT_SCAN_NONE>("smtp"),
-    addressedRecord<WdphHttp, WDLT_PROTOCOL_HTTP, WDLT_SCAN_NONE>("http"),
-    addressedRecord<WdsmHttpConfig, WDLT_PROTOCOL_COMMON, WDLT_SCAN_HTTP_MANAGER>("http-manager"),
-    addressedRecord<WdsmWebMailData, WDLT_PROTOCOL_COMMON, WDLT_SCAN_HTTP_MANAGER, WDLT_INPUT_NONE,
-                    WDLT_CONFIG_HTTP_WEB_MAIL>("web-mail"),
-    exportedRecord<WdltHttpsConfig, WdltHttpsReadConfig, WdltHttpsWriteConfig>("https"),
-    exportedRecord<HttpsFlags, readHttpsFlags, writeHttpsFlags>("https-flags"),
-    exportedRecord<WdltPluginManagerConfig, WdltPluginManagerReadConfig, WdltPluginManagerWriteConfig>(
-        "plugin-manager"),
-    exportedRecord<WdltDrsConfig, WdltDRSReadConfig, WdltDRSWriteConfig>("drs"),
-    exportedRecord<WdltSalConfig, WdltSalReadConfig, WdltSalWriteConfig>("sal"),
-    antiSpamRecord(),
-    addressedRecord<WdsmMailConfig, WDLT_PROTOCOL_COMMON, WDLT_SCAN_MAIL_MANAGER>("mail"),
-};
+    WDLT_RECORD_LIST(WDLT_EXPORTED_ROW, WDLT_ADDRESSED_ROW, WDLT_PLACED_ROW, WDLT_OTHER_ROW)};
 
 } // namespace
 

@@ -3,7 +3,7 @@
 #include "ChangeLock.h"
 #include "Files.h"
 #include "Replacement.h"
-#include "Snapshot.h"
+#include "SavedState.h"
 #include "ToolError.h"
 #include "Verbs.h"
 
@@ -15,27 +15,27 @@
 namespace wdlt {
 namespace {
 
-std::string packOf(const Snapshot& snapshot) {
+std::string packOf(const SavedState& state) {
     try {
-        return snapshot.pack();
+        return state.pack();
     } catch (const std::runtime_error& error) {
         throw ToolError(ExitStatus::Failed, fmt::format("the backup can't be made: {}", error.what()));
     }
 }
 
 void backUp(const std::string& file, const Options& options) {
-    const Snapshot snapshot = [] {
+    const SavedState state = [] {
         const ChangeLock lock;
-        return Snapshot::take();
+        return SavedState::take();
     }();
-    const std::string bytes = packOf(snapshot);
+    const std::string bytes = packOf(state);
     writeFile(file, bytes);
     if (file == kStandardStream)
         return;
     if (options.json)
-        printJson({{"file", file}, {"bytes", bytes.size()}, {"files", snapshot.files.size()}});
+        printJson({{"file", file}, {"bytes", bytes.size()}, {"files", state.files.size()}});
     else
-        fmt::print("{}: {}\n", file, toldOf(snapshot));
+        fmt::print("{}: {}\n", file, toldOf(state));
 }
 
 } // namespace

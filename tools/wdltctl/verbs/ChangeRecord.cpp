@@ -6,6 +6,7 @@
 #include "FreshValues.h"
 #include "LibraryStatus.h"
 #include "RecordRequest.h"
+#include "RecordWrite.h"
 #include "RegistryKey.h"
 #include "RunTool.h"
 #include "ToolError.h"
@@ -37,13 +38,6 @@ struct RecordChange {
                                    [&](const Field& field) { return field.value != nullptr && value == field.value; });
     }
 };
-
-/* A folder that is stored as an empty text reads as another one: unless it is meant, it stays empty. */
-void keepEmptyTexts(const Request& request, const RecordKey& key, RecordChange& change) {
-    for (const Field& field : request.record->fields)
-        if (field.isDirectory && !change.means(field.value) && registryText(key.path, field) == "")
-            setField(field, change.asked, "");
-}
 
 std::string whyOther(const Field& field, const RecordChange& change, std::span<const BYTE> stored, bool showSecrets) {
     const std::string asked = fieldText(field, change.asked, true);
@@ -101,13 +95,11 @@ void lookBeforeWrite(const Request& request, bool isForced) {
 /* Writes, reads back and prints. */
 void writeAndShow(const Request& request, RecordChange& change, const Options& options) {
     const RecordKey key = keyOf(*request.record, request.which);
-    keepEmptyTexts(request, key, change);
     const auto namesBefore = valueNamesIn(key.path);
-    std::vector<BYTE> written = change.asked;
-    const std::int32_t status = request.record->write(request.which, written);
+    const std::int32_t status = writeRecord(*request.record, request.which, change.asked, change.fields);
     const bool isWhole = status >= WDLT_OK || status == WDLT_E_NO_ANSWER;
 
-    std::vector<BYTE> stored(written.size());
+    std::vector<BYTE> stored(change.asked.size());
     const std::int32_t unread = request.record->read(request.which, stored);
     if (!isWhole && (unread < WDLT_OK || stored == change.before))
         checkStatus(status);
@@ -148,9 +140,7 @@ std::string secretFrom(const Field& field, const std::string& file) {
 std::string givenText(const Field& field, const std::string& text) {
     if (field.isSecret && text.starts_with('@'))
         return secretFrom(field, text.substr(1));
-    if (field.isDirectory && (!text.empty() || !field.freshText.empty()))
-        return utf8FromUtf16(parseDirectory(text));
-    return text;
+    return completeText(field, text);
 }
 
 std::vector<Assignment> parseAssignments(const Record& record, const std::vector<std::string>& words) {
@@ -226,11 +216,6 @@ std::vector<Field> fieldsToReset(const Request& request, const Settings& setting
     return fields;
 }
 
-std::string freshText(const Field& field) {
-    return field.kind == FieldKind::Number ? fmt::format("{}", field.onRead(field.freshNumber))
-                                           : std::string(field.freshText);
-}
-
 /* The values are laid down first, since the library writes only a record that it can read, and not every text that may
    be fresh; then it writes the record, so that everybody is told. */
 void reset(const Request& request, bool isForced, const Options& options) {
@@ -248,7 +233,7 @@ void reset(const Request& request, bool isForced, const Options& options) {
         throw ToolError(ExitStatus::Partial,
                         fmt::format("reset, but {} can't be read: {}", request.record->name, statusText(still)));
     for (const Field& field : change.fields)
-        setField(field, change.asked, freshText(field));
+        setField(field, change.asked, freshAsTyped(field));
     try {
         writeAndShow(request, change, options);
     } catch (const ToolError& error) { // the values are laid down all the same

@@ -31,18 +31,18 @@ struct RestoreArguments {
     bool isGranted = false;
 };
 
-Snapshot snapshotOf(const RestoreArguments& arguments) {
-    Snapshot snapshot = Snapshot::unpack(readFile(arguments.file));
+SavedState stateOf(const RestoreArguments& arguments) {
+    SavedState state = SavedState::unpack(readFile(arguments.file));
     if (arguments.install)
-        snapshot.moveTo(Directories::below(*arguments.install));
-    if (installIn(snapshot.tree).empty())
+        state.moveTo(Directories::below(*arguments.install));
+    if (installIn(state.tree).empty())
         throw ToolError(ExitStatus::Usage, "the backup doesn't tell the install directory: --install is needed");
-    parseDirectory(utf8FromNarrow(installIn(snapshot.tree)));
-    return snapshot;
+    parseDirectory(utf8FromNarrow(installIn(state.tree)));
+    return state;
 }
 
-void ask(const std::string& home, const Snapshot& snapshot) {
-    if (isGranted(fmt::format("Replace all that is in {} by {}", displayNarrow(home), toldOf(snapshot))))
+void ask(const std::string& home, const SavedState& state) {
+    if (isGranted(fmt::format("Replace all that is in {} by {}", displayNarrow(home), toldOf(state))))
         return;
     if (::isatty(STDIN_FILENO) == 1)
         throw ToolError(ExitStatus::No, "nothing is restored");
@@ -51,12 +51,12 @@ void ask(const std::string& home, const Snapshot& snapshot) {
 }
 
 /* The texts of list files have no other note of it. */
-void lookAtCodePage(const Snapshot& snapshot, const std::string& home) {
-    if (snapshot.codePage != GetACP())
+void lookAtCodePage(const SavedState& state, const std::string& home) {
+    if (state.codePage != GetACP())
         throw ToolError(ExitStatus::Unknown,
                         fmt::format("the backup has code page {}, this home {}: codepage = {} in {}/"
                                     "settings changes that, as long as nothing else is in it",
-                                    snapshot.codePage, GetACP(), snapshot.codePage, home));
+                                    state.codePage, GetACP(), state.codePage, home));
 }
 
 /* Of what can be read: of a damaged registry the file itself is kept. */
@@ -66,42 +66,42 @@ void keepOld(HomeCopy& kept) {
     } catch (const ToolError&) { // it is replaced, too
     }
     if (holdsValues(std::u16string(kBasePath)))
-        kept.keepText("replaced.backup", Snapshot::take().pack());
+        kept.keepText("replaced.backup", SavedState::take().pack());
 }
 
-void restore(const RestoreArguments& arguments, const Snapshot& snapshot, const Options& options) {
+void restore(const RestoreArguments& arguments, const SavedState& state, const Options& options) {
     std::string home;
     const bool isHome = lookAtHome(home, HomeUse::Replace);
-    lookAtCodePage(snapshot, home);
-    refuseOthers(home, folderIfSet(installIn(snapshot.tree)));
+    lookAtCodePage(state, home);
+    refuseOthers(home, folderIfSet(installIn(state.tree)));
     if (isHome && !arguments.isGranted)
-        ask(home, snapshot);
+        ask(home, state);
     const ChangeLock lock;
     const bool isDamaged = isHome && !registryFault(home).empty();
     HomeCopy kept(home);
     if (isHome && !isDamaged)
         keepOld(kept);
 
-    Replacement replacement(home, snapshot);
-    beginJournal(home, "restore", snapshot.pack());
+    Replacement replacement(home, state);
+    beginJournal(home, state.pack());
     try {
         replacement.store(isDamaged, kept);
     } catch (...) {
-        endJournal(home, "restore");
+        endJournal(home);
         throw;
     }
     replacement.place();
-    dropInterrupted(home);
+    endJournal(home);
 
-    Json document = {{"made", snapshot.made},
-                     {"values", valuesIn(snapshot.tree)},
-                     {"files", snapshot.files.size()},
-                     {"installPath", utf8FromNarrow(installIn(snapshot.tree))}};
+    Json document = {{"made", state.made},
+                     {"values", valuesIn(state.tree)},
+                     {"files", state.files.size()},
+                     {"installPath", utf8FromNarrow(installIn(state.tree))}};
     if (!kept.path().empty())
         document["kept"] = kept.path();
     if (options.json)
         return printJson(document);
-    fmt::print("restored: {}\n{}a service that runs has to be started again\n", toldOf(snapshot),
+    fmt::print("restored: {}\n{}a service that runs has to be started again\n", toldOf(state),
                kept.path().empty() ? "" : fmt::format("what was there is kept in {}\n", displayNarrow(kept.path())));
 }
 
@@ -110,7 +110,7 @@ void restore(const RestoreArguments& arguments, const Snapshot& snapshot, const 
 void addRestore(CLI::App& app, const Options& options) {
     auto* verb = app.add_subcommand("restore", "Replace all settings, lists, privacy database and items by a backup's");
     const auto arguments = std::make_shared<RestoreArguments>();
-    const auto snapshot = std::make_shared<Snapshot>();
+    const auto state = std::make_shared<SavedState>();
     verb->add_option("FILE", arguments->file, "What backup wrote; - for the standard input")->required();
     verb->add_option("--install", arguments->install,
                      "Another install directory, as X:\\... or /...; directories below the old one go with it");
@@ -119,8 +119,8 @@ void addRestore(CLI::App& app, const Options& options) {
         "The whole file is looked at before anything changes. It is all or nothing: a restore that is killed is "
         "completed by the next verb. What is replaced is kept in the home's folder backup, as a backup too.");
     runs(
-        *verb, Needs::Nothing, [arguments, snapshot, &options] { restore(*arguments, *snapshot, options); },
-        [arguments, snapshot] { *snapshot = snapshotOf(*arguments); });
+        *verb, Needs::Nothing, [arguments, state, &options] { restore(*arguments, *state, options); },
+        [arguments, state] { *state = stateOf(*arguments); });
 }
 
 } // namespace wdlt

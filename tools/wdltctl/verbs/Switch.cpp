@@ -22,9 +22,6 @@
 namespace wdlt {
 namespace {
 
-// Only these items decide whether a handler is on.
-constexpr std::uint32_t kDecidingItems = 0xFFFF;
-
 struct SwitchArguments {
     std::string feature;
     std::vector<std::string> protocols;

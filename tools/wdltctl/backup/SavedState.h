@@ -11,7 +11,7 @@ namespace wdlt {
 
 struct Directories;
 
-struct Snapshot {
+struct SavedState {
     unsigned codePage = 0; /* of the texts in the files */
     std::string made;      /* when, in local time */
     RegDocument tree;
@@ -19,11 +19,11 @@ struct Snapshot {
 
     /* Of this home. The caller has the change lock; other programs write without it: a ToolError when they do so all the
        time. */
-    static Snapshot take();
+    static SavedState take();
 
     std::string pack() const;
     /* What isn't as `pack` makes it is a usage error. */
-    static Snapshot unpack(std::string_view bytes);
+    static SavedState unpack(std::string_view bytes);
 
     /* To another install directory, with all directories that are below it. */
     void moveTo(const Directories& directories);

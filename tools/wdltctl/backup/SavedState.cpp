@@ -1,6 +1,7 @@
-#include "Snapshot.h"
+#include "SavedState.h"
 
 #include "Archive.h"
+#include "Digest.h"
 #include "Display.h"
 #include "Files.h"
 #include "Installation.h"
@@ -14,8 +15,6 @@
 #include "Verbs.h"
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
 #include <chrono>
 #include <ctime>
 #include <exception>
@@ -27,14 +26,14 @@
 #include <optional>
 #include <platform/home.h>
 #include <platform/text.h>
-#include <sys/stat.h>
+#include <span>
 #include <system_error>
 #include <thread>
 
 namespace wdlt {
 namespace {
 
-constexpr int kFormat = 1;
+constexpr int kBackupFormat = 1;
 constexpr const char* kManifestEntry = "manifest.json";
 constexpr const char* kTreeEntry = "settings.reg";
 
@@ -45,72 +44,48 @@ std::string entryNameOf(std::string_view what) {
     return name;
 }
 
-/* What tells one version of a file from another, as each change replaces it. */
-using FileMark = std::array<std::int64_t, 7>;
-
-bool findFile(const std::string& path, FileMark& mark) {
-    struct stat found {};
-    if (::stat(path.c_str(), &found) != 0) {
-        if (errno == ENOENT)
-            return false;
-        throw ToolError(ExitStatus::Failed, fmt::format("{}: {}", path, std::generic_category().message(errno)),
-                        {.path = path});
-    }
-    if (!S_ISREG(found.st_mode))
-        throw ToolError(ExitStatus::Failed, path + ": isn't a file", {.path = path});
-    mark = {static_cast<std::int64_t>(found.st_dev),
-            static_cast<std::int64_t>(found.st_ino),
-            found.st_size,
-            found.st_mtim.tv_sec,
-            found.st_mtim.tv_nsec,
-            found.st_ctim.tv_sec,
-            found.st_ctim.tv_nsec};
-    return true;
-}
-
 std::u16string wideInstallIn(const RegDocument& tree) {
     const RegValue* value = findValue(tree, kBasePath, kInstallValue);
     return value != nullptr ? textOf(value->data) : std::u16string();
 }
 
-struct Look {
+/* Of the registry and of all files that the tree names. */
+std::string marksOf(const RegDocument& tree) {
     ULONGLONG generation = 0;
-    std::map<std::string, FileMark> files = {}; // by their paths
-
-    bool operator==(const Look&) const = default;
-};
-
-Look lookAtFilesOf(const RegDocument& tree) {
-    Look look;
-    for (const auto& [what, file] : filesNamedIn(tree))
-        if (FileMark mark{}; findFile(file.path, mark))
-            look.files.emplace(file.path, mark);
-    // Behind the files: whoever has changed the tree since it was read shows.
-    if (const LONG error = WdRegistryGeneration(&look.generation))
+    if (const LONG error = WdRegistryGeneration(&generation))
         throw LayerError("the registry", error);
-    return look;
+    std::string marks = std::to_string(generation);
+    for (const auto& [what, file] : filesNamedIn(tree))
+        marks += ' ' + fileMark(file.path);
+    return marks;
+}
+
+bool isRegularFile(const std::string& path) {
+    std::error_code error;
+    const auto type = std::filesystem::status(path, error).type();
+    if (type != std::filesystem::file_type::regular && type != std::filesystem::file_type::not_found)
+        throw ToolError(ExitStatus::Failed, path + ": isn't a file", {.path = path});
+    return type == std::filesystem::file_type::regular;
 }
 
 /* Nothing when somebody has changed something meanwhile. */
-std::optional<Snapshot> takeAtOnce() {
-    ULONGLONG generation = 0;
-    WdRegistryGeneration(&generation);
-    Snapshot taken{GetACP(),
-                   fmt::format("{:%Y-%m-%d %H:%M:%S}", fmt::localtime(std::time(nullptr))),
-                   exportSubtree(std::u16string(kBasePath)),
-                   {}};
-    const Look before = lookAtFilesOf(taken.tree);
+std::optional<SavedState> takeAtOnce() {
+    const std::u16string base(kBasePath);
+    const RegDocument named = exportSubtree(base);
+    const std::string before = marksOf(named);
     // Each read waits until a writer is through that has stored one half, in the tree or in a file, and not the other.
     makeLocksOfLists();
+    SavedState taken{
+        GetACP(), fmt::format("{:%Y-%m-%d %H:%M:%S}", fmt::localtime(std::time(nullptr))), exportSubtree(base), {}};
     std::exception_ptr failure;
     try {
-        for (const auto& [what, file] : filesNamedIn(taken.tree))
-            if (before.files.contains(file.path))
+        for (const auto& [what, file] : filesNamedIn(named))
+            if (isRegularFile(file.path))
                 taken.files.emplace(what, readFile(file.path));
     } catch (const ToolError&) { // it may be gone meanwhile, as the backup of the privacy database is
         failure = std::current_exception();
     }
-    if (before.generation != generation || lookAtFilesOf(taken.tree) != before)
+    if (marksOf(named) != before)
         return std::nullopt;
     if (failure)
         std::rethrow_exception(failure);
@@ -121,7 +96,7 @@ Json describe(std::span<const ArchiveEntry> entries) {
     Json described = Json::array();
     for (const ArchiveEntry& entry : entries)
         described.push_back(
-            {{"name", entry.name}, {"size", entry.content.size()}, {"sha256", digestOf(entry.content)}});
+            {{"name", entry.name}, {"size", entry.content.size()}, {"sha256", hexDigits(sha256(entry.content))}});
     return described;
 }
 
@@ -136,29 +111,29 @@ RegDocument treeFrom(const std::string& text) {
     return tree;
 }
 
-Snapshot snapshotFrom(std::span<const ArchiveEntry> entries) {
+SavedState stateFrom(std::span<const ArchiveEntry> entries) {
     if (entries.size() < 2 || entries[0].name != kManifestEntry || entries[1].name != kTreeEntry)
         throw std::runtime_error("it has other files");
     const Json manifest = Json::parse(entries[0].content);
-    if (manifest.at("format") != kFormat)
+    if (manifest.at("format") != kBackupFormat)
         throw std::runtime_error(
-            fmt::format("its format is {}, this version has {}", manifest.at("format").dump(), kFormat));
+            fmt::format("its format is {}, this version has {}", manifest.at("format").dump(), kBackupFormat));
     if (manifest.at("entries") != describe(entries.subspan(1)))
         throw std::runtime_error("its files aren't those that it tells of");
-    Snapshot snapshot{manifest.at("codePage"), manifest.at("made"), treeFrom(entries[1].content), {}};
+    SavedState state{manifest.at("codePage"), manifest.at("made"), treeFrom(entries[1].content), {}};
     for (const ArchiveEntry& entry : entries.subspan(2)) {
         const auto file = std::ranges::find_if(
             allDataFiles(), [&](const DataFile& each) { return entryNameOf(each.what) == entry.name; });
-        if (file == allDataFiles().end() || !snapshot.files.emplace(file->what, entry.content).second)
+        if (file == allDataFiles().end() || !state.files.emplace(file->what, entry.content).second)
             throw std::runtime_error("it has a file that no installation has");
     }
-    filesNamedIn(snapshot.tree);
-    return snapshot;
+    filesNamedIn(state.tree);
+    return state;
 }
 
 } // namespace
 
-Snapshot Snapshot::take() {
+SavedState SavedState::take() {
     constexpr int kAttempts = 20;
     for (int i = 0; i < kAttempts; ++i) {
         if (auto taken = takeAtOnce())
@@ -168,11 +143,11 @@ Snapshot Snapshot::take() {
     throw ToolError(ExitStatus::Unknown, "settings and lists are changed all the time: no copy of them fits together");
 }
 
-std::string Snapshot::pack() const {
+std::string SavedState::pack() const {
     std::vector<ArchiveEntry> entries = {{kManifestEntry, ""}, {kTreeEntry, writeRegText(tree)}};
     for (const auto& [what, content] : files)
         entries.push_back({entryNameOf(what), content});
-    const Json manifest = {{"format", kFormat},
+    const Json manifest = {{"format", kBackupFormat},
                            {"version", WDLT_VERSION},
                            {"made", made},
                            {"codePage", codePage},
@@ -182,9 +157,9 @@ std::string Snapshot::pack() const {
     return packArchive(entries);
 }
 
-Snapshot Snapshot::unpack(std::string_view bytes) {
+SavedState SavedState::unpack(std::string_view bytes) {
     try {
-        return snapshotFrom(unpackArchive(bytes));
+        return stateFrom(unpackArchive(bytes));
     } catch (const std::bad_alloc&) {
         throw;
     } catch (const std::exception& error) {
@@ -192,7 +167,7 @@ Snapshot Snapshot::unpack(std::string_view bytes) {
     }
 }
 
-void Snapshot::moveTo(const Directories& directories) {
+void SavedState::moveTo(const Directories& directories) {
     const std::u16string old = wideInstallIn(tree);
     if (old.empty())
         return directories.setIn(tree);

@@ -1,0 +1,24 @@
+/* Brings this installation into a state. */
+#pragma once
+
+#include "Document.h"
+
+#include <string>
+#include <vector>
+
+namespace wdlt {
+
+/* Adds to the state what switching features brings along, where the document doesn't say it: their handlers, and the
+   features that they need. The parts that this touches join those of the document. */
+void addConsequences(const Json& document, const Json& now, Wanted& wanted);
+
+struct Applied {
+    std::vector<std::string> untold;   /* stored, but the service wasn't told */
+    std::vector<std::string> failures; /* each begins with its path */
+};
+/* Makes each of `parts` what `wanted` says, and writes only what differs: records, then lists, then switches, what
+   others need first, then the handlers, which the switches have switched too. Ends at the first failure, unless
+   `keepsGoing`. */
+Applied apply(const Wanted& wanted, const Json& now, bool keepsGoing);
+
+} // namespace wdlt

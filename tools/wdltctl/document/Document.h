@@ -1,0 +1,46 @@
+/* The whole configuration as one JSON document: "format", "generation", and the sections "records", "features" and
+   "lists". A state is such a document's sections with every secret, as the parts (Part.h) give them. */
+#pragma once
+
+#include "Part.h"
+
+#include <string>
+#include <vector>
+
+namespace wdlt {
+
+struct Snapshot {
+    Json state;
+    std::string generation; /* of all that the state shows */
+};
+
+/* What every writer of settings, lists and items changes. */
+std::string changeMarks();
+
+/* One state that there was; a ToolError when there is none that can be told. The caller holds the change lock, so that no
+   tool comes in between. */
+Snapshot takeSnapshot();
+
+/* The document of a state. */
+Json documentOf(const Snapshot& snapshot, bool showSecrets);
+
+/* What a JSON text holds. A usage error for no JSON, or one that has a member twice. `name` is the file's. */
+Json parseDocument(const std::string& content, const std::string& name);
+
+struct Wanted {
+    Json state;
+    std::vector<const Part*> parts; /* that the document mentions */
+};
+/* The state that a document asks for where `now` is the state. All that is wrong is told in one usage error. */
+Wanted wantedState(const Json& document, const Json& now);
+/* Likewise, where `now` is a document too, which may lack parts. */
+Json wantedOf(const Json& document, const Json& now);
+
+/* Null where a state has nothing there. */
+const Json* at(const Json& state, const DocumentPath& path);
+void put(Json& state, const DocumentPath& path, const Json* value);
+
+/* Of every document that dump prints. */
+Json documentSchema();
+
+} // namespace wdlt

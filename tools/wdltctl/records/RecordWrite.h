@@ -1,0 +1,21 @@
+/* A record on its way to the library. */
+#pragma once
+
+#include "Records.h"
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace wdlt {
+
+/* A directory as it is stored: in full, with a separator at its end; any other text as it is. A usage error for what is
+   no directory. */
+std::string completeText(const Field& field, const std::string& text);
+
+/* Writes a record that was read and in which `meant` has been changed. Returns the library's status. */
+std::int32_t writeRecord(const Record& record, const std::string& which, std::vector<BYTE> bytes,
+                         std::span<const Field> meant);
+
+} // namespace wdlt

@@ -1,0 +1,95 @@
+/* dump and diff: the whole configuration as one document, and what another one says otherwise. */
+
+#include "Apply.h"
+#include "ChangeLock.h"
+#include "Changes.h"
+#include "Document.h"
+#include "Files.h"
+#include "ToolError.h"
+#include "Verbs.h"
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+#include <memory>
+
+namespace wdlt {
+namespace {
+
+struct DumpArguments {
+    std::string file{kStandardStream};
+    bool schema = false;
+};
+
+void printDocument(const std::string& file, const Json& document) {
+    writeFile(file, document.dump(2) + "\n");
+}
+
+void dump(const DumpArguments& arguments, const Options& options) {
+    if (arguments.schema)
+        return printDocument(arguments.file, documentSchema());
+    needTree();
+    const ChangeLock lock;
+    printDocument(arguments.file, documentOf(takeSnapshot(), options.secrets));
+}
+
+struct DiffArguments {
+    std::string file;
+    std::string other;
+    std::string content;
+    std::string otherContent;
+};
+
+/* What a load would change, with all that it brings along. */
+std::vector<Change> changesHere(const Json& document) {
+    needTree();
+    const ChangeLock lock;
+    const Json now = takeSnapshot().state;
+    Wanted wanted = wantedState(document, now);
+    addConsequences(document, now, wanted);
+    return changesBetween(now, wanted.state);
+}
+
+std::vector<Change> changesFrom(const Json& first, const Json& second) {
+    return changesBetween(wantedOf(first, first), wantedOf(second, first));
+}
+
+void diff(const DiffArguments& arguments, const Options& options) {
+    const Json first = parseDocument(arguments.content, arguments.file);
+    const std::vector<Change> changes =
+        arguments.other.empty() ? changesHere(first)
+                                : changesFrom(first, parseDocument(arguments.otherContent, arguments.other));
+    printChanges(changes, options.json, options.secrets);
+    if (!changes.empty())
+        throw ToolError(ExitStatus::No, fmt::format("{} differ", changes.size()));
+}
+
+} // namespace
+
+void addDump(CLI::App& app, const Options& options) {
+    auto* verb = app.add_subcommand("dump", "Write the whole configuration as one JSON document");
+    const auto arguments = std::make_shared<DumpArguments>();
+    verb->add_option("FILE", arguments->file, "Where to; without it, to the standard output");
+    verb->add_flag("--schema", arguments->schema, "Write the document's JSON Schema instead; needs no installation");
+    verb->footer(
+        "Passwords and the texts of privacy items are in it only with --secrets. Two dumps of one state are the\n"
+        "same, and the generation in it changes with whatever it shows.");
+    runs(*verb, Needs::Nothing, [arguments, &options] { dump(*arguments, options); });
+}
+
+void addDiff(CLI::App& app, const Options& options) {
+    auto* verb = app.add_subcommand("diff", "Tell what load FILE would change");
+    const auto arguments = std::make_shared<DiffArguments>();
+    verb->add_option("FILE", arguments->file, "A document, whole or in part; - for the standard input")->required();
+    verb->add_option("OTHER", arguments->other,
+                     "Another: then what it says otherwise than FILE; needs no installation");
+    verb->footer("Exit status 0 when nothing differs, 1 when something does.");
+    runs(
+        *verb, Needs::Nothing, [arguments, &options] { diff(*arguments, options); },
+        [arguments] {
+            arguments->content = readFile(arguments->file);
+            if (!arguments->other.empty())
+                arguments->otherContent = readFile(arguments->other);
+        });
+}
+
+} // namespace wdlt
