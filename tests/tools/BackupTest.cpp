@@ -61,7 +61,7 @@ TEST_F(Backup, RestoreReplacesAllOfIt) {
     done("restore --yes " + kept + "/replaced.backup");
     EXPECT_EQ(stored(), changed);
     // A load that waits for its confirmation isn't undone behind it.
-    EXPECT_EQ(typed("load - --confirm-within 1h", R"({"records": {"system": {"proxyPort": 7}}})").status, 0);
+    EXPECT_EQ(typed("load - --confirm-within 1h", R"({"records": {"system": {"proxy-port": 7}}})").status, 0);
     done("restore --yes -", TestHome::instance().read(m_file));
     EXPECT_EQ(typed("confirm").status, 1);
     EXPECT_EQ(stored(), old);
