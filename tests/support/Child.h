@@ -67,6 +67,7 @@ class Child {
             return -1;
         return WIFEXITED(status) ? WEXITSTATUS(status) : kSignal + WTERMSIG(status);
     }
+    pid_t process() const { return m_process; }
     void signal(int number) const { ::kill(m_process, number); }
     // Kills and returns the same as wait: a child that had already ended keeps its own status.
     int kill() {

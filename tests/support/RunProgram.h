@@ -48,6 +48,7 @@ class RunningProgram {
         return m_child.wait();
     }
     int wait() { return m_child.wait(); }
+    pid_t process() const { return m_child.process(); }
 
   private:
     Pipe m_output;

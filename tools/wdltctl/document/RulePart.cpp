@@ -39,27 +39,26 @@ class RulePart : public Part {
 
     Json wanted(const Json& given, const Json& now, Complaints& complaints) const override {
         Json wanted = Json::object();
-        std::vector<std::uint32_t> indexes;
+        std::vector<Json> indexes;
         const bool isList = eachEntry(given, path(), complaints, [&](const std::string& name, const Json& entry) {
             const DocumentPath place = below(path(), name);
-            Json& rule = wanted[name] = wantedEntry(kRuleColumns, entry, place, complaints);
+            const Json rule = wantedEntry(kRuleColumns, entry, place, complaints);
             complaints.collect(place, [&] { checkRuleName(name); });
-            if (!rule.contains(kRuleIndex) && now.contains(name))
-                rule[kRuleIndex] = now[name][kRuleIndex];
-            if (!rule.contains(kRuleIndex))
-                return;
-            const auto index = rule[kRuleIndex].get<std::uint32_t>();
+            Json index = rule.value(kRuleIndex, now.contains(name) ? now[name][kRuleIndex] : Json());
             if (std::ranges::find(indexes, index) != indexes.end())
                 complaints.add(below(place, kRuleIndex), "another rule has it too");
-            indexes.push_back(index);
-        });
-        for (auto& [name, rule] : wanted.items())
-            if (!rule.contains(kRuleIndex)) {
-                std::uint32_t index = 1;
-                while (std::ranges::find(indexes, index) != indexes.end())
-                    ++index;
+            if (!index.is_null())
                 indexes.push_back(index);
-                rule = {{kRuleIndex, index}, {kRuleProcess, rule[kRuleProcess]}, {kRuleDomain, rule[kRuleDomain]}};
+            wanted[name] = {
+                {kRuleIndex, std::move(index)}, {kRuleProcess, rule[kRuleProcess]}, {kRuleDomain, rule[kRuleDomain]}};
+        });
+        std::uint32_t lowest = 1;
+        for (Json& rule : wanted)
+            if (rule[kRuleIndex].is_null()) {
+                while (std::ranges::find(indexes, Json(lowest)) != indexes.end())
+                    ++lowest;
+                rule[kRuleIndex] = lowest;
+                indexes.emplace_back(lowest);
             }
         if (indexes.size() > WDLT_MAX_DRS_INDEX)
             complaints.add(path(), "more rules than there are indexes");
