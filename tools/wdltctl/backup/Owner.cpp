@@ -51,7 +51,7 @@ bool isOnDisk(const std::string& path) {
 }
 
 /* However their paths are written. */
-bool isSame(const std::string& one, const std::string& other) {
+bool isOnePlace(const std::string& one, const std::string& other) {
     std::error_code error;
     return one == other || fs::equivalent(one, other, error);
 }
@@ -60,7 +60,7 @@ bool isSame(const std::string& one, const std::string& other) {
 std::string saidOwner(const std::string& install) {
     const Pair said = readPair(fs::path(install) / kOwnerFile);
     // Where its own path leads to another one, it is a copy of that.
-    return said.isRead() && (isSame(said.install, install) || !isOnDisk(said.install)) ? said.home : "";
+    return said.isRead() && (isOnePlace(said.install, install) || !isOnDisk(said.install)) ? said.home : "";
 }
 
 std::string resolved(const std::string& path) {
@@ -73,12 +73,12 @@ std::string resolved(const std::string& path) {
 
 std::string otherOwner(const std::string& home, const std::string& install) {
     const std::string said = install.empty() ? "" : saidOwner(install);
-    if (said.empty() || isSame(said, home) || !isOnDisk(said))
+    if (said.empty() || isOnePlace(said, home) || !isOnDisk(said))
         return "";
     const fs::path file = fs::path(said) / kInstalledFile;
     const Pair its = readPair(file);
     // One that can't be read may be any.
-    const bool isIts = its.isRead() ? isSame(its.install, install) : isOnDisk(file);
+    const bool isIts = its.isRead() ? isOnePlace(its.install, install) : isOnDisk(file);
     return isIts ? said : "";
 }
 
