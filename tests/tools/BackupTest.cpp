@@ -127,8 +127,7 @@ std::string sha256(const std::string& bytes) {
     return child.wait() == 0 ? TestHome::instance().read("digested.sum").substr(0, 64) : "";
 }
 
-// A backup with a good digest, of a kind that the tools don't write: tar's header is a name, a mode, two owners, a size,
-// a time, a sum of all its bytes and a type.
+// A backup with a good digest, of a kind that the tools don't write.
 std::string forged(const std::vector<std::pair<std::string, std::string>>& files, char type = '0') {
     auto entries = nlohmann::ordered_json::array(); // in the order of their fields
     for (const auto& [name, content] : files)

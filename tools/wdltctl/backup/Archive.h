@@ -1,5 +1,6 @@
-/* Named texts in one file: a tar, compressed with zstd where the library can, and behind it a digest of every byte before
-   it, in a frame that zstd and tar skip. So `tar --zstd -x` reads it too, and no byte of it can be turned unnoticed. */
+/* Named texts in one file: a tar, compressed with zstd where the library can, and behind it a digest of every byte
+   before it, in a frame that zstd and tar skip. So `tar --zstd -x` reads it too, and no byte of it can be turned
+   unnoticed. */
 #pragma once
 
 #include <cstddef>

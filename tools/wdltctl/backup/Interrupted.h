@@ -1,6 +1,6 @@
-/* A restore is all or nothing. It keeps a file in the home, its journal, from before its first change to behind its last
-   one, with all that it stores: when it is killed, the next verb finds that, and nobody who holds the change lock, and
-   does all of it again. */
+/* A restore is all or nothing. It keeps a file in the home, its journal, from before its first change to behind its
+   last one, with all that it stores: when it is killed, the next verb finds that, and nobody who holds the change
+   lock, and does all of it again. */
 #pragma once
 
 #include <string>

@@ -1,7 +1,7 @@
-/* Which home an install directory belongs to. Two homes must not share one: each would write lists and a privacy database
-   that the settings of the other don't fit. So both have a file that names the pair; a home that was copied finds its
-   install directory belonging to the one that it was copied from. A directory that was copied, or whose home is gone or
-   has another one now, belongs to nobody. */
+/* Which home an install directory belongs to. Two homes must not share one: each would write lists and a privacy
+   database that the settings of the other don't fit. So both have a file that names the pair; a home that was copied
+   finds its install directory belonging to the one that it was copied from. A directory that was copied, or whose home
+   is gone or has another one now, belongs to nobody. */
 #pragma once
 
 #include <string>

@@ -17,8 +17,8 @@ struct SavedState {
     RegDocument tree;
     std::map<std::string, std::string> files; /* the content of those that are there, by what they are (DataFile) */
 
-    /* Of this home. The caller has the change lock; other programs write without it: a ToolError when they do so all the
-       time. */
+    /* Of this home. The caller has the change lock; other programs write without it: a ToolError when they do so all
+       the time. */
     static SavedState take();
 
     std::string pack() const;
