@@ -13,7 +13,7 @@ packages=(
     libcli11-dev nlohmann-json3-dev libfmt-dev # the tools
     libarchive-dev                         # their backups
 )
-tests=(git libgtest-dev libgmock-dev)
+tests=(git libgtest-dev libgmock-dev python3-jsonschema)
 gates=(
     clang clang-format clang-tidy libclang-rt-14-dev # sanitizers, fuzzing
     spin                                   # checks the model of the lock

@@ -42,7 +42,8 @@ build() {
 run_tests() { ctest --test-dir "build/$1" -j "$((jobs * 2))" --output-on-failure --no-tests=error "${@:2}"; }
 rules_and_interface() {
     tests/gates/house_rules.sh && tests/gates/shares.sh && tests/gates/mutations.sh --check && tests/gates/abi.sh build/release &&
-        tests/gates/settings.sh build/release/bin/settings_page && tests/gates/operating.sh build/release
+        tests/gates/settings.sh build/release/bin/settings_page && tests/gates/schema.sh build/release &&
+        tests/gates/operating.sh build/release
 }
 types_of_python() { tests/gates/python.sh "$PWD/build/release"; }
 kill_by_the_thousand() {

@@ -38,9 +38,10 @@ inline constexpr auto kFileEngine =
     withFresh(kEngineFields, *findEngineDefaults(WDLT_PROTOCOL_HTTP, WDLT_INPUT_HTTP_FILE_SCAN));
 
 // Fields of exported records that are stored apart from the rest.
-inline constexpr auto kScanLimit = number(WDLT_IN(WdltVsConfig, dwLimitSize), nullptr)
-                                       .reads(atMost(WDLT_MAX_SCAN_SIZE))
-                                       .is("largest that is scanned; stored with the limits of its protocol");
+inline constexpr auto kAnyScanLimit = number(WDLT_IN(WdltVsConfig, dwLimitSize), nullptr)
+                                          .is("largest that is scanned; stored with the limits of its protocol");
+inline constexpr auto kScanLimit = kAnyScanLimit.reads(atMost(WDLT_MAX_SCAN_SIZE));
+inline constexpr auto kWebScanLimit = kAnyScanLimit.writes(atMost(WDLT_MAX_SCAN_SIZE));
 inline constexpr auto kSalSwitch =
     number(WDLT_IN(WdltSalConfig, dwEnable), nullptr).fresh(0).flag("SAL is on; the HTTP handler is asked to go on");
 inline constexpr auto kSpamLevel = number(WDLT_IN(WdltAspmConfig, dwLevel), nullptr)
@@ -115,8 +116,8 @@ inline constexpr auto kUntestedUrls = shown(kUntestedUrlFields);
 inline constexpr auto kHostFilter = shown(kHostFilterFields);
 inline constexpr auto kPop3Scan = exported(kVirusScanPairs, kPop3Engine, kScanLimit.fresh(5120));
 inline constexpr auto kSmtpScan = exported(kVirusScanPairs, kSmtpEngine, kScanLimit.fresh(5120));
-inline constexpr auto kWebMailScan = exported(kVirusScanPairs, kHttpEngine, kScanLimit.fresh(3072));
-inline constexpr auto kFileVirusScan = exported(kVirusScanPairs, kFileEngine, kScanLimit.fresh(5120));
+inline constexpr auto kWebMailScan = exported(kVirusScanPairs, kHttpEngine, kWebScanLimit.fresh(3072));
+inline constexpr auto kFileVirusScan = exported(kVirusScanPairs, kFileEngine, kWebScanLimit.fresh(5120));
 inline constexpr auto kFileScan = exported(kFileScanPairs, kFileScanFields);
 inline constexpr auto kFileEvents = shown(kFileEventsFields);
 inline constexpr auto kEngineOfPop3 = shown(kPop3Engine);

@@ -3,6 +3,7 @@
 #include "Display.h"
 #include "Installation.h"
 #include "LayDown.h"
+#include "LayerError.h"
 #include "RegistryKey.h"
 #include "ToolError.h"
 #include "Utf.h"
@@ -37,12 +38,13 @@ Pair readPair(const fs::path& file) {
     return pair;
 }
 
-void writePair(const fs::path& file, const Pair& pair) {
+void writePair(const fs::path& file, const Pair& pair, bool needed) {
     const Pair there = readPair(file);
     if (there.home == pair.home && there.install == pair.install)
         return;
     const std::string text = pair.home + '\n' + pair.install + '\n';
-    WdReplaceContent(file.c_str(), text.data(), static_cast<DWORD>(text.size()));
+    if (WdReplaceContent(file.c_str(), text.data(), static_cast<DWORD>(text.size())) == FALSE && needed)
+        throw LayerError(file, static_cast<LONG>(GetLastError()));
 }
 
 bool isOnDisk(const std::string& path) {
@@ -96,14 +98,14 @@ void refuseOthers(const std::string& home, const std::string& install) {
         throw ToolError(ExitStatus::Unknown, fmt::format("{} {}", displayNarrow(install), warning), {.path = install});
 }
 
-std::string takeInstall(const std::string& home, const std::string& install) {
+std::string takeInstall(const std::string& home, const std::string& install, bool needed) {
     std::error_code error;
     if (install.empty() || !fs::is_directory(install, error) || !otherOwner(home, install).empty())
         return "";
     const std::string before = saidOwner(install);
     const Pair pair{resolved(home), resolved(install)};
-    writePair(fs::path(home) / kInstalledFile, pair);
-    writePair(fs::path(install) / kOwnerFile, pair);
+    writePair(fs::path(home) / kInstalledFile, pair, needed);
+    writePair(fs::path(install) / kOwnerFile, pair, needed);
     return before.empty() || isOnDisk(before) ? "" : before;
 }
 

@@ -19,9 +19,9 @@ std::string ownerWarning(const std::string& home, const std::string& install);
 /* A ToolError with the path and those words. */
 void refuseOthers(const std::string& home, const std::string& install);
 
-/* Makes it this home's. Returns the path of the home that it belonged to and that is gone; else empty. What can't be
-   written is left: the pair is an aid, no condition. */
-std::string takeInstall(const std::string& home, const std::string& install);
+/* Makes it this home's. Returns the path of the home that it belonged to and that is gone; else empty. Unless it is
+   `needed`, what can't be written is left: a change needs no mark. */
+std::string takeInstall(const std::string& home, const std::string& install, bool needed = false);
 
 /* Of this home, as its settings have it now; empty where they have none. */
 std::string storedInstall();

@@ -92,6 +92,7 @@ void Replacement::store(bool isDamaged, HomeCopy& kept) {
         if (const DWORD error = WdSetRegistryAside(kept.folder().c_str()))
             throw LayerError(m_home + "/registry", static_cast<LONG>(error));
     lieBeside();
+    takeInstall(m_home, m_folder, true);
     RegDocument tree = m_state.tree;
     tree.keys.insert(tree.keys.begin(), RegKey{std::u16string(kBasePath), {}, true});
     importDocument(tree);
@@ -115,7 +116,6 @@ void Replacement::place() {
     }
     makeLocksOfLists();
     Journal::remove(); // what a load was to bring back is replaced, too
-    takeInstall(m_home, m_folder);
 }
 
 std::string finishRestore(const std::string& home, const std::string& journal) {

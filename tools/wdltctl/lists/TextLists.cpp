@@ -14,6 +14,7 @@
 #include <limits>
 #include <memory>
 #include <optional>
+#include <utility>
 #include <wdltcfg/addresses.h>
 #include <wdltcfg/status.h>
 #include <wdltcfg/wdltcfg.h>
@@ -24,14 +25,22 @@ namespace {
 /* The limit is a setting in the registry; the list's write function checks and reports it. */
 constexpr std::size_t kLimitInStore = std::numeric_limits<std::size_t>::max();
 
-/* Reads a list of at most `most` records. `call` is the export, with its list type bound. */
+/* Reads a list of at most `most` records, in steps, since room for all that there may be is megabytes to clear. A list
+   that fills its room may go on. `call` is the export, with its list type bound. */
 template <class Record, class Call>
 std::int32_t readRecords(std::size_t most, std::vector<Record>& records, Call&& call) {
-    records.resize(most);
-    auto count = static_cast<std::int32_t>(most);
-    const std::int32_t status = call(records.data(), &count);
-    records.resize(status == WDLT_OK ? static_cast<std::size_t>(count) : 0);
-    return status;
+    constexpr std::size_t kFirst = 16;
+    constexpr std::size_t kFactor = 8;
+    for (std::size_t room = std::min(kFirst, most);; room = std::min(room * kFactor, most)) {
+        records.resize(room);
+        auto count = static_cast<std::int32_t>(room);
+        const std::int32_t status = call(records.data(), &count);
+        const bool isFull = status == WDLT_E_BUFFER_SIZE || (status == WDLT_OK && std::cmp_greater_equal(count, room));
+        if (isFull && room < most)
+            continue;
+        records.resize(status == WDLT_OK ? static_cast<std::size_t>(count) : 0);
+        return status;
+    }
 }
 
 /* For records whose content is one null-terminated text, in the field `Text`. */

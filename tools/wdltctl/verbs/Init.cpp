@@ -119,6 +119,7 @@ void init(const InitArguments& arguments, const Options& options) {
     const std::string folder = folderIfSet(narrowPath(directories->install));
     refuseOthers(home, folder);
     directories->make();
+    takeInstall(home, folder, true);
     RegDocument document = freshTree(*directories);
     const std::size_t keys = document.keys.size();
     document.keys.insert(document.keys.begin(), RegKey{base, {}, true});
@@ -142,7 +143,6 @@ void init(const InitArguments& arguments, const Options& options) {
     }
     makeLocksOfLists();
     dropInterrupted(home);
-    takeInstall(home, folder);
     printDone({{"key", fullKeyName(base)}, {"keys", keys}, {"values", valuesIn(document)}, {"installPath", install}},
               fmt::format("{} keys and {} values laid down in {}, installed in {}", keys, valuesIn(document),
                           fullKeyName(base), install),
