@@ -11,6 +11,7 @@ packages=(
     nettle-dev                             # AES, SHA-1, HMAC
     libicu-dev                             # code pages and charsets
     libcli11-dev nlohmann-json3-dev libfmt-dev # the tools
+    libarchive-dev                         # their backups
 )
 tests=(git libgtest-dev libgmock-dev python3-jsonschema)
 gates=(

@@ -46,6 +46,10 @@ bool isSeparator(char c) {
 
 } // namespace
 
+UINT GetACP() {
+    return wd::home().codePage();
+}
+
 BOOL IsDBCSLeadByte(BYTE byte) {
     return wd::isLeadByte(byte) ? TRUE : FALSE;
 }

@@ -96,6 +96,7 @@ class Walk {
     const fs::path m_folder = makeFolder();
     const fs::path m_home = m_folder / "home";
     std::vector<std::string> m_program;
+    std::vector<std::string> m_settle;
     bool m_hasUsers;
     HomeState m_before;
     HomeState m_behind;
@@ -109,7 +110,7 @@ class Walk {
 };
 
 Walk::Walk(const Operation& operation, std::size_t stride)
-    : m_operation(operation), m_stride(stride), m_program(operation.program) {
+    : m_operation(operation), m_stride(stride), m_program(operation.program), m_settle(operation.settle) {
     umask(0);
     fs::permissions(m_folder, fs::perms(0755));
     fs::create_directory(m_home);
@@ -125,8 +126,9 @@ Walk::Walk(const Operation& operation, std::size_t stride)
     for (std::string& word : m_program)
         if (const auto at = word.find("$HOME"); at != std::string::npos)
             word.replace(at, 5, m_home.string());
-    if (!m_program.empty())
-        m_program[0] = bin / m_program[0];
+    for (auto* program : {&m_program, &m_settle})
+        if (!program->empty())
+            program->front() = bin / program->front();
     EXPECT_EQ(Child([&] {
                   beQuiet();
                   return Child::become({bin / "wdltctl", "init", "--install", m_home / "install"});
@@ -221,8 +223,10 @@ int Walk::first(const Around& around) const {
 std::string Walk::next(const Between& between) const {
     const auto look = [&]() -> std::string {
         become(kOtherUser);
+        if (!m_settle.empty() && Child::run(m_settle).wait() != 0)
+            return "can't settle it";
         const HomeState found = lookAtHome(m_home);
-        if (std::string complaint = between.complaint(found); !complaint.empty())
+        if (std::string complaint = between.complaint(found, !m_settle.empty()); !complaint.empty())
             return "finds that " + complaint;
         const Between withRests{.before = m_before, .behind = m_behind, .mayLeave = true};
         const bool isStored = withRests.complaint(found).empty();

@@ -30,6 +30,9 @@ struct Operation {
     Call layDown = {};
     // Instead of a call: a program in the test's directory, and its arguments. $HOME is the home.
     std::vector<std::string> program = {};
+    // A program, and its arguments, that the next process runs before it looks: then each file too must be as new as the
+    // registry.
+    std::vector<std::string> settle = {};
     std::size_t every = 1;      // smallest stride, for a row that takes the same path as another
     bool inSteps = false;       // makes several writes to the registry; death may keep only the first ones
     bool keepsWork = false;     // a file that couldn't be renamed to its target stays as a temporary file

@@ -1,6 +1,7 @@
 // The operations that are walked. WDLT_WALK_STRIDE=N tests every Nth point (default 11); 1 tests all.
 #include "FaultWalk.h"
 
+#include "Child.h"
 #include "ExhaustedMemory.h"
 #include "Sanitizers.h"
 #include "TestHome.h"
@@ -199,6 +200,19 @@ std::int32_t layImport(const LoadedLibrary&) {
                                        "[HKEY_LOCAL_MACHINE\\SOFTWARE\\Two]\r\n\"b\"=\"text\"\r\n");
 }
 
+const std::string kSaved = "saved.backup";
+std::int32_t runTool(std::vector<std::string> words) {
+    words.insert(words.begin(), fs::read_symlink("/proc/self/exe").parent_path() / "wdltctl");
+    return Child::run(std::move(words)).wait();
+}
+// What is restored has one list more and one less.
+std::int32_t layRestore(const LoadedLibrary&) {
+    const std::string file = fs::path(std::getenv("WARDLET_HOME")) / kSaved;
+    return runTool({"add", "hosts", "old"}) + runTool({"add", "items", "card", "4711"}) + runTool({"backup", file}) +
+           runTool({"remove", "items", "0"}) + runTool({"add", "urls", "black", "new"}) +
+           runTool({"add", "hosts", "new"}) + runTool({"set", "system", "proxyPort=1"});
+}
+
 const std::vector<Operation> kOperations{
     // The slowest comes first.
     {.name = "ToolInit",
@@ -210,6 +224,11 @@ const std::vector<Operation> kOperations{
      .program = {"wdltctl", "init", "--force", "--install", "$HOME/install"},
      .every = 2,
      .inSteps = true},
+    {.name = "ToolRestore",
+     .layDown = layRestore,
+     .program = {"wdltctl", "restore", "--yes", "$HOME/" + kSaved},
+     .settle = {"wdltctl", "status"},
+     .every = 3},
     {.name = "ToolSet", .program = {"wdltctl", "set", "system", "proxyPort=8080"}},
     {.name = "ToolImport", .layDown = layImport, .program = {"wdltreg", "import", "$HOME/install/import.reg"}},
     {.name = "Load", .call = EXPORT(WdltIEPlugInEnable, 1).call, .loadsInside = true},

@@ -91,7 +91,7 @@ HomeState readState(const fs::path& file) {
     return state;
 }
 
-std::string Between::complaint(const HomeState& found) const {
+std::string Between::complaint(const HomeState& found, bool isWhole) const {
     const HomeState& first = isDone ? behind : before;
     if (found == first || found == behind)
         return {};
@@ -106,9 +106,10 @@ std::string Between::complaint(const HomeState& found) const {
         const auto old = contentOf(first, name);
         const bool isOld = content == old;
         const bool isNew = content == contentOf(behind, name);
-        if (name.starts_with(kRoot) && !isOld)
+        const bool counts = name.starts_with(kRoot) || (isWhole && (isOld || isNew));
+        if (counts && !isOld)
             notOld = name;
-        if (name.starts_with(kRoot) && !isNew)
+        if (counts && !isNew)
             notNew = name;
         if (isOld || isNew)
             continue;

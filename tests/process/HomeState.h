@@ -23,5 +23,6 @@ struct Between {
     bool mayLeave = false; // one unfinished .new file and one temporary file may be left
 
     // Says what isn't allowed; empty if all is well. A complete backup may stay until its original has been replaced.
-    std::string complaint(const HomeState& found) const;
+    // `isWhole`: the files, too, are all old or all new.
+    std::string complaint(const HomeState& found, bool isWhole = false) const;
 };

@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <fmt/format.h>
 #include <memory>
+#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -106,6 +107,14 @@ void writeFile(const std::string& file, std::string_view content) {
         writeTo(openFile(file, isOpened ? "ab" : "wb"), file, content);
     else
         replaceFile(file, content);
+}
+
+std::string fileMark(const std::string& file) {
+    struct stat status {};
+    if (::stat(file.c_str(), &status) != 0)
+        return "-";
+    return fmt::format("{}:{}:{}:{}.{}:{}.{}", status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec,
+                       status.st_mtim.tv_nsec, status.st_ctim.tv_sec, status.st_ctim.tv_nsec);
 }
 
 void removeFile(const std::string& file) {

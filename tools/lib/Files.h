@@ -12,6 +12,8 @@ inline constexpr std::string_view kStandardStream = "-";
 
 std::string readFile(const std::string& file);
 void writeFile(const std::string& file, std::string_view content);
+/* What tells one version of a file from another, as each change replaces it; "-" where it isn't there. */
+std::string fileMark(const std::string& file);
 /* Gone from the disk when it returns. One that isn't there is no failure. */
 void removeFile(const std::string& file);
 

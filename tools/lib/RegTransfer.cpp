@@ -1,5 +1,6 @@
 #include "RegTransfer.h"
 
+#include "KeyPath.h"
 #include "LayerError.h"
 #include "RegistryKey.h"
 
@@ -38,6 +39,23 @@ RegDocument exportSubtree(const std::u16string& path) {
         document.keys.push_back({key.path(), key.values(), false});
     });
     return document;
+}
+
+const RegValue* findValue(const RegDocument& document, std::u16string_view path, std::u16string_view name) {
+    for (const RegKey& key : document.keys)
+        if (equalsIgnoringCase(key.path, path))
+            for (const RegValue& value : key.values)
+                if (equalsIgnoringCase(value.name, name))
+                    return &value;
+    return nullptr;
+}
+
+void setText(RegDocument& document, std::u16string_view path, std::u16string_view name, std::u16string_view text) {
+    const RegValue value{std::u16string(name), REG_SZ, textData(text), false};
+    if (const RegValue* there = findValue(document, path, name); there != nullptr)
+        const_cast<RegValue&>(*there) = value;
+    else
+        document.keys.push_back({std::u16string(path), {value}, false});
 }
 
 } // namespace wdlt

@@ -3,11 +3,15 @@
    it. */
 
 #include "ChangeLock.h"
+#include "Display.h"
 #include "HomeLook.h"
+#include "Installation.h"
+#include "Interrupted.h"
 #include "Journal.h"
 #include "LayDown.h"
 #include "LayerError.h"
 #include "LibraryWatch.h"
+#include "Owner.h"
 #include "RegistryKey.h"
 #include "RunTool.h"
 #include "ToolError.h"
@@ -40,12 +44,18 @@ void lookAtAllValues(const std::string& home) {
     }
 }
 
-void lookAtTree(Needs needs) {
+bool changes(Needs needs) {
+    return needs == Needs::Change || needs == Needs::Files;
+}
+
+/* Returns the home. */
+std::string lookAtTree(Needs needs) {
     std::string path;
-    const bool isHome = lookAtHome(path, needs == Needs::Change ? HomeUse::Change : HomeUse::Read);
+    finishInterrupted();
+    const bool isHome = lookAtHome(path, changes(needs) ? HomeUse::Change : HomeUse::Read);
     if (isHome && hasTree()) {
         lookAtAllValues(path);
-        return;
+        return path;
     }
     // Merely asking for the plug-in manager's switches makes keys: only values are an installation.
     const bool isPart = isHome && holdsValues(std::u16string(kBasePath));
@@ -55,9 +65,22 @@ void lookAtTree(Needs needs) {
                     {.path = path});
 }
 
-/* A load that was killed is undone by the next verb; one that is at work holds the lock, and is left alone. */
+/* Whether the install directory is this home's, or may become it. */
+void lookAtOwner(const std::string& home, Needs needs) {
+    const std::string install = storedInstall();
+    if (needs == Needs::Files)
+        refuseOthers(home, install);
+    if (const std::string warning = ownerWarning(home, install); !warning.empty())
+        printRemark(fmt::format("{} {}", displayNarrow(install), warning));
+    else if (const std::string gone = changes(needs) ? takeInstall(home, install) : ""; !gone.empty())
+        printRemark(fmt::format("{} belonged to the home {}, which is gone; it is this home's now",
+                                displayNarrow(install), displayNarrow(gone)));
+}
+
+/* A load that was killed is undone by the next verb; one that is at work holds the lock, and is left alone; and so
+   is one of the home that this one is a copy of. */
 void settle() {
-    if (!Journal::isThere())
+    if (!Journal::isThere() || !otherOwner(homePath(), storedInstall()).empty())
         return;
     try {
         ChangeLock::ifFree(undoAbandonedLoad);
@@ -70,9 +93,9 @@ constexpr const char* kToolName = "wdltctl";
 
 using AddVerb = void (*)(CLI::App& app, const Options& options);
 
-constexpr AddVerb kVerbs[] = {addInit, addWhere,   addCheck, addStatus,   addSwitch, addDescribe,
-                              addGet,  addSet,     addReset, addLists,    addDump,   addDiff,
-                              addLoad, addConfirm, addWatch, addCheckUrl, addVerify, addRaw};
+constexpr AddVerb kVerbs[] = {addInit,  addWhere,    addCheck,  addStatus, addSwitch, addDescribe, addGet,
+                              addSet,   addReset,    addLists,  addDump,   addDiff,   addLoad,     addConfirm,
+                              addWatch, addCheckUrl, addVerify, addRaw,    addBackup, addRestore};
 
 constexpr const char* kExamples =
     "Examples:\n"
@@ -95,6 +118,7 @@ constexpr const char* kExamples =
     "  wdltctl load machine.json --confirm-within 60s\n"
     "  wdltctl raw read 10000 0 --json\n"
     "  wdltctl check --repair\n"
+    "  wdltctl backup wardlet.backup\n"
     "Exit status: 0 done or yes, 1 no, 2 the words or the input are wrong, 3 it can't be told "
     "or isn't permitted, 4 stored but the service wasn't told, 5 failed and nothing "
     "changed, 6 failed half way, 130 interrupted.";
@@ -116,29 +140,32 @@ void addVerbs(CLI::App& app) {
 } // namespace
 
 void needTree() {
-    lookAtTree(Needs::Tree);
+    const std::string home = lookAtTree(Needs::Tree);
     settle();
+    lookAtOwner(home, Needs::Tree);
 }
 
 void runs(CLI::App& verb, Needs needs, std::function<void()> body, std::function<void()> before) {
     const std::string parent = verb.get_parent()->get_name();
     const std::string name = parent == kToolName ? verb.get_name() : parent + " " + verb.get_name();
     verb.callback([name, needs, body = std::move(body), before = std::move(before)] {
-        if (needs != Needs::Nothing)
-            lookAtTree(needs);
+        const std::string home = needs != Needs::Nothing ? lookAtTree(needs) : "";
         if (before)
             before();
         LibraryWatch watch(name, options().verbose, needs == Needs::Nothing);
         std::optional<ChangeLock> lock;
         if (needs == Needs::Tree)
             settle();
-        if (needs == Needs::Change) {
+        if (changes(needs)) {
             lock.emplace();
+            finishInterrupted(); // of who had the lock until now
             settle();
             watch.expectChanges();
         }
+        if (!home.empty())
+            lookAtOwner(home, needs);
         body();
-        if (needs == Needs::Change && std::fflush(stdout) != 0)
+        if (changes(needs) && std::fflush(stdout) != 0)
             throw ToolError(ExitStatus::Partial, "it is stored, but the output can't be written");
         watch.end();
     });

@@ -33,6 +33,7 @@ enum class Needs {
     Nothing, /* it looks itself */
     Tree,    /* that an installation is there and can be read */
     Change,  /* the same, and that nobody else changes its settings meanwhile */
+    Files,   /* the same, and that the files of the install directory are this home's to change */
 };
 
 /* Runs `body` when the verb is typed, and the home has what it needs; otherwise a ToolError says what is missing.
@@ -55,6 +56,8 @@ void addCheckUrl(CLI::App& app, const Options& options);
 void addVerify(CLI::App& app, const Options& options);
 void addRaw(CLI::App& app, const Options& options);
 void addCheck(CLI::App& app, const Options& options);
+void addBackup(CLI::App& app, const Options& options);
+void addRestore(CLI::App& app, const Options& options);
 void addDump(CLI::App& app, const Options& options);
 void addDiff(CLI::App& app, const Options& options);
 void addLoad(CLI::App& app, const Options& options);

@@ -10,6 +10,7 @@ inline constexpr DWORD MB_PRECOMPOSED = 0x1;
 inline constexpr DWORD MB_ERR_INVALID_CHARS = 0x8;
 
 /* Number of the code page that CP_ACP stands for. */
+WD_API UINT GetACP();
 
 /* Whether `byte` begins a double-byte character of the system code page. UTF-8 has no such bytes here. */
 WD_API BOOL IsDBCSLeadByte(BYTE byte);

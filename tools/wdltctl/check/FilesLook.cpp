@@ -2,6 +2,8 @@
    than the home's accounts may read. */
 
 #include "Findings.h"
+#include "Owner.h"
+#include "Replacement.h"
 
 #include "ToolError.h"
 
@@ -41,15 +43,18 @@ bool isTemporaryName(std::string_view name) {
            name.substr(3, 8).find_first_not_of(kDigits) == std::string_view::npos;
 }
 
-/* What the layer writes beside a file that it replaces. */
+/* What the layer, or restore, writes beside a file that it replaces. */
 bool isHalfReplacement(std::string_view name, const std::set<std::string>& names) {
-    return name.starts_with('.') && name.ends_with(".new") &&
-           names.contains(std::string(name.substr(1, name.size() - 5)));
+    constexpr std::string_view kEndings[] = {".new", kRestoredEnding};
+    return name.starts_with('.') && std::ranges::any_of(kEndings, [&](std::string_view ending) {
+               return name.ends_with(ending) &&
+                      names.contains(std::string(name.substr(1, name.size() - ending.size() - 1)));
+           });
 }
 
 /* The files that are replaced: those of a fresh installation, and what settings call them if those can be read. */
 std::set<std::string> replacedNames(const Installation& installation) {
-    std::set<std::string> names = {"settings"};
+    std::set<std::string> names = {"settings", kInstalledFile, kOwnerFile, "restore.journal"};
     for (const DataFile& file : allDataFiles()) {
         names.insert(std::string(file.freshName()));
         if (!installation.prefix.empty())

@@ -57,9 +57,9 @@ const Field& rowOf(const DataFile& file) {
     throw std::logic_error("no table has the setting of a file");
 }
 
-std::string folderIfSet(const std::string& narrowName) {
-    const std::string path = narrowName.empty() ? "" : pathOf(narrowName);
-    return path.size() > 1 && path.ends_with('/') ? path.substr(0, path.size() - 1) : path;
+std::optional<RegValue> settingOf(const DataFile& file) {
+    const auto key = RegistryKey::openIfThere(joinPath(kBasePath, utf16FromArgument(file.key)));
+    return key ? key->value(utf16FromArgument(file.value)) : std::nullopt;
 }
 
 } // namespace
@@ -73,9 +73,15 @@ std::string_view DataFile::freshName() const {
 }
 
 std::string DataFile::name() const {
-    const auto opened = RegistryKey::openIfThere(joinPath(kBasePath, utf16FromArgument(key)));
-    const auto found = opened ? opened->value(utf16FromArgument(value)) : std::nullopt;
+    const auto found = settingOf(*this);
     return found ? lastPart(*found) : std::string(rowOf(*this).text);
+}
+
+std::string DataFile::narrowNameIn(const RegValue* setting) const {
+    const std::string name = setting != nullptr ? lastPart(*setting) : std::string(rowOf(*this).text);
+    std::string narrow;
+    narrowFromUtf8(name.empty() ? std::string(freshName()) : name, narrow);
+    return narrow;
 }
 
 std::span<const DataFile> allDataFiles() {
@@ -89,6 +95,16 @@ std::string pathOf(const std::string& narrowName) {
     return path.data();
 }
 
+std::string folderIfSet(const std::string& narrowName) {
+    const std::string path = narrowName.empty() ? "" : pathOf(narrowName);
+    return path.size() > 1 && path.ends_with('/') ? path.substr(0, path.size() - 1) : path;
+}
+
+std::string homePath() {
+    const std::string drive = pathOf("C:\\"); // a folder of the home
+    return drive.substr(0, drive.find_last_of('/', drive.size() - 2));
+}
+
 Installation Installation::read() {
     WdchSystemData system{};
     std::uint64_t size = sizeof system;
@@ -98,10 +114,8 @@ Installation Installation::read() {
 }
 
 std::string Installation::pathOf(const DataFile& file) const {
-    const std::string name = file.name();
-    std::string narrow;
-    narrowFromUtf8(name.empty() ? std::string(file.freshName()) : name, narrow);
-    return wdlt::pathOf(prefix + narrow);
+    const auto setting = settingOf(file);
+    return wdlt::pathOf(prefix + file.narrowNameIn(setting ? &*setting : nullptr));
 }
 
 std::vector<HandlerKey> allHandlerKeys() {

@@ -2,6 +2,8 @@
    own. */
 #pragma once
 
+#include "RegText.h"
+
 #include <cstdint>
 #include <set>
 #include <span>
@@ -13,8 +15,8 @@ namespace wdlt {
 
 /* A file with data of the user's: a list, the privacy database. */
 struct DataFile {
-    std::string_view what;
-    std::string_view key; /* of the setting that names it, below the service's */
+    std::string_view what; /* also its name in backups */
+    std::string_view key;  /* of the setting that names it, below the service's */
     std::string_view value;
     std::string_view list = {}; /* the text list that it holds (TextLists.h); empty: none */
     std::uint32_t type = 0;     /* which of them */
@@ -23,6 +25,9 @@ struct DataFile {
     std::string_view freshName() const;
     /* As the setting says, without folders; the library's default where there is none, which may be no name. */
     std::string name() const;
+    /* As it stands behind the install directory, in the system code page; `setting` is null where there is none. The
+       fresh name where it gives none. */
+    std::string narrowNameIn(const RegValue* setting) const;
 };
 
 std::span<const DataFile> allDataFiles();
@@ -32,6 +37,9 @@ extern const DataFile& kAddressCache;
 
 /* The path of a file or folder that is named as the registry has it. */
 std::string pathOf(const std::string& narrowName);
+/* The same without a separator at the end; empty for an empty one. */
+std::string folderIfSet(const std::string& narrowName);
+std::string homePath();
 
 struct Installation {
     /* As it is stored, in the system code page: a file's name stands directly behind it. */

@@ -1,18 +1,17 @@
 #include "Document.h"
 
+#include "Digest.h"
 #include "Display.h"
+#include "Files.h"
 #include "Installation.h"
 #include "LayerError.h"
 #include "ToolError.h"
 
 #include <algorithm>
-#include <array>
 #include <fmt/format.h>
 #include <iterator>
-#include <nettle/sha2.h>
 #include <platform/home.h>
 #include <set>
-#include <sys/stat.h>
 
 namespace wdlt {
 namespace {
@@ -28,15 +27,6 @@ Json readState() {
             put(state, part->path(), &read);
     }
     return state;
-}
-
-std::string digestOf(std::string_view text) {
-    sha256_ctx context{};
-    sha256_init(&context);
-    sha256_update(&context, text.size(), reinterpret_cast<const std::uint8_t*>(text.data()));
-    std::array<BYTE, 8> digest{};
-    sha256_digest(&context, digest.size(), digest.data());
-    return hexDigits(digest);
 }
 
 void leaveOutSecrets(const Part& part, Json& value, DocumentPath& inside) {
@@ -102,13 +92,7 @@ std::string changeMarks() {
     std::string marks = fmt::format("{}", number);
     const Installation installation = Installation::read();
     for (const DataFile& file : allDataFiles()) {
-        struct stat status {};
-        if (::stat(installation.pathOf(file).c_str(), &status) == 0)
-            marks += fmt::format(" {}:{}:{}:{}.{}:{}.{}", status.st_dev, status.st_ino, status.st_size,
-                                 status.st_mtim.tv_sec, status.st_mtim.tv_nsec, status.st_ctim.tv_sec,
-                                 status.st_ctim.tv_nsec);
-        else
-            marks += " -";
+        marks += " " + fileMark(installation.pathOf(file));
     }
     return marks;
 }
@@ -121,7 +105,8 @@ Snapshot takeSnapshot() {
         std::string after = changeMarks();
         if (before == after) {
             const std::string number = after.substr(0, after.find(' '));
-            snapshot.generation = fmt::format("{}-{}", number, digestOf(after + snapshot.state.dump()));
+            snapshot.generation =
+                fmt::format("{}-{}", number, hexDigits(sha256(after + snapshot.state.dump())).substr(0, 16));
             return snapshot;
         }
         before = std::move(after);

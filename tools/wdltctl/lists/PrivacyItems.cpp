@@ -329,7 +329,7 @@ void addItemAdd(CLI::App& verb, const Options& options) {
     items->add_option("--target", arguments->target, "Scan target, for the service")->capture_default_str();
     items->add_option("--index", arguments->index, "Its index; else the lowest that is free")
         ->check(CLI::Range(kItemIndexes - 1));
-    runs(*items, Needs::Change, [arguments, &options] { addItem(*arguments, options); });
+    runs(*items, Needs::Files, [arguments, &options] { addItem(*arguments, options); });
 }
 
 void addItemRemove(CLI::App& verb, const Options& options) {
@@ -338,7 +338,7 @@ void addItemRemove(CLI::App& verb, const Options& options) {
     items->add_option("INDEX", arguments->indexes, "Their indexes");
     items->add_option("--name", arguments->names, "Name of an item that no other has; may be repeated")
         ->allow_extra_args(false); // otherwise an index after it would count as another name
-    runs(*items, Needs::Change, [arguments, &options] { removeItems(*arguments, options); });
+    runs(*items, Needs::Files, [arguments, &options] { removeItems(*arguments, options); });
 }
 
 void addItemImport(CLI::App& verb, const Options& options) {
@@ -348,7 +348,7 @@ void addItemImport(CLI::App& verb, const Options& options) {
     items->add_flag("--allow-empty", arguments->allowEmpty, "Let an empty list remove all items");
     items->add_flag("--dry-run", arguments->dryRun, "Check the file, store nothing");
     runs(
-        *items, Needs::Change, [arguments, &options] { importItems(*arguments, options); },
+        *items, Needs::Files, [arguments, &options] { importItems(*arguments, options); },
         [arguments] { arguments->content = readFile(arguments->file); });
 }
 

@@ -1,5 +1,8 @@
 #include "SpamFiles.h"
 
+#include "Installation.h"
+#include "Owner.h"
+
 #include "Display.h"
 #include "FieldText.h"
 #include "HeldList.h"
@@ -101,6 +104,7 @@ std::int32_t readSpamRecord(WdpeAspmData& record) {
 }
 
 void lookAtSpamFiles(bool isForced) {
+    refuseOthers(homePath(), storedInstall());
     const auto record = std::make_unique<WdpeAspmData>();
     checkStatus(readSpamRecord(*record), "the spam lists");
     for (const std::string& name : {narrowOf(record->szWhitelistFile), narrowOf(record->szBlacklistFile)}) {

@@ -284,9 +284,9 @@ constexpr struct Verb {
     void (*run)(const TextListRequest& request);
 } kListVerbs[] = {
     {"list", "Show", Operand::None, "", Needs::Tree, show},
-    {"add", "Add to", Operand::Entries, "What to add", Needs::Change, add},
-    {"remove", "Remove from", Operand::Entries, "What to remove, as it stands on the list", Needs::Change, remove},
-    {"import", "Replace by the lines of a file:", Operand::File, "The file, - for the standard input", Needs::Change,
+    {"add", "Add to", Operand::Entries, "What to add", Needs::Files, add},
+    {"remove", "Remove from", Operand::Entries, "What to remove, as it stands on the list", Needs::Files, remove},
+    {"import", "Replace by the lines of a file:", Operand::File, "The file, - for the standard input", Needs::Files,
      import},
     {"export", "Write to a file, one a line:", Operand::File, "The file, - for the standard output", Needs::Tree,
      exportTo},
@@ -348,7 +348,7 @@ void addTextListVerb(std::string_view name, const TextList& list, CLI::App& verb
         command->add_option(list.noun, request->entries, found->operandHelp)->required();
     if (found->operand == Operand::File)
         command->add_option("FILE", request->file, found->operandHelp)->required();
-    if (list.force == Force::Loses && found->needs == Needs::Change)
+    if (list.force == Force::Loses && found->needs == Needs::Files)
         command->add_flag("--force", request->force, "Go on although the lists' files have lines that are lost by it");
     if (found->run == import) {
         if (list.force == Force::Replaces)

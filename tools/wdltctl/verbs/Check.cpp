@@ -5,7 +5,9 @@
 #include "Files.h"
 #include "Findings.h"
 #include "HomeLook.h"
+#include "Interrupted.h"
 #include "LayDown.h"
+#include "Owner.h"
 #include "ToolError.h"
 #include "Verbs.h"
 
@@ -55,6 +57,8 @@ Findings lookAtAll(const std::string& home, Installation& installation, HomeCopy
                                       : "nothing is laid down: wdltctl init"});
     } else {
         installation = Installation::read();
+        if (const std::string warning = ownerWarning(home, installation.install); !warning.empty())
+            findings.push_back({installation.install, warning});
         lookAtSettings(findings, installation, kept);
     }
     lookAtFiles(findings, home, installation, kept);
@@ -81,13 +85,16 @@ void check(bool repairs, const Options& options) {
     std::string home;
     if (!lookAtHome(home, repairs ? HomeUse::Replace : HomeUse::Check))
         throw ToolError(ExitStatus::Unknown, fmt::format("nothing is laid down in {}: wdltctl init", home));
+    finishInterrupted();
     // Nobody changes settings meanwhile: what is half done is no finding.
     const ChangeLock lock;
     HomeCopy kept(home);
     Installation installation;
     Findings findings = lookAtAll(home, installation, kept);
-    if (repairs)
+    if (repairs) {
+        takeInstall(home, installation.install);
         std::ranges::for_each(findings, mend);
+    }
     printFindings(findings, options);
     if (const auto left = std::ranges::count(findings, false, &Finding::isMended); left != 0)
         throw ToolError(ExitStatus::No,

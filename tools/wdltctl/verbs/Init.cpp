@@ -2,14 +2,17 @@
    With --force it replaces one, of which it keeps a copy; with --upgrade it only adds to one. */
 
 #include "ChangeLock.h"
+#include "Directory.h"
 #include "Display.h"
 #include "Findings.h"
 #include "HomeCopy.h"
 #include "HomeLook.h"
 #include "Installation.h"
+#include "Interrupted.h"
 #include "KeyPath.h"
 #include "LayDown.h"
 #include "LayerError.h"
+#include "Owner.h"
 #include "PrivacyMend.h"
 #include "RegTransfer.h"
 #include "ToolError.h"
@@ -92,6 +95,8 @@ void init(const InitArguments& arguments, const Options& options) {
     if (arguments.install)
         directories = Directories::below(*arguments.install);
     std::string home;
+    if (!arguments.force)
+        finishInterrupted();
     const bool isHome = lookAtHome(home, arguments.force ? HomeUse::Replace : HomeUse::Change);
     const ChangeLock lock;
     HomeCopy kept(home);
@@ -111,7 +116,10 @@ void init(const InitArguments& arguments, const Options& options) {
     if (!directories)
         directories = Directories::below(kDefaultInstall);
 
+    const std::string folder = folderIfSet(narrowPath(directories->install));
+    refuseOthers(home, folder);
     directories->make();
+    takeInstall(home, folder, true);
     RegDocument document = freshTree(*directories);
     const std::size_t keys = document.keys.size();
     document.keys.insert(document.keys.begin(), RegKey{base, {}, true});
@@ -134,6 +142,7 @@ void init(const InitArguments& arguments, const Options& options) {
         throw keptError(error, ExitStatus::Partial, kept);
     }
     makeLocksOfLists();
+    dropInterrupted(home);
     printDone({{"key", fullKeyName(base)}, {"keys", keys}, {"values", valuesIn(document)}, {"installPath", install}},
               fmt::format("{} keys and {} values laid down in {}, installed in {}", keys, valuesIn(document),
                           fullKeyName(base), install),
@@ -143,6 +152,7 @@ void init(const InitArguments& arguments, const Options& options) {
 /* What an administrator removed can't be told from what is new: all that is missing is added. */
 void upgrade(const InitArguments& arguments, const Options& options) {
     std::string home;
+    finishInterrupted();
     const bool isHome = lookAtHome(home, HomeUse::Change);
     const ChangeLock lock;
     if (!isHome || !holdsValues(std::u16string(kBasePath)))
@@ -156,6 +166,7 @@ void upgrade(const InitArguments& arguments, const Options& options) {
     if (!directories)
         directories = Directories::below(*arguments.install);
 
+    refuseOthers(home, folderIfSet(narrowPath(directories->install)));
     const RegDocument missing = missingFrom(freshTree(*directories));
     directories->make();
     importDocument(missing);
@@ -169,6 +180,7 @@ void upgrade(const InitArguments& arguments, const Options& options) {
         throw ToolError(ExitStatus::Partial,
                         fmt::format("{} values added, but the privacy database: {}", valuesIn(missing), error.what()));
     }
+    takeInstall(home, installation.install);
     printDone({{"keys", missing.keys.size()}, {"values", valuesIn(missing)}, {"database", made}},
               fmt::format("{} values added in {} keys{}", valuesIn(missing), missing.keys.size(),
                           made.empty() ? "" : ", privacy database " + made),

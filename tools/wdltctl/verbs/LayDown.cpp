@@ -5,6 +5,7 @@
 #include "Installation.h"
 #include "KeyPath.h"
 #include "LayerError.h"
+#include "RegTransfer.h"
 #include "RegistryKey.h"
 #include "Utf.h"
 #include "Verbs.h"
@@ -12,7 +13,6 @@
 #include <algorithm>
 #include <fmt/format.h>
 #include <platform/file_content.h>
-#include <stdexcept>
 #include <utility>
 #include <vector>
 #include <wdltcfg/wdltcfg.h>
@@ -20,18 +20,8 @@
 namespace wdlt {
 namespace {
 
-constexpr const char16_t* kInstallValue = u"InstallPath";
 constexpr const char16_t* kTempValue = u"TempPath";
 constexpr const char16_t* kLogValue = u"LogPath";
-
-RegValue& valueOf(RegDocument& document, std::u16string_view name) {
-    for (RegKey& key : document.keys)
-        if (equalsIgnoringCase(key.path, kBasePath))
-            for (RegValue& value : key.values)
-                if (value.name == name)
-                    return value;
-    throw std::logic_error("the fresh tree lacks a value that init sets");
-}
 
 /* Of the key of a handler or one below it: the name of the handler; else empty. */
 std::u16string_view handlerOfKey(std::u16string_view path) {
@@ -101,11 +91,15 @@ void Directories::make() const {
             throw LayerError(utf8FromUtf16(path), static_cast<LONG>(GetLastError()));
 }
 
+void Directories::setIn(RegDocument& tree) const {
+    setText(tree, kBasePath, kInstallValue, install);
+    setText(tree, kBasePath, kTempValue, temp);
+    setText(tree, kBasePath, kLogValue, log);
+}
+
 RegDocument freshTree(const Directories& directories) {
     RegDocument document = parseRegText(kFreshTree);
-    valueOf(document, kInstallValue).data = textData(directories.install);
-    valueOf(document, kTempValue).data = textData(directories.temp);
-    valueOf(document, kLogValue).data = textData(directories.log);
+    directories.setIn(document);
     return document;
 }
 

@@ -9,6 +9,9 @@
 
 namespace wdlt {
 
+/* Of the settings' own key. */
+inline constexpr const char16_t* kInstallValue = u"InstallPath";
+
 /* Each ends in a backslash. */
 struct Directories {
     std::u16string install;
@@ -21,6 +24,7 @@ struct Directories {
     static std::optional<Directories> stored();
 
     void make() const;
+    void setIn(RegDocument& tree) const;
 };
 
 /* The tree of a fresh installation. */

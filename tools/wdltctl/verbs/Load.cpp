@@ -188,7 +188,7 @@ void addLoad(CLI::App& app, const Options& options) {
         "What the document leaves out is left alone, a list in it replaces the list, and null is what a fresh\n"
         "installation has. Only what differs is stored; a failure half way leaves all as it was before.");
     runs(
-        *verb, Needs::Change, [arguments, &options] { load(*arguments, options); },
+        *verb, Needs::Files, [arguments, &options] { load(*arguments, options); },
         [arguments] { arguments->content = readFile(arguments->file); });
 }
 

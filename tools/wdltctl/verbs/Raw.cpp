@@ -175,7 +175,7 @@ void addRaw(CLI::App& app, const Options& options) {
     writeVerb->add_option("FILE", arguments->file, "File with the record's bytes, - for the standard input")
         ->required();
     runs(
-        *writeVerb, Needs::Change, [arguments, &options] { rawWrite(*arguments, options); },
+        *writeVerb, Needs::Files, [arguments, &options] { rawWrite(*arguments, options); },
         [arguments] { arguments->content = readFile(arguments->file); });
 }
 

@@ -4,7 +4,10 @@
 #include "Files.h"
 #include "HomeLook.h"
 #include "Installation.h"
+#include "Interrupted.h"
 #include "KeyPath.h"
+#include "Owner.h"
+#include "RunTool.h"
 #include "Table.h"
 #include "ToolError.h"
 #include "Utf.h"
@@ -105,6 +108,8 @@ std::vector<Place> placesOfTree() {
                                       : placeOf(std::string(what), path));
     };
     named("install", installation.install);
+    if (const std::string warning = ownerWarning(homePath(), installation.install); !warning.empty())
+        places.back().note = warning;
     named("temporary files", installation.temp);
     named("service's logs", installation.log);
     for (const DataFile& file : allDataFiles())
@@ -124,7 +129,7 @@ void addTo(std::vector<Place>& places, const char* what, const std::function<std
 
 std::vector<Place> allPlaces() {
     std::vector<Place> places;
-    const fs::path home = fs::path(pathOf("C:\\")).parent_path(); // a drive is a folder of the home
+    const fs::path home = homePath();
     bool isThere = false;
     bool isTold = false;
     addTo(places, "home", [&]() -> std::vector<Place> {
@@ -151,6 +156,11 @@ std::vector<Place> allPlaces() {
 }
 
 void where(const Options& options) {
+    try {
+        finishInterrupted();
+    } catch (const ToolError& error) { // the places are there all the same
+        printRemark(error.what());
+    }
     const auto places = allPlaces();
     if (options.json) {
         Json document = Json::object();

@@ -1,0 +1,27 @@
+/* Named texts in one file: a tar, compressed with zstd where the library can, and behind it a digest of every byte
+   before it, in a frame that zstd and tar skip. So `tar --zstd -x` reads it too, and no byte of it can be turned
+   unnoticed. */
+#pragma once
+
+#include <cstddef>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace wdlt {
+
+struct ArchiveEntry {
+    std::string name;
+    std::string content;
+};
+
+/* More than all lists and a tree have. */
+inline constexpr std::size_t kMostArchivedBytes = std::size_t{60} << 20;
+
+/* Failures of both are std::runtime_errors. */
+std::string packArchive(std::span<const ArchiveEntry> entries);
+/* In the archive's order. */
+std::vector<ArchiveEntry> unpackArchive(std::string_view bytes);
+
+} // namespace wdlt
