@@ -77,18 +77,6 @@ void lookAtOwner(const std::string& home, Needs needs) {
                                 displayNarrow(install), displayNarrow(gone)));
 }
 
-/* A load that was killed is undone by the next verb; one that is at work holds the lock, and is left alone; and so
-   is one of the home that this one is a copy of. */
-void settle() {
-    if (!Journal::isThere() || !otherOwner(homePath(), storedInstall()).empty())
-        return;
-    try {
-        ChangeLock::ifFree(undoAbandonedLoad);
-    } catch (const ToolError& error) {
-        printRemark(error.what());
-    }
-}
-
 constexpr const char* kToolName = "wdltctl";
 
 using AddVerb = void (*)(CLI::App& app, const Options& options);
@@ -138,6 +126,18 @@ void addVerbs(CLI::App& app) {
 }
 
 } // namespace
+
+/* A load that was killed is undone by the next verb; one that is at work holds the lock, and is left alone; and so
+   is one of the home that this one is a copy of. */
+void settle() {
+    if (!Journal::isThere() || !otherOwner(homePath(), storedInstall()).empty())
+        return;
+    try {
+        ChangeLock::ifFree(undoAbandonedLoad);
+    } catch (const ToolError& error) {
+        printRemark(error.what());
+    }
+}
 
 void needTree() {
     const std::string home = lookAtTree(Needs::Tree);

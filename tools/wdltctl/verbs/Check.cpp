@@ -56,6 +56,7 @@ Findings lookAtAll(const std::string& home, Installation& installation, HomeCopy
                                       ? "the settings are incomplete: wdltctl init --upgrade"
                                       : "nothing is laid down: wdltctl init"});
     } else {
+        settle();
         installation = Installation::read();
         if (const std::string warning = ownerWarning(home, installation.install); !warning.empty())
             findings.push_back({installation.install, warning});
