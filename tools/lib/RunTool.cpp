@@ -1,5 +1,6 @@
 #include "RunTool.h"
 
+#include "ManualPage.h"
 #include "Suggestion.h"
 #include "ToolError.h"
 
@@ -56,6 +57,18 @@ struct Run {
 };
 Run g_run;
 
+/* What shells and packages ask a tool for, before a word is understood: --manual-page, and --complete WORD... */
+bool tellsOfItself(const Tool& tool, const CLI::App& app, std::span<char*> arguments) {
+    const std::string_view asked = arguments.size() > 1 ? arguments[1] : "";
+    if (asked == "--manual-page")
+        fmt::print("{}", manualPage(app, WDLT_VERSION));
+    else if (asked == "--complete")
+        for (const auto& [word, help] :
+             completions(app, std::vector<std::string>(arguments.begin() + 2, arguments.end()), tool.wordsOf))
+            fmt::print("{}\t{}\n", word, help);
+    return asked == "--manual-page" || asked == "--complete";
+}
+
 int parseAndRun(const Tool& tool, int argc, char** argv) {
     CLI::App app(tool.description, tool.name);
     app.fallthrough();
@@ -67,7 +80,8 @@ int parseAndRun(const Tool& tool, int argc, char** argv) {
     tool.addVerbs(app);
     app.footer(tool.footer); // behind them, since a verb takes over what is there when it is added
     try {
-        app.parse(argc, argv);
+        if (!tellsOfItself(tool, app, {argv, static_cast<std::size_t>(argc)}))
+            app.parse(argc, argv);
     } catch (const CLI::Success& request) {
         return app.exit(request);
     } catch (const CLI::ParseError& error) {

@@ -2,6 +2,7 @@
    that subcommand's callback. */
 #pragma once
 
+#include "Completion.h"
 #include "Json.h"
 #include "RecordFields.h"
 
@@ -38,6 +39,9 @@ enum class Needs {
 /* Runs `body` when the verb is typed, and the home has what it needs; otherwise a ToolError says what is missing.
    `before` comes first: it reads what may keep one waiting, such as the standard input, while others change settings. */
 void runs(CLI::App& verb, Needs needs, std::function<void()> body, std::function<void()> before = {});
+
+/* The words that the shells complete for operands and options of the verbs. */
+Completions wordsOf(const Completed& completed);
 
 void addInit(CLI::App& app, const Options& options);
 void addGet(CLI::App& app, const Options& options);
