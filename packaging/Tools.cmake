@@ -11,14 +11,9 @@ if(CMAKE_INSTALL_PREFIX STREQUAL "/usr" AND EXISTS /etc/debian_version)
     set(zsh_dir ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
 endif()
 
-find_program(GZIP_PROGRAM gzip REQUIRED)
 foreach(tool IN LISTS tools)
-    set(page ${CMAKE_CURRENT_BINARY_DIR}/${tool}.1.gz)
-    add_custom_command(OUTPUT ${page}
-        COMMAND sh -c "\"$1\" --manual-page >\"$2\" && \"$3\" -9nf \"$2\"" sh
-            $<TARGET_FILE:${tool}> ${CMAKE_CURRENT_BINARY_DIR}/${tool}.1 ${GZIP_PROGRAM}
-        DEPENDS ${tool} VERBATIM)
-    list(APPEND pages ${page})
+    wdlt_gzip(${tool}.1 COMMAND ${tool} --manual-page ${WDLT_RELEASE_DATE} DEPENDS ${tool})
+    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${tool}.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
 
     string(REPLACE - _ function ${tool})
     configure_file(completions/bash.in ${tool}.bash @ONLY)
@@ -30,5 +25,3 @@ foreach(tool IN LISTS tools)
     install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${tool}.fish
         DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT tools)
 endforeach()
-add_custom_target(manual_pages ALL DEPENDS ${pages})
-install(FILES ${pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)

@@ -151,14 +151,14 @@ std::string section(const char* title, const std::string& content) {
 
 } // namespace
 
-std::string manualPage(const CLI::App& app, const std::string& version) {
+std::string manualPage(const CLI::App& app, std::string_view version, std::string_view date) {
     const std::string name = app.get_name();
     const Footer footer = footerOf(app);
     const bool hasVerbs = !verbsOf(app).empty();
     std::string title = name;
     std::ranges::transform(title, title.begin(), [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
     std::string description = app.get_description();
-    std::string roff = fmt::format(".TH {} 1 \"\" \"wdltcfg {}\"\n", escaped(title), version);
+    std::string roff = fmt::format(".TH {} 1 {} \"wdltcfg {}\"\n", escaped(title), date, version);
     roff += section("NAME", fmt::format("{} \\- {}\n", escaped(name),
                                         escaped(description.substr(0, description.find_last_not_of('.') + 1))));
     roff += section("SYNOPSIS", fmt::format("{} [{}]{}\n", bold(name), italic("OPTIONS"),

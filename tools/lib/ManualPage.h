@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 namespace CLI {
 class App;
@@ -9,7 +10,7 @@ class App;
 
 namespace wdlt {
 
-/* In the macros of man(7); its name and version are the app's. */
-std::string manualPage(const CLI::App& app, const std::string& version);
+/* In the macros of man(7), for the release of that version and date. */
+std::string manualPage(const CLI::App& app, std::string_view version, std::string_view date);
 
 } // namespace wdlt

@@ -57,16 +57,17 @@ struct Run {
 };
 Run g_run;
 
-/* What shells and packages ask a tool for, before a word is understood: --manual-page, and --complete WORD... */
-bool tellsOfItself(const Tool& tool, const CLI::App& app, std::span<char*> arguments) {
-    const std::string_view asked = arguments.size() > 1 ? arguments[1] : "";
-    if (asked == "--manual-page")
-        fmt::print("{}", manualPage(app, WDLT_VERSION));
+/* What shells and packages ask a tool for, before a word is understood: --complete WORD..., and --manual-page DATE. */
+bool tellsOfItself(const Tool& tool, const CLI::App& app, const std::vector<std::string>& words) {
+    const std::string asked = words.empty() ? "" : words.front();
+    if (asked == "--manual-page" && words.size() == 2)
+        fmt::print("{}", manualPage(app, WDLT_VERSION, words[1]));
     else if (asked == "--complete")
-        for (const auto& [word, help] :
-             completions(app, std::vector<std::string>(arguments.begin() + 2, arguments.end()), tool.wordsOf))
+        for (const auto& [word, help] : completions(app, std::span(words).subspan(1), tool.wordsOf))
             fmt::print("{}\t{}\n", word, help);
-    return asked == "--manual-page" || asked == "--complete";
+    else
+        return false;
+    return true;
 }
 
 int parseAndRun(const Tool& tool, int argc, char** argv) {
@@ -80,7 +81,7 @@ int parseAndRun(const Tool& tool, int argc, char** argv) {
     tool.addVerbs(app);
     app.footer(tool.footer); // behind them, since a verb takes over what is there when it is added
     try {
-        if (!tellsOfItself(tool, app, {argv, static_cast<std::size_t>(argc)}))
+        if (!tellsOfItself(tool, app, {argv + std::min(argc, 1), argv + argc}))
             app.parse(argc, argv);
     } catch (const CLI::Success& request) {
         return app.exit(request);
