@@ -49,6 +49,10 @@ foreach(file shlibs triggers postinst postrm)
     configure_file(debian/${file} ${file} @ONLY)
     list(APPEND CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${CMAKE_CURRENT_BINARY_DIR}/${file})
 endforeach()
+# The log's settings are beside the library, which is no place for what an administrator writes.
+file(CREATE_LINK /etc/wdltcfg/Wardlet.ini ${CMAKE_CURRENT_BINARY_DIR}/Wardlet.ini SYMBOLIC)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/Wardlet.ini
+    DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library-package EXCLUDE_FROM_ALL)
 if(WDLT_BUILD_TOOLS)
     wdlt_package(tools wdltcfg-tools admin "settings of the Wardlet content-scanning service - tools"
         "The control panel on the command line, a tool for the registry itself,\nand a stand-in for the service.")

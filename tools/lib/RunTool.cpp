@@ -64,7 +64,7 @@ bool tellsOfItself(const Tool& tool, const CLI::App& app, const std::vector<std:
         fmt::print("{}", manualPage(app, WDLT_VERSION, words[1]));
     else if (asked == "--complete")
         for (const auto& [word, help] : completions(app, std::span(words).subspan(1), tool.wordsOf))
-            fmt::print("{}\t{}\n", word, help);
+            fmt::print("{}{}{}\n", word, help.empty() ? "" : "\t", help);
     else
         return false;
     return true;
