@@ -17,6 +17,8 @@ gates=(
     clang clang-format clang-tidy libclang-rt-14-dev # sanitizers, fuzzing
     spin                                   # checks the model of the lock
     libbenchmark-dev libsqlite3-dev libre2-dev # benchmarks
+    dpkg-dev file lintian mmdebstrap pkg-config # packages
+    mandoc man-db zsh fish                 # manual pages and completions
 )
 case "${1:-all}" in
     build) ;;

@@ -22,6 +22,6 @@ while IFS= read -r line <&3; do
         printf '%s: %s\n%s\nended with %s, not %s\n' "$document" "$line" "$printed" "$status" "$expected"
         exit 1
     fi
-done 3< <(sed -n '/^```/,/^```$/d; s/^    \([a-z]\)/\1/p' "$(dirname "$0")/../../$document")
+done 3< <(sed -n '/^```/,/^```$/d; s/^    \([a-z.]\)/\1/p' "$(dirname "$0")/../../$document")
 echo "$document: $count commands, as written"
 [ "$count" -gt "${3:-30}" ]

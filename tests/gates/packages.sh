@@ -7,16 +7,20 @@ source_dir=$PWD
 build=$(cd "$1" && pwd)
 work=$(mktemp -d)
 prefix_before=$(sed -n 's/^CMAKE_INSTALL_PREFIX:PATH=//p' "$build/CMakeCache.txt")
+fail() { echo "packages: $*"; exit 1; }
+# The programs are linked with room for their run path below the prefix.
+build_for() {
+    cmake "$build" -DCMAKE_INSTALL_PREFIX="$1" >/dev/null
+    cmake --build "$build" --target wdltctl wdltreg wardlet-peer WdMsg WdDbg64 compressed_documents >/dev/null
+}
 finish() {
-    cmake "$build" -DCMAKE_INSTALL_PREFIX="$prefix_before" >/dev/null
+    build_for "$prefix_before"
     rm -rf "$work"
 }
 trap finish EXIT
-fail() { echo "packages: $*"; exit 1; }
-make_all() { cmake --build "$build" --target wdltctl wdltreg wardlet-peer WdMsg WdDbg64 compressed_documents >/dev/null; }
 
 # A folder that is moved after the installation. Only its paths are in the environment.
-make_all
+build_for "$prefix_before"
 cmake --install "$build" --prefix "$work/installed" >/dev/null
 mkdir "$work/other"
 prefix=$work/other/place
@@ -80,21 +84,28 @@ for tool in wdltctl wdltreg wardlet-peer; do
     done
 done
 clean wdltctl --complete '' | grep -q '^set'$'\t' # or the loop had nothing to look at
+[ "$(clean wdltreg --complete query software/h)" = software/Halvermoor/ ]
+clean wdltreg --complete query SOFTWARE/Halvermoor/PLK/Wardlet/ proxyp | grep -q '^ProxyPort'
 
 # What the three shells make of it: the line up to the cursor, and the words that may come next.
 zsh_dir=$(dirname "$(find "$prefix" -name _wdltctl)")
-in_bash() { bash -c '. "$0/share/bash-completion/completions/wdltctl"
-    compopt() { :; }; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _wdltctl; echo "${COMPREPLY[*]}"' "$prefix" "$@"; }
-in_zsh() { zsh -fc 'compadd() { found+=(${(P)@[-1]}) }; _files() { : }
-    words=("$@"); CURRENT=$#; . $0; print -r -- $found' "$zsh_dir/_wdltctl" "$@"; }
-in_fish() { fish -c 'source $argv[1]/share/fish/vendor_completions.d/wdltctl.fish
-    complete -C "$argv[2..]" | string replace -r "\t.*" "" | string join " "' "$prefix" "$@"; }
+in_bash() {
+    clean bash -c '. "$0/share/bash-completion/completions/wdltctl"; compopt() { :; }
+        COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _wdltctl; printf "%s\n" "${COMPREPLY[@]}"' "$prefix" "$@"
+}
+in_zsh() {
+    clean zsh -fc 'compadd() { print -rl -- ${(P)@[-1]} }; words=("$@"); CURRENT=$#; . $0' "$zsh_dir/_wdltctl" "$@"
+}
+in_fish() {
+    clean fish -c 'source $argv[1]/share/fish/vendor_completions.d/wdltctl.fish
+        complete -C "$argv[2..]" | string replace -r "\t.*" ""; true' "$prefix" "$@"
+}
 for shell in in_bash in_zsh in_fish; do
     while IFS='|' read -r typed expected; do
         read -ra words <<<"$typed"
         [[ $typed != *' ' ]] || words+=('')
-        found=$(clean bash -c "$(declare -f $shell); prefix=$prefix zsh_dir=$zsh_dir $shell \"\$@\"" - "${words[@]}")
-        [ "$(tr ' ' '\n' <<<"$found" | sort | xargs)" = "$expected" ] || fail "$shell: $typed gives $found"
+        found=$($shell "${words[@]}" | sort | xargs)
+        [ "$found" = "$expected" ] || fail "$shell: $typed gives $found"
     done <<'ROWS'
 wdltctl st|status
 wdltctl get handler |HTTP POP3 SMTP
@@ -114,14 +125,13 @@ done
 [ ! -x examples/run.sh ] || clean examples/run.sh "$prefix"
 
 # Without the tools, what they alone need isn't looked for.
-cmake -S . -B "$work/bare" -G Ninja -DWDLT_BUILD_TOOLS=OFF -DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON \
+cmake -S . -B "$work/bare" -G Ninja --no-warn-unused-cli -DWDLT_BUILD_TOOLS=OFF -DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON \
     -DCMAKE_DISABLE_FIND_PACKAGE_fmt=ON -DCMAKE_DISABLE_FIND_PACKAGE_nlohmann_json=ON >/dev/null
 ! grep -q -- -Werror "$work/bare/build.ninja" || fail "warnings are errors without a preset"
 
 # Debian's packages.
-cmake "$build" -DCMAKE_INSTALL_PREFIX=/usr >/dev/null
-make_all
-(cd "$work" && cpack --config "$build/CPackConfig.cmake" -B "$work/debs" >/dev/null)
+build_for /usr
+cpack --config "$build/CPackConfig.cmake" -B "$work/debs" >"$work/cpack.log" 2>&1 || fail "$(cat "$work/cpack.log")"
 lintian --allow-root --fail-on error --suppress-tags initial-upload-closes-no-bugs "$work"/debs/*.deb
 [ "$(cd "$work/debs" && ls ./*.deb | wc -l)" = 3 ]
 
@@ -137,6 +147,6 @@ mmdebstrap --quiet --variant=minbase --format=null --include=gcc,g++,libc6-dev,p
     --customize-hook='chroot "$1" sh -ec "apt-get install -qq --no-install-recommends /root/debs/*.deb >/dev/null"' \
     --customize-hook='chroot "$1" sh -ec "cd /root/program && ../tests/gates/operating.sh /usr docs/getting-started.md 12"' \
     --customize-hook='chroot "$1" sh -ec "cd /root && [ ! -x examples/run.sh ] || examples/run.sh /usr"' \
-    --customize-hook='chroot "$1" sh -ec "apt-get purge -qq libwdltcfg1 >/dev/null && ! ls /usr/lib/*/libWdlt*"' \
+    --customize-hook='chroot "$1" sh -ec "apt-get purge -qq libwdltcfg1 >/dev/null; ! find /usr/lib | grep -i wdlt"' \
     bookworm /dev/null /etc/apt/sources.list.d/*.sources
 echo "packages: good, in a clean root too"

@@ -189,7 +189,7 @@ Completions keyWords(const Completed& completed) {
     if (std::string path; lookAtHome(path, HomeUse::Read))
         if (const auto key = RegistryKey::openIfThere(parseKeyArgument(parent)))
             for (const auto& name : key->subkeyNames())
-                words.push_back({parent + utf8FromUtf16(name)});
+                words.push_back({parent + utf8FromUtf16(name) + parting});
     return words;
 }
 
