@@ -74,6 +74,7 @@ if $all; then
     stage "types of Python" 1 types_of_python
     stage "model" 2 tests/gates/model.sh "$jobs"
     stage "storms" 1 storms build/release/bin
+    stage "packages" 2 tests/gates/packages.sh build/release
     stage "format" 1 bash -c "git ls-files '*.cpp' '*.h' '*.c' | xargs clang-format --dry-run --Werror"
     stage "each source" 2 each_source
     stage "clang-tidy" 8 tidy

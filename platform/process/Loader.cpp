@@ -116,12 +116,15 @@ bool isThere(const std::filesystem::path& file) {
     return sys::stat(file.c_str(), &status) == 0;
 }
 
+// An installation keeps what is loaded by name in a folder of its own, out of the system's folder of libraries. A file
+// beside it is the one that is meant, even when it can't be loaded: no other may silently take its place.
+std::filesystem::path placeIn(const std::filesystem::path& folder, const std::string& file) {
+    return isThere(folder / file) ? folder / file : folder / "wdltcfg" / file;
+}
+
 void* openLibrary(std::string_view folder, const std::string& file) {
-    if (!folder.empty())
-        return dlopen(absolutePath(mapPath(folder) / file).c_str(), RTLD_NOW | RTLD_LOCAL);
-    const std::filesystem::path beside = ownFolder() / file;
-    // A file there is the one that is meant, even when it can't be loaded: no other may silently take its place.
-    return dlopen(isThere(beside) ? beside.c_str() : file.c_str(), RTLD_NOW | RTLD_LOCAL);
+    const auto place = placeIn(folder.empty() ? ownFolder() : absolutePath(mapPath(folder)), file);
+    return dlopen(folder.empty() && !isThere(place) ? file.c_str() : place.c_str(), RTLD_NOW | RTLD_LOCAL);
 }
 
 bool callEntry(HMODULE module, DWORD reason) {

@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
-# Runs the commands of docs/operating.md in a new home: operating.sh BUILD
-# A command is an indented line; it ends with 0, or with the number behind its last " # ".
+# Runs the commands of a document in a new home: operating.sh FOLDER [DOCUMENT LEAST]
+# FOLDER is a build or a prefix; the document is docs/operating.md, which has more than 30 commands.
+# A command is an indented line, outside ```; it ends with 0, or with the number behind its last " # ".
 set -euo pipefail
-cd "$(dirname "$0")/../.."
 
+document=${2:-docs/operating.md}
 PATH=$(cd "$1/bin" && pwd):$PATH
 home=$(mktemp -d)
 trap 'rm -rf "$home"' EXIT
@@ -18,9 +19,9 @@ while IFS= read -r line <&3; do
     printed=$(bash -c "$line" 2>&1 </dev/null) || status=$?
     count=$((count + 1))
     if [ "$status" != "$expected" ]; then
-        printf 'operating.md: %s\n%s\nended with %s, not %s\n' "$line" "$printed" "$status" "$expected"
+        printf '%s: %s\n%s\nended with %s, not %s\n' "$document" "$line" "$printed" "$status" "$expected"
         exit 1
     fi
-done 3< <(sed -n 's/^    \([a-z]\)/\1/p' docs/operating.md)
-echo "docs/operating.md: $count commands, as written"
-[ "$count" -gt 30 ]
+done 3< <(sed -n '/^```/,/^```$/d; s/^    \([a-z.]\)/\1/p' "$(dirname "$0")/../../$document")
+echo "$document: $count commands, as written"
+[ "$count" -gt "${3:-30}" ]

@@ -1,5 +1,6 @@
 #include "RunTool.h"
 
+#include "ManualPage.h"
 #include "Suggestion.h"
 #include "ToolError.h"
 
@@ -56,6 +57,19 @@ struct Run {
 };
 Run g_run;
 
+/* What shells and packages ask a tool for, before a word is understood: --complete WORD..., and --manual-page DATE. */
+bool tellsOfItself(const Tool& tool, const CLI::App& app, const std::vector<std::string>& words) {
+    const std::string asked = words.empty() ? "" : words.front();
+    if (asked == "--manual-page" && words.size() == 2)
+        fmt::print("{}", manualPage(app, WDLT_VERSION, words[1]));
+    else if (asked == "--complete")
+        for (const auto& [word, help] : completions(app, std::span(words).subspan(1), tool.wordsOf))
+            fmt::print("{}{}{}\n", word, help.empty() ? "" : "\t", help);
+    else
+        return false;
+    return true;
+}
+
 int parseAndRun(const Tool& tool, int argc, char** argv) {
     CLI::App app(tool.description, tool.name);
     app.fallthrough();
@@ -67,7 +81,8 @@ int parseAndRun(const Tool& tool, int argc, char** argv) {
     tool.addVerbs(app);
     app.footer(tool.footer); // behind them, since a verb takes over what is there when it is added
     try {
-        app.parse(argc, argv);
+        if (!tellsOfItself(tool, app, {argv + std::min(argc, 1), argv + argc}))
+            app.parse(argc, argv);
     } catch (const CLI::Success& request) {
         return app.exit(request);
     } catch (const CLI::ParseError& error) {

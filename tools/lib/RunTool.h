@@ -2,6 +2,8 @@
    with the tool's name and turns it into the exit status. */
 #pragma once
 
+#include "Completion.h"
+
 #include <string>
 
 namespace CLI {
@@ -16,7 +18,8 @@ struct Tool {
     const char* footer; /* examples, and what else --help should say */
     /* Adds the verbs and the common options, which are accepted after a verb too. */
     void (*addVerbs)(CLI::App& app);
-    bool needsVerb = true; /* false: the program has options only, and a callback of its own */
+    bool needsVerb = true;     /* false: the program has options only, and a callback of its own */
+    WordsOf wordsOf = nullptr; /* for the completions of the shells */
 };
 
 int runTool(const Tool& tool, int argc, char** argv);

@@ -121,12 +121,23 @@ void run(const Arguments& arguments) {
         throw ToolError(ExitStatus::Failed, "an exchange failed");
 }
 
+Completions kindWords(const Completed&) {
+    Completions words;
+    for (const ExchangeKind& kind : kExchangeKinds)
+        words.push_back({std::string(kind.name)});
+    return words;
+}
+
+Completions peerWords(const Completed& completed) {
+    constexpr PlaceWords kWords[] = {{"--silent", kindWords}};
+    return wordsFrom(kWords, completed);
+}
+
 void addOptions(CLI::App& app) {
     const auto arguments = std::make_shared<Arguments>();
     std::vector<std::string> kinds;
-    kinds.reserve(kExchangeKinds.size());
-    for (const ExchangeKind& kind : kExchangeKinds)
-        kinds.emplace_back(kind.name);
+    for (const Completion& kind : kindWords({app, "", {}, ""}))
+        kinds.push_back(kind.word);
     app.add_option("--silent", arguments->silent, "Hear this kind, but never answer it: config, action or drs")
         ->check(CLI::IsMember(kinds));
     app.add_option("--delay", arguments->delay, "Wait this many milliseconds before each answer")
@@ -143,6 +154,6 @@ void addOptions(CLI::App& app) {
 
 int main(int argc, char** argv) {
     return wdlt::runTool({"wardlet-peer", "Stands in for the running content-scanning service.", wdlt::kExplanation,
-                          wdlt::addOptions, /* needsVerb = */ false},
+                          wdlt::addOptions, /* needsVerb = */ false, wdlt::peerWords},
                          argc, argv);
 }

@@ -16,7 +16,7 @@ constexpr struct Advice {
     const char* words;
 } kAdvice[] = {
     {WDLT_E_GENERAL, "wdltctl check tells more"},
-    {WDLT_E_LIBRARY, "libWdMsg.so and libWdDbg64.so belong beside libWdltCfg.so"},
+    {WDLT_E_LIBRARY, "libWdMsg.so and libWdDbg64.so belong beside libWdltCfg.so, or into its folder wdltcfg"},
     {WDLT_E_FILE, "look at the file's rights and at the disk's space; wdltctl check tells more"},
     {WDLT_E_REGISTRY, "wdltctl check tells more"},
     {WDLT_E_TEMP_FILE, "look at the rights and the space of tempPath and installPath"},

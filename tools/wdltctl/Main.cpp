@@ -175,6 +175,6 @@ void runs(CLI::App& verb, Needs needs, std::function<void()> body, std::function
 
 int main(int argc, char** argv) {
     return wdlt::runTool({wdlt::kToolName, "Shows and changes the settings of the content-scanning service.",
-                          wdlt::kExamples, wdlt::addVerbs},
+                          wdlt::kExamples, wdlt::addVerbs, /* needsVerb = */ true, wdlt::wordsOf},
                          argc, argv);
 }

@@ -2,6 +2,7 @@
    that subcommand's callback. */
 #pragma once
 
+#include "Completion.h"
 #include "Json.h"
 #include "RecordFields.h"
 
@@ -44,6 +45,8 @@ void runs(CLI::App& verb, Needs needs, std::function<void()> body, std::function
 void settle();
 /* For a verb that needs an installation only in some of its forms: what runs does for Needs::Tree. */
 void needTree();
+/* The words that the shells complete for operands and options of the verbs. */
+Completions wordsOf(const Completed& completed);
 
 void addInit(CLI::App& app, const Options& options);
 void addGet(CLI::App& app, const Options& options);

@@ -175,6 +175,38 @@ void printTree(const Arguments& arguments) {
     });
 }
 
+Completions typeWords(const Completed&) {
+    return {{"sz"}, {"expand_sz"}, {"multi_sz"}, {"binary"}, {"dword"}, {"qword"}, {"none"}};
+}
+
+/* The key of which the typed one is the beginning; its parts by what the user parts them by. */
+Completions keyWords(const Completed& completed) {
+    const std::string begun(completed.begun);
+    const char parting = begun.find('\\') == std::string::npos ? '/' : '\\';
+    const std::size_t end = begun.rfind(parting);
+    const std::string parent = end == std::string::npos ? "" : begun.substr(0, end + 1);
+    Completions words;
+    if (std::string path; lookAtHome(path, HomeUse::Read))
+        if (const auto key = RegistryKey::openIfThere(parseKeyArgument(parent)))
+            for (const auto& name : key->subkeyNames())
+                words.push_back({parent + utf8FromUtf16(name) + parting});
+    return words;
+}
+
+/* Names of the values of the key before. */
+Completions valueWords(const Completed& completed) {
+    Completions words;
+    if (std::string path; lookAtHome(path, HomeUse::Read))
+        for (const RegValue& value : openKey(completed.operands.front()).values())
+            words.push_back({utf8FromUtf16(value.name), typeName(value.type)});
+    return words;
+}
+
+Completions wordsOf(const Completed& completed) {
+    constexpr PlaceWords kWords[] = {{"KEY", keyWords}, {"NAME", valueWords}, {"TYPE", typeWords}};
+    return wordsFrom(kWords, completed);
+}
+
 void addVerbs(CLI::App& app) {
     const auto arguments = std::make_shared<Arguments>();
     const auto addKey = [&](CLI::App* verb) { return verb->add_option("KEY", arguments->key, "Key of the registry"); };
@@ -226,7 +258,8 @@ void addVerbs(CLI::App& app) {
 } // namespace wdlt
 
 int main(int argc, char** argv) {
-    return wdlt::runTool(
-        {"wdltreg", "Reads and changes the registry of the content-scanning service.", wdlt::kExamples, wdlt::addVerbs},
-        argc, argv);
+    return wdlt::runTool({"wdltreg", "Reads and changes the registry of the content-scanning service.", wdlt::kExamples,
+                          wdlt::addVerbs,
+                          /* needsVerb = */ true, wdlt::wordsOf},
+                         argc, argv);
 }

@@ -36,9 +36,11 @@ std::string fileName(HMODULE module) {
 TEST(Loader, NamesAreLookedUpBesideTheLayerOrInTheFolderGiven) {
     const std::string home = TestHome::instance().path().string();
     fs::create_directories(home + "/drive_c/dir");
-    fs::copy_file(binFolder() / "libLoaderProbe.so", home + "/drive_c/dir/libLoaderProbe.so");
+    fs::create_directories(home + "/drive_c/installed/wdltcfg");
+    for (const char* const folder : {"dir", "installed/wdltcfg"})
+        fs::copy_file(binFolder() / "libLoaderProbe.so", home + "/drive_c/" + folder + "/libLoaderProbe.so");
     for (const std::string& name : {"LoaderProbe.dll"s, "LoaderProbe"s, (binFolder() / "LoaderProbe.DLL").string(),
-                                    "C:\\dir\\LoaderProbe.dll"s}) {
+                                    "C:\\dir\\LoaderProbe.dll"s, "C:\\installed\\LoaderProbe.dll"s}) {
         const HMODULE module = LoadLibraryA(name.c_str());
         EXPECT_EQ(fileName(module), "libLoaderProbe.so") << name;
         EXPECT_TRUE(FreeLibrary(module));

@@ -4,6 +4,7 @@
 #include "Display.h"
 #include "Files.h"
 #include "FreshValues.h"
+#include "KeyPath.h"
 #include "LibraryStatus.h"
 #include "RecordRequest.h"
 #include "RecordWrite.h"

@@ -2,6 +2,7 @@
 
 #include "LibraryStatus.h"
 #include "RecordRequest.h"
+#include "Shown.h"
 #include "ToolError.h"
 
 #include <CLI/CLI.hpp>

@@ -65,7 +65,10 @@ std::string layoutOf(const fs::path& home) {
 
 std::string pathOfModule(HMODULE module) {
     std::array<WCHAR, PATH_MAX> path{};
-    return utf8FromUtf16({path.data(), GetModuleFileNameW(module, path.data(), static_cast<DWORD>(path.size()))});
+    const fs::path file =
+        utf8FromUtf16({path.data(), GetModuleFileNameW(module, path.data(), static_cast<DWORD>(path.size()))});
+    std::error_code ignored;
+    return fs::weakly_canonical(file.parent_path(), ignored) / file.filename(); // found by way of the program's folder
 }
 
 /* The log's settings stand in a file beside the library; where they say nothing, this is what the library takes. */

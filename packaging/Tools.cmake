@@ -1,0 +1,27 @@
+# The tools, their manual pages and completions. Both come from the tools' own command lines: a page is what the tool
+# prints of itself, and a completion asks the tool at the time.
+set(tools wdltctl wdltreg wardlet-peer)
+file(RELATIVE_PATH libraries_from_tools /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
+set_target_properties(${tools} PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries_from_tools}")
+install(TARGETS ${tools} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+
+# Debian's zsh looks elsewhere for what packages bring.
+set(zsh_dir ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
+if(CMAKE_INSTALL_PREFIX STREQUAL "/usr" AND EXISTS /etc/debian_version)
+    set(zsh_dir ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions)
+endif()
+
+foreach(tool IN LISTS tools)
+    wdlt_gzip(${tool}.1 COMMAND ${tool} --manual-page ${WDLT_RELEASE_DATE} DEPENDS ${tool})
+    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${tool}.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+
+    string(REPLACE - _ function ${tool})
+    configure_file(completions/bash.in ${tool}.bash @ONLY)
+    configure_file(completions/zsh.in _${tool} @ONLY)
+    configure_file(completions/fish.in ${tool}.fish @ONLY)
+    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${tool}.bash RENAME ${tool}
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
+    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/_${tool} DESTINATION ${zsh_dir} COMPONENT tools)
+    install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${tool}.fish
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT tools)
+endforeach()
