@@ -175,8 +175,8 @@ void addConsequences(const Json& document, const Json& now, Wanted& wanted) {
     ConsequenceFinder(document, now, wanted).find();
     const DocumentPath install = {"records", "system", "install-path"};
     if (!isSame(*at(now, install), *at(wanted.state, install)))
-        printRemark(fmt::format("{} changes: lists that the document leaves out stay in the old directory",
-                                pathText(install)));
+        printRemark(
+            fmt::format("{} changes: lists that the document leaves out stay in the old directory", pathText(install)));
 }
 
 Applied apply(const Wanted& wanted, const Json& now, bool keepsGoing) {
