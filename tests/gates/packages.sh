@@ -133,7 +133,7 @@ cmake -S . -B "$work/bare" -G Ninja --no-warn-unused-cli -DWDLT_BUILD_TOOLS=OFF 
 build_for /usr
 cpack --config "$build/CPackConfig.cmake" -B "$work/debs" >"$work/cpack.log" 2>&1 || fail "$(cat "$work/cpack.log")"
 lintian --allow-root --fail-on error --suppress-tags initial-upload-closes-no-bugs "$work"/debs/*.deb
-[ "$(cd "$work/debs" && ls ./*.deb | wc -l)" = 3 ]
+[ "$(cd "$work/debs" && ls ./*.deb | wc -l)" = 4 ]
 
 if [ "${2:-}" != --root ]; then
     echo "packages: good; not installed in a clean root (--root does that)"
