@@ -128,6 +128,7 @@ TEST_F(Wdltctl, WhatALoadTakesAndLeavesAlone) {
          R"({"features": {"pvs": false}})"},
         {"load -", 0, "features.pvs: false -> true\n", "", "get handler POP3 enable", "0\n",
          R"({"features": {"pvs": true}, "records": {"handler": {"POP3": {"enable": 0}}}})"},
+        {"load -", 0, "lists.redirects.POP3.Img: - {", "", "list hosts", "", R"({"records": null, "lists": null})"},
         {"load - --dry-run", 1, "system.proxy-port: 6999 -> 1", "1 differ", "get system proxy-port", "6999\n",
          R"({"records": {"system": {"proxy-port": 1}}})"},
         {"load - --expect-generation 0-0", 3, "", "the generation is ", "get system proxy-port", "6999\n",
@@ -147,6 +148,8 @@ TEST_F(Wdltctl, EachErrorOfADocumentIsToldByItsPath) {
         {R"({"records": {"urlf": {"mode": 1.5}}})", "urlf.mode: a whole number is needed"},
         {R"({"records": {"system": {"proxy-port": 70000}}})", "system.proxy-port: \"70000\" isn't a number from 1 to"},
         {R"({"records": {"system": {"install-path": "here"}}})", "system.install-path: here: a directory is given"},
+        {R"({"records": {"system": {"install-path": "/nowhere"}}})",
+         "system.install-path: /nowhere\\: no such directory"},
         {R"({"records": {"pvs": {"limit-size": 1}}})", "pvs: limit-size: no such member"},
         {R"({"records": {"https": {"enable": 5}}})", "https.enable: bit 1 is features.https"},
         {R"({"records": {"handler": {"IMAP": {}}}})", "handler: IMAP: no such member"},
@@ -203,6 +206,11 @@ TEST_F(Wdltctl, AnyDocumentIsLoadedAsToldAndTakenBack) {
 
 TEST_F(Wdltctl, AFailureHalfWayLeavesTheStateBefore) {
     const std::string all = written(kAll);
+    std::ofstream(install() + "/UrlBlack.dat") << "rubbish";
+    expectOutcomes({{"load -", 0, "system.bm-flag: 1 -> 0", "", "get system bm-flag", "0\n",
+                     R"({"records": {"system": {"bm-flag": 0}}})"},
+                    {"load " + all, 5, "", "black list", "get urlf mode", "0\n"}});
+    std::filesystem::remove(install() + "/UrlBlack.dat");
     done("set system temp-path=/nowhere/");
     const json before = state();
     expectOutcomes({{"load " + all, 5, "", "lists.urls.black: load: status -"}});
@@ -271,7 +279,7 @@ TEST_F(Wdltctl, WithoutConfirmationALoadIsUndone) {
 
     loaded(within); // by the process that it leaves behind
     untilUndone();
-    EXPECT_EQ(done("get system proxy-port"), "6999\n");
+    expectOutcomes({{"get system proxy-port", 0, "6999\n", "is undone", "get system proxy-port", "6999\n"}});
 
     loaded("load --confirm-within 1h " + port);
     expectOutcomes({{"load " + port, 3, "", "another load waits for its confirmation"},
@@ -283,7 +291,8 @@ TEST_F(Wdltctl, WithoutConfirmationALoadIsUndone) {
     loaded(within); // what others have changed since stays
     done("set system proxy-port=3");
     untilUndone();
-    EXPECT_EQ(done("get system proxy-port") + done("get urlf mode"), "3\n0\n");
+    expectOutcomes({{"get system proxy-port", 0, "3\n",
+                     "is undone; changed since by others, so it stays: system.proxy-port", "get urlf mode", "0\n"}});
 
     // The process that waits is gone, and so may be the machine: then the next verb does it.
     const std::string journal = TestHome::instance().path() / kJournal;

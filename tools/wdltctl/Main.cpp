@@ -130,10 +130,14 @@ void addVerbs(CLI::App& app) {
 /* A load that was killed is undone by the next verb; one that is at work holds the lock, and is left alone; and so
    is one of the home that this one is a copy of. */
 void settle() {
-    if (!Journal::isThere() || !otherOwner(homePath(), storedInstall()).empty())
+    if ((!Journal::isThere() && !isNoteThere()) || !otherOwner(homePath(), storedInstall()).empty())
         return;
     try {
-        ChangeLock::ifFree(undoAbandonedLoad);
+        ChangeLock::ifFree([] {
+            if (isNoteThere())
+                printRemark(takeNote());
+            undoAbandonedLoad(printRemark);
+        });
     } catch (const ToolError& error) {
         printRemark(error.what());
     }

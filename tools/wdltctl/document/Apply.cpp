@@ -8,13 +8,12 @@
 
 #include <algorithm>
 #include <fmt/format.h>
+#include <optional>
 #include <set>
 #include <wdltcfg/status.h>
 
 namespace wdlt {
 namespace {
-
-const DocumentPath kHandlerPath = {"records", "handler"};
 
 const Part* partAt(const DocumentPath& path) {
     return *std::ranges::find(allParts(), path, &Part::path);
@@ -57,6 +56,11 @@ class ConsequenceFinder {
                     set({"features", needed}, true);
         for (const Handler& handler : allHandlers())
             findFor(handler);
+        // A write of its flags switches what they need: that stays as it is, unless the document says otherwise.
+        if (isMeant({"records", "https"}))
+            for (const DocumentPath& path :
+                 {kHandlerPath, DocumentPath{"features", "urlf"}, DocumentPath{"features", "plugin-manager"}})
+                means(path);
     }
 
   private:
@@ -96,9 +100,15 @@ class ConsequenceFinder {
         if (after == nullptr || *after == value || mentions(m_document, path))
             return;
         put(m_wanted.state, path, &value);
-        const Part* const part = partAt({path[0], path[1]});
-        if (std::ranges::find(m_wanted.parts, part) == m_wanted.parts.end())
-            m_wanted.parts.push_back(part);
+        means({path[0], path[1]});
+    }
+
+    bool isMeant(const DocumentPath& path) const {
+        return std::ranges::find(m_wanted.parts, partAt(path)) != m_wanted.parts.end();
+    }
+    void means(const DocumentPath& path) {
+        if (!isMeant(path) && at(m_wanted.state, path) != nullptr)
+            m_wanted.parts.push_back(partAt(path));
     }
 
     const Json& m_document;
@@ -135,9 +145,9 @@ class Application {
         return m_keepsGoing;
     }
 
+    /* A switch, or a directory, may change what was written before it: whatever isn't so yet is written again, once, and
+       what can't be read yet is looked at again. */
     Applied run(const std::vector<const Part*>& parts) {
-        // A switch may change what was written before it: whatever isn't so yet is written again, once.
-        constexpr int kRounds = 3;
         bool isDone = false;
         for (int round = 0; round < kRounds && !isDone; ++round) {
             isDone = true;
@@ -147,21 +157,33 @@ class Application {
                 if (wanted == nullptr || m_failed.contains(pathText(part->path())) ||
                     (round == 0 && before != nullptr && isSame(*before, *wanted)))
                     continue;
-                const Json now = part->read();
-                if (isSame(now, *wanted))
-                    continue;
-                isDone = false;
-                const bool goesOn = round + 1 < kRounds
-                                        ? write(*part, now, *wanted)
-                                        : fail(pathText(part->path()), "it doesn't stay as it is stored");
-                if (!goesOn)
-                    return m_result;
+                if (const auto goesOn = bring(*part, *wanted, round + 1 == kRounds)) {
+                    isDone = false;
+                    if (!*goesOn)
+                        return m_result;
+                }
             }
         }
         return m_result;
     }
 
   private:
+    static constexpr int kRounds = 3;
+
+    /* Nothing where it is so already; false when the application is to end. */
+    std::optional<bool> bring(const Part& part, const Json& wanted, bool isLast) {
+        const std::string where = pathText(part.path());
+        Json now;
+        try {
+            now = part.read();
+        } catch (const ToolError& error) {
+            return isLast ? fail(where, error.what()) : true;
+        }
+        if (isSame(now, wanted))
+            return std::nullopt;
+        return isLast ? fail(where, "it doesn't stay as it is stored") : write(part, now, wanted);
+    }
+
     const Json& m_wanted;
     const Json& m_before;
     const bool m_keepsGoing;
@@ -174,7 +196,7 @@ class Application {
 void addConsequences(const Json& document, const Json& now, Wanted& wanted) {
     ConsequenceFinder(document, now, wanted).find();
     const DocumentPath install = {"records", "system", "install-path"};
-    if (!isSame(*at(now, install), *at(wanted.state, install)))
+    if (at(now, install) != nullptr && !isSame(*at(now, install), *at(wanted.state, install)))
         printRemark(
             fmt::format("{} changes: lists that the document leaves out stay in the old directory", pathText(install)));
 }

@@ -19,9 +19,9 @@ namespace {
 constexpr int kFormat = 1;
 constexpr const char* kSections[] = {"records", "features", "lists"};
 
-Json readState() {
+Json readState(std::span<const Part* const> parts) {
     Json state = {{kSections[0], Json::object()}, {kSections[1], Json::object()}, {kSections[2], Json::object()}};
-    for (const Part* part : allParts()) {
+    for (const Part* part : parts) {
         const Json read = part->read();
         if (!read.is_null())
             put(state, part->path(), &read);
@@ -97,11 +97,11 @@ std::string changeMarks() {
     return marks;
 }
 
-Snapshot takeSnapshot() {
+Snapshot takeSnapshot(std::span<const Part* const> parts) {
     constexpr int kTries = 20;
     std::string before = changeMarks();
     for (int i = 0; i < kTries; ++i) {
-        Snapshot snapshot{readState(), {}};
+        Snapshot snapshot{readState(parts), {}};
         std::string after = changeMarks();
         if (before == after) {
             const std::string number = after.substr(0, after.find(' '));
@@ -152,6 +152,18 @@ Json parseDocument(const std::string& content, const std::string& name) {
     }
     throw ToolError(ExitStatus::Usage, fmt::format("{}: the member {} is there twice", name, Json(twice).dump()),
                     {.path = name});
+}
+
+std::vector<const Part*> partsFor(const Json& document) {
+    std::vector<const Part*> mentioned;
+    Complaints ignored; // wantedState has them too
+    eachPartOf(document, ignored, [&](const Part& part, const Json&) { mentioned.push_back(&part); });
+    std::vector<const Part*> parts;
+    std::ranges::copy_if(allParts(), std::back_inserter(parts), [&](const Part* part) {
+        return part->path().front() == "features" || part->path() == kHandlerPath ||
+               std::ranges::find(mentioned, part) != mentioned.end();
+    });
+    return parts;
 }
 
 Wanted wantedState(const Json& document, const Json& now) {

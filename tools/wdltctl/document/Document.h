@@ -17,15 +17,19 @@ struct Snapshot {
 /* What every writer of settings, lists and items changes. */
 std::string changeMarks();
 
-/* One state that there was; a ToolError when there is none that can be told. The caller holds the change lock, so that no
-   tool comes in between. */
-Snapshot takeSnapshot();
+/* One state that there was, of those parts; a ToolError when it can't be told. The caller holds the change lock, so that
+   no tool comes in between. */
+Snapshot takeSnapshot(std::span<const Part* const> parts = allParts());
 
 /* The document of a state. */
 Json documentOf(const Snapshot& snapshot, bool showSecrets);
 
 /* What a JSON text holds. A usage error for no JSON, or one that has a member twice. `name` is the file's. */
 Json parseDocument(const std::string& content, const std::string& name);
+
+/* The parts that a document is about, and all switches, which others bring along: a record or list that can't be read
+   doesn't hinder a document that leaves it out. */
+std::vector<const Part*> partsFor(const Json& document);
 
 struct Wanted {
     Json state;

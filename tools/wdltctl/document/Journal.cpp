@@ -88,8 +88,8 @@ DueTime::DueTime(const Json& stored)
     : m_clock(stored.at("clock").get<std::int64_t>()), m_running(stored.at("running").get<std::int64_t>()),
       m_boot(stored.at("boot").get<std::string>()) {}
 
-bool DueTime::isOver() const {
-    return bootName() == m_boot ? secondsOf(CLOCK_BOOTTIME) >= m_running : secondsOf(CLOCK_REALTIME) >= m_clock;
+std::int64_t DueTime::secondsLeft() const {
+    return bootName() == m_boot ? m_running - secondsOf(CLOCK_BOOTTIME) : m_clock - secondsOf(CLOCK_REALTIME);
 }
 
 Json DueTime::stored() const {
@@ -97,9 +97,7 @@ Json DueTime::stored() const {
 }
 
 std::string Journal::path() {
-    std::array<char, PATH_MAX> home{};
-    WdLookAtHome(home.data(), static_cast<DWORD>(home.size()));
-    return std::string(home.data()) + "/load.json";
+    return homePath() + "/load.json";
 }
 
 bool Journal::isThere() {
@@ -107,8 +105,11 @@ bool Journal::isThere() {
 }
 
 std::optional<Journal> Journal::read() {
-    if (!isThere())
+    struct stat status {};
+    if (::lstat(path().c_str(), &status) != 0)
         return std::nullopt;
+    if (!S_ISREG(status.st_mode))
+        throw ToolError(ExitStatus::Unknown, path() + ": not a load's journal", {.path = path()});
     const Json stored = parseDocument(readFile(path()), path());
     try {
         if (stored.at("journal") != kJournalFormat)
@@ -146,25 +147,48 @@ void Journal::remove() {
     removeFile(path());
 }
 
-void undoAbandonedLoad() {
+void undoAbandonedLoad(const std::function<void(const std::string& text)>& tell) {
     const std::optional<Journal> journal = Journal::read();
     if (!journal || (journal->due && !journal->due->isOver()))
         return;
-    const Json now = takeSnapshot().state;
+    const Wanted was = whatWasThere(*journal);
     std::vector<std::string> stays;
-    const Wanted wanted = journal->due ? whatGoesBack(*journal, now, stays) : whatWasThere(*journal);
-    const Applied applied = apply(wanted, now, true);
+    const Json now = journal->due ? takeSnapshot(was.parts).state : Json::object();
+    const Applied applied = apply(journal->due ? whatGoesBack(*journal, now, stays) : was, now, true);
     const char* const what =
         journal->due ? "a load that nobody has confirmed in time" : "a load that was cut off half way";
     if (!applied.failures.empty())
         throw ToolError(ExitStatus::Failed, fmt::format("{} can't be undone: {}; wdltctl confirm --force leaves it",
                                                         what, fmt::join(applied.failures, "; ")));
-    Journal::remove();
-    printRemark(fmt::format("{} is undone", what));
+    std::string text = fmt::format("{} is undone", what);
     if (!stays.empty())
-        printRemark(fmt::format("changed since by others, so it stays: {}", fmt::join(stays, ", ")));
+        text += fmt::format("; changed since by others, so it stays: {}", fmt::join(stays, ", "));
     if (!applied.untold.empty())
-        printRemark(fmt::format("stored, but the service wasn't told: {}", fmt::join(applied.untold, ", ")));
+        text += fmt::format("; stored, but the service wasn't told: {}", fmt::join(applied.untold, ", "));
+    tell(text);
+    Journal::remove();
+}
+
+namespace {
+
+std::string notePath() {
+    return homePath() + "/load.note";
+}
+
+} // namespace
+
+void leaveNote(const std::string& text) {
+    writeFile(notePath(), text);
+}
+
+bool isNoteThere() {
+    return ::access(notePath().c_str(), F_OK) == 0;
+}
+
+std::string takeNote() {
+    std::string text = isNoteThere() ? readFile(notePath()) : "";
+    removeFile(notePath());
+    return text;
 }
 
 } // namespace wdlt

@@ -6,6 +6,7 @@
 #include "Part.h"
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -18,7 +19,8 @@ class DueTime {
     static DueTime in(std::uint64_t seconds);
     explicit DueTime(const Json& stored);
 
-    bool isOver() const;
+    bool isOver() const { return secondsLeft() <= 0; }
+    std::int64_t secondsLeft() const;
     Json stored() const;
     bool operator==(const DueTime&) const = default;
 
@@ -47,8 +49,13 @@ struct Journal {
     static void remove();
 };
 
-/* Undoes a load that was killed, or that nobody confirmed in time, and says so. What can't be undone is told, and stays in
-   the journal for the next verb. The caller holds the change lock. */
-void undoAbandonedLoad();
+/* Undoes a load that was killed, or that nobody confirmed in time, and calls `tell` with what it has done. A ToolError
+   when something can't be undone; then the journal stays, for the next verb. The caller holds the change lock. */
+void undoAbandonedLoad(const std::function<void(const std::string& text)>& tell);
+
+/* What a process without a user leaves for the next verb to tell, which holds the change lock likewise. */
+void leaveNote(const std::string& text);
+bool isNoteThere();
+std::string takeNote();
 
 } // namespace wdlt

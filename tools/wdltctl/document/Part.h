@@ -17,6 +17,7 @@ namespace wdlt {
 
 /* A place in the document: {"lists", "urls", "black"}. */
 using DocumentPath = std::vector<std::string>;
+inline const DocumentPath kHandlerPath = {"records", "handler"};
 
 /* As users see it: without "records", and a name in quotes where it isn't a plain word. */
 std::string pathText(const DocumentPath& path);

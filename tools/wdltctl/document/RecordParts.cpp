@@ -60,6 +60,8 @@ std::vector<ShownField> shownFields(const Record& record, std::set<std::string>&
     return fields;
 }
 
+constexpr const char* kInstallPath = "install-path";
+
 /* What a read of the field can give. */
 Range readRange(const Field& field) {
     const NumberRule& rule = field.onRead;
@@ -152,9 +154,11 @@ class RecordPart : public Part {
         return wanted;
     }
 
-    void check(const Json&, bool isForced, Complaints&) const override {
+    void check(const Json& wanted, bool isForced, Complaints& complaints) const override {
         if (m_record.lookBeforeWrite != nullptr)
             m_record.lookBeforeWrite(isForced);
+        if (const auto install = wanted.find(kInstallPath); m_record.name == "system" && install != wanted.end())
+            complaints.collect(below(path(), kInstallPath), [&] { checkInstall(install->get<std::string>()); });
     }
 
     std::int32_t write(const Json& now, const Json& wanted) const override {
@@ -209,6 +213,9 @@ class RecordPart : public Part {
                 throw ToolError(ExitStatus::Unknown, fmt::format("{}: not a text of the system code page",
                                                                  pathText(below(place, each.name))));
             Json value = fieldJson(*each.field, bytes, true);
+            // A directory that is stored as an empty text reads as another one.
+            if (each.field->isDirectory && registryText(keyOf(m_record, which).path, *each.field) == "")
+                value = "";
             if (each.hidden != 0)
                 value = value.get<std::uint32_t>() & ~each.hidden;
             state[each.name] = std::move(value);

@@ -95,6 +95,9 @@ void lookBeforeWrite(const Request& request, bool isForced) {
 
 /* Writes, reads back and prints. */
 void writeAndShow(const Request& request, RecordChange& change, const Options& options) {
+    for (const Field& field : change.fields)
+        if (field.member == "installPath")
+            refuseOthersInstall(fieldText(field, change.asked, true));
     const RecordKey key = keyOf(*request.record, request.which);
     const auto namesBefore = valueNamesIn(key.path);
     const std::int32_t status = writeRecord(*request.record, request.which, change.asked, change.fields);

@@ -43,7 +43,7 @@ struct DiffArguments {
 std::vector<Change> changesHere(const Json& document) {
     needTree();
     const ChangeLock lock;
-    const Json now = takeSnapshot().state;
+    const Json now = takeSnapshot(partsFor(document)).state;
     Wanted wanted = wantedState(document, now);
     addConsequences(document, now, wanted);
     return changesBetween(now, wanted.state);
@@ -71,7 +71,7 @@ void addDump(CLI::App& app, const Options& options) {
     verb->add_option("FILE", arguments->file, "Where to; without it, to the standard output");
     verb->add_flag("--schema", arguments->schema, "Write the document's JSON Schema instead; needs no installation");
     verb->footer(
-        "Passwords and the texts of privacy items are in it only with --secrets. Two dumps of one state are the\n"
+        "Passwords and the texts of privacy items are in it only with --secrets. Two dumps of one state are the "
         "same, and the generation in it changes with whatever it shows.");
     runs(*verb, Needs::Nothing, [arguments, &options] { dump(*arguments, options); });
 }

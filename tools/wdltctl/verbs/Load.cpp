@@ -84,8 +84,8 @@ void refuse(const std::string& what, const Applied& applied, ExitStatus status, 
 }
 
 /* A failure leaves the state before, or is told with what is left. */
-void rollBack(const Wanted& wanted, const Json& before, const Applied& applied) {
-    const Applied back = apply({before, wanted.parts}, Json::object(), true);
+void rollBack(const Wanted& before, const Applied& applied) {
+    const Applied back = apply(before, Json::object(), true);
     if (!back.failures.empty())
         refuse("the rest can't be undone, the next command tries again", applied, ExitStatus::Partial,
                fmt::format("{}", fmt::join(back.failures, "; ")));
@@ -93,26 +93,44 @@ void rollBack(const Wanted& wanted, const Json& before, const Applied& applied) 
     refuse("all is as it was before", applied, ExitStatus::Failed, "");
 }
 
-void loadWanted(const LoadArguments& arguments, const Wanted& wanted, const Json& before, const Options& options) {
-    Journal journal{before, nullptr, {}, {}};
-    std::ranges::transform(wanted.parts, std::back_inserter(journal.parts), &Part::path);
+Json stateAfter(const std::vector<const Part*>& parts, Applied& applied) {
+    try {
+        return takeSnapshot(parts).state;
+    } catch (const ToolError& error) {
+        applied.failures.emplace_back(error.what());
+        return nullptr;
+    }
+}
+
+void waitForConfirmation(Journal journal, const Json& after, std::uint64_t seconds) {
+    journal.after = after;
+    journal.due = DueTime::in(seconds);
+    journal.write();
+    leaveGuardBehind();
+    printRemark(fmt::format("undone in {} s, unless this comes first: wdltctl confirm", seconds));
+}
+
+/* `before` has all parts that may change. */
+void loadWanted(const LoadArguments& arguments, const Wanted& wanted, const Wanted& before, const Options& options) {
+    Journal journal{before.state, nullptr, {}, {}};
+    std::ranges::transform(before.parts, std::back_inserter(journal.parts), &Part::path);
+    if (isSame(before.state, wanted.state)) { // nothing is stored, but a confirmation may be expected
+        if (arguments.confirmWithin != 0)
+            waitForConfirmation(journal, before.state, arguments.confirmWithin);
+        return printChanges({}, options.json, options.secrets);
+    }
     journal.write();
     LibraryWatch::expectUndoing();
-    const Applied applied = apply(wanted, before, arguments.keepsGoing);
+    Applied applied = apply(wanted, before.state, arguments.keepsGoing);
+    const Json after = stateAfter(before.parts, applied);
     if (!applied.failures.empty() && !arguments.keepsGoing)
-        rollBack(wanted, before, applied);
-    const Json after = takeSnapshot().state;
-    if (arguments.confirmWithin != 0) {
-        journal.after = after;
-        journal.due = DueTime::in(arguments.confirmWithin);
-        journal.write();
-        leaveGuardBehind();
-    } else {
+        rollBack(before, applied);
+    if (arguments.confirmWithin != 0 && !after.is_null())
+        waitForConfirmation(journal, after, arguments.confirmWithin);
+    else
         Journal::remove();
-    }
-    printChanges(changesBetween(before, after), options.json, options.secrets);
-    if (arguments.confirmWithin != 0)
-        printRemark(fmt::format("undone in {} s, unless this comes first: wdltctl confirm", arguments.confirmWithin));
+    if (!after.is_null())
+        printChanges(changesBetween(before.state, after), options.json, options.secrets);
     if (!applied.failures.empty())
         refuse("", applied, ExitStatus::Partial, "");
     if (!applied.untold.empty())
@@ -120,21 +138,35 @@ void loadWanted(const LoadArguments& arguments, const Wanted& wanted, const Json
                         fmt::format("stored, but the service wasn't told: {}", fmt::join(applied.untold, ", ")));
 }
 
+/* The journal that is there under the lock is one that waits, or couldn't be undone. */
+void refuseSecondLoad() {
+    const std::optional<Journal> journal = Journal::read();
+    if (journal && journal->due)
+        throw ToolError(
+            ExitStatus::Unknown,
+            fmt::format("another load waits for its confirmation: wdltctl confirm, or wait {} s until it is "
+                        "undone",
+                        std::max<std::int64_t>(journal->due->secondsLeft(), 0)));
+    if (journal)
+        throw ToolError(ExitStatus::Unknown, "a load that was cut off half way is to be undone first");
+}
+
 void load(const LoadArguments& arguments, const Options& options) {
     const Json document = parseDocument(arguments.content, arguments.file);
-    if (Journal::isThere() && !arguments.dryRun)
-        throw ToolError(ExitStatus::Unknown,
-                        "another load waits for its confirmation: wdltctl confirm, or wait until it is undone");
-    const Snapshot snapshot = takeSnapshot();
-    if (!arguments.generation.empty() && arguments.generation != snapshot.generation)
-        throw ToolError(ExitStatus::Unknown,
-                        fmt::format("somebody has changed something: the generation is {}", snapshot.generation));
-    Wanted wanted = wantedState(document, snapshot.state);
-    addConsequences(document, snapshot.state, wanted);
-    checkParts(wanted, snapshot.state, arguments.isForced);
-    const std::vector<Change> changes = changesBetween(snapshot.state, wanted.state);
-    if (!changes.empty() && !arguments.dryRun)
-        return loadWanted(arguments, wanted, snapshot.state, options);
+    if (!arguments.dryRun)
+        refuseSecondLoad();
+    if (!arguments.generation.empty())
+        if (const std::string generation = takeSnapshot().generation; arguments.generation != generation)
+            throw ToolError(ExitStatus::Unknown,
+                            fmt::format("somebody has changed something: the generation is {}", generation));
+    const std::vector<const Part*> parts = partsFor(document);
+    const Json now = takeSnapshot(parts).state;
+    Wanted wanted = wantedState(document, now);
+    addConsequences(document, now, wanted);
+    checkParts(wanted, now, arguments.isForced);
+    if (!arguments.dryRun)
+        return loadWanted(arguments, wanted, {now, parts}, options);
+    const std::vector<Change> changes = changesBetween(now, wanted.state);
     printChanges(changes, options.json, options.secrets);
     if (!changes.empty())
         throw ToolError(ExitStatus::No, fmt::format("{} differ; nothing is stored", changes.size()));
@@ -155,12 +187,15 @@ void awaitConfirmation() {
     if (own == 0 || identity() != own)
         return;
     const ChangeLock lock;
-    undoAbandonedLoad();
+    undoAbandonedLoad(leaveNote);
 }
 
 void confirm(bool isForced, const Options& options) {
-    if (!Journal::isThere() || (!isForced && !Journal::read()->due))
+    if (!Journal::isThere())
         throw ToolError(ExitStatus::No, "no load waits for its confirmation");
+    if (!isForced && !Journal::read()->due)
+        throw ToolError(ExitStatus::Unknown,
+                        "a load that was cut off half way can't be undone; --force leaves it as it is");
     Journal::remove();
     if (options.json)
         printJson({{"confirmed", true}});
@@ -182,11 +217,11 @@ void addLoad(CLI::App& app, const Options& options) {
                      "Refuse when the generation isn't this: somebody has changed something");
     verb->add_option("--confirm-within", arguments->confirmWithin,
                      "Undo it after this time, as 60s, 5m or 1h, unless wdltctl confirm comes first")
+        ->type_name("TIME")
         ->transform(CLI::AsNumberWithUnit(std::map<std::string, std::uint64_t>{{"s", 1}, {"m", 60}, {"h", 3600}}))
         ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{86400}));
-    verb->footer(
-        "What the document leaves out is left alone, a list in it replaces the list, and null is what a fresh\n"
-        "installation has. Only what differs is stored; a failure half way leaves all as it was before.");
+    verb->footer("What the document leaves out is left alone, a list in it replaces the list, and null is what a fresh "
+                 "installation has. Only what differs is stored; a failure half way leaves all as it was before.");
     runs(
         *verb, Needs::Files, [arguments, &options] { load(*arguments, options); },
         [arguments] { arguments->content = readFile(arguments->file); });

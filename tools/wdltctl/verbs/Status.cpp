@@ -2,6 +2,8 @@
 
 #include "FeatureState.h"
 #include "Handlers.h"
+#include "Journal.h"
+#include "RunTool.h"
 #include "Table.h"
 #include "Verbs.h"
 
@@ -67,6 +69,9 @@ void status(const Options& options) {
         printJson(statusJson(handlers));
     else
         printStatus(handlers);
+    if (const auto journal = Journal::read(); journal && journal->due)
+        printRemark(fmt::format("a load waits for its confirmation, {} s are left: wdltctl confirm",
+                                journal->due->secondsLeft()));
 }
 
 } // namespace

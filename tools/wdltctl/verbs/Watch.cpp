@@ -105,7 +105,7 @@ void addWatch(CLI::App& app, const Options& options) {
     auto* verb = app.add_subcommand("watch", "Print each change of the configuration as it comes, until interrupted");
     const auto most = std::make_shared<std::size_t>(0);
     verb->add_option("--count", *most, "End after so many changes");
-    verb->footer("A line a change, as diff prints it; with --json an object a line. What is changed and changed back\n"
+    verb->footer("A line a change, as diff prints it; with --json an object a line. What is changed and changed back "
                  "within a tenth of a second isn't seen.");
     runs(*verb, Needs::Tree, [most, &options] { watchChanges(*most, options); });
 }
