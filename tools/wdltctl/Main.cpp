@@ -129,7 +129,7 @@ void addVerbs(CLI::App& app) {
 
 /* A load that was killed is undone by the next verb; one that is at work holds the lock, and is left alone; and so
    is one of the home that this one is a copy of. */
-void settle() {
+void settle(bool changes) {
     if ((!Journal::isThere() && !isNoteThere()) || !otherOwner(homePath(), storedInstall()).empty())
         return;
     try {
@@ -139,6 +139,8 @@ void settle() {
             undoAbandonedLoad(printRemark);
         });
     } catch (const ToolError& error) {
+        if (changes) // what is changed now would be lost by the undoing
+            throw ToolError(ExitStatus::Unknown, error.what(), error.place());
         printRemark(error.what());
     }
 }
@@ -163,7 +165,7 @@ void runs(CLI::App& verb, Needs needs, std::function<void()> body, std::function
         if (changes(needs)) {
             lock.emplace();
             finishInterrupted(); // of who had the lock until now
-            settle();
+            settle(true);
             watch.expectChanges();
         }
         if (!home.empty())

@@ -41,8 +41,9 @@ enum class Needs {
    `before` comes first: it reads what may keep one waiting, such as the standard input, while others change settings. */
 void runs(CLI::App& verb, Needs needs, std::function<void()> body, std::function<void()> before = {});
 
-/* Undoes a load that was killed, or that nobody has confirmed in time. For a verb that looks at the home itself. */
-void settle();
+/* Undoes a load that was killed, or that nobody has confirmed in time. For a verb that looks at the home itself. What
+   can't be undone is a remark, but for a verb that changes something a ToolError. */
+void settle(bool changes = false);
 /* For a verb that needs an installation only in some of its forms: what runs does for Needs::Tree. */
 void needTree();
 /* The words that the shells complete for operands and options of the verbs. */

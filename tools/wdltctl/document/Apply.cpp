@@ -56,11 +56,10 @@ class ConsequenceFinder {
                     set({"features", needed}, true);
         for (const Handler& handler : allHandlers())
             findFor(handler);
-        // A write of its flags switches what they need: that stays as it is, unless the document says otherwise.
-        if (isMeant({"records", "https"}))
-            for (const DocumentPath& path :
-                 {kHandlerPath, DocumentPath{"features", "urlf"}, DocumentPath{"features", "plugin-manager"}})
-                means(path);
+        // Writes of some records switch features, and those switch handlers: what the document leaves out stays as it is.
+        for (const Part* part : allParts())
+            if (part->path().front() == "features" || part->path() == kHandlerPath)
+                means(part->path());
     }
 
   private:
@@ -100,15 +99,12 @@ class ConsequenceFinder {
         if (after == nullptr || *after == value || mentions(m_document, path))
             return;
         put(m_wanted.state, path, &value);
-        means({path[0], path[1]});
     }
 
-    bool isMeant(const DocumentPath& path) const {
-        return std::ranges::find(m_wanted.parts, partAt(path)) != m_wanted.parts.end();
-    }
     void means(const DocumentPath& path) {
-        if (!isMeant(path) && at(m_wanted.state, path) != nullptr)
-            m_wanted.parts.push_back(partAt(path));
+        const Part* const part = partAt(path);
+        if (at(m_wanted.state, path) != nullptr && std::ranges::find(m_wanted.parts, part) == m_wanted.parts.end())
+            m_wanted.parts.push_back(part);
     }
 
     const Json& m_document;
@@ -135,6 +131,10 @@ class Application {
                 m_result.untold.push_back(where);
             else
                 return fail(where, error.what());
+        } catch (const Json::exception&) { // a journal may be another version's
+            return fail(where, "not a state of this version's");
+        } catch (const std::bad_optional_access&) {
+            return fail(where, "not a state of this version's");
         }
         return true;
     }
@@ -199,6 +199,16 @@ void addConsequences(const Json& document, const Json& now, Wanted& wanted) {
     if (at(now, install) != nullptr && !isSame(*at(now, install), *at(wanted.state, install)))
         printRemark(
             fmt::format("{} changes: lists that the document leaves out stay in the old directory", pathText(install)));
+}
+
+void checkParts(const Wanted& wanted, const Json& now, bool isForced) {
+    Complaints complaints;
+    for (const Part* part : wanted.parts) {
+        const Json& asked = *at(wanted.state, part->path());
+        if (const Json* const state = at(now, part->path()); state == nullptr || !isSame(*state, asked))
+            part->check(asked, isForced, complaints);
+    }
+    complaints.throwIfAny();
 }
 
 Applied apply(const Wanted& wanted, const Json& now, bool keepsGoing) {

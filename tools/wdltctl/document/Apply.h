@@ -12,6 +12,10 @@ namespace wdlt {
    features that they need. The parts that this touches join those of the document. */
 void addConsequences(const Json& document, const Json& now, Wanted& wanted);
 
+/* Whether this installation can have that state: a usage error with all that stands against it, or a ToolError where
+   something would be lost, unless `isForced`. */
+void checkParts(const Wanted& wanted, const Json& now, bool isForced);
+
 struct Applied {
     std::vector<std::string> untold;   /* stored, but the service wasn't told */
     std::vector<std::string> failures; /* each begins with its path */

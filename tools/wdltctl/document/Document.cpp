@@ -17,6 +17,13 @@ namespace wdlt {
 namespace {
 
 constexpr int kFormat = 1;
+constexpr std::size_t kMostMembers = 4096; // more than any list of entries may have
+
+/* 8e3 and 8000.0 are whole numbers too. */
+bool isWhole(double number) {
+    constexpr double kMost = 9007199254740992; // 2^53
+    return number == std::floor(number) && std::abs(number) <= kMost;
+}
 constexpr const char* kSections[] = {"records", "features", "lists"};
 
 Json readState(std::span<const Part* const> parts) {
@@ -129,29 +136,33 @@ Json documentOf(const Snapshot& snapshot, bool showSecrets) {
 }
 
 Json parseDocument(const std::string& content, const std::string& name) {
+    const auto refuse = [&](const std::string& why) -> bool {
+        throw ToolError(ExitStatus::Usage, fmt::format("{}: {}", name, why), {.path = name});
+    };
     std::vector<std::set<std::string>> names;
-    std::string twice;
     const auto watch = [&](int, Json::parse_event_t event, Json& parsed) {
         if (event == Json::parse_event_t::object_start)
             names.emplace_back();
         else if (event == Json::parse_event_t::object_end)
             names.pop_back();
         else if (event == Json::parse_event_t::key && !names.back().insert(parsed.get<std::string>()).second)
-            twice = parsed.get<std::string>();
+            return refuse(fmt::format("the member {} is there twice", parsed.dump()));
+        else if (event == Json::parse_event_t::key && names.back().size() > kMostMembers)
+            return refuse(fmt::format("an object of more than {} members", kMostMembers));
+        else if (event == Json::parse_event_t::value && parsed.is_number_float() && isWhole(parsed.get<double>()))
+            parsed = static_cast<std::int64_t>(parsed.get<double>());
         return true;
     };
     try {
         const std::string_view text(content);
-        Json document = Json::parse(text.substr(text.starts_with("\xEF\xBB\xBF") ? 3 : 0), watch);
-        if (twice.empty())
-            return document;
+        return Json::parse(text.substr(text.starts_with("\xEF\xBB\xBF") ? 3 : 0), watch);
     } catch (const Json::exception& error) {
+        // Without what was read last, which may be a secret.
         const std::string_view words(error.what());
-        throw ToolError(ExitStatus::Usage, fmt::format("{}: not JSON: {}", name, words.substr(words.find(']') + 2)),
-                        {.path = name});
+        const std::size_t begin = words.find(']') + 2;
+        refuse(fmt::format("not JSON: {}", words.substr(begin, words.find("; last read") - begin)));
+        return nullptr;
     }
-    throw ToolError(ExitStatus::Usage, fmt::format("{}: the member {} is there twice", name, Json(twice).dump()),
-                    {.path = name});
 }
 
 std::vector<const Part*> partsFor(const Json& document) {

@@ -63,7 +63,7 @@ class FeaturePart : public Part {
 
     std::int32_t write(const Json& now, const Json& wanted) const override {
         if (m_feature.storedOption != nullptr)
-            return m_feature.enable(wanted[kEnabled].get<bool>(), wanted[kOption].get<std::uint32_t>());
+            return m_feature.enable(wanted.at(kEnabled).get<bool>(), wanted.at(kOption).get<std::uint32_t>());
         if (!m_isSplit)
             return m_feature.enable(wanted.get<bool>(), 0);
         std::int32_t status = WDLT_OK;
@@ -71,7 +71,7 @@ class FeaturePart : public Part {
             std::uint32_t types = 0;
             for (const FeatureItem& place : m_feature.places)
                 if (const std::string name(place.protocolName);
-                    wanted.contains(name) && wanted[name] == on && now[name] != on)
+                    wanted.contains(name) && wanted.at(name) == on && now.value(name, !on) != on)
                     types |= place.type;
             if (types != 0 && status >= WDLT_OK)
                 status = m_feature.enable(on, types);

@@ -54,8 +54,9 @@ class ItemPart : public Part {
             if (!number || *number >= kItemIndexes || index != fmt::format("{}", *number))
                 return complaints.add(place, fmt::format("an index is 0 to {}", kItemIndexes - 1));
             Json& item = wanted[index] = wantedEntry(kItemColumns, entry, place, complaints);
-            if (item.contains(kItemText))
+            if (item.contains(kItemText) && item.at(kItemText) != kHiddenSecret)
                 return;
+            item.erase(kItemText);
             if (now.contains(index) && now[index].contains(kItemText))
                 item[kItemText] = now[index][kItemText];
         });
@@ -101,10 +102,10 @@ class ItemPart : public Part {
     static PrivacyViewItem itemOf(const std::string& index, const Json& entry, const ItemCharset& charset) {
         PrivacyViewItem item{};
         item.dwItemIndex = static_cast<std::uint32_t>(*parseNumber(index));
-        item.dwScanTarget = entry[kItemTarget].get<std::uint32_t>();
-        setNarrow(item.szItemName, kItemName, entry[kItemName].get<std::string>());
-        setNarrow(item.szDescription, kItemDescription, entry[kItemDescription].get<std::string>());
-        setItemText(item, charset, entry[kItemText].get<std::string>(), "its text");
+        item.dwScanTarget = entry.at(kItemTarget).get<std::uint32_t>();
+        setNarrow(item.szItemName, kItemName, entry.at(kItemName).get<std::string>());
+        setNarrow(item.szDescription, kItemDescription, entry.at(kItemDescription).get<std::string>());
+        setItemText(item, charset, entry.at(kItemText).get<std::string>(), "its text");
         return item;
     }
 };

@@ -124,6 +124,10 @@ const char* typeNeeded(const Field& field) {
                                                : "a text is needed";
 }
 
+bool isOfThisMachine(const Field& field) {
+    return field.isDirectory && !field.freshText.empty();
+}
+
 class RecordPart : public Part {
   public:
     RecordPart(const Record& record, std::vector<ShownField> fields)
@@ -166,8 +170,8 @@ class RecordPart : public Part {
             return writeOne("", now, wanted);
         std::int32_t status = WDLT_OK;
         for (const auto& [which, state] : wanted.items())
-            if (!isSame(state, now[which]))
-                if (const std::int32_t one = writeOne(which, now[which], state); one != WDLT_OK)
+            if (!isSame(state, now.at(which)))
+                if (const std::int32_t one = writeOne(which, now.at(which), state); one != WDLT_OK)
                     status = one;
         return status;
     }
@@ -236,8 +240,7 @@ class RecordPart : public Part {
         }
         // An installation stays where it is.
         for (const ShownField& each : m_fields)
-            if (const Field fresh = freshField(which, each);
-                fresh.hasFresh && (!fresh.isDirectory || fresh.freshText.empty()))
+            if (const Field fresh = freshField(which, each); fresh.hasFresh && !isOfThisMachine(fresh))
                 take(each.name, nullptr);
         return wanted;
     }
@@ -248,13 +251,15 @@ class RecordPart : public Part {
 
     Json wantedField(const std::string& which, const ShownField& shown, const DocumentPath& place, const Json& given,
                      const Json& now, Complaints& complaints) const {
-        if (now.contains(shown.name) && given == now[shown.name])
-            return given; // what is there stays, even where set wouldn't take it
+        // What is there stays, even where set wouldn't take it; and what stands for a secret is none.
+        if (now.contains(shown.name) &&
+            (given == now[shown.name] || (shown.field->isSecret && given == kHiddenSecret)))
+            return now[shown.name];
         Field field = *shown.field;
         std::optional<std::string> text = typedText(field, given);
         if (given.is_null()) {
             field = freshField(which, shown);
-            if (field.hasFresh)
+            if (field.hasFresh && !isOfThisMachine(field))
                 text = freshAsTyped(field);
         }
         if (!text || (field.kind == FieldKind::Number && given.is_number_unsigned() &&
@@ -269,6 +274,8 @@ class RecordPart : public Part {
             std::vector<BYTE> trial(m_record.size);
             putField(field, trial, given.is_null() ? *text : completeText(field, *text));
             wanted = fieldJson(field, trial, true);
+            if (field.isFileName && wanted.get_ref<const std::string&>().find_first_of("\\/:") != std::string::npos)
+                throw ToolError(ExitStatus::Usage, "a file's name without a folder is needed");
         });
         return wanted;
     }
@@ -276,16 +283,23 @@ class RecordPart : public Part {
     std::int32_t writeOne(const std::string& which, const Json& now, const Json& wanted) const {
         std::vector<BYTE> bytes = bytesOf(which);
         std::vector<Field> changed;
+        std::vector<Field> emptied;
         for (const ShownField& each : m_fields) {
-            if (wanted[each.name] == now[each.name])
+            if (wanted.at(each.name) == now.at(each.name))
                 continue;
-            std::string text = *typedText(*each.field, wanted[each.name]);
+            std::string text = typedText(*each.field, wanted.at(each.name)).value();
             if (each.hidden != 0)
-                text = fmt::format("{}", wanted[each.name].get<std::uint32_t>() |
+                text = fmt::format("{}", wanted.at(each.name).get<std::uint32_t>() |
                                              (fieldJson(*each.field, bytes, true).get<std::uint32_t>() & each.hidden));
             putField(*each.field, bytes, text);
             changed.push_back(*each.field);
+            // The library keeps some texts when it is given an empty one.
+            if (const Field fresh = freshField(which, each);
+                text.empty() && fresh.hasFresh && fresh.freshText.empty() && fresh.value != nullptr)
+                emptied.push_back(fresh);
         }
+        if (!emptied.empty())
+            layDownFresh(keyOf(m_record, which), emptied, false);
         return writeRecord(m_record, which, bytes, changed);
     }
 

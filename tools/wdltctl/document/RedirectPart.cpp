@@ -51,13 +51,13 @@ Json redirectEntry(const WdchSystemRedirect& redirect) {
 RedirectArguments argumentsOf(const std::string& session, const Json& entry) {
     RedirectArguments arguments;
     arguments.session = session;
-    arguments.process = entry[kRedirectProcess].get<std::string>();
-    arguments.image = entry[kRedirectImage].get<std::string>();
-    arguments.port = entry[kRedirectPort].get<std::uint16_t>();
-    arguments.direction = entry[kRedirectDirection].get<std::uint32_t>();
-    arguments.flag = entry[kRedirectFlag].get<std::uint32_t>();
-    arguments.level = entry[kRedirectLevel].get<std::int32_t>();
-    arguments.cancelMask = entry[kRedirectCancelMask].get<std::uint32_t>();
+    arguments.process = entry.at(kRedirectProcess).get<std::string>();
+    arguments.image = entry.at(kRedirectImage).get<std::string>();
+    arguments.port = entry.at(kRedirectPort).get<std::uint16_t>();
+    arguments.direction = entry.at(kRedirectDirection).get<std::uint32_t>();
+    arguments.flag = entry.at(kRedirectFlag).get<std::uint32_t>();
+    arguments.level = entry.at(kRedirectLevel).get<std::int32_t>();
+    arguments.cancelMask = entry.at(kRedirectCancelMask).get<std::uint32_t>();
     return arguments;
 }
 

@@ -7,7 +7,8 @@
 #include "Utf.h"
 #include "WideText.h"
 
-#include <algorithm>
+#include <fmt/format.h>
+#include <set>
 #include <wdltcfg/status.h>
 #include <wdltcfg/wdltcfg.h>
 
@@ -39,29 +40,32 @@ class RulePart : public Part {
 
     Json wanted(const Json& given, const Json& now, Complaints& complaints) const override {
         Json wanted = Json::object();
-        std::vector<Json> indexes;
+        std::set<std::uint32_t> taken;
+        if (given.size() > WDLT_MAX_DRS_INDEX) {
+            complaints.add(path(), fmt::format("{} rules, at most {}", given.size(), WDLT_MAX_DRS_INDEX));
+            return now;
+        }
         const bool isList = eachEntry(given, path(), complaints, [&](const std::string& name, const Json& entry) {
             const DocumentPath place = below(path(), name);
             const Json rule = wantedEntry(kRuleColumns, entry, place, complaints);
             complaints.collect(place, [&] { checkRuleName(name); });
-            Json index = rule.value(kRuleIndex, now.contains(name) ? now[name][kRuleIndex] : Json());
-            if (std::ranges::find(indexes, index) != indexes.end())
+            const Json index = rule.value(kRuleIndex, Json());
+            if (!index.is_null() && !taken.insert(index.get<std::uint32_t>()).second)
                 complaints.add(below(place, kRuleIndex), "another rule has it too");
-            if (!index.is_null())
-                indexes.push_back(index);
-            wanted[name] = {
-                {kRuleIndex, std::move(index)}, {kRuleProcess, rule[kRuleProcess]}, {kRuleDomain, rule[kRuleDomain]}};
+            wanted[name] = {{kRuleIndex, index}, {kRuleProcess, rule.at(kRuleProcess)}, {kRuleDomain, rule.at(kRuleDomain)}};
         });
+        // A rule that is given without an index keeps its own, unless another is given that; else it gets the lowest.
+        for (auto rule = wanted.begin(); rule != wanted.end(); ++rule)
+            if (rule->at(kRuleIndex).is_null() && now.contains(rule.key()) &&
+                taken.insert(now[rule.key()].at(kRuleIndex).get<std::uint32_t>()).second)
+                (*rule)[kRuleIndex] = now[rule.key()].at(kRuleIndex);
         std::uint32_t lowest = 1;
         for (Json& rule : wanted)
-            if (rule[kRuleIndex].is_null()) {
-                while (std::ranges::find(indexes, Json(lowest)) != indexes.end())
+            if (rule.at(kRuleIndex).is_null()) {
+                while (!taken.insert(lowest).second)
                     ++lowest;
                 rule[kRuleIndex] = lowest;
-                indexes.emplace_back(lowest);
             }
-        if (indexes.size() > WDLT_MAX_DRS_INDEX)
-            complaints.add(path(), "more rules than there are indexes");
         return isList ? wanted : now;
     }
 
@@ -76,15 +80,15 @@ class RulePart : public Part {
         };
         for (const auto& [name, rule] : now.items())
             if (!wanted.contains(name) || !isSame(wanted[name], rule))
-                call(WdltDeleteDRSWhiteListItem(rule[kRuleIndex].get<std::uint32_t>()), name);
+                call(WdltDeleteDRSWhiteListItem(rule.at(kRuleIndex).get<std::uint32_t>()), name);
         for (const auto& [name, entry] : wanted.items()) {
             if (now.contains(name) && isSame(now[name], entry))
                 continue;
             WdltDrsWhiteListItem rule{};
             setWide(rule.RuleName, name, name);
-            setWide(rule.ProcessImageName, kRuleProcess, entry[kRuleProcess].get<std::string>());
-            setWide(rule.DomainName, kRuleDomain, entry[kRuleDomain].get<std::string>());
-            rule.Index = entry[kRuleIndex].get<std::uint32_t>();
+            setWide(rule.ProcessImageName, kRuleProcess, entry.at(kRuleProcess).get<std::string>());
+            setWide(rule.DomainName, kRuleDomain, entry.at(kRuleDomain).get<std::string>());
+            rule.Index = entry.at(kRuleIndex).get<std::uint32_t>();
             call(WdltAddDRSWhiteListItem(&rule), name);
         }
         return untold;

@@ -29,15 +29,17 @@ WdchSystemRedirect redirectFrom(const RedirectArguments& arguments) {
     if (arguments.session.empty() || arguments.session.find('\\') != std::string::npos)
         throw ToolError(ExitStatus::Usage, "SESSION: 1 to 10 characters, none of them a backslash");
     setWide(redirect.sessionType, "SESSION", arguments.session);
-    setNarrow(redirect.process, "--process", arguments.process);
-    setWide(redirect.image, "--image", arguments.image);
+    if (std::string narrow; !narrowFromUtf8(arguments.session, narrow) || narrow.size() >= std::size(redirect.sessionType))
+        throw ToolError(ExitStatus::Usage, "SESSION: 1 to 10 bytes in the system code page");
+    setNarrow(redirect.process, "process", arguments.process);
+    setWide(redirect.image, "image", arguments.image);
     redirect.port = arguments.port;
     redirect.direction = arguments.direction;
     redirect.flag = arguments.flag | (arguments.image.empty() ? 0 : WDLT_REDIRECT_IMAGE);
     redirect.tcpAutoTuningLevel = arguments.level;
     redirect.cancelAfMask = arguments.cancelMask;
     if (!arguments.process.empty() && (redirect.flag & WDLT_REDIRECT_IMAGE) != 0)
-        throw ToolError(ExitStatus::Usage, "--process: with this --flag an image is meant");
+        throw ToolError(ExitStatus::Usage, "process: with this flag an image is meant");
     return redirect;
 }
 

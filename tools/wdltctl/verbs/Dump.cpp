@@ -11,6 +11,7 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <memory>
+#include <nlohmann/json.hpp>
 
 namespace wdlt {
 namespace {
@@ -35,8 +36,8 @@ void dump(const DumpArguments& arguments, const Options& options) {
 struct DiffArguments {
     std::string file;
     std::string other;
-    std::string content;
-    std::string otherContent;
+    Json document;
+    Json otherDocument;
 };
 
 /* What a load would change, with all that it brings along. */
@@ -46,6 +47,7 @@ std::vector<Change> changesHere(const Json& document) {
     const Json now = takeSnapshot(partsFor(document)).state;
     Wanted wanted = wantedState(document, now);
     addConsequences(document, now, wanted);
+    checkParts(wanted, now, false);
     return changesBetween(now, wanted.state);
 }
 
@@ -54,10 +56,9 @@ std::vector<Change> changesFrom(const Json& first, const Json& second) {
 }
 
 void diff(const DiffArguments& arguments, const Options& options) {
-    const Json first = parseDocument(arguments.content, arguments.file);
-    const std::vector<Change> changes =
-        arguments.other.empty() ? changesHere(first)
-                                : changesFrom(first, parseDocument(arguments.otherContent, arguments.other));
+    const std::vector<Change> changes = arguments.other.empty()
+                                            ? changesHere(arguments.document)
+                                            : changesFrom(arguments.document, arguments.otherDocument);
     printChanges(changes, options.json, options.secrets);
     if (!changes.empty())
         throw ToolError(ExitStatus::No, fmt::format("{} differ", changes.size()));
@@ -86,9 +87,9 @@ void addDiff(CLI::App& app, const Options& options) {
     runs(
         *verb, Needs::Nothing, [arguments, &options] { diff(*arguments, options); },
         [arguments] {
-            arguments->content = readFile(arguments->file);
+            arguments->document = parseDocument(readFile(arguments->file), arguments->file);
             if (!arguments->other.empty())
-                arguments->otherContent = readFile(arguments->other);
+                arguments->otherDocument = parseDocument(readFile(arguments->other), arguments->other);
         });
 }
 

@@ -32,24 +32,13 @@ constexpr const char* kAwait = "await-confirmation"; // the verb of the process 
 
 struct LoadArguments {
     std::string file;
-    std::string content;
-    std::string generation;
+    Json document;
+    std::optional<std::string> generation;
     std::uint64_t confirmWithin = 0; /* seconds; 0: for good */
     bool dryRun = false;
     bool keepsGoing = false;
     bool isForced = false;
 };
-
-/* Of the parts that a load changes, in this installation. */
-void checkParts(const Wanted& wanted, const Json& now, bool isForced) {
-    Complaints complaints;
-    for (const Part* part : wanted.parts) {
-        const Json& asked = *at(wanted.state, part->path());
-        if (const Json* const state = at(now, part->path()); state == nullptr || !isSame(*state, asked))
-            part->check(asked, isForced, complaints);
-    }
-    complaints.throwIfAny();
-}
 
 /* Waits in the background for the end of the time. When this fails, or the process doesn't live that long, the next
    verb puts back what nobody has confirmed. */
@@ -152,10 +141,10 @@ void refuseSecondLoad() {
 }
 
 void load(const LoadArguments& arguments, const Options& options) {
-    const Json document = parseDocument(arguments.content, arguments.file);
+    const Json& document = arguments.document;
     if (!arguments.dryRun)
         refuseSecondLoad();
-    if (!arguments.generation.empty())
+    if (arguments.generation)
         if (const std::string generation = takeSnapshot().generation; arguments.generation != generation)
             throw ToolError(ExitStatus::Unknown,
                             fmt::format("somebody has changed something: the generation is {}", generation));
@@ -224,14 +213,20 @@ void addLoad(CLI::App& app, const Options& options) {
                  "installation has. Only what differs is stored; a failure half way leaves all as it was before.");
     runs(
         *verb, Needs::Files, [arguments, &options] { load(*arguments, options); },
-        [arguments] { arguments->content = readFile(arguments->file); });
+        [arguments] { arguments->document = parseDocument(readFile(arguments->file), arguments->file); });
 }
 
 void addConfirm(CLI::App& app, const Options& options) {
     auto* verb = app.add_subcommand("confirm", "Keep what load --confirm-within has changed");
     const auto isForced = std::make_shared<bool>(false);
     verb->add_flag("--force", *isForced, "Leave a load that can't be undone as it is");
-    runs(*verb, Needs::Change, [isForced, &options] { confirm(*isForced, options); });
+    // It looks itself: what is given up by force isn't undone first.
+    runs(*verb, Needs::Nothing, [isForced, &options] {
+        if (!*isForced)
+            needTree();
+        const ChangeLock lock;
+        confirm(*isForced, options);
+    }); });
     runs(*app.add_subcommand(kAwait, "Undo a load when its time is over")->group(""), Needs::Nothing,
          awaitConfirmation);
 }

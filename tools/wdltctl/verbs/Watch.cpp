@@ -7,6 +7,7 @@
 #include "Files.h"
 #include "Installation.h"
 #include "LibraryWatch.h"
+#include "RunTool.h"
 #include "ToolError.h"
 #include "Verbs.h"
 
@@ -90,7 +91,13 @@ void watchChanges(std::size_t most, const Options& options) {
         if (found == marks)
             continue;
         marks = found;
-        Json next = look();
+        Json next;
+        try {
+            next = look();
+        } catch (const ToolError& error) { // it may pass
+            printRemark(error.what());
+            continue;
+        }
         const std::vector<Change> changes = changesBetween(state, next);
         print(changes, options);
         printed += changes.size();
