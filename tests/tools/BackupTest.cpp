@@ -79,6 +79,7 @@ TEST_F(Backup, ElsewhereItHasEverythingToo) {
     std::vector<std::string> here;
     std::ranges::transform(shown, std::back_inserter(here), [](const auto& line) { return done(line); });
     fs::rename(install(), install() + "-old"); // nothing of it is needed
+    expectRefused({{"backup -", 3, "the install directory isn't there: wdltctl set system install-path=DIR"}});
     const std::string there = m_elsewhere + "/there";
     {
         const OtherHome other(m_elsewhere + "/home");
@@ -90,6 +91,32 @@ TEST_F(Backup, ElsewhereItHasEverythingToo) {
     }
     fs::remove_all(install());
     fs::rename(install() + "-old", install());
+}
+
+// Of nobody, or of an installation that moved there with its home.
+TEST_F(Backup, FilesInTheWayAreAskedForAndKept) {
+    const std::string there = m_elsewhere + "/there";
+    const std::string names[] = {"UrlBlack.dat", "UrlWhite.dat", "SpamBlack.txt"};
+    fs::create_directory(there);
+    for (const std::string& name : names)
+        TestHome::instance().write(there + "/" + name, "mine");
+    const std::string line = "restore " + m_file + " --install " + there;
+    const auto expectKept = [&] {
+        expectRefused({{line, 2, " files in " + there + "\\ would be replaced; --yes"}});
+        const std::string kept = doneJson(line + " --yes")["kept"];
+        for (const std::string& name : names)
+            EXPECT_EQ(TestHome::instance().read(kept + "/" + name), "mine") << name;
+        EXPECT_FALSE(fs::exists(there + "/UrlWhite.dat"));
+    };
+    {
+        const OtherHome other(m_elsewhere + "/home");
+        expectKept();
+    }
+    for (const std::string& name : names)
+        TestHome::instance().write(there + "/" + name, "mine");
+    fs::rename(m_elsewhere + "/home", m_elsewhere + "/old"); // or it owns the directory
+    TestHome::instance().write("registry/data.mdb", std::string(8192, 'x'));
+    expectKept();
 }
 
 TEST_F(Backup, ADamagedRegistryIsReplaced) {
@@ -104,20 +131,23 @@ TEST_F(Backup, ATurnedByteIsRefused) {
     const std::string good = TestHome::instance().read(m_file);
     changeAll();
     const auto changed = stored();
-    const auto expectDamaged = [&](const std::string& bytes, std::size_t at) {
+    const auto expectDamaged = [&](const std::string& bytes, std::size_t at,
+                                   const std::string& words = "a damaged backup: it") {
         TestHome::instance().write(m_file, bytes);
         const ProgramResult result = typed("restore --yes " + m_file);
         EXPECT_EQ(result.status, 2) << at;
-        EXPECT_THAT(result.err, HasSubstr("not a backup, or damaged: its digest doesn't fit")) << at;
+        EXPECT_THAT(result.err, HasSubstr(words)) << at;
     };
     for (std::size_t at = 0; at < good.size(); at += at < 16 || at + 48 > good.size() ? 1 : 97) {
         std::string bytes = good;
         bytes[at] = static_cast<char>(bytes[at] ^ 0x10);
         expectDamaged(bytes, at);
     }
-    for (const std::size_t size : {std::size_t{0}, std::size_t{39}, good.size() / 2, good.size() - 1})
+    for (const std::size_t size : {std::size_t{39}, good.size() / 2, good.size() - 1})
         expectDamaged(good.substr(0, size), size);
     expectDamaged(good + '\0', good.size());
+    for (const std::string& other : {std::string(), std::string("{}"), std::string(1024, '\0')})
+        expectDamaged(other, other.size(), "not a backup: it has no digest");
     EXPECT_EQ(stored(), changed);
 }
 

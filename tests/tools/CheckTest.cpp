@@ -42,8 +42,9 @@ struct Holder {
 TEST_F(Wdltctl, CheckFindsWhatIsWrongAndMendsWhatLosesNothing) {
     const std::string outside = TestHome::instance().path().string() + "-outside";
     fs::create_directory(outside);
-    for (const char* name : {"install/Temp/pdp00C0FFEE.tmp", "install/.UrlBlack.dat.new", "registry/data.new",
-                             "install/UrlWhite.dat", "install/HostWhite.dat"})
+    for (const char* name :
+         {"install/Temp/pdp00C0FFEE.tmp", "install/.UrlBlack.dat.new", "registry/data.new", "install/UrlWhite.dat",
+          "install/HostWhite.dat", "load.json.Ab12cd", "backup/then/.replaced.backup.new"})
         put(name, "x");
     for (const auto& [path, mode] :
          {std::pair{outside, 0755U}, {home("registry"), 0755U}, {install() + "/Privacy.dat", 0644U}})
@@ -71,10 +72,12 @@ TEST_F(Wdltctl, CheckFindsWhatIsWrongAndMendsWhatLosesNothing) {
         install() + "/Temp/pdp00C0FFEE.tmp: left by a killed writer; removed",
         install() + "/.UrlBlack.dat.new: left by a killed writer; removed",
         home("registry/data.new: left by a killed writer; removed"),
+        home("load.json.Ab12cd: left by a killed writer; removed"),
+        home("backup/then/.replaced.backup.new: left by a killed writer; removed"),
         install() + "/Privacy.dat: mode 0644 is wider than the home's 0600; now 0600",
         home("registry: mode 0755 is wider than the home's 0700; now 0700"),
     };
-    expectOutcomes({{"check", 1, install() + "/Temp/pdp00C0FFEE.tmp: left by a killed writer\n", "13 found"}});
+    expectOutcomes({{"check", 1, install() + "/Temp/pdp00C0FFEE.tmp: left by a killed writer\n", "15 found"}});
     const std::string repaired = typed("check --repair").out;
     for (const std::string& line : lines)
         EXPECT_THAT(repaired, HasSubstr(line + "\n"));

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <span>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,6 +19,11 @@ struct ArchiveEntry {
 
 /* More than all lists and a tree have. */
 inline constexpr std::size_t kMostArchivedBytes = std::size_t{60} << 20;
+
+/* Not the bytes that were packed. */
+struct DamagedArchive : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
 
 /* Failures of both are std::runtime_errors. */
 std::string packArchive(std::span<const ArchiveEntry> entries);

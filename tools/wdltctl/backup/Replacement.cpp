@@ -54,6 +54,19 @@ void syncFolder(const std::string& folder) {
 
 } // namespace
 
+std::set<std::string> filesInTheWay(const SavedState& state) {
+    std::set<std::string> paths;
+    for (const auto& [what, file] : filesNamedIn(state.tree)) {
+        std::error_code error;
+        const auto there = fs::symlink_status(file.path, error).type();
+        if (there != fs::file_type::not_found && there != fs::file_type::regular && there != fs::file_type::symlink)
+            throw ToolError(ExitStatus::Failed, displayNarrow(file.path) + ": isn't a file", {.path = file.path});
+        if (there != fs::file_type::not_found)
+            paths.insert(file.path);
+    }
+    return paths;
+}
+
 Replacement::Replacement(std::string home, const SavedState& state)
     : m_home(std::move(home)), m_state(state), m_install(installIn(state.tree)), m_folder(folderIfSet(m_install)) {}
 
@@ -65,15 +78,11 @@ Replacement::~Replacement() {
 
 void Replacement::lieBeside() {
     std::set<std::string> gone = oldPathsIn(m_folder);
+    gone.merge(filesInTheWay(m_state));
     std::set<std::string> placed;
     for (const auto& [what, file] : filesNamedIn(m_state.tree)) {
         const std::string& path = file.path;
-        std::error_code error;
-        if (const auto there = fs::symlink_status(path, error).type();
-            there != fs::file_type::not_found && there != fs::file_type::regular && there != fs::file_type::symlink)
-            throw ToolError(ExitStatus::Failed, displayNarrow(path) + ": isn't a file", {.path = path});
         const auto content = m_state.files.find(what);
-        gone.insert(path);
         if (content == m_state.files.end() || !placed.insert(path).second)
             continue;
         const std::string beside = fmt::format("{}.{}{}", m_install, file.name, kRestoredEnding);

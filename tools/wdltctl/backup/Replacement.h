@@ -5,6 +5,7 @@
 
 #include "SavedState.h"
 
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -15,6 +16,10 @@ class HomeCopy;
 
 /* Of a file that lies beside its place. */
 inline constexpr const char* kRestoredEnding = ".restored.tmp";
+
+/* The files of the directory that the state goes to that it replaces or removes, whoever's they are; but not those that
+   only the settings which it replaces name. A ToolError where one is no file. */
+std::set<std::string> filesInTheWay(const SavedState& state);
 
 class Replacement {
   public:

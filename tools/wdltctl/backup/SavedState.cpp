@@ -162,8 +162,10 @@ SavedState SavedState::unpack(std::string_view bytes) {
         return stateFrom(unpackArchive(bytes));
     } catch (const std::bad_alloc&) {
         throw;
+    } catch (const DamagedArchive& error) {
+        throw ToolError(ExitStatus::Usage, fmt::format("a damaged backup: {}", error.what()));
     } catch (const std::exception& error) {
-        throw ToolError(ExitStatus::Usage, fmt::format("not a backup, or damaged: {}", error.what()));
+        throw ToolError(ExitStatus::Usage, fmt::format("not a backup: {}", error.what()));
     }
 }
 

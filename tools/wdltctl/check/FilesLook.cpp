@@ -52,9 +52,17 @@ bool isHalfReplacement(std::string_view name, const std::set<std::string>& names
            });
 }
 
+/* What the tools write beside a file of the home, under the change lock. The files themselves say what is to be done
+   yet. */
+bool isHalfWritten(std::string_view name) {
+    constexpr std::string_view kBeginnings[] = {"load.json.", "load.note.", "restore.journal."};
+    return std::ranges::any_of(kBeginnings, [&](std::string_view each) { return name.starts_with(each); });
+}
+
 /* The files that are replaced: those of a fresh installation, and what settings call them if those can be read. */
 std::set<std::string> replacedNames(const Installation& installation) {
-    std::set<std::string> names = {"settings", kInstalledFile, kOwnerFile, "restore.journal"};
+    std::set<std::string> names = {"settings",        kInstalledFile, kOwnerFile,
+                                   "restore.journal", "settings.reg", "replaced.backup"};
     for (const DataFile& file : allDataFiles()) {
         names.insert(std::string(file.freshName()));
         if (!installation.prefix.empty())
@@ -80,7 +88,7 @@ void lookForLeftovers(Findings& findings, const std::string& home, const std::st
     const std::set<std::string> names = replacedNames(installation);
     for (const fs::path& file : entriesOf(folder)) {
         const std::string name = file.filename();
-        if (!isTemporaryName(name) && !isHalfReplacement(name, names))
+        if (!isTemporaryName(name) && !isHalfReplacement(name, names) && (folder != home || !isHalfWritten(name)))
             continue;
         if (WdIsLeftBehind(file.c_str()) == FALSE)
             continue;
@@ -191,8 +199,7 @@ void lookForUnnamed(Findings& findings, const Installation& installation, HomeCo
 void lookForFolders(Findings& findings, const Installation& installation) {
     std::error_code error;
     if (!fs::is_directory(installation.install, error)) {
-        findings.push_back(
-            {installation.install, "the install directory isn't there: wdltctl init --upgrade makes it"});
+        findings.push_back({installation.install, kInstallIsGone});
         return;
     }
     for (const std::string& folder : {installation.temp, installation.log})
@@ -209,6 +216,8 @@ void lookForFolders(Findings& findings, const Installation& installation) {
 void lookAtFiles(Findings& findings, const std::string& home, const Installation& installation, HomeCopy& kept) {
     lookForHalfHomes(findings, home);
     lookForLeftovers(findings, home, home, installation);
+    for (const fs::path& copy : entriesOf(home + "/backup"))
+        lookForLeftovers(findings, home, copy, installation);
     lookAtModes(findings, home, installation);
     if (!installation.temp.empty())
         lookForLeftovers(findings, home, installation.temp, installation);

@@ -35,6 +35,11 @@ extern const DataFile& kPrivacyDatabase;
 extern const DataFile& kPrivacyBackup;
 extern const DataFile& kAddressCache;
 
+/* Of an install directory, with the way out. */
+inline constexpr const char* kInstallIsGone =
+    "the install directory isn't there: wdltctl set system install-path=DIR where it was moved, wdltctl init --upgrade "
+    "makes it anew";
+
 /* The path of a file or folder that is named as the registry has it. */
 std::string pathOf(const std::string& narrowName);
 /* The same without a separator at the end; empty for an empty one. */

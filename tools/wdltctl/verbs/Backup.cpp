@@ -1,16 +1,22 @@
 /* backup: the whole installation in one file. */
 
 #include "ChangeLock.h"
+#include "Display.h"
 #include "Files.h"
+#include "Installation.h"
+#include "Owner.h"
 #include "Replacement.h"
 #include "SavedState.h"
 #include "ToolError.h"
 #include "Verbs.h"
 
 #include <CLI/CLI.hpp>
+#include <filesystem>
 #include <fmt/format.h>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <string>
+#include <system_error>
 
 namespace wdlt {
 namespace {
@@ -23,9 +29,20 @@ std::string packOf(const SavedState& state) {
     }
 }
 
+/* A home that was moved, or a disk that isn't mounted: there would be a backup without any list. */
+void refuseWithoutInstall() {
+    const std::string install = storedInstall();
+    std::error_code error;
+    if (!std::filesystem::is_directory(install, error))
+        throw ToolError(ExitStatus::Unknown,
+                        fmt::format("{}: {}", install.empty() ? "installPath" : displayNarrow(install), kInstallIsGone),
+                        {.path = install});
+}
+
 void backUp(const std::string& file, const Options& options) {
     const SavedState state = [] {
         const ChangeLock lock;
+        refuseWithoutInstall();
         return SavedState::take();
     }();
     const std::string bytes = packOf(state);

@@ -20,7 +20,10 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <platform/text.h>
+#include <set>
+#include <string>
 #include <unistd.h>
+#include <vector>
 
 namespace wdlt {
 namespace {
@@ -41,13 +44,19 @@ SavedState stateOf(const RestoreArguments& arguments) {
     return state;
 }
 
+/* Nothing is asked where nothing is in the way; `home` is empty where there is none yet. */
 void ask(const std::string& home, const SavedState& state) {
-    if (isGranted(fmt::format("Replace all that is in {} by {}", displayNarrow(home), toldOf(state))))
+    std::vector<std::string> old;
+    if (!home.empty())
+        old.push_back("all that is in " + displayNarrow(home));
+    if (const std::size_t files = filesInTheWay(state).size(); files != 0)
+        old.push_back(fmt::format("{} files in {}", files, displayNarrow(installIn(state.tree))));
+    const std::string what = fmt::format("{}", fmt::join(old, " and "));
+    if (old.empty() || isGranted(fmt::format("Replace {} by {}", what, toldOf(state))))
         return;
     if (::isatty(STDIN_FILENO) == 1)
         throw ToolError(ExitStatus::No, "nothing is restored");
-    throw ToolError(ExitStatus::Usage,
-                    fmt::format("{} is in use; --yes replaces all that is there", displayNarrow(home)));
+    throw ToolError(ExitStatus::Usage, fmt::format("{} would be replaced; --yes does that", what));
 }
 
 /* The texts of list files have no other note of it. */
@@ -59,14 +68,29 @@ void lookAtCodePage(const SavedState& state, const std::string& home) {
                                     state.codePage, GetACP(), state.codePage, home));
 }
 
-/* Of what can be read: of a damaged registry the file itself is kept. */
-void keepOld(HomeCopy& kept) {
+/* As a backup, unless it can't be read: of a damaged registry the file itself is kept. */
+std::set<std::string> keepAsBackup(HomeCopy& kept) {
     try {
         finishInterrupted();
     } catch (const ToolError&) { // it is replaced, too
     }
-    if (holdsValues(std::u16string(kBasePath)))
-        kept.keepText("replaced.backup", SavedState::take().pack());
+    std::set<std::string> files;
+    if (!holdsValues(std::u16string(kBasePath)))
+        return files;
+    const SavedState old = SavedState::take();
+    kept.keepText("replaced.backup", old.pack());
+    for (const auto& [what, file] : filesNamedIn(old.tree))
+        if (old.files.contains(what))
+            files.insert(file.path);
+    return files;
+}
+
+/* The target directory may have files that aren't this installation's. */
+void keepOld(HomeCopy& kept, bool isReadable, const SavedState& state) {
+    const std::set<std::string> saved = isReadable ? keepAsBackup(kept) : std::set<std::string>();
+    for (const std::string& file : filesInTheWay(state))
+        if (!saved.contains(file))
+            kept.copyFile(file);
 }
 
 void restore(const RestoreArguments& arguments, const SavedState& state, const Options& options) {
@@ -74,13 +98,12 @@ void restore(const RestoreArguments& arguments, const SavedState& state, const O
     const bool isHome = lookAtHome(home, HomeUse::Replace);
     lookAtCodePage(state, home);
     refuseOthers(home, folderIfSet(installIn(state.tree)));
-    if (isHome && !arguments.isGranted)
-        ask(home, state);
+    if (!arguments.isGranted)
+        ask(isHome ? home : "", state);
     const ChangeLock lock;
     const bool isDamaged = isHome && !registryFault(home).empty();
     HomeCopy kept(home);
-    if (isHome && !isDamaged)
-        keepOld(kept);
+    keepOld(kept, isHome && !isDamaged, state);
 
     Replacement replacement(home, state);
     beginJournal(home, state.pack());
@@ -117,7 +140,9 @@ void addRestore(CLI::App& app, const Options& options) {
     verb->add_flag("--yes", arguments->isGranted, "Don't ask");
     verb->footer(
         "The whole file is looked at before anything changes. It is all or nothing: a restore that is killed is "
-        "completed by the next verb. What is replaced is kept in the home's folder backup, as a backup too.");
+        "completed by the next verb. What is replaced is kept in the home's folder backup: the installation as a "
+        "backup "
+        "too, other files of the install directory as they are.");
     runs(
         *verb, Needs::Nothing, [arguments, state, &options] { restore(*arguments, *state, options); },
         [arguments, state] { *state = stateOf(*arguments); });
