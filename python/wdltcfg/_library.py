@@ -211,7 +211,7 @@ def typed(value: Any, *kinds: type[Any]) -> None:
 
 def flag(value: Any) -> int:
     if value not in (0, 1):
-        raise TypeError(f"True or False is needed, not {type(value).__name__}")
+        raise TypeError(f"True or False is needed, not {shown(value)}")
     return int(value)
 
 

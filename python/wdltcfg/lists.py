@@ -225,13 +225,13 @@ def add_rule(rule: Rule) -> None:
     with about("rule"):
         typed(rule, Rule)
     item = c.WdltDrsWhiteListItem(Index=_index(rule.index))
-    for member, text in (("ProcessImageName", rule.process), ("RuleName", rule.name), ("DomainName", rule.domain)):
-        with about(member):
+    for name, member in (("process", "ProcessImageName"), ("name", "RuleName"), ("domain", "DomainName")):
+        text, field = getattr(rule, name), getattr(c.WdltDrsWhiteListItem, member)
+        with about(name):
             typed(text, str)
-        units = text.encode("utf-16-le", "surrogatepass")
-        field = getattr(c.WdltDrsWhiteListItem, member)
-        if len(units) >= field.size or "\0" in text:
-            raise ValueError(f"{member}: at most {field.size // 2 - 1} units, and no zero")
+            units = text.encode("utf-16-le", "surrogatepass")
+            if len(units) >= field.size or "\0" in text:
+                raise ValueError(f"at most {field.size // 2 - 1} units, and no zero")
         ctypes.memmove(byref(item, field.offset), units, len(units))
     installed()
     check(library.WdltAddDRSWhiteListItem(byref(item)), "rules")
