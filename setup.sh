@@ -19,9 +19,8 @@ gates=(
     spin                                   # checks the model of the lock
     mypy python3-pip python3-setuptools python3-wheel # types and wheel of the Python package
     libbenchmark-dev libsqlite3-dev sqlite3 libre2-dev # benchmarks
-    libbenchmark-dev libsqlite3-dev libre2-dev # benchmarks
     dpkg-dev file lintian mmdebstrap pkg-config # packages
-    mandoc man-db zsh fish                 # manual pages and completions
+    mandoc man-db bash-completion zsh fish                 # manual pages and completions
 )
 case "${1:-all}" in
     build) ;;

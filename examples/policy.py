@@ -46,5 +46,5 @@ def main():
 if __name__ == "__main__":
     try:
         main()
-    except (wdltcfg.Error, ValueError, OSError) as error:
+    except (wdltcfg.Error, ValueError, TypeError, OSError) as error:
         sys.exit(f"policy.py: {error}")

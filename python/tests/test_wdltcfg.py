@@ -60,6 +60,13 @@ class Interface(unittest.TestCase):
         self.assertEqual(sizes, {name: str(ctypes.sizeof(getattr(interface, name))) for name in sizes})
 
 
+class Module(unittest.TestCase):
+    def test_tells_what_is_for_callers(self):
+        self.assertRegex(wdltcfg.__version__, r"^1\.\d+\.\d+$")
+        for module in (wdltcfg, lists):
+            self.assertEqual(set(module.__all__) - {"__version__"}, set(dir(module)) - {"__version__"})
+
+
 class Records(unittest.TestCase):
     def test_round_trip(self):
         places = {"virus": ("pop3", "smtp", "http", "files"), "handler": ("pop3", "smtp", "http")}
@@ -87,12 +94,29 @@ class Records(unittest.TestCase):
                             ("proxy_server", "a\0b"), ("proxy_server", "\udc41é")):
             with self.subTest(name, value=value), self.assertRaises(ValueError):
                 setattr(proxy, name, value)
+        hosts, urls, mistyped = lists.hosts(), lists.urls("black"), lists.Rule(2**32 + 1, "a.exe", "b", "c")
         for call, words in ((wdltcfg.read, ["pops"]), (wdltcfg.read, ["virus"]), (wdltcfg.read, ["handler", "files"]),
-                            (wdltcfg.enable, ["pv"]), (lists.urls, ["grey"]), (lists.remove_rule, [0])):
+                            (wdltcfg.read, ["pop3", "smtp"]), (wdltcfg.enable, ["pv"]), (lists.urls, ["grey"]),
+                            (lists.remove_rule, [0]), (lists.remove_rule, [2**32]), (lists.add_rule, [mistyped]),
+                            (hosts.add, ["hex:0"])):
             with self.subTest(words), self.assertRaises(ValueError):
                 call(*words)
-        with self.assertRaises(AttributeError):
-            wdltcfg.read("system").handler_count = 1
+        for name in ("handler_count", "mod"):
+            with self.subTest(name), self.assertRaisesRegex(AttributeError, name):
+                setattr(wdltcfg.read("system"), name, 1)
+        for record, name, value in (("urlf", "mode", "x"), ("urlf", "mode", 1.0), ("urlf-proxy", "proxy_user", 1),
+                                    ("plugin-manager", "enable", "no"), ("plugin-manager", "enable", 2)):
+            with self.subTest(name, value=value), self.assertRaisesRegex(TypeError, f"^{name}: .*needed, not"):
+                setattr(wdltcfg.read(record), name, value)
+        for call, value in ((wdltcfg.read, 3), (wdltcfg.write, "urlf"), (wdltcfg.enable, 3), (lists.urls, 3),
+                            (urls.add, 3), (urls.add, ["a"]), (urls.remove, 3), (urls.write, "ab"), (hosts.add, 3),
+                            (urls.write, [3]), (lists.add_rule, "r"), (lists.remove_rule, "r")):
+            with self.subTest(value=value), self.assertRaisesRegex(TypeError, "is needed, not"):
+                call(value)
+        with self.assertRaisesRegex(ValueError, "plugin-manager"):
+            wdltcfg.enable("nix")
+        with self.assertRaisesRegex(ValueError, "^.{0,150}$"):
+            urls.add("x" * 3000)
         proxy.proxy_password = "hidden"
         self.assertNotIn("hidden", repr(proxy))
 
@@ -102,9 +126,12 @@ class Records(unittest.TestCase):
         self.assertEqual((caught.exception.status, caught.exception.name, caught.exception.words),
                          (-1, "WDLT_E_GENERAL", "general failure"))
         with tempfile.TemporaryDirectory() as empty:
-            child = in_python("try: wdltcfg.read('hfs')\nexcept wdltcfg.Error as error: print(error.name)",
-                              WARDLET_HOME=empty)
-            self.assertEqual(child.communicate()[0], b"WDLT_E_REGISTRY\n")
+            for home, call in ((empty, "read('hfs')"), (f"{empty}/none", "read('hfs')"),
+                               (f"{empty}/none", "change().__enter__()")):
+                child = in_python(f"try: wdltcfg.{call}\nexcept wdltcfg.Error as error: print(error.name)",
+                                  WARDLET_HOME=home)
+                self.assertEqual(child.communicate()[0], b"WDLT_E_REGISTRY\n")
+            self.assertFalse(Path(empty, "none").exists())
 
 
 class Features(unittest.TestCase):
@@ -130,6 +157,7 @@ class Lists(unittest.TestCase):
                 self.assertEqual(list(a_list), [])
                 self.assertEqual((a_list.add(*entries), a_list.add(entries[0])), (entries, []))
                 self.assertEqual((list(a_list), stored("list", *words)), (entries, entries))
+                self.assertEqual((len(a_list), repr(a_list)), (len(entries), f"<list {' '.join(words)}>"))
                 self.assertEqual(a_list.remove(entries[0], "none"), entries[:1])
                 self.assertEqual(stored("list", *words), entries[1:])
                 with self.assertRaises(ValueError):

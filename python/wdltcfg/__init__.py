@@ -9,9 +9,9 @@
     wdltcfg.enable("pvs")
     wdltcfg.lists.urls("black").add("*.example.com/*")
 
-A text is in the system code page there and a str here. A failure is a wdltcfg.Error. `read(records.Urlf)` is
-read("urlf") with its type known. Beneath it, `library` has all 103 functions under their own names with their arguments
-declared, and `interface` their constants and structures:
+A text is in the system code page there and a str here. A failure is a wdltcfg.Error, as is a missing home.
+`read(records.Urlf)` is read("urlf") with its type known. Beneath it, `library` has all 103 functions under their own
+names with their arguments declared, and `interface` their constants and structures:
 
     urls = wdltcfg.interface.WdpeUrlfUUC()
     wdltcfg.check(wdltcfg.library.WdltUrlfReadUUC(ctypes.byref(urls)))
@@ -28,10 +28,18 @@ from typing import Any, TypeVar, overload
 
 from . import interface, lists, records
 from ._fields import Address, Exports, Record
-from ._library import Error, change, check, decode, encode, function, installed, library, named, stored_value
+from ._library import (Error, about, change, check, decode, encode, flag, function, installed, library, named, shown,
+                       stored_value, typed)
+
+__version__ = "@PROJECT_VERSION@"
 
 __all__ = ["Error", "Record", "change", "check", "decode", "disable", "enable", "encode", "interface", "is_enabled",
            "library", "lists", "read", "records", "write"]
+
+
+def __dir__() -> list[str]:
+    return [*__all__, "__version__"]
+
 
 R = TypeVar("R", bound=Record)
 
@@ -42,10 +50,13 @@ _PLACES = {"pop3": (interface.WDLT_PROTOCOL_POP3, interface.WDLT_INPUT_NONE),
            "files": (interface.WDLT_PROTOCOL_HTTP, interface.WDLT_INPUT_HTTP_FILE_SCAN)}
 _HANDLERS = {name: protocol for name, (protocol, _) in _PLACES.items() if name != "files"}
 _PRIVACY = interface.WDLT_PRIVACY_SMTP | interface.WDLT_PRIVACY_HTTP
+_FEATURES = {name: name for name in (*records.FEATURES, "pdp", "drs-white-list", "plugin-manager")}
 
 
 def _place(kind: type[Record], which: str | int) -> Exports | Address:
     if kind._reached:
+        if which != "":
+            raise ValueError(f"{kind.RECORD} is only one: {shown(which)}")
         return kind._reached
     if kind is records.Virus:
         protocol, from_where = named("place of virus", _PLACES, str(which))
@@ -61,7 +72,9 @@ def read(record: str, which: str | int = "") -> Any: ...
 def read(record: type[Record] | str, which: str | int = "") -> Any:
     """The record of that name or class. `which` is the place of "virus" (pop3, smtp, http or files), and the protocol
     of "handler" (pop3, smtp, http, or its number)."""
-    kind = named("record", Record.KINDS, record) if isinstance(record, str) else record
+    kind: Any = record
+    if not (isinstance(record, type) and issubclass(record, Record)):
+        kind = named("record", Record.KINDS, record)
     place = _place(kind, which)
     installed()
     data: Any = kind()
@@ -83,6 +96,8 @@ def read(record: type[Record] | str, which: str | int = "") -> Any:
 def write(record: Record) -> None:
     """Stores a record that was read. What the library corrects is corrected in `record` too, where the headers say so.
     WDLT_E_NO_ANSWER as the Error's status means that it is stored, and that the service didn't answer in time."""
+    with about("record"):
+        typed(record, Record)
     place = record.place or type(record)._reached
     if place is None:
         raise ValueError(f"{record.RECORD}: read it first")
@@ -96,7 +111,7 @@ def write(record: Record) -> None:
 
 def is_enabled(feature: str, protocols: int = _PRIVACY) -> bool:
     """Whether the feature is on, with its handler; "pdp" for all of `protocols`, bits of interface.WDLT_PRIVACY_…"""
-    feature = feature.lower()
+    feature = named("feature", _FEATURES, feature)
     installed()
     if feature == "plugin-manager":
         return bool(read(records.PluginManager).enable)
@@ -104,12 +119,14 @@ def is_enabled(feature: str, protocols: int = _PRIVACY) -> bool:
         return check(library.WdltPdpIsProtocolEnabled(protocols), feature) != 0
     if feature == "drs-white-list":
         return check(library.WdltIsDRSWhiteListEnabled(), feature) != 0
-    return check(function(named("feature", records.FEATURES, feature).read)(), feature) != 0
+    return check(function(records.FEATURES[feature].read)(), feature) != 0
 
 
 def enable(feature: str, on: bool = True, protocols: int = _PRIVACY) -> None:
     """Switches a feature, and on first what it needs, holding change(). WDLT_E_NO_ANSWER as with write."""
-    feature = feature.lower()
+    feature = named("feature", _FEATURES, feature)
+    with about(feature):
+        flag(on)
     with change():
         installed()
         if feature == "plugin-manager":
@@ -122,7 +139,7 @@ def enable(feature: str, on: bool = True, protocols: int = _PRIVACY) -> None:
             option = (stored_value("PluginManager\\DRS\\WhiteList", "Option") or b"")[:4]
             check(library.WdltEnableDRSWhiteList(on, int.from_bytes(option, "little")), feature)
         else:
-            check(function(named("feature", records.FEATURES, feature).write)(on), feature)
+            check(function(records.FEATURES[feature].write)(on), feature)
 
 
 def disable(feature: str, protocols: int = _PRIVACY) -> None:

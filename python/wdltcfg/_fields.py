@@ -4,7 +4,7 @@ from __future__ import annotations
 import ctypes
 from typing import Any, ClassVar, Generic, NamedTuple, TypeVar, overload
 
-from ._library import decode, encode
+from ._library import about, decode, encode, flag, shown, typed
 
 T = TypeVar("T")
 F = TypeVar("F", bound="Field[Any]")
@@ -51,10 +51,8 @@ class Field(Generic[T]):
     def __set__(self, record: Record, value: T) -> None:
         if self.read_only:
             raise AttributeError(f"{self.name} is read only")
-        try:
+        with about(self.name):
             self._of_c.__set__(record, self._given(value))
-        except ValueError as error:
-            raise ValueError(f"{self.name}: {error}") from None
 
     def _taken(self, record: Record, content: Any) -> T:
         raise NotImplementedError
@@ -68,11 +66,12 @@ class Number(Field[int]):
         return int(content)
 
     def _given(self, value: int) -> int:
+        typed(value, int)
         least, most = self.least, min(self.most, 2 ** (8 * self.size) - 1)
         if self._type is ctypes.c_int32:
             least, most = -(2**31), 2**31 - 1
         if not least <= value <= most:
-            raise ValueError(f"{value} isn't within {least} to {most}")
+            raise ValueError(f"{shown(value)} isn't within {least} to {most}")
         return value
 
 
@@ -81,7 +80,7 @@ class Flag(Field[bool]):
         return bool(content)
 
     def _given(self, value: bool) -> int:
-        return int(bool(value))
+        return flag(value)
 
 
 def _narrow(text: str, most: int) -> bytes:
@@ -107,6 +106,7 @@ class Names(Field["tuple[str, ...]"]):
         return tuple(map(decode, names[: names.index(b"")] if b"" in names else names))
 
     def _given(self, value: tuple[str, ...]) -> Any:
+        typed(value, tuple, list)
         slot = self._type._type_
         if len(value) > self._type._length_ or "" in value:
             raise ValueError(f"at most {self._type._length_} names, and none that is empty")
@@ -134,10 +134,15 @@ class Record:
         cls.FIELDS = {name: field for name, field in vars(cls).items() if isinstance(field, Field)}
         cls.KINDS[cls.RECORD] = cls
 
+    def __setattr__(self, name: str, value: Any) -> None:
+        if not hasattr(type(self), name):
+            raise AttributeError(f"{self.RECORD} has no {name}: {', '.join(self.FIELDS)}")
+        super().__setattr__(name, value)
+
     def __repr__(self) -> str:
-        shown = (f"{name}={'(secret)' if field.secret else repr(getattr(self, name))}"
+        fields = (f"{name}={'(secret)' if field.secret else repr(getattr(self, name))}"
                  for name, field in self.FIELDS.items())
-        return f"{type(self).__name__}({', '.join(shown)})"
+        return f"{type(self).__name__}({', '.join(fields)})"
 
     def __eq__(self, other: object) -> bool:
         return type(other) is type(self) and all(getattr(self, name) == getattr(other, name) for name in self.FIELDS)

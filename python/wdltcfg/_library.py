@@ -3,12 +3,14 @@ from __future__ import annotations
 
 import ctypes
 import os
+import reprlib
 import sysconfig
 import time
+from contextlib import contextmanager
 from ctypes import byref, c_char_p, c_int, c_uint32, c_void_p
 from pathlib import Path
 from types import TracebackType
-from typing import Any, Mapping, TypeVar
+from typing import Any, Iterator, Mapping, TypeVar
 
 from . import interface
 
@@ -40,6 +42,7 @@ _OF_LAYER: tuple[tuple[str, Any, list[Any]], ...] = (
     ("CloseHandle", c_int, [c_void_p]),
     ("MultiByteToWideChar", c_int, [c_uint32, c_uint32, c_char_p, c_int, c_void_p, c_int]),
     ("WideCharToMultiByte", c_int, [c_uint32, c_uint32, c_char_p, c_int, c_void_p, c_int, c_char_p, c_void_p]),
+    ("WdLookAtHome", c_uint32, [c_void_p, c_uint32]),
     ("WdPathOfName", c_uint32, [c_char_p, c_void_p, c_uint32]),
     ("RegOpenKeyExA", c_uint32, [c_void_p, c_char_p, c_uint32, c_uint32, c_void_p]),
     ("RegQueryValueExA", c_uint32, [c_void_p, c_char_p, c_void_p, c_void_p, c_void_p, c_void_p]),
@@ -72,9 +75,17 @@ def check(status: int, detail: str = "") -> int:
     return status
 
 
+def look_at_home() -> None:
+    """An Error where there is no home. The library would make it, for a read too, and that of a mistyped name."""
+    path = ctypes.create_string_buffer(4096)
+    if layer.WdLookAtHome(path, len(path)) == 2:  # ERROR_FILE_NOT_FOUND
+        raise Error(interface.WDLT_E_REGISTRY, f"there is no home {os.fsdecode(path.value)}")
+
+
 def installed() -> interface.WdchSystemData:
     """The service's own record. An Error where nothing is installed or can be read: then many functions answer with
     defaults and 0, which a write would store."""
+    look_at_home()
     system = interface.WdchSystemData()
     size = ctypes.c_uint64(ctypes.sizeof(system))
     check(library.WdltReadConfig(interface.WDLT_PROTOCOL_SYSTEM, 0, 0, byref(system), byref(size)))
@@ -90,7 +101,9 @@ class change:
             ...
 
     It may be entered again by the thread that has it. `abandoned` says that the one who had it before died, perhaps
-    half way through its change: each value that it stored is whole. After `timeout` seconds: a TimeoutError."""
+    half way through its change: each value that it stored is whole. It can be told only where another process had the
+    mutex open meanwhile, as those have that wait for it; else the mutex was gone with the one who died. After `timeout`
+    seconds: a TimeoutError; where there is no home: an Error."""
 
     NAME = b"Global\\wdlt_change_mutex"
     _SLICE = 100  # milliseconds between two looks at Python's own signals
@@ -101,6 +114,7 @@ class change:
         self.abandoned = False
 
     def __enter__(self) -> change:
+        look_at_home()
         end = None if self.timeout is None else time.monotonic() + self.timeout
         self._mutex = layer.CreateMutexA(None, 0, self.NAME)
         if not self._mutex:
@@ -144,6 +158,7 @@ def decode(text: bytes) -> str:
 
 def encode(text: str) -> bytes:
     """The text in the system code page; a ValueError when that can't represent it, or for a zero inside it."""
+    typed(text, str)
     if "\0" in text:
         raise ValueError("a text ends at a zero")
     if not text:
@@ -155,7 +170,7 @@ def encode(text: str) -> bytes:
     lacks = c_int()
     length = layer.WideCharToMultiByte(0, 0, wide, len(wide) // 2, None, 0, None, byref(lacks))
     if length == 0 or lacks:
-        raise ValueError(f"{text!r} isn't in the system code page")
+        raise ValueError("not in the system code page")
     narrow = ctypes.create_string_buffer(length)
     layer.WideCharToMultiByte(0, 0, wide, len(wide) // 2, narrow, length, None, None)
     return narrow.raw
@@ -183,6 +198,32 @@ def path_of(name: bytes) -> bytes:
     return path.value
 
 
+_short = reprlib.Repr()
+_short.maxstring = 80
+shown = _short.repr  # of what a caller gave, for an error's message
+
+
+def typed(value: Any, *kinds: type[Any]) -> None:
+    """The value itself may be a secret: it isn't told."""
+    if not isinstance(value, kinds):
+        raise TypeError(f"{' or '.join(kind.__name__ for kind in kinds)} is needed, not {type(value).__name__}")
+
+
+def flag(value: Any) -> int:
+    if value not in (0, 1):
+        raise TypeError(f"True or False is needed, not {shown(value)}")
+    return int(value)
+
+
+@contextmanager
+def about(what: str) -> Iterator[None]:
+    """Values are checked within it: what is refused there is told with a name."""
+    try:
+        yield
+    except (TypeError, ValueError) as error:
+        raise (TypeError if isinstance(error, TypeError) else ValueError)(f"{what}: {error}") from None
+
+
 def function(name: str) -> Any:
     return getattr(library, name)
 
@@ -192,6 +233,8 @@ V = TypeVar("V")
 
 def named(what: str, table: Mapping[str, V], name: str) -> V:
     """What the table has under a name that a caller gave, in any case."""
+    with about(what):
+        typed(name, str)
     if name.lower() not in table:
-        raise ValueError(f"{name!r} is no {what}: {', '.join(table)}")
+        raise ValueError(f"{shown(name)} is no {what}: {', '.join(table)}")
     return table[name.lower()]

@@ -11,7 +11,16 @@ from dataclasses import dataclass
 from typing import Any, Callable, Iterator
 
 from . import interface as c
-from ._library import Error, change, check, decode, encode, installed, library, named, path_of, stored_value
+from ._library import (Error, about, change, check, decode, encode, installed, library, named, path_of, shown,
+                       stored_value, typed)
+
+__all__ = ["Rule", "TextList", "add_rule", "addresses", "exclusions", "has_url", "hosts", "remove_rule", "rules",
+           "spam", "spyware", "urls"]
+
+
+def __dir__() -> list[str]:
+    return __all__
+
 
 _TYPES = {"white": c.WDLT_LIST_WHITE, "black": c.WDLT_LIST_BLACK}
 
@@ -44,36 +53,54 @@ class TextList:
         return [self._shown(getattr(record, self._member)) for record in _records(self._read, self._kind, self._what)]
 
     def write(self, texts: list[str]) -> None:
+        with about(self._what):
+            typed(texts, list, tuple)
         installed()
         size = getattr(self._kind, self._member).size
         records = (self._kind * max(1, len(texts)))()
         for record, text in zip(records, texts):
-            content, most = self._stored(text, size)
-            if not 0 < len(content) <= most:
-                raise ValueError(f"{self._what}: {text!r} has {len(content)} bytes, not 1 to {most}")
+            with about(f"{self._what}: {shown(text)}"):
+                typed(text, str)
+                content, most = self._stored(text, size)
+                if not 0 < len(content) <= most:
+                    raise ValueError(f"{len(content)} bytes, not 1 to {most}")
             ctypes.memmove(byref(record, getattr(self._kind, self._member).offset), content, len(content))
         check(self._write(records, len(texts)), self._what)
 
     def add(self, *texts: str) -> list[str]:
         """Those that weren't there."""
+        wanted = self._once(texts)
         with change():
             old = self.read()
-            new = [text for text in dict.fromkeys(texts) if text not in old]
+            new = [text for text in wanted if text not in old]
             if new:
                 self.write(old + new)
             return new
 
     def remove(self, *texts: str) -> list[str]:
         """Those that were there."""
+        wanted = self._once(texts)
         with change():
             old = self.read()
-            gone = [text for text in dict.fromkeys(texts) if text in old]
+            gone = [text for text in wanted if text in old]
             if gone:
                 self.write([text for text in old if text not in gone])
             return gone
 
     def __iter__(self) -> Iterator[str]:
         return iter(self.read())
+
+    def __len__(self) -> int:
+        return len(self.read())
+
+    def __repr__(self) -> str:
+        return f"<list {self._what}>"
+
+    def _once(self, texts: tuple[str, ...]) -> list[str]:
+        with about(self._what):
+            for text in texts:
+                typed(text, str)
+        return list(dict.fromkeys(texts))
 
     def _shown(self, content: Any) -> str:
         return decode(content)
@@ -86,7 +113,7 @@ class TextList:
 def urls(which: str) -> TextList:
     """The URL filter's white or black list: patterns, in which * stands for any text."""
     kind = named("list", _TYPES, which)
-    return TextList("urls", c.WdpeUrlfUrlRecord, "szUrl",
+    return TextList(f"urls {which.lower()}", c.WdpeUrlfUrlRecord, "szUrl",
                     lambda records, count: library.WdltUrlfReadRecordList(kind, records, count),
                     lambda records, count: library.WdltUrlfWriteRecordList(kind, records, count))
 
@@ -148,7 +175,7 @@ def spam(which: str) -> TextList:
             return int(c.WDLT_E_FILE)
         return status or int(library.WdltAspmReadRecordList(kind, records, count))
 
-    return TextList("spam", c.WdpeAspmEntry, "szEntry", read,
+    return TextList(f"spam {which.lower()}", c.WdpeAspmEntry, "szEntry", read,
                     lambda records, count: library.WdltAspmWriteRecordList(kind, records, count))
 
 
@@ -185,13 +212,26 @@ def rules() -> list[Rule]:
                                for text in (item.ProcessImageName, item.RuleName, item.DomainName))) for item in items]
 
 
+def _index(index: int) -> int:
+    """0 would be all rules, and so would a number of which 32 bits are 0."""
+    with about("index"):
+        typed(index, int)
+    if not 1 <= index <= c.WDLT_MAX_DRS_INDEX:
+        raise ValueError(f"index: {shown(index)} isn't within 1 to {c.WDLT_MAX_DRS_INDEX}")
+    return index
+
+
 def add_rule(rule: Rule) -> None:
-    item = c.WdltDrsWhiteListItem(Index=rule.index)
-    for member, text in (("ProcessImageName", rule.process), ("RuleName", rule.name), ("DomainName", rule.domain)):
-        units = text.encode("utf-16-le", "surrogatepass")
-        field = getattr(c.WdltDrsWhiteListItem, member)
-        if len(units) >= field.size or "\0" in text:
-            raise ValueError(f"{member}: at most {field.size // 2 - 1} units, and no zero")
+    with about("rule"):
+        typed(rule, Rule)
+    item = c.WdltDrsWhiteListItem(Index=_index(rule.index))
+    for name, member in (("process", "ProcessImageName"), ("name", "RuleName"), ("domain", "DomainName")):
+        text, field = getattr(rule, name), getattr(c.WdltDrsWhiteListItem, member)
+        with about(name):
+            typed(text, str)
+            units = text.encode("utf-16-le", "surrogatepass")
+            if len(units) >= field.size or "\0" in text:
+                raise ValueError(f"at most {field.size // 2 - 1} units, and no zero")
         ctypes.memmove(byref(item, field.offset), units, len(units))
     installed()
     check(library.WdltAddDRSWhiteListItem(byref(item)), "rules")
@@ -199,8 +239,7 @@ def add_rule(rule: Rule) -> None:
 
 def remove_rule(index: int) -> None:
     """Of the rule that has the index, if there is one."""
-    if index <= 0:
-        raise ValueError("an index is above 0")  # 0 would be all
+    index = _index(index)
     installed()
     check(library.WdltDeleteDRSWhiteListItem(index), "rules")
 

@@ -31,7 +31,7 @@ fi
 libraries=$(dirname "$(find "$prefix" -name 'libWdltCfg.so.1')")
 clean() {
     env -i HOME="$work/nobody" PATH="$prefix/bin:/usr/bin:/bin" WARDLET_HOME="$work/home" CMAKE_PREFIX_PATH="$prefix" \
-        PKG_CONFIG_PATH="$libraries/pkgconfig" "$@"
+        PKG_CONFIG_PATH="$libraries/pkgconfig" XDG_DATA_DIRS="$prefix/share:/usr/share" "$@"
 }
 
 # The tools find both libraries that are loaded by name: the charsets, and the trace library for the log.
@@ -70,7 +70,7 @@ clean cmake -S "$work/program" -B "$work/program/build" >/dev/null
 clean cmake --build "$work/program/build" >/dev/null
 clean "$work/program/build/port" >/dev/null
 clean "$work/program/build/mutex"
-clean g++ "$work/program/mutex.cpp" $(clean pkg-config --cflags --libs wdltcfg-platform) -o "$work/program/linked"
+clean g++ -std=c++17 -Wpedantic -Werror "$work/program/mutex.cpp" $(clean pkg-config --cflags --libs wdltcfg-platform) -o "$work/program/linked"
 
 # Manual pages without a warning, in which each verb is; completions in which it is too.
 for tool in wdltctl wdltreg wardlet-peer; do
@@ -87,18 +87,18 @@ clean wdltctl --complete '' | grep -q '^set'$'\t' # or the loop had nothing to l
 [ "$(clean wdltreg --complete query software/h)" = software/Halvermoor/ ]
 clean wdltreg --complete query SOFTWARE/Halvermoor/PLK/Wardlet/ proxyp | grep -q '^ProxyPort'
 
-# What the three shells make of it: the line up to the cursor, and the words that may come next.
+# What the three shells make of it, which find it as docs/getting-started.md says: the line up to the cursor, and the words that may come next.
 zsh_dir=$(dirname "$(find "$prefix" -name _wdltctl)")
 in_bash() {
-    clean bash -c '. "$0/share/bash-completion/completions/wdltctl"; compopt() { :; }
-        COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _wdltctl; printf "%s\n" "${COMPREPLY[@]}"' "$prefix" "$@"
+    clean bash -c '. /usr/share/bash-completion/bash_completion; _completion_loader wdltctl; compopt() { :; }
+        COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _wdltctl; printf "%s\n" "${COMPREPLY[@]}"' "$0" "$@"
 }
 in_zsh() {
-    clean zsh -fc 'compadd() { print -rl -- ${(P)@[-1]} }; words=("$@"); CURRENT=$#; . $0' "$zsh_dir/_wdltctl" "$@"
+    clean zsh -fc 'fpath=($0 $fpath); autoload -U _wdltctl; compadd() { print -rl -- ${(P)@[-1]} }
+        words=("$@"); CURRENT=$#; _wdltctl' "$zsh_dir" "$@"
 }
 in_fish() {
-    clean fish -c 'source $argv[1]/share/fish/vendor_completions.d/wdltctl.fish
-        complete -C "$argv[2..]" | string replace -r "\t.*" ""; true' "$prefix" "$@"
+    clean fish -c 'complete -C "$argv" | string replace -r "\t.*" ""; true' "$@"
 }
 for shell in in_bash in_zsh in_fish; do
     while IFS='|' read -r typed expected; do
@@ -121,8 +121,13 @@ wdltctl get nothing |
 ROWS
 done
 
-# The programs of examples/, where there are some.
-[ ! -x examples/run.sh ] || clean examples/run.sh "$prefix"
+# The documents lead nowhere else, and the examples are programs.
+documents=$prefix/share/doc/wdltcfg
+while IFS=: read -r document link; do
+    link=${link#](}
+    [ -e "$(dirname "$document")/${link%%[#)]*}" ] || fail "$document: $link isn't installed"
+done < <(grep -roE '\]\([^):]*\)' --include='*.md' "$documents")
+clean "$documents/examples/run.sh" "$prefix"
 
 # Without the tools, what they alone need isn't looked for.
 cmake -S . -B "$work/bare" -G Ninja --no-warn-unused-cli -DWDLT_BUILD_TOOLS=OFF -DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON \

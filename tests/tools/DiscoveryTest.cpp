@@ -19,6 +19,7 @@ TEST_F(Wdltctl, TellsWhatThereIs) {
         {"describe system", 0, "\nproxy-port             ProxyPort           number           6999 ", ""},
     });
     expectOutputs({
+        {"--complete aw", ""}, // a verb of the tool's own
         {"list handlers --json", R"([{"handler": "POP3", "type": 1, "state": "off"},
                                      {"handler": "SMTP", "type": 2, "state": "off"},
                                      {"handler": "HTTP", "type": 3, "state": "off"}])"},

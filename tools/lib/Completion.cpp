@@ -39,7 +39,7 @@ class Reader {
             return words("--" + m_option->get_lnames().front(), begun, wordsOf);
         if (!m_onlyOperands && begun.starts_with('-'))
             return options();
-        if (const auto verbs = m_verb->get_subcommands([](const CLI::App*) { return true; }); !verbs.empty()) {
+        if (const auto verbs = verbsOf(*m_verb); !verbs.empty()) {
             Completions all;
             for (const CLI::App* verb : verbs)
                 all.push_back({verb->get_name(), verb->get_description()});
@@ -101,6 +101,10 @@ class Reader {
 };
 
 } // namespace
+
+std::vector<const CLI::App*> verbsOf(const CLI::App& app) {
+    return app.get_subcommands([](const CLI::App* verb) { return !verb->get_group().empty(); });
+}
 
 Completions wordsFrom(std::span<const PlaceWords> table, const Completed& completed) {
     const auto found = std::ranges::find(table, completed.place, &PlaceWords::place);

@@ -40,6 +40,9 @@ Completions wordsFrom(std::span<const PlaceWords> table, const Completed& comple
 /* Stands for the names of files, which the shell completes by itself. */
 inline constexpr const char* kFilesWord = ":files";
 
+/* The verbs that are told to users: one without a group is the tool's own. */
+std::vector<const CLI::App*> verbsOf(const CLI::App& app);
+
 /* The last of `typed` is completed. Never fails: where something can't be told, nothing is proposed. */
 Completions completions(const CLI::App& app, std::span<const std::string> typed, WordsOf wordsOf);
 

@@ -1,5 +1,7 @@
 #include "ManualPage.h"
 
+#include "Completion.h"
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
@@ -20,9 +22,11 @@ constexpr const char* kSurroundings =
     ".SH ENVIRONMENT\n"
     ".TP\n.B WARDLET_HOME\n"
     "The home: the directory that holds registry, locks and, unless it is set up elsewhere, the installation.\n"
+    ".TP\n.B XDG_STATE_HOME\n"
+    "The folder wardlet in it is the home where WARDLET_HOME isn't set and /var/lib/wardlet doesn't exist.\n"
     ".SH FILES\n"
     ".TP\n.I /var/lib/wardlet\nThe home where WARDLET_HOME isn't set, if that directory exists.\n"
-    ".TP\n.I \\(ti/.local/state/wardlet\nThe home otherwise.\n";
+    ".TP\n.I \\(ti/.local/state/wardlet\nThe home otherwise, if XDG_STATE_HOME isn't set.\n";
 
 /* Text as text: nothing in it is a request or an escape. */
 std::string escaped(std::string_view text) {
@@ -122,10 +126,6 @@ std::string usageOf(const CLI::App& app) {
     for (const CLI::Option* operand : app.get_options([](const CLI::Option* each) { return each->get_positional(); }))
         usage += " " + operandUsage(*operand);
     return usage;
-}
-
-auto verbsOf(const CLI::App& app) {
-    return app.get_subcommands([](const CLI::App*) { return true; });
 }
 
 /* The verbs with all that belongs to each. Verbs inherit the footer of the one that they belong to. */

@@ -1,5 +1,7 @@
 #include "Suggestion.h"
 
+#include "Completion.h"
+
 #include <CLI/CLI.hpp>
 #include <cctype>
 #include <fmt/format.h>
@@ -85,7 +87,7 @@ ToolError usageError(const CLI::App& app, const CLI::ParseError& error) {
     const CLI::App* chosen = &app;
     while (!chosen->get_subcommands().empty())
         chosen = chosen->get_subcommands().front();
-    const auto choices = chosen->get_subcommands([](const CLI::App*) { return true; });
+    const auto choices = verbsOf(*chosen);
     if (isAboutWords && !words.empty() && words[0].size() > 1 && words[0][0] == '-')
         return {ExitStatus::Usage, fmt::format("{} (behind -- a word may begin with -)",
                                                unknownName(words[0], "option", namesOfOptions(*chosen)).what())};
