@@ -117,8 +117,13 @@ std::string fileMark(const std::string& file) {
                        status.st_mtim.tv_nsec, status.st_ctim.tv_sec, status.st_ctim.tv_nsec);
 }
 
+bool isRegularFile(const std::string& file) {
+    std::error_code failure;
+    return std::filesystem::is_regular_file(std::filesystem::symlink_status(file, failure));
+}
+
 void removeFile(const std::string& file) {
-    if (::unlink(file.c_str()) != 0 && errno != ENOENT)
+    if (std::remove(file.c_str()) != 0 && errno != ENOENT)
         throw fileError(file, errno);
     syncDirectoryOf(file);
 }

@@ -6,6 +6,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <fmt/format.h>
@@ -98,6 +99,7 @@ int parseAndRun(const Tool& tool, int argc, char** argv) {
 
 int runTool(const Tool& tool, int argc, char** argv) {
     const bool asJson = asksForJson(argc, argv);
+    std::signal(SIGXFSZ, SIG_IGN); // a file that may not grow is an error of the write
     g_run = {&tool, asJson};
     try {
         return parseAndRun(tool, argc, argv);

@@ -53,6 +53,8 @@ void finishInterrupted() {
         const ChangeLock lock; // whoever is still at it has this
         if (!isLeft(journal))
             return;
+        if (!isRegularFile(journal))
+            throw ToolError(ExitStatus::Unknown, "it is no file");
         done = finishRestore(home, readFile(journal));
         endJournal(home);
     } catch (const ToolError& error) {

@@ -60,7 +60,8 @@ std::string marksOf(const RegDocument& tree) {
     return marks;
 }
 
-bool isRegularFile(const std::string& path) {
+/* Whether it is there; a ToolError for what is no file. */
+bool isFileThereAt(const std::string& path) {
     std::error_code error;
     const auto type = std::filesystem::status(path, error).type();
     if (type != std::filesystem::file_type::regular && type != std::filesystem::file_type::not_found)
@@ -80,7 +81,7 @@ std::optional<SavedState> takeAtOnce() {
     std::exception_ptr failure;
     try {
         for (const auto& [what, file] : filesNamedIn(named))
-            if (isRegularFile(file.path))
+            if (isFileThereAt(file.path))
                 taken.files.emplace(what, readFile(file.path));
     } catch (const ToolError&) { // it may be gone meanwhile, as the backup of the privacy database is
         failure = std::current_exception();

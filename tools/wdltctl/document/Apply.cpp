@@ -114,8 +114,8 @@ class ConsequenceFinder {
 
 class Application {
   public:
-    Application(const Json& wanted, const Json& before, bool keepsGoing)
-        : m_wanted(wanted), m_before(before), m_keepsGoing(keepsGoing) {}
+    Application(const Json& wanted, const Json& before, Manner manner)
+        : m_wanted(wanted), m_before(before), m_manner(manner) {}
 
     /* False when it is to end. */
     bool write(const Part& part, const Json& now, const Json& wanted) {
@@ -142,7 +142,7 @@ class Application {
     bool fail(const std::string& where, const std::string& why) {
         if (m_failed.insert(where).second)
             m_result.failures.push_back(fmt::format("{}: {}", where, why));
-        return m_keepsGoing;
+        return m_manner != Manner::Load;
     }
 
     /* A switch, or a directory, may change what was written before it: whatever isn't so yet is written again, once, and
@@ -157,7 +157,7 @@ class Application {
                 if (wanted == nullptr || m_failed.contains(pathText(part->path())) ||
                     (round == 0 && before != nullptr && isSame(*before, *wanted)))
                     continue;
-                if (const auto goesOn = bring(*part, *wanted, round + 1 == kRounds)) {
+                if (const auto goesOn = bring(*part, *wanted, round)) {
                     isDone = false;
                     if (!*goesOn)
                         return m_result;
@@ -171,22 +171,23 @@ class Application {
     static constexpr int kRounds = 3;
 
     /* Nothing where it is so already; false when the application is to end. */
-    std::optional<bool> bring(const Part& part, const Json& wanted, bool isLast) {
+    std::optional<bool> bring(const Part& part, const Json& wanted, int round) {
         const std::string where = pathText(part.path());
+        const bool isLast = round + 1 == kRounds;
         Json now;
         try {
             now = part.read();
         } catch (const ToolError& error) {
             return isLast ? fail(where, error.what()) : true;
         }
-        if (isSame(now, wanted))
+        if (isSame(now, wanted) && !(round == 0 && m_manner == Manner::TakeBack && part.isStoredTwice()))
             return std::nullopt;
         return isLast ? fail(where, "it doesn't stay as it is stored") : write(part, now, wanted);
     }
 
     const Json& m_wanted;
     const Json& m_before;
-    const bool m_keepsGoing;
+    const Manner m_manner;
     std::set<std::string> m_failed;
     Applied m_result;
 };
@@ -211,10 +212,10 @@ void checkParts(const Wanted& wanted, const Json& now, bool isForced) {
     complaints.throwIfAny();
 }
 
-Applied apply(const Wanted& wanted, const Json& now, bool keepsGoing) {
+Applied apply(const Wanted& wanted, const Json& now, Manner manner) {
     std::vector<const Part*> ordered = wanted.parts;
     std::ranges::stable_sort(ordered, {}, rankOf);
-    return Application(wanted.state, now, keepsGoing).run(ordered);
+    return Application(wanted.state, now, manner).run(ordered);
 }
 
 } // namespace wdlt

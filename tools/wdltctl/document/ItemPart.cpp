@@ -94,6 +94,8 @@ class ItemPart : public Part {
         return WDLT_OK;
     }
 
+    bool isStoredTwice() const override { return true; } // in the registry and in the privacy database
+
     Json schema() const override { return schemaOf(entriesSchema(kItemColumns, "^([0-9]|[12][0-9]|3[01])$")); }
 
     bool isSecret(std::span<const std::string> inside) const override { return inside.back() == kItemText; }

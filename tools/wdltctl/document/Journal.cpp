@@ -4,18 +4,16 @@
 #include "Changes.h"
 #include "Document.h"
 #include "Files.h"
+#include "Installation.h"
+#include "LayerError.h"
 #include "RunTool.h"
 #include "ToolError.h"
 
 #include <algorithm>
-#include <array>
-#include <climits>
 #include <ctime>
-#include <filesystem>
 #include <fmt/format.h>
-#include <platform/home.h>
-#include <sys/stat.h>
-#include <system_error>
+#include <platform/file_content.h>
+#include <platform/win32.h>
 #include <unistd.h>
 
 namespace wdlt {
@@ -35,34 +33,41 @@ std::string bootName() {
     return name;
 }
 
-/* What a killed writer of the journal leaves, which has the secrets too. */
-void removeLeftOver() {
-    const std::filesystem::path journal = Journal::path();
-    std::error_code failure;
-    for (const auto& each : std::filesystem::directory_iterator(journal.parent_path(), failure))
-        if (each.path().filename().string().starts_with(journal.filename().string() + "."))
-            std::filesystem::remove(each.path(), failure);
+void store(const std::string& file, const std::string& content) {
+    if (WdReplaceContent(file.c_str(), content.data(), static_cast<DWORD>(content.size())) == FALSE)
+        throw LayerError(file, static_cast<LONG>(GetLastError()));
 }
 
-/* Part of the state at each place where the load has changed something: goes back unless it has been changed since. */
+bool isSwitch(const DocumentPath& path) {
+    return path.front() == "features" ||
+           std::equal(kHandlerPath.begin(), kHandlerPath.end(), path.begin(),
+                      path.begin() + static_cast<std::ptrdiff_t>(std::min<std::size_t>(path.size(), 2)));
+}
+
+/* Part of the state at each place where the load has changed something. Of a load that waits, what has been changed since
+   stays; one that was cut off may have left anything there, and in the switches. */
 Wanted whatGoesBack(const Journal& journal, const Json& now, std::vector<std::string>& stays) {
     Wanted wanted{now, {}};
+    const auto goesBack = [&](const DocumentPath& path, const Json* before) {
+        put(wanted.state, path, before);
+        for (const Part* part : allParts())
+            if (std::ranges::equal(part->path(), std::span(path).first(std::min(part->path().size(), path.size()))) &&
+                std::ranges::find(wanted.parts, part) == wanted.parts.end())
+                wanted.parts.push_back(part);
+    };
     for (const Change& change : changesBetween(journal.before, journal.after)) {
         const Json* const found = at(now, change.path);
         const Json current = found == nullptr ? Json() : *found;
-        if (isSame(current, change.from))
+        if (journal.due && isSame(current, change.from))
             continue;
-        if (!isSame(current, change.to)) {
+        if (journal.due && !isSame(current, change.to))
             stays.push_back(pathText(change.path));
-            continue;
-        }
-        put(wanted.state, change.path, change.from.is_null() ? nullptr : &change.from);
-        for (const Part* part : allParts())
-            if (std::ranges::equal(part->path(),
-                                   std::span(change.path).first(std::min(part->path().size(), change.path.size()))) &&
-                std::ranges::find(wanted.parts, part) == wanted.parts.end())
-                wanted.parts.push_back(part);
+        else
+            goesBack(change.path, change.from.is_null() ? nullptr : &change.from);
     }
+    for (const DocumentPath& path : journal.parts)
+        if (const Json* const before = journal.due || !isSwitch(path) ? nullptr : at(journal.before, path))
+            goesBack(path, before);
     return wanted;
 }
 
@@ -105,26 +110,31 @@ bool Journal::isThere() {
 }
 
 std::optional<Journal> Journal::read() {
-    struct stat status {};
-    if (::lstat(path().c_str(), &status) != 0)
+    if (!isThere())
         return std::nullopt;
-    if (!S_ISREG(status.st_mode))
-        throw ToolError(ExitStatus::Unknown, path() + ": not a load's journal", {.path = path()});
-    const Json stored = parseDocument(readFile(path()), path());
+    if (!isRegularFile(path()))
+        throw ToolError(ExitStatus::Unknown, path() + ": not a load's journal; wdltctl confirm --force gives it up",
+                        {.path = path()});
     try {
+        const Json stored = parseDocument(readFile(path()), path());
         if (stored.at("journal") != kJournalFormat)
             throw ToolError(ExitStatus::Unknown, path() + ": a newer version's", {.path = path()});
         Journal journal{
             stored.at("before"), stored.at("after"), stored.at("parts").get<std::vector<DocumentPath>>(), {}};
+        for (const Json* const state : {&journal.before, &journal.after})
+            for (const char* const section : {"records", "features", "lists"})
+                if (!state->value(section, Json::object()).is_object())
+                    throw ToolError(ExitStatus::Usage, "no state");
         if (!stored.at("due").is_null())
             journal.due = DueTime(stored.at("due"));
         return journal;
     } catch (const Json::exception&) {
-        throw ToolError(ExitStatus::Unknown,
-                        path() + ": not a load's journal; it is safe to remove it if you know what "
-                                 "was to be undone",
-                        {.path = path()});
+    } catch (const ToolError& error) {
+        if (error.status() != ExitStatus::Usage)
+            throw;
     }
+    throw ToolError(ExitStatus::Unknown, path() + ": not a load's journal; wdltctl confirm --force gives it up",
+                    {.path = path()});
 }
 
 void Journal::write() const {
@@ -133,17 +143,10 @@ void Journal::write() const {
                          {"after", after},
                          {"parts", parts},
                          {"due", due ? due->stored() : Json()}};
-    removeLeftOver();
-    writeFile(path(), stored.dump());
-    // Who may write the home may have to undo it.
-    struct stat home {};
-    const std::string directory = path().substr(0, path().rfind('/'));
-    if (::stat(directory.c_str(), &home) != 0 || ((home.st_mode & S_ISGID) != 0 && ::chmod(path().c_str(), 0660) != 0))
-        throw ToolError(ExitStatus::Failed, path() + ": its rights can't be set", {.path = path()});
+    store(path(), stored.dump());
 }
 
 void Journal::remove() {
-    removeLeftOver();
     removeFile(path());
 }
 
@@ -151,10 +154,20 @@ void undoAbandonedLoad(const std::function<void(const std::string& text)>& tell)
     const std::optional<Journal> journal = Journal::read();
     if (!journal || (journal->due && !journal->due->isOver()))
         return;
-    const Wanted was = whatWasThere(*journal);
     std::vector<std::string> stays;
-    const Json now = journal->due ? takeSnapshot(was.parts).state : Json::object();
-    const Applied applied = apply(journal->due ? whatGoesBack(*journal, now, stays) : was, now, true);
+    Wanted wanted = whatWasThere(*journal);
+    try {
+        wanted = whatGoesBack(*journal, takeSnapshot(wanted.parts).state, stays);
+    } catch (const ToolError&) { // a load that was cut off may have left a state that can't be read
+        if (journal->due)
+            throw;
+    } catch (const Json::exception&) {
+        throw ToolError(ExitStatus::Unknown,
+                        Journal::path() + ": not a state of this version's; wdltctl confirm --force "
+                                          "gives it up",
+                        {.path = Journal::path()});
+    }
+    const Applied applied = apply(wanted, Json::object(), Manner::TakeBack);
     const char* const what =
         journal->due ? "a load that nobody has confirmed in time" : "a load that was cut off half way";
     if (!applied.failures.empty())
@@ -178,7 +191,7 @@ std::string notePath() {
 } // namespace
 
 void leaveNote(const std::string& text) {
-    writeFile(notePath(), text);
+    store(notePath(), text);
 }
 
 bool isNoteThere() {

@@ -34,7 +34,7 @@ class DueTime {
 
 struct Journal {
     Json before; /* the state */
-    Json after;  /* likewise; null while the load is at work */
+    Json after;  /* likewise; what is wanted, while the load is at work */
     std::vector<DocumentPath> parts;
     std::optional<DueTime> due; /* when a load that isn't confirmed is undone */
 

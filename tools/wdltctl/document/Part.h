@@ -59,6 +59,8 @@ class Part {
     /* Returns the library's status; other failures are ToolErrors. */
     virtual std::int32_t write(const Json& now, const Json& wanted) const = 0;
     virtual Json schema() const = 0;
+    /* Whether a killed write may leave something else behind than read tells. */
+    virtual bool isStoredTwice() const { return false; }
     /* Whether that is a secret; `inside` is the place within the part. */
     virtual bool isSecret(std::span<const std::string> inside) const;
 

@@ -252,8 +252,7 @@ class RecordPart : public Part {
     Json wantedField(const std::string& which, const ShownField& shown, const DocumentPath& place, const Json& given,
                      const Json& now, Complaints& complaints) const {
         // What is there stays, even where set wouldn't take it; and what stands for a secret is none.
-        if (now.contains(shown.name) &&
-            (given == now[shown.name] || (shown.field->isSecret && given == kHiddenSecret)))
+        if (now.contains(shown.name) && (given == now[shown.name] || (shown.field->isSecret && given == kHiddenSecret)))
             return now[shown.name];
         Field field = *shown.field;
         std::optional<std::string> text = typedText(field, given);

@@ -52,7 +52,8 @@ class RulePart : public Part {
             const Json index = rule.value(kRuleIndex, Json());
             if (!index.is_null() && !taken.insert(index.get<std::uint32_t>()).second)
                 complaints.add(below(place, kRuleIndex), "another rule has it too");
-            wanted[name] = {{kRuleIndex, index}, {kRuleProcess, rule.at(kRuleProcess)}, {kRuleDomain, rule.at(kRuleDomain)}};
+            wanted[name] = {
+                {kRuleIndex, index}, {kRuleProcess, rule.at(kRuleProcess)}, {kRuleDomain, rule.at(kRuleDomain)}};
         });
         // A rule that is given without an index keeps its own, unless another is given that; else it gets the lowest.
         for (auto rule = wanted.begin(); rule != wanted.end(); ++rule)

@@ -29,7 +29,8 @@ WdchSystemRedirect redirectFrom(const RedirectArguments& arguments) {
     if (arguments.session.empty() || arguments.session.find('\\') != std::string::npos)
         throw ToolError(ExitStatus::Usage, "SESSION: 1 to 10 characters, none of them a backslash");
     setWide(redirect.sessionType, "SESSION", arguments.session);
-    if (std::string narrow; !narrowFromUtf8(arguments.session, narrow) || narrow.size() >= std::size(redirect.sessionType))
+    if (std::string narrow;
+        !narrowFromUtf8(arguments.session, narrow) || narrow.size() >= std::size(redirect.sessionType))
         throw ToolError(ExitStatus::Usage, "SESSION: 1 to 10 bytes in the system code page");
     setNarrow(redirect.process, "process", arguments.process);
     setWide(redirect.image, "image", arguments.image);

@@ -9,6 +9,7 @@
 #include "HomeLook.h"
 #include "Installation.h"
 #include "Interrupted.h"
+#include "Journal.h"
 #include "KeyPath.h"
 #include "LayDown.h"
 #include "LayerError.h"
@@ -99,6 +100,8 @@ void init(const InitArguments& arguments, const Options& options) {
         finishInterrupted();
     const bool isHome = lookAtHome(home, arguments.force ? HomeUse::Replace : HomeUse::Change);
     const ChangeLock lock;
+    if (arguments.force)
+        Journal::remove(); // what was to be undone is replaced
     HomeCopy kept(home);
     const std::u16string base(kBasePath);
     if (isHome && arguments.force && !registryFault(home).empty()) {

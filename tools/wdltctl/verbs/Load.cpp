@@ -74,7 +74,7 @@ void refuse(const std::string& what, const Applied& applied, ExitStatus status, 
 
 /* A failure leaves the state before, or is told with what is left. */
 void rollBack(const Wanted& before, const Applied& applied) {
-    const Applied back = apply(before, Json::object(), true);
+    const Applied back = apply(before, Json::object(), Manner::TakeBack);
     if (!back.failures.empty())
         refuse("the rest can't be undone, the next command tries again", applied, ExitStatus::Partial,
                fmt::format("{}", fmt::join(back.failures, "; ")));
@@ -82,12 +82,32 @@ void rollBack(const Wanted& before, const Applied& applied) {
     refuse("all is as it was before", applied, ExitStatus::Failed, "");
 }
 
-Json stateAfter(const std::vector<const Part*>& parts, Applied& applied) {
+/* Whether records and lists are looked for elsewhere afterwards. */
+bool movesThings(const Json& before, const Json& wanted) {
+    return std::ranges::any_of(changesBetween(before, wanted), [](const Change& change) {
+        return change.path.back() == "install-path" || change.path.back() == "scan";
+    });
+}
+
+/* What can't be read then is a failure. */
+Json stateAfter(const Wanted& before, const Wanted& wanted, Applied& applied) {
     try {
-        return takeSnapshot(parts).state;
+        if (movesThings(before.state, wanted.state))
+            takeSnapshot();
+        return takeSnapshot(before.parts).state;
     } catch (const ToolError& error) {
         applied.failures.emplace_back(error.what());
         return nullptr;
+    }
+}
+
+void endLoad() {
+    try {
+        Journal::remove();
+    } catch (const ToolError& error) {
+        throw ToolError(ExitStatus::Partial,
+                        fmt::format("all is stored, but {}: if it is there, the next command undoes it", error.what()),
+                        error.place());
     }
 }
 
@@ -101,7 +121,7 @@ void waitForConfirmation(Journal journal, const Json& after, std::uint64_t secon
 
 /* `before` has all parts that may change. */
 void loadWanted(const LoadArguments& arguments, const Wanted& wanted, const Wanted& before, const Options& options) {
-    Journal journal{before.state, nullptr, {}, {}};
+    Journal journal{before.state, wanted.state, {}, {}};
     std::ranges::transform(before.parts, std::back_inserter(journal.parts), &Part::path);
     if (isSame(before.state, wanted.state)) { // nothing is stored, but a confirmation may be expected
         if (arguments.confirmWithin != 0)
@@ -110,14 +130,20 @@ void loadWanted(const LoadArguments& arguments, const Wanted& wanted, const Want
     }
     journal.write();
     LibraryWatch::expectUndoing();
-    Applied applied = apply(wanted, before.state, arguments.keepsGoing);
-    const Json after = stateAfter(before.parts, applied);
+    Applied applied = apply(wanted, before.state, arguments.keepsGoing ? Manner::KeepGoing : Manner::Load);
+    const Json after = stateAfter(before, wanted, applied);
+    const bool waits = arguments.confirmWithin != 0 && !after.is_null();
+    if (waits && (applied.failures.empty() || arguments.keepsGoing))
+        try {
+            waitForConfirmation(journal, after, arguments.confirmWithin);
+        } catch (const ToolError& error) {
+            applied.failures.emplace_back(error.what());
+            rollBack(before, applied);
+        }
     if (!applied.failures.empty() && !arguments.keepsGoing)
         rollBack(before, applied);
-    if (arguments.confirmWithin != 0 && !after.is_null())
-        waitForConfirmation(journal, after, arguments.confirmWithin);
-    else
-        Journal::remove();
+    if (!waits)
+        endLoad();
     if (!after.is_null())
         printChanges(changesBetween(before.state, after), options.json, options.secrets);
     if (!applied.failures.empty())
@@ -226,7 +252,7 @@ void addConfirm(CLI::App& app, const Options& options) {
             needTree();
         const ChangeLock lock;
         confirm(*isForced, options);
-    }); });
+    });
     runs(*app.add_subcommand(kAwait, "Undo a load when its time is over")->group(""), Needs::Nothing,
          awaitConfirmation);
 }
