@@ -65,9 +65,13 @@ Wanted whatGoesBack(const Journal& journal, const Json& now, std::vector<std::st
         else
             goesBack(change.path, change.from.is_null() ? nullptr : &change.from);
     }
+    // What goes back may switch others, which are as they are now, or as they were.
     for (const DocumentPath& path : journal.parts)
-        if (const Json* const before = journal.due || !isSwitch(path) ? nullptr : at(journal.before, path))
-            goesBack(path, before);
+        if (const Json* const state =
+                isSwitch(path) ? at(journal.due ? wanted.state : journal.before, path) : nullptr) {
+            const Json copy = *state;
+            goesBack(path, &copy);
+        }
     return wanted;
 }
 
