@@ -61,7 +61,7 @@ TEST_F(Wdltctl, AndItsNeighboursRefuseWhatMakesNoSense) {
         {"add redirects POP3 Mail", 2, "one of --process, --image and --port is needed"},
         {"add redirects POP3 a\\b --port 1", 2, "none of them a backslash"},
         {"add redirects POP3 12345678901 --port 1", 2, "SESSION: at most 10 characters"},
-        {"add redirects POP3 Mail --process 1234567890123456", 2, "--process: at most 15 bytes"},
+        {"add redirects POP3 Mail --process 1234567890123456", 2, "process: at most 15 bytes"},
         {"add redirects POP3 Mail --process x --flag 16", 2, "an image is meant"},
 
         {"add redirects POP3 Mail --port 70000", 2, "--port: Value 70000 not in range 0 to 65535"},

@@ -114,12 +114,13 @@ class ConsequenceFinder {
 
 class Application {
   public:
-    Application(const Json& wanted, const Json& before, Manner manner)
-        : m_wanted(wanted), m_before(before), m_manner(manner) {}
+    Application(const Wanted& wanted, const Json& before, bool keepsGoing)
+        : m_wanted(wanted), m_before(before), m_keepsGoing(keepsGoing) {}
 
     /* False when it is to end. */
     bool write(const Part& part, const Json& now, const Json& wanted) {
         const std::string where = pathText(part.path());
+        m_result.tried.push_back(&part);
         try {
             const std::int32_t status = part.write(now, wanted);
             if (status == WDLT_E_NO_ANSWER)
@@ -142,7 +143,7 @@ class Application {
     bool fail(const std::string& where, const std::string& why) {
         if (m_failed.insert(where).second)
             m_result.failures.push_back(fmt::format("{}: {}", where, why));
-        return m_manner != Manner::Load;
+        return m_keepsGoing;
     }
 
     /* A switch, or a directory, may change what was written before it: whatever isn't so yet is written again, once, and
@@ -152,7 +153,7 @@ class Application {
         for (int round = 0; round < kRounds && !isDone; ++round) {
             isDone = true;
             for (const Part* part : parts) {
-                const Json* const wanted = at(m_wanted, part->path());
+                const Json* const wanted = at(m_wanted.state, part->path());
                 const Json* const before = at(m_before, part->path());
                 if (wanted == nullptr || m_failed.contains(pathText(part->path())) ||
                     (round == 0 && before != nullptr && isSame(*before, *wanted)))
@@ -180,14 +181,15 @@ class Application {
         } catch (const ToolError& error) {
             return isLast ? fail(where, error.what()) : true;
         }
-        if (isSame(now, wanted) && !(round == 0 && m_manner == Manner::TakeBack && part.isStoredTwice()))
+        const bool isAnew = round == 0 && std::ranges::find(m_wanted.anew, &part) != m_wanted.anew.end();
+        if (isSame(now, wanted) && !isAnew)
             return std::nullopt;
         return isLast ? fail(where, "it doesn't stay as it is stored") : write(part, now, wanted);
     }
 
-    const Json& m_wanted;
+    const Wanted& m_wanted;
     const Json& m_before;
-    const Manner m_manner;
+    const bool m_keepsGoing;
     std::set<std::string> m_failed;
     Applied m_result;
 };
@@ -212,10 +214,10 @@ void checkParts(const Wanted& wanted, const Json& now, bool isForced) {
     complaints.throwIfAny();
 }
 
-Applied apply(const Wanted& wanted, const Json& now, Manner manner) {
+Applied apply(const Wanted& wanted, const Json& now, bool keepsGoing) {
     std::vector<const Part*> ordered = wanted.parts;
     std::ranges::stable_sort(ordered, {}, rankOf);
-    return Application(wanted.state, now, manner).run(ordered);
+    return Application(wanted, now, keepsGoing).run(ordered);
 }
 
 } // namespace wdlt

@@ -19,14 +19,11 @@ void checkParts(const Wanted& wanted, const Json& now, bool isForced);
 struct Applied {
     std::vector<std::string> untold;   /* stored, but the service wasn't told */
     std::vector<std::string> failures; /* each begins with its path */
-};
-enum class Manner {
-    Load,      /* ends at the first failure */
-    KeepGoing, /* goes on behind it */
-    TakeBack   /* likewise; what a killed or failed write may have left is written anew */
+    std::vector<const Part*> tried;    /* to be written, whether or not that failed */
 };
 /* Makes each of the wanted parts so, and writes only what differs: records, then lists, then switches, what others need
-   first, then the handlers, which the switches have switched too. `now` is the state, as far as it is known. */
-Applied apply(const Wanted& wanted, const Json& now, Manner manner);
+   first, then the handlers, which the switches have switched too. `now` is the state, as far as it is known. Ends at the
+   first failure, unless `keepsGoing`. */
+Applied apply(const Wanted& wanted, const Json& now, bool keepsGoing);
 
 } // namespace wdlt

@@ -33,7 +33,8 @@ std::vector<const Part*> partsFor(const Json& document);
 
 struct Wanted {
     Json state;
-    std::vector<const Part*> parts; /* that the document mentions */
+    std::vector<const Part*> parts;     /* that the document mentions */
+    std::vector<const Part*> anew = {}; /* written even if they read as wanted */
 };
 /* The state that a document asks for where `now` is the state. All that is wrong is told in one usage error. */
 Wanted wantedState(const Json& document, const Json& now);

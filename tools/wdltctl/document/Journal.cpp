@@ -52,8 +52,11 @@ Wanted whatGoesBack(const Journal& journal, const Json& now, std::vector<std::st
         put(wanted.state, path, before);
         for (const Part* part : allParts())
             if (std::ranges::equal(part->path(), std::span(path).first(std::min(part->path().size(), path.size()))) &&
-                std::ranges::find(wanted.parts, part) == wanted.parts.end())
+                std::ranges::find(wanted.parts, part) == wanted.parts.end()) {
                 wanted.parts.push_back(part);
+                if (part->isStoredTwice())
+                    wanted.anew.push_back(part);
+            }
     };
     for (const Change& change : changesBetween(journal.before, journal.after)) {
         const Json* const found = at(now, change.path);
@@ -171,7 +174,7 @@ void undoAbandonedLoad(const std::function<void(const std::string& text)>& tell)
                                           "gives it up",
                         {.path = Journal::path()});
     }
-    const Applied applied = apply(wanted, Json::object(), Manner::TakeBack);
+    const Applied applied = apply(wanted, Json::object(), true);
     const char* const what =
         journal->due ? "a load that nobody has confirmed in time" : "a load that was cut off half way";
     if (!applied.failures.empty())

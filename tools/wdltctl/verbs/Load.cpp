@@ -74,10 +74,12 @@ void refuse(const std::string& what, const Applied& applied, ExitStatus status, 
 
 /* A failure leaves the state before, or is told with what is left. */
 void rollBack(const Wanted& before, const Applied& applied) {
-    const Applied back = apply(before, Json::object(), Manner::TakeBack);
-    if (!back.failures.empty())
+    Wanted back = before;
+    std::ranges::copy_if(applied.tried, std::back_inserter(back.anew), &Part::isStoredTwice);
+    const Applied taken = apply(back, Json::object(), true);
+    if (!taken.failures.empty())
         refuse("the rest can't be undone, the next command tries again", applied, ExitStatus::Partial,
-               fmt::format("{}", fmt::join(back.failures, "; ")));
+               fmt::format("{}", fmt::join(taken.failures, "; ")));
     Journal::remove();
     refuse("all is as it was before", applied, ExitStatus::Failed, "");
 }
@@ -130,7 +132,7 @@ void loadWanted(const LoadArguments& arguments, const Wanted& wanted, const Want
     }
     journal.write();
     LibraryWatch::expectUndoing();
-    Applied applied = apply(wanted, before.state, arguments.keepsGoing ? Manner::KeepGoing : Manner::Load);
+    Applied applied = apply(wanted, before.state, arguments.keepsGoing);
     const Json after = stateAfter(before, wanted, applied);
     const bool waits = arguments.confirmWithin != 0 && !after.is_null();
     if (waits && (applied.failures.empty() || arguments.keepsGoing))
