@@ -236,7 +236,10 @@ std::string Walk::next(const Between& between) const {
             return {};
         if (status != WDLT_OK && (status != m_operation.again || !isStored))
             return "is refused with " + std::to_string(status);
-        const std::string complaint = Between{m_before, m_behind}.complaint(lookAtHome(m_home));
+        // One that settles stores nothing a second time, and so removes nothing that the first left.
+        const bool settles = !m_settle.empty();
+        const Between whole{.before = m_before, .behind = m_behind, .mayLeave = settles};
+        const std::string complaint = whole.complaint(lookAtHome(m_home), settles);
         return complaint.empty() ? complaint : "makes it so that " + complaint;
     };
     m_report->complaint[0] = 0;

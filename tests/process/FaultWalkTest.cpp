@@ -213,6 +213,12 @@ std::int32_t layRestore(const LoadedLibrary&) {
            runTool({"add", "hosts", "new"}) + runTool({"set", "system", "proxyPort=1"});
 }
 
+std::int32_t layLoad(const LoadedLibrary&) {
+    return runTool({"add", "hosts", "old"}) + runTool({"add", "items", "card", "4711"}) +
+           put(homeFile("document.json"), R"({"records": {"urlf": {"mode": 2}}, "features": {"hosf": true},
+               "lists": {"hosts": ["new"], "items": {"3": {"text": "0815"}}}})");
+}
+
 const std::vector<Operation> kOperations{
     // The slowest comes first.
     {.name = "ToolInit",
@@ -229,6 +235,11 @@ const std::vector<Operation> kOperations{
      .program = {"wdltctl", "restore", "--yes", "$HOME/" + kSaved},
      .settle = {"wdltctl", "status"},
      .every = 3},
+    {.name = "ToolLoad",
+     .layDown = layLoad,
+     .program = {"wdltctl", "load", "$HOME/install/document.json"},
+     .settle = {"wdltctl", "status"},
+     .every = 12},
     {.name = "ToolSet", .program = {"wdltctl", "set", "system", "proxyPort=8080"}},
     {.name = "ToolImport", .layDown = layImport, .program = {"wdltreg", "import", "$HOME/install/import.reg"}},
     {.name = "Load", .call = EXPORT(WdltIEPlugInEnable, 1).call, .loadsInside = true},

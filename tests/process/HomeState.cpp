@@ -116,12 +116,14 @@ std::string Between::complaint(const HomeState& found, bool isWhole) const {
         if (!content || old)
             return name + (content ? " is neither old nor new" : " is missing");
         const std::string kind = fs::path(name).extension();
-        const bool isBackup = kind == ".bak" && !content->empty() &&
-                              std::ranges::any_of(before, [&](const auto& entry) { return entry.second == *content; });
+        // Of a file as it was; where a change has been undone, as it was half way.
+        const bool isBackup =
+            kind == ".bak" && !content->empty() &&
+            (isWhole || std::ranges::any_of(before, [&](const auto& entry) { return entry.second == *content; }));
         const bool isHomes = name == "settings.new" || name == "registry/data.new"; // recreated when the home is opened
         const bool isRest = isBackup || isHomes ? mayLeave || !isDone : mayLeave && (kind == ".new" || kind == ".tmp");
         if (!isRest || !left.insert(kind).second)
-            return name + " is left";
+            return name + " is left, " + std::to_string(content->size()) + " bytes";
     }
     const bool isPart = !inSteps && !notOld.empty() && !notNew.empty();
     return isPart ? notOld + " is new and " + notNew + " is old" : std::string();

@@ -19,7 +19,7 @@ std::string lockPath() {
 }
 
 HANDLE openMutex() {
-    HANDLE const mutex = CreateMutexA(nullptr, FALSE, ChangeLock::kName);
+    auto* const mutex = CreateMutexA(nullptr, FALSE, ChangeLock::kName);
     if (mutex == nullptr)
         throw LayerError(lockPath(), static_cast<LONG>(GetLastError()));
     return mutex;
@@ -28,7 +28,7 @@ HANDLE openMutex() {
 } // namespace
 
 void ChangeLock::ifFree(const std::function<void()>& body) {
-    HANDLE const mutex = openMutex();
+    auto* const mutex = openMutex();
     const DWORD result = WaitForSingleObject(mutex, 0);
     if (result == WAIT_TIMEOUT || result == WAIT_FAILED) {
         CloseHandle(mutex);

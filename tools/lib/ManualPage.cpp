@@ -152,7 +152,7 @@ std::string section(const char* title, const std::string& content) {
 } // namespace
 
 std::string manualPage(const CLI::App& app, std::string_view version, std::string_view date) {
-    const std::string name = app.get_name();
+    const std::string& name = app.get_name();
     const Footer footer = footerOf(app);
     const bool hasVerbs = !verbsOf(app).empty();
     std::string title = name;

@@ -64,7 +64,8 @@ Json shownValue(const Json& value, const DocumentPath& path) {
             shown[name] = shownValue(member, below(path, name));
         return shown;
     }
-    return !value.is_null() && value != "" && isSecretAt(path) ? Json(kHiddenSecret) : value;
+    const bool isText = value.is_string() && !value.get_ref<const std::string&>().empty();
+    return isText && isSecretAt(path) ? Json(kHiddenSecret) : value;
 }
 
 std::string textOfValue(const Json& value) {

@@ -36,8 +36,8 @@ void dump(const DumpArguments& arguments, const Options& options) {
 struct DiffArguments {
     std::string file;
     std::string other;
-    Json document;
-    Json otherDocument;
+    std::shared_ptr<const Json> document;
+    std::shared_ptr<const Json> otherDocument;
 };
 
 /* What a load would change, with all that it brings along. */
@@ -57,8 +57,8 @@ std::vector<Change> changesFrom(const Json& first, const Json& second) {
 
 void diff(const DiffArguments& arguments, const Options& options) {
     const std::vector<Change> changes = arguments.other.empty()
-                                            ? changesHere(arguments.document)
-                                            : changesFrom(arguments.document, arguments.otherDocument);
+                                            ? changesHere(*arguments.document)
+                                            : changesFrom(*arguments.document, *arguments.otherDocument);
     printChanges(changes, options.json, options.secrets);
     if (!changes.empty())
         throw ToolError(ExitStatus::No, fmt::format("{} differ", changes.size()));
@@ -87,9 +87,10 @@ void addDiff(CLI::App& app, const Options& options) {
     runs(
         *verb, Needs::Nothing, [arguments, &options] { diff(*arguments, options); },
         [arguments] {
-            arguments->document = parseDocument(readFile(arguments->file), arguments->file);
+            arguments->document = std::make_shared<Json>(parseDocument(readFile(arguments->file), arguments->file));
             if (!arguments->other.empty())
-                arguments->otherDocument = parseDocument(readFile(arguments->other), arguments->other);
+                arguments->otherDocument =
+                    std::make_shared<Json>(parseDocument(readFile(arguments->other), arguments->other));
         });
 }
 

@@ -32,7 +32,7 @@ constexpr const char* kAwait = "await-confirmation"; // the verb of the process 
 
 struct LoadArguments {
     std::string file;
-    Json document;
+    std::shared_ptr<const Json> document;
     std::optional<std::string> generation;
     std::uint64_t confirmWithin = 0; /* seconds; 0: for good */
     bool dryRun = false;
@@ -169,7 +169,7 @@ void refuseSecondLoad() {
 }
 
 void load(const LoadArguments& arguments, const Options& options) {
-    const Json& document = arguments.document;
+    const Json& document = *arguments.document;
     if (!arguments.dryRun)
         refuseSecondLoad();
     if (arguments.generation)
@@ -241,7 +241,9 @@ void addLoad(CLI::App& app, const Options& options) {
                  "installation has. Only what differs is stored; a failure half way leaves all as it was before.");
     runs(
         *verb, Needs::Files, [arguments, &options] { load(*arguments, options); },
-        [arguments] { arguments->document = parseDocument(readFile(arguments->file), arguments->file); });
+        [arguments] {
+            arguments->document = std::make_shared<Json>(parseDocument(readFile(arguments->file), arguments->file));
+        });
 }
 
 void addConfirm(CLI::App& app, const Options& options) {
