@@ -237,9 +237,8 @@ std::string Walk::next(const Between& between) const {
         if (status != WDLT_OK && (status != m_operation.again || !isStored))
             return "is refused with " + std::to_string(status);
         // One that settles stores nothing a second time, and so removes nothing that the first left.
-        const bool settles = !m_settle.empty();
-        const Between whole{.before = m_before, .behind = m_behind, .mayLeave = settles};
-        const std::string complaint = whole.complaint(lookAtHome(m_home), settles);
+        const Between whole{.before = m_before, .behind = m_behind, .mayLeave = !m_settle.empty()};
+        const std::string complaint = whole.complaint(lookAtHome(m_home), !m_settle.empty());
         return complaint.empty() ? complaint : "makes it so that " + complaint;
     };
     m_report->complaint[0] = 0;
