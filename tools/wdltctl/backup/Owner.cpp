@@ -100,7 +100,11 @@ void refuseOthers(const std::string& home, const std::string& install) {
 
 std::string takeInstall(const std::string& home, const std::string& install, bool needed) {
     std::error_code error;
-    if (install.empty() || !fs::is_directory(install, error) || !otherOwner(home, install).empty())
+    const bool isDirectory = !install.empty() && fs::is_directory(install, error);
+    if (needed && error)
+        throw ToolError(ExitStatus::Failed, fmt::format("{}: {}", displayNarrow(install), error.message()),
+                        {.path = install});
+    if (!isDirectory || !otherOwner(home, install).empty())
         return "";
     const std::string before = saidOwner(install);
     const Pair pair{resolved(home), resolved(install)};

@@ -109,14 +109,21 @@ void Replacement::store(bool isDamaged, HomeCopy& kept) {
 
 void Replacement::place() {
     std::error_code error;
-    for (const auto& [beside, path] : m_beside)
-        if (fs::rename(beside, path, error); error)
+    const auto check = [&](const std::string& path) {
+        if (error)
             throw ToolError(ExitStatus::Partial,
                             fmt::format("the settings are restored, but {}: {}; the next wdltctl goes on with it",
                                         displayNarrow(path), error.message()),
                             {.path = path});
-    for (const std::string& path : m_gone)
+    };
+    for (const auto& [beside, path] : m_beside) {
+        fs::rename(beside, path, error);
+        check(path);
+    }
+    for (const std::string& path : m_gone) {
         fs::remove(path, error);
+        check(path);
+    }
     syncFolder(m_folder);
     try {
         if (const auto directories = Directories::stored())
