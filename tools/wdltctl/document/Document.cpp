@@ -17,6 +17,7 @@ namespace wdlt {
 namespace {
 
 constexpr int kFormat = 1;
+constexpr const char* kSections[] = {"records", "features", "lists"};
 constexpr std::size_t kMostMembers = 4096; // more than any list of entries may have
 
 /* 8e3 and 8000.0 are whole numbers too. */
@@ -24,7 +25,6 @@ bool isWhole(double number) {
     constexpr double kMost = 9007199254740992; // 2^53
     return number == std::floor(number) && std::abs(number) <= kMost;
 }
-constexpr const char* kSections[] = {"records", "features", "lists"};
 
 Json readState(std::span<const Part* const> parts) {
     Json state = {{kSections[0], Json::object()}, {kSections[1], Json::object()}, {kSections[2], Json::object()}};
@@ -47,6 +47,17 @@ void leaveOutSecrets(const Part& part, Json& value, DocumentPath& inside) {
         inside.pop_back();
         member = isSecret ? value.erase(member) : std::next(member);
     }
+}
+
+Json withoutSecrets(Json state) {
+    for (const Part* part : allParts())
+        if (const Json* found = at(state, part->path())) {
+            Json shown = *found;
+            DocumentPath inside;
+            leaveOutSecrets(*part, shown, inside);
+            put(state, part->path(), &shown);
+        }
+    return state;
 }
 
 /* The words that may follow a path that is no part's own. */
@@ -98,9 +109,8 @@ std::string changeMarks() {
         throw LayerError("the registry", error);
     std::string marks = fmt::format("{}", number);
     const Installation installation = Installation::read();
-    for (const DataFile& file : allDataFiles()) {
+    for (const DataFile& file : allDataFiles())
         marks += " " + fileMark(installation.pathOf(file));
-    }
     return marks;
 }
 
@@ -111,10 +121,7 @@ Snapshot takeSnapshot(std::span<const Part* const> parts) {
         Snapshot snapshot{readState(parts), {}};
         std::string after = changeMarks();
         if (before == after) {
-            const std::string number = after.substr(0, after.find(' '));
-            // Without the secrets, which could be guessed by it: their own changes are among the marks.
-            const std::string shown = documentOf(snapshot, false).dump();
-            snapshot.generation = fmt::format("{}-{}", number, hexDigits(sha256(after + shown)).substr(0, 16));
+            snapshot.marks = std::move(after);
             return snapshot;
         }
         before = std::move(after);
@@ -122,17 +129,16 @@ Snapshot takeSnapshot(std::span<const Part* const> parts) {
     throw ToolError(ExitStatus::Unknown, "another program changes the settings all the while");
 }
 
+/* Without the secrets, which could be guessed by it: their own changes are among the marks. */
+std::string generationOf(const Snapshot& snapshot) {
+    const std::string& marks = snapshot.marks;
+    const std::string digest = hexDigits(sha256(marks + withoutSecrets(snapshot.state).dump()));
+    return fmt::format("{}-{}", marks.substr(0, marks.find(' ')), digest.substr(0, 16));
+}
+
 Json documentOf(const Snapshot& snapshot, bool showSecrets) {
-    Json document = {{"format", kFormat}, {"generation", snapshot.generation}};
-    document.update(snapshot.state);
-    if (!showSecrets)
-        for (const Part* part : allParts())
-            if (const Json* state = at(document, part->path())) {
-                Json shown = *state;
-                DocumentPath inside;
-                leaveOutSecrets(*part, shown, inside);
-                put(document, part->path(), &shown);
-            }
+    Json document = {{"format", kFormat}, {"generation", generationOf(snapshot)}};
+    document.update(showSecrets ? snapshot.state : withoutSecrets(snapshot.state));
     return document;
 }
 

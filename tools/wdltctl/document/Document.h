@@ -11,8 +11,10 @@ namespace wdlt {
 
 struct Snapshot {
     Json state;
-    std::string generation; /* of all that the state shows */
+    std::string marks; /* what changed it last */
 };
+/* An opaque text that changes with whatever the state shows. */
+std::string generationOf(const Snapshot& snapshot);
 
 /* What every writer of settings, lists and items changes. */
 std::string changeMarks();

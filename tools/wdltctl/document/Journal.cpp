@@ -38,10 +38,12 @@ void store(const std::string& file, const std::string& content) {
         throw LayerError(file, static_cast<LONG>(GetLastError()));
 }
 
-bool isSwitch(const DocumentPath& path) {
-    return path.front() == "features" ||
-           std::equal(kHandlerPath.begin(), kHandlerPath.end(), path.begin(),
-                      path.begin() + static_cast<std::ptrdiff_t>(std::min<std::size_t>(path.size(), 2)));
+std::string notePath() {
+    return homePath() + "/load.note";
+}
+
+bool isSwitch(const DocumentPath& part) {
+    return part.front() == "features" || part == kHandlerPath;
 }
 
 /* Part of the state at each place where the load has changed something. Of a load that waits, what has been changed since
@@ -71,7 +73,7 @@ Wanted whatGoesBack(const Journal& journal, const Json& now, std::vector<std::st
     // What goes back may switch others, which are as they are now, or as they were.
     for (const DocumentPath& path : journal.parts)
         if (const Json* const state =
-                isSwitch(path) ? at(journal.due ? wanted.state : journal.before, path) : nullptr) {
+                !path.empty() && isSwitch(path) ? at(journal.due ? wanted.state : journal.before, path) : nullptr) {
             const Json copy = *state;
             goesBack(path, &copy);
         }
@@ -188,14 +190,6 @@ void undoAbandonedLoad(const std::function<void(const std::string& text)>& tell)
     tell(text);
     Journal::remove();
 }
-
-namespace {
-
-std::string notePath() {
-    return homePath() + "/load.note";
-}
-
-} // namespace
 
 void leaveNote(const std::string& text) {
     store(notePath(), text);

@@ -22,7 +22,6 @@ class DueTime {
     bool isOver() const { return secondsLeft() <= 0; }
     std::int64_t secondsLeft() const;
     Json stored() const;
-    bool operator==(const DueTime&) const = default;
 
   private:
     DueTime() = default;

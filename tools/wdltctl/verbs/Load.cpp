@@ -173,7 +173,7 @@ void load(const LoadArguments& arguments, const Options& options) {
     if (!arguments.dryRun)
         refuseSecondLoad();
     if (arguments.generation)
-        if (const std::string generation = takeSnapshot().generation; arguments.generation != generation)
+        if (const std::string generation = generationOf(takeSnapshot()); arguments.generation != generation)
             throw ToolError(ExitStatus::Unknown,
                             fmt::format("somebody has changed something: the generation is {}", generation));
     const std::vector<const Part*> parts = partsFor(document);
