@@ -4,6 +4,7 @@ set(tools wdltctl wdltreg wardlet-peer)
 file(RELATIVE_PATH libraries_from_tools /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
 set_target_properties(${tools} PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries_from_tools}")
 install(TARGETS ${tools} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+install(TARGETS WdTar LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/wdltcfg COMPONENT tools)
 
 # Debian's zsh looks elsewhere for what packages bring.
 set(zsh_dir ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)

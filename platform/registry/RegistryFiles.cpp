@@ -64,7 +64,10 @@ bool isNamespace(std::string_view text) {
     return end > colon + 1 && end + 1 == text.size() && text[end] == '\n';
 }
 
+// Mostly it is there already. Some file systems wait for the disk when a file that was truncated is truncated again.
 DWORD storeNamespace(int file, const std::string& text) {
+    if (readWhole(file, kNamespaceLimit) == text)
+        return ERROR_SUCCESS;
     if (sys::ftruncate(file, 0) != 0)
         return systemError();
     const ssize_t written = sys::pwrite(file, text.data(), text.size(), 0);

@@ -9,7 +9,6 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
-#include <unicode/uchar.h>
 #include <unicode/utf16.h>
 #include <unicode/utf8.h>
 
@@ -87,12 +86,12 @@ Decoded decodeUtf8(std::string_view text) {
 
 Decoded decodeTable(const CodePageTable& table, std::string_view text) {
     const auto lead = static_cast<BYTE>(text[0]);
-    char16_t unit = CodePageTable::kNoUnit;
+    char16_t unit = kNoUnit;
     if (!table.isLeadByte(lead))
         unit = table.single(lead);
     else if (text.size() > 1)
         unit = table.pair(lead, static_cast<BYTE>(text[1]));
-    if (unit == CodePageTable::kNoUnit)
+    if (unit == kNoUnit)
         return {1, -1};
     return {table.isLeadByte(lead) ? std::size_t{2} : std::size_t{1}, unit};
 }
@@ -221,8 +220,7 @@ std::string codePageFromWide(std::u16string_view text) {
 }
 
 char16_t foldUnitBeyondAscii(char16_t unit) {
-    const UChar32 upper = u_toupper(unit);
-    return U_IS_BMP(upper) ? static_cast<char16_t>(upper) : unit;
+    return kUpperCase[unit];
 }
 
 bool isLeadByte(BYTE byte) {

@@ -1,7 +1,6 @@
 // Conversion between the system code page and UTF-16, and the folding of names. UTF-8 is decoded here; any other code
-// page is a table, taken from ICU at its first use and never changed afterwards: every function may be called from any
-// thread and in the child of a fork. Plain ASCII is converted without looking up the code page, so it needs neither
-// home nor ICU.
+// page is a table that never changes: every function may be called from any thread and in the child of a fork. Plain
+// ASCII is converted without looking up the code page, so it needs no home.
 #pragma once
 
 #include <platform/base.h>

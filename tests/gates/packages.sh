@@ -11,7 +11,7 @@ fail() { echo "packages: $*"; exit 1; }
 # The programs are linked with room for their run path below the prefix.
 build_for() {
     cmake "$build" -DCMAKE_INSTALL_PREFIX="$1" >/dev/null
-    cmake --build "$build" --target wdltctl wdltreg wardlet-peer WdMsg WdDbg64 compressed_documents >/dev/null
+    cmake --build "$build" --target wdltctl wdltreg wardlet-peer WdMsg WdDbg64 WdTar compressed_documents >/dev/null
 }
 finish() {
     build_for "$prefix_before"
@@ -34,10 +34,11 @@ clean() {
         PKG_CONFIG_PATH="$libraries/pkgconfig" XDG_DATA_DIRS="$prefix/share:/usr/share" "$@"
 }
 
-# The tools find both libraries that are loaded by name: the charsets, and the trace library for the log.
+# The tools find all libraries that are loaded by name: the charsets, the archives, and the trace library for the log.
 printf '[ServiceSession]\nEnable=1\nLevel=257\n[InteractiveSession]\nEnable=1\nLevel=257\n' >"$libraries/Wardlet.ini"
 clean wdltctl init --install "$work/home/wardlet" >/dev/null
 clean wdltctl add items card '4711 0815' >/dev/null
+clean wdltctl backup "$work/backup" >/dev/null
 [ "$(clean wdltctl get system proxy-port)" = 6999 ]
 [ "$(clean wdltreg query -r SOFTWARE/Halvermoor/PLK/Wardlet | wc -l)" -gt 200 ]
 lines() { wc -l <"$work/home/log/qxcWdltCfg.log"; }

@@ -20,6 +20,8 @@ HKEY rootKey() {
 // A name has at most kMaxNameUnits units, plus its terminator.
 using NameBuffer = std::array<WCHAR, kMaxNameUnits + 1>;
 
+constexpr std::size_t kShortValue = 256; // bytes; longer values are read in two steps
+
 bool isMissing(LONG code) {
     return code == static_cast<LONG>(ERROR_FILE_NOT_FOUND);
 }
@@ -94,19 +96,29 @@ std::vector<RegValue> RegistryKey::values() const {
     for (DWORD index = 0;; ++index) {
         NameBuffer name{};
         DWORD length = name.size();
-        const LONG error = RegEnumValueW(m_key, index, name.data(), &length, nullptr, nullptr, nullptr, nullptr);
+        RegValue value{{}, REG_NONE, std::vector<BYTE>(kShortValue), false};
+        auto size = static_cast<DWORD>(value.data.size());
+        LONG error = RegEnumValueW(m_key, index, name.data(), &length, nullptr, &value.type, value.data.data(), &size);
+        const bool isLong = error == static_cast<LONG>(ERROR_MORE_DATA);
+        if (isLong) {
+            length = name.size();
+            error = RegEnumValueW(m_key, index, name.data(), &length, nullptr, nullptr, nullptr, nullptr);
+        }
         if (error == static_cast<LONG>(ERROR_NO_MORE_ITEMS) || isGone(error))
             return values;
         if (error != 0)
             throw LayerError(describe({}), error);
-        // Read by name, so that type and data belong together even if somebody writes meanwhile.
-        if (auto found = value(std::u16string(name.data(), length)))
+        value.name.assign(name.data(), length);
+        value.data.resize(size);
+        if (!isLong)
+            values.push_back(std::move(value));
+        else if (auto found = this->value(value.name)) // by its name, since somebody may write meanwhile
             values.push_back(*std::move(found));
     }
 }
 
 std::optional<RegValue> RegistryKey::value(const std::u16string& name) const {
-    RegValue value{name, REG_NONE, std::vector<BYTE>(256), false};
+    RegValue value{name, REG_NONE, std::vector<BYTE>(kShortValue), false};
     for (;;) {
         auto size = static_cast<DWORD>(value.data.size());
         const LONG error = RegQueryValueExW(m_key, name.c_str(), nullptr, &value.type, value.data.data(), &size);

@@ -58,6 +58,18 @@ struct Run {
 };
 Run g_run;
 
+/* The first word that is no option: no option that a tool's verbs share has a value. Nothing for what has to know all
+   verbs. */
+std::string_view verbAmong(std::span<const std::string> words) {
+    for (const std::string_view word : words) {
+        if (!word.starts_with('-'))
+            return word;
+        if (word == "--complete" || word == "--manual-page")
+            break;
+    }
+    return {};
+}
+
 /* What shells and packages ask a tool for, before a word is understood: --complete WORD..., and --manual-page DATE. */
 bool tellsOfItself(const Tool& tool, const CLI::App& app, const std::vector<std::string>& words) {
     const std::string asked = words.empty() ? "" : words.front();
@@ -79,10 +91,11 @@ int parseAndRun(const Tool& tool, int argc, char** argv) {
     if (tool.needsVerb)
         app.require_subcommand(1);
     app.get_formatter()->column_width(34);
-    tool.addVerbs(app);
+    const std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+    tool.addVerbs(app, verbAmong(words));
     app.footer(tool.footer); // behind them, since a verb takes over what is there when it is added
     try {
-        if (!tellsOfItself(tool, app, {argv + std::min(argc, 1), argv + argc}))
+        if (!tellsOfItself(tool, app, words))
             app.parse(argc, argv);
     } catch (const CLI::Success& request) {
         return app.exit(request);

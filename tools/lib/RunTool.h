@@ -5,6 +5,7 @@
 #include "Completion.h"
 
 #include <string>
+#include <string_view>
 
 namespace CLI {
 class App;
@@ -16,8 +17,9 @@ struct Tool {
     const char* name;
     const char* description;
     const char* footer; /* examples, and what else --help should say */
-    /* Adds the verbs and the common options, which are accepted after a verb too. */
-    void (*addVerbs)(CLI::App& app);
+    /* Adds the common options, which are accepted after a verb too, and the verb of that name; all verbs where it has
+       no name, or none that the tool knows. */
+    void (*addVerbs)(CLI::App& app, std::string_view verb);
     bool needsVerb = true;     /* false: the program has options only, and a callback of its own */
     WordsOf wordsOf = nullptr; /* for the completions of the shells */
 };

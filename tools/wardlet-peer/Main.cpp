@@ -133,7 +133,7 @@ Completions peerWords(const Completed& completed) {
     return wordsFrom(kWords, completed);
 }
 
-void addOptions(CLI::App& app) {
+void addOptions(CLI::App& app, std::string_view) {
     const auto arguments = std::make_shared<Arguments>();
     std::vector<std::string> kinds;
     for (const Completion& kind : kindWords({app, "", {}, ""}))

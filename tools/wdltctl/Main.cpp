@@ -21,6 +21,7 @@
 #include <cstdio>
 #include <fmt/format.h>
 #include <optional>
+#include <string_view>
 #include <utility>
 
 namespace wdlt {
@@ -79,11 +80,37 @@ void lookAtOwner(const std::string& home, Needs needs) {
 
 constexpr const char* kToolName = "wdltctl";
 
-using AddVerb = void (*)(CLI::App& app, const Options& options);
+/* In the order of --help. */
+constexpr struct {
+    std::string_view names; /* of the verbs that it adds */
+    void (*add)(CLI::App& app, const Options& options);
+} kVerbs[] = {
+    {"init", addInit},
+    {"where", addWhere},
+    {"check", addCheck},
+    {"status", addStatus},
+    {"enable disable", addSwitch},
+    {"describe", addDescribe},
+    {"get", addGet},
+    {"set", addSet},
+    {"reset", addReset},
+    {"list add remove import export", addLists},
+    {"dump", addDump},
+    {"diff", addDiff},
+    {"load", addLoad},
+    {"confirm await-confirmation", addConfirm},
+    {"watch", addWatch},
+    {"check-url", addCheckUrl},
+    {"verify", addVerify},
+    {"raw", addRaw},
+    {"backup", addBackup},
+    {"restore", addRestore},
+};
 
-constexpr AddVerb kVerbs[] = {addInit,  addWhere,    addCheck,  addStatus, addSwitch, addDescribe, addGet,
-                              addSet,   addReset,    addLists,  addDump,   addDiff,   addLoad,     addConfirm,
-                              addWatch, addCheckUrl, addVerify, addRaw,    addBackup, addRestore};
+bool isAmong(std::string_view names, std::string_view name) {
+    const auto words = fmt::format(" {} ", names);
+    return words.find(fmt::format(" {} ", name)) != std::string::npos;
+}
 
 constexpr const char* kExamples =
     "Examples:\n"
@@ -117,12 +144,16 @@ Options& options() {
     return all;
 }
 
-void addVerbs(CLI::App& app) {
+/* To make all of them takes longer than most of them run. */
+void addVerbs(CLI::App& app, std::string_view verb) {
     app.add_flag("--json", options().json, "Print JSON");
     app.add_flag("--secrets", options().secrets, "Show passwords and keys");
     app.add_flag("-v,--verbose", options().verbose, "Show the library's errors as it logs them");
-    for (const auto addVerb : kVerbs)
-        addVerb(app, options());
+    for (const auto& each : kVerbs)
+        if (isAmong(each.names, verb))
+            return each.add(app, options());
+    for (const auto& each : kVerbs)
+        each.add(app, options());
 }
 
 } // namespace

@@ -207,7 +207,7 @@ Completions wordsOf(const Completed& completed) {
     return wordsFrom(kWords, completed);
 }
 
-void addVerbs(CLI::App& app) {
+void addVerbs(CLI::App& app, std::string_view) {
     const auto arguments = std::make_shared<Arguments>();
     const auto addKey = [&](CLI::App* verb) { return verb->add_option("KEY", arguments->key, "Key of the registry"); };
 

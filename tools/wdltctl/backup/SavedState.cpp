@@ -163,6 +163,8 @@ SavedState SavedState::unpack(std::string_view bytes) {
         return stateFrom(unpackArchive(bytes));
     } catch (const std::bad_alloc&) {
         throw;
+    } catch (const LayerError&) { // it can't even be looked at
+        throw;
     } catch (const DamagedArchive& error) {
         throw ToolError(ExitStatus::Usage, fmt::format("a damaged backup: {}", error.what()));
     } catch (const std::exception& error) {
