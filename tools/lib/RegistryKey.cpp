@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <fmt/format.h>
+#include <platform/home.h>
 #include <utility>
 
 namespace wdlt {
@@ -146,6 +147,13 @@ bool RegistryKey::deleteValue(const std::u16string& name) const {
     if (error != 0 && !isMissing(error))
         throw LayerError(describe(name), error);
     return error == 0;
+}
+
+std::uint64_t registryGeneration() {
+    ULONGLONG number = 0;
+    if (const LONG error = WdRegistryGeneration(&number))
+        throw LayerError("the registry", error);
+    return number;
 }
 
 namespace {

@@ -10,6 +10,7 @@
 #include "LayerError.h"
 #include "Owner.h"
 #include "RegTransfer.h"
+#include "RegistryKey.h"
 #include "ToolError.h"
 #include "Utf.h"
 #include "Verbs.h"
@@ -51,10 +52,7 @@ std::u16string wideInstallIn(const RegDocument& tree) {
 
 /* Of the registry and of all files that the tree names. */
 std::string marksOf(const RegDocument& tree) {
-    ULONGLONG generation = 0;
-    if (const LONG error = WdRegistryGeneration(&generation))
-        throw LayerError("the registry", error);
-    std::string marks = std::to_string(generation);
+    std::string marks = std::to_string(registryGeneration());
     for (const auto& [what, file] : filesNamedIn(tree))
         marks += ' ' + fileMark(file.path);
     return marks;

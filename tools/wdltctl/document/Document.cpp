@@ -4,13 +4,12 @@
 #include "Display.h"
 #include "Files.h"
 #include "Installation.h"
-#include "LayerError.h"
+#include "RegistryKey.h"
 #include "ToolError.h"
 
 #include <algorithm>
 #include <fmt/format.h>
 #include <iterator>
-#include <platform/home.h>
 #include <set>
 
 namespace wdlt {
@@ -104,10 +103,7 @@ void eachPartOf(const Json& document, Complaints& complaints,
 } // namespace
 
 std::string changeMarks() {
-    ULONGLONG number = 0;
-    if (const LONG error = WdRegistryGeneration(&number); error != ERROR_SUCCESS)
-        throw LayerError("the registry", error);
-    std::string marks = fmt::format("{}", number);
+    std::string marks = fmt::format("{}", registryGeneration());
     const Installation installation = Installation::read();
     for (const DataFile& file : allDataFiles())
         marks += " " + fileMark(installation.pathOf(file));

@@ -4,6 +4,7 @@
 #include "Installation.h"
 #include "LibraryStatus.h"
 #include "Numbers.h"
+#include "RegistryKey.h"
 #include "Suggestion.h"
 #include "ToolError.h"
 #include "Utf.h"
@@ -92,8 +93,10 @@ std::optional<Handler> handlerOf(std::uint32_t protocol) {
     return handler;
 }
 
+namespace {
+
 /* The keys tell which types to ask for: a call for each of the sixteen takes its time. */
-std::vector<Handler> allHandlers() {
+std::vector<Handler> readHandlers() {
     std::set<std::uint32_t> types;
     bool isTold = true; // of every key
     for (const HandlerKey& key : allHandlerKeys()) {
@@ -104,6 +107,19 @@ std::vector<Handler> allHandlers() {
     for (std::uint32_t type = 1; type <= WDLT_MAX_HANDLERS; ++type)
         if (auto handler = isTold && !types.contains(type) ? std::nullopt : handlerOf(type))
             handlers.push_back(std::move(*handler));
+    return handlers;
+}
+
+} // namespace
+
+/* A document asks for them again and again. */
+std::vector<Handler> allHandlers() {
+    static std::optional<std::uint64_t> generation; // what `handlers` were read in
+    static std::vector<Handler> handlers;
+    if (const std::uint64_t now = registryGeneration(); now != generation) {
+        handlers = readHandlers();
+        generation = now;
+    }
     return handlers;
 }
 
