@@ -17,7 +17,7 @@
 
 namespace {
 
-constexpr int kRecordCounts[] = {0, 50, 500};
+constexpr int kRecordCounts[] = {0, 1, 10, 50, 100, 500};
 constexpr DWORD kActionBytes = 20;
 
 void demand(bool holds, const char* what) {

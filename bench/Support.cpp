@@ -3,11 +3,21 @@
 #include <cstdio>
 #include <cstdlib>
 #include <map>
+#include <spawn.h>
 #include <stdexcept>
+#include <sys/wait.h>
 #include <system_error>
+#include <unistd.h>
+
+extern char** environ;
 
 namespace bench {
 namespace {
+
+const std::filesystem::path& programFolder() {
+    static const std::filesystem::path folder = std::filesystem::canonical("/proc/self/exe").parent_path();
+    return folder;
+}
 
 class Recorder final : public benchmark::ConsoleReporter {
   public:
@@ -29,7 +39,7 @@ class Recorder final : public benchmark::ConsoleReporter {
 } // namespace
 
 Home::Home(const char* durability) {
-    std::string name = (std::filesystem::canonical("/proc/self/exe").parent_path() / "bench-XXXXXX").string();
+    std::string name = (programFolder() / "bench-XXXXXX").string();
     if (mkdtemp(name.data()) == nullptr)
         throw std::runtime_error("no directory for the benchmark's home");
     m_path = name;
@@ -40,6 +50,39 @@ Home::Home(const char* durability) {
 Home::~Home() {
     std::error_code ignored;
     std::filesystem::remove_all(m_path, ignored);
+}
+
+Outcome runProgram(std::vector<std::string> words) {
+    if (const auto own = programFolder() / words[0]; std::filesystem::exists(own))
+        words[0] = own;
+    std::vector<char*> arguments;
+    for (std::string& word : words)
+        arguments.push_back(word.data());
+    arguments.push_back(nullptr);
+    int ends[2];
+    if (pipe(ends) != 0)
+        throw std::runtime_error("pipe");
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    for (const int output : {STDOUT_FILENO, STDERR_FILENO})
+        posix_spawn_file_actions_adddup2(&actions, ends[1], output);
+    for (const int end : ends)
+        posix_spawn_file_actions_addclose(&actions, end);
+    pid_t child = 0;
+    const int error = posix_spawnp(&child, words[0].c_str(), &actions, nullptr, arguments.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    close(ends[1]);
+    Outcome outcome;
+    char part[65536];
+    for (ssize_t got = 0; error == 0 && (got = read(ends[0], part, sizeof part)) > 0;)
+        outcome.output.append(part, static_cast<std::size_t>(got));
+    close(ends[0]);
+    int status = 0;
+    if (error != 0 || waitpid(child, &status, 0) != child)
+        throw std::runtime_error("can't run " + words[0]);
+    if (WIFEXITED(status))
+        outcome.status = WEXITSTATUS(status);
+    return outcome;
 }
 
 int run(int argc, char** argv, const std::vector<Ratio>& ratios) {

@@ -25,6 +25,14 @@ class Home {
     std::filesystem::path m_path;
 };
 
+struct Outcome {
+    int status = -1;    // exit status; -1 when the program was ended otherwise
+    std::string output; // standard output and error
+};
+
+// Runs a program as a process of its own: one from the directory of this program, else one of PATH.
+Outcome runProgram(std::vector<std::string> words);
+
 // The time of `name` divided by that of `beside`; `atMost` is the target, where there is one.
 struct Ratio {
     std::string name;
