@@ -169,12 +169,5 @@ int main(int argc, char** argv) {
     const bench::Home home("disk");
     folder = home.path();
     prepare();
-    return bench::run(argc, argv,
-                      {{"get", "emptyProcess"},
-                       {"dump", "emptyProcess"},
-                       {"diffOfNothing", "dump"},
-                       {"loadOfNothing", "diffOfNothing"},
-                       {"loadOfHundred", "hundredSets"},
-                       {"sqliteHundred", "sqliteSingly"},
-                       {"loadOfHundred", "sqliteHundred"}});
+    return bench::run(argc, argv);
 }

@@ -34,5 +34,5 @@ BENCHMARK(readingProcess)->UseRealTime()->Unit(benchmark::kMillisecond);
 int main(int argc, char** argv) {
     const bench::Home home("disk");
     peakMemory("bench_reading_process"); // creates the home
-    return bench::run(argc, argv, {{"readingProcess", "emptyProcess", 0}});
+    return bench::run(argc, argv);
 }

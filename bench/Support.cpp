@@ -1,8 +1,7 @@
 #include "Support.h"
 
-#include <cstdio>
+#include <algorithm>
 #include <cstdlib>
-#include <map>
 #include <spawn.h>
 #include <stdexcept>
 #include <sys/wait.h>
@@ -19,20 +18,13 @@ const std::filesystem::path& programFolder() {
     return folder;
 }
 
-class Recorder final : public benchmark::ConsoleReporter {
+class Reporter final : public benchmark::ConsoleReporter {
   public:
-    std::map<std::string, double> nanoseconds;
     bool hasFailed = false; // a benchmark reported an error, so its figure is void
 
     void ReportRuns(const std::vector<Run>& runs) override {
         ConsoleReporter::ReportRuns(runs);
-        for (const Run& run : runs) {
-            hasFailed = hasFailed || run.error_occurred;
-            const bool isMedian = run.run_type == Run::RT_Aggregate && run.aggregate_name == "median";
-            if (isMedian || (run.run_type == Run::RT_Iteration && !nanoseconds.contains(run.run_name.function_name)))
-                nanoseconds[run.run_name.function_name] =
-                    run.GetAdjustedRealTime() / benchmark::GetTimeUnitMultiplier(run.time_unit) * 1e9;
-        }
+        hasFailed = hasFailed || std::ranges::any_of(runs, &Run::error_occurred);
     }
 };
 
@@ -85,26 +77,13 @@ Outcome runProgram(std::vector<std::string> words) {
     return outcome;
 }
 
-int run(int argc, char** argv, const std::vector<Ratio>& ratios) {
+int run(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv))
         return 2;
-    Recorder recorder;
-    benchmark::RunSpecifiedBenchmarks(&recorder);
-    std::printf("\n%-30s %-30s %9s %9s\n", "benchmark", "beside", "ratio", "to reach");
-    for (const Ratio& ratio : ratios) {
-        const auto own = recorder.nanoseconds.find(ratio.name);
-        const auto beside = recorder.nanoseconds.find(ratio.beside);
-        if (own == recorder.nanoseconds.end() || beside == recorder.nanoseconds.end())
-            continue;
-        const double value = own->second / beside->second;
-        std::printf("%-30s %-30s %9.3f ", ratio.name.c_str(), ratio.beside.c_str(), value);
-        if (ratio.atMost > 0)
-            std::printf("%8.2f%s\n", ratio.atMost, value > ratio.atMost ? "  MISSED" : "");
-        else
-            std::printf("%9s\n", "-");
-    }
-    return recorder.hasFailed ? 1 : 0;
+    Reporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    return reporter.hasFailed ? 1 : 0;
 }
 
 } // namespace bench
