@@ -39,7 +39,7 @@ if $quick || [ ${#programs[@]} -gt 0 ]; then
 fi
 if $quick; then
     runs=1
-    options=(--benchmark_min_time=0.1)
+    options=(--benchmark_min_time=0.05)
     cp docs/performance.md "$work"
     document=("$work/performance.md")
 fi
@@ -53,7 +53,7 @@ rm -rf "$results"
 for ((run = 1; run <= runs; ++run)); do
     folder=$results/$(printf '%03d' "$run")
     mkdir -p "$folder"
-    python3 bench/report.py --machine "$build" >"$folder/machine.json"
+    python3 -B bench/report.py --machine "$build" >"$folder/machine.json"
     for program in "${programs[@]}"; do
         name=${program##*/}
         echo "round $run of $runs: $name" >&2
@@ -61,4 +61,4 @@ for ((run = 1; run <= runs; ++run)); do
             { cat "$folder/$name.log" && exit 1; }
     done
 done
-python3 bench/report.py "$results" "${document[@]}"
+python3 -B bench/report.py "$results" "${document[@]}"

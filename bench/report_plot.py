@@ -4,7 +4,7 @@ from typing import NamedTuple
 from xml.sax.saxutils import escape
 
 WIDTH, HEIGHT = 800, 400
-LEFT, RIGHT, TOP, BOTTOM = 70, 560, 44, 346  # of the field within the axes; the words of the curves are on its right
+LEFT, RIGHT, TOP, BOTTOM = 78, 560, 44, 346  # of the field within the axes; the words of the curves are on its right
 
 PALETTES = (  # paper, ink, grid, then a colour for each curve: in light, in dark
     ("#fff", "#24292f", "#d8dee4", "#0b5cc4", "#b8430a", "#157a3c", "#7a2fbf"),
@@ -86,7 +86,7 @@ def draw(title: str, axis: str, sizes: tuple[int, ...], curves: list[Curve]) -> 
         f'<rect class="paper" width="{WIDTH}" height="{HEIGHT}"/>',
         f'<text class="title" x="{LEFT}" y="24">{escape(title)}</text>',
         f'<text x="{(LEFT + RIGHT) / 2:.1f}" y="{HEIGHT - 12}" text-anchor="middle">{escape(axis)}</text>',
-        f'<text transform="translate(14 {(TOP + BOTTOM) / 2:.1f}) rotate(-90)" text-anchor="middle">time of one call</text>',
+        f'<text transform="translate(18 {(TOP + BOTTOM) / 2:.1f}) rotate(-90)" text-anchor="middle">time of one call</text>',
     ]
     for level in levels:
         parts.append(f'<path class="grid" d="M{LEFT},{y_of(level):.1f} H{RIGHT}"/>')

@@ -34,8 +34,16 @@ class Picture(NamedTuple):
 
 US, MS = 1e-6, 1e-3
 ROUND_TRIP = Beside("a byte to another process and back through pipes", "pipesBackAndForth")
+A_LINE = Beside("a formatted line and one `write`", "plainLine")
 BARE_COMMIT = Beside("one value written to the registry, durable", "bareCommit")
 PROCESSES = (1, 2, 4, 8)
+
+
+def locks(words: str, name: str, beside: str, beside_name: str, within: float = 0) -> tuple[Row, Row]:
+    """The rows of a lock: what is to be reached holds for one process, which has it to itself."""
+    row = Row(words + ", processes: {}", f"sync/{name}_{{}}", (Beside(beside, beside_name + "_{}"),), within, (1,))
+    return row, row._replace(within=0, sizes=PROCESSES[1:])
+
 
 TABLES: dict[str, tuple[Row, ...]] = {
     "registry": (
@@ -59,19 +67,16 @@ TABLES: dict[str, tuple[Row, ...]] = {
             (Beside("four durable writes", "registryFourWrites", 1.5),), sizes=(1, 4, 16)),
         Row("a change notified to the service and answered, without the pause of 100 ms", "switch/notification",
             (ROUND_TRIP,)),
-        Row("a log call, log off", "log/logOff", (Beside("a formatted line and one `write`", "plainLine"),)),
-        Row("the same, its level filtered out", "log/logHeldBack", (Beside("the same", "plainLine"),)),
-        Row("the same, line written", "log/logOn", (Beside("the same", "plainLine"),)),
+        Row("a log call, log off", "log/logOff", (A_LINE,)),
+        Row("a log call, its level filtered out", "log/logHeldBack", (A_LINE,)),
+        Row("a log call, line written", "log/logOn", (A_LINE,)),
     ),
     "locks": (
-        Row("read lock and unlock, processes on one lock: {}", "sync/readLock_{}",
-            (Beside("a process-shared pthread rwlock", "pthreadReadLock_{}"),), sizes=PROCESSES),
-        Row("write lock and unlock, processes: {}", "sync/writeLock_{}",
-            (Beside("the same", "pthreadWriteLock_{}"),), sizes=PROCESSES),
-        Row("a mutex created, locked, released and closed, processes on one name: {}", "sync/mutexMadeAndClosed_{}",
-            (Beside("a pthread mutex locked and unlocked", "pthreadMutex_{}"),), sizes=PROCESSES),
-        Row("a mutex that is kept open, locked and released, processes: {}", "sync/mutexKept_{}",
-            (Beside("the same", "pthreadMutexAgain_{}"),), sizes=PROCESSES),
+        *locks("read lock and unlock", "readLock", "a process-shared pthread rwlock", "pthreadReadLock", 0.5 * US),
+        *locks("write lock and unlock", "writeLock", "a process-shared pthread rwlock", "pthreadWriteLock"),
+        *locks("a mutex created, locked, released and closed", "mutexMadeAndClosed", "a pthread mutex", "pthreadMutex",
+               4 * US),
+        *locks("a mutex kept open, locked and released", "mutexKept", "a pthread mutex", "pthreadMutexAgain"),
         Row("an event set for another process and one back", "sync/eventBackAndForth_2",
             (Beside("two process-shared semaphores", "semaphoreBackAndForth_2"),)),
     ),
@@ -84,7 +89,7 @@ TABLES: dict[str, tuple[Row, ...]] = {
             (Beside("each record deciphered, decoded and compared as it is read", "naiveCheck_1"),
              Beside("RE2, compiling all patterns into one set for the search", "re2SetCompiledAnew_1"),
              Beside("RE2 with a precompiled set", "re2Set_1")), within=300 * US),
-        Row("the same, 100 URLs", "store/checkUrls_100",
+        Row("`CheckIfUrlRecordExists`, 100 URLs", "store/checkUrls_100",
             (Beside("each record decoded and compared afresh for each URL", "naiveCheck_100"),
              Beside("RE2, compiling the set for the search", "re2SetCompiledAnew_100"),
              Beside("RE2 with a precompiled set", "re2Set_100"))),
@@ -108,13 +113,14 @@ TABLES: dict[str, tuple[Row, ...]] = {
         Row("`WdltUrlfWriteRecordList`, durable, records: {}", "filter/listWritten_{}", (BARE_COMMIT,),
             sizes=(0, 50, 500)),
         Row("`WdltUrlfIsRecordExists`, answered by the service", "filter/urlAskedOfTheService", (ROUND_TRIP,)),
-        Row("the same without a service, records: {}", "filter/urlAskedOfTheFile_{}",
+        Row("`WdltUrlfIsRecordExists` without a service, records: {}", "filter/urlAskedOfTheFile_{}",
             (Beside("the list read", "listRead_{}"),), sizes=(0, 50, 500)),
     ),
     "rules": (
         Row("`WdltAddDRSWhiteListItem`, rules: {}", "rules/addedByExport_{}",
             (Beside("the same key and values alone, one transaction", "addedPlainly_{}"),), sizes=(1, 10, 100, 1000)),
-        Row("its CPU time, rules: {}", "rules/addedByExport_{}:cpu_time", sizes=(1, 10, 100, 1000)),
+        Row("CPU time of `WdltAddDRSWhiteListItem`, rules: {}", "rules/addedByExport_{}:cpu_time",
+            (Beside("`WdltGetAllDRSWhiteListItem`", "listRead_{}"),), sizes=(1, 10, 100, 1000)),
         Row("`WdltGetAllDRSWhiteListItem`, rules: {}", "rules/listRead_{}", sizes=(1, 10, 100, 1000)),
     ),
     "privacy": (
