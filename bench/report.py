@@ -214,7 +214,7 @@ def filled(results: Results, document: Path, tables: dict[str, list[str]]) -> st
         before, mark, rest = text.partition(f"<!-- figures: {name} -->\n")
         old, end, after = rest.partition("<!-- end -->")
         if mark and end and "<!--" not in old:
-            text = "".join((before, mark, "\n".join(lines), "\n", end, after))
+            text = "".join((before, mark, "\n".join(["", *lines, "\n"]), end, after))
         else:
             results.problems.append(f"{document.name}: no place for the figures {name}")
     for name in re.findall("<!-- figures: (.*?) -->", text):
