@@ -86,7 +86,7 @@ if $all; then
     stage "tsan tests" 2 run_tests tsan -L threads
     # In the tree of the release build, where the library is compiled already.
     stage "bench build" 1 build all release -DWDLT_BUILD_BENCH=ON
-    stage "benchmarks" 1 tests/gates/bench.sh build/release
+    stage "benchmarks" 1 bench/report.sh --quick --build build/release
 fi
 
 report+=("$(printf '%-28s %4d s of %2d min' "the whole" "$SECONDS" 40)")

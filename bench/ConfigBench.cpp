@@ -79,9 +79,5 @@ int main(int argc, char** argv) {
         RegSetValueExA(key, "Type", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&one), sizeof one);
         RegCloseKey(key);
     }
-    return bench::run(argc, argv,
-                      {
-                          {"systemRecordRead", "registrySevenReads", 0},
-                          {"systemRecordWrite", "registryOneWrite", 1.5},
-                      });
+    return bench::run(argc, argv);
 }

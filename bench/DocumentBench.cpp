@@ -1,16 +1,14 @@
-// The whole configuration at once by wdltctl: dump, diff and load, compared with single calls of set and with the command
-// line of SQLite storing as much, durably. Each measures whole processes.
+// wdltctl as whole processes: one value read, compared with an empty process, and the whole configuration at once: dump,
+// diff and load, compared with single calls of set and with the command line of SQLite storing as much, durably.
 #include "Support.h"
 
 #include <nlohmann/json.hpp>
 
-#include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <stdexcept>
 #include <string>
-#include <sys/wait.h>
-#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -27,17 +25,20 @@ std::string textOf(const std::string& file) {
     return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-int exitStatus(const std::string& command) {
-    const int status = std::system((command + " >" + folder + "/out 2>" + folder + "/err").c_str());
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+using Words = std::vector<std::string>;
+
+void run(const Words& words) {
+    if (const bench::Outcome outcome = bench::runProgram(words); outcome.status != 0)
+        throw std::runtime_error(words[0] + ": " + outcome.output);
 }
-void run(const std::string& command) {
-    if (exitStatus(command) != 0)
-        throw std::runtime_error(command + ": " + textOf(folder + "/err"));
+void sqlite(const std::string& script) {
+    run({"sqlite3", database, script});
 }
-std::string wdltctl(const std::string& words) {
-    static const std::string program = std::filesystem::canonical("/proc/self/exe").parent_path() / "wdltctl";
-    return program + " " + words;
+
+// Parts a text at its blanks.
+Words wordsOf(const std::string& text) {
+    std::istringstream stream(text);
+    return {std::istream_iterator<std::string>(stream), {}};
 }
 
 struct Setting {
@@ -51,8 +52,7 @@ std::vector<Setting> settings;
 
 void put(Json& document, const Setting& setting, std::uint64_t number) {
     Json* place = &document["records"];
-    std::istringstream words(setting.record);
-    for (std::string word; words >> word;)
+    for (const std::string& word : wordsOf(setting.record))
         place = &(*place)[word];
     (*place)[setting.field] = number;
 }
@@ -69,12 +69,12 @@ bool isTaken(const Setting& setting) {
     Json document;
     put(document, setting, setting.numbers[1]);
     std::ofstream(folder + "/one.json") << document;
-    return exitStatus(wdltctl("load --dry-run " + folder + "/one.json")) == 1;
+    return bench::runProgram({"wdltctl", "load", "--dry-run", folder + "/one.json"}).status == 1;
 }
 
 void prepare() {
-    run(wdltctl("init --install " + folder + "/install"));
-    run(wdltctl("dump " + folder + "/all.json"));
+    run({"wdltctl", "init", "--install", folder + "/install"});
+    run({"wdltctl", "dump", folder + "/all.json"});
     const Json dump = Json::parse(textOf(folder + "/all.json"));
     for (const auto& [name, record] : dump["records"].items())
         gather(name, record);
@@ -92,12 +92,12 @@ void prepare() {
     std::ofstream(folder + "/0.json") << documents[0];
     std::ofstream(folder + "/1.json") << documents[1];
     database = folder + "/settings.db";
-    run("sqlite3 " + database + " \"pragma journal_mode=wal; " + values + "\"");
+    sqlite("pragma journal_mode=wal; " + values);
 }
 
-void repeat(benchmark::State& state, const std::string& command) {
+void repeat(benchmark::State& state, const Words& words) {
     for (auto _ : state)
-        run(command);
+        run(words);
 }
 
 std::string update(const Setting& setting, int round) {
@@ -106,28 +106,32 @@ std::string update(const Setting& setting, int round) {
 }
 
 void emptyProcess(benchmark::State& state) {
-    repeat(state, "true");
+    repeat(state, {"bench_empty_process"});
+}
+void get(benchmark::State& state) {
+    repeat(state, {"wdltctl", "get", "system", "proxy-port"});
 }
 void dump(benchmark::State& state) {
-    repeat(state, wdltctl("dump"));
+    repeat(state, {"wdltctl", "dump"});
 }
 void diffOfNothing(benchmark::State& state) {
-    repeat(state, wdltctl("diff " + folder + "/all.json"));
+    repeat(state, {"wdltctl", "diff", folder + "/all.json"});
 }
 void loadOfNothing(benchmark::State& state) {
-    repeat(state, wdltctl("load " + folder + "/all.json"));
+    repeat(state, {"wdltctl", "load", folder + "/all.json"});
 }
 void loadOfHundred(benchmark::State& state) {
     int round = 0;
     for (auto _ : state)
-        run(wdltctl("load " + folder + "/" + std::to_string(round ^= 1) + ".json"));
+        run({"wdltctl", "load", folder + "/" + std::to_string(round ^= 1) + ".json"});
 }
 void hundredSets(benchmark::State& state) {
     int round = 0;
     for (auto _ : state) {
         round ^= 1;
         for (const Setting& setting : settings)
-            run(wdltctl("set " + setting.record + " " + setting.field + "=" + std::to_string(setting.numbers[round])));
+            run(wordsOf("wdltctl set " + setting.record + " " + setting.field + "=" +
+                        std::to_string(setting.numbers[round])));
     }
 }
 void sqliteHundred(benchmark::State& state) {
@@ -137,7 +141,7 @@ void sqliteHundred(benchmark::State& state) {
         std::string script = "pragma synchronous=full; begin;";
         for (const Setting& setting : settings)
             script += update(setting, round);
-        run("sqlite3 " + database + " \"" + script + "commit;\"");
+        sqlite(script + "commit;");
     }
 }
 void sqliteSingly(benchmark::State& state) {
@@ -145,11 +149,12 @@ void sqliteSingly(benchmark::State& state) {
     for (auto _ : state) {
         round ^= 1;
         for (const Setting& setting : settings)
-            run("sqlite3 " + database + " \"pragma synchronous=full;" + update(setting, round) + "\"");
+            sqlite("pragma synchronous=full;" + update(setting, round));
     }
 }
 
 BENCHMARK(emptyProcess)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(get)->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(dump)->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(diffOfNothing)->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(loadOfNothing)->UseRealTime()->Unit(benchmark::kMillisecond);
@@ -164,11 +169,5 @@ int main(int argc, char** argv) {
     const bench::Home home("disk");
     folder = home.path();
     prepare();
-    return bench::run(argc, argv,
-                      {{"dump", "emptyProcess"},
-                       {"diffOfNothing", "dump"},
-                       {"loadOfNothing", "diffOfNothing"},
-                       {"loadOfHundred", "hundredSets"},
-                       {"sqliteHundred", "sqliteSingly"},
-                       {"loadOfHundred", "sqliteHundred"}});
+    return bench::run(argc, argv);
 }

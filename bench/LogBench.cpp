@@ -70,6 +70,5 @@ BENCHMARK(plainLine);
 int main(int argc, char** argv) {
     const bench::Home home("process");
     g_home = &home;
-    return bench::run(argc, argv,
-                      {{"logOff", "plainLine", 0}, {"logHeldBack", "plainLine", 0}, {"logOn", "plainLine", 0}});
+    return bench::run(argc, argv);
 }

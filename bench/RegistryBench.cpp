@@ -266,14 +266,5 @@ int main(int argc, char** argv) {
     Lmdb lmdb(home.path());
     g_sqlite = &sqlite;
     g_lmdb = &lmdb;
-    return bench::run(argc, argv,
-                      {
-                          {"registryRead", "sqliteRead", 0.17},
-                          {"registryRead", "lmdbRead", 0},
-                          {"registryWrite", "lmdbWrite", 1.5},
-                          {"registryWrite", "sqliteWrite", 0},
-                          {"registryBatchWrite", "lmdbBatchWrite", 1.5},
-                          {"registryBatchWrite", "sqliteBatchWrite", 0},
-                          {"registryBatchWrite", "registryWrite", 1.5},
-                      });
+    return bench::run(argc, argv);
 }

@@ -99,21 +99,16 @@ void read(benchmark::State& state, std::uint32_t size) {
 
 int main(int argc, char** argv) {
     const bench::Home home("disk");
-    std::vector<bench::Ratio> ratios;
     for (const std::uint32_t size : kListSizes) {
         const std::string suffix = std::string("_").append(std::to_string(size));
         const auto add = [&](const char* name, void (*body)(benchmark::State&, std::uint32_t)) {
-            const std::string whole = name + suffix;
-            benchmark::RegisterBenchmark(whole.c_str(), [=](benchmark::State& state) {
+            benchmark::RegisterBenchmark((name + suffix).c_str(), [=](benchmark::State& state) {
                 body(state, size);
             })->UseRealTime();
-            return whole;
         };
-        const std::string plainly = add("addedPlainly", addedPlainly);
-        const std::string listRead = add("listRead", read);
-        const std::string byExport = add("addedByExport", addedByExport);
-        ratios.push_back({byExport, plainly, 0});
-        ratios.push_back({byExport, listRead, 0});
+        add("addedPlainly", addedPlainly);
+        add("listRead", read);
+        add("addedByExport", addedByExport);
     }
-    return bench::run(argc, argv, ratios);
+    return bench::run(argc, argv);
 }

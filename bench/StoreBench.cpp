@@ -370,7 +370,7 @@ void addMatching(const Workbench& bench) {
 }
 
 // Messages of `size` enciphered bytes.
-void addCipher(std::size_t size, std::vector<bench::Ratio>& ratios) {
+void addCipher(std::size_t size) {
     const std::string suffix = numbered("_", static_cast<int>(size), "");
     const auto plainBytes = static_cast<std::int32_t>(size) - 1;
     const auto cipherBytes = static_cast<std::int32_t>(size);
@@ -392,8 +392,6 @@ void addCipher(std::size_t size, std::vector<bench::Ratio>& ratios) {
     add("padDecrypt" + suffix,
         [=] { benchmark::DoNotOptimize(decrypt->PadDecrypt(ciphered->data(), cipherBytes, plain->data())); });
     add("rawDecrypt" + suffix, [=] { raw->decrypt(size, plain->data(), ciphered->data()); });
-    ratios.push_back({"padEncrypt" + suffix, "rawEncrypt" + suffix, 0});
-    ratios.push_back({"padDecrypt" + suffix, "rawDecrypt" + suffix, 0});
 }
 
 void addCopy(const Workbench& bench) {
@@ -412,21 +410,13 @@ int main(int argc, char** argv) try {
     const bench::Home home("disk");
     const Workbench workbench(home.path());
     demandAgreement(workbench);
-    std::vector<bench::Ratio> ratios{
-        {"readList", "plainReadAndCipher", 0},      {"writeList", "plainReplace", 1.5},
-        {"checkUrls_1", "naiveCheck_1", 0},         {"checkUrls_1", "re2Set_1", 0},
-        {"checkUrls_1", "re2SetCompiledAnew_1", 0}, {"checkUrls_100", "naiveCheck_100", 0},
-        {"checkUrls_100", "re2Set_100", 0},         {"checkUrls_100", "re2SetCompiledAnew_100", 0},
-        {"matchEachRecord", "re2EachRecord", 0},    {"matchEachRecord", "re2Set_1", 0},
-    };
     addLists(workbench);
     addSearches(workbench);
     addMatching(workbench);
-    addCipher(48, ratios);
-    addCipher(2048, ratios);
+    addCipher(48);
+    addCipher(2048);
     addCopy(workbench);
-    ratios.push_back({"copyFile", "plainCopy", 1.5});
-    return bench::run(argc, argv, ratios);
+    return bench::run(argc, argv);
 } catch (const std::exception& error) {
     std::fprintf(stderr, "store_bench: %s\n", error.what());
     return 1;

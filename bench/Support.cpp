@@ -1,35 +1,37 @@
 #include "Support.h"
 
-#include <cstdio>
+#include <algorithm>
 #include <cstdlib>
-#include <map>
+#include <spawn.h>
 #include <stdexcept>
+#include <sys/wait.h>
 #include <system_error>
+#include <unistd.h>
+
+extern char** environ;
 
 namespace bench {
 namespace {
 
-class Recorder final : public benchmark::ConsoleReporter {
+const std::filesystem::path& programFolder() {
+    static const std::filesystem::path folder = std::filesystem::canonical("/proc/self/exe").parent_path();
+    return folder;
+}
+
+class Reporter final : public benchmark::ConsoleReporter {
   public:
-    std::map<std::string, double> nanoseconds;
     bool hasFailed = false; // a benchmark reported an error, so its figure is void
 
     void ReportRuns(const std::vector<Run>& runs) override {
         ConsoleReporter::ReportRuns(runs);
-        for (const Run& run : runs) {
-            hasFailed = hasFailed || run.error_occurred;
-            const bool isMedian = run.run_type == Run::RT_Aggregate && run.aggregate_name == "median";
-            if (isMedian || (run.run_type == Run::RT_Iteration && !nanoseconds.contains(run.run_name.function_name)))
-                nanoseconds[run.run_name.function_name] =
-                    run.GetAdjustedRealTime() / benchmark::GetTimeUnitMultiplier(run.time_unit) * 1e9;
-        }
+        hasFailed = hasFailed || std::ranges::any_of(runs, &Run::error_occurred);
     }
 };
 
 } // namespace
 
 Home::Home(const char* durability) {
-    std::string name = (std::filesystem::canonical("/proc/self/exe").parent_path() / "bench-XXXXXX").string();
+    std::string name = (programFolder() / "bench-XXXXXX").string();
     if (mkdtemp(name.data()) == nullptr)
         throw std::runtime_error("no directory for the benchmark's home");
     m_path = name;
@@ -42,26 +44,46 @@ Home::~Home() {
     std::filesystem::remove_all(m_path, ignored);
 }
 
-int run(int argc, char** argv, const std::vector<Ratio>& ratios) {
+Outcome runProgram(std::vector<std::string> words) {
+    if (const auto own = programFolder() / words[0]; std::filesystem::exists(own))
+        words[0] = own;
+    std::vector<char*> arguments;
+    for (std::string& word : words)
+        arguments.push_back(word.data());
+    arguments.push_back(nullptr);
+    int ends[2];
+    if (pipe(ends) != 0)
+        throw std::runtime_error("pipe");
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    for (const int output : {STDOUT_FILENO, STDERR_FILENO})
+        posix_spawn_file_actions_adddup2(&actions, ends[1], output);
+    for (const int end : ends)
+        posix_spawn_file_actions_addclose(&actions, end);
+    pid_t child = 0;
+    const int error = posix_spawnp(&child, words[0].c_str(), &actions, nullptr, arguments.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    close(ends[1]);
+    Outcome outcome;
+    char part[65536];
+    for (ssize_t got = 0; error == 0 && (got = read(ends[0], part, sizeof part)) > 0;)
+        outcome.output.append(part, static_cast<std::size_t>(got));
+    close(ends[0]);
+    int status = 0;
+    if (error != 0 || waitpid(child, &status, 0) != child)
+        throw std::runtime_error("can't run " + words[0]);
+    if (WIFEXITED(status))
+        outcome.status = WEXITSTATUS(status);
+    return outcome;
+}
+
+int run(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv))
         return 2;
-    Recorder recorder;
-    benchmark::RunSpecifiedBenchmarks(&recorder);
-    std::printf("\n%-30s %-30s %9s %9s\n", "benchmark", "beside", "ratio", "to reach");
-    for (const Ratio& ratio : ratios) {
-        const auto own = recorder.nanoseconds.find(ratio.name);
-        const auto beside = recorder.nanoseconds.find(ratio.beside);
-        if (own == recorder.nanoseconds.end() || beside == recorder.nanoseconds.end())
-            continue;
-        const double value = own->second / beside->second;
-        std::printf("%-30s %-30s %9.3f ", ratio.name.c_str(), ratio.beside.c_str(), value);
-        if (ratio.atMost > 0)
-            std::printf("%8.2f%s\n", ratio.atMost, value > ratio.atMost ? "  MISSED" : "");
-        else
-            std::printf("%9s\n", "-");
-    }
-    return recorder.hasFailed ? 1 : 0;
+    Reporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    return reporter.hasFailed ? 1 : 0;
 }
 
 } // namespace bench

@@ -1,5 +1,5 @@
-// Shared by the benchmark programs: a private home on a real disk, and ratios between benchmarks of one run, which say
-// more than times do, since the machine cancels out.
+// Shared by the benchmark programs: a private home on a real disk, and a whole process run. What stands beside what is
+// in report_rows.py.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -25,15 +25,15 @@ class Home {
     std::filesystem::path m_path;
 };
 
-// The time of `name` divided by that of `beside`; `atMost` is the target, where there is one.
-struct Ratio {
-    std::string name;
-    std::string beside;
-    double atMost = 0; // 0: no target
+struct Outcome {
+    int status = -1;    // exit status; -1 when the program was ended otherwise
+    std::string output; // standard output and error
 };
 
-// Runs the registered benchmarks, then prints the ratios of their median times. Returns main's exit status: 1 when a
-// benchmark failed, 2 for bad arguments; a missed target is no failure.
-int run(int argc, char** argv, const std::vector<Ratio>& ratios);
+// Runs a program as a process of its own: one from the directory of this program, else one of PATH.
+Outcome runProgram(std::vector<std::string> words);
+
+// Runs the registered benchmarks. Returns main's exit status: 1 when a benchmark failed, 2 for bad arguments.
+int run(int argc, char** argv);
 
 } // namespace bench

@@ -126,7 +126,6 @@ void notification(benchmark::State& state) {
 
 int main(int argc, char** argv) {
     const bench::Home home("disk");
-    std::vector<bench::Ratio> ratios;
     const auto add = [](const std::string& name, auto body) {
         benchmark::RegisterBenchmark(name.c_str(), body)->UseRealTime();
     };
@@ -136,11 +135,8 @@ int main(int argc, char** argv) {
         const std::string suffix = numbered("_", handlers);
         add("pvsIsEnabled" + suffix, [=](benchmark::State& state) { asked(state, handlers); });
         add("pvsEnableBothWays" + suffix, [=](benchmark::State& state) { switched(state, handlers); });
-        ratios.push_back({"pvsIsEnabled" + suffix, "registryRead", 0});
-        ratios.push_back({"pvsEnableBothWays" + suffix, "registryFourWrites", 1.5});
     }
     add("pipesBackAndForth", bench::pipesBackAndForth);
     add("notification", notification);
-    ratios.push_back({"notification", "pipesBackAndForth", 0});
-    return bench::run(argc, argv, ratios);
+    return bench::run(argc, argv);
 }

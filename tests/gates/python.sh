@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
-# Checks the Python package's types, and that its wheel is whole: python.sh BUILD
+# Checks the types of the Python package and of the benchmarks' report, and that the wheel is whole: python.sh BUILD
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 
 MYPYPATH=$1/python mypy --strict --cache-dir=/dev/null -p wdltcfg
 MYPYPATH=$1/python mypy --check-untyped-defs --cache-dir=/dev/null examples/policy.py
+mypy --strict --cache-dir=/dev/null bench/report.py
 
 cmake --build "$1" --target python_wheel >/dev/null
 target=$(mktemp -d)
