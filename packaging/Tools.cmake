@@ -2,7 +2,10 @@
 # prints of itself, and a completion asks the tool at the time.
 set(tools wdltctl wdltreg wardlet-peer)
 file(RELATIVE_PATH libraries_from_tools /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
-set_target_properties(${tools} PROPERTIES INSTALL_RPATH "$ORIGIN/${libraries_from_tools}")
+# One run path for the build and the installation: otherwise CMake pads that of the build with empty elements, which
+# stand for the working directory.
+set_target_properties(${tools} PROPERTIES
+    INSTALL_RPATH "$ORIGIN/${libraries_from_tools};$ORIGIN" BUILD_WITH_INSTALL_RPATH ON)
 install(TARGETS ${tools} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 install(TARGETS WdTar LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/wdltcfg COMPONENT tools)
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Compares what a caller's binary depends on with the list kept beside this file: the exported names with their version,
-# and the records with their sizes: abi.sh BUILD [--update]
+# and the records with their sizes: abi.sh BUILD [--update]. And no program looks for libraries in the working directory.
 # A changed name or size breaks callers; an added one goes into the list in the same commit.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
@@ -20,6 +20,11 @@ nm -D --defined-only "$1/bin/libWdltCfg.so" | awk '$2 != "A" {print "export " $3
 } >"$now/sizes.c"
 cc -std=c11 -Iinclude -o "$now/sizes" "$now/sizes.c"
 "$now/sizes" | sort >>"$now/list"
+
+if readelf -d "$1"/bin/* 2>/dev/null | grep -E 'R(UN)?PATH.*(\[:|::|:\])'; then
+    echo "abi: an empty element of a run path is the working directory"
+    exit 1
+fi
 
 [ "${2:-}" = --update ] && cp "$now/list" "$kept"
 diff -u "$kept" "$now/list" || { echo "abi: the lines above differ from $kept"; exit 1; }

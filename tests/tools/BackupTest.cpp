@@ -32,6 +32,12 @@ class Backup : public Wdltctl {
         done("backup " + m_file);
     }
     void TearDown() override { fs::remove_all(m_elsewhere); }
+    // In a directory whose mark can't be written.
+    void expectNowhereElse() const {
+        fs::create_directories(m_elsewhere + "/marked/.wardlet-home");
+        expectRefused(
+            {{"restore --yes " + m_file + " --install " + m_elsewhere + "/marked", 3, "marked/.wardlet-home"}});
+    }
 
     const std::string m_elsewhere = TestHome::instance().path().string() + "-elsewhere";
     const std::string m_file = m_elsewhere + "/backup";
@@ -122,6 +128,8 @@ TEST_F(Backup, FilesInTheWayAreAskedForAndKept) {
 TEST_F(Backup, ADamagedRegistryIsReplaced) {
     const auto old = stored();
     TestHome::instance().write("registry/data.mdb", std::string(8192, 'x'));
+    expectNowhereElse(); // and the damaged file is still in its place
+    EXPECT_EQ(TestHome::instance().read("registry/data.mdb").size(), 8192u);
     const std::string kept = doneJson("restore --yes " + m_file)["kept"];
     EXPECT_EQ(stored(), old);
     EXPECT_TRUE(fs::exists(kept + "/data.mdb"));
@@ -223,6 +231,7 @@ TEST_F(Backup, ACopiedHomeIsNoticed) {
     const std::string home = TestHome::instance().path();
     const std::string copy = m_elsewhere + "/copy";
     const std::string words = "belongs to the home " + home + ", and this one is " + copy;
+    expectNowhereElse(); // which leaves the install directory this home's
     fs::copy(home, copy, fs::copy_options::recursive);
     const auto old = stored();
     {

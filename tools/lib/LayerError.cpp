@@ -24,6 +24,8 @@ constexpr ErrorWords kErrorWords[] = {
     {ERROR_INVALID_DATA, "invalid data"},
     {ERROR_INVALID_PARAMETER, "a name or the data is too long"},
     {ERROR_DISK_FULL, "no space left"},
+    {ERROR_MOD_NOT_FOUND, "no such library, or it can't be loaded, or one that it needs isn't there"},
+    {ERROR_PROC_NOT_FOUND, "another library of that name"},
     {ERROR_BAD_PATHNAME, "malformed key name"},
     {ERROR_MORE_DATA, "the buffer is too small"},
     {ERROR_BADDB, "the registry's file is damaged"},

@@ -32,6 +32,30 @@ bool isGone(LONG code) {
 
 } // namespace
 
+std::uint64_t registryGeneration() {
+    ULONGLONG number = 0;
+    if (const LONG error = WdRegistryGeneration(&number))
+        throw LayerError("the registry", error);
+    return number;
+}
+
+namespace {
+
+/* An enumeration goes by an index, which shifts when somebody adds or removes something in between. */
+template <class Read>
+auto readAtOnce(Read read) {
+    constexpr int kTries = 1000; // each write of another process takes longer than a read
+    for (int i = 0; i < kTries; ++i) {
+        const std::uint64_t before = registryGeneration();
+        auto found = read();
+        if (registryGeneration() == before)
+            return found;
+    }
+    throw ToolError(ExitStatus::Unknown, "the registry doesn't stay as it is for as long as it takes to read a key");
+}
+
+} // namespace
+
 RegistryKey RegistryKey::open(std::u16string path, REGSAM access) {
     HKEY key = nullptr;
     if (const LONG error = RegOpenKeyExW(rootKey(), path.c_str(), 0, access, &key))
@@ -79,6 +103,14 @@ std::string RegistryKey::describe(std::u16string_view valueName) const {
 }
 
 std::vector<std::u16string> RegistryKey::subkeyNames() const {
+    return readAtOnce([this] { return enumerateKeys(); });
+}
+
+std::vector<RegValue> RegistryKey::values() const {
+    return readAtOnce([this] { return enumerateValues(); });
+}
+
+std::vector<std::u16string> RegistryKey::enumerateKeys() const {
     std::vector<std::u16string> names;
     for (DWORD index = 0;; ++index) {
         NameBuffer name{};
@@ -92,7 +124,7 @@ std::vector<std::u16string> RegistryKey::subkeyNames() const {
     }
 }
 
-std::vector<RegValue> RegistryKey::values() const {
+std::vector<RegValue> RegistryKey::enumerateValues() const {
     std::vector<RegValue> values;
     for (DWORD index = 0;; ++index) {
         NameBuffer name{};
@@ -147,13 +179,6 @@ bool RegistryKey::deleteValue(const std::u16string& name) const {
     if (error != 0 && !isMissing(error))
         throw LayerError(describe(name), error);
     return error == 0;
-}
-
-std::uint64_t registryGeneration() {
-    ULONGLONG number = 0;
-    if (const LONG error = WdRegistryGeneration(&number))
-        throw LayerError("the registry", error);
-    return number;
 }
 
 namespace {

@@ -26,7 +26,7 @@ class RegistryKey {
     ~RegistryKey();
 
     const std::u16string& path() const { return m_path; }
-    /* In the registry's order. */
+    /* In the registry's order. Each is of one state of the registry. */
     std::vector<std::u16string> subkeyNames() const;
     std::vector<RegValue> values() const;
     std::optional<RegValue> value(const std::u16string& name) const;
@@ -38,6 +38,8 @@ class RegistryKey {
   private:
     RegistryKey(HKEY key, std::u16string path) : m_key(key), m_path(std::move(path)) {}
     std::string describe(std::u16string_view valueName) const;
+    std::vector<std::u16string> enumerateKeys() const;
+    std::vector<RegValue> enumerateValues() const;
 
     HKEY m_key;
     std::u16string m_path;

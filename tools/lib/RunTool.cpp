@@ -25,7 +25,8 @@ bool asksForJson(int argc, char** argv) {
     const std::span<char*> words(argv, static_cast<std::size_t>(argc));
     const auto end =
         std::ranges::find(words, std::string_view("--"), [](const char* word) { return std::string_view(word); });
-    return std::any_of(words.begin(), end, [](const char* word) { return std::string_view(word) == "--json"; });
+    return std::any_of(words.begin(), end,
+                       [](const std::string_view word) { return word == "--json" || word == "--json=true"; });
 }
 
 std::string errorJson(ExitStatus status, const char* message, const ErrorPlace& place) {

@@ -18,6 +18,8 @@
 #include "Verbs.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <array>
 #include <cstdio>
 #include <fmt/format.h>
 #include <optional>
@@ -82,35 +84,30 @@ constexpr const char* kToolName = "wdltctl";
 
 /* In the order of --help. */
 constexpr struct {
-    std::string_view names; /* of the verbs that it adds */
+    std::array<std::string_view, 5> names; /* of the verbs that it adds */
     void (*add)(CLI::App& app, const Options& options);
 } kVerbs[] = {
-    {"init", addInit},
-    {"where", addWhere},
-    {"check", addCheck},
-    {"status", addStatus},
-    {"enable disable", addSwitch},
-    {"describe", addDescribe},
-    {"get", addGet},
-    {"set", addSet},
-    {"reset", addReset},
-    {"list add remove import export", addLists},
-    {"dump", addDump},
-    {"diff", addDiff},
-    {"load", addLoad},
-    {"confirm await-confirmation", addConfirm},
-    {"watch", addWatch},
-    {"check-url", addCheckUrl},
-    {"verify", addVerify},
-    {"raw", addRaw},
-    {"backup", addBackup},
-    {"restore", addRestore},
+    {{"init"}, addInit},
+    {{"where"}, addWhere},
+    {{"check"}, addCheck},
+    {{"status"}, addStatus},
+    {{"enable", "disable"}, addSwitch},
+    {{"describe"}, addDescribe},
+    {{"get"}, addGet},
+    {{"set"}, addSet},
+    {{"reset"}, addReset},
+    {{"list", "add", "remove", "import", "export"}, addLists},
+    {{"dump"}, addDump},
+    {{"diff"}, addDiff},
+    {{"load"}, addLoad},
+    {{"confirm", "await-confirmation"}, addConfirm},
+    {{"watch"}, addWatch},
+    {{"check-url"}, addCheckUrl},
+    {{"verify"}, addVerify},
+    {{"raw"}, addRaw},
+    {{"backup"}, addBackup},
+    {{"restore"}, addRestore},
 };
-
-bool isAmong(std::string_view names, std::string_view name) {
-    const auto words = fmt::format(" {} ", names);
-    return words.find(fmt::format(" {} ", name)) != std::string::npos;
-}
 
 constexpr const char* kExamples =
     "Examples:\n"
@@ -150,7 +147,7 @@ void addVerbs(CLI::App& app, std::string_view verb) {
     app.add_flag("--secrets", options().secrets, "Show passwords and keys");
     app.add_flag("-v,--verbose", options().verbose, "Show the library's errors as it logs them");
     for (const auto& each : kVerbs)
-        if (isAmong(each.names, verb))
+        if (!verb.empty() && std::ranges::find(each.names, verb) != each.names.end())
             return each.add(app, options());
     for (const auto& each : kVerbs)
         each.add(app, options());

@@ -24,7 +24,7 @@ const TarCalls& tar() {
     using Calls = const TarCalls* (*)();
     const auto calls = library == nullptr ? nullptr : reinterpret_cast<Calls>(GetProcAddress(library, "WdTarCalls"));
     if (calls == nullptr)
-        throw LayerError("libWdTar.so, which belongs beside libWdltPlatform.so or into its folder wdltcfg",
+        throw LayerError("libWdTar.so (it belongs beside libWdltPlatform.so, or into its folder wdltcfg)",
                          static_cast<LONG>(GetLastError()));
     return *calls();
 }

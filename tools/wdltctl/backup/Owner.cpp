@@ -38,13 +38,14 @@ Pair readPair(const fs::path& file) {
     return pair;
 }
 
-void writePair(const fs::path& file, const Pair& pair, bool needed) {
+/* Returns an error of the layer. */
+DWORD writePair(const fs::path& file, const Pair& pair) {
     const Pair there = readPair(file);
     if (there.home == pair.home && there.install == pair.install)
-        return;
+        return ERROR_SUCCESS;
     const std::string text = pair.home + '\n' + pair.install + '\n';
-    if (WdReplaceContent(file.c_str(), text.data(), static_cast<DWORD>(text.size())) == FALSE && needed)
-        throw LayerError(file, static_cast<LONG>(GetLastError()));
+    const BOOL isWritten = WdReplaceContent(file.c_str(), text.data(), static_cast<DWORD>(text.size()));
+    return isWritten != FALSE ? ERROR_SUCCESS : GetLastError();
 }
 
 bool isOnDisk(const std::string& path) {
@@ -98,18 +99,21 @@ void refuseOthers(const std::string& home, const std::string& install) {
         throw ToolError(ExitStatus::Unknown, fmt::format("{} {}", displayNarrow(install), warning), {.path = install});
 }
 
-std::string takeInstall(const std::string& home, const std::string& install, bool needed) {
+void claimInstall(const std::string& home, const std::string& install) {
+    const fs::path mark = fs::path(install) / kOwnerFile;
+    if (const DWORD error = writePair(mark, {resolved(home), resolved(install)}))
+        throw LayerError(mark, static_cast<LONG>(error));
+}
+
+std::string takeInstall(const std::string& home, const std::string& install) {
     std::error_code error;
-    const bool isDirectory = !install.empty() && fs::is_directory(install, error);
-    if (needed && error)
-        throw ToolError(ExitStatus::Failed, fmt::format("{}: {}", displayNarrow(install), error.message()),
-                        {.path = install});
-    if (!isDirectory || !otherOwner(home, install).empty())
+    if (install.empty() || !fs::is_directory(install, error) || !otherOwner(home, install).empty())
         return "";
     const std::string before = saidOwner(install);
     const Pair pair{resolved(home), resolved(install)};
-    writePair(fs::path(home) / kInstalledFile, pair, needed);
-    writePair(fs::path(install) / kOwnerFile, pair, needed);
+    // The home's own last: it is what makes the directory before somebody else's.
+    if (writePair(fs::path(install) / kOwnerFile, pair) == ERROR_SUCCESS)
+        writePair(fs::path(home) / kInstalledFile, pair);
     return before.empty() || isOnDisk(before) ? "" : before;
 }
 

@@ -19,9 +19,12 @@ std::string ownerWarning(const std::string& home, const std::string& install);
 /* A ToolError with the path and those words. */
 void refuseOthers(const std::string& home, const std::string& install);
 
-/* Makes it this home's. Returns the path of the home that it belonged to and that is gone; else empty. Unless it is
-   `needed`, what can't be written is left: a change needs no mark. */
-std::string takeInstall(const std::string& home, const std::string& install, bool needed = false);
+/* Writes the mark in a directory that the settings will name: a ToolError when it can't be. Until the settings do, and
+   takeInstall is called, it belongs to nobody yet, and the directory before still to this home. */
+void claimInstall(const std::string& home, const std::string& install);
+/* Makes it this home's. Returns the path of the home that it belonged to and that is gone; else empty. What can't be
+   written is left: a change needs no mark. */
+std::string takeInstall(const std::string& home, const std::string& install);
 
 /* Of this home, as its settings have it now; empty where they have none. */
 std::string storedInstall();

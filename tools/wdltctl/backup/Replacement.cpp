@@ -76,8 +76,7 @@ Replacement::~Replacement() {
         fs::remove(beside, ignored);
 }
 
-void Replacement::lieBeside() {
-    std::set<std::string> gone = oldPathsIn(m_folder);
+void Replacement::lieBeside(std::set<std::string> gone) {
     gone.merge(filesInTheWay(m_state));
     std::set<std::string> placed;
     for (const auto& [what, file] : filesNamedIn(m_state.tree)) {
@@ -97,14 +96,15 @@ void Replacement::lieBeside() {
 void Replacement::store(bool isDamaged, HomeCopy& kept) {
     if (WdMakeFolder(m_install.c_str()) == FALSE)
         throw LayerError(m_folder, static_cast<LONG>(GetLastError()));
+    lieBeside(isDamaged ? std::set<std::string>() : oldPathsIn(m_folder));
+    claimInstall(m_home, m_folder);
+    RegDocument tree = m_state.tree;
+    tree.keys.insert(tree.keys.begin(), RegKey{std::u16string(kBasePath), {}, true});
     if (isDamaged)
         if (const DWORD error = WdSetRegistryAside(kept.folder().c_str()))
             throw LayerError(m_home + "/registry", static_cast<LONG>(error));
-    lieBeside();
-    takeInstall(m_home, m_folder, true);
-    RegDocument tree = m_state.tree;
-    tree.keys.insert(tree.keys.begin(), RegKey{std::u16string(kBasePath), {}, true});
     importDocument(tree);
+    takeInstall(m_home, m_folder);
 }
 
 void Replacement::place() {

@@ -35,7 +35,8 @@ class Replacement {
     void place();
 
   private:
-    void lieBeside();
+    /* `gone`: files of the installation that is replaced. */
+    void lieBeside(std::set<std::string> gone);
 
     const std::string m_home;
     const SavedState& m_state;

@@ -1,5 +1,6 @@
 #include "HomeCopy.h"
 
+#include "Display.h"
 #include "LayerError.h"
 
 #include <cerrno>
@@ -69,6 +70,13 @@ std::string HomeCopy::moveFile(const std::string& file) {
     if (!copy.empty() && DeleteFileA(file.c_str()) == FALSE)
         throw lastFailure(file);
     return copy;
+}
+
+ToolError HomeCopy::told(const ToolError& error, ExitStatus status) const {
+    return {status,
+            m_path.empty() ? error.what()
+                           : fmt::format("{}; what was there is kept in {}", error.what(), displayNarrow(m_path)),
+            error.place()};
 }
 
 } // namespace wdlt

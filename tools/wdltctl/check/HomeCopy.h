@@ -2,6 +2,8 @@
    thing goes there, for its maker alone whatever the home's modes are. Failures are ToolErrors. */
 #pragma once
 
+#include "ToolError.h"
+
 #include <map>
 #include <string>
 #include <string_view>
@@ -22,6 +24,9 @@ class HomeCopy {
        and the path is empty, when it isn't there. */
     std::string copyFile(const std::string& file);
     std::string moveFile(const std::string& file);
+
+    /* The error of a change that was begun, with what is kept. */
+    ToolError told(const ToolError& error, ExitStatus status) const;
 
   private:
     std::string m_home;

@@ -83,14 +83,6 @@ void printDone(Json document, const std::string& text, const HomeCopy& kept, con
                                        : fmt::format("what was there is kept in {}\n", displayNarrow(kept.path())));
 }
 
-ToolError keptError(const ToolError& error, ExitStatus status, const HomeCopy& kept) {
-    return {status,
-            kept.path().empty()
-                ? error.what()
-                : fmt::format("{}; what was there is kept in {}", error.what(), displayNarrow(kept.path())),
-            error.place()};
-}
-
 void init(const InitArguments& arguments, const Options& options) {
     std::optional<Directories> directories;
     if (arguments.install)
@@ -122,7 +114,7 @@ void init(const InitArguments& arguments, const Options& options) {
     const std::string folder = folderIfSet(narrowPath(directories->install));
     refuseOthers(home, folder);
     directories->make();
-    takeInstall(home, folder, true);
+    claimInstall(home, folder);
     RegDocument document = freshTree(*directories);
     const std::size_t keys = document.keys.size();
     document.keys.insert(document.keys.begin(), RegKey{base, {}, true});
@@ -136,14 +128,15 @@ void init(const InitArguments& arguments, const Options& options) {
             makeDatabase(database, arguments.force, kept);
         importDocument(document);
     } catch (const ToolError& error) {
-        throw keptError(error, error.status(), kept);
+        throw kept.told(error, error.status());
     }
     try {
         if (isThere)
             makeDatabase(database, arguments.force, kept);
     } catch (const ToolError& error) {
-        throw keptError(error, ExitStatus::Partial, kept);
+        throw kept.told(error, ExitStatus::Partial);
     }
+    takeInstall(home, folder);
     makeLocksOfLists();
     dropInterrupted(home);
     printDone({{"key", fullKeyName(base)}, {"keys", keys}, {"values", valuesIn(document)}, {"installPath", install}},

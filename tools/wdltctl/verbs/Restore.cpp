@@ -109,6 +109,9 @@ void restore(const RestoreArguments& arguments, const SavedState& state, const O
     beginJournal(home, state.pack());
     try {
         replacement.store(isDamaged, kept);
+    } catch (const ToolError& error) {
+        endJournal(home);
+        throw kept.told(error, error.status());
     } catch (...) {
         endJournal(home);
         throw;
