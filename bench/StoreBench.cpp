@@ -251,18 +251,20 @@ struct Workbench {
         }
     }
 
-    void writeList() const {
+    void writeList() const { writeList(file); }
+    void writeList(const fs::path& target) const {
         CUrlListDB store;
         store.setTempFolder(folder.string());
         std::uint64_t size = sizeof *list;
-        demand(store.Write(file.c_str(), list.get(), &size) == WDLT_OK, "list unwritten");
+        demand(store.Write(target.c_str(), list.get(), &size) == WDLT_OK, "list unwritten");
     }
     void readList() const {
         CUrlListDB store;
         std::uint64_t size = sizeof *list;
         demand(store.Read(file.c_str(), list.get(), &size) == WDLT_OK, "list unread");
     }
-    void checkList(WdpeUrlfQuery& query) const {
+    void checkList(WdpeUrlfQuery& query) const { checkList(query, file); }
+    static void checkList(WdpeUrlfQuery& query, const fs::path& file) {
         CUrlListDB store;
         demand(store.CheckIfUrlRecordExists(file.c_str(), &query) == WDLT_OK, "list not searched");
     }
@@ -348,6 +350,20 @@ void addSearches(const Workbench& bench) {
     }
 }
 
+// Lists that differ in their first record are searched in turn, more of them than are kept compiled: so each search is
+// that of a file that has changed.
+void addSearchOfChangedList(const Workbench& bench) {
+    std::vector<fs::path> files;
+    for (const char first : {'1', '2', '3'}) {
+        bench.list->records[0].szUrl[0] = first;
+        bench.writeList(files.emplace_back(bench.folder / std::string("list").append(1, first)));
+    }
+    bench.list->records[0].szUrl[0] = 'h';
+    const auto query = std::make_shared<Query>(std::span(bench.unlisted).first(1));
+    add("checkUrlsChanged_1",
+        [=, turn = std::size_t{0}]() mutable { Workbench::checkList(query->get(), files[turn++ % files.size()]); });
+}
+
 // Matching alone: records and URL are already normalised.
 void addMatching(const Workbench& bench) {
     const auto records = std::make_shared<std::vector<CMatchingUrlRecord>>(kRecords);
@@ -413,14 +429,21 @@ int main(int argc, char** argv) try {
     const Workbench workbench(home.path());
     demandAgreement(workbench);
     std::vector<bench::Ratio> ratios{
-        {"readList", "plainReadAndCipher", 0},      {"writeList", "plainReplace", 1.5},
-        {"checkUrls_1", "naiveCheck_1", 0},         {"checkUrls_1", "re2Set_1", 0},
-        {"checkUrls_1", "re2SetCompiledAnew_1", 0}, {"checkUrls_100", "naiveCheck_100", 0},
-        {"checkUrls_100", "re2Set_100", 0},         {"checkUrls_100", "re2SetCompiledAnew_100", 0},
-        {"matchEachRecord", "re2EachRecord", 0},    {"matchEachRecord", "re2Set_1", 0},
+        {"readList", "plainReadAndCipher", 0},
+        {"writeList", "plainReplace", 1.5},
+        {"checkUrls_1", "naiveCheck_1", 0},
+        {"checkUrls_1", "re2Set_1", 0},
+        {"checkUrlsChanged_1", "naiveCheck_1", 0},
+        {"checkUrls_1", "re2SetCompiledAnew_1", 0},
+        {"checkUrls_100", "naiveCheck_100", 0},
+        {"checkUrls_100", "re2Set_100", 0},
+        {"checkUrls_100", "re2SetCompiledAnew_100", 0},
+        {"matchEachRecord", "re2EachRecord", 0},
+        {"matchEachRecord", "re2Set_1", 0},
     };
     addLists(workbench);
     addSearches(workbench);
+    addSearchOfChangedList(workbench);
     addMatching(workbench);
     addCipher(48, ratios);
     addCipher(2048, ratios);
