@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 
 namespace wdlt {
 
@@ -31,6 +32,9 @@ class BufferedFile {
     void close();
 
     Moved read(void* buffer, DWORD bytes);
+    // What was read with the items before, and lies ahead of the next one. It stays there as long as the items that are
+    // read lie in it.
+    std::span<const std::uint8_t> ahead() const { return {m_piece.get() + m_begin, m_end - m_begin}; }
     // Skips that many bytes, past the end of the file too. False, with GetLastError, when it can't.
     bool skip(std::uint64_t bytes);
     // Whether the file has at least that many bytes from here on; false also when that can't be determined.

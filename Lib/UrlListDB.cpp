@@ -6,10 +6,12 @@
 
 #include <wdltcfg/status.h>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -48,8 +50,20 @@ constexpr LengthListDB::ReadLines kSearchLines{
     .recordTooLarge = "CUrlListDB::CheckIfUrlRecordExists(): A decrypted record is too large (size=%d, file=%s)",
 };
 
+// The bytes of the record that `ahead` begins with; none when it isn't whole there.
+std::span<const std::uint8_t> firstRecord(std::span<const std::uint8_t> ahead) {
+    DWORD length = 0;
+    if (ahead.size() < sizeof length)
+        return {};
+    std::memcpy(&length, ahead.data(), sizeof length);
+    return length <= ahead.size() - sizeof length ? ahead.first(sizeof length + length)
+                                                  : std::span<const std::uint8_t>();
+}
+
+} // namespace
+
 // The entries of a query that no record has matched yet, each URL converted once to the form that is compared.
-class Unmatched {
+class CUrlListDB::Unmatched {
   public:
     // False when memory runs out.
     bool take(std::span<WdpeUrlfQueryEntry> entries) {
@@ -86,8 +100,6 @@ class Unmatched {
     std::vector<Open> m_open;
 };
 
-} // namespace
-
 CUrlListDB::CUrlListDB() : LengthListDB(kUrlListKind) {}
 
 std::int32_t CUrlListDB::CheckIfUrlRecordExists(const char* file, WdpeUrlfQuery* query) {
@@ -101,20 +113,32 @@ std::int32_t CUrlListDB::CheckIfUrlRecordExists(const char* file, WdpeUrlfQuery*
         WDLOG_ERROR("CUrlListDB::CheckIfUrlRecordExists: Memory allocation error");
         return WDLT_E_NO_MEMORY;
     }
+    wdlt::CompiledUrls compiled(m_hFile.ahead());
+    const std::size_t known = std::min<std::size_t>(reading.count(), compiled.count());
+    for (std::size_t i = 0; i < known; ++i)
+        if (unmatched.match(compiled[i]); unmatched.isEmpty())
+            return WDLT_OK;
+    m_hFile.skip(compiled.bytes());
+    return known == reading.count() ? WDLT_OK : searchOn(unmatched, compiled, reading.count());
+}
+
+std::int32_t CUrlListDB::searchOn(Unmatched& unmatched, wdlt::CompiledUrls& compiled, DWORD count) {
     Rijndael cipher;
     cipher.Init(Rijndael::kCbc, Rijndael::kDecrypt, wdlt::kListKey.data(), Rijndael::kKey16Bytes);
     std::array<std::uint8_t, kMostCipherBytes + 1> text;
-    CMatchingUrlRecord record;
-    for (DWORD i = 0; i < reading.count(); ++i) {
+    for (std::size_t i = compiled.count(); i < count; ++i) {
+        const auto bytes = firstRecord(m_hFile.ahead());
         const std::int32_t length = readRecord(cipher, kSearchLines, text);
         if (length < 0)
             return length;
         text[static_cast<std::size_t>(length)] = '\0';
+        CMatchingUrlRecord record;
         if (!record.Init(reinterpret_cast<const char*>(text.data()))) {
             WDLOG_ERROR("CUrlListDB: Unable to initialize URL read from DB.");
             return WDLT_E_GENERAL;
         }
         unmatched.match(record);
+        compiled.keep(bytes, std::move(record));
         if (unmatched.isEmpty())
             break; // the records after it aren't read, damaged or not
     }

@@ -1,6 +1,7 @@
 // A list of URL patterns: the white list or the black one, each a file of its own.
 #pragma once
 
+#include "CompiledUrls.h"
 #include "LengthListDB.h"
 
 #include <wdltcfg/records.h>
@@ -13,4 +14,10 @@ class CUrlListDB : public wdlt::LengthListDB {
     // the whole search. WDLT_E_FILE_NOT_FOUND when the file is missing; dwExists is then left alone. A failure half-way
     // keeps the matches found before it.
     [[nodiscard]] std::int32_t CheckIfUrlRecordExists(const char* file, WdpeUrlfQuery* query);
+
+  private:
+    class Unmatched;
+
+    // From the first record on that wasn't kept.
+    [[nodiscard]] std::int32_t searchOn(Unmatched& unmatched, wdlt::CompiledUrls& compiled, DWORD count);
 };

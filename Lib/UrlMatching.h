@@ -33,6 +33,8 @@ class CMatchingUrl {
 class CUrlWildCardMatch {
   public:
     CUrlWildCardMatch() = default;
+    CUrlWildCardMatch(CUrlWildCardMatch&&) = default;
+    CUrlWildCardMatch& operator=(CUrlWildCardMatch&&) = default;
     virtual ~CUrlWildCardMatch() = default;
 
     // A null or empty pattern accepts everything.
@@ -66,6 +68,8 @@ class CUrlWildCardMatch {
 class CMatchingUrlRecord {
   public:
     CMatchingUrlRecord() = default;
+    CMatchingUrlRecord(CMatchingUrlRecord&&) = default;
+    CMatchingUrlRecord& operator=(CMatchingUrlRecord&&) = default;
     virtual ~CMatchingUrlRecord() = default;
 
     // False for an empty pattern too.

@@ -251,18 +251,20 @@ struct Workbench {
         }
     }
 
-    void writeList() const {
+    void writeList() const { writeList(file); }
+    void writeList(const fs::path& target) const {
         CUrlListDB store;
         store.setTempFolder(folder.string());
         std::uint64_t size = sizeof *list;
-        demand(store.Write(file.c_str(), list.get(), &size) == WDLT_OK, "list unwritten");
+        demand(store.Write(target.c_str(), list.get(), &size) == WDLT_OK, "list unwritten");
     }
     void readList() const {
         CUrlListDB store;
         std::uint64_t size = sizeof *list;
         demand(store.Read(file.c_str(), list.get(), &size) == WDLT_OK, "list unread");
     }
-    void checkList(WdpeUrlfQuery& query) const {
+    void checkList(WdpeUrlfQuery& query) const { checkList(query, file); }
+    static void checkList(WdpeUrlfQuery& query, const fs::path& file) {
         CUrlListDB store;
         demand(store.CheckIfUrlRecordExists(file.c_str(), &query) == WDLT_OK, "list not searched");
     }
@@ -348,6 +350,20 @@ void addSearches(const Workbench& bench) {
     }
 }
 
+// Lists that differ in their first record are searched in turn, more of them than are kept compiled: so each search is
+// that of a file that has changed.
+void addSearchOfChangedList(const Workbench& bench) {
+    std::vector<fs::path> files;
+    for (const char first : {'1', '2', '3'}) {
+        bench.list->records[0].szUrl[0] = first;
+        bench.writeList(files.emplace_back(bench.folder / std::string("list").append(1, first)));
+    }
+    bench.list->records[0].szUrl[0] = 'h';
+    const auto query = std::make_shared<Query>(std::span(bench.unlisted).first(1));
+    add("checkUrlsChanged_1",
+        [=, turn = std::size_t{0}]() mutable { Workbench::checkList(query->get(), files[turn++ % files.size()]); });
+}
+
 // Matching alone: records and URL are already normalised.
 void addMatching(const Workbench& bench) {
     const auto records = std::make_shared<std::vector<CMatchingUrlRecord>>(kRecords);
@@ -412,6 +428,7 @@ int main(int argc, char** argv) try {
     demandAgreement(workbench);
     addLists(workbench);
     addSearches(workbench);
+    addSearchOfChangedList(workbench);
     addMatching(workbench);
     addCipher(48);
     addCipher(2048);

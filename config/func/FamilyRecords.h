@@ -74,16 +74,20 @@ template <class List, class Record>
                                      const Record* records, std::int32_t count, const CallFailure& unset,
                                      const CallFailure& failed, const EventLine& outOfMemory = {}) {
     CCfgData cfgData(address.protocol, address.scan, address.input, address.configType);
-    std::unique_ptr<BYTE[]> list(new (std::nothrow) BYTE[sizeof(List)]());
+    std::unique_ptr<BYTE[]> list(new (std::nothrow) BYTE[sizeof(List)]);
     if (list == nullptr) {
         outOfMemory.tell(kLogError, WDLT_E_NO_MEMORY);
         unset.tell(WDLT_E_NO_MEMORY);
         return WDLT_E_NO_MEMORY;
     }
+    std::memset(&list[0], 0, offsetof(List, records));
     std::memcpy(&list[offsetof(List, dwListType)], &listType, sizeof listType);
     std::memcpy(&list[offsetof(List, dwNumOfRecords)], &count, sizeof count);
-    if (count > 0)
-        std::memcpy(&list[offsetof(List, records)], records, static_cast<std::size_t>(count) * sizeof(Record));
+    const std::size_t bytes = static_cast<std::size_t>(count) * sizeof(Record);
+    BYTE* const first = &list[offsetof(List, records)];
+    if (bytes != 0)
+        std::memcpy(first, records, bytes);
+    std::memset(first + bytes, 0, sizeof(List) - offsetof(List, records) - bytes); // a megabyte is cleared only once
     cfgData.TakeData(std::move(list), sizeof(List));
     const std::int32_t status = family.Write(cfgData);
     if (status != WDLT_OK)

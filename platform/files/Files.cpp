@@ -115,6 +115,13 @@ DWORD share(wd::LockedFile& file, DWORD mode) {
     return file.tryLock(shares ? LOCK_SH : LOCK_EX) ? DWORD{ERROR_SUCCESS} : wd::systemError();
 }
 
+// A file that is empty already is left alone: some file systems take a file cut to nothing for one that is rewritten,
+// and send what is written next to the disk as soon as it is closed, even if it is a temporary one.
+bool makeEmpty(int file) {
+    struct stat status {};
+    return sys::fstat(file, &status) == 0 && (status.st_size == 0 || sys::ftruncate(file, 0) == 0);
+}
+
 // A byte that looks like a separator may be a trail byte of a double-byte character.
 bool endsInSeparator(std::string_view path) {
     bool separator = false;
@@ -151,8 +158,7 @@ HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD shareMode, LPSECURITY_ATTRIB
             error = ERROR_ACCESS_DENIED;
         if (error == ERROR_SUCCESS)
             error = share(file, shareMode);
-        if (error == ERROR_SUCCESS && how.empties && (existed || status.st_size != 0) &&
-            sys::ftruncate(file.get(), 0) != 0)
+        if (error == ERROR_SUCCESS && how.empties && !makeEmpty(file.get()))
             error = wd::systemError();
         HANDLE handle = nullptr;
         if (error == ERROR_SUCCESS) {
