@@ -24,29 +24,30 @@ const ReadableKey& Sections::keyOf(DWORD protocol, DWORD scan, DWORD input, cons
              kept != m_keys.end())
         return kept->second;
     const Address address(protocol, scan, input, section);
-    const ReadableKey* key = nullptr;
-    // A handler that moved during the search may have been missed.
-    for (int tries = 1; find(address, key) == Proof::Changed && tries < kTriesForOneState; ++tries)
+    for (int tries = 1;; ++tries) {
+        bool isTorn = false; // a handler that moved during the search may have been missed
+        const ReadableKey& key = find(address, isTorn);
+        if (!isTorn || tries == kTriesForOneState)
+            return key;
         forget();
-    return *key;
+    }
 }
 
 // The state is taken back meanwhile: whatever ends this early leaves nothing proved.
-Sections::Proof Sections::find(const Address& address, const ReadableKey*& key) {
+const ReadableKey& Sections::find(const Address& address, bool& isTorn) {
     WdRegistryState before = std::exchange(m_state, {});
     const bool hasState = before.opening != 0 || WdGetRegistryState(&before) != FALSE;
     if (m_keys.size() == kMostKeys)
         m_keys.clear();
     const auto& [protocol, scan, input, section] = address;
-    key =
-        &m_keys.try_emplace(address, composeSection(m_handlers, protocol, scan, input, section.c_str())).first->second;
+    const ReadableKey& key =
+        m_keys.try_emplace(address, composeSection(m_handlers, protocol, scan, input, section.c_str())).first->second;
     WdRegistryState after{};
-    if (!hasState || !m_handlers.isSure() || !key->isSure() || WdGetRegistryState(&after) == FALSE)
-        return Proof::None;
-    if (after != before)
-        return Proof::Changed;
-    m_state = before;
-    return Proof::Given;
+    if (hasState && m_handlers.isSure() && key.isSure() && WdGetRegistryState(&after) != FALSE) {
+        isTorn = after != before;
+        m_state = isTorn ? WdRegistryState{} : before;
+    }
+    return key;
 }
 
 void Sections::forget() {

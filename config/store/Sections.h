@@ -27,9 +27,8 @@ class Sections {
 
   private:
     using Address = std::tuple<DWORD, DWORD, DWORD, std::string>;
-    enum class Proof { Given, None, Changed };
 
-    Proof find(const Address& address, const ReadableKey*& key);
+    const ReadableKey& find(const Address& address, bool& isTorn);
     void forget();
 
     WdRegistryState m_state{}; // of everything below; zeros: not proved
