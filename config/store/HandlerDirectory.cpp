@@ -30,7 +30,8 @@ std::string scanPath(HandlerDirectory& handlers, DWORD protocol, DWORD scan, DWO
 
 HandlerDirectory::Handler& HandlerDirectory::find(DWORD protocol) {
     const auto found = m_handlers.find(protocol);
-    return found != m_handlers.end() ? found->second : m_handlers.try_emplace(protocol, search(protocol)).first->second;
+    return found != m_handlers.end() ? found->second
+                                     : m_handlers.emplace(protocol, Handler{search(protocol)}).first->second;
 }
 
 std::string HandlerDirectory::search(DWORD protocol) {

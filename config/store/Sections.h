@@ -11,7 +11,6 @@
 
 #include <platform/registry_state.h>
 
-#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -33,7 +32,7 @@ class Sections {
 
     WdRegistryState m_state{}; // of everything below; zeros: not proved
     HandlerDirectory m_handlers;
-    std::map<Address, ReadableKey, std::less<>> m_keys;
+    std::map<Address, ReadableKey> m_keys;
 };
 
 // Those of this process, lent to one caller at a time; without a free one the caller gets a new one. No lock: a child of
