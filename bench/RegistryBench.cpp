@@ -2,6 +2,7 @@
 #include "Support.h"
 
 #include <platform/registry_batch.h>
+#include <platform/registry_state.h>
 #include <platform/win32.h>
 
 #include <lmdb.h>
@@ -220,6 +221,19 @@ void sqliteWrite(benchmark::State& state) {
         g_sqlite->write(17, "Value7", ++number);
 }
 
+void registryStateLookedAt(benchmark::State& state) {
+    WdRegistryState known{};
+    check(WdGetRegistryState(&known) != FALSE, "WdGetRegistryState");
+    for (auto _ : state)
+        benchmark::DoNotOptimize(WdIsRegistryState(&known));
+}
+
+void registryStateTaken(benchmark::State& state) {
+    WdRegistryState taken{};
+    for (auto _ : state)
+        benchmark::DoNotOptimize(WdGetRegistryState(&taken));
+}
+
 void sqliteBatchWrite(benchmark::State& state) {
     DWORD number = 0;
     for (auto _ : state) {
@@ -244,6 +258,8 @@ void lmdbBatchWrite(benchmark::State& state) {
 }
 
 BENCHMARK(registryRead);
+BENCHMARK(registryStateLookedAt);
+BENCHMARK(registryStateTaken);
 BENCHMARK(sqliteRead);
 BENCHMARK(lmdbRead);
 BENCHMARK(registryWrite)->UseRealTime();

@@ -51,6 +51,9 @@ TABLES: dict[str, tuple[Row, ...]] = {
         Row("opening a key, querying a value, closing", "registry/registryRead",
             (Beside("the same from SQLite in WAL mode, two look-ups", "sqliteRead", 0.17),
              Beside("raw LMDB, one look-up with its read transaction", "lmdbRead")), within=1 * US),
+        Row("a look whether the registry's state is still one", "registry/registryStateLookedAt",
+            (ONE_READ,)),
+        Row("its state taken, in a read transaction", "registry/registryStateTaken", (ONE_READ,)),
         Row("one durable write", "registry/registryWrite",
             (Beside("raw LMDB", "lmdbWrite", 1.5), Beside("SQLite", "sqliteWrite"))),
         Row("23 values in one batch, durable", "registry/registryBatchWrite",
@@ -73,7 +76,7 @@ TABLES: dict[str, tuple[Row, ...]] = {
         Row("a log call, line written", "log/logOn", (A_LINE,)),
     ),
     "locks": (
-        *locks("read lock and unlock", "readLock", "a process-shared pthread rwlock", "pthreadReadLock", 0.5 * US),
+        *locks("read lock and unlock", "readLock", "a process-shared pthread rwlock", "pthreadReadLock", 0.25 * US),
         *locks("write lock and unlock", "writeLock", "a process-shared pthread rwlock", "pthreadWriteLock"),
         *locks("a mutex created, locked, released and closed", "mutexMadeAndClosed", "a pthread mutex", "pthreadMutex",
                4 * US),

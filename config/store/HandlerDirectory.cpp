@@ -28,34 +28,40 @@ std::string scanPath(HandlerDirectory& handlers, DWORD protocol, DWORD scan, DWO
 
 } // namespace
 
-std::string HandlerDirectory::path(DWORD protocol) {
-    if (m_last && m_last->protocol == protocol)
-        return m_last->path;
-    const std::string folder = std::string(kBasePath).append("\\ProtocolHandler");
+HandlerDirectory::Handler& HandlerDirectory::find(DWORD protocol) {
+    const auto found = m_handlers.find(protocol);
+    return found != m_handlers.end() ? found->second
+                                     : m_handlers.emplace(protocol, Handler{search(protocol)}).first->second;
+}
+
+std::string HandlerDirectory::search(DWORD protocol) {
+    const ReadableKey folder(std::string(kBasePath).append("\\ProtocolHandler"));
     std::vector<std::string> names;
-    static_cast<void>(enumerateKeys(folder, names)); // logged; goes on with the names found
+    if (enumerateKeys(folder, names) != WDLT_OK) // logged; goes on with the names found
+        m_isSure = false;
     for (const std::string& name : names) {
-        std::string path = std::string(folder).append("\\").append(name);
+        std::string path = std::string(folder.path()).append("\\").append(name);
         DWORD type = 0;
-        DWORD size = sizeof type;
-        if (readValueAt(path, "Type", &type, &size) == WDLT_OK && type == protocol) {
-            m_last = Handler{protocol, std::move(path), {}};
-            return m_last->path;
-        }
+        if (read(path, "Type", &type, sizeof type) && type == protocol)
+            return path;
     }
     return {};
 }
 
-std::optional<std::string> HandlerDirectory::scanFolder(DWORD protocol) {
-    if (m_last && m_last->protocol == protocol && m_last->scanFolder)
-        return m_last->scanFolder;
-    const std::string key = path(protocol);
+const std::optional<std::string>& HandlerDirectory::scanFolder(DWORD protocol) {
+    Handler& handler = find(protocol);
+    if (handler.path.empty() || std::exchange(handler.isFolderRead, true))
+        return handler.scanFolder;
     std::array<char, kScanFolderSize> folder{};
-    DWORD size = kScanFolderSize;
-    if (key.empty() || readValueAt(key, "Scan", folder.data(), &size) != WDLT_OK || folder.back() != '\0')
-        return std::nullopt;
-    m_last->scanFolder = folder.data();
-    return m_last->scanFolder;
+    if (read(handler.path, "Scan", folder.data(), kScanFolderSize) && folder.back() == '\0')
+        handler.scanFolder = folder.data();
+    return handler.scanFolder;
+}
+
+bool HandlerDirectory::read(const std::string& path, const char* name, void* data, DWORD size) {
+    const std::int32_t status = readValue(ReadableKey(path), name, data, &size);
+    m_isSure = m_isSure && status != WDLT_E_REGISTRY;
+    return status == WDLT_OK;
 }
 
 std::string composeSection(HandlerDirectory& handlers, DWORD protocol, DWORD scan, DWORD input, const char* section) {

@@ -4,6 +4,7 @@
 
 #include <platform/base.h>
 
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -12,23 +13,30 @@ namespace wdlt {
 
 inline constexpr std::string_view kBasePath = "SOFTWARE\\Halvermoor\\PLK\\Wardlet"; // below HKEY_LOCAL_MACHINE
 
+// Remembers what it has found, and what it hasn't.
 class HandlerDirectory {
   public:
     // Path of the key of the handler that serves a protocol; empty without one.
-    std::string path(DWORD protocol);
+    const std::string& path(DWORD protocol) { return find(protocol).path; }
     // The folder of its scan items below Scan; none without a handler, or with a folder that can't be read.
-    std::optional<std::string> scanFolder(DWORD protocol);
+    const std::optional<std::string>& scanFolder(DWORD protocol);
 
-    // Drops the cached handler. The last one found is cached, so that all values of a record cost one search.
-    void forget() { m_last.reset(); }
+    // False after a read that failed, other than for want of the value: the next one may give something else.
+    bool isSure() const { return m_isSure; }
 
   private:
     struct Handler {
-        DWORD protocol;
         std::string path;
-        std::optional<std::string> scanFolder;
+        bool isFolderRead = false;
+        std::optional<std::string> scanFolder = {};
     };
-    std::optional<Handler> m_last;
+
+    Handler& find(DWORD protocol);
+    std::string search(DWORD protocol);
+    bool read(const std::string& path, const char* name, void* data, DWORD size);
+
+    std::map<DWORD, Handler> m_handlers;
+    bool m_isSure = true;
 };
 
 // The key path of an address; empty when it has none, as for a protocol without a handler. A feature's own settings

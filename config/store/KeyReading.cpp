@@ -1,31 +1,25 @@
 #include "KeyReading.h"
 
-#include "OpenKey.h"
 #include "WdCommon/DebugLog.h"
 
 #include <platform/win32.h>
 #include <wdltcfg/status.h>
 
 #include <array>
+#include <utility>
 
 namespace wdlt {
 namespace {
 
 constexpr std::size_t kKeyNameSize = 255 * 3 + 1; // the longest name in any code page
 
-LONG openForReading(const std::string& path, OpenKey& key) {
-    return answered(RegOpenKeyExA(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, key.out()));
-}
-
-// Opens the key and calls `query` with it.
+// A trace line when the key couldn't be opened; else the result of `query`.
 template <class Query>
-std::int32_t readAt(const std::string& path, Query&& query) {
-    OpenKey key;
-    if (const LONG error = openForReading(path, key)) {
-        WDLOG_TRACE("RegOpenKeyEx error (%d): section = %s", error, path.c_str());
-        return WDLT_E_REGISTRY;
-    }
-    return query(key.get());
+std::int32_t readFrom(const ReadableKey& key, Query&& query) {
+    if (key.error() == 0)
+        return query();
+    WDLOG_TRACE("RegOpenKeyEx error (%d): section = %s", key.error(), key.path().c_str());
+    return WDLT_E_REGISTRY;
 }
 
 } // namespace
@@ -47,14 +41,23 @@ bool WideName::assign(const char* text) {
     return MultiByteToWideChar(CP_ACP, MB_PRECOMPOSED, text, -1, m_text, static_cast<int>(std::size(m_text))) != 0;
 }
 
-std::int32_t readValueAt(const std::string& path, const char* name, void* data, DWORD* size) {
-    return readAt(path, [&](HKEY key) {
-        return statusOf(answered(RegQueryValueExA(key, name, nullptr, nullptr, static_cast<BYTE*>(data), size)));
+ReadableKey::ReadableKey(std::string path)
+    : m_path(std::move(path)),
+      m_error(answered(RegOpenKeyExA(HKEY_LOCAL_MACHINE, m_path.c_str(), 0, KEY_READ, m_key.out()))) {}
+
+bool ReadableKey::isSure() const {
+    const auto error = static_cast<DWORD>(m_error);
+    return error == ERROR_SUCCESS || error == ERROR_FILE_NOT_FOUND || error == ERROR_BAD_PATHNAME;
+}
+
+std::int32_t readValue(const ReadableKey& key, const char* name, void* data, DWORD* size) {
+    return readFrom(key, [&] {
+        return statusOf(answered(RegQueryValueExA(key.get(), name, nullptr, nullptr, static_cast<BYTE*>(data), size)));
     });
 }
 
-std::int32_t readWideValueAt(const std::string& path, const char* name, void* data, DWORD* size) {
-    return readAt(path, [&](HKEY key) {
+std::int32_t readWideValue(const ReadableKey& key, const char* name, void* data, DWORD* size) {
+    return readFrom(key, [&] {
         WideName wideName;
         if (!wideName.assign(name)) {
             WDLOG_ERROR("[CRegistryIO::ReadValue] MultiByteToWideChar GetLastError (%d): szKey = %s", GetLastError(),
@@ -62,14 +65,13 @@ std::int32_t readWideValueAt(const std::string& path, const char* name, void* da
             return std::int32_t{WDLT_E_REGISTRY};
         }
         return statusOf(
-            answered(RegQueryValueExW(key, wideName.data(), nullptr, nullptr, static_cast<BYTE*>(data), size)));
+            answered(RegQueryValueExW(key.get(), wideName.data(), nullptr, nullptr, static_cast<BYTE*>(data), size)));
     });
 }
 
-std::int32_t enumerateKeys(const std::string& path, std::vector<std::string>& names) {
-    OpenKey key;
-    if (const LONG error = openForReading(path, key)) {
-        WDLOG_ERROR("RegOpenKeyEx error (%d): section = %s", error, path.c_str());
+std::int32_t enumerateKeys(const ReadableKey& key, std::vector<std::string>& names) {
+    if (key.error() != 0) {
+        WDLOG_ERROR("RegOpenKeyEx error (%d): section = %s", key.error(), key.path().c_str());
         return WDLT_E_REGISTRY;
     }
     for (DWORD index = 0;; ++index) {

@@ -2,9 +2,11 @@
 
 #include "KeyReading.h"
 #include "OpenKey.h"
+#include "ScanItems.h"
 #include "WdCommon/DebugLog.h"
 
 #include <platform/win32.h>
+#include <wdltcfg/addresses.h>
 #include <wdltcfg/status.h>
 
 #include <algorithm>
@@ -58,25 +60,27 @@ std::int32_t readKeyName(const std::string& path, void* data, DWORD* size, bool 
 } // namespace
 
 std::string CRegistryIO::composeAnew(DWORD protocol, DWORD scan, DWORD input, const char* section) {
-    m_handlers.forget();
-    std::string path = ComposeSection(protocol, scan, input, section);
-    m_handlers.forget();
-    return path;
+    HandlerDirectory handlers;
+    return composeSection(handlers, protocol, scan, input, section);
 }
 
 std::int32_t CRegistryIO::ReadValue(DWORD protocol, DWORD scan, DWORD input, const char* section, const char* name,
                                     void* data, DWORD* size, bool wide) {
-    const std::string path = ComposeSection(protocol, scan, input, section);
-    if (path.empty())
+    // Records ask for each scan there may be: one without an item has no path, whatever the registry holds.
+    if (scan != WDLT_SCAN_NONE && protocol >= WDLT_PROTOCOL_SYSTEM && *section == '\0' &&
+        scanItemName(scan, input) == nullptr)
+        return WDLT_E_INVALID_ARGUMENT;
+    const ReadableKey& key = m_sections->keyOf(protocol, scan, input, section);
+    if (key.path().empty())
         return WDLT_E_INVALID_ARGUMENT;
     if (*name == '\0')
-        return readKeyName(path, data, size, wide);
-    return wide ? readWideValueAt(path, name, data, size) : readValueAt(path, name, data, size);
+        return readKeyName(key.path(), data, size, wide);
+    return wide ? readWideValue(key, name, data, size) : readValue(key, name, data, size);
 }
 
 std::int32_t CRegistryIO::EnumSubSections(DWORD protocol, DWORD scan, DWORD input, const char* section,
                                           std::vector<std::string>& names) {
-    return enumerateKeys(ComposeSection(protocol, scan, input, section), names);
+    return enumerateKeys(m_sections->keyOf(protocol, scan, input, section), names);
 }
 
 std::int32_t CRegistryIO::WriteValue(DWORD protocol, DWORD scan, DWORD input, const char* section, const char* name,

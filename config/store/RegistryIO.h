@@ -2,7 +2,7 @@
 // thread.
 #pragma once
 
-#include "HandlerDirectory.h"
+#include "Sections.h"
 #include "WdchIO.h"
 
 #include <string>
@@ -22,16 +22,13 @@ class CRegistryIO final : public WdchIO {
                                            const char* name) override;
 
   private:
-    std::string ComposeSection(DWORD protocol, DWORD scan, DWORD input, const char* section) {
-        return wdlt::composeSection(m_handlers, protocol, scan, input, section);
-    }
-    // For a write or a deletion: searches for the handler again. An earlier result may be stale, because of this call's
-    // own writes or another process, and a value written to a key that is no longer a handler would be lost.
-    std::string composeAnew(DWORD protocol, DWORD scan, DWORD input, const char* section);
+    // For a write or a deletion: searches for the handler again. What is kept may be stale a moment later, and a value
+    // written to a key that is no longer a handler would be lost.
+    static std::string composeAnew(DWORD protocol, DWORD scan, DWORD input, const char* section);
 
     template <class DeleteIn>
     [[nodiscard]] std::int32_t deleteIn(DWORD protocol, DWORD scan, DWORD input, const char* section,
                                         const char* operation, DeleteIn deleteIn);
 
-    wdlt::HandlerDirectory m_handlers;
+    const wdlt::LentSections m_sections;
 };

@@ -10,6 +10,7 @@
 
 #include <platform/home.h>
 #include <platform/registry.h>
+#include <platform/registry_state.h>
 
 #include <cstring>
 #include <memory>
@@ -303,6 +304,13 @@ LONG deleteValue(HKEY key, const Char* name) {
     return fail(use.store().write(std::make_shared<DeleteValueChange>(use.reference(), valueName.folded())));
 }
 
+// Runs `body(environment)` where this thread reads what is committed; false elsewhere.
+template <typename Body>
+BOOL committed(Body&& body) {
+    RegistryStore* const store = Batch::current() == nullptr ? RegistryStore::known(home()) : nullptr;
+    return store != nullptr && withinMemory(FALSE, [&]() -> BOOL { return body(store->environment()); });
+}
+
 } // namespace
 
 } // namespace wd
@@ -399,4 +407,14 @@ LONG WdRegistryGeneration(ULONGLONG* generation) {
             return ERROR_SUCCESS;
         });
     });
+}
+
+BOOL WdGetRegistryState(WdRegistryState* state) {
+    return wd::committed([&](wd::RegistryEnvironment& environment) { return environment.state(*state); });
+}
+
+BOOL WdIsRegistryState(const WdRegistryState* state) {
+    if (state->opening == 0)
+        return FALSE;
+    return wd::committed([&](wd::RegistryEnvironment& environment) { return environment.isState(*state); });
 }

@@ -27,6 +27,8 @@ constexpr std::size_t kPagesBetweenLooks = 64;
 constexpr std::size_t kMaxMapBytes = std::size_t{1} << 40;
 constexpr std::uint64_t kFullDiskBytes = std::uint64_t{4} << 20; // less free space than this explains a short write
 
+constinit std::atomic<std::uint64_t> openings{0}; // of any environment; the child of a fork goes on counting
+
 MDB_val engineText(std::string_view text) {
     return {text.size(), const_cast<char*>(text.data())}; // the engine doesn't write there
 }
@@ -92,6 +94,37 @@ bool Transaction::erase(std::string_view path) {
 // A writer has the number that its own commit will have.
 std::uint64_t Transaction::generation() const {
     return mdb_txn_id(m_handle) - (m_isWriter ? 1 : 0);
+}
+
+bool RegistryEnvironment::state(WdRegistryState& state) {
+    Transaction transaction;
+    if (!beginRead(transaction))
+        return false;
+    state = {transaction.m_opening, transaction.generation()};
+    transaction.end();
+    return transaction.failure() == 0;
+}
+
+// A commit's number is in the file before any read sees the commit: meanwhile, and for good if its process is killed
+// there, only a transaction tells which state a read sees. In the file it must be looked for all the same: one that was
+// written over without being reopened has another, which the readers' table doesn't know.
+bool RegistryEnvironment::isState(const WdRegistryState& state) {
+    const std::uint64_t newest = newestCommit(state.opening);
+    if (newest != state.generation + 1)
+        return newest != 0 && newest == state.generation;
+    WdRegistryState seen{};
+    return this->state(seen) && seen == state;
+}
+
+std::uint64_t RegistryEnvironment::newestCommit(std::uint64_t opening) {
+    MDB_envinfo info{};
+    m_gate.enter();
+    if (m_engine != nullptr && m_opening == opening)
+        mdb_env_info(m_engine, &info);
+    if (m_lost != nullptr && m_lost->load(std::memory_order_relaxed))
+        info.me_last_txnid = 0;
+    m_gate.leave();
+    return info.me_last_txnid;
 }
 
 MDB_txn* RegistryEnvironment::takePooled() {
@@ -175,6 +208,7 @@ void RegistryEnvironment::start(Transaction& transaction, bool isWriter) {
     transaction.m_database = m_database;
     transaction.m_failure = 0;
     transaction.m_epoch = m_epoch;
+    transaction.m_opening = m_opening;
     transaction.m_lost = m_lost;
     transaction.m_isWriter = isWriter;
 }
@@ -416,8 +450,10 @@ DWORD RegistryEnvironment::openEngine() {
         code = openDatabase();
     if (code == 0 && faults.happened())
         code = MDB_CORRUPTED;
-    if (code == 0)
+    if (code == 0) {
+        m_opening = ++openings;
         return ERROR_SUCCESS;
+    }
     close();
     return errorFromEngine(code);
 }

@@ -12,6 +12,8 @@
 #include "RegistryFiles.h"
 #include "RegistryGate.h"
 
+#include <platform/registry_state.h>
+
 #include <array>
 #include <atomic>
 #include <cstdint>
@@ -62,6 +64,7 @@ class Transaction {
     MDB_dbi m_database = 0;
     int m_failure = 0;
     std::uint64_t m_epoch = 0; // of the environment when it began
+    std::uint64_t m_opening = 0;
     const std::atomic<bool>* m_lost = nullptr;
     bool m_isWriter = false;
 };
@@ -99,6 +102,10 @@ class RegistryEnvironment {
     bool beginWrite(Transaction& transaction);
     bool commit(Transaction& transaction);
 
+    // What WdGetRegistryState and WdIsRegistryState give outside a batch.
+    bool state(WdRegistryState& state);
+    bool isState(const WdRegistryState& state);
+
     // What has been tried for one call, to limit retries.
     struct Recovery {
         int reopened = 0;
@@ -129,6 +136,9 @@ class RegistryEnvironment {
     MDB_txn* takePooled();
     void givePooled(MDB_txn* reader);
 
+    // The newest commit's number if this is the opening of that number, else 0.
+    std::uint64_t newestCommit(std::uint64_t opening);
+
     DWORD reopen(std::uint64_t epoch);
     DWORD resize(std::uint64_t epoch, bool grow);
     DWORD giveUpLostMap(std::uint64_t epoch);
@@ -149,6 +159,7 @@ class RegistryEnvironment {
     MDB_dbi m_database WD_GUARDED_BY(m_gate) = 0;
     // Counts the changes made while the gate was shut: whoever finds it raised retries before changing anything itself.
     std::uint64_t m_epoch WD_GUARDED_BY(m_gate) = 0;
+    std::uint64_t m_opening WD_GUARDED_BY(m_gate) = 0; // the engine's last one, as WdRegistryState has it
     NamespaceGuard m_namespace WD_GUARDED_BY(m_gate);
     void* m_map WD_GUARDED_BY(m_gate) = nullptr; // what the page guard watches
     const std::atomic<bool>* m_lost WD_GUARDED_BY(m_gate) = nullptr;

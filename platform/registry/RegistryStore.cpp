@@ -18,13 +18,6 @@ struct HomeEntry {
 constinit std::atomic<HomeEntry*> homeEntries{nullptr};
 constinit std::atomic<RegistryStore*> stores{nullptr};
 
-RegistryStore* knownStore(const Home& home) {
-    for (const HomeEntry* entry = homeEntries.load(std::memory_order_acquire); entry != nullptr; entry = entry->next)
-        if (entry->home == &home)
-            return entry->store;
-    return nullptr;
-}
-
 void remember(const Home& home, RegistryStore* store) {
     auto entry = std::make_unique<HomeEntry>(HomeEntry{&home, store, homeEntries.load(std::memory_order_relaxed)});
     while (!homeEntries.compare_exchange_weak(entry->next, entry.get(), std::memory_order_acq_rel))
@@ -34,8 +27,15 @@ void remember(const Home& home, RegistryStore* store) {
 
 } // namespace
 
+RegistryStore* RegistryStore::known(const Home& home) {
+    for (const HomeEntry* entry = homeEntries.load(std::memory_order_acquire); entry != nullptr; entry = entry->next)
+        if (entry->home == &home)
+            return entry->store;
+    return nullptr;
+}
+
 RegistryStore* RegistryStore::of(const Home& home, DWORD& error) {
-    if (RegistryStore* store = knownStore(home))
+    if (RegistryStore* store = known(home))
         return store;
     error = home.ensure();
     if (error != ERROR_SUCCESS)

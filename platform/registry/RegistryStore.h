@@ -18,6 +18,8 @@ class RegistryStore {
   public:
     // The home's store, which is made when it doesn't exist yet. Null with the error.
     static RegistryStore* of(const Home& home, DWORD& error);
+    // The same, but null where none was made.
+    static RegistryStore* known(const Home& home);
 
     template <typename Body>
     LONG read(Body&& body) {

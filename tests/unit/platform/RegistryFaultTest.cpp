@@ -6,11 +6,14 @@
 #include <gtest/gtest.h>
 
 #include <platform/registry_batch.h>
+#include <platform/registry_state.h>
 #include <platform/testing.h>
 #include <platform/win32.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
+#include <cstdint>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
@@ -151,6 +154,69 @@ TEST_F(RegistryFault, ADataFileMadeShorterFailsTheCallAndLaterOnesLookAnew) {
             });
             EXPECT_EQ(status, 0) << call << ' ' << length;
         }
+}
+
+// The older of the engine's two heads gets the number of the next commit, as when a writer is killed after its last
+// write.
+void leaveCommitUnfinished(const fs::path& data) {
+    constexpr std::size_t kNumberAt = 144;
+    constexpr std::size_t kPage = 4096;
+    std::fstream file(data, std::ios::binary | std::ios::in | std::ios::out);
+    std::array<std::uint64_t, 2> numbers{};
+    for (std::size_t head = 0; head < numbers.size(); ++head)
+        file.seekg(static_cast<std::streamoff>(kNumberAt + head * kPage))
+            .read(reinterpret_cast<char*>(&numbers[head]), sizeof numbers[head]);
+    const std::size_t older = numbers[0] < numbers[1] ? 0 : 1;
+    const std::uint64_t next = numbers[1 - older] + 1;
+    file.seekp(static_cast<std::streamoff>(kNumberAt + older * kPage))
+        .write(reinterpret_cast<const char*>(&next), sizeof next);
+}
+
+TEST_F(RegistryFault, AStateIsProvedAsLongAsReadsSeeIt) {
+    WdRegistryState state{};
+    EXPECT_FALSE(WdGetRegistryState(&state)) << "nothing is opened for it";
+    EXPECT_FALSE(WdIsRegistryState(&state));
+    const TestKey key = TestKey::create("Key");
+    const struct {
+        const char* what;
+        std::function<void()> happens;
+        bool isStill;
+    } rows[] = {
+        {"a read", [&] { key.number("v"); }, true},
+        {"another process's write", [&] { EXPECT_EQ(inChild([&] { return key.set("v", 1); }), 0); }, false},
+        {"a batch that is abandoned",
+         [&] {
+             RegistryBatch batch;
+             EXPECT_EQ(key.set("v", 2), 0);
+             EXPECT_FALSE(WdIsRegistryState(&state) || WdGetRegistryState(&state)) << "inside";
+             batch.abandon();
+         },
+         true},
+        {"a commit that wasn't finished", [&] { leaveCommitUnfinished(registry("data.mdb")); }, true},
+        {"the one after it", [&] { EXPECT_EQ(key.set("v", 3), 0); }, false},
+        {"a copy of the same put over it",
+         [&] {
+             const std::string content = data();
+             fs::resize_file(registry("data.mdb"), 0);
+             EXPECT_EQ(key.number("v"), std::nullopt);
+             putBytes(registry("data.mdb"), content);
+             EXPECT_EQ(key.number("v"), 3u);
+         },
+         false},
+        {"another home",
+         [&] {
+             setenv("WARDLET_HOME", (m_home / "other").c_str(), 1);
+             WdTestRereadEnvironment();
+             EXPECT_EQ(TestKey::create("Key").set("v", 3), 0);
+         },
+         false},
+    };
+    for (const auto& row : rows) {
+        ASSERT_TRUE(WdGetRegistryState(&state)) << row.what;
+        row.happens();
+        EXPECT_EQ(WdIsRegistryState(&state) != FALSE, row.isStill) << row.what;
+        EXPECT_EQ(inChild([&] { return key.number("v") && WdIsRegistryState(&state) ? 1 : 0; }), 0) << "a parent's";
+    }
 }
 
 // As daemons do. The numbers belong to the program by then, whatever it opens under them.
