@@ -71,7 +71,7 @@ struct CWdRWLockEx::Row {
     std::uint32_t reserved;
 };
 
-// The guard held, with what it guards mapped. A holder that died may have left count and rows half changed, so whoever
+// The guard held, with the addresses of what it guards. A holder that died may have left count and rows half changed, so whoever
 // takes an abandoned guard recounts.
 class CWdRWLockEx::Guarded {
   public:
@@ -82,10 +82,10 @@ class CWdRWLockEx::Guarded {
             return;
         m_isHeld = true;
         WD_STEP("guard");
-        void* rows = nullptr;
-        m_mapped = m_lock.rwMemory.Map(&m_lock.m_count, false, kCountBytes) &&
-                   m_lock.m_holders.Map(&rows, false, kRows * sizeof(Row));
-        m_lock.m_rows = static_cast<Row*>(rows);
+        m_lock.m_count = m_lock.rwMemory.Bytes(kCountBytes);
+        if (m_lock.m_count != nullptr)
+            m_lock.m_rows = static_cast<Row*>(m_lock.m_holders.Bytes(kRows * sizeof(Row)));
+        m_mapped = m_lock.m_rows != nullptr;
         if (!m_mapped)
             WDLOG_ERROR("Failed to lock memory");
         else if (wait == WAIT_ABANDONED)
@@ -96,8 +96,6 @@ class CWdRWLockEx::Guarded {
             return;
         m_lock.m_rows = nullptr;
         m_lock.m_count = nullptr;
-        m_lock.m_holders.Unmap();
-        m_lock.rwMemory.Unmap();
         WD_STEP("guard.end");
         ReleaseMutex(m_lock.rwMutex);
     }
@@ -112,7 +110,7 @@ class CWdRWLockEx::Guarded {
     }
 
   private:
-    // Delegated to, so that the destructor releases the guard if memory runs out while mapping.
+    // Delegated to, so that the destructor releases the guard if memory runs out meanwhile.
     explicit Guarded(CWdRWLockEx& lock) : m_lock(lock) {}
 
     CWdRWLockEx& m_lock;
@@ -154,8 +152,8 @@ bool CWdRWLockEx::Initialize(const char* name) {
 }
 
 // The row first, the count second, the token last: if this process dies in between, the next holder of the guard sees
-// it in the rows. The token is awaited whenever the group doesn't have it, whatever the count says: a first reader that
-// died may have left a count above 0 and no token.
+// it in the rows. The wait for the token is over at once if the group has it; the count isn't asked, since a first reader
+// that died may have left it above 0 without the token.
 bool CWdRWLockEx::LockRead() WD_NO_THREAD_SAFETY_ANALYSIS {
     const Guarded guarded = Guarded::wait(*this);
     if (!guarded.isMapped() || !claimRow())
@@ -164,14 +162,12 @@ bool CWdRWLockEx::LockRead() WD_NO_THREAD_SAFETY_ANALYSIS {
     WD_STEP("enter.row");
     guarded.count().fetch_add(1, std::memory_order_relaxed);
     WD_STEP("enter.count");
-    if (WdEventTaker(rwEvent) != WD_GROUP_TAG) {
-        const auto look = [](void* self) { static_cast<CWdRWLockEx*>(self)->lookAfterDead(true); };
-        const auto wait = [&] { return WdWaitForEvent(rwEvent, WD_ROLE_GROUP, wdlt::kLockSliceMs, look, this); };
-        if (waitWithWarning(wait) == WAIT_FAILED) {
-            guarded.setReads(m_reads - 1);
-            recount();
-            return false;
-        }
+    const auto look = [](void* self) { static_cast<CWdRWLockEx*>(self)->lookAfterDead(true); };
+    const auto wait = [&] { return WdWaitForEvent(rwEvent, WD_ROLE_GROUP, wdlt::kLockSliceMs, look, this); };
+    if (waitWithWarning(wait) == WAIT_FAILED) {
+        guarded.setReads(m_reads - 1);
+        recount();
+        return false;
     }
     WD_STEP("enter.token");
     return true;
@@ -289,13 +285,12 @@ bool CWdRWLockEx::claimRow() {
 void CWdRWLockEx::freeRow() {
     if (m_tag == 0 || m_tag != WdOwnTag(WD_ROLE_ALONE))
         return;
-    void* rows = nullptr;
-    if (!m_holders.Map(&rows, false, kRows * sizeof(Row)))
+    auto* const rows = static_cast<Row*>(m_holders.Bytes(kRows * sizeof(Row)));
+    if (rows == nullptr)
         return;
-    Row& row = static_cast<Row*>(rows)[m_row];
+    Row& row = rows[m_row];
     WD_TAG own = m_tag;
     row.reads.store(0, std::memory_order_relaxed);
     // The reads before the tag: as soon as the row looks free, its next owner may store its own there.
     row.tag.compare_exchange_strong(own, 0, std::memory_order_release, std::memory_order_relaxed);
-    m_holders.Unmap();
 }

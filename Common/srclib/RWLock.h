@@ -70,7 +70,7 @@ class CWdRWLockEx final : public CWdRWLock {
     CWdShareMemory rwMemory;
     CWdShareMemory m_holders;
 
-    // Used with rwMutex held; the two views are mapped only that long.
+    // Used with rwMutex held; the two addresses are kept only that long.
     void* m_count = nullptr;
     Row* m_rows = nullptr;
     std::size_t m_row = 0;     // ours, claimed at the first read

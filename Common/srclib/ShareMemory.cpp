@@ -4,6 +4,8 @@
 #include "SecurityAttributes.h"
 #include "WdCommon/DebugLog.h"
 
+#include <platform/robust.h>
+
 #include <algorithm>
 #include <cstddef>
 
@@ -68,6 +70,13 @@ bool CWdShareMemory::Map(void** pointerOut, bool readOnly, std::size_t atLeast) 
     if (view == nullptr)
         WDLOG_ERROR("MapViewOfFile failed (%08x)", GetLastError());
     return view != nullptr;
+}
+
+void* CWdShareMemory::Bytes(std::size_t atLeast) {
+    void* const bytes = WdMappingBytes(mapHandle, atLeast);
+    if (bytes == nullptr)
+        WDLOG_ERROR("MapViewOfFile failed (%08x)", GetLastError());
+    return bytes;
 }
 
 void CWdShareMemory::Unmap() {

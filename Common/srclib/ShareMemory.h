@@ -21,6 +21,8 @@ class CWdShareMemory {
     // Gives the view's address, or null and false (logged), also when the mapping has fewer bytes than `atLeast`.
     bool Map(void** pointerOut, bool readOnly, std::size_t atLeast = 0);
     void Unmap();
+    // The same address without a view, valid until Close; null (logged) when it can't be had.
+    void* Bytes(std::size_t atLeast);
     void Close();
 
   private:

@@ -228,6 +228,11 @@ inline freeRow() {
     fi
 }
 
+#ifdef MISTAKE_TOKEN_BY_COUNT
+#define GROUP_HAS_TOKEN (count > 1)
+#else
+#define GROUP_HAS_TOKEN (token == GROUP)
+#endif
 inline lockRead() {
     takeGuard();
     if
@@ -238,19 +243,13 @@ inline lockRead() {
         rows[row].reads++;
         STEP("enter.row");
         count++;
-        STEP("enter.count");
-        waits =
-#ifdef MISTAKE_TOKEN_BY_COUNT
-            count == 1
-#else
-            token != GROUP
-#endif
+        STEP("enter.count")
     }
     do
-    :: atomic { !waits || token == NOBODY ->
+    :: atomic { GROUP_HAS_TOKEN || token == NOBODY ->
            if
-           :: waits -> token = GROUP; waits = 0
-           :: else
+           :: GROUP_HAS_TOKEN
+           :: else -> token = GROUP
            fi;
            inside++;
            readersInside++;

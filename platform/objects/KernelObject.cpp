@@ -37,7 +37,8 @@ KernelObject& own(std::unique_ptr<KernelObject> object) WD_REQUIRES(objectsMutex
 // The process that opened the objects.
 constinit std::atomic<const ProcessState*> owner{nullptr};
 
-bool enterSlowly(const ProcessState* process) {
+bool enterSlowly() {
+    const ProcessState* const process = processState();
     const auto viewed = viewedInChild(); // takes viewsMutex, which comes before objectsMutex
     const ForkLock lock(objectsMutex);
     const ProcessState* const before = owner.load(std::memory_order_relaxed);
@@ -81,10 +82,7 @@ std::uint64_t wordWithoutHolder(ObjectKind kind, std::uint64_t word) {
 } // namespace
 
 bool enterObjects() {
-    return withinMemory(false, [] {
-        const ProcessState* process = processState();
-        return owner.load(std::memory_order_acquire) == process || enterSlowly(process);
-    });
+    return objectsAreOwn() || withinMemory(false, enterSlowly);
 }
 
 bool objectsAreOwn() {

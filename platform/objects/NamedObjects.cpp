@@ -235,6 +235,17 @@ BOOL WdObjectHasOthers(HANDLE handle) {
     return isOwn ? FALSE : TRUE;
 }
 
+LPVOID WdMappingBytes(HANDLE handle, std::size_t atLeast) {
+    ObjectUse mapping;
+    if (!mapping.acquire(handle, ObjectKind::Mapping))
+        return nullptr;
+    if (atLeast > mapping->bytes()) {
+        failed(ERROR_ACCESS_DENIED);
+        return nullptr;
+    }
+    return mapping->view();
+}
+
 ULONGLONG WdMappingMark(HANDLE handle) {
     ObjectUse mapping;
     return mapping.acquire(handle, ObjectKind::Mapping) ? mapping->word().load(std::memory_order_relaxed) : 0;

@@ -101,7 +101,7 @@ DWORD tryMutex(KernelObject& mutex, bool slept) {
 DWORD tryEvent(KernelObject& event, bool slept, DWORD role) {
     std::uint64_t word = event.word().load(std::memory_order_acquire);
     if ((word & kTaken) != 0)
-        return kNotTaken;
+        return role == WD_ROLE_GROUP && takerOf(word) == kGroupTag ? WAIT_OBJECT_0 : kNotTaken;
     if (event.parameter() != 0) // manual reset
         return WAIT_OBJECT_0;
     const Tag tag = role == WD_ROLE_GROUP ? kGroupTag : withRole(event.ownTag(), role);

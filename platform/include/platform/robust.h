@@ -18,7 +18,8 @@ inline constexpr WD_TAG WD_GROUP_TAG = 9;
 /* Deals with whatever has died; then the wait goes on. Called before a wait sleeps, and every 100 ms after. */
 typedef void (*WD_LOOK)(void* context);
 
-/* WaitForSingleObject on an auto-reset event; the step that takes the event stores this process's tag in it. */
+/* WaitForSingleObject on an auto-reset event; the step that takes the event stores this process's tag in it. In the
+   group's role, an event that the group has already counts as taken once more. */
 WD_API DWORD WdWaitForEvent(HANDLE event, DWORD role, DWORD milliseconds, WD_LOOK look, void* context);
 /* The tag that took the event; 0 when it is signalled, or on failure. */
 WD_API WD_TAG WdEventTaker(HANDLE event);
@@ -39,6 +40,10 @@ WD_API BOOL WdTagIsAlive(WD_TAG tag);
 
 /* Whether another process has the object open, or this one through another handle. What can't be told counts as yes. */
 WD_API BOOL WdObjectHasOthers(HANDLE object);
+
+/* The bytes of a mapping without a view, for as long as the handle stays open; null (GetLastError) when they are fewer
+   than `atLeast`. For a lock, which asks at each use. On Windows it would be a view kept until the handle's close. */
+WD_API LPVOID WdMappingBytes(HANDLE mapping, std::size_t atLeast);
 
 /* A number beside the bytes of a mapping, shared by all who have it open, and gone with it; 0 in a new mapping, and on
    failure. A plain store and load: its users have a lock of their own. */

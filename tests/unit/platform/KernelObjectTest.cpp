@@ -59,6 +59,8 @@ TEST_F(KernelObject, WhatIsRefused) {
         {errorOf(makeMapping("map", 4098)), ERROR_ACCESS_DENIED},
         {errorOf(makeMapping("huge", (1u << 30) + 1)), ERROR_NOT_ENOUGH_MEMORY},
         {errorOf(map(0, 0, 4098)), ERROR_ACCESS_DENIED},
+        {errorOf(WdMappingBytes(mapping.get(), 4098)), ERROR_ACCESS_DENIED},
+        {errorOf(WdMappingBytes(event.get(), 1)), ERROR_INVALID_HANDLE},
         {errorOf(map(0, 65536, 1)), ERROR_INVALID_PARAMETER},
         {errorOf(map(1, 0, 1)), ERROR_INVALID_PARAMETER},
         {errorOf(UnmapViewOfFile(view.get() + 1)), ERROR_INVALID_ADDRESS},

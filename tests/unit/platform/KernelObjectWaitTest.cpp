@@ -157,6 +157,8 @@ TEST_F(KernelObjectWait, AnEventTellsWhoTookIt) {
         EXPECT_EQ(WdEventTaker(event.get()), tag);
         EXPECT_FALSE(WdSignalAgain(event.get(), tag ^ (WD_TAG{1} << 32)) || WdSignalAgain(event.get(), 0));
         EXPECT_EQ(waitFor(event), WAIT_TIMEOUT);
+        EXPECT_EQ(WdWaitForEvent(event.get(), WD_ROLE_GROUP, 0, nullptr, nullptr),
+                  role == WD_ROLE_GROUP ? WAIT_OBJECT_0 : WAIT_TIMEOUT);
         EXPECT_TRUE(WdSignalAgain(event.get(), tag));
         EXPECT_FALSE(WdSignalAgain(event.get(), tag)) << "signalled already";
     }
