@@ -342,7 +342,7 @@ TEST_F(Wdltctl, WatchPrintsEachChange) {
                                            : "system.proxy-port: 6999 -> 2"));
         done(std::string(asJson ? "remove" : "add") + " urls black x");
         EXPECT_THAT(watch.readLine(), HasSubstr("lists.urls.black"));
-        done("set urlf-proxy proxy-password=geheim" + std::to_string(asJson));
+        done(asJson ? "set urlf-proxy proxy-password=geheim2" : "set urlf-proxy proxy-password=geheim");
         EXPECT_THAT(watch.readLine(), testing::AllOf(HasSubstr("proxy-password"), Not(HasSubstr("geheim"))));
         done(asJson ? "disable pvs" : "enable pvs");
         EXPECT_THAT(watch.readLine(), HasSubstr("handler.POP3.enable"));
