@@ -138,12 +138,14 @@ class Features(unittest.TestCase):
     def test_switch(self):
         names = [*wdltcfg.records.FEATURES, "pdp", "drs-white-list", "plugin-manager"]
         self.assertEqual(set(stored("status")["features"]), set(names))
+        wdltctl("enable", "drs-white-list", "--option", "7")
         for name in names:
             with self.subTest(name):
                 wdltcfg.enable(name)
                 self.assertTrue(wdltcfg.is_enabled(name))
                 wdltcfg.disable(name)
                 self.assertFalse(wdltcfg.is_enabled(name))
+        self.assertEqual(stored("dump")["features"]["drs-white-list"]["option"], 7)
 
 
 class Lists(unittest.TestCase):
@@ -177,12 +179,21 @@ class Lists(unittest.TestCase):
         self.assertEqual(child.communicate()[0], b"b'\\x80' '\\u20ac'\nnone\n")
 
     def test_a_list_that_cannot_be_read_is_not_replaced(self):
-        file = Path(_home.name, "wardlet", "SpyAList.dat")
-        file.unlink(missing_ok=True)
-        file.mkdir()
-        with self.assertRaises(Error):
-            lists.spyware().add("x")
-        file.rmdir()
+        for a_list, name in ((lists.spyware(), "SpyAList.dat"), (lists.spam("white"), "SpamWhite.txt")):
+            file = Path(_home.name, "wardlet", name)
+            file.unlink(missing_ok=True)
+            file.mkdir()
+            for call in (a_list.read, lambda: a_list.add("x")):
+                with self.subTest(name), self.assertRaises(Error):
+                    call()
+            file.rmdir()
+
+    def test_an_exclusion_has_a_number_of_its_own(self):
+        for texts in (["a", "b"], ["b"], ["c", "b"]):
+            lists.exclusions().write(texts)
+        kept = lists._records(wdltcfg.library.WdltPdpReadExItemList, interface.PrivacyExclusionItem, "")
+        self.assertEqual(len({item.dwExclusionId for item in kept}), 2)
+        lists.exclusions().write([])
 
     def test_rules(self):
         rule = lists.Rule(3, "a.exe", "ü", "example.com")
@@ -211,19 +222,22 @@ class Change(unittest.TestCase):
 
     def test_between_threads(self):
         def add():
-            for _ in range(10):
+            for i in range(10):
+                white.add(f"{threading.get_ident()} {i}")
                 with wdltcfg.change():
                     smtp = wdltcfg.read(wdltcfg.records.Smtp)
                     smtp.max_session_count += 1
                     wdltcfg.write(smtp)
 
+        white = lists.urls("white")
         before = wdltcfg.read("smtp").max_session_count
         threads = [threading.Thread(target=add) for _ in range(4)]
         for thread in threads:
             thread.start()
         for thread in threads:
             thread.join()
-        self.assertEqual(wdltcfg.read("smtp").max_session_count, before + 40)
+        self.assertEqual((wdltcfg.read("smtp").max_session_count, len(white)), (before + 40, 40))
+        white.write([])
 
 
 if __name__ == "__main__":

@@ -26,7 +26,7 @@ programs_of() {
         lib) echo 'lib_|corpus:' ;;
         config | families) echo 'acceptance_|config_' ;;
         process | walk) echo process_ ;;
-        tools) echo tools_ ;;
+        tools) echo 'tools_|python:' ;;
         *) echo "no such room: $1" >&2; return 2 ;;
     esac
 }

@@ -60,6 +60,12 @@ TEST_F(Backup, RestoreReplacesAllOfIt) {
     const auto changed = stored();
     EXPECT_EQ(typed("restore " + m_file).status, 2);
     EXPECT_EQ(stored(), changed);
+    setenv("WARDLET_ACP", "1252", 1);
+    expectRefused({{"restore --yes " + m_file, 3, "the backup has code page 65001"}});
+    unsetenv("WARDLET_ACP");
+    // One that fails isn't gone on with.
+    expectRefused({{"restore --yes " + m_file + " --install " + m_file + "/x", 5, m_file}});
+    expectOutcomes({{"get system proxyPort", 0, "2\n", ""}});
     const std::string kept = doneJson("restore --yes " + m_file)["kept"];
     EXPECT_EQ(stored(), old);
     expectOutputs({{"check", "nothing found\n"}, {"export exclusions -", "foo\n"}});

@@ -14,12 +14,14 @@ TEST_F(Wdltctl, TellsWhatThereIs) {
         {"list lists", 0, "\nurls        white or black  list add remove import export  Show the URL filter's", ""},
         {"get --help", 0, "get [OPTIONS] RECORD [FIELD...]", ""},
         {"get --help", 0, "\n  proxy-port                   port of the service", ""},
+        {"--manual-page 2024-01-01", 0, "directory, as X:\\e... or", ""},
         {"describe urlf user-defined-cred-level", 0, "\nrange         -2147483648 to 2147483647\n", ""},
         {"describe virus", 2, "", "virus: PLACE is needed, pop3, smtp, http or files"},
         {"describe system", 0, "\nproxy-port             ProxyPort           number           6999 ", ""},
     });
     expectOutputs({
         {"--complete aw", ""}, // a verb of the tool's own
+        {"--complete check-url x --list b", "black\n"},
         {"list handlers --json", R"([{"handler": "POP3", "type": 1, "state": "off"},
                                      {"handler": "SMTP", "type": 2, "state": "off"},
                                      {"handler": "HTTP", "type": 3, "state": "off"}])"},

@@ -83,6 +83,7 @@ TEST_F(Wdltctl, ALoadStoresWhatTheDiffTellsAndTheSecondNothing) {
                               HasSubstr("lists.rules.\"r.1\": + {\"index\":2,\"process\":\"p.exe\""),
                               Not(HasSubstr("4711")), HasSubstr("urlf-proxy.proxy-password: \"\" -> \"(secret)\"\n"),
                               HasSubstr("handler.POP3.enable: 0 -> 1\n"), HasSubstr("features.urlf: false -> true\n")));
+    EXPECT_THAT(typed("diff --json " + all).out, testing::AllOf(Not(HasSubstr("4711")), Not(HasSubstr("geheim"))));
     EXPECT_EQ(linesOf(done("load " + all)), linesOf(diff.out));
 
     const std::string before = generation();
@@ -108,6 +109,10 @@ TEST_F(Wdltctl, WhatALoadTakesAndLeavesAlone) {
     expectOutcomes({
         {"load - --expect-generation " + generation(), 0, "system.bm-flag: 1 -> 0", "", "get system bm-flag", "0\n",
          R"({"records": {"system": {"bm-flag": 0}}})"},
+        {"load -", 0, "", "", "get urlf-proxy proxy-password --secrets", "geheim\n",
+         R"-({"records": {"urlf-proxy": {"proxy-password": "(secret)"}}})-"},
+        {"load -", 0, "lists.rules.r2: - {", "", "remove rules --index 2", "1 removed\n",
+         R"({"lists": {"rules": {"r.1": {"process": "p.exe"}}}})"}, // without its index
         {"load -", 0, "urlf.mode: 2 -> 0\n", "", "get urlf mode", "0\n", R"({"records": {"urlf": {"mode": null}}})"},
         {"load -", 0, "lists.hosts: - a.example", "", "list hosts", "", R"({"lists": {"hosts": null}})"},
         {"load -", 0, "another order", "", "list urls black", "*x.org/*\n*example.com/*\n",
@@ -269,6 +274,12 @@ TEST_F(Wdltctl, WithoutConfirmationALoadIsUndone) {
             std::this_thread::sleep_for(std::chrono::milliseconds(100));
         EXPECT_FALSE(isJournalThere());
     };
+    const std::string journal = TestHome::instance().path() / kJournal;
+    const auto timePasses = [&] { // in another run of the machine
+        json stored = json::parse(TestHome::instance().read(kJournal));
+        stored["due"] = {{"clock", 1}, {"running", INT32_MAX}, {"boot", "another"}};
+        std::ofstream(journal) << stored;
+    };
     const std::string port = written(R"({"records": {"system": {"proxy-port": 1}, "urlf": {"mode": 2}}})");
     const std::string within = "load --confirm-within 1s " + port;
     const auto loaded = [&](const std::string& line) {
@@ -293,12 +304,18 @@ TEST_F(Wdltctl, WithoutConfirmationALoadIsUndone) {
     loaded("load --confirm-within 1h " + port);
     done("set system proxy-port=3");
     killGuard();
-    json stored = json::parse(TestHome::instance().read(kJournal));
-    stored["due"] = {{"clock", 1}, {"running", 1}, {"boot", "another"}};
-    const std::string journal = TestHome::instance().path() / kJournal;
-    std::ofstream(journal) << stored;
+    timePasses();
     expectOutcomes({{"get system proxy-port", 0, "3\n",
                      "in time is undone; changed since by others, so it stays: system.p", "get urlf mode", "0\n"}});
+
+    // What can't be undone yet waits for the next verb.
+    const std::string temp = done("get system temp-path");
+    loaded("load --confirm-within 1h " + written(R"({"lists": {"hosts": ["h"]}})"));
+    done("wdltreg set " + kBase + " TempPath sz /nowhere/");
+    timePasses();
+    expectRefused({{"set system proxy-port=1", 3, "can't be undone: lists.hosts: "}});
+    done("wdltreg set " + kBase + " TempPath sz " + temp);
+    expectOutcomes({{"get system proxy-port", 0, "3\n", "in time is undone", "list hosts", ""}});
 
     std::ofstream(journal) << "{}";
     expectOutcomes(
@@ -316,7 +333,7 @@ bool waitsForFiles(pid_t process) {
 
 TEST_F(Wdltctl, WatchPrintsEachChange) {
     for (const bool asJson : {false, true}) {
-        RunningProgram watch(wordsOf(std::string("watch --count 4") + (asJson ? " --json" : "")));
+        RunningProgram watch(wordsOf(std::string("watch --count 5") + (asJson ? " --json" : "")));
         while (!waitsForFiles(watch.process()))
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         done(asJson ? "set system proxy-port=1" : "set system proxy-port=2");
@@ -325,6 +342,8 @@ TEST_F(Wdltctl, WatchPrintsEachChange) {
                                            : "system.proxy-port: 6999 -> 2"));
         done(std::string(asJson ? "remove" : "add") + " urls black x");
         EXPECT_THAT(watch.readLine(), HasSubstr("lists.urls.black"));
+        done(asJson ? "set urlf-proxy proxy-password=geheim2" : "set urlf-proxy proxy-password=geheim");
+        EXPECT_THAT(watch.readLine(), testing::AllOf(HasSubstr("proxy-password"), Not(HasSubstr("geheim"))));
         done(asJson ? "disable pvs" : "enable pvs");
         EXPECT_THAT(watch.readLine(), HasSubstr("handler.POP3.enable"));
         EXPECT_THAT(watch.readLine(), HasSubstr("features.pvs"));

@@ -122,6 +122,8 @@ TEST_F(WdltctlLists, ASpamFileThatHoldsMoreThanIsReadIsNotRewritten) {
         TestHome::instance().write("install/SpamWhite.txt", content);
         expectRefused({{"add spam white z", 5, words},
                        {"import spam black -", 5, words, "z\n"},
+                       {"load -", 5, words, R"({"lists": {"spam": {"black": ["z"]}}})"},
+                       {"load -", 5, words, R"({"records": {"aspm": {"level": 2}}})"},
                        {"set aspm dwLevel=2", 5, words}});
     }
     TestHome::instance().write("install/SpamWhite.txt", "a\n" + std::string(256, 'x'));
