@@ -71,8 +71,8 @@ struct CWdRWLockEx::Row {
     std::uint32_t reserved;
 };
 
-// The guard held, with the addresses of what it guards. A holder that died may have left count and rows half changed, so whoever
-// takes an abandoned guard recounts.
+// The guard held, with the addresses of what it guards. A holder that died may have left count and rows half changed, so
+// whoever takes an abandoned guard recounts.
 class CWdRWLockEx::Guarded {
   public:
     static Guarded wait(CWdRWLockEx& lock) { return {lock, WaitWithWarning(lock.rwMutex, INFINITE)}; }
@@ -152,8 +152,8 @@ bool CWdRWLockEx::Initialize(const char* name) {
 }
 
 // The row first, the count second, the token last: if this process dies in between, the next holder of the guard sees
-// it in the rows. The wait for the token is over at once if the group has it; the count isn't asked, since a first reader
-// that died may have left it above 0 without the token.
+// it in the rows. The wait for the token is over at once if the group has it; the count isn't asked, since a first
+// reader that died may have left it above 0 without the token.
 bool CWdRWLockEx::LockRead() WD_NO_THREAD_SAFETY_ANALYSIS {
     const Guarded guarded = Guarded::wait(*this);
     if (!guarded.isMapped() || !claimRow())
