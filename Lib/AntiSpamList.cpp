@@ -3,10 +3,12 @@
 #include "WdCommon/DebugLog.h"
 
 #include <platform/file_content.h>
+#include <platform/home.h>
 #include <platform/win32.h>
 
 #include <algorithm>
 #include <array>
+#include <climits>
 #include <cstring>
 #include <string>
 
@@ -98,6 +100,15 @@ bool isMissing(const char* path) {
     return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
 }
 
+bool replaceContent(const char* name, const std::string& content) {
+    std::array<char, PATH_MAX> path;
+    if (const DWORD error = WdPathOfName(name, path.data(), static_cast<DWORD>(path.size()))) {
+        SetLastError(error);
+        return false;
+    }
+    return WdReplaceContent(path.data(), content.data(), static_cast<DWORD>(content.size())) != FALSE;
+}
+
 bool writeInPlace(const char* path, const std::string& content) {
     HANDLE file = CreateFileA(path, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, CREATE_ALWAYS,
                               FILE_ATTRIBUTE_NORMAL, nullptr);
@@ -176,9 +187,8 @@ int CAntiSpamList::WriteList(const char* path, const WdpeAspmEntry* entries, int
         content.append(entries[i].szEntry, strnlen(entries[i].szEntry, kEntryBytes)).append("\n");
     if (!Lock())
         return 0;
-    const auto bytes = static_cast<DWORD>(content.size());
-    const bool written = WdReplaceContent(path, content.data(), bytes) != FALSE ||
-                         (GetLastError() == ERROR_ACCESS_DENIED && writeInPlace(path, content));
+    const bool written =
+        replaceContent(path, content) || (GetLastError() == ERROR_ACCESS_DENIED && writeInPlace(path, content));
     if (!written)
         WDLOG_ERROR("CAntiSpamList::WriteList(): the list can't be written (err=%lu, file=%s)", lastError(), path);
     Unlock();

@@ -122,6 +122,18 @@ bool makeEmpty(int file) {
     return sys::fstat(file, &status) == 0 && (status.st_size == 0 || sys::ftruncate(file, 0) == 0);
 }
 
+DWORD copyFile(const fs::path& from, const fs::path& to, bool mayReplace) {
+    const wd::FileDescriptor source(sys::open(from.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0));
+    struct stat status {};
+    if (!source.valid() || sys::fstat(source.get(), &status) != 0)
+        return wd::errorOfPath(from);
+    if (!S_ISREG(status.st_mode))
+        return ERROR_ACCESS_DENIED;
+    if (!mayReplace && sys::lstat(to.c_str(), &status) == 0)
+        return ERROR_FILE_EXISTS;
+    return wd::replaceFileFrom(to, source.get());
+}
+
 // A byte that looks like a separator may be a trail byte of a double-byte character.
 bool endsInSeparator(std::string_view path) {
     bool separator = false;
@@ -255,17 +267,7 @@ BOOL CopyFileA(LPCSTR existing, LPCSTR target, BOOL failIfExists) {
     return wd::withinMemory(BOOL{FALSE}, [&]() -> BOOL {
         if (existing == nullptr || target == nullptr)
             return succeeded(ERROR_INVALID_PARAMETER);
-        const fs::path from = wd::mapPath(existing);
-        const fs::path to = wd::mapPath(target);
-        const wd::FileDescriptor source(sys::open(from.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0));
-        struct stat status {};
-        if (!source.valid() || sys::fstat(source.get(), &status) != 0)
-            return succeeded(wd::errorOfPath(from));
-        if (!S_ISREG(status.st_mode))
-            return succeeded(ERROR_ACCESS_DENIED);
-        if (failIfExists != FALSE && sys::lstat(to.c_str(), &status) == 0)
-            return succeeded(ERROR_FILE_EXISTS);
-        return succeeded(wd::replaceFileFrom(to, source.get()));
+        return succeeded(copyFile(wd::mapPath(existing), wd::mapPath(target), failIfExists == FALSE));
     });
 }
 
@@ -282,40 +284,47 @@ BOOL ReplaceFileA(LPCSTR replaced, LPCSTR replacement, LPCSTR backup, DWORD /*fl
     return done;
 }
 
-BOOL WdReplaceContent(LPCSTR name, const void* content, DWORD bytes) {
+BOOL WdReplaceContent(LPCSTR path, const void* content, DWORD bytes) {
     return wd::withinMemory(BOOL{FALSE}, [&]() -> BOOL {
-        if (name == nullptr || (content == nullptr && bytes != 0))
+        if (path == nullptr || (content == nullptr && bytes != 0))
             return succeeded(ERROR_INVALID_PARAMETER);
-        return succeeded(wd::replaceFile(wd::mapPath(name), {static_cast<const char*>(content), bytes}));
+        return succeeded(wd::replaceFile(path, {static_cast<const char*>(content), bytes}));
     });
 }
 
-BOOL WdMakeFolder(LPCSTR name) {
+BOOL WdCopyContent(LPCSTR from, LPCSTR to) {
     return wd::withinMemory(BOOL{FALSE}, [&]() -> BOOL {
-        if (name == nullptr)
+        if (from == nullptr || to == nullptr)
+            return succeeded(ERROR_INVALID_PARAMETER);
+        return succeeded(copyFile(from, to, true));
+    });
+}
+
+BOOL WdMakeFolder(LPCSTR path) {
+    return wd::withinMemory(BOOL{FALSE}, [&]() -> BOOL {
+        if (path == nullptr)
             return succeeded(ERROR_INVALID_PARAMETER);
         const wd::Home& home = wd::home();
         wd::Home::Modes modes; // the home's, wherever the folder is
         DWORD error = home.ensure();
         if (error == ERROR_SUCCESS)
             error = home.fileModes(modes);
-        return succeeded(error != ERROR_SUCCESS ? error : wd::makeDirectories(wd::mapPath(name), modes));
+        return succeeded(error != ERROR_SUCCESS ? error : wd::makeDirectories(path, modes));
     });
 }
 
-BOOL WdIsLeftBehind(LPCSTR name) {
+BOOL WdIsLeftBehind(LPCSTR path) {
     return wd::withinMemory(BOOL{FALSE}, [&]() -> BOOL {
-        return name != nullptr && wd::HeldFile::isLeftBehind(AT_FDCWD, wd::mapPath(name).c_str()) ? TRUE : FALSE;
+        return path != nullptr && wd::HeldFile::isLeftBehind(AT_FDCWD, path) ? TRUE : FALSE;
     });
 }
 
-BOOL WdRemoveLeftBehind(LPCSTR name) {
+BOOL WdRemoveLeftBehind(LPCSTR path) {
     return wd::withinMemory(BOOL{FALSE}, [&]() -> BOOL {
-        if (name == nullptr)
+        if (path == nullptr)
             return succeeded(ERROR_INVALID_PARAMETER);
-        const fs::path path = wd::mapPath(name);
-        return succeeded(wd::HeldFile::removeLeftBehind(AT_FDCWD, path.c_str()) ? DWORD{ERROR_SUCCESS}
-                                                                                : wd::errorOfPath(path));
+        const fs::path file = path; // made before errno is set
+        return succeeded(wd::HeldFile::removeLeftBehind(AT_FDCWD, path) ? DWORD{ERROR_SUCCESS} : wd::errorOfPath(file));
     });
 }
 

@@ -180,7 +180,8 @@ DWORD makeDirectories(const fs::path& path, const Home::Modes& modes) {
 Home::Home() : Home(homeFromEnvironment()) {}
 
 Home::Home(fs::path path) : m_path(std::move(path)), m_locks(locksOfReadOnly(m_path)) {
-    m_codePageOverride = numericVariable<unsigned>("WARDLET_ACP");
+    if (const auto codePage = numericVariable<unsigned>("WARDLET_ACP"); codePage && isKnownCodePage(*codePage))
+        m_codePageOverride = codePage;
     if (const char* durability = variable("WARDLET_DURABILITY"))
         m_durableOverride = std::string_view(durability) != "process";
     const auto scale = numericVariable<double>("WARDLET_TIME_SCALE");
@@ -222,6 +223,12 @@ DWORD Home::loadSettings() const {
                 "newer library is needed\n",
                 m_path.c_str(), settings->layout, settings->folding, HomeSettings::kLayout, HomeSettings::kFolding);
         return ERROR_BADDB;
+    }
+    if (!isKnownCodePage(settings->codePage)) { // texts would be stored in another
+        if (mayReport())
+            std::fprintf(stderr, "wdltcfg: %s names code page %u, which this library lacks\n", file.c_str(),
+                         settings->codePage);
+        return ERROR_INVALID_DATA;
     }
     adopt(*settings);
     return ERROR_SUCCESS;

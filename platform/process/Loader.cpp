@@ -180,6 +180,13 @@ std::string pathOf(HMODULE module) {
     return *name == '\0' ? programPath() : absolutePath(name).string();
 }
 
+// The file system's bytes are UTF-8 whatever the code page is.
+std::u16string wideOf(const std::string& path) {
+    std::u16string wide(path.size(), u'\0');
+    wide.resize(convertToWide(CP_UTF8, path, wide, InvalidBytes::Escape).length);
+    return wide;
+}
+
 } // namespace
 
 link_map* moduleOf(const void* address) {
@@ -234,7 +241,7 @@ BOOL FreeLibrary(HMODULE module) {
 
 DWORD GetModuleFileNameW(HMODULE module, LPWSTR buffer, DWORD size) {
     return wd::withinMemory(DWORD{0}, [&]() -> DWORD {
-        const std::u16string path = wd::wideFromCodePage(wd::pathOf(module));
+        const std::u16string path = wd::wideOf(wd::pathOf(module));
         if (path.empty())
             return wd::fail<DWORD>(ERROR_MOD_NOT_FOUND);
         if (buffer == nullptr || size == 0)

@@ -409,6 +409,6 @@ DWORD RegistryFiles::setAside(const Home& home, const fs::path& folder) {
 DWORD WdSetRegistryAside(LPCSTR folder) {
     if (folder == nullptr)
         return ERROR_INVALID_PARAMETER;
-    return static_cast<DWORD>(wd::withinMemory(
-        [&]() -> LONG { return static_cast<LONG>(wd::RegistryFiles::setAside(wd::home(), wd::mapPath(folder))); }));
+    return static_cast<DWORD>(
+        wd::withinMemory([&]() -> LONG { return static_cast<LONG>(wd::RegistryFiles::setAside(wd::home(), folder)); }));
 }

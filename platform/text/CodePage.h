@@ -36,7 +36,7 @@ inline char16_t foldUnit(char16_t unit) {
 // Whether `byte` begins a double-byte character of the system code page.
 bool isLeadByte(BYTE byte);
 
-// Whether the layer has this code page. A system code page that it lacks is treated as UTF-8.
+// Whether the layer has this code page. The system code page is always one that it has.
 bool isKnownCodePage(UINT number);
 
 // Building blocks of the interface's conversion calls. `number` may be CP_ACP.

@@ -105,6 +105,31 @@ TEST_F(Backup, ElsewhereItHasEverythingToo) {
     fs::rename(install() + "-old", install());
 }
 
+// The code page is that of stored texts. A path is the file system's, and may have characters that the code page lacks.
+TEST_F(Backup, PathsArentTextsOfTheCodePage) {
+    const struct {
+        const char* codePage;
+        std::string home;
+        std::string install;
+    } rows[] = {{"1252", m_elsewhere + "/hömé", m_elsewhere + "/hömé/Insté"},
+                {"932", m_elsewhere + "/höme", m_elsewhere + "/ソ"}};
+    for (const auto& row : rows) {
+        TestHome::instance().write(row.home + "/settings", std::string("layout = 1\ncodepage = ") + row.codePage);
+        const OtherHome other(row.home);
+        done("init --install " + row.install);
+        done("add items card 4711");
+        done("backup " + m_file);
+        done("add hosts h");
+        fs::remove(row.install + "/Privacy.dat");
+        expectOutcomes(
+            {{"check --repair", 0, row.install + "/Privacy.dat: the privacy database isn't there; made", ""}});
+        fs::remove_all(row.install + "/Temp");
+        expectOutcomes({{"check --repair", 0, row.install + "/Temp: the folder isn't there; made\n", ""},
+                        {"restore --yes " + m_file, 0, "kept in " + row.home + "/backup/", "", "list hosts", ""},
+                        {"check", 0, "nothing found\n", ""}});
+    }
+}
+
 // Of nobody, or of an installation that moved there with its home.
 TEST_F(Backup, FilesInTheWayAreAskedForAndKept) {
     const std::string there = m_elsewhere + "/there";

@@ -25,6 +25,20 @@ void appendDumpLine(std::string& out, std::size_t offset, std::span<const BYTE> 
     out += "|\n";
 }
 
+/* Bytes of a code page; what is invalid there becomes U+FFFD. */
+std::u16string utf16From(UINT codePage, std::string_view text, bool* isValid) {
+    std::u16string wide(text.size(), u'\0');
+    const auto convert = [&](DWORD flags) {
+        return text.empty() ? 0
+                            : MultiByteToWideChar(codePage, flags, text.data(), static_cast<int>(text.size()),
+                                                  wide.data(), static_cast<int>(wide.size()));
+    };
+    if (isValid != nullptr)
+        *isValid = text.empty() || convert(MB_ERR_INVALID_CHARS) != 0;
+    wide.resize(static_cast<std::size_t>(convert(0)));
+    return wide;
+}
+
 } // namespace
 
 std::string displayText(std::u16string_view text) {
@@ -48,6 +62,10 @@ std::string displayText(std::u16string_view text) {
 
 std::string displayNarrow(std::string_view text) {
     return displayText(utf16FromNarrow(text));
+}
+
+std::string displayFile(std::string_view path) {
+    return displayText(utf16From(CP_UTF8, path, nullptr));
 }
 
 std::string displayPath(std::string path) {
@@ -82,16 +100,7 @@ std::string hexDigits(std::span<const BYTE> bytes) {
 }
 
 std::u16string utf16FromNarrow(std::string_view text, bool* isValid) {
-    std::u16string wide(text.size(), u'\0');
-    const auto convert = [&](DWORD flags) {
-        return text.empty() ? 0
-                            : MultiByteToWideChar(CP_ACP, flags, text.data(), static_cast<int>(text.size()),
-                                                  wide.data(), static_cast<int>(wide.size()));
-    };
-    if (isValid != nullptr)
-        *isValid = text.empty() || convert(MB_ERR_INVALID_CHARS) != 0;
-    wide.resize(static_cast<std::size_t>(convert(0)));
-    return wide;
+    return utf16From(CP_ACP, text, isValid);
 }
 
 std::string utf8FromNarrow(std::string_view text) {

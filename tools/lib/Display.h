@@ -14,6 +14,8 @@ namespace wdlt {
 std::string displayText(std::u16string_view text);
 /* Bytes in the system code page likewise; what is invalid there becomes U+FFFD. */
 std::string displayNarrow(std::string_view text);
+/* A path as the file system has it likewise: in UTF-8 whatever the code page is. */
+std::string displayFile(std::string_view path);
 /* A path in UTF-8 with separators of one kind: those of its root. */
 std::string displayPath(std::string path);
 

@@ -117,6 +117,10 @@ std::string fileMark(const std::string& file) {
                        status.st_mtim.tv_nsec, status.st_ctim.tv_sec, status.st_ctim.tv_nsec);
 }
 
+bool isThere(const std::string& file) {
+    return ::access(file.c_str(), F_OK) == 0;
+}
+
 bool isRegularFile(const std::string& file) {
     std::error_code failure;
     return std::filesystem::is_regular_file(std::filesystem::symlink_status(file, failure));

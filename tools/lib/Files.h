@@ -14,6 +14,7 @@ std::string readFile(const std::string& file);
 void writeFile(const std::string& file, std::string_view content);
 /* What tells one version of a file from another, as each change replaces it; "-" where it isn't there. */
 std::string fileMark(const std::string& file);
+bool isThere(const std::string& file);
 /* Not a link, or something that a read waits for. */
 bool isRegularFile(const std::string& file);
 /* Gone from the disk when it returns, an empty folder too. One that isn't there is no failure. */

@@ -34,7 +34,10 @@ std::u16string parseDirectory(std::string_view argument) {
 
 std::string narrowPath(const std::u16string& path) {
     std::string narrow;
-    if (!narrowFromUtf8(utf8FromUtf16(path), narrow) || narrow.size() > kMaxDirectoryBytes)
+    if (!narrowFromUtf8(utf8FromUtf16(path), narrow))
+        throw ToolError(ExitStatus::Usage,
+                        fmt::format("{}: the system code page lacks a character of it", utf8FromUtf16(path)));
+    if (narrow.size() > kMaxDirectoryBytes)
         throw ToolError(ExitStatus::Usage, fmt::format("{}: a directory has at most {} bytes in the system code page",
                                                        utf8FromUtf16(path), kMaxDirectoryBytes));
     return narrow;

@@ -74,10 +74,10 @@ void lookAtOwner(const std::string& home, Needs needs) {
     if (needs == Needs::Files)
         refuseOthers(home, install);
     if (const std::string warning = ownerWarning(home, install); !warning.empty())
-        printRemark(fmt::format("{} {}", displayNarrow(install), warning));
+        printRemark(fmt::format("{} {}", displayFile(install), warning));
     else if (const std::string gone = changes(needs) ? takeInstall(home, install) : ""; !gone.empty())
         printRemark(fmt::format("{} belonged to the home {}, which is gone; it is this home's now",
-                                displayNarrow(install), displayNarrow(gone)));
+                                displayFile(install), displayFile(gone)));
 }
 
 constexpr const char* kToolName = "wdltctl";

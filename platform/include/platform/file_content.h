@@ -1,5 +1,6 @@
 /* Replaces a file's content at once, and makes folders. Private to this layer; on Windows the file would be opened with
-   CREATE_ALWAYS and written, and each folder made by itself. */
+   CREATE_ALWAYS and written, and each folder made by itself. Paths are in the file system's bytes, since not each has a
+   name in the system code page: WdPathOfName gives that of a name. */
 #ifndef PLATFORM_FILE_CONTENT_H
 #define PLATFORM_FILE_CONTENT_H
 
@@ -7,16 +8,18 @@
 
 /* After any crash the file is the old one or the new one, as with CopyFileA; a missing one is made. FALSE with
    GetLastError and the old content; ERROR_ACCESS_DENIED where no file may be made beside it. */
-WD_API BOOL WdReplaceContent(LPCSTR name, const void* content, DWORD bytes);
+WD_API BOOL WdReplaceContent(LPCSTR path, const void* content, DWORD bytes);
+/* CopyFileA, of paths. */
+WD_API BOOL WdCopyContent(LPCSTR from, LPCSTR to);
 
 /* Makes what is missing on the path; an existing folder is a success. FALSE with GetLastError, ERROR_PATH_NOT_FOUND
    where a file is in the way. */
-WD_API BOOL WdMakeFolder(LPCSTR name);
+WD_API BOOL WdMakeFolder(LPCSTR path);
 
 /* Whether a temporary file, or one that was to replace another, was left by a process that died: whoever makes one
    holds a lock on it from the beginning to the end, which nobody else takes. FALSE too where it can't be told. The
    second removes it then. */
-WD_API BOOL WdIsLeftBehind(LPCSTR name);
-WD_API BOOL WdRemoveLeftBehind(LPCSTR name);
+WD_API BOOL WdIsLeftBehind(LPCSTR path);
+WD_API BOOL WdRemoveLeftBehind(LPCSTR path);
 
 #endif

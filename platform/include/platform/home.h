@@ -15,8 +15,9 @@ WD_API DWORD WdLookAtHome(LPSTR path, DWORD size);
    in the system code page. 0; ERROR_MORE_DATA where it doesn't fit; ERROR_INVALID_PARAMETER. */
 WD_API DWORD WdPathOfName(LPCSTR name, LPSTR path, DWORD size);
 
-/* Moves the home's registry, damaged or not, into a folder, so that the next call makes an empty one.
-   ERROR_SHARING_VIOLATION while any process uses it, this one included; 0 when it is gone or there was none. */
+/* Moves the home's registry, damaged or not, into a folder (a path in the file system's bytes), so that the next call
+   makes an empty one. ERROR_SHARING_VIOLATION while any process uses it, this one included; 0 when it is gone or there
+   was none. */
 WD_API DWORD WdSetRegistryAside(LPCSTR folder);
 
 /* The registry's generation: a number that every change of any process raises, for as long as its file lives. While it is

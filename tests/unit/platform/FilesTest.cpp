@@ -192,15 +192,16 @@ TEST_F(Files, ReadsWritesAndPositions) {
 
 TEST_F(Files, EachCallKnowsTheDrives) {
     const TestHome& home = TestHome::instance();
-    EXPECT_TRUE(WdMakeFolder("C:\\dir\\below\\"));
+    const std::string onDrive = home.path() / "drive_c/dir";
+    EXPECT_TRUE(WdMakeFolder((onDrive + "/below/").c_str())); // which takes a path, as does the next one
     home.write("drive_c/dir/file", "on the drive");
-    EXPECT_EQ(errorOf(WdMakeFolder("C:\\dir\\file")), ERROR_PATH_NOT_FOUND);
+    EXPECT_EQ(errorOf(WdMakeFolder((onDrive + "/file").c_str())), ERROR_PATH_NOT_FOUND);
     EXPECT_EQ(openError("C:\\dir\\file", GENERIC_READ), ERROR_SUCCESS);
     EXPECT_EQ(GetFileAttributesA("C:\\dir\\below"), DWORD{FILE_ATTRIBUTE_DIRECTORY});
     EXPECT_EQ(GetFileAttributesA("C:\\dir\\file"), DWORD{FILE_ATTRIBUTE_NORMAL});
     EXPECT_EQ(errorOf(GetFileAttributesA("C:\\dir\\none") != INVALID_FILE_ATTRIBUTES), ERROR_FILE_NOT_FOUND);
     EXPECT_TRUE(CopyFileA("C:\\dir\\file", "C:\\dir\\copy", FALSE));
-    EXPECT_TRUE(WdReplaceContent("C:\\dir\\more", "content", 7));
+    EXPECT_TRUE(WdReplaceContent((onDrive + "/more").c_str(), "content", 7));
     EXPECT_TRUE(ReplaceFileA("C:\\dir\\copy", "C:\\dir\\more", nullptr, 0, nullptr, nullptr));
     EXPECT_EQ(home.read("drive_c/dir/copy"), "content");
     EXPECT_TRUE(DeleteFileA("C:\\dir\\file"));

@@ -88,6 +88,8 @@ TEST_F(HomeTest, SettingsCountAndVariablesOverrideThem) {
     EXPECT_EQ(Home(path).codePage(), 932u);
     EXPECT_TRUE(Home(path).durable());
     EXPECT_EQ(Home(path).timeScale(), 0.25);
+    setenv("WARDLET_ACP", "1234", 1); // which nobody has
+    EXPECT_EQ(Home(path).codePage(), 1252u);
     for (const char* const none : {"0", "-1", "nan", "1e99", "x"}) { // values that would mean no waits or infinite ones
         setenv("WARDLET_TIME_SCALE", none, 1);
         EXPECT_EQ(Home(path).timeScale(), 1.0) << none;
@@ -100,6 +102,8 @@ TEST_F(HomeTest, SettingsThatItCannotUseStayAsTheyAre) {
     const std::pair<std::string, DWORD> rows[] = {
         {"layout = 2\n", ERROR_BADDB}, // written by a newer library
         {"layout = 1\nfolding = 2\n", ERROR_BADDB},
+        {"layout = 2\ncodepage = 37\n", ERROR_BADDB}, // which may have more code pages
+        {"layout = 1\ncodepage = 37\n", ERROR_INVALID_DATA},
         {std::string(100, '\0'), ERROR_INVALID_DATA},
     };
     for (const auto& [settings, error] : rows) {

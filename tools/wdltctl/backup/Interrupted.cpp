@@ -12,17 +12,12 @@
 
 #include <fmt/format.h>
 #include <platform/file_content.h>
-#include <unistd.h>
 
 namespace wdlt {
 namespace {
 
 std::string journalIn(const std::string& home) {
     return home + "/restore.journal";
-}
-
-bool isLeft(const std::string& journal) {
-    return ::access(journal.c_str(), F_OK) == 0;
 }
 
 } // namespace
@@ -46,12 +41,12 @@ void endJournal(const std::string& home) {
 void finishInterrupted() {
     const std::string home = homePath();
     const std::string journal = journalIn(home);
-    if (!isLeft(journal))
+    if (!isThere(journal))
         return;
     std::string done;
     try {
         const ChangeLock lock; // whoever is still at it has this
-        if (!isLeft(journal))
+        if (!isThere(journal))
             return;
         if (!isRegularFile(journal))
             throw ToolError(ExitStatus::Unknown, "it is no file");
@@ -60,7 +55,7 @@ void finishInterrupted() {
     } catch (const ToolError& error) {
         throw ToolError(ExitStatus::Unknown,
                         fmt::format("a restore was killed half way, and can't be completed: {}. Its journal is {}",
-                                    error.what(), displayNarrow(journal)),
+                                    error.what(), displayFile(journal)),
                         {.path = journal});
     }
     printRemark("a restore was killed half way: " + done);

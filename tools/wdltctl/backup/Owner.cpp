@@ -91,12 +91,12 @@ std::string ownerWarning(const std::string& home, const std::string& install) {
         return "";
     return fmt::format("belongs to the home {}, and this one is {}: wdltctl backup FILE, then wdltctl restore FILE "
                        "--install DIR give this one a directory of its own",
-                       displayNarrow(other), displayNarrow(home));
+                       displayFile(other), displayFile(home));
 }
 
 void refuseOthers(const std::string& home, const std::string& install) {
     if (const std::string warning = ownerWarning(home, install); !warning.empty())
-        throw ToolError(ExitStatus::Unknown, fmt::format("{} {}", displayNarrow(install), warning), {.path = install});
+        throw ToolError(ExitStatus::Unknown, fmt::format("{} {}", displayFile(install), warning), {.path = install});
 }
 
 void claimInstall(const std::string& home, const std::string& install) {

@@ -60,7 +60,7 @@ std::set<std::string> filesInTheWay(const SavedState& state) {
         std::error_code error;
         const auto there = fs::symlink_status(file.path, error).type();
         if (there != fs::file_type::not_found && there != fs::file_type::regular && there != fs::file_type::symlink)
-            throw ToolError(ExitStatus::Failed, displayNarrow(file.path) + ": isn't a file", {.path = file.path});
+            throw ToolError(ExitStatus::Failed, displayFile(file.path) + ": isn't a file", {.path = file.path});
         if (there != fs::file_type::not_found)
             paths.insert(file.path);
     }
@@ -84,8 +84,8 @@ void Replacement::lieBeside(std::set<std::string> gone) {
         const auto content = m_state.files.find(what);
         if (content == m_state.files.end() || !placed.insert(path).second)
             continue;
-        const std::string beside = fmt::format("{}.{}{}", m_install, file.name, kRestoredEnding);
-        m_beside.emplace_back(pathOf(beside), path);
+        const std::string beside = pathOf(fmt::format("{}.{}{}", m_install, file.name, kRestoredEnding));
+        m_beside.emplace_back(beside, path);
         if (WdReplaceContent(beside.c_str(), content->second.data(), static_cast<DWORD>(content->second.size())) ==
             FALSE)
             throw LayerError(path, static_cast<LONG>(GetLastError()));
@@ -94,7 +94,7 @@ void Replacement::lieBeside(std::set<std::string> gone) {
 }
 
 void Replacement::store(bool isDamaged, HomeCopy& kept) {
-    if (WdMakeFolder(m_install.c_str()) == FALSE)
+    if (WdMakeFolder(m_folder.c_str()) == FALSE)
         throw LayerError(m_folder, static_cast<LONG>(GetLastError()));
     lieBeside(isDamaged ? std::set<std::string>() : oldPathsIn(m_folder));
     claimInstall(m_home, m_folder);
@@ -113,7 +113,7 @@ void Replacement::place() {
         if (error)
             throw ToolError(ExitStatus::Partial,
                             fmt::format("the settings are restored, but {}: {}; the next wdltctl goes on with it",
-                                        displayNarrow(path), error.message()),
+                                        displayFile(path), error.message()),
                             {.path = path});
     };
     for (const auto& [beside, path] : m_beside) {

@@ -201,7 +201,7 @@ std::map<std::string, NamedFile> filesNamedIn(const RegDocument& tree) {
         const auto name = std::filesystem::path(path).filename();
         if (std::filesystem::path(path).parent_path() != folder || name == "." || name == ".." || name == kOwnerFile)
             throw ToolError(ExitStatus::Usage,
-                            fmt::format("{}: not a file of the install directory", displayNarrow(path)));
+                            fmt::format("{}: not a file of the install directory", displayFile(path)));
         files.emplace(file.what, NamedFile{narrow, path});
     }
     return files;

@@ -1,22 +1,18 @@
 #include "HomeCopy.h"
 
 #include "Display.h"
+#include "Files.h"
 #include "LayerError.h"
 
 #include <cerrno>
 #include <fmt/format.h>
 #include <platform/file_content.h>
-#include <platform/files.h>
 #include <platform/identity.h>
 #include <sys/stat.h>
 #include <system_error>
 
 namespace wdlt {
 namespace {
-
-bool isThere(const std::string& file) {
-    return GetFileAttributesA(file.c_str()) != INVALID_FILE_ATTRIBUTES;
-}
 
 LayerError lastFailure(const std::string& file) {
     return {file, static_cast<LONG>(GetLastError())};
@@ -59,7 +55,7 @@ std::string HomeCopy::copyFile(const std::string& file) {
     std::string copy = first;
     for (int next = 2; isThere(copy); ++next)
         copy = fmt::format("{}-{}", first, next);
-    if (CopyFileA(file.c_str(), copy.c_str(), FALSE) == FALSE)
+    if (WdCopyContent(file.c_str(), copy.c_str()) == FALSE)
         throw lastFailure(file);
     m_copies.emplace(file, copy);
     return copy;
@@ -67,15 +63,15 @@ std::string HomeCopy::copyFile(const std::string& file) {
 
 std::string HomeCopy::moveFile(const std::string& file) {
     std::string copy = copyFile(file);
-    if (!copy.empty() && DeleteFileA(file.c_str()) == FALSE)
-        throw lastFailure(file);
+    if (!copy.empty())
+        removeFile(file);
     return copy;
 }
 
 ToolError HomeCopy::told(const ToolError& error, ExitStatus status) const {
     return {status,
             m_path.empty() ? error.what()
-                           : fmt::format("{}; what was there is kept in {}", error.what(), displayNarrow(m_path)),
+                           : fmt::format("{}; what was there is kept in {}", error.what(), displayFile(m_path)),
             error.place()};
 }
 

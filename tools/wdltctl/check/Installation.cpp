@@ -113,9 +113,13 @@ Installation Installation::read() {
             folderIfSet(narrowOf(system.tempPath)), folderIfSet(narrowOf(system.logPath))};
 }
 
-std::string Installation::pathOf(const DataFile& file) const {
+std::string Installation::nameOf(const DataFile& file) const {
     const auto setting = settingOf(file);
-    return wdlt::pathOf(prefix + file.narrowNameIn(setting ? &*setting : nullptr));
+    return prefix + file.narrowNameIn(setting ? &*setting : nullptr);
+}
+
+std::string Installation::pathOf(const DataFile& file) const {
+    return wdlt::pathOf(nameOf(file));
 }
 
 std::vector<HandlerKey> allHandlerKeys() {

@@ -57,7 +57,9 @@ struct Installation {
     /* As the settings say; a ToolError when they can't be read. */
     static Installation read();
 
-    /* The file's path; with its fresh name where the setting gives none. */
+    /* As the layer's calls take it; with its fresh name where the setting gives none. */
+    std::string nameOf(const DataFile& file) const;
+    /* The file's path likewise. */
     std::string pathOf(const DataFile& file) const;
 };
 

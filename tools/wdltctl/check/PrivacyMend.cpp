@@ -18,9 +18,9 @@ namespace wdlt {
 namespace {
 
 /* 0, or why the file can't be opened. */
-DWORD openError(const std::string& file) {
+DWORD openError(const std::string& name) {
     HANDLE opened =
-        CreateFileA(file.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr);
+        CreateFileA(name.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr);
     if (opened == INVALID_HANDLE_VALUE)
         return GetLastError();
     CloseHandle(opened);
@@ -66,7 +66,7 @@ void writeFreshDatabase(const std::string& path) {
 
 std::string databaseFault(const Installation& installation) {
     const PrivacyItems store = PrivacyItems::read();
-    switch (const DWORD error = openError(installation.pathOf(kPrivacyDatabase))) {
+    switch (const DWORD error = openError(installation.nameOf(kPrivacyDatabase))) {
     case ERROR_SUCCESS:
         return faultOfContent(store);
     case ERROR_FILE_NOT_FOUND:
@@ -81,7 +81,7 @@ std::string mendDatabase(const Installation& installation, HomeCopy& kept, bool 
     const std::string database = installation.pathOf(kPrivacyDatabase);
     const std::string backup = installation.pathOf(kPrivacyBackup);
     const auto isMended = [&] { return writeBack(store) == WDLT_OK && faultOfContent(store).empty(); };
-    const DWORD error = openError(database);
+    const DWORD error = openError(installation.nameOf(kPrivacyDatabase));
     if (error != ERROR_SUCCESS && error != ERROR_FILE_NOT_FOUND)
         throw LayerError(database, static_cast<LONG>(error));
     std::string made = fmt::format("made anew from {} items", store.items.size());
@@ -90,7 +90,7 @@ std::string mendDatabase(const Installation& installation, HomeCopy& kept, bool 
     const std::string older = kept.copyFile(backup);
     if (error == ERROR_SUCCESS && isMended())
         return made;
-    if (!older.empty() && CopyFileA(older.c_str(), database.c_str(), FALSE) != FALSE && isMended())
+    if (!older.empty() && WdCopyContent(older.c_str(), database.c_str()) != FALSE && isMended())
         return made + ", its exclusions taken from " + backup;
     if (error == ERROR_SUCCESS && !mayLoseExclusions)
         throw ToolError(ExitStatus::Failed, fmt::format("its exclusions can't be read, and stand nowhere else; a copy "

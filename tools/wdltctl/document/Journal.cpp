@@ -14,7 +14,6 @@
 #include <fmt/format.h>
 #include <platform/file_content.h>
 #include <platform/win32.h>
-#include <unistd.h>
 
 namespace wdlt {
 namespace {
@@ -115,7 +114,7 @@ std::string Journal::path() {
 }
 
 bool Journal::isThere() {
-    return ::access(path().c_str(), F_OK) == 0;
+    return wdlt::isThere(path());
 }
 
 std::optional<Journal> Journal::read() {
@@ -196,7 +195,7 @@ void leaveNote(const std::string& text) {
 }
 
 bool isNoteThere() {
-    return ::access(notePath().c_str(), F_OK) == 0;
+    return isThere(notePath());
 }
 
 std::string takeNote() {

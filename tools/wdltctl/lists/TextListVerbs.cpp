@@ -52,7 +52,7 @@ std::string nameOfList(const TextList& list, std::uint32_t type) {
 std::string pathOfList(const TextList& list, std::uint32_t type) {
     for (const DataFile& file : allDataFiles())
         if (file.list == list.name && file.type == type)
-            return displayNarrow(Installation::read().pathOf(file));
+            return displayFile(Installation::read().pathOf(file));
     return {};
 }
 

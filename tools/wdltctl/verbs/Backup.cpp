@@ -35,7 +35,7 @@ void refuseWithoutInstall() {
     std::error_code error;
     if (!std::filesystem::is_directory(install, error))
         throw ToolError(ExitStatus::Unknown,
-                        fmt::format("{}: {}", install.empty() ? "installPath" : displayNarrow(install), kInstallIsGone),
+                        fmt::format("{}: {}", install.empty() ? "installPath" : displayFile(install), kInstallIsGone),
                         {.path = install});
 }
 

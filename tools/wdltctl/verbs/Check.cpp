@@ -35,7 +35,7 @@ namespace {
 void mend(Finding& finding) {
     if (finding.mend == nullptr ||
         (finding.question != nullptr &&
-         !isGranted(fmt::format("{}: {}. {}", displayNarrow(finding.path), finding.what, finding.question))))
+         !isGranted(fmt::format("{}: {}. {}", displayFile(finding.path), finding.what, finding.question))))
         return;
     try {
         finding.what += "; " + finding.mend();
@@ -70,11 +70,11 @@ void printFindings(const Findings& findings, const Options& options) {
     Json document = Json::array();
     std::string text = findings.empty() ? "nothing found\n" : "";
     for (const Finding& finding : findings) {
-        document.push_back({{"path", utf8FromNarrow(finding.path)},
+        document.push_back({{"path", finding.path},
                             {"what", finding.what},
                             {"severity", finding.isFault ? "error" : "warning"},
                             {"repaired", finding.isMended}});
-        text += fmt::format("{}: {}\n", displayNarrow(finding.path), finding.what);
+        text += fmt::format("{}: {}\n", displayFile(finding.path), finding.what);
     }
     if (options.json)
         printJson(document);

@@ -4,6 +4,7 @@
 #include "ChangeLock.h"
 #include "Directory.h"
 #include "Display.h"
+#include "Files.h"
 #include "Findings.h"
 #include "HomeCopy.h"
 #include "HomeLook.h"
@@ -25,7 +26,6 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
-#include <platform/files.h>
 #include <platform/home.h>
 
 namespace wdlt {
@@ -38,10 +38,6 @@ struct InitArguments {
     bool force = false;
     bool upgrade = false;
 };
-
-bool isFileThere(const std::string& file) {
-    return GetFileAttributesA(file.c_str()) != INVALID_FILE_ATTRIBUTES;
-}
 
 /* The tree as text, and the files of the installation's directory. */
 void keepInstallation(HomeCopy& kept) {
@@ -66,7 +62,7 @@ void keepDamaged(HomeCopy& kept, const std::string& home, bool knowsInstall) {
 
 /* The library's writes need an existing database. */
 void makeDatabase(const std::string& path, bool force, HomeCopy& kept) {
-    if (!force && isFileThere(path))
+    if (!force && isThere(path))
         throw ToolError(ExitStatus::Failed, fmt::format("{} is there already; --force replaces it", path));
     kept.copyFile(path);
     writeFreshDatabase(path);
@@ -79,8 +75,7 @@ void printDone(Json document, const std::string& text, const HomeCopy& kept, con
         printJson(document);
     else
         fmt::print("{}\n{}", text,
-                   kept.path().empty() ? ""
-                                       : fmt::format("what was there is kept in {}\n", displayNarrow(kept.path())));
+                   kept.path().empty() ? "" : fmt::format("what was there is kept in {}\n", displayFile(kept.path())));
 }
 
 void init(const InitArguments& arguments, const Options& options) {
@@ -168,7 +163,7 @@ void upgrade(const InitArguments& arguments, const Options& options) {
     importDocument(missing);
     const Installation installation = Installation::read();
     HomeCopy kept(home);
-    const bool lacksDatabase = !isFileThere(installation.pathOf(kPrivacyDatabase));
+    const bool lacksDatabase = !isThere(installation.pathOf(kPrivacyDatabase));
     std::string made;
     try {
         made = lacksDatabase ? mendDatabase(installation, kept, true) : "";

@@ -87,7 +87,7 @@ std::optional<Directories> Directories::stored() {
 
 void Directories::make() const {
     for (const std::u16string& path : {install, temp, log})
-        if (WdMakeFolder(narrowPath(path).c_str()) == FALSE)
+        if (WdMakeFolder(folderIfSet(narrowPath(path)).c_str()) == FALSE)
             throw LayerError(utf8FromUtf16(path), static_cast<LONG>(GetLastError()));
 }
 

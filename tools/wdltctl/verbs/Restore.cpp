@@ -48,7 +48,7 @@ SavedState stateOf(const RestoreArguments& arguments) {
 void ask(const std::string& home, const SavedState& state) {
     std::vector<std::string> old;
     if (!home.empty())
-        old.push_back("all that is in " + displayNarrow(home));
+        old.push_back("all that is in " + displayFile(home));
     if (const std::size_t files = filesInTheWay(state).size(); files != 0)
         old.push_back(fmt::format("{} files in {}", files, displayNarrow(installIn(state.tree))));
     const std::string what = fmt::format("{}", fmt::join(old, " and "));
@@ -128,7 +128,7 @@ void restore(const RestoreArguments& arguments, const SavedState& state, const O
     if (options.json)
         return printJson(document);
     fmt::print("restored: {}\n{}a service that runs has to be started again\n", toldOf(state),
-               kept.path().empty() ? "" : fmt::format("what was there is kept in {}\n", displayNarrow(kept.path())));
+               kept.path().empty() ? "" : fmt::format("what was there is kept in {}\n", displayFile(kept.path())));
 }
 
 } // namespace

@@ -33,8 +33,7 @@ constexpr int kLongestWait = 1000; // milliseconds: for what the file system doe
 class FileNotice {
   public:
     FileNotice() : m_descriptor(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
-        const std::string registry = pathOf("C:\\").substr(0, pathOf("C:\\").rfind("/drive")) + "/registry/data.mdb";
-        watch(registry, IN_MODIFY);
+        watch(homePath() + "/registry/data.mdb", IN_MODIFY);
         watch(Installation::read().install, IN_CREATE | IN_MOVED_TO | IN_DELETE | IN_MODIFY | IN_CLOSE_WRITE);
     }
     ~FileNotice() {

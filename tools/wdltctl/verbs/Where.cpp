@@ -74,13 +74,15 @@ std::string pathOfModule(HMODULE module) {
 /* The log's settings stand in a file beside the library; where they say nothing, this is what the library takes. */
 std::vector<Place> placesOfLog(const fs::path& library) {
     const std::string file = library.parent_path() / "Wardlet.ini";
+    std::string fileName;
+    narrowFromUtf8(file, fileName);
     DWORD session = 0;
     ProcessIdToSessionId(GetCurrentProcessId(), &session);
     const char* const section = session == 0 ? "ServiceSession" : "InteractiveSession";
     const auto textOf = [&](const char* name, const char* unset) {
         std::array<char, PATH_MAX> text{};
-        GetPrivateProfileStringA(section, name, unset, text.data(), static_cast<DWORD>(text.size()), file.c_str());
-        return utf8FromNarrow(text.data());
+        GetPrivateProfileStringA(section, name, unset, text.data(), static_cast<DWORD>(text.size()), fileName.c_str());
+        return std::string(text.data());
     };
     const auto variable = [](const char* name) {
         const char* const value = std::getenv(name);
@@ -95,11 +97,10 @@ std::vector<Place> placesOfLog(const fs::path& library) {
         folder = variable("TMPDIR") != nullptr ? variable("TMPDIR") : "/tmp";
     const std::string name = textOf("LogFile", "");
     const std::string extension = textOf("LogExtension", "log");
-    const bool isOn = GetPrivateProfileIntA(section, "Enable", 0, file.c_str()) != 0;
-    return {placeOf("log",
-                    fmt::format("{}/{}{}{}{}", folder, textOf("LogPrefix", "qxc"), name.empty() ? "WdltCfg" : name,
-                                extension.empty() ? "" : ".", extension),
-                    isOn ? "on" : "off"),
+    const std::string whole = fmt::format("{}{}{}{}", textOf("LogPrefix", "qxc"), name.empty() ? "WdltCfg" : name,
+                                          extension.empty() ? "" : ".", extension);
+    const bool isOn = GetPrivateProfileIntA(section, "Enable", 0, fileName.c_str()) != 0;
+    return {placeOf("log", fmt::format("{}/{}", folder, utf8FromNarrow(whole)), isOn ? "on" : "off"),
             placeOf("log settings", file, fmt::format("[{}]", section))};
 }
 
