@@ -34,7 +34,7 @@ class CompiledUrls {
     // How many bytes of the content the records are.
     std::size_t bytes() const { return m_list == nullptr ? 0 : m_list->bytes.size(); }
     // Adds the record that comes next, and the bytes that it was compiled from. Without bytes, this record and those
-    // behind it aren't kept; so a list is no longer than what its reader has in memory at once.
+    // behind it aren't kept: where they aren't all in the reader's memory at once, or don't alone say what matches.
     void keep(std::span<const std::uint8_t> bytes, CMatchingUrlRecord&& record);
 
   private:

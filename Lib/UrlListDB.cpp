@@ -138,7 +138,7 @@ std::int32_t CUrlListDB::searchOn(Unmatched& unmatched, wdlt::CompiledUrls& comp
             return WDLT_E_GENERAL;
         }
         unmatched.match(record);
-        compiled.keep(bytes, std::move(record));
+        compiled.keep(record.isSelfContained() ? bytes : std::span<const std::uint8_t>(), std::move(record));
         if (unmatched.isEmpty())
             break; // the records after it aren't read, damaged or not
     }

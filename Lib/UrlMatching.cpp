@@ -110,7 +110,10 @@ bool NormalizeIpv6Host(std::string& text) {
     hints.ai_protocol = IPPROTO_TCP;
     hints.ai_flags = AI_NUMERICHOST;
     addrinfo* found = nullptr;
-    if (getaddrinfo(text.c_str(), nullptr, &hints, &found) != 0 || found == nullptr)
+    const int error = getaddrinfo(text.c_str(), nullptr, &hints, &found);
+    if (error == EAI_MEMORY)
+        throw std::bad_alloc();
+    if (error != 0 || found == nullptr)
         return false;
     const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> owned(found, freeaddrinfo);
     if (found->ai_family != AF_INET6)
@@ -235,6 +238,7 @@ bool CMatchingUrlRecord::Init(const char* pattern) {
             path = "*";
             --end;
         }
+        m_isSelfContained = !mayBeIpv6(host) || host.find('%') == host.npos;
         const auto normalized = normalizedWithin(host, cut.authority, end);
         if (normalized)
             host = *normalized;

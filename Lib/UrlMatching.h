@@ -74,9 +74,12 @@ class CMatchingUrlRecord {
 
     // False for an empty pattern too.
     bool Init(const char* pattern);
+    // Whether the pattern alone says what matches. Not so for an IPv6 address with a zone, which must be an interface's.
+    bool isSelfContained() const { return m_isSelfContained; }
     bool Match(const CMatchingUrl& url) const { return m_hostMatch.Match(url.host()) && m_pathMatch.Match(url.path()); }
 
   private:
     CUrlWildCardMatch m_hostMatch;
     CUrlWildCardMatch m_pathMatch;
+    bool m_isSelfContained = true;
 };

@@ -70,17 +70,22 @@ std::int32_t CRegistryIO::ReadValue(DWORD protocol, DWORD scan, DWORD input, con
     if (scan != WDLT_SCAN_NONE && protocol >= WDLT_PROTOCOL_SYSTEM && *section == '\0' &&
         scanItemName(scan, input) == nullptr)
         return WDLT_E_INVALID_ARGUMENT;
-    const ReadableKey& key = m_sections->keyOf(protocol, scan, input, section);
-    if (key.path().empty())
-        return WDLT_E_INVALID_ARGUMENT;
-    if (*name == '\0')
-        return readKeyName(key.path(), data, size, wide);
-    return wide ? readWideValue(key, name, data, size) : readValue(key, name, data, size);
+    return m_sections->read(protocol, scan, input, section, [&, room = *size](const ReadableKey& key) {
+        *size = room;
+        if (key.path().empty())
+            return std::int32_t{WDLT_E_INVALID_ARGUMENT};
+        if (*name == '\0')
+            return readKeyName(key.path(), data, size, wide);
+        return wide ? readWideValue(key, name, data, size) : readValue(key, name, data, size);
+    });
 }
 
 std::int32_t CRegistryIO::EnumSubSections(DWORD protocol, DWORD scan, DWORD input, const char* section,
                                           std::vector<std::string>& names) {
-    return enumerateKeys(m_sections->keyOf(protocol, scan, input, section), names);
+    return m_sections->read(protocol, scan, input, section, [&, before = names.size()](const ReadableKey& key) {
+        names.resize(before);
+        return enumerateKeys(key, names);
+    });
 }
 
 std::int32_t CRegistryIO::WriteValue(DWORD protocol, DWORD scan, DWORD input, const char* section, const char* name,

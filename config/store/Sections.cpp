@@ -9,7 +9,6 @@ namespace wdlt {
 namespace {
 
 constexpr std::size_t kMostKeys = 256; // a system with all handlers and features has some 120 that are asked for
-constexpr int kTriesForOneState = 16;
 constexpr std::size_t kPlaces = 8;
 
 constinit std::array<std::atomic<Sections*>, kPlaces> places{};
@@ -25,7 +24,7 @@ const ReadableKey& Sections::keyOf(DWORD protocol, DWORD scan, DWORD input, cons
     for (int tries = 1;; ++tries) {
         bool isTorn = false; // a handler that moved during the search may have been missed
         const ReadableKey& key = find(address, isTorn);
-        if (!isTorn || tries == kTriesForOneState)
+        if (!isTorn || tries == kTries)
             return key;
         forget();
     }
@@ -35,16 +34,17 @@ const ReadableKey& Sections::keyOf(DWORD protocol, DWORD scan, DWORD input, cons
 const ReadableKey& Sections::find(const Address& address, bool& isTorn) {
     WdRegistryState before = std::exchange(m_state, {});
     const bool hasState = before.opening != 0 || WdGetRegistryState(&before) != FALSE;
-    if (m_keys.size() == kMostKeys)
+    if (m_keys.size() == kMostKeys) {
         m_keys.clear();
+        m_handlers = {};
+    }
     const auto& [protocol, scan, input, section] = address;
     const ReadableKey& key =
         m_keys.try_emplace(address, composeSection(m_handlers, protocol, scan, input, section.c_str())).first->second;
     WdRegistryState after{};
-    if (hasState && m_handlers.isSure() && key.isSure() && WdGetRegistryState(&after) != FALSE) {
-        isTorn = after != before;
-        m_state = isTorn ? WdRegistryState{} : before;
-    }
+    isTorn = hasState && (WdGetRegistryState(&after) == FALSE || after != before);
+    if (hasState && !isTorn && m_handlers.isSure() && key.isSure())
+        m_state = before;
     return key;
 }
 

@@ -11,6 +11,7 @@
 
 #include <platform/registry_state.h>
 
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
@@ -21,10 +22,22 @@ namespace wdlt {
 // For one caller at a time.
 class Sections {
   public:
-    // Valid until the next call.
-    const ReadableKey& keyOf(DWORD protocol, DWORD scan, DWORD input, const char* section);
+    // What `read` gives of the key. It begins anew, with the key as it is then, when somebody wrote meanwhile: what was
+    // read could be of a key that was no longer the one, or was gone.
+    template <class Read>
+    std::int32_t read(DWORD protocol, DWORD scan, DWORD input, const char* section, Read&& read) {
+        for (int tries = 1;; ++tries) {
+            const std::int32_t status = read(keyOf(protocol, scan, input, section));
+            if (m_state.opening == 0 || tries == kTries || WdIsRegistryState(&m_state) != FALSE)
+                return status;
+        }
+    }
 
   private:
+    static constexpr int kTries = 16; // for an answer of one state
+
+    // Valid until the next call.
+    const ReadableKey& keyOf(DWORD protocol, DWORD scan, DWORD input, const char* section);
     using Address = std::tuple<DWORD, DWORD, DWORD, std::string>;
 
     const ReadableKey& find(const Address& address, bool& isTorn);

@@ -107,7 +107,7 @@ bool RegistryEnvironment::state(WdRegistryState& state) {
 
 // A commit's number is in the file before any read sees the commit: meanwhile, and for good if its process is killed
 // there, only a transaction tells which state a read sees. In the file it must be looked for all the same: one that was
-// written over without being reopened has another, which the readers' table doesn't know.
+// written over while it was open, which nobody may do, hardly has the same, and the readers' table doesn't know it.
 bool RegistryEnvironment::isState(const WdRegistryState& state) {
     const std::uint64_t newest = newestCommit(state.opening);
     if (newest != state.generation + 1)

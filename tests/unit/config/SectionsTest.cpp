@@ -32,6 +32,7 @@ struct Place {
     std::string (*inState)(unsigned state);
 };
 constexpr Place kPlaces[] = {
+    {kPop3, WDLT_SCAN_NONE, "v", [](unsigned) { return std::string("always"); }},
     {kPop3, WDLT_SCAN_NONE, "", [](unsigned state) { return "H" + std::to_string(state % kHandlers); }},
     {kPop3, WDLT_SCAN_VIRUS, "LogExtension", [](unsigned state) { return "F" + std::to_string(state % 5); }},
     {WDLT_PROTOCOL_COMMON, WDLT_SCAN_HOST_FILTER, "v",
@@ -46,8 +47,12 @@ std::string readAt(const Place& place, CRegistryIO& store) {
     return status == WDLT_OK ? text.data() : "none";
 }
 
+// Anew, so that a key that somebody has open is gone.
 void layHandler(unsigned place, bool serves, const std::string& folder) {
     const std::string handler = "ProtocolHandler\\H" + std::to_string(place % kHandlers);
+    RegDeleteKeyA(HKEY_LOCAL_MACHINE, tree::path(handler).c_str());
+    if (serves)
+        tree::setText(handler, "v", "always");
     tree::setNumber(handler, "Type", serves ? WDLT_PROTOCOL_POP3 : 99);
     tree::setText(handler, "Scan", folder);
 }
@@ -55,9 +60,9 @@ void layHandler(unsigned place, bool serves, const std::string& folder) {
 // Changes the state before it into this one.
 void layDown(unsigned state) {
     layHandler(state + kHandlers - 1, false, "Gone");
-    layHandler(state, true, kPlaces[1].inState(state));
+    layHandler(state, true, kPlaces[2].inState(state));
     constexpr const char* kCommon = "Scan\\Common\\HostFilter\\config";
-    if (kPlaces[2].inState(state) == "some")
+    if (kPlaces[3].inState(state) == "some")
         tree::setText(kCommon, "v", "some");
     else
         RegDeleteKeyA(HKEY_LOCAL_MACHINE, tree::path(kCommon).c_str());
