@@ -20,7 +20,7 @@ std::string frameOf(std::string_view archived) {
 }
 
 const TarCalls& tar() {
-    const HMODULE library = LoadLibraryA("WdTar.dll"); // for the rest of the process
+    auto* const library = LoadLibraryA("WdTar.dll"); // for the rest of the process
     using Calls = const TarCalls* (*)();
     const auto calls = library == nullptr ? nullptr : reinterpret_cast<Calls>(GetProcAddress(library, "WdTarCalls"));
     if (calls == nullptr)

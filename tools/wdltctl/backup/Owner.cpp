@@ -100,9 +100,14 @@ void refuseOthers(const std::string& home, const std::string& install) {
 }
 
 void claimInstall(const std::string& home, const std::string& install) {
-    const fs::path mark = fs::path(install) / kOwnerFile;
-    if (const DWORD error = writePair(mark, {resolved(home), resolved(install)}))
-        throw LayerError(mark, static_cast<LONG>(error));
+    const Pair pair{resolved(home), resolved(install)};
+    const auto mark = [&](const fs::path& file) {
+        if (const DWORD error = writePair(file, pair))
+            throw LayerError(file, static_cast<LONG>(error));
+    };
+    mark(fs::path(install) / kOwnerFile);
+    if (const fs::path own = fs::path(home) / kInstalledFile; !readPair(own).isRead())
+        mark(own);
 }
 
 std::string takeInstall(const std::string& home, const std::string& install) {

@@ -19,8 +19,8 @@ std::string ownerWarning(const std::string& home, const std::string& install);
 /* A ToolError with the path and those words. */
 void refuseOthers(const std::string& home, const std::string& install);
 
-/* Writes the mark in a directory that the settings will name: a ToolError when it can't be. Until the settings do, and
-   takeInstall is called, it belongs to nobody yet, and the directory before still to this home. */
+/* Writes the mark in a directory that the settings will name: a ToolError when it can't be. Where this home has another
+   one, that stays its own until takeInstall is called, when the settings do. */
 void claimInstall(const std::string& home, const std::string& install);
 /* Makes it this home's. Returns the path of the home that it belonged to and that is gone; else empty. What can't be
    written is left: a change needs no mark. */
