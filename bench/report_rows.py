@@ -35,15 +35,17 @@ class Picture(NamedTuple):
 US, MS = 1e-6, 1e-3
 ROUND_TRIP = Beside("a byte to another process and back through pipes", "pipesBackAndForth")
 A_LINE = Beside("a formatted line and one `write`", "plainLine")
+EMPTY = Beside("an empty C++ process", "emptyProcess")
 ONE_READ = Beside("one registry read (open, query, close)", "registryRead")
 BARE_COMMIT = Beside("one value written to the registry, durable", "bareCommit")
 PROCESSES = (1, 2, 4, 8)
 
 
-def locks(words: str, name: str, beside: str, beside_name: str, within: float = 0) -> tuple[Row, Row]:
+def locks(words: str, name: str, words_beside: str, name_beside: str, target: float = 0) -> tuple[Row, Row]:
     """The rows of a lock: what is to be reached holds for one process, which has it to itself."""
-    row = Row(words + ", processes: {}", f"sync/{name}_{{}}", (Beside(beside, beside_name + "_{}"),), within, (1,))
-    return row, row._replace(within=0, sizes=PROCESSES[1:])
+    beside = Beside(words_beside, name_beside + "_{}")
+    row = Row(words + ", processes: {}", f"sync/{name}_{{}}", (beside._replace(target=target),), sizes=(1,))
+    return row, row._replace(beside=(beside,), sizes=PROCESSES[1:])
 
 
 TABLES: dict[str, tuple[Row, ...]] = {
@@ -62,11 +64,13 @@ TABLES: dict[str, tuple[Row, ...]] = {
     ),
     "calls": (
         Row("the system record read through `WdltReadConfig`", "config/systemRecordRead",
-            (Beside("its seven values directly from the registry", "registrySevenReads"),), within=4 * US),
+            (Beside("its seven values directly from the registry", "registrySevenReads", 1.7),)),
         Row("the system record written through `WdltWriteConfig`, durable", "config/systemRecordWrite",
             (Beside("one durable write", "registryOneWrite", 1.5),)),
-        Row("`WdltPvsIsEnabled`, handlers: {}", "switch/pvsIsEnabled_{}", (ONE_READ,), within=6 * US, sizes=(1, 4)),
-        Row("`WdltPvsIsEnabled`, handlers: {}", "switch/pvsIsEnabled_{}", (ONE_READ,), within=8 * US, sizes=(16,)),
+        Row("`WdltPvsIsEnabled`, handlers: {}", "switch/pvsIsEnabled_{}", (ONE_READ._replace(target=24),),
+            sizes=(1, 4)),
+        Row("`WdltPvsIsEnabled`, handlers: {}", "switch/pvsIsEnabled_{}", (ONE_READ._replace(target=32),),
+            sizes=(16,)),
         Row("`WdltPvsEnable` off and on again, durable, no service, handlers: {}", "switch/pvsEnableBothWays_{}",
             (Beside("four durable writes", "registryFourWrites", 1.5),), sizes=(1, 4, 16)),
         Row("a change notified to the service and answered, without the pause of 100 ms", "switch/notification",
@@ -76,10 +80,10 @@ TABLES: dict[str, tuple[Row, ...]] = {
         Row("a log call, line written", "log/logOn", (A_LINE,)),
     ),
     "locks": (
-        *locks("read lock and unlock", "readLock", "a process-shared pthread rwlock", "pthreadReadLock", 0.25 * US),
+        *locks("read lock and unlock", "readLock", "a process-shared pthread rwlock", "pthreadReadLock", 10),
         *locks("write lock and unlock", "writeLock", "a process-shared pthread rwlock", "pthreadWriteLock"),
         *locks("a mutex created, locked, released and closed", "mutexMadeAndClosed", "a pthread mutex", "pthreadMutex",
-               4 * US),
+               180),
         *locks("a mutex kept open, locked and released", "mutexKept", "a pthread mutex", "pthreadMutexAgain"),
         Row("an event set for another process and one back", "sync/eventBackAndForth_2",
             (Beside("two process-shared semaphores", "semaphoreBackAndForth_2"),)),
@@ -146,13 +150,11 @@ TABLES: dict[str, tuple[Row, ...]] = {
     ),
     "processes": (
         Row("a process that loads the library, reads the system record and ends", "process/readingProcess",
-            (Beside("an empty C++ process", "emptyProcess"),), within=1.5 * MS),
+            (EMPTY._replace(target=2.3),)),
         Row("its peak memory above an empty process", "process/readingProcess:above_empty_KiB", within=3072),
-        Row("`wdltctl get system proxy-port`", "document/get", (Beside("an empty C++ process", "emptyProcess"),),
-            within=5 * MS),
-        Row("`wdltctl dump`", "document/dump", (Beside("an empty C++ process", "emptyProcess"),), within=10 * MS),
-        Row("`wdltctl diff`, nothing differs", "document/diffOfNothing", (Beside("`wdltctl dump`", "dump"),),
-            within=12 * MS),
+        Row("`wdltctl get system proxy-port`", "document/get", (EMPTY._replace(target=7.8),)),
+        Row("`wdltctl dump`", "document/dump", (EMPTY._replace(target=15.6),)),
+        Row("`wdltctl diff`, nothing differs", "document/diffOfNothing", (Beside("`wdltctl dump`", "dump", 1.2),)),
         Row("`wdltctl load`, nothing differs", "document/loadOfNothing",
             (Beside("`wdltctl diff`", "diffOfNothing"),)),
         Row("`wdltctl load` of 100 changes, durable", "document/loadOfHundred",
