@@ -100,6 +100,7 @@ bool isMissing(const char* path) {
     return error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND;
 }
 
+// The layer replaces files by their paths.
 bool replaceContent(const char* name, const std::string& content) {
     std::array<char, PATH_MAX> path;
     if (const DWORD error = WdPathOfName(name, path.data(), static_cast<DWORD>(path.size()))) {

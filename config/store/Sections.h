@@ -2,8 +2,9 @@
 // has changed: which handler serves a protocol, what its scan folder is, the key's path, the key opened for reading.
 //
 // What makes it right: all that is kept was read in one state of the registry, between two looks that gave that state,
-// and each use looks whether a read would still see it. What can't be proved so is used once, for the call that asked:
-// inside a batch, after a read that failed for a reason of the moment, and what such a read has logged is logged again.
+// and each use looks before and behind its read whether that state is still the one. What can't be proved so is used
+// once, for the call that asked: inside a batch, after a read that failed for a reason of the moment, and what such a
+// read has logged is logged again.
 #pragma once
 
 #include "HandlerDirectory.h"
@@ -35,11 +36,10 @@ class Sections {
 
   private:
     static constexpr int kTries = 16; // for an answer of one state
+    using Address = std::tuple<DWORD, DWORD, DWORD, std::string>;
 
     // Valid until the next call.
     const ReadableKey& keyOf(DWORD protocol, DWORD scan, DWORD input, const char* section);
-    using Address = std::tuple<DWORD, DWORD, DWORD, std::string>;
-
     const ReadableKey& find(const Address& address, bool& isTorn);
     void forget();
 

@@ -1,5 +1,5 @@
-/* Puts a state in the place of an installation. All that may fail comes before the first change: a damaged registry
-   is set aside, the files are laid down beside their places, and the tree is stored in one transaction. What is left
+/* Puts a state in the place of an installation. All that may fail comes before the first change: the files are laid
+   down beside their places, a damaged registry is set aside, and the tree is stored in one transaction. What is left
    then is renaming. Who is killed in between has a journal with the state, and the next verb does all of it again. */
 #pragma once
 

@@ -25,7 +25,6 @@
 #include <new>
 #include <nlohmann/json.hpp>
 #include <optional>
-#include <platform/home.h>
 #include <platform/text.h>
 #include <span>
 #include <system_error>
