@@ -25,7 +25,7 @@ CEncryptedDB::CEncryptedDB() : RecordFile(kFamily) {}
 
 std::int32_t CEncryptedDB::ReadData(void* buffer, DWORD size) {
     if (!isReading()) {
-        WDLOGW(wdlt::kLogError, u"CEncryptedDB::ReadData(): Invalid mode (m_AccessMode=%d)", accessMode());
+        WDLOGW(wdlt::kLogError, WTEXT("CEncryptedDB::ReadData(): Invalid mode (m_AccessMode=%d)"), accessMode());
         return WDLT_E_GENERAL;
     }
     const bool fits = size <= kMostPlainBytes;
@@ -33,7 +33,7 @@ std::int32_t CEncryptedDB::ReadData(void* buffer, DWORD size) {
     const auto cipher = fits ? allocate(static_cast<DWORD>(blockBytes)) : nullptr;
     const auto plain = fits ? allocate(static_cast<DWORD>(blockBytes)) : nullptr;
     if (cipher == nullptr || plain == nullptr) {
-        WDLOGW(wdlt::kLogError, u"CEncryptedDB::ReadData(): Memory allocation error");
+        WDLOGW(wdlt::kLogError, WTEXT("CEncryptedDB::ReadData(): Memory allocation error"));
         return WDLT_E_NO_MEMORY;
     }
     if (const std::int32_t status = readBytes(cipher.get(), static_cast<DWORD>(blockBytes)); status != 0)
@@ -53,22 +53,22 @@ std::int32_t CEncryptedDB::ReadData(void* buffer, DWORD size) {
 
 std::int32_t CEncryptedDB::WriteData(const void* buffer, DWORD size) {
     if (!isWriting()) {
-        WDLOGW(wdlt::kLogError, u"CEncryptedDB::WriteData(): Invalid mode (m_AccessMode=%d)", accessMode());
+        WDLOGW(wdlt::kLogError, WTEXT("CEncryptedDB::WriteData(): Invalid mode (m_AccessMode=%d)"), accessMode());
         return WDLT_E_GENERAL;
     }
     if (size == 0) {
-        WDLOGW(wdlt::kLogTrace, u"CEncryptedDB::WriteData(): dwSizeToWrite is 0");
+        WDLOGW(wdlt::kLogTrace, WTEXT("CEncryptedDB::WriteData(): dwSizeToWrite is 0"));
         return 0;
     }
     const auto cipher = size <= kMostPlainBytes ? allocate(size + Rijndael::kBlockBytes) : nullptr;
     if (cipher == nullptr) {
-        WDLOGW(wdlt::kLogError, u"CEncryptedDB::WriteData(): Memory allocation error");
+        WDLOGW(wdlt::kLogError, WTEXT("CEncryptedDB::WriteData(): Memory allocation error"));
         return WDLT_E_NO_MEMORY;
     }
     const std::int32_t cipherBytes = m_rijndael.PadEncryptChained(static_cast<const std::uint8_t*>(buffer),
                                                                   static_cast<std::int32_t>(size), cipher.get());
     if (cipherBytes < 0) {
-        WDLOGW(wdlt::kLogError, u"CEncryptedDB: Failed to encrypt a record (err=%d)", cipherBytes);
+        WDLOGW(wdlt::kLogError, WTEXT("CEncryptedDB: Failed to encrypt a record (err=%d)"), cipherBytes);
         return WDLT_E_GENERAL;
     }
     return writeBytes(cipher.get(), static_cast<DWORD>(cipherBytes));

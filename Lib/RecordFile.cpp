@@ -10,7 +10,7 @@
 #define FRAME_LINE(level, text, ...)                                                                                   \
     do {                                                                                                               \
         if (m_family.isWide)                                                                                           \
-            WDLOGW(level, u"CEncryptedDB" text __VA_OPT__(, ) __VA_ARGS__);                                            \
+            WDLOGW(level, WTEXT("CEncryptedDB") text __VA_OPT__(, ) __VA_ARGS__);                                            \
         else                                                                                                           \
             WDLOG(level, "CUrlFilterDB" text __VA_OPT__(, ) __VA_ARGS__);                                              \
     } while (false)
@@ -242,7 +242,7 @@ std::int32_t RecordFile::readBytes(void* buffer, DWORD size) {
     const BufferedFile::Moved moved = m_hFile.read(buffer, size);
     if (!moved.done) {
         if (m_family.isWide)
-            WDLOGW(kLogError, u"CEncryptedDB: ::ReadData() failed (err=%lu, file=%hs)", lastError(), m_strFile);
+            WDLOGW(kLogError, WTEXT("CEncryptedDB: ::ReadData() failed (err=%lu, file=%hs)"), lastError(), m_strFile);
         else
             WDLOG_ERROR("CUrlFilterDB: ::ReadFile() failed (err=%lu, file=%s)", lastError(), m_strFile);
         return WDLT_E_FILE;
@@ -251,7 +251,7 @@ std::int32_t RecordFile::readBytes(void* buffer, DWORD size) {
         const unsigned long wanted = size;
         const unsigned long got = moved.bytes;
         if (m_family.isWide)
-            WDLOGW(kLogError, u"CEncryptedDB: Read size unmatched (dwReadSize=%lu, dwBlockSize=%lu, file=%hs)", got,
+            WDLOGW(kLogError, WTEXT("CEncryptedDB: Read size unmatched (dwReadSize=%lu, dwBlockSize=%lu, file=%hs)"), got,
                    wanted, m_strFile);
         else
             WDLOG_ERROR("CUrlFilterDB: Read size unmatched (dwReadSize=%lu, dwSizeToRead=%lu, file=%s)", got, wanted,
@@ -280,7 +280,7 @@ std::int32_t RecordFile::wroteBytes(const BufferedFile::Moved& moved, DWORD size
         const unsigned long put = moved.bytes;
         if (m_family.isWide)
             WDLOGW(kLogError,
-                   u"CEncryptedDB: Written size unmatched (dwWrittenSize=%lu, dwEncryptedSize=%lu, file=%hs)", put,
+                   WTEXT("CEncryptedDB: Written size unmatched (dwWrittenSize=%lu, dwEncryptedSize=%lu, file=%hs)"), put,
                    wanted, m_strFile);
         else
             WDLOG_ERROR("CUrlFilterDB: Written size unmatched (dwWrittenSize=%lu, dwSizeToWrite=%lu, file=%s)", put,

@@ -32,7 +32,7 @@ std::int32_t CSpyListDB::InitEncryptionMethod(int forWriting) {
         m_rijndael.Init(Rijndael::kCbc, direction, wdlt::kSpywareKey.data(), Rijndael::kKey16Bytes);
     if (status == 0)
         return WDLT_OK;
-    WDLOGW(wdlt::kLogError, u"Failed to init Rijndael: %d", status);
+    WDLOGW(wdlt::kLogError, WTEXT("Failed to init Rijndael: %d"), status);
     return WDLT_E_GENERAL;
 }
 

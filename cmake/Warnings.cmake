@@ -3,8 +3,10 @@
 add_compile_options(-Wall -Wextra -Wpedantic -Wconversion)
 # A library links to all that it needs: an undefined symbol is an error at link time, not at load time. (With a
 # sanitizer its runtime is in the program, so libraries have undefined symbols.)
-add_link_options(-Wl,--as-needed)
-if(NOT WDLT_SANITIZE)
+if(NOT WIN32)
+    add_link_options(-Wl,--as-needed)
+endif()
+if(NOT WDLT_SANITIZE AND NOT WIN32)
     add_link_options(-Wl,-z,defs)
 endif()
 

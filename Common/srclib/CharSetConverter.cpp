@@ -25,7 +25,7 @@ constexpr std::string_view kHzClosing = "~}";
 
 template <class Entry>
 bool find(HMODULE module, const char* name, Entry& entry) {
-    entry = reinterpret_cast<Entry>(GetProcAddress(module, name));
+    entry = WdEntryOf<Entry>(GetProcAddress(module, name));
     if (entry == nullptr)
         WDLOG_ERROR("*** CCharSetConverter::Initialize() - Failed to GetProcAddress() for %s(). LastError[0x%08x]",
                     name, GetLastError());

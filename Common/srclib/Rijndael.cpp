@@ -6,36 +6,6 @@
 #include <cstddef>
 #include <cstring>
 #include <limits>
-#include <nettle/cbc.h>
-
-namespace {
-
-// Nettle's functions for each key length, by the type of its key schedule.
-template <class Schedule>
-struct Cipher;
-template <>
-struct Cipher<aes128_ctx> {
-    static constexpr auto setEncryptKey = nettle_aes128_set_encrypt_key;
-    static constexpr auto setDecryptKey = nettle_aes128_set_decrypt_key;
-    static constexpr auto encrypt = nettle_aes128_encrypt;
-    static constexpr auto decrypt = nettle_aes128_decrypt;
-};
-template <>
-struct Cipher<aes192_ctx> {
-    static constexpr auto setEncryptKey = nettle_aes192_set_encrypt_key;
-    static constexpr auto setDecryptKey = nettle_aes192_set_decrypt_key;
-    static constexpr auto encrypt = nettle_aes192_encrypt;
-    static constexpr auto decrypt = nettle_aes192_decrypt;
-};
-template <>
-struct Cipher<aes256_ctx> {
-    static constexpr auto setEncryptKey = nettle_aes256_set_encrypt_key;
-    static constexpr auto setDecryptKey = nettle_aes256_set_decrypt_key;
-    static constexpr auto encrypt = nettle_aes256_encrypt;
-    static constexpr auto decrypt = nettle_aes256_decrypt;
-};
-
-} // namespace
 
 std::int32_t Rijndael::Init(int mode, int direction, const std::uint8_t* key, int keyLength,
                             const std::uint8_t* initVector) {
@@ -47,59 +17,17 @@ std::int32_t Rijndael::Init(int mode, int direction, const std::uint8_t* key, in
     m_initVector = {};
     if (initVector != nullptr)
         std::copy_n(initVector, m_initVector.size(), m_initVector.begin());
-    switch (keyLength) {
-    case kKey16Bytes:
-        m_schedule.emplace<aes128_ctx>();
-        break;
-    case kKey24Bytes:
-        m_schedule.emplace<aes192_ctx>();
-        break;
-    case kKey32Bytes:
-        m_schedule.emplace<aes256_ctx>();
-        break;
-    default:
+    if (keyLength != kKey16Bytes && keyLength != kKey24Bytes && keyLength != kKey32Bytes)
         return kUnknownKeyLength;
-    }
     if (key == nullptr)
         return kNoKey;
-    std::visit(
-        [&]<class Schedule>(Schedule& schedule) {
-            if (direction == kEncrypt)
-                Cipher<Schedule>::setEncryptKey(&schedule, key);
-            else
-                Cipher<Schedule>::setDecryptKey(&schedule, key);
-        },
-        m_schedule);
+    const std::size_t keyBytes = 16 + 8 * static_cast<std::size_t>(keyLength);
+    m_blocks.setKey(key, keyBytes, direction == kEncrypt, mode == kCbc);
     m_mode = mode;
     m_direction = direction;
     m_chainStarted = false;
     m_valid = true;
     return 0;
-}
-
-// `length` is a multiple of the block size. In CBC mode the last cipher block goes to `chain`.
-void Rijndael::encipher(Block& chain, std::size_t length, std::uint8_t* output, const std::uint8_t* input) const {
-    std::visit(
-        [&]<class Schedule>(const Schedule& schedule) {
-            if (m_mode == kEcb)
-                Cipher<Schedule>::encrypt(&schedule, length, output, input);
-            else
-                nettle_cbc_encrypt(&schedule, reinterpret_cast<nettle_cipher_func*>(Cipher<Schedule>::encrypt),
-                                   kBlockBytes, chain.data(), length, output, input);
-        },
-        m_schedule);
-}
-
-void Rijndael::decipher(Block& chain, std::size_t length, std::uint8_t* output, const std::uint8_t* input) const {
-    std::visit(
-        [&]<class Schedule>(const Schedule& schedule) {
-            if (m_mode == kEcb)
-                Cipher<Schedule>::decrypt(&schedule, length, output, input);
-            else
-                nettle_cbc_decrypt(&schedule, reinterpret_cast<nettle_cipher_func*>(Cipher<Schedule>::decrypt),
-                                   kBlockBytes, chain.data(), length, output, input);
-        },
-        m_schedule);
 }
 
 std::int32_t Rijndael::encrypt(const std::uint8_t* input, std::int32_t inputLength, std::uint8_t* output,
@@ -116,8 +44,8 @@ std::int32_t Rijndael::encrypt(const std::uint8_t* input, std::int32_t inputLeng
     const std::size_t rest = length - whole;
     last->fill(static_cast<std::uint8_t>(kBlockBytes - rest));
     std::copy_n(input + whole, rest, last->begin());
-    encipher(chain, whole, output, input);
-    encipher(chain, last->size(), output + whole, last->data());
+    m_blocks.run(chain.data(), whole, output, input);
+    m_blocks.run(chain.data(), last->size(), output + whole, last->data());
     return static_cast<std::int32_t>(whole + last->size());
 }
 
@@ -136,8 +64,8 @@ std::int32_t Rijndael::decrypt(const std::uint8_t* input, std::int32_t inputLeng
     Block running = chain; // a message that doesn't decipher leaves the chain as it was
     wdlt::Wiped<Block> last;
     const auto before = static_cast<std::size_t>(inputLength - kBlockBytes);
-    decipher(running, before, output, input);
-    decipher(running, last->size(), last->data(), input + before);
+    m_blocks.run(running.data(), before, output, input);
+    m_blocks.run(running.data(), last->size(), last->data(), input + before);
     const std::uint8_t padding = last->back();
     if (padding == 0 || padding > kBlockBytes ||
         !std::all_of(last->end() - padding, last->end(), [&](std::uint8_t byte) { return byte == padding; }))

@@ -3,10 +3,11 @@
 // the call or the store object that owns it.
 #pragma once
 
+#include <platform/cipher.h>
+
 #include <array>
+#include <cstddef>
 #include <cstdint>
-#include <nettle/aes.h>
-#include <variant>
 
 class Rijndael {
   public:
@@ -56,8 +57,6 @@ class Rijndael {
                                        Block& chain);
     [[nodiscard]] std::int32_t decrypt(const std::uint8_t* input, std::int32_t inputLength, std::uint8_t* output,
                                        Block& chain);
-    void encipher(Block& chain, std::size_t length, std::uint8_t* output, const std::uint8_t* input) const;
-    void decipher(Block& chain, std::size_t length, std::uint8_t* output, const std::uint8_t* input) const;
     Block& chainOfCalls();
 
     bool m_valid = false;
@@ -66,5 +65,5 @@ class Rijndael {
     bool m_chainStarted = false;
     Block m_initVector{};
     Block m_chainBlock{};
-    std::variant<aes128_ctx, aes192_ctx, aes256_ctx> m_schedule;
+    WdBlockCipher m_blocks;
 };

@@ -91,6 +91,7 @@ void CWdShareMemory::Close() {
     Unmap();
     if (mapHandle == nullptr)
         return;
+    WdForgetBytes(mapHandle);
     if (CloseHandle(mapHandle) == FALSE)
         WDLOG_ERROR("CloseHandle failed (%08x): %s", GetLastError(), mapName.c_str());
     mapHandle = nullptr;

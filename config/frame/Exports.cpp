@@ -3,7 +3,7 @@
 #include "ConfigControl.h"
 #include "ExportGate.h"
 
-#define WDLTCFG_API __attribute__((visibility("default")))
+#define WDLTCFG_API WD_EXPORT
 #include <wdltcfg/wdltcfg.h>
 
 #include <cstdint>

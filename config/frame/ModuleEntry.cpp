@@ -35,9 +35,9 @@ std::string moduleFolder(HMODULE module) {
     if (length == 0 || length >= path.size())
         return {};
 
-    const std::u16string_view whole(path.data(), length);
-    const auto separator = whole.find_last_of(std::u16string_view(WTEXT("\\/")));
-    if (separator == std::u16string_view::npos)
+    const WideStringView whole(path.data(), length);
+    const auto separator = whole.find_last_of(WideStringView(WTEXT("\\/")));
+    if (separator == WideStringView::npos)
         return {};
     std::array<char, MAX_PATH> folder{};
     const int bytes = WideCharToMultiByte(CP_ACP, 0, path.data(), static_cast<int>(separator + 1), folder.data(),

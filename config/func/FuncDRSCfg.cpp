@@ -168,8 +168,8 @@ bool isTerminated(const wdlt_wchar (&field)[Size]) {
 
 // A rule's name is that of a key directly below the list's key.
 bool isRuleName(const wdlt_wchar* name) {
-    const std::u16string_view text(name);
-    return !text.empty() && text.find(u'\\') == text.npos;
+    const WideStringView text(name);
+    return !text.empty() && text.find(WTEXT('\\')) == text.npos;
 }
 
 // Deletes a key with everything below it.
@@ -198,8 +198,8 @@ void deletionFailed(const WCHAR* rule) {
 // In one transaction: others see the list either complete or deleted. A rule that can't be deleted is skipped. False
 // when the rules can't be enumerated, or the deletion can't be committed.
 bool deleteAll(const OpenKey& list) {
-    std::vector<std::u16string> deleted;
-    std::vector<std::u16string> left;
+    std::vector<WideString> deleted;
+    std::vector<WideString> left;
     RegistryBatch batch;
     std::array<WCHAR, kKeyNameSize> name{};
     DWORD position = 0;
@@ -212,7 +212,7 @@ bool deleteAll(const OpenKey& list) {
     const bool isLost = batch.end() != 0 && !deleted.empty();
     if (isLost)
         left.insert(left.end(), deleted.begin(), deleted.end());
-    for (const std::u16string& rule : left)
+    for (const WideString& rule : left)
         deletionFailed(rule.c_str());
     return isEnd(error, "DeleteWhiteListItem") && !isLost;
 }
@@ -402,7 +402,7 @@ std::int32_t CFuncDRSCfg::AddWhiteListItem(const WdltDrsWhiteListItem* pItem) {
         WDLOG_ERROR("CFuncDRSCfg::AddWhiteListItem: Invalid domain name");
         return WDLT_E_INVALID_ARGUMENT;
     }
-    const std::u16string path = std::u16string(kWhiteListKey).append(u"\\").append(item.RuleName);
+    const WideString path = WideString(kWhiteListKey).append(WTEXT("\\")).append(item.RuleName);
     if (OpenKey rule; answered(RegOpenKeyExW(HKEY_LOCAL_MACHINE, path.c_str(), 0, KEY_READ, rule.out())) == 0) {
         WDLOG_ERROR("CFuncDRSCfg::AddWhiteListItem error: rule name exist: %ws", item.RuleName);
         return WDLT_E_INVALID_ARGUMENT;

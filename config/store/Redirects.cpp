@@ -50,7 +50,7 @@ struct Request {
     // Converts the session's name. Returns what is wrong with it, for the log, or null. Two names must not become one
     // key, so the conversion has to be reversible.
     const char* narrowSession() {
-        const std::u16string_view name(redirect.sessionType, lengthUpTo(redirect.sessionType, kSessionLength));
+        const WideStringView name(redirect.sessionType, lengthUpTo(redirect.sessionType, kSessionLength));
         if (name.empty())
             return "not specified";
         if (name.size() == kSessionLength)
@@ -63,7 +63,7 @@ struct Request {
             return "too long in the code page";
         std::array<WCHAR, kSessionSize> again{};
         const int length = MultiByteToWideChar(CP_ACP, 0, session.data(), bytes, again.data(), kSessionSize);
-        const bool isSame = length > 0 && name == std::u16string_view(again.data(), static_cast<std::size_t>(length));
+        const bool isSame = length > 0 && name == WideStringView(again.data(), static_cast<std::size_t>(length));
         return isSame ? nullptr : "no text of the code page";
     }
 };
@@ -111,7 +111,7 @@ void Redirects::read(std::span<BYTE> records) const {
     }
 }
 
-bool Redirects::readNumber(const char* section, const char* name, DWORD& number) const {
+bool Redirects::readNumber(const char* section, const char* name, std::uint32_t& number) const {
     DWORD read = 0;
     DWORD size = sizeof read;
     if (m_handler.ReadItem(section, name, &read, &size, false) != WDLT_OK)
@@ -126,7 +126,7 @@ WdchSystemRedirect Redirects::readOne(const std::string& name) const {
     DWORD size = sizeof redirect.sessionType;
     if (const std::int32_t status = m_handler.ReadItem(section.c_str(), "", redirect.sessionType, &size, true))
         WDLOG_ERROR("ReadValue( SubSection = %s) fails (%d)", section.c_str(), status);
-    DWORD port = 0;
+    std::uint32_t port = 0;
     readNumber(section.c_str(), "Port", port);
     redirect.port = static_cast<std::uint16_t>(port & 0xFFFF);
     readNumber(section.c_str(), "Direction", redirect.direction);
@@ -136,7 +136,7 @@ WdchSystemRedirect Redirects::readOne(const std::string& name) const {
         WDLOG_TRACE("Failed to read %s \"Flag\". set Flag to zero.", section.c_str());
     readTarget(section.c_str(), redirect);
     readNumber(section.c_str(), "CancelAfMask", redirect.cancelAfMask);
-    DWORD level = static_cast<DWORD>(-1);
+    auto level = static_cast<std::uint32_t>(-1);
     if (!readNumber(section.c_str(), "TcpAutoTuningLevel", level))
         WDLOG_TRACE("Failed to read \"TcpAutoTuningLevel\".");
     redirect.tcpAutoTuningLevel = static_cast<std::int32_t>(level);
@@ -268,7 +268,7 @@ std::int32_t Redirects::remove(const void* data, std::uint64_t size) const {
         std::array<WCHAR, kSessionLength> session{};
         std::copy_n(request.redirect.sessionType, kSessionLength - 1, session.begin());
         WDLOGW(status == WDLT_E_NOT_FOUND ? kLogTrace : kLogError,
-               u"DelRedirect Failed to delete registry key (key=redirect\\%s, ret=%ld)", session.data(),
+               WTEXT("DelRedirect Failed to delete registry key (key=redirect\\%s, ret=%ld)"), session.data(),
                static_cast<long>(status));
     }
     return status;

@@ -32,7 +32,7 @@ class Redirects {
   private:
     WdchSystemRedirect readOne(const std::string& name) const;
     void readTarget(const char* section, WdchSystemRedirect& redirect) const;
-    bool readNumber(const char* section, const char* name, DWORD& number) const;
+    bool readNumber(const char* section, const char* name, std::uint32_t& number) const;
 
     WdchHelper& m_handler;
 };

@@ -12,7 +12,10 @@
 #include <stddef.h>
 #include <stdint.h>
 
-#ifdef __cplusplus
+/* A UTF-16 unit. */
+#if defined(_WIN32)
+typedef wchar_t wdlt_wchar;
+#elif defined(__cplusplus)
 typedef char16_t wdlt_wchar;
 #else
 typedef uint_least16_t wdlt_wchar; /* the element type of u"…" */

@@ -205,7 +205,7 @@ DWORD WdWaitForEvent(HANDLE handle, DWORD role, DWORD milliseconds, WD_LOOK look
     ObjectUse event;
     if (!event.acquire(handle, ObjectKind::Event))
         return WAIT_FAILED;
-    return wd::waitFor(*event, {milliseconds, role, look, context});
+    return wd::waitFor(*event, {milliseconds, role == WD_ROLE_MEMBER ? WD_ROLE_GROUP : role, look, context});
 }
 
 WD_TAG WdEventTaker(HANDLE handle) {
@@ -216,6 +216,10 @@ WD_TAG WdEventTaker(HANDLE handle) {
 BOOL WdSignalAgain(HANDLE handle, WD_TAG taker) {
     ObjectUse event;
     return event.acquire(handle, ObjectKind::Event) && wd::signalEventIf(*event, taker) ? TRUE : FALSE;
+}
+
+BOOL WdEndGroup(HANDLE handle) {
+    return WdSignalAgain(handle, WD_GROUP_TAG);
 }
 
 void WdBeginOwnHandles() {
@@ -244,6 +248,10 @@ LPVOID WdMappingBytes(HANDLE handle, std::size_t atLeast) {
         return nullptr;
     }
     return mapping->view();
+}
+
+void WdForgetBytes(HANDLE) {
+    // The mapping's own view is closed with its last handle.
 }
 
 ULONGLONG WdMappingMark(HANDLE handle) {

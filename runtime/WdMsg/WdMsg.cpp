@@ -57,9 +57,11 @@ std::int32_t convertContent(const Locator& source, const char* from, Locator& ta
 
 } // namespace
 
+#ifndef WDMSG_ENTRY
 #define WDMSG_ENTRY extern "C" __attribute__((visibility("default")))
+#endif
 
-// Called by the loader. Without ICU's tables the library doesn't load.
+// Called by the layer's loader. Without ICU's tables the library doesn't load.
 WDMSG_ENTRY int WdLibraryEntry(void*, std::uint32_t reason) {
     return reason != kLoading || wdmsg::startCharsets() ? 1 : 0;
 }

@@ -2,11 +2,17 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
 #include <memory>
-#include <string.h>
 #include <string>
 
 namespace wdmsg {
+
+// A write that the compiler doesn't leave out.
+inline void wipe(void* memory, std::size_t bytes) {
+    static void* (*const volatile zero)(void*, int, std::size_t) = std::memset;
+    zero(memory, 0, bytes);
+}
 
 template <class T>
 struct WipingAllocator {
@@ -18,7 +24,7 @@ struct WipingAllocator {
 
     T* allocate(std::size_t count) { return std::allocator<T>().allocate(count); }
     void deallocate(T* memory, std::size_t count) {
-        explicit_bzero(memory, count * sizeof(T));
+        wipe(memory, count * sizeof(T));
         std::allocator<T>().deallocate(memory, count);
     }
     friend bool operator==(const WipingAllocator&, const WipingAllocator&) { return true; }
@@ -35,10 +41,10 @@ class WipedText : public std::basic_string<Character, std::char_traits<Character
     WipedText& operator=(WipedText&&) noexcept = default;
     // A short text is stored in the object itself, and so are the remains of one that grew out of it.
     ~WipedText() {
-        explicit_bzero(this->data(), this->capacity() * sizeof(Character));
+        wipe(this->data(), this->capacity() * sizeof(Character));
         this->clear();
         this->shrink_to_fit();
-        explicit_bzero(this->data(), this->capacity() * sizeof(Character));
+        wipe(this->data(), this->capacity() * sizeof(Character));
     }
 };
 

@@ -116,9 +116,9 @@ Settings readSettings(Storage::Base& storage, const Storage::Key& key, bool serv
 }
 
 // Text of the system code page as UTF-16, at most its first 64 KiB. Empty when it can't be converted.
-std::u16string wideOf(std::string_view text) {
+WideString wideOf(std::string_view text) {
     const auto length = static_cast<int>(std::min<std::size_t>(text.size(), 0x10000));
-    std::u16string wide(static_cast<std::size_t>(length), u'\0');
+    WideString wide(static_cast<std::size_t>(length), WTEXT('\0'));
     const int written = length == 0 ? 0 : MultiByteToWideChar(CP_ACP, 0, text.data(), length, wide.data(), length);
     wide.resize(static_cast<std::size_t>(written));
     return wide;
@@ -127,7 +127,7 @@ std::u16string wideOf(std::string_view text) {
 // A longer text is cut so that its terminator fits.
 template <std::size_t size>
 void fill(WCHAR (&field)[size], std::string_view text) {
-    const std::u16string wide = wideOf(text);
+    const WideString wide = wideOf(text);
     std::copy_n(wide.begin(), std::min(wide.size(), size - 1), field);
 }
 
@@ -166,7 +166,8 @@ std::string beginOf(const SYSTEMTIME& time, DWORD level, const std::string& tag)
     std::snprintf(text.data(), text.size(), "%02d/%02d/%04d %02d:%02d:%02d.%03d", time.wDay, time.wMonth, time.wYear,
                   time.wHour, time.wMinute, time.wSecond, time.wMilliseconds);
     std::string line = text.data();
-    std::snprintf(text.data(), text.size(), " %04x:%04x %3s <", GetCurrentProcessId(), GetCurrentThreadId(),
+    std::snprintf(text.data(), text.size(), " %04lx:%04lx %3s <",
+                  static_cast<unsigned long>(GetCurrentProcessId()), static_cast<unsigned long>(GetCurrentThreadId()),
                   markOf(level));
     return line.append(text.data()).append(tag).append("> ");
 }
@@ -175,10 +176,10 @@ std::string_view fileNameOf(const char* file) {
     return PathFindFileNameA(file);
 }
 
-std::u16string_view fileNameOf(const WCHAR* file) {
-    const std::u16string_view path(file);
-    const auto separator = path.find_last_of(u"\\/:");
-    return separator == std::u16string_view::npos ? path : path.substr(separator + 1);
+WideStringView fileNameOf(const WCHAR* file) {
+    const WideStringView path(file);
+    const auto separator = path.find_last_of(WTEXT("\\/:"));
+    return separator == WideStringView::npos ? path : path.substr(separator + 1);
 }
 
 // Appends message and tail to `line`, which has date and head already.
@@ -200,7 +201,7 @@ void finish(std::basic_string<Unit>& line, const Unit* file, unsigned number, co
 
 // What the listener gets: nothing of a message that couldn't be built.
 template <class Unit>
-std::u16string messageOf(const Unit* format, std::span<const wdlt::LogArgument> arguments) {
+WideString messageOf(const Unit* format, std::span<const wdlt::LogArgument> arguments) {
     std::basic_string<Unit> message;
     if (wdlt::formatLog(message, format, arguments) != wdlt::LogFormatResult::Done)
         return {};
@@ -210,16 +211,16 @@ std::u16string messageOf(const Unit* format, std::span<const wdlt::LogArgument> 
         return message;
 }
 
-std::u16string lineOf(const std::string& begin, const char* file, unsigned number, const char* format,
+WideString lineOf(const std::string& begin, const char* file, unsigned number, const char* format,
                       std::span<const wdlt::LogArgument> arguments) {
     std::string line = begin;
     finish(line, file, number, format, arguments);
     return wideOf(line);
 }
 
-std::u16string lineOf(const std::string& begin, const WCHAR* file, unsigned number, const WCHAR* format,
+WideString lineOf(const std::string& begin, const WCHAR* file, unsigned number, const WCHAR* format,
                       std::span<const wdlt::LogArgument> arguments) {
-    std::u16string line = wideOf(begin);
+    WideString line = wideOf(begin);
     finish(line, file, number, format, arguments);
     return line;
 }
@@ -375,7 +376,7 @@ bool DebugLog::Trace(const Unit* file, unsigned line, DWORD level, const Unit* f
         return result;
     SYSTEMTIME time{};
     GetLocalTime(&time);
-    const std::u16string text = lineOf(beginOf(time, level, *tag), file, line, format, arguments);
+    const WideString text = lineOf(beginOf(time, level, *tag), file, line, format, arguments);
     const Synchronize::SingleLock lock(&m_traceLock);
     return m_library.isLoaded() && m_library.Trace(m_handle, &time, text.c_str()) == 0;
 }

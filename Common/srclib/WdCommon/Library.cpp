@@ -47,7 +47,7 @@ namespace {
 
 template <class Entry>
 bool find(const Base& library, const char* name, Entry& entry, DWORD& error) {
-    entry = reinterpret_cast<Entry>(library.Find(name));
+    entry = WdEntryOf<Entry>(library.Find(name));
     if (entry == nullptr)
         error = GetLastError();
     return entry != nullptr;

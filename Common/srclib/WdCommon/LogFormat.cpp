@@ -57,7 +57,7 @@ template <>
 LogFormatResult Formatter<char>::text(const LogArgument& argument) {
     if (argument.kind == LogArgument::Kind::Narrow)
         return append(argument.narrow);
-    const std::u16string_view wide(argument.wide);
+    const WideStringView wide(argument.wide);
     if (wide.empty())
         return Result::Done;
     // Each unit gives at least one byte, so anything beyond the limit can't be shown.
@@ -77,7 +77,7 @@ LogFormatResult Formatter<WCHAR>::text(const LogArgument& argument) {
         return Result::Done;
     // Four bytes give at least one unit.
     const auto shown = static_cast<int>(std::min(narrow.size(), (kMaxMessage + 1) * 4));
-    std::u16string wide(static_cast<std::size_t>(shown), u'\0');
+    WideString wide(static_cast<std::size_t>(shown), WTEXT('\0'));
     const int length = MultiByteToWideChar(CP_ACP, 0, narrow.data(), shown, wide.data(), shown);
     return length == 0 ? Result::Failed : append(View(wide).substr(0, static_cast<std::size_t>(length)));
 }
@@ -127,7 +127,7 @@ LogFormatResult formatLog(std::string& out, const char* format, std::span<const 
     return formatAll<char>(out, format, arguments);
 }
 
-LogFormatResult formatLog(std::u16string& out, const WCHAR* format, std::span<const LogArgument> arguments) {
+LogFormatResult formatLog(WideString& out, const WCHAR* format, std::span<const LogArgument> arguments) {
     return formatAll<WCHAR>(out, format, arguments);
 }
 

@@ -36,7 +36,7 @@ enum class LogFormatResult : BYTE { Done, TooLong, Failed };
 
 // Appends the formatted text, at most kMaxMessage characters. Unless it returns Done, what was appended is meaningless.
 LogFormatResult formatLog(std::string& out, const char* format, std::span<const LogArgument> arguments);
-LogFormatResult formatLog(std::u16string& out, const WCHAR* format, std::span<const LogArgument> arguments);
+LogFormatResult formatLog(WideString& out, const WCHAR* format, std::span<const LogArgument> arguments);
 
 namespace format {
 
@@ -103,7 +103,7 @@ constexpr Conversion parse(std::basic_string_view<Unit> text) {
 template <class T>
 concept NarrowText = std::same_as<T, std::string> || std::same_as<T, const char*> || std::same_as<T, char*>;
 template <class T>
-concept WideText = std::same_as<T, std::u16string> || std::same_as<T, const WCHAR*> || std::same_as<T, WCHAR*>;
+concept WideText = std::same_as<T, WideString> || std::same_as<T, const WCHAR*> || std::same_as<T, WCHAR*>;
 template <class T>
 concept Number = std::integral<T> && !std::same_as<T, WCHAR>;
 
@@ -187,7 +187,7 @@ LogArgument LogArgument::of(const T& value) {
     } else if constexpr (std::same_as<Plain, std::string>) {
         argument.kind = Kind::Narrow;
         argument.narrow = value.c_str();
-    } else if constexpr (std::same_as<Plain, std::u16string>) {
+    } else if constexpr (std::same_as<Plain, WideString>) {
         argument.kind = Kind::Wide;
         argument.wide = value.c_str();
     } else if constexpr (format::NarrowText<Plain>) {

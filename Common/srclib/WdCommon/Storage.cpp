@@ -182,7 +182,7 @@ bool IniFile::SetString(const char* name, const char* value) {
 
 bool IniFile::SetNumber(const char* name, DWORD value) {
     std::array<char, 16> text{};
-    std::snprintf(text.data(), text.size(), "%u", value);
+    std::snprintf(text.data(), text.size(), "%lu", static_cast<unsigned long>(value));
     return write(name, text.data());
 }
 

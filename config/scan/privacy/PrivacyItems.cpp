@@ -29,7 +29,7 @@ constexpr ValueReport kNoLines; // the operations log failures themselves, with 
 
 std::string numbered(const char* name, DWORD position) {
     std::array<char, 16> digits{};
-    std::snprintf(digits.data(), digits.size(), "%02u", position);
+    std::snprintf(digits.data(), digits.size(), "%02lu", static_cast<unsigned long>(position));
     return std::string(name).append(digits.data());
 }
 

@@ -13,8 +13,6 @@
 #include <optional>
 #include <vector>
 
-using HRESULT = std::int32_t;
-
 namespace ATL {
 
 class CAtlException {

@@ -6,8 +6,12 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
+#include <string_view>
 
-#define WD_API extern "C" __attribute__((visibility("default")))
+/* What a shared object exports. */
+#define WD_EXPORT __attribute__((visibility("default")))
+#define WD_API extern "C" WD_EXPORT
 
 using BYTE = std::uint8_t;
 using WORD = std::uint16_t;
@@ -27,6 +31,7 @@ using LPVOID = void*;
 using HANDLE = void*;
 using HMODULE = void*;
 using REGSAM = DWORD;
+using HRESULT = std::int32_t;
 
 struct SECURITY_ATTRIBUTES {
     DWORD nLength;
@@ -44,8 +49,10 @@ using HKEY = HKEY__*;
 #define FALSE 0
 #define MAX_PATH 260
 
-/* A UTF-16 literal. */
+/* A UTF-16 literal, of a text or a unit. */
 #define WTEXT(literal) u##literal
+using WideString = std::basic_string<WCHAR>;
+using WideStringView = std::basic_string_view<WCHAR>;
 
 inline constexpr DWORD ERROR_SUCCESS = 0;
 inline constexpr DWORD ERROR_FILE_NOT_FOUND = 2;

@@ -6,6 +6,12 @@
 
 using FARPROC = void (*)();
 
+/* What GetProcAddress found, as the function that it is. */
+template <class Entry>
+Entry WdEntryOf(FARPROC found) {
+    return reinterpret_cast<Entry>(reinterpret_cast<void*>(found)); /* by way of a pointer that fits any function */
+}
+
 /* Looks in the folder given and in its folder `wdltcfg`; without one, in these two of the layer's own library, then by
    the loader's search. If the library exports `WdLibraryEntry(void* module, uint32_t reason)` (bool-valued int), that is
    called with 1 after loading and with 0 before unloading. Null with GetLastError ERROR_MOD_NOT_FOUND, or

@@ -1,6 +1,6 @@
 /* What locks and exchanges made of kernel objects need to survive the death of their partners: who took an event,
    whether that process still lives, and whether anybody else has an object. Private to this layer; on Windows the wait
-   would be WaitForSingleObject and nobody would be found dead. */
+   is WaitForSingleObject and nobody is found dead. */
 #ifndef PLATFORM_ROBUST_H
 #define PLATFORM_ROBUST_H
 
@@ -13,6 +13,9 @@ using WD_TAG = ULONGLONG;
 inline constexpr DWORD WD_ROLE_NONE = 0;
 inline constexpr DWORD WD_ROLE_ALONE = 1; /* one process: the tag names it */
 inline constexpr DWORD WD_ROLE_GROUP = 2; /* several processes under one tag, which names none of them */
+/* In a wait: the group, by a caller whose own books say that the group has the event. The layer looks for itself, so this
+   is WD_ROLE_GROUP; on Windows there is nothing to look at, and the wait is over at once. */
+inline constexpr DWORD WD_ROLE_MEMBER = 6;
 inline constexpr WD_TAG WD_GROUP_TAG = 9;
 
 /* Deals with whatever has died; then the wait goes on. Called before a wait sleeps, and every 100 ms after. */
@@ -23,8 +26,10 @@ typedef void (*WD_LOOK)(void* context);
 WD_API DWORD WdWaitForEvent(HANDLE event, DWORD role, DWORD milliseconds, WD_LOOK look, void* context);
 /* The tag that took the event; 0 when it is signalled, or on failure. */
 WD_API WD_TAG WdEventTaker(HANDLE event);
-/* Signals the event if its taker is still `taker`. True when it did. */
+/* Signals the event if its taker is still `taker`, who has died. True when it did. */
 WD_API BOOL WdSignalAgain(HANDLE event, WD_TAG taker);
+/* Signals the event if the group has it, which nobody of the group needs any more. True when it did. */
+WD_API BOOL WdEndGroup(HANDLE event);
 
 /* Handles of named objects that the calling thread opens between these two calls, which nest, are of use to no other
    thread: the child of a fork that another thread makes doesn't have these objects, so they end with this process. On
@@ -42,8 +47,10 @@ WD_API BOOL WdTagIsAlive(WD_TAG tag);
 WD_API BOOL WdObjectHasOthers(HANDLE object);
 
 /* The bytes of a mapping without a view, for as long as the handle stays open; null (GetLastError) when they are fewer
-   than `atLeast`. For a lock, which asks at each use. On Windows it would be a view kept until the handle's close. */
+   than `atLeast`. For a lock, which asks at each use. On Windows it is a view, kept until WdForgetBytes, which comes
+   before the handle's close. */
 WD_API LPVOID WdMappingBytes(HANDLE mapping, std::size_t atLeast);
+WD_API void WdForgetBytes(HANDLE mapping);
 
 /* A number beside the bytes of a mapping, shared by all who have it open, and gone with it; 0 in a new mapping, and on
    failure. A plain store and load: its users have a lock of their own. */

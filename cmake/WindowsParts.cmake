@@ -1,0 +1,10 @@
+# What is built for Windows: the library and what it loads by name. Each stands by itself: it needs no other library than
+# the system's.
+set(CMAKE_SHARED_LIBRARY_PREFIX "")
+add_link_options(-static)
+
+add_subdirectory(platform/windows)
+add_subdirectory(Common/srclib)
+add_subdirectory(Lib)
+add_subdirectory(records)
+add_subdirectory(config)

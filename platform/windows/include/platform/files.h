@@ -1,0 +1,6 @@
+#ifndef PLATFORM_FILES_H
+#define PLATFORM_FILES_H
+
+#include <platform/base.h>
+
+#endif

@@ -1,0 +1,12 @@
+#ifndef PLATFORM_LOADER_H
+#define PLATFORM_LOADER_H
+
+#include <platform/base.h>
+
+/* What GetProcAddress found, as the function that it is. */
+template <class Entry>
+Entry WdEntryOf(FARPROC found) {
+    return reinterpret_cast<Entry>(reinterpret_cast<void*>(found)); /* by way of a pointer that fits any function */
+}
+
+#endif
