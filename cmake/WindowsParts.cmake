@@ -1,3 +1,5 @@
+option(WDLT_BUILD_WINDOWS_TESTS "Build the acceptance tests for Windows" ON)
+
 # What is built for Windows: the library and what it loads by name. Each stands by itself: it needs no other library than
 # the system's.
 set(CMAKE_SHARED_LIBRARY_PREFIX "")
@@ -8,3 +10,6 @@ add_subdirectory(Common/srclib)
 add_subdirectory(Lib)
 add_subdirectory(records)
 add_subdirectory(config)
+if(WDLT_BUILD_WINDOWS_TESTS)
+    add_subdirectory(tests/windows)
+endif()

@@ -28,13 +28,13 @@ std::string ruleKey(const std::string& rule) {
 }
 
 template <std::size_t Size>
-void put(wdlt_wchar (&field)[Size], const std::u16string& text) {
-    std::ranges::fill(field, u'\0');
+void put(wdlt_wchar (&field)[Size], const WideString& text) {
+    std::ranges::fill(field, WTEXT('\0'));
     text.copy(field, Size);
 }
 
-WdltDrsWhiteListItem itemOf(std::uint32_t index, const std::u16string& rule, const std::u16string& image = u"a.exe",
-                            const std::u16string& domain = u"a.b") {
+WdltDrsWhiteListItem itemOf(std::uint32_t index, const WideString& rule, const WideString& image = WTEXT("a.exe"),
+                            const WideString& domain = WTEXT("a.b")) {
     WdltDrsWhiteListItem item;
     item.Index = index;
     put(item.RuleName, rule);
@@ -63,23 +63,23 @@ class DrsRules : public WebFeatures {
 TEST_F(DrsRules, EachRuleThatTheRegistryMayHold) {
     const auto number = [](DWORD value) { return std::string(reinterpret_cast<const char*>(&value), sizeof value); };
     const auto text = [](std::size_t length) { return std::string(length, 't') + '\0'; };
-    const std::u16string longest(299, u't');
+    const WideString longest(299, WTEXT('t'));
     const struct {
         const char* value; // besides Index 5
         DWORD type;
         std::string data; // stored narrow, read wide
         std::vector<WdltDrsWhiteListItem> expected;
     } cases[] = {
-        {"Other", REG_SZ, "", {itemOf(5, u"R", u"", u"")}},
+        {"Other", REG_SZ, "", {itemOf(5, WTEXT("R"), WTEXT(""), WTEXT(""))}},
         {"Index", REG_DWORD, number(0), {}},
-        {"Index", REG_DWORD, number(1000), {itemOf(1000, u"R", u"", u"")}},
+        {"Index", REG_DWORD, number(1000), {itemOf(1000, WTEXT("R"), WTEXT(""), WTEXT(""))}},
         {"Index", REG_DWORD, number(1001), {}},
         {"Index", REG_SZ, "1", {}},
         {"Index", REG_DWORD, number(1) + number(0), {}},
-        {"ProcessImageName", REG_SZ, text(299), {itemOf(5, u"R", longest, u"")}},
+        {"ProcessImageName", REG_SZ, text(299), {itemOf(5, WTEXT("R"), longest, WTEXT(""))}},
         {"ProcessImageName", REG_SZ, text(300), {}},
-        {"ProcessImageName", REG_DWORD, "a", {itemOf(5, u"R", u"a", u"")}},
-        {"DomainName", REG_SZ, text(255), {itemOf(5, u"R", u"", longest.substr(0, 255))}},
+        {"ProcessImageName", REG_DWORD, "a", {itemOf(5, WTEXT("R"), WTEXT("a"), WTEXT(""))}},
+        {"DomainName", REG_SZ, text(255), {itemOf(5, WTEXT("R"), WTEXT(""), longest.substr(0, 255))}},
         {"DomainName", REG_SZ, text(256), {}},
     };
     for (const auto& c : cases) {
@@ -99,10 +99,10 @@ TEST_F(DrsRules, EachRuleThatTheRegistryMayHold) {
 TEST_F(DrsRules, TheFirstOfAnIndexWins) {
     for (const auto& [rule, index] : {std::pair("c", 7u), {"B", 7u}, {"a", 0u}, {"d", 8u}})
         tree::setNumber(ruleKey(rule), "Index", index);
-    EXPECT_THAT(rules(), ElementsAre(itemOf(7, u"B", u"", u""), itemOf(8, u"d", u"", u"")));
+    EXPECT_THAT(rules(), ElementsAre(itemOf(7, WTEXT("B"), WTEXT(""), WTEXT("")), itemOf(8, WTEXT("d"), WTEXT(""), WTEXT(""))));
     // A rule that is left out of the list doesn't occupy its index.
     tree::setText(ruleKey("B"), "DomainName", std::string(300, 'x'));
-    EXPECT_THAT(rules(), ElementsAre(itemOf(7, u"c", u"", u""), itemOf(8, u"d", u"", u"")));
+    EXPECT_THAT(rules(), ElementsAre(itemOf(7, WTEXT("c"), WTEXT(""), WTEXT("")), itemOf(8, WTEXT("d"), WTEXT(""), WTEXT(""))));
 }
 
 TEST_F(DrsRules, AsMuchAsThereIsRoomFor) {
@@ -113,7 +113,7 @@ TEST_F(DrsRules, AsMuchAsThereIsRoomFor) {
     for (const auto& [rule, index] : {std::pair("1", 1u), {"2", 0u}, {"3", 3u}, {"4", 4u}, {"5", 0u}})
         tree::setNumber(ruleKey(rule), "Index", index);
     const auto expectRead = [&](std::int32_t room, std::int32_t status, std::int32_t told, std::uint32_t filled) {
-        std::vector<WdltDrsWhiteListItem> items(5, itemOf(99, u"untouched"));
+        std::vector<WdltDrsWhiteListItem> items(5, itemOf(99, WTEXT("untouched")));
         count = room;
         EXPECT_EQ(get(items.data(), count), status) << room;
         EXPECT_EQ(count, told) << room;
@@ -133,7 +133,7 @@ TEST_F(DrsRules, NamesOfAnyKeyInTheList) {
     tree::setNumber(ruleKey(std::string(200, 'n')), "Index", 2);
     tree::setNumber(ruleKey(std::string(255, 'o')), "Index", 3);
     tree::setNumber(ruleKey("z"), "Index", 4);
-    EXPECT_THAT(rules(), ElementsAre(itemOf(1, std::u16string(199, u'm'), u"", u""), itemOf(4, u"z", u"", u"")));
+    EXPECT_THAT(rules(), ElementsAre(itemOf(1, WideString(199, WTEXT('m')), WTEXT(""), WTEXT("")), itemOf(4, WTEXT("z"), WTEXT(""), WTEXT(""))));
     std::int32_t count = 0;
     EXPECT_EQ(remove(3), WDLT_OK);
     EXPECT_EQ(get(nullptr, count), WDLT_E_BUFFER_SIZE);
@@ -143,9 +143,9 @@ TEST_F(DrsRules, NamesOfAnyKeyInTheList) {
 TEST_F(DrsRules, WhatIsAddedIsReadBack) {
     DrsService service;
     const WdltDrsWhiteListItem items[] = {
-        itemOf(1000, u"last", u"C:\\\u4e00\\\u00e9.exe", u"\u00fc.example"),
-        itemOf(1, std::u16string(199, u'n'), std::u16string(299, u'i'), std::u16string(255, u'd')),
-        itemOf(2, u"empty", u"", u""),
+        itemOf(1000, WTEXT("last"), WTEXT("C:\\\u4e00\\\u00e9.exe"), WTEXT("\u00fc.example")),
+        itemOf(1, WideString(199, WTEXT('n')), WideString(299, WTEXT('i')), WideString(255, WTEXT('d'))),
+        itemOf(2, WTEXT("empty"), WTEXT(""), WTEXT("")),
     };
     for (const WdltDrsWhiteListItem& item : items)
         EXPECT_EQ(add(item), WDLT_OK) << item.Index;
@@ -156,26 +156,26 @@ TEST_F(DrsRules, WhatIsAddedIsReadBack) {
 
 TEST_F(DrsRules, WhatIsRefusedChangesNothing) {
     DrsService service;
-    ASSERT_EQ(add(itemOf(7, u"Rule")), WDLT_OK);
+    ASSERT_EQ(add(itemOf(7, WTEXT("Rule"))), WDLT_OK);
     tree::setNumber(ruleKey("out"), "Index", 9);
     tree::setText(ruleKey("out"), "DomainName", std::string(300, 'x')); // left out of the list, so its index is free
     ASSERT_EQ(service.heard(), 1);
     const std::string before = dumpTree();
-    const std::u16string filled(300, u'f');
+    const WideString filled(300, WTEXT('f'));
     const struct {
         WdltDrsWhiteListItem item;
         const char* line; // after the operation's name
     } cases[] = {
-        {itemOf(0, u"new"), ": Invalid index:0"},
-        {itemOf(1001, u"new"), ": Invalid index:1001"},
+        {itemOf(0, WTEXT("new")), ": Invalid index:0"},
+        {itemOf(1001, WTEXT("new")), ": Invalid index:1001"},
         {itemOf(8, filled), ": Invalid rule name"},
-        {itemOf(8, u""), ": Invalid rule name"},
-        {itemOf(8, u"a\\b"), ": Invalid rule name"},
-        {itemOf(8, u"new", filled), ": Invalid image path"},
-        {itemOf(8, u"new", u"", filled), ": Invalid domain name"},
-        {itemOf(8, u"rULE"), " error: rule name exist: rULE"},
-        {itemOf(8, u"out"), " error: rule name exist: out"},
-        {itemOf(7, u"new"), " error: Duplicate index: 7"},
+        {itemOf(8, WTEXT("")), ": Invalid rule name"},
+        {itemOf(8, WTEXT("a\\b")), ": Invalid rule name"},
+        {itemOf(8, WTEXT("new"), filled), ": Invalid image path"},
+        {itemOf(8, WTEXT("new"), WTEXT(""), filled), ": Invalid domain name"},
+        {itemOf(8, WTEXT("rULE")), " error: rule name exist: rULE"},
+        {itemOf(8, WTEXT("out")), " error: rule name exist: out"},
+        {itemOf(7, WTEXT("new")), " error: Duplicate index: 7"},
     };
     for (const auto& c : cases) {
         clearLog();
@@ -184,7 +184,7 @@ TEST_F(DrsRules, WhatIsRefusedChangesNothing) {
         EXPECT_EQ(dumpTree(), before) << c.line;
     }
     EXPECT_EQ(service.heard(), 0);
-    EXPECT_EQ(add(itemOf(9, u"new")), WDLT_OK);
+    EXPECT_EQ(add(itemOf(9, WTEXT("new"))), WDLT_OK);
 }
 
 TEST_F(DrsRules, RulesAreDeletedByIndexOrAll) {
@@ -227,7 +227,7 @@ TEST_F(DrsRules, WhenTheListCantBeHad) {
     {
         const RegistryRefusal refusal("RegOpenKeyEx", "WhiteList");
         expectNothing("Cannot open whitelist key");
-        EXPECT_EQ(add(itemOf(7, u"R")), WDLT_E_GENERAL);
+        EXPECT_EQ(add(itemOf(7, WTEXT("R"))), WDLT_E_GENERAL);
         EXPECT_TRUE(library.logged("GetAllWhiteListItem failed.(-1)"));
     }
     {
@@ -257,9 +257,9 @@ TEST_F(DrsRules, AFullListTakesOneOfEachIndex) {
     auto count = static_cast<std::int32_t>(items.size());
     EXPECT_EQ(get(items.data(), count), WDLT_OK);
     EXPECT_EQ(count, WDLT_MAX_DRS_INDEX);
-    EXPECT_EQ(add(itemOf(500, u"one more")), WDLT_E_INVALID_ARGUMENT);
+    EXPECT_EQ(add(itemOf(500, WTEXT("one more"))), WDLT_E_INVALID_ARGUMENT);
     EXPECT_EQ(remove(500), WDLT_OK);
-    EXPECT_EQ(add(itemOf(500, u"one more")), WDLT_OK);
+    EXPECT_EQ(add(itemOf(500, WTEXT("one more"))), WDLT_OK);
 }
 
 } // namespace

@@ -37,7 +37,7 @@ std::int32_t write(Library library, std::uint32_t mode, std::uint32_t threshold)
     return WDLT_CALL(library, WdltDRSWriteConfig)(&config);
 }
 std::int32_t addRule(Library library) {
-    const WdltDrsWhiteListItem rule{5, u"R", u"p", u"d"};
+    const WdltDrsWhiteListItem rule{5, WTEXT("R"), WTEXT("p"), WTEXT("d")};
     return WDLT_CALL(library, WdltAddDRSWhiteListItem)(&rule);
 }
 std::int32_t writePluginManager(Library library) {

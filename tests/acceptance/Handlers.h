@@ -23,8 +23,8 @@ void put(Character (&field)[Size], const std::basic_string<Character>& text) {
     text.copy(field, Size);
 }
 
-inline WdchSystemRedirect redirect(const std::u16string& session, std::uint16_t port = 80, std::uint32_t flag = 0,
-                                   const std::string& process = "", const std::u16string& image = u"") {
+inline WdchSystemRedirect redirect(const WideString& session, std::uint16_t port = 80, std::uint32_t flag = 0,
+                                   const std::string& process = "", const WideString& image = WTEXT("")) {
     WdchSystemRedirect entry;
     std::memset(&entry, 0xEE, sizeof entry); // reserved fields are ignored
     put(entry.sessionType, session);
@@ -69,7 +69,7 @@ class Handlers : public FieldRecord {
     std::int32_t add(WdchSystemRedirect entry, std::uint32_t protocol = kWeb) const {
         return FieldRecord::write(protocol, 0, entry, WDLT_CONFIG_REDIRECT_ADD);
     }
-    std::int32_t remove(const std::u16string& session, std::uint32_t protocol = kWeb) const {
+    std::int32_t remove(const WideString& session, std::uint32_t protocol = kWeb) const {
         WdchSystemRedirect entry = redirect(session);
         return FieldRecord::write(protocol, 0, entry, WDLT_CONFIG_REDIRECT_DELETE);
     }

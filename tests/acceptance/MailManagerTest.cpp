@@ -314,7 +314,7 @@ TEST_F(AddressCache, AFileInUseOrNoFileAtAll) {
     std::string bytes;
     ASSERT_EQ(writeCache(records), WDLT_OK);
     {
-        const Handle user(CreateFileA((home / "install" / "cache.dat").c_str(), GENERIC_READ,
+        const Handle user(CreateFileA((home / "install" / "cache.dat").string().c_str(), GENERIC_READ,
                                       FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL,
                                       nullptr));
         EXPECT_EQ(readCache(bytes), WDLT_E_FILE); // the read opens it exclusively

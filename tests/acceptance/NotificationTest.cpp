@@ -123,7 +123,7 @@ TEST_F(Notification, WhatIsStoredIsToldWithTheLocksHeldUntilTheAnswer) {
 TEST_F(Notification, NobodyHearsOfRedirectsNorOfWhatIsRefused) {
     ChangeListener service;
     WdchSystemRedirect redirect{};
-    redirect.sessionType[0] = u'S';
+    redirect.sessionType[0] = WTEXT('S');
     redirect.port = 80;
     const auto write = WDLT_CALL(library, WdltWriteConfig);
     EXPECT_EQ(write(10003, 0, WDLT_CONFIG_REDIRECT_ADD, &redirect, sizeof redirect), WDLT_OK);

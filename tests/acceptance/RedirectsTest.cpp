@@ -65,19 +65,19 @@ TEST_F(Redirects, ARedirectNeedsSomethingToApplyTo) {
         std::uint16_t port;
         std::uint32_t flag;
         const char* process;
-        const char16_t* image;
+        const WCHAR* image;
         const char* line = nullptr; // null: it is added
     } cases[] = {
-        {1, 0, "", u""}, // only a port
-        {0, 0, "p", u""},
-        {0, 0x10, "", u"i"},
-        {0, 0xEF, "", u"i", "Both process name and port number are not specified"},
-        {0, 0x10, "p", u"", "Both image name and port number are not specified"},
+        {1, 0, "", WTEXT("")}, // only a port
+        {0, 0, "p", WTEXT("")},
+        {0, 0x10, "", WTEXT("i")},
+        {0, 0xEF, "", WTEXT("i"), "Both process name and port number are not specified"},
+        {0, 0x10, "p", WTEXT(""), "Both image name and port number are not specified"},
     };
     for (const auto& c : cases) {
         layDownHandlers();
         const FreshLog fresh;
-        EXPECT_EQ(add(redirect(u"S", c.port, c.flag, c.process, c.image)),
+        EXPECT_EQ(add(redirect(WTEXT("S"), c.port, c.flag, c.process, c.image)),
                   c.line == nullptr ? WDLT_OK : WDLT_E_INVALID_ARGUMENT);
         EXPECT_EQ(library.logged(std::string("[CSystemProtocolCfg::AddRedirect] ") + (c.line == nullptr ? "" : c.line)),
                   c.line != nullptr);
@@ -86,12 +86,12 @@ TEST_F(Redirects, ARedirectNeedsSomethingToApplyTo) {
 }
 
 TEST_F(Redirects, AFlagOfZeroIsNotWritten) {
-    EXPECT_EQ(add(redirect(u"S")), WDLT_OK);
+    EXPECT_EQ(add(redirect(WTEXT("S"))), WDLT_OK);
     EXPECT_FALSE(tree::get(keyOf("S"), "flag"));
     EXPECT_EQ(readOne().flagPresent, 0u);
     EXPECT_TRUE(library.logged("Failed to read Redirect\\S \"Flag\". set Flag to zero."));
-    EXPECT_EQ(add(redirect(u"S", 80, 4)), WDLT_OK);
-    EXPECT_EQ(add(redirect(u"s", 81)), WDLT_OK); // overwrites the same session's values: the old flag stays
+    EXPECT_EQ(add(redirect(WTEXT("S"), 80, 4)), WDLT_OK);
+    EXPECT_EQ(add(redirect(WTEXT("s"), 81)), WDLT_OK); // overwrites the same session's values: the old flag stays
     EXPECT_EQ(readOne().flagPresent, 1u);
     EXPECT_EQ(readOne().flag, 4u);
     EXPECT_EQ(readOne().port, 81u);
@@ -99,14 +99,14 @@ TEST_F(Redirects, AFlagOfZeroIsNotWritten) {
 
 // Both are stored in the same value; the flag says which it is.
 TEST_F(Redirects, AnImageIsWideAndAProcessNarrow) {
-    EXPECT_EQ(add(redirect(u"S", 0, WDLT_REDIRECT_IMAGE, "ignored", u"C:\\Prog\u00E4\\x.exe")), WDLT_OK);
+    EXPECT_EQ(add(redirect(WTEXT("S"), 0, WDLT_REDIRECT_IMAGE, "ignored", WTEXT("C:\\Prog\u00E4\\x.exe"))), WDLT_OK);
     EXPECT_EQ(tree::storedText(keyOf("S"), "process"), std::string("C:\\Prog\u00E4\\x.exe") + '\0');
-    EXPECT_EQ(std::u16string(readOne().image), u"C:\\Prog\u00E4\\x.exe");
-    EXPECT_EQ(add(redirect(u"S", 1, 0x20, "short", u"ignored")), WDLT_OK);
+    EXPECT_EQ(WideString(readOne().image), WTEXT("C:\\Prog\u00E4\\x.exe"));
+    EXPECT_EQ(add(redirect(WTEXT("S"), 1, 0x20, "short", WTEXT("ignored"))), WDLT_OK);
     EXPECT_STREQ(readOne().process, "short");
-    EXPECT_EQ(add(redirect(u"S", 0, WDLT_REDIRECT_IMAGE, "", std::u16string(300, u'i'))), WDLT_OK);
+    EXPECT_EQ(add(redirect(WTEXT("S"), 0, WDLT_REDIRECT_IMAGE, "", WideString(300, WTEXT('i')))), WDLT_OK);
     tree::setText(keyOf("S"), "process", std::string(300, 'j'));
-    EXPECT_EQ(std::u16string(readOne().image), std::u16string(299, u'j'));
+    EXPECT_EQ(WideString(readOne().image), WideString(299, WTEXT('j')));
     EXPECT_TRUE(library.logged("Insufficient buffer for \"Process\"(Need 602)."));
 }
 
@@ -127,18 +127,18 @@ class CodePage {
 TEST_F(Redirects, ASessionsNameHasTenCharactersAndTenBytes) {
     const struct {
         const char* codePage;
-        std::u16string session;
+        WideString session;
         const char* wrong = nullptr; // the reason in the log; null: accepted
     } cases[] = {
-        {"65001", u"1234567890"},
-        {"65001", u"12345678901", "too long"}, // fills the field
-        {"65001", u"\u00E4\u00E4\u00E4\u00E4\u00E4"},
-        {"65001", u"\u00E4\u00E4\u00E4\u00E4\u00E4x", "too long in the code page"}, // eleven bytes
-        {"932", u"\u65E5\u672C\u8A9E\u8868\u793Ax", "too long in the code page"},
-        {"1252", u"\u65E5", "no text of the code page"}, // would become "?", like any other it lacks
-        {"65001", u"\xD800", "no text of the code page"},
-        {"65001", u"a\\b", "no name of a key"}, // would be two keys
-        {"65001", u"", "not specified"},
+        {"65001", WTEXT("1234567890")},
+        {"65001", WTEXT("12345678901"), "too long"}, // fills the field
+        {"65001", WTEXT("\u00E4\u00E4\u00E4\u00E4\u00E4")},
+        {"65001", WTEXT("\u00E4\u00E4\u00E4\u00E4\u00E4x"), "too long in the code page"}, // eleven bytes
+        {"932", WTEXT("\u65E5\u672C\u8A9E\u8868\u793Ax"), "too long in the code page"},
+        {"1252", WTEXT("\u65E5"), "no text of the code page"}, // would become "?", like any other it lacks
+        {"65001", WTEXT("\xD800"), "no text of the code page"},
+        {"65001", WTEXT("a\\b"), "no name of a key"}, // would be two keys
+        {"65001", WTEXT(""), "not specified"},
     };
     for (const auto& c : cases) {
         const CodePage page(c.codePage);
@@ -147,7 +147,7 @@ TEST_F(Redirects, ASessionsNameHasTenCharactersAndTenBytes) {
         const FreshLog fresh;
         EXPECT_EQ(add(redirect(c.session)), c.wrong == nullptr ? WDLT_OK : WDLT_E_INVALID_ARGUMENT);
         if (c.wrong == nullptr) {
-            EXPECT_EQ(std::u16string(readOne().sessionType), c.session);
+            EXPECT_EQ(WideString(readOne().sessionType), c.session);
         }
         EXPECT_EQ(remove(c.session), c.wrong == nullptr ? WDLT_OK : WDLT_E_INVALID_ARGUMENT);
         for (const std::string operation : {"[CSystemProtocolCfg::AddRedirect]", "DelRedirect"})
@@ -162,24 +162,24 @@ TEST_F(Redirects, ALongKeysNameIsCutOrLeftOut) {
     tree::setNumber(keyOf("b twenty-two bytes key"), "port", 2);
     const auto entries = redirects();
     ASSERT_EQ(entries.size(), 2u);
-    EXPECT_EQ(std::u16string(entries[0].sessionType), u"a twenty-o");
-    EXPECT_EQ(std::u16string(entries[1].sessionType), u"");
+    EXPECT_EQ(WideString(entries[0].sessionType), WTEXT("a twenty-o"));
+    EXPECT_EQ(WideString(entries[1].sessionType), WTEXT(""));
     EXPECT_TRUE(library.logged("ReadValue( SubSection = Redirect\\b twenty-two bytes key) fails (-2)"));
 }
 
 TEST_F(Redirects, DeletingTellsWhatWasNotThere) {
     const std::string line = "DelRedirect Failed to delete registry key (key=redirect\\Gone, ret=";
-    EXPECT_EQ(remove(u"Gone"), WDLT_E_REGISTRY); // the handler has no list
+    EXPECT_EQ(remove(WTEXT("Gone")), WDLT_E_REGISTRY); // the handler has no list
     EXPECT_TRUE(library.logged("!!! <WdltCfg> " + line + "-9)"));
-    EXPECT_EQ(add(redirect(u"S")), WDLT_OK);
-    EXPECT_EQ(add(redirect(u"T")), WDLT_OK);
-    EXPECT_EQ(remove(u"Gone"), WDLT_E_NOT_FOUND);
+    EXPECT_EQ(add(redirect(WTEXT("S"))), WDLT_OK);
+    EXPECT_EQ(add(redirect(WTEXT("T"))), WDLT_OK);
+    EXPECT_EQ(remove(WTEXT("Gone")), WDLT_E_NOT_FOUND);
     EXPECT_TRUE(library.logged("@@@ <WdltCfg> " + line + "-16)"));
-    EXPECT_EQ(remove(u"s"), WDLT_OK);
-    EXPECT_EQ(std::u16string(readOne().sessionType), u"T");
+    EXPECT_EQ(remove(WTEXT("s")), WDLT_OK);
+    EXPECT_EQ(WideString(readOne().sessionType), WTEXT("T"));
     tree::setNumber(keyOf("T\\below"), "x", 1);
-    EXPECT_EQ(remove(u"T"), WDLT_E_REGISTRY);               // it has subkeys
-    EXPECT_EQ(add(redirect(u"S"), 10005), WDLT_E_REGISTRY); // no handler has this protocol
+    EXPECT_EQ(remove(WTEXT("T")), WDLT_E_REGISTRY);               // it has subkeys
+    EXPECT_EQ(add(redirect(WTEXT("S")), 10005), WDLT_E_REGISTRY); // no handler has this protocol
     EXPECT_EQ(tree::subkeys(tree::path("ProtocolHandler")).size(), 4u);
 }
 
@@ -205,7 +205,7 @@ TEST_F(Redirects, AListThatChangesMeanwhile) {
 
 TEST_F(Redirects, TheListsMutexIsHeldWhileItIsReadAndNeededToChangeIt) {
     const char* const name = "Global\\wdlt_config_redirect_mutex";
-    EXPECT_EQ(add(redirect(u"S")), WDLT_OK);
+    EXPECT_EQ(add(redirect(WTEXT("S"))), WDLT_OK);
     {
         HANDLE const mutex = CreateMutexA(nullptr, FALSE, name);
         bool wasHeld = false;
@@ -218,8 +218,8 @@ TEST_F(Redirects, TheListsMutexIsHeldWhileItIsReadAndNeededToChangeIt) {
         CloseHandle(mutex);
     }
     HANDLE const event = CreateEventA(nullptr, FALSE, FALSE, name); // occupies the mutex's name
-    EXPECT_EQ(add(redirect(u"T")), WDLT_E_GENERAL);
-    EXPECT_EQ(remove(u"S"), WDLT_E_GENERAL);
+    EXPECT_EQ(add(redirect(WTEXT("T"))), WDLT_E_GENERAL);
+    EXPECT_EQ(remove(WTEXT("S")), WDLT_E_GENERAL);
     EXPECT_EQ(redirects().size(), 1u); // a read goes on without the mutex
     CloseHandle(event);
 }

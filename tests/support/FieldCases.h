@@ -6,7 +6,7 @@
 #include "FakeService.h"
 #include "FieldCase.h"
 #include "FreshLog.h"
-#include "LoadedLibrary.h"
+#include <LoadedLibrary.h>
 #include "RegistryRefusal.h"
 #include "Tree.h"
 

@@ -157,7 +157,7 @@ class PrivacyTest : public TestFiles {
             if (file->size() >= 56)
                 file->replace(48, 8, std::string(8, 'T'));
         for (const auto& entry : std::filesystem::directory_iterator(at("temp")))
-            now.temporary.push_back(entry.path().filename());
+            now.temporary.push_back(entry.path().filename().string());
         for (const char* const name :
              {"ItemEntryCount", "ItemIndex", "ScanTarget", "ItemName", "Description", "PrivacyData"})
             for (const char* const position : {"", "00", "01", "02", "03"})

@@ -1,7 +1,7 @@
 // Runs the built programs, from the test program's directory, in the test's home.
 #pragma once
 
-#include "Child.h"
+#include <Child.h>
 #include "TestHome.h"
 
 #include <filesystem>

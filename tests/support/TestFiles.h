@@ -2,7 +2,7 @@
 // 0 for none.
 #pragma once
 
-#include "Child.h"
+#include <Child.h>
 #include "TestObject.h"
 
 #include <gtest/gtest.h>

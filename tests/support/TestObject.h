@@ -74,7 +74,7 @@ View<T> viewOf(const Handle& mapping, std::size_t bytes = 0, DWORD access = FILE
 inline void useFreshHome() {
     static int homes = 0;
     const std::filesystem::path home = TestHome::instance().path() / ("home" + std::to_string(++homes));
-    setenv("WARDLET_HOME", home.c_str(), 1);
+    setenv("WARDLET_HOME", home.string().c_str(), 1);
     WdTestRereadEnvironment();
 }
 inline std::filesystem::path objectsFolder() {
@@ -86,7 +86,7 @@ inline std::vector<std::string> objectFiles(const std::filesystem::path& folder 
     std::vector<std::string> names;
     std::error_code none;
     for (const auto& entry : std::filesystem::directory_iterator(folder, none))
-        if (const std::string name = entry.path().filename(); (name.front() == '.') == dotted)
+        if (const std::string name = entry.path().filename().string(); (name.front() == '.') == dotted)
             names.push_back(name);
     std::sort(names.begin(), names.end());
     return names;
