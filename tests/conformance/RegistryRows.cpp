@@ -46,20 +46,23 @@ struct Value {
     const char* name;
     DWORD type;
     std::string_view data;
+    /* What stands behind the data in the caller's memory. */
+    char behind = 0;
 };
 constexpr Value kValues[] = {
     {"text", REG_SZ, "abc\0"sv},
-    {"unterminated", REG_SZ, "abcd"sv},
-    {"odd", REG_SZ, "abc"sv},
+    {"unterminated", REG_SZ, "abcd"sv, '#'},
+    {"end-not-counted", REG_SZ, "abcd"sv},
+    {"odd", REG_SZ, "abc"sv, '#'},
     {"empty", REG_SZ, ""sv},
     {"zero", REG_SZ, "\0"sv},
     {"zeros", REG_SZ, "\0\0"sv},
     {"inner-zero", REG_SZ, "ab\0\0cd\0\0"sv},
     {"two-ends", REG_SZ, "ab\0\0\0\0"sv},
     {"expand", REG_EXPAND_SZ, "%a%\0"sv},
-    {"expand-unterminated", REG_EXPAND_SZ, "%a"sv},
+    {"expand-unterminated", REG_EXPAND_SZ, "%a"sv, '#'},
     {"multi", REG_MULTI_SZ, "a\0b\0\0\0"sv},
-    {"multi-unterminated", REG_MULTI_SZ, "a\0b\0cd"sv},
+    {"multi-unterminated", REG_MULTI_SZ, "a\0b\0cd"sv, '#'},
     {"multi-empty", REG_MULTI_SZ, ""sv},
     {"binary", REG_BINARY, "\1\0\2\0\3"sv},
     {"binary-empty", REG_BINARY, ""sv},
@@ -96,10 +99,12 @@ void queryRows(HKEY key, Word written) {
 template <class Char>
 std::string dataOf(const Value& value) {
     const bool isText = value.type == REG_SZ || value.type == REG_EXPAND_SZ || value.type == REG_MULTI_SZ;
-    if (!isText || value.name == "odd"sv)
-        return std::string(value.data);
-    const auto text = formed<Char>(value.data);
-    return {reinterpret_cast<const char*>(text.data()), text.size() * sizeof(Char)};
+    std::string data(value.data);
+    if (isText && value.name != "odd"sv) {
+        const auto text = formed<Char>(value.data);
+        data.assign(reinterpret_cast<const char*>(text.data()), text.size() * sizeof(Char));
+    }
+    return data.append(sizeof(Char), value.behind);
 }
 
 template <class Char>
@@ -107,8 +112,9 @@ void valueRows() {
     const ScratchKey key;
     for (const Value& value : kValues) {
         const std::string data = dataOf<Char>(value);
-        row("registry.set", kForm<Char>, value.name, value.type, value.data)(
-            setValue(key, Name<Char>(value.name).get(), value.type, data.data(), static_cast<DWORD>(data.size())));
+        row("registry.set", kForm<Char>, value.name, value.type,
+            value.data)(setValue(key, Name<Char>(value.name).get(), value.type, data.data(),
+                                 static_cast<DWORD>(data.size() - sizeof(Char))));
     }
     queryRows<char>(key, kForm<Char>);
     queryRows<WCHAR>(key, kForm<Char>);
