@@ -95,10 +95,10 @@ std::string readFile(const char* name) {
 }
 
 void freshFolder() {
-    for (const auto& entry : fs::directory_iterator(".")) {
+    for (const auto& entry : fs::recursive_directory_iterator("."))
         fs::permissions(entry, fs::perms::owner_all, fs::perm_options::add);
+    for (const auto& entry : fs::directory_iterator("."))
         fs::remove_all(entry);
-    }
 }
 
 int main(int count, char** arguments) {

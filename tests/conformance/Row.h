@@ -50,10 +50,16 @@ requires std::is_integral_v<Number> std::string shown(Number number) {
 /* What a call gave, shown already. */
 struct Outcome {
     std::string text;
-    bool success;
+    bool success = true;
 };
 inline std::string shown(const Outcome& outcome) {
     return outcome.text;
+}
+
+/* What is looked at when the row is printed, after the calls among its results. */
+template <class Look>
+requires std::is_invocable_v<Look> std::string shown(Look look) {
+    return shown(look());
 }
 
 inline constexpr DWORD kUntouched = 7777;

@@ -14,6 +14,7 @@ inline constexpr char kLibrary[] = "kernel32.dll";
 #else
 #include <platform/win32.h>
 
+inline constexpr DWORD FILE_ATTRIBUTE_ARCHIVE = 0x20;
 inline constexpr char kLibrary[] = "WdltPlatform.dll";
 #endif
 
