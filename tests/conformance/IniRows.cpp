@@ -124,7 +124,7 @@ void numberRows() {
     row("ini.number-null", Word{"name"})(GetPrivateProfileIntA("s", nullptr, 42, kFile));
 }
 
-constexpr char kStart[] = "; head\r\n[s]\r\nn=v\r\n;n=c\r\nm = \"w\"\r\n\r\n[t]\r\nx=y\r\n";
+constexpr char kStart[] = "; head\r\n[s]\r\nn=v\r\n;n=c\r\nm=\"w\"\r\n[t]\r\nx=y\r\n";
 
 void writeRows() {
     const auto write = [](std::string_view call, const char* start, const char* section, const char* name,
@@ -151,8 +151,9 @@ void writeRows() {
         write("ini.write-odd-name", kStart, "s", odd, "z");
         write("ini.write-odd-section", kStart, odd, "z", "z");
     }
-    for (const char* start : {static_cast<const char*>(nullptr), "", "[s]", "[s]\n", "[s]\nn=v", "[s]\nn=v\n\n\n[t]\n",
-                              "[s]\rn=v\r", "text", "[s]\nn=1\nn=2\n", "[s]\nn=1\n[s]\nn=2\n", "[s]\nn=v\x1A"}) {
+    for (const char* start : {static_cast<const char*>(nullptr), "", "[s]", "[s]\r\n", "[s]\r\nn=v", "[s]\nn=v\n",
+                              "[s]\r\n n = v \r\n\r\n[t]\r\n", "[s]\rn=v\r", "text", "[s]\r\nn=1\r\nn=2\r\n",
+                              "[s]\r\nn=1\r\n[s]\r\nn=2\r\n", "[s]\r\nn=v\x1A"}) {
         write("ini.write-into", start, "s", "n", "z");
         write("ini.write-into", start, "u", "n", "z");
         write("ini.write-into", start, "s", "n", nullptr);

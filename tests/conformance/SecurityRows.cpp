@@ -12,9 +12,6 @@ struct Free {
 };
 using Memory = std::unique_ptr<void, Free>;
 
-constexpr SECURITY_INFORMATION kParts[] = {OWNER_SECURITY_INFORMATION, GROUP_SECURITY_INFORMATION,
-                                           DACL_SECURITY_INFORMATION, 0xF, 0};
-
 std::string textOf(PSECURITY_DESCRIPTOR descriptor, SECURITY_INFORMATION parts) {
     LPSTR text = nullptr;
     DWORD length = 0;
@@ -87,11 +84,13 @@ void descriptorTextRows() {
             return ConvertStringSecurityDescriptorToSecurityDescriptorA(text, SDDL_REVISION_1, &descriptor, &size);
         });
         const Memory kept(descriptor);
-        row("security.text", text)(outcome, size);
-        if (outcome.success)
-            for (const SECURITY_INFORMATION parts : kParts)
-                row("security.text-back", text, Hex{parts})(Word{textOf(descriptor, parts)});
+        row("security.text", text)(outcome, size, Word{outcome.success ? textOf(descriptor, 0xF) : "-"});
     }
+    PSECURITY_DESCRIPTOR whole = nullptr;
+    ConvertStringSecurityDescriptorToSecurityDescriptorA("O:BAG:SYD:(A;;GA;;;WD)S:P", SDDL_REVISION_1, &whole, nullptr);
+    const Memory keptWhole(whole);
+    for (SECURITY_INFORMATION parts = 0; parts < 0x10; ++parts)
+        row("security.parts", Hex{parts})(Word{textOf(whole, parts)});
     PSECURITY_DESCRIPTOR descriptor = nullptr;
     for (const DWORD revision : {0, 1, 2})
         row("security.text-revision", revision)(made([&] {
