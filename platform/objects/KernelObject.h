@@ -104,7 +104,7 @@ struct HandleTarget {
         file.reset();
     }
 };
-using KernelHandles = HandleTable<HandleTarget, 0xA5>;
+using KernelHandles = HandleTable<HandleTarget, 0xA4>;
 
 // A handle in use by one call: the object stays alive meanwhile.
 class ObjectUse {
@@ -114,6 +114,8 @@ class ObjectUse {
     bool acquire(HANDLE handle, ObjectKind kind);
     // The same without touching GetLastError.
     bool find(HANDLE handle, ObjectKind kind);
+    // After a failing find: whether the handle is an open file's.
+    bool isFile() const { return m_use.isAcquired() && m_use.payload().object == nullptr; }
     KernelObject* operator->() const { return m_use.payload().object; }
     KernelObject& operator*() const { return *m_use.payload().object; }
 
