@@ -240,10 +240,12 @@ DWORD replaceFileBy(fs::path target, const fs::path& replacement) {
     }
     if (isSameFile(made, old))
         return ERROR_SHARING_VIOLATION; // two names of one file: a rename would do nothing and succeed
-    // Nobody may have it open. Only asked: whoever opens the target next must not find this lock.
-    if (sys::flock(source.get(), LOCK_EX | LOCK_NB) != 0)
+    // Nobody may have it open. Only asked: whoever opens the target next must not find this lock. Some network file
+    // systems can't tell, of a file that is open for reading.
+    if (sys::flock(source.get(), LOCK_EX | LOCK_NB) == 0)
+        sys::flock(source.get(), LOCK_UN);
+    else if (errno == EWOULDBLOCK)
         return systemError();
-    sys::flock(source.get(), LOCK_UN);
     const FileDescriptor origin = openFolderOf(replacement);
     if (!origin.valid() || !takeRights(source.get(), old) || sys::fsync(source.get()) != 0)
         return systemError();

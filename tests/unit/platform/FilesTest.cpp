@@ -313,6 +313,12 @@ TEST_F(Files, ATemporaryFileOfADeadProcessIsRemovedByTheNext) {
     ASSERT_TRUE(made.await() && made.await());
     EXPECT_NE(temporary(folder.string(), "url"), "");
     EXPECT_EQ(files(), 7) << "one that lives was robbed";
+    // A look at files that are held must not take the lock by which their makers open them.
+    EXPECT_EQ(Child([&] {
+                  WdTestFailCall("flock", 1, 0);
+                  return DeleteFileA(temporary(folder.string(), "url").c_str()) != FALSE ? 0 : 1;
+              }).wait(),
+              0);
     maker.kill();
     const auto before = openDescriptors();
     const std::string own = temporary(folder.string(), "urlong");
