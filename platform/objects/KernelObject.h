@@ -96,6 +96,7 @@ struct HandleTarget {
     KernelObject* object = nullptr;
     std::uint64_t thread = 0; // the thread whose own handle it is; 0: the process's
     LockedFile file;
+    DWORD fileRights = 0; // FILE_READ_DATA, FILE_WRITE_DATA: what the caller may do, whatever the descriptor can
 
     void closed() {
         if (object != nullptr)

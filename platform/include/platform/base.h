@@ -78,6 +78,7 @@ inline constexpr DWORD ERROR_TOO_MANY_POSTS = 298;
 inline constexpr DWORD ERROR_INVALID_ADDRESS = 487;
 inline constexpr DWORD ERROR_OPERATION_ABORTED = 995;
 inline constexpr DWORD ERROR_NOACCESS = 998;
+inline constexpr DWORD ERROR_INVALID_FLAGS = 1004;
 inline constexpr DWORD ERROR_BADDB = 1009;
 inline constexpr DWORD ERROR_BADKEY = 1010;
 inline constexpr DWORD ERROR_REGISTRY_CORRUPT = 1015;
@@ -91,6 +92,8 @@ inline constexpr DWORD ERROR_INVALID_ACL = 1336;
 inline constexpr DWORD ERROR_INVALID_SID = 1337;
 inline constexpr DWORD ERROR_INVALID_SECURITY_DESCR = 1338;
 inline constexpr DWORD ERROR_NO_SYSTEM_RESOURCES = 1450;
+inline constexpr DWORD RPC_S_INVALID_STRING_BINDING = 1705;
+inline constexpr DWORD ERROR_INVALID_USER_BUFFER = 1784;
 
 /* The calling thread's last error: set by each failing call of the layer, left alone by a successful one. */
 WD_API DWORD GetLastError();
