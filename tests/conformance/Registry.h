@@ -75,15 +75,16 @@ class ScratchKey {
     static constexpr char kPath[] = "SOFTWARE\\Conformance rows";
 
     static void clear() { removeTree(HKEY_LOCAL_MACHINE, WTEXT("SOFTWARE\\Conformance rows")); }
-    static void removeTree(HKEY parent, const WCHAR* name) {
+    static bool removeTree(HKEY parent, const WCHAR* name) {
         HKEY key = nullptr;
         if (openKey(parent, name, KEY_ALL_ACCESS, &key) != ERROR_SUCCESS)
-            return;
+            return false;
         WCHAR child[300];
-        for (DWORD length = 300; enumKey(key, 0, child, &length) == ERROR_SUCCESS; length = 300)
-            removeTree(key, child);
+        DWORD kept = 0; // how many can't be removed
+        for (DWORD length = 300; enumKey(key, kept, child, &length) == ERROR_SUCCESS; length = 300)
+            kept += !removeTree(key, child);
         RegCloseKey(key);
-        deleteKey(parent, name);
+        return deleteKey(parent, name) == ERROR_SUCCESS;
     }
 
     HKEY m_key = nullptr;

@@ -187,7 +187,7 @@ void systemPageRows() {
         row("page.file-name", page, path)(PathFindFileNameA(path) - path);
     }
     // Names of keys and values go through the page, as texts do that are written in one form and read in the other.
-    for (const char* name : {"caf\xE9", "\x80", "\xFF", "x\x81\x5Cy", "\x82\xA0", "\x81", "\xB0\xA1\xA1", "\xD0\xC4"}) {
+    for (const char* name : {"caf\xE9s", "\x80", "\xFF", "x\x81\x5Cy", "\x82\xA0", "\xB0\xA1z", "\xD0\xC4"}) {
         const ScratchKey key;
         HKEY child = nullptr;
         const LONG code = createKey(key, name, KEY_ALL_ACCESS, &child, nullptr);
