@@ -18,47 +18,9 @@ Outcome text(const char* section, const char* name, const char* standIn, DWORD r
 }
 
 void contentRows() {
-    constexpr std::string_view contents[] = {"[s]\nn=v\n",
-                                             "[s]\r\nn=v\r\n",
-                                             "[s]\rn=v\r",
-                                             "[s]\nn=v",
-                                             "[S]\nN=v\n",
-                                             "[s]\n n = v \n",
-                                             "[s]\nn=\"v\"\n",
-                                             "[s]\nn=\"v\n",
-                                             "[s]\nn='v w'\n",
-                                             "[s]\nn=\" v \"\n",
-                                             "[s]\nn=v;comment\n",
-                                             "[s]\nn=v ; comment\n",
-                                             "[s]\n;n=no\nn=v\n",
-                                             "[s]\n;n=no\n",
-                                             "[s]\nn=\n",
-                                             "[s]\nn\n",
-                                             "[s]\nn =v=w\n",
-                                             "[s]\nn=1\nn=2\n",
-                                             "[s]\nx=1\n[s]\nn=2\n",
-                                             "n=v\n[s]\n",
-                                             "[s\nn=v\n",
-                                             " [s]\nn=v\n",
-                                             "[ s ]\nn=v\n",
-                                             "[s] tail\nn=v\n",
-                                             "[s][t]\nn=v\n",
-                                             "[t]\nn=other\n[s]\nn=v\n",
-                                             "[s]\n[t]\nn=other\n",
-                                             "[s]\n\n\nn=v\n",
-                                             "[s]\n\tn\t=\tv\t\n",
-                                             "\xEF\xBB\xBF[s]\nn=v\n",
-                                             "[s]\nn=v\x1A\nm=w\n",
-                                             "[s]\nn=a\0b\n"sv,
-                                             "[s]\n#n=no\n",
-                                             "[s]\nn=\"\"\n",
-                                             "[s]\nn=\"a\"b\"\n",
-                                             "[s]\nn=%PATH%\n",
-                                             "[s]\n=v\n",
-                                             "",
-                                             "\n",
-                                             "[]\nn=v\n"};
-    for (const std::string_view content : contents) {
+    for (
+        const std::string& content : each(
+            "[s]\nn=v\n~[s]\r\nn=v\r\n~[s]\rn=v\r~[s]\nn=v~[S]\nN=v\n~[s]\n n = v \n~[s]\nn=\"v\"\n~[s]\nn=\"v\n~[s]\nn='v w'\n~[s]\nn=\" v \"\n~[s]\nn=v;comment\n~[s]\nn=v ; comment\n~[s]\n;n=no\nn=v\n~[s]\n;n=no\n~[s]\nn=\n~[s]\nn\n~[s]\nn =v=w\n~[s]\nn=1\nn=2\n~[s]\nx=1\n[s]\nn=2\n~n=v\n[s]\n~[s\nn=v\n~ [s]\nn=v\n~[ s ]\nn=v\n~[s] tail\nn=v\n~[s][t]\nn=v\n~[t]\nn=other\n[s]\nn=v\n~[s]\n[t]\nn=other\n~[s]\n\n\nn=v\n~[s]\n\tn\t=\tv\t\n~\xEF\xBB\xBF[s]\nn=v\n~[s]\nn=v\x1A\nm=w\n~[s]\nn=a\0b\n~[s]\n#n=no\n~[s]\nn=\"\"\n~[s]\nn=\"a\"b\"\n~[s]\nn=%PATH%\n~[s]\n=v\n~~\n~[]\nn=v\n"sv)) {
         writeFile("rows.ini", content);
         row("ini.content", content)(text("s", "n", "none"));
     }
@@ -81,41 +43,10 @@ void contentRows() {
 }
 
 void numberRows() {
-    for (const char* number : {"0",
-                               "7",
-                               "-7",
-                               "+7",
-                               " 7 ",
-                               "007",
-                               "010",
-                               "0x1F",
-                               "0X1F",
-                               "0x",
-                               "0xFFFFFFFF",
-                               "0x1FFFFFFFF",
-                               "0xg",
-                               "-0x10",
-                               "4294967295",
-                               "4294967296",
-                               "2147483648",
-                               "-2147483649",
-                               "99999999999999999999",
-                               "7x",
-                               "x7",
-                               "7 8",
-                               "7;8",
-                               "\"7\"",
-                               "\" 7\"",
-                               "'7'",
-                               "",
-                               "-",
-                               "--7",
-                               "- 7",
-                               "1.5",
-                               "1e3",
-                               "0b1",
-                               "0o17",
-                               "7\x1A"}) {
+    for (const std::string& number :
+         each("0~7~-7~+7~ 7 "
+              "~007~010~0x1F~0X1F~0x~0xFFFFFFFF~0x1FFFFFFFF~0xg~-0x10~4294967295~4294967296~2147483648~-2147483649~"
+              "99999999999999999999~7x~x7~7 8~7;8~\"7\"~\" 7\"~'7'~~-~--7~- 7~1.5~1e3~0b1~0o17~7\x1A")) {
         writeFile("rows.ini", "[s]\nn="s + number + "\n");
         row("ini.number", number)(GetPrivateProfileIntA("s", "n", 42, kFile));
     }

@@ -85,6 +85,16 @@ bool allRowsAreDifferent() {
     return !twice;
 }
 
+std::vector<std::string> each(std::string_view list) {
+    std::vector<std::string> parts(1);
+    for (const char character : list)
+        if (character == '~')
+            parts.emplace_back();
+        else
+            parts.back() += character;
+    return parts;
+}
+
 void writeFile(const char* name, std::string_view content) {
     std::ofstream(name, std::ios::binary) << content;
 }

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <vector>
 
 /* A mask or a code that is read more easily so. */
 struct Hex {
@@ -118,6 +119,9 @@ class Handle {
   private:
     HANDLE m_handle;
 };
+
+/* The parts of a list, which ~ separates. */
+std::vector<std::string> each(std::string_view list);
 
 /* A file of the scratch folder, which is the current one. */
 void writeFile(const char* name, std::string_view content);

@@ -25,63 +25,20 @@ std::string textOf(PSECURITY_DESCRIPTOR descriptor, SECURITY_INFORMATION parts) 
 }
 
 void descriptorTextRows() {
-    constexpr const char* texts[] = {"",
-                                     "D:",
-                                     "D:(A;;GA;;;WD)",
-                                     "O:BAG:BAD:(A;;GA;;;WD)S:(ML;;NW;;;LW)",
-                                     "O:SY",
-                                     "G:SY",
-                                     "O:BAO:SY",
-                                     "D:D:",
-                                     "O:",
-                                     "O:XX",
-                                     "O:S-1-5-18",
-                                     "O:S-1-5-32-544G:S-1-5-11",
-                                     "X:BA",
-                                     "BA",
-                                     "D:(",
-                                     "D:()",
-                                     "D:(A)",
-                                     "D:(A;;GA;;;)",
-                                     "D:(A;;GA;;;WD",
-                                     "D:(A;;GA;;;WD))",
-                                     "D:(A;;GA;;;WD)(A;;GR;;;BA)",
-                                     "D:(D;;GA;;;WD)",
-                                     "D:(X;;GA;;;WD)",
-                                     "D:(AU;SA;GA;;;WD)",
-                                     "D:(OA;;GA;;;WD)",
-                                     "D:(A;;GA;x;;WD)",
-                                     "D:(A;OICINPIOID;GA;;;WD)",
-                                     "D:(A;XX;GA;;;WD)",
-                                     "D:(A;O;GA;;;WD)",
-                                     "D:P(A;;GA;;;WD)",
-                                     "D:AI(A;;GA;;;WD)",
-                                     "D:AR(A;;GA;;;WD)",
-                                     "D:PAIAR(A;;GA;;;WD)",
-                                     "D:NO_ACCESS_CONTROL",
-                                     "D:X(A;;GA;;;WD)",
-                                     "d:(a;;ga;;;wd)",
-                                     " D:(A;;GA;;;WD)",
-                                     "D: (A;;GA;;;WD)",
-                                     "D:(A; ;GA;;;WD)",
-                                     "D:( A;;GA;;;WD)",
-                                     "D:(A;;GA;;; WD)",
-                                     "D:(A;;GA;;;WD) ",
-                                     "D:(A;;GA;;;WD) (A;;GR;;;BA)",
-                                     "S:(ML;;NW;;;LW)",
-                                     "S:(ML;;NWNRNX;;;HI)",
-                                     "S:(ML;;GA;;;ME)",
-                                     "S:(A;;GA;;;WD)",
-                                     "S:(AU;SAFA;GA;;;WD)",
-                                     "S:P(ML;;NW;;;SI)",
-                                     "D:(ML;;NW;;;LW)",
-                                     "S:",
-                                     "O:BAD:(A;;GA;;;WD)G:SY"};
-    for (const char* text : texts) {
+    for (const std::string& text :
+         each("~D:~D:(A;;GA;;;WD)~O:BAG:BAD:(A;;GA;;;WD)S:(ML;;NW;;;LW)~O:SY~G:SY~O:BAO:SY~D:D:~O:~O:XX~O:S-1-5-18~O:S-"
+              "1-5-32-544G:S-1-5-11~X:BA~BA~D:(~D:()~D:(A)~D:(A;;GA;;;)~D:(A;;GA;;;WD~D:(A;;GA;;;WD))~D:(A;;GA;;;WD)(A;"
+              ";GR;;;BA)~D:(D;;GA;;;WD)~D:(X;;GA;;;WD)~D:(AU;SA;GA;;;WD)~D:(OA;;GA;;;WD)~D:(A;;GA;x;;WD)~D:(A;"
+              "OICINPIOID;GA;;;WD)~D:(A;XX;GA;;;WD)~D:(A;O;GA;;;WD)~D:P(A;;GA;;;WD)~D:AI(A;;GA;;;WD)~D:AR(A;;GA;;;WD)~"
+              "D:PAIAR(A;;GA;;;WD)~D:NO_ACCESS_CONTROL~D:X(A;;GA;;;WD)~d:(a;;ga;;;wd)~ D:(A;;GA;;;WD)~D: "
+              "(A;;GA;;;WD)~D:(A; ;GA;;;WD)~D:( A;;GA;;;WD)~D:(A;;GA;;; WD)~D:(A;;GA;;;WD) ~D:(A;;GA;;;WD) "
+              "(A;;GR;;;BA)~S:(ML;;NW;;;LW)~S:(ML;;NWNRNX;;;HI)~S:(ML;;GA;;;ME)~S:(A;;GA;;;WD)~S:(AU;SAFA;GA;;;WD)~S:P("
+              "ML;;NW;;;SI)~D:(ML;;NW;;;LW)~S:~O:BAD:(A;;GA;;;WD)G:SY")) {
         PSECURITY_DESCRIPTOR descriptor = nullptr;
         DWORD size = 0;
         const Outcome outcome = made([&] {
-            return ConvertStringSecurityDescriptorToSecurityDescriptorA(text, SDDL_REVISION_1, &descriptor, &size);
+            return ConvertStringSecurityDescriptorToSecurityDescriptorA(text.c_str(), SDDL_REVISION_1, &descriptor,
+                                                                        &size);
         });
         const Memory kept(descriptor);
         row("security.text", text)(outcome, size, Word{outcome.success ? textOf(descriptor, 0xF) : "-"});
@@ -101,61 +58,10 @@ void descriptorTextRows() {
 }
 
 void rightRows() {
-    for (const char* rights : {"GA",
-                               "GR",
-                               "GW",
-                               "GX",
-                               "GRGWGX",
-                               "GXGWGR",
-                               "RC",
-                               "SD",
-                               "WD",
-                               "WO",
-                               "RCSDWDWO",
-                               "CC",
-                               "DC",
-                               "LC",
-                               "SW",
-                               "RP",
-                               "WP",
-                               "DT",
-                               "LO",
-                               "CR",
-                               "CCDCLCSWRPWPDTLOCRSDRCWDWO",
-                               "FA",
-                               "FR",
-                               "FW",
-                               "FX",
-                               "KA",
-                               "KR",
-                               "KW",
-                               "KX",
-                               "NR",
-                               "NW",
-                               "NX",
-                               "0x1",
-                               "0x1F0003",
-                               "0X1F",
-                               "1",
-                               "31",
-                               "010",
-                               "0",
-                               "0x0",
-                               "",
-                               "0xFFFFFFFF",
-                               "4294967295",
-                               "4294967296",
-                               "0x100000000",
-                               "-1",
-                               "020000000000",
-                               "GAX",
-                               "XX",
-                               "G",
-                               "ga",
-                               "GA GR",
-                               "0x1GA",
-                               "GA0x1",
-                               "0x"}) {
+    for (const std::string& rights :
+         each("GA~GR~GW~GX~GRGWGX~GXGWGR~RC~SD~WD~WO~RCSDWDWO~CC~DC~LC~SW~RP~WP~DT~LO~CR~CCDCLCSWRPWPDTLOCRSDRCWDWO~FA~"
+              "FR~FW~FX~KA~KR~KW~KX~NR~NW~NX~0x1~0x1F0003~0X1F~1~31~010~0~0x0~~0xFFFFFFFF~4294967295~4294967296~"
+              "0x100000000~-1~020000000000~GAX~XX~G~ga~GA GR~0x1GA~GA0x1~0x")) {
         PSECURITY_DESCRIPTOR descriptor = nullptr;
         const std::string text = "D:(A;;"s + rights + ";;;WD)";
         const Outcome outcome = made([&] {
@@ -169,72 +75,14 @@ void rightRows() {
 }
 
 void sidRows() {
-    for (const char* text : {"WD",
-                             "BA",
-                             "SY",
-                             "CO",
-                             "CG",
-                             "AU",
-                             "AN",
-                             "IU",
-                             "NU",
-                             "SU",
-                             "LS",
-                             "NS",
-                             "BU",
-                             "BG",
-                             "PU",
-                             "AO",
-                             "BO",
-                             "SO",
-                             "PO",
-                             "RC",
-                             "WR",
-                             "PS",
-                             "LW",
-                             "ME",
-                             "MP",
-                             "HI",
-                             "SI",
-                             "AC",
-                             "OW",
-                             "RD",
-                             "NO",
-                             "RU",
-                             "ED",
-                             "LA",
-                             "LG",
-                             "DA",
-                             "XX",
-                             "wd",
-                             "S-1-1-0",
-                             "s-1-1-0",
-                             "S-1-5-18",
-                             "S-1-5-32-544",
-                             "S-1-0xF-1",
-                             "S-1-16-4096",
-                             "S-0x1-1-0",
-                             "S-1-0x5-0x12",
-                             "S-1-5-1-2-3-4-5-6-7-8-9-10-11-12-13-14-15",
-                             "S-1-5-1-2-3-4-5-6-7-8-9-10-11-12-13-14-15-16",
-                             "S-1-5",
-                             "S-1-5-",
-                             "S-1",
-                             "S-",
-                             "S",
-                             "",
-                             "S-2-5-18",
-                             "S-1-5-4294967295",
-                             "S-1-5-4294967296",
-                             "S-1-281474976710655-1",
-                             "S-1-281474976710656-1",
-                             "S-1-5-18 ",
-                             " S-1-5-18",
-                             "S-1-5-18x",
-                             "S-1-5--1",
-                             "S-1-4294967296-1"}) {
+    for (const std::string& text :
+         each("WD~BA~SY~CO~CG~AU~AN~IU~NU~SU~LS~NS~BU~BG~PU~AO~BO~SO~PO~RC~WR~PS~LW~ME~MP~HI~SI~AC~OW~RD~NO~RU~ED~LA~"
+              "LG~DA~XX~wd~S-1-1-0~s-1-1-0~S-1-5-18~S-1-5-32-544~S-1-0xF-1~S-1-16-4096~S-0x1-1-0~S-1-0x5-0x12~S-1-5-1-"
+              "2-3-4-5-6-7-8-9-10-11-12-13-14-15~S-1-5-1-2-3-4-5-6-7-8-9-10-11-12-13-14-15-16~S-1-5~S-1-5-~S-1~S-~S~~S-"
+              "2-5-18~S-1-5-4294967295~S-1-5-4294967296~S-1-281474976710655-1~S-1-281474976710656-1~S-1-5-18 ~ "
+              "S-1-5-18~S-1-5-18x~S-1-5--1~S-1-4294967296-1")) {
         PSID sid = nullptr;
-        const Outcome outcome = made([&] { return ConvertStringSidToSidA(text, &sid); });
+        const Outcome outcome = made([&] { return ConvertStringSidToSidA(text.c_str(), &sid); });
         const Memory kept(sid);
         const auto bytes = outcome.success ? 8u + 4u * static_cast<const SID*>(sid)->SubAuthorityCount : 0u;
         row("security.sid", text)(outcome, Bytes{sid, bytes});

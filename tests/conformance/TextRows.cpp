@@ -33,36 +33,13 @@ void byteRows() {
             row("text.bytes", page, Hex{row16})(Word{line});
         }
     for (const UINT page : {932u, 936u, 949u, 950u})
-        for (const std::string_view text :
-             {"\x81\x40"sv, "\x81\x5C"sv,  "\x82\xA0"sv, "\xB0\xA1"sv, "\x81\x20z"sv, "\x81\x3Fz"sv, "\x81\x7Fz"sv,
-              "\x81\x80"sv, "\x81\xFFz"sv, "\x81\0z"sv,  "a\x81"sv,    "\xA1\xA1"sv,  "\xC9\xA1"sv,  "\xF0\x40"sv,
-              "\xFC\x4B"sv, "\xFE\xFE"sv,  "\xFD\x40"sv, "\xFF\x40"sv, "\xE0\x5Cz"sv, "\xA0\x41"sv})
+        for (
+            const std::string& text : each(
+                "\x81\x40~\x81\x5C~\x82\xA0~\xB0\xA1~\x81\x20z~\x81\x3Fz~\x81\x7Fz~\x81\x80~\x81\xFFz~\x81\0z~a\x81~\xA1\xA1~\xC9\xA1~\xF0\x40~\xFC\x4B~\xFE\xFE~\xFD\x40~\xFF\x40~\xE0\x5Cz~\xA0\x41"sv))
             row("text.pair", page, text)(toWide(page, 0, text), toWide(page, MB_ERR_INVALID_CHARS, text));
-    for (const std::string_view text : {"\xC3\xA9"sv,
-                                        "\xE2\x82\xAC"sv,
-                                        "\xF0\x9F\x98\x80"sv,
-                                        "\xC3z"sv,
-                                        "\xC3"sv,
-                                        "\xE2\x82z"sv,
-                                        "\xE2z"sv,
-                                        "\xE2\x82"sv,
-                                        "\xF0\x9F\x98z"sv,
-                                        "\xF0\x9Fz"sv,
-                                        "\xF0z"sv,
-                                        "\x80z"sv,
-                                        "\x80\x80z"sv,
-                                        "\xC0\x80z"sv,
-                                        "\xC1\xBFz"sv,
-                                        "\xE0\x80\x80z"sv,
-                                        "\xED\xA0\x80z"sv,
-                                        "\xED\xBF\xBFz"sv,
-                                        "\xF0\x80\x80\x80z"sv,
-                                        "\xF4\x8F\xBF\xBF"sv,
-                                        "\xF4\x90\x80\x80z"sv,
-                                        "\xF8\x88\x80\x80\x80z"sv,
-                                        "\xFE\xFFz"sv,
-                                        "\xEF\xBB\xBFz"sv,
-                                        "a\0b"sv})
+    for (
+        const std::string& text : each(
+            "\xC3\xA9~\xE2\x82\xAC~\xF0\x9F\x98\x80~\xC3z~\xC3~\xE2\x82z~\xE2z~\xE2\x82~\xF0\x9F\x98z~\xF0\x9Fz~\xF0z~\x80z~\x80\x80z~\xC0\x80z~\xC1\xBFz~\xE0\x80\x80z~\xED\xA0\x80z~\xED\xBF\xBFz~\xF0\x80\x80\x80z~\xF4\x8F\xBF\xBF~\xF4\x90\x80\x80z~\xF8\x88\x80\x80\x80z~\xFE\xFFz~\xEF\xBB\xBFz~a\0b"sv))
         row("text.utf-8", text)(toWide(CP_UTF8, 0, text), toWide(CP_UTF8, MB_ERR_INVALID_CHARS, text));
 }
 
@@ -141,24 +118,6 @@ void argumentRows() {
         made([&] { return WideCharToMultiByte(1252, 0, WTEXT("abc"), 3, nullptr, 12, nullptr, nullptr); }));
 }
 
-const std::array<const char*, 16> kPaths = {"plain",
-                                            "a\\b",
-                                            "a/b",
-                                            "C:name",
-                                            "C:\\name",
-                                            "a\\",
-                                            "a\\b\\",
-                                            "\\",
-                                            "\\\\host\\share\\file",
-                                            "\x81\x5C",
-                                            "x\x81\x5Cy",
-                                            "x\\\x83\x5C\\z",
-                                            "\x81\x5C\\",
-                                            "\xE0\x5C\\n",
-                                            "\x81\\\\b",
-                                            "\xA1\x5C"
-                                            "b"};
-
 Outcome shownLeads() {
     std::string line;
     for (unsigned byte = 0; byte < 0x100; ++byte)
@@ -177,14 +136,18 @@ void textRows() {
 void systemPageRows() {
     const UINT page = GetACP();
     row("page.leads", page)(shownLeads);
-    for (const char* path : kPaths) {
+    for (const std::string& path :
+         each("plain~a\\b~a/"
+              "b~C:name~C:\\name~a\\~a\\b\\~\\~\\\\host\\share\\file~\x81\x5C~x\x81\x5Cy~x\\\x83\x5C\\z~"
+              "\x81\x5C\\~\xE0\x5C\\n~\x81\\\\b~\xA1\x5C"
+              "b")) {
         std::string steps;
-        const char* at = path;
+        const char* at = path.c_str();
         do
-            steps += std::to_string(at - path) + " ";
+            steps += std::to_string(at - path.c_str()) + " ";
         while (*at != 0 && (at = CharNextA(at)) != nullptr);
         row("page.next", page, path)(Word{steps});
-        row("page.file-name", page, path)(PathFindFileNameA(path) - path);
+        row("page.file-name", page, path)(PathFindFileNameA(path.c_str()) - path.c_str());
     }
     // Names of keys and values go through the page, as texts do that are written in one form and read in the other.
     for (const char* name : {"caf\xE9s", "\x80", "\xFF", "x\x81\x5Cy", "\x82\xA0", "\xB0\xA1z", "\xD0\xC4"}) {
