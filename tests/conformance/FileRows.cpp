@@ -9,12 +9,7 @@ namespace {
 using namespace std::literals;
 namespace fs = std::filesystem;
 
-struct Numbered {
-    Word name;
-    DWORD value;
-};
-constexpr Numbered kAccesses[] = {
-    {{"read"}, GENERIC_READ}, {{"write"}, GENERIC_WRITE}, {{"both"}, GENERIC_READ | GENERIC_WRITE}};
+constexpr DWORD kAccesses[] = {GENERIC_READ, GENERIC_WRITE, GENERIC_READ | GENERIC_WRITE};
 
 /* What each row finds. */
 struct Fresh {
@@ -51,45 +46,31 @@ HANDLE openFile(LPCSTR name, DWORD access, DWORD share = 0, DWORD disposition = 
 }
 
 void createRows() {
-    const std::array<Numbered, 7> dispositions = {{{{"zero"}, 0},
-                                                   {{"new"}, CREATE_NEW},
-                                                   {{"create-always"}, CREATE_ALWAYS},
-                                                   {{"existing"}, OPEN_EXISTING},
-                                                   {{"open-always"}, OPEN_ALWAYS},
-                                                   {{"truncate"}, TRUNCATE_EXISTING},
-                                                   {{"six"}, 6}}};
-    const std::array<Numbered, 6> accesses = {{{{"none"}, 0},
-                                               {{"read"}, GENERIC_READ},
-                                               {{"write"}, GENERIC_WRITE},
-                                               {{"both"}, GENERIC_READ | GENERIC_WRITE},
-                                               {{"all"}, GENERIC_ALL},
-                                               {{"read-data"}, 1}}};
     for (const char* name : {"missing", "file", "folder", "nosuch\\missing", "file\\missing"})
-        for (const Numbered& disposition : dispositions)
-            for (const Numbered& access : accesses) {
+        for (DWORD disposition = 0; disposition <= 6; ++disposition)
+            for (const DWORD access : std::initializer_list<DWORD>{0, 1, GENERIC_READ, GENERIC_WRITE,
+                                                                   GENERIC_READ | GENERIC_WRITE, GENERIC_ALL}) {
                 freshFiles();
                 HANDLE handle = INVALID_HANDLE_VALUE;
-                const bool always = disposition.value == CREATE_ALWAYS || disposition.value == OPEN_ALWAYS;
-                const Outcome outcome =
-                    made([&] { return handle = openFile(name, access.value, 0, disposition.value); }, always);
+                const bool always = disposition == CREATE_ALWAYS || disposition == OPEN_ALWAYS;
+                const Outcome outcome = made([&] { return handle = openFile(name, access, 0, disposition); }, always);
                 if (outcome.success)
                     CloseHandle(handle);
-                row("files.create", name, disposition.name,
-                    access.name)(outcome, Word{fs::is_regular_file(name) ? shown(readFile(name)) : "-"s});
+                row("files.create", name, disposition,
+                    Hex{access})(outcome, Word{fs::is_regular_file(name) ? shown(readFile(name)) : "-"s});
             }
 }
 
 void sharingRows() {
-    constexpr const char* kShares[] = {"none", "read", "write", "read-write"};
     freshFiles();
-    for (const Numbered& access : kAccesses)
+    for (const DWORD access : kAccesses)
         for (DWORD share = 0; share < 4; ++share) {
-            const Handle first(openFile("file", access.value, share));
-            for (const Numbered& second : kAccesses)
+            const Handle first(openFile("file", access, share));
+            for (const DWORD second : kAccesses)
                 for (DWORD secondShare = 0; secondShare < 4; ++secondShare) {
                     HANDLE handle = INVALID_HANDLE_VALUE;
-                    row("files.share", access.name, Word{kShares[share]}, second.name, Word{kShares[secondShare]})(
-                        made([&] { return handle = openFile("file", second.value, secondShare); }));
+                    row("files.share", Hex{access}, share, Hex{second},
+                        secondShare)(made([&] { return handle = openFile("file", second, secondShare); }));
                     if (handle != INVALID_HANDLE_VALUE)
                         CloseHandle(handle);
                 }
@@ -170,19 +151,19 @@ void nameRows() {
 
 void readWriteRows() {
     char buffer[16] = "0123456789";
-    for (const Numbered& access : kAccesses)
-        for (const DWORD count : {0, 3, 7, 16}) {
+    for (const DWORD access : kAccesses)
+        for (const DWORD count : {0u, 3u, 7u, 16u}) {
             freshFiles();
-            const Handle file(openFile("file", access.value));
+            const Handle file(openFile("file", access));
             DWORD moved = 77;
             const Outcome read = made([&] { return ReadFile(file, buffer, count, &moved, nullptr); });
-            row("files.read", access.name, count)(read, moved,
+            row("files.read", Hex{access}, count)(read, moved,
                                                   Word{read.success ? shown(std::string_view(buffer, moved)) : "-"s});
             moved = 77;
             std::memcpy(buffer, "0123456789abcdef", 16);
             const Outcome written = made([&] { return WriteFile(file, buffer, count, &moved, nullptr); });
-            row("files.write", access.name, count)(written, moved);
-            row("files.written", access.name, count)(SetFilePointer(file, 0, nullptr, FILE_END));
+            row("files.write", Hex{access}, count)(written, moved);
+            row("files.written", Hex{access}, count)(SetFilePointer(file, 0, nullptr, FILE_END));
         }
     freshFiles();
     const Handle file(openFile("file", GENERIC_READ | GENERIC_WRITE));
@@ -247,16 +228,16 @@ void copyAndReplaceRows() {
 
 /* Calls upon a file that somebody has open. */
 void openRows() {
-    for (const Numbered& access : kAccesses)
+    for (const DWORD access : kAccesses)
         for (DWORD share = 0; share < 4; ++share) {
             const auto beside = [&](std::string_view call, auto body) {
                 freshFiles();
                 Outcome outcome;
                 {
-                    const Handle file(openFile("file", access.value, share));
+                    const Handle file(openFile("file", access, share));
                     outcome = made(body);
                 }
-                row(call, access.name, share)(outcome, changes);
+                row(call, Hex{access}, share)(outcome, changes);
             };
             beside("files.open-delete", [] { return DeleteFileA("file"); });
             beside("files.open-copy-from", [] { return CopyFileA("file", "missing", TRUE); });

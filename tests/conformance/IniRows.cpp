@@ -34,7 +34,7 @@ void contentRows() {
                     continue;
                 row("ini.text", section, name, standIn)(text(section, name, standIn));
             }
-    for (const DWORD room : {0, 1, 2, 3, 4, 5, 6, 12, 20, 28})
+    for (const DWORD room : {0u, 1u, 2u, 3u, 4u, 5u, 6u, 12u, 20u, 28u})
         for (const char* name : {"second", "none", static_cast<const char*>(nullptr)})
             row("ini.room", name, room)(text("Section", name, "stand-in", room),
                                         text(name == nullptr ? nullptr : "none", name, "stand-in", room));
@@ -94,7 +94,7 @@ void writeRows() {
     row("ini.flush")(made([] { return WritePrivateProfileStringA(nullptr, nullptr, nullptr, kFile); }));
     for (const char* file : {".\\nosuch\\rows.ini", ".\\", ""})
         row("ini.write-file", file)(made([&] { return WritePrivateProfileStringA("s", "n", "v", file); }));
-    for (const DWORD share : {0, 1, 2, 3}) {
+    for (const DWORD share : {0u, 1u, 2u, 3u}) {
         const Handle open(CreateFileA(kFile, GENERIC_READ, share, nullptr, OPEN_EXISTING, 0, nullptr));
         row("ini.open", share)(text("t", "x", "none"),
                                made([] { return WritePrivateProfileStringA("t", "x", "z", kFile); }),

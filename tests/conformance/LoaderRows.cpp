@@ -50,7 +50,7 @@ void loaderRows() {
                                   WTEXT(""),
                                   nullptr};
     for (const WCHAR* name : names)
-        for (const DWORD room : {0, 5, 9, 10, 12, 40}) {
+        for (const DWORD room : {0u, 5u, 9u, 10u, 12u, 40u}) {
             WCHAR buffer[40] = {};
             row("loader.short-path", name, room)(made([&] { return GetShortPathNameW(name, buffer, room); }),
                                                  [&] { return Wide(buffer); });

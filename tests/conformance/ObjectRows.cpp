@@ -115,7 +115,7 @@ void handleRows() {
         return reinterpret_cast<HANDLE>(reinterpret_cast<std::uintptr_t>(handle) + more);
     };
     const Handle event(CreateEventA(nullptr, TRUE, TRUE, nullptr));
-    for (const unsigned more : {1, 2, 3})
+    for (const unsigned more : {1u, 2u, 3u})
         row("objects.low-bits", more)(WaitForSingleObject(numbered(event, more), 0));
     writeFile("file", "x");
     const Handle file(CreateFileA("file", GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr));
@@ -218,7 +218,7 @@ void mappingRows() {
             Hex{protection})(made([&] { return handle = create(protection, 0, 100, nullptr); }));
         CloseHandle(handle);
     }
-    for (const DWORD size : {0, 1, 4095, 4096, 4097}) {
+    for (const DWORD size : {0u, 1u, 4095u, 4096u, 4097u}) {
         HANDLE handle = nullptr;
         row("objects.mapping-size", size)(made([&] { return handle = create(PAGE_READWRITE, 0, size, nullptr); }));
         CloseHandle(handle);
@@ -231,9 +231,9 @@ void mappingRows() {
         if (view != nullptr)
             UnmapViewOfFile(view);
     };
-    for (const std::size_t bytes : {0, 1, 4096, 5000, 5001, 8192, 8193, 100000})
+    for (const std::size_t bytes : {0u, 1u, 4096u, 5000u, 5001u, 8192u, 8193u, 100000u})
         mapped("objects.view", FILE_MAP_ALL_ACCESS, 0, 0, bytes);
-    for (const DWORD offset : {1, 4096, 65536, 100000})
+    for (const DWORD offset : {1u, 4096u, 65536u, 100000u})
         mapped("objects.view", FILE_MAP_ALL_ACCESS, 0, offset, 1);
     mapped("objects.view", FILE_MAP_ALL_ACCESS, 1, 0, 1);
     for (const DWORD access : {0u, 1u, 2u, 4u, 6u, 8u})
@@ -246,7 +246,7 @@ void mappingRows() {
     row("objects.unmap", Word{"inside"})(made([&] { return UnmapViewOfFile(view + 5000); }));
     row("objects.unmap", Word{"second"})(made([&] { return UnmapViewOfFile(second); }));
     row("objects.unmap", Word{"null"})(made([&] { return UnmapViewOfFile(nullptr); }));
-    for (const DWORD size : {100, 5000, 5001, 8192, 8193}) {
+    for (const DWORD size : {100u, 5000u, 5001u, 8192u, 8193u}) {
         HANDLE other = nullptr;
         row("objects.mapping-again",
             size)(made([&] { return other = create(PAGE_READWRITE, 0, size, "mapping rows"); }, true));
@@ -264,18 +264,6 @@ void mappingRows() {
     row("objects.unmapped-and-closed")(opened(kKinds[3], "kept"));
 }
 
-void sectionRows() {
-    CRITICAL_SECTION section;
-    InitializeCriticalSection(&section);
-    EnterCriticalSection(&section);
-    EnterCriticalSection(&section);
-    LeaveCriticalSection(&section);
-    LeaveCriticalSection(&section);
-    elsewhere([&] { EnterCriticalSection(&section), LeaveCriticalSection(&section); });
-    DeleteCriticalSection(&section);
-    row("objects.critical-section")(Word{"done"});
-}
-
 } // namespace
 
 void objectRows() {
@@ -285,5 +273,4 @@ void objectRows() {
     semaphoreRows();
     mutexRows();
     mappingRows();
-    sectionRows();
 }

@@ -142,11 +142,11 @@ void enumRows() {
     for (DWORD index = 0; index < 8; ++index)
         enumValueRow<Char>(key, index, 40, 40);
     enumValueRow<Char>(key, 0xFFFFFFFF, 40, 40);
-    for (const DWORD nameRoom : {0, 4, 5, 6})
-        for (const DWORD dataRoom : {0, 5, 6, 12})
+    for (const DWORD nameRoom : {0u, 4u, 5u, 6u})
+        for (const DWORD dataRoom : {0u, 5u, 6u, 12u})
             enumValueRow<Char>(key, 6, nameRoom, dataRoom);
     for (const DWORD index : {0u, 1u, 2u, 3u, 4u, 5u, 6u, 0xFFFFFFFFu})
-        for (const DWORD room : {0, 1, 5, 6, 40}) {
+        for (const DWORD room : {0u, 1u, 5u, 6u, 40u}) {
             Text<Char> name(48, Char{'#'});
             DWORD length = room;
             const LONG code = enumKey(key, index, name.data(), &length);
@@ -300,7 +300,7 @@ void accessRows() {
 template <class Char>
 void limitRows() {
     const ScratchKey key;
-    for (const std::size_t length : {1, 254, 255, 256, 300, 16383, 16384}) {
+    for (const std::size_t length : {1u, 254u, 255u, 256u, 300u, 16383u, 16384u}) {
         const Text<Char> name(length, Char{'v'});
         const LONG set = setValue(key, name.c_str(), REG_SZ, "x", 2);
         const LONG read = queryValue(key, name.c_str(), nullptr, nullptr, nullptr);

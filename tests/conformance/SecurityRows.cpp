@@ -49,7 +49,7 @@ void descriptorTextRows() {
     for (SECURITY_INFORMATION parts = 0; parts < 0x10; ++parts)
         row("security.parts", Hex{parts})(Word{textOf(whole, parts)});
     PSECURITY_DESCRIPTOR descriptor = nullptr;
-    for (const DWORD revision : {0, 1, 2})
+    for (const DWORD revision : {0u, 1u, 2u})
         row("security.text-revision", revision)(made([&] {
             return ConvertStringSecurityDescriptorToSecurityDescriptorA("D:", revision, &descriptor, nullptr);
         }));
@@ -152,7 +152,7 @@ void listRows() {
 
 void descriptorRows() {
     SECURITY_DESCRIPTOR descriptor{};
-    for (const DWORD revision : {0, 1, 2})
+    for (const DWORD revision : {0u, 1u, 2u})
         row("security.initialize", revision)(made([&] { return InitializeSecurityDescriptor(&descriptor, revision); }));
     InitializeSecurityDescriptor(&descriptor, 1);
     BOOL present = 7;
