@@ -11,8 +11,11 @@ HMODULE loaded(const char* name) {
 } // namespace
 
 void loaderRows() {
-    writeFile("text.dll", "not a library");
-    writeFile("empty.dll", "");
+    // X.dll stands for libX.so here.
+    for (const char* name : {"text.dll", "libtext.so"})
+        writeFile(name, "not a library");
+    for (const char* name : {"empty.dll", "libempty.so"})
+        writeFile(name, "");
     for (const char* name : {"", "nosuch", "nosuch.dll", ".\\nosuch.dll", ".\\nosuch\\nosuch.dll", ".\\text.dll",
                              ".\\empty.dll", ".\\", ".", static_cast<const char*>(nullptr)})
         row("loader.load", name)(made([&] { return loaded(name); }));
