@@ -49,10 +49,13 @@ void descriptorTextRows() {
     for (SECURITY_INFORMATION parts = 0; parts < 0x10; ++parts)
         row("security.parts", Hex{parts})(Word{textOf(whole, parts)});
     PSECURITY_DESCRIPTOR descriptor = nullptr;
-    for (const DWORD revision : {0u, 1u, 2u})
+    for (const DWORD revision : {0u, 1u, 2u}) {
+        descriptor = nullptr;
         row("security.text-revision", revision)(made([&] {
             return ConvertStringSecurityDescriptorToSecurityDescriptorA("D:", revision, &descriptor, nullptr);
         }));
+        LocalFree(descriptor);
+    }
     row("security.text-null")(
         made([&] { return ConvertStringSecurityDescriptorToSecurityDescriptorA(nullptr, 1, &descriptor, nullptr); }));
 }
