@@ -72,6 +72,7 @@ if $all; then
     stage "kills by the thousand" 2 kill_by_the_thousand build/release/bin
     stage "fault walk" 6 fault_walk
     stage "types of Python" 1 types_of_python
+    stage "conformance" 2 tests/gates/conformance.sh build/release
     stage "model" 2 tests/gates/model.sh "$jobs"
     stage "storms" 1 storms build/release/bin
     stage "packages" 2 tests/gates/packages.sh build/release

@@ -24,7 +24,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         std::abort();
     if (wd::findIniValue(changed, "Other", "Name").value_or("(none)") != kept)
         std::abort();
-    const std::string without = wd::changeIni(changed, "Fuzz", nullptr, nullptr);
+    const std::string without = wd::changeIni(changed, "Fuzz", std::nullopt, nullptr);
     if (wd::findIniValue(without, "Other", "Name").value_or("(none)") != kept)
         std::abort();
     return sum == 0xFFFFFFFF ? 1 : 0;

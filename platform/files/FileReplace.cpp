@@ -212,7 +212,13 @@ DWORD replaceFileFrom(const fs::path& target, int source) {
     struct stat status {};
     if (sys::fstat(source, &status) != 0)
         return systemError();
-    return replaceWith(target, &status, [&](int file) { return copyWhole(source, file); });
+    const struct timespec times[] = {{0, UTIME_OMIT}, status.st_mtim};
+    return replaceWith(target, &status, [&](int file) {
+        if (!copyWhole(source, file))
+            return false;
+        sys::futimens(file, times); // not worth failing for
+        return true;
+    });
 }
 
 DWORD replaceFileBy(fs::path target, const fs::path& replacement) {
@@ -234,6 +240,12 @@ DWORD replaceFileBy(fs::path target, const fs::path& replacement) {
     }
     if (isSameFile(made, old))
         return ERROR_SHARING_VIOLATION; // two names of one file: a rename would do nothing and succeed
+    // Nobody may have it open. Only asked: whoever opens the target next must not find this lock. Some network file
+    // systems can't tell, of a file that is open for reading.
+    if (sys::flock(source.get(), LOCK_EX | LOCK_NB) == 0)
+        sys::flock(source.get(), LOCK_UN);
+    else if (errno == EWOULDBLOCK)
+        return systemError();
     const FileDescriptor origin = openFolderOf(replacement);
     if (!origin.valid() || !takeRights(source.get(), old) || sys::fsync(source.get()) != 0)
         return systemError();

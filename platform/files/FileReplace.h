@@ -14,10 +14,11 @@ namespace wd {
 // file that is replaced. 0 when the new file is in place, even if the folder couldn't be synced, so that a power cut
 // may bring the old one back; else the error, with the old file unchanged.
 DWORD replaceFile(const std::filesystem::path& target, std::string_view content);
-// The same with the content of an open file, from its start; a new file gets no more rights than that one has.
+// The same with the content of an open file, from its start, and the time of its last write; a new file gets no more
+// rights than that one has.
 DWORD replaceFileFrom(const std::filesystem::path& target, int source);
-// The same for an existing file, by renaming `replacement`, which must not be a link and is gone then; across file
-// systems it is copied first.
+// The same for an existing file, by renaming `replacement`, which must not be a link nor open and is gone then; across
+// file systems it is copied first.
 DWORD replaceFileBy(std::filesystem::path target, const std::filesystem::path& replacement);
 
 // Whether the file that a path's last part leads to may be written to. Where others may write to the folder, a symbolic

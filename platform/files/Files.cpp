@@ -34,19 +34,24 @@ BOOL succeeded(DWORD error) {
     return failed(error) == 0 ? TRUE : FALSE;
 }
 
-// The error of a read or write: the descriptor is valid, so EBADF means that the file wasn't opened for it.
-DWORD transferError() {
-    return errno == EBADF ? DWORD{ERROR_ACCESS_DENIED} : wd::systemError();
+// The file that a caller's name means.
+DWORD pathOf(LPCSTR name, fs::path& path) {
+    if (name == nullptr || *name == '\0')
+        return ERROR_PATH_NOT_FOUND;
+    path = wd::mapPath(name);
+    return ERROR_SUCCESS;
 }
 
 // An open file's descriptor for one call; it isn't closed meanwhile.
 class FileUse {
   public:
-    // False with ERROR_INVALID_HANDLE for anything but an open file's handle.
-    bool acquire(HANDLE handle) {
-        if (m_use.acquire(handle) && m_use.payload().file.valid())
+    // False with ERROR_INVALID_HANDLE for anything but an open file's handle, and with ERROR_ACCESS_DENIED for one that
+    // wasn't opened for this.
+    bool acquire(HANDLE handle, DWORD right) {
+        const bool isFile = m_use.acquire(handle) && m_use.payload().file.valid();
+        if (isFile && (m_use.payload().fileRights & right) == right)
             return true;
-        SetLastError(ERROR_INVALID_HANDLE);
+        SetLastError(isFile ? ERROR_ACCESS_DENIED : ERROR_INVALID_HANDLE);
         return false;
     }
     int get() const { return m_use.payload().file.get(); }
@@ -122,17 +127,68 @@ bool makeEmpty(int file) {
     return sys::fstat(file, &status) == 0 && (status.st_size == 0 || sys::ftruncate(file, 0) == 0);
 }
 
-DWORD copyFile(const fs::path& from, const fs::path& to, bool mayReplace) {
-    const wd::FileDescriptor source(sys::open(from.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0));
+enum class Sharing { Asked, Ignored };
+
+DWORD copyFile(const fs::path& from, const fs::path& to, bool mayReplace, Sharing sharing) {
+    constexpr int kFlags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+    wd::LockedFile source =
+        wd::LockedFile::from([&] { return wd::FileDescriptor(sys::open(from.c_str(), kFlags, 0)); });
     struct stat status {};
+    struct stat old {};
     if (!source.valid() || sys::fstat(source.get(), &status) != 0)
         return wd::errorOfPath(from);
     if (!S_ISREG(status.st_mode))
         return ERROR_ACCESS_DENIED;
-    if (!mayReplace && sys::lstat(to.c_str(), &status) == 0)
+    if (!mayReplace && sys::lstat(to.c_str(), &old) == 0)
         return ERROR_FILE_EXISTS;
+    if (sys::stat(to.c_str(), &old) == 0 && wd::isSameFile(status, old))
+        return ERROR_SHARING_VIOLATION;
+    if (sharing == Sharing::Asked && !source.tryLock(LOCK_SH)) // another has it for itself
+        return wd::systemError();
     return wd::replaceFileFrom(to, source.get());
 }
+
+// What a caller may do with the file that he opens, and how it is opened for that: to empty it takes more than to read
+// it.
+struct Access {
+    Access(DWORD asked, bool empties) {
+        constexpr DWORD kReading = GENERIC_READ | GENERIC_ALL | FILE_READ_DATA;
+        constexpr DWORD kWriting = GENERIC_WRITE | GENERIC_ALL | FILE_WRITE_DATA;
+        if ((asked & kReading) != 0)
+            rights |= FILE_READ_DATA;
+        if ((asked & (kWriting | FILE_APPEND_DATA)) != 0)
+            rights |= FILE_WRITE_DATA;
+        const bool writes = empties || (rights & FILE_WRITE_DATA) != 0;
+        if (writes)
+            mode = (rights & FILE_READ_DATA) != 0 ? O_RDWR : O_WRONLY;
+        if ((asked & (kWriting | FILE_APPEND_DATA)) == FILE_APPEND_DATA)
+            mode |= O_APPEND;
+    }
+
+    DWORD rights = 0;
+    int mode = O_RDONLY;
+};
+
+// Opens the file, shares it, and only then empties it.
+DWORD openShared(const fs::path& path, int mode, const Disposition& how, DWORD shareMode, wd::LockedFile& file,
+                 bool& existed) {
+    if (mode != O_RDONLY && !wd::mayFollow(path))
+        return wd::systemError();
+    if (const DWORD error = openFile(path, mode, how, file, existed))
+        return error;
+    struct stat status {};
+    if (sys::fstat(file.get(), &status) != 0)
+        return wd::systemError();
+    if (!S_ISREG(status.st_mode))
+        return ERROR_ACCESS_DENIED;
+    if (const DWORD error = share(file, shareMode))
+        return error;
+    return how.empties && !makeEmpty(file.get()) ? wd::systemError() : ERROR_SUCCESS;
+}
+
+// What would be less than the caller asks for.
+constexpr DWORD kRefusedFlags =
+    FILE_ATTRIBUTE_READONLY | FILE_FLAG_DELETE_ON_CLOSE | FILE_FLAG_OVERLAPPED | FILE_FLAG_WRITE_THROUGH;
 
 // A byte that looks like a separator may be a trail byte of a double-byte character.
 bool endsInSeparator(std::string_view path) {
@@ -148,33 +204,29 @@ bool endsInSeparator(std::string_view path) {
 } // namespace
 
 HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD shareMode, LPSECURITY_ATTRIBUTES /*attributes*/, DWORD disposition,
-                   DWORD /*flags*/, HANDLE /*templateFile*/) {
+                   DWORD flags, HANDLE /*templateFile*/) {
     return wd::withinMemory(INVALID_HANDLE_VALUE, [&]() -> HANDLE {
-        const bool writes = (access & (GENERIC_WRITE | GENERIC_ALL)) != 0;
-        const bool reads = (access & (GENERIC_READ | GENERIC_ALL)) != 0;
-        if (name == nullptr || disposition >= std::size(kDispositions) || !kDispositions[disposition].known ||
-            (!reads && !writes)) {
-            failed(ERROR_INVALID_PARAMETER);
+        fs::path path;
+        DWORD error = pathOf(name, path);
+        if (error == ERROR_SUCCESS && (disposition >= std::size(kDispositions) || !kDispositions[disposition].known))
+            error = ERROR_INVALID_PARAMETER;
+        if (error == ERROR_SUCCESS && (flags & kRefusedFlags) != 0)
+            error = ERROR_NOT_SUPPORTED;
+        if (error != ERROR_SUCCESS) {
+            failed(error);
             return INVALID_HANDLE_VALUE;
         }
         const Disposition& how = kDispositions[disposition];
-        const fs::path path = wd::mapPath(name);
-        const int mode = writes ? (reads ? O_RDWR : O_WRONLY) : O_RDONLY;
+        const Access opened(access, how.empties);
         wd::LockedFile file;
         bool existed = false;
-        DWORD error = !writes || wd::mayFollow(path) ? openFile(path, mode, how, file, existed) : wd::systemError();
-        struct stat status {};
-        if (error == ERROR_SUCCESS && sys::fstat(file.get(), &status) != 0)
-            error = wd::systemError();
-        if (error == ERROR_SUCCESS && !S_ISREG(status.st_mode))
-            error = ERROR_ACCESS_DENIED;
-        if (error == ERROR_SUCCESS)
-            error = share(file, shareMode);
-        if (error == ERROR_SUCCESS && how.empties && !makeEmpty(file.get()))
-            error = wd::systemError();
+        error = openShared(path, opened.mode, how, shareMode, file, existed);
         HANDLE handle = nullptr;
         if (error == ERROR_SUCCESS) {
-            handle = wd::KernelHandles::open([&](wd::HandleTarget& target) { target.file = std::move(file); });
+            handle = wd::KernelHandles::open([&](wd::HandleTarget& target) {
+                target.file = std::move(file);
+                target.fileRights = opened.rights;
+            });
             if (handle == nullptr)
                 error = ERROR_NOT_ENOUGH_MEMORY;
         }
@@ -190,17 +242,17 @@ BOOL ReadFile(HANDLE handle, LPVOID buffer, DWORD bytes, LPDWORD bytesRead, void
     if (bytesRead != nullptr)
         *bytesRead = 0;
     FileUse file;
-    if (!file.acquire(handle))
+    if (!file.acquire(handle, FILE_READ_DATA))
         return FALSE;
     if (overlapped != nullptr || (buffer == nullptr && bytes != 0))
-        return succeeded(ERROR_INVALID_PARAMETER);
+        return succeeded(overlapped != nullptr ? ERROR_INVALID_PARAMETER : ERROR_NOACCESS);
     DWORD done = 0;
     while (done < bytes) {
         const ssize_t got = sys::read(file.get(), static_cast<char*>(buffer) + done, bytes - done);
         if (got < 0 && errno == EINTR)
             continue;
         if (got < 0)
-            return succeeded(transferError());
+            return succeeded(wd::systemError());
         if (got == 0)
             break;
         done += static_cast<DWORD>(got);
@@ -214,10 +266,10 @@ BOOL WriteFile(HANDLE handle, const void* buffer, DWORD bytes, LPDWORD bytesWrit
     if (bytesWritten != nullptr)
         *bytesWritten = 0;
     FileUse file;
-    if (!file.acquire(handle))
+    if (!file.acquire(handle, FILE_WRITE_DATA))
         return FALSE;
     if (overlapped != nullptr || (buffer == nullptr && bytes != 0))
-        return succeeded(ERROR_INVALID_PARAMETER);
+        return succeeded(overlapped != nullptr ? ERROR_INVALID_PARAMETER : ERROR_INVALID_USER_BUFFER);
     DWORD done = 0;
     DWORD error = ERROR_SUCCESS;
     while (done < bytes && error == ERROR_SUCCESS) {
@@ -227,7 +279,7 @@ BOOL WriteFile(HANDLE handle, const void* buffer, DWORD bytes, LPDWORD bytesWrit
         else if (put == 0)
             error = ERROR_DISK_FULL;
         else if (errno != EINTR)
-            error = transferError();
+            error = wd::systemError();
     }
     if (bytesWritten != nullptr)
         *bytesWritten = done;
@@ -237,7 +289,7 @@ BOOL WriteFile(HANDLE handle, const void* buffer, DWORD bytes, LPDWORD bytesWrit
 DWORD SetFilePointer(HANDLE handle, LONG distance, LONG* distanceHigh, DWORD method) {
     constexpr int kMethods[] = {SEEK_SET, SEEK_CUR, SEEK_END};
     FileUse file;
-    if (!file.acquire(handle))
+    if (!file.acquire(handle, 0))
         return INVALID_SET_FILE_POINTER;
     if (method >= std::size(kMethods)) {
         failed(ERROR_INVALID_PARAMETER);
@@ -265,9 +317,12 @@ DWORD SetFilePointer(HANDLE handle, LONG distance, LONG* distanceHigh, DWORD met
 
 BOOL CopyFileA(LPCSTR existing, LPCSTR target, BOOL failIfExists) {
     return wd::withinMemory(BOOL{FALSE}, [&]() -> BOOL {
-        if (existing == nullptr || target == nullptr)
-            return succeeded(ERROR_INVALID_PARAMETER);
-        return succeeded(copyFile(wd::mapPath(existing), wd::mapPath(target), failIfExists == FALSE));
+        fs::path from;
+        fs::path to;
+        DWORD error = pathOf(existing, from);
+        if (error == ERROR_SUCCESS)
+            error = pathOf(target, to);
+        return succeeded(error != ERROR_SUCCESS ? error : copyFile(from, to, failIfExists == FALSE, Sharing::Asked));
     });
 }
 
@@ -277,7 +332,12 @@ BOOL ReplaceFileA(LPCSTR replaced, LPCSTR replacement, LPCSTR backup, DWORD /*fl
         if (replaced == nullptr || replacement == nullptr || backup != nullptr || exclude != nullptr ||
             reserved != nullptr)
             return succeeded(ERROR_INVALID_PARAMETER);
-        return succeeded(wd::replaceFileBy(wd::mapPath(replaced), wd::mapPath(replacement)));
+        fs::path to;
+        fs::path from;
+        DWORD error = pathOf(replaced, to);
+        if (error == ERROR_SUCCESS)
+            error = pathOf(replacement, from);
+        return succeeded(error != ERROR_SUCCESS ? error : wd::replaceFileBy(to, from));
     });
     if (replacement != nullptr)
         wd::letGoOfTemporary(replacement); // after a failure too: the file stays, as one left behind
@@ -296,7 +356,7 @@ BOOL WdCopyContent(LPCSTR from, LPCSTR to) {
     return wd::withinMemory(BOOL{FALSE}, [&]() -> BOOL {
         if (from == nullptr || to == nullptr)
             return succeeded(ERROR_INVALID_PARAMETER);
-        return succeeded(copyFile(from, to, true));
+        return succeeded(copyFile(from, to, true, Sharing::Ignored));
     });
 }
 
@@ -330,9 +390,12 @@ BOOL WdRemoveLeftBehind(LPCSTR path) {
 
 BOOL DeleteFileA(LPCSTR name) {
     const BOOL done = wd::withinMemory(BOOL{FALSE}, [&]() -> BOOL {
-        if (name == nullptr)
-            return succeeded(ERROR_INVALID_PARAMETER);
-        const fs::path path = wd::mapPath(name);
+        fs::path path;
+        if (const DWORD error = pathOf(name, path))
+            return succeeded(error);
+        struct stat status {};
+        if (sys::lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && (status.st_mode & S_IWUSR) == 0)
+            return succeeded(ERROR_ACCESS_DENIED);
         return succeeded(sys::unlink(path.c_str()) == 0 ? DWORD{ERROR_SUCCESS} : wd::errorOfPath(path));
     });
     if (name != nullptr)
@@ -355,6 +418,7 @@ UINT GetTempFileNameA(LPCSTR folder, LPCSTR prefix, UINT unique, LPSTR buffer) {
         std::string start = folder;
         if (!endsInSeparator(start))
             start += '\\';
+        unique &= 0xFFFF;
         const std::string_view kind(prefix, strnlen(prefix, kPrefixBytes));
         start += kind;
         if (unique == 0)
@@ -390,11 +454,11 @@ UINT GetTempFileNameA(LPCSTR folder, LPCSTR prefix, UINT unique, LPSTR buffer) {
 
 DWORD GetFileAttributesA(LPCSTR name) {
     return wd::withinMemory(DWORD{INVALID_FILE_ATTRIBUTES}, [&]() -> DWORD {
-        if (name == nullptr) {
-            failed(ERROR_INVALID_PARAMETER);
+        fs::path path;
+        if (const DWORD error = pathOf(name, path)) {
+            failed(error);
             return INVALID_FILE_ATTRIBUTES;
         }
-        const fs::path path = wd::mapPath(name);
         struct stat status {};
         if (sys::stat(path.c_str(), &status) != 0) {
             failed(wd::errorOfPath(path));

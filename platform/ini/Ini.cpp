@@ -64,7 +64,7 @@ std::optional<std::string> valueOf(LPCSTR section, LPCSTR name, LPCSTR file) {
     const std::optional<std::string> content = contentOf(fileOf(file));
     if (!content)
         return std::nullopt;
-    const std::optional<std::string_view> value = findIniValue(*content, section, name);
+    const std::optional<std::string_view> value = findIniValue(*content, trimmed(section), trimmed(name));
     return value ? std::optional<std::string>(*value) : std::nullopt;
 }
 
@@ -77,9 +77,29 @@ DWORD copyText(std::string_view text, LPSTR buffer, DWORD size) {
     return static_cast<DWORD>(length);
 }
 
-DWORD write(LPCSTR section, LPCSTR name, LPCSTR text, LPCSTR file) {
-    if (file == nullptr || *file == '\0' || !isIniSection(section) || (name != nullptr && !isIniName(name)) ||
-        (name == nullptr && text != nullptr) || (text != nullptr && !isIniValue(text)))
+// The names of all sections, or of one section's values; nothing when file or section is missing.
+std::optional<std::string> namesIn(LPCSTR section, LPCSTR file) {
+    const std::optional<std::string> content =
+        file == nullptr || *file == '\0' ? std::nullopt : contentOf(fileOf(file));
+    if (!content)
+        return std::nullopt;
+    return section == nullptr ? iniSections(*content) : iniNames(*content, trimmed(section));
+}
+
+// Names, each with its null byte, and one more at the end, which isn't counted; two behind a name that was cut.
+DWORD copyNames(std::string_view names, LPSTR buffer, DWORD size) {
+    if (buffer == nullptr || names.size() < size)
+        return copyText(names, buffer, size);
+    const DWORD length = copyText(names, buffer, std::max(size, DWORD{1}) - 1);
+    if (size != 0)
+        buffer[size - 1] = '\0';
+    return length;
+}
+
+// `section`, and `name` where it isn't null, without the blanks around them.
+DWORD write(std::string_view section, LPCSTR givenName, LPCSTR text, LPCSTR file) {
+    const auto name = givenName == nullptr ? std::nullopt : std::optional(trimmed(givenName));
+    if (!isIniSection(section) || (name && !isIniName(*name)) || (name && text != nullptr && !isIniValue(text)))
         return ERROR_INVALID_PARAMETER;
     const std::filesystem::path path = fileOf(file);
     if (path.parent_path() == home().path()) {
@@ -116,8 +136,13 @@ UINT GetPrivateProfileIntA(LPCSTR section, LPCSTR name, int defaultValue, LPCSTR
 }
 
 DWORD GetPrivateProfileStringA(LPCSTR section, LPCSTR name, LPCSTR defaultText, LPSTR buffer, DWORD size, LPCSTR file) {
-    const char* const fallback = defaultText == nullptr ? "" : defaultText;
+    std::string_view fallback = defaultText == nullptr ? "" : defaultText;
+    fallback = fallback.substr(0, fallback.find_last_not_of(' ') + 1);
     try {
+        if (section == nullptr || name == nullptr) {
+            const auto names = wd::namesIn(section, file);
+            return names ? wd::copyNames(*names, buffer, size) : wd::copyText(fallback, buffer, size);
+        }
         const auto value = wd::valueOf(section, name, file);
         return wd::copyText(value ? std::string_view(*value) : fallback, buffer, size);
     } catch (const std::bad_alloc&) {
@@ -128,9 +153,13 @@ DWORD GetPrivateProfileStringA(LPCSTR section, LPCSTR name, LPCSTR defaultText, 
 
 BOOL WritePrivateProfileStringA(LPCSTR section, LPCSTR name, LPCSTR text, LPCSTR file) {
     if (section == nullptr && name == nullptr && text == nullptr)
-        return TRUE;
+        return FALSE;
+    if (section == nullptr || file == nullptr || *file == '\0') {
+        SetLastError(section == nullptr ? ERROR_FILE_NOT_FOUND : ERROR_ACCESS_DENIED);
+        return FALSE;
+    }
     try {
-        return wd::failed(wd::write(section, name, text, file)) == 0 ? TRUE : FALSE;
+        return wd::failed(wd::write(wd::trimmed(section), name, text, file)) == 0 ? TRUE : FALSE;
     } catch (const std::bad_alloc&) {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return FALSE;

@@ -1,5 +1,6 @@
 #include "IniText.h"
 
+#include <algorithm>
 #include <strings.h>
 
 namespace wd {
@@ -49,6 +50,16 @@ Line parseLine(std::string_view whole) {
     return line;
 }
 
+constexpr std::string_view kLineEnds = "\r\n";
+
+// Length of the line at the start of the text, with its end: LF, CR LF or CR alone.
+std::size_t lineLength(std::string_view text) {
+    const auto end = text.find_first_of(kLineEnds);
+    if (end == std::string_view::npos)
+        return text.size();
+    return end + (text.substr(end).starts_with(kLineEnds) ? 2 : 1);
+}
+
 // Iterates over the lines; a byte order mark before the first belongs to none.
 class Lines {
   public:
@@ -59,8 +70,7 @@ class Lines {
     bool next(Line& line) {
         if (m_rest.empty())
             return false;
-        const auto end = m_rest.find('\n');
-        const std::size_t length = end == std::string_view::npos ? m_rest.size() : end + 1;
+        const std::size_t length = lineLength(m_rest);
         line = parseLine(m_rest.substr(0, length));
         m_rest.remove_prefix(length);
         return true;
@@ -97,9 +107,11 @@ SectionPlace placeOf(std::string_view content, std::string_view section, std::st
     return place;
 }
 
+// The first line's end; CR LF where there is none.
 std::string_view lineEndOf(std::string_view content) {
-    const auto end = content.find('\n');
-    return end != std::string_view::npos && end > 0 && content[end - 1] == '\r' ? "\r\n" : "\n";
+    const std::string_view line = content.substr(0, lineLength(content));
+    const std::size_t text = std::min(line.find_first_of(kLineEnds), line.size());
+    return text == line.size() ? kLineEnds : line.substr(text);
 }
 
 // Removes the lines that `drop` selects from every section of that name, so that no duplicate takes their place.
@@ -125,7 +137,7 @@ std::string withValue(std::string_view content, std::string_view section, std::s
     if (place.firstValueLine) {
         const std::string_view old = *place.firstValueLine;
         const auto value = static_cast<std::size_t>(old.data() - content.data()) + old.find('=') + 1;
-        const auto end = static_cast<std::size_t>(old.data() - content.data()) + old.find_last_not_of("\r\n") + 1;
+        const auto end = static_cast<std::size_t>(old.data() - content.data()) + old.find_last_not_of(kLineEnds) + 1;
         return result.replace(value, end - value, text);
     }
     std::string line = std::string(name) + '=' + std::string(text) + std::string(lineEnd);
@@ -134,17 +146,13 @@ std::string withValue(std::string_view content, std::string_view section, std::s
         at = result.size();
         line = '[' + std::string(section) + ']' + std::string(lineEnd) + line;
     }
-    if (at == result.size() && at > 0 && result.back() != '\n')
+    if (at == result.size() && at > 0 && kLineEnds.find(result.back()) == std::string_view::npos)
         line.insert(0, lineEnd);
     return result.insert(at, line);
 }
 
-bool isPlainText(const char* text) {
-    return text != nullptr && std::string_view(text).find_first_of("\r\n") == std::string_view::npos;
-}
-
-bool isTrimmed(const char* text) {
-    return *text != '\0' && trimmed(text).size() == std::string_view(text).size();
+bool isPlainText(std::string_view text) {
+    return text.find_first_of(kLineEnds) == std::string_view::npos;
 }
 
 } // namespace
@@ -173,29 +181,54 @@ std::optional<std::string_view> findIniValue(std::string_view content, std::stri
     return std::nullopt;
 }
 
-std::string changeIni(std::string_view content, std::string_view section, const char* name, const char* text) {
-    if (name == nullptr)
+std::string iniSections(std::string_view content) {
+    std::string names;
+    Lines lines(content);
+    for (Line line; lines.next(line);)
+        if (line.kind == LineKind::Header)
+            names.append(line.name).push_back('\0');
+    return names;
+}
+
+std::optional<std::string> iniNames(std::string_view content, std::string_view section) {
+    std::optional<std::string> names;
+    Lines lines(content);
+    for (Line line; lines.next(line);) {
+        if (line.kind == LineKind::Header && names)
+            break;
+        if (line.kind == LineKind::Header && sameName(line.name, section))
+            names.emplace();
+        else if (line.kind == LineKind::Value && names)
+            names->append(line.name).push_back('\0');
+    }
+    return names;
+}
+
+std::string changeIni(std::string_view content, std::string_view section, std::optional<std::string_view> name,
+                      const char* text) {
+    if (!name)
         return without(content, section, [](const Line&) { return true; });
     if (text == nullptr)
         return without(content, section,
-                       [name](const Line& line) { return line.kind == LineKind::Value && sameName(line.name, name); });
-    return withValue(content, section, name, text);
+                       [name](const Line& line) { return line.kind == LineKind::Value && sameName(line.name, *name); });
+    return withValue(content, section, *name, text);
 }
 
-bool isIniSection(const char* section) {
-    return isPlainText(section) && isTrimmed(section) && std::string_view(section).find(']') == std::string_view::npos;
+bool isIniSection(std::string_view section) {
+    return isPlainText(section) && !section.empty() && section.find(']') == std::string_view::npos;
 }
 
-bool isIniName(const char* name) {
-    return isPlainText(name) && isTrimmed(name) && *name != ';' && *name != '[' &&
-           std::string_view(name).find('=') == std::string_view::npos;
+bool isIniName(std::string_view name) {
+    return isPlainText(name) && !name.empty() && name.front() != ';' && name.front() != '[' &&
+           name.find('=') == std::string_view::npos;
 }
 
-bool isIniValue(const char* text) {
+bool isIniValue(std::string_view text) {
     return isPlainText(text);
 }
 
 UINT iniNumber(std::string_view text) {
+    text = trimmed(text);
     const bool negative = text.starts_with('-');
     if (negative || text.starts_with('+'))
         text.remove_prefix(1);

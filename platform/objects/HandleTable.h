@@ -55,6 +55,7 @@ class HandleTable {
             m_slot = slot;
             return true;
         }
+        bool isAcquired() const { return m_slot != nullptr; }
         const Payload& payload() const { return m_slot->payload; }
 
       private:
@@ -108,7 +109,10 @@ class HandleTable {
     }
 
   private:
-    // A handle: generation << 32 | slot index << 8 | mark. It never equals a predefined key, whose upper half is 0.
+    // A handle: generation << 32 | slot index << 8 | mark. Callers may use its two lowest bits as they like. Its lower
+    // half never equals a predefined key's, which end in 00 to 60.
+    static_assert((kMark & 3) == 0 && kMark > 0x60);
+    static constexpr std::uint64_t kCheckedMark = 0xFC;
     static constexpr std::uint64_t kOpen = std::uint64_t{1} << 31;
     static constexpr std::uint64_t kUses = kOpen - 1;
     static constexpr unsigned kGenerationShift = 32;
@@ -139,7 +143,7 @@ class HandleTable {
     static Slot* slotOf(const void* handle, std::uint64_t& generation) {
         const auto number = reinterpret_cast<std::uintptr_t>(handle);
         generation = number >> kGenerationShift;
-        if ((number & 0xFF) != kMark || generation == 0)
+        if ((number & kCheckedMark) != kMark || generation == 0)
             return nullptr;
         return slotAt(static_cast<std::uint32_t>(number & 0xFFFFFFFF) >> 8);
     }

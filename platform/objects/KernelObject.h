@@ -96,6 +96,7 @@ struct HandleTarget {
     KernelObject* object = nullptr;
     std::uint64_t thread = 0; // the thread whose own handle it is; 0: the process's
     LockedFile file;
+    DWORD fileRights = 0; // FILE_READ_DATA, FILE_WRITE_DATA: what the caller may do, whatever the descriptor can
 
     void closed() {
         if (object != nullptr)
@@ -104,7 +105,7 @@ struct HandleTarget {
         file.reset();
     }
 };
-using KernelHandles = HandleTable<HandleTarget, 0xA5>;
+using KernelHandles = HandleTable<HandleTarget, 0xA4>;
 
 // A handle in use by one call: the object stays alive meanwhile.
 class ObjectUse {
@@ -114,6 +115,8 @@ class ObjectUse {
     bool acquire(HANDLE handle, ObjectKind kind);
     // The same without touching GetLastError.
     bool find(HANDLE handle, ObjectKind kind);
+    // After a failing find: whether the handle is an open file's.
+    bool isFile() const { return m_use.isAcquired() && m_use.payload().object == nullptr; }
     KernelObject* operator->() const { return m_use.payload().object; }
     KernelObject& operator*() const { return *m_use.payload().object; }
 

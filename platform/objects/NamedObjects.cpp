@@ -21,6 +21,8 @@ using wd::ObjectKind;
 using wd::ObjectPlan;
 using wd::ObjectUse;
 
+constexpr DWORD kViewAlignment = 0x10000;
+
 HANDLE create(LPSECURITY_ATTRIBUTES attributes, ObjectPlan plan, LPCSTR name) {
     return wd::withinMemory(HANDLE{}, [&]() -> HANDLE {
         if (!wd::enterObjects())
@@ -42,7 +44,7 @@ HANDLE open(ObjectKind kind, LPCSTR name) {
         if (!wd::enterObjects())
             return nullptr;
         if (name == nullptr || *name == '\0') {
-            failed(ERROR_INVALID_PARAMETER);
+            failed(name == nullptr ? ERROR_INVALID_PARAMETER : ERROR_INVALID_HANDLE);
             return nullptr;
         }
         ObjectPlan plan;
@@ -150,7 +152,8 @@ LPVOID MapViewOfFile(HANDLE handle, DWORD /*access*/, DWORD offsetHigh, DWORD of
     // A damaged mapping may have nothing but its header.
     const bool tooLong = bytes > mapping->bytes() || mapping->bytes() == 0;
     if (offsetHigh != 0 || offsetLow != 0 || tooLong) {
-        failed(tooLong ? ERROR_ACCESS_DENIED : ERROR_INVALID_PARAMETER);
+        const bool isAligned = offsetLow % kViewAlignment == 0;
+        failed(!isAligned ? ERROR_MAPPED_ALIGNMENT : tooLong ? ERROR_ACCESS_DENIED : ERROR_INVALID_PARAMETER);
         return nullptr;
     }
     return wd::withinMemory(LPVOID{}, [&] {
@@ -169,9 +172,15 @@ BOOL UnmapViewOfFile(const void* view) {
 }
 
 DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds) {
-    ObjectUse object;
-    if (!object.acquire(handle, ObjectKind::Any))
+    if (!wd::enterObjects())
         return WAIT_FAILED;
+    ObjectUse object;
+    if (!object.find(handle, ObjectKind::Any)) {
+        if (object.isFile()) // reads and writes end before their calls return
+            return WAIT_OBJECT_0;
+        failed(ERROR_INVALID_HANDLE);
+        return WAIT_FAILED;
+    }
     wd::WaitOptions options;
     options.milliseconds = milliseconds;
     return wd::waitFor(*object, options);

@@ -4,6 +4,7 @@
 #include "Loader.h"
 #include "CodePage.h"
 #include "CriticalSection.h"
+#include "FileDescriptor.h"
 #include "ForkMutex.h"
 #include "Home.h"
 #include "LastError.h"
@@ -18,6 +19,8 @@
 #include <climits>
 #include <cstring>
 #include <dlfcn.h>
+#include <elf.h>
+#include <fcntl.h>
 #include <link.h>
 #include <mutex>
 #include <string>
@@ -122,9 +125,21 @@ std::filesystem::path placeIn(const std::filesystem::path& folder, const std::st
     return isThere(folder / file) ? folder / file : folder / "wdltcfg" / file;
 }
 
+bool isForeign(const std::filesystem::path& file) {
+    const FileDescriptor opened(sys::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0));
+    std::array<char, SELFMAG> start{};
+    return opened.valid() && sys::pread(opened.get(), start.data(), start.size(), 0) >= 0 &&
+           std::memcmp(start.data(), ELFMAG, SELFMAG) != 0;
+}
+
+// Null with GetLastError.
 void* openLibrary(std::string_view folder, const std::string& file) {
     const auto place = placeIn(folder.empty() ? ownFolder() : absolutePath(mapPath(folder)), file);
-    return dlopen(folder.empty() && !isThere(place) ? file.c_str() : place.c_str(), RTLD_NOW | RTLD_LOCAL);
+    void* const module =
+        dlopen(folder.empty() && !isThere(place) ? file.c_str() : place.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (module == nullptr)
+        SetLastError(isForeign(place) ? ERROR_BAD_EXE_FORMAT : ERROR_MOD_NOT_FOUND);
+    return module;
 }
 
 bool callEntry(HMODULE module, DWORD reason) {
@@ -138,10 +153,8 @@ HMODULE load(std::string_view path) {
     const LoaderLock lock;
     makeRoom(); // so that an opened module is never left without its count
     void* const module = openLibrary(path.substr(0, path.size() - name.size()), fileNameOf(name));
-    if (module == nullptr) {
-        SetLastError(ERROR_MOD_NOT_FOUND);
+    if (module == nullptr)
         return nullptr;
-    }
     if (addReference(module) == 1 && !callEntry(module, DLL_PROCESS_ATTACH)) {
         dropReference(module);
         dlclose(module);
@@ -206,7 +219,7 @@ std::filesystem::path ownFolder() {
 
 HMODULE LoadLibraryA(LPCSTR name) {
     if (name == nullptr || *name == '\0') {
-        SetLastError(ERROR_INVALID_PARAMETER);
+        SetLastError(ERROR_MOD_NOT_FOUND);
         return nullptr;
     }
     return wd::withinMemory(HMODULE{}, [&] { return wd::load(name); });

@@ -96,6 +96,7 @@ constinit decltype(fstat) fstat{"fstat", ::fstat, failing<fstat>};
 constinit decltype(fstatat) fstatat{"fstatat", ::fstatat, failing<fstatat>};
 constinit decltype(statvfs) statvfs{"statvfs", ::statvfs, failing<statvfs>};
 constinit decltype(fchmod) fchmod{"fchmod", ::fchmod, failing<fchmod>};
+constinit decltype(futimens) futimens{"futimens", ::futimens, failing<futimens>};
 constinit decltype(fchown) fchown{"fchown", ::fchown, failing<fchown>};
 constinit decltype(chmod) chmod{"chmod", ::chmod, failing<chmod>};
 constinit decltype(mkdir) mkdir{"mkdir", ::mkdir, failing<mkdir>};
@@ -135,7 +136,7 @@ constinit CallEntry* const kCalls[] = {
     &open,      &openat, &close,   &read,      &write,     &pread,      &pwrite,     &lseek,      &fsync, &ftruncate,
     &fallocate, &stat,   &lstat,   &fstat,     &fstatat,   &statvfs,    &fchmod,     &fchown,     &chmod, &mkdir,
     &rmdir,     &rename, &linkat,  &unlink,    &unlinkat,  &readlink,   &flock,      &fcntl_lock, &kill,  &fcntl_setfd,
-    &mmap,      &munmap, &madvise, &getrandom, &nanosleep, &futex_wait, &futex_wake,
+    &mmap,      &munmap, &madvise, &getrandom, &nanosleep, &futex_wait, &futex_wake, &futimens,
 };
 
 } // namespace

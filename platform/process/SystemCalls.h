@@ -86,6 +86,7 @@ extern Call<int(int, struct stat*)> fstat;
 extern Call<int(int, const char*, struct stat*, int)> fstatat;
 extern Call<int(const char*, struct statvfs*)> statvfs;
 extern Call<int(int, mode_t)> fchmod;
+extern Call<int(int, const struct timespec*)> futimens;
 extern Call<int(int, uid_t, gid_t)> fchown;
 extern Call<int(const char*, mode_t)> chmod;
 extern Call<int(const char*, mode_t)> mkdir;

@@ -11,6 +11,7 @@
 #include <platform/home.h>
 #include <platform/registry.h>
 #include <platform/registry_state.h>
+#include <platform/security.h>
 
 #include <cstring>
 #include <memory>
@@ -20,13 +21,30 @@ namespace wd {
 namespace {
 
 constexpr DWORD kMaxDataBytes = DWORD{1} << 20;
+constexpr DWORD kLocalMachine = 0x80000002;
+
+// Only its lower half counts: programs keep it in 32 bits, and widen that as they like.
+bool isLocalMachine(HKEY handle) {
+    return static_cast<DWORD>(reinterpret_cast<std::uintptr_t>(handle)) == kLocalMachine;
+}
+
+// Generic rights as a key's own.
+REGSAM keyRights(REGSAM access) {
+    if ((access & (GENERIC_ALL | MAXIMUM_ALLOWED)) != 0)
+        access |= KEY_ALL_ACCESS;
+    if ((access & (GENERIC_READ | GENERIC_EXECUTE)) != 0)
+        access |= KEY_READ;
+    if ((access & GENERIC_WRITE) != 0)
+        access |= KEY_WRITE;
+    return access;
+}
 
 // The key behind a handle, for one call. The error is ERROR_INVALID_HANDLE, or the reason why the home can't be used at
 // all.
 class KeyUse {
   public:
     explicit KeyUse(HKEY handle) {
-        if (handle == HKEY_LOCAL_MACHINE) {
+        if (isLocalMachine(handle)) {
             m_root.store = RegistryStore::of(home(), m_error);
             m_root.access = KEY_ALL_ACCESS;
             m_key = &m_root;
@@ -81,7 +99,7 @@ LONG writeCall(Body&& body) {
 }
 
 LONG makeHandle(const KeyUse& base, std::string_view path, std::uint64_t identity, REGSAM access, HKEY* result) {
-    *result = openHandle({&base.store(), path, identity, access});
+    *result = openHandle({&base.store(), path, identity, keyRights(access)});
     return static_cast<LONG>(*result == nullptr ? ERROR_NO_SYSTEM_RESOURCES : ERROR_SUCCESS);
 }
 
@@ -102,6 +120,7 @@ template <typename Char>
 LONG openKey(HKEY key, const Char* subKey, REGSAM access, HKEY* result) {
     if (result == nullptr)
         return ERROR_INVALID_PARAMETER;
+    *result = nullptr;
     const KeyUse base(key);
     if (base.error() != ERROR_SUCCESS)
         return base.error();
@@ -111,14 +130,22 @@ LONG openKey(HKEY key, const Char* subKey, REGSAM access, HKEY* result) {
     std::uint64_t identity = 0;
     if (const LONG error = lookUp(base, path, identity))
         return error;
+    if (!path.hasSubKey() && isLocalMachine(key)) {
+        *result = key;
+        return ERROR_SUCCESS;
+    }
     return makeHandle(base, path.folded(), identity, access, result);
 }
 
 // Most creations find the key, and then take no writer lock.
 template <typename Char>
-LONG createKey(HKEY key, const Char* subKey, DWORD options, REGSAM access, HKEY* result, DWORD* disposition) {
-    if (result == nullptr || options != REG_OPTION_NON_VOLATILE)
+LONG createKey(HKEY key, const Char* subKey, DWORD reserved, DWORD options, REGSAM access, HKEY* result,
+               DWORD* disposition) {
+    if (result == nullptr)
+        return failWrite(ERROR_BADKEY);
+    if (reserved != 0 || options != REG_OPTION_NON_VOLATILE)
         return failWrite(ERROR_INVALID_PARAMETER);
+    *result = nullptr;
     const KeyUse base(key);
     if (base.error() != ERROR_SUCCESS)
         return failWrite(base.error());
@@ -129,9 +156,6 @@ LONG createKey(HKEY key, const Char* subKey, DWORD options, REGSAM access, HKEY*
     bool created = false;
     LONG error = lookUp(base, path, identity);
     if (error == ERROR_FILE_NOT_FOUND) {
-        error = base.require(KEY_CREATE_SUB_KEY);
-        if (error != ERROR_SUCCESS)
-            return failWrite(error);
         const auto change = std::make_shared<CreateKeyChange>(base.reference(), path.folded(), path.written());
         error = base.store().write(change);
         created = change->created();
@@ -154,16 +178,16 @@ void copyName(View name, Char* buffer, DWORD* length) {
     *length = static_cast<DWORD>(name.size());
 }
 
-// Type, size and data of a value; `data` and `type` may be null.
+// Type, size and data of a value; `data` and `type` may be null. One variable may take both type and size.
 template <typename Text>
 LONG giveValue(const RecordValue& value, DWORD* type, BYTE* data, DWORD* size) {
     std::string storage;
     const std::string_view bytes = dataInForm<Text>(value, storage);
+    const DWORD room = size == nullptr ? 0 : *size;
     if (type != nullptr)
         *type = value.type;
     if (size == nullptr)
         return ERROR_SUCCESS;
-    const DWORD room = *size;
     *size = static_cast<DWORD>(bytes.size());
     if (data == nullptr)
         return ERROR_SUCCESS;
@@ -239,10 +263,11 @@ LONG enumValue(HKEY key, DWORD index, typename Text::Char* name, DWORD* nameLeng
             return missing;
         std::basic_string<typename Text::Char> storage;
         const auto valueName = Text::name(value.written, storage);
-        if (valueName.size() >= *nameLength)
+        const bool isNameGiven = valueName.size() < *nameLength;
+        const LONG error = giveValue<Text>(value, type, isNameGiven ? data : nullptr, size);
+        if (!isNameGiven)
             return ERROR_MORE_DATA;
-        const LONG error = giveValue<Text>(value, type, data, size);
-        if (error == ERROR_SUCCESS)
+        if (error == ERROR_SUCCESS || Text::kForm == Form::Wide)
             copyName(valueName, name, nameLength);
         return error;
     });
@@ -254,19 +279,24 @@ LONG queryValue(HKEY key, const typename Text::Char* name, const DWORD* reserved
     if (reserved != nullptr || (data != nullptr && size == nullptr))
         return ERROR_INVALID_PARAMETER;
     ValueName valueName;
-    if (const DWORD error = valueName.set(name))
-        return static_cast<LONG>(error);
+    const bool isNamePossible = valueName.set(name) == ERROR_SUCCESS; // no value has a name beyond the limits
     return readKey(key, KEY_QUERY_VALUE, [&](const RecordView& record) -> LONG {
         RecordValue value;
-        const LONG error = errorOf(record.findValue(valueName.folded(), value), ERROR_FILE_NOT_FOUND);
-        return error == ERROR_SUCCESS ? giveValue<Text>(value, type, data, size) : error;
+        const Lookup found = isNamePossible ? record.findValue(valueName.folded(), value) : Lookup::Missing;
+        if (found == Lookup::Found)
+            return giveValue<Text>(value, type, data, size);
+        if (found == Lookup::Missing && data == nullptr && size != nullptr)
+            *size = 0;
+        return errorOf(found, ERROR_FILE_NOT_FOUND);
     });
 }
 
 template <typename Text>
 LONG setValue(HKEY key, const typename Text::Char* name, DWORD reserved, DWORD type, const BYTE* data, DWORD size) {
-    if (reserved != 0 || size > kMaxDataBytes || (data == nullptr && size != 0))
+    if (reserved != 0 || size > kMaxDataBytes)
         return failWrite(ERROR_INVALID_PARAMETER);
+    if (data == nullptr && size != 0)
+        return failWrite(ERROR_NOACCESS);
     ValueName valueName;
     if (const DWORD error = valueName.set(name))
         return failWrite(static_cast<LONG>(error));
@@ -283,8 +313,8 @@ LONG setValue(HKEY key, const typename Text::Char* name, DWORD reserved, DWORD t
 template <typename Char>
 LONG deleteKey(HKEY key, const Char* subKey) {
     const KeyUse base(key);
-    if (const LONG error = base.require(KEY_CREATE_SUB_KEY))
-        return failWrite(error);
+    if (base.error() != ERROR_SUCCESS)
+        return failWrite(base.error());
     KeyPath path(base.path());
     if (const DWORD error = path.append(subKey))
         return failWrite(static_cast<LONG>(error));
@@ -296,11 +326,12 @@ LONG deleteKey(HKEY key, const Char* subKey) {
 template <typename Char>
 LONG deleteValue(HKEY key, const Char* name) {
     ValueName valueName;
-    if (const DWORD error = valueName.set(name))
-        return failWrite(static_cast<LONG>(error));
+    const bool isNamePossible = valueName.set(name) == ERROR_SUCCESS; // no value has a name beyond the limits
     const KeyUse use(key);
     if (const LONG error = use.require(KEY_SET_VALUE))
         return failWrite(error);
+    if (!isNamePossible)
+        return failWrite(ERROR_FILE_NOT_FOUND);
     return fail(use.store().write(std::make_shared<DeleteValueChange>(use.reference(), valueName.folded())));
 }
 
@@ -323,14 +354,14 @@ LONG RegOpenKeyExW(HKEY key, LPCWSTR subKey, DWORD, REGSAM access, HKEY* result)
     return wd::readCall([&] { return wd::openKey(key, subKey, access, result); });
 }
 
-LONG RegCreateKeyExA(HKEY key, LPCSTR subKey, DWORD, LPSTR, DWORD options, REGSAM access, void*, HKEY* result,
+LONG RegCreateKeyExA(HKEY key, LPCSTR subKey, DWORD reserved, LPSTR, DWORD options, REGSAM access, void*, HKEY* result,
                      LPDWORD disposition) {
-    return wd::writeCall([&] { return wd::createKey(key, subKey, options, access, result, disposition); });
+    return wd::writeCall([&] { return wd::createKey(key, subKey, reserved, options, access, result, disposition); });
 }
 
-LONG RegCreateKeyExW(HKEY key, LPCWSTR subKey, DWORD, LPWSTR, DWORD options, REGSAM access, void*, HKEY* result,
-                     LPDWORD disposition) {
-    return wd::writeCall([&] { return wd::createKey(key, subKey, options, access, result, disposition); });
+LONG RegCreateKeyExW(HKEY key, LPCWSTR subKey, DWORD reserved, LPWSTR, DWORD options, REGSAM access, void*,
+                     HKEY* result, LPDWORD disposition) {
+    return wd::writeCall([&] { return wd::createKey(key, subKey, reserved, options, access, result, disposition); });
 }
 
 LONG RegEnumKeyExA(HKEY key, DWORD index, LPSTR name, LPDWORD nameLength, LPDWORD reserved, LPSTR className,
@@ -390,7 +421,7 @@ LONG RegDeleteValueW(HKEY key, LPCWSTR name) {
 }
 
 LONG RegCloseKey(HKEY key) {
-    if (key == HKEY_LOCAL_MACHINE || wd::closeHandle(key))
+    if (wd::isLocalMachine(key) || wd::closeHandle(key))
         return ERROR_SUCCESS;
     return wd::failed(ERROR_INVALID_HANDLE);
 }

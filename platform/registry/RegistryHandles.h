@@ -48,7 +48,7 @@ class KeptKey {
     std::array<char, kInlineBytes> m_path;
 };
 
-using RegistryHandles = HandleTable<KeptKey, 0xA6>;
+using RegistryHandles = HandleTable<KeptKey, 0xA8>;
 
 class HandleUse : public RegistryHandles::Use {
   public:

@@ -1,5 +1,6 @@
 #include "Sddl.h"
 
+#include <algorithm>
 #include <charconv>
 
 namespace wd {
@@ -25,12 +26,12 @@ constexpr Word kAceFlags[] = {
     {"IO", INHERIT_ONLY_ACE},   {"ID", INHERITED_ACE},
 };
 
+// In the order in which they are written: that of their bits.
 constexpr Word kRights[] = {
-    {"GA", GENERIC_ALL}, {"GR", GENERIC_READ}, {"GW", GENERIC_WRITE}, {"GX", GENERIC_EXECUTE},
-    {"SD", 0x10000},     {"RC", 0x20000},      {"WD", 0x40000},       {"WO", 0x80000},
-    {"CC", 0x1},         {"DC", 0x2},          {"LC", 0x4},           {"SW", 0x8},
-    {"RP", 0x10},        {"WP", 0x20},         {"DT", 0x40},          {"LO", 0x80},
-    {"CR", 0x100},
+    {"CC", 0x1},           {"DC", 0x2},          {"LC", 0x4},     {"SW", 0x8},         {"RP", 0x10},
+    {"WP", 0x20},          {"DT", 0x40},         {"LO", 0x80},    {"CR", 0x100},       {"SD", 0x10000},
+    {"RC", 0x20000},       {"WD", 0x40000},      {"WO", 0x80000}, {"GA", GENERIC_ALL}, {"GX", GENERIC_EXECUTE},
+    {"GW", GENERIC_WRITE}, {"GR", GENERIC_READ},
 };
 
 // Names for sets of rights: of files, then of registry keys.
@@ -56,6 +57,12 @@ bool take(std::string_view& text, std::string_view prefix) {
     return true;
 }
 
+// Blanks in front of a part, an entry, a field or a SID mean nothing.
+std::string_view withoutBlanks(std::string_view text) {
+    text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
+    return text;
+}
+
 // Takes one of the words off the front of `text` and adds its bits.
 bool takeWord(std::span<const Word> words, std::string_view& text, DWORD& bits) {
     for (const Word& word : words)
@@ -75,8 +82,10 @@ bool parseAceFlags(std::string_view text, BYTE& flags) {
     return true;
 }
 
+// Hexadecimal behind 0x, octal behind 0, else decimal.
 bool parseMaskNumber(std::string_view text, ACCESS_MASK& mask) {
-    const int base = take(text, "0x") || take(text, "0X") ? 16 : 10;
+    const bool isHex = take(text, "0x") || take(text, "0X");
+    const int base = isHex ? 16 : text.starts_with('0') ? 8 : 10;
     const char* const end = text.data() + text.size();
     const auto result = std::from_chars(text.data(), end, mask, base);
     return result.ec == std::errc() && result.ptr == end;
@@ -99,11 +108,16 @@ bool splitAce(std::string_view body, std::array<std::string_view, kAceFields>& f
         const std::size_t end = body.find(';');
         if (end == std::string_view::npos)
             return false;
-        fields[index] = body.substr(0, end);
+        fields[index] = withoutBlanks(body.substr(0, end));
         body.remove_prefix(end + 1);
     }
     fields.back() = body;
     return body.find(';') == std::string_view::npos;
+}
+
+// A SID in a descriptor may have blanks behind it, too.
+std::optional<Sid> accountOf(std::string_view text) {
+    return Sid::fromText(text.substr(0, text.find_last_not_of(" \t\r\n") + 1));
 }
 
 // type;flags;rights;object;inherited object;account. The two objects are for directory services and must be empty.
@@ -114,7 +128,9 @@ DWORD parseAce(const ListKind& kind, std::string_view body, AceList& list) {
     const auto [type, flags, rights, object, inheritedObject, account] = fields;
     std::string_view restOfType = type;
     DWORD aceType = 0;
-    if (!takeWord(kAceTypes, restOfType, aceType) || !restOfType.empty() || !fits(kind, static_cast<BYTE>(aceType)))
+    if (!takeWord(kAceTypes, restOfType, aceType) || !restOfType.empty())
+        return RPC_S_INVALID_STRING_BINDING;
+    if (!fits(kind, static_cast<BYTE>(aceType)))
         return ERROR_INVALID_ACL;
     BYTE aceFlags = 0;
     ACCESS_MASK mask = 0;
@@ -122,9 +138,9 @@ DWORD parseAce(const ListKind& kind, std::string_view body, AceList& list) {
     if (!parseAceFlags(flags, aceFlags) || !parseRights(rights, isLabel, mask) || !object.empty() ||
         !inheritedObject.empty())
         return ERROR_INVALID_ACL;
-    const auto sid = Sid::fromText(account);
+    const auto sid = accountOf(account);
     if (!sid)
-        return ERROR_INVALID_SID;
+        return ERROR_INVALID_ACL;
     list.push_back({static_cast<BYTE>(aceType), aceFlags, mask, *sid});
     return ERROR_SUCCESS;
 }
@@ -135,13 +151,14 @@ DWORD parseList(const ListKind& kind, std::string_view& text, Descriptor& descri
         return ERROR_INVALID_PARAMETER;
     DWORD control = kind.present;
     const auto flags = listFlags(kind);
+    text = withoutBlanks(text);
     while (takeWord(flags, text, control))
         continue;
     setControl(descriptor, kind, static_cast<WORD>(control));
     if (take(text, kNullList))
         return ERROR_SUCCESS;
     list.emplace();
-    while (take(text, "(")) {
+    for (text = withoutBlanks(text); take(text, "("); text = withoutBlanks(text)) {
         const std::size_t end = text.find(')');
         if (end == std::string_view::npos)
             return ERROR_INVALID_ACL;
@@ -158,7 +175,7 @@ DWORD parseOwner(std::string_view& text, std::optional<Sid>& sid) {
         return ERROR_INVALID_PARAMETER;
     const std::size_t colon = text.find(':');
     const std::size_t length = colon == std::string_view::npos ? text.size() : colon - (colon > 0 ? 1 : 0);
-    sid = Sid::fromText(text.substr(0, length));
+    sid = accountOf(text.substr(0, length));
     text.remove_prefix(length);
     return sid ? ERROR_SUCCESS : ERROR_INVALID_SID;
 }
@@ -196,7 +213,7 @@ void writeRights(ACCESS_MASK mask, bool isLabel, std::string& text) {
             return;
         }
     const std::span<const Word> words = isLabel ? std::span<const Word>(kLabelPolicies) : kRights;
-    if (mask != 0 && (mask & ~allBits(words)) == 0) {
+    if ((mask & ~allBits(words)) == 0) {
         writeBits(words, mask, text);
         return;
     }
@@ -233,7 +250,7 @@ void writeList(const ListKind& kind, WORD control, const std::optional<AceList>&
 
 DWORD parseSddl(std::string_view text, Descriptor& descriptor) {
     descriptor = {};
-    while (!text.empty())
+    for (text = withoutBlanks(text); !text.empty(); text = withoutBlanks(text))
         if (const DWORD error = parsePart(text, descriptor))
             return error;
     return ERROR_SUCCESS;

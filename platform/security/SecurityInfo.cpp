@@ -156,6 +156,8 @@ DWORD setEntries(std::span<const EXPLICIT_ACCESS_A> entries, const void* oldAcl,
     for (const EXPLICIT_ACCESS_A& entry : entries)
         if (const DWORD error = setEntry(entry, added, list))
             return error;
+    if (oldAcl == nullptr && added.empty())
+        return ERROR_SUCCESS;
     // Denied before allowed, new before old.
     list.insert(std::ranges::find(list, BYTE{ACCESS_ALLOWED_ACE_TYPE}, &Ace::type), added.begin(), added.end());
     if (sizeOf(list) > kMostListBytes)
@@ -202,7 +204,10 @@ DWORD GetNamedSecurityInfoA(LPCSTR name, SE_OBJECT_TYPE type, SECURITY_INFORMATI
 
 DWORD SetEntriesInAclA(DWORD count, EXPLICIT_ACCESS_A* entries, PACL oldAcl, PACL* newAcl) {
     return wd::codeOf([&]() -> DWORD {
-        if (newAcl == nullptr || (entries == nullptr && count != 0))
+        if (newAcl == nullptr)
+            return ERROR_INVALID_PARAMETER;
+        *newAcl = nullptr;
+        if (entries == nullptr && count != 0)
             return ERROR_INVALID_PARAMETER;
         return wd::setEntries({entries, count}, oldAcl, newAcl);
     });

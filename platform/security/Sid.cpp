@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <cstring>
+#include <strings.h>
 
 namespace wd {
 
@@ -27,6 +28,7 @@ constexpr Alias kAliases[] = {
     {"IU", {5, {4}}},
     {"SU", {5, {6}}},
     {"AN", {5, {7}}},
+    {"ED", {5, {9}}},
     {"PS", {5, {10}}},
     {"AU", kAuthenticatedUsers},
     {"RC", {5, {12}}},
@@ -96,13 +98,14 @@ std::optional<Sid> Sid::fromPointer(const void* sid) {
 }
 
 std::optional<Sid> Sid::fromText(std::string_view text) {
+    text.remove_prefix(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
     for (const Alias& alias : kAliases)
-        if (alias.letters == text)
+        if (text.size() == alias.letters.size() && strncasecmp(text.data(), alias.letters.data(), text.size()) == 0)
             return alias.sid;
+    const std::string_view letter = takeField(text);
     // A '-' at the end would need one more number.
-    if (!text.starts_with("S-1-") || text.ends_with('-'))
+    if ((letter != "S" && letter != "s") || parseNumber<DWORD>(takeField(text)) != SID_REVISION || text.ends_with('-'))
         return std::nullopt;
-    text.remove_prefix(4);
     const auto authority = parseNumber<std::uint64_t>(takeField(text));
     if (!authority || *authority >> kAuthorityBits != 0 || text.empty())
         return std::nullopt;

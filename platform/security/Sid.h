@@ -29,7 +29,7 @@ class Sid {
     static std::optional<Sid> fromBytes(std::span<const BYTE> bytes);
     // A caller's SID, which is as long as its own count says.
     static std::optional<Sid> fromPointer(const void* sid);
-    // "S-1-…", numbers decimal or 0x…, or an SDDL alias.
+    // "S-1-…", numbers decimal or 0x…, or an SDDL alias; letters in either case, blanks before it are skipped.
     static std::optional<Sid> fromText(std::string_view text);
 
     std::string text() const;

@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <unicode/utf16.h>
@@ -23,16 +25,20 @@ const CodePageTable* tableFor(UINT number) {
     return CodePageTable::of(number == CP_ACP ? home().codePage() : number);
 }
 
-// Writes what fits, counts everything.
+// Writes what fits, counts everything. A character is written whole, or it and what follows not at all.
 template <class Unit>
 class Sink {
   public:
     explicit Sink(std::span<Unit> target) : m_target(target) {}
 
-    void put(Unit unit) {
-        if (m_length < m_target.size())
-            m_target[m_length] = unit;
-        ++m_length;
+    void put(Unit unit) { put(std::array{unit}); }
+    template <std::size_t Count>
+    void put(const std::array<Unit, Count>& character, std::size_t count = Count) {
+        if (m_length + count <= m_target.size())
+            std::copy_n(character.begin(), count, m_target.begin() + static_cast<std::ptrdiff_t>(m_length));
+        else
+            m_target = m_target.first(std::min(m_length, m_target.size()));
+        m_length += count;
     }
     template <class Other>
     void putAscii(const Other* text, std::size_t count) {
@@ -70,7 +76,8 @@ std::size_t asciiPrefix(std::u16string_view text) {
     return length;
 }
 
-// The non-ASCII character at the start of a text: its bytes, and its code point, negative when they are invalid.
+// The non-ASCII character at the start of a text: its bytes, and its code point, negative when they are invalid. A lead
+// byte takes the next byte along, whatever that is, as in CharNextA; but not the end of the text.
 struct Decoded {
     std::size_t bytes;
     UChar32 character;
@@ -86,42 +93,44 @@ Decoded decodeUtf8(std::string_view text) {
 
 Decoded decodeTable(const CodePageTable& table, std::string_view text) {
     const auto lead = static_cast<BYTE>(text[0]);
-    char16_t unit = kNoUnit;
-    if (!table.isLeadByte(lead))
-        unit = table.single(lead);
-    else if (text.size() > 1)
-        unit = table.pair(lead, static_cast<BYTE>(text[1]));
-    if (unit == kNoUnit)
-        return {1, -1};
-    return {table.isLeadByte(lead) ? std::size_t{2} : std::size_t{1}, unit};
+    const bool isPair = table.isLeadByte(lead) && text.size() > 1 && text[1] != '\0';
+    const char16_t unit = isPair ? table.pair(lead, static_cast<BYTE>(text[1])) : table.single(lead);
+    return {isPair ? std::size_t{2} : std::size_t{1}, unit == kNoUnit ? -1 : UChar32{unit}};
 }
 
 void putCharacter(Sink<char16_t>& sink, UChar32 character) {
     if (U_IS_BMP(character)) {
         sink.put(static_cast<char16_t>(character));
     } else {
-        sink.put(static_cast<char16_t>(U16_LEAD(character)));
-        sink.put(static_cast<char16_t>(U16_TRAIL(character)));
+        sink.put(std::array{static_cast<char16_t>(U16_LEAD(character)), static_cast<char16_t>(U16_TRAIL(character))});
     }
 }
 
 void putInvalid(Sink<char16_t>& sink, std::string_view bytes, InvalidBytes invalid) {
     if (invalid == InvalidBytes::Replace)
         return sink.put(kReplacement);
-    for (const char byte : bytes)
-        sink.put(static_cast<char16_t>(kEscapeBase + static_cast<BYTE>(byte)));
+    for (const char byte : bytes) {
+        const bool isPlain = static_cast<BYTE>(byte) < kFirstHighByte && !isSeparator(byte);
+        sink.put(static_cast<char16_t>((isPlain ? 0 : kEscapeBase) + static_cast<BYTE>(byte)));
+    }
 }
 
 void putUtf8(Sink<char>& sink, UChar32 character) {
     std::array<std::uint8_t, U8_MAX_LENGTH> bytes{};
     std::size_t length = 0;
     U8_APPEND_UNSAFE(bytes.data(), length, character);
-    for (std::size_t i = 0; i < length; ++i)
-        sink.put(static_cast<char>(bytes[i]));
+    sink.put(std::bit_cast<std::array<char, U8_MAX_LENGTH>>(bytes), length);
 }
 
 bool isEscape(char16_t unit) {
     return unit >= kEscapeBase + kFirstHighByte && unit <= kEscapeBase + 0xFF;
+}
+
+// Whether a text begins with the escapes of a lead byte and of the byte that it takes along. A separator is escaped only
+// there: by itself it would become one where none was.
+bool isEscapedPair(const CodePageTable& table, std::u16string_view text) {
+    return text.size() > 1 && isEscape(text[0]) && table.isLeadByte(static_cast<BYTE>(text[0] - kEscapeBase)) &&
+           (isEscape(text[1]) || text[1] == kEscapeBase + '\\' || text[1] == kEscapeBase + '/');
 }
 
 // Encodes one non-ASCII character; returns its units. Sets `clean` to false when it writes the substitute.
@@ -136,14 +145,19 @@ std::size_t encodeOne(const CodePageTable* table, std::u16string_view text, Sink
         putUtf8(sink, U16_GET_SUPPLEMENTARY(unit, text[1]));
         return 2;
     }
+    if (table != nullptr && isEscapedPair(*table, text)) {
+        sink.put(std::array{static_cast<char>(unit - kEscapeBase), static_cast<char>(text[1] - kEscapeBase)});
+        return 2;
+    }
     if (isEscape(unit)) {
         sink.put(static_cast<char>(unit - kEscapeBase));
         return 1;
     }
     if (const std::uint16_t code = table == nullptr ? std::uint16_t{0} : table->narrow(unit)) {
         if (code > 0xFF)
-            sink.put(static_cast<char>(code >> 8));
-        sink.put(static_cast<char>(code & 0xFF));
+            sink.put(std::array{static_cast<char>(code >> 8), static_cast<char>(code & 0xFF)});
+        else
+            sink.put(static_cast<char>(code));
         return 1;
     }
     clean = false;

@@ -13,7 +13,8 @@
 namespace wd {
 
 // Any bytes survive the round trip: a byte that isn't valid in the code page becomes the lone surrogate U+DC00 + byte,
-// and such a surrogate becomes that byte again. Where several byte sequences mean the same character, it comes back as
+// and such a surrogate becomes that byte again. A lead byte and a byte that is no trail to it are one character, as for
+// CharNextA: a separator in that place becomes such a surrogate too, so that it separates nothing. Where several byte sequences mean the same character, it comes back as
 // the usual one. A unit that the code page lacks becomes '?' (in UTF-8, which lacks only other lone surrogates,
 // U+FFFD).
 std::u16string wideFromCodePage(std::string_view text);
@@ -31,6 +32,11 @@ inline char16_t foldUnit(char16_t unit) {
     if (unit >= 0x80)
         return foldUnitBeyondAscii(unit);
     return unit >= u'a' && unit <= u'z' ? static_cast<char16_t>(unit - (u'a' - u'A')) : unit;
+}
+
+// In a path. Not where it is a trail byte.
+inline bool isSeparator(char c) {
+    return c == '\\' || c == '/';
 }
 
 // Whether `byte` begins a double-byte character of the system code page.

@@ -12,15 +12,18 @@
 
 namespace {
 
-// The source as a view, with its terminator when the length is -1. False for invalid arguments.
+// The source as a view, with its terminator when the length is negative. False for invalid arguments.
 template <class Unit>
 bool sourceView(const Unit* source, int length, std::basic_string_view<Unit>& view) {
-    if (source == nullptr || length == 0 || length < -1)
+    if (source == nullptr || length == 0)
         return false;
-    const std::size_t size =
-        length == -1 ? std::char_traits<Unit>::length(source) + 1 : static_cast<std::size_t>(length);
+    const std::size_t size = length < 0 ? std::char_traits<Unit>::length(source) + 1 : static_cast<std::size_t>(length);
     view = {source, size};
     return true;
+}
+
+bool isTarget(const void* target, int length, const void* source) {
+    return length >= 0 && (length == 0 || (target != nullptr && target != source));
 }
 
 bool isCodePage(UINT codePage) {
@@ -38,10 +41,6 @@ int finish(std::size_t length, int targetLength) {
 template <class Unit>
 std::span<Unit> targetSpan(Unit* target, int targetLength) {
     return {target, static_cast<std::size_t>(targetLength)};
-}
-
-bool isSeparator(char c) {
-    return c == '\\' || c == '/';
 }
 
 } // namespace
@@ -64,16 +63,17 @@ LPSTR CharNextA(LPCSTR text) {
 
 int MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR source, int sourceLength, LPWSTR target, int targetLength) {
     std::string_view text;
-    const bool known = (flags & ~(MB_PRECOMPOSED | MB_ERR_INVALID_CHARS)) == 0 && isCodePage(codePage);
-    if (!known || !sourceView(source, sourceLength, text) || targetLength < 0 ||
-        (target == nullptr && targetLength != 0))
+    if (!isCodePage(codePage) || !sourceView(source, sourceLength, text) || !isTarget(target, targetLength, source))
         return wd::fail(ERROR_INVALID_PARAMETER);
+    if ((flags & ~(MB_PRECOMPOSED | MB_ERR_INVALID_CHARS)) != 0)
+        return wd::fail(ERROR_INVALID_FLAGS);
     try {
-        const auto result =
-            wd::convertToWide(codePage, text, targetSpan(target, targetLength), wd::InvalidBytes::Replace);
-        if (!result.clean && (flags & MB_ERR_INVALID_CHARS) != 0)
+        const auto convert = [&](int room) {
+            return wd::convertToWide(codePage, text, targetSpan(target, room), wd::InvalidBytes::Replace);
+        };
+        if ((flags & MB_ERR_INVALID_CHARS) != 0 && !convert(0).clean) // before anything is written
             return wd::fail(ERROR_NO_UNICODE_TRANSLATION);
-        return finish(result.length, targetLength);
+        return finish(convert(targetLength).length, targetLength);
     } catch (const std::bad_alloc&) {
         return wd::fail(ERROR_NOT_ENOUGH_MEMORY);
     }
@@ -82,9 +82,10 @@ int MultiByteToWideChar(UINT codePage, DWORD flags, LPCSTR source, int sourceLen
 int WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR source, int sourceLength, LPSTR target, int targetLength,
                         LPCSTR defaultChar, BOOL* usedDefaultChar) {
     std::u16string_view text;
-    if (flags != 0 || !isCodePage(codePage) || !sourceView(source, sourceLength, text) || targetLength < 0 ||
-        (target == nullptr && targetLength != 0))
+    if (!isCodePage(codePage) || !sourceView(source, sourceLength, text) || !isTarget(target, targetLength, source))
         return wd::fail(ERROR_INVALID_PARAMETER);
+    if ((flags & ~WC_NO_BEST_FIT_CHARS) != 0)
+        return wd::fail(ERROR_INVALID_FLAGS);
     try {
         const auto result = wd::convertToNarrow(codePage, text, targetSpan(target, targetLength), defaultChar);
         if (usedDefaultChar != nullptr)
@@ -99,8 +100,8 @@ int WideCharToMultiByte(UINT codePage, DWORD flags, LPCWSTR source, int sourceLe
 LPSTR PathFindFileNameA(LPCSTR path) {
     LPCSTR name = path;
     for (LPCSTR at = path; at != nullptr && *at != '\0'; at = CharNextA(at)) {
-        const bool ends = isSeparator(*at) || *at == ':';
-        if (ends && at[1] != '\0' && !isSeparator(at[1]))
+        const bool ends = wd::isSeparator(*at) || *at == ':';
+        if (ends && at[1] != '\0' && !wd::isSeparator(at[1]))
             name = at + 1;
     }
     return const_cast<LPSTR>(name);

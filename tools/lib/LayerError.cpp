@@ -27,6 +27,7 @@ constexpr ErrorWords kErrorWords[] = {
     {ERROR_MOD_NOT_FOUND, "no such library, or it can't be loaded, or one that it needs isn't there"},
     {ERROR_PROC_NOT_FOUND, "another library of that name"},
     {ERROR_BAD_PATHNAME, "malformed key name"},
+    {ERROR_BAD_EXE_FORMAT, "not a library"},
     {ERROR_MORE_DATA, "the buffer is too small"},
     {ERROR_BADDB, "the registry's file is damaged"},
     {ERROR_REGISTRY_CORRUPT, "the registry holds a damaged record"},

@@ -9,7 +9,7 @@
 /* After any crash the file is the old one or the new one, as with CopyFileA; a missing one is made. FALSE with
    GetLastError and the old content; ERROR_ACCESS_DENIED where no file may be made beside it. */
 WD_API BOOL WdReplaceContent(LPCSTR path, const void* content, DWORD bytes);
-/* CopyFileA, of paths. */
+/* CopyFileA, of paths, and of a source that another has for himself too. */
 WD_API BOOL WdCopyContent(LPCSTR from, LPCSTR to);
 
 /* Makes what is missing on the path; an existing folder is a success. FALSE with GetLastError, ERROR_PATH_NOT_FOUND

@@ -14,8 +14,9 @@ Entry WdEntryOf(FARPROC found) {
 
 /* Looks in the folder given and in its folder `wdltcfg`; without one, in these two of the layer's own library, then by
    the loader's search. If the library exports `WdLibraryEntry(void* module, uint32_t reason)` (bool-valued int), that is
-   called with 1 after loading and with 0 before unloading. Null with GetLastError ERROR_MOD_NOT_FOUND, or
-   ERROR_DLL_INIT_FAILED when its entry refused. */
+   called with 1 after loading and with 0 before unloading. Null with GetLastError ERROR_MOD_NOT_FOUND, also when
+   one that it needs isn't there, ERROR_BAD_EXE_FORMAT for a file that is no library, or ERROR_DLL_INIT_FAILED when its
+   entry refused. */
 WD_API HMODULE LoadLibraryA(LPCSTR name);
 /* Null with GetLastError ERROR_PROC_NOT_FOUND when the library has no such name. */
 WD_API FARPROC GetProcAddress(HMODULE module, LPCSTR name);

@@ -7,7 +7,8 @@
 
 #include <platform/base.h>
 
-#define HKEY_LOCAL_MACHINE (reinterpret_cast<HKEY>(std::uintptr_t{0x80000002u}))
+/* The one predefined key. The upper half of the number doesn't count: any is taken for the same key. */
+#define HKEY_LOCAL_MACHINE (reinterpret_cast<HKEY>(std::intptr_t{static_cast<LONG>(0x80000002)}))
 
 inline constexpr DWORD REG_NONE = 0;
 inline constexpr DWORD REG_SZ = 1;
@@ -28,13 +29,17 @@ inline constexpr DWORD REG_OPTION_NON_VOLATILE = 0;
 inline constexpr DWORD REG_CREATED_NEW_KEY = 1;
 inline constexpr DWORD REG_OPENED_EXISTING_KEY = 2;
 
-/* Opens an existing key below `key`; a null or empty sub-key opens `key` itself again. ERROR_FILE_NOT_FOUND: no such
-   key, ERROR_BAD_PATHNAME: a malformed path, ERROR_INVALID_PARAMETER: a component too long, ERROR_INVALID_HANDLE: a
-   stale or foreign handle. Each opened key is closed with RegCloseKey. */
+/* Opens an existing key below `key`; a null or empty sub-key opens `key` itself again, and gives HKEY_LOCAL_MACHINE as
+   it was passed. ERROR_FILE_NOT_FOUND: no such key, ERROR_BAD_PATHNAME: a malformed path, ERROR_INVALID_PARAMETER: a
+   component too long, ERROR_INVALID_HANDLE: a stale or foreign handle; `*result` is null then. `access` is what the
+   handle may be used for, generic rights and MAXIMUM_ALLOWED (security.h) included; more than that is
+   ERROR_ACCESS_DENIED at its use. `options` are ignored. Each opened key is closed with RegCloseKey. */
 WD_API LONG RegOpenKeyExA(HKEY key, LPCSTR subKey, DWORD options, REGSAM access, HKEY* result);
 WD_API LONG RegOpenKeyExW(HKEY key, LPCWSTR subKey, DWORD options, REGSAM access, HKEY* result);
 
-/* Opens a key, or creates it with every missing key on its path. `disposition` may be null. */
+/* Opens a key, or creates it with every missing key on its path, whatever `key` was opened for. `disposition` may be
+   null. Errors as above, and ERROR_INVALID_PARAMETER: any option but REG_OPTION_NON_VOLATILE, or `reserved` isn't 0;
+   ERROR_BADKEY: `result` is null. The class and the security attributes are ignored. */
 WD_API LONG RegCreateKeyExA(HKEY key, LPCSTR subKey, DWORD reserved, LPSTR className, DWORD options, REGSAM access,
                             void* securityAttributes, HKEY* result, LPDWORD disposition);
 WD_API LONG RegCreateKeyExW(HKEY key, LPCWSTR subKey, DWORD reserved, LPWSTR className, DWORD options, REGSAM access,
@@ -49,24 +54,28 @@ WD_API LONG RegEnumKeyExA(HKEY key, DWORD index, LPSTR name, LPDWORD nameLength,
 WD_API LONG RegEnumKeyExW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameLength, LPDWORD reserved, LPWSTR className,
                           LPDWORD classLength, void* lastWriteTime);
 
-/* The value at `index` with its type and data; sizes as in RegEnumKeyEx and RegQueryValueEx. */
+/* The value at `index`, in case-insensitive order, with its type and data; sizes as in RegEnumKeyEx and
+   RegQueryValueEx. ERROR_MORE_DATA gives the type and the size of the data all the same, and the W form the name if
+   that fits. */
 WD_API LONG RegEnumValueA(HKEY key, DWORD index, LPSTR name, LPDWORD nameLength, LPDWORD reserved, LPDWORD type,
                           LPBYTE data, LPDWORD size);
 WD_API LONG RegEnumValueW(HKEY key, DWORD index, LPWSTR name, LPDWORD nameLength, LPDWORD reserved, LPDWORD type,
                           LPBYTE data, LPDWORD size);
 
 /* A value's type and bytes. Null `data` with `size` gives the size and 0; too small a buffer gives ERROR_MORE_DATA and
-   the size, and is left alone; ERROR_FILE_NOT_FOUND: no such value. A text is given in the form (A or W) of the call.
-   */
+   the size, and is left alone; ERROR_FILE_NOT_FOUND: no such value, which with null data has the size 0. A text is
+   given in the form (A or W) of the call. */
 WD_API LONG RegQueryValueExA(HKEY key, LPCSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size);
 WD_API LONG RegQueryValueExW(HKEY key, LPCWSTR name, LPDWORD reserved, LPDWORD type, LPBYTE data, LPDWORD size);
 
-/* Stores a value. ERROR_INVALID_PARAMETER: more than 1 MiB of data, ERROR_DISK_FULL: no space, ERROR_ACCESS_DENIED: no
-   right to write. */
+/* Stores a value. ERROR_INVALID_PARAMETER: more than 1 MiB of data, a name of more than 255 units, or `reserved` isn't
+   0; ERROR_NOACCESS: null data with a size, ERROR_DISK_FULL: no space, ERROR_ACCESS_DENIED: no right to write. */
 WD_API LONG RegSetValueExA(HKEY key, LPCSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size);
 WD_API LONG RegSetValueExW(HKEY key, LPCWSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size);
 
-/* Deletes a subkey with its values. ERROR_ACCESS_DENIED: it has subkeys, ERROR_FILE_NOT_FOUND: no such key. */
+/* Deletes a subkey with its values, whatever `key` was opened for. ERROR_ACCESS_DENIED: it has subkeys,
+   ERROR_FILE_NOT_FOUND: no such key, ERROR_INVALID_PARAMETER: a null or empty sub-key, since a key isn't deleted
+   through its own handle. */
 WD_API LONG RegDeleteKeyA(HKEY key, LPCSTR subKey);
 WD_API LONG RegDeleteKeyW(HKEY key, LPCWSTR subKey);
 WD_API LONG RegDeleteValueA(HKEY key, LPCSTR name);

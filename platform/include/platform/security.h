@@ -108,6 +108,7 @@ inline constexpr SECURITY_INFORMATION SACL_SECURITY_INFORMATION = 8;
 inline constexpr SECURITY_INFORMATION LABEL_SECURITY_INFORMATION = 16;
 
 inline constexpr ACCESS_MASK STANDARD_RIGHTS_REQUIRED = 0xF0000;
+inline constexpr ACCESS_MASK MAXIMUM_ALLOWED = 0x2000000;
 inline constexpr ACCESS_MASK GENERIC_ALL = 0x10000000;
 inline constexpr ACCESS_MASK GENERIC_EXECUTE = 0x20000000;
 inline constexpr ACCESS_MASK GENERIC_WRITE = 0x40000000;
@@ -146,8 +147,8 @@ WD_API BOOL SetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor, BOOL pres
 WD_API BOOL GetSecurityDescriptorDacl(PSECURITY_DESCRIPTOR descriptor, BOOL* present, PACL* dacl, BOOL* defaulted);
 WD_API BOOL GetSecurityDescriptorSacl(PSECURITY_DESCRIPTOR descriptor, BOOL* present, PACL* sacl, BOOL* defaulted);
 
-/* SDDL: O:, G:, D: and S:, entries of the types A and D in D:, ML in S:. Gives a self-relative descriptor, and its size
-   unless `size` is null. */
+/* SDDL: O:, G:, D: and S:, entries of the types A and D in D:, ML in S:; any other type is
+   RPC_S_INVALID_STRING_BINDING. Gives a self-relative descriptor, and its size unless `size` is null. */
 inline constexpr DWORD SDDL_REVISION_1 = 1;
 WD_API BOOL ConvertStringSecurityDescriptorToSecurityDescriptorA(LPCSTR text, DWORD revision,
                                                                  PSECURITY_DESCRIPTOR* descriptor, LPDWORD size);
@@ -157,7 +158,7 @@ WD_API BOOL ConvertStringSecurityDescriptorToSecurityDescriptorW(LPCWSTR text, D
 WD_API BOOL ConvertSecurityDescriptorToStringSecurityDescriptorA(PSECURITY_DESCRIPTOR descriptor, DWORD revision,
                                                                  SECURITY_INFORMATION parts, LPSTR* text,
                                                                  LPDWORD length);
-/* "S-1-...", or a two-letter alias of SDDL. */
+/* "S-1-...", or a two-letter alias of SDDL; those of a domain's or the machine's own accounts are unknown here. */
 WD_API BOOL ConvertStringSidToSidA(LPCSTR text, PSID* sid);
 
 /* Replaces the parts that `parts` selects and keeps the others; a null DACL gives everybody access. One call is one
@@ -172,7 +173,8 @@ WD_API DWORD GetNamedSecurityInfoA(LPCSTR name, SE_OBJECT_TYPE type, SECURITY_IN
                                    PSID* group, PACL* dacl, PACL* sacl, PSECURITY_DESCRIPTOR* descriptor);
 
 /* A new list: `oldAcl` (null: empty) with the entries in their order, behind what it denies. Each replaces all that the
-   old list says about its trustee, which is given by SID; SET_ACCESS is the only mode. */
+   old list says about its trustee, which is given by SID; SET_ACCESS is the only mode. Null on failure, and of no
+   entries and no old list. */
 WD_API DWORD SetEntriesInAclA(DWORD count, EXPLICIT_ACCESS_A* entries, PACL oldAcl, PACL* newAcl);
 
 #endif

@@ -38,8 +38,8 @@ inline constexpr DWORD PAGE_READWRITE = 4;
    kind's), ERROR_INVALID_DATA (held by an unknown version), ERROR_DISK_FULL, ERROR_FILENAME_EXCED_RANGE (a name of
    MAX_PATH bytes or more, or whose file's name would have more than 255). On success GetLastError is
    ERROR_ALREADY_EXISTS when the object existed, which is then opened as it is, else 0. Opening: null with
-   ERROR_FILE_NOT_FOUND when nobody has it. The kernel's permission of the object's file decides who may open it;
-   `access` and `inherit` are ignored. */
+   ERROR_FILE_NOT_FOUND when nobody has it, ERROR_INVALID_HANDLE for an empty name. The kernel's permission of the
+   object's file decides who may open it; `access` and `inherit` are ignored. */
 WD_API HANDLE CreateMutexA(LPSECURITY_ATTRIBUTES attributes, BOOL initialOwner, LPCSTR name);
 WD_API HANDLE OpenMutexA(DWORD access, BOOL inherit, LPCSTR name);
 /* Fails with ERROR_NOT_OWNER when the calling thread doesn't hold it. */
@@ -54,19 +54,22 @@ WD_API HANDLE CreateSemaphoreA(LPSECURITY_ATTRIBUTES attributes, LONG initialCou
 /* Fails with ERROR_TOO_MANY_POSTS when the count would pass its maximum: nothing is released then. */
 WD_API BOOL ReleaseSemaphore(HANDLE semaphore, LONG count, LONG* previousCount);
 
-/* Memory of `sizeHigh`:`sizeLow` bytes, zero-filled when first created. `file` must be INVALID_HANDLE_VALUE. Asking for
-   more than an existing mapping has fails with ERROR_ACCESS_DENIED. */
+/* Memory of `sizeHigh`:`sizeLow` bytes, zero-filled when first created. `file` must be INVALID_HANDLE_VALUE
+   (ERROR_INVALID_HANDLE), `protection` PAGE_READWRITE (ERROR_INVALID_PARAMETER). Asking for more than an existing
+   mapping has fails with ERROR_ACCESS_DENIED. */
 WD_API HANDLE CreateFileMappingA(HANDLE file, LPSECURITY_ATTRIBUTES attributes, DWORD protection, DWORD sizeHigh,
                                  DWORD sizeLow, LPCSTR name);
 WD_API HANDLE OpenFileMappingA(DWORD access, BOOL inherit, LPCSTR name);
-/* The first `bytes` bytes (0: all) of a mapping; the offset must be 0. All views of one process are the same memory,
-   writable whatever `access` says. A view keeps the mapping alive after its handle is closed. */
+/* The first `bytes` bytes (0: all) of a mapping; more than it has is ERROR_ACCESS_DENIED. The offset must be 0: another
+   is ERROR_INVALID_PARAMETER, or ERROR_MAPPED_ALIGNMENT unless it is a multiple of 64 KiB. All views of one process are
+   the same memory, writable whatever `access` says. A view keeps the mapping alive after its handle is closed. */
 WD_API LPVOID MapViewOfFile(HANDLE mapping, DWORD access, DWORD offsetHigh, DWORD offsetLow, std::size_t bytes);
 /* Fails with ERROR_INVALID_ADDRESS for an address that isn't a view's. */
 WD_API BOOL UnmapViewOfFile(const void* view);
 
 /* WAIT_OBJECT_0, WAIT_ABANDONED (with ownership: the mutex's last holder ended without a release), WAIT_TIMEOUT or
-   WAIT_FAILED. A signal doesn't shorten the wait. A finite time is scaled by WARDLET_TIME_SCALE. */
+   WAIT_FAILED. An open file is always WAIT_OBJECT_0. A signal doesn't shorten the wait. A finite time is scaled by
+   WARDLET_TIME_SCALE. */
 WD_API DWORD WaitForSingleObject(HANDLE object, DWORD milliseconds);
 /* When the thread that owns a mutex closes this process's last handle to it, the mutex is released. */
 WD_API BOOL CloseHandle(HANDLE object);

@@ -28,6 +28,7 @@ TEST(IniStorage, ReadsWhatIsThereAndDefaults) {
             EXPECT_TRUE(ini.GetString(text, name, "the default"));
             EXPECT_EQ(text, expected);
         }
+        EXPECT_TRUE(ini.Close(1)) << "a flush is no failure";
     }
     Storage::IniFile missing;
     missing.OpenRead(Storage::Key(Storage::kIniFile, "C:\\none", "test.ini"), "S");

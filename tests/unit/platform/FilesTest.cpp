@@ -60,6 +60,32 @@ TEST_F(Files, WhatIsThereDecidesWithTheDisposition) {
     }
 }
 
+TEST_F(Files, TheRightsThatAreAskedForArePossessed) {
+    const struct {
+        DWORD access;
+        DWORD disposition;
+        const char* reads; // null: refused
+        const char* content;
+    } rows[] = {
+        {0, OPEN_EXISTING, nullptr, "old"},
+        {GENERIC_READ, CREATE_ALWAYS, "", ""}, // emptied by one who may not write to it then
+        {FILE_READ_DATA, OPEN_EXISTING, "o", "old"},
+        {FILE_WRITE_DATA, OPEN_EXISTING, nullptr, "xld"},
+        {FILE_APPEND_DATA, OPEN_EXISTING, nullptr, "oldx"},
+        {FILE_READ_DATA | FILE_WRITE_DATA, OPEN_EXISTING, "o", "oxd"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.access);
+        const Handle file = open(put("file", "old"), row.access, row.disposition);
+        char byte = 0;
+        DWORD done = 0;
+        EXPECT_EQ(errorOf(ReadFile(file.get(), &byte, 1, &done, nullptr)), row.reads ? 0 : ERROR_ACCESS_DENIED);
+        EXPECT_EQ(std::string(&byte, done), row.reads ? row.reads : "");
+        WriteFile(file.get(), "x", 1, &done, nullptr);
+        EXPECT_EQ(get("file"), row.content);
+    }
+}
+
 TEST_F(Files, OnlyFilesOpen) {
     fs::create_directory(at("folder"));
     ASSERT_EQ(mkfifo(at("pipe").c_str(), 0600), 0);
@@ -73,6 +99,17 @@ TEST_F(Files, OnlyFilesOpen) {
             EXPECT_EQ(openError(file / "file", access, disposition), ERROR_PATH_NOT_FOUND);
         }
     EXPECT_EQ(openDescriptors(), before);
+    for (const char* const none : {static_cast<const char*>(nullptr), ""}) {
+        EXPECT_EQ(CreateFileA(none, GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr), INVALID_HANDLE_VALUE);
+        EXPECT_EQ(GetLastError(), ERROR_PATH_NOT_FOUND);
+        EXPECT_EQ(errorOf(CopyFileA(none, "to", FALSE)), ERROR_PATH_NOT_FOUND);
+        EXPECT_EQ(errorOf(DeleteFileA(none)), ERROR_PATH_NOT_FOUND);
+        EXPECT_EQ(errorOf(GetFileAttributesA(none) != INVALID_FILE_ATTRIBUTES), ERROR_PATH_NOT_FOUND);
+    }
+    CreateFileA(file.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, FILE_FLAG_DELETE_ON_CLOSE, nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_NOT_SUPPORTED);
+    fs::permissions(file, fs::perms(0444));
+    EXPECT_EQ(errorOf(DeleteFileA(file.c_str())), ERROR_ACCESS_DENIED) << "marked read-only";
 }
 
 // A program started by the caller inherits none of the layer's files.
@@ -148,8 +185,10 @@ TEST_F(Files, HandlesAreCheckedAtEachUse) {
         EXPECT_EQ(errorOf(WriteFile(handle, "x", 1, &done, nullptr)), ERROR_INVALID_HANDLE);
         EXPECT_EQ(SetFilePointer(handle, 0, nullptr, FILE_BEGIN), INVALID_SET_FILE_POINTER);
     }
+    EXPECT_EQ(errorOf(ReadFile(reads.get(), nullptr, 1, &done, nullptr)), ERROR_NOACCESS);
+    EXPECT_EQ(errorOf(WriteFile(writes.get(), nullptr, 1, &done, nullptr)), ERROR_INVALID_USER_BUFFER);
     EXPECT_EQ(done, 0u);
-    EXPECT_EQ(waitFor(reads), WAIT_FAILED);
+    EXPECT_EQ(waitFor(reads, INFINITE), WAIT_OBJECT_0);
     EXPECT_EQ(get("file"), "content");
 }
 
@@ -237,6 +276,9 @@ TEST_F(Files, TemporaryNames) {
         EXPECT_EQ(errorOf(!temporary(row.folder, "url").empty()), row.error) << row.folder.substr(0, 20);
     }
     EXPECT_EQ(std::distance(fs::directory_iterator(made), {}), 1);
+    std::array<char, MAX_PATH> formed{};
+    EXPECT_EQ(GetTempFileNameA("C:\\t", "url", 0x12345, formed.data()), 0x2345u);
+    EXPECT_STREQ(formed.data(), "C:\\t\\url2345.tmp");
 
     // In code page 932 the last byte of this folder's name is that of a backslash. In a child, since it changes the
     // home.
@@ -271,6 +313,12 @@ TEST_F(Files, ATemporaryFileOfADeadProcessIsRemovedByTheNext) {
     ASSERT_TRUE(made.await() && made.await());
     EXPECT_NE(temporary(folder.string(), "url"), "");
     EXPECT_EQ(files(), 7) << "one that lives was robbed";
+    // A look at files that are held must not take the lock by which their makers open them.
+    EXPECT_EQ(Child([&] {
+                  WdTestFailCall("flock", 1, 0);
+                  return DeleteFileA(temporary(folder.string(), "url").c_str()) != FALSE ? 0 : 1;
+              }).wait(),
+              0);
     maker.kill();
     const auto before = openDescriptors();
     const std::string own = temporary(folder.string(), "urlong");

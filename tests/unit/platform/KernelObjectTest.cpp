@@ -62,6 +62,9 @@ TEST_F(KernelObject, WhatIsRefused) {
         {errorOf(WdMappingBytes(mapping.get(), 4098)), ERROR_ACCESS_DENIED},
         {errorOf(WdMappingBytes(event.get(), 1)), ERROR_INVALID_HANDLE},
         {errorOf(map(0, 65536, 1)), ERROR_INVALID_PARAMETER},
+        {errorOf(map(0, 4096, 1)), ERROR_MAPPED_ALIGNMENT},
+        {errorOf(OpenMutexA(MUTEX_ALL_ACCESS, FALSE, "")), ERROR_INVALID_HANDLE},
+        {errorOf(OpenMutexA(MUTEX_ALL_ACCESS, FALSE, nullptr)), ERROR_INVALID_PARAMETER},
         {errorOf(map(1, 0, 1)), ERROR_INVALID_PARAMETER},
         {errorOf(UnmapViewOfFile(view.get() + 1)), ERROR_INVALID_ADDRESS},
         {errorOf(ReleaseMutex(mutex.get())), ERROR_NOT_OWNER},
@@ -86,12 +89,13 @@ TEST_F(KernelObject, AHandleThatIsntOpenIsRefused) {
         return reinterpret_cast<HANDLE>(reinterpret_cast<std::uintptr_t>(open.get()) + add);
     };
     for (const HANDLE handle : {closed, HANDLE{nullptr}, INVALID_HANDLE_VALUE, HANDLE{key.get()}, HANDLE{&local},
-                                madeUp(1), madeUp(1 << 8), madeUp(std::uintptr_t{1} << 32)}) {
+                                madeUp(4), madeUp(1 << 8), madeUp(std::uintptr_t{1} << 32)}) {
         EXPECT_EQ(WaitForSingleObject(handle, 0), WAIT_FAILED);
         for (const auto& call : {SetEvent, ResetEvent, ReleaseMutex, CloseHandle})
             EXPECT_EQ(errorOf(call(handle)), ERROR_INVALID_HANDLE);
     }
-    EXPECT_EQ(waitFor(open), WAIT_OBJECT_0);
+    for (const std::uintptr_t tag : {0, 1, 2, 3}) // is the caller's
+        EXPECT_EQ(WaitForSingleObject(madeUp(tag), 0), WAIT_OBJECT_0);
     EXPECT_EQ(RegCloseKey(static_cast<HKEY>(open.get())), LONG{ERROR_INVALID_HANDLE});
 }
 

@@ -48,7 +48,9 @@ TEST(Loader, NamesAreLookedUpBesideTheLayerOrInTheFolderGiven) {
     // A library that exists but can't be loaded isn't skipped for another; file names are case-sensitive; and if a
     // folder is given, no other is searched.
     TestHome::instance().write("drive_c/dir/libBroken.so", "no library");
-    for (const std::string& name : {"C:\\dir\\Broken.dll"s, "LOADERPROBE.dll"s, home + "/LoaderProbe.dll", "None.dll"s})
+    EXPECT_EQ(errorOf(LoadLibraryA("C:\\dir\\Broken.dll")), ERROR_BAD_EXE_FORMAT);
+    EXPECT_EQ(errorOf(LoadLibraryA(nullptr)), ERROR_MOD_NOT_FOUND);
+    for (const std::string& name : {"LOADERPROBE.dll"s, home + "/LoaderProbe.dll", "None.dll"s, ""s})
         EXPECT_EQ(errorOf(LoadLibraryA(name.c_str())), ERROR_MOD_NOT_FOUND) << name;
 }
 

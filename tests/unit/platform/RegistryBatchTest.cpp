@@ -76,7 +76,7 @@ TEST(RegistryBatch, AFailingWriteEndsItAsItsModeSays) {
         {"nothing to delete", [](const TestKey& key) { return RegDeleteValueA(key.get(), "nothing"); },
          ERROR_FILE_NOT_FOUND},
         {"no data", [](const TestKey& key) { return RegSetValueExA(key.get(), "a", 0, REG_BINARY, nullptr, 5); },
-         ERROR_INVALID_PARAMETER},
+         ERROR_NOACCESS},
         {"no handle", [](const TestKey&) { return TestKey().set("a", 5); }, ERROR_INVALID_HANDLE},
     };
     for (const auto& row : rows)

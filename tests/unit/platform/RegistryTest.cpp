@@ -10,6 +10,7 @@
 #include <functional>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -48,6 +49,8 @@ const Calls kReads = {
 const Calls kWrites = {
     [](HKEY key) { return RegSetValueExA(key, "v", 0, REG_BINARY, nullptr, 0); },
     [](HKEY key) { return RegDeleteValueA(key, "v"); },
+};
+const Calls kWritesBelow = {
     [](HKEY key) { return RegDeleteKeyA(key, "Sub"); },
     [](HKEY key) { return RegCreateKeyExA(key, "New", 0, nullptr, 0, KEY_READ, nullptr, &unused, nullptr); },
 };
@@ -55,6 +58,7 @@ const Calls kOpenings = {
     [](HKEY key) { return RegOpenKeyExA(key, "x", 0, KEY_READ, &unused); },
     [](HKEY key) { return RegOpenKeyExA(key, "", 0, KEY_READ, &unused); },
 };
+const std::vector<Calls> kAll = {kReads, kWrites, kWritesBelow, kOpenings};
 void expectAll(const std::vector<Calls>& lists, HKEY key, DWORD error) {
     for (const Calls& calls : lists)
         for (const auto& call : calls)
@@ -109,8 +113,21 @@ TEST(RegistryValues, ASmallBufferIsLeftAloneAndTheSizeTold) {
         EXPECT_STREQ(data, row.data == 0 ? "12345" : "unset");
         std::strcpy(name, "unset");
         length = row.nameRoom;
-        EXPECT_EQ(RegEnumValueA(key.get(), 0, name, &length, nullptr, nullptr, nullptr, nullptr), row.name);
+        DWORD type = REG_NONE;
+        size = 0;
+        EXPECT_EQ(RegEnumValueA(key.get(), 0, name, &length, nullptr, &type, nullptr, &size), row.name);
         EXPECT_STREQ(name, row.name == 0 ? "value" : "unset");
+        EXPECT_TRUE(type == REG_BINARY && size == 5);
+        WCHAR wide[8];
+        length = 8;
+        size = row.dataRoom;
+        EXPECT_EQ(RegEnumValueW(key.get(), 0, wide, &length, nullptr, nullptr, bytes, &size), row.data);
+        EXPECT_EQ(std::u16string(wide, length), u"value");
+        size = row.dataRoom; // takes the type too
+        EXPECT_EQ(RegQueryValueExA(key.get(), "value", nullptr, &size, bytes, &size), row.data);
+        EXPECT_EQ(size, 5u);
+        EXPECT_EQ(RegQueryValueExA(key.get(), "none", nullptr, nullptr, nullptr, &size), kMissing);
+        EXPECT_EQ(size, 0u);
     }
 }
 
@@ -166,7 +183,7 @@ TEST(RegistryKeys, AHandleToADeletedKeySaysSoForGood) {
         if (thereAgain) {
             ASSERT_TRUE(TestKey::create("Gone\\Sub"));
         }
-        expectAll({kReads, kWrites, kOpenings}, key.get(), ERROR_KEY_DELETED);
+        expectAll(kAll, key.get(), ERROR_KEY_DELETED);
     }
 }
 
@@ -186,9 +203,22 @@ TEST(RegistryKeys, MalformedPathsAndLimits) {
             const TestKey made = TestKey::create(path.c_str(), key.get());
             EXPECT_EQ(made ? 0 : static_cast<LONG>(GetLastError()), error) << path;
             EXPECT_TRUE(path.find('\\') != std::string::npos || key.set(path.c_str(), 1) == error) << path;
+            HKEY opened = key.get();
+            EXPECT_EQ(RegOpenKeyExA(key.get(), path.c_str(), 0, KEY_READ, &opened), error) << path;
+            EXPECT_TRUE(error == 0 ? RegCloseKey(opened) == 0 : opened == nullptr) << path;
         }
+    for (const char* name : {"", longest.c_str()})
+        ASSERT_EQ(key.set(name, 1), 0);
+    EXPECT_EQ(key.number((longest + "n").c_str()), std::nullopt);
+    EXPECT_EQ(RegDeleteValueA(key.get(), (longest + "n").c_str()), kMissing);
+    const auto create = [&](DWORD reserved, DWORD options, HKEY* result) {
+        return RegCreateKeyExA(key.get(), "x", reserved, nullptr, options, KEY_READ, nullptr, result, nullptr);
+    };
+    EXPECT_EQ(create(1, 0, &unused), kInvalid);
+    EXPECT_EQ(create(0, 1, &unused), kInvalid);
+    EXPECT_EQ(create(0, 0, nullptr), LONG{ERROR_BADKEY});
     EXPECT_EQ(key.setBytes("data", std::string((1 << 20) + 1, 'x')), kInvalid);
-    EXPECT_EQ(RegSetValueExA(key.get(), "data", 0, REG_BINARY, nullptr, 1), kInvalid);
+    EXPECT_EQ(RegSetValueExA(key.get(), "data", 0, REG_BINARY, nullptr, 1), LONG{ERROR_NOACCESS});
 }
 
 // Paths beyond the database's key size are stored under a digest; the two longest here differ only in their last
@@ -218,10 +248,23 @@ TEST(RegistryHandles, StaleAndForeignOnesAreRefused) {
          {reinterpret_cast<std::uintptr_t>(stale), std::uintptr_t{0}, reinterpret_cast<std::uintptr_t>(&onStack),
           std::uintptr_t{0x80000001}, ~std::uintptr_t{0}, open + 0x100, open + (std::uintptr_t{1} << 32)}) {
         auto* const handle = reinterpret_cast<HKEY>(number);
-        expectAll({kReads, kWrites, kOpenings, {RegCloseKey}}, handle, ERROR_INVALID_HANDLE);
+        unused = again.get();
+        expectAll(kAll, handle, ERROR_INVALID_HANDLE);
+        EXPECT_EQ(unused, nullptr);
+        expectAll({{RegCloseKey}}, handle, ERROR_INVALID_HANDLE);
         EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
     }
-    EXPECT_EQ(again.number("v"), 1u);
+    for (const std::uintptr_t tag : {0, 1, 2, 3}) // is the caller's
+        EXPECT_EQ(RegQueryValueExA(reinterpret_cast<HKEY>(open + tag), "v", nullptr, nullptr, nullptr, nullptr), 0);
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(HKEY_LOCAL_MACHINE), 0xFFFFFFFF80000002);
+    for (const std::uintptr_t upperHalf : {0u, 0xFFFFFFFFu, 0x12345678u}) {
+        auto* const root = reinterpret_cast<HKEY>(upperHalf << 32 | 0x80000002);
+        HKEY same = nullptr;
+        EXPECT_EQ(RegOpenKeyExA(root, "", 0, KEY_READ, &same), 0);
+        EXPECT_EQ(same, root);
+        EXPECT_EQ(RegCloseKey(root), 0);
+        EXPECT_TRUE(TestKey::open("H", KEY_READ, root));
+    }
 }
 
 TEST(RegistryHandles, ThousandsOpenAtOnceFromManyThreads) {
@@ -240,15 +283,26 @@ TEST(RegistryHandles, ThousandsOpenAtOnceFromManyThreads) {
 }
 
 TEST(RegistryAccess, AHandleAllowsWhatItWasOpenedFor) {
+    TestKey::create("Access\\Below\\x");
     TestKey::create("Access\\Sub");
     const TestKey reader = TestKey::open("Access", KEY_READ);
     const TestKey writer = TestKey::open("Access", KEY_WRITE);
     const TestKey nobody = TestKey::open("Access", 0);
     expectAll({kWrites}, reader.get(), ERROR_ACCESS_DENIED);
+    expectAll({kWritesBelow}, reader.get(), 0);
     EXPECT_EQ(writer.set("v", 1), 0);
     expectAll({kReads}, writer.get(), ERROR_ACCESS_DENIED);
-    EXPECT_TRUE(TestKey::open("Sub", KEY_READ, nobody.get())) << "the right to open lies with the key opened";
+    EXPECT_TRUE(TestKey::open("Below", KEY_READ, nobody.get())) << "the right to open lies with the key opened";
     EXPECT_EQ(reader.number("v"), 1u);
+    for (const auto& [access, reads, writes] : {std::tuple{GENERIC_READ, true, false},
+                                                {GENERIC_EXECUTE, true, false},
+                                                {GENERIC_WRITE, false, true},
+                                                {GENERIC_ALL, true, true},
+                                                {MAXIMUM_ALLOWED, true, true}}) {
+        const TestKey key = TestKey::open("Access", access);
+        EXPECT_EQ(key.number("v").has_value(), reads) << access;
+        EXPECT_EQ(key.set("v", 1) == 0, writes) << access;
+    }
 }
 
 } // namespace

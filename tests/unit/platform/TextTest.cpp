@@ -1,4 +1,5 @@
 // Code pages: what converts, what is refused, and walking over a text by characters.
+#include "TestKey.h"
 #include "TestObject.h"
 
 #include <platform/testing.h>
@@ -8,6 +9,7 @@
 
 #include <array>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <string_view>
 
@@ -81,9 +83,25 @@ TEST(Text, LengthsAndErrors) {
     EXPECT_EQ(widens(CP_ACP, "", -1, nullptr, 0), 1);
     EXPECT_EQ(errorOf(widens(CP_ACP, "abcd", -1, wide.data(), 4)), ERROR_INSUFFICIENT_BUFFER);
     EXPECT_EQ(errorOf(narrows(CP_ACP, u"\u20AC\u20AC")), ERROR_INSUFFICIENT_BUFFER);
+    EXPECT_EQ(widens(CP_ACP, "abc", -7, wide.data(), 4), 4);
     EXPECT_EQ(errorOf(widens(CP_ACP, "a", 0, wide.data(), 4)), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(errorOf(widens(CP_ACP, reinterpret_cast<LPCSTR>(wide.data()), 1, wide.data(), 4)),
+              ERROR_INVALID_PARAMETER);
     EXPECT_EQ(errorOf(widens(12345, "a", 1, wide.data(), 4)), ERROR_INVALID_PARAMETER);
     EXPECT_EQ(errorOf(narrows(12345, u"a")), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(errorOf(MultiByteToWideChar(CP_ACP, 0x10, "a", 1, nullptr, 0)), ERROR_INVALID_FLAGS);
+    EXPECT_EQ(errorOf(WideCharToMultiByte(CP_ACP, 1, u"a", 1, nullptr, 0, nullptr, nullptr)), ERROR_INVALID_FLAGS);
+    EXPECT_EQ(WideCharToMultiByte(CP_ACP, WC_NO_BEST_FIT_CHARS, u"a", 1, nullptr, 0, nullptr, nullptr), 1);
+    // A character that doesn't fit whole isn't begun, and what is refused leaves the target alone.
+    const std::string untouched(4, '#');
+    std::string target = untouched;
+    EXPECT_EQ(WideCharToMultiByte(CP_UTF8, 0, u"a\u20ACb", 3, target.data(), 3, nullptr, nullptr), 0);
+    EXPECT_EQ(target, "a###");
+    wide.fill(u'#');
+    EXPECT_EQ(widens(CP_UTF8, "a\xF0\x9F\x98\x80", 5, wide.data(), 2), 0);
+    EXPECT_EQ(std::u16string(wide.data(), 2), u"a#");
+    EXPECT_EQ(MultiByteToWideChar(932, MB_ERR_INVALID_CHARS, "xy\x83", 3, wide.data(), 4), 0);
+    EXPECT_EQ(std::u16string(wide.data(), 2), u"a#");
 }
 
 TEST(Text, CodePagesConvertTheirOwnCharacters) {
@@ -125,7 +143,32 @@ TEST(Text, AWalkOverDoubleByteTextNeverMistakesATrailByte) {
     EXPECT_TRUE(IsDBCSLeadByte(0x81) && IsDBCSLeadByte(0xFC) && !IsDBCSLeadByte(0xA0) && !IsDBCSLeadByte(0xFD));
     EXPECT_STREQ(CharNextA("\x83\x5C!"), "!");
     EXPECT_STREQ(CharNextA("\x83"), ""); // a lead byte at the end counts alone
-    EXPECT_EQ(widen("\x83 \x83"), u"\uFFFD \uFFFD");
+    EXPECT_EQ(widen("\x83 \x83"), u"\uFFFD\uFFFD");
+}
+
+// A lead byte and a byte that is no trail to it: one character for a walk, a conversion, a path and a key.
+TEST(Text, APairThatIsNoCharacterIsOneForAll) {
+    useCodePage("949");
+    std::filesystem::create_directory(TestHome::instance().path() / "drive_c");
+    for (const std::string pair : {"\x81\\", "\x81/", "\xFE\xFF", "\x81 "}) {
+        const std::string name = "a" + pair + "b";
+        EXPECT_EQ(widen(name), u"a\uFFFDb") << pair;
+        EXPECT_STREQ(CharNextA(pair.c_str()), "");
+        EXPECT_STREQ(PathFindFileNameA(("x\\" + name).c_str()), name.c_str());
+        const TestKey key = TestKey::create(("Pairs\\" + name).c_str());
+        std::array<char, 20> listed{};
+        DWORD size = listed.size();
+        EXPECT_EQ(
+            RegEnumKeyExA(TestKey::open("Pairs").get(), 0, listed.data(), &size, nullptr, nullptr, nullptr, nullptr),
+            0);
+        EXPECT_EQ(listed.data(), name);
+        EXPECT_EQ(RegDeleteKeyA(HKEY_LOCAL_MACHINE, ("Pairs\\" + name).c_str()), 0) << pair;
+        HANDLE file = CreateFileA(("C:\\" + name).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, 0, nullptr);
+        EXPECT_EQ(errorOf(file != INVALID_HANDLE_VALUE), ERROR_SUCCESS) << pair << " is one name in a folder";
+        CloseHandle(file);
+    }
+    // Nor does the escape of a separator become one where no lead byte takes it along.
+    EXPECT_EQ(narrow(u"a\xDC5C\xDC81\xDC81\xDC2F"), "a?\x81\x81?");
 }
 
 } // namespace
