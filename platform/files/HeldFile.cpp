@@ -92,8 +92,8 @@ bool HeldFile::isLeftBehind(int folder, const char* name) {
 
 bool HeldFile::removeLeftBehind(int folder, const char* name) {
     const LockDescriptor left = openLeft(folder, name);
-    // One remover at a time, so that the name stays this file's until it is unlinked. flock comes second: taken of a file
-    // that is held, it would keep its own maker from opening it.
+    // One remover at a time, so that the name stays this file's until it is unlinked. flock comes second: taken of a
+    // file that is held, it would keep its own maker from opening it.
     return left.valid() && lockByte(left.get(), kLockByte, F_RDLCK) && sys::flock(left.get(), LOCK_EX | LOCK_NB) == 0 &&
            leadsTo(folder, name, left.get()) && sys::unlinkat(folder, name, 0) == 0;
 }

@@ -17,8 +17,8 @@ std::string_view trimmed(std::string_view text);
 // The value without surrounding blanks and quotes, up to its first null byte; it points into `content`.
 std::optional<std::string_view> findIniValue(std::string_view content, std::string_view section, std::string_view name);
 
-// The names of the sections, or of a section's values, in their order, with a null byte behind each; nothing without the
-// section.
+// The names of the sections, or of a section's values, in their order, with a null byte behind each; nothing without
+// the section.
 std::string iniSections(std::string_view content);
 std::optional<std::string> iniNames(std::string_view content, std::string_view section);
 

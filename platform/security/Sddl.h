@@ -1,6 +1,6 @@
 // Security descriptors as text, both ways: "O:BAD:P(A;OICI;GA;;;AU)(A;;0x1f0003;;;S-1-5-18)S:(ML;;NW;;;LW)". The text
-// of a null list is NO_ACCESS_CONTROL, those of an empty mask and an empty descriptor are empty. What can't be parsed is an error: ignoring
-// a right or a type of entry could let in somebody who should stay out.
+// of a null list is NO_ACCESS_CONTROL, those of an empty mask and an empty descriptor are empty. What can't be parsed
+// is an error: ignoring a right or a type of entry could let in somebody who should stay out.
 #pragma once
 
 #include "Descriptor.h"

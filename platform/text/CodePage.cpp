@@ -126,8 +126,8 @@ bool isEscape(char16_t unit) {
     return unit >= kEscapeBase + kFirstHighByte && unit <= kEscapeBase + 0xFF;
 }
 
-// Whether a text begins with the escapes of a lead byte and of the byte that it takes along. A separator is escaped only
-// there: by itself it would become one where none was.
+// Whether a text begins with the escapes of a lead byte and of the byte that it takes along. A separator is escaped
+// only there: by itself it would become one where none was.
 bool isEscapedPair(const CodePageTable& table, std::u16string_view text) {
     return text.size() > 1 && isEscape(text[0]) && table.isLeadByte(static_cast<BYTE>(text[0] - kEscapeBase)) &&
            (isEscape(text[1]) || text[1] == kEscapeBase + '\\' || text[1] == kEscapeBase + '/');

@@ -14,9 +14,9 @@ namespace wd {
 
 // Any bytes survive the round trip: a byte that isn't valid in the code page becomes the lone surrogate U+DC00 + byte,
 // and such a surrogate becomes that byte again. A lead byte and a byte that is no trail to it are one character, as for
-// CharNextA: a separator in that place becomes such a surrogate too, so that it separates nothing. Where several byte sequences mean the same character, it comes back as
-// the usual one. A unit that the code page lacks becomes '?' (in UTF-8, which lacks only other lone surrogates,
-// U+FFFD).
+// CharNextA: a separator in that place becomes such a surrogate too, so that it separates nothing. Where several byte
+// sequences mean the same character, it comes back as the usual one. A unit that the code page lacks becomes '?' (in
+// UTF-8, which lacks only other lone surrogates, U+FFFD).
 std::u16string wideFromCodePage(std::string_view text);
 std::string codePageFromWide(std::u16string_view text);
 

@@ -1,8 +1,9 @@
 /* Files. Paths are in the system code page; `\` and `/` both separate, a leading "X:" is the folder drive_x of the
    home. Names are this system's: case counts, so do dots and blanks at the end, and `*?<>"` are characters as others. A
-   null or empty name is ERROR_PATH_NOT_FOUND. A failing call sets GetLastError: ERROR_FILE_NOT_FOUND for a missing file, ERROR_PATH_NOT_FOUND for a missing
-   folder on the way, ERROR_ACCESS_DENIED without permission, ERROR_SHARING_VIOLATION when another user of the layer has
-   the file open in a way that doesn't share it, ERROR_FILE_EXISTS when it must not exist and does, ERROR_DISK_FULL. */
+   null or empty name is ERROR_PATH_NOT_FOUND. A failing call sets GetLastError: ERROR_FILE_NOT_FOUND for a missing
+   file, ERROR_PATH_NOT_FOUND for a missing folder on the way, ERROR_ACCESS_DENIED without permission,
+   ERROR_SHARING_VIOLATION when another user of the layer has the file open in a way that doesn't share it,
+   ERROR_FILE_EXISTS when it must not exist and does, ERROR_DISK_FULL. */
 #ifndef PLATFORM_FILES_H
 #define PLATFORM_FILES_H
 
@@ -49,8 +50,8 @@ WD_API DWORD SetFilePointer(HANDLE file, LONG distance, LONG* distanceHigh, DWOR
    gets the source's time of the last write. A target that others have open is replaced too: they keep what they opened.
    ERROR_SHARING_VIOLATION for a source that another has for himself, or that is the target. */
 WD_API BOOL CopyFileA(LPCSTR existing, LPCSTR target, BOOL failIfExists);
-/* `replacement`, which nobody may have open, takes the place and the mode of `replaced` and loses its own name; both are
-   on disk on return. `backup` and the last two must be null. */
+/* `replacement`, which nobody may have open, takes the place and the mode of `replaced` and loses its own name; both
+   are on disk on return. `backup` and the last two must be null. */
 WD_API BOOL ReplaceFileA(LPCSTR replaced, LPCSTR replacement, LPCSTR backup, DWORD flags, LPVOID exclude,
                          LPVOID reserved);
 /* Not one that is marked read-only: ERROR_ACCESS_DENIED. Whoever has it open keeps what he opened. */

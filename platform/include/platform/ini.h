@@ -1,7 +1,7 @@
 /* INI files: case-insensitive sections and names, blanks around which don't count, `;` comment lines, quotes around a
    text removed; lines end with CR LF, LF or CR. A missing file gives the default. Nobody who has the file open keeps
-   anybody from reading or replacing it. Paths: `\` and `/` both separate, a leading "X:" is the folder drive_x of the home. A plain file name
-   without a folder is looked for in the home. */
+   anybody from reading or replacing it. Paths: `\` and `/` both separate, a leading "X:" is the folder drive_x of the
+   home. A plain file name without a folder is looked for in the home. */
 #ifndef PLATFORM_INI_H
 #define PLATFORM_INI_H
 

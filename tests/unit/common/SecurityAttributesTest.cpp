@@ -12,7 +12,7 @@ using WdCommon::AccessControl::SecurityAttributes;
 TEST(SecurityAttributes, HaveAnEntryForEachAccount) {
     const SecurityAttributes attributes(4, 1);
     EXPECT_EQ(textOf(attributes.lpSecurityDescriptor),
-              "D:(A;;SDCCDCLCRPWP;;;BA)(A;;CCDCLCRPWP;;;PU)(A;;SDCCDCLCRPWP;;;SY)(A;;CCSW;;;AU)(A;;CCSW;;;BU)"
+              "D:(A;;CCDCLCRPWPSD;;;BA)(A;;CCDCLCRPWP;;;PU)(A;;CCDCLCRPWPSD;;;SY)(A;;CCSW;;;AU)(A;;CCSW;;;BU)"
               "(A;;CCSW;;;IU)(A;;KA;;;CO)");
     EXPECT_EQ(attributes.bInheritHandle, 1);
 }
