@@ -94,7 +94,7 @@ TEST_F(KernelObject, AHandleThatIsntOpenIsRefused) {
         for (const auto& call : {SetEvent, ResetEvent, ReleaseMutex, CloseHandle})
             EXPECT_EQ(errorOf(call(handle)), ERROR_INVALID_HANDLE);
     }
-    for (const std::uintptr_t tag : {0, 1, 2, 3}) // is the caller's
+    for (const std::uintptr_t tag : {0u, 1u, 2u, 3u}) // is the caller's
         EXPECT_EQ(WaitForSingleObject(madeUp(tag), 0), WAIT_OBJECT_0);
     EXPECT_EQ(RegCloseKey(static_cast<HKEY>(open.get())), LONG{ERROR_INVALID_HANDLE});
 }

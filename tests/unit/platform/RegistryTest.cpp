@@ -254,7 +254,7 @@ TEST(RegistryHandles, StaleAndForeignOnesAreRefused) {
         expectAll({{RegCloseKey}}, handle, ERROR_INVALID_HANDLE);
         EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
     }
-    for (const std::uintptr_t tag : {0, 1, 2, 3}) // is the caller's
+    for (const std::uintptr_t tag : {0u, 1u, 2u, 3u}) // is the caller's
         EXPECT_EQ(RegQueryValueExA(reinterpret_cast<HKEY>(open + tag), "v", nullptr, nullptr, nullptr, nullptr), 0);
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(HKEY_LOCAL_MACHINE), 0xFFFFFFFF80000002);
     for (const std::uintptr_t upperHalf : {0u, 0xFFFFFFFFu, 0x12345678u}) {
