@@ -13,6 +13,7 @@
 #include <platform/registry_state.h>
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -36,7 +37,9 @@ class Sections {
 
   private:
     static constexpr int kTries = 16; // for an answer of one state
-    using Address = std::tuple<DWORD, DWORD, DWORD, std::string>;
+    template <class Text>
+    using AddressOf = std::tuple<DWORD, DWORD, DWORD, Text>;
+    using Address = AddressOf<std::string>;
 
     // Valid until the next call.
     const ReadableKey& keyOf(DWORD protocol, DWORD scan, DWORD input, const char* section);
@@ -45,7 +48,7 @@ class Sections {
 
     WdRegistryState m_state{}; // of everything below; zeros: not proved
     HandlerDirectory m_handlers;
-    std::map<Address, ReadableKey> m_keys;
+    std::map<Address, ReadableKey, std::less<>> m_keys;
 };
 
 // Those of this process, lent to one caller at a time; without a free one the caller gets a new one. No lock: a child of
