@@ -28,7 +28,6 @@ constexpr std::uint64_t kRedirectSize = sizeof(WdchSystemRedirect);
 
 std::int32_t CSystemProtocolCfg::ReadConfig(std::uint64_t, void* data, std::uint64_t* size) {
     const Redirects redirects(*this);
-    const RedirectMutexKept kept;
     const std::uint32_t count = redirects.count();
     const std::uint64_t needed = count * kRedirectSize + kHeaderSize;
     if (*size != needed) {
