@@ -3,7 +3,6 @@
 #include <array>
 #include <atomic>
 #include <cstddef>
-#include <string_view>
 #include <utility>
 
 namespace wdlt {
@@ -17,12 +16,11 @@ constinit std::array<std::atomic<Sections*>, kPlaces> places{};
 } // namespace
 
 const ReadableKey& Sections::keyOf(DWORD protocol, DWORD scan, DWORD input, const char* section) {
+    const Address address(protocol, scan, input, section);
     if (WdIsRegistryState(&m_state) == FALSE)
         forget();
-    else if (const auto kept = m_keys.find(AddressOf<std::string_view>(protocol, scan, input, section));
-             kept != m_keys.end())
+    else if (const auto kept = m_keys.find(address); kept != m_keys.end())
         return kept->second;
-    const Address address(protocol, scan, input, section);
     for (int tries = 1;; ++tries) {
         bool isTorn = false; // a handler that moved during the search may have been missed
         const ReadableKey& key = find(address, isTorn);

@@ -13,7 +13,6 @@
 #include <platform/registry_state.h>
 
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -37,9 +36,7 @@ class Sections {
 
   private:
     static constexpr int kTries = 16; // for an answer of one state
-    template <class Text>
-    using AddressOf = std::tuple<DWORD, DWORD, DWORD, Text>;
-    using Address = AddressOf<std::string>;
+    using Address = std::tuple<DWORD, DWORD, DWORD, std::string>;
 
     // Valid until the next call.
     const ReadableKey& keyOf(DWORD protocol, DWORD scan, DWORD input, const char* section);
@@ -48,7 +45,7 @@ class Sections {
 
     WdRegistryState m_state{}; // of everything below; zeros: not proved
     HandlerDirectory m_handlers;
-    std::map<Address, ReadableKey, std::less<>> m_keys;
+    std::map<Address, ReadableKey> m_keys;
 };
 
 // Those of this process, lent to one caller at a time; without a free one the caller gets a new one. No lock: a child of
