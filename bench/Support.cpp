@@ -22,6 +22,7 @@ const std::filesystem::path& programFolder() {
 // As exec takes them.
 std::vector<char*> pointersTo(std::vector<std::string>& words) {
     std::vector<char*> pointers;
+    pointers.reserve(words.size() + 1);
     for (std::string& word : words)
         pointers.push_back(word.data());
     pointers.push_back(nullptr);
