@@ -208,9 +208,7 @@ bool CUrlWildCardMatch::Init(std::string_view pattern) {
     });
 }
 
-bool CUrlWildCardMatch::Match(std::string_view text) const {
-    if (!text.starts_with(m_strPrefix))
-        return false;
+bool CUrlWildCardMatch::matchesBehindPrefix(std::string_view text) const {
     if (m_bExact)
         return text.size() == m_strPrefix.size();
     std::size_t at = m_strPrefix.size();

@@ -41,9 +41,11 @@ class CUrlWildCardMatch {
     bool Init(const char* pattern) { return Init(pattern == nullptr ? std::string_view() : std::string_view(pattern)); }
     bool Init(std::string_view pattern);
     // Takes time linear in the lengths of text and pattern, whatever they contain.
-    bool Match(std::string_view text) const;
+    bool Match(std::string_view text) const { return text.starts_with(m_strPrefix) && matchesBehindPrefix(text); }
 
   private:
+    bool matchesBehindPrefix(std::string_view text) const;
+
     // A substring to search for. A long one has a table that lets the search go on after a mismatch without stepping
     // back.
     class Piece {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <fstream>
 #include <spawn.h>
 #include <stdexcept>
 #include <sys/wait.h>
@@ -18,6 +19,16 @@ const std::filesystem::path& programFolder() {
     return folder;
 }
 
+// As exec takes them.
+std::vector<char*> pointersTo(std::vector<std::string>& words) {
+    std::vector<char*> pointers;
+    pointers.reserve(words.size() + 1);
+    for (std::string& word : words)
+        pointers.push_back(word.data());
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
 class Reporter final : public benchmark::ConsoleReporter {
   public:
     bool hasFailed = false; // a benchmark reported an error, so its figure is void
@@ -31,12 +42,27 @@ class Reporter final : public benchmark::ConsoleReporter {
 } // namespace
 
 Home::Home(const char* durability) {
+    // The library opens its home as soon as it is loaded, before main: so the program starts again in the new one.
+    constexpr const char* kFolder = "WARDLET_BENCH_FOLDER";
+    if (const char* folder = std::getenv(kFolder)) {
+        m_path = folder;
+        unsetenv(kFolder);
+        return;
+    }
     std::string name = (programFolder() / "bench-XXXXXX").string();
     if (mkdtemp(name.data()) == nullptr)
         throw std::runtime_error("no directory for the benchmark's home");
     m_path = name;
     setenv("WARDLET_HOME", (m_path / "home").c_str(), 1);
     setenv("WARDLET_DURABILITY", durability, 1);
+    setenv(kFolder, name.c_str(), 1);
+    std::ifstream words("/proc/self/cmdline");
+    std::vector<std::string> arguments;
+    for (std::string word; std::getline(words, word, '\0');)
+        arguments.push_back(word);
+    const std::vector<char*> pointers = pointersTo(arguments);
+    execv("/proc/self/exe", pointers.data());
+    throw std::runtime_error("the benchmark can't start again");
 }
 
 Home::~Home() {
@@ -47,10 +73,7 @@ Home::~Home() {
 Outcome runProgram(std::vector<std::string> words) {
     if (const auto own = programFolder() / words[0]; std::filesystem::exists(own))
         words[0] = own;
-    std::vector<char*> arguments;
-    for (std::string& word : words)
-        arguments.push_back(word.data());
-    arguments.push_back(nullptr);
+    const std::vector<char*> arguments = pointersTo(words);
     int ends[2];
     if (pipe(ends) != 0)
         throw std::runtime_error("pipe");

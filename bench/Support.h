@@ -10,7 +10,8 @@
 
 namespace bench {
 
-// A fresh directory on the disk that the program was built on, removed at the end; WARDLET_HOME names its `home`.
+// A fresh directory on the disk that the program was built on, removed at the end; WARDLET_HOME names its `home`. Made
+// first in main, which begins anew with it.
 class Home {
   public:
     // `durability` as in the settings file: "disk" syncs each write, "process" leaves syncing to the system.

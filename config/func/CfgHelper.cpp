@@ -2,6 +2,7 @@
 
 #include "FeatureSwitch.h"
 #include "Mutex.h"
+#include "Redirects.h"
 #include "SyncSender.h"
 #include "Waits.h"
 #include "WdCommon/DebugLog.h"
@@ -33,6 +34,12 @@ std::int32_t readRecord(CCfgHelper& helper, CCfgData& cfgData, std::uint64_t siz
 template <class Record>
 void putBack(const Record& record, CCfgData& cfgData) {
     std::memcpy(cfgData.GetData(), &record, sizeof record);
+}
+
+// A handler's record as long as it is: asked for its size first, then read.
+std::int32_t readHandler(CCfgHelper& helper, CCfgData& cfgData, WdchSystemProtocolHandler& record) {
+    const wdlt::RedirectMutexKept kept;
+    return readRecord(helper, cfgData, 0, record);
 }
 
 bool agrees(std::uint32_t stored, std::int32_t wanted) {
@@ -100,7 +107,7 @@ std::int32_t CCfgHelper::IsScanEngineEnabled(std::uint32_t protocol, std::uint32
 std::int32_t CCfgHelper::EnableProtocolHandler(std::int32_t enable, std::uint32_t protocol) {
     CCfgData cfgData(WDLT_PROTOCOL_SYSTEM + protocol, WDLT_SCAN_NONE, WDLT_CONFIG_DEFAULT);
     WdchSystemProtocolHandler record{};
-    if (const std::int32_t status = readRecord(*this, cfgData, 0, record); status != WDLT_OK) {
+    if (const std::int32_t status = readHandler(*this, cfgData, record); status != WDLT_OK) {
         WDLOG_ERROR("Failed to read on CConfigReaderEx: %d", status);
         return status;
     }
@@ -121,7 +128,7 @@ std::int32_t CCfgHelper::EnableProtocolHandler(std::int32_t enable, std::uint32_
 std::int32_t CCfgHelper::IsProtocolHandlerEnabled(std::uint32_t protocol) {
     CCfgData cfgData(WDLT_PROTOCOL_SYSTEM + protocol, WDLT_SCAN_NONE, WDLT_CONFIG_DEFAULT);
     WdchSystemProtocolHandler record{};
-    if (const std::int32_t status = readRecord(*this, cfgData, 0, record); status != WDLT_OK) {
+    if (const std::int32_t status = readHandler(*this, cfgData, record); status != WDLT_OK) {
         WDLOG_ERROR("Failed to read on CConfigReaderEx: %d", status);
         return 0;
     }

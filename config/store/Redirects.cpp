@@ -1,6 +1,6 @@
 #include "Redirects.h"
 
-#include "Mutex.h"
+#include "ObjectName.h"
 #include "Utility.h"
 #include "WdCommon/DebugLog.h"
 
@@ -19,6 +19,7 @@
 namespace wdlt {
 namespace {
 
+constexpr const char* kMutex = "wdlt_config_redirect_mutex";
 constexpr const char* kSection = "Redirect";
 constexpr std::size_t kSessionSize = 11; // of a session's name in the code page, with its terminator
 constexpr std::size_t kSessionLength = std::extent_v<decltype(WdchSystemRedirect::sessionType)>;
@@ -38,7 +39,7 @@ class RedirectLock {
     bool isHeld() const { return m_lock.isHeld(); }
 
   private:
-    CWdMutex m_mutex{createMutex("wdlt_config_redirect_mutex")};
+    CWdMutex m_mutex{createMutex(kMutex)};
     WdltSingleLock m_lock{&m_mutex};
 };
 
@@ -87,6 +88,9 @@ constexpr auto failedPlainly = [](const char* key, const char* item, std::int32_
 };
 
 } // namespace
+
+// What fails here is logged by the operations, which try it again.
+RedirectMutexKept::RedirectMutexKept() : m_mutex(CreateMutexA(nullptr, FALSE, GlobalObjectName(kMutex).c_str())) {}
 
 std::uint32_t Redirects::count() const {
     const RedirectLock lock;

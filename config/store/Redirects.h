@@ -2,6 +2,7 @@
 // wdlt_config_redirect_mutex, with a handle of its own; if it can't, a change fails and a read goes on without it.
 #pragma once
 
+#include "Mutex.h"
 #include "WdchHelper.h"
 
 #include <wdltcfg/records.h>
@@ -35,6 +36,16 @@ class Redirects {
     bool readNumber(const char* section, const char* name, std::uint32_t& number) const;
 
     WdchHelper& m_handler;
+};
+
+// Keeps the mutex in being over several operations, without holding it: those then find it open in this process, where
+// each alone would have to make it anew.
+class RedirectMutexKept {
+  public:
+    RedirectMutexKept();
+
+  private:
+    CWdMutex m_mutex;
 };
 
 } // namespace wdlt

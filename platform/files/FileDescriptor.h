@@ -4,6 +4,7 @@
 
 #include "SystemCalls.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <optional>
@@ -49,6 +50,12 @@ inline bool reserve(int file, off_t length) {
     return true;
 }
 
+// Whether a file of this length has its disk space already.
+inline bool isReserved(const struct stat& status, off_t length) {
+    constexpr off_t kBlockBytes = 512; // the unit of st_blocks
+    return status.st_size == length && status.st_blocks * kBlockBytes >= length;
+}
+
 inline bool isSameFile(const struct stat& one, const struct stat& other) {
     return one.st_ino == other.st_ino && one.st_dev == other.st_dev;
 }
@@ -82,7 +89,8 @@ inline bool writeWhole(int file, std::string_view text) {
 
 // The file's content from its start, at most `limit` bytes; nothing with errno. A longer file is EFBIG.
 inline std::optional<std::string> readWhole(int file, std::size_t limit) {
-    std::string text(limit + 1, '\0');
+    constexpr std::size_t kFirstBytes = 1024; // most files are small, and memory that is touched costs time
+    std::string text(std::min(limit + 1, kFirstBytes), '\0');
     std::size_t size = 0;
     while (size < text.size()) {
         const ssize_t got = sys::pread(file, text.data() + size, text.size() - size, static_cast<off_t>(size));
@@ -95,6 +103,8 @@ inline std::optional<std::string> readWhole(int file, std::size_t limit) {
             return text;
         }
         size += static_cast<std::size_t>(got);
+        if (size == text.size())
+            text.resize(std::min(limit + 1, 2 * size));
     }
     errno = EFBIG;
     return std::nullopt;

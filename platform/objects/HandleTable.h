@@ -117,8 +117,8 @@ class HandleTable {
     static constexpr std::uint64_t kUses = kOpen - 1;
     static constexpr unsigned kGenerationShift = 32;
 
-    static constexpr std::uint32_t kChunkSlots = 256;
-    static constexpr std::uint32_t kChunks = 8192;
+    static constexpr std::uint32_t kChunkSlots = 32;
+    static constexpr std::uint32_t kChunks = 65536;
     static constexpr std::uint32_t kNone = ~std::uint32_t{0};
 
     using Chunk = std::array<Slot, kChunkSlots>;

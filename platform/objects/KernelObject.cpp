@@ -98,7 +98,7 @@ std::uint64_t threadNumber() {
     return own;
 }
 
-KernelObject::KernelObject(ObjectSpace& space, ObjectFile file)
+KernelObject::KernelObject(ObjectSpace& space, ObjectFile&& file)
     : m_space(&space), m_file(std::move(file)), m_header(m_file.header()), m_kind(m_file.kind()),
       m_parameter(m_file.parameter()), m_bytes(m_file.bytes()) {}
 
@@ -114,7 +114,7 @@ KernelObject::~KernelObject() {
         sys::munmap(m_header, m_privateBytes);
 }
 
-KernelObject& KernelObject::keep(ObjectSpace& space, ObjectFile file) {
+KernelObject& KernelObject::keep(ObjectSpace& space, ObjectFile&& file) {
     return own(std::unique_ptr<KernelObject>(new KernelObject(space, std::move(file))));
 }
 

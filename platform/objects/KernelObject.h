@@ -30,7 +30,7 @@ inline constinit ForkMutex<class KernelObject, ForkOrder::Objects> objectsMutex;
 class KernelObject {
   public:
     // A named object, open in `file`; the caller gets the first reference.
-    static KernelObject& keep(ObjectSpace& space, ObjectFile file) WD_REQUIRES(objectsMutex);
+    static KernelObject& keep(ObjectSpace& space, ObjectFile&& file) WD_REQUIRES(objectsMutex);
     // A private object, likewise; null with an error.
     static KernelObject* makePrivate(const ObjectPlan& plan, DWORD& error) WD_REQUIRES(objectsMutex);
     ~KernelObject();
@@ -73,7 +73,7 @@ class KernelObject {
     void noticeRemoval();
 
   private:
-    KernelObject(ObjectSpace& space, ObjectFile file);
+    KernelObject(ObjectSpace& space, ObjectFile&& file);
     KernelObject(const ObjectPlan& plan, void* memory, std::size_t size);
 
     void dropLocked() WD_REQUIRES(objectsMutex);

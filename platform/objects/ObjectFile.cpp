@@ -8,6 +8,7 @@
 #include <platform/steps.h>
 
 #include <algorithm>
+#include <cstring>
 #include <fcntl.h>
 #include <sys/mman.h>
 
@@ -21,10 +22,20 @@ constexpr std::chrono::milliseconds kSettleTime{1000};
 constexpr std::chrono::milliseconds kCreatorTime{5000}; // how long a creator may need for its few steps
 constexpr std::chrono::milliseconds kWriterTime{100};   // how long a writer may need to store a text
 constexpr off_t kLockByte = 0;                          // locked for reading by whoever has the object
-constexpr std::size_t kBlockBytes = 512;                // the unit of st_blocks
 
 bool lockFile(int file, short type) {
     return lockByte(file, kLockByte, type);
+}
+
+// A page that is zero already isn't written to: the memory of most objects is hardly used, and a page that is written to
+// must be put on the disk.
+void makeZero(void* memory, std::size_t size) {
+    for (std::size_t at = 0; at < size; at += kObjectPage) {
+        auto* const page = static_cast<std::byte*>(memory) + at;
+        const std::size_t bytes = std::min(kObjectPage, size - at);
+        if (page[0] != std::byte{0} || std::memcmp(page, page + 1, bytes - 1) != 0)
+            std::fill_n(page, bytes, std::byte{0});
+    }
 }
 
 bool isLockHeldElsewhere() {
@@ -71,6 +82,7 @@ std::string objectFileName(std::string_view name) {
     constexpr std::size_t kLimit = 255;
     constexpr char kDigits[] = "0123456789ABCDEF";
     std::string file;
+    file.reserve(name.size() + 2); // one of them is escaped in most names
     for (const char c : name) {
         const auto byte = static_cast<unsigned char>(c);
         const bool awkward =
@@ -215,7 +227,7 @@ DWORD ObjectFile::layDown(const ObjectPlan& plan, const struct stat& status) {
         return systemError();
     const std::size_t size = objectBytes(plan.bytes);
     const auto length = static_cast<off_t>(size);
-    if (status.st_size != length || static_cast<std::size_t>(status.st_blocks) * kBlockBytes < size) {
+    if (!isReserved(status, length)) {
         if (status.st_size != 0 && sys::ftruncate(m_file.get(), 0) != 0)
             return systemError();
         unmap();
@@ -234,7 +246,7 @@ DWORD ObjectFile::layDown(const ObjectPlan& plan, const struct stat& status) {
     header.textChanges.store(0, std::memory_order_relaxed);
     storeText(header, plan.text);
     if (status.st_size != 0)
-        std::fill_n(static_cast<std::byte*>(m_memory) + kObjectPage, size - kObjectPage, std::byte{0});
+        makeZero(static_cast<std::byte*>(m_memory) + kObjectPage, size - kObjectPage);
     WD_STEP("object.laid");
     header.magic.store(ObjectHeader::kMagic, std::memory_order_release);
     m_mode = plan.mode;
@@ -338,8 +350,7 @@ void ObjectFile::discard() {
         if (!stays)
             removeIfAlone();
         else if (m_kind == ObjectKind::Mapping && m_memory != nullptr && lockFile(m_file.get(), F_WRLCK))
-            std::fill_n(static_cast<std::byte*>(m_memory) + kObjectPage, m_mapped - kObjectPage,
-                        std::byte{0}); // whoever looks at the file must not see it
+            makeZero(static_cast<std::byte*>(m_memory) + kObjectPage, m_mapped - kObjectPage); // others may look at it
         leave();
     }
     forget();

@@ -24,15 +24,20 @@ DWORD query(KernelObject& object, ObjectSecurity& security) {
 }
 
 // Changes the kernel's permission first: a text that promises more than the kernel grants would mislead its readers.
-DWORD change(KernelObject& object, const ObjectSecurity& security) {
+DWORD change(KernelObject& object, const SecurityEdit& edit) {
+    ObjectSecurity security;
+    DWORD error = query(object, security);
+    const bool everybodyBefore = security.everybody;
+    if (error == ERROR_SUCCESS)
+        error = edit(security);
+    if (error != ERROR_SUCCESS)
+        return error;
     if (security.sddl.size() > ObjectSecurity::kTextLimit)
         return ERROR_INSUFFICIENT_BUFFER;
-    ObjectSecurity before;
-    if (const DWORD error = query(object, before))
-        return error;
-    if (object.isNamed() && security.everybody != before.everybody) {
+    if (object.isNamed() && security.everybody != everybodyBefore) {
         const mode_t mode = security.everybody ? ObjectPlan::kEverybody : object.space()->creatorsMode();
-        if (const DWORD error = object.file().changeMode(mode))
+        error = object.file().changeMode(mode);
+        if (error != ERROR_SUCCESS)
             return error;
     }
     storeText(object.header(), security.sddl);
@@ -70,12 +75,12 @@ DWORD querySecurity(const char* name, ObjectSecurity& security) {
     return withName(name, [&](KernelObject& found) { return query(found, security); });
 }
 
-DWORD changeSecurity(HANDLE object, const ObjectSecurity& security) {
-    return withHandle(object, [&](KernelObject& found) { return change(found, security); });
+DWORD changeSecurity(HANDLE object, const SecurityEdit& edit) {
+    return withHandle(object, [&](KernelObject& found) { return change(found, edit); });
 }
 
-DWORD changeSecurity(const char* name, const ObjectSecurity& security) {
-    return withName(name, [&](KernelObject& found) { return change(found, security); });
+DWORD changeSecurity(const char* name, const SecurityEdit& edit) {
+    return withName(name, [&](KernelObject& found) { return change(found, edit); });
 }
 
 } // namespace wd

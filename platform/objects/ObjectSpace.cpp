@@ -103,8 +103,9 @@ DWORD ObjectSpace::claimAllInChild() {
 
 void ObjectSpace::discardAll() {
     for (auto& space : spaces()) {
-        while (space->m_closedCount > 0)
-            space->takeClosedAt(0).discard();
+        for (Closed& closed : space->m_closed)
+            if (closed.when != 0)
+                closed.file.discard();
         for (const auto& [name, object] : space->m_named)
             if (object->file().mode() != ObjectPlan::kEverybody &&
                 object->ownerThread.load(std::memory_order_relaxed) == 0)
@@ -113,16 +114,7 @@ void ObjectSpace::discardAll() {
 }
 
 void ObjectSpace::forgetClosed() {
-    while (m_closedCount > 0)
-        takeClosedAt(0).forget();
-}
-
-ObjectFile ObjectSpace::takeClosedAt(std::size_t index) {
-    const auto place = m_closed.begin() + static_cast<std::ptrdiff_t>(index);
-    ObjectFile taken = std::move(*place);
-    std::move(place + 1, m_closed.begin() + static_cast<std::ptrdiff_t>(m_closedCount), place);
-    --m_closedCount;
-    return taken;
+    m_closed = {};
 }
 
 // An object closed before a fork shares its open file with a child that ran no fork handlers: a lock on it would stay
@@ -132,9 +124,11 @@ ObjectFile ObjectSpace::takeClosed(const std::string& file) {
         m_forksSeen = forks.load(std::memory_order_relaxed);
         forgetClosed();
     }
-    for (std::size_t i = 0; i < m_closedCount; ++i)
-        if (m_closed[i].name() == file)
-            return takeClosedAt(i);
+    for (Closed& closed : m_closed)
+        if (closed.file.name() == file) {
+            closed.when = 0;
+            return std::move(closed.file);
+        }
     return this->file(file);
 }
 
@@ -162,7 +156,7 @@ ObjectFile ObjectSpace::prepare(const std::string& file, ObjectPlan& plan) {
     return takeClosed(file);
 }
 
-KernelObject* ObjectSpace::keep(ObjectFile file, const ObjectPlan& plan, DWORD& error) {
+KernelObject* ObjectSpace::keep(ObjectFile&& file, const ObjectPlan& plan, DWORD& error) {
     const std::string name = file.name();
     KernelObject* object = find(name, plan, error);
     if (object != nullptr || error != ERROR_SUCCESS) {
@@ -193,9 +187,12 @@ void ObjectSpace::close(KernelObject& object) {
         object.file().discard();
     } else {
         object.file().leave();
-        if (m_closedCount == kClosedLimit)
-            takeClosedAt(0).discard();
-        m_closed[m_closedCount++] = std::move(object.file());
+        Closed& place = *std::min_element(m_closed.begin(), m_closed.end(),
+                                          [](const Closed& one, const Closed& other) { return one.when < other.when; });
+        if (place.when != 0)
+            place.file.discard();
+        place.file = std::move(object.file());
+        place.when = ++m_closings;
     }
 }
 

@@ -43,7 +43,7 @@ class ObjectSpace {
     KernelObject* find(const std::string& file, const ObjectPlan& plan, DWORD& error) WD_REQUIRES(objectsMutex);
     ObjectFile prepare(const std::string& file, ObjectPlan& plan) WD_REQUIRES(objectsMutex);
     // The object of the acquired file, likewise; another thread's, when that was quicker.
-    KernelObject* keep(ObjectFile file, const ObjectPlan& plan, DWORD& error) WD_REQUIRES(objectsMutex);
+    KernelObject* keep(ObjectFile&& file, const ObjectPlan& plan, DWORD& error) WD_REQUIRES(objectsMutex);
     // Nothing refers to the object any more; its memory may be unmapped.
     void close(KernelObject& object) WD_REQUIRES(objectsMutex);
     // In a child of a fork: the object isn't the child's, which may open another one of that name.
@@ -53,12 +53,16 @@ class ObjectSpace {
     static constexpr std::size_t kClosedLimit = 32;
     static constexpr std::size_t kClosedBytesLimit = std::size_t{1} << 20; // a larger one is closed for good
 
+    struct Closed {
+        ObjectFile file;        // without a name in an unused place
+        std::uint64_t when = 0; // the number of its closing; 0 in an unused place
+    };
+
     explicit ObjectSpace(const Home& home) : m_home(&home) {}
 
     DWORD open();
     DWORD reopenDirectory();
     ObjectFile takeClosed(const std::string& file) WD_REQUIRES(objectsMutex);
-    ObjectFile takeClosedAt(std::size_t index) WD_REQUIRES(objectsMutex);
     void forgetClosed() WD_REQUIRES(objectsMutex);
 
     const Home* m_home;
@@ -68,8 +72,8 @@ class ObjectSpace {
     mode_t m_creatorsMode = 0600;
     ProcessTable m_processes;
     std::map<std::string, KernelObject*, std::less<>> m_named WD_GUARDED_BY(objectsMutex);
-    std::array<ObjectFile, kClosedLimit> m_closed WD_GUARDED_BY(objectsMutex); // the oldest first
-    std::size_t m_closedCount WD_GUARDED_BY(objectsMutex) = 0;
+    std::array<Closed, kClosedLimit> m_closed WD_GUARDED_BY(objectsMutex);
+    std::uint64_t m_closings WD_GUARDED_BY(objectsMutex) = 0;
     std::uint64_t m_forksSeen WD_GUARDED_BY(objectsMutex) = 0; // fork count when m_closed was last emptied
 };
 

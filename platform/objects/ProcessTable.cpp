@@ -129,7 +129,7 @@ DWORD ProcessTable::open(int directory) {
     if (!isSafeToWrite(file.get(), status, kMagic))
         return ERROR_ACCESS_DENIED;
     // The first process gives it its final length; doing so twice changes nothing.
-    if (!reserve(file.get(), sizeof(Layout)))
+    if (!isReserved(status, sizeof(Layout)) && !reserve(file.get(), sizeof(Layout)))
         return systemError();
     const FileDescriptor other = openFile(directory);
     struct stat mapped {};

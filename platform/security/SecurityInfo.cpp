@@ -84,22 +84,19 @@ template <class Object>
 DWORD change(Object object, SE_OBJECT_TYPE type, const NewParts& given) {
     if (const DWORD error = checkRequest(type, given.parts))
         return error;
-    ObjectSecurity security;
-    if (const DWORD error = querySecurity(object, security))
+    return changeSecurity(object, [&](ObjectSecurity& security) {
+        Descriptor descriptor;
+        DWORD error = parseKept(security.sddl, descriptor);
+        if (error == ERROR_SUCCESS)
+            error = apply(given, descriptor);
+        const bool everybodyBefore = security.everybody;
+        if (error == ERROR_SUCCESS)
+            error = objectSecurityOf(descriptor, security);
+        // The stored text may be a stranger's: unless the caller gives a DACL, it must not change who is let in.
+        if ((given.parts & DACL_SECURITY_INFORMATION) == 0)
+            security.everybody = everybodyBefore;
         return error;
-    Descriptor descriptor;
-    DWORD error = parseKept(security.sddl, descriptor);
-    if (error == ERROR_SUCCESS)
-        error = apply(given, descriptor);
-    const bool everybodyBefore = security.everybody;
-    if (error == ERROR_SUCCESS)
-        error = objectSecurityOf(descriptor, security);
-    if (error != ERROR_SUCCESS)
-        return error;
-    // The stored text may be a stranger's: unless the caller gives a DACL, it must not change who is let in.
-    if ((given.parts & DACL_SECURITY_INFORMATION) == 0)
-        security.everybody = everybodyBefore;
-    return changeSecurity(object, security);
+    });
 }
 
 template <class T>

@@ -121,15 +121,21 @@ TEST_F(ObjectSecurity, RefusalsChangeNothing) {
 TEST_F(ObjectSecurity, AForgedTextIsAnErrorAndOpensNothing) {
     const Handle mutex = makeMutex(kName);
     wd::ObjectSecurity kept;
+    const auto forging = [](const std::string& text) {
+        return [=](wd::ObjectSecurity& security) {
+            security = {text, false};
+            return DWORD{ERROR_SUCCESS};
+        };
+    };
     for (const std::string& forged : {std::string("D:(A;;GA;;;WD"), std::string("D:\0:", 4), std::string(2048, '(')}) {
-        ASSERT_EQ(wd::changeSecurity(kName, {forged, false}), 0u);
+        ASSERT_EQ(wd::changeSecurity(kName, forging(forged)), 0u);
         EXPECT_EQ(securityOf(), "error 1338");
         EXPECT_EQ(change(mutex.get(), "", kDacl), ERROR_INVALID_SECURITY_DESCR);
         ASSERT_EQ(wd::querySecurity(mutex.get(), kept), 0u);
         EXPECT_EQ(kept.sddl, forged);
         EXPECT_FALSE(kept.everybody);
     }
-    ASSERT_EQ(wd::changeSecurity(mutex.get(), {"D:NO_ACCESS_CONTROL", false}), 0u);
+    ASSERT_EQ(wd::changeSecurity(mutex.get(), forging("D:NO_ACCESS_CONTROL")), 0u);
     EXPECT_EQ(change(mutex.get(), "", kLabel), ERROR_SUCCESS);
     ASSERT_EQ(wd::querySecurity(mutex.get(), kept), 0u);
     EXPECT_FALSE(kept.everybody);
