@@ -1,6 +1,6 @@
-// Starts and stops the library with the process that loads it: first the log, then the control object. The library is
-// never unmapped, so it stops only at process exit, when other threads may still be inside: then only the log is
-// stopped, and everything else ends with the process.
+// Starts and stops the library with the process that loads it: first the log, then the control object; in reverse order
+// when a loader unmaps it. At the end of the process other threads may still be inside: then only the log is stopped,
+// and everything else ends with the process.
 #include "ConfigControl.h"
 #include "ExportGate.h"
 #include "WdCommon/DebugLog.h"
@@ -16,6 +16,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace {
 
@@ -80,6 +81,9 @@ bool moduleEntry(HMODULE module, DWORD reason) {
         return isAttached;
     }
     case DLL_PROCESS_DETACH:
+        delete std::exchange(g_pConfigControl, nullptr); // made by attachOnce
+        [[fallthrough]];
+    case WD_PROCESS_ENDS:
         wdlt::stopLog();
         return true;
     default:

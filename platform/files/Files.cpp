@@ -412,7 +412,7 @@ UINT GetTempFileNameA(LPCSTR folder, LPCSTR prefix, UINT unique, LPSTR buffer) {
             return 0;
         }
         if (*folder == '\0') { // not the working directory, which is no folder for temporary files
-            failed(ERROR_PATH_NOT_FOUND);
+            failed(ERROR_DIRECTORY);
             return 0;
         }
         std::string start = folder;
@@ -443,7 +443,7 @@ UINT GetTempFileNameA(LPCSTR folder, LPCSTR prefix, UINT unique, LPSTR buffer) {
                 return number;
             }
             if (error != ERROR_FILE_EXISTS) {
-                failed(error);
+                failed(error == ERROR_PATH_NOT_FOUND ? ERROR_DIRECTORY : error);
                 return 0;
             }
         }

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <bcrypt.h>
-#include <limits>
+#include <functional>
 #include <new>
 
 namespace {
@@ -19,7 +19,8 @@ BCRYPT_ALG_HANDLE provider(LPCWSTR algorithm, ULONG flags) {
     return handle;
 }
 
-BCRYPT_ALG_HANDLE aes(WideString mode) {
+BCRYPT_ALG_HANDLE aes() {
+    WideString mode = BCRYPT_CHAIN_MODE_ECB;
     BCRYPT_ALG_HANDLE handle = provider(BCRYPT_AES_ALGORITHM, 0);
     check(BCryptSetProperty(handle, BCRYPT_CHAINING_MODE, reinterpret_cast<PUCHAR>(mode.data()),
                             static_cast<ULONG>((mode.size() + 1) * sizeof(WCHAR)), 0));
@@ -34,33 +35,47 @@ PUCHAR readOnly(const std::uint8_t* bytes) {
 
 // Providers are opened once and kept: to open one takes longer than a record.
 void WdBlockCipher::setKey(const std::uint8_t* key, std::size_t bytes, bool enciphers, bool isChained) {
-    static const BCRYPT_ALG_HANDLE ecb = aes(BCRYPT_CHAIN_MODE_ECB);
-    static const BCRYPT_ALG_HANDLE cbc = aes(BCRYPT_CHAIN_MODE_CBC);
+    static const BCRYPT_ALG_HANDLE algorithm = aes();
     m_enciphers = enciphers;
     m_isChained = isChained;
     BCRYPT_KEY_HANDLE handle = nullptr;
-    check(BCryptGenerateSymmetricKey(isChained ? cbc : ecb, &handle, nullptr, 0, readOnly(key),
-                                     static_cast<ULONG>(bytes), 0));
+    check(BCryptGenerateSymmetricKey(algorithm, &handle, nullptr, 0, readOnly(key), static_cast<ULONG>(bytes), 0));
     m_key = std::shared_ptr<void>(handle, BCryptDestroyKey);
 }
 
-// What the system leaves in its copy of the chain isn't relied on.
+void WdBlockCipher::blocks(std::size_t length, std::uint8_t* output, const std::uint8_t* input) const {
+    ULONG done = 0;
+    check((m_enciphers ? BCryptEncrypt : BCryptDecrypt)(m_key.get(), readOnly(input), static_cast<ULONG>(length),
+                                                        nullptr, nullptr, 0, output, static_cast<ULONG>(length), &done,
+                                                        0));
+}
+
+// The chain is made here, block by block: with CBC of the system's own, a key whose vector is the one of the call before
+// may go on with that call's chain.
 void WdBlockCipher::run(std::uint8_t* chain, std::size_t length, std::uint8_t* output,
                         const std::uint8_t* input) const {
     if (length == 0)
         return;
-    std::array<std::uint8_t, kBlockBytes> before{};
-    std::array<std::uint8_t, kBlockBytes> after{};
-    if (m_isChained) {
-        std::copy_n(chain, kBlockBytes, before.begin());
-        std::copy_n(input + length - kBlockBytes, kBlockBytes, after.begin());
+    if (!m_isChained) {
+        blocks(length, output, input);
+        return;
     }
-    ULONG done = 0;
-    check((m_enciphers ? BCryptEncrypt : BCryptDecrypt)(
-        m_key.get(), readOnly(input), static_cast<ULONG>(length), nullptr, m_isChained ? before.data() : nullptr,
-        m_isChained ? static_cast<ULONG>(kBlockBytes) : 0, output, static_cast<ULONG>(length), &done, 0));
-    if (m_isChained)
-        std::copy_n(m_enciphers ? output + length - kBlockBytes : after.data(), kBlockBytes, chain);
+    const auto addChain = [chain](std::uint8_t* block) {
+        std::transform(block, block + kBlockBytes, chain, block, std::bit_xor<>());
+    };
+    for (std::size_t at = 0; at < length; at += kBlockBytes) {
+        std::array<std::uint8_t, kBlockBytes> block{};
+        std::copy_n(input + at, kBlockBytes, block.begin());
+        if (m_enciphers) {
+            addChain(block.data());
+            blocks(kBlockBytes, output + at, block.data());
+            std::copy_n(output + at, kBlockBytes, chain);
+        } else {
+            blocks(kBlockBytes, output + at, block.data());
+            addChain(output + at);
+            std::ranges::copy(block, chain);
+        }
+    }
 }
 
 void WdHmacSha1(const std::uint8_t* key, std::size_t keyBytes, const std::uint8_t* message, std::size_t messageBytes,

@@ -21,7 +21,9 @@
 
 namespace {
 
-using testing::ElementsAre;
+using testing::AnyOf;
+using testing::AnyOfArray;
+using testing::Each;
 using testing::ElementsAreArray;
 
 constexpr int kRounds = 20'000;
@@ -133,6 +135,7 @@ class AddressSpace : public testing::TestWithParam<std::vector<std::uint32_t>> {
 TEST_P(AddressSpace, EachCallIsServedInItsSizeOrRefused) {
     const Seed seed;
     Dice dice(seed);
+    const auto roots = tree::subkeys("");
     for (int round = 0; round < kRounds && !HasFailure(); ++round) {
         Call call = dice.call();
         SCOPED_TRACE(testing::Message() << call.protocol << ' ' << call.scan << ' ' << call.input << ' '
@@ -149,7 +152,7 @@ TEST_P(AddressSpace, EachCallIsServedInItsSizeOrRefused) {
         }
     }
     EXPECT_GT(written, kRounds / 1000); // enough of the random addresses are served
-    EXPECT_THAT(tree::subkeys(""), ElementsAre("SOFTWARE"));
+    EXPECT_THAT(tree::subkeys(""), Each(AnyOf("SOFTWARE", AnyOfArray(roots))));
     EXPECT_THAT(tree::subkeys(tree::path("ProtocolHandler")), ElementsAreArray(handlers));
     EXPECT_THAT(tree::subkeys(tree::path("Scan")), ElementsAreArray(folders));
     EXPECT_TRUE(!handlers.empty() || tree::subkeys(tree::path("")).size() == 1);

@@ -330,7 +330,7 @@ TEST_F(AddressCache, AFileInUseOrNoFileAtAll) {
     EXPECT_TRUE(std::filesystem::is_empty(home / "temp"));
     std::filesystem::remove(home / "temp");
     EXPECT_EQ(writeCache(records), WDLT_E_TEMP_FILE);
-    for (const char* const line : {"::CopyFile() failed (err=", "::GetTempFileName() failed (err=3)"})
+    for (const char* const line : {"::CopyFile() failed (err=", "::GetTempFileName() failed (err=267)"})
         EXPECT_TRUE(library.logged(std::string("WriteConfigAddressCache: ") + line)) << line;
 }
 

@@ -102,7 +102,7 @@ TEST_F(SystemRecord, WhatMustBeRefusedIs) {
     EXPECT_EQ(WDLT_CALL(library, WdltWriteConfigEx)(0, 1, 2, 0, data, sizeof data), WDLT_E_GENERAL);
     EXPECT_EQ(WDLT_CALL(library, WdltWriteConfig)(WDLT_PROTOCOL_SMTP, 0, 0, data, sizeof data), WDLT_E_REGISTRY);
     EXPECT_TRUE(library.logged("!!! <WdltCfg> No config helper [protocol=0, scan=1]"));
-    EXPECT_TRUE(tree::subkeys("").empty()); // no key was created for the missing mail handler
+    EXPECT_FALSE(tree::keyExists("")); // no key was created for the missing mail handler
 }
 
 TEST_F(SystemRecord, TheLibraryCanBeUnloadedAndLoadedAgain) {

@@ -42,7 +42,8 @@ void replaceIn(HMODULE library, const IMAGE_IMPORT_DESCRIPTOR& imported, std::sp
     const auto* name = at<IMAGE_THUNK_DATA64>(library, imported.OriginalFirstThunk);
     auto* slot = at<IMAGE_THUNK_DATA64>(library, imported.FirstThunk);
     for (; name->u1.AddressOfData != 0; ++name, ++slot) {
-        const std::string_view called = at<IMAGE_IMPORT_BY_NAME>(library, static_cast<DWORD>(name->u1.AddressOfData))->Name;
+        const std::string_view called =
+            at<IMAGE_IMPORT_BY_NAME>(library, static_cast<DWORD>(name->u1.AddressOfData))->Name;
         for (const ImportedFunction& function : functions)
             if (called == function.name)
                 put(slot->u1.Function, function.replacement);

@@ -50,9 +50,9 @@ LONG WINAPI openKey(HKEY key, LPCWSTR subKey, DWORD options, REGSAM access, PHKE
 }
 LONG WINAPI createKey(HKEY key, LPCSTR subKey, DWORD reserved, LPSTR className, DWORD options, REGSAM access,
                       LPSECURITY_ATTRIBUTES security, PHKEY result, LPDWORD disposition) {
-    return isRefused("RegCreateKeyEx", subKey) ? ERROR_ACCESS_DENIED
-                                               : RegCreateKeyExA(key, subKey, reserved, className, options, access,
-                                                                 security, result, disposition);
+    return isRefused("RegCreateKeyEx", subKey)
+               ? ERROR_ACCESS_DENIED
+               : RegCreateKeyExA(key, subKey, reserved, className, options, access, security, result, disposition);
 }
 LONG WINAPI setValueA(HKEY key, LPCSTR name, DWORD reserved, DWORD type, const BYTE* data, DWORD size) {
     if (failsNow())

@@ -1,4 +1,4 @@
-/* The loader's side of a module entry: runs `Entry(module, 1)` when the shared object is loaded and `Entry(module, 0)`
+/* The loader's side of a module entry: runs `Entry(module, 1)` when the shared object is loaded and `Entry(module, 4)`
    at the end of the process. Used once, in one source file of a shared object that is linked so that it is never
    unmapped (-z nodelete). A build for another system's loader would drop this macro only. */
 #ifndef PLATFORM_MODULE_H
@@ -10,6 +10,9 @@ inline constexpr DWORD DLL_PROCESS_DETACH = 0;
 inline constexpr DWORD DLL_PROCESS_ATTACH = 1;
 inline constexpr DWORD DLL_THREAD_ATTACH = 2;
 inline constexpr DWORD DLL_THREAD_DETACH = 3;
+/* The end of the process, when other threads may still be inside. DLL_PROCESS_DETACH is an unload, of which here there
+   is none. */
+inline constexpr DWORD WD_PROCESS_ENDS = 4;
 
 /* The module that holds `address`, for GetModuleFileNameW. */
 WD_API HMODULE WdModuleFromAddress(const void* address);
@@ -20,7 +23,7 @@ WD_API HMODULE WdModuleFromAddress(const void* address);
         Entry(WdModuleFromAddress(reinterpret_cast<const void*>(&wdModuleAttach)), DLL_PROCESS_ATTACH);                \
     }                                                                                                                  \
     __attribute__((destructor)) static void wdModuleDetach() {                                                         \
-        Entry(WdModuleFromAddress(reinterpret_cast<const void*>(&wdModuleDetach)), DLL_PROCESS_DETACH);                \
+        Entry(WdModuleFromAddress(reinterpret_cast<const void*>(&wdModuleDetach)), WD_PROCESS_ENDS);                   \
     }                                                                                                                  \
     static_assert(true)
 

@@ -77,9 +77,8 @@ WideText pageToWide(UINT page, std::string_view text) {
 
 Text pageToNarrow(UINT page, std::u16string_view text) {
     Text narrow(text.size() * 8 + 16, '\0');
-    const int length =
-        WideCharToMultiByte(page, 0, reinterpret_cast<LPCWSTR>(text.data()), lengthOf(text.size()), narrow.data(),
-                            lengthOf(narrow.size()), nullptr, nullptr);
+    const int length = WideCharToMultiByte(page, 0, reinterpret_cast<LPCWSTR>(text.data()), lengthOf(text.size()),
+                                           narrow.data(), lengthOf(narrow.size()), nullptr, nullptr);
     narrow.resize(static_cast<std::size_t>(length));
     return narrow;
 }

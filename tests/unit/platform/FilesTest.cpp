@@ -266,8 +266,8 @@ TEST_F(Files, TemporaryNames) {
         DWORD error;
         int link; // the error of linkat; 0: succeeds
     } rows[] = {
-        {"C:\\none", ERROR_PATH_NOT_FOUND, 0},
-        {"", ERROR_PATH_NOT_FOUND, 0}, // not the working directory
+        {"C:\\none", ERROR_DIRECTORY, 0},
+        {"", ERROR_DIRECTORY, 0}, // not the working directory
         {std::string(MAX_PATH - 9, 'n'), ERROR_FILENAME_EXCED_RANGE, 0},
         {"C:\\t", ERROR_SUCCESS, EEXIST}, // a name that is taken is skipped
     };

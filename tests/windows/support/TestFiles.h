@@ -20,6 +20,8 @@ class TestFiles : public testing::Test {
 
     std::filesystem::path at(const std::string& name) const { return folder / name; }
     std::filesystem::path put(const std::string& name, const std::string& content, unsigned = 0) const {
+        if (std::filesystem::exists(at(name))) // it may have become read-only
+            std::filesystem::permissions(at(name), std::filesystem::perms::all);
         return TestHome::instance().write(at(name).string(), content);
     }
     std::string get(const std::string& name) const { return TestHome::instance().read(at(name).string()); }

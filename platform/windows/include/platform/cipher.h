@@ -18,6 +18,8 @@ class WdBlockCipher {
     void run(std::uint8_t* chain, std::size_t length, std::uint8_t* output, const std::uint8_t* input) const;
 
   private:
+    void blocks(std::size_t length, std::uint8_t* output, const std::uint8_t* input) const;
+
     std::shared_ptr<void> m_key; /* the system's handle; it has no state of its own, so copies may share it */
     bool m_enciphers = false;
     bool m_isChained = false;
