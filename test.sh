@@ -62,6 +62,14 @@ each_source() {
     cmake --preset release -B build/each -DWDLT_BUILD_TESTS=OFF -DWDLT_QUICK_BUILD=OFF >/dev/null &&
         tests/gates/each_source.sh build/each "$jobs"
 }
+# The library for Windows and its tests; both gates wait more than they work, and each has a runtime of its own.
+windows() {
+    build all windows || return 1
+    tests/gates/windows.sh build/release build/windows & local exports=$!
+    tests/gates/conformance.sh build/release build/windows/bin/conformance.exe
+    local rows=$?
+    wait "$exports" && return "$rows"
+}
 storms() { WDLT_STORM_SECONDS=12 "$1/process_config_tests"; }
 
 stage "build" 6 build all release -DWDLT_BUILD_TESTS=ON
@@ -72,7 +80,7 @@ if $all; then
     stage "kills by the thousand" 2 kill_by_the_thousand build/release/bin
     stage "fault walk" 6 fault_walk
     stage "types of Python" 1 types_of_python
-    stage "conformance" 2 tests/gates/conformance.sh build/release
+    stage "windows" 4 windows
     stage "model" 2 tests/gates/model.sh "$jobs"
     stage "storms" 1 storms build/release/bin
     stage "packages" 2 tests/gates/packages.sh build/release

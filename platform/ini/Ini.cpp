@@ -31,7 +31,7 @@ bool isThere(const std::filesystem::path& file) {
 // have its own settings for a shared installation.
 std::filesystem::path fileOf(LPCSTR name) {
     const char* const plain = PathFindFileNameA(name);
-    if (plain == name)
+    if (plain == name && std::strpbrk(name, "\\/") == nullptr) // one at the end begins no file's name
         return home().path() / plain;
     std::filesystem::path file = mapPath(name);
     if (std::strcmp(plain, kSettingsFile) == 0 && !isThere(file))

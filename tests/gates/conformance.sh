@@ -8,22 +8,13 @@ cd "$(dirname "$0")/../.."
 ours=$(realpath "$1/bin/conformance")
 theirs=${2:+$(realpath "$2")}
 compiler=x86_64-w64-mingw32-g++-posix
-runtime=$(command -v wine64 || echo /usr/lib/wine/wine64)
+. tests/gates/runtime.sh
 skip() { echo "conformance: skipped, $1 isn't installed"; exit 0; }
 [ -x "$runtime" ] || skip wine64
 [ -n "$theirs" ] || command -v "$compiler" >/dev/null || skip "$compiler"
 
-export WINEPREFIX WINEDEBUG=-all WARDLET_HOME WARDLET_DURABILITY=process
-scratch=$(mktemp -d)
-WINEPREFIX=$scratch/prefix
-WARDLET_HOME=$scratch/home
-# The runtime's server ends by itself soon after the last program; until then its prefix is in use.
-clean() {
-    [ ! -d "$WINEPREFIX" ] || "$(dirname "$runtime")/wineserver" -k >/dev/null 2>&1 || true
-    rm -rf "$scratch"
-}
-trap clean EXIT
-mkdir "$WINEPREFIX" "$WARDLET_HOME" "$scratch"/{here,there,locales}
+prepare_runtime
+mkdir "$scratch/locales"
 
 if [ -z "$theirs" ]; then
     theirs=$scratch/conformance.exe

@@ -19,6 +19,12 @@ if found=$(tracked 'Common/*' 'Lib/*' 'config/*' | xargs grep -nE '#include <(un
     echo "$found"
 fi
 
+# Nor does it ask for which system it is compiled.
+if found=$(tracked 'Common/*' 'Lib/*' 'config/*' 'records/*' | xargs grep -nE '\b_WIN32|windows\.h|__linux__' 2>/dev/null); then
+    complain "a system's name above the platform layer:"
+    echo "$found"
+fi
+
 # Comments call a status by its name.
 if found=$(tracked 'Common/*' 'Lib/*' 'config/*' 'records/*' 'tools/*' 'tests/*' | grep -E '\.(h|cpp|inc|c)$' |
     xargs grep -nE '(//|/\*).*(^|[^A-Za-z0-9_.("])-[1-9][0-9]?( (for|when|if|without|where|with|as|in)\b|:|,|;)'); then

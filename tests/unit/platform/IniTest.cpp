@@ -146,6 +146,8 @@ TEST(Ini, WhereAFileIsLookedFor) {
     EXPECT_EQ(text("S", "N", "pipe.ini"), "<none>") << "nobody waits for a writer";
     EXPECT_EQ(text("S", "N", "plain.ini"), "home");
     EXPECT_EQ(text("S", "N", (folder + "\\plain.ini").c_str()), "drive");
+    EXPECT_FALSE(WritePrivateProfileStringA("S", "N", "v", ".\\"));
+    EXPECT_EQ(GetLastError(), ERROR_ACCESS_DENIED) << "a separator at the end makes a folder's name";
     // Only the settings file falls back to the home, and only if the folder has none.
     EXPECT_EQ(text("S", "N", (folder + "/other.ini").c_str()), "<none>");
     EXPECT_EQ(text("S", "N", (folder + "/Wardlet.ini").c_str()), "home");
