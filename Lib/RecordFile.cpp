@@ -10,7 +10,7 @@
 #define FRAME_LINE(level, text, ...)                                                                                   \
     do {                                                                                                               \
         if (m_family.isWide)                                                                                           \
-            WDLOGW(level, WTEXT("CEncryptedDB") text __VA_OPT__(, ) __VA_ARGS__);                                            \
+            WDLOGW(level, WTEXT("CEncryptedDB") text __VA_OPT__(, ) __VA_ARGS__);                                      \
         else                                                                                                           \
             WDLOG(level, "CUrlFilterDB" text __VA_OPT__(, ) __VA_ARGS__);                                              \
     } while (false)
@@ -251,8 +251,8 @@ std::int32_t RecordFile::readBytes(void* buffer, DWORD size) {
         const unsigned long wanted = size;
         const unsigned long got = moved.bytes;
         if (m_family.isWide)
-            WDLOGW(kLogError, WTEXT("CEncryptedDB: Read size unmatched (dwReadSize=%lu, dwBlockSize=%lu, file=%hs)"), got,
-                   wanted, m_strFile);
+            WDLOGW(kLogError, WTEXT("CEncryptedDB: Read size unmatched (dwReadSize=%lu, dwBlockSize=%lu, file=%hs)"),
+                   got, wanted, m_strFile);
         else
             WDLOG_ERROR("CUrlFilterDB: Read size unmatched (dwReadSize=%lu, dwSizeToRead=%lu, file=%s)", got, wanted,
                         m_strFile);
@@ -280,8 +280,8 @@ std::int32_t RecordFile::wroteBytes(const BufferedFile::Moved& moved, DWORD size
         const unsigned long put = moved.bytes;
         if (m_family.isWide)
             WDLOGW(kLogError,
-                   WTEXT("CEncryptedDB: Written size unmatched (dwWrittenSize=%lu, dwEncryptedSize=%lu, file=%hs)"), put,
-                   wanted, m_strFile);
+                   WTEXT("CEncryptedDB: Written size unmatched (dwWrittenSize=%lu, dwEncryptedSize=%lu, file=%hs)"),
+                   put, wanted, m_strFile);
         else
             WDLOG_ERROR("CUrlFilterDB: Written size unmatched (dwWrittenSize=%lu, dwSizeToWrite=%lu, file=%s)", put,
                         wanted, m_strFile);

@@ -99,10 +99,12 @@ TEST_F(DrsRules, EachRuleThatTheRegistryMayHold) {
 TEST_F(DrsRules, TheFirstOfAnIndexWins) {
     for (const auto& [rule, index] : {std::pair("c", 7u), {"B", 7u}, {"a", 0u}, {"d", 8u}})
         tree::setNumber(ruleKey(rule), "Index", index);
-    EXPECT_THAT(rules(), ElementsAre(itemOf(7, WTEXT("B"), WTEXT(""), WTEXT("")), itemOf(8, WTEXT("d"), WTEXT(""), WTEXT(""))));
+    EXPECT_THAT(rules(),
+                ElementsAre(itemOf(7, WTEXT("B"), WTEXT(""), WTEXT("")), itemOf(8, WTEXT("d"), WTEXT(""), WTEXT(""))));
     // A rule that is left out of the list doesn't occupy its index.
     tree::setText(ruleKey("B"), "DomainName", std::string(300, 'x'));
-    EXPECT_THAT(rules(), ElementsAre(itemOf(7, WTEXT("c"), WTEXT(""), WTEXT("")), itemOf(8, WTEXT("d"), WTEXT(""), WTEXT(""))));
+    EXPECT_THAT(rules(),
+                ElementsAre(itemOf(7, WTEXT("c"), WTEXT(""), WTEXT("")), itemOf(8, WTEXT("d"), WTEXT(""), WTEXT(""))));
 }
 
 TEST_F(DrsRules, AsMuchAsThereIsRoomFor) {
@@ -133,7 +135,8 @@ TEST_F(DrsRules, NamesOfAnyKeyInTheList) {
     tree::setNumber(ruleKey(std::string(200, 'n')), "Index", 2);
     tree::setNumber(ruleKey(std::string(255, 'o')), "Index", 3);
     tree::setNumber(ruleKey("z"), "Index", 4);
-    EXPECT_THAT(rules(), ElementsAre(itemOf(1, WideString(199, WTEXT('m')), WTEXT(""), WTEXT("")), itemOf(4, WTEXT("z"), WTEXT(""), WTEXT(""))));
+    EXPECT_THAT(rules(), ElementsAre(itemOf(1, WideString(199, WTEXT('m')), WTEXT(""), WTEXT("")),
+                                     itemOf(4, WTEXT("z"), WTEXT(""), WTEXT(""))));
     std::int32_t count = 0;
     EXPECT_EQ(remove(3), WDLT_OK);
     EXPECT_EQ(get(nullptr, count), WDLT_E_BUFFER_SIZE);

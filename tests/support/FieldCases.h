@@ -6,9 +6,9 @@
 #include "FakeService.h"
 #include "FieldCase.h"
 #include "FreshLog.h"
-#include <LoadedLibrary.h>
 #include "RegistryRefusal.h"
 #include "Tree.h"
+#include <LoadedLibrary.h>
 
 #include <wdltcfg/status.h>
 #include <wdltcfg/wdltcfg.h>

@@ -1,8 +1,8 @@
 // Runs the built programs, from the test program's directory, in the test's home.
 #pragma once
 
-#include <Child.h>
 #include "TestHome.h"
+#include <Child.h>
 
 #include <filesystem>
 #include <string>

@@ -2,8 +2,8 @@
 // 0 for none.
 #pragma once
 
-#include <Child.h>
 #include "TestObject.h"
+#include <Child.h>
 
 #include <gtest/gtest.h>
 

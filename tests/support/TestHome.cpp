@@ -1,9 +1,11 @@
 #include "TestHome.h"
 
+#include <platform/testing.h>
+
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
-#include <stdexcept>
+#include <random>
 #include <system_error>
 #include <unistd.h>
 
@@ -13,11 +15,12 @@ TestHome& TestHome::instance() {
 }
 
 TestHome::TestHome() : m_owner(getpid()) {
-    std::string name = (std::filesystem::temp_directory_path() / "wdlt-test-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr)
-        throw std::runtime_error("no temporary directory for the test's home");
-    m_path = name;
-    setenv("WARDLET_HOME", name.c_str(), 1);
+    std::random_device random;
+    do
+        m_path = std::filesystem::temp_directory_path() / ("wdlt-test-" + std::to_string(random()));
+    while (!std::filesystem::create_directory(m_path));
+    std::filesystem::permissions(m_path, std::filesystem::perms::owner_all);
+    setenv("WARDLET_HOME", m_path.string().c_str(), 1);
     setenv("WARDLET_DURABILITY", "process", 0);
     setenv("WARDLET_TIME_SCALE", "0.01", 0);
 }

@@ -166,9 +166,8 @@ std::string beginOf(const SYSTEMTIME& time, DWORD level, const std::string& tag)
     std::snprintf(text.data(), text.size(), "%02d/%02d/%04d %02d:%02d:%02d.%03d", time.wDay, time.wMonth, time.wYear,
                   time.wHour, time.wMinute, time.wSecond, time.wMilliseconds);
     std::string line = text.data();
-    std::snprintf(text.data(), text.size(), " %04lx:%04lx %3s <",
-                  static_cast<unsigned long>(GetCurrentProcessId()), static_cast<unsigned long>(GetCurrentThreadId()),
-                  markOf(level));
+    std::snprintf(text.data(), text.size(), " %04lx:%04lx %3s <", static_cast<unsigned long>(GetCurrentProcessId()),
+                  static_cast<unsigned long>(GetCurrentThreadId()), markOf(level));
     return line.append(text.data()).append(tag).append("> ");
 }
 
@@ -212,14 +211,14 @@ WideString messageOf(const Unit* format, std::span<const wdlt::LogArgument> argu
 }
 
 WideString lineOf(const std::string& begin, const char* file, unsigned number, const char* format,
-                      std::span<const wdlt::LogArgument> arguments) {
+                  std::span<const wdlt::LogArgument> arguments) {
     std::string line = begin;
     finish(line, file, number, format, arguments);
     return wideOf(line);
 }
 
 WideString lineOf(const std::string& begin, const WCHAR* file, unsigned number, const WCHAR* format,
-                      std::span<const wdlt::LogArgument> arguments) {
+                  std::span<const wdlt::LogArgument> arguments) {
     WideString line = wideOf(begin);
     finish(line, file, number, format, arguments);
     return line;

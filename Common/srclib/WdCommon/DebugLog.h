@@ -25,7 +25,7 @@
     do {                                                                                                               \
         const DWORD wdlogLevel = (level);                                                                              \
         if (::wdlt::isLogged(wdlogLevel)) [[unlikely]]                                                                 \
-            ::wdlt::TraceW(WTEXT("") __FILE__, __LINE__, wdlogLevel, __VA_ARGS__);                                           \
+            ::wdlt::TraceW(WTEXT("") __FILE__, __LINE__, wdlogLevel, __VA_ARGS__);                                     \
     } while (false)
 
 namespace wdlt {

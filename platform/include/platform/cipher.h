@@ -41,9 +41,9 @@ class WdBlockCipher {
                 if (!m_isChained)
                     blocks(&schedule, length, output, input);
                 else
-                    (m_enciphers ? nettle_cbc_encrypt : nettle_cbc_decrypt)(
-                        &schedule, reinterpret_cast<nettle_cipher_func*>(blocks), kBlockBytes, chain, length, output,
-                        input);
+                    (m_enciphers ? nettle_cbc_encrypt
+                                 : nettle_cbc_decrypt)(&schedule, reinterpret_cast<nettle_cipher_func*>(blocks),
+                                                       kBlockBytes, chain, length, output, input);
             },
             m_schedule);
     }
