@@ -152,7 +152,7 @@ bool CWdRWLockEx::Initialize(const char* name) {
 }
 
 // The row first, the count second, the token last: if this process dies in between, the next holder of the guard sees
-// it in the rows. The wait for the token is over at once if the group has it; the count decides nothing, since a first
+// it in the rows. The wait for the token is over at once if the group has it; the count isn't asked, since a first
 // reader that died may have left it above 0 without the token.
 bool CWdRWLockEx::LockRead() WD_NO_THREAD_SAFETY_ANALYSIS {
     const Guarded guarded = Guarded::wait(*this);
@@ -160,12 +160,10 @@ bool CWdRWLockEx::LockRead() WD_NO_THREAD_SAFETY_ANALYSIS {
         return false;
     guarded.setReads(m_reads + 1);
     WD_STEP("enter.row");
-    const bool isFirst = guarded.count().fetch_add(1, std::memory_order_relaxed) == 0;
+    guarded.count().fetch_add(1, std::memory_order_relaxed);
     WD_STEP("enter.count");
     const auto look = [](void* self) { static_cast<CWdRWLockEx*>(self)->lookAfterDead(true); };
-    const auto wait = [&] {
-        return WdWaitForEvent(rwEvent, isFirst ? WD_ROLE_GROUP : WD_ROLE_MEMBER, wdlt::kLockSliceMs, look, this);
-    };
+    const auto wait = [&] { return WdWaitForEvent(rwEvent, WD_ROLE_GROUP, wdlt::kLockSliceMs, look, this); };
     if (waitWithWarning(wait) == WAIT_FAILED) {
         guarded.setReads(m_reads - 1);
         recount();
@@ -187,7 +185,7 @@ void CWdRWLockEx::UnlockRead() WD_NO_THREAD_SAFETY_ANALYSIS {
         guarded.count().store(--count, std::memory_order_relaxed);
     WD_STEP("leave.count");
     if (count == 0)
-        WdEndGroup(rwEvent);
+        WdSignalAgain(rwEvent, WD_GROUP_TAG);
     WD_STEP("leave.token");
 }
 

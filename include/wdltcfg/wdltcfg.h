@@ -35,7 +35,7 @@
    A function throws only when memory is exhausted; the exception is logged first, and ends a program that can't catch
    it.
 
-   Caveats. The environment variable WARDLET_HOME selects whose settings these are, unless the program is set-user-id;
+   Caveats, on Linux (for Windows see docs/platforms.md). The environment variable WARDLET_HOME selects whose settings these are, unless the program is set-user-id;
    see docs/security.md for the kinds of homes. Callers without permission to read them get defaults, not errors, from
    the functions that have defaults. The library handles SIGBUS in the process that loads it (signals that concern other
    memory go on to the previous handler), registers fork handlers, keeps descriptors open (close-on-exec, none below 3),

@@ -223,7 +223,7 @@ DWORD replaceFileFrom(const fs::path& target, int source) {
 
 DWORD replaceFileBy(fs::path target, const fs::path& replacement) {
     constexpr int kFlags = O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
-    const FileDescriptor source(sys::open(replacement.c_str(), kFlags, 0));
+    LockedFile source = LockedFile::from([&] { return FileDescriptor(sys::open(replacement.c_str(), kFlags, 0)); });
     struct stat made {};
     if (!source.valid() || sys::fstat(source.get(), &made) != 0)
         return errorOfPath(replacement);
@@ -242,8 +242,8 @@ DWORD replaceFileBy(fs::path target, const fs::path& replacement) {
         return ERROR_SHARING_VIOLATION; // two names of one file: a rename would do nothing and succeed
     // Nobody may have it open. Only asked: whoever opens the target next must not find this lock. Some network file
     // systems can't tell, of a file that is open for reading.
-    if (sys::flock(source.get(), LOCK_EX | LOCK_NB) == 0)
-        sys::flock(source.get(), LOCK_UN);
+    if (source.tryLock(LOCK_EX))
+        source.unlock();
     else if (errno == EWOULDBLOCK)
         return systemError();
     const FileDescriptor origin = openFolderOf(replacement);

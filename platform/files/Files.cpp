@@ -190,15 +190,13 @@ DWORD openShared(const fs::path& path, int mode, const Disposition& how, DWORD s
 constexpr DWORD kRefusedFlags =
     FILE_ATTRIBUTE_READONLY | FILE_FLAG_DELETE_ON_CLOSE | FILE_FLAG_OVERLAPPED | FILE_FLAG_WRITE_THROUGH;
 
-// A byte that looks like a separator may be a trail byte of a double-byte character.
-bool endsInSeparator(std::string_view path) {
-    bool separator = false;
-    for (std::size_t i = 0; i < path.size(); ++i) {
-        separator = path[i] == '\\' || path[i] == '/';
-        if (wd::isLeadByte(static_cast<BYTE>(path[i])))
-            ++i;
-    }
-    return separator;
+// Marked read-only, for the caller: the administrator may write to any file, here as in the calls that replace one.
+bool isReadOnly(const fs::path& path) {
+    struct stat status {};
+    if (sys::lstat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode) || (status.st_mode & S_IWUSR) != 0)
+        return false;
+    constexpr int kFlags = O_WRONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK;
+    return !wd::FileDescriptor(sys::open(path.c_str(), kFlags, 0)).valid();
 }
 
 } // namespace
@@ -218,6 +216,10 @@ HANDLE CreateFileA(LPCSTR name, DWORD access, DWORD shareMode, LPSECURITY_ATTRIB
         }
         const Disposition& how = kDispositions[disposition];
         const Access opened(access, how.empties);
+        if (how.empties && !how.creates && (opened.rights & FILE_WRITE_DATA) == 0) {
+            failed(ERROR_INVALID_PARAMETER); // TRUNCATE_EXISTING takes the right to write
+            return INVALID_HANDLE_VALUE;
+        }
         wd::LockedFile file;
         bool existed = false;
         error = openShared(path, opened.mode, how, shareMode, file, existed);
@@ -393,8 +395,7 @@ BOOL DeleteFileA(LPCSTR name) {
         fs::path path;
         if (const DWORD error = pathOf(name, path))
             return succeeded(error);
-        struct stat status {};
-        if (sys::lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && (status.st_mode & S_IWUSR) == 0)
+        if (isReadOnly(path))
             return succeeded(ERROR_ACCESS_DENIED);
         return succeeded(sys::unlink(path.c_str()) == 0 ? DWORD{ERROR_SUCCESS} : wd::errorOfPath(path));
     });
@@ -416,7 +417,7 @@ UINT GetTempFileNameA(LPCSTR folder, LPCSTR prefix, UINT unique, LPSTR buffer) {
             return 0;
         }
         std::string start = folder;
-        if (!endsInSeparator(start))
+        if (!wd::endsInSeparator(start))
             start += '\\';
         unique &= 0xFFFF;
         const std::string_view kind(prefix, strnlen(prefix, kPrefixBytes));

@@ -92,10 +92,12 @@ bool HeldFile::isLeftBehind(int folder, const char* name) {
 
 bool HeldFile::removeLeftBehind(int folder, const char* name) {
     const LockDescriptor left = openLeft(folder, name);
-    // One remover at a time, so that the name stays this file's until it is unlinked. flock comes second: taken of a
-    // file that is held, it would keep its own maker from opening it.
-    return left.valid() && lockByte(left.get(), kLockByte, F_RDLCK) && sys::flock(left.get(), LOCK_EX | LOCK_NB) == 0 &&
-           leadsTo(folder, name, left.get()) && sys::unlinkat(folder, name, 0) == 0;
+    // One remover at a time, so that the name stays this file's until it is unlinked. flock comes last: taken of a file
+    // that is held, or that has been let go of because it has taken another's place, it would keep others from opening
+    // it.
+    return left.valid() && lockByte(left.get(), kLockByte, F_RDLCK) && leadsTo(folder, name, left.get()) &&
+           sys::flock(left.get(), LOCK_EX | LOCK_NB) == 0 && leadsTo(folder, name, left.get()) &&
+           sys::unlinkat(folder, name, 0) == 0;
 }
 
 } // namespace wd

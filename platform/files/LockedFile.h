@@ -55,12 +55,15 @@ class LockedFile {
         }
         return true;
     }
-    // Leaves errno alone.
-    void reset() {
-        const int error = errno;
+    void unlock() {
         if (m_owner != 0 && m_owner == ::getpid())
             sys::flock(get(), LOCK_UN);
         m_owner = 0;
+    }
+    // Leaves errno alone.
+    void reset() {
+        const int error = errno;
+        unlock();
         m_file.reset();
         errno = error;
     }

@@ -1,5 +1,6 @@
 // INI files: each call reads the file again, and a write replaces all of it. Writers in one folder serialize on a lock
 // on the folder itself, which dies with its holder; readers take none and see the old file or the new one.
+#include "CodePage.h"
 #include "FileReplace.h"
 #include "Home.h"
 #include "IniText.h"
@@ -31,7 +32,7 @@ bool isThere(const std::filesystem::path& file) {
 // have its own settings for a shared installation.
 std::filesystem::path fileOf(LPCSTR name) {
     const char* const plain = PathFindFileNameA(name);
-    if (plain == name && std::strpbrk(name, "\\/") == nullptr) // one at the end begins no file's name
+    if (plain == name && !endsInSeparator(name)) // one at the end begins no file's name
         return home().path() / plain;
     std::filesystem::path file = mapPath(name);
     if (std::strcmp(plain, kSettingsFile) == 0 && !isThere(file))

@@ -116,7 +116,7 @@ class ObjectUse {
     // The same without touching GetLastError.
     bool find(HANDLE handle, ObjectKind kind);
     // After a failing find: whether the handle is an open file's.
-    bool isFile() const { return m_use.isAcquired() && m_use.payload().object == nullptr; }
+    bool isFile() const { return m_use.isAcquired() && m_use.payload().file.valid(); }
     KernelObject* operator->() const { return m_use.payload().object; }
     KernelObject& operator*() const { return *m_use.payload().object; }
 

@@ -214,7 +214,7 @@ DWORD WdWaitForEvent(HANDLE handle, DWORD role, DWORD milliseconds, WD_LOOK look
     ObjectUse event;
     if (!event.acquire(handle, ObjectKind::Event))
         return WAIT_FAILED;
-    return wd::waitFor(*event, {milliseconds, role == WD_ROLE_MEMBER ? WD_ROLE_GROUP : role, look, context});
+    return wd::waitFor(*event, {milliseconds, role, look, context});
 }
 
 WD_TAG WdEventTaker(HANDLE handle) {
@@ -225,10 +225,6 @@ WD_TAG WdEventTaker(HANDLE handle) {
 BOOL WdSignalAgain(HANDLE handle, WD_TAG taker) {
     ObjectUse event;
     return event.acquire(handle, ObjectKind::Event) && wd::signalEventIf(*event, taker) ? TRUE : FALSE;
-}
-
-BOOL WdEndGroup(HANDLE handle) {
-    return WdSignalAgain(handle, WD_GROUP_TAG);
 }
 
 void WdBeginOwnHandles() {

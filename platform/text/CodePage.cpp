@@ -245,6 +245,16 @@ bool isLeadByte(BYTE byte) {
     return page != nullptr && page->isLead(byte);
 }
 
+bool endsInSeparator(std::string_view path) {
+    bool separator = false;
+    for (std::size_t i = 0; i < path.size(); ++i) {
+        separator = isSeparator(path[i]);
+        if (isLeadByte(static_cast<BYTE>(path[i])))
+            ++i;
+    }
+    return separator;
+}
+
 bool isKnownCodePage(UINT number) {
     return number == CP_UTF8 || findCodePage(number) != nullptr;
 }

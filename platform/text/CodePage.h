@@ -42,6 +42,8 @@ inline bool isSeparator(char c) {
 // Whether `byte` begins a double-byte character of the system code page.
 bool isLeadByte(BYTE byte);
 
+bool endsInSeparator(std::string_view path);
+
 // Whether the layer has this code page. The system code page is always one that it has.
 bool isKnownCodePage(UINT number);
 

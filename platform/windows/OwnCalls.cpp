@@ -12,6 +12,7 @@
 #include <string>
 
 #undef getaddrinfo
+#undef LoadLibraryA
 
 // Each write is by itself: the system's registry has no transaction for several.
 void WdRegBeginBatch(DWORD) {}
@@ -64,11 +65,10 @@ bool write(LPCSTR path, const void* content, DWORD bytes) {
     return isWritten;
 }
 
-// Puts a file in another's place, or where none is.
+// Puts a file in another's place, or where none is. A ReplaceFile that fails may have taken the old file away.
 bool putInPlace(LPCSTR path, LPCSTR replacement) {
-    if (ReplaceFileA(path, replacement, nullptr, 0, nullptr, nullptr) != FALSE)
-        return true;
-    return GetLastError() == ERROR_FILE_NOT_FOUND && MoveFileExA(replacement, path, MOVEFILE_WRITE_THROUGH) != FALSE;
+    return ReplaceFileA(path, replacement, nullptr, 0, nullptr, nullptr) != FALSE ||
+           MoveFileExA(replacement, path, MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != FALSE;
 }
 
 } // namespace
@@ -78,18 +78,32 @@ BOOL WdReplaceContent(LPCSTR path, const void* content, DWORD bytes) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return FALSE;
     }
-    const std::string whole(path);
-    const auto separator = whole.find_last_of("\\/:");
-    const std::string folder = separator == std::string::npos ? "." : whole.substr(0, separator + 1);
-    std::array<char, MAX_PATH> temporary{};
-    if (GetTempFileNameA(folder.c_str(), "wdl", 0, temporary.data()) == 0)
-        return FALSE;
-    if (write(temporary.data(), content, bytes) && putInPlace(path, temporary.data()))
+    const std::string made = std::string(path) + ".new"; // one for each file: what a crash leaves is written anew
+    if (write(made.c_str(), content, bytes) && putInPlace(path, made.c_str()))
         return TRUE;
     const DWORD error = GetLastError();
-    DeleteFileA(temporary.data());
+    if (GetFileAttributesA(path) != INVALID_FILE_ATTRIBUTES) // else the new content is all that there is
+        DeleteFileA(made.c_str());
     SetLastError(error);
     return FALSE;
+}
+
+// A bare name is a library beside the module that asks, and no stranger's in the working directory.
+HMODULE WdLoadLibrary(LPCSTR name) {
+    if (name == nullptr || std::strpbrk(name, "\\/:") != nullptr)
+        return LoadLibraryA(name);
+    HMODULE own = nullptr;
+    std::array<char, MAX_PATH> path{};
+    constexpr DWORD kOwn = GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT;
+    if (GetModuleHandleExA(kOwn, reinterpret_cast<LPCSTR>(&WdLoadLibrary), &own) == FALSE)
+        return nullptr;
+    const DWORD length = GetModuleFileNameA(own, path.data(), static_cast<DWORD>(path.size()));
+    if (length == 0 || length >= path.size()) {
+        SetLastError(ERROR_MOD_NOT_FOUND);
+        return nullptr;
+    }
+    const std::string whole(path.data(), static_cast<std::size_t>(PathFindFileNameA(path.data()) - path.data()));
+    return LoadLibraryExA((whole + name).c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
 }
 
 int WdGetAddrInfo(const char* name, const char* service, const addrinfo* hints, addrinfo** found) {

@@ -1,9 +1,14 @@
-// Locks and exchanges between processes on a system that keeps no takers of events: waits are plain, and nobody is found
-// dead but by its process.
+// Locks and exchanges between processes on a system that keeps no takers of events. For an event that a group takes, a
+// word in shared memory beside it says whether the group has it: set right after the wait, cleared before the signal. A
+// process that ends between the two steps of either leaves the event taken.
 #include <platform/robust.h>
 
+#include <algorithm>
+#include <atomic>
 #include <map>
 #include <mutex>
+#include <string>
+#include <winternl.h>
 
 namespace {
 
@@ -21,28 +26,97 @@ WD_TAG tagOf(DWORD process, ULONGLONG start) {
     return (WD_TAG{process} << 32) | (start & 0xFFFFFFFC);
 }
 
-std::mutex g_views; // of the next
+std::mutex g_views; // of the next two
 std::map<HANDLE, void*>& views() {
     static std::map<HANDLE, void*> views;
     return views;
 }
+using GroupWord = std::atomic<std::uint32_t>;
+constexpr std::uint32_t kGroupHasIt = 1;
+std::map<WideString, GroupWord*>& groupWords() { // by the names of their memory, which stays mapped
+    static std::map<WideString, GroupWord*> words;
+    return words;
+}
+
+// The name of the memory beside a named event; empty for an event without a name.
+WideString groupNameOf(HANDLE event) {
+    constexpr ULONG kRoom = 1024;
+    alignas(UNICODE_STRING) std::byte room[kRoom];
+    ULONG size = 0;
+    constexpr auto kNameInformation = static_cast<OBJECT_INFORMATION_CLASS>(1);
+    if (NtQueryObject(event, kNameInformation, room, kRoom, &size) != 0)
+        return {};
+    const auto& name = *reinterpret_cast<const UNICODE_STRING*>(room);
+    const WideStringView whole(name.Buffer, name.Length / sizeof(WCHAR));
+    if (whole.empty())
+        return {};
+    const WideString scope = whole.starts_with(WTEXT("\\BaseNamedObjects\\")) ? WTEXT("Global\\") : WTEXT("Local\\");
+    return scope + WideString(whole.substr(whole.rfind(WTEXT('\\')) + 1)) + WTEXT("_GROUP");
+}
+
+// For everybody, as the events of these locks are.
+void* mapForAll(const WideString& name, DWORD bytes) {
+    SECURITY_DESCRIPTOR descriptor{};
+    InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION);
+    SetSecurityDescriptorDacl(&descriptor, TRUE, nullptr, FALSE);
+    SECURITY_ATTRIBUTES attributes{sizeof attributes, &descriptor, FALSE};
+    HANDLE mapping = CreateFileMappingW(INVALID_HANDLE_VALUE, &attributes, PAGE_READWRITE, 0, bytes, name.c_str());
+    if (mapping == nullptr)
+        return nullptr;
+    void* const view = MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, bytes);
+    CloseHandle(mapping); // the view keeps it
+    return view;
+}
+
+// Null when there is none: then the group is never seen to have the event.
+GroupWord* groupWordOf(HANDLE event) {
+    const WideString name = groupNameOf(event);
+    if (name.empty())
+        return nullptr;
+    const std::lock_guard lock(g_views);
+    GroupWord*& word = groupWords()[name];
+    if (word == nullptr)
+        word = static_cast<GroupWord*>(mapForAll(name, sizeof(GroupWord)));
+    return word;
+}
+
+bool groupHas(HANDLE event) {
+    const GroupWord* const word = groupWordOf(event);
+    return word != nullptr && word->load() == kGroupHasIt;
+}
 
 } // namespace
 
-DWORD WdWaitForEvent(HANDLE event, DWORD role, DWORD milliseconds, WD_LOOK, void*) {
-    return role == WD_ROLE_MEMBER ? WAIT_OBJECT_0 : WaitForSingleObject(event, milliseconds);
+DWORD WdWaitForEvent(HANDLE event, DWORD role, DWORD milliseconds, WD_LOOK look, void* context) {
+    constexpr DWORD kLookMs = 100;
+    const ULONGLONG start = GetTickCount64();
+    for (;;) {
+        if (role == WD_ROLE_GROUP && groupHas(event))
+            return WAIT_OBJECT_0;
+        const ULONGLONG waited = GetTickCount64() - start;
+        const DWORD left = milliseconds == INFINITE
+                               ? INFINITE
+                               : static_cast<DWORD>(milliseconds - std::min<ULONGLONG>(waited, milliseconds));
+        const DWORD result = WaitForSingleObject(event, std::min(left, kLookMs));
+        if (result == WAIT_OBJECT_0 && role == WD_ROLE_GROUP) {
+            if (GroupWord* const word = groupWordOf(event))
+                word->store(kGroupHasIt);
+        }
+        if (result != WAIT_TIMEOUT || left <= kLookMs)
+            return result;
+        if (look != nullptr)
+            look(context);
+    }
 }
 
-WD_TAG WdEventTaker(HANDLE) {
-    return kUnknownTaker;
+WD_TAG WdEventTaker(HANDLE event) {
+    return groupHas(event) ? WD_GROUP_TAG : kUnknownTaker;
 }
 
-BOOL WdSignalAgain(HANDLE, WD_TAG) {
-    return FALSE;
-}
-
-BOOL WdEndGroup(HANDLE event) {
-    return SetEvent(event);
+BOOL WdSignalAgain(HANDLE event, WD_TAG taker) {
+    GroupWord* const word = taker == WD_GROUP_TAG ? groupWordOf(event) : nullptr;
+    std::uint32_t hasIt = kGroupHasIt;
+    return word != nullptr && word->compare_exchange_strong(hasIt, 0) ? SetEvent(event) : FALSE;
 }
 
 void WdBeginOwnHandles() {}

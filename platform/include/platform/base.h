@@ -1,5 +1,5 @@
 /* Types and error codes of the platform interface. Names, widths and values are those of the Windows headers, so that
-   code above the layer could be compiled against those instead. Text in `char` is in the system code page, text in
+   code above the layer is compiled against those instead for Windows. Text in `char` is in the system code page, text in
    `WCHAR` is UTF-16. */
 #ifndef PLATFORM_BASE_H
 #define PLATFORM_BASE_H

@@ -1,5 +1,5 @@
-/* Replaces a file's content at once, and makes folders. Private to this layer; on Windows the file would be opened with
-   CREATE_ALWAYS and written, and each folder made by itself. Paths are in the file system's bytes, since not each has a
+/* Replaces a file's content at once, and makes folders. Private to this layer; on Windows only the first of these calls
+   is there, on ReplaceFile. Paths are in the file system's bytes, since not each has a
    name in the system code page: WdPathOfName gives that of a name. */
 #ifndef PLATFORM_FILE_CONTENT_H
 #define PLATFORM_FILE_CONTENT_H

@@ -1,5 +1,5 @@
 /* The lines of this process's log, for a program that shows them to its user: it gets them as they are logged, whether
-   or not the log is on. Windows has no such call. */
+   or not the log is on. */
 #ifndef PLATFORM_LOG_H
 #define PLATFORM_LOG_H
 

@@ -1,6 +1,7 @@
 /* The loader's side of a module entry: runs `Entry(module, 1)` when the shared object is loaded and `Entry(module, 4)`
    at the end of the process. Used once, in one source file of a shared object that is linked so that it is never
-   unmapped (-z nodelete). A build for another system's loader would drop this macro only. */
+   unmapped (-z nodelete). On Windows the loader calls an
+   entry by itself. */
 #ifndef PLATFORM_MODULE_H
 #define PLATFORM_MODULE_H
 

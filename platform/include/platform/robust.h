@@ -1,6 +1,7 @@
 /* What locks and exchanges made of kernel objects need to survive the death of their partners: who took an event,
    whether that process still lives, and whether anybody else has an object. Private to this layer; on Windows the wait
-   is WaitForSingleObject and nobody is found dead. */
+   an event tells of the group alone that it has taken it: a group all of whose members are dead is found, a dead taker
+   that is alone isn't. */
 #ifndef PLATFORM_ROBUST_H
 #define PLATFORM_ROBUST_H
 
@@ -13,9 +14,6 @@ using WD_TAG = ULONGLONG;
 inline constexpr DWORD WD_ROLE_NONE = 0;
 inline constexpr DWORD WD_ROLE_ALONE = 1; /* one process: the tag names it */
 inline constexpr DWORD WD_ROLE_GROUP = 2; /* several processes under one tag, which names none of them */
-/* In a wait: the group, by a caller whose own books say that the group has the event. The layer looks for itself, so this
-   is WD_ROLE_GROUP; on Windows there is nothing to look at, and the wait is over at once. */
-inline constexpr DWORD WD_ROLE_MEMBER = 6;
 inline constexpr WD_TAG WD_GROUP_TAG = 9;
 
 /* Deals with whatever has died; then the wait goes on. Called before a wait sleeps, and every 100 ms after. */
@@ -26,10 +24,8 @@ typedef void (*WD_LOOK)(void* context);
 WD_API DWORD WdWaitForEvent(HANDLE event, DWORD role, DWORD milliseconds, WD_LOOK look, void* context);
 /* The tag that took the event; 0 when it is signalled, or on failure. */
 WD_API WD_TAG WdEventTaker(HANDLE event);
-/* Signals the event if its taker is still `taker`, who has died. True when it did. */
+/* Signals the event if its taker is still `taker`. True when it did. */
 WD_API BOOL WdSignalAgain(HANDLE event, WD_TAG taker);
-/* Signals the event if the group has it, which nobody of the group needs any more. True when it did. */
-WD_API BOOL WdEndGroup(HANDLE event);
 
 /* Handles of named objects that the calling thread opens between these two calls, which nest, are of use to no other
    thread: the child of a fork that another thread makes doesn't have these objects, so they end with this process. On

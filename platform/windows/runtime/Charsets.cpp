@@ -1,5 +1,6 @@
 // The charsets as the system's code pages have them. It has none for iso-8859-10, iso-8859-14, iso-2022-cn,
-// iso-2022-cn-ext and euc-tw: they are refused like unknown ones, and so is any whose code page isn't installed.
+// iso-2022-cn-ext and euc-tw: they are refused like unknown ones, and so is any whose code page isn't installed. Its
+// euc-jp has the characters of the third set in a form of its own: they are refused.
 #include "Charsets.h"
 
 #include "ShiftedText.h"
@@ -18,12 +19,13 @@ static_assert(sizeof(wchar_t) == sizeof(char16_t));
 constexpr UINT kUtf16Le = 1200; // the system's names for them; converted here
 constexpr UINT kUtf16Be = 1201;
 constexpr std::uint8_t kEucLead = 0xA1;
+constexpr std::uint8_t kHalfWidthLead = 0x8E;
 
 struct Charset {
     const char* name;
     UINT page;
     const ShiftedForm* shifted = nullptr; // set: converted through that form's EUC charset
-    bool isEuc = false;                   // its page knows other pairs too
+    std::uint8_t eucLead = 0;             // set: its page knows other pairs than EUC's, whose lowest lead byte this is
 };
 
 constexpr Charset kCharsets[] = {
@@ -43,13 +45,13 @@ constexpr Charset kCharsets[] = {
     {"iso-8859-13", 28603},
     {"iso-8859-15", 28605},
     {"iso-2022-jp", 50220},
-    {"iso-2022-kr", 20949, &kIso2022Kr, true},
-    {"euc-jp", 20932},
-    {"euc-kr", 20949, nullptr, true},
+    {"iso-2022-kr", 20949, &kIso2022Kr, kEucLead},
+    {"euc-jp", 20932, nullptr, kHalfWidthLead},
+    {"euc-kr", 20949, nullptr, kEucLead},
     {"Shift_JIS", 932},
     {"big5", 950},
-    {"gb2312", 936, nullptr, true},
-    {"hz-gb-2312", 936, &kHzGb2312, true},
+    {"gb2312", 936, nullptr, kEucLead},
+    {"hz-gb-2312", 936, &kHzGb2312, kEucLead},
     {"UTF-16BE", kUtf16Be},
     {"UTF-16LE", kUtf16Le},
 };
@@ -94,12 +96,13 @@ bool hasWholePairs(std::u16string_view text) {
     return true;
 }
 
-bool hasEucPairsAlone(std::string_view text) {
+bool hasEucPairsAlone(std::string_view text, std::uint8_t lowestLead) {
     for (std::size_t i = 0; i < text.size(); ++i) {
         const auto lead = static_cast<std::uint8_t>(text[i]);
         if (lead < 0x80)
             continue;
-        if (lead < kEucLead || i + 1 == text.size() || static_cast<std::uint8_t>(text[i + 1]) < kEucLead)
+        if ((lead < kEucLead && lead != lowestLead) || i + 1 == text.size() ||
+            static_cast<std::uint8_t>(text[i + 1]) < kEucLead)
             return false;
         ++i;
     }
@@ -129,6 +132,10 @@ Text unitsFromWide(std::u16string_view text, bool isBigEndian) {
     return units;
 }
 
+bool isOfEuc(const Charset& charset, std::string_view text) {
+    return charset.eucLead == 0 || hasEucPairsAlone(text, charset.eucLead);
+}
+
 bool isUtf16(const Charset& charset) {
     return charset.page == kUtf16Le || charset.page == kUtf16Be;
 }
@@ -148,7 +155,7 @@ std::optional<WideText> wideFrom(const Charset& charset, std::string_view text) 
         text = *euc;
     }
     WideText wide = pageToWide(charset.page, text);
-    if (std::string_view(pageToNarrow(charset.page, wide)) != text || (charset.isEuc && !hasEucPairsAlone(text)))
+    if (std::string_view(pageToNarrow(charset.page, wide)) != text || !isOfEuc(charset, text))
         return std::nullopt;
     return wide;
 }
@@ -157,7 +164,7 @@ std::optional<Text> narrowFrom(const Charset& charset, std::u16string_view text)
     if (isUtf16(charset))
         return unitsFromWide(text, charset.page == kUtf16Be);
     Text narrow = pageToNarrow(charset.page, text);
-    if (std::u16string_view(pageToWide(charset.page, narrow)) != text || (charset.isEuc && !hasEucPairsAlone(narrow)))
+    if (std::u16string_view(pageToWide(charset.page, narrow)) != text || !isOfEuc(charset, narrow))
         return std::nullopt;
     return charset.shifted != nullptr ? shiftedFromEuc(*charset.shifted, narrow) : std::optional(narrow);
 }

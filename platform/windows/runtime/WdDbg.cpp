@@ -81,7 +81,9 @@ class LogFile {
     bool writeLine(std::wstring_view line) const;
 
   private:
+    bool isFull(std::size_t lineSize) const;
     void rotate(std::size_t lineSize) const;
+    void moveOn() const;
     fs::path kept(int number) const { return m_path.native() + L"." + std::to_wstring(number); }
 
     fs::path m_path;
@@ -89,12 +91,31 @@ class LogFile {
     bool m_hasDebugger;
 };
 
-// Whoever moves the file first has done it for all: each line opens it anew. One that can't be moved takes the line.
-void LogFile::rotate(std::size_t lineSize) const {
+bool LogFile::isFull(std::size_t lineSize) const {
     std::error_code none;
     const std::uintmax_t size = fs::file_size(m_path, none);
-    if (none || size == 0 || size + lineSize <= kMaxFileSize)
+    return !none && size != 0 && size + lineSize > kMaxFileSize;
+}
+
+// One process at a time, which looks again: another may have moved the file meanwhile. A file that can't be moved takes
+// the line.
+void LogFile::rotate(std::size_t lineSize) const {
+    constexpr DWORD kPatienceMs = 1000;
+    if (!isFull(lineSize))
         return;
+    const std::unique_ptr<void, decltype(&CloseHandle)> turn(CreateMutexW(nullptr, FALSE, L"WdDbg64_rotation"),
+                                                             CloseHandle);
+    if (turn == nullptr)
+        return;
+    const DWORD wait = WaitForSingleObject(turn.get(), kPatienceMs);
+    if (wait != WAIT_OBJECT_0 && wait != WAIT_ABANDONED)
+        return;
+    if (isFull(lineSize))
+        moveOn();
+    ReleaseMutex(turn.get());
+}
+
+void LogFile::moveOn() const {
     for (int number = kKeptFiles; number > 1; --number)
         MoveFileExW(kept(number - 1).c_str(), kept(number).c_str(), MOVEFILE_REPLACE_EXISTING);
     MoveFileExW(m_path.c_str(), kept(1).c_str(), MOVEFILE_REPLACE_EXISTING);

@@ -3,6 +3,11 @@
 
 #include <platform/base.h>
 
+/* LoadLibraryA, with a bare name looked for in the folder of the module that asks, and nowhere else. */
+WD_API HMODULE WdLoadLibrary(LPCSTR name);
+#undef LoadLibraryA
+#define LoadLibraryA WdLoadLibrary
+
 /* What GetProcAddress found, as the function that it is. */
 template <class Entry>
 Entry WdEntryOf(FARPROC found) {
