@@ -1,20 +1,39 @@
 #include "Files.h"
 #include "LayerError.h"
 
+#include <array>
 #include <cerrno>
 #include <platform/security.h>
 #include <platform/win32.h>
+#include <string>
 
 namespace wdlt {
 namespace {
 
-/* Full access for the owner and nobody else, nothing from the folder. */
-constexpr const char* kOwnersAlone = "D:P(A;;FA;;;OW)";
+/* Full access for this account and nobody else, nothing from the folder; in the text form of rights. Empty with an
+   error. */
+std::string thisAccountAlone() {
+    HANDLE token = nullptr;
+    if (OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, &token) == FALSE)
+        return {};
+    alignas(TOKEN_USER) std::array<BYTE, sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE> user{};
+    DWORD bytes = 0;
+    LPSTR account = nullptr;
+    std::string rights;
+    if (GetTokenInformation(token, TokenUser, user.data(), static_cast<DWORD>(user.size()), &bytes) != FALSE &&
+        ConvertSidToStringSidA(reinterpret_cast<const TOKEN_USER*>(user.data())->User.Sid, &account) != FALSE) {
+        rights = std::string("D:P(A;;FA;;;") + account + ")";
+        LocalFree(account);
+    }
+    CloseHandle(token);
+    return rights;
+}
 
 bool writeNew(const std::string& file, std::string_view content) {
+    const std::string alone = thisAccountAlone();
     SECURITY_ATTRIBUTES rights{sizeof(SECURITY_ATTRIBUTES), nullptr, FALSE};
-    if (ConvertStringSecurityDescriptorToSecurityDescriptorA(kOwnersAlone, SDDL_REVISION_1,
-                                                             &rights.lpSecurityDescriptor, nullptr) == FALSE)
+    if (alone.empty() || ConvertStringSecurityDescriptorToSecurityDescriptorA(
+                             alone.c_str(), SDDL_REVISION_1, &rights.lpSecurityDescriptor, nullptr) == FALSE)
         return false;
     HANDLE opened = CreateFileA(file.c_str(), GENERIC_WRITE, 0, &rights, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
     const DWORD error = GetLastError();
