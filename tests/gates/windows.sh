@@ -69,4 +69,35 @@ for file in "$scratch"/here/*; do
     cmp -n 48 "$file" "$other"
     cmp -i $((48 + skipped)) "$file" "$other"
 done
+# The tool there exports byte for byte what the one here does, and each imports what the other has exported. Its words,
+# the files that it names and what it prints are UTF-8. What a failed import leaves behind is told.
+if [ -x "$foreign/wdltreg.exe" ]; then
+    tool() { timeout 200 "$runtime" "$foreign/wdltreg.exe" "$@" 2>>"$scratch/said"; }
+    exports=$scratch/Größe.reg
+    into_runtime "$scratch/here.reg"
+    tool export "$key" | cmp "$scratch/here.reg" -
+    tool set "$key" 'Größe 𝄞' sz 'ä ☃'
+    tool export -o "Z:$exports" "$key"
+    tool export -o "Z:$exports" "$key" # in place of the first
+    "$native/wdltreg" delete "$key"
+    "$native/wdltreg" import "$exports"
+    "$native/wdltreg" export "$key" | cmp "$exports" -
+    cmp <("$native/wdltreg" query --json "$key" 'Größe 𝄞') <(tool query --json "$key" 'Größe 𝄞')
+    tool delete "$key"
+    tool import - <"$exports"
+    tool export "$key" | cmp "$exports" -
+    # Nothing that is kept can be made in a tree that lasts until the system's end.
+    refused='[HKEY_LOCAL_MACHINE\HARDWARE\Wardlet\x]'
+    expect() {
+        local status=0
+        tool "${@:2}" || status=$?
+        [ $status -eq "$1" ] || { echo "windows: wdltreg.exe ends with $status: ${*:2}"; exit 1; }
+    }
+    expect 1 query "$key" missing
+    expect 5 import - <<<"REGEDIT4"$'\n'"$refused"
+    expect 6 import - <<<"REGEDIT4"$'\n'"[$key\new]"$'\n'"$refused"
+    expect 0 query "$key\new"
+else
+    echo "windows: wdltreg.exe isn't built, so it isn't tried"
+fi
 echo "windows: $(echo "$exported" | wc -l) exports; $(ls "$scratch/here" | wc -l) files and the registry read by both"

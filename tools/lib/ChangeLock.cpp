@@ -1,13 +1,13 @@
 #include "ChangeLock.h"
 
 #include "LayerError.h"
+#include "Process.h"
 
 #include <array>
 #include <climits>
 #include <cstdio>
 #include <platform/home.h>
 #include <string>
-#include <unistd.h>
 
 namespace wdlt {
 namespace {
@@ -42,7 +42,7 @@ ChangeLock::ChangeLock() : m_mutex(openMutex()) {
     constexpr DWORD kUntold = 500;
     DWORD result = WaitForSingleObject(m_mutex, kUntold);
     if (result == WAIT_TIMEOUT) {
-        if (::isatty(STDERR_FILENO) == 1)
+        if (isTerminal())
             std::fputs("waiting for another change of these settings\n", stderr);
         result = WaitForSingleObject(m_mutex, INFINITE);
     }

@@ -1,6 +1,7 @@
 #include "Display.h"
 
 #include "Utf.h"
+#include "Wide.h"
 
 #include <algorithm>
 #include <fmt/format.h>
@@ -31,7 +32,7 @@ std::u16string utf16From(UINT codePage, std::string_view text, bool* isValid) {
     const auto convert = [&](DWORD flags) {
         return text.empty() ? 0
                             : MultiByteToWideChar(codePage, flags, text.data(), static_cast<int>(text.size()),
-                                                  wide.data(), static_cast<int>(wide.size()));
+                                                  wdlt::wide(wide), static_cast<int>(wide.size()));
     };
     if (isValid != nullptr)
         *isValid = text.empty() || convert(MB_ERR_INVALID_CHARS) != 0;
@@ -115,8 +116,8 @@ bool narrowFromUtf8(std::string_view text, std::string& narrow) {
     narrow.assign(wide->size() * 4, '\0');
     const int length = wide->empty()
                            ? 0
-                           : WideCharToMultiByte(CP_ACP, 0, wide->data(), static_cast<int>(wide->size()), narrow.data(),
-                                                 static_cast<int>(narrow.size()), nullptr, nullptr);
+                           : WideCharToMultiByte(CP_ACP, 0, wdlt::wide(*wide), static_cast<int>(wide->size()),
+                                                 narrow.data(), static_cast<int>(narrow.size()), nullptr, nullptr);
     narrow.resize(static_cast<std::size_t>(length));
     return utf16FromNarrow(narrow) == *wide;
 }

@@ -1,16 +1,9 @@
 #include "Files.h"
 
-#include "ToolError.h"
-
 #include <array>
 #include <cerrno>
-#include <cstdio>
-#include <cstdlib>
-#include <fcntl.h>
 #include <filesystem>
 #include <fmt/format.h>
-#include <memory>
-#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -19,10 +12,7 @@ namespace {
 
 constexpr std::size_t kMostBytes = std::size_t{64} << 20; // more than any list or tree
 
-struct CloseFile {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using OwnedFile = std::unique_ptr<std::FILE, CloseFile>;
+} // namespace
 
 ToolError fileError(const std::string& file, int error) {
     return {ExitStatus::Failed, fmt::format("{}: {}", file, std::generic_category().message(error)), {.path = file}};
@@ -34,48 +24,6 @@ OwnedFile openFile(const std::string& file, const char* mode) {
         throw fileError(file, errno);
     return opened;
 }
-
-void writeTo(OwnedFile opened, const std::string& file, std::string_view content) {
-    const bool isWhole = std::fwrite(content.data(), 1, content.size(), opened.get()) == content.size() &&
-                         std::fflush(opened.get()) == 0 &&
-                         (::fsync(::fileno(opened.get())) == 0 || errno == EINVAL || errno == EROFS); // of a device
-    if (!isWhole || std::fclose(opened.release()) != 0)
-        throw fileError(file, errno);
-}
-
-/* So that a file's new name, or its end, outlives a loss of power. */
-void syncDirectoryOf(const std::string& file) {
-    const auto directory = std::filesystem::path(file).parent_path();
-    const int descriptor = ::open(directory.empty() ? "." : directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (descriptor < 0)
-        return; // one that may be written, but not read
-    const bool isSynced = ::fsync(descriptor) == 0 || errno == EINVAL;
-    ::close(descriptor);
-    if (!isSynced)
-        throw fileError(file, errno);
-}
-
-/* Through a file beside it, which is this account's alone. A link is followed. */
-void replaceFile(const std::string& file, std::string_view content) {
-    std::error_code failure;
-    const auto resolved = std::filesystem::canonical(file, failure);
-    const std::string target = failure ? file : resolved.string();
-    std::string beside = target + ".XXXXXX";
-    const int descriptor = ::mkostemp(beside.data(), O_CLOEXEC);
-    if (descriptor < 0)
-        throw fileError(file, errno);
-    try {
-        writeTo(OwnedFile(::fdopen(descriptor, "wb")), file, content);
-        if (std::rename(beside.c_str(), target.c_str()) != 0)
-            throw fileError(file, errno);
-    } catch (const ToolError&) {
-        ::unlink(beside.c_str());
-        throw;
-    }
-    syncDirectoryOf(target);
-}
-
-} // namespace
 
 std::string readFile(const std::string& file) {
     const bool isStandard = file == kStandardStream;
@@ -93,30 +41,6 @@ std::string readFile(const std::string& file) {
     return content;
 }
 
-void writeFile(const std::string& file, std::string_view content) {
-    if (file == kStandardStream) {
-        if (std::fwrite(content.data(), 1, content.size(), stdout) != content.size())
-            throw fileError("standard output", errno);
-        return;
-    }
-    // /dev/stdout and its like may lead to a file that a shell has opened: it isn't replaced, and keeps what it has.
-    const bool isOpened = file.starts_with("/dev/") || file.starts_with("/proc/");
-    std::error_code failure;
-    const auto status = std::filesystem::status(file, failure);
-    if (isOpened || (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)))
-        writeTo(openFile(file, isOpened ? "ab" : "wb"), file, content);
-    else
-        replaceFile(file, content);
-}
-
-std::string fileMark(const std::string& file) {
-    struct stat status {};
-    if (::stat(file.c_str(), &status) != 0)
-        return "-";
-    return fmt::format("{}:{}:{}:{}.{}:{}.{}", status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec,
-                       status.st_mtim.tv_nsec, status.st_ctim.tv_sec, status.st_ctim.tv_nsec);
-}
-
 bool isThere(const std::string& file) {
     return ::access(file.c_str(), F_OK) == 0;
 }
@@ -124,12 +48,6 @@ bool isThere(const std::string& file) {
 bool isRegularFile(const std::string& file) {
     std::error_code failure;
     return std::filesystem::is_regular_file(std::filesystem::symlink_status(file, failure));
-}
-
-void removeFile(const std::string& file) {
-    if (std::remove(file.c_str()) != 0 && errno != ENOENT)
-        throw fileError(file, errno);
-    syncDirectoryOf(file);
 }
 
 } // namespace wdlt

@@ -3,12 +3,24 @@
    whole, so that a failure leaves the older one. What is no regular file is written to as it is. */
 #pragma once
 
+#include "ToolError.h"
+
+#include <cstdio>
+#include <memory>
 #include <string>
 #include <string_view>
 
 namespace wdlt {
 
 inline constexpr std::string_view kStandardStream = "-";
+
+struct CloseFile {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using OwnedFile = std::unique_ptr<std::FILE, CloseFile>;
+OwnedFile openFile(const std::string& file, const char* mode);
+/* `error` is a number of errno. */
+ToolError fileError(const std::string& file, int error);
 
 std::string readFile(const std::string& file);
 void writeFile(const std::string& file, std::string_view content);

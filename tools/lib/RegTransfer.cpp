@@ -1,10 +1,8 @@
 #include "RegTransfer.h"
 
 #include "KeyPath.h"
-#include "LayerError.h"
+#include "OneState.h"
 #include "RegistryKey.h"
-
-#include <platform/registry_batch.h>
 
 namespace wdlt {
 namespace {
@@ -26,11 +24,10 @@ void carryOut(const RegKey& key) {
 } // namespace
 
 void importDocument(const RegDocument& document) {
-    RegistryBatch batch(WD_BATCH_ALL_OR_NOTHING); // an exception rolls it back
-    for (const RegKey& key : document.keys)
-        carryOut(key);
-    if (const LONG error = batch.end())
-        throw LayerError("the registry", error);
+    asOneChange([&] {
+        for (const RegKey& key : document.keys)
+            carryOut(key);
+    });
 }
 
 RegDocument exportSubtree(const std::u16string& path) {

@@ -8,7 +8,7 @@
 
 namespace wdlt {
 
-/* Applies the document in one transaction: all of it or, with a LayerError, nothing. Deleting what isn't there is not
+/* Applies the document as one change (see OneState.h): all of it or, with a LayerError, nothing. Deleting what isn't there is not
    an error. */
 void importDocument(const RegDocument& document);
 

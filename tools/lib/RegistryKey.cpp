@@ -3,12 +3,13 @@
 #include "Display.h"
 #include "KeyPath.h"
 #include "LayerError.h"
+#include "OneState.h"
 #include "Utf.h"
+#include "Wide.h"
 
 #include <algorithm>
 #include <array>
 #include <fmt/format.h>
-#include <platform/home.h>
 #include <utility>
 
 namespace wdlt {
@@ -19,7 +20,7 @@ HKEY rootKey() {
 }
 
 // A name has at most kMaxNameUnits units, plus its terminator.
-using NameBuffer = std::array<WCHAR, kMaxNameUnits + 1>;
+using NameBuffer = std::array<char16_t, kMaxNameUnits + 1>;
 
 constexpr std::size_t kShortValue = 256; // bytes; longer values are read in two steps
 
@@ -30,25 +31,14 @@ bool isGone(LONG code) {
     return isMissing(code) || code == static_cast<LONG>(ERROR_KEY_DELETED);
 }
 
-} // namespace
-
-std::uint64_t registryGeneration() {
-    ULONGLONG number = 0;
-    if (const LONG error = WdRegistryGeneration(&number))
-        throw LayerError("the registry", error);
-    return number;
-}
-
-namespace {
-
 /* An enumeration goes by an index, which shifts when somebody adds or removes something in between. */
 template <class Read>
-auto readAtOnce(Read read) {
+auto readAtOnce(HKEY key, Read read) {
     constexpr int kTries = 1000; // each write of another process takes longer than a read
     for (int i = 0; i < kTries; ++i) {
-        const std::uint64_t before = registryGeneration();
+        const std::uint64_t before = stateOf(key);
         auto found = read();
-        if (registryGeneration() == before)
+        if (stateOf(key) == before)
             return found;
     }
     throw ToolError(ExitStatus::Unknown, "the registry doesn't stay as it is for as long as it takes to read a key");
@@ -58,7 +48,7 @@ auto readAtOnce(Read read) {
 
 RegistryKey RegistryKey::open(std::u16string path, REGSAM access) {
     HKEY key = nullptr;
-    if (const LONG error = RegOpenKeyExW(rootKey(), path.c_str(), 0, access, &key))
+    if (const LONG error = RegOpenKeyExW(rootKey(), wide(path), 0, access, &key))
         throw LayerError(displayText(joinPath(kRootName, path)), error);
     return {key, std::move(path)};
 }
@@ -77,9 +67,12 @@ RegistryKey RegistryKey::create(std::u16string path) {
     if (path.empty())
         return open(std::move(path), KEY_ALL_ACCESS);
     HKEY key = nullptr;
-    if (const LONG error = RegCreateKeyExW(rootKey(), path.c_str(), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS,
-                                           nullptr, &key, nullptr))
+    DWORD disposition = 0;
+    if (const LONG error = RegCreateKeyExW(rootKey(), wide(path), 0, nullptr, REG_OPTION_NON_VOLATILE, KEY_ALL_ACCESS,
+                                           nullptr, &key, &disposition))
         throw LayerError(displayText(joinPath(kRootName, path)), error);
+    if (disposition == REG_CREATED_NEW_KEY)
+        countWrite();
     return {key, std::move(path)};
 }
 
@@ -103,11 +96,11 @@ std::string RegistryKey::describe(std::u16string_view valueName) const {
 }
 
 std::vector<std::u16string> RegistryKey::subkeyNames() const {
-    return readAtOnce([this] { return enumerateKeys(); });
+    return readAtOnce(m_key, [this] { return enumerateKeys(); });
 }
 
 std::vector<RegValue> RegistryKey::values() const {
-    return readAtOnce([this] { return enumerateValues(); });
+    return readAtOnce(m_key, [this] { return enumerateValues(); });
 }
 
 std::vector<std::u16string> RegistryKey::enumerateKeys() const {
@@ -115,7 +108,7 @@ std::vector<std::u16string> RegistryKey::enumerateKeys() const {
     for (DWORD index = 0;; ++index) {
         NameBuffer name{};
         DWORD length = name.size();
-        const LONG error = RegEnumKeyExW(m_key, index, name.data(), &length, nullptr, nullptr, nullptr, nullptr);
+        const LONG error = RegEnumKeyExW(m_key, index, wide(name), &length, nullptr, nullptr, nullptr, nullptr);
         if (error == static_cast<LONG>(ERROR_NO_MORE_ITEMS) || isGone(error))
             return names;
         if (error != 0)
@@ -131,11 +124,11 @@ std::vector<RegValue> RegistryKey::enumerateValues() const {
         DWORD length = name.size();
         RegValue value{{}, REG_NONE, std::vector<BYTE>(kShortValue), false};
         auto size = static_cast<DWORD>(value.data.size());
-        LONG error = RegEnumValueW(m_key, index, name.data(), &length, nullptr, &value.type, value.data.data(), &size);
+        LONG error = RegEnumValueW(m_key, index, wide(name), &length, nullptr, &value.type, value.data.data(), &size);
         const bool isLong = error == static_cast<LONG>(ERROR_MORE_DATA);
         if (isLong) {
             length = name.size();
-            error = RegEnumValueW(m_key, index, name.data(), &length, nullptr, nullptr, nullptr, nullptr);
+            error = RegEnumValueW(m_key, index, wide(name), &length, nullptr, nullptr, nullptr, nullptr);
         }
         if (error == static_cast<LONG>(ERROR_NO_MORE_ITEMS) || isGone(error))
             return values;
@@ -154,7 +147,7 @@ std::optional<RegValue> RegistryKey::value(const std::u16string& name) const {
     RegValue value{name, REG_NONE, std::vector<BYTE>(kShortValue), false};
     for (;;) {
         auto size = static_cast<DWORD>(value.data.size());
-        const LONG error = RegQueryValueExW(m_key, name.c_str(), nullptr, &value.type, value.data.data(), &size);
+        const LONG error = RegQueryValueExW(m_key, wide(name), nullptr, &value.type, value.data.data(), &size);
         if (isGone(error))
             return std::nullopt;
         if (error != 0 && error != static_cast<LONG>(ERROR_MORE_DATA))
@@ -166,18 +159,21 @@ std::optional<RegValue> RegistryKey::value(const std::u16string& name) const {
 }
 
 void RegistryKey::setValue(const RegValue& value) const {
-    if (const LONG error = RegSetValueExW(m_key, value.name.c_str(), 0, value.type, value.data.data(),
+    if (const LONG error = RegSetValueExW(m_key, wide(value.name), 0, value.type, value.data.data(),
                                           static_cast<DWORD>(value.data.size())))
         throw LayerError(describe(value.name), error);
+    countWrite();
 }
 
 bool RegistryKey::deleteValue(const std::u16string& name) const {
     // Check first: inside a batch a failing write, even deleting a missing value, would discard the rest.
     if (!value(name))
         return false;
-    const LONG error = RegDeleteValueW(m_key, name.c_str());
+    const LONG error = RegDeleteValueW(m_key, wide(name));
     if (error != 0 && !isMissing(error))
         throw LayerError(describe(name), error);
+    if (error == 0)
+        countWrite();
     return error == 0;
 }
 
@@ -233,8 +229,9 @@ bool deleteTree(const std::u16string& path) {
     std::vector<std::u16string> paths;
     walkKeys(path, [&](const RegistryKey& key, std::size_t) { paths.push_back(key.path()); });
     for (auto each = paths.rbegin(); each != paths.rend(); ++each) {
-        if (const LONG error = RegDeleteKeyW(rootKey(), each->c_str()))
+        if (const LONG error = RegDeleteKeyW(rootKey(), wide(*each)))
             throw LayerError(displayText(joinPath(kRootName, *each)), error);
+        countWrite();
     }
     return true;
 }

@@ -4,7 +4,6 @@
 
 #include "RegText.h"
 
-#include <cstdint>
 #include <functional>
 #include <optional>
 #include <platform/win32.h>
@@ -44,9 +43,6 @@ class RegistryKey {
     HKEY m_key;
     std::u16string m_path;
 };
-
-/* Changes with each change of any value. */
-std::uint64_t registryGeneration();
 
 /* Visits `path` and all below it, each key before its subkeys. A key that is deleted meanwhile is skipped; one that
    is listed and isn't there, or a tree without an end, is ERROR_REGISTRY_CORRUPT. */

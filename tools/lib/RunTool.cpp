@@ -1,12 +1,12 @@
 #include "RunTool.h"
 
 #include "ManualPage.h"
+#include "Process.h"
 #include "Suggestion.h"
 #include "ToolError.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <fmt/format.h>
@@ -15,7 +15,6 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <unistd.h>
 
 namespace wdlt {
 namespace {
@@ -113,7 +112,7 @@ int parseAndRun(const Tool& tool, int argc, char** argv) {
 
 int runTool(const Tool& tool, int argc, char** argv) {
     const bool asJson = asksForJson(argc, argv);
-    std::signal(SIGXFSZ, SIG_IGN); // a file that may not grow is an error of the write
+    startProcess();
     g_run = {&tool, asJson};
     try {
         return parseAndRun(tool, argc, argv);
@@ -137,13 +136,9 @@ void printRemark(const std::string& text) {
 }
 
 void endInterrupted(const std::string& message) {
-    // The main thread may be printing; then it has its buffer for itself.
-    if (::ftrylockfile(stdout) == 0)
-        ::fflush_unlocked(stdout);
     const std::string line = g_run.asJson ? errorJson(ExitStatus::Interrupted, message.c_str(), {}) + "\n"
                                           : fmt::format("{}: {}\n", g_run.tool->name, message);
-    [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, line.data(), line.size());
-    ::_exit(static_cast<int>(ExitStatus::Interrupted));
+    endProcess(line, static_cast<int>(ExitStatus::Interrupted));
 }
 
 } // namespace wdlt

@@ -10,6 +10,7 @@
 #include "LayerError.h"
 #include "Owner.h"
 #include "RegTransfer.h"
+#include "OneState.h"
 #include "RegistryKey.h"
 #include "ToolError.h"
 #include "Utf.h"

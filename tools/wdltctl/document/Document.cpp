@@ -4,6 +4,7 @@
 #include "Display.h"
 #include "Files.h"
 #include "Installation.h"
+#include "OneState.h"
 #include "RegistryKey.h"
 #include "ToolError.h"
 

@@ -4,6 +4,7 @@
 #include "Installation.h"
 #include "LibraryStatus.h"
 #include "Numbers.h"
+#include "OneState.h"
 #include "RegistryKey.h"
 #include "Suggestion.h"
 #include "ToolError.h"
