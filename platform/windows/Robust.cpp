@@ -90,18 +90,17 @@ bool groupHas(HANDLE event) {
 DWORD WdWaitForEvent(HANDLE event, DWORD role, DWORD milliseconds, WD_LOOK look, void* context) {
     constexpr DWORD kLookMs = 100;
     const ULONGLONG start = GetTickCount64();
+    GroupWord* const word = role == WD_ROLE_GROUP ? groupWordOf(event) : nullptr; // before the wait, to set it at once
     for (;;) {
-        if (role == WD_ROLE_GROUP && groupHas(event))
+        if (word != nullptr && word->load() == kGroupHasIt)
             return WAIT_OBJECT_0;
         const ULONGLONG waited = GetTickCount64() - start;
         const DWORD left = milliseconds == INFINITE
                                ? INFINITE
                                : static_cast<DWORD>(milliseconds - std::min<ULONGLONG>(waited, milliseconds));
         const DWORD result = WaitForSingleObject(event, std::min(left, kLookMs));
-        if (result == WAIT_OBJECT_0 && role == WD_ROLE_GROUP) {
-            if (GroupWord* const word = groupWordOf(event))
-                word->store(kGroupHasIt);
-        }
+        if (result == WAIT_OBJECT_0 && word != nullptr)
+            word->store(kGroupHasIt);
         if (result != WAIT_TIMEOUT || left <= kLookMs)
             return result;
         if (look != nullptr)

@@ -126,7 +126,7 @@ void nameRows() {
             CloseHandle(handle);
     }
     for (const char* name : {static_cast<const char*>(nullptr), "", ".", "file", "file\\", "folder", "folder\\inner",
-                             "folder\\", "missing", "readonly", "nosuch\\missing", "file\\missing", "f*"}) {
+                             "folder\\", "missing", "nosuch\\missing", "file\\missing", "f*"}) {
         freshFiles();
         row("files.delete", name)(made([&] { return DeleteFileA(name); }), changes);
     }
