@@ -63,9 +63,8 @@ void* mapForAll(const WideString& name, DWORD bytes) {
     HANDLE mapping = CreateFileMappingW(INVALID_HANDLE_VALUE, &attributes, PAGE_READWRITE, 0, bytes, name.c_str());
     if (mapping == nullptr)
         return nullptr;
-    void* const view = MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, bytes);
-    CloseHandle(mapping); // the view keeps it
-    return view;
+    return MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0,
+                         bytes); // the handle stays open: the name ends with the last
 }
 
 // Null when there is none: then the group is never seen to have the event.
