@@ -211,7 +211,8 @@ TEST_F(FileReplace, WhatAUserMayNotWriteItMayNotReplace) {
         fs::permissions(at(row.name), fs::perms(row.folderMode));
         EXPECT_EQ(asUser([&] { return copy("from", name); }), static_cast<int>(row.error));
         EXPECT_TRUE(succeeds || asUser([&] { return replace(name, at(row.name) / "replacement"); }) == int(row.error));
-        EXPECT_TRUE(row.mode != 0444 || asUser([&] { return errorOf(DeleteFileA(at(name).c_str())); }) == int(row.error));
+        EXPECT_TRUE(row.mode != 0444 ||
+                    asUser([&] { return errorOf(DeleteFileA(at(name).c_str())); }) == int(row.error));
         EXPECT_EQ(get(name), succeeds ? "new content" : "old");
         const struct stat status = statusOf(at(name));
         EXPECT_EQ(status.st_uid, succeeds ? kUser : row.owner);
