@@ -54,7 +54,7 @@ WideString groupNameOf(HANDLE event) {
     return scope + WideString(whole.substr(whole.rfind(WTEXT('\\')) + 1)) + WTEXT("_GROUP");
 }
 
-// For everybody, as the events of these locks are.
+// For everybody, as the events of these locks are. Its handle stays open: the name would end with the last one.
 void* mapForAll(const WideString& name, DWORD bytes) {
     SECURITY_DESCRIPTOR descriptor{};
     InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION);
@@ -63,8 +63,7 @@ void* mapForAll(const WideString& name, DWORD bytes) {
     HANDLE mapping = CreateFileMappingW(INVALID_HANDLE_VALUE, &attributes, PAGE_READWRITE, 0, bytes, name.c_str());
     if (mapping == nullptr)
         return nullptr;
-    return MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0,
-                         bytes); // the handle stays open: the name ends with the last
+    return MapViewOfFile(mapping, FILE_MAP_ALL_ACCESS, 0, 0, bytes);
 }
 
 // Null when there is none: then the group is never seen to have the event.
