@@ -22,7 +22,6 @@
 #include <array>
 #include <cstdio>
 #include <fmt/format.h>
-#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -78,6 +77,14 @@ void lookAtOwner(const std::string& home, Needs needs) {
     else if (const std::string gone = changes(needs) ? takeInstall(home, install) : ""; !gone.empty())
         printRemark(fmt::format("{} belonged to the home {}, which is gone; it is this home's now",
                                 displayFile(install), displayFile(gone)));
+}
+
+void changeIn(const std::string& home, Needs needs, const std::function<void()>& body) {
+    const ChangeLock lock;
+    finishInterrupted(); // of who had the lock until now
+    settle(true);
+    lookAtOwner(home, needs);
+    body();
 }
 
 constexpr const char* kToolName = "wdltctl";
@@ -179,6 +186,10 @@ void needTree() {
     lookAtOwner(home, Needs::Tree);
 }
 
+void changeHere(Needs needs, const std::function<void()>& body) {
+    changeIn(lookAtTree(needs), needs, body);
+}
+
 void runs(CLI::App& verb, Needs needs, std::function<void()> body, std::function<void()> before) {
     const std::string parent = verb.get_parent()->get_name();
     const std::string name = parent == kToolName ? verb.get_name() : parent + " " + verb.get_name();
@@ -187,20 +198,20 @@ void runs(CLI::App& verb, Needs needs, std::function<void()> body, std::function
         if (before)
             before();
         LibraryWatch watch(name, options().verbose, needs == Needs::Nothing);
-        std::optional<ChangeLock> lock;
-        if (needs == Needs::Tree)
-            settle();
         if (changes(needs)) {
-            lock.emplace();
-            finishInterrupted(); // of who had the lock until now
-            settle(true);
-            watch.expectChanges();
+            changeIn(home, needs, [&] {
+                watch.expectChanges();
+                body();
+                if (std::fflush(stdout) != 0)
+                    throw ToolError(ExitStatus::Partial, "it is stored, but the output can't be written");
+            });
+        } else {
+            if (needs == Needs::Tree) {
+                settle();
+                lookAtOwner(home, needs);
+            }
+            body();
         }
-        if (!home.empty())
-            lookAtOwner(home, needs);
-        body();
-        if (changes(needs) && std::fflush(stdout) != 0)
-            throw ToolError(ExitStatus::Partial, "it is stored, but the output can't be written");
         watch.end();
     });
 }

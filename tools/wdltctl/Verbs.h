@@ -41,6 +41,10 @@ enum class Needs {
    `before` comes first: it reads what may keep one waiting, such as the standard input, while others change settings. */
 void runs(CLI::App& verb, Needs needs, std::function<void()> body, std::function<void()> before = {});
 
+/* What runs does for Needs::Change and Needs::Files, for a verb that changes something again and again: under the change
+   lock, which it doesn't hold in between. */
+void changeHere(Needs needs, const std::function<void()>& body);
+
 /* Undoes a load that was killed, or that nobody has confirmed in time. For a verb that looks at the home itself. What
    can't be undone is a remark, but for a verb that changes something a ToolError. */
 void settle(bool changes = false);

@@ -46,8 +46,8 @@ bool mentions(const Json& document, const DocumentPath& path) {
 
 class ConsequenceFinder {
   public:
-    ConsequenceFinder(const Json& document, const Json& now, Wanted& wanted)
-        : m_document(document), m_now(now), m_wanted(wanted) {}
+    ConsequenceFinder(Layers layers, const Json& now, Wanted& wanted)
+        : m_layers(layers), m_now(now), m_wanted(wanted) {}
 
     void find() {
         for (const Feature& feature : allFeatures())
@@ -56,7 +56,8 @@ class ConsequenceFinder {
                     set({"features", needed}, true);
         for (const Handler& handler : allHandlers())
             findFor(handler);
-        // Writes of some records switch features, and those switch handlers: what the document leaves out stays as it is.
+        // Writes of some records switch features, and those switch handlers: what the documents leave out stays as it
+        // is.
         for (const Part* part : allParts())
             if (part->path().front() == "features" || part->path() == kHandlerPath)
                 means(part->path());
@@ -96,9 +97,13 @@ class ConsequenceFinder {
 
     void set(const DocumentPath& path, const Json& value) {
         const Json* const after = at(m_wanted.state, path);
-        if (after == nullptr || *after == value || mentions(m_document, path))
+        if (after == nullptr || *after == value || isMentioned(path))
             return;
         put(m_wanted.state, path, &value);
+    }
+
+    bool isMentioned(const DocumentPath& path) const {
+        return std::ranges::any_of(m_layers, [&](const Layer& each) { return mentions(*each.document, path); });
     }
 
     void means(const DocumentPath& path) {
@@ -107,7 +112,7 @@ class ConsequenceFinder {
             m_wanted.parts.push_back(part);
     }
 
-    const Json& m_document;
+    const Layers m_layers;
     const Json& m_now;
     Wanted& m_wanted;
 };
@@ -196,8 +201,8 @@ class Application {
 
 } // namespace
 
-void addConsequences(const Json& document, const Json& now, Wanted& wanted) {
-    ConsequenceFinder(document, now, wanted).find();
+void addConsequences(Layers layers, const Json& now, Wanted& wanted) {
+    ConsequenceFinder(layers, now, wanted).find();
     const DocumentPath install = {"records", "system", "install-path"};
     if (at(now, install) != nullptr && !isSame(*at(now, install), *at(wanted.state, install)))
         printRemark(

@@ -8,9 +8,9 @@
 
 namespace wdlt {
 
-/* Adds to the state what switching features brings along, where the document doesn't say it: their handlers, and the
-   features that they need. The parts that this touches join those of the document. */
-void addConsequences(const Json& document, const Json& now, Wanted& wanted);
+/* Adds to the state what switching features brings along, where no document says it: their handlers, and the features
+   that they need. The parts that this touches join those of the documents. */
+void addConsequences(Layers layers, const Json& now, Wanted& wanted);
 
 /* Whether this installation can have that state: a usage error with all that stands against it, or a ToolError where
    something would be lost, unless `isForced`. */

@@ -169,10 +169,11 @@ Json parseDocument(const std::string& content, const std::string& name) {
     }
 }
 
-std::vector<const Part*> partsFor(const Json& document) {
+std::vector<const Part*> partsFor(Layers layers) {
     std::vector<const Part*> mentioned;
     Complaints ignored; // wantedState has them too
-    eachPartOf(document, ignored, [&](const Part& part, const Json&) { mentioned.push_back(&part); });
+    for (const Layer& layer : layers)
+        eachPartOf(*layer.document, ignored, [&](const Part& part, const Json&) { mentioned.push_back(&part); });
     std::vector<const Part*> parts;
     std::ranges::copy_if(allParts(), std::back_inserter(parts), [&](const Part* part) {
         return part->path().front() == "features" || part->path() == kHandlerPath ||
@@ -181,18 +182,21 @@ std::vector<const Part*> partsFor(const Json& document) {
     return parts;
 }
 
-Wanted wantedState(const Json& document, const Json& now) {
+Wanted wantedState(Layers layers, const Json& now) {
     Wanted wanted{now, {}};
-    Complaints complaints;
-    eachPartOf(document, complaints, [&](const Part& part, const Json& given) {
-        const Json* const state = at(now, part.path());
-        const Json asked = part.wanted(given, state == nullptr ? Json() : *state, complaints);
-        if (asked.is_null())
-            return;
-        put(wanted.state, part.path(), &asked);
-        wanted.parts.push_back(&part);
-    });
-    complaints.throwIfAny();
+    for (const Layer& layer : layers) {
+        Complaints complaints;
+        eachPartOf(*layer.document, complaints, [&](const Part& part, const Json& given) {
+            const Json* const state = at(wanted.state, part.path());
+            const Json asked = part.wanted(given, state == nullptr ? Json() : *state, complaints);
+            if (asked.is_null())
+                return;
+            put(wanted.state, part.path(), &asked);
+            if (std::ranges::find(wanted.parts, &part) == wanted.parts.end())
+                wanted.parts.push_back(&part);
+        });
+        complaints.throwIfAny(layer.name);
+    }
     return wanted;
 }
 
@@ -206,7 +210,8 @@ Json wantedOf(const Json& document, const Json& now) {
     eachPartOf(now, complaints, takeOver);
     eachPartOf(document, complaints, takeOver);
     complaints.throwIfAny();
-    return wantedState(document, base).state;
+    const Layer only{&document};
+    return wantedState({&only, 1}, base).state;
 }
 
 const Json* at(const Json& state, const DocumentPath& path) {

@@ -29,17 +29,25 @@ Json documentOf(const Snapshot& snapshot, bool showSecrets);
 /* What a JSON text holds. A usage error for no JSON, or one that has a member twice. `name` is the file's. */
 Json parseDocument(const std::string& content, const std::string& name);
 
-/* The parts that a document is about, and all switches, which others bring along: a record or list that can't be read
-   doesn't hinder a document that leaves it out. */
-std::vector<const Part*> partsFor(const Json& document);
+/* One of several documents, each laid over those before it: it speaks of the state that they ask for. */
+struct Layer {
+    const Json* document;
+    std::string name = {}; /* what is wrong with it is told under that name */
+};
+using Layers = std::span<const Layer>;
+
+/* The parts that the documents are about, and all switches, which others bring along: a record or list that can't be
+   read doesn't hinder documents that leave it out. */
+std::vector<const Part*> partsFor(Layers layers);
 
 struct Wanted {
     Json state;
-    std::vector<const Part*> parts;     /* that the document mentions */
+    std::vector<const Part*> parts;     /* that the documents mention */
     std::vector<const Part*> anew = {}; /* written even if they read as wanted */
 };
-/* The state that a document asks for where `now` is the state. All that is wrong is told in one usage error. */
-Wanted wantedState(const Json& document, const Json& now);
+/* The state that the documents ask for where `now` is the state. All that is wrong with the first wrong one is told in
+   one usage error. */
+Wanted wantedState(Layers layers, const Json& now);
 /* Likewise, where `now` is a document too, which may lack parts. */
 Json wantedOf(const Json& document, const Json& now);
 

@@ -56,11 +56,12 @@ void Complaints::collect(const DocumentPath& path, const std::function<void()>& 
     }
 }
 
-void Complaints::throwIfAny() const {
+void Complaints::throwIfAny(const std::string& name) const {
+    const std::string begin = name.empty() ? "" : name + ": ";
     if (m_all.size() == 1)
-        throw ToolError(ExitStatus::Usage, m_all.front());
+        throw ToolError(ExitStatus::Usage, begin + m_all.front());
     if (!m_all.empty())
-        throw ToolError(ExitStatus::Usage, fmt::format("{} errors\n{}", m_all.size(), fmt::join(m_all, "\n")));
+        throw ToolError(ExitStatus::Usage, fmt::format("{}{} errors\n{}", begin, m_all.size(), fmt::join(m_all, "\n")));
 }
 
 void Part::check(const Json&, bool, Complaints&) const {}

@@ -32,8 +32,8 @@ class Complaints {
     void add(const DocumentPath& path, std::string_view words);
     /* Runs `body`, and adds the usage error that it throws. */
     void collect(const DocumentPath& path, const std::function<void()>& body);
-    /* A usage error with all of them, if there are any. */
-    void throwIfAny() const;
+    /* A usage error with all of them, if there are any; it begins with the name of what they are about. */
+    void throwIfAny(const std::string& name = {}) const;
 
   private:
     std::vector<std::string> m_all;

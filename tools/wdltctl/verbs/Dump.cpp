@@ -1,10 +1,9 @@
 /* dump and diff: the whole configuration as one document, and what another one says otherwise. */
 
-#include "Apply.h"
 #include "ChangeLock.h"
-#include "Changes.h"
 #include "Document.h"
 #include "Files.h"
+#include "Loading.h"
 #include "ToolError.h"
 #include "Verbs.h"
 
@@ -44,11 +43,7 @@ struct DiffArguments {
 std::vector<Change> changesHere(const Json& document) {
     needTree();
     const ChangeLock lock;
-    const Json now = takeSnapshot(partsFor(document)).state;
-    Wanted wanted = wantedState(document, now);
-    addConsequences(document, now, wanted);
-    checkParts(wanted, now, false);
-    return changesBetween(now, wanted.state);
+    return changesOf(planFor(document, false));
 }
 
 std::vector<Change> changesFrom(const Json& first, const Json& second) {

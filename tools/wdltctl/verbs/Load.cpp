@@ -1,13 +1,12 @@
 /* load and confirm: bring the installation into the state that a document asks for, all or nothing, for good or until
    nobody has confirmed it. */
 
-#include "Apply.h"
 #include "ChangeLock.h"
-#include "Changes.h"
 #include "Document.h"
 #include "Files.h"
 #include "Journal.h"
 #include "LibraryWatch.h"
+#include "Loading.h"
 #include "RunTool.h"
 #include "ToolError.h"
 #include "Verbs.h"
@@ -18,7 +17,6 @@
 #include <chrono>
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <iterator>
 #include <memory>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -67,92 +65,18 @@ void leaveGuardBehind() {
     ::_exit(1);
 }
 
-void refuse(const std::string& what, const Applied& applied, ExitStatus status, const std::string& then) {
-    throw ToolError(status, fmt::format("{}{}{}{}", fmt::join(applied.failures, "; "), what.empty() ? "" : "; ", what,
-                                        then.empty() ? "" : "; " + then));
-}
-
-/* A failure leaves the state before, or is told with what is left. */
-void rollBack(const Wanted& before, const Applied& applied) {
-    Wanted back = before;
-    std::ranges::copy_if(applied.tried, std::back_inserter(back.anew), &Part::isStoredTwice);
-    const Applied taken = apply(back, Json::object(), true);
-    if (!taken.failures.empty())
-        refuse("the rest can't be undone, the next command tries again", applied, ExitStatus::Partial,
-               fmt::format("{}", fmt::join(taken.failures, "; ")));
-    Journal::remove();
-    refuse("all is as it was before", applied, ExitStatus::Failed, "");
-}
-
-/* Whether records and lists are looked for elsewhere afterwards. */
-bool movesThings(const Json& before, const Json& wanted) {
-    return std::ranges::any_of(changesBetween(before, wanted), [](const Change& change) {
-        return change.path.back() == "install-path" || change.path.back() == "scan";
-    });
-}
-
-/* What can't be read then is a failure. */
-Json stateAfter(const Wanted& before, const Wanted& wanted, Applied& applied) {
-    try {
-        if (movesThings(before.state, wanted.state))
-            takeSnapshot();
-        return takeSnapshot(before.parts).state;
-    } catch (const ToolError& error) {
-        applied.failures.emplace_back(error.what());
-        return nullptr;
+void loadPlanned(const LoadArguments& arguments, const Plan& plan, const Options& options) {
+    const Loaded loaded = carryOut(plan, arguments.keepsGoing, arguments.confirmWithin);
+    if (arguments.confirmWithin != 0 && Journal::isThere()) {
+        leaveGuardBehind();
+        printRemark(fmt::format("undone in {} s, unless this comes first: wdltctl confirm", arguments.confirmWithin));
     }
-}
-
-void endLoad() {
-    try {
-        Journal::remove();
-    } catch (const ToolError& error) {
-        throw ToolError(ExitStatus::Partial,
-                        fmt::format("all is stored, but {}: if it is there, the next command undoes it", error.what()),
-                        error.place());
-    }
-}
-
-void waitForConfirmation(Journal journal, const Json& after, std::uint64_t seconds) {
-    journal.after = after;
-    journal.due = DueTime::in(seconds);
-    journal.write();
-    leaveGuardBehind();
-    printRemark(fmt::format("undone in {} s, unless this comes first: wdltctl confirm", seconds));
-}
-
-/* `before` has all parts that may change. */
-void loadWanted(const LoadArguments& arguments, const Wanted& wanted, const Wanted& before, const Options& options) {
-    Journal journal{before.state, wanted.state, {}, {}};
-    std::ranges::transform(before.parts, std::back_inserter(journal.parts), &Part::path);
-    if (isSame(before.state, wanted.state)) { // nothing is stored, but a confirmation may be expected
-        if (arguments.confirmWithin != 0)
-            waitForConfirmation(journal, before.state, arguments.confirmWithin);
-        return printChanges({}, options.json, options.secrets);
-    }
-    journal.write();
-    LibraryWatch::expectUndoing();
-    Applied applied = apply(wanted, before.state, arguments.keepsGoing);
-    const Json after = stateAfter(before, wanted, applied);
-    const bool waits = arguments.confirmWithin != 0 && !after.is_null();
-    if (waits && (applied.failures.empty() || arguments.keepsGoing))
-        try {
-            waitForConfirmation(journal, after, arguments.confirmWithin);
-        } catch (const ToolError& error) {
-            applied.failures.emplace_back(error.what());
-            rollBack(before, applied);
-        }
-    if (!applied.failures.empty() && !arguments.keepsGoing)
-        rollBack(before, applied);
-    if (!waits)
-        endLoad();
-    if (!after.is_null())
-        printChanges(changesBetween(before.state, after), options.json, options.secrets);
-    if (!applied.failures.empty())
-        refuse("", applied, ExitStatus::Partial, "");
-    if (!applied.untold.empty())
+    printChanges(loaded.changes, options.json, options.secrets);
+    if (!loaded.failures.empty())
+        throw ToolError(ExitStatus::Partial, fmt::format("{}", fmt::join(loaded.failures, "; ")));
+    if (!loaded.untold.empty())
         throw ToolError(ExitStatus::Untold,
-                        fmt::format("stored, but the service wasn't told: {}", fmt::join(applied.untold, ", ")));
+                        fmt::format("stored, but the service wasn't told: {}", fmt::join(loaded.untold, ", ")));
 }
 
 /* The journal that is there under the lock is one that waits, or couldn't be undone. */
@@ -169,21 +93,16 @@ void refuseSecondLoad() {
 }
 
 void load(const LoadArguments& arguments, const Options& options) {
-    const Json& document = *arguments.document;
     if (!arguments.dryRun)
         refuseSecondLoad();
     if (arguments.generation)
         if (const std::string generation = generationOf(takeSnapshot()); arguments.generation != generation)
             throw ToolError(ExitStatus::Unknown,
                             fmt::format("somebody has changed something: the generation is {}", generation));
-    const std::vector<const Part*> parts = partsFor(document);
-    const Json now = takeSnapshot(parts).state;
-    Wanted wanted = wantedState(document, now);
-    addConsequences(document, now, wanted);
-    checkParts(wanted, now, arguments.isForced);
+    const Plan plan = planFor(*arguments.document, arguments.isForced);
     if (!arguments.dryRun)
-        return loadWanted(arguments, wanted, {now, parts}, options);
-    const std::vector<Change> changes = changesBetween(now, wanted.state);
+        return loadPlanned(arguments, plan, options);
+    const std::vector<Change> changes = changesOf(plan);
     printChanges(changes, options.json, options.secrets);
     if (!changes.empty())
         throw ToolError(ExitStatus::No, fmt::format("{} differ; nothing is stored", changes.size()));

@@ -4,62 +4,25 @@
 #include "Changes.h"
 #include "Display.h"
 #include "Document.h"
-#include "Files.h"
-#include "Installation.h"
+#include "FileNotice.h"
 #include "LibraryWatch.h"
 #include "RunTool.h"
 #include "ToolError.h"
 #include "Verbs.h"
 
 #include <CLI/CLI.hpp>
-#include <array>
 #include <chrono>
 #include <cstdio>
 #include <fmt/format.h>
 #include <memory>
 #include <poll.h>
-#include <sys/inotify.h>
 #include <thread>
-#include <unistd.h>
 
 namespace wdlt {
 namespace {
 
 constexpr auto kBetweenLooks = std::chrono::milliseconds(100);
 constexpr int kLongestWait = 1000; // milliseconds: for what the file system doesn't tell, as of another machine
-
-/* The file system's notice of a change of the registry or in the install directory. The service's own notices go to one
-   listener, for whose answer every writer waits: none for a spectator. */
-class FileNotice {
-  public:
-    FileNotice() : m_descriptor(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {
-        watch(homePath() + "/registry/data.mdb", IN_MODIFY);
-        watch(Installation::read().install, IN_CREATE | IN_MOVED_TO | IN_DELETE | IN_MODIFY | IN_CLOSE_WRITE);
-    }
-    ~FileNotice() {
-        if (m_descriptor >= 0)
-            ::close(m_descriptor);
-    }
-    FileNotice(const FileNotice&) = delete;
-    FileNotice& operator=(const FileNotice&) = delete;
-
-    void wait() const {
-        pollfd waiting{m_descriptor, POLLIN, 0};
-        if (::poll(&waiting, m_descriptor < 0 ? 0 : 1, kLongestWait) <= 0)
-            return;
-        std::array<char, 4096> notices{};
-        while (::read(m_descriptor, notices.data(), notices.size()) > 0) {
-        }
-    }
-
-  private:
-    void watch(const std::string& path, std::uint32_t what) const {
-        if (m_descriptor >= 0 && !path.empty())
-            ::inotify_add_watch(m_descriptor, path.c_str(), what);
-    }
-
-    const int m_descriptor;
-};
 
 Json look() {
     const ChangeLock lock;
@@ -83,7 +46,9 @@ void watchChanges(std::size_t most, const Options& options) {
     Json state = look();
     auto notice = std::make_unique<FileNotice>();
     while (most == 0 || printed < most) {
-        notice->wait();
+        pollfd waiting{notice->descriptor(), POLLIN, 0};
+        ::poll(&waiting, waiting.fd < 0 ? 0 : 1, kLongestWait);
+        notice->drain();
         std::this_thread::sleep_for(kBetweenLooks);
         // The marks come first: what changes behind them is looked at next time.
         const std::string found = changeMarks();

@@ -1,0 +1,118 @@
+#include "Loading.h"
+
+#include "Journal.h"
+#include "LibraryWatch.h"
+#include "ToolError.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <iterator>
+
+namespace wdlt {
+namespace {
+
+[[noreturn]] void refuse(const std::string& what, const Applied& applied, ExitStatus status, const std::string& then) {
+    throw ToolError(status,
+                    fmt::format("{}; {}{}{}", fmt::join(applied.failures, "; "), what, then.empty() ? "" : "; ", then));
+}
+
+/* A failure leaves the state before, or is told with what is left. */
+[[noreturn]] void rollBack(const Wanted& before, const Applied& applied) {
+    Wanted back = before;
+    std::ranges::copy_if(applied.tried, std::back_inserter(back.anew), &Part::isStoredTwice);
+    const Applied taken = apply(back, Json::object(), true);
+    if (!taken.failures.empty())
+        refuse("the rest can't be undone, the next command tries again", applied, ExitStatus::Partial,
+               fmt::format("{}", fmt::join(taken.failures, "; ")));
+    Journal::remove();
+    refuse("all is as it was before", applied, ExitStatus::Failed, "");
+}
+
+/* Whether records and lists are looked for elsewhere afterwards. */
+bool movesThings(const Plan& plan) {
+    return std::ranges::any_of(changesOf(plan), [](const Change& change) {
+        return change.path.back() == "install-path" || change.path.back() == "scan";
+    });
+}
+
+/* What can't be read then is a failure. */
+Json stateAfter(const Plan& plan, Applied& applied) {
+    try {
+        if (movesThings(plan))
+            takeSnapshot();
+        return takeSnapshot(plan.before.parts).state;
+    } catch (const ToolError& error) {
+        applied.failures.emplace_back(error.what());
+        return nullptr;
+    }
+}
+
+void endLoad() {
+    try {
+        Journal::remove();
+    } catch (const ToolError& error) {
+        throw ToolError(ExitStatus::Partial,
+                        fmt::format("all is stored, but {}: if it is there, the next command undoes it", error.what()),
+                        error.place());
+    }
+}
+
+void waitForConfirmation(Journal journal, const Json& after, std::uint64_t seconds) {
+    journal.after = after;
+    journal.due = DueTime::in(seconds);
+    journal.write();
+}
+
+} // namespace
+
+Plan planFor(Layers layers, bool isForced) {
+    Plan plan;
+    plan.before.parts = partsFor(layers);
+    plan.before.state = takeSnapshot(plan.before.parts).state;
+    plan.wanted = wantedState(layers, plan.before.state);
+    addConsequences(layers, plan.before.state, plan.wanted);
+    checkParts(plan.wanted, plan.before.state, isForced);
+    return plan;
+}
+
+Plan planFor(const Json& document, bool isForced) {
+    const Layer only{&document};
+    return planFor(Layers(&only, 1), isForced);
+}
+
+std::vector<Change> changesOf(const Plan& plan) {
+    return changesBetween(plan.before.state, plan.wanted.state);
+}
+
+Loaded carryOut(const Plan& plan, bool keepsGoing, std::uint64_t confirmWithin) {
+    const Json& before = plan.before.state;
+    Journal journal{before, plan.wanted.state, {}, {}};
+    std::ranges::transform(plan.before.parts, std::back_inserter(journal.parts), &Part::path);
+    if (isSame(before, plan.wanted.state)) { // nothing is stored, but a confirmation may be expected
+        if (confirmWithin != 0)
+            waitForConfirmation(journal, before, confirmWithin);
+        return {};
+    }
+    journal.write();
+    LibraryWatch::expectUndoing();
+    Applied applied = apply(plan.wanted, before, keepsGoing);
+    const Json after = stateAfter(plan, applied);
+    const bool waits = confirmWithin != 0 && !after.is_null();
+    if (waits && (applied.failures.empty() || keepsGoing))
+        try {
+            waitForConfirmation(journal, after, confirmWithin);
+        } catch (const ToolError& error) {
+            applied.failures.emplace_back(error.what());
+            rollBack(plan.before, applied);
+        }
+    if (!applied.failures.empty() && !keepsGoing)
+        rollBack(plan.before, applied);
+    if (!waits)
+        endLoad();
+    Loaded loaded{{}, std::move(applied.untold), std::move(applied.failures)};
+    if (!after.is_null())
+        loaded.changes = changesBetween(before, after);
+    return loaded;
+}
+
+} // namespace wdlt

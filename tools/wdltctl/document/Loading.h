@@ -1,0 +1,34 @@
+/* Brings this installation into the state that documents ask for, all or nothing, for good or until nobody has confirmed
+   it. The caller holds the change lock. */
+#pragma once
+
+#include "Apply.h"
+#include "Changes.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace wdlt {
+
+struct Plan {
+    Wanted before; /* with all parts that may change */
+    Wanted wanted;
+};
+
+/* What the documents change here, with all that this brings along. A usage error with all that stands against it, or a
+   ToolError where something would be lost, unless `isForced`. */
+Plan planFor(Layers layers, bool isForced);
+Plan planFor(const Json& document, bool isForced);
+std::vector<Change> changesOf(const Plan& plan);
+
+struct Loaded {
+    std::vector<Change> changes;
+    std::vector<std::string> untold;   /* stored, but the service wasn't told */
+    std::vector<std::string> failures; /* each begins with its path; none but with `keepsGoing` */
+};
+/* Stores what differs. A failure leaves the state before and is a ToolError, unless `keepsGoing`. Within `confirmWithin`
+   seconds, unless that is 0, the journal must be removed: otherwise the next who looks undoes it. */
+Loaded carryOut(const Plan& plan, bool keepsGoing, std::uint64_t confirmWithin);
+
+} // namespace wdlt
