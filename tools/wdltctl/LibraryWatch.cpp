@@ -132,9 +132,9 @@ void LibraryWatch::expectToLast() {
     heard().lasts = true;
 }
 
-void LibraryWatch::expectUndoing() {
+void LibraryWatch::expectUndoing(bool isUndone) {
     const std::lock_guard lock(heard().mutex);
-    heard().isUndone = true;
+    heard().isUndone = isUndone;
 }
 
 const std::string& LibraryWatch::verb() {

@@ -29,14 +29,21 @@ class LibraryWatch {
 
     /* The verb takes as long as the user wants: nothing is told of waiting. */
     static void expectToLast();
-    /* Interrupted from here on, the verb says so in place of what it has changed. */
-    static void expectUndoing();
+    /* Interrupted while there is one, the verb says in place of what it has changed that this will be undone. */
+    class Undoing {
+      public:
+        Undoing() { expectUndoing(true); }
+        ~Undoing() { expectUndoing(false); }
+        Undoing(const Undoing&) = delete;
+        Undoing& operator=(const Undoing&) = delete;
+    };
     /* What the user typed. */
     static const std::string& verb();
     /* The last error that the library has logged since this was called last; empty when it has logged none. */
     static std::string takeLastError();
 
   private:
+    static void expectUndoing(bool isUndone);
     void watch(const std::stop_token& stop);
     std::string whatIsDone() const;
     [[noreturn]] void interrupted();

@@ -109,6 +109,8 @@ constexpr struct {
     {{"load"}, addLoad},
     {{"confirm", "await-confirmation"}, addConfirm},
     {{"watch"}, addWatch},
+    {{"follow"}, addFollow},
+    {{"fleet"}, addFleet},
     {{"check-url"}, addCheckUrl},
     {{"verify"}, addVerify},
     {{"raw"}, addRaw},
@@ -135,6 +137,8 @@ constexpr const char* kExamples =
     "  wdltctl dump machine.json\n"
     "  wdltctl diff machine.json\n"
     "  wdltctl load machine.json --confirm-within 60s\n"
+    "  wdltctl follow etcds://store1,store2/wardlet --group branch --token-file /etc/wardlet.token\n"
+    "  wdltctl fleet status etcds://store1/wardlet\n"
     "  wdltctl raw read 10000 0 --json\n"
     "  wdltctl check --repair\n"
     "  wdltctl backup wardlet.backup\n"

@@ -1,9 +1,21 @@
 #include "Table.h"
 
+#include "Display.h"
+#include "Utf.h"
+
 #include <algorithm>
 #include <fmt/format.h>
 
 namespace wdlt {
+namespace {
+
+std::string cellText(const Json& cell) {
+    if (cell.is_array())
+        return fmt::format("{}", fmt::join(cell.get<std::vector<std::string>>(), " "));
+    return cell.is_string() ? displayText(utf16FromUtf8(cell.get<std::string>()).value_or(u"?")) : cell.dump();
+}
+
+} // namespace
 
 void printTable(const std::vector<TableRow>& rows) {
     std::vector<std::size_t> widths;
@@ -19,6 +31,26 @@ void printTable(const std::vector<TableRow>& rows) {
         line.erase(line.find_last_not_of(' ') + 1);
         fmt::print("{}\n", line);
     }
+}
+
+void printOverview(const Overview& overview, bool asJson) {
+    Json document = Json::array();
+    std::vector<TableRow> table = {overview.columns};
+    for (std::string& column : table[0])
+        std::ranges::transform(column, column.begin(), [](char c) { return static_cast<char>(c - 'a' + 'A'); });
+    for (const auto& row : overview.rows) {
+        Json each = Json::object();
+        table.emplace_back();
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            each[overview.columns[i]] = row[i];
+            table.back().push_back(cellText(row[i]));
+        }
+        document.push_back(std::move(each));
+    }
+    if (asJson)
+        printJson(document);
+    else
+        printTable(table);
 }
 
 } // namespace wdlt

@@ -73,5 +73,7 @@ void addDiff(CLI::App& app, const Options& options);
 void addLoad(CLI::App& app, const Options& options);
 void addConfirm(CLI::App& app, const Options& options);
 void addWatch(CLI::App& app, const Options& options);
+void addFollow(CLI::App& app, const Options& options);
+void addFleet(CLI::App& app, const Options& options);
 
 } // namespace wdlt

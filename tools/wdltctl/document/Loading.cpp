@@ -94,7 +94,7 @@ Loaded carryOut(const Plan& plan, bool keepsGoing, std::uint64_t confirmWithin) 
         return {};
     }
     journal.write();
-    LibraryWatch::expectUndoing();
+    const LibraryWatch::Undoing undoing;
     Applied applied = apply(plan.wanted, before, keepsGoing);
     const Json after = stateAfter(plan, applied);
     const bool waits = confirmWithin != 0 && !after.is_null();

@@ -15,39 +15,6 @@
 namespace wdlt {
 namespace {
 
-/* A row is a line of the table, or an object whose members are named after the columns. A cell is a word, a number or a
-   list of words. */
-struct Overview {
-    TableRow columns;
-    std::vector<std::vector<Json>> rows;
-};
-
-std::string cellText(const Json& cell) {
-    if (cell.is_array())
-        return fmt::format("{}", fmt::join(cell.get<std::vector<std::string>>(), " "));
-    return cell.is_string() ? cell.get<std::string>() : cell.dump();
-}
-
-void printOverview(const Overview& overview, const Options& options) {
-    Json document = Json::array();
-    std::vector<TableRow> table = {overview.columns};
-    for (std::string& column : table[0])
-        std::ranges::transform(column, column.begin(), [](char c) { return static_cast<char>(c - 'a' + 'A'); });
-    for (const auto& row : overview.rows) {
-        Json each = Json::object();
-        table.emplace_back();
-        for (std::size_t i = 0; i < row.size(); ++i) {
-            each[overview.columns[i]] = row[i];
-            table.back().push_back(cellText(row[i]));
-        }
-        document.push_back(std::move(each));
-    }
-    if (options.json)
-        printJson(document);
-    else
-        printTable(table);
-}
-
 Overview recordOverview() {
     Overview overview{{"record", "which", "help"}, {}};
     for (const Record& record : allRecords())
@@ -102,15 +69,15 @@ void addOverviews(CLI::App& verb, const Options& options) {
         return command->group(kOverviews);
     };
     add("records", "The records that get, set and describe take")->callback([&options] {
-        printOverview(recordOverview(), options);
+        printOverview(recordOverview(), options.json);
     });
     add("features", "The features that can be switched")->callback([&options] {
-        printOverview(featureOverview(), options);
+        printOverview(featureOverview(), options.json);
     });
     runs(*add("handlers", "The protocol handlers"), Needs::Tree,
-         [&options] { printOverview(handlerOverview(), options); });
+         [&options] { printOverview(handlerOverview(), options.json); });
     add("lists", "The lists, and the verbs that each has")->callback([&options, &verb] {
-        printOverview(listOverview(verb), options);
+        printOverview(listOverview(verb), options.json);
     });
 }
 

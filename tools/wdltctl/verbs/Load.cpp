@@ -8,6 +8,7 @@
 #include "LibraryWatch.h"
 #include "Loading.h"
 #include "RunTool.h"
+#include "TimeOption.h"
 #include "ToolError.h"
 #include "Verbs.h"
 
@@ -151,11 +152,8 @@ void addLoad(CLI::App& app, const Options& options) {
                    "For aspm and the spam lists: go on although their files have lines that are lost by it");
     verb->add_option("--expect-generation", arguments->generation,
                      "Refuse when the generation isn't this: somebody has changed something");
-    verb->add_option("--confirm-within", arguments->confirmWithin,
-                     "Undo it after this time, as 60s, 5m or 1h, unless wdltctl confirm comes first")
-        ->type_name("TIME")
-        ->transform(CLI::AsNumberWithUnit(std::map<std::string, std::uint64_t>{{"s", 1}, {"m", 60}, {"h", 3600}}))
-        ->check(CLI::Range(std::uint64_t{1}, std::uint64_t{86400}));
+    addTime(*verb, "--confirm-within", arguments->confirmWithin,
+            "Undo it after this time, as 60s, 5m or 1h, unless wdltctl confirm comes first", 1);
     verb->footer("What the document leaves out is left alone, a list in it replaces the list, and null is what a fresh "
                  "installation has. Only what differs is stored; a failure half way leaves all as it was before.");
     runs(

@@ -1,0 +1,419 @@
+#!/usr/bin/env python3
+"""Machines that follow a store: fleet.py BUILD [--machines N]
+
+Starts Debian's etcd on loopback, and lets homes follow it as machines do; then the commands of docs/fleet.md. With
+--machines alone: so many homes converge on one change, and time, load of the store and memory are printed. Says so where
+etcd isn't installed.
+"""
+import argparse
+import base64
+import contextlib
+import json
+import os
+import pathlib
+import random
+import shutil
+import signal
+import socket
+import subprocess
+import sys
+import tempfile
+import time
+import urllib.error
+import urllib.request
+
+HERE = pathlib.Path(__file__).resolve().parent
+PREFIX = "/wardlet"
+
+
+def wait_until(what, seconds=20.0, pause=0.01):
+    """Returns what `what` returns once that is true."""
+    end = time.monotonic() + seconds
+    while not (found := what()):
+        assert time.monotonic() < end, f"in vain: {what.__doc__ or what.__name__}"
+        time.sleep(pause)
+    return found
+
+
+def free_port():
+    with socket.socket() as taken:
+        taken.bind(("127.0.0.1", 0))
+        return taken.getsockname()[1]
+
+
+def cpu_seconds(pid):
+    fields = pathlib.Path(f"/proc/{pid}/stat").read_text().rsplit(")", 1)[1].split()
+    return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+
+
+def memory_kib(pid, what="Rss"):
+    lines = pathlib.Path(f"/proc/{pid}/smaps_rollup").read_text().splitlines()
+    return next(int(line.split()[1]) for line in lines if line.startswith(what + ":"))
+
+
+class Store:
+    def __init__(self, folder):
+        self.folder = folder
+        self.client, self.peer = (f"127.0.0.1:{free_port()}" for _ in range(2))
+        self.address = f"etcd://{self.client}{PREFIX}"
+        self.start()
+
+    def start(self):
+        peer = f"http://{self.peer}"
+        self.process = subprocess.Popen(
+            ["etcd", "--data-dir", self.folder / "etcd", "--listen-client-urls", f"http://{self.client}",
+             "--advertise-client-urls", f"http://{self.client}", "--listen-peer-urls", peer, "--log-level", "error",
+             "--initial-advertise-peer-urls", peer, "--initial-cluster", f"default={peer}", "--logger", "zap"],
+            stdout=subprocess.DEVNULL, stderr=(self.folder / "etcd.log").open("a"))
+        wait_until(self.answers)
+
+    def answers(self):
+        """the store answers"""
+        try:
+            return "error" not in self.call("maintenance/status", {})
+        except (urllib.error.URLError, ConnectionError):
+            return False
+
+    def stop(self, how=signal.SIGTERM):
+        self.process.send_signal(how)
+        self.process.wait()
+
+    def call(self, what, request):
+        body = json.dumps(request).encode()
+        with urllib.request.urlopen(f"http://{self.client}/v3/{what}", body, 10) as answer:
+            return json.load(answer)
+
+    def key(self, name):
+        return base64.b64encode(f"{PREFIX}/{name}".encode()).decode()
+
+    def put(self, name, document):
+        text = document if isinstance(document, str) else json.dumps(document)
+        answer = self.call("kv/put", {"key": self.key(name), "value": base64.b64encode(text.encode()).decode()})
+        return int(answer["header"]["revision"])
+
+    def get(self, name):
+        found = self.call("kv/range", {"key": self.key(name)}).get("kvs")
+        return json.loads(base64.b64decode(found[0]["value"])) if found else None
+
+    def compact(self):
+        revision = self.call("kv/range", {"key": self.key("base")})["header"]["revision"]
+        self.call("kv/compaction", {"revision": revision, "physical": True})
+
+
+class Machine:
+    def __init__(self, build, store, folder, name, *options):
+        self.wdltctl, self.store, self.name = str(build / "bin/wdltctl"), store, name
+        self.options = ["--machine", name, "--lease", "5s", *options]
+        self.home = folder / name
+        self.log = folder / f"{name}.log"
+        self.environment = {**os.environ, "WARDLET_HOME": str(self.home)}
+        self.process = None
+
+    def lay_down(self, like=None):
+        """Of its own; or a copy, which is a home of its own once its install directory says so."""
+        self.run("init", "--install", str(self.home / "wardlet"))
+
+    def run(self, *words, status=0):
+        done = subprocess.run([self.wdltctl, *words], env=self.environment, capture_output=True, text=True, check=False)
+        assert done.returncode == status, (words, done.returncode, done.stdout, done.stderr)
+        return done.stdout
+
+    def follow(self, *options):
+        self.process = subprocess.Popen(
+            [self.wdltctl, "follow", self.store.address, *self.options, *options, "--json"], env=self.environment,
+            stdout=self.log.open("a"), stderr=subprocess.STDOUT)
+        return self
+
+    def end(self, how=signal.SIGTERM):
+        self.process.send_signal(how)
+        return self.process.wait()
+
+    def report(self):
+        return self.store.get(f"status/{self.name}") or {"state": "silent", "applied": 0}
+
+    def is_in(self, state, revision=None):
+        def stands():
+            told = self.report()
+            return told["state"] == state and (revision is None or told["applied"] == revision) and told
+        stands.__doc__ = f"{self.name} {state} at {revision}; it is {self.report()}"
+        return wait_until(stands)
+
+    def events(self):
+        lines = self.log.read_text().splitlines()
+        return [json.loads(line)["event"] for line in lines if line.startswith('{"time"')]
+
+    def port(self):
+        return int(self.run("get", "system", "proxy-port"))
+
+    def dump(self):
+        document = json.loads(self.run("dump"))
+        del document["generation"]
+        return document
+
+
+def port_document(port, **lists):
+    return {"records": {"system": {"proxy-port": port}}, "lists": lists}
+
+
+def layers_and_changes(store, first, second):
+    """Base, group, machine: the later ones win; null is what is fresh; a change arrives within a second."""
+    store.put("base", {"records": {"system": {"proxy-port": 8000}, "urlf": None}, "features": {"urlf": True},
+                       "lists": {"urls": {"black": ["*base.example/*"]}, "hosts": ["base.example"]}})
+    store.put("group/branch", {"records": {"system": {"proxy-port": 8001}, "urlf": {"mode": 2}},
+                               "lists": {"urls": {"black": ["*branch.example/*"]}}})
+    revision = store.put("machine/first", port_document(8002))
+    first.follow("--group", "branch")
+    second.follow()
+    told = first.is_in("ok", revision)
+    second.is_in("ok", revision - 2)
+    assert told["groups"] == ["branch"] and told["generation"] and told["failures"] == 0, told
+    assert (first.port(), second.port()) == (8002, 8000)
+    assert first.run("list", "urls", "black") == "*branch.example/*\n"
+    assert second.run("list", "urls", "black") == "*base.example/*\n"
+    assert first.run("list", "hosts") == second.run("list", "hosts") == "base.example\n"
+    assert [each.run("get", "urlf", "mode") for each in (first, second)] == ["2\n", "0\n"]
+    assert '"enabled": true' in first.run("status", "--json")
+
+    begin = time.monotonic()
+    store.put("base", port_document(8100))
+    wait_until(lambda: second.port() == 8100)
+    took = time.monotonic() - begin
+    assert first.port() == 8002
+    print(f"fleet: a change was there after {1000 * took:.0f} ms")
+
+
+def bad_documents(store, machine):
+    """Each is refused as a whole; the state before stays, and the reason is written back."""
+    before = machine.dump()
+    for document, words in [
+        ("{", "machine/first: not JSON"),
+        ({"records": {"system": {"proxy-prot": 1}}}, "proxy-prot"),
+        ({"records": {"system": {"proxy-port": 70000}}, "lists": {"hosts": []}}, "system.proxy-port"),
+        ({"lists": {"hosts": ["x" * 400]}}, "lists.hosts"),
+        ({"format": 2}, "format"),
+    ]:
+        store.put("machine/first", document)
+        wait_until(lambda words=words: words in machine.report().get("reason", ""))
+        told = machine.is_in("refused")
+        assert told["failures"] > 0 and machine.dump() == before, (document, told)
+    machine.is_in("ok", store.put("machine/first", port_document(8002)))
+
+
+def drift(store, machine, build, folder):
+    """Put back at once; or left and told, also after a restart and while a new document makes it asked for."""
+    machine.run("set", "system", "proxy-port=1")
+    wait_until(lambda: machine.port() == 8100)
+    wait_until(lambda: machine.report()["put-back"] == 1)
+    assert machine.report()["drift"] == ["system.proxy-port"]
+
+    other = Machine(build, store, folder, "other", "--on-drift", "report")
+    other.lay_down()
+    revision = store.put("machine/other", port_document(8200))
+    other.follow().is_in("ok", revision)
+    for start in (False, True):
+        if start:
+            other.end()
+            other.follow()
+        other.run("set", "system", "proxy-port=2")
+        wait_until(lambda: other.report().get("drift") == ["system.proxy-port"])
+        other.is_in("drift")
+        assert other.port() == 2
+    other.is_in("ok", store.put("machine/other", port_document(8201)))
+    assert other.port() == 8201
+    other.end()
+
+
+def store_away(store, machine):
+    """What it asked for last holds; behind a compaction too it hears of what it has missed."""
+    seen = len(machine.events())
+    store.stop(signal.SIGKILL)
+    wait_until(lambda: "store away" in machine.events()[seen:])
+    machine.run("set", "system", "proxy-port=3")
+    wait_until(lambda: machine.port() == 8100)
+    store.start()
+    for port in range(8300, 8310):
+        revision = store.put("base", port_document(port))
+    store.compact()
+    machine.is_in("ok", revision)
+    assert machine.port() == 8309
+
+    machine.end()
+    revision = store.put("base", port_document(8310))
+    store.compact()
+    machine.follow().is_in("ok", revision)
+    assert machine.port() == 8310
+
+
+def unconfirmed(store, machine):
+    """What the store hears nothing of is undone, and not tried again at once."""
+    machine.end()
+    machine.follow("--confirm-within", "2s")
+    machine.is_in("ok")
+    before = machine.dump()
+    journal = machine.home / "load.json"
+    store.put("base", port_document(8400))
+    wait_until(journal.exists, pause=0)
+    store.stop(signal.SIGKILL)
+    if "confirmed" in machine.events()[-1:]:  # it was quicker
+        store.start()
+        return unconfirmed_again(store, machine)
+    wait_until(lambda: "undone" in machine.events())
+    assert machine.dump() == before and not journal.exists()
+    store.start()
+    told = machine.is_in("undone")
+    assert "couldn't be told" in told["reason"], told
+    machine.is_in("ok", store.put("base", port_document(8401)))
+    assert machine.port() == 8401
+    return None
+
+
+def unconfirmed_again(store, machine):
+    machine.end()
+    machine.follow()
+    return unconfirmed(store, machine)
+
+
+def killed(store, machine):
+    """SIGKILL at any step of an application: the state is the old or the new one, and the next start makes it the new."""
+    long_list = [f"*{i}.example/*" for i in range(400)]
+    journal = machine.home / "load.json"
+    steps = {}
+    machine.end()
+    for i in range(60):
+        old = machine.dump()
+        asked = port_document(8500 + i, urls={"black": long_list[: 300 + i % 2], "white": long_list[i % 3 :]},
+                              hosts=[f"{i}.example"])
+        store.put("base", asked)
+        machine.follow()
+        wait_until(lambda: journal.exists() or machine.process.poll() is not None, pause=0)
+        time.sleep(random.uniform(0, 0.03))
+        machine.end(signal.SIGKILL)
+        step = "confirmed"
+        with contextlib.suppress(FileNotFoundError):
+            step = "unconfirmed" if json.loads(journal.read_text())["due"] else "half way"
+        steps[step] = steps.get(step, 0) + 1
+        found = machine.dump()  # undoes what was cut off
+        assert found == old or found["records"]["system"]["proxy-port"] == 8500 + i, (step, i)
+        if len(steps) == 3 and i >= 20:
+            break
+    assert len(steps) == 3, f"not killed at each step: {steps}"
+    print(f"fleet: killed {sum(steps.values())} times: {steps}")
+    machine.follow()
+    machine.is_in("ok", store.put("base", port_document(8600, urls={"black": [], "white": []}, hosts=[])))
+
+
+def table(store, first, second):
+    """fleet status: each machine's row, also of one that is silent."""
+    first.is_in("ok")
+    rows = {row["machine"]: row for row in json.loads(second.run("fleet", "status", store.address, "--json", status=1))}
+    assert (rows["first"]["state"], rows["second"]["state"], rows["other"]["state"]) == ("ok", "ok", "silent"), rows
+    assert rows["first"]["revision"] == rows["first"]["asked"] > 0 and rows["first"]["age"] >= 0, rows
+    store.call("kv/deleterange", {"key": store.key("machine/other")})
+    assert "first" in second.run("fleet", "status", store.address)
+    assert second.run("follow", store.address, *second.options, "--once") == ""
+    second.end(signal.SIGKILL)
+    wait_until(lambda: store.get("status/second") is None)
+    second.follow()
+    second.is_in("ok")
+    for each in (first, second):
+        assert memory_kib(each.process.pid) < 20 * 1024, memory_kib(each.process.pid)
+    print(f"fleet: a follower has {memory_kib(first.process.pid) / 1024:.1f} MiB,"
+          f" {memory_kib(first.process.pid, 'Pss') / 1024:.1f} of its own share")
+
+
+def documents_commands(build, store, folder):
+    environment = {**os.environ, "ETCDCTL_API": "3", "ETCDCTL_ENDPOINTS": f"http://{store.client}", "STORE": store.address,
+                   "TMPDIR": str(folder)}
+    subprocess.run([HERE / "operating.sh", build, "docs/fleet.md", "10"], env=environment, check=True)
+
+
+def converge(build, store, folder, count):
+    machines = [Machine(build, store, folder, f"m{i}", "--lease", "60s") for i in range(count)]
+    for each in machines:
+        each.lay_down()
+    black = [f"*site{i}.example/*" for i in range(500)]
+    revision = store.put("base", port_document(9000, urls={"black": black}))
+    for each in machines:
+        each.follow()
+
+    def requests():
+        with urllib.request.urlopen(f"http://{store.client}/metrics") as answer:
+            lines = answer.read().decode().splitlines()
+        return sum(float(line.split()[-1]) for line in lines if line.startswith("grpc_server_started_total"))
+
+    def told(revision):
+        found = store.call("kv/range", {"key": store.key("status/"), "range_end": store.key("status0")}).get("kvs", [])
+        reports = [json.loads(base64.b64decode(each["value"])) for each in found]
+        return [each for each in reports if each["state"] == "ok" and each["applied"] == revision]
+
+    wait_until(lambda: len(told(revision)) == count, 600, 0.2)
+    pid = store.process.pid
+    time.sleep(2)
+    asked, worked = requests(), cpu_seconds(pid)
+    work_before = sum(cpu_seconds(each.process.pid) for each in machines)
+    begin = time.monotonic()
+    revision = store.put("base", port_document(9001, urls={"black": black[1:]}))
+    wait_until(lambda: told(revision), 60, 0.005)
+    first = time.monotonic() - begin
+    wait_until(lambda: len(told(revision)) == count, 600, 0.05)
+    took = time.monotonic() - begin
+    time.sleep(0.5)
+    asked, worked = requests() - asked, cpu_seconds(pid) - worked
+    work = sum(cpu_seconds(each.process.pid) for each in machines) - work_before
+    memory = sorted(memory_kib(each.process.pid) for each in machines)
+    share = sum(memory_kib(each.process.pid, "Pss") for each in machines)
+    print(f"fleet: {count} homes on one machine: the first after {1000 * first:.0f} ms, all after {took:.2f} s;"
+          f" a follower worked {1000 * work / count:.0f} ms and has {memory[-1] / 1024:.1f} MiB at most,"
+          f" {share / count / 1024:.1f} of its own share;"
+          f" the store got {asked / count:.1f} requests a machine, worked {1000 * worked / count:.1f} ms for each,"
+          f" and has {memory_kib(pid) / 1024:.0f} MiB")
+    for each in machines:
+        assert each.end() == 0
+
+
+def main():
+    arguments = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    arguments.add_argument("build", type=pathlib.Path)
+    arguments.add_argument("--machines", type=int)
+    given = arguments.parse_args()
+    if not shutil.which("etcd") or not shutil.which("etcdctl"):
+        print("fleet: skipped, etcd isn't installed: setup.sh all")
+        return
+    build = given.build.resolve()
+    random.seed(int(os.environ.get("WDLT_SEED", "1")))
+    with tempfile.TemporaryDirectory() as name, contextlib.ExitStack() as ends:
+        folder = pathlib.Path(name)
+        store = Store(folder)
+        ends.callback(lambda: store.process.poll() is None and store.stop(signal.SIGKILL))
+        machines = []
+        follow = Machine.follow
+
+        def followed(machine, *options):
+            machines.append(machine)
+            return follow(machine, *options)
+        Machine.follow = followed
+        ends.callback(lambda: [each.process.kill() for each in machines if each.process.poll() is None])
+        try:
+            if given.machines:
+                return converge(build, store, folder, given.machines)
+            first, second = (Machine(build, store, folder, each) for each in ("first", "second"))
+            for each in (first, second):
+                each.lay_down()
+            layers_and_changes(store, first, second)
+            bad_documents(store, first)
+            drift(store, second, build, folder)
+            store_away(store, second)
+            unconfirmed(store, second)
+            killed(store, second)
+            table(store, first, second)
+            assert first.end() == second.end() == 0
+            documents_commands(build, store, folder)
+            converge(build, store, folder, 8)
+        except BaseException:
+            for log in folder.glob("*.log"):
+                print(f"--- {log.name}\n{log.read_text()[-3000:]}", file=sys.stderr)
+            raise
+
+
+if __name__ == "__main__":
+    main()

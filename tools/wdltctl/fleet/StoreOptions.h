@@ -1,0 +1,21 @@
+/* The operands and options of verbs that use a fleet's store. */
+#pragma once
+
+#include "Etcd.h"
+
+#include <string>
+
+namespace CLI {
+class App;
+} // namespace CLI
+
+namespace wdlt {
+
+struct StoreArguments {
+    std::string address;
+    EtcdAccess access;
+};
+/* They are filled in when the command line is understood. */
+void addStore(CLI::App& verb, StoreArguments& arguments);
+
+} // namespace wdlt
