@@ -1,6 +1,7 @@
 /* A store of keys that many machines share: etcd, by the JSON of its version 3. */
 #pragma once
 
+#include "EtcdWatch.h"
 #include "Http.h"
 
 #include <chrono>
@@ -73,14 +74,14 @@ class Etcd {
     /* With a lease the key goes when that does; 0 for none. False when the lease is gone. */
     bool put(const std::string& key, const std::string& value, std::int64_t lease = 0);
 
-    /* Instead of an earlier watch. Throws nothing of the store's: what goes wrong is told by wait. */
+    /* Instead of an earlier watch. What goes wrong is told by wait, except that the token can't be read (StoreRefused). */
     void watch(std::span<const std::string> keys, std::int64_t fromRevision);
     enum class News {
         Nothing,   /* the time is over */
         Other,     /* one of `others` is ready to be read */
         Changed,   /* at least one key */
         Compacted, /* changes since the revision are forgotten: read the keys, and watch from there */
-        Lost,      /* the watch has ended or hears nothing any more: why() says it. The next one tries the next endpoint */
+        Lost, /* the watch has ended or hears nothing any more: why() says it. The next one tries the next endpoint */
     };
     /* After Compacted and Lost there is no watch: it waits for the others alone. */
     News wait(std::span<const int> others, std::chrono::milliseconds limit);
@@ -90,13 +91,31 @@ class Etcd {
     const std::string& why() const { return m_why; }
 
   private:
-    struct Failure;
-    struct Watched {
-        std::string key;
-        std::int64_t complete; /* every change up to this revision was told */
-        std::int64_t owed;     /* what the last check found changed */
-    };
+    struct Answer;
+    /* Any endpoint; `call` is "kv/range". */
+    Json ask(const char* call, const Json& body);
+    /* The current one. */
+    Answer askOnce(const char* call, const std::string& body);
+    HttpRequest requestOf(const char* call, std::string body) const;
+    const std::string& endpoint() const { return m_store.endpoints[m_current]; }
+    void leaveEndpoint() { m_current = (m_current + 1) % m_store.endpoints.size(); }
+    /* Whether it is another than before. */
+    bool readToken();
 
+    /* Whether a change was told. */
+    bool take(const StreamNews& news);
+    void checkWatch();
+    News endOfWatch();
+
+    const EtcdStore m_store;
+    const EtcdAccess m_access;
+    const EtcdTimes m_times;
+    const std::unique_ptr<HttpClient> m_http;
+    std::size_t m_current = 0;
+    std::string m_token;
+    std::optional<EtcdWatch> m_watch; /* stays when it has ended, until that is told */
+    std::int64_t m_seen = 0;          /* of a watch that has ended */
+    std::chrono::steady_clock::time_point m_heard;
     std::string m_why;
 };
 
