@@ -12,6 +12,7 @@ packages=(
     libicu-dev                             # code pages and charsets
     libcli11-dev nlohmann-json3-dev libfmt-dev # the tools
     libarchive-dev                         # their backups
+    libcurl4-openssl-dev                   # their client of a store that many machines share
 )
 tests=(git libgtest-dev libgmock-dev python3-jsonschema)
 gates=(
@@ -22,6 +23,7 @@ gates=(
     dpkg-dev file lintian mmdebstrap pkg-config # packages
     mandoc man-db bash-completion zsh fish                 # manual pages and completions
     g++-mingw-w64-x86-64-posix wine64      # the library for Windows
+    etcd-server etcd-client openssl        # the store itself, and certificates for it
 )
 case "${1:-all}" in
     build) ;;

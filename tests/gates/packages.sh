@@ -11,7 +11,7 @@ fail() { echo "packages: $*"; exit 1; }
 # The programs are linked with room for their run path below the prefix.
 build_for() {
     cmake "$build" -DCMAKE_INSTALL_PREFIX="$1" >/dev/null
-    cmake --build "$build" --target wdltctl wdltreg wardlet-peer WdMsg WdDbg64 WdTar compressed_documents >/dev/null
+    cmake --build "$build" --target wdltctl wdltreg wardlet-peer WdMsg WdDbg64 WdTar WdHttp compressed_documents >/dev/null
 }
 finish() {
     build_for "$prefix_before"

@@ -1,10 +1,9 @@
 #include "Archive.h"
 
 #include "Digest.h"
-#include "LayerError.h"
+#include "PartLibrary.h"
 
 #include <algorithm>
-#include <platform/loader.h>
 #include <stdexcept>
 
 namespace wdlt {
@@ -20,13 +19,7 @@ std::string frameOf(std::string_view archived) {
 }
 
 const TarCalls& tar() {
-    auto* const library = LoadLibraryA("WdTar.dll"); // for the rest of the process
-    using Calls = const TarCalls* (*)();
-    const auto calls = library == nullptr ? nullptr : reinterpret_cast<Calls>(GetProcAddress(library, "WdTarCalls"));
-    if (calls == nullptr)
-        throw LayerError("libWdTar.so (it belongs beside libWdltPlatform.so, or into its folder wdltcfg)",
-                         static_cast<LONG>(GetLastError()));
-    return *calls();
+    return partLibrary<TarCalls>("WdTar");
 }
 
 } // namespace

@@ -120,7 +120,9 @@ void Follower::connect() {
 }
 
 void Follower::fetch() {
-    const Found found = m_store.get(m_keys);
+    Found found = m_stamp ? m_store.getVersions(m_keys) : m_store.get(m_keys);
+    if (m_stamp && m_stamp != stampOf(found)) // the documents' contents are taken only where one has changed
+        found = m_store.get(m_keys);
     if (!m_isConnected) {
         m_store.watch(m_keys, found.revision + 1);
         m_renewAt = kNext;

@@ -1,5 +1,7 @@
 #include "StoreOptions.h"
 
+#include "ToolError.h"
+
 #include <CLI/CLI.hpp>
 
 namespace wdlt {
@@ -15,6 +17,16 @@ void addStore(CLI::App& verb, StoreArguments& arguments) {
     auto* key = verb.add_option("--key", arguments.access.tls.keyFile, "and its key");
     cert->needs(key);
     key->needs(cert);
+}
+
+void withStore(const std::function<void()>& body) {
+    try {
+        body();
+    } catch (const StoreAway& error) {
+        throw ToolError(ExitStatus::Unknown, error.what());
+    } catch (const StoreRefused& error) {
+        throw ToolError(ExitStatus::Unknown, error.what());
+    }
 }
 
 } // namespace wdlt

@@ -3,6 +3,7 @@
 
 #include "Etcd.h"
 
+#include <functional>
 #include <string>
 
 namespace CLI {
@@ -17,5 +18,8 @@ struct StoreArguments {
 };
 /* They are filled in when the command line is understood. */
 void addStore(CLI::App& verb, StoreArguments& arguments);
+
+/* Runs `body`; that a store is away or refuses is a ToolError behind it. */
+void withStore(const std::function<void()>& body);
 
 } // namespace wdlt

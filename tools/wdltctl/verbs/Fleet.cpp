@@ -85,7 +85,7 @@ void addFleet(CLI::App& app, const Options& options) {
         "state: ok, drift, waiting, refused, failed, undone, nothing asked, or silent for a machine that has a "
         "document and tells nothing. revision: of the documents that it is or was last in step with; asked: the "
         "newest of its documents. age: seconds in its state. Exit status 1 when a machine isn't in step.");
-    runs(*one, Needs::Nothing, [arguments, &options] { status(*arguments, options); });
+    runs(*one, Needs::Nothing, [arguments, &options] { withStore([&] { status(*arguments, options); }); });
 }
 
 } // namespace wdlt

@@ -123,7 +123,7 @@ void addFollow(CLI::App& app, const Options& options) {
     verb->footer(
         "STORE/base, STORE/group/NAME and STORE/machine/NAME are documents as dump writes them, whole or in part, "
         "laid over one another in this order. STORE/status/NAME gets what came of them. Ends by SIGTERM.");
-    runs(*verb, Needs::Nothing, [arguments, &options] { follow(*arguments, options); });
+    runs(*verb, Needs::Nothing, [arguments, &options] { withStore([&] { follow(*arguments, options); }); });
 }
 
 } // namespace wdlt
