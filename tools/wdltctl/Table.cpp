@@ -37,7 +37,8 @@ void printOverview(const Overview& overview, bool asJson) {
     Json document = Json::array();
     std::vector<TableRow> table = {overview.columns};
     for (std::string& column : table[0])
-        std::ranges::transform(column, column.begin(), [](char c) { return static_cast<char>(c - 'a' + 'A'); });
+        std::ranges::transform(column, column.begin(),
+                               [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; });
     for (const auto& row : overview.rows) {
         Json each = Json::object();
         table.emplace_back();

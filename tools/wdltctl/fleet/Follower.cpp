@@ -269,9 +269,11 @@ void Follower::noteStored(const Outcome& outcome) {
     m_holdUntil = {};
     m_report.applied = m_report.revision;
     m_report.generation = outcome.generation;
-    if (outcome.isUnconfirmed) {
+    if (!outcome.undoneIn) {
+        m_undoneAt.reset();
+    } else if (!m_undoneAt) {
         m_told.reset(); // it must hear of this, even if it were the same
-        m_undoneAt = Clock::now() + std::chrono::seconds(m_rules.confirmWithin + 1);
+        m_undoneAt = Clock::now() + *outcome.undoneIn + 1s;
         lookBy(*m_undoneAt);
     }
     m_applied = *m_stamp;

@@ -24,22 +24,26 @@ Outcome bring(const Desired& desired, bool mayStore, std::uint64_t confirmWithin
     const Plan plan = planFor(desired.layers(), false);
     std::vector<Change> changes = changesOf(plan);
     const std::optional<Journal> waiting = Journal::read();
-    if (changes.empty() && waiting && waiting->due)
-        Journal::remove(); // this is the state that is asked for, whoever brought it
-    if (changes.empty())
-        return {.generation = generationNow()};
+    Outcome outcome;
+    if (changes.empty()) {
+        outcome.generation = generationNow();
+        if (waiting && waiting->due)
+            outcome.undoneIn = std::chrono::seconds(waiting->due->secondsLeft());
+        return outcome;
+    }
     if (waiting)
         return {
             .step = Step::Waiting, .changes = std::move(changes), .remark = "another load waits for its confirmation"};
     if (!mayStore)
         return {.step = Step::Drift, .changes = std::move(changes)};
     Loaded loaded = carryOut(plan, false, confirmWithin);
-    std::string remark =
-        loaded.untold.empty() ? "" : fmt::format("the service wasn't told: {}", fmt::join(loaded.untold, ", "));
-    return {.changes = std::move(loaded.changes),
-            .remark = std::move(remark),
-            .generation = generationNow(),
-            .isUnconfirmed = confirmWithin != 0};
+    outcome.changes = std::move(loaded.changes);
+    if (!loaded.untold.empty())
+        outcome.remark = fmt::format("the service wasn't told: {}", fmt::join(loaded.untold, ", "));
+    outcome.generation = generationNow();
+    if (confirmWithin != 0)
+        outcome.undoneIn = std::chrono::seconds(confirmWithin);
+    return outcome;
 }
 
 } // namespace

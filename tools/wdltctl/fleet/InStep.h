@@ -4,7 +4,9 @@
 #include "Changes.h"
 #include "Desired.h"
 
+#include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,18 +22,17 @@ enum class Step : std::uint8_t {
 
 struct Outcome {
     Step step = Step::Ok;
-    std::vector<Change> changes = {}; /* stored; with Drift and Waiting what differs */
-    std::string remark = {};          /* why, or what else is to be known */
-    std::string generation = {};      /* as dump has it; with Ok alone */
-    bool isUnconfirmed = false;       /* what is stored is undone, unless keep comes in time */
+    std::vector<Change> changes = {};                  /* stored; with Drift and Waiting what differs */
+    std::string remark = {};                           /* why, or what else is to be known */
+    std::string generation = {};                       /* as dump has it; with Ok alone */
+    std::optional<std::chrono::seconds> undoneIn = {}; /* what is stored, also by somebody else, unless keep comes */
 };
 
 /* `mayStore`: otherwise what differs is left. Within `confirmWithin` seconds of a change, unless that is 0, keep must
-   come. A load that waits for its confirmation is confirmed where it brought what is asked. Throws nothing of the
-   tool's. */
+   come. Throws nothing of the tool's. */
 Outcome bringInStep(const Desired& desired, bool mayStore, std::uint64_t confirmWithin);
 
-/* Confirms what bringInStep has stored. A ToolError when that fails. */
+/* Confirms what is stored. A ToolError when that fails. */
 void keep();
 
 } // namespace wdlt
