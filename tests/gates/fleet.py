@@ -102,16 +102,15 @@ class Store:
 
 
 class Machine:
-    def __init__(self, build, store, folder, name, *options):
+    def __init__(self, build, store, folder, name, *options, lease="5s"):
         self.wdltctl, self.store, self.name = str(build / "bin/wdltctl"), store, name
-        self.options = ["--machine", name, "--lease", "5s", *options]
+        self.options = ["--machine", name, "--lease", lease, *options]
         self.home = folder / name
         self.log = folder / f"{name}.log"
         self.environment = {**os.environ, "WARDLET_HOME": str(self.home)}
         self.process = None
 
-    def lay_down(self, like=None):
-        """Of its own; or a copy, which is a home of its own once its install directory says so."""
+    def lay_down(self):
         self.run("init", "--install", str(self.home / "wardlet"))
 
     def run(self, *words, status=0):
@@ -327,7 +326,7 @@ def documents_commands(build, store, folder):
 
 
 def converge(build, store, folder, count):
-    machines = [Machine(build, store, folder, f"m{i}", "--lease", "60s") for i in range(count)]
+    machines = [Machine(build, store, folder, f"m{i}", lease="60s") for i in range(count)]
     for each in machines:
         each.lay_down()
     black = [f"*site{i}.example/*" for i in range(500)]
@@ -341,6 +340,7 @@ def converge(build, store, folder, count):
         return sum(float(line.split()[-1]) for line in lines if line.startswith("grpc_server_started_total"))
 
     def told(revision):
+        assert all(each.process.poll() is None for each in machines), "a follower has ended"
         found = store.call("kv/range", {"key": store.key("status/"), "range_end": store.key("status0")}).get("kvs", [])
         reports = [json.loads(base64.b64decode(each["value"])) for each in found]
         return [each for each in reports if each["state"] == "ok" and each["applied"] == revision]
