@@ -160,6 +160,7 @@ class Pipe {
     }
     // The descriptor to pass to another program.
     int sender() const { return m_ends[1]; }
+    int receiver() const { return m_ends[0]; }
 
   private:
     int m_ends[2];

@@ -39,11 +39,6 @@ std::string endOf(std::string prefix) {
     return prefix;
 }
 
-void addKeys(std::vector<StoredKey>& to, const Json& range) {
-    for (const Json& kv : memberOf(range, "kvs"))
-        to.push_back({bytesIn(kv, "key"), bytesIn(kv, "value"), numberIn(kv, "mod_revision")});
-}
-
 bool isRefused(long status, EtcdError error) {
     return (status == 400 || status == 401 || status == 403) && error != EtcdError::OutOfRange;
 }
@@ -121,6 +116,16 @@ Json Etcd::ask(const char* call, const Json& body) {
     if (isRefusal)
         throw StoreRefused(why);
     throw StoreAway(why);
+}
+
+void Etcd::addKeys(std::vector<StoredKey>& to, const Json& range) const {
+    for (const Json& kv : memberOf(range, "kvs")) {
+        auto key = bytesIn(kv, "key");
+        auto value = bytesIn(kv, "value");
+        if (!key || !value)
+            throw StoreAway(endpoint() + ": what it answers isn't base64");
+        to.push_back({std::move(*key), std::move(*value), numberIn(kv, "mod_revision")});
+    }
 }
 
 Found Etcd::get(std::span<const std::string> keys) {

@@ -102,6 +102,7 @@ class Etcd {
     HttpRequest requestOf(const char* call, std::string body) const;
     const std::string& endpoint() const { return m_store.endpoints[m_current]; }
     void leaveEndpoint() { m_current = (m_current + 1) % m_store.endpoints.size(); }
+    void addKeys(std::vector<StoredKey>& to, const Json& range) const;
     /* Whether it is another than before. */
     bool readToken();
 

@@ -1,11 +1,12 @@
 /* How etcd writes its messages: keys and values in base64, long numbers as texts, what is zero or empty not at all.
-   Nothing here fails with what isn't so written, except where it says so: a garbled message has nothing in it. */
+   Nothing here fails with what isn't so written: a garbled message has nothing in it. */
 #pragma once
 
 #include "Json.h"
 
 #include <cstdint>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -21,8 +22,8 @@ Json etcdMessage(std::string_view text);
 /* Null when it isn't there. */
 const Json& memberOf(const Json& object, const char* name);
 std::int64_t numberIn(const Json& object, const char* name);
-/* What base64 holds; a std::runtime_error when it is none. */
-std::string bytesIn(const Json& object, const char* name);
+/* What base64 holds; nothing when it is none. */
+std::optional<std::string> bytesIn(const Json& object, const char* name);
 /* Of the store when it wrote the message. */
 std::int64_t revisionOf(const Json& message);
 
