@@ -7,6 +7,8 @@ file(RELATIVE_PATH libraries_from_tools /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTAL
 set_target_properties(${tools} PROPERTIES
     INSTALL_RPATH "$ORIGIN/${libraries_from_tools};$ORIGIN" BUILD_WITH_INSTALL_RPATH ON)
 install(TARGETS ${tools} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+configure_file(wardlet-follow.service wardlet-follow.service @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/wardlet-follow.service DESTINATION lib/systemd/system COMPONENT tools)
 install(TARGETS WdTar WdHttp LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/wdltcfg COMPONENT tools)
 
 # Debian's zsh looks elsewhere for what packages bring.

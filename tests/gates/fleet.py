@@ -326,7 +326,7 @@ def documents_commands(build, store, folder):
 
 
 def converge(build, store, folder, count):
-    machines = [Machine(build, store, folder, f"m{i}", lease="60s") for i in range(count)]
+    machines = [Machine(build, store, folder, f"m{i}", lease="6s") for i in range(count)]
     for each in machines:
         each.lay_down()
     black = [f"*site{i}.example/*" for i in range(500)]
@@ -347,7 +347,11 @@ def converge(build, store, folder, count):
 
     wait_until(lambda: len(told(revision)) == count, 600, 0.2)
     pid = store.process.pid
-    time.sleep(2)
+    time.sleep(1)
+    asked, worked = requests(), cpu_seconds(pid)
+    time.sleep(min(count / 20, 8))
+    renewals, worked = requests() - asked, cpu_seconds(pid) - worked
+    print(f"fleet: {count} homes at rest: {renewals:.0f} renewals of leases, {1000 * worked / renewals:.2f} ms each")
     asked, worked = requests(), cpu_seconds(pid)
     work_before = sum(cpu_seconds(each.process.pid) for each in machines)
     begin = time.monotonic()

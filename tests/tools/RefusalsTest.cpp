@@ -34,6 +34,16 @@ TEST_F(Wdltctl, AndItsNeighboursRefuseWhatMakesNoSense) {
         {"enable pdp --protocol htp", 2, "did you mean http? There are smtp, http, 4, 5, 6, 7"},
         {"enable ie --option 1", 2, "--option: ie has none"},
 
+        {"follow http://store/wardlet", 2, "etcd://"},
+        {"follow etcd://store/wardlet --machine a/b", 2, "--machine: 1 to 255 characters without slash and blank"},
+        {"follow etcd://store/wardlet --group ''", 2, "--group: 1 to 255 characters"},
+        {"follow etcd://store/wardlet --on-drift leave", 2, "--on-drift"},
+        {"follow etcd://store/wardlet --lease 2s", 2, "--lease"},
+        {"follow etcd://127.0.0.1:1/wardlet --once", 3, "http://127.0.0.1:1: Failed to connect"},
+        {"follow etcd://127.0.0.1:1/wardlet --once --token-file no/such/file", 3, "no/such/file: No such file"},
+        {"fleet", 2, "A subcommand is required"},
+        {"fleet status etcd://127.0.0.1:1/wardlet", 3, "http://127.0.0.1:1: Failed to connect"},
+
         {"get sytem", 2, "sytem: no such record; did you mean system?"},
         {"get system port", 2, "port: no such field of system; did you mean proxy-port?"},
         {"get virus file", 2, "did you mean files? There are pop3, smtp, http, files"},

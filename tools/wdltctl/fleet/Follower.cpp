@@ -88,30 +88,26 @@ void Follower::run(int ending) {
     pollfd ended{ending, POLLIN, 0};
     while (::poll(&ended, 1, 0) == 0) {
         if (!m_isConnected && Clock::now() >= m_nextTry)
-            connect();
+            ask(&Follower::fetch);
         if (Clock::now() >= m_lookAt)
             look();
         if (m_isConnected)
-            tellStore();
+            ask(&Follower::tellStore);
         wait(ending);
         noticeChanges();
     }
 }
 
 const Report& Follower::runOnce() {
-    connect();
-    if (m_isConnected) {
-        look();
-        tellStore();
-    }
-    if (!m_isConnected)
-        throw ToolError(ExitStatus::Unknown, m_whyAway);
+    fetch();
+    look();
+    tellStore();
     return m_report;
 }
 
-void Follower::connect() {
+void Follower::ask(void (Follower::*step)()) {
     try {
-        fetch();
+        (this->*step)();
     } catch (const StoreAway& error) {
         away(error.what());
     } catch (const StoreRefused& error) {
@@ -136,7 +132,6 @@ void Follower::away(const std::string& why) {
     constexpr auto kFirst = 1s;
     constexpr auto kMost = 60s;
     m_isConnected = false;
-    m_whyAway = why;
     if (m_attempts == 0)
         m_tell("store away", why, {});
     m_nextTry = Clock::now() + backOff(m_attempts++, kFirst, kMost);
@@ -144,36 +139,32 @@ void Follower::away(const std::string& why) {
 
 /* Without a lease that lives it tells all anew. Only what the store has heard of is confirmed. */
 void Follower::tellStore() {
-    try {
-        const bool isDue = Clock::now() >= m_renewAt;
-        if (m_lease != 0 && isDue && !m_store.keepAlive(m_lease))
-            m_lease = 0;
-        if (m_lease == 0) {
-            m_lease = m_store.grantLease(m_rules.lease);
-            m_told.reset();
-        }
-        if (isDue)
-            m_renewAt = Clock::now() + m_rules.lease / 3;
-        if (m_told != m_report && !m_store.put(m_prefix + statusKey(m_member.machine), reportText(m_report), m_lease)) {
-            m_lease = 0;
-            m_renewAt = kNext;
-            return;
-        }
-        m_told = m_report;
-        if (std::exchange(m_attempts, 0) != 0)
-            m_tell("store back", "", {});
-        if (m_undoneAt)
-            confirm();
-    } catch (const StoreAway& error) {
-        away(error.what());
-    } catch (const StoreRefused& error) {
-        away(error.what());
+    const bool isDue = Clock::now() >= m_renewAt;
+    if (m_lease != 0 && isDue && !m_store.keepAlive(m_lease))
+        m_lease = 0;
+    if (m_lease == 0) {
+        m_lease = m_store.grantLease(m_rules.lease);
+        m_told.reset();
     }
+    if (isDue)
+        m_renewAt = Clock::now() + m_rules.lease / 3;
+    if (m_told != m_report && !m_store.put(m_prefix + statusKey(m_member.machine), reportText(m_report), m_lease)) {
+        m_lease = 0;
+        m_renewAt = kNext;
+        return;
+    }
+    m_told = m_report;
+    if (std::exchange(m_attempts, 0) != 0)
+        m_tell("store back", "", {});
+    if (m_undoneAt)
+        confirm();
 }
 
 void Follower::wait(int ending) {
     auto until = std::min(Clock::now() + kLongestWait, m_lookAt);
     until = std::min(until, m_isConnected ? m_renewAt : m_nextTry);
+    if (m_isConnected && m_told != m_report)
+        until = kNext;
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - std::min(until, Clock::now()));
     std::vector<int> others = {ending};
     if (m_notice != nullptr && m_notice->descriptor() >= 0)
@@ -183,7 +174,7 @@ void Follower::wait(int ending) {
         m_isConnected = false; // no watch is left
         [[fallthrough]];
     case Etcd::News::Changed:
-        connect();
+        ask(&Follower::fetch);
         break;
     case Etcd::News::Lost:
         away(m_store.why());
@@ -227,8 +218,10 @@ void Follower::look() {
         lookBy(m_holdUntil);
     m_marks = marksNow(); // what changes behind them is looked at next time
     m_notice = noticeNow();
-    const bool mayStore = !isHeld && (m_applied != m_stamp || m_rules.putsBack);
-    const Outcome outcome = bringInStep(m_desired, mayStore, m_rules.confirmWithin);
+    const bool isNew = m_applied != m_stamp;
+    const Outcome outcome = bringInStep(m_desired, {.mayStore = !isHeld && (isNew || m_rules.putsBack),
+                                                    .isNew = isNew || m_report.generation.empty(),
+                                                    .confirmWithin = m_rules.confirmWithin});
     if (isOver && outcome.step == Step::Drift) {
         m_applied.clear();
         fail("undone", fmt::format("the store couldn't be told within {} s", m_rules.confirmWithin));
@@ -268,7 +261,8 @@ void Follower::noteStored(const Outcome& outcome) {
     m_holds = 0;
     m_holdUntil = {};
     m_report.applied = m_report.revision;
-    m_report.generation = outcome.generation;
+    if (!outcome.generation.empty())
+        m_report.generation = outcome.generation;
     if (!outcome.undoneIn) {
         m_undoneAt.reset();
     } else if (!m_undoneAt) {

@@ -34,13 +34,14 @@ class Follower {
 
     /* Until `ending` is readable. */
     void run(int ending);
-    /* One round. A ToolError where the store is away. */
+    /* One round. StoreAway or StoreRefused where that is so. */
     const Report& runOnce();
 
   private:
     using Clock = std::chrono::steady_clock;
 
-    void connect();
+    /* A step that asks the store, which may be away. */
+    void ask(void (Follower::*step)());
     void fetch();
     void away(const std::string& why);
     void tellStore();
@@ -68,7 +69,6 @@ class Follower {
     Etcd m_store;
     bool m_isConnected = false; /* as far as is known; a watch is there */
     unsigned m_attempts = 0;    /* since it answered last */
-    std::string m_whyAway;
     Clock::time_point m_nextTry{};
     std::int64_t m_lease = 0;
     Clock::time_point m_renewAt{};

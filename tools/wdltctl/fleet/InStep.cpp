@@ -20,13 +20,13 @@ std::string generationNow() {
     }
 }
 
-Outcome bring(const Desired& desired, bool mayStore, std::uint64_t confirmWithin) {
+Outcome bring(const Desired& desired, const StepRules& rules) {
     const Plan plan = planFor(desired.layers(), false);
     std::vector<Change> changes = changesOf(plan);
     const std::optional<Journal> waiting = Journal::read();
     Outcome outcome;
     if (changes.empty()) {
-        outcome.generation = generationNow();
+        outcome.generation = rules.isNew ? generationNow() : "";
         if (waiting && waiting->due)
             outcome.undoneIn = std::chrono::seconds(waiting->due->secondsLeft());
         return outcome;
@@ -34,24 +34,24 @@ Outcome bring(const Desired& desired, bool mayStore, std::uint64_t confirmWithin
     if (waiting)
         return {
             .step = Step::Waiting, .changes = std::move(changes), .remark = "another load waits for its confirmation"};
-    if (!mayStore)
+    if (!rules.mayStore)
         return {.step = Step::Drift, .changes = std::move(changes)};
-    Loaded loaded = carryOut(plan, false, confirmWithin);
+    Loaded loaded = carryOut(plan, false, rules.confirmWithin);
     outcome.changes = std::move(loaded.changes);
     if (!loaded.untold.empty())
         outcome.remark = fmt::format("the service wasn't told: {}", fmt::join(loaded.untold, ", "));
     outcome.generation = generationNow();
-    if (confirmWithin != 0)
-        outcome.undoneIn = std::chrono::seconds(confirmWithin);
+    if (rules.confirmWithin != 0)
+        outcome.undoneIn = std::chrono::seconds(rules.confirmWithin);
     return outcome;
 }
 
 } // namespace
 
-Outcome bringInStep(const Desired& desired, bool mayStore, std::uint64_t confirmWithin) {
+Outcome bringInStep(const Desired& desired, const StepRules& rules) {
     Outcome outcome;
     try {
-        changeHere(Needs::Files, [&] { outcome = bring(desired, mayStore, confirmWithin); });
+        changeHere(Needs::Files, [&] { outcome = bring(desired, rules); });
     } catch (const ToolError& error) {
         outcome = {.step = error.status() == ExitStatus::Usage ? Step::Refused : Step::Failed, .remark = error.what()};
     }

@@ -22,15 +22,19 @@ enum class Step : std::uint8_t {
 
 struct Outcome {
     Step step = Step::Ok;
-    std::vector<Change> changes = {};                  /* stored; with Drift and Waiting what differs */
-    std::string remark = {};                           /* why, or what else is to be known */
-    std::string generation = {};                       /* as dump has it; with Ok alone */
+    std::vector<Change> changes = {}; /* stored; with Drift and Waiting what differs */
+    std::string remark = {};          /* why, or what else is to be known */
+    std::string generation = {};      /* as dump has it, where something was stored or it is asked for */
     std::optional<std::chrono::seconds> undoneIn = {}; /* what is stored, also by somebody else, unless keep comes */
 };
 
-/* `mayStore`: otherwise what differs is left. Within `confirmWithin` seconds of a change, unless that is 0, keep must
-   come. Throws nothing of the tool's. */
-Outcome bringInStep(const Desired& desired, bool mayStore, std::uint64_t confirmWithin);
+struct StepRules {
+    bool mayStore = false;           /* otherwise what differs is left */
+    bool isNew = false;              /* the generation is asked for even where nothing differs */
+    std::uint64_t confirmWithin = 0; /* seconds of a change, in which keep must come; 0: it need not */
+};
+/* Throws nothing of the tool's. */
+Outcome bringInStep(const Desired& desired, const StepRules& rules);
 
 /* Confirms what is stored. A ToolError when that fails. */
 void keep();
