@@ -50,8 +50,8 @@ kill_by_the_thousand() {
     WDLT_KILLS=3000 "$1/process_registry_tests" --gtest_filter='*Kill*' &&
         WDLT_KILLS=8000 timeout 110 "$1/process_rwlock_tests" --gtest_filter='*RandomKills*'
 }
-# At every point where a fault can strike.
-fault_walk() { WDLT_WALK_STRIDE=1 run_tests release -R FaultWalk; }
+# At every third point where a fault can strike, with each commit at others. All of them: WDLT_WALK_STRIDE=1, five minutes.
+fault_walk() { WDLT_SEED=$((16#$(git rev-parse --short=7 HEAD))) WDLT_WALK_STRIDE=3 run_tests release -R FaultWalk; }
 # Over a tree that is only configured, without the sources that are compiled once more for the tests. In batches: most
 # of the time goes into third-party headers, which would be checked again with each source.
 tidy() {
@@ -78,8 +78,9 @@ stage "rules and interface" 1 rules_and_interface
 
 if $all; then
     stage "kills by the thousand" 2 kill_by_the_thousand build/release/bin
-    stage "fault walk" 6 fault_walk
+    stage "fault walk" 3 fault_walk
     stage "types of Python" 1 types_of_python
+    stage "fleet" 1 tests/gates/fleet.py build/release
     stage "windows" 4 windows
     stage "model" 2 tests/gates/model.sh "$jobs"
     stage "storms" 1 storms build/release/bin

@@ -15,7 +15,7 @@ class FileNotice {
     FileNotice(const FileNotice&) = delete;
     FileNotice& operator=(const FileNotice&) = delete;
 
-    /* Readable once something has changed; -1 where the system has none left. */
+    /* Readable once something has changed; negative where the system has none left. */
     int descriptor() const { return m_descriptor; }
     /* It isn't readable until something changes again. */
     void drain() const;

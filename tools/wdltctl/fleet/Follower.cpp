@@ -99,6 +99,7 @@ void Follower::run(int ending) {
 }
 
 const Report& Follower::runOnce() {
+    m_isConnected = true; // as far as it goes: no watch is needed
     fetch();
     look();
     tellStore();
