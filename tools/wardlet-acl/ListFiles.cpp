@@ -31,9 +31,6 @@ void ListFiles::find(std::uint64_t generation) {
     // All of its values take their defaults when the registry can't be read.
     if (status != WDLT_OK || prefix.empty())
         throw ToolError(ExitStatus::Unknown, "no installation can be read: wdltctl check tells more");
-    const std::string folder = pathOf(prefix);
-    if (!isThere(folder))
-        throw ToolError(ExitStatus::Unknown, "the install directory isn't there: " + folder);
     std::array<std::string, 3> paths;
     std::ranges::transform(std::array{"urls white", "urls black", "hosts"}, paths.begin(), [&](std::string_view what) {
         return pathOf(std::ranges::find(allDataFiles(), what, &DataFile::what)->narrowNameBehind(prefix));

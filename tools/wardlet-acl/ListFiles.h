@@ -18,7 +18,7 @@ struct ListState {
 /* The files of the white, black and host lists, found anew when the registry has changed. */
 class ListFiles {
   public:
-    /* A ToolError when the settings, or the install directory, can't be told. */
+    /* A ToolError when the settings can't be read. */
     ListState look();
 
   private:

@@ -7,6 +7,7 @@
 #include "StandIn.h"
 
 #include <CLI/CLI.hpp>
+#include <exception>
 #include <map>
 #include <memory>
 #include <optional>
@@ -39,7 +40,19 @@ struct Arguments {
     bool noListen = false;
 };
 
+/* A change counts without it, too. */
+bool startListening(std::optional<StandIn>& standIn) {
+    try {
+        standIn.emplace();
+        return true;
+    } catch (const std::exception& error) {
+        printRemark(error.what());
+        return false;
+    }
+}
+
 void run(const Arguments& arguments) {
+    bool listens = !arguments.noListen;
     Lines input(STDIN_FILENO);
     Decider decider;
     std::optional<StandIn> standIn;
@@ -55,8 +68,8 @@ void run(const Arguments& arguments) {
         for (std::size_t i = 0; i < lines.size(); ++i)
             appendAnswer(out, questions[i].channel, answers[i], arguments.dialect);
         writeAll(STDOUT_FILENO, out);
-        if (!arguments.noListen && !standIn && decider.isReady()) // a home that isn't there isn't made
-            standIn.emplace();
+        if (listens && !standIn && decider.isReady()) // a home that isn't there isn't made
+            listens = startListening(standIn);
     }
 }
 
