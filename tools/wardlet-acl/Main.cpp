@@ -5,10 +5,10 @@
 #include "Question.h"
 #include "RunTool.h"
 #include "StandIn.h"
+#include "Suggestion.h"
 
 #include <CLI/CLI.hpp>
 #include <exception>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -27,7 +27,7 @@ constexpr const char* kExplanation =
     "black "
     "list and not on its white list; \"white\", \"black\", \"hosts\" whether it is on that list, and the filter on.\n"
     "In squid.conf:\n"
-    "  external_acl_type wardlet ttl=0 negative_ttl=0 cache=0 children-max=1 concurrency=1000 %URI "
+    "  external_acl_type wardlet ttl=0 cache=0 children-max=1 concurrency=1000 %URI "
     "/usr/bin/wardlet-acl\n"
     "  acl wardlet_blocked external wardlet blocked\n"
     "  http_access deny wardlet_blocked\n"
@@ -73,15 +73,37 @@ void run(const Arguments& arguments) {
     }
 }
 
+constexpr struct {
+    const char* word;
+    Outcome outcome;
+} kUndecided[] = {{"bh", Outcome::Undecided}, {"ok", Outcome::Yes}, {"err", Outcome::No}};
+
+Completions undecidedWords(const Completed&) {
+    Completions words;
+    for (const auto& each : kUndecided)
+        words.push_back({each.word});
+    return words;
+}
+
+Completions aclWords(const Completed& completed) {
+    constexpr PlaceWords kWords[] = {{"--undecided", undecidedWords}};
+    return wordsFrom(kWords, completed);
+}
+
 void addOptions(CLI::App& app, std::string_view) {
     const auto arguments = std::make_shared<Arguments>();
-    const std::map<std::string, Outcome> words = {
-        {"bh", Outcome::Undecided}, {"ok", Outcome::Yes}, {"err", Outcome::No}};
-    app.add_option("--undecided", arguments->dialect.undecided, "Answer what can't be decided with this: bh, ok or err")
-        ->transform(CLI::CheckedTransformer(words, CLI::ignore_case))
-        ->type_name("ANSWER");
+    app.add_option_function<std::string>(
+           "--undecided",
+           [arguments](const std::string& word) {
+               arguments->dialect.undecided =
+                   findNamed(kUndecided, word, "answer", [](const auto& each) { return each.word; }).outcome;
+           },
+           "Answer what can't be decided with bh, ok or err")
+        ->type_name("ANSWER")
+        ->default_str("bh");
     app.add_option("--redirect", arguments->dialect.redirect,
-                   "Answer as a url_rewrite_program: a blocked URL is sent to this one");
+                   "Answer as a url_rewrite_program: a blocked URL is sent to this one")
+        ->type_name("URL");
     app.add_flag("--no-listen", arguments->noListen, "Leave the notices of changes to a service");
     app.callback([arguments] { run(*arguments); });
 }
@@ -91,6 +113,6 @@ void addOptions(CLI::App& app, std::string_view) {
 
 int main(int argc, char** argv) {
     return wdlt::runTool({"wardlet-acl", "Answers a web proxy whether URLs are blocked.", wdlt::kExplanation,
-                          wdlt::addOptions, /* needsVerb = */ false},
+                          wdlt::addOptions, /* needsVerb = */ false, wdlt::aclWords},
                          argc, argv);
 }
