@@ -22,6 +22,7 @@ gates=(
     libbenchmark-dev libsqlite3-dev sqlite3 libre2-dev # benchmarks
     dpkg-dev file lintian mmdebstrap pkg-config # packages
     mandoc man-db bash-completion zsh fish                 # manual pages and completions
+    squid curl                             # the helper of the proxy, as its users run it
     g++-mingw-w64-x86-64-posix wine64      # the library for Windows
     etcd-server etcd-client openssl        # the store itself, and certificates for it
 )

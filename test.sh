@@ -84,6 +84,7 @@ if $all; then
     stage "windows" 4 windows
     stage "model" 2 tests/gates/model.sh "$jobs"
     stage "storms" 1 storms build/release/bin
+    stage "squid" 1 tests/gates/squid.py build/release
     stage "packages" 2 tests/gates/packages.sh build/release
     stage "format" 1 bash -c "git ls-files '*.cpp' '*.h' '*.c' | xargs clang-format --dry-run --Werror"
     stage "each source" 2 each_source

@@ -1,6 +1,6 @@
 # The tools, their manual pages and completions. Both come from the tools' own command lines: a page is what the tool
 # prints of itself, and a completion asks the tool at the time.
-set(tools wdltctl wdltreg wardlet-peer)
+set(tools wdltctl wdltreg wardlet-acl wardlet-peer)
 file(RELATIVE_PATH libraries_from_tools /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
 # One run path for the build and the installation: otherwise CMake pads that of the build with empty elements, which
 # stand for the working directory.

@@ -11,7 +11,7 @@ fail() { echo "packages: $*"; exit 1; }
 # The programs are linked with room for their run path below the prefix.
 build_for() {
     cmake "$build" -DCMAKE_INSTALL_PREFIX="$1" >/dev/null
-    cmake --build "$build" --target wdltctl wdltreg wardlet-peer WdMsg WdDbg64 WdTar WdHttp compressed_documents >/dev/null
+    cmake --build "$build" --target wdltctl wdltreg wardlet-acl wardlet-peer WdMsg WdDbg64 WdTar WdHttp compressed_documents >/dev/null
 }
 finish() {
     build_for "$prefix_before"
@@ -74,7 +74,7 @@ clean "$work/program/build/mutex"
 clean g++ -std=c++17 -Wpedantic -Werror "$work/program/mutex.cpp" $(clean pkg-config --cflags --libs wdltcfg-platform) -o "$work/program/linked"
 
 # Manual pages without a warning, in which each verb is; completions in which it is too.
-for tool in wdltctl wdltreg wardlet-peer; do
+for tool in wdltctl wdltreg wardlet-acl wardlet-peer; do
     page=$prefix/share/man/man1/$tool.1.gz
     mandoc -Tlint -W warning "$page"
     warnings=$(LC_ALL=C.UTF-8 man --warnings -l -Tutf8 -Z "$page" 2>&1 >/dev/null)

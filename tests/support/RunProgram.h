@@ -30,10 +30,11 @@ inline ProgramResult runProgram(const std::vector<std::string>& words, std::stri
 }
 
 // A program that runs alongside the test: its standard output is read line by line, its standard error is the test's.
+// `redirections` are of the others.
 class RunningProgram {
   public:
-    explicit RunningProgram(const std::vector<std::string>& words)
-        : m_child(startProgram(words, ">/dev/fd/" + std::to_string(m_output.sender()))) {
+    explicit RunningProgram(const std::vector<std::string>& words, const std::string& redirections = "")
+        : m_child(startProgram(words, ">/dev/fd/" + std::to_string(m_output.sender()) + " " + redirections)) {
         m_output.closeSender();
     }
     // Waits for a line; empty when the program ended first.

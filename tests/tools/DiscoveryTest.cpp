@@ -8,6 +8,7 @@ TEST_F(Wdltctl, TellsWhatThereIs) {
     expectOutcomes({
         {"--version", 0, "wdltctl 1.", ""},
         {"wdltreg --version", 0, "wdltreg 1.", ""},
+        {"wardlet-acl --version", 0, "wardlet-acl 1.", ""},
         {"wardlet-peer --version", 0, "wardlet-peer 1.", ""},
         {"list records", 0, "\nvirus               pop3, smtp, http or files  all that the scan engine is told", ""},
         {"list features", 0, "\npdp             smtp http 4 5 6 7  privacy data protection\n", ""},

@@ -135,6 +135,7 @@ TEST_F(Wdltctl, AndItsNeighboursRefuseWhatMakesNoSense) {
         {"wdltreg set HKEY_CURRENT_USER\\A n sz x", 2, "the one root is HKEY_LOCAL_MACHINE"},
         {"wdltreg set New " + many(256) + " sz x", 5, "HKEY_LOCAL_MACHINE\\New"},
 
+        {"wardlet-acl --undecided okk", 2, "okk: no such answer; did you mean ok?"},
         {"wardlet-peer --delay -1", 2, "Value -1 not in range 0 to 3600000"},
         {"wardlet-peer --reply 4294967296", 2, "--reply = 4294967296"},
     });

@@ -25,7 +25,7 @@ inline std::vector<std::string> wordsOf(const std::string& line) {
     std::istringstream stream(line);
     for (std::string word; stream >> std::quoted(word, '\'', '\x01');)
         words.push_back(word);
-    if (words.empty() || (words[0] != "wdltreg" && words[0] != "wardlet-peer"))
+    if (words.empty() || (words[0] != "wdltreg" && !words[0].starts_with("wardlet-")))
         words.insert(words.begin(), "wdltctl");
     return words;
 }

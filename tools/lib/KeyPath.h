@@ -7,6 +7,8 @@
 namespace wdlt {
 
 inline constexpr std::u16string_view kRootName = u"HKEY_LOCAL_MACHINE";
+/* The key of all settings. */
+inline constexpr std::u16string_view kBasePath = u"SOFTWARE\\Halvermoor\\PLK\\Wardlet";
 
 /* A key as a user types it: HKEY_LOCAL_MACHINE\..., HKLM\... or relative to HKEY_LOCAL_MACHINE; one trailing backslash
    is ignored. Slashes stand for backslashes unless there is a backslash too: then they are part of a name. Any other

@@ -13,7 +13,7 @@
 namespace wdlt {
 namespace {
 
-constexpr std::string_view kTools[] = {"wardlet-peer", "wdltctl", "wdltreg"};
+constexpr std::string_view kTools[] = {"wardlet-acl", "wardlet-peer", "wdltctl", "wdltreg"};
 
 /* --help has what is longer: whole tables of records. */
 constexpr auto kMostLines = 25;

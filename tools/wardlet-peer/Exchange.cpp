@@ -34,40 +34,28 @@ bool isSet(HANDLE event) {
 } // namespace
 
 const std::array<ExchangeKind, 3> kExchangeKinds = {{
-    {"config", [] { return std::string("wdlt_config_change_evt"); }, "_WdEvent", "_WdEvent_ret", kConfigNumbers, false},
-    {"action", [] { return std::string("wdlt_action"); }, "_WdEvent", "_WdEvent_ret", kActionNumbers, true},
+    {"config", [] { return std::string(kConfigStem); }, kRequestEnd, kReplyEnd, kConfigNumbers, false},
+    {"action", [] { return std::string(kActionStem); }, kRequestEnd, kReplyEnd, kActionNumbers, true},
     {"drs", GetMachineKeyText, "814B", "A9FF", {}, false},
 }};
 
 Exchange::Exchange(const ExchangeKind& kind, const Behaviour& behaviour) : m_kind(kind), m_behaviour(behaviour) {
     const std::string stem = kind.stem();
-    if (behaviour.hasEvents) {
-        auto request = createEvent(stem + kind.request);
-        auto reply = createEvent(stem + kind.reply);
-        // Left over from a service that is gone, kept open by a sender still waiting for its answer. The record of that
-        // request is gone too, so there is nothing to hear or answer.
-        if (request.wasThere)
-            ResetEvent(request.object.get());
-        m_request = std::move(request.object);
-        m_reply = std::move(reply.object);
-    }
-    // Last: a sender that finds the memory must find the events too.
-    if (behaviour.hasMemory && !kind.numbers.empty()) {
-        auto memory = createMemory(stem + "_WdMemory", static_cast<DWORD>(kind.numbers.size() * kNumberSize));
-        m_memory = std::move(memory.object);
-        m_foundMemory = memory.wasThere;
-    }
+    if (behaviour.hasEvents)
+        m_objects.makeEvents(stem, kind.request, kind.reply);
+    if (behaviour.hasMemory && !kind.numbers.empty())
+        m_objects.makeMemory(stem, static_cast<DWORD>(kind.numbers.size() * kNumberSize));
 }
 
 void Exchange::serve(Journal& journal, HANDLE stopping, const std::function<void()>& served) {
     for (;;) {
-        if (WaitForSingleObject(m_request.get(), INFINITE) != WAIT_OBJECT_0)
+        if (WaitForSingleObject(m_objects.request.get(), INFINITE) != WAIT_OBJECT_0)
             throw LayerError(std::string(m_kind.name), static_cast<LONG>(GetLastError()));
         if (isSet(stopping)) {
             // Spares a sender that asked just now its time-out of a minute; when nobody asked, the next sender resets
             // the event before it asks.
             if (!m_behaviour.isSilent)
-                SetEvent(m_reply.get());
+                SetEvent(m_objects.reply.get());
             return;
         }
         const std::int32_t reply = hear(journal);
@@ -82,7 +70,7 @@ void Exchange::serve(Journal& journal, HANDLE stopping, const std::function<void
 
 void Exchange::wake() {
     if (hasEvents())
-        SetEvent(m_request.get());
+        SetEvent(m_objects.request.get());
 }
 
 std::int32_t Exchange::hear(Journal& journal) const {
@@ -90,13 +78,13 @@ std::int32_t Exchange::hear(Journal& journal) const {
     auto rest = nlohmann::ordered_json::object();
     for (std::size_t i = m_kind.hasReply ? 1 : 0; i < m_kind.numbers.size(); ++i) {
         auto& number = rest[std::string(m_kind.numbers[i])];
-        if (m_memory != nullptr)
-            number = numberAt(m_memory.get() + i * kNumberSize);
+        if (m_objects.memory != nullptr)
+            number = numberAt(m_objects.memory.get() + i * kNumberSize);
     }
     if (m_behaviour.isSilent)
         rest["silent"] = true;
     else if (m_kind.hasReply) {
-        if (reply == 0 && m_memory != nullptr && asksForUrl())
+        if (reply == 0 && m_objects.memory != nullptr && asksForUrl())
             reply = tellUrlAnswer(rest);
         rest["reply"] = reply;
     }
@@ -105,7 +93,7 @@ std::int32_t Exchange::hear(Journal& journal) const {
 }
 
 bool Exchange::asksForUrl() const {
-    const auto number = [&](std::size_t i) { return numberAt(m_memory.get() + i * kNumberSize); };
+    const auto number = [&](std::size_t i) { return numberAt(m_objects.memory.get() + i * kNumberSize); };
     return isUrlQuestion(number(1), number(2), number(3));
 }
 
@@ -118,9 +106,9 @@ std::int32_t Exchange::tellUrlAnswer(nlohmann::ordered_json& rest) {
 }
 
 void Exchange::answer(std::int32_t reply) {
-    if (m_kind.hasReply && m_memory != nullptr)
-        putNumber(m_memory.get(), static_cast<std::uint32_t>(reply));
-    SetEvent(m_reply.get());
+    if (m_kind.hasReply && m_objects.memory != nullptr)
+        putNumber(m_objects.memory.get(), static_cast<std::uint32_t>(reply));
+    SetEvent(m_objects.reply.get());
 }
 
 } // namespace wdlt

@@ -1,9 +1,8 @@
-/* The service's side of one exchange: the memory into which a sender writes its record, the event that it sets to ask,
-   and the event that answers it. Each exchange has its own waiting thread, since a wait takes only one object. */
+/* The service's side of one exchange. Each has its own waiting thread, since a wait takes only one object. */
 #pragma once
 
+#include "ExchangeObjects.h"
 #include "Journal.h"
-#include "Objects.h"
 
 #include <array>
 #include <cstdint>
@@ -40,14 +39,12 @@ class Exchange {
     /* Creates the objects; throws a LayerError when that fails. */
     Exchange(const ExchangeKind& kind, const Behaviour& behaviour);
 
-    /* Whether the memory existed before. A sender has the memory of a change notification open only for a moment, so
-       finding it means that another service is running. */
-    bool foundMemory() const { return m_foundMemory; }
+    bool foundMemory() const { return m_objects.foundMemory; }
 
     /* Answers until `stopping` is set and wake() was called; calls `served` after each exchange. */
     void serve(Journal& journal, HANDLE stopping, const std::function<void()>& served);
     void wake();
-    bool hasEvents() const { return m_request != nullptr; }
+    bool hasEvents() const { return m_objects.request != nullptr; }
 
   private:
     /* Journals the request and returns the reply to it. */
@@ -58,10 +55,7 @@ class Exchange {
 
     const ExchangeKind& m_kind;
     const Behaviour m_behaviour;
-    Object m_request;
-    Object m_reply;
-    Memory m_memory;
-    bool m_foundMemory = false;
+    ExchangeObjects m_objects;
 };
 
 } // namespace wdlt

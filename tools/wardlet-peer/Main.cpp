@@ -46,14 +46,18 @@ struct Arguments {
     throw ToolError(ExitStatus::Failed, "a service runs in this home already: its objects exist");
 }
 
-/* Takes a mutex of its own: the exchanges' objects don't prove that a peer is running, since a sender may still hold
-   those of one that is gone. */
-Object claimHome() {
-    auto mutex = createMutex("wardlet_peer_mutex").object;
-    const DWORD result = WaitForSingleObject(mutex.get(), 0);
-    if (result != WAIT_OBJECT_0 && result != WAIT_ABANDONED)
+/* A mutex of its own: the exchanges' objects don't prove that a peer is running, since a sender may still hold those of
+   one that is gone. */
+HeldMutex claimHome() {
+    HeldMutex claim = takeIfFree("wardlet_peer_mutex");
+    if (claim == nullptr)
         refuse();
-    return mutex;
+    return claim;
+}
+
+/* wardlet-acl leaves the objects to a service. */
+bool isStandInThere() {
+    return takeIfFree(kStandInMutex) == nullptr;
 }
 
 /* Runs one thread per exchange; the destructor ends them, also when the owner leaves by an exception. */
@@ -96,7 +100,7 @@ class Servers {
 
 void run(const Arguments& arguments) {
     holdEndSignals();
-    const Object claim = claimHome();
+    const HeldMutex claim = claimHome();
     std::deque<Exchange> exchanges;
     for (const ExchangeKind& kind : kExchangeKinds)
         exchanges.emplace_back(
@@ -107,7 +111,7 @@ void run(const Arguments& arguments) {
                       .delay = arguments.delay,
                       .reply = arguments.reply,
                   });
-    if (exchanges.front().foundMemory())
+    if (exchanges.front().foundMemory() && !isStandInThere())
         refuse();
 
     Journal journal;

@@ -4,6 +4,7 @@
 
 #include "Completion.h"
 #include "Json.h"
+#include "KeyPath.h"
 #include "RecordFields.h"
 
 #include <functional>
@@ -21,9 +22,6 @@ struct Options {
     bool secrets = false;
     bool verbose = false;
 };
-
-/* The key of all settings. */
-inline constexpr std::u16string_view kBasePath = u"SOFTWARE\\Halvermoor\\PLK\\Wardlet";
 
 /* Whether an installation is laid down. Merely asking for the plug-in manager's switches makes keys: only values of the
    settings' own key are one. */

@@ -1,8 +1,7 @@
-/* The directories of the installation, and the files in them that settings give a name to. Paths are the file system's
-   own. */
+/* The directories of the installation. Paths are the file system's own. */
 #pragma once
 
-#include "RegText.h"
+#include "DataFile.h"
 
 #include <cstdint>
 #include <set>
@@ -13,36 +12,12 @@
 
 namespace wdlt {
 
-/* A file with data of the user's: a list, the privacy database. */
-struct DataFile {
-    std::string_view what; /* also its name in backups */
-    std::string_view key;  /* of the setting that names it, below the service's */
-    std::string_view value;
-    std::string_view list = {}; /* the text list that it holds (TextLists.h); empty: none */
-    std::uint32_t type = 0;     /* which of them */
-
-    /* What a fresh installation calls it. */
-    std::string_view freshName() const;
-    /* As the setting says, without folders; the library's default where there is none, which may be no name. */
-    std::string name() const;
-    /* As it stands behind the install directory, in the system code page; `setting` is null where there is none. The
-       fresh name where it gives none. */
-    std::string narrowNameIn(const RegValue* setting) const;
-};
-
-std::span<const DataFile> allDataFiles();
-extern const DataFile& kPrivacyDatabase;
-extern const DataFile& kPrivacyBackup;
-extern const DataFile& kAddressCache;
-
 /* Of an install directory, with the way out. */
 inline constexpr const char* kInstallIsGone =
     "the install directory isn't there: wdltctl set system install-path=DIR where it was moved, wdltctl init --upgrade "
     "makes it anew";
 
-/* The path of a file or folder that is named as the registry has it. */
-std::string pathOf(const std::string& narrowName);
-/* The same without a separator at the end; empty for an empty one. */
+/* The path of a folder that is named as the registry has it, without a separator at the end; empty for an empty one. */
 std::string folderIfSet(const std::string& narrowName);
 std::string homePath();
 

@@ -37,11 +37,6 @@ Created<Object> createNamed(const std::string& name, Create create) {
 
 } // namespace
 
-Created<Object> createMutex(const std::string& name) {
-    return createNamed(
-        name, [](LPSECURITY_ATTRIBUTES security, LPCSTR whole) { return CreateMutexA(security, FALSE, whole); });
-}
-
 Created<Object> createEvent(const std::string& name) {
     return createNamed(
         name, [](LPSECURITY_ATTRIBUTES security, LPCSTR whole) { return CreateEventA(security, FALSE, FALSE, whole); });
@@ -55,6 +50,14 @@ Created<Memory> createMemory(const std::string& name, DWORD bytes) {
     if (view == nullptr)
         throw LayerError(name, static_cast<LONG>(GetLastError()));
     return {std::move(view), mapping.wasThere};
+}
+
+HeldMutex takeIfFree(const std::string& name) {
+    Object mutex = createNamed(name, [](LPSECURITY_ATTRIBUTES security, LPCSTR whole) {
+                       return CreateMutexA(security, FALSE, whole);
+                   }).object;
+    const DWORD result = WaitForSingleObject(mutex.get(), 0);
+    return HeldMutex(result == WAIT_OBJECT_0 || result == WAIT_ABANDONED ? mutex.release() : nullptr);
 }
 
 Object createLatch() {
