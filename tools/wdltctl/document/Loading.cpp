@@ -5,8 +5,10 @@
 #include "ToolError.h"
 
 #include <algorithm>
+#include <array>
 #include <fmt/format.h>
 #include <iterator>
+#include <utility>
 
 namespace wdlt {
 namespace {
@@ -63,22 +65,20 @@ void waitForConfirmation(Journal journal, const Json& after, std::uint64_t secon
     journal.write();
 }
 
+Wanted stateNow(std::vector<const Part*> parts) {
+    Json state = takeSnapshot(parts).state;
+    return {std::move(state), std::move(parts)};
+}
+
 } // namespace
 
-Plan planFor(Layers layers, bool isForced) {
-    Plan plan;
-    plan.before.parts = partsFor(layers);
-    plan.before.state = takeSnapshot(plan.before.parts).state;
-    plan.wanted = wantedState(layers, plan.before.state);
-    addConsequences(layers, plan.before.state, plan.wanted);
-    checkParts(plan.wanted, plan.before.state, isForced);
-    return plan;
+Plan::Plan(Layers layers, bool isForced)
+    : before(stateNow(partsFor(layers))), wanted(wantedState(layers, before.state)) {
+    addConsequences(layers, before.state, wanted);
+    checkParts(wanted, before.state, isForced);
 }
 
-Plan planFor(const Json& document, bool isForced) {
-    const Layer only{&document};
-    return planFor(Layers(&only, 1), isForced);
-}
+Plan::Plan(const Json& document, bool isForced) : Plan(std::array{Layer{&document}}, isForced) {}
 
 std::vector<Change> changesOf(const Plan& plan) {
     return changesBetween(plan.before.state, plan.wanted.state);

@@ -11,15 +11,16 @@
 
 namespace wdlt {
 
+/* What documents change here, with all that this brings along. A usage error with all that stands against it, or a
+   ToolError where something would be lost, unless `isForced`. */
 struct Plan {
+    Plan(Layers layers, bool isForced);
+    Plan(const Json& document, bool isForced);
+
     Wanted before; /* with all parts that may change */
     Wanted wanted;
 };
 
-/* What the documents change here, with all that this brings along. A usage error with all that stands against it, or a
-   ToolError where something would be lost, unless `isForced`. */
-Plan planFor(Layers layers, bool isForced);
-Plan planFor(const Json& document, bool isForced);
 std::vector<Change> changesOf(const Plan& plan);
 
 struct Loaded {

@@ -21,7 +21,7 @@ std::string generationNow() {
 }
 
 Outcome bring(const Desired& desired, const StepRules& rules) {
-    const Plan plan = planFor(desired.layers(), false);
+    const Plan plan(desired.layers(), false);
     std::vector<Change> changes = changesOf(plan);
     const std::optional<Journal> waiting = Journal::read();
     Outcome outcome;

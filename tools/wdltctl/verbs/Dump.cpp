@@ -43,7 +43,7 @@ struct DiffArguments {
 std::vector<Change> changesHere(const Json& document) {
     needTree();
     const ChangeLock lock;
-    return changesOf(planFor(document, false));
+    return changesOf(Plan(document, false));
 }
 
 std::vector<Change> changesFrom(const Json& first, const Json& second) {

@@ -100,7 +100,7 @@ void load(const LoadArguments& arguments, const Options& options) {
         if (const std::string generation = generationOf(takeSnapshot()); arguments.generation != generation)
             throw ToolError(ExitStatus::Unknown,
                             fmt::format("somebody has changed something: the generation is {}", generation));
-    const Plan plan = planFor(*arguments.document, arguments.isForced);
+    const Plan plan(*arguments.document, arguments.isForced);
     if (!arguments.dryRun)
         return loadPlanned(arguments, plan, options);
     const std::vector<Change> changes = changesOf(plan);
