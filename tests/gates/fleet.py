@@ -178,8 +178,17 @@ def table(store, first, second):
     store.call("kv/deleterange", {"key": store.key("machine/other")})
     assert "first" in second.run("fleet", "status", store.address)
     assert second.run("follow", store.address, *second.options, "--once") == ""
+    second.run("follow", store.address, *second.options, status=3)  # one runs in a home
     second.end(signal.SIGKILL)
     wait_until(lambda: store.get("status/second") is None)
+    second.follow()
+    second.is_in("ok")
+    moved = second.home.rename(second.home.with_name("moved"))
+    second.home.mkdir()
+    second.run("init", "--install", str(second.home / "wardlet"))
+    assert second.process.wait(20) == 3
+    shutil.rmtree(second.home)
+    moved.rename(second.home)
     second.follow()
     second.is_in("ok")
     for each in (first, second):

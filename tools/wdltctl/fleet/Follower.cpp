@@ -11,6 +11,7 @@
 #include <platform/file_content.h>
 #include <poll.h>
 #include <random>
+#include <sys/stat.h>
 #include <utility>
 
 namespace wdlt {
@@ -52,6 +53,12 @@ std::string readRemembered() {
     return isThere(rememberedFile()) ? readFile(rememberedFile()) : "";
 }
 
+/* 0 where there is none. */
+std::uint64_t homeIdentity() {
+    struct stat status {};
+    return ::stat(homePath().c_str(), &status) == 0 ? status.st_ino : 0;
+}
+
 /* Empty where they can't be told: the look tells why. */
 std::string marksNow() {
     try {
@@ -79,7 +86,8 @@ std::vector<std::string> pathsOf(const std::vector<Change>& changes) {
 
 Follower::Follower(const EtcdStore& store, const EtcdAccess& access, Member member, const FollowRules& rules, Tell tell)
     : m_prefix(store.prefix), m_member(std::move(member)), m_keys(prefixed(m_prefix, m_member)), m_rules(rules),
-      m_tell(std::move(tell)), m_store(store, access), m_remembered(readRemembered()), m_applied(m_remembered) {
+      m_tell(std::move(tell)), m_store(store, access), m_home(homeIdentity()), m_remembered(readRemembered()),
+      m_applied(m_remembered) {
     m_report.machine = m_member.machine;
     m_report.groups = m_member.groups;
 }
@@ -336,6 +344,9 @@ void Follower::lookBy(Clock::time_point time) {
 }
 
 void Follower::noticeChanges() {
+    // Whatever is open is in the old one.
+    if (homeIdentity() != m_home)
+        throw ToolError(ExitStatus::Unknown, fmt::format("{}: the home was removed or replaced", homePath()));
     if (m_desired.isEmpty())
         return;
     if (m_notice != nullptr)

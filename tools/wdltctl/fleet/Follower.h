@@ -76,8 +76,9 @@ class Follower {
 
     std::optional<std::string> m_stamp; /* of the documents; none where they were never read */
     Desired m_desired;
-    std::string m_remembered; /* the stamp of those that the installation was last in step with, on disk */
-    std::string m_applied;    /* likewise, whether or not that is confirmed: what differs from it is drift */
+    const std::uint64_t m_home; /* its identity */
+    std::string m_remembered;   /* the stamp of those that the installation was last in step with, on disk */
+    std::string m_applied;      /* likewise, whether or not that is confirmed: what differs from it is drift */
 
     Report m_report;
     std::string m_marks; /* of the state that was looked at last */

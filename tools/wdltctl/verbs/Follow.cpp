@@ -2,6 +2,7 @@
 
 #include "Follower.h"
 #include "LibraryWatch.h"
+#include "Objects.h"
 #include "StoreOptions.h"
 #include "TimeOption.h"
 #include "ToolError.h"
@@ -98,6 +99,9 @@ void follow(const FollowArguments& arguments, const Options& options) {
             throw ToolError(status, report.reason.empty() ? report.state : report.state + ": " + report.reason);
         return;
     }
+    const HeldMutex claim = takeIfFree("wdlt_follow_mutex");
+    if (claim == nullptr)
+        throw ToolError(ExitStatus::Unknown, "another wdltctl follow keeps this home in step");
     endBySignal();
     follower.run(endingDescriptor());
 }
