@@ -110,7 +110,7 @@ TEST_F(Acl, AnswersEachLine) {
         {"http://ab/ hosts", kNotOn},
         {"http://[/ hosts", kNotOn},
         {"", none},
-        {"5", kOnNone},
+        {"5", "5 " + none},
         {sized(2083), kBlack},
         {sized(2084), tooLong},
         {sized(4096) + " black", tooLong},

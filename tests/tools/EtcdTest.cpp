@@ -100,7 +100,7 @@ TEST_F(RealEtcd, KeysAreReadAtOneRevisionPageByPage) {
     for (const char* const key : {"/v", "/w/", "/w/1", "/w/2", "/w/3", "/w/4", "/w/5", "/w0"})
         EXPECT_TRUE(etcd.put(key, key + bytes));
     for (const int page : {1, 3, 6, 500}) {
-        const wdlt::Found found = etcd.getAll("/w/", page);
+        const wdlt::Found found = etcd.getAll("/w/", false, page);
         ASSERT_EQ(found.keys.size(), 6u) << page;
         EXPECT_EQ(found.revision, 9);
         for (std::size_t i = 0; i < 6; ++i)
@@ -335,7 +335,7 @@ TEST(LyingEtcd, AnAnswerThatIsNoneIsAFailure) {
         const ScriptedServer server(answers);
         Etcd etcd(storeAt({server.url()}), {}, kShort);
         wdlt::Found found;
-        std::string words = failureOf([&] { found = etcd.getAll("/w"); });
+        std::string words = failureOf([&] { found = etcd.getAll("a"); });
         if (const auto at = words.find(server.url()); at != words.npos)
             words.replace(at, server.url().size(), "@");
         EXPECT_THAT(words, testing::StartsWith(failure));

@@ -2,10 +2,12 @@
 
 #include "LayerError.h"
 
+#include <algorithm>
 #include <array>
 #include <climits>
 #include <fmt/format.h>
 #include <platform/home.h>
+#include <sys/stat.h>
 
 namespace wdlt {
 
@@ -53,6 +55,19 @@ bool lookAtHome(std::string& path, HomeUse use) {
     default:
         return refuse(fmt::format("{}: {}", path, layerErrorText(static_cast<LONG>(error))));
     }
+}
+
+HomeIdentity::HomeIdentity(const std::string& home) {
+    for (const char* const part : {"", "/registry/data.mdb", "/objects"})
+        if (struct stat status{}; ::stat((home + part).c_str(), &status) == 0)
+            m_seen.push_back({home + part, status.st_dev, status.st_ino});
+}
+
+bool HomeIdentity::isSame() const {
+    return std::ranges::all_of(m_seen, [](const Seen& seen) {
+        struct stat status {};
+        return ::stat(seen.path.c_str(), &status) == 0 && status.st_dev == seen.device && status.st_ino == seen.node;
+    });
 }
 
 } // namespace wdlt

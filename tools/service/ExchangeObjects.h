@@ -25,8 +25,7 @@ struct ExchangeObjects {
     Object request;
     Object reply;
     Memory memory;
-    /* The memory existed before. A sender has the memory of a change notification open only for a moment, so somebody
-       else serves it. */
+    /* The memory existed before: somebody else serves it, or a sender has it until its change is answered. */
     bool foundMemory = false;
 };
 

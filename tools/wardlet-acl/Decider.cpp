@@ -47,10 +47,11 @@ void needHandler() {
         throw ToolError(ExitStatus::Unknown, "the HTTP handler can't be read: wdltctl check tells more");
 }
 
-void needHome() {
+std::string needHome() {
     std::string path;
     if (!lookAtHome(path, HomeUse::Read))
         throw ToolError(ExitStatus::Unknown, "no home is at " + path);
+    return path;
 }
 
 } // namespace
@@ -84,8 +85,11 @@ void Decider::forget() {
 }
 
 void Decider::follow(std::uint64_t notices) {
-    if (!m_state)
-        needHome();
+    if (isOver())
+        throw ToolError(ExitStatus::Unknown, "the home was replaced");
+    std::optional<HomeIdentity> home; // before anything of it is read
+    if (!m_home)
+        home.emplace(needHome());
     ListState state = m_files.look();
     const auto now = std::chrono::steady_clock::now();
     const bool hasChanged = m_state != state || m_notices != notices;
@@ -100,6 +104,8 @@ void Decider::follow(std::uint64_t notices) {
     m_notices = notices;
     if (!m_switches)
         readSwitches();
+    if (home)
+        m_home = std::move(home);
 }
 
 void Decider::readSwitches() {

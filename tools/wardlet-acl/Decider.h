@@ -2,6 +2,7 @@
    anything changes; what couldn't be read is read again for the next questions. For one thread. */
 #pragma once
 
+#include "HomeLook.h"
 #include "ListFiles.h"
 #include "Question.h"
 
@@ -23,6 +24,8 @@ class Decider {
     /* Answers in the order of the questions, valid until the next call. `notices` counts the changes that were heard of.
        Never throws. */
     std::span<const Answer> decide(std::span<const Question> questions, std::uint64_t notices);
+    /* The home that it has answered from was replaced: only a new process sees the new one. */
+    bool isOver() const { return m_home && !m_home->isSame(); }
     /* Whether the settings could be read for the last answers. */
     bool isReady() const { return m_switches.has_value(); }
 
@@ -50,6 +53,7 @@ class Decider {
     std::uint64_t m_notices = 0;
     std::chrono::steady_clock::time_point m_settlesAt; /* zero: it has settled */
 
+    std::optional<HomeIdentity> m_home; /* once it was read */
     std::optional<Switches> m_switches;
     std::unordered_set<std::string> m_hosts;
     Known m_known;

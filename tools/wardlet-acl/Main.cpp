@@ -6,6 +6,7 @@
 #include "RunTool.h"
 #include "StandIn.h"
 #include "Suggestion.h"
+#include "ToolError.h"
 
 #include <CLI/CLI.hpp>
 #include <exception>
@@ -33,10 +34,12 @@ constexpr const char* kExplanation =
     "  http_access deny wardlet_blocked\n"
     "A change counts from the next question on. While no service runs in the home, the helper answers the notices of "
     "changes in its place.\n"
-    "Ends at the end of its input. Exit status: 0 ended, 2 wrong usage, 5 the answers can't be written.";
+    "Ends at the end of its input. Exit status: 0 ended, 2 wrong usage, 3 the home was replaced (the proxy starts "
+    "another helper), 5 the answers can't be written.";
 
 struct Arguments {
     Dialect dialect;
+    bool isUndecidedGiven = false;
     bool noListen = false;
 };
 
@@ -52,6 +55,10 @@ bool startListening(std::optional<StandIn>& standIn) {
 }
 
 void run(const Arguments& arguments) {
+    Dialect dialect = arguments.dialect;
+    // A rewriting program's BH lets the request through, which everybody can bring about by a long URL.
+    if (!arguments.isUndecidedGiven && !dialect.redirect.empty())
+        dialect.undecided = Outcome::Yes;
     bool listens = !arguments.noListen;
     Lines input(STDIN_FILENO);
     Decider decider;
@@ -62,12 +69,14 @@ void run(const Arguments& arguments) {
     while (input.read(lines)) {
         questions.resize(lines.size());
         for (std::size_t i = 0; i < lines.size(); ++i)
-            parseQuestion(lines[i], arguments.dialect, questions[i]);
+            parseQuestion(lines[i], dialect, questions[i]);
         const auto answers = decider.decide(questions, standIn ? standIn->heard() : 0);
         out.clear();
         for (std::size_t i = 0; i < lines.size(); ++i)
-            appendAnswer(out, questions[i].channel, answers[i], arguments.dialect);
+            appendAnswer(out, questions[i].channel, answers[i], dialect);
         writeAll(STDOUT_FILENO, out);
+        if (decider.isOver()) // the proxy starts another
+            throw ToolError(ExitStatus::Unknown, "the home was replaced");
         if (listens && !standIn && decider.isReady()) // a home that isn't there isn't made
             listens = startListening(standIn);
     }
@@ -95,12 +104,12 @@ void addOptions(CLI::App& app, std::string_view) {
     app.add_option_function<std::string>(
            "--undecided",
            [arguments](const std::string& word) {
+               arguments->isUndecidedGiven = true;
                arguments->dialect.undecided =
                    findNamed(kUndecided, word, "answer", [](const auto& each) { return each.word; }).outcome;
            },
-           "Answer what can't be decided with bh, ok or err")
-        ->type_name("ANSWER")
-        ->default_str("bh");
+           "Answer what can't be decided with bh, ok or err; without it bh, with --redirect ok")
+        ->type_name("ANSWER");
     app.add_option("--redirect", arguments->dialect.redirect,
                    "Answer as a url_rewrite_program: a blocked URL is sent to this one")
         ->type_name("URL");

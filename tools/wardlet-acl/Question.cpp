@@ -78,7 +78,7 @@ std::string unescaped(std::string_view text) {
 void parseQuestion(std::string_view line, const Dialect& dialect, Question& question) {
     std::string_view rest = trimmed(line);
     std::string_view token = takeToken(rest);
-    question.channel = isNumber(token) && !rest.empty() ? token : "";
+    question.channel = isNumber(token) ? token : "";
     if (!question.channel.empty())
         token = takeToken(rest);
     putUrl(token, question.url);

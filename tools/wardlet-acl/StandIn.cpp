@@ -7,7 +7,8 @@
 namespace wdlt {
 namespace {
 
-constexpr DWORD kLookMs = 1000; /* between two looks whether there is a service */
+constexpr DWORD kLookMs = 100;   /* between two looks whether there is a service, or it is to end */
+constexpr DWORD kRetryMs = 1000; /* whether there is none any more */
 
 /* The service's alone: nobody else makes it. */
 bool isServiceThere() {
@@ -20,11 +21,6 @@ StandIn::StandIn() : m_stopping(createLatch()), m_thread([this] { run(); }) {}
 
 StandIn::~StandIn() {
     SetEvent(m_stopping.get());
-    {
-        const std::lock_guard hold(m_guard);
-        if (m_request != nullptr)
-            SetEvent(m_request);
-    }
     m_thread.join();
 }
 
@@ -38,7 +34,7 @@ void StandIn::run() {
                 printRemark(error.what());
             hasFailed = true;
         }
-        WaitForSingleObject(m_stopping.get(), kLookMs);
+        WaitForSingleObject(m_stopping.get(), kRetryMs);
     }
 }
 
@@ -51,12 +47,6 @@ void StandIn::serveWhileAlone() {
     objects.makeMemory(kConfigStem, kConfigBytes);
     if (objects.foundMemory)
         return;
-    struct Shown {
-        StandIn& standIn;
-        ~Shown() { standIn.show(nullptr); }
-    };
-    const Shown shown{*this};
-    show(objects.request.get());
     while (!isStopping()) {
         const DWORD result = WaitForSingleObject(objects.request.get(), kLookMs);
         if (result != WAIT_OBJECT_0 && result != WAIT_TIMEOUT)
@@ -72,11 +62,6 @@ void StandIn::serveWhileAlone() {
             SetEvent(objects.reply.get());
         }
     }
-}
-
-void StandIn::show(HANDLE request) {
-    const std::lock_guard hold(m_guard);
-    m_request = request;
 }
 
 } // namespace wdlt

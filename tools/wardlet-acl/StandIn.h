@@ -1,13 +1,13 @@
 /* Hears of changes as the service does, while none runs: a thread makes the objects of the change notification, counts
    each notice and answers it. Of several helpers one does; when it ends, another takes its place within a second. A
-   service may start at any time: it shares the objects, and gets what is asked from then on. */
+   service may start at any time: it shares the objects, and gets what is asked from then on.
+   Nothing here sets the request: a service would take it for a change. */
 #pragma once
 
 #include "Objects.h"
 
 #include <atomic>
 #include <cstdint>
-#include <mutex>
 #include <thread>
 
 namespace wdlt {
@@ -25,13 +25,10 @@ class StandIn {
   private:
     void run();
     void serveWhileAlone();
-    void show(HANDLE request);
     bool isStopping() const { return WaitForSingleObject(m_stopping.get(), 0) == WAIT_OBJECT_0; }
 
     const Object m_stopping;
     std::atomic<std::uint64_t> m_heard = 0;
-    std::mutex m_guard;
-    HANDLE m_request = nullptr; /* what the thread waits for, under the guard; null: m_stopping */
     std::thread m_thread;
 };
 

@@ -39,8 +39,6 @@ class Exchange {
     /* Creates the objects; throws a LayerError when that fails. */
     Exchange(const ExchangeKind& kind, const Behaviour& behaviour);
 
-    bool foundMemory() const { return m_objects.foundMemory; }
-
     /* Answers until `stopping` is set and wake() was called; calls `served` after each exchange. */
     void serve(Journal& journal, HANDLE stopping, const std::function<void()>& served);
     void wake();

@@ -55,9 +55,17 @@ HeldMutex claimHome() {
     return claim;
 }
 
-/* wardlet-acl leaves the objects to a service. */
-bool isStandInThere() {
-    return takeIfFree(kStandInMutex) == nullptr;
+/* A service that is no peer. Its memory for questions tells: that for changes wardlet-acl has too, and so has a sender
+   until its change is answered; a sender of a question to a peer that is gone has this one for a moment. */
+void refuseBesideService() {
+    constexpr int kLooks = 10;
+    constexpr DWORD kBetweenMs = 50;
+    int looks = 0;
+    while (hasMemory(kActionStem)) {
+        if (++looks == kLooks)
+            refuse();
+        Sleep(kBetweenMs);
+    }
 }
 
 /* Runs one thread per exchange; the destructor ends them, also when the owner leaves by an exception. */
@@ -101,6 +109,7 @@ class Servers {
 void run(const Arguments& arguments) {
     holdEndSignals();
     const HeldMutex claim = claimHome();
+    refuseBesideService();
     std::deque<Exchange> exchanges;
     for (const ExchangeKind& kind : kExchangeKinds)
         exchanges.emplace_back(
@@ -111,8 +120,6 @@ void run(const Arguments& arguments) {
                       .delay = arguments.delay,
                       .reply = arguments.reply,
                   });
-    if (exchanges.front().foundMemory() && !isStandInThere())
-        refuse();
 
     Journal journal;
     journal.tell("ready", nlohmann::ordered_json::object());

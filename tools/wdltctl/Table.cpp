@@ -5,13 +5,17 @@
 
 #include <algorithm>
 #include <fmt/format.h>
+#include <iterator>
 
 namespace wdlt {
 namespace {
 
 std::string cellText(const Json& cell) {
-    if (cell.is_array())
-        return fmt::format("{}", fmt::join(cell.get<std::vector<std::string>>(), " "));
+    if (cell.is_array()) {
+        std::vector<std::string> words;
+        std::ranges::transform(cell, std::back_inserter(words), cellText);
+        return fmt::format("{}", fmt::join(words, " "));
+    }
     return cell.is_string() ? displayText(utf16FromUtf8(cell.get<std::string>()).value_or(u"?")) : cell.dump();
 }
 

@@ -135,6 +135,7 @@ std::optional<Journal> Journal::read() {
                     throw ToolError(ExitStatus::Usage, "no state");
         if (!stored.at("due").is_null())
             journal.due = DueTime(stored.at("due"));
+        journal.by = stored.value("by", "");
         return journal;
     } catch (const Json::exception&) {
     } catch (const ToolError& error) {
@@ -146,11 +147,8 @@ std::optional<Journal> Journal::read() {
 }
 
 void Journal::write() const {
-    const Json stored = {{"journal", kJournalFormat},
-                         {"before", before},
-                         {"after", after},
-                         {"parts", parts},
-                         {"due", due ? due->stored() : Json()}};
+    const Json stored = {{"journal", kJournalFormat},           {"before", before}, {"after", after}, {"parts", parts},
+                         {"due", due ? due->stored() : Json()}, {"by", by}};
     store(path(), stored.dump());
 }
 

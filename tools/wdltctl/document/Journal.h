@@ -36,6 +36,7 @@ struct Journal {
     Json after;  /* likewise; what is wanted, while the load is at work */
     std::vector<DocumentPath> parts;
     std::optional<DueTime> due; /* when a load that isn't confirmed is undone */
+    std::string by = {};        /* who confirms it; empty: a user */
 
     /* nullopt where there is none. One that can't be read is a ToolError with its path. */
     static std::optional<Journal> read();

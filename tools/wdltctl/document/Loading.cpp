@@ -2,12 +2,17 @@
 
 #include "Journal.h"
 #include "LibraryWatch.h"
+#include "RunTool.h"
 #include "ToolError.h"
 
 #include <algorithm>
 #include <array>
+#include <csignal>
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <iterator>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <utility>
 
 namespace wdlt {
@@ -84,9 +89,9 @@ std::vector<Change> changesOf(const Plan& plan) {
     return changesBetween(plan.before.state, plan.wanted.state);
 }
 
-Loaded carryOut(const Plan& plan, bool keepsGoing, std::uint64_t confirmWithin) {
+Loaded carryOut(const Plan& plan, bool keepsGoing, std::uint64_t confirmWithin, const std::string& by) {
     const Json& before = plan.before.state;
-    Journal journal{before, plan.wanted.state, {}, {}};
+    Journal journal{before, plan.wanted.state, {}, {}, by};
     std::ranges::transform(plan.before.parts, std::back_inserter(journal.parts), &Part::path);
     if (isSame(before, plan.wanted.state)) { // nothing is stored, but a confirmation may be expected
         if (confirmWithin != 0)
@@ -113,6 +118,31 @@ Loaded carryOut(const Plan& plan, bool keepsGoing, std::uint64_t confirmWithin) 
     if (!after.is_null())
         loaded.changes = changesBetween(before, after);
     return loaded;
+}
+
+void leaveGuardBehind() {
+    const pid_t child = ::fork();
+    if (child < 0)
+        return printRemark("no process waits for the confirmation: without it, the next command undoes the load");
+    if (child > 0) {
+        ::waitpid(child, nullptr, 0);
+        return;
+    }
+    // The process that waits is nobody's child, and survives the terminal.
+    if (::setsid() < 0 || ::fork() != 0)
+        ::_exit(0);
+    const int nothing = ::open("/dev/null", O_RDWR);
+    for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        ::dup2(nothing, standard);
+    ::close_range(STDERR_FILENO + 1, ~0U, 0);
+    sigset_t none;
+    sigemptyset(&none);
+    ::sigprocmask(SIG_SETMASK, &none, nullptr);
+    std::string name = "wdltctl";
+    std::string verb = kAwaitConfirmation;
+    std::array<char*, 3> words{name.data(), verb.data(), nullptr};
+    ::execv("/proc/self/exe", words.data());
+    ::_exit(1);
 }
 
 } // namespace wdlt

@@ -29,7 +29,13 @@ struct Loaded {
     std::vector<std::string> failures; /* each begins with its path; none but with `keepsGoing` */
 };
 /* Stores what differs. A failure leaves the state before and is a ToolError, unless `keepsGoing`. Within `confirmWithin`
-   seconds, unless that is 0, the journal must be removed: otherwise the next who looks undoes it. */
-Loaded carryOut(const Plan& plan, bool keepsGoing, std::uint64_t confirmWithin);
+   seconds, unless that is 0, the journal must be removed: otherwise the next who looks undoes it. `by`: who does
+   that, unless it is a user. */
+Loaded carryOut(const Plan& plan, bool keepsGoing, std::uint64_t confirmWithin, const std::string& by = {});
+
+/* A process that waits for the end of the time and puts back what nobody has confirmed. When this fails, or the process
+   doesn't live that long, the next verb does. */
+void leaveGuardBehind();
+inline constexpr const char* kAwaitConfirmation = "await-confirmation"; /* its verb */
 
 } // namespace wdlt

@@ -44,8 +44,10 @@ class Desired {
     std::vector<Named> m_documents;
 };
 
-/* Which versions of which documents: what changes with any of them. */
+/* Which documents in which versions, with a digest of each: a store that was laid down anew counts from 1 again. */
 std::string stampOf(const Found& found);
+/* The newest in a stamp, 0 for none. */
+std::int64_t newestIn(const std::string& stamp);
 /* The newest of them, 0 for none. */
 std::int64_t newestOf(const Found& found);
 

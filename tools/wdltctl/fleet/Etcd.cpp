@@ -43,6 +43,14 @@ bool isRefused(long status, EtcdError error) {
     return (status == 400 || status == 401 || status == 403) && error != EtcdError::OutOfRange;
 }
 
+/* Of a body that isn't JSON, as the gateway's own refusals are. */
+std::string firstLineOf(const std::string& body) {
+    constexpr std::size_t kMost = 200;
+    std::string line = body.substr(0, std::min(body.find_first_of("\r\n"), kMost));
+    std::erase_if(line, [](char c) { return static_cast<unsigned char>(c) < ' '; });
+    return line.empty() ? "" : ": " + line;
+}
+
 std::string withoutBlanks(std::string text) {
     const auto end = text.find_last_not_of(" \t\r\n");
     text.erase(end + 1);
@@ -92,7 +100,7 @@ Etcd::Answer Etcd::askOnce(const char* call, const std::string& body) {
     if (error == EtcdError::NotFound || error == EtcdError::OutOfRange)
         return answer;
     if (!text.empty() || reply.status != 200)
-        answer.error = text.empty() ? "HTTP status " + std::to_string(reply.status) : text;
+        answer.error = text.empty() ? "HTTP status " + std::to_string(reply.status) + firstLineOf(reply.body) : text;
     else if (revisionOf(answer.message.contains("result") ? answer.message["result"] : answer.message) == 0)
         answer.error = "what answers isn't etcd";
     answer.refused = isRefused(reply.status, error);
@@ -129,24 +137,21 @@ void Etcd::addKeys(std::vector<StoredKey>& to, const Json& range) const {
 }
 
 Found Etcd::get(std::span<const std::string> keys) {
-    return getThem(keys, false);
-}
-
-Found Etcd::getVersions(std::span<const std::string> keys) {
-    return getThem(keys, true);
-}
-
-Found Etcd::getThem(std::span<const std::string> keys, bool keysOnly) {
-    const Json answer = ask("kv/txn", lookAt(keys, keysOnly));
+    const Json answer = ask("kv/txn", lookAt(keys, false));
     Found found{revisionOf(answer), {}};
     for (const Json& response : memberOf(answer, "responses"))
         addKeys(found.keys, memberOf(response, "response_range"));
+    if (!std::ranges::all_of(found.keys,
+                             [&](const StoredKey& each) { return std::ranges::find(keys, each.key) != keys.end(); }))
+        throw StoreAway(endpoint() + ": it answers with keys that weren't asked for");
     return found;
 }
 
-Found Etcd::getAll(const std::string& prefix, int page) {
+Found Etcd::getAll(const std::string& prefix, bool keysOnly, int page) {
     Found found{0, {}};
     Json body{{"key", base64(prefix)}, {"range_end", base64(endOf(prefix))}, {"limit", page}};
+    if (keysOnly)
+        body["keys_only"] = true;
     for (int readings = 0; readings < kMostReadings;) {
         const Json answer = ask("kv/range", body);
         if (errorOf(answer) == EtcdError::OutOfRange) {
@@ -158,6 +163,8 @@ Found Etcd::getAll(const std::string& prefix, int page) {
         }
         const auto before = found.keys.size();
         addKeys(found.keys, answer);
+        if (!std::ranges::all_of(found.keys, [&](const StoredKey& each) { return each.key.starts_with(prefix); }))
+            throw StoreAway(endpoint() + ": it answers with keys that weren't asked for");
         if (found.revision == 0)
             found.revision = revisionOf(answer);
         if (!memberOf(answer, "more").is_boolean() || found.keys.size() == before)

@@ -65,9 +65,8 @@ class Etcd {
 
     /* Those of the keys that there are, in the order asked for. At most 128, the store's own limit. */
     Found get(std::span<const std::string> keys);
-    /* The same without their values. */
-    Found getVersions(std::span<const std::string> keys);
-    Found getAll(const std::string& prefix, int page = 500);
+    /* With `keysOnly` without the values. */
+    Found getAll(const std::string& prefix, bool keysOnly = false, int page = 500);
 
     std::int64_t grantLease(std::chrono::seconds life);
     /* False when the lease is gone. */
@@ -94,7 +93,6 @@ class Etcd {
 
   private:
     struct Answer;
-    Found getThem(std::span<const std::string> keys, bool keysOnly);
     /* Any endpoint; `call` is "kv/range". */
     Json ask(const char* call, const Json& body);
     /* The current one. */

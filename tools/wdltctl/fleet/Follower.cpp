@@ -11,7 +11,6 @@
 #include <platform/file_content.h>
 #include <poll.h>
 #include <random>
-#include <sys/stat.h>
 #include <utility>
 
 namespace wdlt {
@@ -21,6 +20,7 @@ using namespace std::chrono_literals;
 
 constexpr auto kLongestWait = 5s;       // for what the file system doesn't tell
 constexpr auto kBeforeLook = 100ms;     // a program's other changes come along
+constexpr auto kBetweenPutBacks = 1s;   // of what somebody else changes again and again
 constexpr auto kWhileAnotherWaits = 1s; // to be confirmed changes no mark
 constexpr auto kNext = std::chrono::steady_clock::time_point::min();
 
@@ -53,12 +53,6 @@ std::string readRemembered() {
     return isThere(rememberedFile()) ? readFile(rememberedFile()) : "";
 }
 
-/* 0 where there is none. */
-std::uint64_t homeIdentity() {
-    struct stat status {};
-    return ::stat(homePath().c_str(), &status) == 0 ? status.st_ino : 0;
-}
-
 /* Empty where they can't be told: the look tells why. */
 std::string marksNow() {
     try {
@@ -86,16 +80,21 @@ std::vector<std::string> pathsOf(const std::vector<Change>& changes) {
 
 Follower::Follower(const EtcdStore& store, const EtcdAccess& access, Member member, const FollowRules& rules, Tell tell)
     : m_prefix(store.prefix), m_member(std::move(member)), m_keys(prefixed(m_prefix, m_member)), m_rules(rules),
-      m_tell(std::move(tell)), m_store(store, access), m_home(homeIdentity()), m_remembered(readRemembered()),
+      m_tell(std::move(tell)), m_store(store, access), m_home(homePath()), m_remembered(readRemembered()),
       m_applied(m_remembered) {
     m_report.machine = m_member.machine;
     m_report.groups = m_member.groups;
+    m_report.applied = newestIn(m_applied);
+    if (const auto left = unconfirmedFor()) { // an earlier process's: confirmed once the store answers
+        m_undoneAt = Clock::now() + *left + 1s;
+        lookBy(*m_undoneAt);
+    }
 }
 
 void Follower::run(int ending) {
     pollfd ended{ending, POLLIN, 0};
     while (::poll(&ended, 1, 0) == 0) {
-        if (!m_isConnected && Clock::now() >= m_nextTry)
+        if (Clock::now() >= (m_isConnected ? m_fetchAt : m_nextTry))
             ask(&Follower::fetch);
         if (Clock::now() >= m_lookAt)
             look();
@@ -125,12 +124,12 @@ void Follower::ask(void (Follower::*step)()) {
 }
 
 void Follower::fetch() {
-    Found found = m_stamp ? m_store.getVersions(m_keys) : m_store.get(m_keys);
-    if (m_stamp && m_stamp != stampOf(found)) // the documents' contents are taken only where one has changed
-        found = m_store.get(m_keys);
+    m_fetchAt = Clock::time_point::max();
+    const Found found = m_store.get(m_keys);
     if (!m_isConnected) {
         m_store.watch(m_keys, found.revision + 1);
         m_renewAt = kNext;
+        m_connectedAt = Clock::now();
     }
     m_isConnected = true;
     if (m_stamp != stampOf(found))
@@ -141,7 +140,7 @@ void Follower::away(const std::string& why) {
     constexpr auto kFirst = 1s;
     constexpr auto kMost = 60s;
     m_isConnected = false;
-    if (m_attempts == 0)
+    if (!std::exchange(m_isToldAway, true))
         m_tell("store away", why, {});
     m_nextTry = Clock::now() + backOff(m_attempts++, kFirst, kMost);
 }
@@ -163,15 +162,17 @@ void Follower::tellStore() {
         return;
     }
     m_told = m_report;
-    if (std::exchange(m_attempts, 0) != 0)
+    if (std::exchange(m_isToldAway, false))
         m_tell("store back", "", {});
+    if (hasSettled())
+        m_attempts = 0;
     if (m_undoneAt)
         confirm();
 }
 
 void Follower::wait(int ending) {
     auto until = std::min(Clock::now() + kLongestWait, m_lookAt);
-    until = std::min(until, m_isConnected ? m_renewAt : m_nextTry);
+    until = std::min(until, m_isConnected ? std::min(m_renewAt, m_fetchAt) : m_nextTry);
     if (m_isConnected && m_told != m_report)
         until = kNext;
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - std::min(until, Clock::now()));
@@ -179,12 +180,14 @@ void Follower::wait(int ending) {
     if (m_notice != nullptr && m_notice->descriptor() >= 0)
         others.push_back(m_notice->descriptor());
     switch (m_store.wait(others, left)) {
+    case Etcd::News::Changed:
+        m_fetchAt = std::min(m_fetchAt, Clock::now() + randomUpTo(m_rules.spread));
+        break;
     case Etcd::News::Compacted:
         m_isConnected = false; // no watch is left
+        if (hasSettled())
+            break;
         [[fallthrough]];
-    case Etcd::News::Changed:
-        ask(&Follower::fetch);
-        break;
     case Etcd::News::Lost:
         away(m_store.why());
         break;
@@ -193,8 +196,13 @@ void Follower::wait(int ending) {
     }
 }
 
+/* A watch that ends as soon as it is there is no answer: the next attempt waits longer. */
+bool Follower::hasSettled() const {
+    constexpr auto kAfter = 2s;
+    return Clock::now() - m_connectedAt >= kAfter;
+}
+
 void Follower::take(const Found& found) {
-    const bool isFirst = !m_stamp;
     m_stamp = stampOf(found);
     m_report.revision = newestOf(found);
     m_holds = 0;
@@ -208,34 +216,37 @@ void Follower::take(const Found& found) {
     }
     if (m_desired.isEmpty())
         return setState("nothing asked", "");
-    lookBy(Clock::now() + (isFirst ? 0ms : randomUpTo(m_rules.spread)));
+    m_lookAt = kNext;
 }
 
 void Follower::look() {
     m_lookAt = Clock::time_point::max();
-    if (m_desired.isEmpty())
-        return;
     const bool isOver = m_undoneAt && Clock::now() >= *m_undoneAt;
+    if (m_undoneAt && !isOver)
+        lookBy(*m_undoneAt);
+    if (m_desired.isEmpty() && !isOver)
+        return;
     if (isOver) {
         m_undoneAt.reset();
         holdOff();
     }
-    if (m_undoneAt)
-        lookBy(*m_undoneAt);
     const bool isHeld = Clock::now() < m_holdUntil;
     if (isHeld)
         lookBy(m_holdUntil);
     m_marks = marksNow(); // what changes behind them is looked at next time
     m_notice = noticeNow();
     const bool isNew = m_applied != m_stamp;
-    const Outcome outcome = bringInStep(m_desired, {.mayStore = !isHeld && (isNew || m_rules.putsBack),
+    const bool putsBack = m_rules.putsBack && Clock::now() >= m_nextPutBack;
+    const Outcome outcome = bringInStep(m_desired, {.mayStore = !isHeld && (isNew || putsBack),
+                                                    .isHeard = m_isConnected,
                                                     .isNew = isNew || m_report.generation.empty(),
                                                     .confirmWithin = m_rules.confirmWithin});
-    if (isOver && outcome.step == Step::Drift) {
+    if (isOver && (m_desired.isEmpty() || outcome.step == Step::Drift)) {
         m_applied.clear();
         fail("undone", fmt::format("the store couldn't be told within {} s", m_rules.confirmWithin));
     }
-    note(outcome);
+    if (!m_desired.isEmpty())
+        note(outcome);
 }
 
 void Follower::note(const Outcome& outcome) {
@@ -246,6 +257,8 @@ void Follower::note(const Outcome& outcome) {
         return noteDrift(outcome);
     case Step::Waiting:
         lookBy(Clock::now() + kWhileAnotherWaits);
+        if (m_report.state != "waiting")
+            m_tell("waiting", outcome.remark, outcome.changes);
         return setState("waiting", outcome.remark);
     case Step::Refused:
         return fail("refused", outcome.remark);
@@ -263,6 +276,7 @@ void Follower::noteStored(const Outcome& outcome) {
     } else if (!outcome.changes.empty()) {
         m_report.drift = pathsOf(outcome.changes);
         ++m_report.putBack;
+        m_nextPutBack = Clock::now() + kBetweenPutBacks;
         m_tell("put back", words, outcome.changes);
     } else if (m_report.state == "drift") {
         m_report.drift.clear();
@@ -294,6 +308,8 @@ void Follower::noteDrift(const Outcome& outcome) {
     if (m_report.state != "drift" || m_report.drift != paths)
         m_tell("drift", "", outcome.changes);
     m_report.drift = std::move(paths);
+    if (m_rules.putsBack)
+        lookBy(std::max(m_nextPutBack, m_holdUntil));
     setState("drift", outcome.remark);
 }
 
@@ -315,9 +331,13 @@ void Follower::holdOff() {
 void Follower::confirm() {
     m_undoneAt.reset();
     try {
-        keep();
-        remember();
-        m_tell("confirmed", "", {});
+        if (keep()) {
+            remember();
+            m_tell("confirmed", "", {});
+        } else { // the look tells whether it is there
+            m_applied.clear();
+            lookBy(kNext);
+        }
     } catch (const ToolError& error) {
         m_applied.clear();
         holdOff();
@@ -345,8 +365,8 @@ void Follower::lookBy(Clock::time_point time) {
 
 void Follower::noticeChanges() {
     // Whatever is open is in the old one.
-    if (homeIdentity() != m_home)
-        throw ToolError(ExitStatus::Unknown, fmt::format("{}: the home was removed or replaced", homePath()));
+    if (!m_home.isSame())
+        throw ToolError(ExitStatus::Unknown, fmt::format("{}: the home, or what is in it, was replaced", homePath()));
     if (m_desired.isEmpty())
         return;
     if (m_notice != nullptr)

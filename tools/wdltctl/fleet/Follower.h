@@ -5,6 +5,7 @@
 #include "Desired.h"
 #include "Etcd.h"
 #include "FileNotice.h"
+#include "HomeLook.h"
 #include "InStep.h"
 #include "Report.h"
 
@@ -45,6 +46,7 @@ class Follower {
     void fetch();
     void away(const std::string& why);
     void tellStore();
+    bool hasSettled() const;
     void wait(int ending);
 
     void take(const Found& found);
@@ -68,7 +70,10 @@ class Follower {
 
     Etcd m_store;
     bool m_isConnected = false; /* as far as is known; a watch is there */
-    unsigned m_attempts = 0;    /* since it answered last */
+    bool m_isToldAway = false;
+    Clock::time_point m_connectedAt{};
+    Clock::time_point m_fetchAt = Clock::time_point::max(); /* something has changed */
+    unsigned m_attempts = 0;                                /* since it answered last */
     Clock::time_point m_nextTry{};
     std::int64_t m_lease = 0;
     Clock::time_point m_renewAt{};
@@ -76,16 +81,17 @@ class Follower {
 
     std::optional<std::string> m_stamp; /* of the documents; none where they were never read */
     Desired m_desired;
-    const std::uint64_t m_home; /* its identity */
-    std::string m_remembered;   /* the stamp of those that the installation was last in step with, on disk */
-    std::string m_applied;      /* likewise, whether or not that is confirmed: what differs from it is drift */
+    const HomeIdentity m_home;
+    std::string m_remembered; /* the stamp of those that the installation was last in step with, on disk */
+    std::string m_applied;    /* likewise, whether or not that is confirmed: what differs from it is drift */
 
     Report m_report;
     std::string m_marks; /* of the state that was looked at last */
     std::unique_ptr<FileNotice> m_notice;
     Clock::time_point m_lookAt = Clock::time_point::max();
-    unsigned m_holds = 0;                        /* in a row */
-    Clock::time_point m_holdUntil{};             /* nothing is stored before */
+    unsigned m_holds = 0;            /* in a row */
+    Clock::time_point m_holdUntil{}; /* nothing is stored before */
+    Clock::time_point m_nextPutBack{};
     std::optional<Clock::time_point> m_undoneAt; /* then, unless the store has heard of what is stored */
 };
 

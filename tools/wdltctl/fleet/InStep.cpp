@@ -20,6 +20,13 @@ std::string generationNow() {
     }
 }
 
+constexpr const char* kConfirmer = "follow"; // in the journal
+
+/* A load of ours, also of an earlier process, that waits for its confirmation. Others confirm their own. */
+bool isOwn(const std::optional<Journal>& journal) {
+    return journal && journal->due && journal->by == kConfirmer;
+}
+
 Outcome bring(const Desired& desired, const StepRules& rules) {
     const Plan plan(desired.layers(), false);
     std::vector<Change> changes = changesOf(plan);
@@ -27,16 +34,18 @@ Outcome bring(const Desired& desired, const StepRules& rules) {
     Outcome outcome;
     if (changes.empty()) {
         outcome.generation = rules.isNew ? generationNow() : "";
-        if (waiting && waiting->due)
+        if (isOwn(waiting))
             outcome.undoneIn = std::chrono::seconds(waiting->due->secondsLeft());
         return outcome;
     }
-    if (waiting)
+    if (isOwn(waiting) && rules.mayStore && rules.isHeard)
+        Journal::remove();
+    else if (waiting)
         return {
             .step = Step::Waiting, .changes = std::move(changes), .remark = "another load waits for its confirmation"};
     if (!rules.mayStore)
         return {.step = Step::Drift, .changes = std::move(changes)};
-    Loaded loaded = carryOut(plan, false, rules.confirmWithin);
+    Loaded loaded = carryOut(plan, false, rules.confirmWithin, kConfirmer);
     outcome.changes = std::move(loaded.changes);
     if (!loaded.untold.empty())
         outcome.remark = fmt::format("the service wasn't told: {}", fmt::join(loaded.untold, ", "));
@@ -58,13 +67,23 @@ Outcome bringInStep(const Desired& desired, const StepRules& rules) {
     return outcome;
 }
 
-void keep() {
-    changeHere(Needs::Files, [] {
-        const std::optional<Journal> waiting = Journal::read();
-        if (!waiting || !waiting->due)
-            throw ToolError(ExitStatus::Unknown, "it was undone before it could be confirmed");
-        Journal::remove();
+std::optional<std::chrono::seconds> unconfirmedFor() {
+    try {
+        if (const std::optional<Journal> waiting = Journal::read(); isOwn(waiting))
+            return std::chrono::seconds(waiting->due->secondsLeft());
+    } catch (const ToolError&) { // told by the next look
+    }
+    return std::nullopt;
+}
+
+bool keep() {
+    bool isKept = false;
+    changeHere(Needs::Files, [&] {
+        isKept = isOwn(Journal::read());
+        if (isKept)
+            Journal::remove();
     });
+    return isKept;
 }
 
 } // namespace wdlt

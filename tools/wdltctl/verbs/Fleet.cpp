@@ -24,18 +24,20 @@ struct Fleet {
 };
 
 /* Machines that have a document, and those that have told of themselves. */
-Fleet fleetFrom(const Found& found, std::size_t prefix) {
+Fleet fleetFrom(const Found& keys, const Found& statuses, std::size_t prefix) {
     Fleet fleet;
     const auto behind = [](const std::string& key, std::string_view stem) {
         return key.starts_with(stem) && key.size() > stem.size() ? std::optional(key.substr(stem.size()))
                                                                  : std::nullopt;
     };
-    for (const StoredKey& each : found.keys) {
-        const std::string key = each.key.substr(prefix);
-        if (const auto machine = behind(key, kStatusKeys))
+    for (const StoredKey& each : statuses.keys)
+        if (const auto machine = behind(each.key.substr(prefix), kStatusKeys))
             fleet.machines[*machine] = reportFrom(each.value);
-        else
-            fleet.documents[key] = each.modified;
+    for (const StoredKey& each : keys.keys) {
+        const std::string key = each.key.substr(prefix);
+        if (key.starts_with(kStatusKeys))
+            continue;
+        fleet.documents[key] = each.modified;
         if (const auto machine = behind(key, kMachineKeys))
             fleet.machines.try_emplace(*machine);
     }
@@ -51,22 +53,27 @@ std::int64_t askedOf(const Fleet& fleet, const Member& member) {
 }
 
 bool isInStep(const Report& report, std::int64_t asked) {
-    return report.state == "nothing asked" || (report.state == "ok" && report.applied == asked);
+    return report.applied == asked && (report.state == "ok" || report.state == "nothing asked");
 }
 
 void status(const StoreArguments& arguments, const Options& options) {
     const EtcdStore address = etcdStoreOf(arguments.address);
     Etcd store(address, arguments.access);
-    const Fleet fleet = fleetFrom(store.getAll(address.prefix + "/"), address.prefix.size());
-    Overview overview{{"machine", "state", "revision", "asked", "age", "drift", "put-back", "failures", "reason"}, {}};
+    const Found keys = store.getAll(address.prefix + "/", true);
+    if (keys.keys.empty())
+        throw ToolError(ExitStatus::Unknown, fmt::format("nothing stands at {} in the store", address.prefix));
+    const Fleet fleet = fleetFrom(keys, store.getAll(address.prefix + kStatusKeys), address.prefix.size());
+    Overview overview{
+        {"machine", "groups", "state", "revision", "asked", "age", "drift", "put-back", "failures", "reason"}, {}};
     std::size_t others = 0;
     for (const auto& [machine, told] : fleet.machines) {
         const Report report = told.value_or(Report{.machine = machine, .state = "silent"});
         const std::int64_t asked = askedOf(fleet, {machine, report.groups});
         others += isInStep(report, asked) ? 0 : 1;
-        const Json age = told ? Json(std::max<std::int64_t>(std::time(nullptr) - report.since, 0)) : Json("");
-        overview.rows.push_back({machine, report.state, report.applied, asked, age, report.drift, report.putBack,
-                                 report.failures, report.reason});
+        const std::int64_t now = std::time(nullptr);
+        const Json age = told && report.since >= 0 && report.since <= now ? Json(now - report.since) : Json("");
+        overview.rows.push_back({machine, report.groups, report.state, report.applied, asked, age, report.drift,
+                                 report.putBack, report.failures, report.reason});
     }
     printOverview(overview, options.json);
     if (others != 0)

@@ -2,6 +2,7 @@
 
 #include "Follower.h"
 #include "LibraryWatch.h"
+#include "Loading.h"
 #include "Objects.h"
 #include "StoreOptions.h"
 #include "TimeOption.h"
@@ -77,6 +78,17 @@ ExitStatus statusOf(const Report& report) {
                                        : ExitStatus::Failed;
 }
 
+/* What waits for its confirmation when the process ends is undone by another in time. */
+struct GuardAtEnd {
+    GuardAtEnd() = default;
+    ~GuardAtEnd() {
+        if (unconfirmedFor())
+            leaveGuardBehind();
+    }
+    GuardAtEnd(const GuardAtEnd&) = delete;
+    GuardAtEnd& operator=(const GuardAtEnd&) = delete;
+};
+
 void follow(const FollowArguments& arguments, const Options& options) {
     FollowRules rules = arguments.rules;
     rules.putsBack = arguments.onDrift == "restore";
@@ -89,6 +101,10 @@ void follow(const FollowArguments& arguments, const Options& options) {
     const EtcdStore store = etcdStoreOf(arguments.store.address);
     needTree();
     LibraryWatch::expectToLast();
+    const HeldMutex claim = takeIfFree("wdlt_follow_mutex");
+    if (claim == nullptr)
+        throw ToolError(ExitStatus::Unknown, "another wdltctl follow keeps this home in step");
+    const GuardAtEnd guard;
     Follower follower(store, arguments.store.access, member, rules,
                       [&](const char* event, const std::string& words, const std::vector<Change>& changes) {
                           tell(options, event, words, changes);
@@ -99,9 +115,6 @@ void follow(const FollowArguments& arguments, const Options& options) {
             throw ToolError(status, report.reason.empty() ? report.state : report.state + ": " + report.reason);
         return;
     }
-    const HeldMutex claim = takeIfFree("wdlt_follow_mutex");
-    if (claim == nullptr)
-        throw ToolError(ExitStatus::Unknown, "another wdltctl follow keeps this home in step");
     endBySignal();
     follower.run(endingDescriptor());
 }
@@ -116,13 +129,14 @@ void addFollow(CLI::App& app, const Options& options) {
     verb->add_option("--machine", arguments->member.machine, "This machine's name there; without it, its host name");
     verb->add_option("--group", arguments->member.groups, "A group that it belongs to; may be given several times");
     verb->add_option("--on-drift", arguments->onDrift,
-                     "What is done about changes by others: restore puts back what is asked, report tells them")
+                     "What is done about changes by others: restore puts back what is asked (so without it), report "
+                     "tells them")
         ->check(CLI::IsMember({"restore", "report"}));
     addTime(*verb, "--confirm-within", arguments->rules.confirmWithin,
-            "Undo a change unless the store has heard of it after this time, as 60s, 5m or 1h; 0s: never");
+            "Undo a change unless the store has heard of it after this time, as 60s (without it), 5m or 1h; 0s: never");
     addTime(*verb, "--spread", arguments->spread, "Wait a random part of this time before a change");
-    addTime(*verb, "--lease", arguments->lease, "The store forgets the machine after this time without a word",
-            kLeastLease);
+    addTime(*verb, "--lease", arguments->lease,
+            "The store forgets the machine after this time without a word; without it 60s", kLeastLease);
     verb->add_flag("--once", arguments->once, "One round, then end: with 0 when all is as asked");
     verb->footer(
         "STORE/base, STORE/group/NAME and STORE/machine/NAME are documents as dump writes them, whole or in part, "

@@ -14,20 +14,14 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <array>
 #include <chrono>
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <memory>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
 
 namespace wdlt {
 namespace {
-
-constexpr const char* kAwait = "await-confirmation"; // the verb of the process that a load leaves behind
 
 struct LoadArguments {
     std::string file;
@@ -38,33 +32,6 @@ struct LoadArguments {
     bool keepsGoing = false;
     bool isForced = false;
 };
-
-/* Waits in the background for the end of the time. When this fails, or the process doesn't live that long, the next
-   verb puts back what nobody has confirmed. */
-void leaveGuardBehind() {
-    const pid_t child = ::fork();
-    if (child < 0)
-        return printRemark("no process waits for the confirmation: without it, the next command undoes the load");
-    if (child > 0) {
-        ::waitpid(child, nullptr, 0);
-        return;
-    }
-    // The process that waits is nobody's child, and survives the terminal.
-    if (::setsid() < 0 || ::fork() != 0)
-        ::_exit(0);
-    const int nothing = ::open("/dev/null", O_RDWR);
-    for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
-        ::dup2(nothing, standard);
-    ::close_range(STDERR_FILENO + 1, ~0U, 0);
-    sigset_t none;
-    sigemptyset(&none);
-    ::sigprocmask(SIG_SETMASK, &none, nullptr);
-    std::string name = "wdltctl";
-    std::string verb = kAwait;
-    std::array<char*, 3> words{name.data(), verb.data(), nullptr};
-    ::execv("/proc/self/exe", words.data());
-    ::_exit(1);
-}
 
 void loadPlanned(const LoadArguments& arguments, const Plan& plan, const Options& options) {
     const Loaded loaded = carryOut(plan, arguments.keepsGoing, arguments.confirmWithin);
@@ -174,7 +141,7 @@ void addConfirm(CLI::App& app, const Options& options) {
         const ChangeLock lock;
         confirm(*isForced, options);
     });
-    runs(*app.add_subcommand(kAwait, "Undo a load when its time is over")->group(""), Needs::Nothing,
+    runs(*app.add_subcommand(kAwaitConfirmation, "Undo a load when its time is over")->group(""), Needs::Nothing,
          awaitConfirmation);
 }
 
