@@ -139,6 +139,58 @@ def unconfirmed(store, machine):
     assert machine.port() == 8420
 
 
+def ended_unconfirmed(store, machine):
+    """Ended before the store has heard of a change, it leaves somebody behind who undoes it."""
+    machine.end()
+    machine.follow("--confirm-within", "3s")
+    machine.is_in("ok", store.revision)
+    journal = machine.home / "load.json"
+    for port in range(8430, 8450):
+        before, seen = machine.dump(), len(machine.events())
+        store.put("base", port_document(port))
+        wait_until(journal.exists, pause=0)
+        store.stop(signal.SIGKILL)
+        wait_until(lambda: {"applied", "store away"} & set(machine.events()[seen:]))
+        assert machine.end() == 0
+        if journal.exists():
+            break
+        store.start()  # it was quicker
+        machine.follow("--confirm-within", "3s").is_in("ok", store.revision)
+    wait_until(lambda: not journal.exists())
+    assert machine.dump() == before
+    store.start()
+    machine.follow().is_in("ok", store.revision)
+
+
+def others_load(store, machine, folder):
+    """A load of what nobody asks for is neither confirmed nor hindered."""
+    document = folder / "other.json"
+    document.write_text(json.dumps({"lists": {"spyware": ["Else"]}}))
+    machine.run("load", str(document), "--confirm-within", "2s")
+    assert machine.run("list", "spyware") == "Else\n"
+    store.put("base", port_document(machine.port()))
+    wait_until(lambda: not (machine.home / "load.json").exists())
+    assert machine.run("list", "spyware") == ""
+    machine.is_in("ok", store.revision)
+
+
+def replaced_store(build, folder):
+    """One that was laid down anew, and counts from 1 again, is another one."""
+    (folder / "new").mkdir()
+    store = Store(folder / "new")
+    machine = Machine(build, store, folder, "third")
+    machine.lay_down()
+    machine.follow().is_in("ok", store.put("base", port_document(9100)))
+    store.stop(signal.SIGKILL)
+    shutil.rmtree(folder / "new" / "etcd")
+    store.start()
+    revision = store.put("base", port_document(9101))
+    wait_until(lambda: machine.port() == 9101)
+    machine.is_in("ok", revision)
+    assert machine.end() == 0
+    store.stop(signal.SIGKILL)
+
+
 def killed(store, machine):
     """SIGKILL at any step of an application: the state is the old one or the new one, and the next start makes it the new."""
     long_list = [f"*{i}.example/*" for i in range(400)]
@@ -189,8 +241,10 @@ def table(store, first, second):
     assert second.process.wait(20) == 3
     shutil.rmtree(second.home)
     moved.rename(second.home)
+    port = second.port()
+    second.run("set", "system", f"proxy-port={port + 1}")
     second.follow()
-    second.is_in("ok")
+    wait_until(lambda: second.port() == port)
     for each in (first, second):
         assert memory_kib(each.process.pid) < 20 * 1024, memory_kib(each.process.pid)
     print(f"fleet: a follower has {memory_kib(first.process.pid) / 1024:.1f} MiB,"
@@ -287,6 +341,9 @@ def main():
             drift(store, second, build, folder)
             store_away(store, second)
             unconfirmed(store, second)
+            ended_unconfirmed(store, second)
+            others_load(store, second, folder)
+            replaced_store(build, folder)
             killed(store, second)
             table(store, first, second)
             ended = [each.end() for each in (first, second)]
