@@ -175,7 +175,7 @@ TEST(Peer, ASecondIsRefusedAndTheFirstGoesOn) {
         EXPECT_EQ(peer.heard(), "config 0 0");
     }
     const Object memory(
-        CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 8, (kConfig + "_WdMemory").c_str()));
+        CreateFileMappingA(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, 0, 20, "Global\\wdlt_action_WdMemory"));
     expectRefused({{"wardlet-peer", 5, "its objects exist"}});
 }
 
