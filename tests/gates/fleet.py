@@ -187,7 +187,10 @@ def replaced_store(build, folder):
     revision = store.put("base", port_document(9101))
     wait_until(lambda: machine.port() == 9101)
     machine.is_in("ok", revision)
-    assert machine.end() == 0
+    store.call("kv/deleterange", {"key": store.key("base")})
+    machine.is_in("nothing asked", 0)
+    assert "third" in machine.run("fleet", "status", store.address)
+    assert machine.port() == 9101 and machine.end() == 0
     store.stop(signal.SIGKILL)
 
 

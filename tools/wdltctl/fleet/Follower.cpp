@@ -211,11 +211,13 @@ void Follower::take(const Found& found) {
         m_desired = Desired(m_prefix, found);
     } catch (const ToolError& error) {
         m_desired = {};
-        m_lookAt = Clock::time_point::max();
+        m_lookAt = m_undoneAt.value_or(Clock::time_point::max());
         return fail("refused", error.what());
     }
-    if (m_desired.isEmpty())
+    if (m_desired.isEmpty()) {
+        m_report.applied = 0; // all that is asked for
         return setState("nothing asked", "");
+    }
     m_lookAt = kNext;
 }
 

@@ -10,10 +10,9 @@
 #include "Verbs.h"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <array>
 #include <csignal>
-#include <fmt/chrono.h>
+#include <ctime>
 #include <fmt/format.h>
 #include <memory>
 #include <sys/eventfd.h>
