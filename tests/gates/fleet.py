@@ -206,7 +206,7 @@ def killed(store, machine):
                                                    hosts=[f"{i}.example"]))
         machine.follow()
         wait_until(journal.exists, pause=0)
-        time.sleep(random.uniform(0, 0.05))
+        time.sleep(random.uniform(0, 0.05 * (1 + i / 10)))  # longer each time: it may be a slow machine
         machine.end(signal.SIGKILL)
         step = "confirmed"
         with contextlib.suppress(FileNotFoundError):
@@ -216,7 +216,7 @@ def killed(store, machine):
         assert found == old if step == "half way" else found["records"]["system"]["proxy-port"] == 8500 + i, (step, i)
         machine.follow().is_in("ok", revision)
         wait_until(lambda: not journal.exists())
-        if len(steps) == 3 and min(steps.values()) >= 3:
+        if len(steps) == 3 and i >= 8:
             break
     assert len(steps) == 3, f"not killed at each step: {steps}"
     print(f"fleet: killed {sum(steps.values())} times: {steps}")
